@@ -1,0 +1,38 @@
+// The thread-count variable of the family, its default, its setter and its getter.
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+
+#include <omp.h>
+
+#include "moxcore.h"
+
+extern "C" {
+
+int32_t threads_omp_of_n_mox = 1;
+
+void moxSetNumThreads(int32_t count) { threads_omp_of_n_mox = count < 1 ? 1 : count; }
+
+int32_t moxGetNumThreads(void) { return threads_omp_of_n_mox < 1 ? 1 : threads_omp_of_n_mox; }
+
+}  // extern "C"
+
+namespace {
+
+// The whole number in `text`, held to the range of the variable; 0 and false where it is none.
+bool wholeNumber(const char* text, int32_t& value) {
+  char* end = nullptr;
+  errno = 0;
+  const long parsed = std::strtol(text, &end, 10);
+  if (end == text || *end != '\0') return false;
+  value = parsed > INT32_MAX ? INT32_MAX : parsed < 1 ? 1 : static_cast<int32_t>(parsed);
+  return true;
+}
+
+__attribute__((constructor)) void setDefault() {
+  int32_t count = 0;
+  const char* const wanted = std::getenv("MOX_NUM_THREADS");
+  moxSetNumThreads(wanted && wholeNumber(wanted, count) ? count : omp_get_num_procs());
+}
+
+}  // namespace

@@ -1,0 +1,47 @@
+/* The core library of the family: how many threads its parallel functions may use. */
+#ifndef MOXCORE_H
+#define MOXCORE_H
+
+#include <stdint.h>
+
+#if defined(_WIN32)
+#if defined(MOXCORE_BUILDING)
+#define MOXCORE_API __declspec(dllexport)
+#elif defined(MOXCORE_STATIC)
+#define MOXCORE_API
+#else
+#define MOXCORE_API __declspec(dllimport)
+#endif
+#elif defined(__GNUC__)
+#define MOXCORE_API __attribute__((visibility("default")))
+#else
+#define MOXCORE_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/*
+ * The number of threads that a parallel region of any library of the family asks for. The libraries read it
+ * each time they start such a region and never write it; values below 1 mean 1.
+ *
+ * When libmoxcore is loaded it is set to the number of processors that OpenMP reports, or to the value of the
+ * environment variable MOX_NUM_THREADS where that holds a whole number (below 1: 1; above 2147483647:
+ * 2147483647; anything that is not a whole number is ignored).
+ *
+ * Results never depend on it. It is one word without a lock: set it before, not during, calls from other threads.
+ */
+extern MOXCORE_API int32_t threads_omp_of_n_mox;
+
+/* Sets threads_omp_of_n_mox; a count below 1 is stored as 1. */
+MOXCORE_API void moxSetNumThreads(int32_t count);
+
+/* The number of threads that a parallel region would ask for now: threads_omp_of_n_mox, at least 1. */
+MOXCORE_API int32_t moxGetNumThreads(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
