@@ -1,0 +1,113 @@
+// JPEG files (ITU-T T.81, JFIF, Adobe APP14) over the functions of moxj.h: writer, reader and inspection.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "bytes.h"
+#include "failure.h"
+#include "pictures/picture.h"
+#include "progress.h"
+
+namespace moxj::jpeg {
+
+using moxj::Decoded;
+using moxj::Limits;
+
+// ---- Writing ----------------------------------------------------------------------------------------------------
+
+enum class Sampling { s444, s422, s420 };
+
+struct EncodeOptions {
+  int quality = 75;  // 1 to 100
+  Sampling sampling = Sampling::s420;
+  bool grayscale = false;      // luminance only; a grey picture always becomes a grey file
+  int restart = 0;             // restart interval, 0 none, in MCUs ...
+  bool restartInRows = false;  // ... or in MCU rows
+};
+
+// A JFIF file of the picture, baseline, with the tables of T.81 Annex K. Throws Failure (limit) for pictures beyond
+// 65535 rows or columns and for restart intervals above 65535 MCUs.
+Bytes encode(const Picture& picture, const EncodeOptions& options, const Progress& progress = {});
+
+// ---- Reading ----------------------------------------------------------------------------------------------------
+
+// The picture of a file as grey or RGB. Throws Failure: refused for what is no JPEG file, damaged before any of the
+// picture could be had, or of an unsupported process (by name); limit for more pixels than allowed, before memory is
+// taken. A picture of which only a part could be had comes with complete = false and a warning.
+Decoded decode(std::span<const std::uint8_t> file, const Limits& limits, const Progress& progress = {});
+
+// ---- Inspection -------------------------------------------------------------------------------------------------
+
+struct Component {
+  int id = 0;
+  int horizontal = 1;  // sampling factors
+  int vertical = 1;
+  int quantTable = 0;
+  int width = 0;  // in samples (T.81 A.1.1)
+  int height = 0;
+};
+
+struct QuantTable {
+  int index = 0;                          // destination identifier, 0 to 3
+  int bits = 8;                           // 8 or 16
+  std::array<std::uint16_t, 64> steps{};  // row by row, not zig-zag
+};
+
+struct HuffTable {
+  int index = 0;
+  bool ac = false;
+  int codes = 0;  // how many codes the table has
+};
+
+struct Segment {
+  std::uint8_t marker = 0;   // second byte: 0xD8 for SOI
+  std::string name;          // "SOI", "APP0", "DQT" ...
+  std::uint64_t offset = 0;  // of the marker's 0xFF in the file
+  std::uint64_t length = 0;  // bytes from there, the marker included and entropy-coded data not
+  std::string detail;        // what a reader wants to know of it in a few words; may be empty
+};
+
+struct ScanComponent {
+  int id = 0;
+  int dcTable = 0;
+  int acTable = 0;
+};
+
+struct Scan {
+  std::vector<ScanComponent> components;
+  int spectralStart = 0, spectralEnd = 63;
+  int approxHigh = 0, approxLow = 0;
+  std::uint64_t dataOffset = 0;  // of the entropy-coded data that follows the header
+  std::uint64_t dataLength = 0;  // up to the marker that ends it, restart markers included
+};
+
+// A file's structure, as far as it can be followed.
+struct Info {
+  std::string process;     // "baseline", "extended sequential", "progressive", "lossless" ... and the coder
+  bool supported = false;  // decode() reads this process
+  int precision = 0;       // bits a sample
+  int width = 0;
+  int height = 0;
+  std::string colourModel;  // "grey", "YCbCr", "RGB", "CMYK", "YCCK", "unknown"
+  std::string sampling;     // "4:2:0" and the like where it has such a name, else empty
+  int restartInterval = 0;  // MCUs, 0 none; the last one defined
+  std::vector<Component> components;
+  std::vector<QuantTable> quantTables;  // as last defined
+  std::vector<HuffTable> huffTables;    // as last defined
+  std::optional<int> quality;           // of the Annex K tables that come nearest
+  bool qualityExact = false;            // the tables are exactly those of that quality
+  std::vector<Segment> segments;
+  std::vector<Scan> scans;
+  bool complete = true;  // false: the file ends or goes wrong before its end, `warning` says where
+  std::string warning;
+};
+
+// Throws Failure (refused) only where the file is no JPEG file or has no frame header that can be read.
+Info inspect(std::span<const std::uint8_t> file);
+
+}  // namespace moxj::jpeg
