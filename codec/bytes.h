@@ -3,40 +3,63 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
-#include <utility>
-#include <vector>
+#include <span>
 
 namespace moxj {
 
 void* takeBytes(std::size_t count);  // throws std::bad_alloc
 void giveBytes(void* bytes) noexcept;
 
-// An allocator whose elements stay uninitialised where std::vector would write zeros (resize, sized construction).
-template <typename T>
-struct Uninitialised {
-  using value_type = T;
-  Uninitialised() = default;
-  template <typename U>
-  Uninitialised(const Uninitialised<U>&) noexcept {}
+// The bytes of a file under construction: a vector whose new elements stay uninitialised and which grows by copying
+// memory (std::vector with an allocator of its own does neither well). Throws std::bad_alloc.
+class Bytes {
+ public:
+  Bytes() = default;
+  explicit Bytes(std::size_t count) { resize(count); }
 
-  T* allocate(std::size_t count) { return static_cast<T*>(takeBytes(count * sizeof(T))); }
-  void deallocate(T* elements, std::size_t) noexcept { giveBytes(elements); }
-  template <typename U, typename... Args>
-  void construct(U* place, Args&&... args) {
-    if constexpr (sizeof...(Args) == 0) {
-      ::new (static_cast<void*>(place)) U;
-    } else {
-      ::new (static_cast<void*>(place)) U(std::forward<Args>(args)...);
-    }
+  std::size_t size() const { return size_; }
+  std::size_t capacity() const { return capacity_; }
+  bool empty() const { return size_ == 0; }
+  std::uint8_t* data() { return bytes_.get(); }
+  const std::uint8_t* data() const { return bytes_.get(); }
+  std::uint8_t* begin() { return data(); }
+  std::uint8_t* end() { return data() + size_; }
+  const std::uint8_t* begin() const { return data(); }
+  const std::uint8_t* end() const { return data() + size_; }
+  std::uint8_t& operator[](std::size_t at) { return data()[at]; }
+  std::uint8_t operator[](std::size_t at) const { return data()[at]; }
+
+  void reserve(std::size_t count);
+  void clear() { size_ = 0; }
+  void resize(std::size_t count) {
+    if (count > capacity_) grow(count);
+    size_ = count;
   }
-  template <typename U>
-  bool operator==(const Uninitialised<U>&) const noexcept {
-    return true;
+  void push_back(std::uint8_t byte) {
+    if (size_ == capacity_) grow(size_ + 1);
+    data()[size_++] = byte;
   }
+  void append(const void* from, std::size_t count) {
+    const std::size_t before = size_;
+    resize(before + count);
+    if (count > 0) std::memcpy(data() + before, from, count);
+  }
+  void append(std::span<const std::uint8_t> from) { append(from.data(), from.size()); }
+
+  // Hands the memory over; the object is empty then.
+  std::shared_ptr<void> release();
+
+ private:
+  struct Give {
+    void operator()(std::uint8_t* bytes) const noexcept { giveBytes(bytes); }
+  };
+  void grow(std::size_t atLeast);  // by half at least
+
+  std::unique_ptr<std::uint8_t[], Give> bytes_;
+  std::size_t size_ = 0;
+  std::size_t capacity_ = 0;
 };
-
-// The bytes of a file. resize() leaves the new ones uninitialised.
-using Bytes = std::vector<std::uint8_t, Uninitialised<std::uint8_t>>;
 
 }  // namespace moxj
