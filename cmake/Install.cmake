@@ -1,0 +1,26 @@
+# Installed files, the packages that find them, and the Debian package.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS moxj-shared moxj-static moxcore-shared moxcore-static EXPORT moxj-targets)
+install(FILES include/moxj.h include/moxcore.h TYPE INCLUDE)
+if(MOXJ_BUILD_TOOL)
+  install(TARGETS moxj)
+endif()
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/moxj)
+install(EXPORT moxj-targets NAMESPACE moxj:: DESTINATION ${package_dir})
+configure_package_config_file(cmake/moxj-config.cmake.in moxj-config.cmake INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(moxj-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/moxj-config.cmake ${PROJECT_BINARY_DIR}/moxj-config-version.cmake
+  DESTINATION ${package_dir})
+foreach(name moxj moxcore)
+  configure_file(cmake/${name}.pc.in ${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()
+
+set(CPACK_GENERATOR DEB TGZ)
+set(CPACK_PACKAGE_CONTACT "the libmoxj maintainers <maintainers@example.org>")
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_PACKAGE_NAME libmoxj)
+include(CPack)

@@ -1,0 +1,49 @@
+// Argument checks as a chain: the order of its links is the order in which a function tests its arguments.
+#pragma once
+
+#include <cstdint>
+
+#include "moxj.h"
+
+namespace mox {
+
+// Each link tests one group of arguments and does nothing once an earlier link has failed; the chain converts to the
+// status of the first failure:
+//   if (const MoxStatus bad = Check().pointers(pSrc, pDst).steps(srcStep, dstStep).size(roi)) return bad;
+class Check {
+ public:
+  constexpr operator MoxStatus() const { return status_; }
+
+  template <class... Pointers>
+  constexpr Check& pointers(const Pointers*... given) {
+    return require((... && (given != nullptr)), moxStatusNullPointer);
+  }
+
+  // The pointers inside an array of planes; the array itself has passed pointers() by then.
+  template <int Count, class Plane>
+  constexpr Check& planes(const Plane* const* given) {
+    for (int i = 0; i < Count && status_ == moxStatusOk; i++) pointers(given[i]);
+    return *this;
+  }
+
+  template <class... Steps>
+  constexpr Check& steps(Steps... given) {
+    return require((... && (given >= 1)), moxStatusBadStep);
+  }
+
+  constexpr Check& size(MoxRoiSize roi) { return length(roi.width).length(roi.height); }
+  constexpr Check& length(int32_t given) { return require(given >= 1, moxStatusBadSize); }
+
+  // A scalar argument's set of values.
+  constexpr Check& argument(bool allowed) { return require(allowed, moxStatusBadArgument); }
+
+  constexpr Check& require(bool holds, MoxStatus otherwise) {
+    if (status_ == moxStatusOk && !holds) status_ = otherwise;
+    return *this;
+  }
+
+ private:
+  MoxStatus status_ = moxStatusOk;
+};
+
+}  // namespace mox

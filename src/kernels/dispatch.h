@@ -1,0 +1,32 @@
+// The choice of a target's kernels, made once when the library is loaded.
+#pragma once
+
+#include "kernels/kernels.h"
+
+namespace mox {
+
+struct Target {
+  const char* name;
+  const Kernels* kernels;
+  bool (*runsHere)();  // whether this processor can execute the target's code
+};
+
+// The targets in this build, from the scalar definition to the best.
+struct TargetList {
+  const Target* first;
+  int count;
+  const Target* begin() const { return first; }
+  const Target* end() const { return first + count; }
+};
+TargetList targets();
+
+namespace kernels {
+
+// The kernels in use: the scalar definition until the constructor of the library has chosen, so that even a call from
+// an earlier constructor is right. The library's one writable datum; only the tests set it again.
+extern const Kernels* active;
+
+inline const ShiftKernels& shift() { return *active->shift; }
+
+}  // namespace kernels
+}  // namespace mox

@@ -1,0 +1,16 @@
+// The kernels of one target: one table of function pointers per family.
+//
+// Every file of this directory but dispatch.cpp is compiled once per target, its code in namespace mox::MOX_TARGET, so
+// that the same source is the scalar definition in one object and AVX-512 code in another. What leaves the objects of a
+// target is its Kernels record alone, mox_kernels_<target>.
+#pragma once
+
+namespace mox {
+
+struct ShiftKernels;
+
+struct Kernels {
+  const ShiftKernels* shift;
+};
+
+}  // namespace mox

@@ -1,0 +1,13 @@
+// The record of this target's families: the one symbol that leaves the target's objects.
+#include "kernels/kernels.h"
+#include "kernels/shift.h"
+
+#define MOX_PASTE(a, b) a##b
+#define MOX_TABLE_NAME(target) MOX_PASTE(mox_kernels_, target)
+
+extern "C" {
+extern const mox::Kernels MOX_TABLE_NAME(MOX_TARGET);
+const mox::Kernels MOX_TABLE_NAME(MOX_TARGET) = {
+    .shift = &mox::MOX_TARGET::shiftKernels,
+};
+}

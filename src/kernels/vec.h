@@ -1,0 +1,550 @@
+// The vector layer: one fixed 128-bit type, one widest type per target, and the operations that the kernels are written
+// in, named after the arithmetic. Wide types work within 128-bit blocks wherever the name speaks of halves or order, so
+// that a kernel reads the same for every width; operations whose name ends in Linear do not.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#if defined(MOX_TARGET_IS_scalar)
+#define MOX_VECTOR 0
+#elif defined(MOX_TARGET_IS_neon)
+#define MOX_VECTOR 1
+#include <arm_neon.h>
+#else
+#define MOX_VECTOR 1
+#include <immintrin.h>
+#endif
+
+#define MOX_INLINE [[gnu::always_inline]] inline
+
+#if MOX_VECTOR
+namespace mox::MOX_TARGET {
+
+#if defined(MOX_TARGET_IS_neon)
+
+struct V128 {
+  static constexpr int kBytes = 16;
+  int16x8_t r;
+};
+using VMax = V128;
+
+MOX_INLINE uint8x16_t u8(V128 a) { return vreinterpretq_u8_s16(a.r); }
+MOX_INLINE int8x16_t s8(V128 a) { return vreinterpretq_s8_s16(a.r); }
+MOX_INLINE uint16x8_t u16(V128 a) { return vreinterpretq_u16_s16(a.r); }
+MOX_INLINE int32x4_t s32(V128 a) { return vreinterpretq_s32_s16(a.r); }
+MOX_INLINE uint32x4_t u32(V128 a) { return vreinterpretq_u32_s16(a.r); }
+MOX_INLINE int64x2_t s64(V128 a) { return vreinterpretq_s64_s16(a.r); }
+MOX_INLINE V128 wrap(uint8x16_t a) { return {vreinterpretq_s16_u8(a)}; }
+MOX_INLINE V128 wrap(int8x16_t a) { return {vreinterpretq_s16_s8(a)}; }
+MOX_INLINE V128 wrap(uint16x8_t a) { return {vreinterpretq_s16_u16(a)}; }
+MOX_INLINE V128 wrap(int16x8_t a) { return {a}; }
+MOX_INLINE V128 wrap(int32x4_t a) { return {vreinterpretq_s16_s32(a)}; }
+MOX_INLINE V128 wrap(uint32x4_t a) { return {vreinterpretq_s16_u32(a)}; }
+MOX_INLINE V128 wrap(int64x2_t a) { return {vreinterpretq_s16_s64(a)}; }
+
+template <class V = VMax>
+MOX_INLINE V load(const void* p) {
+  return wrap(vld1q_u8(static_cast<const uint8_t*>(p)));
+}
+MOX_INLINE void store(void* p, V128 a) { vst1q_u8(static_cast<uint8_t*>(p), u8(a)); }
+MOX_INLINE V128 loadLow8(const void* p) {
+  return wrap(vcombine_u8(vld1_u8(static_cast<const uint8_t*>(p)), vdup_n_u8(0)));
+}
+MOX_INLINE void storeLow8(void* p, V128 a) { vst1_u8(static_cast<uint8_t*>(p), vget_low_u8(u8(a))); }
+
+template <class V = VMax>
+MOX_INLINE V zero() {
+  return {vdupq_n_s16(0)};
+}
+template <class V = VMax>
+MOX_INLINE V set8(int x) {
+  return wrap(vdupq_n_s8(static_cast<int8_t>(x)));
+}
+template <class V = VMax>
+MOX_INLINE V set16(int x) {
+  return wrap(vdupq_n_s16(static_cast<int16_t>(x)));
+}
+template <class V = VMax>
+MOX_INLINE V set32(int x) {
+  return wrap(vdupq_n_s32(x));
+}
+
+MOX_INLINE V128 add8(V128 a, V128 b) { return wrap(vaddq_u8(u8(a), u8(b))); }
+MOX_INLINE V128 sub8(V128 a, V128 b) { return wrap(vsubq_u8(u8(a), u8(b))); }
+MOX_INLINE V128 addsU8(V128 a, V128 b) { return wrap(vqaddq_u8(u8(a), u8(b))); }
+MOX_INLINE V128 subsU8(V128 a, V128 b) { return wrap(vqsubq_u8(u8(a), u8(b))); }
+MOX_INLINE V128 avgU8(V128 a, V128 b) { return wrap(vrhaddq_u8(u8(a), u8(b))); }
+MOX_INLINE V128 minU8(V128 a, V128 b) { return wrap(vminq_u8(u8(a), u8(b))); }
+MOX_INLINE V128 maxU8(V128 a, V128 b) { return wrap(vmaxq_u8(u8(a), u8(b))); }
+MOX_INLINE V128 add16(V128 a, V128 b) { return wrap(vaddq_s16(a.r, b.r)); }
+MOX_INLINE V128 sub16(V128 a, V128 b) { return wrap(vsubq_s16(a.r, b.r)); }
+MOX_INLINE V128 adds16(V128 a, V128 b) { return wrap(vqaddq_s16(a.r, b.r)); }
+MOX_INLINE V128 subs16(V128 a, V128 b) { return wrap(vqsubq_s16(a.r, b.r)); }
+MOX_INLINE V128 min16(V128 a, V128 b) { return wrap(vminq_s16(a.r, b.r)); }
+MOX_INLINE V128 max16(V128 a, V128 b) { return wrap(vmaxq_s16(a.r, b.r)); }
+MOX_INLINE V128 mulLow16(V128 a, V128 b) { return wrap(vmulq_s16(a.r, b.r)); }
+MOX_INLINE V128 mulHigh16(V128 a, V128 b) {
+  const int16x8_t low = vreinterpretq_s16_s32(vmull_s16(vget_low_s16(a.r), vget_low_s16(b.r)));
+  const int16x8_t high = vreinterpretq_s16_s32(vmull_high_s16(a.r, b.r));
+  return wrap(vuzp2q_s16(low, high));
+}
+MOX_INLINE V128 mulHighU16(V128 a, V128 b) {
+  const uint16x8_t low = vreinterpretq_u16_u32(vmull_u16(vget_low_u16(u16(a)), vget_low_u16(u16(b))));
+  const uint16x8_t high = vreinterpretq_u16_u32(vmull_high_u16(u16(a), u16(b)));
+  return wrap(vuzp2q_u16(low, high));
+}
+MOX_INLINE V128 dot16(V128 a, V128 b) {
+  return wrap(vpaddq_s32(vmull_s16(vget_low_s16(a.r), vget_low_s16(b.r)), vmull_high_s16(a.r, b.r)));
+}
+MOX_INLINE V128 dotAdd16(V128 sum, V128 a, V128 b) { return wrap(vaddq_s32(s32(sum), s32(dot16(a, b)))); }
+MOX_INLINE V128 add32(V128 a, V128 b) { return wrap(vaddq_s32(s32(a), s32(b))); }
+MOX_INLINE V128 sub32(V128 a, V128 b) { return wrap(vsubq_s32(s32(a), s32(b))); }
+MOX_INLINE V128 packs32(V128 a, V128 b) { return wrap(vqmovn_high_s32(vqmovn_s32(s32(a)), s32(b))); }
+MOX_INLINE V128 packsU16(V128 a, V128 b) { return wrap(vqmovun_high_s16(vqmovun_s16(a.r), b.r)); }
+MOX_INLINE V128 packs16(V128 a, V128 b) { return wrap(vqmovn_high_s16(vqmovn_s16(a.r), b.r)); }
+MOX_INLINE V128 low8(V128 a, V128 b) { return wrap(vzip1q_u8(u8(a), u8(b))); }
+MOX_INLINE V128 high8(V128 a, V128 b) { return wrap(vzip2q_u8(u8(a), u8(b))); }
+MOX_INLINE V128 low16(V128 a, V128 b) { return wrap(vzip1q_s16(a.r, b.r)); }
+MOX_INLINE V128 high16(V128 a, V128 b) { return wrap(vzip2q_s16(a.r, b.r)); }
+MOX_INLINE V128 low32(V128 a, V128 b) { return wrap(vzip1q_s32(s32(a), s32(b))); }
+MOX_INLINE V128 high32(V128 a, V128 b) { return wrap(vzip2q_s32(s32(a), s32(b))); }
+MOX_INLINE V128 low64(V128 a, V128 b) { return wrap(vzip1q_s64(s64(a), s64(b))); }
+MOX_INLINE V128 high64(V128 a, V128 b) { return wrap(vzip2q_s64(s64(a), s64(b))); }
+MOX_INLINE V128 bitAnd(V128 a, V128 b) { return wrap(vandq_s16(a.r, b.r)); }
+MOX_INLINE V128 bitOr(V128 a, V128 b) { return wrap(vorrq_s16(a.r, b.r)); }
+MOX_INLINE V128 bitXor(V128 a, V128 b) { return wrap(veorq_s16(a.r, b.r)); }
+MOX_INLINE V128 bitAndNot(V128 a, V128 b) { return wrap(vbicq_s16(b.r, a.r)); }
+template <int Bits>
+MOX_INLINE V128 shl16(V128 a) {
+  return wrap(vshlq_n_s16(a.r, Bits));
+}
+template <int Bits>
+MOX_INLINE V128 shr16(V128 a) {
+  return wrap(vshrq_n_s16(a.r, Bits));
+}
+template <int Bits>
+MOX_INLINE V128 shrU16(V128 a) {
+  return wrap(vshrq_n_u16(u16(a), Bits));
+}
+template <int Bits>
+MOX_INLINE V128 shl32(V128 a) {
+  return wrap(vshlq_n_s32(s32(a), Bits));
+}
+template <int Bits>
+MOX_INLINE V128 shr32(V128 a) {
+  return wrap(vshrq_n_s32(s32(a), Bits));
+}
+template <int Bits>
+MOX_INLINE V128 shrU32(V128 a) {
+  return wrap(vshrq_n_u32(u32(a), Bits));
+}
+template <int Order>
+MOX_INLINE V128 shuffle32(V128 a) {
+  const int32x4_t v = s32(a);
+  return wrap(__builtin_shuffle(v, int32x4_t{Order & 3, Order >> 2 & 3, Order >> 4 & 3, Order >> 6 & 3}));
+}
+MOX_INLINE V128 equal16(V128 a, V128 b) { return wrap(vceqq_s16(a.r, b.r)); }
+MOX_INLINE V128 greater16(V128 a, V128 b) { return wrap(vcgtq_s16(a.r, b.r)); }
+MOX_INLINE V128 select(V128 mask, V128 a, V128 b) { return wrap(vbslq_s16(u16(mask), a.r, b.r)); }
+#define MOX_SHUFFLE8 1
+MOX_INLINE V128 shuffle8(V128 a, V128 order) { return wrap(vqtbl1q_u8(u8(a), u8(order))); }
+
+// Eight bytes widened to 16 bits, and 16 bits narrowed to as many bytes with unsigned saturation.
+template <class V = VMax>
+MOX_INLINE V load8As16(const uint8_t* p) {
+  return wrap(vmovl_u8(vld1_u8(p)));
+}
+MOX_INLINE void store16As8(uint8_t* p, V128 a) { vst1_u8(p, vqmovun_s16(a.r)); }
+// packsU16 with all lanes of a ahead of all lanes of b.
+MOX_INLINE V128 packsU16Linear(V128 a, V128 b) { return packsU16(a, b); }
+
+#else
+
+struct V128 {
+  static constexpr int kBytes = 16;
+  __m128i r;
+};
+
+template <class V>
+V load(const void* p);
+template <class V>
+V zero();
+template <class V>
+V set8(int x);
+template <class V>
+V set16(int x);
+template <class V>
+V set32(int x);
+// As many bytes as V has 16-bit lanes, widened.
+template <class V>
+V load8As16(const uint8_t* p);
+
+template <>
+MOX_INLINE V128 load<V128>(const void* p) {
+  return {_mm_loadu_si128(static_cast<const __m128i*>(p))};
+}
+MOX_INLINE void store(void* p, V128 a) { _mm_storeu_si128(static_cast<__m128i*>(p), a.r); }
+template <>
+MOX_INLINE V128 zero<V128>() {
+  return {_mm_setzero_si128()};
+}
+template <>
+MOX_INLINE V128 set8<V128>(int x) {
+  return {_mm_set1_epi8(static_cast<char>(x))};
+}
+template <>
+MOX_INLINE V128 set16<V128>(int x) {
+  return {_mm_set1_epi16(static_cast<int16_t>(x))};
+}
+template <>
+MOX_INLINE V128 set32<V128>(int x) {
+  return {_mm_set1_epi32(x)};
+}
+
+MOX_INLINE V128 loadLow8(const void* p) { return {_mm_loadl_epi64(static_cast<const __m128i*>(p))}; }
+MOX_INLINE void storeLow8(void* p, V128 a) { _mm_storel_epi64(static_cast<__m128i*>(p), a.r); }
+
+// 8-bit lanes; U: unsigned, s: saturating
+MOX_INLINE V128 add8(V128 a, V128 b) { return {_mm_add_epi8(a.r, b.r)}; }
+MOX_INLINE V128 sub8(V128 a, V128 b) { return {_mm_sub_epi8(a.r, b.r)}; }
+MOX_INLINE V128 addsU8(V128 a, V128 b) { return {_mm_adds_epu8(a.r, b.r)}; }
+MOX_INLINE V128 subsU8(V128 a, V128 b) { return {_mm_subs_epu8(a.r, b.r)}; }
+MOX_INLINE V128 avgU8(V128 a, V128 b) { return {_mm_avg_epu8(a.r, b.r)}; }
+MOX_INLINE V128 minU8(V128 a, V128 b) { return {_mm_min_epu8(a.r, b.r)}; }
+MOX_INLINE V128 maxU8(V128 a, V128 b) { return {_mm_max_epu8(a.r, b.r)}; }
+// 16-bit lanes
+MOX_INLINE V128 add16(V128 a, V128 b) { return {_mm_add_epi16(a.r, b.r)}; }
+MOX_INLINE V128 sub16(V128 a, V128 b) { return {_mm_sub_epi16(a.r, b.r)}; }
+MOX_INLINE V128 adds16(V128 a, V128 b) { return {_mm_adds_epi16(a.r, b.r)}; }
+MOX_INLINE V128 subs16(V128 a, V128 b) { return {_mm_subs_epi16(a.r, b.r)}; }
+MOX_INLINE V128 min16(V128 a, V128 b) { return {_mm_min_epi16(a.r, b.r)}; }
+MOX_INLINE V128 max16(V128 a, V128 b) { return {_mm_max_epi16(a.r, b.r)}; }
+MOX_INLINE V128 mulLow16(V128 a, V128 b) { return {_mm_mullo_epi16(a.r, b.r)}; }
+MOX_INLINE V128 mulHigh16(V128 a, V128 b) { return {_mm_mulhi_epi16(a.r, b.r)}; }
+MOX_INLINE V128 mulHighU16(V128 a, V128 b) { return {_mm_mulhi_epu16(a.r, b.r)}; }
+// Sums of the two products of each pair of 16-bit lanes, as 32 bits.
+MOX_INLINE V128 dot16(V128 a, V128 b) { return {_mm_madd_epi16(a.r, b.r)}; }
+// 32-bit lanes
+MOX_INLINE V128 add32(V128 a, V128 b) { return {_mm_add_epi32(a.r, b.r)}; }
+MOX_INLINE V128 sub32(V128 a, V128 b) { return {_mm_sub_epi32(a.r, b.r)}; }
+// Narrowing with saturation (packsU16: to unsigned bytes); within each 128-bit block the lanes of a, then those of b.
+MOX_INLINE V128 packs32(V128 a, V128 b) { return {_mm_packs_epi32(a.r, b.r)}; }
+MOX_INLINE V128 packsU16(V128 a, V128 b) { return {_mm_packus_epi16(a.r, b.r)}; }
+MOX_INLINE V128 packs16(V128 a, V128 b) { return {_mm_packs_epi16(a.r, b.r)}; }
+// Interleaving of the lower (low) or upper (high) halves of a and b, within each 128-bit block.
+MOX_INLINE V128 low8(V128 a, V128 b) { return {_mm_unpacklo_epi8(a.r, b.r)}; }
+MOX_INLINE V128 high8(V128 a, V128 b) { return {_mm_unpackhi_epi8(a.r, b.r)}; }
+MOX_INLINE V128 low16(V128 a, V128 b) { return {_mm_unpacklo_epi16(a.r, b.r)}; }
+MOX_INLINE V128 high16(V128 a, V128 b) { return {_mm_unpackhi_epi16(a.r, b.r)}; }
+MOX_INLINE V128 low32(V128 a, V128 b) { return {_mm_unpacklo_epi32(a.r, b.r)}; }
+MOX_INLINE V128 high32(V128 a, V128 b) { return {_mm_unpackhi_epi32(a.r, b.r)}; }
+MOX_INLINE V128 low64(V128 a, V128 b) { return {_mm_unpacklo_epi64(a.r, b.r)}; }
+MOX_INLINE V128 high64(V128 a, V128 b) { return {_mm_unpackhi_epi64(a.r, b.r)}; }
+MOX_INLINE V128 bitAnd(V128 a, V128 b) { return {_mm_and_si128(a.r, b.r)}; }
+MOX_INLINE V128 bitOr(V128 a, V128 b) { return {_mm_or_si128(a.r, b.r)}; }
+MOX_INLINE V128 bitXor(V128 a, V128 b) { return {_mm_xor_si128(a.r, b.r)}; }
+// ~a & b
+MOX_INLINE V128 bitAndNot(V128 a, V128 b) { return {_mm_andnot_si128(a.r, b.r)}; }
+// Shifts by a constant: shl left, shr right arithmetic, shrU right logical.
+template <int Bits>
+MOX_INLINE V128 shl16(V128 a) {
+  return {_mm_slli_epi16(a.r, Bits)};
+}
+template <int Bits>
+MOX_INLINE V128 shr16(V128 a) {
+  return {_mm_srai_epi16(a.r, Bits)};
+}
+template <int Bits>
+MOX_INLINE V128 shrU16(V128 a) {
+  return {_mm_srli_epi16(a.r, Bits)};
+}
+template <int Bits>
+MOX_INLINE V128 shl32(V128 a) {
+  return {_mm_slli_epi32(a.r, Bits)};
+}
+template <int Bits>
+MOX_INLINE V128 shr32(V128 a) {
+  return {_mm_srai_epi32(a.r, Bits)};
+}
+template <int Bits>
+MOX_INLINE V128 shrU32(V128 a) {
+  return {_mm_srli_epi32(a.r, Bits)};
+}
+// The four 32-bit lanes of each 128-bit block in the order of the immediate (_MM_SHUFFLE).
+template <int Order>
+MOX_INLINE V128 shuffle32(V128 a) {
+  return {_mm_shuffle_epi32(a.r, Order)};
+}
+
+MOX_INLINE V128 equal16(V128 a, V128 b) { return {_mm_cmpeq_epi16(a.r, b.r)}; }
+MOX_INLINE V128 greater16(V128 a, V128 b) { return {_mm_cmpgt_epi16(a.r, b.r)}; }
+// a where the mask is all ones, b where it is 0.
+MOX_INLINE V128 select(V128 mask, V128 a, V128 b) {
+#if defined(__SSE4_1__)
+  return {_mm_blendv_epi8(b.r, a.r, mask.r)};
+#else
+  return {_mm_or_si128(_mm_and_si128(mask.r, a.r), _mm_andnot_si128(mask.r, b.r))};
+#endif
+}
+MOX_INLINE V128 dotAdd16(V128 sum, V128 a, V128 b) {
+#if defined(__AVX512VNNI__)
+  return {_mm_dpwssd_epi32(sum.r, a.r, b.r)};
+#else
+  return {_mm_add_epi32(sum.r, _mm_madd_epi16(a.r, b.r))};
+#endif
+}
+template <>
+MOX_INLINE V128 load8As16<V128>(const uint8_t* p) {
+  return {_mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)), _mm_setzero_si128())};
+}
+// 16-bit lanes narrowed to as many bytes with unsigned saturation.
+MOX_INLINE void store16As8(uint8_t* p, V128 a) { storeLow8(p, packsU16(a, a)); }
+// packsU16 with all lanes of a ahead of all lanes of b.
+MOX_INLINE V128 packsU16Linear(V128 a, V128 b) { return packsU16(a, b); }
+#if defined(__SSSE3__)
+// Bytes of each 128-bit block in the order of the table (top bit set: 0).
+#define MOX_SHUFFLE8 1
+MOX_INLINE V128 shuffle8(V128 a, V128 order) { return {_mm_shuffle_epi8(a.r, order.r)}; }
+#endif
+
+#if defined(__AVX2__)
+
+struct V256 {
+  static constexpr int kBytes = 32;
+  __m256i r;
+};
+
+template <>
+MOX_INLINE V256 load<V256>(const void* p) {
+  return {_mm256_loadu_si256(static_cast<const __m256i*>(p))};
+}
+MOX_INLINE void store(void* p, V256 a) { _mm256_storeu_si256(static_cast<__m256i*>(p), a.r); }
+template <>
+MOX_INLINE V256 zero<V256>() {
+  return {_mm256_setzero_si256()};
+}
+template <>
+MOX_INLINE V256 set8<V256>(int x) {
+  return {_mm256_set1_epi8(static_cast<char>(x))};
+}
+template <>
+MOX_INLINE V256 set16<V256>(int x) {
+  return {_mm256_set1_epi16(static_cast<int16_t>(x))};
+}
+template <>
+MOX_INLINE V256 set32<V256>(int x) {
+  return {_mm256_set1_epi32(x)};
+}
+
+MOX_INLINE V256 add8(V256 a, V256 b) { return {_mm256_add_epi8(a.r, b.r)}; }
+MOX_INLINE V256 sub8(V256 a, V256 b) { return {_mm256_sub_epi8(a.r, b.r)}; }
+MOX_INLINE V256 addsU8(V256 a, V256 b) { return {_mm256_adds_epu8(a.r, b.r)}; }
+MOX_INLINE V256 subsU8(V256 a, V256 b) { return {_mm256_subs_epu8(a.r, b.r)}; }
+MOX_INLINE V256 avgU8(V256 a, V256 b) { return {_mm256_avg_epu8(a.r, b.r)}; }
+MOX_INLINE V256 minU8(V256 a, V256 b) { return {_mm256_min_epu8(a.r, b.r)}; }
+MOX_INLINE V256 maxU8(V256 a, V256 b) { return {_mm256_max_epu8(a.r, b.r)}; }
+MOX_INLINE V256 add16(V256 a, V256 b) { return {_mm256_add_epi16(a.r, b.r)}; }
+MOX_INLINE V256 sub16(V256 a, V256 b) { return {_mm256_sub_epi16(a.r, b.r)}; }
+MOX_INLINE V256 adds16(V256 a, V256 b) { return {_mm256_adds_epi16(a.r, b.r)}; }
+MOX_INLINE V256 subs16(V256 a, V256 b) { return {_mm256_subs_epi16(a.r, b.r)}; }
+MOX_INLINE V256 min16(V256 a, V256 b) { return {_mm256_min_epi16(a.r, b.r)}; }
+MOX_INLINE V256 max16(V256 a, V256 b) { return {_mm256_max_epi16(a.r, b.r)}; }
+MOX_INLINE V256 mulLow16(V256 a, V256 b) { return {_mm256_mullo_epi16(a.r, b.r)}; }
+MOX_INLINE V256 mulHigh16(V256 a, V256 b) { return {_mm256_mulhi_epi16(a.r, b.r)}; }
+MOX_INLINE V256 mulHighU16(V256 a, V256 b) { return {_mm256_mulhi_epu16(a.r, b.r)}; }
+MOX_INLINE V256 dot16(V256 a, V256 b) { return {_mm256_madd_epi16(a.r, b.r)}; }
+MOX_INLINE V256 add32(V256 a, V256 b) { return {_mm256_add_epi32(a.r, b.r)}; }
+MOX_INLINE V256 sub32(V256 a, V256 b) { return {_mm256_sub_epi32(a.r, b.r)}; }
+MOX_INLINE V256 packs32(V256 a, V256 b) { return {_mm256_packs_epi32(a.r, b.r)}; }
+MOX_INLINE V256 packsU16(V256 a, V256 b) { return {_mm256_packus_epi16(a.r, b.r)}; }
+MOX_INLINE V256 packs16(V256 a, V256 b) { return {_mm256_packs_epi16(a.r, b.r)}; }
+MOX_INLINE V256 low8(V256 a, V256 b) { return {_mm256_unpacklo_epi8(a.r, b.r)}; }
+MOX_INLINE V256 high8(V256 a, V256 b) { return {_mm256_unpackhi_epi8(a.r, b.r)}; }
+MOX_INLINE V256 low16(V256 a, V256 b) { return {_mm256_unpacklo_epi16(a.r, b.r)}; }
+MOX_INLINE V256 high16(V256 a, V256 b) { return {_mm256_unpackhi_epi16(a.r, b.r)}; }
+MOX_INLINE V256 low32(V256 a, V256 b) { return {_mm256_unpacklo_epi32(a.r, b.r)}; }
+MOX_INLINE V256 high32(V256 a, V256 b) { return {_mm256_unpackhi_epi32(a.r, b.r)}; }
+MOX_INLINE V256 low64(V256 a, V256 b) { return {_mm256_unpacklo_epi64(a.r, b.r)}; }
+MOX_INLINE V256 high64(V256 a, V256 b) { return {_mm256_unpackhi_epi64(a.r, b.r)}; }
+MOX_INLINE V256 bitAnd(V256 a, V256 b) { return {_mm256_and_si256(a.r, b.r)}; }
+MOX_INLINE V256 bitOr(V256 a, V256 b) { return {_mm256_or_si256(a.r, b.r)}; }
+MOX_INLINE V256 bitXor(V256 a, V256 b) { return {_mm256_xor_si256(a.r, b.r)}; }
+MOX_INLINE V256 bitAndNot(V256 a, V256 b) { return {_mm256_andnot_si256(a.r, b.r)}; }
+template <int Bits>
+MOX_INLINE V256 shl16(V256 a) {
+  return {_mm256_slli_epi16(a.r, Bits)};
+}
+template <int Bits>
+MOX_INLINE V256 shr16(V256 a) {
+  return {_mm256_srai_epi16(a.r, Bits)};
+}
+template <int Bits>
+MOX_INLINE V256 shrU16(V256 a) {
+  return {_mm256_srli_epi16(a.r, Bits)};
+}
+template <int Bits>
+MOX_INLINE V256 shl32(V256 a) {
+  return {_mm256_slli_epi32(a.r, Bits)};
+}
+template <int Bits>
+MOX_INLINE V256 shr32(V256 a) {
+  return {_mm256_srai_epi32(a.r, Bits)};
+}
+template <int Bits>
+MOX_INLINE V256 shrU32(V256 a) {
+  return {_mm256_srli_epi32(a.r, Bits)};
+}
+template <int Order>
+MOX_INLINE V256 shuffle32(V256 a) {
+  return {_mm256_shuffle_epi32(a.r, Order)};
+}
+
+MOX_INLINE V256 equal16(V256 a, V256 b) { return {_mm256_cmpeq_epi16(a.r, b.r)}; }
+MOX_INLINE V256 greater16(V256 a, V256 b) { return {_mm256_cmpgt_epi16(a.r, b.r)}; }
+MOX_INLINE V256 select(V256 mask, V256 a, V256 b) { return {_mm256_blendv_epi8(b.r, a.r, mask.r)}; }
+MOX_INLINE V256 shuffle8(V256 a, V256 order) { return {_mm256_shuffle_epi8(a.r, order.r)}; }
+MOX_INLINE V256 dotAdd16(V256 sum, V256 a, V256 b) {
+#if defined(__AVX512VNNI__)
+  return {_mm256_dpwssd_epi32(sum.r, a.r, b.r)};
+#else
+  return {_mm256_add_epi32(sum.r, _mm256_madd_epi16(a.r, b.r))};
+#endif
+}
+template <>
+MOX_INLINE V256 load8As16<V256>(const uint8_t* p) {
+  return {_mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)))};
+}
+MOX_INLINE V128 lowHalf(V256 a) { return {_mm256_castsi256_si128(a.r)}; }
+MOX_INLINE V128 highHalf(V256 a) { return {_mm256_extracti128_si256(a.r, 1)}; }
+MOX_INLINE V256 join(V128 low, V128 high) { return {_mm256_inserti128_si256(_mm256_castsi128_si256(low.r), high.r, 1)}; }
+// The four 64-bit lanes in the order of the immediate.
+template <int Order>
+MOX_INLINE V256 permute64Linear(V256 a) {
+  return {_mm256_permute4x64_epi64(a.r, Order)};
+}
+MOX_INLINE V256 packsU16Linear(V256 a, V256 b) { return permute64Linear<_MM_SHUFFLE(3, 1, 2, 0)>(packsU16(a, b)); }
+MOX_INLINE void store16As8(uint8_t* p, V256 a) { store(p, lowHalf(packsU16Linear(a, a))); }
+#endif
+
+#if defined(__AVX512BW__)
+
+struct V512 {
+  static constexpr int kBytes = 64;
+  __m512i r;
+};
+
+template <>
+MOX_INLINE V512 load<V512>(const void* p) {
+  return {_mm512_loadu_si512(static_cast<const __m512i*>(p))};
+}
+MOX_INLINE void store(void* p, V512 a) { _mm512_storeu_si512(static_cast<__m512i*>(p), a.r); }
+template <>
+MOX_INLINE V512 zero<V512>() {
+  return {_mm512_setzero_si512()};
+}
+template <>
+MOX_INLINE V512 set8<V512>(int x) {
+  return {_mm512_set1_epi8(static_cast<char>(x))};
+}
+template <>
+MOX_INLINE V512 set16<V512>(int x) {
+  return {_mm512_set1_epi16(static_cast<int16_t>(x))};
+}
+template <>
+MOX_INLINE V512 set32<V512>(int x) {
+  return {_mm512_set1_epi32(x)};
+}
+
+MOX_INLINE V512 add8(V512 a, V512 b) { return {_mm512_add_epi8(a.r, b.r)}; }
+MOX_INLINE V512 sub8(V512 a, V512 b) { return {_mm512_sub_epi8(a.r, b.r)}; }
+MOX_INLINE V512 addsU8(V512 a, V512 b) { return {_mm512_adds_epu8(a.r, b.r)}; }
+MOX_INLINE V512 subsU8(V512 a, V512 b) { return {_mm512_subs_epu8(a.r, b.r)}; }
+MOX_INLINE V512 avgU8(V512 a, V512 b) { return {_mm512_avg_epu8(a.r, b.r)}; }
+MOX_INLINE V512 minU8(V512 a, V512 b) { return {_mm512_min_epu8(a.r, b.r)}; }
+MOX_INLINE V512 maxU8(V512 a, V512 b) { return {_mm512_max_epu8(a.r, b.r)}; }
+MOX_INLINE V512 add16(V512 a, V512 b) { return {_mm512_add_epi16(a.r, b.r)}; }
+MOX_INLINE V512 sub16(V512 a, V512 b) { return {_mm512_sub_epi16(a.r, b.r)}; }
+MOX_INLINE V512 adds16(V512 a, V512 b) { return {_mm512_adds_epi16(a.r, b.r)}; }
+MOX_INLINE V512 subs16(V512 a, V512 b) { return {_mm512_subs_epi16(a.r, b.r)}; }
+MOX_INLINE V512 min16(V512 a, V512 b) { return {_mm512_min_epi16(a.r, b.r)}; }
+MOX_INLINE V512 max16(V512 a, V512 b) { return {_mm512_max_epi16(a.r, b.r)}; }
+MOX_INLINE V512 mulLow16(V512 a, V512 b) { return {_mm512_mullo_epi16(a.r, b.r)}; }
+MOX_INLINE V512 mulHigh16(V512 a, V512 b) { return {_mm512_mulhi_epi16(a.r, b.r)}; }
+MOX_INLINE V512 mulHighU16(V512 a, V512 b) { return {_mm512_mulhi_epu16(a.r, b.r)}; }
+MOX_INLINE V512 dot16(V512 a, V512 b) { return {_mm512_madd_epi16(a.r, b.r)}; }
+MOX_INLINE V512 add32(V512 a, V512 b) { return {_mm512_add_epi32(a.r, b.r)}; }
+MOX_INLINE V512 sub32(V512 a, V512 b) { return {_mm512_sub_epi32(a.r, b.r)}; }
+MOX_INLINE V512 packs32(V512 a, V512 b) { return {_mm512_packs_epi32(a.r, b.r)}; }
+MOX_INLINE V512 packsU16(V512 a, V512 b) { return {_mm512_packus_epi16(a.r, b.r)}; }
+MOX_INLINE V512 packs16(V512 a, V512 b) { return {_mm512_packs_epi16(a.r, b.r)}; }
+MOX_INLINE V512 low8(V512 a, V512 b) { return {_mm512_unpacklo_epi8(a.r, b.r)}; }
+MOX_INLINE V512 high8(V512 a, V512 b) { return {_mm512_unpackhi_epi8(a.r, b.r)}; }
+MOX_INLINE V512 low16(V512 a, V512 b) { return {_mm512_unpacklo_epi16(a.r, b.r)}; }
+MOX_INLINE V512 high16(V512 a, V512 b) { return {_mm512_unpackhi_epi16(a.r, b.r)}; }
+MOX_INLINE V512 low32(V512 a, V512 b) { return {_mm512_unpacklo_epi32(a.r, b.r)}; }
+MOX_INLINE V512 high32(V512 a, V512 b) { return {_mm512_unpackhi_epi32(a.r, b.r)}; }
+MOX_INLINE V512 low64(V512 a, V512 b) { return {_mm512_unpacklo_epi64(a.r, b.r)}; }
+MOX_INLINE V512 high64(V512 a, V512 b) { return {_mm512_unpackhi_epi64(a.r, b.r)}; }
+MOX_INLINE V512 bitAnd(V512 a, V512 b) { return {_mm512_and_si512(a.r, b.r)}; }
+MOX_INLINE V512 bitOr(V512 a, V512 b) { return {_mm512_or_si512(a.r, b.r)}; }
+MOX_INLINE V512 bitXor(V512 a, V512 b) { return {_mm512_xor_si512(a.r, b.r)}; }
+MOX_INLINE V512 bitAndNot(V512 a, V512 b) { return {_mm512_andnot_si512(a.r, b.r)}; }
+template <int Bits>
+MOX_INLINE V512 shl16(V512 a) {
+  return {_mm512_slli_epi16(a.r, Bits)};
+}
+template <int Bits>
+MOX_INLINE V512 shr16(V512 a) {
+  return {_mm512_srai_epi16(a.r, Bits)};
+}
+template <int Bits>
+MOX_INLINE V512 shrU16(V512 a) {
+  return {_mm512_srli_epi16(a.r, Bits)};
+}
+template <int Bits>
+MOX_INLINE V512 shl32(V512 a) {
+  return {_mm512_slli_epi32(a.r, Bits)};
+}
+template <int Bits>
+MOX_INLINE V512 shr32(V512 a) {
+  return {_mm512_srai_epi32(a.r, Bits)};
+}
+template <int Bits>
+MOX_INLINE V512 shrU32(V512 a) {
+  return {_mm512_srli_epi32(a.r, Bits)};
+}
+template <int Order>
+MOX_INLINE V512 shuffle32(V512 a) {
+  return {_mm512_shuffle_epi32(a.r, static_cast<_MM_PERM_ENUM>(Order))};
+}
+
+MOX_INLINE V512 shuffle8(V512 a, V512 order) { return {_mm512_shuffle_epi8(a.r, order.r)}; }
+MOX_INLINE V512 dotAdd16(V512 sum, V512 a, V512 b) { return {_mm512_dpwssd_epi32(sum.r, a.r, b.r)}; }
+template <>
+MOX_INLINE V512 load8As16<V512>(const uint8_t* p) {
+  return {_mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)))};
+}
+MOX_INLINE V256 lowHalf(V512 a) { return {_mm512_castsi512_si256(a.r)}; }
+MOX_INLINE V256 highHalf(V512 a) { return {_mm512_extracti64x4_epi64(a.r, 1)}; }
+MOX_INLINE V512 join(V256 low, V256 high) { return {_mm512_inserti64x4(_mm512_castsi256_si512(low.r), high.r, 1)}; }
+MOX_INLINE V512 packsU16Linear(V512 a, V512 b) {
+  const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
+  return {_mm512_permutexvar_epi64(order, _mm512_packus_epi16(a.r, b.r))};
+}
+MOX_INLINE void store16As8(uint8_t* p, V512 a) {
+  const __m512i positive = _mm512_max_epi16(a.r, _mm512_setzero_si512());
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm512_cvtusepi16_epi8(positive));
+}
+using VMax = V512;
+#elif defined(__AVX2__)
+using VMax = V256;
+#else
+using VMax = V128;
+#endif
+
+#endif
+
+}  // namespace mox::MOX_TARGET
+#endif

@@ -1,0 +1,42 @@
+// Rows of a region: their addresses, and how the parallel functions share them out among threads.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "moxcore.h"
+#include "moxj.h"
+
+namespace mox {
+
+// Row `y` of a region whose rows lie `step` bytes apart. The byte offset is formed in ptrdiff_t: no size overflows it.
+template <class Pixel>
+Pixel* rowAt(Pixel* first, int32_t step, int y) {
+  using Byte = typename std::conditional<std::is_const<Pixel>::value, const char, char>::type;
+  return reinterpret_cast<Pixel*>(reinterpret_cast<Byte*>(first) + static_cast<ptrdiff_t>(y) * step);
+}
+
+// Regions of at most this many pixels stay on the calling thread: starting threads would cost more than it saves.
+inline constexpr int32_t kSerialPixels = 8192;
+
+// The product of the sizes wraps at 32 bits, as a signed 32-bit product: part of the documented rule.
+constexpr bool worthThreads(MoxRoiSize roi) {
+  return static_cast<int32_t>(static_cast<uint32_t>(roi.width) * static_cast<uint32_t>(roi.height)) > kSerialPixels;
+}
+
+// Calls `row(y)` for every row of the region. Above kSerialPixels the rows are shared out in contiguous blocks among as
+// many threads as the core library's variable asks for at this moment. Rows are independent, so the result is the same
+// for any number of threads; inside a caller's own parallel region OpenMP runs them on the calling thread.
+template <class Row>
+void forEachRow(MoxRoiSize roi, const Row& row) {
+  if (!worthThreads(roi)) {
+    for (int y = 0; y < roi.height; y++) row(y);
+    return;
+  }
+  const int32_t wanted = threads_omp_of_n_mox;
+#pragma omp parallel for schedule(static) num_threads(wanted < 1 ? 1 : wanted)
+  for (int y = 0; y < roi.height; y++) row(y);
+}
+
+}  // namespace mox

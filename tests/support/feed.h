@@ -1,0 +1,102 @@
+// The buffers of one kernel run: each between guard pages, at every alignment, inputs filled from a seed.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "support/guarded.h"
+#include "support/random.h"
+
+namespace test {
+
+// A kernel's run asks for its buffers in order, inputs and outputs alike. Two feeds of the same seed and layout hand out
+// the same contents, so that the kernels of two targets can be run on them and all their memory be compared, the bytes
+// around the buffers included.
+class Feed {
+ public:
+  // Where a buffer lies in its pages: its end at the guard page behind, or its start some bytes after the one before.
+  struct Layout {
+    bool atEnd = true;
+    int offset = 0;
+  };
+
+  void begin(uint64_t seed, Filling filling, Layout layout) {
+    random_ = Random(seed);
+    filling_ = filling;
+    layout_ = layout;
+    next_ = 0;
+    replay_ = false;
+  }
+
+  // From now on hands out the buffers of the last run again, as they are: for timing.
+  void replay() {
+    next_ = 0;
+    replay_ = true;
+  }
+
+  template <class T>
+  const T* in(size_t count) {
+    return take<T>(count, [this](T* values, size_t n) { fill(random_, filling_, values, n); });
+  }
+  // An input whose values `make(random, values)` chooses.
+  template <class T, class Make>
+  const T* in(size_t count, Make make) {
+    return take<T>(count, [this, &make](T* values, size_t) { make(random_, values); });
+  }
+  // An output: holds noise before the run.
+  template <class T>
+  T* out(size_t count) {
+    return take<T>(count, [this](T* values, size_t n) { fill(random_, Filling::any, values, n); });
+  }
+  // An input that is written over.
+  template <class T>
+  T* inOut(size_t count) {
+    return take<T>(count, [this](T* values, size_t n) { fill(random_, filling_, values, n); });
+  }
+
+  Random& random() { return random_; }
+  bool replaying() const { return replay_; }
+
+  // Whether all memory of the run holds the same bytes in both.
+  static bool same(const Feed& a, const Feed& b) {
+    if (a.next_ != b.next_) return false;
+    for (size_t i = 0; i < a.next_; i++) {
+      const std::span<const uint8_t> x = a.buffers_[i]->memory.bytes(), y = b.buffers_[i]->memory.bytes();
+      if (x.size() != y.size() || std::memcmp(x.data(), y.data(), x.size()) != 0) return false;
+    }
+    return true;
+  }
+
+ private:
+  struct Buffer {
+    explicit Buffer(size_t bytes) : memory(bytes) {}
+    mutable GuardedMemory memory;
+    void* last = nullptr;
+  };
+
+  template <class T, class Make>
+  T* take(size_t count, Make make) {
+    if (replay_) return static_cast<T*>(buffers_[next_++]->last);
+    const size_t wanted = count * sizeof(T) + 128;
+    if (next_ == buffers_.size()) buffers_.push_back(std::make_unique<Buffer>(wanted));
+    if (buffers_[next_]->memory.bytes().size() < wanted) buffers_[next_] = std::make_unique<Buffer>(wanted);
+    Buffer& buffer = *buffers_[next_++];
+    std::memset(buffer.memory.bytes().data(), 0xA5, buffer.memory.bytes().size());
+    T* const values = layout_.atEnd ? buffer.memory.atEnd<T>(count)
+                                    : reinterpret_cast<T*>(buffer.memory.atStart<uint8_t>() + layout_.offset * sizeof(T));
+    make(values, count);
+    buffer.last = values;
+    return values;
+  }
+
+  std::vector<std::unique_ptr<Buffer>> buffers_;
+  size_t next_ = 0;
+  bool replay_ = false;
+  Random random_{0};
+  Filling filling_ = Filling::any;
+  Layout layout_;
+};
+
+}  // namespace test
