@@ -3,7 +3,7 @@ include(CMakePackageConfigHelpers)
 
 install(TARGETS moxj-shared moxj-static moxcore-shared moxcore-static EXPORT moxj-targets)
 install(FILES include/moxj.h include/moxcore.h TYPE INCLUDE)
-if(MOXJ_BUILD_TOOL)
+if(TARGET moxj)
   install(TARGETS moxj)
 endif()
 
