@@ -31,6 +31,11 @@ class Check {
     return require((... && (given >= 1)), moxStatusBadStep);
   }
 
+  // An image with a size of its own.
+  constexpr Check& region(const Mox8u* first, int32_t step, MoxRoiSize roi) {
+    return pointers(first).steps(step).size(roi);
+  }
+
   constexpr Check& size(MoxRoiSize roi) { return length(roi.width).length(roi.height); }
   constexpr Check& length(int32_t given) { return require(given >= 1, moxStatusBadSize); }
 

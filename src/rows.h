@@ -10,11 +10,12 @@
 
 namespace mox {
 
-// Row `y` of a region whose rows lie `step` bytes apart. The byte offset is formed in ptrdiff_t: no size overflows it.
+// Row `y` of a region whose rows lie `step` bytes apart; rows above the first have negative numbers. The byte offset is
+// formed in ptrdiff_t: no size overflows it.
 template <class Pixel>
-Pixel* rowAt(Pixel* first, int32_t step, int y) {
+Pixel* rowAt(Pixel* first, int32_t step, ptrdiff_t y) {
   using Byte = typename std::conditional<std::is_const<Pixel>::value, const char, char>::type;
-  return reinterpret_cast<Pixel*>(reinterpret_cast<Byte*>(first) + static_cast<ptrdiff_t>(y) * step);
+  return reinterpret_cast<Pixel*>(reinterpret_cast<Byte*>(first) + y * step);
 }
 
 // Regions of at most this many pixels stay on the calling thread: starting threads would cost more than it saves.

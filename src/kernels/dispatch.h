@@ -26,6 +26,7 @@ namespace kernels {
 // an earlier constructor is right. The library's one writable datum; only the tests set it again.
 extern const Kernels* active;
 
+inline const SampleKernels& sample() { return *active->sample; }
 inline const ShiftKernels& shift() { return *active->shift; }
 
 }  // namespace kernels

@@ -7,9 +7,11 @@
 
 namespace mox {
 
+struct SampleKernels;
 struct ShiftKernels;
 
 struct Kernels {
+  const SampleKernels* sample;
   const ShiftKernels* shift;
 };
 

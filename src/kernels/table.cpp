@@ -1,5 +1,6 @@
 // The record of this target's families: the one symbol that leaves the target's objects.
 #include "kernels/kernels.h"
+#include "kernels/sample.h"
 #include "kernels/shift.h"
 
 #define MOX_PASTE(a, b) a##b
@@ -8,6 +9,7 @@
 extern "C" {
 extern const mox::Kernels MOX_TABLE_NAME(MOX_TARGET);
 const mox::Kernels MOX_TABLE_NAME(MOX_TARGET) = {
+    .sample = &mox::MOX_TARGET::sampleKernels,
     .shift = &mox::MOX_TARGET::shiftKernels,
 };
 }
