@@ -26,6 +26,8 @@ namespace kernels {
 // an earlier constructor is right. The library's one writable datum; only the tests set it again.
 extern const Kernels* active;
 
+inline const DctKernels& dct() { return *active->dct; }
+inline const QuantKernels& quant() { return *active->quant; }
 inline const SampleKernels& sample() { return *active->sample; }
 inline const ShiftKernels& shift() { return *active->shift; }
 

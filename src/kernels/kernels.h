@@ -7,10 +7,14 @@
 
 namespace mox {
 
+struct DctKernels;
+struct QuantKernels;
 struct SampleKernels;
 struct ShiftKernels;
 
 struct Kernels {
+  const DctKernels* dct;
+  const QuantKernels* quant;
   const SampleKernels* sample;
   const ShiftKernels* shift;
 };

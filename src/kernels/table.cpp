@@ -1,5 +1,7 @@
 // The record of this target's families: the one symbol that leaves the target's objects.
+#include "kernels/dct.h"
 #include "kernels/kernels.h"
+#include "kernels/quant.h"
 #include "kernels/sample.h"
 #include "kernels/shift.h"
 
@@ -9,6 +11,8 @@
 extern "C" {
 extern const mox::Kernels MOX_TABLE_NAME(MOX_TARGET);
 const mox::Kernels MOX_TABLE_NAME(MOX_TARGET) = {
+    .dct = &mox::MOX_TARGET::dctKernels,
+    .quant = &mox::MOX_TARGET::quantKernels,
     .sample = &mox::MOX_TARGET::sampleKernels,
     .shift = &mox::MOX_TARGET::shiftKernels,
 };

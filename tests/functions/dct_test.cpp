@@ -1,0 +1,375 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <vector>
+
+#include "kernels/dct.h"
+#include "moxj.h"
+#include "support/blocks.h"
+#include "support/checks.h"
+#include "support/guarded.h"
+#include "support/targets.h"
+
+namespace test {
+namespace {
+
+using Table = std::array<Mox16u, 64>;
+using Block = std::array<Mox16s, 64>;
+using Samples = std::array<Mox8u, 64>;
+
+template <class Array>
+Array allOf(typename Array::value_type value) {
+  Array a;
+  a.fill(value);
+  return a;
+}
+
+const Table kReciprocalsOf1 = allOf<Table>(32768);
+const Table kStepsOf1 = allOf<Table>(1);
+
+Block forward(const Block& samples, const Table& reciprocals = kReciprocalsOf1) {
+  Block result;
+  EXPECT_EQ(moxiDCTQuantFwd8x8_JPEG_16s_C1(samples.data(), result.data(), reciprocals.data()), moxStatusOk);
+  return result;
+}
+
+Block inverse(const Block& levels, const Table& steps = kStepsOf1) {
+  Block result;
+  EXPECT_EQ(moxiDCTQuantInv8x8_JPEG_16s_C1(levels.data(), result.data(), steps.data()), moxStatusOk);
+  return result;
+}
+
+Block forward(const Samples& samples, const Table& reciprocals = kReciprocalsOf1) {
+  Block result;
+  EXPECT_EQ(moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(samples.data(), 8, result.data(), reciprocals.data()), moxStatusOk);
+  return result;
+}
+
+Samples inverseToSamples(const Block& levels, const Table& steps = kStepsOf1) {
+  Samples result;
+  EXPECT_EQ(moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(levels.data(), result.data(), 8, steps.data()), moxStatusOk);
+  return result;
+}
+
+Block random(Random& random, int low, int high) {
+  Block block;
+  for (Mox16s& v : block) v = static_cast<Mox16s>(random.between(low, high));
+  return block;
+}
+
+TEST(Dct, checksInOrder) {
+  Block src = allOf<Block>(3), dst = allOf<Block>(5);
+  const Table table = allOf<Table>(2048);
+  const auto outOfPlace = [&](const char* name, auto function) {
+    checkOrder(name, function, src.data(), dst.data(), table.data())
+        .template breaks<0>(nullptr, moxStatusNullPointer)
+        .template breaks<1>(nullptr, moxStatusNullPointer)
+        .template breaks<2>(nullptr, moxStatusNullPointer)
+        .untouched(src.data(), sizeof src)
+        .untouched(dst.data(), sizeof dst)
+        .run();
+  };
+  outOfPlace("moxiDCTQuantFwd8x8_JPEG_16s_C1", moxiDCTQuantFwd8x8_JPEG_16s_C1);
+  outOfPlace("moxiDCTQuantInv8x8_JPEG_16s_C1", moxiDCTQuantInv8x8_JPEG_16s_C1);
+  const auto inPlace = [&](const char* name, auto function) {
+    checkOrder(name, function, dst.data(), table.data())
+        .template breaks<0>(nullptr, moxStatusNullPointer)
+        .template breaks<1>(nullptr, moxStatusNullPointer)
+        .untouched(dst.data(), sizeof dst)
+        .run();
+  };
+  inPlace("moxiDCTQuantFwd8x8_JPEG_16s_C1I", moxiDCTQuantFwd8x8_JPEG_16s_C1I);
+  inPlace("moxiDCTQuantInv8x8_JPEG_16s_C1I", moxiDCTQuantInv8x8_JPEG_16s_C1I);
+}
+
+// The table comes after the step: a null table with a bad step is a bad step.
+TEST(DctShifted, checksInOrder) {
+  Samples samples = allOf<Samples>(100);
+  Block block = allOf<Block>(5);
+  const Table table = allOf<Table>(2048);
+  checkOrder("moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R", moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R, samples.data(), 8,
+             block.data(), table.data())
+      .breaks<0>(nullptr, moxStatusNullPointer)
+      .breaks<2>(nullptr, moxStatusNullPointer)
+      .breaksEach<1>({0, -1, INT32_MIN}, moxStatusBadStep)
+      .breaks<3>(nullptr, moxStatusNullPointer)
+      .untouched(block.data(), sizeof block)
+      .run();
+  checkOrder("moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R", moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R, block.data(), samples.data(),
+             8, table.data())
+      .breaks<0>(nullptr, moxStatusNullPointer)
+      .breaks<1>(nullptr, moxStatusNullPointer)
+      .breaksEach<2>({0, -1, INT32_MIN}, moxStatusBadStep)
+      .breaks<3>(nullptr, moxStatusNullPointer)
+      .untouched(samples.data(), sizeof samples)
+      .run();
+}
+
+TEST(DctShifted, middleGreyIsZero) {
+  Random random(1);
+  forEachTarget([&](const mox::Target& target) {
+    for (int i = 0; i < 50; i++) {
+      Table table;
+      for (Mox16u& r : table) r = random.any<Mox16u>();
+      EXPECT_EQ(forward(allOf<Samples>(128), table), Block{}) << target.name;
+    }
+  });
+}
+
+TEST(DctShifted, whiteIsADcOf1016) {
+  Block expected{};
+  expected[0] = 1016;
+  forEachTarget([&](const mox::Target& target) { EXPECT_EQ(forward(allOf<Samples>(255)), expected) << target.name; });
+}
+
+TEST(Dct, constantBlocksAreDcAlone) {
+  forEachTarget([](const mox::Target& target) {
+    for (int value = 0; value < 256; value++) {
+      Block expected{};
+      expected[0] = static_cast<Mox16s>(8 * (value - 128));
+      ASSERT_EQ(forward(allOf<Samples>(static_cast<Mox8u>(value))), expected) << target.name;
+      ASSERT_EQ(forward(allOf<Block>(static_cast<Mox16s>(value - 128))), expected) << target.name;
+    }
+  });
+}
+
+TEST(DctShifted, zeroBlockIsMiddleGrey) {
+  forEachTarget([](const mox::Target& target) {
+    EXPECT_EQ(inverseToSamples(Block{}), allOf<Samples>(128)) << target.name;
+    EXPECT_EQ(inverse(Block{}), Block{}) << target.name;
+  });
+}
+
+TEST(DctShifted, dcOf8LiftsEverySampleByOne) {
+  Block levels{};
+  levels[0] = 8;
+  forEachTarget([&](const mox::Target& target) {
+    EXPECT_EQ(inverseToSamples(levels), allOf<Samples>(129)) << target.name;
+    EXPECT_EQ(inverse(levels), allOf<Block>(1)) << target.name;
+  });
+}
+
+// A DC of 3 by 16384 is a product of 1.5 * 32768, 5 by 16384 one of 2.5 * 32768.
+TEST(Dct, tiesGoToEven) {
+  const Table halves = allOf<Table>(16384);
+  forEachTarget([&](const mox::Target& target) {
+    const auto dcOf = [&](int sum) {  // the DC of a block whose samples add up to 8 * sum
+      Block block{};
+      for (int i = 0; i < 64; i++) block[i] = static_cast<Mox16s>(sum / 8 + (i % 8 < sum % 8));
+      return block;
+    };
+    for (const auto& [dc, level] : {std::pair{3, 2}, {5, 2}, {7, 4}, {9, 4}}) {
+      ASSERT_EQ(forward(dcOf(dc))[0], dc);
+      EXPECT_EQ(forward(dcOf(dc), halves)[0], level) << target.name << ", DC " << dc;
+    }
+  });
+}
+
+TEST(Dct, roundsOtherwiseThanTheStandAloneQuantiser) {
+  Block block = allOf<Block>(0);
+  for (int i = 0; i < 64; i++) block[i] = i % 8 < 5;
+  const Table halves = allOf<Table>(16384);
+  forEachTarget([&](const mox::Target&) {
+    Block coefficients = forward(block);
+    ASSERT_EQ(coefficients[0], 5);
+    EXPECT_EQ(forward(block, halves)[0], 2);
+    moxiQuantFwd8x8_JPEG_16s_C1I(coefficients.data(), halves.data());
+    EXPECT_EQ(coefficients[0], 3);
+  });
+}
+
+// A step of 0 leaves a reciprocal of 65535, which no signed 16-bit factor can hold: nearly twice the coefficient.
+TEST(Dct, reciprocalsAbove32767AreUnsigned) {
+  forEachTarget([](const mox::Target& target) {
+    EXPECT_EQ(forward(allOf<Samples>(255), allOf<Table>(65535))[0], 2032) << target.name;
+    EXPECT_EQ(forward(allOf<Samples>(0), allOf<Table>(65535))[0], -2048) << target.name;
+    EXPECT_EQ(forward(allOf<Samples>(0), allOf<Table>(49152))[0], -1536) << target.name;
+    EXPECT_EQ(forward(allOf<Samples>(0), allOf<Table>(32769))[0], -1024) << target.name;
+  });
+}
+
+TEST(Dct, dequantisationWraps) {
+  Block levels{};
+  levels[0] = 1000;
+  Table steps = allOf<Table>(1);
+  steps[0] = 100;
+  Block wrapped{};
+  wrapped[0] = -31072;
+  forEachTarget(
+      [&](const mox::Target& target) { EXPECT_EQ(inverse(levels, steps), inverse(wrapped)) << target.name; });
+}
+
+// With the largest coefficients the butterfly of the inverse transform saturates, and its last shift leaves at most
+// 1023: the wrapping addition of 128 can not be told from a saturating one through the whole transform.
+TEST(DctShifted, extremesClampToBlackAndWhite) {
+  forEachTarget([](const mox::Target& target) {
+    Block levels{};
+    levels[0] = 32767;
+    EXPECT_EQ(inverseToSamples(levels), allOf<Samples>(255)) << target.name;
+    EXPECT_EQ(inverse(levels), allOf<Block>(1023)) << target.name;
+    levels[0] = -32768;
+    EXPECT_EQ(inverseToSamples(levels), allOf<Samples>(0)) << target.name;
+    EXPECT_EQ(inverse(levels), allOf<Block>(-1024)) << target.name;
+  });
+}
+
+TEST(Dct, sourceIsNotModified) {
+  Random numbers(2);
+  forEachTarget([&](const mox::Target&) {
+    const Block src = random(numbers, -32768, 32767);
+    const Block before = src;
+    forward(src), inverse(src), inverseToSamples(src);
+    EXPECT_EQ(src, before);
+  });
+}
+
+TEST(Dct, inPlaceEqualsOutOfPlace) {
+  Random numbers(3);
+  forEachTarget([&](const mox::Target& target) {
+    for (int i = 0; i < 100; i++) {
+      const Block src = random(numbers, -32768, 32767);
+      Table table;
+      for (Mox16u& r : table) r = numbers.any<Mox16u>();
+      Block block = src;
+      EXPECT_EQ(moxiDCTQuantFwd8x8_JPEG_16s_C1I(block.data(), table.data()), moxStatusOk);
+      EXPECT_EQ(block, forward(src, table)) << target.name;
+      block = src;
+      EXPECT_EQ(moxiDCTQuantInv8x8_JPEG_16s_C1I(block.data(), table.data()), moxStatusOk);
+      EXPECT_EQ(block, inverse(src, table)) << target.name;
+    }
+  });
+}
+
+TEST(DctShifted, equalsTheLevelShiftAndTheTransform) {
+  Random numbers(4);
+  forEachTarget([&](const mox::Target& target) {
+    for (int i = 0; i < 200; i++) {
+      Samples samples;
+      Block shifted, levels = random(numbers, -200, 200);
+      for (int k = 0; k < 64; k++)
+        samples[k] = numbers.any<Mox8u>(), shifted[k] = static_cast<Mox16s>(samples[k] - 128);
+      EXPECT_EQ(forward(samples), forward(shifted)) << target.name;
+      Samples expected;
+      const Block values = inverse(levels, allOf<Table>(3));
+      for (int k = 0; k < 64; k++) expected[k] = static_cast<Mox8u>(std::clamp(values[k] + 128, 0, 255));
+      EXPECT_EQ(inverseToSamples(levels, allOf<Table>(3)), expected) << target.name;
+    }
+  });
+}
+
+// Rows that lie `step` apart at the end of a page: nothing behind the last of them may be touched, nothing between
+// them.
+TEST(DctShifted, touchesOnlyTheRegion) {
+  forEachTarget([](const mox::Target& target) {
+    Random numbers(5);
+    for (const int step : {8, 9, 15, 16, 63, 100, 4096}) {
+      const size_t size = 7 * static_cast<size_t>(step) + 8;
+      GuardedMemory memory(size), blockMemory(128);
+      Mox8u* const region = memory.atEnd<Mox8u>(size);
+      Mox16s* const block = blockMemory.atEnd<Mox16s>(64);
+      std::fill_n(region, size, Mox8u{77});
+      Samples samples;
+      for (int i = 0; i < 64; i++) region[i / 8 * step + i % 8] = samples[i] = numbers.any<Mox8u>();
+      ASSERT_EQ(moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(region, step, block, kReciprocalsOf1.data()), moxStatusOk);
+      const Block coefficients = forward(samples);
+      EXPECT_TRUE(std::equal(coefficients.begin(), coefficients.end(), block)) << target.name << ", step " << step;
+
+      ASSERT_EQ(moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(block, region, step, kStepsOf1.data()), moxStatusOk);
+      const Samples back = inverseToSamples(coefficients);
+      for (size_t i = 0; i < size; i++) {
+        const size_t row = i / step, column = i % step;
+        ASSERT_EQ(region[i], column < 8 ? back[8 * row + column] : 77)
+            << target.name << ", step " << step << ", byte " << i;
+      }
+    }
+  });
+}
+
+TEST(Dct, rowSumsWrapIn32Bits) {
+  // All column outputs of row 1 at 32767: the sum of four products by 22725 leaves 32 bits.
+  const Mox16s ends[8] = {32767, 32767, 32767, 32767, 0, 0, 0, 0};
+  Mox16s out[8];
+  mox::definition::forwardRow(mox::dct::kRowMatrices[1], ends, out);
+  EXPECT_EQ(out[0], static_cast<int32_t>(static_cast<uint32_t>(4ull * 22725 * 32767 + (1 << 19))) >> 20);
+  EXPECT_LT(out[0], 0);
+}
+
+// ---- Against the transform in double precision
+
+using Real = std::array<double, 64>;
+
+double basis(int k, int j) {
+  return (k == 0 ? std::sqrt(0.125) : 0.5) * std::cos((2 * j + 1) * k * std::acos(-1.0) / 16);
+}
+
+// `coefficient(u, x)` of both dimensions: the forward transform, or with the roles exchanged the inverse.
+template <bool Inverse>
+Real transform(const Block& in) {
+  Real out{};
+  for (int u = 0; u < 8; u++)
+    for (int v = 0; v < 8; v++)
+      for (int x = 0; x < 8; x++)
+        for (int y = 0; y < 8; y++)
+          out[8 * u + v] += in[8 * x + y] * (Inverse ? basis(x, u) * basis(y, v) : basis(u, x) * basis(v, y));
+  return out;
+}
+
+struct Errors {
+  double largest = 0, squares = 0, sum = 0;
+  int count = 0;
+  void add(double actual, double exact) {
+    largest = std::max(largest, std::abs(actual - exact));
+    squares += (actual - exact) * (actual - exact);
+    sum += actual - exact;
+    count++;
+  }
+  double meanSquare() const { return squares / count; }
+  double mean() const { return sum / count; }
+};
+
+// A result that is the exact value rounded to an integer is at most 0.5 away, with a mean square of 1/12.
+TEST(Dct, forwardIsTheTransformOfT81) {
+  Random numbers(6);
+  Errors errors;
+  for (int i = 0; i < 2000; i++) {
+    const int bound = i % 2 ? 128 : 20;
+    const Block samples = random(numbers, -bound, bound - 1), coefficients = forward(samples);
+    const Real exact = transform<false>(samples);
+    for (int k = 0; k < 64; k++) errors.add(coefficients[k], exact[k]);
+  }
+  EXPECT_LT(errors.largest, 1);
+  EXPECT_LT(errors.meanSquare(), 0.1);
+  EXPECT_LT(std::abs(errors.mean()), 0.01);
+}
+
+TEST(Dct, inverseIsTheTransformOfT81) {
+  Random numbers(7);
+  Errors errors;
+  for (int i = 0; i < 2000; i++) {
+    const int bound = i % 2 ? 300 : 20;
+    const Block levels = random(numbers, -bound, bound - 1), samples = inverse(levels);
+    const Real exact = transform<true>(levels);
+    for (int k = 0; k < 64; k++) errors.add(samples[k], exact[k]);
+  }
+  EXPECT_LT(errors.largest, 1);
+  EXPECT_LT(errors.meanSquare(), 0.1);
+  EXPECT_LT(std::abs(errors.mean()), 0.01);
+}
+
+TEST(Dct, thereAndBackIsNearlyTheSame) {
+  Random numbers(8);
+  int different = 0;
+  for (int i = 0; i < 1000; i++) {
+    const Block samples = random(numbers, -128, 127), back = inverse(forward(samples));
+    for (int k = 0; k < 64; k++) {
+      EXPECT_LE(std::abs(back[k] - samples[k]), 1);
+      different += back[k] != samples[k];
+    }
+  }
+  EXPECT_LT(different, 64000 / 5);
+}
+
+}  // namespace
+}  // namespace test
