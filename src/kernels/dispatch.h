@@ -29,7 +29,9 @@ extern const Kernels* active;
 inline const DctKernels& dct() { return *active->dct; }
 inline const QuantKernels& quant() { return *active->quant; }
 inline const SampleKernels& sample() { return *active->sample; }
+inline const RgbKernels& rgb() { return *active->rgb; }
 inline const ShiftKernels& shift() { return *active->shift; }
+inline const YccKernels& ycc() { return *active->ycc; }
 
 }  // namespace kernels
 }  // namespace mox

@@ -10,13 +10,17 @@ namespace mox {
 struct DctKernels;
 struct QuantKernels;
 struct SampleKernels;
+struct RgbKernels;
 struct ShiftKernels;
+struct YccKernels;
 
 struct Kernels {
   const DctKernels* dct;
   const QuantKernels* quant;
   const SampleKernels* sample;
+  const RgbKernels* rgb;
   const ShiftKernels* shift;
+  const YccKernels* ycc;
 };
 
 }  // namespace mox

@@ -3,7 +3,9 @@
 #include "kernels/kernels.h"
 #include "kernels/quant.h"
 #include "kernels/sample.h"
+#include "kernels/rgb.h"
 #include "kernels/shift.h"
+#include "kernels/ycc.h"
 
 #define MOX_PASTE(a, b) a##b
 #define MOX_TABLE_NAME(target) MOX_PASTE(mox_kernels_, target)
@@ -14,6 +16,8 @@ const mox::Kernels MOX_TABLE_NAME(MOX_TARGET) = {
     .dct = &mox::MOX_TARGET::dctKernels,
     .quant = &mox::MOX_TARGET::quantKernels,
     .sample = &mox::MOX_TARGET::sampleKernels,
+    .rgb = &mox::MOX_TARGET::rgbKernels,
     .shift = &mox::MOX_TARGET::shiftKernels,
+    .ycc = &mox::MOX_TARGET::yccKernels,
 };
 }
