@@ -9,6 +9,7 @@ namespace mox {
 
 struct DctKernels;
 struct QuantKernels;
+struct RctKernels;
 struct SampleKernels;
 struct RgbKernels;
 struct ShiftKernels;
@@ -17,6 +18,7 @@ struct YccKernels;
 struct Kernels {
   const DctKernels* dct;
   const QuantKernels* quant;
+  const RctKernels* rct;
   const SampleKernels* sample;
   const RgbKernels* rgb;
   const ShiftKernels* shift;

@@ -2,6 +2,7 @@
 #include "kernels/dct.h"
 #include "kernels/kernels.h"
 #include "kernels/quant.h"
+#include "kernels/rct.h"
 #include "kernels/sample.h"
 #include "kernels/rgb.h"
 #include "kernels/shift.h"
@@ -15,6 +16,7 @@ extern const mox::Kernels MOX_TABLE_NAME(MOX_TARGET);
 const mox::Kernels MOX_TABLE_NAME(MOX_TARGET) = {
     .dct = &mox::MOX_TARGET::dctKernels,
     .quant = &mox::MOX_TARGET::quantKernels,
+    .rct = &mox::MOX_TARGET::rctKernels,
     .sample = &mox::MOX_TARGET::sampleKernels,
     .rgb = &mox::MOX_TARGET::rgbKernels,
     .shift = &mox::MOX_TARGET::shiftKernels,

@@ -48,7 +48,9 @@ class Feed {
   // An output: holds noise before the run.
   template <class T>
   T* out(size_t count) {
-    return take<T>(count, [this](T* values, size_t n) { fill(random_, Filling::any, values, n); });
+    return take<T>(count, [this](T* values, size_t n) {
+      fill(random_, Filling::any, reinterpret_cast<uint8_t*>(values), n * sizeof(T));
+    });
   }
   // An input that is written over.
   template <class T>
