@@ -14,7 +14,7 @@ namespace test {
 class GuardedMemory {
  public:
   explicit GuardedMemory(size_t bytes) : page_(static_cast<size_t>(sysconf(_SC_PAGESIZE))) {
-    size_ = (bytes + page_ - 1) / page_ * page_;
+    size_ = bytes == 0 ? page_ : (bytes + page_ - 1) / page_ * page_;
     void* const map = mmap(nullptr, size_ + 2 * page_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (map == MAP_FAILED) std::abort();
     first_ = static_cast<uint8_t*>(map) + page_;
