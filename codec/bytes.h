@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 #include <span>
+#include <utility>
 
 namespace moxj {
 
@@ -18,6 +19,16 @@ class Bytes {
  public:
   Bytes() = default;
   explicit Bytes(std::size_t count) { resize(count); }
+  Bytes(Bytes&& from) noexcept
+      : bytes_(std::move(from.bytes_)),
+        size_(std::exchange(from.size_, 0)),
+        capacity_(std::exchange(from.capacity_, 0)) {}
+  Bytes& operator=(Bytes&& from) noexcept {
+    bytes_ = std::move(from.bytes_);
+    size_ = std::exchange(from.size_, 0);
+    capacity_ = std::exchange(from.capacity_, 0);
+    return *this;
+  }
 
   std::size_t size() const { return size_; }
   std::size_t capacity() const { return capacity_; }

@@ -1,0 +1,15 @@
+// The commands.
+#pragma once
+
+#include "cli/options.h"
+#include "cli/report.h"
+#include "failure.h"
+
+namespace moxj {
+
+// encode and decode, of one file or a batch.
+ExitStatus runConversion(const Settings& settings, Report& report);
+ExitStatus runInfo(const Settings& settings, Report& report);
+ExitStatus runCompare(const Settings& settings, Report& report);
+
+}  // namespace moxj

@@ -1,0 +1,107 @@
+// encode and decode: pictures from one format into another.
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <new>
+#include <optional>
+#include <thread>
+
+#include "cli/commands.h"
+#include "cli/limits.h"
+#include "cli/output.h"
+#include "cli/plan.h"
+#include "cli/read_picture.h"
+#include "moxcore.h"
+#include "pictures/convert.h"
+#include "pictures/png.h"
+#include "pictures/pnm.h"
+
+namespace moxj {
+
+namespace {
+
+Content encodeAs(Picture picture, const Job& job, const Settings& settings, Report& report) {
+  const std::string input = shownName(job.input, true);
+  const Progress progress = report.progressOf(input);
+  Content content;
+  switch (job.format) {
+    case Format::jpeg:
+      content.head = jpeg::encode(picture, settings.jpeg, progress);
+      return content;
+    case Format::png:
+      return writePng(picture, progress);
+    case Format::pgm:
+      if (picture.channels == 3) report.fileNote(input, "colour dropped");
+      picture = toGrey(picture);
+      break;
+    case Format::ppm:
+      picture = toColour(picture);
+      break;
+    default:
+      break;
+  }
+  return writePnm(picture, job.format);
+}
+
+// What went wrong is reported by the name of the file that it is about: the output for what the output does.
+ExitStatus convert(const Job& job, const Settings& settings, Report& report) {
+  try {
+    Decoded decoded = readPicture(job.input, settings.limits, report);
+    writeFile(job.output, encodeAs(std::move(decoded.picture), job, settings, report));
+    return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;
+  } catch (const Failure& failure) {
+    const bool ofOutput = failure.status == ExitStatus::output;
+    report.fileError(shownName(ofOutput ? job.output : job.input, !ofOutput), failure.what());
+    return failure.status;
+  } catch (const std::bad_alloc&) {
+    report.fileError(shownName(job.input, true), "not enough memory");
+    return ExitStatus::limit;
+  }
+}
+
+void makeDirectory(const std::string& path) {
+  std::error_code error;
+  std::filesystem::create_directories(path, error);
+  if (error) throw Failure(ExitStatus::output, shownName(path, false) + ": cannot be made: " + error.message());
+}
+
+// The status of the first input that failed, in the order of the command line and not of the clock; a failure counts
+// more than a picture that is only incomplete.
+ExitStatus firstOf(const std::vector<ExitStatus>& statuses) {
+  ExitStatus first = ExitStatus::ok;
+  for (const ExitStatus status : statuses) {
+    if (status == ExitStatus::incomplete) first = status;
+    if (status != ExitStatus::ok && status != ExitStatus::incomplete) return status;
+  }
+  return first;
+}
+
+ExitStatus convertAll(const std::vector<Job>& jobs, const Settings& settings, Report& report) {
+  makeDirectory(*settings.outputDirectory);
+  std::vector<ExitStatus> statuses(jobs.size());
+  std::atomic<std::size_t> next = 0, done = 0;
+  const auto work = [&] {
+    for (std::size_t job; (job = next++) < jobs.size();) {
+      statuses[job] = convert(jobs[job], settings, report);
+      report.filesDone(++done, jobs.size());
+    }
+  };
+  const std::size_t wanted = static_cast<std::size_t>(settings.jobs.value_or(moxGetNumThreads()));
+  const std::size_t workers = std::min({wanted, jobs.size(), std::size_t{kMaxJobs}});
+  // Processors that are busy with other files have no time for threads inside one.
+  if (workers > 1 && !settings.threads) moxSetNumThreads(1);
+  std::vector<std::jthread> threads;
+  for (std::size_t worker = 1; worker < workers; ++worker) threads.emplace_back(work);
+  work();
+  threads.clear();
+  return firstOf(statuses);
+}
+
+}  // namespace
+
+ExitStatus runConversion(const Settings& settings, Report& report) {
+  const std::vector<Job> jobs = planOf(settings);
+  return settings.outputDirectory ? convertAll(jobs, settings, report) : convert(jobs[0], settings, report);
+}
+
+}  // namespace moxj

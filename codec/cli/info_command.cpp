@@ -1,0 +1,196 @@
+// info: what a file is made of, as text or JSON.
+#include <nlohmann/json.hpp>
+
+#include "cli/commands.h"
+#include "cli/input.h"
+#include "cli/output.h"
+#include "cli/read_picture.h"
+#include "cli/text.h"
+#include "jpeg/jpeg.h"
+#include "pictures/format.h"
+#include "pictures/png.h"
+#include "pictures/pnm.h"
+
+namespace moxj {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// ---- JPEG as text -----------------------------------------------------------------------------------------------
+
+std::string line(const char* label, const std::string& text) {
+  return format("%-13s %s\n", label, text.c_str());
+}
+
+std::string qualityText(const jpeg::Info& info) {
+  if (!info.quality) return "unknown (no table like those of T.81 Annex K)";
+  return std::to_string(*info.quality) + (info.qualityExact ? "" : " (about)");
+}
+
+std::string componentText(const jpeg::Component& component) {
+  return format("%-3d %dx%d  %d x %d samples, quantisation table %d", component.id, component.horizontal,
+                component.vertical, component.width, component.height, component.quantTable);
+}
+
+std::string stepsText(const jpeg::QuantTable& table) {
+  std::string text = format("%d, %d bits", table.index, table.bits);
+  for (std::size_t i = 0; i < table.steps.size(); ++i)
+    text += format("%s%4d", i % 8 == 0 ? "\n               " : " ", table.steps[i]);
+  return text;
+}
+
+std::string huffText(const jpeg::HuffTable& table) {
+  return format("%s %d, %d codes", table.ac ? "AC" : "DC", table.index, table.codes);
+}
+
+std::string segmentText(const jpeg::Segment& segment) {
+  return format("%10llu %8llu  %-6s%s%s", static_cast<unsigned long long>(segment.offset),
+                static_cast<unsigned long long>(segment.length), segment.name.c_str(),
+                segment.detail.empty() ? "" : " ", segment.detail.c_str());
+}
+
+std::string scanText(const jpeg::Scan& scan) {
+  std::string text = "components";
+  for (const jpeg::ScanComponent& component : scan.components)
+    text += format(" %d (DC %d, AC %d)", component.id, component.dcTable, component.acTable);
+  text += format(", coefficients %d to %d", scan.spectralStart, scan.spectralEnd);
+  if (scan.approxHigh != 0 || scan.approxLow != 0) text += format(", bits %d to %d", scan.approxHigh, scan.approxLow);
+  return text + format(", %llu bytes at %llu", static_cast<unsigned long long>(scan.dataLength),
+                       static_cast<unsigned long long>(scan.dataOffset));
+}
+
+std::string textOf(const jpeg::Info& info, std::size_t bytes) {
+  std::string text = line("format", "JPEG, " + info.process + (info.supported ? "" : " (not decoded)"));
+  text += line("size",
+               format("%d x %d pixels, %d bits a sample, %zu bytes", info.width, info.height, info.precision, bytes));
+  text += line("colour", info.colourModel + (info.sampling.empty() ? "" : " " + info.sampling));
+  text += line("quality", qualityText(info));
+  text += line("restarts", info.restartInterval == 0 ? "none" : format("every %d MCUs", info.restartInterval));
+  for (const jpeg::Component& component : info.components) text += line("component", componentText(component));
+  for (const jpeg::QuantTable& table : info.quantTables) text += line("quantisation", stepsText(table));
+  for (const jpeg::HuffTable& table : info.huffTables) text += line("Huffman", huffText(table));
+  for (const jpeg::Scan& scan : info.scans) text += line("scan", scanText(scan));
+  text += line("segments", "offset   length");
+  for (const jpeg::Segment& segment : info.segments) text += line("", segmentText(segment).substr(4));
+  return text;
+}
+
+// ---- JPEG as JSON -----------------------------------------------------------------------------------------------
+
+Json jsonOf(const jpeg::Component& component) {
+  return {{"id", component.id},       {"horizontal", component.horizontal}, {"vertical", component.vertical},
+          {"width", component.width}, {"height", component.height},         {"quantTable", component.quantTable}};
+}
+
+Json jsonOf(const jpeg::QuantTable& table) {
+  return {{"index", table.index}, {"bits", table.bits}, {"steps", table.steps}};
+}
+
+Json jsonOf(const jpeg::HuffTable& table) {
+  return {{"class", table.ac ? "AC" : "DC"}, {"index", table.index}, {"codes", table.codes}};
+}
+
+Json jsonOf(const jpeg::Segment& segment) {
+  return {{"marker", segment.marker},
+          {"name", segment.name},
+          {"offset", segment.offset},
+          {"length", segment.length},
+          {"detail", segment.detail}};
+}
+
+Json jsonOf(const jpeg::ScanComponent& component) {
+  return {{"id", component.id}, {"dcTable", component.dcTable}, {"acTable", component.acTable}};
+}
+
+Json jsonOf(const jpeg::Scan& scan);
+
+template <typename Element>
+Json listOf(const std::vector<Element>& elements) {
+  Json list = Json::array();
+  for (const Element& element : elements) list.push_back(jsonOf(element));
+  return list;
+}
+
+Json jsonOf(const jpeg::Scan& scan) {
+  return {{"components", listOf(scan.components)}, {"spectralStart", scan.spectralStart},
+          {"spectralEnd", scan.spectralEnd},       {"approxHigh", scan.approxHigh},
+          {"approxLow", scan.approxLow},           {"dataOffset", scan.dataOffset},
+          {"dataLength", scan.dataLength}};
+}
+
+Json jsonOf(const jpeg::Info& info, std::size_t bytes) {
+  Json json;
+  json["format"] = "JPEG";
+  json["process"] = info.process;
+  json["supported"] = info.supported;
+  json["bytes"] = bytes;
+  json["width"] = info.width;
+  json["height"] = info.height;
+  json["bits"] = info.precision;
+  json["colour"] = info.colourModel;
+  json["sampling"] = info.sampling.empty() ? Json(nullptr) : Json(info.sampling);
+  json["quality"] = info.quality ? Json(*info.quality) : Json(nullptr);
+  json["qualityExact"] = info.qualityExact;
+  json["restartInterval"] = info.restartInterval;
+  json["components"] = listOf(info.components);
+  json["quantTables"] = listOf(info.quantTables);
+  json["huffTables"] = listOf(info.huffTables);
+  json["scans"] = listOf(info.scans);
+  json["segments"] = listOf(info.segments);
+  json["complete"] = info.complete;
+  return json;
+}
+
+// ---- Other pictures ---------------------------------------------------------------------------------------------
+
+std::string textOf(const PictureInfo& info, std::size_t bytes) {
+  return line("format", info.format + ", " + info.kind) +
+         line("size", format("%llu x %llu pixels, %d channels of %d bits, %zu bytes",
+                             static_cast<unsigned long long>(info.width),
+                             static_cast<unsigned long long>(info.height), info.channels, info.bits, bytes));
+}
+
+Json jsonOf(const PictureInfo& info, std::size_t bytes) {
+  return {{"format", info.format}, {"kind", info.kind},         {"bytes", bytes},   {"width", info.width},
+          {"height", info.height}, {"channels", info.channels}, {"bits", info.bits}};
+}
+
+template <typename Info>
+std::string shown(const Info& info, std::size_t bytes, bool json) {
+  // Texts from the file (comments, say) may be no UTF-8.
+  return json ? jsonOf(info, bytes).dump(2, ' ', false, Json::error_handler_t::replace) + "\n" : textOf(info, bytes);
+}
+
+struct Description {
+  std::string text;
+  ExitStatus status = ExitStatus::ok;
+};
+
+Description describe(const std::string& path, const Settings& settings, Report& report) {
+  const Source source = readFile(path, mostBytes(settings.limits));
+  const std::size_t bytes = source.bytes.size();
+  const std::optional<Format> format = sniff(source.bytes);
+  if (!format) refuse(kUnknownFormat);
+  if (format != Format::jpeg)
+    return {shown(format == Format::png ? describePng(source) : describePnm(source), bytes, settings.json)};
+  const jpeg::Info info = jpeg::inspect(source.bytes);
+  if (!info.complete) report.fileWarning(shownName(path, true), info.warning);
+  return {shown(info, bytes, settings.json), info.complete ? ExitStatus::ok : ExitStatus::incomplete};
+}
+
+}  // namespace
+
+ExitStatus runInfo(const Settings& settings, Report& report) {
+  Description description;
+  try {
+    description = describe(settings.files[0], settings, report);
+  } catch (const Failure& failure) {
+    report.fileError(shownName(settings.files[0], true), failure.what());
+    return failure.status;
+  }
+  writeText(description.text);
+  return description.status;
+}
+
+}  // namespace moxj

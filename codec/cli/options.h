@@ -1,0 +1,38 @@
+// The command line.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "failure.h"
+#include "jpeg/jpeg.h"
+#include "pictures/format.h"
+
+namespace moxj {
+
+enum class Command { encode, decode, info, compare };
+
+struct Settings {
+  Command command = Command::info;
+  std::vector<std::string> files;
+  std::optional<std::string> outputDirectory;  // of a batch
+  std::optional<Format> format;                // of the output
+  std::optional<int> jobs;
+  std::optional<int> threads;
+  jpeg::EncodeOptions jpeg;
+  Limits limits;
+  bool json = false;
+  bool quiet = false;
+};
+
+// What to print, where the command line asks for nothing else: help, the version.
+struct Answer {
+  std::string text;
+};
+
+// Throws Failure (usage).
+std::variant<Settings, Answer> parseCommandLine(int argc, char** argv);
+
+}  // namespace moxj

@@ -1,0 +1,119 @@
+#include "cli/output.h"
+
+#include <fcntl.h>
+#include <limits.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <system_error>
+
+#include "cli/interrupt.h"
+#include "failure.h"
+
+namespace moxj {
+
+namespace {
+
+constexpr int kMostLinks = 40;
+
+[[noreturn]] void fail(const std::string& what, int error = errno) {
+  throw Failure(ExitStatus::output, what + ": " + std::system_category().message(error));
+}
+
+void skip(iovec& part, std::size_t count) {
+  part.iov_base = static_cast<char*>(part.iov_base) + count;
+  part.iov_len -= count;
+}
+
+// Both parts by as few calls as the system allows.
+void writeAll(int descriptor, std::span<const std::uint8_t> head, std::span<const std::uint8_t> body) {
+  iovec parts[2] = {{const_cast<std::uint8_t*>(head.data()), head.size()},
+                    {const_cast<std::uint8_t*>(body.data()), body.size()}};
+  while (parts[0].iov_len + parts[1].iov_len > 0) {
+    const ssize_t written = writev(descriptor, parts, 2);
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) fail("cannot be written");
+    const std::size_t count = static_cast<std::size_t>(written);
+    const std::size_t ofHead = std::min(count, parts[0].iov_len);
+    skip(parts[0], ofHead);
+    skip(parts[1], count - ofHead);
+  }
+}
+
+// Where a symbolic link leads in the end, whether something is there or not.
+std::string followLinks(std::string path) {
+  char target[PATH_MAX];
+  for (int links = 0; links < kMostLinks; ++links) {
+    const ssize_t length = readlink(path.c_str(), target, sizeof target);
+    if (length < 0) return path;
+    std::string next(target, static_cast<std::size_t>(length));
+    path = next.starts_with('/') ? next : path.substr(0, path.rfind('/') + 1) + next;
+  }
+  fail("cannot be written", ELOOP);
+}
+
+// In the target's directory, because only within a file system a rename is one step. The name cannot be guessed, so
+// nobody can have put something there.
+std::string temporaryPath(const std::string& target) {
+  std::uint64_t random[2];
+  if (getrandom(random, sizeof random, 0) != sizeof random) fail("cannot be written");
+  std::string name = ".moxj-";
+  for (std::uint64_t word : random)
+    for (int digit = 0; digit < 16; ++digit, word >>= 4) name += "0123456789abcdef"[word & 15];
+  return target.substr(0, target.rfind('/') + 1) + name;
+}
+
+void takeOverPermissions(int descriptor, const struct stat& from) {
+  struct stat now;
+  if (fstat(descriptor, &now) != 0) fail("cannot be written");
+  // Only a privileged user may hand files over; others keep what they create.
+  if ((now.st_uid != from.st_uid || now.st_gid != from.st_gid) && fchown(descriptor, from.st_uid, from.st_gid) != 0) {
+  }
+  if (fchmod(descriptor, from.st_mode & 07777) != 0) fail("its permissions cannot be kept");
+}
+
+void replaceFile(const std::string& path, const Content& content, const struct stat* existing) {
+  const std::string target = followLinks(path);
+  if (existing != nullptr && access(target.c_str(), W_OK) != 0) fail("cannot be written");
+  TemporaryFile file(temporaryPath(target), existing != nullptr ? 0600 : 0666);
+  if (file.descriptor() < 0) fail("cannot be created");
+  writeAll(file.descriptor(), {content.head.data(), content.head.size()}, content.body);
+  if (existing != nullptr) takeOverPermissions(file.descriptor(), *existing);
+  if (!file.close() || !file.renameTo(target)) fail("cannot be written");
+}
+
+void writeInto(const std::string& path, const Content& content) {
+  const int descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  if (descriptor < 0) fail("cannot be opened");
+  try {
+    writeAll(descriptor, {content.head.data(), content.head.size()}, content.body);
+  } catch (...) {
+    close(descriptor);
+    throw;
+  }
+  if (close(descriptor) != 0) fail("cannot be written");
+}
+
+}  // namespace
+
+void writeFile(const std::string& path, const Content& content) {
+  if (path == "-") return writeAll(STDOUT_FILENO, {content.head.data(), content.head.size()}, content.body);
+  struct stat existing;
+  if (stat(path.c_str(), &existing) != 0) return replaceFile(path, content, nullptr);
+  if (S_ISDIR(existing.st_mode)) throw Failure(ExitStatus::output, "cannot be written: it is a directory");
+  S_ISREG(existing.st_mode) ? replaceFile(path, content, &existing) : writeInto(path, content);
+}
+
+void writeText(std::string_view text) {
+  try {
+    writeAll(STDOUT_FILENO, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, {});
+  } catch (const Failure& failure) {
+    throw Failure(failure.status, std::string("standard output: ") + failure.what());
+  }
+}
+
+}  // namespace moxj

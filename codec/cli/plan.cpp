@@ -1,0 +1,78 @@
+#include "cli/plan.h"
+
+#include <algorithm>
+#include <map>
+
+#include "cli/report.h"
+
+namespace moxj {
+
+namespace {
+
+[[noreturn]] void misuse(const std::string& text) {
+  throw Failure(ExitStatus::usage, text);
+}
+
+FormatKind outputKind(Command command) {
+  return command == Command::encode ? FormatKind::coded : FormatKind::picture;
+}
+
+// Where nothing else tells.
+Format defaultFormat(Command command) {
+  return command == Command::encode ? Format::jpeg : Format::pnm;
+}
+
+Format formatFor(const std::string& output, const Settings& settings) {
+  if (settings.format) return *settings.format;
+  if (output == "-") return defaultFormat(settings.command);
+  const FormatKind kind = outputKind(settings.command);
+  const std::optional<Format> format = formatOfPath(output);
+  if (!format)
+    misuse(shownName(output, false) + ": the name does not tell the format; give --format " + formatNames(kind));
+  if (kindOf(*format) != kind)
+    misuse(shownName(output, false) + ": " + std::string(labelOf(*format)) + " is written by 'moxj " +
+           (kind == FormatKind::coded ? "decode'" : "encode'"));
+  return *format;
+}
+
+std::string outputIn(const std::string& directory, const std::string& input, Format format) {
+  std::string name = input.substr(input.rfind('/') + 1);
+  const std::size_t dot = name.rfind('.');
+  if (dot != std::string::npos && dot > 0) name.resize(dot);
+  const std::string separator = directory.empty() || directory.ends_with('/') ? "" : "/";
+  return directory + separator + name + "." + std::string(extensionOf(format));
+}
+
+std::vector<Job> planBatch(const Settings& settings) {
+  const Format format = settings.format.value_or(defaultFormat(settings.command));
+  std::vector<Job> jobs;
+  std::map<std::string, std::string> inputOf;
+  for (const std::string& input : settings.files) {
+    if (input == "-") misuse("standard input cannot be part of a batch");
+    if (input.empty() || input.ends_with('/')) misuse(quotedName(input) + " names no file");
+    const std::string output = outputIn(*settings.outputDirectory, input, format);
+    const auto [other, isNew] = inputOf.emplace(output, input);
+    if (!isNew)
+      misuse(shownName(other->second, true) + " and " + shownName(input, true) + " would both become " +
+             shownName(output, false));
+    jobs.push_back({input, output, format});
+  }
+  return jobs;
+}
+
+}  // namespace
+
+std::vector<Job> planOf(const Settings& settings) {
+  if (settings.outputDirectory) {
+    if (settings.outputDirectory->empty()) misuse("--output-dir needs a name");
+    return planBatch(settings);
+  }
+  if (settings.jobs) misuse("--jobs needs --output-dir");
+  if (settings.files.size() == 1) misuse("an output is missing: name a file, - or --output-dir");
+  if (settings.files.size() > 2) misuse("more than one input needs --output-dir");
+  const std::string& output = settings.files[1];
+  if (output.empty()) misuse("the output's name is empty");
+  return {{settings.files[0], output, formatFor(output, settings)}};
+}
+
+}  // namespace moxj

@@ -1,0 +1,53 @@
+#include "cli/tool.h"
+
+#include <new>
+
+#include "cli/commands.h"
+#include "cli/options.h"
+#include "cli/output.h"
+#include "cli/report.h"
+#include "moxcore.h"
+
+namespace moxj {
+
+namespace {
+
+ExitStatus run(const Settings& settings, Report& report) {
+  if (settings.threads) moxSetNumThreads(*settings.threads);
+  switch (settings.command) {
+    case Command::info:
+      return runInfo(settings, report);
+    case Command::compare:
+      return runCompare(settings, report);
+    default:
+      return runConversion(settings, report);
+  }
+}
+
+ExitStatus answerOrRun(int argc, char** argv) {
+  const std::variant<Settings, Answer> wanted = parseCommandLine(argc, argv);
+  if (const Answer* const answer = std::get_if<Answer>(&wanted)) {
+    writeText(answer->text);
+    return ExitStatus::ok;
+  }
+  const Settings& settings = std::get<Settings>(wanted);
+  Report report(settings.quiet);
+  return run(settings, report);
+}
+
+}  // namespace
+
+int runTool(int argc, char** argv) {
+  ExitStatus status = ExitStatus::limit;
+  try {
+    status = answerOrRun(argc, argv);
+  } catch (const Failure& failure) {
+    Report(false).error(failure.what());
+    status = failure.status;
+  } catch (const std::bad_alloc&) {
+    Report(false).error("not enough memory");
+  }
+  return static_cast<int>(status);
+}
+
+}  // namespace moxj

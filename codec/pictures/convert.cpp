@@ -1,0 +1,31 @@
+#include "pictures/convert.h"
+
+#include "failure.h"
+#include "moxj.h"
+
+namespace moxj {
+
+Picture toGrey(const Picture& picture) {
+  if (picture.channels == 1) return picture;
+  Picture grey = Picture::make(picture.width, picture.height, 1);
+  for (int y = 0; y < picture.height; ++y) {
+    // A row at a time: the steps of a large picture need not fit the function's 32 bits.
+    const MoxStatus status =
+        moxiRGBToY_JPEG_8u_C3C1R(picture.row(y), picture.width * 3, grey.row(y), picture.width, {picture.width, 1});
+    if (status != moxStatusOk) refuse("the picture cannot be reduced to grey");
+  }
+  return grey;
+}
+
+Picture toColour(const Picture& picture) {
+  if (picture.channels == 3) return picture;
+  Picture colour = Picture::make(picture.width, picture.height, 3);
+  for (int y = 0; y < picture.height; ++y) {
+    const std::uint8_t* from = picture.row(y);
+    std::uint8_t* to = colour.row(y);
+    for (int x = 0; x < picture.width; ++x, to += 3) to[0] = to[1] = to[2] = from[x];
+  }
+  return colour;
+}
+
+}  // namespace moxj

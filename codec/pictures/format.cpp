@@ -1,0 +1,83 @@
+#include "pictures/format.h"
+
+#include <algorithm>
+#include <array>
+
+namespace moxj {
+
+namespace {
+
+struct Entry {
+  Format format;
+  FormatKind kind;
+  std::string_view label;
+  std::array<std::string_view, 4> names;  // the first is the extension of files that are named by the tool
+};
+
+// In the order of the enumeration.
+constexpr Entry kFormats[] = {
+    {Format::jpeg, FormatKind::coded, "JPEG", {"jpg", "jpeg", "jpe", "jfif"}},
+    {Format::png, FormatKind::picture, "PNG", {"png"}},
+    {Format::ppm, FormatKind::picture, "PPM", {"ppm"}},
+    {Format::pgm, FormatKind::picture, "PGM", {"pgm"}},
+    {Format::pnm, FormatKind::picture, "PPM/PGM", {"pnm"}},
+};
+
+const Entry& entryOf(Format format) {
+  return kFormats[static_cast<int>(format)];
+}
+
+char lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+bool equalApartFromCase(std::string_view a, std::string_view b) {
+  return std::ranges::equal(a, b, [](char x, char y) { return lower(x) == lower(y); });
+}
+
+bool isSpace(std::uint8_t byte) {
+  return byte == ' ' || (byte >= '\t' && byte <= '\r');
+}
+
+}  // namespace
+
+FormatKind kindOf(Format format) {
+  return entryOf(format).kind;
+}
+std::string_view labelOf(Format format) {
+  return entryOf(format).label;
+}
+std::string_view extensionOf(Format format) {
+  return entryOf(format).names[0];
+}
+
+std::optional<Format> formatNamed(std::string_view name) {
+  for (const Entry& entry : kFormats)
+    for (const std::string_view known : entry.names)
+      if (!known.empty() && equalApartFromCase(known, name)) return entry.format;
+  return std::nullopt;
+}
+
+std::optional<Format> formatOfPath(std::string_view path) {
+  const std::string_view name = path.substr(path.rfind('/') + 1);
+  const std::size_t dot = name.rfind('.');
+  return dot == std::string_view::npos ? std::nullopt : formatNamed(name.substr(dot + 1));
+}
+
+std::optional<Format> sniff(std::span<const std::uint8_t> bytes) {
+  if (bytes.size() < 3) return std::nullopt;
+  if (bytes[0] == 0xFF && bytes[1] == 0xD8) return Format::jpeg;
+  if (bytes[0] == 0x89 && bytes[1] == 'P' && bytes[2] == 'N') return Format::png;
+  if (bytes[0] == 'P' && bytes[1] >= '1' && bytes[1] <= '7' && (isSpace(bytes[2]) || bytes[2] == '#'))
+    return Format::pnm;
+  return std::nullopt;
+}
+
+std::string formatNames(FormatKind kind) {
+  std::string list;
+  for (const Entry& entry : kFormats)
+    if (entry.kind == kind) list.append(list.empty() ? "" : ", ").append(entry.names[0]);
+  return list;
+}
+
+}  // namespace moxj

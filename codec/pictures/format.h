@@ -1,0 +1,37 @@
+// The file formats that the codec knows: their names, extensions and first bytes.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace moxj {
+
+enum class Format { jpeg, png, ppm, pgm, pnm };  // pnm: PGM or PPM, as the picture has it
+
+enum class FormatKind {
+  coded,   // written by `encode`
+  picture  // written by `decode`
+};
+
+FormatKind kindOf(Format format);
+std::string_view labelOf(Format format);      // "JPEG"
+std::string_view extensionOf(Format format);  // "jpg"
+
+// By any of its names ("jpg", "jpeg" ...), letter case apart.
+std::optional<Format> formatNamed(std::string_view name);
+
+// By the extension of a path, if it has one that is known.
+std::optional<Format> formatOfPath(std::string_view path);
+
+// By the first 3 bytes of a file: jpeg, png or pnm.
+std::optional<Format> sniff(std::span<const std::uint8_t> bytes);
+
+inline constexpr const char* kUnknownFormat = "neither JPEG nor PNG nor PPM or PGM";
+
+// The names of all formats of a kind, for messages: "png, ppm, pgm, pnm".
+std::string formatNames(FormatKind kind);
+
+}  // namespace moxj

@@ -1,0 +1,261 @@
+#include "pictures/png.h"
+
+#include <png.h>
+
+#include <climits>
+#include <csetjmp>
+#include <cstring>
+#include <vector>
+
+#include "failure.h"
+
+namespace moxj {
+
+namespace {
+
+constexpr std::size_t kTextSize = 128;
+
+// libpng reports errors by a jump, which must not pass over objects with destructors. So each of its calls is made
+// inside protect(), by a function object that captures references and owns nothing. protect() stays a function of its
+// own, so that what the work changed is in memory and not in a register that the jump restores.
+class Session {
+ public:
+  enum class Direction { read, write };
+
+  explicit Session(Direction direction) : direction_(direction) {
+    if (direction == Direction::read)
+      png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, this, onError, onWarning);
+    else
+      png_ = png_create_write_struct(PNG_LIBPNG_VER_STRING, this, onError, onWarning);
+    info_ = png_ ? png_create_info_struct(png_) : nullptr;
+    if (!info_) {
+      destroy();
+      throw Failure(ExitStatus::limit, "no memory for the PNG library");
+    }
+  }
+  ~Session() { destroy(); }
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  // False where libpng gave up; error() says why.
+  template <typename Work>
+  [[gnu::noinline]] bool protect(const Work& work) {
+    if (setjmp(jump_)) return false;
+    work(png_, info_);
+    return true;
+  }
+  const char* error() const { return error_; }
+  const char* warning() const { return warning_; }  // the last one
+
+ private:
+  void destroy() {
+    if (direction_ == Direction::read)
+      png_destroy_read_struct(&png_, &info_, nullptr);
+    else
+      png_destroy_write_struct(&png_, &info_);
+  }
+  [[noreturn]] static void onError(png_structp png, png_const_charp text) {
+    Session& session = sessionOf(png);
+    keep(session.error_, text);
+    std::longjmp(session.jump_, 1);
+  }
+  static void onWarning(png_structp png, png_const_charp text) { keep(sessionOf(png).warning_, text); }
+  static Session& sessionOf(png_structp png) { return *static_cast<Session*>(png_get_error_ptr(png)); }
+  static void keep(char (&place)[kTextSize], png_const_charp text) { std::strncpy(place, text, kTextSize - 1); }
+
+  Direction direction_;
+  char error_[kTextSize] = {};
+  char warning_[kTextSize] = {};
+  png_structp png_ = nullptr;
+  png_infop info_ = nullptr;
+  std::jmp_buf jump_;
+};
+
+struct Cursor {
+  const std::uint8_t* at;
+  std::size_t left;
+};
+
+void copyIn(png_structp png, png_bytep to, png_size_t count) {
+  Cursor& cursor = *static_cast<Cursor*>(png_get_io_ptr(png));
+  if (count > cursor.left) png_error(png, "the file ends early");
+  std::memcpy(to, cursor.at, count);
+  cursor.at += count;
+  cursor.left -= count;
+}
+
+// Bytes for libpng, which cannot let exceptions through.
+struct Collector {
+  Bytes& bytes;
+  bool full = false;
+};
+
+void copyOut(png_structp png, png_bytep from, png_size_t count) {
+  Collector& collector = *static_cast<Collector*>(png_get_io_ptr(png));
+  try {
+    collector.bytes.append(from, count);
+    return;
+  } catch (const std::bad_alloc&) {
+    collector.full = true;
+  }
+  png_error(png, "no memory");
+}
+
+struct Header {
+  png_uint_32 width = 0;
+  png_uint_32 height = 0;
+  int bits = 0;
+  int colour = 0;
+  int interlace = 0;
+  bool transparent = false;
+};
+
+Header readHeader(const Source& source) {
+  Session session(Session::Direction::read);
+  Cursor cursor{source.bytes.data(), source.bytes.size()};
+  Header header;
+  const bool good = session.protect([&](png_structp png, png_infop info) {
+    png_set_read_fn(png, &cursor, copyIn);
+    png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
+    png_read_info(png, info);
+    png_get_IHDR(png, info, &header.width, &header.height, &header.bits, &header.colour, &header.interlace, nullptr,
+                 nullptr);
+    header.transparent = png_get_valid(png, info, PNG_INFO_tRNS) != 0 || (header.colour & PNG_COLOR_MASK_ALPHA) != 0;
+  });
+  if (!good) refuse(session.error());
+  return header;
+}
+
+// A picture that grows row by row. The reader is fed by us instead of asking for bytes, because it then gives every
+// row that the bytes at hand hold: the other way a short file would lose all that its last 8 KiB hold.
+struct Growth {
+  const Header& header;
+  Decoded& decoded;
+  const Progress& progress;
+  int passes = 1;
+  int pass = 0;
+  int rows = 0;  // of this pass
+  bool ended = false;
+
+  const Picture& picture() const { return decoded.picture; }
+  bool interlaced() const { return header.interlace != PNG_INTERLACE_NONE; }
+  bool empty() const { return rows == 0 && pass == 0; }
+  bool full() const { return pass == passes - 1 && rows == picture().height; }
+  std::string place() const {
+    std::string text = "after " + std::to_string(rows) + " of " + std::to_string(picture().height) + " rows";
+    if (passes > 1) text += " of pass " + std::to_string(pass + 1) + " of " + std::to_string(passes);
+    return text;
+  }
+};
+
+Growth& growthOf(png_structp png) {
+  return *static_cast<Growth*>(png_get_progressive_ptr(png));
+}
+
+void onInfo(png_structp png, png_infop info) {
+  Growth& growth = growthOf(png);
+  const Header& header = growth.header;
+  if (header.bits == 16) png_set_scale_16(png);
+  if (header.colour == PNG_COLOR_TYPE_PALETTE) png_set_palette_to_rgb(png);
+  if (header.colour == PNG_COLOR_TYPE_GRAY && header.bits < 8) png_set_expand_gray_1_2_4_to_8(png);
+  png_set_strip_alpha(png);  // also what a tRNS chunk gives a palette
+  growth.passes = png_set_interlace_handling(png);
+  png_read_update_info(png, info);
+  if (png_get_rowbytes(png, info) != growth.picture().rowBytes()) png_error(png, "an unsupported form of PNG");
+}
+
+void onRow(png_structp png, png_bytep row, png_uint_32 y, int pass) {
+  Growth& growth = growthOf(png);
+  if (y >= static_cast<png_uint_32>(growth.picture().height)) return;
+  std::uint8_t* const to = growth.picture().row(static_cast<int>(y));
+  if (growth.interlaced())
+    png_progressive_combine_row(png, to, row);  // spreads early pixels over those that later passes bring
+  else
+    std::memcpy(to, row, growth.picture().rowBytes());
+  growth.pass = pass;
+  growth.rows = static_cast<int>(y) + 1;
+  if (growth.progress && y % 64 == 0) {
+    const auto height = static_cast<std::uint64_t>(growth.picture().height);
+    growth.progress(static_cast<std::uint64_t>(pass) * height + y,
+                    static_cast<std::uint64_t>(growth.passes) * height);
+  }
+}
+
+void onEnd(png_structp png, png_infop) {
+  growthOf(png).ended = true;
+}
+
+void clear(const Picture& picture, int firstRow) {
+  for (int y = firstRow; y < picture.height; ++y) std::memset(picture.row(y), 0, picture.rowBytes());
+}
+
+}  // namespace
+
+Decoded readPng(const Source& source, const Limits& limits, const Progress& progress) {
+  const Header header = readHeader(source);
+  limits.check(header.width, header.height);
+  if (header.width > INT_MAX / 3) throw Failure(ExitStatus::limit, "the picture is too wide");
+
+  Decoded decoded;
+  const bool colour = (header.colour & PNG_COLOR_MASK_COLOR) != 0;
+  if (header.bits == 16) decoded.notes.push_back("samples of 16 bits reduced to 8");
+  if (header.transparent) decoded.notes.push_back("transparency dropped");
+  decoded.picture = Picture::make(static_cast<int>(header.width), static_cast<int>(header.height), colour ? 3 : 1);
+  Growth growth{header, decoded, progress};
+  if (growth.interlaced()) clear(decoded.picture, 0);
+
+  Session session(Session::Direction::read);
+  const bool good = session.protect([&](png_structp png, png_infop info) {
+    png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
+    png_set_progressive_read_fn(png, &growth, onInfo, onRow, onEnd);
+    png_process_data(png, info, source.bytes.data(), source.bytes.size());
+  });
+  if (good && growth.ended && growth.full()) return decoded;
+  const std::string cause = !good ? session.error() : growth.ended ? session.warning() : "the file ends early";
+  if (growth.empty()) refuse(cause);
+  decoded.complete = false;
+  decoded.warning = cause + ", " + growth.place();
+  if (!growth.interlaced()) clear(decoded.picture, growth.rows);
+  return decoded;
+}
+
+Content writePng(const Picture& picture, const Progress& progress) {
+  Session session(Session::Direction::write);
+  Content content;
+  Collector collector{content.head};
+  const bool good = session.protect([&](png_structp png, png_infop info) {
+    png_set_write_fn(png, &collector, copyOut, nullptr);
+    png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
+    png_set_IHDR(png, info, static_cast<png_uint_32>(picture.width), static_cast<png_uint_32>(picture.height), 8,
+                 picture.channels == 3 ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(png, info);
+    for (int y = 0; y < picture.height; ++y) {
+      png_write_row(png, picture.row(y));
+      if (progress && y % 64 == 0)
+        progress(static_cast<std::uint64_t>(y), static_cast<std::uint64_t>(picture.height));
+    }
+    png_write_end(png, info);
+  });
+  if (!good) throw Failure(collector.full ? ExitStatus::limit : ExitStatus::output, session.error());
+  return content;
+}
+
+PictureInfo describePng(const Source& source) {
+  const Header header = readHeader(source);
+  PictureInfo info;
+  info.format = "PNG";
+  info.kind = header.colour == PNG_COLOR_TYPE_PALETTE  ? "palette"
+              : (header.colour & PNG_COLOR_MASK_COLOR) ? "RGB"
+                                                       : "grey";
+  if (header.transparent) info.kind += ", transparent";
+  if (header.interlace != PNG_INTERLACE_NONE) info.kind += ", interlaced";
+  info.width = header.width;
+  info.height = header.height;
+  info.channels = (header.colour == PNG_COLOR_TYPE_PALETTE || (header.colour & PNG_COLOR_MASK_COLOR) ? 3 : 1) +
+                  ((header.colour & PNG_COLOR_MASK_ALPHA) != 0);
+  info.bits = header.bits;
+  return info;
+}
+
+}  // namespace moxj

@@ -1,0 +1,229 @@
+#include "pictures/pnm.h"
+
+#include <algorithm>
+#include <bit>
+#include <climits>
+#include <cstring>
+
+#include "failure.h"
+
+namespace moxj {
+
+namespace {
+
+bool isSpace(std::uint8_t byte) {
+  return byte == ' ' || (byte >= '\t' && byte <= '\r');
+}
+bool isDigit(std::uint8_t byte) {
+  return byte >= '0' && byte <= '9';
+}
+
+// Walks over the text of a file: numbers between white space and comments.
+class Text {
+ public:
+  explicit Text(std::span<const std::uint8_t> bytes) : at_(bytes.data()), end_(at_ + bytes.size()) {}
+
+  const std::uint8_t* at() const { return at_; }
+  std::size_t left() const { return static_cast<std::size_t>(end_ - at_); }
+  bool atEnd() const { return at_ == end_; }
+  void skip(std::size_t count) { at_ += count; }
+
+  void skipBlanks() {
+    while (at_ < end_ && (isSpace(*at_) || *at_ == '#')) *at_ == '#' ? skipComment() : skip(1);
+  }
+  void skipComment() {
+    while (at_ < end_ && *at_ != '\n' && *at_ != '\r') ++at_;
+  }
+
+  // The next number; false where there is none. A number too large for its type becomes the largest.
+  bool number(std::uint64_t& value) {
+    skipBlanks();
+    if (atEnd() || !isDigit(*at_)) return false;
+    for (value = 0; at_ < end_ && isDigit(*at_); ++at_)
+      value = value > (UINT64_MAX - 9) / 10 ? UINT64_MAX : value * 10 + (*at_ - '0');
+    return true;
+  }
+
+ private:
+  const std::uint8_t* at_;
+  const std::uint8_t* end_;
+};
+
+struct Header {
+  bool plain = false;
+  int channels = 0;
+  std::uint64_t width = 0;
+  std::uint64_t height = 0;
+  int maxval = 0;
+};
+
+Header readHeader(Text& text) {
+  if (text.left() < 2) refuse("no PPM or PGM file");
+  const int type = text.at()[1] - '0';
+  text.skip(2);
+  if (type == 1 || type == 4) refuse("PBM bitmaps are not supported");
+  if (type == 7) refuse("PAM files are not supported");
+  Header header;
+  header.plain = type < 4;
+  header.channels = type % 3 == 0 ? 3 : 1;
+  std::uint64_t maxval = 0;
+  if (!text.number(header.width) || !text.number(header.height) || !text.number(maxval))
+    refuse(text.atEnd() ? "the file ends in its header" : "the header holds something that is not a number");
+  if (header.width == 0 || header.height == 0) refuse("a picture without pixels");
+  if (maxval == 0 || maxval > 65535) refuse("the maximum value is not from 1 to 65535");
+  header.maxval = static_cast<int>(maxval);
+  return header;
+}
+
+// One white-space character, or a comment with its line's end, separates a header from raw samples.
+void skipToRaster(Text& text) {
+  if (!text.atEnd() && *text.at() == '#') text.skipComment();
+  if (!text.atEnd() && isSpace(*text.at())) text.skip(1);
+}
+
+// From 0 .. maxval to 0 .. 255, rounded.
+class Scale {
+ public:
+  explicit Scale(int maxval) : maxval_(static_cast<std::uint32_t>(maxval)) {}
+  std::uint8_t operator()(std::uint32_t value) const {
+    return static_cast<std::uint8_t>((value * 255 + maxval_ / 2) / maxval_);
+  }
+
+ private:
+  std::uint32_t maxval_;
+};
+
+// Takes samples one after the other into a picture; those above the maximum value count as it and are remembered.
+class Sink {
+ public:
+  Sink(const Picture& picture, int maxval)
+      : scale_(maxval),
+        maxval_(static_cast<std::uint64_t>(maxval)),
+        at_(picture.samples),
+        begin_(at_),
+        end_(at_ + picture.rowBytes() * static_cast<std::size_t>(picture.height)) {}
+
+  bool full() const { return at_ == end_; }
+  void put(std::uint64_t value) {
+    tooLarge_ |= value > maxval_;
+    *at_++ = scale_(static_cast<std::uint32_t>(std::min(value, maxval_)));
+  }
+  void blackenRest() { std::memset(at_, 0, static_cast<std::size_t>(end_ - at_)); }
+  std::size_t count() const { return static_cast<std::size_t>(at_ - begin_); }
+  bool tooLarge() const { return tooLarge_; }
+
+ private:
+  Scale scale_;
+  std::uint64_t maxval_;
+  bool tooLarge_ = false;
+  std::uint8_t* at_;
+  std::uint8_t* begin_;
+  std::uint8_t* end_;
+};
+
+void readPlain(Text& text, Sink& sink) {
+  std::uint64_t value = 0;
+  while (!sink.full() && text.number(value)) sink.put(value);
+}
+
+void readRaw(const Text& text, int maxval, Sink& sink) {
+  const std::uint8_t* at = text.at();
+  if (maxval < 256) {
+    for (std::size_t left = text.left(); left > 0 && !sink.full(); --left) sink.put(*at++);
+  } else {
+    for (std::size_t left = text.left(); left > 1 && !sink.full(); left -= 2, at += 2) sink.put(at[0] * 256u + at[1]);
+  }
+}
+
+void judge(Decoded& decoded, const Sink& sink, bool atEnd) {
+  const std::size_t rowBytes = decoded.picture.rowBytes();
+  if (!sink.full()) {
+    decoded.complete = false;
+    decoded.warning = std::string(atEnd ? "the file ends" : "something that is not a number stands") + " after " +
+                      std::to_string(sink.count() / rowBytes) + " of " + std::to_string(decoded.picture.height) +
+                      " rows";
+  } else if (sink.tooLarge()) {
+    decoded.complete = false;
+    decoded.warning = "samples above the maximum value of the header";
+  }
+}
+
+std::string asText(const Picture& picture, bool colour) {
+  return (colour ? "P6\n" : "P5\n") + std::to_string(picture.width) + " " + std::to_string(picture.height) +
+         "\n255\n";
+}
+
+}  // namespace
+
+Decoded readPnm(const Source& source, const Limits& limits) {
+  Text text(source.bytes);
+  const Header header = readHeader(text);
+  limits.check(header.width, header.height);
+  if (header.width > INT_MAX / 3 || header.height > INT_MAX)
+    throw Failure(ExitStatus::limit, "the picture is too wide or too high");
+  if (!header.plain) skipToRaster(text);
+  if (text.atEnd()) refuse("the file ends after its header");
+
+  Decoded decoded;
+  Picture& picture = decoded.picture;
+  if (header.maxval > 255)
+    decoded.notes.push_back("samples of " + std::to_string(std::bit_width(unsigned(header.maxval))) +
+                            " bits reduced to 8");
+  const std::uint64_t size = header.width * header.height * static_cast<std::uint64_t>(header.channels);
+  if (!header.plain && header.maxval == 255 && text.left() >= size) {
+    picture.width = static_cast<int>(header.width);
+    picture.height = static_cast<int>(header.height);
+    picture.channels = header.channels;
+    picture.step = static_cast<std::ptrdiff_t>(picture.rowBytes());
+    picture.samples = source.bytes.data() + (text.at() - source.bytes.data());
+    picture.owner = source.owner;
+    return decoded;
+  }
+  picture = Picture::make(static_cast<int>(header.width), static_cast<int>(header.height), header.channels);
+  Sink sink(picture, header.maxval);
+  header.plain ? readPlain(text, sink) : readRaw(text, header.maxval, sink);
+  if (sink.count() == 0) refuse("no samples follow the header");
+  judge(decoded, sink, !header.plain || text.atEnd());
+  sink.blackenRest();
+  return decoded;
+}
+
+Content writePnm(const Picture& picture, Format format) {
+  const bool colour = format == Format::ppm || (format == Format::pnm && picture.channels == 3);
+  const std::string header = asText(picture, colour);
+  Content content;
+  content.head.append(header.data(), header.size());
+  const std::size_t pixels = static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.height);
+  if (colour == (picture.channels == 3) && picture.packed()) {
+    content.body = {picture.samples, picture.rowBytes() * static_cast<std::size_t>(picture.height)};
+    content.owner = picture.owner;
+    return content;
+  }
+  content.head.reserve(header.size() + pixels * (colour ? 3 : 1));
+  for (int y = 0; y < picture.height; ++y) {
+    const std::uint8_t* const row = picture.row(y);
+    if (colour == (picture.channels == 3)) {
+      content.head.append(row, picture.rowBytes());
+      continue;
+    }
+    for (int x = 0; x < picture.width; ++x)
+      for (int channel = 0; channel < 3; ++channel) content.head.push_back(row[x]);
+  }
+  return content;
+}
+
+PictureInfo describePnm(const Source& source) {
+  Text text(source.bytes);
+  const Header header = readHeader(text);
+  PictureInfo info;
+  info.format = header.channels == 3 ? "PPM" : "PGM";
+  info.kind = std::string(header.channels == 3 ? "RGB" : "grey") + (header.plain ? ", plain" : ", raw") +
+              ", maximum value " + std::to_string(header.maxval);
+  info.width = header.width;
+  info.height = header.height;
+  info.channels = header.channels;
+  info.bits = std::bit_width(static_cast<unsigned>(header.maxval));
+  return info;
+}
+
+}  // namespace moxj

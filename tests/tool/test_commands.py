@@ -1,0 +1,198 @@
+"""The command line as such, `info` and `compare` on pictures that are not JPEG."""
+
+import json
+import math
+import re
+import unittest
+
+from support import *
+
+
+class CommandLine(ToolTest):
+    def test_version(self):
+        self.assertRegex(self.expect(OK, "--version"), rb"\Amoxj \d+\.\d+\.\d+\n\Z")
+
+    def test_help_names_every_option(self):
+        common = ["--max-pixels", "--threads", "--quiet", "--help"]
+        conversion = common + ["IN OUT", "--format", "--output-dir", "--jobs"]
+        for command, words in {(): ["encode", "decode", "info", "compare", "Exit status", "--version"],
+                               ("encode",): conversion + ["--quality", "--sample", "--grayscale", "--restart"],
+                               ("decode",): conversion, ("info",): ["--json"],
+                               ("compare",): common + ["--json"]}.items():
+            for flag in "--help", "-h":
+                text = self.expect(OK, *command, flag).decode()
+                for word in words:
+                    self.assertIn(word, text)
+                self.assertLessEqual(max(map(len, text.splitlines())), 100)
+
+    def test_wrong_use_is_one_line(self):
+        for arguments, cause in (((), "a command is missing (see moxj --help)"),
+                                 (("explode",), "'explode' is no command (see moxj --help)"),
+                                 (("a\nb",), "'a\\x0Ab' is no command (see moxj --help)"),
+                                 (("",), "'' is no command (see moxj --help)"),
+                                 (("encode", "a", "b.png"), "b.png: PNG is written by 'moxj decode'"),
+                                 (("decode", "a", "b.jpg"), "b.jpg: JPEG is written by 'moxj encode'"),
+                                 (("encode", "a", "b"), "b: the name does not tell the format; give --format jpg"),
+                                 (("decode", "a", "b.x"),
+                                  "b.x: the name does not tell the format; give --format png, ppm, pgm, pnm"),
+                                 (("decode", "a", ""), "the output's name is empty"),
+                                 (("compare", "-", "-"), "standard input can be one of two pictures only")):
+            self.expect(USAGE, *arguments, error="moxj: %s\n" % cause)
+        for arguments in (("-x",), ("encode",), ("encode", "a", "--wrong"), ("encode", "a", "b.jpg", "--quality"), ("compare", "a"),
+                          ("compare", "a", "b", "c"), ("info",), ("info", "a", "b"), ("decode", "a", "b.png", "--quality", "9"),
+                          ("encode", "a", "b.jpg", "--quiet=maybe")):
+            self.expect(USAGE, *arguments, error=re.compile(r"\Amoxj: [^\n]+\(see moxj [^\n]*--help\)\n\Z"))
+
+    def test_values_out_of_range(self):
+        for option, values in {"--quality": ["0", "101", "-1", "x", "", "7x", "75.0", "99999999999"],
+                               "--sample": ["4:1:1", "444", ""], "--restart": ["-1", "65536", "B", "1C", ""],
+                               "--jobs": ["0", "257"], "--threads": ["0", "1025"], "--max-pixels": ["0", "-5", "1099511627777"],
+                               "--format": ["png", "gif", ""]}.items():
+            for value in values:
+                self.expect(USAGE, "encode", "a", "b.jpg", option + "=" + value,
+                            error=re.compile(r"\Amoxj: %s[^\n]+\(see moxj encode --help\)\n\Z" % option))
+
+    def test_options_anywhere(self):
+        picture = noise(3, 3, 3)
+        self.write("-in", pnm(picture))
+        self.assertEqual(self.expect(OK, "decode", "--format", "ppm", "--", "-in", "-"), pnm(picture))
+        self.assertEqual(self.expect(OK, "decode", "./-in", "--max-pixels=9", "-", "--threads", "2"), pnm(picture))
+
+
+class Info(ToolTest):
+    def info(self, data):
+        self.write("in", data)
+        return json.loads(self.expect(OK, "info", "in", "--json"))
+
+    def test_pnm(self):
+        file = pnm(noise(7, 5, 3), 255)
+        self.assertEqual(self.info(file), {"format": "PPM", "kind": "RGB, raw, maximum value 255", "bytes": len(file),
+                                           "width": 7, "height": 5, "channels": 3, "bits": 8})
+        self.assertEqual(self.info(b"P2 9 8 1000 0")["kind"], "grey, plain, maximum value 1000")
+
+    def test_png(self):
+        file = png(6, 5, RGB_ALPHA, 16, noise(6, 5, 4, most=65535)[3], interlaced=True)
+        self.assertEqual(self.info(file), {"format": "PNG", "kind": "RGB, transparent, interlaced", "bytes": len(file),
+                                           "width": 6, "height": 5, "channels": 4, "bits": 16})
+        self.assertEqual(self.info(png(6, 5, PALETTE, 2, noise(6, 5, 1, most=3)[3], palette=[(1, 2, 3)] * 4))["kind"], "palette")
+
+    def test_text(self):
+        self.write("in", pnm(noise(7, 5, 1)))
+        self.assertEqual(self.expect(OK, "info", "in"),
+                         b"format        PGM, grey, raw, maximum value 255\nsize          7 x 5 pixels, 1 channels of 8 bits, 46 bytes\n")
+
+    def test_refused(self):
+        self.expect(REFUSED, "info", "-", "--json", stdin=b"GIF",
+                    error="moxj: standard input: neither JPEG nor PNG nor PPM or PGM\n")
+        self.expect(REFUSED, "info", "none", error="moxj: none: cannot be read: No such file or directory\n")
+
+
+def mean_square(a, b):
+    return sum((x - y) ** 2 for x, y in zip(a, b)) / len(a)
+
+
+def psnr(a, b):
+    return 10 * math.log10(255 ** 2 / mean_square(a, b))
+
+
+def ssim(a, b, width, height):
+    """By its definition, window by window, with deviations from the mean."""
+    def taps(count):
+        weights = [math.exp(-(i - (count - 1) / 2) ** 2 / 4.5) for i in range(count)]
+        return [weight / sum(weights) for weight in weights]
+    across, down = taps(min(11, width)), taps(min(11, height))
+    window = [(x, y, across[x] * down[y]) for y in range(len(down)) for x in range(len(across))]
+    total = count = 0
+    for top in range(height - len(down) + 1):
+        for left in range(width - len(across) + 1):
+            p = [(a[(top + y) * width + left + x], w) for x, y, w in window]
+            q = [(b[(top + y) * width + left + x], w) for x, y, w in window]
+            mean_p, mean_q = sum(v * w for v, w in p), sum(v * w for v, w in q)
+            variance_p = sum((v - mean_p) ** 2 * w for v, w in p)
+            variance_q = sum((v - mean_q) ** 2 * w for v, w in q)
+            covariance = sum((v - mean_p) * (u - mean_q) * w for (v, w), (u, _) in zip(p, q))
+            c1, c2 = 2.55 ** 2, 7.65 ** 2
+            total += ((2 * mean_p * mean_q + c1) * (2 * covariance + c2) /
+                      ((mean_p ** 2 + mean_q ** 2 + c1) * (variance_p + variance_q + c2)))
+            count += 1
+    return total / count
+
+
+class Compare(ToolTest):
+    def compare(self, a, b, status=OK, error=""):
+        self.write("a", a)
+        self.write("b", b)
+        return json.loads(self.expect(status, "compare", "a", "b", "--json", error=error))
+
+    def check(self, got, a, b, width, height):
+        self.assertAlmostEqual(got["mse"], mean_square(a, b), places=6)
+        self.assertAlmostEqual(got["psnr"], psnr(a, b), places=6)
+        self.assertEqual(got["max"], max(abs(x - y) for x, y in zip(a, b)))
+        self.assertAlmostEqual(got["ssim"], ssim(a, b, width, height), places=6)
+
+    def test_against_the_definitions(self):
+        source = random.Random(5)
+        for width, height in (11, 11), (12, 13), (20, 15), (5, 14), (30, 3), (1, 1), (2, 40):
+            for channels in 1, 3:
+                a = smooth(width, height, channels)
+                b = a[:3] + ([max(0, min(255, value + source.randint(-20, 20))) for value in a[3]],)
+                got = self.compare(png_of(a), pnm(b))
+                names = ["grey"] if channels == 1 else ["red", "green", "blue"]
+                self.assertEqual(list(got["channels"]), names)
+                self.assertEqual((got["width"], got["height"]), (width, height))
+                for channel, name in enumerate(names):
+                    self.check(got["channels"][name], a[3][channel::channels], b[3][channel::channels], width, height)
+                self.assertAlmostEqual(got["all"]["psnr"], psnr(a[3], b[3]), places=6)
+                self.assertEqual(got["all"]["max"], max(got["channels"][name]["max"] for name in names))
+                self.assertAlmostEqual(got["all"]["ssim"], sum(got["channels"][n]["ssim"] for n in names) / channels)
+
+    def test_equal_pictures(self):
+        picture = noise(30, 20, 3)
+        got = self.compare(png_of(picture), pnm(picture, plain=True))
+        equal = {"psnr": None, "mse": 0, "max": 0, "ssim": 1}
+        self.assertEqual(got, {"width": 30, "height": 20,
+                               "channels": {"red": equal, "green": equal, "blue": equal}, "all": equal})
+        self.assertEqual(self.expect(OK, "compare", "a", "b").splitlines()[3], b"all    PSNR equal      max 0    SSIM 1.00000")
+
+    def test_one_channel_differs(self):
+        a = noise(30, 20, 3)
+        b = a[:3] + ([value ^ (i % 3 == 1) for i, value in enumerate(a[3])],)
+        got = self.compare(pnm(a), pnm(b))
+        self.assertEqual([got["channels"][name]["max"] for name in ("red", "green", "blue")], [0, 1, 0])
+        self.assertAlmostEqual(got["channels"]["green"]["psnr"], 20 * math.log10(255))
+        self.assertAlmostEqual(got["all"]["mse"], 1 / 3)
+        self.assertEqual(self.expect(OK, "compare", "a", "b").splitlines()[1][:24], b"green  PSNR 48.13 dB   m")
+
+    def test_grey_beside_colour(self):
+        grey = noise(12, 12, 1)
+        tripled = (12, 12, 3, [value for value in grey[3] for _ in range(3)])
+        for a, b in (grey, tripled), (tripled, grey):
+            self.assertEqual(self.compare(pnm(a), pnm(b))["all"]["max"], 0)
+
+    def test_other_sizes(self):
+        self.write("a", pnm(noise(3, 2, 1)))
+        self.write("b", pnm(noise(2, 3, 1)))
+        self.expect(REFUSED, "compare", "a", "b", error="moxj: b: 2 x 3 pixels, where a has 3 x 2\n")
+
+    def test_the_file_that_fails_is_named(self):
+        self.write("good", pnm(noise(3, 2, 1)))
+        self.write("bad", b"GIF")
+        for pair in ("good", "bad"), ("bad", "good"):
+            self.expect(REFUSED, "compare", *pair, error="moxj: bad: neither JPEG nor PNG nor PPM or PGM\n")
+        self.expect(LIMIT, "compare", "good", "good", "--max-pixels", "5",
+                    error="moxj: good: 3 x 2 pixels are more than the limit of 5 (--max-pixels)\n")
+
+    def test_an_incomplete_picture(self):
+        picture = (3, 2, 1, [0] * 6)
+        got = self.compare(pnm(picture), pnm(picture)[:-1], INCOMPLETE,
+                           "moxj: b: warning: the file ends after 1 of 2 rows\n")
+        self.assertEqual(got["all"]["max"], 0)
+
+    def test_standard_input(self):
+        self.write("a", pnm(noise(3, 2, 1)))
+        for pair in ("a", "-"), ("-", "a"):
+            self.expect(OK, "compare", *pair, stdin=self.read("a"))
+
+
+if __name__ == "__main__":
+    unittest.main()
