@@ -29,8 +29,8 @@ extern const Kernels* active;
 inline const DctKernels& dct() { return *active->dct; }
 inline const QuantKernels& quant() { return *active->quant; }
 inline const RctKernels& rct() { return *active->rct; }
-inline const SampleKernels& sample() { return *active->sample; }
 inline const RgbKernels& rgb() { return *active->rgb; }
+inline const SampleKernels& sample() { return *active->sample; }
 inline const ShiftKernels& shift() { return *active->shift; }
 inline const YccKernels& ycc() { return *active->ycc; }
 

@@ -10,8 +10,8 @@ namespace mox {
 struct DctKernels;
 struct QuantKernels;
 struct RctKernels;
-struct SampleKernels;
 struct RgbKernels;
+struct SampleKernels;
 struct ShiftKernels;
 struct YccKernels;
 
@@ -19,8 +19,8 @@ struct Kernels {
   const DctKernels* dct;
   const QuantKernels* quant;
   const RctKernels* rct;
-  const SampleKernels* sample;
   const RgbKernels* rgb;
+  const SampleKernels* sample;
   const ShiftKernels* shift;
   const YccKernels* ycc;
 };

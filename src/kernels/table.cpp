@@ -3,8 +3,8 @@
 #include "kernels/kernels.h"
 #include "kernels/quant.h"
 #include "kernels/rct.h"
-#include "kernels/sample.h"
 #include "kernels/rgb.h"
+#include "kernels/sample.h"
 #include "kernels/shift.h"
 #include "kernels/ycc.h"
 
@@ -17,8 +17,8 @@ const mox::Kernels MOX_TABLE_NAME(MOX_TARGET) = {
     .dct = &mox::MOX_TARGET::dctKernels,
     .quant = &mox::MOX_TARGET::quantKernels,
     .rct = &mox::MOX_TARGET::rctKernels,
-    .sample = &mox::MOX_TARGET::sampleKernels,
     .rgb = &mox::MOX_TARGET::rgbKernels,
+    .sample = &mox::MOX_TARGET::sampleKernels,
     .shift = &mox::MOX_TARGET::shiftKernels,
     .ycc = &mox::MOX_TARGET::yccKernels,
 };
