@@ -5,10 +5,13 @@
 
 namespace mox {
 
+// Positions behind the block that a decoder's run of zeros may reach before it is an error: all mean coefficient 63.
+inline constexpr int kZigZagGuards = 9;
+
 // The walk along the anti-diagonals and its inverse; natural positions are 8 * row + column.
 struct ZigZag {
-  uint8_t natural[64];  // natural position of each zig-zag index
-  uint8_t index[64];    // zig-zag index of each natural position
+  uint8_t natural[64 + kZigZagGuards];  // natural position of each zig-zag index
+  uint8_t index[64];                    // zig-zag index of each natural position
 };
 
 constexpr ZigZag zigZagWalk() {
@@ -24,13 +27,14 @@ constexpr ZigZag zigZagWalk() {
       k++;
     }
   }
+  while (k < 64 + kZigZagGuards) walk.natural[k++] = 63;
   return walk;
 }
 
 inline constexpr ZigZag kZigZag = zigZagWalk();
 
 static_assert(kZigZag.natural[0] == 0 && kZigZag.natural[1] == 1 && kZigZag.natural[2] == 8);
-static_assert(kZigZag.natural[35] == 56 && kZigZag.natural[63] == 63);
+static_assert(kZigZag.natural[35] == 56 && kZigZag.natural[63] == 63 && kZigZag.natural[72] == 63);
 static_assert(kZigZag.index[7] == 28 && kZigZag.index[8] == 2 && kZigZag.index[42] == 33 && kZigZag.index[56] == 35);
 
 }  // namespace mox

@@ -27,6 +27,8 @@ namespace kernels {
 extern const Kernels* active;
 
 inline const DctKernels& dct() { return *active->dct; }
+inline const HuffDecodeKernels& huffDecode() { return *active->huffDecode; }
+inline const HuffEncodeKernels& huffEncode() { return *active->huffEncode; }
 inline const QuantKernels& quant() { return *active->quant; }
 inline const RctKernels& rct() { return *active->rct; }
 inline const RgbKernels& rgb() { return *active->rgb; }

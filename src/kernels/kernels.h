@@ -8,6 +8,8 @@
 namespace mox {
 
 struct DctKernels;
+struct HuffDecodeKernels;
+struct HuffEncodeKernels;
 struct QuantKernels;
 struct RctKernels;
 struct RgbKernels;
@@ -17,6 +19,8 @@ struct YccKernels;
 
 struct Kernels {
   const DctKernels* dct;
+  const HuffDecodeKernels* huffDecode;
+  const HuffEncodeKernels* huffEncode;
   const QuantKernels* quant;
   const RctKernels* rct;
   const RgbKernels* rgb;

@@ -1,5 +1,7 @@
 // The record of this target's families: the one symbol that leaves the target's objects.
 #include "kernels/dct.h"
+#include "kernels/huffdec.h"
+#include "kernels/huffenc.h"
 #include "kernels/kernels.h"
 #include "kernels/quant.h"
 #include "kernels/rct.h"
@@ -15,6 +17,8 @@ extern "C" {
 extern const mox::Kernels MOX_TABLE_NAME(MOX_TARGET);
 const mox::Kernels MOX_TABLE_NAME(MOX_TARGET) = {
     .dct = &mox::MOX_TARGET::dctKernels,
+    .huffDecode = &mox::MOX_TARGET::huffDecodeKernels,
+    .huffEncode = &mox::MOX_TARGET::huffEncodeKernels,
     .quant = &mox::MOX_TARGET::quantKernels,
     .rct = &mox::MOX_TARGET::rctKernels,
     .rgb = &mox::MOX_TARGET::rgbKernels,
