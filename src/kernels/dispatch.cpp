@@ -1,7 +1,5 @@
 #include "kernels/dispatch.h"
 
-#include "kernels/cpu.h"
-
 #define MOX_DECLARE(target) extern "C" __attribute__((visibility("hidden"))) const mox::Kernels mox_kernels_##target
 MOX_DECLARE(scalar);
 MOX_DECLARE(sse2);
@@ -13,7 +11,7 @@ MOX_DECLARE(neon);
 namespace mox {
 namespace {
 
-bool always() { return true; }
+bool always(const cpu::Processor&) { return true; }
 
 constexpr Target kTargets[] = {
     {"scalar", &mox_kernels_scalar, always},
@@ -41,8 +39,9 @@ TargetList targets() { return {kTargets, static_cast<int>(sizeof kTargets / size
 constinit const Kernels* kernels::active = &mox_kernels_scalar;
 
 __attribute__((constructor)) static void chooseBest() {
+  const cpu::Processor here = cpu::ask();
   for (const Target& target : targets())
-    if (target.runsHere()) kernels::active = target.kernels;
+    if (target.runsOn(here)) kernels::active = target.kernels;
 }
 
 }  // namespace mox

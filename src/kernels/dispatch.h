@@ -1,6 +1,7 @@
 // The choice of a target's kernels, made once when the library is loaded.
 #pragma once
 
+#include "kernels/cpu.h"
 #include "kernels/kernels.h"
 
 namespace mox {
@@ -8,7 +9,8 @@ namespace mox {
 struct Target {
   const char* name;
   const Kernels* kernels;
-  bool (*runsHere)();  // whether this processor can execute the target's code
+  bool (*runsOn)(const cpu::Processor&);  // whether such a processor can execute the target's code
+  bool runsHere() const { return runsOn(cpu::ask()); }
 };
 
 // The targets in this build, from the scalar definition to the best.
