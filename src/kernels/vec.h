@@ -151,6 +151,26 @@ MOX_INLINE V128 select(V128 mask, V128 a, V128 b) { return wrap(vbslq_s16(u16(ma
 #define MOX_SHUFFLE8 1
 MOX_INLINE V128 shuffle8(V128 a, V128 order) { return wrap(vqtbl1q_u8(u8(a), u8(order))); }
 
+MOX_INLINE V128 mulRound16(V128 a, V128 b) { return wrap(vqrdmulhq_s16(a.r, b.r)); }
+template <int First, int Second>
+MOX_INLINE V128 dotU8(V128 a) {
+  const uint16x8_t first = vandq_u16(u16(a), vdupq_n_u16(0xFF)), second = vshrq_n_u16(u16(a), 8);
+  return wrap(vmlaq_n_u16(vmulq_n_u16(second, static_cast<uint16_t>(Second)), first, First));
+}
+MOX_INLINE V128 keep(V128 mask, V128 a) { return bitAnd(mask, a); }
+MOX_INLINE V128 negative16(V128 a) { return shr16<15>(a); }
+MOX_INLINE V128 highHalves32(V128 a, V128 b) { return wrap(vtrn2q_s16(a.r, b.r)); }
+MOX_INLINE V128 reverse16(V128 a) { return wrap(vrev64q_s16(a.r)); }
+MOX_INLINE V128 reverseHigh16(V128 a) {
+  return wrap(vcombine_s16(vget_low_s16(a.r), vrev64_s16(vget_high_s16(a.r))));
+}
+template <int Order>
+MOX_INLINE V128 shuffleEach16(V128 a) {
+  constexpr short w = Order & 3, x = Order >> 2 & 3, y = Order >> 4 & 3, z = Order >> 6 & 3;
+  return wrap(__builtin_shuffle(a.r, int16x8_t{w, x, y, z, w + 4, x + 4, y + 4, z + 4}));
+}
+MOX_INLINE void storeHigh8(void* p, V128 a) { vst1_u8(static_cast<uint8_t*>(p), vget_high_u8(u8(a))); }
+
 // Eight bytes widened to 16 bits, and 16 bits narrowed to as many bytes with unsigned saturation.
 template <class V = VMax>
 MOX_INLINE V load8As16(const uint8_t* p) {
@@ -309,6 +329,55 @@ MOX_INLINE V128 packsU16Linear(V128 a, V128 b) { return packsU16(a, b); }
 MOX_INLINE V128 shuffle8(V128 a, V128 order) { return {_mm_shuffle_epi8(a.r, order.r)}; }
 #endif
 
+// (a * b + 2^14) >> 15 of the full product; that of -32768 and -32768 is left to the target.
+MOX_INLINE V128 mulRound16(V128 a, V128 b) {
+#if defined(__SSSE3__)
+  return {_mm_mulhrs_epi16(a.r, b.r)};
+#else
+  const V128 high = mulHigh16(a, b), quarters = shrU16<14>(mulLow16(a, b));
+  return add16(add16(high, high), {_mm_avg_epu16(quarters.r, _mm_setzero_si128())});
+#endif
+}
+// First * x + Second * y of each pair x, y of unsigned bytes, as 16 bits.
+template <int First, int Second>
+MOX_INLINE V128 dotU8(V128 a) {
+#if defined(__SSSE3__)
+  return {_mm_maddubs_epi16(a.r, _mm_set1_epi16(static_cast<short>(Second * 256 + First)))};
+#else
+  const V128 first = {_mm_and_si128(a.r, _mm_set1_epi16(0xFF))}, second = shrU16<8>(a);
+  return add16(mulLow16(first, set16<V128>(First)), mulLow16(second, set16<V128>(Second)));
+#endif
+}
+// a where the mask is all ones, else 0.
+MOX_INLINE V128 keep(V128 mask, V128 a) { return bitAnd(mask, a); }
+// The mask of the lanes below 0.
+MOX_INLINE V128 negative16(V128 a) { return shr16<15>(a); }
+// The upper halves of the 32-bit lanes of a and of b by turns, as 16-bit lanes.
+MOX_INLINE V128 highHalves32(V128 a, V128 b) {
+#if defined(__SSE4_1__)
+  return {_mm_blend_epi16(shrU32<16>(a).r, b.r, 0xAA)};
+#else
+  return {_mm_or_si128(shrU32<16>(a).r, _mm_and_si128(b.r, _mm_set1_epi32(static_cast<int>(0xFFFF0000))))};
+#endif
+}
+// The four 16-bit lanes of each 64-bit half in the order of the immediate.
+template <int Order>
+MOX_INLINE V128 shuffleEach16(V128 a) {
+  return {_mm_shufflehi_epi16(_mm_shufflelo_epi16(a.r, Order), Order)};
+}
+// The four 16-bit lanes of each 64-bit half, or of the upper half alone, in reverse.
+MOX_INLINE V128 reverse16(V128 a) {
+#if defined(__SSSE3__)
+  return {_mm_shuffle_epi8(a.r, _mm_setr_epi8(6, 7, 4, 5, 2, 3, 0, 1, 14, 15, 12, 13, 10, 11, 8, 9))};
+#else
+  return shuffleEach16<_MM_SHUFFLE(0, 1, 2, 3)>(a);
+#endif
+}
+MOX_INLINE V128 reverseHigh16(V128 a) { return {_mm_shufflehi_epi16(a.r, _MM_SHUFFLE(0, 1, 2, 3))}; }
+MOX_INLINE void storeHigh8(void* p, V128 a) {
+  _mm_storeh_pd(static_cast<double*>(p), _mm_castsi128_pd(a.r));
+}
+
 #if defined(__AVX2__)
 
 struct V256 {
@@ -426,6 +495,19 @@ MOX_INLINE V256 permute64Linear(V256 a) {
 }
 MOX_INLINE V256 packsU16Linear(V256 a, V256 b) { return permute64Linear<_MM_SHUFFLE(3, 1, 2, 0)>(packsU16(a, b)); }
 MOX_INLINE void store16As8(uint8_t* p, V256 a) { store(p, lowHalf(packsU16Linear(a, a))); }
+template <int Order>
+MOX_INLINE V256 shuffleEach16(V256 a) {
+  return {_mm256_shufflehi_epi16(_mm256_shufflelo_epi16(a.r, Order), Order)};
+}
+MOX_INLINE V256 mulRound16(V256 a, V256 b) { return {_mm256_mulhrs_epi16(a.r, b.r)}; }
+MOX_INLINE V256 keep(V256 mask, V256 a) { return bitAnd(mask, a); }
+MOX_INLINE V256 negative16(V256 a) { return shr16<15>(a); }
+MOX_INLINE V256 highHalves32(V256 a, V256 b) { return {_mm256_blend_epi16(shrU32<16>(a).r, b.r, 0xAA)}; }
+MOX_INLINE V256 reverse16(V256 a) {
+  const __m128i order = _mm_setr_epi8(6, 7, 4, 5, 2, 3, 0, 1, 14, 15, 12, 13, 10, 11, 8, 9);
+  return {_mm256_shuffle_epi8(a.r, _mm256_broadcastsi128_si256(order))};
+}
+MOX_INLINE V256 reverseHigh16(V256 a) { return {_mm256_shufflehi_epi16(a.r, _MM_SHUFFLE(0, 1, 2, 3))}; }
 #endif
 
 #if defined(__AVX512BW__)
@@ -537,6 +619,27 @@ MOX_INLINE void store16As8(uint8_t* p, V512 a) {
   const __m512i positive = _mm512_max_epi16(a.r, _mm512_setzero_si512());
   _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm512_cvtusepi16_epi8(positive));
 }
+template <int Order>
+MOX_INLINE V512 shuffleEach16(V512 a) {
+  return {_mm512_shufflehi_epi16(_mm512_shufflelo_epi16(a.r, Order), Order)};
+}
+MOX_INLINE V512 mulRound16(V512 a, V512 b) { return {_mm512_mulhrs_epi16(a.r, b.r)}; }
+MOX_INLINE V512 highHalves32(V512 a, V512 b) {
+  return {_mm512_mask_blend_epi16(0xAAAAAAAA, shrU32<16>(a).r, b.r)};
+}
+MOX_INLINE V512 reverse16(V512 a) {
+  const __m128i order = _mm_setr_epi8(6, 7, 4, 5, 2, 3, 0, 1, 14, 15, 12, 13, 10, 11, 8, 9);
+  return {_mm512_shuffle_epi8(a.r, _mm512_broadcast_i32x4(order))};
+}
+MOX_INLINE V512 reverseHigh16(V512 a) { return {_mm512_shufflehi_epi16(a.r, _MM_SHUFFLE(0, 1, 2, 3))}; }
+// Comparisons of 512 bits give bit masks.
+struct M512x16 {
+  __mmask32 r;
+};
+MOX_INLINE M512x16 equal16(V512 a, V512 b) { return {_mm512_cmpeq_epi16_mask(a.r, b.r)}; }
+MOX_INLINE M512x16 negative16(V512 a) { return {_mm512_movepi16_mask(a.r)}; }
+MOX_INLINE V512 keep(M512x16 mask, V512 a) { return {_mm512_maskz_mov_epi16(mask.r, a.r)}; }
+MOX_INLINE V512 select(M512x16 mask, V512 a, V512 b) { return {_mm512_mask_blend_epi16(mask.r, b.r, a.r)}; }
 using VMax = V512;
 #elif defined(__AVX2__)
 using VMax = V256;
