@@ -170,6 +170,16 @@ MOX_INLINE V128 shuffleEach16(V128 a) {
   return wrap(__builtin_shuffle(a.r, int16x8_t{w, x, y, z, w + 4, x + 4, y + 4, z + 4}));
 }
 MOX_INLINE void storeHigh8(void* p, V128 a) { vst1_u8(static_cast<uint8_t*>(p), vget_high_u8(u8(a))); }
+template <class V = VMax>
+MOX_INLINE V loadApart(const void* p, ptrdiff_t) {
+  return load(p);
+}
+MOX_INLINE void storeApart(void* p, ptrdiff_t, V128 a) { store(p, a); }
+
+template <class V = VMax>
+MOX_INLINE V loadSame(const void* p) {
+  return load(p);
+}
 
 // Eight bytes widened to 16 bits, and 16 bits narrowed to as many bytes with unsigned saturation.
 template <class V = VMax>
@@ -200,6 +210,12 @@ V set32(int x);
 // As many bytes as V has 16-bit lanes, widened.
 template <class V>
 V load8As16(const uint8_t* p);
+// A vector whose 128-bit blocks lie so many bytes apart in memory (and storeApart).
+template <class V>
+V loadApart(const void* p, ptrdiff_t distance);
+// The same 16 bytes in each 128-bit block.
+template <class V>
+V loadSame(const void* p);
 
 template <>
 MOX_INLINE V128 load<V128>(const void* p) {
@@ -327,6 +343,26 @@ MOX_INLINE V128 packsU16Linear(V128 a, V128 b) { return packsU16(a, b); }
 // Bytes of each 128-bit block in the order of the table (top bit set: 0).
 #define MOX_SHUFFLE8 1
 MOX_INLINE V128 shuffle8(V128 a, V128 order) { return {_mm_shuffle_epi8(a.r, order.r)}; }
+// Sums of the two products of each pair of bytes, unsigned in a and signed in b, saturated to 16 bits.
+#define MOX_DOT8 1
+MOX_INLINE V128 dot8(V128 a, V128 b) { return {_mm_maddubs_epi16(a.r, b.r)}; }
+#endif
+
+template <>
+MOX_INLINE V128 loadApart<V128>(const void* p, ptrdiff_t) {
+  return load<V128>(p);
+}
+MOX_INLINE void storeApart(void* p, ptrdiff_t, V128 a) { store(p, a); }
+template <>
+MOX_INLINE V128 loadSame<V128>(const void* p) {
+  return load<V128>(p);
+}
+#if defined(__SSE4_1__)
+// The 16-bit lanes of b where the mask of one bit a lane of each 128-bit block is set, else those of a.
+template <int Mask>
+MOX_INLINE V128 blend16(V128 a, V128 b) {
+  return {_mm_blend_epi16(a.r, b.r, Mask)};
+}
 #endif
 
 // (a * b + 2^14) >> 15 of the full product; that of -32768 and -32768 is left to the target.
@@ -474,6 +510,11 @@ MOX_INLINE V256 equal16(V256 a, V256 b) { return {_mm256_cmpeq_epi16(a.r, b.r)};
 MOX_INLINE V256 greater16(V256 a, V256 b) { return {_mm256_cmpgt_epi16(a.r, b.r)}; }
 MOX_INLINE V256 select(V256 mask, V256 a, V256 b) { return {_mm256_blendv_epi8(b.r, a.r, mask.r)}; }
 MOX_INLINE V256 shuffle8(V256 a, V256 order) { return {_mm256_shuffle_epi8(a.r, order.r)}; }
+MOX_INLINE V256 dot8(V256 a, V256 b) { return {_mm256_maddubs_epi16(a.r, b.r)}; }
+template <int Mask>
+MOX_INLINE V256 blend16(V256 a, V256 b) {
+  return {_mm256_blend_epi16(a.r, b.r, Mask)};
+}
 MOX_INLINE V256 dotAdd16(V256 sum, V256 a, V256 b) {
 #if defined(__AVX512VNNI__)
   return {_mm256_dpwssd_epi32(sum.r, a.r, b.r)};
@@ -488,6 +529,18 @@ MOX_INLINE V256 load8As16<V256>(const uint8_t* p) {
 MOX_INLINE V128 lowHalf(V256 a) { return {_mm256_castsi256_si128(a.r)}; }
 MOX_INLINE V128 highHalf(V256 a) { return {_mm256_extracti128_si256(a.r, 1)}; }
 MOX_INLINE V256 join(V128 low, V128 high) { return {_mm256_inserti128_si256(_mm256_castsi128_si256(low.r), high.r, 1)}; }
+template <>
+MOX_INLINE V256 loadApart<V256>(const void* p, ptrdiff_t distance) {
+  return join(load<V128>(p), load<V128>(static_cast<const uint8_t*>(p) + distance));
+}
+template <>
+MOX_INLINE V256 loadSame<V256>(const void* p) {
+  return {_mm256_broadcastsi128_si256(load<V128>(p).r)};
+}
+MOX_INLINE void storeApart(void* p, ptrdiff_t distance, V256 a) {
+  store(p, lowHalf(a));
+  store(static_cast<uint8_t*>(p) + distance, highHalf(a));
+}
 // The four 64-bit lanes in the order of the immediate.
 template <int Order>
 MOX_INLINE V256 permute64Linear(V256 a) {
@@ -603,6 +656,7 @@ MOX_INLINE V512 shuffle32(V512 a) {
 }
 
 MOX_INLINE V512 shuffle8(V512 a, V512 order) { return {_mm512_shuffle_epi8(a.r, order.r)}; }
+MOX_INLINE V512 dot8(V512 a, V512 b) { return {_mm512_maddubs_epi16(a.r, b.r)}; }
 MOX_INLINE V512 dotAdd16(V512 sum, V512 a, V512 b) { return {_mm512_dpwssd_epi32(sum.r, a.r, b.r)}; }
 template <>
 MOX_INLINE V512 load8As16<V512>(const uint8_t* p) {
@@ -611,6 +665,18 @@ MOX_INLINE V512 load8As16<V512>(const uint8_t* p) {
 MOX_INLINE V256 lowHalf(V512 a) { return {_mm512_castsi512_si256(a.r)}; }
 MOX_INLINE V256 highHalf(V512 a) { return {_mm512_extracti64x4_epi64(a.r, 1)}; }
 MOX_INLINE V512 join(V256 low, V256 high) { return {_mm512_inserti64x4(_mm512_castsi256_si512(low.r), high.r, 1)}; }
+template <>
+MOX_INLINE V512 loadApart<V512>(const void* p, ptrdiff_t distance) {
+  return join(loadApart<V256>(p, distance), loadApart<V256>(static_cast<const uint8_t*>(p) + 2 * distance, distance));
+}
+template <>
+MOX_INLINE V512 loadSame<V512>(const void* p) {
+  return {_mm512_broadcast_i32x4(load<V128>(p).r)};
+}
+MOX_INLINE void storeApart(void* p, ptrdiff_t distance, V512 a) {
+  storeApart(p, distance, lowHalf(a));
+  storeApart(static_cast<uint8_t*>(p) + 2 * distance, distance, highHalf(a));
+}
 MOX_INLINE V512 packsU16Linear(V512 a, V512 b) {
   const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
   return {_mm512_permutexvar_epi64(order, _mm512_packus_epi16(a.r, b.r))};
@@ -648,6 +714,12 @@ using VMax = V128;
 #endif
 
 #endif
+
+// Pairs of bytes, the first of each in the lower half of a 16-bit lane.
+template <class V>
+MOX_INLINE V setPair8(int first, int second) {
+  return set16<V>((first & 255) | (second & 255) << 8);
+}
 
 }  // namespace mox::MOX_TARGET
 #endif
