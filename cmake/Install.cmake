@@ -13,6 +13,8 @@ configure_package_config_file(cmake/moxj-config.cmake.in moxj-config.cmake INSTA
 write_basic_package_version_file(moxj-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/moxj-config.cmake ${PROJECT_BINARY_DIR}/moxj-config-version.cmake
   DESTINATION ${package_dir})
+# Relative, so that an installed copy may be moved.
+file(RELATIVE_PATH prefix_from_pkgconfig /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 foreach(name moxj moxcore)
   configure_file(cmake/${name}.pc.in ${name}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
