@@ -36,10 +36,16 @@ Bytes encode(const Picture& picture, const EncodeOptions& options, const Progres
 
 // ---- Reading ----------------------------------------------------------------------------------------------------
 
+struct DecodeOptions {
+  bool smooth =
+      true;  // sub-sampled components are interpolated where their ratio is 2; otherwise samples are repeated
+};
+
 // The picture of a file as grey or RGB. Throws Failure: refused for what is no JPEG file, damaged before any of the
 // picture could be had, or of an unsupported process (by name); limit for more pixels than allowed, before memory is
 // taken. A picture of which only a part could be had comes with complete = false and a warning.
-Decoded decode(std::span<const std::uint8_t> file, const Limits& limits, const Progress& progress = {});
+Decoded decode(std::span<const std::uint8_t> file, const Limits& limits, const Progress& progress = {},
+               const DecodeOptions& options = {});
 
 // ---- Inspection -------------------------------------------------------------------------------------------------
 

@@ -1,0 +1,44 @@
+// The quantised coefficients of a whole picture, for files whose scans each have a part of them.
+#pragma once
+
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <vector>
+
+#include "jpeg/frame.h"
+#include "moxj.h"
+
+namespace moxj::jpeg {
+
+// Blocks are 0 until they are written, and memory is taken only for pages that are.
+class Coefficients {
+ public:
+  explicit Coefficients(const Frame& frame) {
+    for (const FrameComponent& c : frame.components) {
+      const std::size_t blocks = static_cast<std::size_t>(c.paddedWide) * static_cast<std::size_t>(c.paddedHigh);
+      Plane& plane = planes_.emplace_back();
+      plane.blocksWide = c.paddedWide;
+      plane.samples.reset(static_cast<Mox16s*>(std::calloc(blocks, 64 * sizeof(Mox16s))));
+      if (!plane.samples) throw std::bad_alloc();
+    }
+  }
+
+  Mox16s* block(int component, int x, int y) {
+    Plane& plane = planes_[component];
+    return plane.samples.get() + (std::ptrdiff_t{y} * plane.blocksWide + x) * 64;
+  }
+
+ private:
+  struct Free {
+    void operator()(Mox16s* samples) const { std::free(samples); }
+  };
+  struct Plane {
+    std::unique_ptr<Mox16s[], Free> samples;
+    int blocksWide = 0;
+  };
+  std::vector<Plane> planes_;
+};
+
+}  // namespace moxj::jpeg

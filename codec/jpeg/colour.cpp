@@ -1,0 +1,99 @@
+#include "jpeg/colour.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+
+#include "jpeg/library.h"
+
+namespace moxj::jpeg {
+
+namespace {
+
+// Adobe's convention, followed by nearly everyone: samples are inverted, 255 is no ink. So ink-free paper is white,
+// and black ink dims the others.
+std::uint8_t dimmed(int colour, int black) {
+  return static_cast<std::uint8_t>((colour * black + 127) / 255);
+}
+
+template <class Sample>  // Sample(x, ink)
+void paintInks(int width, std::uint8_t* pixels, Sample sample) {
+  for (int x = 0; x < width; ++x) {
+    for (int ink = 0; ink < 3; ++ink) pixels[3 * x + ink] = dimmed(sample(x, ink), sample(x, 3));
+  }
+}
+
+}  // namespace
+
+ColourModel colourModelOf(const Frame& frame, const Tables& tables) {
+  const auto& components = frame.components;
+  switch (components.size()) {
+    case 1:
+      return ColourModel::grey;
+    case 3:
+      if (tables.jfif) return ColourModel::ycbcr;
+      if (tables.adobeTransform) return *tables.adobeTransform == 0 ? ColourModel::rgb : ColourModel::ycbcr;
+      if (components[0].id == 'R' && components[1].id == 'G' && components[2].id == 'B') return ColourModel::rgb;
+      return ColourModel::ycbcr;
+    case 4:
+      return tables.adobeTransform.value_or(0) == 0 ? ColourModel::cmyk : ColourModel::ycck;
+    default:
+      return ColourModel::unknown;
+  }
+}
+
+const char* nameOf(ColourModel model) {
+  switch (model) {
+    case ColourModel::grey:
+      return "grey";
+    case ColourModel::ycbcr:
+      return "YCbCr";
+    case ColourModel::rgb:
+      return "RGB";
+    case ColourModel::cmyk:
+      return "CMYK";
+    case ColourModel::ycck:
+      return "YCCK";
+    case ColourModel::unknown:
+      break;
+  }
+  return "unknown";
+}
+
+RowPainter::RowPainter(ColourModel model, int width)
+    : model_(model), width_(width), channels_(model == ColourModel::grey || model == ColourModel::unknown ? 1 : 3) {
+  if (model == ColourModel::ycck) cmyk_.resize(std::size_t{4} * kPixelsOfOneThread);
+}
+
+void RowPainter::paint(const std::uint8_t* const planes[4], std::uint8_t* pixels) {
+  switch (model_) {
+    case ColourModel::grey:
+    case ColourModel::unknown:
+      std::memcpy(pixels, planes[0], width_);
+      return;
+    case ColourModel::rgb:
+      for (int x = 0; x < width_; ++x) {
+        for (int colour = 0; colour < 3; ++colour) pixels[3 * x + colour] = planes[colour][x];
+      }
+      return;
+    case ColourModel::cmyk:
+      return paintInks(width_, pixels, [&](int x, int ink) { return planes[ink][x]; });
+    case ColourModel::ycbcr:
+    case ColourModel::ycck:
+      break;
+  }
+  for (int x = 0; x < width_; x += kPixelsOfOneThread) {
+    const MoxRoiSize size{std::min(width_ - x, kPixelsOfOneThread), 1};
+    std::uint8_t* const to = pixels + std::ptrdiff_t{3} * x;
+    if (model_ == ColourModel::ycbcr) {
+      const Mox8u* const from[3] = {planes[0] + x, planes[1] + x, planes[2] + x};
+      require(moxiYCbCrToRGB_JPEG_8u_P3C3R(from, width_, to, 3 * width_, size), "colour conversion");
+    } else {
+      const Mox8u* const from[4] = {planes[0] + x, planes[1] + x, planes[2] + x, planes[3] + x};
+      require(moxiYCCKToCMYK_JPEG_8u_P4C4R(from, width_, cmyk_.data(), 4 * width_, size), "colour conversion");
+      paintInks(size.width, to, [&](int at, int ink) { return cmyk_[4 * at + ink]; });
+    }
+  }
+}
+
+}  // namespace moxj::jpeg

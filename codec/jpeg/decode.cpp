@@ -1,0 +1,235 @@
+// The reader: follows the segments of a file, decodes its scans and gives as much of the picture as there is.
+//
+// Where one scan has all components, as in nearly every file, its blocks go straight through the inverse transform
+// and the picture is painted as they come. Otherwise the coefficients of all scans are collected first.
+#include <array>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "jpeg/coefficients.h"
+#include "jpeg/colour.h"
+#include "jpeg/jpeg.h"
+#include "jpeg/scanreader.h"
+#include "jpeg/strips.h"
+#include "jpeg/syntax.h"
+
+namespace moxj::jpeg {
+
+namespace {
+
+// Refuses by name what the reader has no code for.
+void requireSupported(const Frame& frame) {
+  const std::string process = processName(frame.process);
+  if (frame.process != marker::sof0 && frame.process != marker::sof1) refuse(process + " JPEG is not supported");
+  if (frame.precision != 8)
+    refuse(process + " JPEG of " + std::to_string(frame.precision) + " bits is not supported");
+  if (frame.components.size() > 4) refuse(std::to_string(frame.components.size()) + " components are not supported");
+}
+
+struct CoefficientSink {
+  Coefficients& coefficients;
+  Mox16s* begin(int component, int x, int y) { return coefficients.block(component, x, y); }
+  void end(int, int, int, const Mox16s*) {}
+};
+
+struct StripSink {
+  Strips& strips;
+  alignas(64) Mox16s block[64];
+  Mox16s* begin(int, int, int) { return block; }
+  void end(int component, int x, int y, const Mox16s* coefficients) { strips.put(component, x, y, coefficients); }
+};
+
+class Decoder {
+ public:
+  Decoder(ByteSpan file, const Limits& limits, const DecodeOptions& options, const Progress& progress)
+      : file_(file), walker_(file), limits_(limits), options_(options), progress_(progress) {}
+
+  Decoded run() {
+    try {
+      readSegments();
+    } catch (const Failure& failure) {
+      if (goodMcus_ == 0) throw;
+      damaged(failure.what());
+    }
+    if (goodMcus_ == 0) refuse(warning_.empty() ? "the file has no picture" : warning_);
+    if (!strips_) paintCoefficients();
+    strips_->finishEmpty();
+    return {strips_->picture(), warning_.empty(), std::move(warning_), std::move(notes_)};
+  }
+
+ private:
+  void readSegments();
+  void takeFrame(const MarkerSegment& segment);
+  void readScan(const MarkerSegment& segment);
+  std::vector<Steps> stepsOfComponents() const;
+  void paintCoefficients();
+  bool allRead() const;
+  void report(int mcuRows) const {
+    if (progress_) progress_(mcuRows, frame_->mcusHigh);
+  }
+  void damaged(const std::string& what) {
+    if (warning_.empty()) warning_ = what;
+  }
+
+  ByteSpan file_;
+  SegmentWalker walker_;
+  const Limits& limits_;
+  const DecodeOptions& options_;
+  const Progress& progress_;
+
+  Tables tables_;
+  std::optional<Frame> frame_;
+  struct ReadComponent {
+    bool read = false;
+    Steps steps{};    // as they were at its scan
+    int mcuRows = 0;  // of the frame, that have blocks of it
+  };
+  std::array<ReadComponent, 4> read_;
+  std::unique_ptr<Coefficients> coefficients_;
+  std::unique_ptr<Strips> strips_;
+  std::int64_t goodMcus_ = 0;
+  std::string warning_;
+  std::vector<std::string> notes_;
+};
+
+void Decoder::readSegments() {
+  walker_.next();  // SOI
+  while (const std::optional<MarkerSegment> segment = walker_.next()) {
+    if (marker::isFrameHeader(segment->marker)) {
+      takeFrame(*segment);
+    } else if (segment->marker == marker::sos) {
+      readScan(*segment);
+      if (strips_) break;
+    } else if (segment->marker == marker::eoi) {
+      if (!allRead()) damaged("the file ends before all components are there");
+      return;
+    } else if (segment->marker == marker::dhp || segment->marker == marker::exp) {
+      refuse("hierarchical JPEG is not supported");
+    } else if (segment->marker == marker::dac) {
+      refuse("arithmetic coding is not supported");
+    } else if (segment->marker == marker::soi) {
+      refuse("an SOI marker within the picture");
+    } else {
+      tables_.take(*segment);
+    }
+  }
+  if (!frame_) refuse("the file has no frame header");
+  if (!allRead()) damaged("the file ends before all components are there");
+}
+
+void Decoder::takeFrame(const MarkerSegment& segment) {
+  if (frame_) refuse("more than one frame header");
+  frame_ = parseFrame(segment);
+  requireSupported(*frame_);
+  if (frame_->height == 0) {
+    // The line count follows the first scan, in a DNL segment (T.81 B.2.5).
+    SegmentWalker ahead(file_);
+    ahead.seek(segment.end);
+    std::optional<MarkerSegment> next = ahead.next();
+    while (next && next->marker != marker::sos && next->marker != marker::eoi) next = ahead.next();
+    if (next && next->marker == marker::sos) {
+      ahead.seek(findScanEnd(file_, next->end));
+      next = ahead.next();
+    }
+    if (!next || next->marker != marker::dnl) refuse("the height of the picture is not given");
+    frame_->height = parseLineCount(*next);
+  }
+  limits_.check(frame_->width, frame_->height);
+  // The sampling factors of a lone component have no effect.
+  if (frame_->components.size() == 1) frame_->components[0].horizontal = frame_->components[0].vertical = 1;
+  frame_->layOut();
+  if (frame_->components.size() == 2)
+    notes_.push_back("two components of unknown meaning, the first is shown as grey");
+}
+
+void Decoder::readScan(const MarkerSegment& segment) {
+  if (!frame_) refuse("a scan without a frame header");
+  const ScanHeader scan = parseScan(segment, *frame_);
+  for (const ScanHeader::Selector& selector : scan.components) {
+    const int table = frame_->components[selector.component].quantTable;
+    ReadComponent& component = read_[selector.component];
+    if (component.read) refuse("a component is coded twice");
+    if (!tables_.steps[table]) refuse("quantisation table " + std::to_string(table) + " is not defined");
+    component.steps = *tables_.steps[table];
+  }
+  ScanReader reader(*frame_, scan, tables_, file_.subspan(segment.end));
+  for (const ScanHeader::Selector& selector : scan.components) read_[selector.component].read = true;
+
+  const bool whole = scan.components.size() == frame_->components.size();
+  const auto readRows = [&](auto&& sink, auto&& rowDone) {
+    const int rows = reader.geometry().mcusHigh;
+    for (int row = 0; row < rows && !reader.exhausted(); ++row) {
+      reader.readRow(sink);
+      rowDone(row);
+    }
+  };
+  if (whole) {
+    strips_ =
+        std::make_unique<Strips>(*frame_, colourModelOf(*frame_, tables_), stepsOfComponents(), options_.smooth);
+    readRows(StripSink{*strips_, {}}, [&](int row) {
+      strips_->finishRow();
+      report(row + 1);
+    });
+  } else {
+    if (!coefficients_) coefficients_ = std::make_unique<Coefficients>(*frame_);
+    const bool interleaved = scan.components.size() > 1;
+    readRows(CoefficientSink{*coefficients_}, [&](int row) {
+      for (const ScanHeader::Selector& selector : scan.components) {
+        const int blockRows = interleaved ? 1 : frame_->components[selector.component].vertical;
+        read_[selector.component].mcuRows = row / blockRows + 1;
+      }
+    });
+  }
+  goodMcus_ += reader.goodMcus();
+  const std::size_t end = segment.end + reader.end();
+  walker_.seek(end);
+  if (!reader.damage().empty()) {
+    damaged(reader.damage());
+  } else if (end == file_.size() && allRead()) {
+    notes_.push_back("the file has no EOI marker");
+  }
+}
+
+std::vector<Steps> Decoder::stepsOfComponents() const {
+  std::vector<Steps> steps;
+  for (std::size_t i = 0; i < frame_->components.size(); ++i) steps.push_back(read_[i].steps);
+  return steps;
+}
+
+bool Decoder::allRead() const {
+  for (std::size_t i = 0; i < frame_->components.size(); ++i) {
+    if (!read_[i].read) return false;
+  }
+  return true;
+}
+
+void Decoder::paintCoefficients() {
+  strips_ = std::make_unique<Strips>(*frame_, colourModelOf(*frame_, tables_), stepsOfComponents(), options_.smooth);
+  int mcuRows = 0;
+  for (const ReadComponent& component : read_) mcuRows = std::max(mcuRows, component.mcuRows);
+  for (int row = 0; row < mcuRows; ++row) {
+    for (int i = 0; i < static_cast<int>(frame_->components.size()); ++i) {
+      const FrameComponent& c = frame_->components[i];
+      for (int y = row * c.vertical; y < (row + 1) * c.vertical; ++y) {
+        for (int x = 0; x < c.paddedWide; ++x) strips_->put(i, x, y, coefficients_->block(i, x, y));
+      }
+    }
+    strips_->finishRow();
+    report(row + 1);
+  }
+}
+
+}  // namespace
+
+Decoded decode(ByteSpan file, const Limits& limits, const Progress& progress, const DecodeOptions& options) {
+  try {
+    return Decoder(file, limits, options, progress).run();
+  } catch (const std::bad_alloc&) {
+    throw Failure(ExitStatus::limit, "no memory for the picture");
+  }
+}
+
+}  // namespace moxj::jpeg

@@ -1,0 +1,46 @@
+#include "jpeg/frame.h"
+
+#include <algorithm>
+
+namespace moxj::jpeg {
+
+void Frame::layOut() {
+  mostHorizontal = mostVertical = 1;
+  for (const FrameComponent& c : components) {
+    mostHorizontal = std::max(mostHorizontal, c.horizontal);
+    mostVertical = std::max(mostVertical, c.vertical);
+  }
+  mcusWide = ceilDiv(width, mcuWidth());
+  mcusHigh = ceilDiv(height, mcuHeight());
+  for (FrameComponent& c : components) {
+    c.width = ceilDiv(width * c.horizontal, mostHorizontal);
+    c.height = ceilDiv(height * c.vertical, mostVertical);
+    c.blocksWide = ceilDiv(c.width, 8);
+    c.blocksHigh = ceilDiv(c.height, 8);
+    c.paddedWide = mcusWide * c.horizontal;
+    c.paddedHigh = mcusHigh * c.vertical;
+  }
+}
+
+ScanGeometry::ScanGeometry(const Frame& frame, const ScanHeader& scan) {
+  if (scan.components.size() == 1) {
+    const int component = scan.components[0].component;
+    mcusWide = frame.components[component].blocksWide;
+    mcusHigh = frame.components[component].blocksHigh;
+    blocks.push_back({.component = component});
+    return;
+  }
+  mcusWide = frame.mcusWide;
+  mcusHigh = frame.mcusHigh;
+  for (int selector = 0; selector < static_cast<int>(scan.components.size()); ++selector) {
+    const int component = scan.components[selector].component;
+    const FrameComponent& c = frame.components[component];
+    for (int dy = 0; dy < c.vertical; ++dy) {
+      for (int dx = 0; dx < c.horizontal; ++dx) {
+        blocks.push_back({component, selector, dx, dy, c.horizontal, c.vertical});
+      }
+    }
+  }
+}
+
+}  // namespace moxj::jpeg

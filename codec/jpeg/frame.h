@@ -1,0 +1,65 @@
+// A frame, its scans, and the geometry that follows from the sampling factors (T.81 A.1.1, A.2).
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace moxj::jpeg {
+
+constexpr int ceilDiv(int value, int by) {
+  return (value + by - 1) / by;
+}
+
+struct FrameComponent {
+  int id = 0;
+  int horizontal = 1, vertical = 1;  // sampling factors, 1 to 4
+  int quantTable = 0;
+
+  // The rest is laid out by Frame.
+  int width = 0, height = 0;           // in samples
+  int blocksWide = 0, blocksHigh = 0;  // blocks that hold samples; a scan of this component alone has just these
+  int paddedWide = 0, paddedHigh = 0;  // and with those that fill up the MCUs of an interleaved scan
+};
+
+struct Frame {
+  std::uint8_t process = 0;  // marker code of the frame header
+  int precision = 8;
+  int width = 0, height = 0;  // height 0: a DNL segment is to give it
+  std::vector<FrameComponent> components;
+
+  int mostHorizontal = 1, mostVertical = 1;  // largest sampling factors
+  int mcusWide = 0, mcusHigh = 0;            // of an interleaved scan
+
+  // Derives the geometry from the size and the sampling factors.
+  void layOut();
+
+  int mcuWidth() const { return 8 * mostHorizontal; }
+  int mcuHeight() const { return 8 * mostVertical; }
+};
+
+struct ScanHeader {
+  struct Selector {
+    int component = 0;  // index in the frame
+    int dcTable = 0, acTable = 0;
+  };
+  std::vector<Selector> components;
+  int spectralStart = 0, spectralEnd = 63;
+  int approxHigh = 0, approxLow = 0;
+};
+
+// The MCUs of a scan. A scan of one component has one block an MCU, whatever the sampling factors, and only blocks
+// that hold samples (T.81 A.2.2); others have horizontal x vertical blocks of each component (A.2.3).
+struct ScanGeometry {
+  struct Block {
+    int component = 0;         // index in the frame
+    int selector = 0;          // index in the scan header
+    int dx = 0, dy = 0;        // within the MCU
+    int across = 1, down = 1;  // blocks of this component from one MCU to the next
+  };
+  int mcusWide = 0, mcusHigh = 0;
+  std::vector<Block> blocks;  // of one MCU, in the order of the stream
+
+  ScanGeometry(const Frame& frame, const ScanHeader& scan);
+};
+
+}  // namespace moxj::jpeg

@@ -1,0 +1,68 @@
+// Objects of the library with owners, and its statuses where they can only mean a fault of the codec itself.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <string>
+
+#include "jpeg/tables.h"
+#include "moxj.h"
+
+namespace moxj::jpeg {
+
+template <auto Free>
+struct Releaser {
+  template <class Object>
+  void operator()(Object* object) const {
+    Free(object);
+  }
+};
+
+using EncodeSpec = std::unique_ptr<MoxEncodeHuffmanSpec, Releaser<moxiEncodeHuffmanSpecFree_JPEG_8u>>;
+using EncodeState = std::unique_ptr<MoxEncodeHuffmanState, Releaser<moxiEncodeHuffmanStateFree_JPEG_8u>>;
+using DecodeSpec = std::unique_ptr<MoxDecodeHuffmanSpec, Releaser<moxiDecodeHuffmanSpecFree_JPEG_8u>>;
+using DecodeState = std::unique_ptr<MoxDecodeHuffmanState, Releaser<moxiDecodeHuffmanStateFree_JPEG_8u>>;
+
+// For calls that cannot fail on arguments that the codec has checked.
+inline void require(MoxStatus status, const char* what) {
+  if (status < 0) [[unlikely]] {
+    throw std::logic_error(std::string(what) + " failed with status " + std::to_string(status));
+  }
+}
+
+// Makes an object with one of the InitAlloc functions, which report a lack of memory as a null pointer.
+template <class Owner, class Init, class... Arguments>
+Owner makeObject(Init init, Arguments... arguments) {
+  typename Owner::pointer object = nullptr;
+  const MoxStatus status = init(arguments..., &object);
+  Owner owner(object);
+  if (status == moxStatusNullPointer) throw std::bad_alloc();
+  require(status, "a Huffman object's initialisation");
+  return owner;
+}
+
+inline EncodeSpec makeEncodeSpec(const HuffmanCode& code) {
+  return makeObject<EncodeSpec>(moxiEncodeHuffmanSpecInitAlloc_JPEG_8u, code.bits.data(), code.values.data());
+}
+inline DecodeSpec makeDecodeSpec(const HuffmanCode& code) {
+  return makeObject<DecodeSpec>(moxiDecodeHuffmanSpecInitAlloc_JPEG_8u, code.bits.data(), code.values.data());
+}
+inline EncodeState makeEncodeState() {
+  return makeObject<EncodeState>(moxiEncodeHuffmanStateInitAlloc_JPEG_8u);
+}
+inline DecodeState makeDecodeState() {
+  return makeObject<DecodeState>(moxiDecodeHuffmanStateInitAlloc_JPEG_8u);
+}
+
+// Regions of more pixels than this are split among threads, which is of no use for a single row.
+inline constexpr int kPixelsOfOneThread = 8192;
+
+// Bytes from row to row of a strip: an odd number of cache lines, so that the rows of a block do not fall into one
+// set of the cache.
+constexpr std::ptrdiff_t stripStep(int width) {
+  return ((std::ptrdiff_t{width} + 63) / 64 | 1) * 64;
+}
+
+}  // namespace moxj::jpeg

@@ -1,0 +1,103 @@
+// Decodes the entropy-coded data of a sequential scan, MCU row by MCU row, over restart markers and damage.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "jpeg/frame.h"
+#include "jpeg/library.h"
+#include "jpeg/syntax.h"
+
+namespace moxj::jpeg {
+
+// Where the data is damaged, blocks stay empty (all coefficients 0) up to the next restart marker that fits in;
+// without restart intervals, up to the end of the scan.
+class ScanReader {
+ public:
+  // `data` begins with the scan's first byte and ends with the file. Throws Failure (refused) where the tables that
+  // the scan needs are not there or no good.
+  ScanReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data);
+
+  const ScanGeometry& geometry() const { return geometry_; }
+
+  // Decodes the next MCU row. The sink has two members that are called for each block in turn:
+  //   Mox16s* begin(int component, int blockX, int blockY)   where the coefficients shall go, natural order
+  //   void end(int component, int blockX, int blockY, const Mox16s* coefficients)
+  // Empty blocks come with `coefficients` elsewhere and nothing written to what begin() gave.
+  template <class Sink>
+  void readRow(Sink&& sink);
+
+  bool exhausted() const { return exhausted_; }  // all blocks to come are empty
+  std::int64_t goodMcus() const { return goodMcus_; }
+  const std::string& damage() const { return damage_; }  // the first that was met, as Failure's text; or empty
+
+  // To be called behind the last row: offset in `data` of the marker that ends the scan, or the size of `data`.
+  std::size_t end();
+
+ private:
+  struct McuBlock : ScanGeometry::Block {
+    Mox16s* lastDc;
+    const MoxDecodeHuffmanSpec* dc;
+    const MoxDecodeHuffmanSpec* ac;
+  };
+
+  bool readBlock(const McuBlock& block, Mox16s* coefficients);
+  bool blockFailed(MoxStatus status);
+  void moveWindow();
+  void startInterval();
+  bool seekMarker();
+  void resume();
+  void damaged(const char* what);
+
+  ScanGeometry geometry_;
+  std::vector<McuBlock> blocks_;
+  std::array<std::array<DecodeSpec, 4>, 2> specs_;  // [table class][index], those in use
+  DecodeState state_;
+  std::array<Mox16s, 4> lastDc_{};
+
+  // The library's positions are 32-bit: it is given a window that moves on with each row.
+  ByteSpan data_;
+  std::size_t windowStart_ = 0;
+  std::int32_t windowLength_ = 0;
+  std::int32_t position_ = 0;
+  std::int32_t marker_ = 0;  // the one that the position lies behind, 0 none
+
+  int row_ = 0;
+  int restartInterval_ = 0;
+  int mcusToRestart_ = 0;
+  int nextRestart_ = 0;    // number of the restart marker that is due
+  bool skipping_ = false;  // blocks are empty up to the next restart marker
+  bool exhausted_ = false;
+  std::int64_t goodMcus_ = 0;
+  std::string damage_;
+};
+
+template <class Sink>
+void ScanReader::readRow(Sink&& sink) {
+  static constexpr Mox16s kEmpty[64] = {};
+  moveWindow();
+  for (int mcu = 0; mcu < geometry_.mcusWide; ++mcu) {
+    if (restartInterval_ != 0 && mcusToRestart_-- == 0) startInterval();
+    for (const McuBlock& block : blocks_) {
+      const int x = mcu * block.across + block.dx;
+      const int y = row_ * block.down + block.dy;
+      Mox16s* const coefficients = sink.begin(block.component, x, y);
+      const bool read = !skipping_ && readBlock(block, coefficients);
+      sink.end(block.component, x, y, read ? coefficients : kEmpty);
+    }
+    goodMcus_ += !skipping_;
+  }
+  ++row_;
+}
+
+inline bool ScanReader::readBlock(const McuBlock& block, Mox16s* coefficients) {
+  const MoxStatus status =
+      moxiDecodeHuffman8x8_JPEG_1u16s_C1(data_.data() + windowStart_, windowLength_, &position_, coefficients,
+                                         block.lastDc, &marker_, block.dc, block.ac, state_.get());
+  return status >= 0 || blockFailed(status);
+}
+
+}  // namespace moxj::jpeg

@@ -1,0 +1,227 @@
+#include "jpeg/syntax.h"
+
+#include <algorithm>
+#include <cstring>
+#include <numeric>
+#include <string>
+
+#include "failure.h"
+
+namespace moxj::jpeg {
+
+namespace {
+
+// Reads the parameters of one segment and names it where they do not add up.
+class Parameters {
+ public:
+  explicit Parameters(const MarkerSegment& segment) : name_(markerName(segment.marker)), left_(segment.body) {}
+
+  bool empty() const { return left_.empty(); }
+  std::size_t left() const { return left_.size(); }
+  ByteSpan take(std::size_t count) {
+    if (count > left_.size()) bad("is too short");
+    const ByteSpan taken = left_.first(count);
+    left_ = left_.subspan(count);
+    return taken;
+  }
+  int byte() { return take(1)[0]; }
+  int word() {
+    const ByteSpan two = take(2);
+    return two[0] << 8 | two[1];
+  }
+  int highNibble() const { return left_.empty() ? 0 : left_[0] >> 4; }
+  void end() const {
+    if (!left_.empty()) bad("is too long");
+  }
+  [[noreturn]] void bad(const std::string& what) const { refuse("the " + name_ + " segment " + what); }
+
+ private:
+  std::string name_;
+  ByteSpan left_;
+};
+
+void takeSteps(Parameters in, Tables& tables) {
+  while (!in.empty()) {
+    const int selector = in.byte();
+    const int index = selector & 15;
+    const int wide = selector >> 4;
+    if (wide > 1 || index > 3) in.bad("has a bad table selector " + std::to_string(selector));
+    Steps steps;
+    for (int position = 0; position < 64; ++position) {
+      const int step = wide ? in.word() : in.byte();
+      if (step == 0) in.bad("has a quantiser step of 0");
+      steps[kZigZag[position]] = static_cast<std::uint16_t>(step);
+    }
+    tables.steps[index] = steps;
+    tables.wideSteps[index] = wide;
+  }
+}
+
+// Annex C assigns the codes of each length in sequence; they must fit in that many bits.
+bool overfull(const HuffmanCode& code) {
+  int room = 1;
+  for (const int count : code.bits) {
+    room = 2 * room - count;
+    if (room < 0) return true;
+  }
+  return false;
+}
+
+void takeCodes(Parameters in, Tables& tables) {
+  while (!in.empty()) {
+    const int selector = in.byte();
+    const int index = selector & 15;
+    const int tableClass = selector >> 4;
+    if (tableClass > kAc || index > 3) in.bad("has a bad table selector " + std::to_string(selector));
+    HuffmanCode code;
+    const ByteSpan bits = in.take(16);
+    std::copy(bits.begin(), bits.end(), code.bits.begin());
+    const int count = std::accumulate(bits.begin(), bits.end(), 0);
+    if (count > 256 || overfull(code)) in.bad("has more codes than there can be");
+    const ByteSpan values = in.take(count);
+    if (tableClass == kDc && std::any_of(values.begin(), values.end(), [](int value) { return value > 16; })) {
+      in.bad("has a DC category above 16");
+    }
+    code.values.assign(values.begin(), values.end());
+    tables.codes[tableClass][index] = std::move(code);
+  }
+}
+
+bool startsWith(ByteSpan body, const char* text, std::size_t length) {
+  return body.size() >= length && std::memcmp(body.data(), text, length) == 0;
+}
+
+}  // namespace
+
+SegmentWalker::SegmentWalker(ByteSpan file) : file_(file) {
+  if (file.size() < 2 || file[0] != 0xFF || file[1] != marker::soi) refuse("not a JPEG file");
+}
+
+std::optional<MarkerSegment> SegmentWalker::next() {
+  const std::size_t found = findMarker(file_, at_);
+  for (; at_ < found; ++at_) strayBytes_ += file_[at_] != 0xFF;  // others than fill bytes
+  if (found >= file_.size()) return std::nullopt;
+  MarkerSegment segment{.marker = file_[found + 1], .offset = found, .end = found + 2, .body = {}};
+  if (!marker::standsAlone(segment.marker)) {
+    if (marker::isReserved(segment.marker)) refuse("unknown marker " + markerName(segment.marker));
+    const std::size_t left = file_.size() - segment.end;
+    if (left < 2) refuse("the file ends within the " + markerName(segment.marker) + " segment");
+    const std::size_t length = file_[found + 2] << 8 | file_[found + 3];
+    if (length < 2) refuse("the " + markerName(segment.marker) + " segment has a bad length");
+    if (length > left) refuse("the file ends within the " + markerName(segment.marker) + " segment");
+    segment.end += length;
+    segment.body = file_.subspan(found + 4, length - 2);
+  }
+  at_ = segment.end;
+  return segment;
+}
+
+std::size_t findMarker(ByteSpan data, std::size_t from) {
+  while (from < data.size()) {
+    const void* found = std::memchr(data.data() + from, 0xFF, data.size() - from);
+    if (found == nullptr) break;
+    const std::size_t at = static_cast<const std::uint8_t*>(found) - data.data();
+    if (at + 1 == data.size()) break;
+    if (data[at + 1] != 0 && data[at + 1] != 0xFF) return at;
+    from = data[at + 1] == 0 ? at + 2 : at + 1;
+  }
+  return data.size();
+}
+
+std::size_t findScanEnd(ByteSpan data, std::size_t from) {
+  std::size_t at = findMarker(data, from);
+  while (at < data.size() && marker::isRestart(data[at + 1])) at = findMarker(data, at + 2);
+  return at;
+}
+
+Frame parseFrame(const MarkerSegment& segment) {
+  Parameters in(segment);
+  Frame frame;
+  frame.process = static_cast<std::uint8_t>(segment.marker);
+  frame.precision = in.byte();
+  frame.height = in.word();
+  frame.width = in.word();
+  const int count = in.byte();
+  if (frame.width == 0) in.bad("says a width of 0");
+  if (count == 0) in.bad("says that there are no components");
+  for (int i = 0; i < count; ++i) {
+    FrameComponent c;
+    c.id = in.byte();
+    const int factors = in.byte();
+    c.horizontal = factors >> 4;
+    c.vertical = factors & 15;
+    c.quantTable = in.byte();
+    if (std::min(c.horizontal, c.vertical) < 1 || std::max(c.horizontal, c.vertical) > 4) {
+      in.bad("has sampling factors of " + std::to_string(c.horizontal) + "x" + std::to_string(c.vertical));
+    }
+    if (c.quantTable > 3) in.bad("refers to quantisation table " + std::to_string(c.quantTable));
+    frame.components.push_back(c);
+  }
+  in.end();
+  frame.layOut();
+  return frame;
+}
+
+ScanHeader parseScan(const MarkerSegment& segment, const Frame& frame) {
+  Parameters in(segment);
+  ScanHeader scan;
+  const int count = in.byte();
+  if (count < 1 || count > 4) in.bad("says that there are " + std::to_string(count) + " components");
+  std::vector<bool> taken(frame.components.size());
+  for (int i = 0; i < count; ++i) {
+    const int id = in.byte();
+    const int selectors = in.byte();
+    // Where several components of a frame have the same identifier, the first that is still free.
+    int component = 0;
+    while (component < static_cast<int>(taken.size()) && (taken[component] || frame.components[component].id != id)) {
+      ++component;
+    }
+    if (component == static_cast<int>(taken.size()))
+      in.bad("names component " + std::to_string(id) + ", of which the frame has no more");
+    if (selectors >> 4 > 3 || (selectors & 15) > 3) in.bad("refers to a Huffman table above 3");
+    taken[component] = true;
+    scan.components.push_back({component, selectors >> 4, selectors & 15});
+  }
+  scan.spectralStart = in.byte();
+  scan.spectralEnd = in.byte();
+  scan.approxHigh = in.highNibble();
+  scan.approxLow = in.byte() & 15;
+  in.end();
+  return scan;
+}
+
+int parseLineCount(const MarkerSegment& segment) {
+  Parameters in(segment);
+  const int lines = in.word();
+  in.end();
+  if (lines == 0) in.bad("says a height of 0");
+  return lines;
+}
+
+bool Tables::take(const MarkerSegment& segment) {
+  switch (segment.marker) {
+    case marker::dqt:
+      takeSteps(Parameters(segment), *this);
+      return true;
+    case marker::dht:
+      takeCodes(Parameters(segment), *this);
+      return true;
+    case marker::dri: {
+      Parameters in(segment);
+      restartInterval = in.word();
+      in.end();
+      return true;
+    }
+    case marker::app0:
+      if (!startsWith(segment.body, "JFIF\0", 5)) return false;
+      return jfif = true;
+    case marker::app14:
+      if (!startsWith(segment.body, "Adobe", 5) || segment.body.size() < 12) return false;
+      adobeTransform = segment.body[11];
+      return true;
+    default:
+      return false;
+  }
+}
+
+}  // namespace moxj::jpeg

@@ -1,0 +1,33 @@
+// Marker segments into a file under construction.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "bytes.h"
+#include "jpeg/frame.h"
+#include "jpeg/tables.h"
+
+namespace moxj::jpeg {
+
+class Writer {
+ public:
+  Bytes& file() { return file_; }
+
+  void marker(int code);
+  void jfif();
+  void steps(int index, const Steps& steps);  // of 8 bits
+  void frame(const Frame& frame);
+  void code(TableClass tableClass, int index, const HuffmanCode& code);
+  void restartInterval(int mcus);
+  void scan(const Frame& frame, const ScanHeader& scan);
+
+ private:
+  void byte(int value) { file_.push_back(static_cast<std::uint8_t>(value)); }
+  void word(int value);
+  void segment(int code, int bodyBytes);
+
+  Bytes file_;
+};
+
+}  // namespace moxj::jpeg
