@@ -1,0 +1,111 @@
+// Ten thousand damaged files through the reader, each of which must end in time with a picture, whole or in part, or
+// with a Failure. Run under the sanitizers it shows that no byte of a file leads out of bounds.
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <random>
+
+#include "support.h"
+
+namespace moxj::jpeg {
+namespace {
+
+constexpr int kFiles = 10000;
+constexpr std::uint64_t kMaxPixels = 1 << 20;  // damaged sizes cost no more than this
+
+std::vector<File> originals() {
+  std::vector<File> files;
+  for (const int channels : {1, 3}) {
+    for (const Sampling sampling : {Sampling::s444, Sampling::s422, Sampling::s420}) {
+      for (const int restart : {0, 3}) {
+        files.push_back(
+            fileOf(testPicture(67, 45, channels, 30), {.quality = 85, .sampling = sampling, .restart = restart}));
+      }
+    }
+  }
+  // The same coded data under other frame headers: more factors, four components, scans of their own.
+  File copy = files.back();
+  const Layout layout(copy);
+  for (const int factors : {0x12, 0x41, 0x14, 0x32}) {
+    copy[layout.body(marker::sof0) + 7] = static_cast<std::uint8_t>(factors);
+    files.push_back(copy);
+  }
+  copy = withInserted(copy, layout.find(marker::sof0).end, {4, 0x11, 0});
+  copy[layout.body(marker::sof0) - 1] += 3;
+  copy[layout.body(marker::sof0) + 5] = 4;
+  files.push_back(copy);
+  return files;
+}
+
+File damaged(const File& original, std::mt19937& random) {
+  const auto below = [&](std::size_t count) { return static_cast<std::size_t>(random() % count); };
+  File file = original;
+  switch (below(4)) {
+    case 0:
+      file.resize(below(file.size()));
+      break;
+    case 1:  // a byte put in or taken out
+      if (below(2) == 0) {
+        file.insert(file.begin() + below(file.size()), static_cast<std::uint8_t>(random()));
+      } else {
+        file.erase(file.begin() + below(file.size()));
+      }
+      break;
+    case 2:  // bits of the headers
+      for (std::size_t flips = 1 + below(3); flips > 0; --flips)
+        file[2 + below(640) % (file.size() - 2)] ^= 1 << below(8);
+      break;
+    default:  // bits anywhere
+      for (std::size_t flips = 1 + below(20); flips > 0; --flips) file[below(file.size())] ^= 1 << below(8);
+  }
+  return file;
+}
+
+struct Outcomes {
+  int whole = 0, partly = 0, refused = 0, limit = 0;
+};
+
+void decodeOne(const File& file, bool smooth, Outcomes& outcomes) {
+  try {
+    const Decoded decoded = decodeFile(file, {.smooth = smooth}, {.maxPixels = kMaxPixels});
+    EXPECT_EQ(decoded.complete, decoded.warning.empty());
+    ++(decoded.complete ? outcomes.whole : outcomes.partly);
+    // Every sample is there to be read.
+    std::uint8_t all = 0;
+    for (int y = 0; y < decoded.picture.height; ++y) {
+      for (std::size_t i = 0; i < decoded.picture.rowBytes(); ++i) all |= decoded.picture.row(y)[i];
+    }
+    static volatile std::uint8_t sink;
+    sink = all;
+  } catch (const Failure& failure) {
+    EXPECT_NE(std::string(failure.what()), "");
+    if (failure.status == ExitStatus::refused) {
+      ++outcomes.refused;
+    } else {
+      EXPECT_EQ(failure.status, ExitStatus::limit) << failure.what();
+      ++outcomes.limit;
+    }
+  }
+}
+
+TEST(Damage, EveryFileEndsWithAPictureOrAReason) {
+  const std::vector<File> files = originals();
+  std::mt19937 random(20240607);
+  Outcomes outcomes;
+  for (int i = 0; i < kFiles; ++i) {
+    const File file = damaged(files[i % files.size()], random);
+    decodeOne(file, i % 3 != 0, outcomes);
+    try {
+      inspect(file);
+    } catch (const Failure& failure) {
+      EXPECT_EQ(failure.status, ExitStatus::refused);
+    }
+  }
+  std::printf("%d files: %d whole, %d in part, %d refused, %d over the limit\n", kFiles, outcomes.whole,
+              outcomes.partly, outcomes.refused, outcomes.limit);
+  EXPECT_GT(outcomes.partly, kFiles / 4);
+  EXPECT_GT(outcomes.refused, kFiles / 20);
+}
+
+}  // namespace
+}  // namespace moxj::jpeg

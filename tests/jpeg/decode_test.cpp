@@ -1,0 +1,228 @@
+// The reader on whole, cut and damaged files.
+#include "support.h"
+
+namespace moxj::jpeg {
+namespace {
+
+constexpr int kGreySample = 128;
+
+bool isGrey(const Picture& picture, int firstRow, int endRow) {
+  for (int y = firstRow; y < endRow; ++y) {
+    for (std::size_t i = 0; i < picture.rowBytes(); ++i) {
+      if (picture.row(y)[i] != kGreySample) return false;
+    }
+  }
+  return true;
+}
+
+TEST(Decode, FlatPicturesComeBackExactly) {
+  for (const int value : {0, 1, 77, 128, 254, 255}) {
+    for (const int channels : {1, 3}) {
+      Picture flat = Picture::make(19, 21, channels);
+      std::memset(flat.samples, value, flat.rowBytes() * 21);
+      for (const Sampling sampling : {Sampling::s444, Sampling::s422, Sampling::s420}) {
+        const Decoded decoded = decodeFile(fileOf(flat, {.quality = 100, .sampling = sampling}));
+        EXPECT_TRUE(decoded.complete);
+        EXPECT_EQ(largestDifference(decoded.picture, flat), 0) << value << " " << channels;
+      }
+    }
+  }
+}
+
+TEST(Decode, RestartIntervalsDoNotChangeThePicture) {
+  const Picture picture = testPicture(75, 83, 3);
+  for (const Sampling sampling : {Sampling::s444, Sampling::s422, Sampling::s420}) {
+    const Picture plain = decodeFile(fileOf(picture, {.sampling = sampling})).picture;
+    for (const int interval : {1, 2, 3, 5, 7, 100}) {
+      for (const bool rows : {false, true}) {
+        const EncodeOptions options{.sampling = sampling, .restart = interval, .restartInRows = rows};
+        const Decoded decoded = decodeFile(fileOf(picture, options));
+        EXPECT_TRUE(decoded.complete) << decoded.warning;
+        EXPECT_EQ(largestDifference(decoded.picture, plain), 0) << interval << rows;
+      }
+    }
+  }
+}
+
+TEST(Decode, MissingEndMarkerIsOnlyNoted) {
+  File file = fileOf(testPicture(40, 24, 3));
+  file.resize(file.size() - 2);
+  const Decoded decoded = decodeFile(file);
+  EXPECT_TRUE(decoded.complete);
+  ASSERT_EQ(decoded.notes.size(), 1u);
+  EXPECT_EQ(decoded.notes[0], "the file has no EOI marker");
+}
+
+// Smooth pictures have at least two bytes in each MCU row, so every cut but that of the last byte is noticed.
+TEST(Decode, EveryTruncationGivesTheRowsThatAreThere) {
+  for (const int channels : {1, 3}) {
+    const File file = fileOf(testPicture(48, 64, channels), {.restart = channels == 1 ? 0 : 2});
+    const Layout layout(file);
+    const Picture whole = decodeFile(file).picture;
+    std::size_t withPicture = 0;
+    for (std::size_t size = 0; size < file.size() - 3; ++size) {
+      const File cut(file.begin(), file.begin() + size);
+      try {
+        const Decoded decoded = decodeFile(cut);
+        ++withPicture;
+        EXPECT_FALSE(decoded.complete) << size;
+        EXPECT_NE(decoded.warning.find("the file ends within the picture"), std::string::npos) << decoded.warning;
+        // Rows far above the cut are right, those far below it are grey.
+        const double part = double(size - layout.dataBegin) / double(layout.dataEnd - layout.dataBegin);
+        const int right = static_cast<int>(64 * part) - 40;
+        EXPECT_EQ(largestDifference(decoded.picture, whole, 0, right), 0) << size;
+        EXPECT_TRUE(isGrey(decoded.picture, std::min(64, static_cast<int>(64 * part) + 40), 64)) << size;
+      } catch (const Failure& failure) {
+        EXPECT_EQ(failure.status, ExitStatus::refused);
+        EXPECT_LT(size, layout.dataBegin + 100);
+      }
+    }
+    EXPECT_GT(withPicture, (layout.dataEnd - layout.dataBegin) * 8 / 10);
+  }
+}
+
+TEST(Decode, ANoteOfTheRowWhereDataEnds) {
+  const File file = fileOf(testPicture(48, 64, 3));
+  const Layout layout(file);
+  const Decoded decoded =
+      decodeFile(without(file, layout.dataBegin + (layout.dataEnd - layout.dataBegin) / 2, layout.dataEnd));
+  EXPECT_FALSE(decoded.complete);
+  EXPECT_TRUE(decoded.warning.starts_with("the picture's data ends early (in MCU row 2 of 4)") ||
+              decoded.warning.starts_with("the picture's data ends early (in MCU row 3 of 4)"))
+      << decoded.warning;
+}
+
+// One restart interval a MCU row of 16 pixel rows; grey pictures have no smoothing across them.
+class ResyncTest : public testing::Test {
+ protected:
+  static constexpr int kRows = 24;
+  File file_ = fileOf(testPicture(40, 8 * kRows, 1), {.restart = 1, .restartInRows = true});
+  Layout layout_{file_};
+  Picture whole_ = decodeFile(file_).picture;
+  std::vector<std::size_t> markers_ = [&] {
+    std::vector<std::size_t> found;
+    for (std::size_t at = findMarker(file_, layout_.dataBegin); at < layout_.dataEnd;
+         at = findMarker(file_, at + 2)) {
+      found.push_back(at);
+    }
+    return found;
+  }();
+
+  // Rows of MCUs that are not as in the whole picture; those that are grey are listed as negative numbers.
+  std::vector<int> differing(const File& file) {
+    const Decoded decoded = decodeFile(file);
+    EXPECT_FALSE(decoded.complete);
+    EXPECT_FALSE(decoded.warning.empty());
+    warning_ = decoded.warning;
+    std::vector<int> rows;
+    for (int row = 0; row < kRows; ++row) {
+      if (largestDifference(decoded.picture, whole_, 8 * row, 8 * row + 8) == 0) continue;
+      rows.push_back(isGrey(decoded.picture, 8 * row, 8 * row + 8) ? -row : row);
+    }
+    return rows;
+  }
+  std::string warning_;
+};
+
+TEST_F(ResyncTest, HasAMarkerForEachRowButTheFirst) {
+  EXPECT_EQ(markers_.size(), kRows - 1u);
+}
+
+TEST_F(ResyncTest, DamageStaysWithinItsInterval) {
+  File damaged = file_;
+  for (std::size_t at = markers_[3] + 12; at < markers_[4] - 4; ++at) damaged[at] = 0x55;
+  const std::vector<int> rows = differing(damaged);
+  EXPECT_EQ(rows, std::vector<int>{4});
+}
+
+TEST_F(ResyncTest, ALostIntervalIsGrey) {
+  EXPECT_EQ(differing(without(file_, markers_[3], markers_[4])), std::vector<int>{-4});
+  EXPECT_TRUE(warning_.starts_with("a restart marker out of sequence (in MCU row 5 of 24)")) << warning_;
+  EXPECT_EQ(differing(without(file_, markers_[3], markers_[5])), (std::vector<int>{-4, -5}));
+}
+
+TEST_F(ResyncTest, AnEmptiedIntervalIsGrey) {
+  EXPECT_EQ(differing(without(file_, markers_[3] + 2, markers_[4])), std::vector<int>{-4});
+  EXPECT_TRUE(warning_.starts_with("data is missing")) << warning_;
+}
+
+TEST_F(ResyncTest, ADamagedMarkerCostsItsInterval) {
+  File damaged = file_;
+  damaged[markers_[3]] = 0x11;  // so the data of two intervals is one
+  EXPECT_EQ(differing(damaged), std::vector<int>{-4});
+  damaged = file_;
+  damaged[markers_[3] + 1] = 0x22;  // a reserved marker
+  EXPECT_EQ(differing(damaged), std::vector<int>{-4});
+}
+
+TEST_F(ResyncTest, AWrongNumberIsTakenAsItStands) {
+  File damaged = file_;
+  damaged[markers_[3] + 1] ^= 4;
+  EXPECT_EQ(differing(damaged), std::vector<int>{});
+}
+
+TEST_F(ResyncTest, ARepeatedIntervalIsPassedOver) {
+  const File copy(file_.begin() + markers_[3], file_.begin() + markers_[4]);
+  EXPECT_EQ(differing(withInserted(file_, markers_[4], copy)), std::vector<int>{});
+}
+
+TEST_F(ResyncTest, StrayBytesAheadOfAMarkerArePassedOver) {
+  EXPECT_EQ(differing(withInserted(file_, markers_[3], {0x12, 0x34, 0x56, 0x78, 0x9A})), std::vector<int>{});
+  EXPECT_TRUE(warning_.starts_with("data that belongs to no block")) << warning_;
+  const Decoded filled = decodeFile(withInserted(file_, markers_[3], {0, 0, 0xFF, 0xFF}));
+  EXPECT_TRUE(filled.complete) << filled.warning;
+}
+
+TEST_F(ResyncTest, WithoutIntervalsTheRestIsGrey) {
+  File plain = fileOf(testPicture(40, 8 * kRows, 1));
+  const Layout layout(plain);
+  plain[layout.dataBegin + 700] = 0xFF;
+  plain[layout.dataBegin + 701] = 0xD3;
+  const std::vector<int> rows = differing(plain);
+  ASSERT_GT(rows.size(), 2u);
+  for (std::size_t i = 1; i < rows.size(); ++i) EXPECT_EQ(rows[i], -(kRows - static_cast<int>(rows.size() - i)));
+}
+
+TEST(Decode, OrderOfComponentsInTheScanIsFree) {
+  // A picture of equal blocks of a grey colour: the DC differences of all but the first MCU are 0, in whatever order.
+  Picture grey = Picture::make(32, 32, 3);
+  std::memset(grey.samples, 200, grey.rowBytes() * 32);
+  File file = fileOf(grey, {.sampling = Sampling::s444});
+  const Layout layout(file);
+  File reordered = file;
+  std::swap(reordered[layout.body(marker::sos) + 3], reordered[layout.body(marker::sos) + 5]);
+  EXPECT_EQ(largestDifference(decodeFile(reordered).picture, decodeFile(file).picture), 0);
+}
+
+TEST(Decode, ColourModelsFollowTheirSegments) {
+  const File file = fileOf(testPicture(24, 16, 3), {.sampling = Sampling::s444});
+  const Layout layout(file);
+  const MarkerSegment& jfif = layout.find(marker::app0);
+  const File bare = without(file, jfif.offset, jfif.end);
+  const auto adobe = [](std::uint8_t transform) {
+    return File{0xFF, 0xEE, 0, 14, 'A', 'd', 'o', 'b', 'e', 0, 100, 0, 0, 0, 0, transform};
+  };
+  const auto lettered = [&](const char* ids) {
+    File changed = bare;
+    const Layout bareLayout(bare);
+    for (int i = 0; i < 3; ++i) {
+      changed[bareLayout.body(marker::sof0) + 6 + 3 * i] = changed[bareLayout.body(marker::sos) + 1 + 2 * i] =
+          static_cast<std::uint8_t>(ids[i]);
+    }
+    return changed;
+  };
+  EXPECT_EQ(inspect(file).colourModel, "YCbCr");
+  EXPECT_EQ(inspect(bare).colourModel, "YCbCr");
+  EXPECT_EQ(inspect(withInserted(bare, 2, adobe(0))).colourModel, "RGB");
+  EXPECT_EQ(inspect(withInserted(bare, 2, adobe(1))).colourModel, "YCbCr");
+  EXPECT_EQ(inspect(withInserted(file, 2, adobe(0))).colourModel, "YCbCr");  // JFIF counts more
+  EXPECT_EQ(inspect(lettered("RGB")).colourModel, "RGB");
+  EXPECT_EQ(inspect(lettered("rgb")).colourModel, "YCbCr");
+  const Picture ycbcr = decodeFile(bare).picture;
+  const Picture rgb = decodeFile(lettered("RGB")).picture;
+  EXPECT_GT(largestDifference(ycbcr, rgb), 50);
+  EXPECT_EQ(largestDifference(rgb, decodeFile(withInserted(bare, 2, adobe(0))).picture), 0);
+}
+
+}  // namespace
+}  // namespace moxj::jpeg
