@@ -46,7 +46,7 @@ Content encodeAs(Picture picture, const Job& job, const Settings& settings, Repo
 // What went wrong is reported by the name of the file that it is about: the output for what the output does.
 ExitStatus convert(const Job& job, const Settings& settings, Report& report) {
   try {
-    Decoded decoded = readPicture(job.input, settings.limits, report);
+    Decoded decoded = readPicture(job.input, settings.limits, report, settings.reading);
     writeFile(job.output, encodeAs(std::move(decoded.picture), job, settings, report));
     return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;
   } catch (const Failure& failure) {

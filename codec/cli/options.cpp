@@ -147,7 +147,11 @@ void addEncode(CLI::App& root, Settings& settings) {
 }
 
 void addDecode(CLI::App& root, Settings& settings) {
-  addConversion(*root.add_subcommand("decode", "Make a picture of a JPEG file"), settings, FormatKind::picture);
+  CLI::App& app = *root.add_subcommand("decode", "Make a picture of a JPEG file");
+  app.add_flag_callback(
+      "--nosmooth", [&settings] { settings.reading.smooth = false; },
+      "Repeat the samples of sub-sampled colours, do not interpolate");
+  addConversion(app, settings, FormatKind::picture);
 }
 
 void addInfo(CLI::App& root, Settings& settings) {

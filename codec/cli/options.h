@@ -22,6 +22,7 @@ struct Settings {
   std::optional<int> jobs;
   std::optional<int> threads;
   jpeg::EncodeOptions jpeg;
+  jpeg::DecodeOptions reading;
   Limits limits;
   bool json = false;
   bool quiet = false;

@@ -11,10 +11,11 @@ namespace moxj {
 
 namespace {
 
-Decoded readAs(Format format, const Source& source, const Limits& limits, const Progress& progress) {
+Decoded readAs(Format format, const Source& source, const Limits& limits, const Progress& progress,
+               const jpeg::DecodeOptions& options) {
   switch (format) {
     case Format::jpeg:
-      return jpeg::decode(source.bytes, limits, progress);
+      return jpeg::decode(source.bytes, limits, progress, options);
     case Format::png:
       return readPng(source, limits, progress);
     default:
@@ -30,12 +31,13 @@ std::uint64_t mostBytes(const Limits& limits) {
   return besides + perPixel * limits.maxPixels;
 }
 
-Decoded readPicture(const std::string& path, const Limits& limits, Report& report) {
+Decoded readPicture(const std::string& path, const Limits& limits, Report& report,
+                    const jpeg::DecodeOptions& options) {
   const std::string name = shownName(path, true);
   const Source source = readFile(path, mostBytes(limits));
   const std::optional<Format> format = sniff(source.bytes);
   if (!format) refuse(kUnknownFormat);
-  Decoded decoded = readAs(*format, source, limits, report.progressOf(name));
+  Decoded decoded = readAs(*format, source, limits, report.progressOf(name), options);
   for (const std::string& note : decoded.notes) report.fileNote(name, note);
   if (!decoded.complete) report.fileWarning(name, decoded.warning);
   return decoded;

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "cli/report.h"
+#include "jpeg/jpeg.h"
 #include "pictures/picture.h"
 
 namespace moxj {
@@ -12,6 +13,7 @@ namespace moxj {
 std::uint64_t mostBytes(const Limits& limits);
 
 // Warnings and notes go to the report. Throws Failure.
-Decoded readPicture(const std::string& path, const Limits& limits, Report& report);
+Decoded readPicture(const std::string& path, const Limits& limits, Report& report,
+                    const jpeg::DecodeOptions& options = {});
 
 }  // namespace moxj

@@ -104,8 +104,7 @@ void Decoder::readSegments() {
       readScan(*segment);
       if (strips_) break;
     } else if (segment->marker == marker::eoi) {
-      if (!allRead()) damaged("the file ends before all components are there");
-      return;
+      break;
     } else if (segment->marker == marker::dhp || segment->marker == marker::exp) {
       refuse("hierarchical JPEG is not supported");
     } else if (segment->marker == marker::dac) {

@@ -73,8 +73,8 @@ TEST_F(HeaderTest, OtherThanJpegIsRefused) {
   expectRefused({}, "not a JPEG file");
   expectRefused({0xFF}, "not a JPEG file");
   expectRefused({0x89, 'P', 'N', 'G'}, "not a JPEG file");
-  expectRefused({0xFF, 0xD8}, "no frame header");
-  expectRefused({0xFF, 0xD8, 0xFF, 0xD9}, "the file has no");
+  expectRefused({0xFF, 0xD8}, "the file has no frame header");
+  expectRefused({0xFF, 0xD8, 0xFF, 0xD9}, "the file has no frame header");
 }
 
 TEST_F(HeaderTest, UnsupportedProcessesAreRefusedByName) {

@@ -75,7 +75,7 @@ void decodeOne(const File& file, bool smooth, Outcomes& outcomes) {
     for (int y = 0; y < decoded.picture.height; ++y) {
       for (std::size_t i = 0; i < decoded.picture.rowBytes(); ++i) all |= decoded.picture.row(y)[i];
     }
-    static volatile std::uint8_t sink;
+    [[maybe_unused]] static volatile std::uint8_t sink;
     sink = all;
   } catch (const Failure& failure) {
     EXPECT_NE(std::string(failure.what()), "");
