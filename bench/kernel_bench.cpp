@@ -1,5 +1,5 @@
-// Times every kernel of every target that this machine runs, as family.kernel/target. The kernels and their buffers are
-// those of the kernel test: one row or block at a time, everything in the first-level cache.
+// Times every kernel of every target that this machine runs, as family.kernel/target. The kernels and their buffers
+// are those of the kernel test: one row or block at a time, everything in the first-level cache.
 #include <benchmark/benchmark.h>
 
 #include "support/kernel_case.h"
