@@ -1,0 +1,1 @@
+// Nothing but the headers that the test programs share, precompiled.
