@@ -183,6 +183,43 @@ TEST_F(ResyncTest, WithoutIntervalsTheRestIsGrey) {
   for (std::size_t i = 1; i < rows.size(); ++i) EXPECT_EQ(rows[i], -(kRows - static_cast<int>(rows.size() - i)));
 }
 
+TEST(Decode, TwoComponentsShowTheFirst) {
+  // A file of three whose third is taken out of the headers: what follows it in each MCU is lost, but in a flat
+  // picture all blocks are the same.
+  Picture flat = Picture::make(24, 24, 3);
+  std::memset(flat.samples, 128, flat.rowBytes() * 24);
+  File file = fileOf(flat, {.sampling = Sampling::s444});
+  const Layout layout(file);
+  const std::size_t sos = layout.body(marker::sos), sof = layout.body(marker::sof0);
+  file[sos] = file[sof + 5] = 2;
+  file[sos - 1] -= 2;
+  file[sof - 1] -= 3;
+  file = without(file, sos + 5, sos + 7);
+  file = without(file, sof + 12, sof + 15);
+  const Decoded decoded = decodeFile(file);
+  EXPECT_EQ(decoded.picture.channels, 1);
+  ASSERT_FALSE(decoded.notes.empty());
+  EXPECT_EQ(decoded.notes[0], "two components of unknown meaning, the first is shown as grey");
+  EXPECT_EQ(inspect(file).colourModel, "unknown");
+}
+
+// Scans of their own, made from a file with one scan by a header for the first component alone.
+TEST(Decode, AComponentCodedTwiceEndsThePicture) {
+  Picture flat = Picture::make(24, 24, 3);
+  std::memset(flat.samples, 90, flat.rowBytes() * 24);
+  const File file = fileOf(flat, {.sampling = Sampling::s444});
+  const Layout layout(file);
+  File first(file.begin(), file.begin() + layout.find(marker::sos).offset);
+  const File grey = fileOf(flat, {.grayscale = true});
+  const Layout greyLayout(grey);
+  const File scan(grey.begin() + greyLayout.find(marker::sos).offset, grey.begin() + greyLayout.dataEnd);
+  for (int times = 0; times < 2; ++times) first.insert(first.end(), scan.begin(), scan.end());
+  const Decoded decoded = decodeFile(first);
+  EXPECT_FALSE(decoded.complete);
+  EXPECT_EQ(decoded.warning, "a component is coded twice");
+  EXPECT_LE(largestDifference(decoded.picture, flat), 1);
+}
+
 TEST(Decode, OrderOfComponentsInTheScanIsFree) {
   // A picture of equal blocks of a grey colour: the DC differences of all but the first MCU are 0, in whatever order.
   Picture grey = Picture::make(32, 32, 3);
