@@ -1,41 +1,140 @@
 #include "kernels/sample.h"
 
-#include "kernels/vec.h"
+#include "kernels/sweep.h"
 
 namespace mox::MOX_TARGET {
 namespace {
 
+constexpr int biasAt(Bias bias, ptrdiff_t i) {
+  return i % 2 ? bias.odd : bias.even;
+}
+
+#if MOX_VECTOR
+
+// The biases of consecutive outputs as 16-bit lanes, from output i on.
+template <class V>
+MOX_INLINE V biases(Bias bias, ptrdiff_t i) {
+  return set32<V>(biasAt(bias, i) | biasAt(bias, i + 1) << 16);
+}
+
+template <class V>
+MOX_INLINE V downPairs(const Mox8u* src, V bias) {
+  return shrU16<1>(add16(dotU8<1, 1>(load<V>(src)), bias));
+}
+
+template <class V>
+MOX_INLINE V downQuads(const Mox8u* upper, const Mox8u* lower, V bias) {
+  return shrU16<2>(add16(add16(dotU8<1, 1>(load<V>(upper)), dotU8<1, 1>(load<V>(lower))), bias));
+}
+
+#endif
+
 void downH2V1(const Mox8u* src, Mox8u* dst, ptrdiff_t count, Bias bias) {
-  for (ptrdiff_t i = 0; i < count; i++)
-    dst[i] = definition::downH2V1(src[2 * i], src[2 * i + 1], i % 2 ? bias.odd : bias.even);
+#if MOX_VECTOR
+  if (sweepBytes(0, count, [=]<class V>(ptrdiff_t i) {
+        const V round = biases<V>(bias, i);
+        store(dst + i, packsU16Linear(downPairs(src + 2 * i, round), downPairs(src + 2 * i + V::kBytes, round)));
+      }))
+    return;
+#endif
+  for (ptrdiff_t i = 0; i < count; i++) dst[i] = definition::downH2V1(src[2 * i], src[2 * i + 1], biasAt(bias, i));
 }
 
 void downH2V2(const Mox8u* upper, const Mox8u* lower, Mox8u* dst, ptrdiff_t count, Bias bias) {
+#if MOX_VECTOR
+  if (sweepBytes(0, count, [=]<class V>(ptrdiff_t i) {
+        const V round = biases<V>(bias, i);
+        const Mox8u *const a = upper + 2 * i, *const b = lower + 2 * i;
+        store(dst + i, packsU16Linear(downQuads(a, b, round), downQuads(a + V::kBytes, b + V::kBytes, round)));
+      }))
+    return;
+#endif
   for (ptrdiff_t i = 0; i < count; i++)
-    dst[i] = definition::downH2V2(upper[2 * i], upper[2 * i + 1], lower[2 * i], lower[2 * i + 1],
-                                  i % 2 ? bias.odd : bias.even);
+    dst[i] = definition::downH2V2(upper[2 * i], upper[2 * i + 1], lower[2 * i], lower[2 * i + 1], biasAt(bias, i));
 }
 
+// Up-sampling goes from gap to gap: outputs 2 k - 1 and 2 k, to the right of column k - 1 and to the left of column k,
+// depend on the same two samples. Ahead of the first gap and behind the last there is one output each.
+
+#if MOX_VECTOR
+
+// The triangle filter in bytes, by averages of two: with avg rounding halves up and floorAvg down,
+//   (3 a + b + 2) >> 2 = avg(a, floorAvg(a, b)), (3 b + a + 1) >> 2 = floorAvg(b, avg(a, b)).
+// floorAvg(a, b) is avg(a, b) less the parity of a + b; floorAvg(b, c) is avg(b, c - 1), and where c is 0 so is b.
+template <class V>
+MOX_INLINE void upGaps(const Mox8u* src, Mox8u* dst) {
+  const V one = set8<V>(1), a = load<V>(src - 1), b = load<V>(src), average = avgU8(a, b);
+  const V right = avgU8(a, sub8(average, bitAnd(bitXor(a, b), one)));
+  const V left = avgU8(b, subsU8(average, one));
+  storeBlocks(dst - 1, low8(right, left), high8(right, left));
+}
+
+#endif
+
 void upH2V1(const Mox8u* src, int before, int after, Mox8u* dst, ptrdiff_t count) {
+  if (count == 0) return;
   const ptrdiff_t columns = (count + 1) / 2;
-  for (ptrdiff_t i = 0; i < count; i++) {
-    const ptrdiff_t k = i / 2;
-    if (i % 2 == 0)
-      dst[i] = definition::upLeft(src[k], k > 0 ? src[k - 1] : before);
-    else
-      dst[i] = definition::upRight(src[k], k + 1 < columns ? src[k + 1] : after);
+  dst[0] = definition::upLeft(src[0], before);
+  if (count % 2 == 0) dst[count - 1] = definition::upRight(src[columns - 1], after);
+#if MOX_VECTOR
+  if (sweepBytes(1, columns, [=]<class V>(ptrdiff_t k) { upGaps<V>(src + k, dst + 2 * k); })) return;
+#endif
+  for (ptrdiff_t k = 1; k < columns; k++) {
+    dst[2 * k - 1] = definition::upRight(src[k - 1], src[k]);
+    dst[2 * k] = definition::upLeft(src[k], src[k - 1]);
   }
 }
 
+#if MOX_VECTOR
+
+// Bytes (first + 7) >> 4 and (second + 8) >> 4, alternately.
+template <class V>
+MOX_INLINE V narrowPairs(V first, V second) {
+#if defined(MOX_DOT8) || defined(MOX_TARGET_IS_neon)
+  // (first + 7) >> 4 rounds halves down, as the negative of the negative rounded up does.
+  return sub16(shl16<8>(mulRound16(second, set16<V>(1 << 11))), mulRound16(first, set16<V>(-(1 << 11))));
+#else
+  // mulRound16 is slow here.
+  const V high = bitAnd(shl16<4>(add16(second, set16<V>(8))), set16<V>(0xFF00));
+  return bitOr(shrU16<4>(add16(first, set16<V>(7))), high);
+#endif
+}
+
+// Column sums, doubled, of bytes that interleaving has put side by side.
+template <class V>
+MOX_INLINE V doubledSums(V nearAndFar) {
+  return dotU8<6, 2>(nearAndFar);
+}
+
+// The gaps between columns of the doubled sums a and b: of these the average is the plain sum of the two columns.
+template <class V>
+MOX_INLINE V upGapsOfSums(V a, V b) {
+  const V both = avgU16(a, b);
+  return narrowPairs(add16(both, a), add16(both, b));
+}
+
+template <class V>
+MOX_INLINE void upGaps(const Mox8u* near, const Mox8u* far, Mox8u* dst) {
+  const V n = load<V>(near), f = load<V>(far);
+  const V low = doubledSums(low8(n, f)), high = doubledSums(high8(n, f));
+  const V beforeLow = doubledSums(low8(load<V>(near - 1), load<V>(far - 1))), beforeHigh = slideBytes<14>(low, high);
+  storeBlocks(dst - 1, upGapsOfSums(beforeLow, low), upGapsOfSums(beforeHigh, high));
+}
+
+#endif
+
 void upH2V2(const Mox8u* near, const Mox8u* far, int before, int after, Mox8u* dst, ptrdiff_t count) {
+  if (count == 0) return;
   const ptrdiff_t columns = (count + 1) / 2;
-  const auto sum = [=](ptrdiff_t k) {
-    return k < 0 ? before : k < columns ? definition::columnSum(near[k], far[k]) : after;
-  };
-  for (ptrdiff_t i = 0; i < count; i++) {
-    const ptrdiff_t k = i / 2;
-    dst[i] =
-        i % 2 == 0 ? definition::upLeftOfSums(sum(k), sum(k - 1)) : definition::upRightOfSums(sum(k), sum(k + 1));
+  const auto sum = [=](ptrdiff_t k) { return definition::columnSum(near[k], far[k]); };
+  dst[0] = definition::upLeftOfSums(sum(0), before);
+  if (count % 2 == 0) dst[count - 1] = definition::upRightOfSums(sum(columns - 1), after);
+#if MOX_VECTOR
+  if (sweepBytes(1, columns, [=]<class V>(ptrdiff_t k) { upGaps<V>(near + k, far + k, dst + 2 * k); })) return;
+#endif
+  for (ptrdiff_t k = 1; k < columns; k++) {
+    dst[2 * k - 1] = definition::upRightOfSums(sum(k - 1), sum(k));
+    dst[2 * k] = definition::upLeftOfSums(sum(k), sum(k - 1));
   }
 }
 

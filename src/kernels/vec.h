@@ -78,6 +78,7 @@ MOX_INLINE V128 subsU8(V128 a, V128 b) { return wrap(vqsubq_u8(u8(a), u8(b))); }
 MOX_INLINE V128 avgU8(V128 a, V128 b) { return wrap(vrhaddq_u8(u8(a), u8(b))); }
 MOX_INLINE V128 minU8(V128 a, V128 b) { return wrap(vminq_u8(u8(a), u8(b))); }
 MOX_INLINE V128 maxU8(V128 a, V128 b) { return wrap(vmaxq_u8(u8(a), u8(b))); }
+MOX_INLINE V128 avgU16(V128 a, V128 b) { return wrap(vrhaddq_u16(u16(a), u16(b))); }
 MOX_INLINE V128 add16(V128 a, V128 b) { return wrap(vaddq_s16(a.r, b.r)); }
 MOX_INLINE V128 sub16(V128 a, V128 b) { return wrap(vsubq_s16(a.r, b.r)); }
 MOX_INLINE V128 adds16(V128 a, V128 b) { return wrap(vqaddq_s16(a.r, b.r)); }
@@ -156,6 +157,14 @@ template <int First, int Second>
 MOX_INLINE V128 dotU8(V128 a) {
   const uint16x8_t first = vandq_u16(u16(a), vdupq_n_u16(0xFF)), second = vshrq_n_u16(u16(a), 8);
   return wrap(vmlaq_n_u16(vmulq_n_u16(second, static_cast<uint16_t>(Second)), first, First));
+}
+template <int First>
+MOX_INLINE V128 slideBytes(V128 a, V128 b) {
+  return wrap(vextq_u8(u8(a), u8(b), First));
+}
+MOX_INLINE void storeBlocks(void* p, V128 low, V128 high) {
+  store(p, low);
+  store(static_cast<uint8_t*>(p) + 16, high);
 }
 MOX_INLINE V128 keep(V128 mask, V128 a) { return bitAnd(mask, a); }
 MOX_INLINE V128 negative16(V128 a) { return shr16<15>(a); }
@@ -251,6 +260,7 @@ MOX_INLINE V128 avgU8(V128 a, V128 b) { return {_mm_avg_epu8(a.r, b.r)}; }
 MOX_INLINE V128 minU8(V128 a, V128 b) { return {_mm_min_epu8(a.r, b.r)}; }
 MOX_INLINE V128 maxU8(V128 a, V128 b) { return {_mm_max_epu8(a.r, b.r)}; }
 // 16-bit lanes
+MOX_INLINE V128 avgU16(V128 a, V128 b) { return {_mm_avg_epu16(a.r, b.r)}; }
 MOX_INLINE V128 add16(V128 a, V128 b) { return {_mm_add_epi16(a.r, b.r)}; }
 MOX_INLINE V128 sub16(V128 a, V128 b) { return {_mm_sub_epi16(a.r, b.r)}; }
 MOX_INLINE V128 adds16(V128 a, V128 b) { return {_mm_adds_epi16(a.r, b.r)}; }
@@ -381,8 +391,23 @@ MOX_INLINE V128 dotU8(V128 a) {
   return {_mm_maddubs_epi16(a.r, _mm_set1_epi16(static_cast<short>(Second * 256 + First)))};
 #else
   const V128 first = {_mm_and_si128(a.r, _mm_set1_epi16(0xFF))}, second = shrU16<8>(a);
-  return add16(mulLow16(first, set16<V128>(First)), mulLow16(second, set16<V128>(Second)));
+  const V128 firsts = First == 1 ? first : mulLow16(first, set16<V128>(First));
+  return add16(firsts, Second == 1 ? second : mulLow16(second, set16<V128>(Second)));
 #endif
+}
+// The 16 bytes from byte First on of each 128-bit block of a followed by that of b.
+template <int First>
+MOX_INLINE V128 slideBytes(V128 a, V128 b) {
+#if defined(__SSSE3__)
+  return {_mm_alignr_epi8(b.r, a.r, First)};
+#else
+  return {_mm_or_si128(_mm_srli_si128(a.r, First), _mm_slli_si128(b.r, 16 - First))};
+#endif
+}
+// What interleaving the lower halves and the upper halves gave, in linear order: 2 * kBytes bytes.
+MOX_INLINE void storeBlocks(void* p, V128 low, V128 high) {
+  store(p, low);
+  store(static_cast<uint8_t*>(p) + 16, high);
 }
 // a where the mask is all ones, else 0.
 MOX_INLINE V128 keep(V128 mask, V128 a) { return bitAnd(mask, a); }
@@ -450,6 +475,7 @@ MOX_INLINE V256 subsU8(V256 a, V256 b) { return {_mm256_subs_epu8(a.r, b.r)}; }
 MOX_INLINE V256 avgU8(V256 a, V256 b) { return {_mm256_avg_epu8(a.r, b.r)}; }
 MOX_INLINE V256 minU8(V256 a, V256 b) { return {_mm256_min_epu8(a.r, b.r)}; }
 MOX_INLINE V256 maxU8(V256 a, V256 b) { return {_mm256_max_epu8(a.r, b.r)}; }
+MOX_INLINE V256 avgU16(V256 a, V256 b) { return {_mm256_avg_epu16(a.r, b.r)}; }
 MOX_INLINE V256 add16(V256 a, V256 b) { return {_mm256_add_epi16(a.r, b.r)}; }
 MOX_INLINE V256 sub16(V256 a, V256 b) { return {_mm256_sub_epi16(a.r, b.r)}; }
 MOX_INLINE V256 adds16(V256 a, V256 b) { return {_mm256_adds_epi16(a.r, b.r)}; }
@@ -528,6 +554,19 @@ MOX_INLINE V256 load8As16<V256>(const uint8_t* p) {
 }
 MOX_INLINE V128 lowHalf(V256 a) { return {_mm256_castsi256_si128(a.r)}; }
 MOX_INLINE V128 highHalf(V256 a) { return {_mm256_extracti128_si256(a.r, 1)}; }
+template <int First, int Second>
+MOX_INLINE V256 dotU8(V256 a) {
+  return {_mm256_maddubs_epi16(a.r, _mm256_set1_epi16(static_cast<short>(Second * 256 + First)))};
+}
+template <int First>
+MOX_INLINE V256 slideBytes(V256 a, V256 b) {
+  return {_mm256_alignr_epi8(b.r, a.r, First)};
+}
+// Four half stores: unlike a permutation of the blocks they cost no shuffle.
+MOX_INLINE void storeBlocks(void* p, V256 low, V256 high) {
+  storeBlocks(p, lowHalf(low), lowHalf(high));
+  storeBlocks(static_cast<uint8_t*>(p) + 32, highHalf(low), highHalf(high));
+}
 MOX_INLINE V256 join(V128 low, V128 high) { return {_mm256_inserti128_si256(_mm256_castsi128_si256(low.r), high.r, 1)}; }
 template <>
 MOX_INLINE V256 loadApart<V256>(const void* p, ptrdiff_t distance) {
@@ -599,6 +638,7 @@ MOX_INLINE V512 subsU8(V512 a, V512 b) { return {_mm512_subs_epu8(a.r, b.r)}; }
 MOX_INLINE V512 avgU8(V512 a, V512 b) { return {_mm512_avg_epu8(a.r, b.r)}; }
 MOX_INLINE V512 minU8(V512 a, V512 b) { return {_mm512_min_epu8(a.r, b.r)}; }
 MOX_INLINE V512 maxU8(V512 a, V512 b) { return {_mm512_max_epu8(a.r, b.r)}; }
+MOX_INLINE V512 avgU16(V512 a, V512 b) { return {_mm512_avg_epu16(a.r, b.r)}; }
 MOX_INLINE V512 add16(V512 a, V512 b) { return {_mm512_add_epi16(a.r, b.r)}; }
 MOX_INLINE V512 sub16(V512 a, V512 b) { return {_mm512_sub_epi16(a.r, b.r)}; }
 MOX_INLINE V512 adds16(V512 a, V512 b) { return {_mm512_adds_epi16(a.r, b.r)}; }
@@ -676,6 +716,20 @@ MOX_INLINE V512 loadSame<V512>(const void* p) {
 MOX_INLINE void storeApart(void* p, ptrdiff_t distance, V512 a) {
   storeApart(p, distance, lowHalf(a));
   storeApart(static_cast<uint8_t*>(p) + 2 * distance, distance, highHalf(a));
+}
+template <int First, int Second>
+MOX_INLINE V512 dotU8(V512 a) {
+  return {_mm512_maddubs_epi16(a.r, _mm512_set1_epi16(static_cast<short>(Second * 256 + First)))};
+}
+template <int First>
+MOX_INLINE V512 slideBytes(V512 a, V512 b) {
+  return {_mm512_alignr_epi8(b.r, a.r, First)};
+}
+MOX_INLINE void storeBlocks(void* p, V512 low, V512 high) {
+  const __m512i first = _mm512_setr_epi64(0, 1, 8, 9, 2, 3, 10, 11);
+  const __m512i second = _mm512_setr_epi64(4, 5, 12, 13, 6, 7, 14, 15);
+  store(p, V512{_mm512_permutex2var_epi64(low.r, first, high.r)});
+  store(static_cast<uint8_t*>(p) + 64, V512{_mm512_permutex2var_epi64(low.r, second, high.r)});
 }
 MOX_INLINE V512 packsU16Linear(V512 a, V512 b) {
   const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
