@@ -1,57 +1,26 @@
+// The command line is a table of options, which serves the parser and the help alike. A library for command lines
+// would take longer to start than a small picture takes to code.
 #include "cli/options.h"
 
-#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
+#include <span>
+#include <string_view>
 
 #include "cli/limits.h"
 #include "cli/report.h"
-#include "failure.h"
 
 namespace moxj {
 
 namespace {
 
 constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 40;
+constexpr std::size_t kHelpColumn = 32;
 
-constexpr const char* kFooter = R"(Examples:
-  moxj encode photo.png photo.jpg --quality 90    make a JPEG of a PNG, PPM or PGM picture
-  moxj decode photo.jpg photo.png                 make a PNG, PPM or PGM picture of a JPEG
-  moxj encode *.png --output-dir jpegs            the same for many files, several at a time
-  moxj info photo.jpg                             show what a file is made of
-  moxj compare photo.png photo.jpg                show how far two pictures differ
-'moxj COMMAND --help' shows the options of a command.
+// ---- Values -------------------------------------------------------------------------------------------------------
 
-Exit status: 0 done, 1 wrong command line, 2 input refused, 3 picture incomplete (what could be had
-is written), 4 a limit was met, 5 output could not be written.)";
-
-constexpr const char* kConversionFooter =
-    R"(A file name of - means standard input or output. A finished file replaces an existing one, an
-unfinished one never. With --output-dir all names are inputs, and an output has its input's name
-with the extension of its format. Each file that fails gets a line on standard error; the exit
-status is that of the first of them in the order given.)";
-
-// Help whose first lines and headings are ours.
-class Help : public CLI::Formatter {
- public:
-  explicit Help(std::string usage) : usage_(std::move(usage)) {
-    column_width(32);
-    label("Positionals", "Files");
-    label("REQUIRED", "");
-  }
-  std::string make_usage(const CLI::App*, std::string) const override { return "Usage: " + usage_ + "\n"; }
-  std::string make_option_opts(const CLI::Option* option) const override {
-    return option->get_type_name().empty() ? "" : " " + option->get_type_name();
-  }
-
- private:
-  std::string usage_;
-};
-
-void useHelp(CLI::App& app, const std::string& usage, const char* footer) {
-  app.formatter(std::make_shared<Help>(usage));
-  app.set_help_flag("-h,--help", "Show this help");
-  app.footer(footer);
-}
+// What is wrong with the text of an option, or nothing.
+using Complaint = std::string;
 
 // The whole text as a number of a range.
 template <typename Number>
@@ -60,169 +29,237 @@ bool parseNumber(std::string_view text, Number least, Number most, Number& value
   return error == std::errc() && end == text.data() + text.size() && value >= least && value <= most;
 }
 
-// The parsers give the text of an error, or nothing.
-using Parser = std::function<std::string(const std::string&)>;
-
 // Into a number or an optional one.
 template <typename Number, typename Target>
-Parser numberInto(Target& target, Number least, Number most) {
-  return [&target, least, most](const std::string& text) -> std::string {
-    Number value = 0;
-    if (!parseNumber(text, least, most, value))
-      return quotedName(text) + " is no number from " + std::to_string(least) + " to " + std::to_string(most);
-    target = value;
-    return "";
-  };
+Complaint useNumber(const std::string& text, Number least, Number most, Target& target) {
+  Number value = 0;
+  if (!parseNumber(text, least, most, value))
+    return "is no number from " + std::to_string(least) + " to " + std::to_string(most);
+  target = value;
+  return "";
 }
 
-Parser samplingInto(jpeg::Sampling& sampling) {
-  return [&sampling](const std::string& text) -> std::string {
-    if (text == "4:4:4") return sampling = jpeg::Sampling::s444, "";
-    if (text == "4:2:2") return sampling = jpeg::Sampling::s422, "";
-    if (text == "4:2:0") return sampling = jpeg::Sampling::s420, "";
-    return quotedName(text) + " is none of 4:4:4, 4:2:2, 4:2:0";
-  };
+Complaint useSampling(const std::string& text, jpeg::Sampling& sampling) {
+  if (text == "4:4:4") return sampling = jpeg::Sampling::s444, "";
+  if (text == "4:2:2") return sampling = jpeg::Sampling::s422, "";
+  if (text == "4:2:0") return sampling = jpeg::Sampling::s420, "";
+  return "is none of 4:4:4, 4:2:2, 4:2:0";
 }
 
-Parser restartInto(jpeg::EncodeOptions& options) {
-  return [&options](const std::string& text) -> std::string {
-    std::string_view number = text;
-    options.restartInRows = number.ends_with('B');
-    if (options.restartInRows) number.remove_suffix(1);
-    if (parseNumber(number, 0, 65535, options.restart)) return "";
-    return quotedName(text) + " is no number from 0 to 65535, alone or with a B";
-  };
+Complaint useRestart(std::string_view text, jpeg::EncodeOptions& options) {
+  options.restartInRows = text.ends_with('B');
+  if (options.restartInRows) text.remove_suffix(1);
+  return parseNumber(text, 0, 65535, options.restart) ? "" : "is no number from 0 to 65535, alone or with a B";
 }
 
-Parser formatInto(std::optional<Format>& format, FormatKind kind) {
-  return [&format, kind](const std::string& text) -> std::string {
-    format = formatNamed(text);
-    if (format && kindOf(*format) == kind) return "";
-    return quotedName(text) + " is none of " + formatNames(kind);
-  };
+FormatKind outputKind(Command command) {
+  return command == Command::encode ? FormatKind::coded : FormatKind::picture;
 }
 
-void addOption(CLI::App& app, const char* name, const char* type, const char* description, const Parser& parse) {
-  const auto use = [name, parse](const std::string& text) {
-    const std::string error = parse(text);
-    if (!error.empty()) throw CLI::ValidationError(name, error);
-  };
-  app.add_option_function<std::string>(name, use, description)->type_name(type);
+Complaint useFormat(const std::string& text, Settings& settings) {
+  const FormatKind kind = outputKind(settings.command);
+  settings.format = formatNamed(text);
+  return settings.format && kindOf(*settings.format) == kind ? "" : "is none of " + formatNames(kind);
 }
 
-void addCommon(CLI::App& app, Settings& settings) {
-  addOption(app, "--max-pixels", "N", "Refuse pictures of more pixels (268435456)",
-            numberInto(settings.limits.maxPixels, std::uint64_t{1}, kMostPixels));
-  addOption(app, "--threads", "N", "Threads inside the coding of one picture",
-            numberInto(settings.threads, 1, kMaxThreads));
-  app.add_flag("--quiet", settings.quiet, "Neither notes nor progress, only warnings and errors");
+// ---- The tables ---------------------------------------------------------------------------------------------------
+
+// Sets of commands.
+constexpr unsigned setOf(Command command) {
+  return 1u << static_cast<int>(command);
+}
+constexpr unsigned kEncode = setOf(Command::encode);
+constexpr unsigned kDecode = setOf(Command::decode);
+constexpr unsigned kConversions = kEncode | kDecode;
+constexpr unsigned kShows = setOf(Command::info) | setOf(Command::compare);
+constexpr unsigned kReaders = kConversions | setOf(Command::compare);
+
+struct Option {
+  unsigned commands;
+  std::string_view name;
+  std::string_view value;  // shown in the help; empty: the option takes none
+  std::string_view help;
+  Complaint (*use)(Settings&, const std::string& text);
+};
+
+constexpr Option kOptions[] = {
+    {kEncode, "--quality", "1..100", "From the smallest file to the finest picture (75)",
+     [](Settings& s, const std::string& text) { return useNumber(text, 1, 100, s.jpeg.quality); }},
+    {kEncode, "--sample", "4:4:4|4:2:2|4:2:0", "Chroma sampling (4:2:0)",
+     [](Settings& s, const std::string& text) { return useSampling(text, s.jpeg.sampling); }},
+    {kEncode, "--grayscale", "", "Keep the luminance only",
+     [](Settings& s, const std::string&) { return s.jpeg.grayscale = true, Complaint(); }},
+    {kEncode, "--restart", "N|NB", "Restart marker every N MCUs, with NB every N rows of them",
+     [](Settings& s, const std::string& text) { return useRestart(text, s.jpeg); }},
+    {kEncode, "--format", "jpg", "Format of the output, whatever its name says",
+     [](Settings& s, const std::string& text) { return useFormat(text, s); }},
+    {kDecode, "--format", "png|ppm|pgm|pnm", "Format of the output, whatever its name says; pnm: ppm or pgm",
+     [](Settings& s, const std::string& text) { return useFormat(text, s); }},
+    {kDecode, "--nosmooth", "", "Repeat the samples of sub-sampled colours, do not interpolate",
+     [](Settings& s, const std::string&) { return s.reading.smooth = false, Complaint(); }},
+    {kConversions, "--output-dir", "DIR", "Directory for the outputs of many inputs; made if missing",
+     [](Settings& s, const std::string& text) { return s.outputDirectory = text, Complaint(); }},
+    {kConversions, "--jobs", "N", "Files at a time, with --output-dir (as many as processors)",
+     [](Settings& s, const std::string& text) { return useNumber(text, 1, kMaxJobs, s.jobs); }},
+    {kShows, "--json", "", "Write JSON", [](Settings& s, const std::string&) { return s.json = true, Complaint(); }},
+    {kReaders, "--max-pixels", "N", "Refuse pictures of more pixels (268435456)",
+     [](Settings& s, const std::string& text) {
+       return useNumber(text, std::uint64_t{1}, kMostPixels, s.limits.maxPixels);
+     }},
+    {kReaders, "--threads", "N", "Threads inside the coding of one picture",
+     [](Settings& s, const std::string& text) { return useNumber(text, 1, kMaxThreads, s.threads); }},
+    {kReaders, "--quiet", "", "Neither notes nor progress, only warnings and errors",
+     [](Settings& s, const std::string&) { return s.quiet = true, Complaint(); }},
+};
+
+constexpr std::string_view kConversionNotes =
+    R"(A file name of - means standard input or output. A finished file replaces an existing one, an
+unfinished one never. With --output-dir all names are inputs, and an output has its input's name
+with the extension of its format. Each file that fails gets a line on standard error; the exit
+status is that of the first of them in the order given.
+)";
+
+struct CommandText {
+  Command command;
+  std::string_view name;
+  std::string_view files;
+  std::size_t leastFiles, mostFiles;
+  std::string_view help;
+  std::string_view notes;
+};
+
+constexpr CommandText kCommands[] = {
+    {Command::encode, "encode", "IN OUT", 1, SIZE_MAX, "Make a JPEG file of a picture (PNG, PPM, PGM)",
+     kConversionNotes},
+    {Command::decode, "decode", "IN OUT", 1, SIZE_MAX, "Make a picture (PNG, PPM, PGM) of a JPEG file",
+     kConversionNotes},
+    {Command::info, "info", "FILE", 1, 1, "Show what a JPEG file is made of, or the size of other pictures",
+     "A file name of - means standard input.\n"},
+    {Command::compare, "compare", "A B", 2, 2, "Show how far two pictures differ",
+     "PSNR in dB, the largest difference of two samples (0 to 255) and SSIM (1 where equal) are shown\n"
+     "for each channel and for all. The pictures may be of any formats; - means standard input.\n"},
+};
+
+constexpr std::string_view kNotes = R"(Examples:
+  moxj encode photo.png photo.jpg --quality 90    make a JPEG of a PNG, PPM or PGM picture
+  moxj decode photo.jpg photo.png                 make a PNG, PPM or PGM picture of a JPEG
+  moxj encode *.png --output-dir jpegs            the same for many files, several at a time
+  moxj info photo.jpg                             show what a file is made of
+  moxj compare photo.png photo.jpg                show how far two pictures differ
+'moxj COMMAND --help' shows the options of a command.
+
+Exit status: 0 done, 1 wrong command line, 2 input refused, 3 picture incomplete (what could be had
+is written), 4 a limit was met, 5 output could not be written.
+)";
+
+// ---- Help ---------------------------------------------------------------------------------------------------------
+
+std::string entry(std::string_view name, std::string_view value, std::string_view help) {
+  std::string line = "  ";
+  line.append(name).append(value.empty() ? "" : " ").append(value);
+  line.append(std::max(kHelpColumn, line.size() + 1) - line.size(), ' ');
+  return line.append(help).append("\n");
 }
 
-void addConversion(CLI::App& app, Settings& settings, FormatKind kind) {
-  const std::string start = "moxj " + app.get_name();
-  useHelp(app, start + " IN OUT [OPTIONS]\n       " + start + " IN... --output-dir DIR [OPTIONS]", kConversionFooter);
-  app.add_option("FILE", settings.files, "The input and the output; with --output-dir inputs only")
-      ->required()
-      ->type_name("");
-  addOption(app, "--format", kind == FormatKind::coded ? "jpg" : "png|ppm|pgm|pnm",
-            "Format of the output, whatever its name says", formatInto(settings.format, kind));
-  app.add_option("--output-dir", settings.outputDirectory,
-                 "Directory for the outputs of many inputs; made if missing")
-      ->type_name("DIR");
-  addOption(app, "--jobs", "N", "Files at a time, with --output-dir (as many as processors)",
-            numberInto(settings.jobs, 1, kMaxJobs));
-  addCommon(app, settings);
+std::string generalHelp() {
+  std::string text =
+      "moxj writes, reads, shows and compares JPEG files.\nUsage: moxj COMMAND FILES [OPTIONS]\n\nCommands:\n";
+  for (const CommandText& command : kCommands) text += entry(command.name, command.files, command.help);
+  text += "\nOptions:\n";
+  text += entry("-h, --help", "", "Show this help");
+  text += entry("--version", "", "Show the version");
+  return text.append("\n").append(kNotes);
 }
 
-void addEncode(CLI::App& root, Settings& settings) {
-  CLI::App& app = *root.add_subcommand("encode", "Make a JPEG file of a picture");
-  jpeg::EncodeOptions& options = settings.jpeg;
-  addOption(app, "--quality", "1..100", "From the smallest file to the finest picture (75)",
-            numberInto(options.quality, 1, 100));
-  addOption(app, "--sample", "4:4:4|4:2:2|4:2:0", "Chroma sampling (4:2:0)", samplingInto(options.sampling));
-  app.add_flag("--grayscale", options.grayscale, "Keep the luminance only");
-  addOption(app, "--restart", "N|NB", "Restart marker every N MCUs, with NB every N rows of them",
-            restartInto(options));
-  addConversion(app, settings, FormatKind::coded);
+std::string helpOf(const CommandText& command) {
+  std::string text(command.help);
+  text.append("\nUsage: moxj ").append(command.name).append(" ").append(command.files).append(" [OPTIONS]\n");
+  if (command.mostFiles > 2)
+    text.append("       moxj ").append(command.name).append(" IN... --output-dir DIR [OPTIONS]\n");
+  text += "\nOptions:\n";
+  for (const Option& option : kOptions) {
+    if (!(option.commands & setOf(command.command))) continue;
+    text += entry(option.name, option.value, option.help);
+  }
+  text += entry("-h, --help", "", "Show this help");
+  return text.append("\n").append(command.notes);
 }
 
-void addDecode(CLI::App& root, Settings& settings) {
-  CLI::App& app = *root.add_subcommand("decode", "Make a picture of a JPEG file");
-  app.add_flag_callback(
-      "--nosmooth", [&settings] { settings.reading.smooth = false; },
-      "Repeat the samples of sub-sampled colours, do not interpolate");
-  addConversion(app, settings, FormatKind::picture);
-}
+// ---- Parsing ------------------------------------------------------------------------------------------------------
 
-void addInfo(CLI::App& root, Settings& settings) {
-  CLI::App& app = *root.add_subcommand("info", "Show what a file is made of");
-  useHelp(app, "moxj info FILE [OPTIONS]", "");
-  app.add_option("FILE", settings.files, "A JPEG, PNG, PPM or PGM file; - is standard input")
-      ->required()
-      ->expected(1)
-      ->type_name("");
-  app.add_flag("--json", settings.json, "Write JSON");
-}
+class Parser {
+ public:
+  Parser(const CommandText& command, std::span<char*> arguments) : command_(command), left_(arguments) {
+    settings_.command = command.command;
+  }
 
-void addCompare(CLI::App& root, Settings& settings) {
-  CLI::App& app = *root.add_subcommand("compare", "Show how far two pictures differ");
-  useHelp(app, "moxj compare A B [OPTIONS]",
-          "PSNR in dB, the largest difference of two samples (0 to 255) and SSIM (1 where equal) are shown for\n"
-          "each channel and for all.");
-  app.add_option("FILE", settings.files, "Two pictures of any format that can be read; - is standard input")
-      ->required()
-      ->expected(2)
-      ->type_name("");
-  app.add_flag("--json", settings.json, "Write JSON");
-  addCommon(app, settings);
-}
+  std::variant<Settings, Answer> parse() {
+    bool onlyFiles = false;
+    while (!left_.empty()) {
+      const std::string argument = next();
+      if (onlyFiles || argument == "-" || !argument.starts_with('-'))
+        settings_.files.push_back(argument);
+      else if (argument == "--")
+        onlyFiles = true;
+      else if (argument == "--help" || argument == "-h")
+        return Answer{helpOf(command_)};
+      else
+        useOption(argument);
+    }
+    checkFiles();
+    return settings_;
+  }
 
-Command commandOf(const CLI::App& chosen) {
-  const std::string& name = chosen.get_name();
-  if (name == "encode") return Command::encode;
-  if (name == "decode") return Command::decode;
-  return name == "compare" ? Command::compare : Command::info;
-}
+ private:
+  std::string next() {
+    const char* const argument = left_.front();
+    left_ = left_.subspan(1);
+    return argument;
+  }
 
-[[noreturn]] void misuse(const std::string& text, const std::string& command) {
-  throw Failure(ExitStatus::usage, text.substr(0, text.find('\n')) + " (see moxj " + command + "--help)");
-}
+  void useOption(const std::string& argument) {
+    const std::size_t equals = argument.find('=');
+    const std::string name = argument.substr(0, equals);
+    const auto matches = [&](const Option& option) {
+      return option.name == name && (option.commands & setOf(command_.command));
+    };
+    const Option* const option = std::ranges::find_if(kOptions, matches);
+    if (option == std::end(kOptions)) misuse(quotedName(name) + " is no option");
+    const bool hasValue = equals != std::string::npos;
+    if (hasValue && option->value.empty()) misuse(name + " takes no value");
+    if (!hasValue && !option->value.empty() && left_.empty()) misuse(name + " needs a value");
+    const std::string value = hasValue ? argument.substr(equals + 1) : option->value.empty() ? "" : next();
+    const Complaint complaint = option->use(settings_, value);
+    if (!complaint.empty()) misuse(name + ": " + quotedName(value) + " " + complaint);
+  }
 
-// The only mistakes that CLI11 words badly.
-void checkCommand(const CLI::App& app, int argc, char** argv) {
-  if (argc < 2) misuse("a command is missing", "");
-  const std::string first = argv[1];
-  const auto isFirst = [&](const CLI::App* command) { return command->get_name() == first; };
-  if (!first.starts_with('-') && app.get_subcommands(isFirst).empty())
-    misuse(quotedName(first) + " is no command", "");
-}
+  void checkFiles() const {
+    const std::size_t count = settings_.files.size();
+    if (count < command_.leastFiles) misuse("a file name is missing");
+    if (count > command_.mostFiles) misuse(quotedName(settings_.files[command_.mostFiles]) + " is one file too many");
+  }
+
+  [[noreturn]] void misuse(const std::string& text) const {
+    throw Failure(ExitStatus::usage, text + " (see moxj " + std::string(command_.name) + " --help)");
+  }
+
+  const CommandText& command_;
+  std::span<char*> left_;
+  Settings settings_;
+};
 
 }  // namespace
 
 std::variant<Settings, Answer> parseCommandLine(int argc, char** argv) {
-  Settings settings;
-  CLI::App app("moxj writes, reads, shows and compares JPEG files.", "moxj");
-  useHelp(app, "moxj COMMAND FILES [OPTIONS]", kFooter);
-  app.set_version_flag("--version", "moxj " MOXJ_VERSION, "Show the version");
-  app.require_subcommand(1);
-  addEncode(app, settings);
-  addDecode(app, settings);
-  addInfo(app, settings);
-  addCompare(app, settings);
-  for (CLI::App* const command : app.get_subcommands([](CLI::App*) { return true; })) command->group("Commands");
-  checkCommand(app, argc, argv);
-  const auto chosen = [&app] { return app.get_subcommands().empty() ? nullptr : app.get_subcommands()[0]; };
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::CallForHelp&) {
-    return Answer{(chosen() ? chosen() : &app)->help()};
-  } catch (const CLI::CallForVersion& version) {
-    return Answer{version.what() + std::string("\n")};
-  } catch (const CLI::ParseError& error) {
-    misuse(error.what(), chosen() ? chosen()->get_name() + " " : "");
-  }
-  settings.command = commandOf(*chosen());
-  return settings;
+  if (argc < 2) throw Failure(ExitStatus::usage, "a command is missing (see moxj --help)");
+  const std::string first = argv[1];
+  if (first == "--help" || first == "-h") return Answer{generalHelp()};
+  if (first == "--version") return Answer{"moxj " MOXJ_VERSION "\n"};
+  const auto isFirst = [&](const CommandText& command) { return command.name == first; };
+  const CommandText* const command = std::ranges::find_if(kCommands, isFirst);
+  if (command == std::end(kCommands))
+    throw Failure(ExitStatus::usage, quotedName(first) + " is no command (see moxj --help)");
+  return Parser(*command, {argv + 2, static_cast<std::size_t>(argc - 2)}).parse();
 }
 
 }  // namespace moxj

@@ -17,7 +17,7 @@ class CommandLine(ToolTest):
         conversion = common + ["IN OUT", "--format", "--output-dir", "--jobs"]
         for command, words in {(): ["encode", "decode", "info", "compare", "Exit status", "--version"],
                                ("encode",): conversion + ["--quality", "--sample", "--grayscale", "--restart"],
-                               ("decode",): conversion, ("info",): ["--json"],
+                               ("decode",): conversion + ["--nosmooth"], ("info",): ["--json"],
                                ("compare",): common + ["--json"]}.items():
             for flag in "--help", "-h":
                 text = self.expect(OK, *command, flag).decode()
@@ -40,7 +40,7 @@ class CommandLine(ToolTest):
             self.expect(USAGE, *arguments, error="moxj: %s\n" % cause)
         for arguments in (("-x",), ("encode",), ("encode", "a", "--wrong"), ("encode", "a", "b.jpg", "--quality"), ("compare", "a"),
                           ("compare", "a", "b", "c"), ("info",), ("info", "a", "b"), ("decode", "a", "b.png", "--quality", "9"),
-                          ("encode", "a", "b.jpg", "--quiet=maybe")):
+                          ("encode", "a", "b.jpg", "--quiet=maybe"), ("encode", "a", "b.jpg", "--qual", "9"), ("info", "a", "--quiet")):
             self.expect(USAGE, *arguments, error=re.compile(r"\Amoxj: [^\n]+\(see moxj [^\n]*--help\)\n\Z"))
 
     def test_values_out_of_range(self):
