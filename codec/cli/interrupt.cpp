@@ -1,12 +1,15 @@
 #include "cli/interrupt.h"
 
 #include <fcntl.h>
+#include <limits.h>
+#include <sched.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <initializer_list>
 #include <utility>
 
@@ -17,16 +20,51 @@ namespace moxj {
 
 namespace {
 
-// Handlers may run at any moment in any thread: they read these slots only, and call only functions that are safe
+// Handlers may run at any moment in any thread: they look at these slots only, and call only functions that are safe
 // in a handler. One slot a worker.
-std::atomic<const char*> temporaries[kMaxJobs];
+struct Slot {
+  enum State { open, taken, live };
+  std::atomic<State> state = open;
+  char path[PATH_MAX];
+};
+Slot slots[kMaxJobs];
+static_assert(std::atomic<Slot::State>::is_always_lock_free);
+
+// No file may come into being behind a handler's back: whoever makes one says so first and then looks whether the end
+// has begun; the handler begins the end first and then waits for those who said so. It never waits for its own
+// thread, because a thread that makes a file takes no signals meanwhile.
 std::atomic<bool> ending = false;
-static_assert(std::atomic<const char*>::is_always_lock_free);
+std::atomic<int> makers = 0;
+
+[[noreturn]] void waitForTheEnd() {
+  for (;;) pause();
+}
+
+class Making {
+ public:
+  Making() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &mask_);
+    ++makers;
+    if (!ending) return;
+    --makers;
+    waitForTheEnd();
+  }
+  ~Making() {
+    --makers;
+    pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
+  }
+
+ private:
+  sigset_t mask_;
+};
 
 void removeTemporaries() {
   ending = true;
-  for (const std::atomic<const char*>& slot : temporaries)
-    if (const char* const path = slot.load()) unlink(path);
+  while (makers > 0) sched_yield();
+  for (const Slot& slot : slots)
+    if (slot.state == Slot::live) unlink(slot.path);
 }
 
 // SA_RESETHAND has put the default back, so that the signal now does what it says.
@@ -43,10 +81,10 @@ extern "C" void endByCutInput(int) {
 }
 
 // There are as many slots as workers, and a worker has one file at a time.
-int takeSlot(const char* path) {
-  for (int slot = 0;; slot = (slot + 1) % kMaxJobs) {
-    const char* expected = nullptr;
-    if (temporaries[slot].compare_exchange_strong(expected, path)) return slot;
+Slot& takeSlot() {
+  for (int i = 0;; i = (i + 1) % kMaxJobs) {
+    Slot::State expected = Slot::open;
+    if (slots[i].state.compare_exchange_strong(expected, Slot::taken)) return slots[i];
   }
 }
 
@@ -69,20 +107,26 @@ void watchSignals() {
   for (const int signal : {SIGPIPE, SIGXFSZ}) ::signal(signal, SIG_IGN);
 }
 
-// The path is noted before the file exists, so that there is no moment in which a signal would leave it behind. Only
-// a file that another thread creates after the handler's look has to be removed here.
-TemporaryFile::TemporaryFile(std::string path, unsigned mode)
-    : path_(std::move(path)), slot_(takeSlot(path_.c_str())) {
-  descriptor_ = open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+TemporaryFile::TemporaryFile(const std::string& path, unsigned mode) {
+  if (path.size() >= PATH_MAX) {
+    errno = ENAMETOOLONG;
+    return;
+  }
+  const Making making;
+  Slot& slot = takeSlot();
+  std::strcpy(slot.path, path.c_str());
+  slot.state = Slot::live;
+  slot_ = static_cast<int>(&slot - slots);
+  descriptor_ = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
   exists_ = descriptor_ >= 0;
-  if (exists_ && ending) unlink(path_.c_str());
 }
 
 TemporaryFile::~TemporaryFile() {
+  if (slot_ < 0) return;
   const int error = errno;
   if (descriptor_ >= 0) ::close(descriptor_);
-  if (exists_) unlink(path_.c_str());
-  temporaries[slot_] = nullptr;
+  if (exists_) unlink(slots[slot_].path);
+  slots[slot_].state = Slot::open;
   errno = error;
 }
 
@@ -91,9 +135,10 @@ bool TemporaryFile::close() {
 }
 
 bool TemporaryFile::renameTo(const std::string& target) {
-  if (std::rename(path_.c_str(), target.c_str()) != 0) return false;
-  exists_ = false;
-  return true;
+  const bool renamed = std::rename(slots[slot_].path, target.c_str()) == 0;
+  if (!renamed && ending) waitForTheEnd();  // the file is gone already, which is nobody's error
+  exists_ = exists_ && !renamed;
+  return renamed;
 }
 
 }  // namespace moxj

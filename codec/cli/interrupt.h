@@ -16,7 +16,7 @@ class TemporaryFile {
  public:
   // Creates the file, which must not exist yet, and opens it for writing. descriptor() is -1 where that failed; errno
   // says why.
-  TemporaryFile(std::string path, unsigned mode);
+  TemporaryFile(const std::string& path, unsigned mode);
   ~TemporaryFile();
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
@@ -28,8 +28,7 @@ class TemporaryFile {
  private:
   void forget();
 
-  std::string path_;
-  int slot_;
+  int slot_ = -1;
   int descriptor_ = -1;
   bool exists_ = false;
 };

@@ -215,9 +215,6 @@ class Devices(OutputTest):
 
 
 class Interrupted(OutputTest):
-    """A plain picture of many samples keeps the tool busy; the temporary file is there only at the end, so a file
-    system that writes slowly would be needed to catch it every time. strace stands in for one where it is there."""
-
     def interrupt(self, signal_number):
         """Ends the tool while the temporary file is there: its directory is watched, and its writing takes long."""
         self.write("large.ppm", b"P6 8000 8000 255\n" + bytes(8000 * 8000 * 3))
@@ -255,12 +252,13 @@ class Interrupted(OutputTest):
         self.assertEqual(self.read("out.ppm"), pnm(PICTURE))
 
     def test_an_input_that_is_cut_short_while_it_is_in_use(self):
-        """The tool has the input mapped while it waits for the reader of its output."""
         self.write("large.ppm", b"P2 3000 3000 255\n" + b"7 " * 9000000)
         process = subprocess.Popen([MOXJ, "decode", "large.ppm", "out.png"], cwd=self.directory, stderr=subprocess.PIPE)
-        while process.poll() is None and "large.ppm" not in open("/proc/%d/maps" % process.pid).read():
-            pass
-        os.truncate(self.path("large.ppm"), 100)
+        mapped = False
+        while process.poll() is None and not mapped:
+            with open("/proc/%d/maps" % process.pid) as maps:
+                mapped = "large.ppm" in maps.read()
+        os.truncate(self.path("large.ppm"), 0)
         self.assertEqual(process.stderr.read(), b"moxj: an input file was cut short while it was in use\n")
         self.assertEqual(process.wait(), REFUSED)
         process.stderr.close()
