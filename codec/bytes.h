@@ -10,7 +10,9 @@
 
 namespace moxj {
 
-void* takeBytes(std::size_t count);  // throws std::bad_alloc
+enum class Filling { partly, whole };  // how much of the memory is going to be used
+
+void* takeBytes(std::size_t count, Filling filling);  // throws std::bad_alloc
 void giveBytes(void* bytes) noexcept;
 
 // The bytes of a file under construction: a vector whose new elements stay uninitialised and which grows by copying

@@ -25,9 +25,9 @@ namespace {
 struct Slot {
   enum State { open, taken, live };
   std::atomic<State> state = open;
-  char path[PATH_MAX];
+  char path[PATH_MAX] = {};
 };
-Slot slots[kMaxJobs];
+constinit Slot slots[kMaxJobs];  // in pages that nobody touches before they are needed
 static_assert(std::atomic<Slot::State>::is_always_lock_free);
 
 // No file may come into being behind a handler's back: whoever makes one says so first and then looks whether the end

@@ -18,7 +18,7 @@ Picture Picture::make(int width, int height, int channels, std::size_t rowBytes,
   std::size_t size = 0;
   try {
     if (__builtin_mul_overflow(step, rows, &size) || size > PTRDIFF_MAX) throw std::bad_alloc();
-    picture.owner = std::shared_ptr<void>(takeBytes(size), giveBytes);
+    picture.owner = std::shared_ptr<void>(takeBytes(size, Filling::whole), giveBytes);
   } catch (const std::bad_alloc&) {
     throw Failure(ExitStatus::limit,
                   "no memory for a picture of " + std::to_string(width) + " x " + std::to_string(height) + " pixels");

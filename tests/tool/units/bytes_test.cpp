@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <numeric>
 
 namespace moxj {
@@ -50,9 +51,21 @@ TEST(Bytes, MovesLeaveNothingBehind) {
   EXPECT_TRUE(from.empty());
 }
 
+TEST(Bytes, EverySizeCanBeFilled) {
+  for (const Filling filling : {Filling::partly, Filling::whole}) {
+    for (const std::size_t count : {0, 1, 4095, 131071, 131072, 524287, 524288, 2097152, 4194303, 4194305}) {
+      std::uint8_t* const bytes = static_cast<std::uint8_t*>(takeBytes(count, filling));
+      std::fill_n(bytes, count, std::uint8_t{1});
+      giveBytes(bytes);
+    }
+  }
+}
+
 TEST(Bytes, RefusesWhatNoMemoryHolds) {
-  EXPECT_THROW(takeBytes(SIZE_MAX), std::bad_alloc);
-  EXPECT_THROW(takeBytes(PTRDIFF_MAX), std::bad_alloc);
+  for (const Filling filling : {Filling::partly, Filling::whole}) {
+    EXPECT_THROW(takeBytes(SIZE_MAX, filling), std::bad_alloc);
+    EXPECT_THROW(takeBytes(PTRDIFF_MAX, filling), std::bad_alloc);
+  }
   Bytes bytes(3);
   EXPECT_THROW(bytes.resize(SIZE_MAX), std::bad_alloc);
   EXPECT_EQ(bytes.size(), 3u);
