@@ -45,9 +45,11 @@ std::string huffText(const jpeg::HuffTable& table) {
 }
 
 std::string segmentText(const jpeg::Segment& segment) {
-  return format("%10llu %8llu  %-6s%s%s", static_cast<unsigned long long>(segment.offset),
-                static_cast<unsigned long long>(segment.length), segment.name.c_str(),
-                segment.detail.empty() ? "" : " ", segment.detail.c_str());
+  std::string text = format("%20llu %8llu  %s", static_cast<unsigned long long>(segment.offset),
+                            static_cast<unsigned long long>(segment.length), segment.name.c_str());
+  if (!segment.detail.empty())
+    text.append(segment.name.size() < 6 ? 6 - segment.name.size() : 1, ' ') += segment.detail;
+  return text + "\n";
 }
 
 std::string scanText(const jpeg::Scan& scan) {
@@ -72,7 +74,7 @@ std::string textOf(const jpeg::Info& info, std::size_t bytes) {
   for (const jpeg::HuffTable& table : info.huffTables) text += line("Huffman", huffText(table));
   for (const jpeg::Scan& scan : info.scans) text += line("scan", scanText(scan));
   text += line("segments", "offset   length");
-  for (const jpeg::Segment& segment : info.segments) text += line("", segmentText(segment).substr(4));
+  for (const jpeg::Segment& segment : info.segments) text += segmentText(segment);
   return text;
 }
 
