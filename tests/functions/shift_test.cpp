@@ -4,8 +4,11 @@
 #include <cstring>
 #include <vector>
 
+#include "moxcore.h"
 #include "moxj.h"
 #include "support/checks.h"
+#include "support/guarded.h"
+#include "support/random.h"
 #include "support/targets.h"
 
 namespace test {
@@ -15,7 +18,8 @@ template <class Src, class Dst, auto Function>
 void checksInOrder(const char* name) {
   Src src[6] = {};
   Dst dst[6] = {1, 2, 3, 4, 5, 6};
-  checkOrder(name, Function, src, 3 * static_cast<int>(sizeof(Src)), dst, 3 * static_cast<int>(sizeof(Dst)), MoxRoiSize{3, 2})
+  checkOrder(name, Function, src, 3 * static_cast<int>(sizeof(Src)), dst, 3 * static_cast<int>(sizeof(Dst)),
+             MoxRoiSize{3, 2})
       .template breaks<0>(nullptr, moxStatusNullPointer)
       .template breaksEach<1>({0, -1, INT32_MIN}, moxStatusBadStep)
       .template breaks<2>(nullptr, moxStatusNullPointer)
@@ -60,6 +64,78 @@ TEST(Shift, stepsAreBytes) {
   ASSERT_EQ(moxiSub128_JPEG_8u16s_C1R(src[0], 5, dst[0], 8, {3, 2}), moxStatusOk);
   const Mox16s expected[2][4] = {{-128, -127, -126, 9}, {122, 123, 124, 9}};
   EXPECT_EQ(std::memcmp(dst, expected, sizeof dst), 0);
+}
+
+Mox16s shifted(Mox8u sample) {
+  return static_cast<Mox16s>(sample - 128);
+}
+Mox8u shifted(Mox16s value) {
+  return static_cast<Mox8u>(std::clamp(value + 128, 0, 255));
+}
+
+// Every size of row, source and destination at the end or the start of their pages.
+template <class Src, class Dst, auto Function>
+void everyWidthBesideGuardPages() {
+  forEachTarget([](const mox::Target& target) {
+    Random random(1);
+    for (int width = 1; width <= 200; width++) {
+      for (const bool atEnd : {true, false}) {
+        GuardedMemory srcMemory(2 * width * sizeof(Src)), dstMemory(2 * width * sizeof(Dst));
+        Src* const src = atEnd ? srcMemory.atEnd<Src>(2 * width) : srcMemory.atStart<Src>();
+        Dst* const dst = atEnd ? dstMemory.atEnd<Dst>(2 * width) : dstMemory.atStart<Dst>();
+        fill(random, Filling::extreme, src, 2 * width);
+        ASSERT_EQ(Function(src, width * sizeof(Src), dst, width * sizeof(Dst), {width, 2}), moxStatusOk);
+        for (int i = 0; i < 2 * width; i++) ASSERT_EQ(dst[i], shifted(src[i])) << target.name << ", width " << width;
+      }
+    }
+  });
+}
+
+TEST(Shift, everyWidthBesideGuardPages) {
+  everyWidthBesideGuardPages<Mox8u, Mox16s, moxiSub128_JPEG_8u16s_C1R>();
+  everyWidthBesideGuardPages<Mox16s, Mox8u, moxiAdd128_JPEG_16s8u_C1R>();
+}
+
+template <class Src, class Dst, auto Function>
+void anyNumberOfThreadsGivesTheSame() {
+  const int32_t before = threads_omp_of_n_mox;
+  Random random(2);
+  for (const MoxRoiSize roi : {MoxRoiSize{97, 101}, MoxRoiSize{8193, 1}, MoxRoiSize{1, 8200}}) {
+    std::vector<Src> src(static_cast<size_t>(roi.width) * roi.height);
+    std::vector<Dst> expected(src.size());
+    fill(random, Filling::any, src.data(), src.size());
+    for (size_t i = 0; i < src.size(); i++) expected[i] = shifted(src[i]);
+    for (const int32_t threads : {1, 2, 3, 5, 16}) {
+      threads_omp_of_n_mox = threads;
+      std::vector<Dst> dst(src.size());
+      ASSERT_EQ(Function(src.data(), roi.width * sizeof(Src), dst.data(), roi.width * sizeof(Dst), roi), moxStatusOk);
+      ASSERT_EQ(dst, expected) << threads << " threads";
+    }
+  }
+  threads_omp_of_n_mox = before;
+}
+
+TEST(Shift, anyNumberOfThreadsGivesTheSame) {
+  anyNumberOfThreadsGivesTheSame<Mox8u, Mox16s, moxiSub128_JPEG_8u16s_C1R>();
+  anyNumberOfThreadsGivesTheSame<Mox16s, Mox8u, moxiAdd128_JPEG_16s8u_C1R>();
+}
+
+// Elements may lie at any address: rows of an odd number of bytes.
+TEST(Shift, rowsOfOddSteps) {
+  std::vector<Mox8u> bytes(2 * 37 * 2 + 3), samples(2 * 37);
+  for (int i = 0; i < 74; i++) samples[i] = static_cast<Mox8u>(3 * i);
+  Mox16s* const odd = reinterpret_cast<Mox16s*>(bytes.data() + 1);
+  forEachTarget([&](const mox::Target& target) {
+    ASSERT_EQ(moxiSub128_JPEG_8u16s_C1R(samples.data(), 37, odd, 75, {37, 2}), moxStatusOk);
+    for (int i = 0; i < 74; i++) {
+      Mox16s value;
+      std::memcpy(&value, bytes.data() + 1 + i / 37 * 75 + i % 37 * 2, sizeof value);
+      ASSERT_EQ(value, samples[i] - 128) << target.name << ' ' << i;
+    }
+    std::vector<Mox8u> back(samples.size());
+    ASSERT_EQ(moxiAdd128_JPEG_16s8u_C1R(odd, 75, back.data(), 37, {37, 2}), moxStatusOk);
+    ASSERT_EQ(back, samples) << target.name;
+  });
 }
 
 }  // namespace
