@@ -15,6 +15,10 @@
  * Regions are a pointer to the first pixel, a row step in bytes (at least 1) and a size in pixels (at least 1 by 1).
  * No pointer needs any alignment beyond that of its element type; state objects and specifications need none.
  * Source and destination must not overlap, except in the in-place (I) functions.
+ *
+ * Threads. The functions whose comment says that they share their rows do so through OpenMP when width times height
+ * of the region (for sampling: of the destination), as a signed 32-bit product, is above 8192: they ask for as many
+ * threads as threads_omp_of_n_mox (moxcore.h) says at that moment. All others stay on the calling thread.
  */
 #ifndef MOXJ_H
 #define MOXJ_H
@@ -161,8 +165,19 @@ MOXJ_API MoxStatus moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(
 
 /* ---- Level shift ---------------------------------------------------------------------------------------------- */
 
+/*
+ * The level shift between unsigned 8-bit samples and signed values (T.81 A.3.1) of a region, for coders that
+ * transform blocks of 16-bit values. roiSize counts elements, steps count bytes. Rows are shared among threads.
+ *
+ * Checks, in this order: pSrc (moxStatusNullPointer), srcStep (moxStatusBadStep), pDst (moxStatusNullPointer),
+ * dstStep (moxStatusBadStep), width, then height (moxStatusBadSize).
+ */
+
+/* dst = src - 128 */
 MOXJ_API MoxStatus moxiSub128_JPEG_8u16s_C1R(
     const Mox8u* pSrc, int32_t srcStep, Mox16s* pDst, int32_t dstStep, MoxRoiSize roiSize);
+
+/* dst = src + 128, held to 0 .. 255 */
 MOXJ_API MoxStatus moxiAdd128_JPEG_16s8u_C1R(
     const Mox16s* pSrc, int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
 
@@ -213,17 +228,86 @@ MOXJ_API MoxStatus moxiYCbCrToRGB_JPEG_8u_P3R(
 
 /* ---- Chroma sampling ------------------------------------------------------------------------------------------ */
 
+/*
+ * Down- and up-sampling of one plane of 8-bit samples by two horizontally (H2V1) or by two in both directions
+ * (H2V2), as JPEG coders do with chroma. T.81 A.1 gives the relation of the sizes and leaves the filters open;
+ * these take the chroma samples to lie midway between luma samples (JFIF).
+ *
+ * There are two families, and they round differently:
+ *   - regions (..._C1R) go by rows and steps, find the border in memory, and share their rows among threads;
+ *   - rows (...Row..._C1) make one output row, need no border, and alternate the rounding of down-sampled samples.
+ *
+ * Regions. The size of the destination says all that is done. The source's size is checked but limits nothing: the
+ * caller sees to it that the source holds what the destination needs, W x H being the destination's size.
+ *
+ *   DownH2V1   2 W columns, H rows
+ *   DownH2V2   2 W columns, 2 H rows
+ *   UpH2V1     ceil(W / 2) columns, H rows; also the sample before each row and, at an even W, the one behind it
+ *   UpH2V2     ceil(W / 2) columns, ceil(H / 2) rows; the samples beside them as for UpH2V1; also the row above
+ *              and, at an even H, the row below, with the samples beside these rows
+ *
+ * pSrc points to the first of these columns and rows. What lies beside them is ordinarily the rest of the plane; at
+ * its edges the caller has made room there and copied the outermost samples (or whatever the decoder is to see)
+ * into it. Nothing else is read.
+ *
+ * Checks of the regions, in this order: pSrc (moxStatusNullPointer), srcStep (moxStatusBadStep), width, then height
+ * of srcRoiSize (moxStatusBadSize), pDst (moxStatusNullPointer), dstStep (moxStatusBadStep), width, then height of
+ * dstRoiSize (moxStatusBadSize).
+ *
+ * Checks of the rows, in this order: all pointers (moxStatusNullPointer), srcWidth (moxStatusBadSize).
+ *
+ * Below, s is a source row, d a row of the destination, k counts from 0.
+ */
+
+/* d[k] = (s[2k] + s[2k+1] + 1) >> 1; row i is made from source row i. */
 MOXJ_API MoxStatus moxiSampleDownH2V1_JPEG_8u_C1R(
     const Mox8u* pSrc, int32_t srcStep, MoxRoiSize srcRoiSize, Mox8u* pDst, int32_t dstStep, MoxRoiSize dstRoiSize);
+
+/*
+ * d[k] = (a[2k] + a[2k+1] + b[2k] + b[2k+1] + 3) >> 2; row i is made from source rows a = 2i and b = 2i + 1. The
+ * bias of 3 rounds up from a quarter on.
+ */
 MOXJ_API MoxStatus moxiSampleDownH2V2_JPEG_8u_C1R(
     const Mox8u* pSrc, int32_t srcStep, MoxRoiSize srcRoiSize, Mox8u* pDst, int32_t dstStep, MoxRoiSize dstRoiSize);
+
+/*
+ * The triangle filter: three parts of the nearer sample and one of the farther,
+ *   d[2k]   = (3 s[k] + s[k-1] + 1) >> 2
+ *   d[2k+1] = (3 s[k] + s[k+1] + 2) >> 2;
+ * row i is made from source row i. An odd width ends with d[2k].
+ */
 MOXJ_API MoxStatus moxiSampleUpH2V1_JPEG_8u_C1R(
     const Mox8u* pSrc, int32_t srcStep, MoxRoiSize srcRoiSize, Mox8u* pDst, int32_t dstStep, MoxRoiSize dstRoiSize);
+
+/*
+ * The triangle filter in both directions: of the column sums c[k] = 3 near[k] + far[k],
+ *   d[2k]   = (3 c[k] + c[k-1] + 8) >> 4
+ *   d[2k+1] = (3 c[k] + c[k+1] + 7) >> 4.
+ * For row i the nearer source row is floor(i / 2); the farther one is the row above that for an even i, the row
+ * below for an odd i. An odd width ends with d[2k].
+ */
 MOXJ_API MoxStatus moxiSampleUpH2V2_JPEG_8u_C1R(
     const Mox8u* pSrc, int32_t srcStep, MoxRoiSize srcRoiSize, Mox8u* pDst, int32_t dstStep, MoxRoiSize dstRoiSize);
+
+/*
+ * Box filters that write srcWidth / 2 samples:
+ *   H2V1: d[k] = (s[2k] + s[2k+1] + bias) >> 1, the biases 0 and 1 by turns;
+ *   H2V2: d[k] = (a[2k] + a[2k+1] + b[2k] + b[2k+1] + bias) >> 2, the biases 1 and 2 by turns; a is pSrc1, the
+ *         upper row.
+ * From 16 samples on, d[0] takes the lower bias. Shorter rows end with the lower bias, so that d[0] takes the upper
+ * one where the number of outputs is even (srcWidth 4, 8 and 12). The addresses of the rows make no difference.
+ *
+ * The last sample of an odd srcWidth is neither read nor used; srcWidth 1 writes nothing.
+ */
 MOXJ_API MoxStatus moxiSampleDownRowH2V1_Box_JPEG_8u_C1(const Mox8u* pSrc, int32_t srcWidth, Mox8u* pDst);
 MOXJ_API MoxStatus moxiSampleDownRowH2V2_Box_JPEG_8u_C1(
     const Mox8u* pSrc1, const Mox8u* pSrc2, int32_t srcWidth, Mox8u* pDst);
+
+/*
+ * The triangle filters of the regions, writing 2 srcWidth samples; in place of the sample before the first and the
+ * one behind the last they take the first and the last again. pSrc1 is the nearer row, pSrc2 the farther one. A
+ * constant row stays constant. srcWidth 1 is allowed: the only sample is its own neighbour on both sides.
+ */
 MOXJ_API MoxStatus moxiSampleUpRowH2V1_Triangle_JPEG_8u_C1(const Mox8u* pSrc, int32_t srcWidth, Mox8u* pDst);
 MOXJ_API MoxStatus moxiSampleUpRowH2V2_Triangle_JPEG_8u_C1(
     const Mox8u* pSrc1, const Mox8u* pSrc2, int32_t srcWidth, Mox8u* pDst);

@@ -358,8 +358,11 @@ TEST(Sample, triangleRowOfOneSampleRepeatsIt) {
 TEST(Sample, triangleKeepsAConstantRowAndTheEnds) {
   forEachTarget([](const mox::Target&) {
     Random random(5);
-    for (int s = 0; s < 256; s++)
-      ASSERT_EQ(run(moxiSampleUpRowH2V1_Triangle_JPEG_8u_C1, Bytes(70, Mox8u(s)), 140, true), Bytes(140, Mox8u(s)));
+    for (int s = 0; s < 256; s++) {
+      const Bytes row(70, Mox8u(s)), doubled(140, Mox8u(s));
+      ASSERT_EQ(run(moxiSampleUpRowH2V1_Triangle_JPEG_8u_C1, row, 140, true), doubled);
+      ASSERT_EQ(run(moxiSampleUpRowH2V2_Triangle_JPEG_8u_C1, row, row, 140, true), doubled);
+    }
     const Bytes row = randomRow(random, 101), up = run(moxiSampleUpRowH2V1_Triangle_JPEG_8u_C1, row, 202, true);
     EXPECT_EQ(up.front(), row.front());
     EXPECT_EQ(up.back(), row.back());
