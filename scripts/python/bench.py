@@ -1,0 +1,65 @@
+"""Times every kernel on every target that this machine runs: nanoseconds per item, and how many times faster than the
+scalar definition each target is. Medians of repetitions in random order, CPU time of one thread.
+
+usage: scripts/bench [REGULAR EXPRESSION of kernel names] [options of Google Benchmark]"""
+
+import collections
+import json
+import os
+import pathlib
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+BUILD = ROOT / "build" / "bench"
+RESULTS = BUILD / "kernels.json"
+
+
+def build():
+    quiet = {"check": True, "stdout": subprocess.DEVNULL, "cwd": ROOT}
+    subprocess.run(["cmake", "--preset", "release", "-B", BUILD, "-DMOXJ_BUILD_BENCH=ON", "-DMOXJ_BUILD_TESTS=OFF",
+                    "-DMOXJ_BUILD_TOOL=OFF"], **quiet)
+    subprocess.run(["cmake", "--build", BUILD, "-j", str(os.cpu_count())], **quiet)
+
+
+def measure(arguments):
+    options = ["--benchmark_repetitions=7", "--benchmark_min_time=0.02", "--benchmark_enable_random_interleaving=true",
+               "--benchmark_report_aggregates_only=true", f"--benchmark_out={RESULTS}", "--benchmark_out_format=json"]
+    filters = [f"--benchmark_filter={a}" if not a.startswith("--") else a for a in arguments]
+    run = subprocess.run([BUILD / "bin/kernel_bench", *options, *filters], capture_output=True, text=True)
+    if run.returncode != 0:
+        sys.exit(run.stderr)
+    text = RESULTS.read_text()
+    if not text:
+        sys.exit("no kernel has such a name")
+    return json.loads(text)
+
+
+def report(results):
+    medians = [run for run in results["benchmarks"] if run.get("aggregate_name") == "median"]
+    medians.sort(key=lambda run: run["family_index"])  # the random order put back to the order of registration
+    nanoseconds = collections.defaultdict(dict)  # kernel -> target -> time per item
+    for run in medians:
+        kernel, target = run["run_name"].split("/")[:2]
+        nanoseconds[kernel, run["label"]][target] = 1e9 / run["items_per_second"]
+    targets = list(dict.fromkeys(target for times in nanoseconds.values() for target in times))
+    width = max(len(kernel) for kernel, _ in nanoseconds)
+    print("Nanoseconds per item, and times the speed of the scalar definition")
+    print(f"{'kernel':{width}}  {'item':8}" + "".join(f"{t:>17}" for t in targets))
+    for (kernel, item), times in nanoseconds.items():
+        print(f"{kernel:{width}}  {item:8}" + "".join(cell(times, target) for target in targets))
+    print(f"Every figure: {RESULTS.relative_to(ROOT)}")
+
+
+def cell(times, target):
+    if target not in times:
+        return f"{'':17}"
+    ratio = f"x{times['scalar'] / times[target]:.1f}" if "scalar" in times and target != "scalar" else ""
+    return f"{times[target]:11.3f}{ratio:>6}"
+
+
+if __name__ == "__main__":
+    if {"-h", "--help"} & set(sys.argv):
+        sys.exit(__doc__)
+    build()
+    report(measure(sys.argv[1:]))

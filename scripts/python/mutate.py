@@ -1,0 +1,129 @@
+"""Shows that the tests would notice a mistake: applies each small change of scripts/mutations.toml alone to a copy of
+the sources, builds, runs the suite, and demands that it fails.
+
+usage: scripts/mutate [--check] [TEXT...]
+  TEXT     only mutations whose family, kind or file contains one of the texts
+  --check  only look whether every mutation still fits the sources"""
+
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import time
+import tomllib
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+TREE = ROOT / "build/mutate/tree"
+BUILD = ROOT / "build/mutate/build"
+KINDS = ["constant", "tail", "shift", "order"]
+# What is built and run for a mutant, the likeliest to notice it first: of the library, and of the tool.
+LIBRARY_STEPS = [("kernel_test", "^kernels$"), ("function_test", "^functions"), ("golden_test", "^golden$"), ("all", ".")]
+TOOL_STEPS = [("all", "^(jpeg|tool|damage)")]
+TIMEOUT = 300  # seconds for one test: a mutant may never end
+
+
+def load(texts):
+    mutations = tomllib.loads((ROOT / "scripts/mutations.toml").read_text())["mutation"]
+    errors = []
+    kinds = {}
+    for m in mutations:
+        kinds.setdefault(m["family"], set()).add(m["kind"])
+        source = ROOT / m["file"]
+        count = source.read_text().count(m["find"]) if source.exists() else 0
+        if count != 1:
+            errors.append(f"{m['family']}, {m['kind']}: {count} places in {m['file']} read {m['find']!r}")
+    for family, found in kinds.items():
+        errors += [f"{family} has no mutation of kind {kind!r}" for kind in KINDS if kind not in found]
+        errors += [f"{family}: no such kind as {kind!r}" for kind in found if kind not in KINDS]
+    if errors:
+        sys.exit("\n".join(errors))
+    chosen = [m for m in mutations if not texts or any(t in f"{m['family']} {m['kind']} {m['file']}" for t in texts)]
+    return sorted(chosen, key=lambda m: m["file"])  # what a restored file costs to build again is paid less often
+
+
+def copy_sources():
+    """Files that are the same keep their time stamps, so that the next run builds little."""
+    listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "-z"], cwd=ROOT, check=True,
+                            capture_output=True, text=True).stdout
+    names = {name for name in listed.split("\0") if name and (ROOT / name).is_file()}
+    for old in TREE.rglob("*"):
+        if old.is_file() and str(old.relative_to(TREE)) not in names:
+            old.unlink()
+    for name in names:
+        content, target = (ROOT / name).read_bytes(), TREE / name
+        if not target.exists() or target.read_bytes() != content:
+            target.parent.mkdir(parents=True, exist_ok=True)
+            target.write_bytes(content)
+            target.chmod((ROOT / name).stat().st_mode)
+
+
+def vector_target():
+    if os.uname().machine == "aarch64":
+        return "neon"
+    return "avx2" if re.search(r"\bavx2\b", pathlib.Path("/proc/cpuinfo").read_text()) else "sse2"
+
+
+def run(*command):
+    environment = os.environ | {"CCACHE_DIR": str(BUILD.parent / "ccache"), "CTEST_PARALLEL_LEVEL": str(os.cpu_count())}
+    done = subprocess.run(command, env=environment, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                          errors="replace", stdin=subprocess.DEVNULL)
+    return done.returncode == 0, done.stdout
+
+
+def configure():
+    have_ccache = run("sh", "-c", "command -v ccache")[0]
+    ok, output = run("cmake", "-S", TREE, "--preset", "release", "-B", BUILD, f"-DMOXJ_TARGETS=scalar;{vector_target()}",
+                     "-DCMAKE_CXX_FLAGS_RELEASE=-O1", f"-DCMAKE_CXX_COMPILER_LAUNCHER={'ccache' if have_ccache else ''}")
+    if not ok:
+        sys.exit(output)
+
+
+def caught_by(steps):
+    """The test that fails, a static assertion, or None. Mutants that cannot be built for another reason are no mutants."""
+    for target, tests in steps:
+        ok, output = run("cmake", "--build", BUILD, "-j", str(os.cpu_count()), "--target", target)
+        if not ok:
+            if "static assertion failed" in output:
+                return "a static assertion"
+            sys.exit(f"The mutant does not compile:\n{output[-3000:]}")
+        test = ["ctest", "--test-dir", BUILD, "--stop-on-failure", "--timeout", str(TIMEOUT), "--output-on-failure"]
+        ok, output = run(*test, "-R", tests, "--no-tests=error")
+        # Only what fails again has noticed the mutant: an unsteady test proves nothing.
+        if not ok and not run(*test, "--rerun-failed")[0]:
+            named = re.search(r"\[  FAILED  \] (\S+)", output) or re.search(r"Test +#\d+: (\S+) .*\*\*\*", output)
+            return named[1].rstrip(",")
+    return None
+
+
+def main():
+    arguments = sys.argv[1:]
+    if {"-h", "--help"} & set(arguments):
+        sys.exit(__doc__)
+    mutations = load([a for a in arguments if a != "--check"])
+    if "--check" in arguments:
+        return print(f"{len(mutations)} mutations fit the sources")
+    start = time.monotonic()
+    copy_sources()
+    configure()
+    if failing := caught_by([("all", ".")]):
+        sys.exit(f"Without any mutation {failing} fails")
+    survivors = 0
+    print(f"{'family':20} {'kind':9} {'file':28} {'s':>4}  caught by")
+    for m in mutations:
+        began = time.monotonic()
+        target = TREE / m["file"]
+        original = target.read_text()
+        target.write_text(original.replace(m["find"], m["replace"]))
+        try:
+            catcher = caught_by(TOOL_STEPS if m["file"].startswith("codec/") else LIBRARY_STEPS)
+        finally:
+            target.write_text(original)
+        survivors += catcher is None
+        print(f"{m['family']:20} {m['kind']:9} {m['file']:28} {time.monotonic() - began:4.0f}  {catcher or 'NOTHING'}", flush=True)
+    print(f"{len(mutations) - survivors} of {len(mutations)} mutants caught in {(time.monotonic() - start) / 60:.0f} min")
+    sys.exit(1 if survivors else 0)
+
+
+if __name__ == "__main__":
+    main()
