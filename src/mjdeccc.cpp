@@ -1,5 +1,5 @@
 // YCbCr to RGB planes.
-#include "colour.h"
+#include "images.h"
 #include "kernels/dispatch.h"
 #include "kernels/rgb.h"
 

@@ -1,5 +1,5 @@
 // YCbCr planes to RGB and BGR pixels and packed words.
-#include "colour.h"
+#include "images.h"
 #include "kernels/dispatch.h"
 #include "kernels/rgb.h"
 

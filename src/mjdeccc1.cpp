@@ -1,5 +1,5 @@
 // YCCK to CMYK.
-#include "colour.h"
+#include "images.h"
 #include "kernels/dispatch.h"
 #include "kernels/rgb.h"
 

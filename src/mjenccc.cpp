@@ -1,5 +1,5 @@
 // RGB to luminance.
-#include "colour.h"
+#include "images.h"
 #include "kernels/dispatch.h"
 #include "kernels/ycc.h"
 

@@ -1,5 +1,5 @@
 // RGB, BGR and packed words to YCbCr planes.
-#include "colour.h"
+#include "images.h"
 #include "kernels/dispatch.h"
 #include "kernels/ycc.h"
 

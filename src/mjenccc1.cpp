@@ -1,5 +1,5 @@
 // CMYK to YCCK.
-#include "colour.h"
+#include "images.h"
 #include "kernels/dispatch.h"
 #include "kernels/ycc.h"
 
