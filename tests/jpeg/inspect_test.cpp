@@ -25,6 +25,8 @@ TEST(Inspect, TellsFrameTablesAndScans) {
   EXPECT_TRUE(info.huffTables[3].ac);
   ASSERT_EQ(info.scans.size(), 1u);
   EXPECT_EQ(info.scans[0].components.size(), 3u);
+  EXPECT_EQ(info.scans[0].spectralStart, 0);
+  EXPECT_EQ(info.scans[0].spectralEnd, 63);
   const Layout layout(file);
   EXPECT_EQ(info.scans[0].dataOffset, layout.dataBegin);
   EXPECT_EQ(info.scans[0].dataLength, layout.dataEnd - layout.dataBegin);
