@@ -18,8 +18,8 @@ namespace mox::MOX_TARGET {
 // before it rather than to leave the row.
 template <class V, class Body>
 MOX_INLINE int coverWith(int count, const Body& body) {
-  const int last = count - V::kBytes;
-  for (int x = 0;; x = x + V::kBytes < last ? x + V::kBytes : last) {
+  const ptrdiff_t last = count - V::kBytes;
+  for (ptrdiff_t x = 0;; x = x + V::kBytes < last ? x + V::kBytes : last) {
     body.template operator()<V>(x);
     if (x == last) return count;
   }
@@ -153,6 +153,10 @@ MOX_INLINE void storeMerged(uint8_t* p, V a, V b, V c, V d) {
 
 // ---- Colours, for sums of weighted colours in 16 bits that may wrap ----
 
+// Whether loadPixels gives the halves of a vector in the order of the pixels, which packsU16Linear leaves as it is.
+template <class Pixel, class V>
+constexpr bool kOrderedHalves = false;
+
 #if MOX_DOT8
 // Pairs of bytes, one of each a pixel; green is in both, for weights of more than seven bits.
 template <class V>
@@ -222,6 +226,40 @@ MOX_INLINE void loadPixels(const uint8_t* p, Colours<V> (&half)[2]) {
   half[0] = {low64(a, b), high64(a, b)};
   half[1] = {low64(c, d), high64(c, d)};
 }
+
+#if defined(__AVX512VBMI__)
+// As PairOrder, for sixteen pixels that begin `first` bytes into 512 bits.
+template <class Pixel>
+struct PairIndex {
+  uint8_t bytes[64];
+
+  explicit constexpr PairIndex(int first) : bytes() {
+    for (int i = 0; i < 16; i++) {
+      const int pixel = first + Pixel::kSamples * i;
+      bytes[2 * i] = static_cast<uint8_t>(pixel + Pixel::kRed);
+      bytes[2 * i + 32] = static_cast<uint8_t>(pixel + Pixel::kBlue);
+      bytes[2 * i + 1] = bytes[2 * i + 33] = static_cast<uint8_t>(pixel + Pixel::kGreen);
+    }
+  }
+};
+
+// One byte permutation gives all pairs of sixteen pixels; consecutive pixels then stand in each half.
+template <class Pixel>
+constexpr bool kOrderedHalves<Pixel, V512> = true;
+
+template <class Pixel>
+MOX_INLINE void loadPixels(const uint8_t* p, Colours<V512> (&half)[2]) {
+  constexpr int kSixteen = 16 * Pixel::kSamples;
+  static constexpr PairIndex<Pixel> kFirst(0), kLast(64 - kSixteen);
+  const __m512i first = _mm512_loadu_si512(kFirst.bytes), last = _mm512_loadu_si512(kLast.bytes);
+  const __m512i a = _mm512_permutexvar_epi8(first, load<V512>(p).r);
+  const __m512i b = _mm512_permutexvar_epi8(first, load<V512>(p + kSixteen).r);
+  const __m512i c = _mm512_permutexvar_epi8(first, load<V512>(p + 2 * kSixteen).r);
+  const __m512i d = _mm512_permutexvar_epi8(last, load<V512>(p + 4 * kSixteen - 64).r);
+  half[0] = {{_mm512_shuffle_i64x2(a, b, 0x44)}, {_mm512_shuffle_i64x2(a, b, 0xEE)}};
+  half[1] = {{_mm512_shuffle_i64x2(c, d, 0x44)}, {_mm512_shuffle_i64x2(c, d, 0xEE)}};
+}
+#endif
 #else
 template <class V>
 struct Colours {

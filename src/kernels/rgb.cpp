@@ -94,7 +94,7 @@ struct PixelRow {
   void put(int x, Rgb c) const { Pixel::write(pixels + Pixel::kSamples * x, c); }
 #if MOX_VECTOR
   template <class V>
-  MOX_INLINE void store(int x, V red, V green, V blue) const {
+  MOX_INLINE void store(ptrdiff_t x, V red, V green, V blue) const {
     if constexpr (sizeof *pixels == 2) {
       storeWords<Pixel>(pixels + x, red, green, blue);
     } else if constexpr (Pixel::kRed == 0) {
@@ -116,7 +116,7 @@ struct CmykRow {
   }
 #if MOX_VECTOR
   template <class V>
-  MOX_INLINE void store(int x, V cyan, V magenta, V yellow) const {
+  MOX_INLINE void store(ptrdiff_t x, V cyan, V magenta, V yellow) const {
     storeMerged(pixels + CmykPixel::kSamples * x, cyan, magenta, yellow, load<V>(black + x));
   }
 #endif
@@ -132,7 +132,7 @@ struct PlaneRow {
   }
 #if MOX_VECTOR
   template <class V>
-  MOX_INLINE void store(int x, V r, V g, V b) const {
+  MOX_INLINE void store(ptrdiff_t x, V r, V g, V b) const {
     MOX_TARGET::store(red + x, r), MOX_TARGET::store(green + x, g), MOX_TARGET::store(blue + x, b);
   }
 #endif
@@ -143,7 +143,7 @@ struct Complement : Row {
   void put(int x, Rgb c) const { Row::put(x, complement(c)); }
 #if MOX_VECTOR
   template <class V>
-  MOX_INLINE void store(int x, V red, V green, V blue) const {
+  MOX_INLINE void store(ptrdiff_t x, V red, V green, V blue) const {
     const V all = set8<V>(0xFF);
     Row::store(x, bitXor(red, all), bitXor(green, all), bitXor(blue, all));
   }
@@ -155,7 +155,7 @@ void convert(const YccRow& src, const Target& dst, int width) {
   int x = 0;
 #if MOX_VECTOR
   x = cover(
-      groupColumns(width), [&]<class V>(int at) __attribute__((always_inline)) {
+      groupColumns(width), [&]<class V>(ptrdiff_t at) __attribute__((always_inline)) {
         YccHalf<V> half[2];
         halves(load<V>(src.y + at), load<V>(src.cb + at), load<V>(src.cr + at), half);
         dst.store(at, packsU16(half[0].red(), half[1].red()), packsU16(half[0].green(), half[1].green()),

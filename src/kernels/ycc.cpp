@@ -17,7 +17,10 @@ struct PixelRow {
   Rgb at(int x) const { return Pixel::read(pixels + Pixel::kSamples * x); }
 #if MOX_VECTOR
   template <class V>
-  MOX_INLINE void load(int x, Colours<V> (&half)[2]) const {
+  static constexpr bool kOrdered = sizeof(typename Pixel::Sample) == 1 && kOrderedHalves<Pixel, V>;
+
+  template <class V>
+  MOX_INLINE void load(ptrdiff_t x, Colours<V> (&half)[2]) const {
     if constexpr (sizeof *pixels == 1) {
       loadPixels<Pixel>(pixels + Pixel::kSamples * x, half);
     } else {
@@ -33,7 +36,10 @@ struct PlaneRow {
   Rgb at(int x) const { return {red[x], green[x], blue[x]}; }
 #if MOX_VECTOR
   template <class V>
-  MOX_INLINE void load(int x, Colours<V> (&half)[2]) const {
+  static constexpr bool kOrdered = false;
+
+  template <class V>
+  MOX_INLINE void load(ptrdiff_t x, Colours<V> (&half)[2]) const {
     halves(MOX_TARGET::load<V>(red + x), MOX_TARGET::load<V>(green + x), MOX_TARGET::load<V>(blue + x), half);
   }
 #endif
@@ -44,7 +50,7 @@ struct Complement : Row {
   Rgb at(int x) const { return complement(Row::at(x)); }
 #if MOX_VECTOR
   template <class V>
-  MOX_INLINE void load(int x, Colours<V> (&half)[2]) const {
+  MOX_INLINE void load(ptrdiff_t x, Colours<V> (&half)[2]) const {
     Row::load(x, half);
     for (Colours<V>& colours : half) colours = colours.complement();
   }
@@ -115,15 +121,27 @@ MOX_INLINE V chroma(V u, V v) {
 }
 #endif
 
+#if MOX_VECTOR
+// The bytes of both halves in the order of the pixels.
+template <bool Ordered, class V>
+MOX_INLINE V packed(V low, V high) {
+  if constexpr (Ordered) {
+    return packsU16Linear(low, high);
+  } else {
+    return packsU16(low, high);
+  }
+}
+#endif
+
 // Where the results of a row go.
 struct LumaRow {
   Mox8u* y;
 
   void put(int x, const YccMatrix& matrix, Rgb c) const { y[x] = static_cast<Mox8u>(matrix.y.of(c)); }
 #if MOX_VECTOR
-  template <YccMatrix Matrix, class V>
-  MOX_INLINE void store(int x, const Colours<V> (&half)[2]) const {
-    MOX_TARGET::store(y + x, packsU16(luma<Matrix.y>(half[0]), luma<Matrix.y>(half[1])));
+  template <YccMatrix Matrix, bool Ordered, class V>
+  MOX_INLINE void store(ptrdiff_t x, const Colours<V> (&half)[2]) const {
+    MOX_TARGET::store(y + x, packed<Ordered>(luma<Matrix.y>(half[0]), luma<Matrix.y>(half[1])));
   }
 #endif
 };
@@ -138,19 +156,19 @@ struct YccRow {
     cr[x] = static_cast<Mox8u>(matrix.cr.of(c));
   }
 #if MOX_VECTOR
-  template <YccMatrix Matrix, class V>
-  MOX_INLINE void store(int x, const Colours<V> (&half)[2]) const {
+  template <YccMatrix Matrix, bool Ordered, class V>
+  MOX_INLINE void store(ptrdiff_t x, const Colours<V> (&half)[2]) const {
     static_assert(Matrix.cb.blue == 1 << (Matrix.cb.bits - 1) && Matrix.cr.red == 1 << (Matrix.cr.bits - 1));
     constexpr int k = kDifferenceScale;
-    luma.store<Matrix>(x, half);
+    luma.store<Matrix, Ordered>(x, half);
     V blues[2], reds[2];
     for (int i = 0; i < 2; i++) {
       const V red = half[i].template sum<k, -k, 0>(), blue = half[i].template sum<0, -k, k>();
       blues[i] = chroma<Matrix.cb, Matrix.cb.red>(blue, red);
       reds[i] = chroma<Matrix.cr, Matrix.cr.blue>(red, blue);
     }
-    MOX_TARGET::store(cb + x, packsU16(blues[0], blues[1]));
-    MOX_TARGET::store(cr + x, packsU16(reds[0], reds[1]));
+    MOX_TARGET::store(cb + x, packed<Ordered>(blues[0], blues[1]));
+    MOX_TARGET::store(cr + x, packed<Ordered>(reds[0], reds[1]));
   }
 #endif
 };
@@ -160,10 +178,10 @@ void convert(const Source& src, const Target& dst, int width) {
   int x = 0;
 #if MOX_VECTOR
   x = cover(
-      groupColumns(width), [&]<class V>(int at) __attribute__((always_inline)) {
+      groupColumns(width), [&]<class V>(ptrdiff_t at) __attribute__((always_inline)) {
         Colours<V> half[2];
         src.load(at, half);
-        dst.template store<Group>(at, half);
+        dst.template store<Group, Source::template kOrdered<V>>(at, half);
       });
 #endif
   for (; x < groupColumns(width); x++) dst.put(x, Group, src.at(x));
@@ -184,7 +202,7 @@ void black(const Mox8u* src, Mox8u* dst, int width) {
   int x = 0;
 #if MOX_VECTOR
   x = cover(
-      width, [&]<class V>(int at) __attribute__((always_inline)) {
+      width, [&]<class V>(ptrdiff_t at) __attribute__((always_inline)) {
         V k[4];
         for (int i = 0; i < 4; i++) k[i] = shrU32<24>(loadApart<V>(src + kSamples * (at + 4 * i), 16 * kSamples));
         store(dst + at, packsU16(packs32(k[0], k[1]), packs32(k[2], k[3])));
