@@ -49,9 +49,11 @@ MOX_INLINE void separate(const uint8_t* p, V128 (&c)[N]) {
     for (int i = 0; i < 3; i++) c[i] = wrap(v.val[i]);
   } else {
     const uint8x16x4_t v = vld4q_u8(p);
+#pragma GCC unroll 4
     for (int i = 0; i < 4; i++) c[i] = wrap(v.val[i]);
   }
 #else
+#pragma GCC unroll 4
   for (int i = 0; i < N; i++) c[i] = load<V128>(p + 16 * i);
     // A round interleaves the lower with the upper half of all bytes: byte i goes to 2 i modulo 16 N - 1, in four
     // rounds to 16 i; byte N n + k, that is, to 16 k + n.
@@ -144,6 +146,7 @@ MOX_INLINE void storeMerged(uint8_t* p, V a, V b, V c, V d) {
   vst4q_u8(p, uint8x16x4_t{{u8(a), u8(b), u8(c), u8(d)}});
 #else
   const V ab[] = {low8(a, b), high8(a, b)}, cd[] = {low8(c, d), high8(c, d)};
+#pragma GCC unroll 4
   for (int i = 0; i < 2; i++) {
     storeApart(p + 32 * i, 64, low16(ab[i], cd[i]));
     storeApart(p + 32 * i + 16, 64, high16(ab[i], cd[i]));

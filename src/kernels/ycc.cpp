@@ -52,6 +52,7 @@ struct Complement : Row {
   template <class V>
   MOX_INLINE void load(ptrdiff_t x, Colours<V> (&half)[2]) const {
     Row::load(x, half);
+#pragma GCC unroll 2
     for (Colours<V>& colours : half) colours = colours.complement();
   }
 #endif
@@ -162,6 +163,7 @@ struct YccRow {
     constexpr int k = kDifferenceScale;
     luma.store<Matrix, Ordered>(x, half);
     V blues[2], reds[2];
+#pragma GCC unroll 2
     for (int i = 0; i < 2; i++) {
       const V red = half[i].template sum<k, -k, 0>(), blue = half[i].template sum<0, -k, k>();
       blues[i] = chroma<Matrix.cb, Matrix.cb.red>(blue, red);
@@ -204,6 +206,7 @@ void black(const Mox8u* src, Mox8u* dst, int width) {
   x = cover(
       width, [&]<class V>(ptrdiff_t at) __attribute__((always_inline)) {
         V k[4];
+#pragma GCC unroll 4
         for (int i = 0; i < 4; i++) k[i] = shrU32<24>(loadApart<V>(src + kSamples * (at + 4 * i), 16 * kSamples));
         store(dst + at, packsU16(packs32(k[0], k[1]), packs32(k[2], k[3])));
       });
