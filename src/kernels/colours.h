@@ -39,6 +39,15 @@ MOX_INLINE int cover(int count, const Body& body) {
 
 // ---- Interleaved bytes ----
 
+// Asks for the cache lines of `Bytes` bytes a kibibyte ahead. The processor's own prefetching falls behind where one
+// row of pixels feeds everything: measured on RGB to Y and AVX-512, 4 % in the second-level cache and 25 % beyond the
+// caches.
+template <int Bytes>
+MOX_INLINE void prefetchAhead(const uint8_t* p) {
+#pragma GCC unroll 4
+  for (int line = 0; line < Bytes; line += 64) __builtin_prefetch(p + 1024 + line);
+}
+
 // The places in a row of the four interleaved bytes of N vectors, and where they go: separate() gives each of the N
 // samples of 16 pixels its vector, merge() is its inverse.
 template <int N>
@@ -220,6 +229,7 @@ struct PairOrder {
 template <class Pixel, class V>
 MOX_INLINE void loadPixels(const uint8_t* p, Colours<V> (&half)[2]) {
   constexpr int kFour = 4 * Pixel::kSamples, kSixteen = 4 * kFour;
+  prefetchAhead<Pixel::kSamples * V::kBytes>(p);
   static constexpr PairOrder<Pixel> kFirst(0), kLast(16 - kFour);
   const V first = loadSame<V>(kFirst.bytes), last = loadSame<V>(kLast.bytes);
   const V a = shuffle8(loadApart<V>(p, kSixteen), first);
@@ -253,6 +263,7 @@ constexpr bool kOrderedHalves<Pixel, V512> = true;
 template <class Pixel>
 MOX_INLINE void loadPixels(const uint8_t* p, Colours<V512> (&half)[2]) {
   constexpr int kSixteen = 16 * Pixel::kSamples;
+  prefetchAhead<4 * kSixteen>(p);
   static constexpr PairIndex<Pixel> kFirst(0), kLast(64 - kSixteen);
   const __m512i first = _mm512_loadu_si512(kFirst.bytes), last = _mm512_loadu_si512(kLast.bytes);
   const __m512i a = _mm512_permutexvar_epi8(first, load<V512>(p).r);
