@@ -198,19 +198,84 @@ void forwardShifted(const Mox8u* src, ptrdiff_t step, Mox16s* dst, const Mox16u*
 template <class V>
 MOX_INLINE V inverseRow(V x, int row) {
   const auto pairs = [row](int pair) { return load<V>(kInversePairs.at[pair][row]); };
-  const V evens = shuffle32<0xD8>(shuffleEach16<0xD8>(x));  // 0 2 4 6 1 3 5 7
   const V rounding = load<V>(kInverseRoundings.at[row]);
-  const V even = dotAdd16(dotAdd16(rounding, shuffle32<0x00>(evens), pairs(0)), shuffle32<0x55>(evens), pairs(1));
-  const V odd = dotAdd16(dot16(shuffle32<0xAA>(evens), pairs(2)), shuffle32<0xFF>(evens), pairs(3));
-  return reverseHigh16(packs32(shr32<12>(add32(even, odd)), shr32<12>(sub32(even, odd))));
+  const V even = dotAdd16(dotAdd16(rounding, repeatPair16<0>(x), pairs(0)), repeatPair16<4>(x), pairs(1));
+  const V odd = dotAdd16(dot16(repeatPair16<1>(x), pairs(2)), repeatPair16<5>(x), pairs(3));
+  return packs32(shr32<12>(add32(even, odd)), shr32<12>(sub32(even, odd)));
 }
+
+#if defined(__AVX2__)
+
+// Two rows in a vector. Where the pairs are chosen well, the even and the odd half of the butterfly need the same
+// operations: the factors differ instead.
+struct Columns {
+  V256 y01, y23, y45, y67;
+};
+
+MOX_INLINE Columns inverseRows(const Mox16s* src, const Mox16u* steps) {
+  const auto row = [=](int first) { return mulLow16(load<V256>(src + 8 * first), load<V256>(steps + 8 * first)); };
+  return {inverseRow(row(0), 0), inverseRow(row(2), 2), inverseRow(row(4), 4), inverseRow(row(6), 6)};
+}
+
+struct Results {
+  V256 out03, out12, out74, out65;
+};
+
+MOX_INLINE Results inverseColumns(const Columns& c) {
+  using namespace dct;
+  const V256 tan21 = join(set16<V128>(kTan2), set16<V128>(kTan1)), tan3 = join(zero<V128>(), set16<V128>(kTan3Minus1));
+  const V256 y21 = lowThenHigh(c.y23, c.y01), y03 = lowThenHigh(c.y01, c.y23);
+
+  const V256 e2z = adds16(y21, mulHigh16(c.y67, tan21)), e3w = subs16(mulHigh16(y21, tan21), c.y67);
+  const V256 y45 = adds16(c.y45, mulHigh16(c.y45, tan3)), y03t = adds16(y03, mulHigh16(y03, tan3));
+  const V256 a0u = adds16(y03, y45), a1v = lowThenHigh(subs16(y03, y45), subs16(c.y45, y03t));
+
+  const V256 b0P7 = adds16(a0u, e2z), b3 = subs16(a0u, e2z), tm = subs16(e2z, a0u);
+  const V256 b1P3 = adds16(a1v, e3w), b2 = subs16(a1v, e3w), wm = subs16(e3w, a1v);
+  const V256 pq = bothHigh(adds16(tm, wm), subs16(tm, wm));
+  const V256 odd12 = adds16(pq, mulHigh16(pq, set16<V256>(kCos4Minus1))), odd03 = bothHigh(b0P7, b1P3);
+  const V256 even03 = bothLow(b0P7, b3), even12 = bothLow(b1P3, b2);
+  return {shr16<5>(adds16(even03, odd03)), shr16<5>(adds16(even12, odd12)), shr16<5>(subs16(even03, odd03)),
+          shr16<5>(subs16(even12, odd12))};
+}
+
+void inverse(const Mox16s* src, Mox16s* dst, const Mox16u* steps) {
+  const Results r = inverseColumns(inverseRows(src, steps));
+  const auto put = [dst](V256 rows, int low, int high) {
+    const V256 ordered = reverseHigh16(rows);
+    store(dst + 8 * low, lowHalf(ordered));
+    store(dst + 8 * high, highHalf(ordered));
+  };
+  put(r.out03, 0, 3);
+  put(r.out12, 1, 2);
+  put(r.out74, 7, 4);
+  put(r.out65, 6, 5);
+}
+
+void inverseShifted(const Mox16s* src, Mox8u* dst, ptrdiff_t step, const Mox16u* steps) {
+  const Results r = inverseColumns(inverseRows(src, steps));
+  const __m256i rev = _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 2, 3, 7, 6, 5, 4, 8, 9, 10, 11, 15, 14, 13, 12));
+  const V256 out01 = shuffle8(bitXor(packs16(r.out03, r.out12), set8<V256>(128)), {rev});
+  const V256 out76 = shuffle8(bitXor(packs16(r.out74, r.out65), set8<V256>(128)), {rev});
+  // From the first row to the last: where rows overlap, the later one wins.
+  const V128 out32 = highHalf(out01), out45 = highHalf(out76);
+  storeLow8(dst, lowHalf(out01));
+  storeHigh8(dst + step, lowHalf(out01));
+  storeHigh8(dst + 2 * step, out32);
+  storeLow8(dst + 3 * step, out32);
+  storeLow8(dst + 4 * step, out45);
+  storeHigh8(dst + 5 * step, out45);
+  storeHigh8(dst + 6 * step, lowHalf(out76));
+  storeLow8(dst + 7 * step, lowHalf(out76));
+}
+
+#else
 
 MOX_INLINE void inverseRows(const Mox16s* src, const Mox16u* steps, V128* y) {
 #pragma GCC unroll 8
-  for (int i = 0; i < kVectors; i++) {
-    const int row = i * kRowsEach;
-    const VMax x = mulLow16(load<VMax>(src + 8 * row), load<VMax>(steps + 8 * row));
-    disassemble(inverseRow(x, row), y + row);
+  for (int row = 0; row < 8; row++) {
+    const V128 x = mulLow16(load<V128>(src + 8 * row), load<V128>(steps + 8 * row));
+    y[row] = inverseRow(x, row);
   }
 }
 
@@ -241,7 +306,7 @@ void inverse(const Mox16s* src, Mox16s* dst, const Mox16u* steps) {
   inverseRows(src, steps, y);
   inverseColumns(y);
 #pragma GCC unroll 8
-  for (int row = 0; row < 8; row++) store(dst + 8 * row, y[row]);
+  for (int row = 0; row < 8; row++) store(dst + 8 * row, reverseHigh16(y[row]));
 }
 
 // After the last shift values are within -1024 and 1023, so that the wrapping addition of 128 cannot wrap, and a
@@ -252,11 +317,13 @@ void inverseShifted(const Mox16s* src, Mox8u* dst, ptrdiff_t step, const Mox16u*
   inverseColumns(y);
 #pragma GCC unroll 4
   for (int row = 0; row < 8; row += 2) {
-    const V128 samples = bitXor(packs16(y[row], y[row + 1]), set8<V128>(128));
+    const V128 samples = bitXor(packs16(reverseHigh16(y[row]), reverseHigh16(y[row + 1])), set8<V128>(128));
     storeLow8(dst + row * step, samples);
     storeHigh8(dst + (row + 1) * step, samples);
   }
 }
+
+#endif
 
 }  // namespace
 

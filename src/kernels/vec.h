@@ -178,6 +178,11 @@ MOX_INLINE V128 shuffleEach16(V128 a) {
   constexpr short w = Order & 3, x = Order >> 2 & 3, y = Order >> 4 & 3, z = Order >> 6 & 3;
   return wrap(__builtin_shuffle(a.r, int16x8_t{w, x, y, z, w + 4, x + 4, y + 4, z + 4}));
 }
+template <int First>
+MOX_INLINE V128 repeatPair16(V128 a) {
+  constexpr short x = First, y = First + 2;
+  return wrap(__builtin_shuffle(a.r, int16x8_t{x, y, x, y, x, y, x, y}));
+}
 MOX_INLINE void storeHigh8(void* p, V128 a) { vst1_u8(static_cast<uint8_t*>(p), vget_high_u8(u8(a))); }
 template <class V = VMax>
 MOX_INLINE V loadApart(const void* p, ptrdiff_t) {
@@ -435,6 +440,21 @@ MOX_INLINE V128 reverse16(V128 a) {
 #endif
 }
 MOX_INLINE V128 reverseHigh16(V128 a) { return {_mm_shufflehi_epi16(a.r, _MM_SHUFFLE(0, 1, 2, 3))}; }
+// The 16-bit lanes First and First + 2 of each 128-bit block, by turns; First is 0, 1, 4 or 5.
+#if defined(__SSSE3__)
+template <int First>
+MOX_INLINE __m128i pairOrder() {
+  return _mm_set1_epi32((2 * First) * 0x0101 + 0x0100 + (2 * First + 4) * 0x01010000 + 0x01000000);
+}
+#endif
+template <int First>
+MOX_INLINE V128 repeatPair16(V128 a) {
+#if defined(__SSSE3__)
+  return {_mm_shuffle_epi8(a.r, pairOrder<First>())};
+#else
+  return shuffle32<(First % 4 + First / 4 * 2) * 0x55>(shuffleEach16<_MM_SHUFFLE(3, 1, 2, 0)>(a));
+#endif
+}
 MOX_INLINE void storeHigh8(void* p, V128 a) {
   _mm_storeh_pd(static_cast<double*>(p), _mm_castsi128_pd(a.r));
 }
@@ -599,6 +619,14 @@ MOX_INLINE V256 reverse16(V256 a) {
   const __m128i order = _mm_setr_epi8(6, 7, 4, 5, 2, 3, 0, 1, 14, 15, 12, 13, 10, 11, 8, 9);
   return {_mm256_shuffle_epi8(a.r, _mm256_broadcastsi128_si256(order))};
 }
+template <int First>
+MOX_INLINE V256 repeatPair16(V256 a) {
+  return {_mm256_shuffle_epi8(a.r, _mm256_broadcastsi128_si256(pairOrder<First>()))};
+}
+// The 128-bit halves: that of a below that of b.
+MOX_INLINE V256 lowThenHigh(V256 a, V256 b) { return {_mm256_blend_epi32(a.r, b.r, 0xF0)}; }
+MOX_INLINE V256 bothLow(V256 a, V256 b) { return join(lowHalf(a), lowHalf(b)); }
+MOX_INLINE V256 bothHigh(V256 a, V256 b) { return {_mm256_permute2x128_si256(a.r, b.r, 0x31)}; }
 MOX_INLINE V256 reverseHigh16(V256 a) { return {_mm256_shufflehi_epi16(a.r, _MM_SHUFFLE(0, 1, 2, 3))}; }
 #endif
 
@@ -750,6 +778,10 @@ MOX_INLINE V512 highHalves32(V512 a, V512 b) {
 MOX_INLINE V512 reverse16(V512 a) {
   const __m128i order = _mm_setr_epi8(6, 7, 4, 5, 2, 3, 0, 1, 14, 15, 12, 13, 10, 11, 8, 9);
   return {_mm512_shuffle_epi8(a.r, _mm512_broadcast_i32x4(order))};
+}
+template <int First>
+MOX_INLINE V512 repeatPair16(V512 a) {
+  return {_mm512_shuffle_epi8(a.r, _mm512_broadcast_i32x4(pairOrder<First>()))};
 }
 MOX_INLINE V512 reverseHigh16(V512 a) { return {_mm512_shufflehi_epi16(a.r, _MM_SHUFFLE(0, 1, 2, 3))}; }
 // Comparisons of 512 bits give bit masks.
