@@ -166,17 +166,17 @@ MOX_INLINE void storeBlocks(void* p, V128 low, V128 high) {
   store(p, low);
   store(static_cast<uint8_t*>(p) + 16, high);
 }
+template <int Bits>
+MOX_INLINE V128 roundShr16(V128 a) {
+  return wrap(vrshrq_n_s16(a.r, Bits));
+}
+MOX_INLINE bool allZero(V128 a) { return vmaxvq_u32(u32(a)) == 0; }
 MOX_INLINE V128 keep(V128 mask, V128 a) { return bitAnd(mask, a); }
 MOX_INLINE V128 negative16(V128 a) { return shr16<15>(a); }
 MOX_INLINE V128 highHalves32(V128 a, V128 b) { return wrap(vtrn2q_s16(a.r, b.r)); }
 MOX_INLINE V128 reverse16(V128 a) { return wrap(vrev64q_s16(a.r)); }
 MOX_INLINE V128 reverseHigh16(V128 a) {
   return wrap(vcombine_s16(vget_low_s16(a.r), vrev64_s16(vget_high_s16(a.r))));
-}
-template <int Order>
-MOX_INLINE V128 shuffleEach16(V128 a) {
-  constexpr short w = Order & 3, x = Order >> 2 & 3, y = Order >> 4 & 3, z = Order >> 6 & 3;
-  return wrap(__builtin_shuffle(a.r, int16x8_t{w, x, y, z, w + 4, x + 4, y + 4, z + 4}));
 }
 template <int First>
 MOX_INLINE V128 repeatPair16(V128 a) {
@@ -414,6 +414,22 @@ MOX_INLINE void storeBlocks(void* p, V128 low, V128 high) {
   store(p, low);
   store(static_cast<uint8_t*>(p) + 16, high);
 }
+// a / 2^Bits, halves upwards; a + 2^(Bits - 1) must not leave 16 bits.
+template <int Bits, class V>
+MOX_INLINE V roundShr16(V a) {
+#if defined(__SSSE3__)
+  return mulRound16(a, set16<V>(1 << (15 - Bits)));
+#else
+  return shr16<Bits>(add16(a, set16<V>(1 << (Bits - 1))));
+#endif
+}
+MOX_INLINE bool allZero(V128 a) {
+#if defined(__SSE4_1__)
+  return _mm_testz_si128(a.r, a.r);
+#else
+  return _mm_movemask_epi8(_mm_cmpeq_epi8(a.r, _mm_setzero_si128())) == 0xFFFF;
+#endif
+}
 // a where the mask is all ones, else 0.
 MOX_INLINE V128 keep(V128 mask, V128 a) { return bitAnd(mask, a); }
 // The mask of the lanes below 0.
@@ -440,21 +456,36 @@ MOX_INLINE V128 reverse16(V128 a) {
 #endif
 }
 MOX_INLINE V128 reverseHigh16(V128 a) { return {_mm_shufflehi_epi16(a.r, _MM_SHUFFLE(0, 1, 2, 3))}; }
-// The 16-bit lanes First and First + 2 of each 128-bit block, by turns; First is 0, 1, 4 or 5.
-#if defined(__SSSE3__)
-template <int First>
-MOX_INLINE __m128i pairOrder() {
-  return _mm_set1_epi32((2 * First) * 0x0101 + 0x0100 + (2 * First + 4) * 0x01010000 + 0x01000000);
+// A constant that stays in memory. In a function too short to build its constants ahead of a loop, those that the
+// compiler makes out of general registers cost two or three instructions each, on the port of the shuffles.
+template <class V>
+MOX_INLINE V fixed(const void* p) {
+  asm("" : "+r"(p));
+  return load<V>(p);
 }
-#endif
-template <int First>
-MOX_INLINE V128 repeatPair16(V128 a) {
+// The 16-bit lanes First and First + 2 of each 128-bit block by turns; First is 0, 1, 4 or 5.
 #if defined(__SSSE3__)
-  return {_mm_shuffle_epi8(a.r, pairOrder<First>())};
+struct BlockOrder {
+  alignas(64) uint8_t at[64];
+};
+template <int First>
+constexpr BlockOrder pairOrder() {
+  BlockOrder order{};
+  for (int i = 0; i < 64; i++) order.at[i] = static_cast<uint8_t>(2 * First + i / 2 % 2 * 4 + i % 2);
+  return order;
+}
+template <int First>
+inline constexpr BlockOrder kPairOrder = pairOrder<First>();
+template <int First, class V>
+MOX_INLINE V repeatPair16(V a) {
+  return shuffle8(a, fixed<V>(kPairOrder<First>.at));
+}
 #else
+template <int First, class V>
+MOX_INLINE V repeatPair16(V a) {
   return shuffle32<(First % 4 + First / 4 * 2) * 0x55>(shuffleEach16<_MM_SHUFFLE(3, 1, 2, 0)>(a));
-#endif
 }
+#endif
 MOX_INLINE void storeHigh8(void* p, V128 a) {
   _mm_storeh_pd(static_cast<double*>(p), _mm_castsi128_pd(a.r));
 }
@@ -607,10 +638,6 @@ MOX_INLINE V256 permute64Linear(V256 a) {
 }
 MOX_INLINE V256 packsU16Linear(V256 a, V256 b) { return permute64Linear<_MM_SHUFFLE(3, 1, 2, 0)>(packsU16(a, b)); }
 MOX_INLINE void store16As8(uint8_t* p, V256 a) { store(p, lowHalf(packsU16Linear(a, a))); }
-template <int Order>
-MOX_INLINE V256 shuffleEach16(V256 a) {
-  return {_mm256_shufflehi_epi16(_mm256_shufflelo_epi16(a.r, Order), Order)};
-}
 MOX_INLINE V256 mulRound16(V256 a, V256 b) { return {_mm256_mulhrs_epi16(a.r, b.r)}; }
 MOX_INLINE V256 keep(V256 mask, V256 a) { return bitAnd(mask, a); }
 MOX_INLINE V256 negative16(V256 a) { return shr16<15>(a); }
@@ -618,10 +645,6 @@ MOX_INLINE V256 highHalves32(V256 a, V256 b) { return {_mm256_blend_epi16(shrU32
 MOX_INLINE V256 reverse16(V256 a) {
   const __m128i order = _mm_setr_epi8(6, 7, 4, 5, 2, 3, 0, 1, 14, 15, 12, 13, 10, 11, 8, 9);
   return {_mm256_shuffle_epi8(a.r, _mm256_broadcastsi128_si256(order))};
-}
-template <int First>
-MOX_INLINE V256 repeatPair16(V256 a) {
-  return {_mm256_shuffle_epi8(a.r, _mm256_broadcastsi128_si256(pairOrder<First>()))};
 }
 // The 128-bit halves: that of a below that of b.
 MOX_INLINE V256 lowThenHigh(V256 a, V256 b) { return {_mm256_blend_epi32(a.r, b.r, 0xF0)}; }
@@ -767,10 +790,6 @@ MOX_INLINE void store16As8(uint8_t* p, V512 a) {
   const __m512i positive = _mm512_max_epi16(a.r, _mm512_setzero_si512());
   _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm512_cvtusepi16_epi8(positive));
 }
-template <int Order>
-MOX_INLINE V512 shuffleEach16(V512 a) {
-  return {_mm512_shufflehi_epi16(_mm512_shufflelo_epi16(a.r, Order), Order)};
-}
 MOX_INLINE V512 mulRound16(V512 a, V512 b) { return {_mm512_mulhrs_epi16(a.r, b.r)}; }
 MOX_INLINE V512 highHalves32(V512 a, V512 b) {
   return {_mm512_mask_blend_epi16(0xAAAAAAAA, shrU32<16>(a).r, b.r)};
@@ -778,10 +797,6 @@ MOX_INLINE V512 highHalves32(V512 a, V512 b) {
 MOX_INLINE V512 reverse16(V512 a) {
   const __m128i order = _mm_setr_epi8(6, 7, 4, 5, 2, 3, 0, 1, 14, 15, 12, 13, 10, 11, 8, 9);
   return {_mm512_shuffle_epi8(a.r, _mm512_broadcast_i32x4(order))};
-}
-template <int First>
-MOX_INLINE V512 repeatPair16(V512 a) {
-  return {_mm512_shuffle_epi8(a.r, _mm512_broadcast_i32x4(pairOrder<First>()))};
 }
 MOX_INLINE V512 reverseHigh16(V512 a) { return {_mm512_shufflehi_epi16(a.r, _MM_SHUFFLE(0, 1, 2, 3))}; }
 // Comparisons of 512 bits give bit masks.
