@@ -287,6 +287,43 @@ TEST(DctShifted, touchesOnlyTheRegion) {
   });
 }
 
+// Row steps below 8: the rows overlap, and where they do the later one wins.
+TEST(DctShifted, overlappingRowsAreWrittenFromTheFirstToTheLast) {
+  forEachTarget([](const mox::Target& target) {
+    Random numbers(9);
+    const Block levels = random(numbers, -300, 300);
+    const Samples whole = inverseToSamples(levels);
+    for (int step = 1; step < 8; step++) {
+      std::vector<Mox8u> expected(7 * step + 8), region(expected.size());
+      for (int i = 0; i < 64; i++) expected[i / 8 * step + i % 8] = whole[i];
+      ASSERT_EQ(moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(levels.data(), region.data(), step, kStepsOf1.data()),
+                moxStatusOk);
+      EXPECT_EQ(region, expected) << target.name << ", step " << step;
+
+      Samples samples;
+      for (int i = 0; i < 64; i++) samples[i] = region[i / 8 * step + i % 8];
+      Block coefficients;
+      ASSERT_EQ(moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(region.data(), step, coefficients.data(), kReciprocalsOf1.data()),
+                moxStatusOk);
+      EXPECT_EQ(coefficients, forward(samples)) << target.name << ", step " << step;
+    }
+  });
+}
+
+// Each coefficient alone, so that all other rows and columns are zero.
+TEST(Dct, inverseOfEverySingleCoefficient) {
+  forEachTarget([](const mox::Target& target) {
+    for (int position = 0; position < 64; position++) {
+      for (const int value : {1, -1, 5, -5, 100, -100, 1023, -1024, 32767, -32768}) {
+        Block levels{}, expected;
+        levels[position] = static_cast<Mox16s>(value);
+        mox::definition::inverseDct(levels.data(), expected.data());
+        ASSERT_EQ(inverse(levels), expected) << target.name << ", position " << position << ", value " << value;
+      }
+    }
+  });
+}
+
 TEST(Dct, rowSumsWrapIn32Bits) {
   // All column outputs of row 1 at 32767: the sum of four products by 22725 leaves 32 bits.
   const Mox16s ends[8] = {32767, 32767, 32767, 32767, 0, 0, 0, 0};

@@ -24,20 +24,24 @@ void inPlace(const mox::Kernels& k, Feed& f, int n) {
   for (int i = 0; i < n; i++) (k.dct->*Kernel)(block + 64 * i, block + 64 * i, table);
 }
 
-// Regions of one block, with every row step from 1: below 8 the rows overlap and the later ones win.
-void forwardShifted(const mox::Kernels& k, Feed& f, int step) {
-  const Mox8u* const src = f.in<Mox8u>(7 * step + 8);
-  Mox16s* const dst = f.out<Mox16s>(64);
-  k.dct->forwardShifted(src, step, dst, f.in<Mox16u>(64));
+// A row of blocks in a region whose rows lie some odd bytes further apart.
+void forwardShifted(const mox::Kernels& k, Feed& f, int n) {
+  const int step = 8 * n + n % 7;
+  const Mox8u* const src = f.in<Mox8u>(7 * step + 8 * n);
+  Mox16s* const dst = f.out<Mox16s>(64 * n);
+  const Mox16u* const table = f.in<Mox16u>(64);
+  for (int i = 0; i < n; i++) k.dct->forwardShifted(src + 8 * i, step, dst + 64 * i, table);
 }
 
-void inverseShifted(const mox::Kernels& k, Feed& f, int step) {
-  const Mox16s* const src = f.in<Mox16s>(64);
-  Mox8u* const dst = f.out<Mox8u>(7 * step + 8);
-  k.dct->inverseShifted(src, dst, step, f.in<Mox16u>(64));
+void inverseShifted(const mox::Kernels& k, Feed& f, int n) {
+  const int step = 8 * n + n % 7;
+  const Mox16s* const src = f.in<Mox16s>(64 * n);
+  Mox8u* const dst = f.out<Mox8u>(7 * step + 8 * n);
+  const Mox16u* const table = f.in<Mox16u>(64);
+  for (int i = 0; i < n; i++) k.dct->inverseShifted(src + 64 * i, dst + 8 * i, step, table);
 }
 
-// Rows of blocks as a codec meets them.
+// The same with blocks as a codec meets them.
 void forwardPicture(const mox::Kernels& k, Feed& f, int n) {
   const int step = 8 * n;
   const Mox8u* const src = f.in<Mox8u>(8 * step, [=](Random& random, Mox8u* samples) {
@@ -63,8 +67,8 @@ const AddKernelCases cases{
     {"dct.inverse", "blocks", 0, 65, 64, blocks<kInverse>},
     {"dct.forwardInPlace", "blocks", 0, 65, 64, inPlace<kForward>},
     {"dct.inverseInPlace", "blocks", 0, 65, 64, inPlace<kInverse>},
-    {"dct.forwardShifted", "bytes a row", 1, 200, 8, forwardShifted},
-    {"dct.inverseShifted", "bytes a row", 1, 200, 8, inverseShifted},
+    {"dct.forwardShifted", "blocks", 1, 65, 64, forwardShifted},
+    {"dct.inverseShifted", "blocks", 1, 65, 64, inverseShifted},
     {"dct.forwardPicture", "blocks", 1, 65, 64, forwardPicture},
     {"dct.inversePicture", "blocks", 1, 65, 64, inversePicture},
 };
