@@ -48,7 +48,7 @@ def prepare():
     with log.open("w") as output:
         try:
             run("cmake", "--preset", "release", "-B", BUILD, "-DMOXJ_BUILD_TESTS=OFF", cwd=ROOT, stdout=output, stderr=output)
-            run("cmake", "--build", BUILD, "-j", os.cpu_count(), stdout=output, stderr=output)
+            run("cmake", "--build", BUILD, "-j", os.cpu_count(), "--target", "moxj", stdout=output, stderr=output)
         except subprocess.CalledProcessError:
             sys.exit(log.read_text()[-3000:] + f"\nThe build failed; the whole log is {log}")
     for directory in (PHOTOS, WORK):
