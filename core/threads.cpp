@@ -9,7 +9,7 @@
 
 extern "C" {
 
-int32_t threads_omp_of_n_mox = 1;
+int32_t threads_omp_of_n_mox = 0;  // not yet set
 
 void moxSetNumThreads(int32_t count) { threads_omp_of_n_mox = count < 1 ? 1 : count; }
 
@@ -29,7 +29,9 @@ bool wholeNumber(const char* text, int32_t& value) {
   return true;
 }
 
+// A program that defines the variable itself has chosen already: its definition is the one that every library sees.
 __attribute__((constructor)) void setDefault() {
+  if (threads_omp_of_n_mox != 0) return;
   int32_t count = 0;
   const char* const wanted = std::getenv("MOX_NUM_THREADS");
   moxSetNumThreads(wanted && wholeNumber(wanted, count) ? count : omp_get_num_procs());

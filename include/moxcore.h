@@ -30,6 +30,8 @@ extern "C" {
  * environment variable MOX_NUM_THREADS where that holds a whole number (below 1: 1; above 2147483647:
  * 2147483647; anything that is not a whole number is ignored).
  *
+ * A program that defines the variable itself, with a value other than 0, keeps that value.
+ *
  * Results never depend on it. It is one word without a lock: set it before, not during, calls from other threads.
  */
 extern MOXCORE_API int32_t threads_omp_of_n_mox;
