@@ -120,23 +120,5 @@ TEST(Shift, anyNumberOfThreadsGivesTheSame) {
   anyNumberOfThreadsGivesTheSame<Mox16s, Mox8u, moxiAdd128_JPEG_16s8u_C1R>();
 }
 
-// Elements may lie at any address: rows of an odd number of bytes.
-TEST(Shift, rowsOfOddSteps) {
-  std::vector<Mox8u> bytes(2 * 37 * 2 + 3), samples(2 * 37);
-  for (int i = 0; i < 74; i++) samples[i] = static_cast<Mox8u>(3 * i);
-  Mox16s* const odd = reinterpret_cast<Mox16s*>(bytes.data() + 1);
-  forEachTarget([&](const mox::Target& target) {
-    ASSERT_EQ(moxiSub128_JPEG_8u16s_C1R(samples.data(), 37, odd, 75, {37, 2}), moxStatusOk);
-    for (int i = 0; i < 74; i++) {
-      Mox16s value;
-      std::memcpy(&value, bytes.data() + 1 + i / 37 * 75 + i % 37 * 2, sizeof value);
-      ASSERT_EQ(value, samples[i] - 128) << target.name << ' ' << i;
-    }
-    std::vector<Mox8u> back(samples.size());
-    ASSERT_EQ(moxiAdd128_JPEG_16s8u_C1R(odd, 75, back.data(), 37, {37, 2}), moxStatusOk);
-    ASSERT_EQ(back, samples) << target.name;
-  });
-}
-
 }  // namespace
 }  // namespace test
