@@ -40,8 +40,11 @@ class CommandLine(ToolTest):
             self.expect(USAGE, *arguments, error="moxj: %s\n" % cause)
         for arguments in (("-x",), ("encode",), ("encode", "a", "--wrong"), ("encode", "a", "b.jpg", "--quality"), ("compare", "a"),
                           ("compare", "a", "b", "c"), ("info",), ("info", "a", "b"), ("decode", "a", "b.png", "--quality", "9"),
-                          ("encode", "a", "b.jpg", "--quiet=maybe"), ("encode", "a", "b.jpg", "--qual", "9"), ("info", "a", "--quiet")):
+                          ("encode", "a", "b.jpg", "--quiet=maybe"), ("encode", "a", "b.jpg", "--qu", "9"), ("info", "a", "--quiet")):
             self.expect(USAGE, *arguments, error=re.compile(r"\Amoxj: [^\n]+\(see moxj [^\n]*--help\)\n\Z"))
+
+    def test_options_may_be_shortened_where_that_is_clear(self):
+        self.expect(USAGE, "encode", "a", "b.jpg", "--qual", "101", error=re.compile(r"--quality: '101' is no number"))
 
     def test_values_out_of_range(self):
         for option, values in {"--quality": ["0", "101", "-1", "x", "", "7x", "75.0", "99999999999"],
