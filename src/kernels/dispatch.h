@@ -36,6 +36,8 @@ inline const RctKernels& rct() { return *active->rct; }
 inline const RgbKernels& rgb() { return *active->rgb; }
 inline const SampleKernels& sample() { return *active->sample; }
 inline const ShiftKernels& shift() { return *active->shift; }
+inline const Tier1DecodeKernels& tier1Decode() { return *active->tier1Decode; }
+inline const Tier1EncodeKernels& tier1Encode() { return *active->tier1Encode; }
 inline const YccKernels& ycc() { return *active->ycc; }
 
 }  // namespace kernels

@@ -15,6 +15,8 @@ struct RctKernels;
 struct RgbKernels;
 struct SampleKernels;
 struct ShiftKernels;
+struct Tier1DecodeKernels;
+struct Tier1EncodeKernels;
 struct YccKernels;
 
 struct Kernels {
@@ -26,6 +28,8 @@ struct Kernels {
   const RgbKernels* rgb;
   const SampleKernels* sample;
   const ShiftKernels* shift;
+  const Tier1DecodeKernels* tier1Decode;
+  const Tier1EncodeKernels* tier1Encode;
   const YccKernels* ycc;
 };
 

@@ -8,6 +8,8 @@
 #include "kernels/rgb.h"
 #include "kernels/sample.h"
 #include "kernels/shift.h"
+#include "kernels/t1dec.h"
+#include "kernels/t1enc.h"
 #include "kernels/ycc.h"
 
 #define MOX_PASTE(a, b) a##b
@@ -24,6 +26,8 @@ const mox::Kernels MOX_TABLE_NAME(MOX_TARGET) = {
     .rgb = &mox::MOX_TARGET::rgbKernels,
     .sample = &mox::MOX_TARGET::sampleKernels,
     .shift = &mox::MOX_TARGET::shiftKernels,
+    .tier1Decode = &mox::MOX_TARGET::tier1DecodeKernels,
+    .tier1Encode = &mox::MOX_TARGET::tier1EncodeKernels,
     .ycc = &mox::MOX_TARGET::yccKernels,
 };
 }

@@ -3,12 +3,13 @@
 
 namespace test {
 
-// While an object of this kind lives, malloc gives nothing to the library.
+// While an object of this kind lives, malloc gives nothing to the library, or nothing after so many successes.
 class FailingMalloc {
  public:
-  FailingMalloc() { active = true; }
+  explicit FailingMalloc(int after = 0) { active = true, successes = after; }
   ~FailingMalloc() { active = false; }
   static bool active;
+  static int successes;
 };
 
 }  // namespace test

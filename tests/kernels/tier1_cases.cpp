@@ -1,0 +1,140 @@
+#include <algorithm>
+#include <vector>
+
+#include "kernels/t1dec.h"
+#include "kernels/t1enc.h"
+#include "support/kernel_case.h"
+
+namespace test {
+namespace {
+
+using namespace mox;
+using namespace mox::tier1;
+
+constexpr int kHeight = 11;  // two whole stripes and a part of one
+constexpr int kStripes = 3;
+
+// Sign-magnitude coefficients with some significant bit-planes, most of them small.
+void coefficients(Random& random, uint32_t* values, size_t count) {
+  for (size_t i = 0; i < count; i++)
+    values[i] = (random.any<uint32_t>() & 0x3FF) >> random.below(12) | (random.any<uint32_t>() & 0x80000000);
+}
+
+// The passes of bit-planes 9 to 4 of a block of n x kHeight coefficients. `scan` calls the pass that is to be run.
+void scan(const Tier1EncodeKernels& kernels, Feed& f, int n, int band, bool raw, bool causal) {
+  const size_t count = static_cast<size_t>(n) * 4 * kStripes;
+  const uint32_t* const columns = f.in<uint32_t>(count, [&](Random& random, uint32_t* values) {
+    coefficients(random, values, count);
+    for (int x = 0; x < n; x++) values[count - 4 * n + 4 * x + 3] = 0;  // below the last row
+  });
+  const size_t words = (static_cast<size_t>(n) + 2) * kStripes;
+  uint64_t* const flags = f.out<uint64_t>(words);
+  uint8_t* const symbols = f.out<uint8_t>(count * 10 + kSymbolSlack);
+  uint32_t* const distortions = f.out<uint32_t>(18);
+  size_t* const counts = f.out<size_t>(18);
+  if (f.replaying()) std::fill(flags, flags + words, 0);
+  std::fill(flags, flags + words, 0);
+  ScanPass pass{flags + 1,
+                columns,
+                n,
+                kHeight,
+                0,
+                &kSignificanceZero[band],
+                &kSignificanceGain[causal],
+                &kRefinementGain[causal],
+                symbols,
+                0};
+  int i = 0;
+  const auto run = [&](void (*kernel)(ScanPass&)) {
+    uint8_t* const first = pass.symbols;
+    kernel(pass);
+    distortions[i] = pass.distortion;
+    counts[i++] = pass.symbols - first;
+  };
+  for (pass.plane = 9; pass.plane >= 4; pass.plane--) {
+    run(kernels.significance[raw][causal]);
+    run(kernels.refinement);
+    run(kernels.cleanup[causal]);
+  }
+  // What lies behind the last symbol may be anything.
+  std::fill(pass.symbols, pass.symbols + kSymbolSlack, 0);
+}
+
+void decodePasses(const Tier1DecodeKernels& kernels, Feed& f, int n, int band, bool raw, bool causal) {
+  const size_t words = (static_cast<size_t>(n) + 2) * kStripes;
+  uint64_t* const flags = f.out<uint64_t>(words);
+  Mox32s* const dst = f.out<Mox32s>(static_cast<size_t>(n) * kHeight);
+  const int length = n * 5;
+  const uint8_t* const bytes = f.in<uint8_t>(length);
+  uint64_t* const registers = f.out<uint64_t>(mq::kContexts + 4);
+  std::fill(flags, flags + words, 0);
+  DecodePass pass{};
+  pass.flags = flags + 1;
+  pass.dst = dst;
+  pass.dstStep = 4 * n;
+  pass.width = n;
+  pass.height = kHeight;
+  pass.significanceZero = &kSignificanceZero[band];
+  pass.mq.contexts.reset();
+  mq::start(pass.mq, bytes, length);
+  mq::start(pass.raw, bytes, length);
+  for (int plane = 9; plane >= 4; plane--) {
+    pass.one = 1u << plane;
+    pass.half = pass.one / 2;
+    pass.kept = ~(2 * pass.one - 1);
+    kernels.significance[raw][causal](pass);
+    kernels.refinement[raw](pass);
+    kernels.cleanup[causal](pass);
+  }
+  std::copy(pass.mq.contexts.word, pass.mq.contexts.word + mq::kContexts, registers);
+  registers[mq::kContexts] = pass.mq.a;
+  registers[mq::kContexts + 1] = pass.mq.c;
+  registers[mq::kContexts + 2] = pass.mq.read - pass.mq.ahead;
+  registers[mq::kContexts + 3] = static_cast<uint64_t>(pass.raw.at - bytes);
+}
+
+const AddKernelCases cases{
+    {"tier1Encode.arrange", "columns", 1, 80, 64,
+     [](const Kernels& k, Feed& f, int n) {
+       const int height = 1 + n % 9;
+       const Mox32s* const src = f.in<Mox32s>(static_cast<size_t>(n) * height);
+       uint32_t* const columns = f.out<uint32_t>(static_cast<size_t>(n) * 4 * stripesOf(height));
+       *f.out<uint32_t>(1) = k.tier1Encode->arrange(src, 4 * n, n, height, columns);
+     }},
+    {"tier1Encode.passes", "columns", 1, 40, 64,
+     [](const Kernels& k, Feed& f, int n) { scan(*k.tier1Encode, f, n, kBandLow, false, false); }},
+    {"tier1Encode.passesCausal", "columns", 1, 40, 64,
+     [](const Kernels& k, Feed& f, int n) { scan(*k.tier1Encode, f, n, kBandHL, false, true); }},
+    {"tier1Encode.passesRaw", "columns", 1, 40, 64,
+     [](const Kernels& k, Feed& f, int n) { scan(*k.tier1Encode, f, n, kBandHH, true, false); }},
+    {"tier1Encode.passesRawCausal", "columns", 1, 40, 64,
+     [](const Kernels& k, Feed& f, int n) { scan(*k.tier1Encode, f, n, kBandLow, true, true); }},
+    {"tier1Encode.code", "decisions", 0, 300, 4096,
+     [](const Kernels& k, Feed& f, int n) {
+       const uint8_t* const symbols = f.in<uint8_t>(n, [n](Random& random, uint8_t* values) {
+         for (int i = 0; i < n; i++) values[i] = symbol(random.below(mq::kContexts), random.oneIn(3));
+       });
+       uint8_t* const out = f.out<uint8_t>(static_cast<size_t>(n) * 15 / 7 + 8);
+       uint64_t* const registers = f.out<uint64_t>(mq::kContexts + 4);
+       MqEncoder coder;
+       coder.contexts.reset();
+       mq::start(coder, out + 1);
+       k.tier1Encode->code(coder, symbols, symbols + n);
+       std::copy(coder.contexts.word, coder.contexts.word + mq::kContexts, registers);
+       registers[mq::kContexts] = coder.a;
+       registers[mq::kContexts + 1] = coder.c;
+       registers[mq::kContexts + 2] = coder.ct;
+       registers[mq::kContexts + 3] = static_cast<uint64_t>(coder.out - out);
+     }},
+    {"tier1Decode.passes", "columns", 1, 40, 64,
+     [](const Kernels& k, Feed& f, int n) { decodePasses(*k.tier1Decode, f, n, kBandLow, false, false); }},
+    {"tier1Decode.passesCausal", "columns", 1, 40, 64,
+     [](const Kernels& k, Feed& f, int n) { decodePasses(*k.tier1Decode, f, n, kBandHL, false, true); }},
+    {"tier1Decode.passesRaw", "columns", 1, 40, 64,
+     [](const Kernels& k, Feed& f, int n) { decodePasses(*k.tier1Decode, f, n, kBandHH, true, false); }},
+    {"tier1Decode.passesRawCausal", "columns", 1, 40, 64,
+     [](const Kernels& k, Feed& f, int n) { decodePasses(*k.tier1Decode, f, n, kBandLow, true, true); }},
+};
+
+}  // namespace
+}  // namespace test
