@@ -146,20 +146,91 @@ MOXJ_API MoxStatus moxiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(
 
 /* ---- Quantisation tables and 8x8 quantisation ----------------------------------------------------------------- */
 
+/*
+ * Three kinds of table, 64 entries each:
+ *   raw       steps 1 to 255 as 8-bit values in the zig-zag order of a DQT segment (T.81 B.2.4.1, A.3.6); 0 is no step
+ *   forward   reciprocals of the steps, about 32768 / step, as 16-bit values in natural (row-major) order
+ *   inverse   the steps as 16-bit values in natural order
+ *
+ * The functions on blocks and the DCT functions take any forward and inverse table, not only those that these functions
+ * make: every 16-bit value has its meaning, so that 16-bit steps can be put into an inverse table directly. Blocks are
+ * 64 signed 16-bit coefficients in natural order: index 8 * row + column, 0 the DC coefficient.
+ *
+ * Checks of all five functions: any pointer null, moxStatusNullPointer; there are no others.
+ */
+
+/*
+ * Scales the steps of a raw table in place for a quality, 1 (coarsest) to 100 (every step 1):
+ *   percent = quality < 50 ? 5000 / quality : 200 - 2 * quality
+ *   step    = (step * percent + 50) / 100, then limited to 1..255
+ * with integer divisions that truncate. 50 leaves the table as it is (a step of 0 becomes 1). Qualities above 100 and
+ * below 0 make every step 1. Quality 0 is not checked for: the division by it is undefined.
+ */
 MOXJ_API MoxStatus moxiQuantFwdRawTableInit_JPEG_8u(Mox8u* pRawTable, int32_t quality);
+
+/*
+ * Makes a forward table of a raw table. With D = 2^31 / step (truncated; 16 fraction bits) and b the lowest bit of its
+ * integer part, the reciprocal is (D + 2 b + 32767) >> 16: a fraction of one half goes down to an even integer, an odd
+ * integer goes up from 32767 / 65536 on. A step of 1 gives 32768, 2 gives 16384, 3 gives 10923, 255 gives 129.
+ *
+ * A step of 0 gives 65535 and, once the whole table is made, the warning moxStatusDivByZero.
+ */
 MOXJ_API MoxStatus moxiQuantFwdTableInit_JPEG_8u16u(const Mox8u* pRawTable, Mox16u* pFwdTable);
+
+/* Makes an inverse table of a raw table. Steps of 0 stay 0. */
 MOXJ_API MoxStatus moxiQuantInvTableInit_JPEG_8u16u(const Mox8u* pRawTable, Mox16u* pInvTable);
+
+/*
+ * Quantises a block in place, c by its reciprocal r:
+ *   d = (8 c * (r >> 1)) >> 16, with 8 c in 16 bits
+ *   c = (d + 1) >> 1
+ * so that halves go up (24 by a step of 16 gives 2, -24 gives -1), coefficients of magnitude 4096 and above wrap, and
+ * the lowest bit of a reciprocal is not used. The quantisation inside the DCT functions is another one.
+ */
 MOXJ_API MoxStatus moxiQuantFwd8x8_JPEG_16s_C1I(Mox16s* pSrcDst, const Mox16u* pFwdTable);
+
+/* Dequantises a block in place: the low 16 bits of each coefficient times its step (it wraps, T.81 A.3.4). */
 MOXJ_API MoxStatus moxiQuantInv8x8_JPEG_16s_C1I(Mox16s* pSrcDst, const Mox16u* pInvTable);
 
 /* ---- 8x8 DCT with quantisation -------------------------------------------------------------------------------- */
 
+/*
+ * The DCT of T.81 A.3.3 and its inverse on blocks of 64 signed 16-bit values in natural order, with the quantisation
+ * (T.81 A.3.4) by the tables of the section above: a constant block of samples v has a DC coefficient of 8 v ahead of
+ * its quantisation. The LS functions take samples from a region of 8 by 8 unsigned pixels, and put them there, with the
+ * level shift by 128 (T.81 A.3.1).
+ *
+ * The transforms are fixed-point ones, and their results are the same on every processor. For 8-bit samples results are
+ * within 0.75 of the exact transform, with a mean square error of 0.085 (a rounded exact result has 0.5 and 0.083). Far
+ * larger values are allowed: they saturate or wrap at defined places. Coefficients ahead of quantisation are always
+ * within -2048 and 2047, samples of the inverse transform within -1024 and 1023.
+ *
+ * Forward quantisation: c * r / 32768 to the nearest integer, halves to the even one, for all reciprocals from 0 to
+ * 65535. It differs from moxiQuantFwd8x8_JPEG_16s_C1I, which rounds halves up and wraps: the same coefficients and table
+ * can give other results there.
+ * Dequantisation: as moxiQuantInv8x8_JPEG_16s_C1I.
+ *
+ * Checks of the functions without LS: any pointer null, moxStatusNullPointer.
+ * Checks of the LS functions, in this order: source or destination null (moxStatusNullPointer), step below 1
+ * (moxStatusBadStep), table null (moxStatusNullPointer).
+ */
+
+/* Samples to quantised coefficients. pSrc and pDst may be the same block. */
 MOXJ_API MoxStatus moxiDCTQuantFwd8x8_JPEG_16s_C1(const Mox16s* pSrc, Mox16s* pDst, const Mox16u* pFwdTable);
 MOXJ_API MoxStatus moxiDCTQuantFwd8x8_JPEG_16s_C1I(Mox16s* pSrcDst, const Mox16u* pFwdTable);
+
+/* A region of 8 by 8 pixels, its rows srcStep bytes apart, to quantised coefficients. */
 MOXJ_API MoxStatus moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(
     const Mox8u* pSrc, int32_t srcStep, Mox16s* pDst, const Mox16u* pFwdTable);
+
+/* Quantised coefficients to samples, without a limit to 8 bits. pSrc and pDst may be the same block. */
 MOXJ_API MoxStatus moxiDCTQuantInv8x8_JPEG_16s_C1(const Mox16s* pSrc, Mox16s* pDst, const Mox16u* pInvTable);
 MOXJ_API MoxStatus moxiDCTQuantInv8x8_JPEG_16s_C1I(Mox16s* pSrcDst, const Mox16u* pInvTable);
+
+/*
+ * Quantised coefficients to a region of 8 by 8 pixels, its rows dstStep bytes apart: samples plus 128, limited to 0..255.
+ * Rows are written from the first to the last, so that with a step below 8 the later ones remain.
+ */
 MOXJ_API MoxStatus moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(
     const Mox16s* pSrc, Mox8u* pDst, int32_t dstStep, const Mox16u* pInvTable);
 
