@@ -100,8 +100,8 @@ Bytes encode(const Picture& picture, const EncodeOptions& options, const Progres
   }
 
   Writer writer;
-  // Six bits a pixel are enough for most files; memory that stays unused is never touched.
-  writer.file().reserve(std::size_t{4096} + picture.rowBytes() * static_cast<std::size_t>(picture.height) / 4);
+  // Two bits a pixel are enough for many files.
+  writer.file().reserve(std::size_t{4096} + picture.rowBytes() * static_cast<std::size_t>(picture.height) / 12);
   writer.marker(marker::soi);
   writer.jfif();
   for (int table = 0; table <= int{colour}; ++table) writer.steps(table, quantisers[table].steps);
