@@ -15,6 +15,10 @@ namespace {
 
 constexpr std::size_t kTextSize = 128;
 
+// Of the levels 1 to 9 the one that takes half the time of the default, 6, for 3 % (photographs) to 15 % (text) more
+// bytes, measured on decoded JPEG files.
+constexpr int kCompression = 4;
+
 // libpng reports errors by a jump, which must not pass over objects with destructors. So each of its calls is made
 // inside protect(), by a function object that captures references and owns nothing. protect() stays a function of its
 // own, so that what the work changed is in memory and not in a register that the jump restores.
@@ -229,6 +233,7 @@ Content writePng(const Picture& picture, const Progress& progress) {
     png_set_IHDR(png, info, static_cast<png_uint_32>(picture.width), static_cast<png_uint_32>(picture.height), 8,
                  picture.channels == 3 ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_set_compression_level(png, kCompression);
     png_write_info(png, info);
     for (int y = 0; y < picture.height; ++y) {
       png_write_row(png, picture.row(y));
