@@ -68,7 +68,7 @@ std::string sizeOf(const Picture& picture) {
 std::optional<Decoded> readOne(const std::string& path, const Settings& settings, Report& report,
                                ExitStatus& status) {
   try {
-    return readPicture(path, settings.limits, report);
+    return readPicture(openPicture(path, settings.limits), settings.limits, report);
   } catch (const Failure& failure) {
     report.fileError(shownName(path, true), failure.what());
     status = failure.status;

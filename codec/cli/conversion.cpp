@@ -12,7 +12,6 @@
 #include "cli/plan.h"
 #include "cli/read_picture.h"
 #include "moxcore.h"
-#include "pictures/convert.h"
 #include "pictures/png.h"
 #include "pictures/pnm.h"
 
@@ -20,9 +19,8 @@ namespace moxj {
 
 namespace {
 
-Content encodeAs(Picture picture, const Job& job, const Settings& settings, Report& report) {
-  const std::string input = shownName(job.input, true);
-  const Progress progress = report.progressOf(input);
+Content encodeAs(const Picture& picture, const Job& job, const Settings& settings, Report& report) {
+  const Progress progress = report.progressOf(shownName(job.input, true));
   Content content;
   switch (job.format) {
     case Format::jpeg:
@@ -30,25 +28,58 @@ Content encodeAs(Picture picture, const Job& job, const Settings& settings, Repo
       return content;
     case Format::png:
       return writePng(picture, progress);
-    case Format::pgm:
-      if (picture.channels == 3) report.fileNote(input, "colour dropped");
-      picture = toGrey(picture);
-      break;
-    case Format::ppm:
-      picture = toColour(picture);
-      break;
     default:
-      break;
+      return writePnm(picture, job.format);
   }
-  return writePnm(picture, job.format);
+}
+
+void noteColour(bool dropped, const Job& job, Report& report) {
+  if (dropped) report.fileNote(shownName(job.input, true), "colour dropped");
+}
+
+// Writes the rows of a PGM or PPM file as they come. The file is begun with the first of them.
+class PnmFile : public RowSink {
+ public:
+  PnmFile(const std::string& path, Format format)
+      : path_(path), writer_(format, [this](auto first, auto second) { file_->write(first, second); }) {}
+  void begin(int width, int height, int channels) override {
+    file_.emplace(path_);
+    writer_.begin(width, height, channels);
+  }
+  void rows(const Picture& band) override { writer_.rows(band); }
+  void finish() { file_->finish(); }
+  bool dropsColour() const { return writer_.dropsColour(); }
+
+ private:
+  const std::string& path_;
+  std::optional<OutputFile> file_;
+  PnmWriter writer_;
+};
+
+bool isPnm(Format format) {
+  return format == Format::ppm || format == Format::pgm || format == Format::pnm;
+}
+
+// The rows of a JPEG file go straight into a file that can be thrown away when nothing comes of it.
+ExitStatus convertFile(const Job& job, const Settings& settings, Report& report) {
+  const PictureFile file = openPicture(job.input, settings.limits);
+  if (file.format == Format::jpeg && isPnm(job.format) && canBeDiscarded(job.output)) {
+    PnmFile output(job.output, job.format);
+    const Decoded decoded = readPicture(file, settings.limits, report, settings.reading, &output);
+    noteColour(output.dropsColour(), job, report);
+    output.finish();
+    return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;
+  }
+  const Decoded decoded = readPicture(file, settings.limits, report, settings.reading);
+  noteColour(job.format == Format::pgm && decoded.picture.channels == 3, job, report);
+  writeFile(job.output, encodeAs(decoded.picture, job, settings, report));
+  return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;
 }
 
 // What went wrong is reported by the name of the file that it is about: the output for what the output does.
 ExitStatus convert(const Job& job, const Settings& settings, Report& report) {
   try {
-    Decoded decoded = readPicture(job.input, settings.limits, report, settings.reading);
-    writeFile(job.output, encodeAs(std::move(decoded.picture), job, settings, report));
-    return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;
+    return convertFile(job, settings, report);
   } catch (const Failure& failure) {
     const bool ofOutput = failure.status == ExitStatus::output;
     report.fileError(shownName(ofOutput ? job.output : job.input, !ofOutput), failure.what());

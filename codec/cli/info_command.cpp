@@ -2,12 +2,10 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/commands.h"
-#include "cli/input.h"
 #include "cli/output.h"
 #include "cli/read_picture.h"
 #include "cli/text.h"
 #include "jpeg/jpeg.h"
-#include "pictures/format.h"
 #include "pictures/png.h"
 #include "pictures/pnm.h"
 
@@ -170,14 +168,12 @@ struct Description {
 };
 
 Description describe(const std::string& path, const Settings& settings, Report& report) {
-  const Source source = readFile(path, mostBytes(settings.limits));
-  const std::size_t bytes = source.bytes.size();
-  const std::optional<Format> format = sniff(source.bytes);
-  if (!format) refuse(kUnknownFormat);
-  if (format != Format::jpeg)
-    return {shown(format == Format::png ? describePng(source) : describePnm(source), bytes, settings.json)};
-  const jpeg::Info info = jpeg::inspect(source.bytes);
-  if (!info.complete) report.fileWarning(shownName(path, true), info.warning);
+  const PictureFile file = openPicture(path, settings.limits);
+  const std::size_t bytes = file.source.bytes.size();
+  if (file.format == Format::png) return {shown(describePng(file.source), bytes, settings.json)};
+  if (file.format == Format::pnm) return {shown(describePnm(file.source), bytes, settings.json)};
+  const jpeg::Info info = jpeg::inspect(file.source.bytes);
+  if (!info.complete) report.fileWarning(file.name, info.warning);
   return {shown(info, bytes, settings.json), info.complete ? ExitStatus::ok : ExitStatus::incomplete};
 }
 

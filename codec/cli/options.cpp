@@ -1,5 +1,5 @@
-// The command line: a table of options serves getopt_long and the help alike. CLI11 would take a tenth of the time that a
-// small picture takes to code, only to start.
+// The command line: a table of options serves getopt_long and the help alike. CLI11 would take a tenth of the time
+// that a small picture takes to code, only to start.
 #include "cli/options.h"
 
 #include <getopt.h>

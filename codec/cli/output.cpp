@@ -3,15 +3,14 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <sys/random.h>
-#include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdint>
 #include <system_error>
+#include <utility>
 
-#include "cli/interrupt.h"
 #include "failure.h"
 
 namespace moxj {
@@ -27,21 +26,6 @@ constexpr int kMostLinks = 40;
 void skip(iovec& part, std::size_t count) {
   part.iov_base = static_cast<char*>(part.iov_base) + count;
   part.iov_len -= count;
-}
-
-// Both parts by as few calls as the system allows.
-void writeAll(int descriptor, std::span<const std::uint8_t> head, std::span<const std::uint8_t> body) {
-  iovec parts[2] = {{const_cast<std::uint8_t*>(head.data()), head.size()},
-                    {const_cast<std::uint8_t*>(body.data()), body.size()}};
-  while (parts[0].iov_len + parts[1].iov_len > 0) {
-    const ssize_t written = writev(descriptor, parts, 2);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) fail("cannot be written");
-    const std::size_t count = static_cast<std::size_t>(written);
-    const std::size_t ofHead = std::min(count, parts[0].iov_len);
-    skip(parts[0], ofHead);
-    skip(parts[1], count - ofHead);
-  }
 }
 
 // Where a symbolic link leads in the end, whether something is there or not.
@@ -76,41 +60,72 @@ void takeOverPermissions(int descriptor, const struct stat& from) {
   if (fchmod(descriptor, from.st_mode & 07777) != 0) fail("its permissions cannot be kept");
 }
 
-void replaceFile(const std::string& path, const Content& content, const struct stat* existing) {
-  const std::string target = followLinks(path);
-  if (existing != nullptr && access(target.c_str(), W_OK) != 0) fail("cannot be written");
-  TemporaryFile file(temporaryPath(target), existing != nullptr ? 0600 : 0666);
-  if (file.descriptor() < 0) fail("cannot be created");
-  writeAll(file.descriptor(), {content.head.data(), content.head.size()}, content.body);
-  if (existing != nullptr) takeOverPermissions(file.descriptor(), *existing);
-  if (!file.close() || !file.renameTo(target)) fail("cannot be written");
-}
-
-void writeInto(const std::string& path, const Content& content) {
-  const int descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
-  if (descriptor < 0) fail("cannot be opened");
-  try {
-    writeAll(descriptor, {content.head.data(), content.head.size()}, content.body);
-  } catch (...) {
-    close(descriptor);
-    throw;
-  }
-  if (close(descriptor) != 0) fail("cannot be written");
-}
-
 }  // namespace
 
-void writeFile(const std::string& path, const Content& content) {
-  if (path == "-") return writeAll(STDOUT_FILENO, {content.head.data(), content.head.size()}, content.body);
+OutputFile::OutputFile(const std::string& path) {
   struct stat existing;
-  if (stat(path.c_str(), &existing) != 0) return replaceFile(path, content, nullptr);
-  if (S_ISDIR(existing.st_mode)) throw Failure(ExitStatus::output, "cannot be written: it is a directory");
-  S_ISREG(existing.st_mode) ? replaceFile(path, content, &existing) : writeInto(path, content);
+  if (path == "-") {
+    direct_ = STDOUT_FILENO;
+  } else if (stat(path.c_str(), &existing) != 0) {
+    replace(path, nullptr);
+  } else if (S_ISDIR(existing.st_mode)) {
+    throw Failure(ExitStatus::output, "cannot be written: it is a directory");
+  } else if (S_ISREG(existing.st_mode)) {
+    replace(path, &existing);
+  } else {
+    direct_ = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    if (direct_ < 0) fail("cannot be opened");
+  }
+}
+
+OutputFile::~OutputFile() {
+  if (direct_ > STDERR_FILENO) close(direct_);
+}
+
+void OutputFile::replace(const std::string& path, const struct stat* existing) {
+  target_ = followLinks(path);
+  if (existing != nullptr && access(target_.c_str(), W_OK) != 0) fail("cannot be written");
+  temporary_.emplace(temporaryPath(target_), existing != nullptr ? 0600 : 0666);
+  if (temporary_->descriptor() < 0) fail("cannot be created");
+  if (existing != nullptr) takeOverPermissions(temporary_->descriptor(), *existing);
+}
+
+void OutputFile::write(std::span<const std::uint8_t> first, std::span<const std::uint8_t> second) {
+  iovec parts[2] = {{const_cast<std::uint8_t*>(first.data()), first.size()},
+                    {const_cast<std::uint8_t*>(second.data()), second.size()}};
+  while (parts[0].iov_len + parts[1].iov_len > 0) {
+    const ssize_t written = writev(temporary_ ? temporary_->descriptor() : direct_, parts, 2);
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) fail("cannot be written");
+    const std::size_t count = static_cast<std::size_t>(written);
+    const std::size_t ofFirst = std::min(count, parts[0].iov_len);
+    skip(parts[0], ofFirst);
+    skip(parts[1], count - ofFirst);
+  }
+}
+
+void OutputFile::finish() {
+  if (temporary_) {
+    if (!temporary_->close() || !temporary_->renameTo(target_)) fail("cannot be written");
+  } else if (direct_ > STDERR_FILENO && close(std::exchange(direct_, -1)) != 0) {
+    fail("cannot be written");
+  }
+}
+
+bool canBeDiscarded(const std::string& path) {
+  struct stat existing;
+  return path != "-" && (stat(path.c_str(), &existing) != 0 || S_ISREG(existing.st_mode));
+}
+
+void writeFile(const std::string& path, const Content& content) {
+  OutputFile file(path);
+  file.write({content.head.data(), content.head.size()}, content.body);
+  file.finish();
 }
 
 void writeText(std::string_view text) {
   try {
-    writeAll(STDOUT_FILENO, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, {});
+    OutputFile("-").write({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
   } catch (const Failure& failure) {
     throw Failure(failure.status, std::string("standard output: ") + failure.what());
   }

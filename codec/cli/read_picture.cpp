@@ -11,15 +11,16 @@ namespace moxj {
 
 namespace {
 
-Decoded readAs(Format format, const Source& source, const Limits& limits, const Progress& progress,
-               const jpeg::DecodeOptions& options) {
-  switch (format) {
+Decoded readAs(const PictureFile& file, const Limits& limits, const Progress& progress,
+               const jpeg::DecodeOptions& options, RowSink* sink) {
+  switch (file.format) {
     case Format::jpeg:
-      return jpeg::decode(source.bytes, limits, progress, options);
+      return sink ? jpeg::decodeInto(*sink, file.source.bytes, limits, progress, options)
+                  : jpeg::decode(file.source.bytes, limits, progress, options);
     case Format::png:
-      return readPng(source, limits, progress);
+      return readPng(file.source, limits, progress);
     default:
-      return readPnm(source, limits);
+      return readPnm(file.source, limits);
   }
 }
 
@@ -31,15 +32,18 @@ std::uint64_t mostBytes(const Limits& limits) {
   return besides + perPixel * limits.maxPixels;
 }
 
-Decoded readPicture(const std::string& path, const Limits& limits, Report& report,
-                    const jpeg::DecodeOptions& options) {
-  const std::string name = shownName(path, true);
+PictureFile openPicture(const std::string& path, const Limits& limits) {
   const Source source = readFile(path, mostBytes(limits));
   const std::optional<Format> format = sniff(source.bytes);
   if (!format) refuse(kUnknownFormat);
-  Decoded decoded = readAs(*format, source, limits, report.progressOf(name), options);
-  for (const std::string& note : decoded.notes) report.fileNote(name, note);
-  if (!decoded.complete) report.fileWarning(name, decoded.warning);
+  return {shownName(path, true), source, *format};
+}
+
+Decoded readPicture(const PictureFile& file, const Limits& limits, Report& report, const jpeg::DecodeOptions& options,
+                    RowSink* sink) {
+  Decoded decoded = readAs(file, limits, report.progressOf(file.name), options, sink);
+  for (const std::string& note : decoded.notes) report.fileNote(file.name, note);
+  if (!decoded.complete) report.fileWarning(file.name, decoded.warning);
   return decoded;
 }
 

@@ -4,7 +4,9 @@
 #include <string>
 
 #include "cli/report.h"
+#include "file.h"
 #include "jpeg/jpeg.h"
+#include "pictures/format.h"
 #include "pictures/picture.h"
 
 namespace moxj {
@@ -12,8 +14,19 @@ namespace moxj {
 // The most bytes that a picture within the limits can need in any format, with room for what else a file holds.
 std::uint64_t mostBytes(const Limits& limits);
 
-// Warnings and notes go to the report. Throws Failure.
-Decoded readPicture(const std::string& path, const Limits& limits, Report& report,
-                    const jpeg::DecodeOptions& options = {});
+// A file whose first bytes are those of a format.
+struct PictureFile {
+  std::string name;  // for messages
+  Source source;
+  Format format;
+};
+
+// Throws Failure.
+PictureFile openPicture(const std::string& path, const Limits& limits);
+
+// Warnings and notes go to the report. With a sink, which is for JPEG files, the rows go there and the result has no
+// picture. Throws Failure.
+Decoded readPicture(const PictureFile& file, const Limits& limits, Report& report,
+                    const jpeg::DecodeOptions& options = {}, RowSink* sink = nullptr);
 
 }  // namespace moxj

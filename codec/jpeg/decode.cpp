@@ -44,8 +44,9 @@ struct StripSink {
 
 class Decoder {
  public:
-  Decoder(ByteSpan file, const Limits& limits, const DecodeOptions& options, const Progress& progress)
-      : file_(file), walker_(file), limits_(limits), options_(options), progress_(progress) {}
+  // Without a sink the whole picture is kept.
+  Decoder(ByteSpan file, const Limits& limits, const DecodeOptions& options, const Progress& progress, RowSink* sink)
+      : file_(file), walker_(file), limits_(limits), options_(options), progress_(progress), sink_(sink) {}
 
   Decoded run() {
     try {
@@ -56,7 +57,7 @@ class Decoder {
     }
     if (goodMcus_ == 0) refuse(warning_.empty() ? "the file has no picture" : warning_);
     if (!strips_) paintCoefficients();
-    strips_->finishEmpty();
+    strips_->finish();
     return {strips_->picture(), warning_.empty(), std::move(warning_), std::move(notes_)};
   }
 
@@ -64,7 +65,7 @@ class Decoder {
   void readSegments();
   void takeFrame(const MarkerSegment& segment);
   void readScan(const MarkerSegment& segment);
-  std::vector<Steps> stepsOfComponents() const;
+  std::unique_ptr<Strips> makeStrips() const;
   void paintCoefficients();
   bool allRead() const;
   void report(int mcuRows) const {
@@ -79,6 +80,7 @@ class Decoder {
   const Limits& limits_;
   const DecodeOptions& options_;
   const Progress& progress_;
+  RowSink* sink_;
 
   Tables tables_;
   std::optional<Frame> frame_;
@@ -166,8 +168,7 @@ void Decoder::readScan(const MarkerSegment& segment) {
     }
   };
   if (whole) {
-    strips_ =
-        std::make_unique<Strips>(*frame_, colourModelOf(*frame_, tables_), stepsOfComponents(), options_.smooth);
+    strips_ = makeStrips();
     readRows(StripSink{*strips_, {}}, [&](int row) {
       strips_->finishRow();
       report(row + 1);
@@ -192,10 +193,10 @@ void Decoder::readScan(const MarkerSegment& segment) {
   }
 }
 
-std::vector<Steps> Decoder::stepsOfComponents() const {
+std::unique_ptr<Strips> Decoder::makeStrips() const {
   std::vector<Steps> steps;
   for (std::size_t i = 0; i < frame_->components.size(); ++i) steps.push_back(read_[i].steps);
-  return steps;
+  return std::make_unique<Strips>(*frame_, colourModelOf(*frame_, tables_), steps, options_.smooth, sink_);
 }
 
 bool Decoder::allRead() const {
@@ -206,7 +207,7 @@ bool Decoder::allRead() const {
 }
 
 void Decoder::paintCoefficients() {
-  strips_ = std::make_unique<Strips>(*frame_, colourModelOf(*frame_, tables_), stepsOfComponents(), options_.smooth);
+  strips_ = makeStrips();
   int mcuRows = 0;
   for (const ReadComponent& component : read_) mcuRows = std::max(mcuRows, component.mcuRows);
   for (int row = 0; row < mcuRows; ++row) {
@@ -221,14 +222,24 @@ void Decoder::paintCoefficients() {
   }
 }
 
-}  // namespace
-
-Decoded decode(ByteSpan file, const Limits& limits, const Progress& progress, const DecodeOptions& options) {
+Decoded run(RowSink* sink, ByteSpan file, const Limits& limits, const Progress& progress,
+            const DecodeOptions& options) {
   try {
-    return Decoder(file, limits, options, progress).run();
+    return Decoder(file, limits, options, progress, sink).run();
   } catch (const std::bad_alloc&) {
     throw Failure(ExitStatus::limit, "no memory for the picture");
   }
+}
+
+}  // namespace
+
+Decoded decode(ByteSpan file, const Limits& limits, const Progress& progress, const DecodeOptions& options) {
+  return run(nullptr, file, limits, progress, options);
+}
+
+Decoded decodeInto(RowSink& sink, ByteSpan file, const Limits& limits, const Progress& progress,
+                   const DecodeOptions& options) {
+  return run(&sink, file, limits, progress, options);
 }
 
 }  // namespace moxj::jpeg

@@ -47,6 +47,11 @@ struct DecodeOptions {
 Decoded decode(std::span<const std::uint8_t> file, const Limits& limits, const Progress& progress = {},
                const DecodeOptions& options = {});
 
+// The same, but the rows go to the sink and the result has no picture. Where Failure is thrown, rows that mean nothing
+// may have gone there before.
+Decoded decodeInto(RowSink& sink, std::span<const std::uint8_t> file, const Limits& limits,
+                   const Progress& progress = {}, const DecodeOptions& options = {});
+
 // ---- Inspection -------------------------------------------------------------------------------------------------
 
 struct Component {

@@ -17,11 +17,12 @@ namespace moxj::jpeg {
 
 // Each component has a strip that holds the samples of one MCU row and the row above them. Where a triangle filter
 // looks one row further down, the last row of an MCU row is painted with the next one. A lone component is decoded
-// straight into the picture.
+// straight into what is painted: the whole picture or, where its rows go to a sink, a band of it that stays in the
+// cache too. (Memory that is written once and read once costs as much as the inverse transform.)
 class Strips {
  public:
-  // `steps` are those of each component.
-  Strips(const Frame& frame, ColourModel model, std::span<const Steps> steps, bool smooth);
+  // `steps` are those of each component. The sink may be null.
+  Strips(const Frame& frame, ColourModel model, std::span<const Steps> steps, bool smooth, RowSink* sink);
 
   // A block of the current MCU row; (x, y) in blocks of the whole component.
   void put(int component, int x, int y, const Mox16s* coefficients) {
@@ -34,11 +35,12 @@ class Strips {
   // All blocks of the current MCU row are there.
   void finishRow();
 
-  // There are no more blocks: the rest of the picture is as if they were empty.
-  void finishEmpty();
+  // There are no more blocks: what is left of the picture is as if they were empty.
+  void finish();
 
   int mcuRow() const { return mcuRow_; }
-  const Picture& picture() const { return picture_; }
+  // Empty where there is a sink.
+  Picture picture() const { return sink_ ? Picture() : band_; }
 
  private:
   struct Strip {
@@ -54,15 +56,22 @@ class Strips {
     std::vector<std::uint8_t> samples;
   };
 
+  void takeMemory();
   const std::uint8_t* rowOf(const Strip& strip, int y) const;
+  std::uint8_t* paintedRow(int y) const { return band_.row(y - bandBegin_); }
   void paintRow(int y);
+  void makeRoom(int rows);
+  void flush();
 
   Frame frame_;
   std::vector<Strip> strips_;
   RowPainter painter_;
-  Picture picture_;
-  bool straight_;     // into the picture
-  int rowsLate_ = 0;  // painted with the next MCU row
+  RowSink* sink_;
+  Picture band_;  // what is painted into: the whole picture or the rows that the sink is to have next
+  int bandBegin_ = 0, bandRows_ = 0;
+  const std::uint8_t* lastRow_ = nullptr;  // the last one painted
+  bool straight_;                          // into the band
+  int rowsLate_ = 0;                       // painted with the next MCU row
   int mcuRow_ = 0;
   int painted_ = 0;  // rows of the picture
 };

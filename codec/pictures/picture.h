@@ -28,6 +28,16 @@ struct Picture {
   bool packed() const { return static_cast<std::size_t>(step) == rowBytes(); }
 };
 
+// Takes a picture as its rows come, so that none of it needs to be kept.
+class RowSink {
+ public:
+  virtual ~RowSink() = default;
+  // Once, before any row.
+  virtual void begin(int width, int height, int channels) = 0;
+  // The next rows, as a picture of their own, whose samples may be overwritten afterwards.
+  virtual void rows(const Picture& band) = 0;
+};
+
 // Checked before memory is taken for a picture. The number is compared in pixels: width times height.
 struct Limits {
   std::uint64_t maxPixels = 268435456;

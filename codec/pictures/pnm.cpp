@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "failure.h"
+#include "pictures/convert.h"
 
 namespace moxj {
 
@@ -148,9 +149,15 @@ void judge(Decoded& decoded, const Sink& sink, bool atEnd) {
   }
 }
 
-std::string asText(const Picture& picture, bool colour) {
-  return (colour ? "P6\n" : "P5\n") + std::to_string(picture.width) + " " + std::to_string(picture.height) +
-         "\n255\n";
+PnmWriter::Piece bytesOf(const std::string& text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+Bytes packed(const Picture& picture) {
+  Bytes bytes;
+  bytes.reserve(picture.rowBytes() * static_cast<std::size_t>(picture.height));
+  for (int y = 0; y < picture.height; ++y) bytes.append(picture.row(y), picture.rowBytes());
+  return bytes;
 }
 
 }  // namespace
@@ -188,27 +195,33 @@ Decoded readPnm(const Source& source, const Limits& limits) {
   return decoded;
 }
 
+void PnmWriter::begin(int width, int height, int channels) {
+  colour_ = format_ == Format::ppm || (format_ == Format::pnm && channels == 3);
+  dropsColour_ = channels == 3 && !colour_;
+  header_ = std::string(colour_ ? "P6\n" : "P5\n") + std::to_string(width) + " " + std::to_string(height) + "\n255\n";
+}
+
+void PnmWriter::rows(const Picture& band) {
+  const Picture picture = colour_ ? toColour(band) : toGrey(band);
+  if (picture.packed()) {
+    write_(bytesOf(header_), {picture.samples, picture.rowBytes() * static_cast<std::size_t>(picture.height)});
+  } else {
+    const Bytes bytes = packed(picture);
+    write_(bytesOf(header_), {bytes.data(), bytes.size()});
+  }
+  header_.clear();
+}
+
 Content writePnm(const Picture& picture, Format format) {
-  const bool colour = format == Format::ppm || (format == Format::pnm && picture.channels == 3);
-  const std::string header = asText(picture, colour);
   Content content;
-  content.head.append(header.data(), header.size());
-  const std::size_t pixels = static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.height);
-  if (colour == (picture.channels == 3) && picture.packed()) {
-    content.body = {picture.samples, picture.rowBytes() * static_cast<std::size_t>(picture.height)};
-    content.owner = picture.owner;
-    return content;
-  }
-  content.head.reserve(header.size() + pixels * (colour ? 3 : 1));
-  for (int y = 0; y < picture.height; ++y) {
-    const std::uint8_t* const row = picture.row(y);
-    if (colour == (picture.channels == 3)) {
-      content.head.append(row, picture.rowBytes());
-      continue;
-    }
-    for (int x = 0; x < picture.width; ++x)
-      for (int channel = 0; channel < 3; ++channel) content.head.push_back(row[x]);
-  }
+  PnmWriter writer(format, [&](PnmWriter::Piece header, PnmWriter::Piece samples) {
+    content.head.append(header);
+    const bool inPlace = samples.data() == picture.samples;
+    inPlace ? void(content.body = samples) : content.head.append(samples);
+  });
+  writer.begin(picture.width, picture.height, picture.channels);
+  writer.rows(picture);
+  content.owner = picture.owner;
   return content;
 }
 

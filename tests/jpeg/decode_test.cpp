@@ -44,6 +44,30 @@ TEST(Decode, RestartIntervalsDoNotChangeThePicture) {
   }
 }
 
+// decodeFile() compares with the whole picture.
+TEST(Decode, RowsGoToASinkInBands) {
+  for (const int channels : {1, 3}) {
+    for (const Sampling sampling : {Sampling::s444, Sampling::s420}) {
+      const Picture picture = testPicture(1500, 130, channels);
+      const File file = fileOf(picture, {.sampling = sampling, .restart = 1, .restartInRows = true});
+      Collector collector;
+      decodeInto(collector, file, {});
+      EXPECT_GE(collector.bands, 4);
+      decodeFile(file);
+      for (std::size_t length = file.size() / 8; length < file.size(); length += file.size() / 8 - 1)
+        decodeFile(File(file.begin(), file.begin() + length));
+    }
+  }
+}
+
+TEST(Decode, NarrowPicturesGoToASinkInFewBands) {
+  const File file = fileOf(testPicture(3, 5000, 3));
+  Collector collector;
+  decodeInto(collector, file, {});
+  EXPECT_LE(collector.bands, 3);
+  decodeFile(file);
+}
+
 TEST(Decode, MissingEndMarkerIsOnlyNoted) {
   File file = fileOf(testPicture(40, 24, 3));
   file.resize(file.size() - 2);

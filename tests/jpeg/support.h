@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -38,8 +39,45 @@ inline File fileOf(const Picture& picture, const EncodeOptions& options = {}) {
   return File(bytes.begin(), bytes.end());
 }
 
+// Puts together a picture from its bands.
+struct Collector : RowSink {
+  Picture picture;
+  int got = 0, bands = 0;
+  void begin(int width, int height, int channels) override { picture = Picture::make(width, height, channels); }
+  void rows(const Picture& band) override {
+    EXPECT_GT(band.height, 0);
+    EXPECT_LE(got + band.height, picture.height);
+    for (int y = 0; y < band.height; ++y) std::memcpy(picture.row(got++), band.row(y), picture.rowBytes());
+    ++bands;
+  }
+};
+
+// Decodes in both ways, as a whole and row by row: they must agree in everything.
 inline Decoded decodeFile(const File& file, const DecodeOptions& options = {}, const Limits& limits = {}) {
-  return decode(file, limits, {}, options);
+  Collector collector;
+  Decoded inRows, whole;
+  std::string failure;
+  try {
+    inRows = decodeInto(collector, file, limits, {}, options);
+  } catch (const Failure& thrown) {
+    failure = thrown.what();
+  }
+  try {
+    whole = decode(file, limits, {}, options);
+  } catch (const Failure& thrown) {
+    EXPECT_EQ(failure, thrown.what());
+    throw;
+  }
+  EXPECT_EQ(failure, "");
+  EXPECT_EQ(inRows.picture.samples, nullptr);
+  EXPECT_EQ(inRows.complete, whole.complete);
+  EXPECT_EQ(inRows.warning, whole.warning);
+  EXPECT_EQ(inRows.notes, whole.notes);
+  EXPECT_EQ(collector.got, whole.picture.height);
+  for (int y = 0; y < whole.picture.height; ++y) {
+    EXPECT_EQ(std::memcmp(collector.picture.row(y), whole.picture.row(y), whole.picture.rowBytes()), 0) << y;
+  }
+  return whole;
 }
 
 // The segments of a file up to its first scan, and where that scan's data is.
