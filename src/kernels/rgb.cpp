@@ -83,6 +83,11 @@ struct YccRow {
   const Mox8u *y, *cb, *cr;
 
   Ycc at(int x) const { return {y[x], cb[x], cr[x]}; }
+#if MOX_VECTOR
+  MOX_INLINE void prefetch(ptrdiff_t x) const {
+    prefetchAhead<1, 512>(y + x), prefetchAhead<1, 512>(cb + x), prefetchAhead<1, 512>(cr + x);
+  }
+#endif
 };
 
 // Where the colours of a row go, by the layout of their samples: put() takes one pixel, store() a vector of each
@@ -97,10 +102,10 @@ struct PixelRow {
   MOX_INLINE void store(ptrdiff_t x, V red, V green, V blue) const {
     if constexpr (sizeof *pixels == 2) {
       storeWords<Pixel>(pixels + x, red, green, blue);
-    } else if constexpr (Pixel::kRed == 0) {
-      storeMerged(pixels + Pixel::kSamples * x, red, green, blue);
     } else {
-      storeMerged(pixels + Pixel::kSamples * x, blue, green, red);
+      Mox8u* const p = pixels + Pixel::kSamples * x;
+      prefetchAhead<Pixel::kSamples * V::kBytes>(p);
+      storeMerged(p, Pixel::kRed == 0 ? red : blue, green, Pixel::kRed == 0 ? blue : red);
     }
   }
 #endif
@@ -117,7 +122,9 @@ struct CmykRow {
 #if MOX_VECTOR
   template <class V>
   MOX_INLINE void store(ptrdiff_t x, V cyan, V magenta, V yellow) const {
-    storeMerged(pixels + CmykPixel::kSamples * x, cyan, magenta, yellow, load<V>(black + x));
+    Mox8u* const p = pixels + CmykPixel::kSamples * x;
+    prefetchAhead<CmykPixel::kSamples * V::kBytes>(p);
+    storeMerged(p, cyan, magenta, yellow, load<V>(black + x));
   }
 #endif
 };
@@ -156,6 +163,7 @@ void convert(const YccRow& src, const Target& dst, int width) {
 #if MOX_VECTOR
   x = cover(
       groupColumns(width), [&]<class V>(ptrdiff_t at) __attribute__((always_inline)) {
+        src.prefetch(at);
         YccHalf<V> half[2];
         halves(load<V>(src.y + at), load<V>(src.cb + at), load<V>(src.cr + at), half);
         dst.store(at, packsU16(half[0].red(), half[1].red()), packsU16(half[0].green(), half[1].green()),
