@@ -339,8 +339,9 @@ MOX_INLINE void loadWords(const Mox16u* p, Colours<V> (&half)[2]) {
 // Bytes narrowed to fields, which stand at the upper end of the bytes.
 template <class V, Field F>
 MOX_INLINE V narrowed(V bytes) {
-  const V repeated = bitAnd(shrU16<F.bits>(bytes), set8<V>(0xFF >> F.bits));
-  return bitAnd(add8(sub8(bytes, repeated), set8<V>(1 << (7 - F.bits))), set8<V>(0xFF << (8 - F.bits)));
+  const V up = addsU8(bytes, set8<V>(1 << (7 - F.bits)));
+  const V repeated = bitAnd(shrU16<F.bits>(up), set8<V>(0xFF >> F.bits));
+  return bitAnd(sub8(up, repeated), set8<V>(0xFF << (8 - F.bits)));
 }
 
 // Words whose upper bytes have the field at their upper end, which goes to its place; the lower bytes are 0.

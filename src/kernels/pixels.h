@@ -62,8 +62,11 @@ struct Field {
   // A field's value as a sample: its upper bits repeat below it, so that the largest value becomes 255 and equal
   // fields of 5 and 6 bits stay equal at both ends.
   constexpr int widen(int value) const { return value << (8 - bits) | value >> (2 * bits - 8); }
-  // The field whose widened value is nearest to the sample.
-  constexpr int narrow(int sample) const { return (sample - (sample >> bits) + (1 << (7 - bits))) >> (8 - bits); }
+  // The field whose widened value is nearest to the sample, the larger of two: half a step up, then the repeated bits off.
+  constexpr int narrow(int sample) const {
+    const int up = clamp8(sample + (1 << (7 - bits)));
+    return (up - (up >> bits)) >> (8 - bits);
+  }
 };
 
 // One 16-bit word a pixel. Low and High are the colours of the lowest and the highest field, which have five bits.
@@ -89,6 +92,16 @@ using Rgb565Pixel = WordPixel<true, 6>;
 using Bgr565Pixel = WordPixel<false, 6>;
 
 static_assert(Field{0, 5}.widen(31) == 255 && Field{0, 6}.widen(63) == 255 && Field{0, 5}.widen(16) == 132);
+constexpr bool narrowsToTheNearest(Field field) {
+  for (int sample = 0; sample < 256; sample++) {
+    const int narrowed = field.narrow(sample), below = narrowed > 0 ? field.widen(narrowed - 1) : -256;
+    const int above = narrowed < field.mask() ? field.widen(narrowed + 1) : 512;
+    const int distance = sample - field.widen(narrowed);
+    if (distance >= above - sample || -distance > sample - below) return false;
+  }
+  return true;
+}
+static_assert(narrowsToTheNearest({0, 5}) && narrowsToTheNearest({0, 6}));
 static_assert(Field{0, 5}.narrow(255) == 31 && Field{0, 6}.narrow(255) == 63 && Field{0, 5}.narrow(4) == 1);
 static_assert(Bgr565Pixel::kBlue.shift == 0 && Bgr565Pixel::kRed.shift == 11 && Rgb555Pixel::kBlue.shift == 10);
 
