@@ -55,12 +55,15 @@ struct Word {
     return bits(c) == 5 ? field << 3 | field >> 2 : field << 2 | field >> 4;
   }
   // The field that stands for the nearest value; the larger of two.
-  static int stored(int c, int value) {
-    int best = 0;
-    for (int field = 1; field < 1 << bits(c); field++)
-      if (std::abs(widened(c, field) - value) <= std::abs(widened(c, best) - value)) best = field;
-    return best;
-  }
+  static int stored(int c, int value) { return kNearest[c][value]; }
+  inline static const std::array<std::array<int, 256>, 3> kNearest = [] {
+    std::array<std::array<int, 256>, 3> nearest{};
+    for (int c = 0; c < 3; c++)
+      for (int v = 0; v < 256; v++)
+        for (int field = 1, &best = nearest[c][v]; field < 1 << bits(c); field++)
+          if (std::abs(widened(c, field) - v) <= std::abs(widened(c, best) - v)) best = field;
+    return nearest;
+  }();
 };
 
 // An image in memory between guard pages, its rows `gap` bytes apart; filled with noise.
