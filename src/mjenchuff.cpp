@@ -3,21 +3,6 @@
 #include "kernels/dispatch.h"
 #include "kernels/huffenc.h"
 
-namespace mox {
-namespace {
-
-// Pads and writes the pending bits; the state is reset even when the destination is full.
-MoxStatus ownmjFlush(Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, EncodeState* pState) {
-  BitWriter out(pDst, dstLen, *pDstCurPos, *pState);
-  const MoxStatus status = out.pad();
-  *pDstCurPos = out.position;
-  clear(*pState);
-  return status;
-}
-
-}  // namespace
-}  // namespace mox
-
 using namespace mox;
 
 MoxStatus moxiEncodeHuffman8x8_JPEG_16s1u_C1(const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos,
@@ -25,9 +10,9 @@ MoxStatus moxiEncodeHuffman8x8_JPEG_16s1u_C1(const Mox16s* pSrc, Mox8u* pDst, in
                                              const MoxEncodeHuffmanSpec* pACTable, MoxEncodeHuffmanState* pState,
                                              int32_t flush) {
   if (const MoxStatus bad = Check().pointers(pDst).length(dstLen).pointers(pDstCurPos, pState)) return bad;
-  if (flush) return ownmjFlush(pDst, dstLen, pDstCurPos, pState);
-  if (const MoxStatus bad = Check().pointers(pSrc, pLastDC, pDCTable, pACTable)) return bad;
-  return kernels::huffEncode().block(pSrc, pDst, dstLen, pDstCurPos, pLastDC, pDCTable, pACTable, pState);
+  if (!flush)
+    if (const MoxStatus bad = Check().pointers(pSrc, pLastDC, pDCTable, pACTable)) return bad;
+  return kernels::huffEncode().block(pSrc, pDst, dstLen, pDstCurPos, pLastDC, pDCTable, pACTable, pState, flush);
 }
 
 MoxStatus moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const Mox16s* pSrc, Mox8u* pDst, int32_t* pDstCurBitPos,

@@ -8,10 +8,10 @@
 
 namespace mox {
 
-// Arguments are those of the exported functions, already checked.
+// Arguments are those of the exported functions, in their order, already checked.
 struct HuffEncodeKernels {
   MoxStatus (*block)(const Mox16s* src, Mox8u* dst, int32_t length, int32_t* position, Mox16s* lastDC,
-                     const EncodeSpec* dcTable, const EncodeSpec* acTable, EncodeState* state);
+                     const EncodeSpec* dcTable, const EncodeSpec* acTable, EncodeState* state, int32_t flush);
   void (*direct)(const Mox16s* src, Mox8u* dst, int32_t* bitPosition, Mox16s* lastDC, const EncodeSpec* dcTable,
                  const EncodeSpec* acTable);
   void (*statistics)(const Mox16s* src, int32_t* dcCounts, int32_t* acCounts, Mox16s* lastDC);
@@ -60,15 +60,26 @@ struct SymbolCounter {
   MoxStatus zeros() { return add(acCounts, kZeros); }
   MoxStatus ac(int run, int value) { return add(acCounts, run * 16 + category(value)); }
   MoxStatus end() { return add(acCounts, kEndOfBlock); }
-  static MoxStatus add(int32_t* counts, int symbol) {
+  static MoxStatus add(int32_t* counts, int symbol, int times = 1) {
     // Symbol 256 (category 16 behind a run of 15) has no counter. Counts wrap.
-    if (symbol < 256) counts[symbol] = static_cast<int32_t>(static_cast<uint32_t>(counts[symbol]) + 1);
+    if (symbol < 256)
+      counts[symbol] = static_cast<int32_t>(static_cast<uint32_t>(counts[symbol]) + static_cast<uint32_t>(times));
     return moxStatusOk;
   }
 };
 
+// Pads and writes the pending bits; the state is cleared even when the destination is full.
+inline MoxStatus flushBits(Mox8u* dst, int32_t length, int32_t* position, EncodeState* state) {
+  BitWriter out(dst, length, *position, *state);
+  const MoxStatus status = out.pad();
+  *position = out.position;
+  clear(*state);
+  return status;
+}
+
 inline MoxStatus encodeBlock(const Mox16s* src, Mox8u* dst, int32_t length, int32_t* position, Mox16s* lastDC,
-                             const EncodeSpec* dcTable, const EncodeSpec* acTable, EncodeState* state) {
+                             const EncodeSpec* dcTable, const EncodeSpec* acTable, EncodeState* state, int32_t flush) {
+  if (flush) return flushBits(dst, length, position, state);
   BitWriter out(dst, length, *position, *state);
   const MoxStatus status = walkBlock(src, lastDC, SymbolWriter{out, *dcTable, *acTable});
   *position = out.position;

@@ -190,6 +190,22 @@ MOX_INLINE V loadApart(const void* p, ptrdiff_t) {
 }
 MOX_INLINE void storeApart(void* p, ptrdiff_t, V128 a) { store(p, a); }
 
+MOX_INLINE V128 abs16(V128 a) { return wrap(vabsq_s16(a.r)); }  // -32768: 32768, unsigned
+MOX_INLINE V128 bitWidths16(V128 a) { return wrap(vsubq_s16(vdupq_n_s16(16), vclzq_s16(a.r))); }
+MOX_INLINE V128 packedInOrder(V128 a) { return a; }
+MOX_INLINE V128 reverse8(V128 a) {
+  const uint8x16_t halves = vrev64q_u8(u8(a));
+  return wrap(vextq_u8(halves, halves, 8));
+}
+MOX_INLINE bool anyBits(V128 a) { return vmaxvq_u8(u8(a)) != 0; }
+MOX_INLINE uint64_t nonZero8(V128 a) {
+  const uint8x16_t bit = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
+  uint8x16_t sums = vandq_u8(vtstq_u8(u8(a), u8(a)), bit);
+  for (int i = 0; i < 3; i++) sums = vpaddq_u8(sums, sums);
+  return vgetq_lane_u16(vreinterpretq_u16_u8(sums), 0);
+}
+MOX_INLINE V128 equal8(V128 a, V128 b) { return wrap(vceqq_u8(u8(a), u8(b))); }
+
 template <class V = VMax>
 MOX_INLINE V loadSame(const void* p) {
   return load(p);
@@ -368,6 +384,48 @@ MOX_INLINE V128 loadApart<V128>(const void* p, ptrdiff_t) {
   return load<V128>(p);
 }
 MOX_INLINE void storeApart(void* p, ptrdiff_t, V128 a) { store(p, a); }
+
+MOX_INLINE V128 equal8(V128 a, V128 b) { return {_mm_cmpeq_epi8(a.r, b.r)}; }
+// Magnitudes; that of -32768 is 32768, unsigned.
+MOX_INLINE V128 abs16(V128 a) {
+#if defined(__SSSE3__)
+  return {_mm_abs_epi16(a.r)};
+#else
+  return max16(a, sub16(zero<V128>(), a));
+#endif
+}
+// The numbers of bits of unsigned 16-bit lanes: the exponents of floats.
+MOX_INLINE V128 bitWidths16(V128 a) {
+  const auto exponents = [](__m128i lanes) {
+    return _mm_sub_epi32(_mm_srli_epi32(_mm_castps_si128(_mm_cvtepi32_ps(lanes)), 23), _mm_set1_epi32(126));
+  };
+  const __m128i widths = _mm_packs_epi32(exponents(_mm_unpacklo_epi16(a.r, _mm_setzero_si128())),
+                                         exponents(_mm_unpackhi_epi16(a.r, _mm_setzero_si128())));
+  return {_mm_max_epi16(widths, _mm_setzero_si128())};
+}
+// Puts the bytes of a packs16 or packsU16, or the words of a packs32, into the order of the lanes that they come from.
+MOX_INLINE V128 packedInOrder(V128 a) { return a; }
+// All bytes from the last to the first.
+MOX_INLINE V128 reverse8(V128 a) {
+#if defined(__SSSE3__)
+  return shuffle8(a, {_mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0)});
+#else
+  const __m128i swapped = _mm_or_si128(_mm_slli_epi16(a.r, 8), _mm_srli_epi16(a.r, 8));
+  const __m128i halves = _mm_shufflehi_epi16(_mm_shufflelo_epi16(swapped, _MM_SHUFFLE(0, 1, 2, 3)), _MM_SHUFFLE(0, 1, 2, 3));
+  return {_mm_shuffle_epi32(halves, _MM_SHUFFLE(1, 0, 3, 2))};
+#endif
+}
+// One bit for each byte, the first lowest: whether it is not 0.
+MOX_INLINE uint64_t nonZero8(V128 a) {
+  return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(a.r, _mm_setzero_si128()))) ^ 0xFFFF;
+}
+MOX_INLINE bool anyBits(V128 a) {
+#if defined(__SSE4_1__)
+  return !_mm_testz_si128(a.r, a.r);
+#else
+  return nonZero8(a) != 0;
+#endif
+}
 template <>
 MOX_INLINE V128 loadSame<V128>(const void* p) {
   return load<V128>(p);
@@ -631,11 +689,24 @@ MOX_INLINE void storeApart(void* p, ptrdiff_t distance, V256 a) {
   store(p, lowHalf(a));
   store(static_cast<uint8_t*>(p) + distance, highHalf(a));
 }
+
 // The four 64-bit lanes in the order of the immediate.
 template <int Order>
 MOX_INLINE V256 permute64Linear(V256 a) {
   return {_mm256_permute4x64_epi64(a.r, Order)};
 }
+MOX_INLINE V256 equal8(V256 a, V256 b) { return {_mm256_cmpeq_epi8(a.r, b.r)}; }
+MOX_INLINE V256 abs16(V256 a) { return {_mm256_abs_epi16(a.r)}; }
+MOX_INLINE V256 packedInOrder(V256 a) { return permute64Linear<_MM_SHUFFLE(3, 1, 2, 0)>(a); }
+MOX_INLINE V256 reverse8(V256 a) {
+  const V256 blocks = shuffle8(a, {_mm256_broadcastsi128_si256(
+                                      _mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0))});
+  return permute64Linear<_MM_SHUFFLE(1, 0, 3, 2)>(blocks);
+}
+MOX_INLINE uint64_t nonZero8(V256 a) {
+  return ~static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(a.r, _mm256_setzero_si256())));
+}
+MOX_INLINE bool anyBits(V256 a) { return !_mm256_testz_si256(a.r, a.r); }
 MOX_INLINE V256 packsU16Linear(V256 a, V256 b) { return permute64Linear<_MM_SHUFFLE(3, 1, 2, 0)>(packsU16(a, b)); }
 MOX_INLINE void store16As8(uint8_t* p, V256 a) { store(p, lowHalf(packsU16Linear(a, a))); }
 MOX_INLINE V256 mulRound16(V256 a, V256 b) { return {_mm256_mulhrs_epi16(a.r, b.r)}; }
@@ -768,6 +839,18 @@ MOX_INLINE void storeApart(void* p, ptrdiff_t distance, V512 a) {
   storeApart(p, distance, lowHalf(a));
   storeApart(static_cast<uint8_t*>(p) + 2 * distance, distance, highHalf(a));
 }
+
+MOX_INLINE V512 abs16(V512 a) { return {_mm512_abs_epi16(a.r)}; }
+MOX_INLINE V512 packedInOrder(V512 a) {
+  return {_mm512_permutexvar_epi64(_mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7), a.r)};
+}
+MOX_INLINE V512 reverse8(V512 a) {
+  const V512 blocks = shuffle8(a, {_mm512_broadcast_i32x4(
+                                      _mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0))});
+  return {_mm512_shuffle_i64x2(blocks.r, blocks.r, _MM_SHUFFLE(0, 1, 2, 3))};
+}
+MOX_INLINE uint64_t nonZero8(V512 a) { return _mm512_test_epi8_mask(a.r, a.r); }
+MOX_INLINE bool anyBits(V512 a) { return _mm512_test_epi64_mask(a.r, a.r) != 0; }
 template <int First, int Second>
 MOX_INLINE V512 dotU8(V512 a) {
   return {_mm512_maddubs_epi16(a.r, _mm512_set1_epi16(static_cast<short>(Second * 256 + First)))};
@@ -821,6 +904,26 @@ template <class V>
 MOX_INLINE V setPair8(int first, int second) {
   return set16<V>((first & 255) | (second & 255) << 8);
 }
+
+// The first `n` (at least 1; from kBytes up all) bytes of a vector: whether one equals that of b, and a store that leaves
+// memory behind them as it is, though it may be read and written back unless the target has masked stores.
+#if defined(MOX_TARGET_IS_avx512)
+MOX_INLINE __mmask64 firstMask(int n) { return n < 64 ? (uint64_t{1} << n) - 1 : ~uint64_t{0}; }
+MOX_INLINE bool anyFirstEqual8(VMax a, VMax b, int n) { return _mm512_mask_cmpeq_epi8_mask(firstMask(n), a.r, b.r) != 0; }
+MOX_INLINE void storeFirst(void* p, VMax a, int n) { _mm512_mask_storeu_epi8(p, firstMask(n), a.r); }
+#else
+MOX_INLINE VMax firstMask(int n) {
+  alignas(32) static constexpr int8_t kOnesThenZeros[2 * VMax::kBytes] = {
+      -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1,
+#if defined(__AVX2__)
+      -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1,
+#endif
+  };
+  return load<VMax>(kOnesThenZeros + VMax::kBytes - (n > VMax::kBytes ? VMax::kBytes : n));
+}
+MOX_INLINE bool anyFirstEqual8(VMax a, VMax b, int n) { return anyBits(bitAnd(equal8(a, b), firstMask(n))); }
+MOX_INLINE void storeFirst(void* p, VMax a, int n) { store(p, select(firstMask(n), a, load<VMax>(p))); }
+#endif
 
 }  // namespace mox::MOX_TARGET
 #endif
