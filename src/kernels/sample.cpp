@@ -11,6 +11,11 @@ constexpr int biasAt(Bias bias, ptrdiff_t i) {
 
 #if MOX_VECTOR
 
+// Where a step of down-sampling had best begin: an even output, so that the biases keep their lanes.
+inline ptrdiff_t evenLead(const Mox8u* src) {
+  return bytesToLine(src) / 4 * 2;
+}
+
 // The biases of consecutive outputs as 16-bit lanes, from output i on.
 template <class V>
 MOX_INLINE V biases(Bias bias, ptrdiff_t i) {
@@ -31,7 +36,7 @@ MOX_INLINE V downQuads(const Mox8u* upper, const Mox8u* lower, V bias) {
 
 void downH2V1(const Mox8u* src, Mox8u* dst, ptrdiff_t count, Bias bias) {
 #if MOX_VECTOR
-  if (sweepBytes(0, count, [=]<class V>(ptrdiff_t i) {
+  if (sweepBytes(0, count, evenLead(src), [=]<class V>(ptrdiff_t i) {
         const V round = biases<V>(bias, i);
         store(dst + i, packsU16Linear(downPairs(src + 2 * i, round), downPairs(src + 2 * i + V::kBytes, round)));
       }))
@@ -42,7 +47,7 @@ void downH2V1(const Mox8u* src, Mox8u* dst, ptrdiff_t count, Bias bias) {
 
 void downH2V2(const Mox8u* upper, const Mox8u* lower, Mox8u* dst, ptrdiff_t count, Bias bias) {
 #if MOX_VECTOR
-  if (sweepBytes(0, count, [=]<class V>(ptrdiff_t i) {
+  if (sweepBytes(0, count, evenLead(upper), [=]<class V>(ptrdiff_t i) {
         const V round = biases<V>(bias, i);
         const Mox8u *const a = upper + 2 * i, *const b = lower + 2 * i;
         store(dst + i, packsU16Linear(downQuads(a, b, round), downQuads(a + V::kBytes, b + V::kBytes, round)));
@@ -53,8 +58,8 @@ void downH2V2(const Mox8u* upper, const Mox8u* lower, Mox8u* dst, ptrdiff_t coun
     dst[i] = definition::downH2V2(upper[2 * i], upper[2 * i + 1], lower[2 * i], lower[2 * i + 1], biasAt(bias, i));
 }
 
-// Up-sampling goes from gap to gap: outputs 2 k - 1 and 2 k, to the right of column k - 1 and to the left of column k,
-// depend on the same two samples. Ahead of the first gap and behind the last there is one output each.
+// Up-sampling goes from gap to gap: outputs 2 k - 1 and 2 k, to the right of column k - 1 and to the left of column
+// k, depend on the same two samples. Ahead of the first gap and behind the last there is one output each.
 
 #if MOX_VECTOR
 
@@ -77,7 +82,8 @@ void upH2V1(const Mox8u* src, int before, int after, Mox8u* dst, ptrdiff_t count
   dst[0] = definition::upLeft(src[0], before);
   if (count % 2 == 0) dst[count - 1] = definition::upRight(src[columns - 1], after);
 #if MOX_VECTOR
-  if (sweepBytes(1, columns, [=]<class V>(ptrdiff_t k) { upGaps<V>(src + k, dst + 2 * k); })) return;
+  if (sweepBytes(1, columns, bytesToLine(src + 1), [=]<class V>(ptrdiff_t k) { upGaps<V>(src + k, dst + 2 * k); }))
+    return;
 #endif
   for (ptrdiff_t k = 1; k < columns; k++) {
     dst[2 * k - 1] = definition::upRight(src[k - 1], src[k]);
@@ -130,7 +136,9 @@ void upH2V2(const Mox8u* near, const Mox8u* far, int before, int after, Mox8u* d
   dst[0] = definition::upLeftOfSums(sum(0), before);
   if (count % 2 == 0) dst[count - 1] = definition::upRightOfSums(sum(columns - 1), after);
 #if MOX_VECTOR
-  if (sweepBytes(1, columns, [=]<class V>(ptrdiff_t k) { upGaps<V>(near + k, far + k, dst + 2 * k); })) return;
+  if (sweepBytes(1, columns, bytesToLine(near + 1),
+                 [=]<class V>(ptrdiff_t k) { upGaps<V>(near + k, far + k, dst + 2 * k); }))
+    return;
 #endif
   for (ptrdiff_t k = 1; k < columns; k++) {
     dst[2 * k - 1] = definition::upRightOfSums(sum(k - 1), sum(k));
