@@ -35,7 +35,7 @@ struct Fields {
   int32_t threshold;  // the lowest bit-plane whose significance and refinement passes are MQ-coded
   int32_t counter;    // passes to decode
   Next next;
-  uint8_t contexts[mq::kContexts];  // their states
+  mq::Contexts contexts;
 };
 static_assert(sizeof(Fields) + kAlignment - 1 <= kFieldsSize);
 
@@ -84,10 +84,6 @@ Check stateCheck(const MoxJ2KDecodeState* state) {
   return check.require(tag == kDecodeTag, moxStatusContextMismatch);
 }
 
-void resetContexts(Fields& fields) {
-  for (int k = 0; k < mq::kContexts; k++) fields.contexts[k] = mq::initialState(k);
-}
-
 void initialise(MoxJ2KDecodeState* state) {
   Fields fields{};
   fields.tag = kDecodeTag;
@@ -108,7 +104,7 @@ void attach(MoxJ2KDecodeState* state, Mox32s* dst, int32_t dstStep, int32_t widt
   fields.plane = std::max(numBitPlanes, INT32_MIN + 1) - 1;
   fields.threshold = has(options, moxJ2KBypass) ? std::max(numBitPlanes, 4) - 4 : 0;
   fields.next = Next::firstSegment;
-  resetContexts(fields);
+  fields.contexts.reset();
   setFields(state, fields);
   if (!has(options, moxJ2KKeepDestination))
     for (int y = 0; y < height; y++) std::memset(rowAt(dst, dstStep, y), 0, sizeof(Mox32s) * width);
@@ -138,11 +134,9 @@ class Segment {
     pass_.width = fields.width;
     pass_.height = fields.height;
     pass_.significanceZero = &kSignificanceZero[fields.band];
-    for (int k = 0; k < mq::kContexts; k++) pass_.mq.contexts.word[k] = mq::kStateWord[fields.contexts[k]];
+    pass_.mq.contexts = fields.contexts;
   }
-  ~Segment() {
-    for (int k = 0; k < mq::kContexts; k++) fields_.contexts[k] = mq::stateOf(pass_.mq.contexts.word[k]);
-  }
+  ~Segment() { fields_.contexts = pass_.mq.contexts; }
   Segment(const Segment&) = delete;
 
   // One pass, with moxJ2KTermAll; false: undecodable.
@@ -234,9 +228,9 @@ class Segment {
     run(kernels::tier1Decode().cleanup[causal()]);
     bool good = true;
     if (has(fields_.options, moxJ2KSegSymbol)) {
-      int value = 0;
-      for (int i = 0; i < 4; i++) value = value << 1 | kernels::tier1Decode().symbol(pass_, mq::kUniform);
-      good = value == 0xA;
+      uint8_t symbol[4] = {mq::kUniform, mq::kUniform, mq::kUniform, mq::kUniform};
+      kernels::tier1Decode().decide(pass_.mq, symbol, 4);
+      good = symbol[0] == 1 && symbol[1] == 0 && symbol[2] == 1 && symbol[3] == 0;
     }
     return endOfMqPass(good, checks);
   }

@@ -14,9 +14,11 @@ namespace {
 
 // The shifts that complete B, and BYTEOUT.
 void shiftOut(MqEncoder& coder) {
-  coder.c <<= coder.ct;
-  coder.ct = 0;
-  definition::byteOut(coder);
+  const definition::Out out = definition::byteOut(coder.c << coder.ct, 0);
+  coder.c = out.c;
+  coder.ct = out.ct;
+  *coder.out++ = out.byte;
+  *coder.out = out.next;
 }
 
 // FLUSH (C.2.9), which sets as many bits of C to 1 as it can. A last byte of 0xFF stays behind.

@@ -1,7 +1,6 @@
 // The MQ coder's probability states and contexts (ISO/IEC 15444-1, Annex C), and how codeword segments end.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -40,42 +39,15 @@ inline constexpr Probability kProbability[kProbabilities] = {
 // A context's state: the row of Table C.2 and the sense of its MPS in one number, 2 * row + MPS.
 inline constexpr int kStates = 2 * kProbabilities;
 
-// Everything about a state in one 64-bit word, so that the coders hold a context's word itself and load the
-// successors' words while they still decide which of them it is to be: Qe in the upper 16 bits, then from bit 24 down
-// the state, its MPS, the state after an LPS and the state after an MPS, a byte each.
-constexpr uint64_t stateWord(int state) {
+constexpr int afterMps(int state) {
+  return 2 * kProbability[state >> 1].nextMps + (state & 1);
+}
+constexpr int afterLps(int state) {
   const Probability& p = kProbability[state >> 1];
-  const int mps = state & 1;
-  const int afterMps = 2 * p.nextMps + mps;
-  const int afterLps = 2 * p.nextLps + (mps ^ p.switches);
-  return static_cast<uint64_t>(p.qe) << 48 | static_cast<uint64_t>(state) << 24 | mps << 16 | afterLps << 8 |
-         afterMps;
+  return 2 * p.nextLps + ((state & 1) ^ p.switches);
 }
 
-inline constexpr std::array<uint64_t, kStates> kStateWord = [] {
-  std::array<uint64_t, kStates> words{};
-  for (int state = 0; state < kStates; state++) words[state] = stateWord(state);
-  return words;
-}();
-
-constexpr uint32_t qeOf(uint64_t word) {
-  return static_cast<uint32_t>(word >> 48);
-}
-constexpr uint8_t stateOf(uint64_t word) {
-  return static_cast<uint8_t>(word >> 24);
-}
-constexpr uint32_t mpsOf(uint64_t word) {
-  return static_cast<uint8_t>(word >> 16);
-}
-constexpr uint8_t afterLps(uint64_t word) {
-  return static_cast<uint8_t>(word >> 8);
-}
-constexpr uint8_t afterMps(uint64_t word) {
-  return static_cast<uint8_t>(word);
-}
-
-static_assert(afterLps(kStateWord[0]) == 3 && afterLps(kStateWord[1]) == 2 && afterMps(kStateWord[1]) == 3);
-static_assert(qeOf(kStateWord[2 * 46]) == 0x5601 && afterMps(kStateWord[93]) == 93 && afterLps(kStateWord[92]) == 92);
+static_assert(afterLps(0) == 3 && afterLps(1) == 2 && afterMps(1) == 3 && afterMps(93) == 93 && afterLps(92) == 92);
 
 // The contexts of a code-block (Table D.7), in this library's numbering: the positions after a run and the
 // segmentation symbol, the run, then the labels of Tables D.1, D.3 and D.4 in their order.
@@ -95,10 +67,10 @@ constexpr uint8_t initialState(int context) {
 }
 
 struct Contexts {
-  uint64_t word[kContexts];
+  uint8_t state[kContexts];
 
-  void reset() {
-    for (int k = 0; k < kContexts; k++) word[k] = kStateWord[initialState(k)];
+  constexpr void reset() {
+    for (int k = 0; k < kContexts; k++) state[k] = initialState(k);
   }
 };
 

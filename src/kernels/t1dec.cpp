@@ -3,6 +3,8 @@
 #include <bit>
 #include <cstring>
 
+#include "kernels/mq.h"
+
 namespace mox::MOX_TARGET {
 namespace {
 
@@ -10,53 +12,10 @@ using namespace tier1;
 
 // ---- Where a pass takes its decisions from
 
-struct Register {
-  Word c;
-  int ahead;
-};
-
-// A shift by `shift` that needs more bits than C holds: the bytes come in where they are due.
-[[gnu::noinline]] Register shiftAcross(MqDecoder& coder, Register r, int shift) {
-  coder.c = r.c;
-  coder.ahead = r.ahead;
-  while (shift > coder.ahead) {
-    coder.c <<= coder.ahead;
-    shift -= coder.ahead;
-    coder.ahead = 0;
-    definition::byteIn(coder);
-  }
-  return {coder.c << shift, coder.ahead - shift};
-}
-
-// The MQ decoder, its registers in locals while a pass runs.
-class MqSource {
+// MQ-coded decisions with their contexts.
+class MqPass : public MqSource {
  public:
-  explicit MqSource(DecodePass& pass) : home_(pass.mq), a_(home_.a), c_(home_.c), ahead_(home_.ahead) {}
-  ~MqSource() { home_.a = a_, home_.c = c_, home_.ahead = ahead_; }
-
-  // DECODE (C.3.2) without branches that depend on the data. An LPS has the lower sub-interval, or the upper one
-  // where that is the smaller.
-  uint32_t decide(int context) {
-    uint64_t& state = home_.contexts.word[context];
-    const uint64_t word = state;
-    const Word qe = static_cast<Word>(word >> (64 - kWordBits)) & kTop;
-    const Word upper = a_ - qe;
-    const bool lower = c_ >= upper;
-    const bool lps = lower != (upper < qe);
-    c_ -= lower ? upper : 0;
-    a_ = lower ? qe : upper;
-    const uint64_t next = mq::kStateWord[lps ? mq::afterLps(word) : mq::afterMps(word)];
-    state = a_ >> (kWordBits - 1) ? word : next;
-    const int shift = std::countl_zero(a_);
-    a_ <<= shift;
-    if (shift > ahead_) [[unlikely]] {
-      const Register r = shiftAcross(home_, {c_, ahead_}, shift);
-      c_ = r.c, ahead_ = r.ahead;
-    } else {
-      c_ <<= shift, ahead_ -= shift;
-    }
-    return mq::mpsOf(word) ^ lps;
-  }
+  explicit MqPass(DecodePass& pass) : MqSource(pass.mq) {}
 
   uint32_t significance(uint8_t zero) { return decide(zero >> 1); }
   uint32_t sign(uint32_t flags) {
@@ -64,19 +23,12 @@ class MqSource {
     return decide(plus >> 1) ^ (plus & 1);
   }
   uint32_t refinement(uint32_t flags) { return decide(refinementContext(flags)); }
-
- private:
-  static constexpr Word kTop = static_cast<Word>(0xFFFF) << (kWordBits - 16);
-
-  MqDecoder& home_;
-  Word a_, c_;
-  int ahead_;
 };
 
 // Raw bits (D.6). After a byte of 0xFF the next one's top bit is stuffing.
-class RawSource {
+class RawPass {
  public:
-  explicit RawSource(DecodePass& pass) : reader_(pass.raw) {}
+  explicit RawPass(DecodePass& pass) : reader_(pass.raw) {}
 
   uint32_t bit() {
     if (reader_.left == 0) {
@@ -212,7 +164,7 @@ void refinement(DecodePass& pass) {
 
 template <bool Causal>
 void cleanup(DecodePass& pass) {
-  MqSource source(pass);
+  MqPass source(pass);
   const SymbolTable& zero = *pass.significanceZero;
   forEachStripe<Causal>(pass, [&](const Stripe& s) {
     for (int x = 0; x < pass.width; x++) {
@@ -236,19 +188,19 @@ void cleanup(DecodePass& pass) {
   });
 }
 
-int symbol(DecodePass& pass, int context) {
-  MqSource source(pass);
-  return source.decide(context);
+void decide(MqDecoder& coder, uint8_t* contexts, int count) {
+  MqSource source(coder);
+  for (int i = 0; i < count; i++) contexts[i] = static_cast<uint8_t>(source.decide(contexts[i]));
 }
 
 }  // namespace
 
 const Tier1DecodeKernels tier1DecodeKernels = {
-    .significance = {{significance<MqSource, false>, significance<MqSource, true>},
-                     {significance<RawSource, false>, significance<RawSource, true>}},
-    .refinement = {refinement<MqSource>, refinement<RawSource>},
+    .significance = {{significance<MqPass, false>, significance<MqPass, true>},
+                     {significance<RawPass, false>, significance<RawPass, true>}},
+    .refinement = {refinement<MqPass>, refinement<RawPass>},
     .cleanup = {cleanup<false>, cleanup<true>},
-    .symbol = symbol,
+    .decide = decide,
 };
 
 }  // namespace mox::MOX_TARGET

@@ -51,7 +51,8 @@ struct Tier1DecodeKernels {
   void (*significance[2][2])(tier1::DecodePass& pass);  // [raw][causal]
   void (*refinement[2])(tier1::DecodePass& pass);       // [raw]
   void (*cleanup[2])(tier1::DecodePass& pass);          // [causal]
-  int (*symbol)(tier1::DecodePass& pass, int context);  // one MQ decision
+  // Replaces each of `count` contexts by the decision that is decoded in it.
+  void (*decide)(tier1::MqDecoder& coder, uint8_t* contexts, int count);
 };
 
 namespace definition {

@@ -3,6 +3,8 @@
 #include <bit>
 #include <cstring>
 
+#include "kernels/mq.h"
+
 namespace mox::MOX_TARGET {
 namespace {
 
@@ -181,28 +183,8 @@ void cleanup(ScanPass& pass) {
   tape.finish(pass);
 }
 
-// ---- The MQ coder (C.2)
-
 void code(MqEncoder& coder, const uint8_t* symbols, const uint8_t* end) {
-  MqEncoder local = coder;
-  for (; symbols != end; symbols++) {
-    uint64_t& state = local.contexts.word[*symbols >> 1];
-    const uint64_t word = state;
-    const bool lps = mq::mpsOf(word) != (*symbols & 1u);
-    const uint32_t qe = mq::qeOf(word), upper = local.a - qe;
-    // CODEMPS and CODELPS: the larger sub-interval goes to the MPS, and C is the base of the upper one.
-    const bool lower = lps != (upper < qe);
-    local.c += lower ? 0 : qe;
-    local.a = lower ? qe : upper;
-    if (local.a & 0x8000) continue;
-    state = mq::kStateWord[lps ? mq::afterLps(word) : mq::afterMps(word)];
-    const int shift = std::countl_zero(local.a) - 16;
-    local.a <<= shift;
-    local.c <<= shift;
-    local.ct -= shift;
-    while (local.ct <= 0) definition::byteOut(local);
-  }
-  coder = local;
+  encodeSymbols(coder, symbols, end);
 }
 
 }  // namespace

@@ -47,17 +47,27 @@ struct Tier1EncodeKernels {
 
 namespace definition {
 
-// BYTEOUT (C.2.6) where the last shift went `over` places past the one that completed B. The upper bits of c are B
-// with its carry. 0xFF leaves only seven bits for the next byte, whose top bit takes a carry into the 0xFF.
-inline void byteOut(tier1::MqEncoder& coder) {
-  const int position = 27 - coder.ct;
-  const uint64_t top = coder.c >> position;
-  const uint64_t byte = top < 0xFF ? top : 0xFF;
-  *coder.out++ = static_cast<uint8_t>(byte);
-  coder.c -= byte << position;
-  coder.ct += byte < 0xFF ? 8 : 7;
-  *coder.out = static_cast<uint8_t>(coder.c >> (27 - coder.ct));
+// BYTEOUT (C.2.6) where the last shift went -ct places past the one that completed B: the byte that is out, the
+// registers, and the new B. The upper bits of c are B with its carry. 0xFF leaves only seven bits for the next byte,
+// whose top bit takes a carry into the 0xFF.
+struct Out {
+  uint64_t c;
+  int ct;
+  uint8_t byte, next;
+};
+constexpr Out byteOut(uint64_t c, int ct) {
+  const int position = 27 - ct;
+  const uint64_t top = c >> position, byte = top < 0xFF ? top : 0xFF;
+  c -= byte << position;
+  ct += byte < 0xFF ? 8 : 7;
+  return {c, ct, static_cast<uint8_t>(byte), static_cast<uint8_t>(c >> (27 - ct))};
 }
+
+static_assert(byteOut(UINT64_C(0x12) << 27 | 0x34 << 19, 0).byte == 0x12);
+static_assert(byteOut(UINT64_C(0x12) << 27 | 0x34 << 19, 0).next == 0x34);
+static_assert(byteOut(UINT64_C(0xFF) << 27 | 0x34 << 20, 0).next == 0x34);
+static_assert(byteOut(UINT64_C(0x100) << 27 | 0x34 << 20, 0).byte == 0xFF);
+static_assert(byteOut(UINT64_C(0x100) << 27 | 0x34 << 20, 0).next == 0xB4);
 
 }  // namespace definition
 

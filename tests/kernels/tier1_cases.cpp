@@ -86,7 +86,7 @@ void decodePasses(const Tier1DecodeKernels& kernels, Feed& f, int n, int band, b
     kernels.refinement[raw](pass);
     kernels.cleanup[causal](pass);
   }
-  std::copy(pass.mq.contexts.word, pass.mq.contexts.word + mq::kContexts, registers);
+  std::copy(pass.mq.contexts.state, pass.mq.contexts.state + mq::kContexts, registers);
   registers[mq::kContexts] = pass.mq.a;
   registers[mq::kContexts + 1] = pass.mq.c;
   registers[mq::kContexts + 2] = pass.mq.read - pass.mq.ahead;
@@ -120,7 +120,7 @@ const AddKernelCases cases{
        coder.contexts.reset();
        mq::start(coder, out + 1);
        k.tier1Encode->code(coder, symbols, symbols + n);
-       std::copy(coder.contexts.word, coder.contexts.word + mq::kContexts, registers);
+       std::copy(coder.contexts.state, coder.contexts.state + mq::kContexts, registers);
        registers[mq::kContexts] = coder.a;
        registers[mq::kContexts + 1] = coder.c;
        registers[mq::kContexts + 2] = coder.ct;
