@@ -6,7 +6,7 @@
 #include "kernels/dispatch.h"
 #include "kernels/t1dec.h"
 #include "memory.h"
-#include "next/moxj_tier1.h"
+#include "moxj.h"
 #include "rows.h"
 
 namespace mox {

@@ -12,7 +12,7 @@
 #include "kernels/dispatch.h"
 #include "kernels/t1enc.h"
 #include "memory.h"
-#include "next/moxj_tier1.h"
+#include "moxj.h"
 
 namespace mox {
 namespace {

@@ -2,7 +2,7 @@
 #include "images.h"
 #include "kernels/dispatch.h"
 #include "kernels/rct.h"
-#include "next/moxj_components.h"
+#include "moxj.h"
 
 using namespace mox;
 

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <vector>
 
-#include "next/moxj_components.h"
+#include "moxj.h"
 #include "support/checks.h"
 #include "support/random.h"
 #include "support/targets.h"

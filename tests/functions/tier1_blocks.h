@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "functions/tier1_reference.h"
-#include "next/moxj_tier1.h"
+#include "moxj.h"
 #include "support/guarded.h"
 #include "support/random.h"
 

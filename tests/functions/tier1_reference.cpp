@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdlib>
 
-#include "next/moxj_tier1.h"
+#include "moxj.h"
 
 namespace test::reference {
 namespace {

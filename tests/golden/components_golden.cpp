@@ -1,4 +1,4 @@
-#include "next/moxj_components.h"
+#include "moxj.h"
 #include "support/golden.h"
 
 namespace test {

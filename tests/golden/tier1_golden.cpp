@@ -1,4 +1,4 @@
-#include "next/moxj_tier1.h"
+#include "moxj.h"
 #include "support/golden.h"
 
 namespace test {
