@@ -58,8 +58,9 @@ struct MoxJ2KEncodeState {
   int32_t segmentLengths[mox::kMaxPasses];
   mox::tier1::MqEncoder coder;
   // Parts of the one block behind the state.
-  uint64_t* flags;
-  uint32_t* columns;
+  mox::tier1::Chunk* chunks;
+  uint32_t* coefficients;
+  uint8_t* windows;
   uint8_t* symbols;
   uint8_t* bytes;
 };
@@ -69,17 +70,20 @@ namespace {
 
 // The sizes of a state's arrays, for blocks of up to width x height.
 struct Layout {
-  int64_t flags, columns, symbols, bytes;
+  int64_t stride;  // of a stripe's chunks
+  int64_t chunks, coefficients, windows, symbols, bytes;
 
   // An overflow is no concern here: the sizes are products of numbers that fits() has found small.
   Layout(int32_t width, int32_t height) {
-    const int64_t stripes = static_cast<int64_t>(stripesOf(height)), count = width * stripes;
-    flags = static_cast<int64_t>(sizeof(uint64_t)) * (width + INT64_C(2)) * stripes;
-    columns = 4 * static_cast<int64_t>(sizeof(uint32_t)) * count;
-    symbols = symbolsBound(count);
-    bytes = bytesBound(count);
+    const int64_t stripes = static_cast<int64_t>(stripesOf(height));
+    stride = static_cast<int64_t>(chunksOf(width)) + 2;
+    chunks = static_cast<int64_t>(sizeof(Chunk)) * stride * (stripes + 2);
+    windows = 4 * kChunkColumns * (stride - 2) * stripes;
+    coefficients = static_cast<int64_t>(sizeof(uint32_t)) * windows;
+    symbols = symbolsBound(width * stripes);
+    bytes = bytesBound(width * stripes);
   }
-  int64_t total() const { return flags + columns + symbols + bytes; }
+  int64_t total() const { return chunks + coefficients + windows + symbols + bytes; }
 
   static bool fits(int32_t width, int32_t height) {
     const int64_t stripes = static_cast<int64_t>(stripesOf(height));
@@ -88,7 +92,7 @@ struct Layout {
 };
 
 void freeState(MoxJ2KEncodeState* state) {
-  moxFree(state->flags);
+  moxFree(state->chunks);
   moxFree(state);
 }
 
@@ -100,9 +104,10 @@ MoxJ2KEncodeState* newState(int32_t width, int32_t height) {
   MoxJ2KEncodeState* const state = static_cast<MoxJ2KEncodeState*>(std::memset(head, 0, sizeof(MoxJ2KEncodeState)));
   uint8_t* next = static_cast<uint8_t*>(moxMalloc(static_cast<int32_t>(layout.total())));
   if (!next) return moxFree(state), nullptr;
-  state->flags = reinterpret_cast<uint64_t*>(next);
-  state->columns = reinterpret_cast<uint32_t*>(next += layout.flags);
-  state->symbols = next += layout.columns;
+  state->chunks = reinterpret_cast<Chunk*>(next);
+  state->coefficients = reinterpret_cast<uint32_t*>(next += layout.chunks);
+  state->windows = next += layout.coefficients;
+  state->symbols = next += layout.windows;
   state->bytes = next + layout.symbols;
   state->tag = kEncodeTag;
   return state;
@@ -124,25 +129,21 @@ struct Block {
 // Cuts the block into passes on the tape; gives the number of its bit-planes.
 int scanBlock(MoxJ2KEncodeState& state, const Block& block) {
   const Tier1EncodeKernels& kernels = kernels::tier1Encode();
-  const uint32_t all = kernels.arrange(block.src, block.srcStep, block.width, block.height, state.columns);
+  const Layout layout(block.width, block.height);
+  Chunk* const chunks = state.chunks + layout.stride + 1;
+  std::memset(state.chunks, 0, layout.chunks);
+  const uint32_t all =
+      kernels.arrange(block.src, block.srcStep, block.width, block.height, state.coefficients, chunks);
   const int planes = std::bit_width(all & 0x7FFFFFFF);
-  std::memset(state.flags, 0, Layout(block.width, block.height).flags);
 
-  const bool causal = has(state.options, moxJ2KCausal);
-  ScanPass scan;
-  scan.flags = state.flags + 1;
-  scan.columns = state.columns;
-  scan.width = block.width;
-  scan.height = block.height;
-  scan.significanceZero = &kSignificanceZero[block.band];
-  scan.symbols = state.symbols;
+  ScanPass scan{chunks,       state.windows, block.width,
+                block.height, block.band,    has(state.options, moxJ2KCausal),
+                false,        state.symbols, 0};
   Pass* next = state.passes;
   for (int plane = planes - 1; plane >= block.lowest; plane--) {
-    const bool exact = has(state.options, moxJ2KExactLast) && plane == block.lowest;
+    kernels.window(state.coefficients, layout.windows, plane, state.windows);
+    scan.exact = has(state.options, moxJ2KExactLast) && plane == block.lowest;
     const bool raw = has(state.options, moxJ2KBypass) && plane < planes - 4;
-    scan.plane = plane;
-    scan.significanceGain = &kSignificanceGain[exact];
-    scan.refinementGain = &kRefinementGain[exact];
     const auto pass = [&](void (*kernel)(ScanPass&), bool isRaw) {
       const uint8_t* const first = scan.symbols;
       kernel(scan);
@@ -154,10 +155,10 @@ int scanBlock(MoxJ2KEncodeState& state, const Block& block) {
                  isRaw};
     };
     if (plane < planes - 1) {
-      pass(kernels.significance[raw][causal], raw);
+      pass(kernels.significance[raw], raw);
       pass(kernels.refinement, raw);
     }
-    pass(kernels.cleanup[causal], false);
+    pass(kernels.cleanup, false);
     if (has(state.options, moxJ2KSegSymbol)) {
       for (const int bit : {1, 0, 1, 0}) *scan.symbols++ = symbol(mq::kUniform, bit);
       next[-1].symbolsEnd = scan.symbols;

@@ -156,45 +156,43 @@ constexpr int refinementContext(uint32_t flags) {
 
 inline constexpr uint8_t kRunBroken = symbol(mq::kRun, 1), kRunOfZeros = symbol(mq::kRun, 0);
 
-// The reduction of the squared error by one coefficient, in units of 2^-13 of the squared step of its bit-plane. The
-// decoder is taken to reconstruct in the middle of the interval, or exactly at the last bit-plane of a block coded
-// so.
+// The reduction of the squared error by one coefficient, in units of 2^-13 of the squared step of its bit-plane: a
+// polynomial in j, the six magnitude bits below the coded one, so that j / 64 steps lie above that bit. The decoder
+// is taken to reconstruct in the middle of the interval, or exactly at the last bit-plane of a block coded so.
 inline constexpr int kDistortionScale = 13;
+inline constexpr int kWindowBits = 7;  // the coded bit and the six below it
 
-using SignificanceGain = std::array<int32_t, 64>;  // by the six magnitude bits below the one that became significant
-using RefinementGain = std::array<int32_t, 128>;   // by the refined magnitude bit and the six below it
+struct Gain {
+  uint32_t constant, linear, square;  // modulo 2^32
 
-// With the magnitude x = 1 + i / 64 steps: x^2 - (x - 1.5)^2, or x^2 where it is exact.
-inline constexpr auto kSignificanceGain = [] {
-  std::array<SignificanceGain, 2> gain{};
-  for (int i = 0; i < 64; i++) {
-    gain[0][i] = 2 * ((64 + i) * (64 + i) - (i - 32) * (i - 32));
-    gain[1][i] = 2 * (64 + i) * (64 + i);
-  }
-  return gain;
-}();
-// With y = i / 64 steps above the last bit: (y - 1)^2 - (y - 0.5)^2 or (y - 1)^2 - (y - 1.5)^2, or (y - 1)^2.
-inline constexpr auto kRefinementGain = [] {
-  std::array<RefinementGain, 2> gain{};
-  for (int i = 0; i < 128; i++) {
-    const int middle = i < 64 ? 32 : 96;
-    gain[0][i] = 2 * ((i - 64) * (i - 64) - (i - middle) * (i - middle));
-    gain[1][i] = 2 * (i - 64) * (i - 64);
-  }
-  return gain;
-}();
+  constexpr int32_t at(uint32_t j) const { return static_cast<int32_t>(constant + linear * j + square * j * j); }
+};
+struct Gains {
+  Gain significance;
+  Gain refinement[2];  // by the decision
+};
 
-static_assert(kSignificanceGain[0][0] == 6144 && kSignificanceGain[0][63] == 6144 + 384 * 63);
-static_assert(kSignificanceGain[1][0] == 8192 && kSignificanceGain[1][63] == 32258);
-static_assert(kRefinementGain[0][0] == 6144 && kRefinementGain[0][63] == 6144 - 128 * 63);
-static_assert(kRefinementGain[0][64] == 128 * 64 - 10240 && kRefinementGain[0][127] == 128 * 127 - 10240);
-static_assert(kRefinementGain[1][0] == 8192 && kRefinementGain[1][127] == 2 * 63 * 63);
-
-// The `count` magnitude bits from bit-plane `plane` down, as if zeros followed below bit 0.
-constexpr uint32_t bitsFrom(uint32_t magnitude, int plane, int count) {
-  const int below = plane + 1 - count;
-  return (below >= 0 ? magnitude >> below : magnitude << -below) & ((1u << count) - 1);
+// 2 * (64^2 error before - 64^2 error after), where a coefficient of 1 + j / 64 steps was taken for `before` / 64
+// before and, unless `exact`, is taken for `after` / 64 now.
+constexpr Gain gain(int whole, int before, int after, bool exact) {
+  const auto squared = [whole](int estimate) {  // (64 * whole + j - estimate)^2
+    const int constant = 64 * whole - estimate;
+    return Gain{static_cast<uint32_t>(constant * constant), static_cast<uint32_t>(2 * constant), 1};
+  };
+  const Gain x = squared(before), y = exact ? Gain{} : squared(after);
+  return {2 * (x.constant - y.constant), 2 * (x.linear - y.linear), 2 * (x.square - y.square)};
 }
+
+inline constexpr Gains kGain[2] = {
+    {gain(1, 0, 96, false), {gain(0, 64, 32, false), gain(1, 64, 96, false)}},
+    {gain(1, 0, 96, true), {gain(0, 64, 32, true), gain(1, 64, 96, true)}},
+};
+
+static_assert(kGain[0].significance.at(0) == 6144 && kGain[0].significance.at(63) == 6144 + 384 * 63);
+static_assert(kGain[1].significance.at(0) == 8192 && kGain[1].significance.at(63) == 32258);
+static_assert(kGain[0].refinement[0].at(0) == 6144 && kGain[0].refinement[0].at(63) == 6144 - 128 * 63);
+static_assert(kGain[0].refinement[1].at(0) == 128 * 64 - 10240 && kGain[0].refinement[1].at(63) == 128 * 127 - 10240);
+static_assert(kGain[1].refinement[0].at(0) == 8192 && kGain[1].refinement[1].at(63) == 2 * 63 * 63);
 
 constexpr size_t stripesOf(int32_t height) {
   return (static_cast<size_t>(height) + 3) / 4;

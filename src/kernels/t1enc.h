@@ -1,7 +1,7 @@
 // The code-block encoder's kernels: the scan of a bit-plane into symbols, and the MQ coder over them.
 #pragma once
 
-#include "mj2t1.h"
+#include "kernels/t1slice.h"
 #include "moxj.h"
 
 namespace mox {
@@ -13,13 +13,13 @@ namespace tier1 {
 inline constexpr int kSymbolSlack = 64;
 
 struct ScanPass {
-  uint64_t* flags;          // of the first stripe's first column; a spare word on either side of every stripe
-  const uint32_t* columns;  // the coefficients, four to each column of a stripe
+  Chunk* chunks;  // of the first stripe; a spare one on either side, and a spare stripe above and below
+  const uint8_t*
+      windows;  // 64 for each chunk, of each coefficient the kWindowBits magnitude bits from the plane down
   int width, height;
-  int plane;
-  const SymbolTable* significanceZero;
-  const SignificanceGain* significanceGain;
-  const RefinementGain* refinementGain;
+  Band band;
+  bool causal;  // a coefficient of the first row tells nothing to the stripe above
+  bool exact;   // for the distortion: the decoder knows the magnitude once this bit-plane is decoded
   uint8_t* symbols;
   uint32_t distortion;  // summed modulo 2^32
 };
@@ -37,11 +37,15 @@ struct MqEncoder {
 }  // namespace tier1
 
 struct Tier1EncodeKernels {
-  // Gathers a block into columns of four, with zeros below the last row, and gives the OR of all its words.
-  uint32_t (*arrange)(const Mox32s* src, int32_t srcStep, int32_t width, int32_t height, uint32_t* columns);
-  void (*significance[2][2])(tier1::ScanPass& pass);  // [raw][causal]
+  // Gathers a block into chunks of 64 coefficients in the order of the scan, with zeros outside of the block, and the
+  // signs into `chunks`. Gives the OR of all words.
+  uint32_t (*arrange)(const Mox32s* src, int32_t srcStep, int32_t width, int32_t height, uint32_t* coefficients,
+                      tier1::Chunk* chunks);
+  // The windows of `count` coefficients, a multiple of 64.
+  void (*window)(const uint32_t* coefficients, size_t count, int plane, uint8_t* windows);
+  void (*significance[2])(tier1::ScanPass& pass);  // [raw]
   void (*refinement)(tier1::ScanPass& pass);
-  void (*cleanup[2])(tier1::ScanPass& pass);  // [causal]
+  void (*cleanup)(tier1::ScanPass& pass);
   void (*code)(tier1::MqEncoder& coder, const uint8_t* symbols, const uint8_t* end);
 };
 

@@ -14,47 +14,38 @@ using namespace mox::tier1;
 constexpr int kHeight = 11;  // two whole stripes and a part of one
 constexpr int kStripes = 3;
 
-// Sign-magnitude coefficients with some significant bit-planes, most of them small.
-void coefficients(Random& random, uint32_t* values, size_t count) {
-  for (size_t i = 0; i < count; i++)
-    values[i] = (random.any<uint32_t>() & 0x3FF) >> random.below(12) | (random.any<uint32_t>() & 0x80000000);
-}
-
-// The passes of bit-planes 9 to 4 of a block of n x kHeight coefficients. `scan` calls the pass that is to be run.
-void scan(const Tier1EncodeKernels& kernels, Feed& f, int n, int band, bool raw, bool causal) {
-  const size_t count = static_cast<size_t>(n) * 4 * kStripes;
-  const uint32_t* const columns = f.in<uint32_t>(count, [&](Random& random, uint32_t* values) {
-    coefficients(random, values, count);
-    for (int x = 0; x < n; x++) values[count - 4 * n + 4 * x + 3] = 0;  // below the last row
+// The passes of bit-planes 9 to 4 of a block of n x kHeight coefficients, which lie in chunks.
+void scan(const Tier1EncodeKernels& kernels, Feed& f, int n, Band band, bool raw, bool causal) {
+  const size_t values = static_cast<size_t>(n) * kHeight, stride = chunksOf(n) + 2;
+  const size_t count = chunksOf(n) * kStripes * 4 * kChunkColumns, all = stride * (kStripes + 2);
+  const Mox32s* const src = f.in<Mox32s>(values, [&](Random& random, Mox32s* block) {
+    for (size_t i = 0; i < values; i++) {
+      const uint32_t magnitude = (random.any<uint32_t>() & 0x3FF) >> random.below(12);
+      block[i] = static_cast<Mox32s>(magnitude | (random.any<uint32_t>() & 0x80000000));
+    }
   });
-  const size_t words = (static_cast<size_t>(n) + 2) * kStripes;
-  uint64_t* const flags = f.out<uint64_t>(words);
+  Chunk* const chunks = f.out<Chunk>(all);
+  uint32_t* const coefficients = f.out<uint32_t>(count);
+  uint8_t* const windows = f.out<uint8_t>(count);
   uint8_t* const symbols = f.out<uint8_t>(count * 10 + kSymbolSlack);
   uint32_t* const distortions = f.out<uint32_t>(18);
   size_t* const counts = f.out<size_t>(18);
-  if (f.replaying()) std::fill(flags, flags + words, 0);
-  std::fill(flags, flags + words, 0);
-  ScanPass pass{flags + 1,
-                columns,
-                n,
-                kHeight,
-                0,
-                &kSignificanceZero[band],
-                &kSignificanceGain[causal],
-                &kRefinementGain[causal],
-                symbols,
-                0};
+  std::fill(chunks, chunks + all, Chunk{});
+  Chunk* const first = chunks + stride + 1;
+  kernels.arrange(src, 4 * n, n, kHeight, coefficients, first);
+  ScanPass pass{first, windows, n, kHeight, band, causal, causal, symbols, 0};
   int i = 0;
   const auto run = [&](void (*kernel)(ScanPass&)) {
-    uint8_t* const first = pass.symbols;
+    uint8_t* const before = pass.symbols;
     kernel(pass);
     distortions[i] = pass.distortion;
-    counts[i++] = pass.symbols - first;
+    counts[i++] = pass.symbols - before;
   };
-  for (pass.plane = 9; pass.plane >= 4; pass.plane--) {
-    run(kernels.significance[raw][causal]);
+  for (int plane = 9; plane >= 4; plane--) {
+    kernels.window(coefficients, count, plane, windows);
+    run(kernels.significance[raw]);
     run(kernels.refinement);
-    run(kernels.cleanup[causal]);
+    run(kernels.cleanup);
   }
   // What lies behind the last symbol may be anything.
   std::fill(pass.symbols, pass.symbols + kSymbolSlack, 0);
@@ -98,8 +89,15 @@ const AddKernelCases cases{
      [](const Kernels& k, Feed& f, int n) {
        const int height = 1 + n % 9;
        const Mox32s* const src = f.in<Mox32s>(static_cast<size_t>(n) * height);
-       uint32_t* const columns = f.out<uint32_t>(static_cast<size_t>(n) * 4 * stripesOf(height));
-       *f.out<uint32_t>(1) = k.tier1Encode->arrange(src, 4 * n, n, height, columns);
+       uint32_t* const coefficients = f.out<uint32_t>(chunksOf(n) * stripesOf(height) * 4 * kChunkColumns);
+       Chunk* const chunks = f.out<Chunk>((chunksOf(n) + 2) * stripesOf(height) - 2);
+       *f.out<uint32_t>(1) = k.tier1Encode->arrange(src, 4 * n, n, height, coefficients, chunks);
+     }},
+    {"tier1Encode.window", "chunks", 1, 31, 31,
+     [](const Kernels& k, Feed& f, int n) {  // at every bit-plane once
+       const size_t count = static_cast<size_t>(n) * 4 * kChunkColumns;
+       const uint32_t* const coefficients = f.in<uint32_t>(count);
+       k.tier1Encode->window(coefficients, count, n - 1, f.out<uint8_t>(count));
      }},
     {"tier1Encode.passes", "columns", 1, 40, 64,
      [](const Kernels& k, Feed& f, int n) { scan(*k.tier1Encode, f, n, kBandLow, false, false); }},
