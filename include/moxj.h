@@ -144,6 +144,97 @@ MOXJ_API MoxStatus moxiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(
     pPrefetchedBits, int32_t* pNumValidBits, const MoxDecodeHuffmanSpec* pDCTable, const MoxDecodeHuffmanSpec*
     pACTable);
 
+/* ---- Lossless JPEG (T.81 Annex H) ----------------------------------------------------------------------------- */
+
+/*
+ * Rows of samples and of differences are plain arrays of `width` signed 16-bit elements, one component each. Samples of
+ * more than 15 bits are their 16-bit patterns: all sums are taken modulo 65536. Source and destination rows must not
+ * overlap. The caller goes from row to row, keeps the row above (of the source when coding, as it was rebuilt when
+ * decoding) and shifts the samples by the point transform Pt (T.81 H.1.2.1: right ahead of the prediction, left behind it).
+ * A first row is that of a scan and of every restart interval.
+ *
+ * Predictors (T.81 table H.1), of Ra to the left, Rb above and Rc above Ra:
+ *   1  Ra    2  Rb    3  Rc    4  Ra + Rb - Rc    5  Ra + ((Rb - Rc) >> 1)    6  Rb + ((Ra - Rc) >> 1)
+ *   7  (Ra + Rb) >> 1
+ * The first column is always predicted by Rb. The halves of 5, 6 and 7 are those of signed values, rounded down: with
+ * samples above 32767 they differ from those of a decoder that takes samples as unsigned (Ra 0x8000 and Rb 0 give
+ * 0xC000 by predictor 7).
+ *
+ * Both directions predict alike, so that every row is restored exactly.
+ *
+ * Checks of the four functions on rows, in this order: any pointer null (moxStatusNullPointer), width below 1
+ * (moxStatusBadSize), then for a first row P outside 2..16 or Pt below 0, for others a predictor outside 1..7
+ * (moxStatusBadArgument).
+ */
+
+/*
+ * Differences of a first row: pSrc[0] - 2^(P - Pt - 1), then each sample less the one to its left. P is the precision of
+ * the samples ahead of the point transform. The exponent is taken modulo 32 and Pt not held below P: a Pt from P on is
+ * accepted and predicts the first sample by a power of two that means nothing.
+ */
+MOXJ_API MoxStatus moxiDiffPredFirstRow_JPEG_16s_C1(
+    const Mox16s* pSrc, Mox16s* pDst, int32_t width, int32_t P, int32_t Pt);
+
+/* Differences of any other row; pPrevRow is the row of samples above. */
+MOXJ_API MoxStatus moxiDiffPredRow_JPEG_16s_C1(
+    const Mox16s* pSrc, const Mox16s* pPrevRow, Mox16s* pDst, int32_t width, int32_t predictor);
+
+/* Samples of a first row from its differences; P and Pt as above. */
+MOXJ_API MoxStatus moxiReconstructPredFirstRow_JPEG_16s_C1(
+    const Mox16s* pSrc, Mox16s* pDst, int32_t width, int32_t P, int32_t Pt);
+
+/* Samples of any other row from its differences; pPrevRow is the row of samples above. */
+MOXJ_API MoxStatus moxiReconstructPredRow_JPEG_16s_C1(
+    const Mox16s* pSrc, const Mox16s* pPrevRow, Mox16s* pDst, int32_t width, int32_t predictor);
+
+/*
+ * Appends one difference to an entropy-coded segment (T.81 H.1.2.2): the code of its category, 0 to 16, and the bits of
+ * its value, as the sequential encoder codes a DC difference; the difference 32768 (-32768) is category 16, which no value
+ * bits follow. pDst, dstLen, pDstCurPos and pState are those of moxiEncodeHuffman8x8_JPEG_16s1u_C1: dstLen bytes in all,
+ * *pDstCurPos the index of the next one, bits that fill no byte wait in the state, a byte of 0xFF is followed by 0x00.
+ *
+ * With flush other than 0 the pending bits are completed with 1-bits to a byte (as many of seven as it takes), and the
+ * state is cleared; pSrc and pTable are not looked at and may be null.
+ *
+ * A full destination and a category without a code are NOT reported: the call returns moxStatusOk, the bytes that fitted
+ * are written, and of the code and of the value bits what failed is not in the state; value bits are left out where the
+ * code failed. A difference takes at most 8 bytes and a flush 2: a destination with as much room behind *pDstCurPos
+ * cannot fill up.
+ *
+ *   moxStatusNullPointer   pDst is null
+ *   moxStatusBadSize       dstLen below 1
+ *   moxStatusNullPointer   pDstCurPos or pState is null
+ *   moxStatusNullPointer   without flush: pSrc or pTable is null
+ */
+MOXJ_API MoxStatus moxiEncodeHuffmanOne_JPEG_16s1u_C1(
+    const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, const MoxEncodeHuffmanSpec* pTable,
+    MoxEncodeHuffmanState* pState, int32_t flush);
+
+/*
+ * Decodes one difference (T.81 H.2.2) as the sequential decoder decodes a DC difference: srcLen, pSrcCurPos, pMarker and
+ * pState are those of moxiDecodeHuffman8x8_JPEG_1u16s_C1. Category 16, and any symbol above it, gives -32768 and takes no
+ * value bits; a code of no length gives 0. A position outside 0..srcLen has no bytes behind it.
+ *
+ * Returns moxStatusMarkerMet, a notice, where the bytes loaded by this call ended at a marker; *pDst is valid then.
+ *
+ *   moxStatusNullPointer   pSrc is null
+ *   moxStatusBadArgument   srcLen below 0
+ *   moxStatusNullPointer   pSrcCurPos, pDst, pMarker, pTable or pState is null
+ *   moxStatusOutOfBuffer   the bits run out; *pDst is as it was, position, marker and state are where reading stopped
+ */
+MOXJ_API MoxStatus moxiDecodeHuffmanOne_JPEG_1u16s_C1(
+    const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, int32_t* pMarker,
+    const MoxDecodeHuffmanSpec* pTable, MoxDecodeHuffmanState* pState);
+
+/*
+ * Counts the category of a difference: adds 1 to one of pFreq[0] to pFreq[16], which are never cleared and wrap. 256
+ * counters, as table builders take them; the others are not touched.
+ *
+ *   moxStatusNullPointer   pSrc or pFreq is null
+ *   moxStatusOutOfRange    a category above 16, which no 16-bit difference has
+ */
+MOXJ_API MoxStatus moxiGetHuffmanStatisticsOne_JPEG_16s_C1(const Mox16s* pSrc, int32_t pFreq[256]);
+
 /* ---- Quantisation tables and 8x8 quantisation ----------------------------------------------------------------- */
 
 /*
@@ -382,6 +473,146 @@ MOXJ_API MoxStatus moxiSampleDownRowH2V2_Box_JPEG_8u_C1(
 MOXJ_API MoxStatus moxiSampleUpRowH2V1_Triangle_JPEG_8u_C1(const Mox8u* pSrc, int32_t srcWidth, Mox8u* pDst);
 MOXJ_API MoxStatus moxiSampleUpRowH2V2_Triangle_JPEG_8u_C1(
     const Mox8u* pSrc1, const Mox8u* pSrc2, int32_t srcWidth, Mox8u* pDst);
+
+/* ---- MCU-level colour, sampling and level shift --------------------------------------------------------------- */
+
+/*
+ * One minimum coded unit (T.81 A.2) in one pass: on the encoder's side its pixels become the level-shifted 8x8 blocks that
+ * the forward DCT takes, on the decoder's side the blocks that the inverse DCT gave become its pixels. A block is 64 signed
+ * 16-bit values (sample - 128) in natural order.
+ *
+ *   name   pixels    blocks of Y (and K)                             blocks of Cb and Cr
+ *   444    8 x 8     1                                               1 each, a value per pixel
+ *   422    16 x 8    2: left, right                                  1 each, a value per two pixels of a row
+ *   411    16 x 16   4: top left, top right, bottom left and right   1 each, a value per square of four pixels
+ *
+ * The MCU is an array of pointers, one per component (Y, Cb, Cr, and K of CMYK); the blocks of Y lie back to back behind
+ * the first, 64 values each, and those of K, which is not sub-sampled, behind the fourth. Pixels are interleaved bytes in
+ * the order of the name (CMYK: C, M, Y, K), or 16-bit words: BGR555 has blue in bits 0..4, green in 5..9, red in 10..14,
+ * BGR565 green in 5..10 and red in 11..15. pSrc and pDst point to the top left pixel, rows are srcStep or dstStep bytes
+ * apart. Nothing but these pixels and blocks is touched.
+ *
+ * Encoder's side, with >> rounding down:
+ *   Y  = (4899 R + 9617 G + 1868 B - 2088960) >> 14
+ *   Cb = (-2764 R - 5428 G + 8192 B + 8192 n) >> (14 + log2 n), of the sums of R, G and B of the n pixels that share it;
+ *   Cr = (8192 R - 6860 G - 1332 B + 8192 n) >> (14 + log2 n)
+ * that is the weights of the packed words above. Chroma is centred on 0 and not limited: the purest blue and red give 128.
+ * Fields of words become samples by a shift (the low bits are 0: the word 0x7FFF is grey of 248). C, M and Y are
+ * complemented and take the places of R, G and B; K is K - 128.
+ *
+ * Decoder's side, for blocks of any 16-bit values, in sums without a limit, each result then limited to 0..255:
+ *   R = Y + ((11485 Cr + 1052672) >> 13)
+ *   G = Y - ((5638 Cb + 11700 Cr - 2088960) >> 14)
+ *   B = Y + ((14516 Cb + 1052672) >> 13)
+ * Chroma is repeated for the pixels that share it. Words take the upper bits of the limited samples; the bit above BGR555 is
+ * 0. C, M and Y are 255 less R, G and B; K is K + 128 limited to 0..255.
+ *
+ * Checks on the encoder's side, in this order: pSrc or pDstMCU null (moxStatusNullPointer), srcStep below 1
+ * (moxStatusBadStep), a pointer in pDstMCU null (moxStatusNullPointer).
+ * Checks on the decoder's side: pSrcMCU or pDst null, then a pointer in pSrcMCU null (moxStatusNullPointer), dstStep below 1
+ * (moxStatusBadStep).
+ *
+ * All run on the calling thread: share out MCUs.
+ */
+
+/* Pixels to blocks. */
+MOXJ_API MoxStatus moxiRGBToYCbCr444LS_MCU_8u16s_C3P3R(
+    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiRGBToYCbCr422LS_MCU_8u16s_C3P3R(
+    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiRGBToYCbCr411LS_MCU_8u16s_C3P3R(
+    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+
+MOXJ_API MoxStatus moxiBGRToYCbCr444LS_MCU_8u16s_C3P3R(
+    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiBGRToYCbCr422LS_MCU_8u16s_C3P3R(
+    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiBGRToYCbCr411LS_MCU_8u16s_C3P3R(
+    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+
+MOXJ_API MoxStatus moxiBGR555ToYCbCr444LS_MCU_16u16s_C3P3R(
+    const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiBGR555ToYCbCr422LS_MCU_16u16s_C3P3R(
+    const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiBGR555ToYCbCr411LS_MCU_16u16s_C3P3R(
+    const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+
+MOXJ_API MoxStatus moxiBGR565ToYCbCr444LS_MCU_16u16s_C3P3R(
+    const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiBGR565ToYCbCr422LS_MCU_16u16s_C3P3R(
+    const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiBGR565ToYCbCr411LS_MCU_16u16s_C3P3R(
+    const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+
+MOXJ_API MoxStatus moxiCMYKToYCCK444LS_MCU_8u16s_C4P4R(
+    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[4]);
+MOXJ_API MoxStatus moxiCMYKToYCCK422LS_MCU_8u16s_C4P4R(
+    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[4]);
+MOXJ_API MoxStatus moxiCMYKToYCCK411LS_MCU_8u16s_C4P4R(
+    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[4]);
+
+/*
+ * Pixels that are Y, Cb, Cr already: Y - 128, and for chroma the mean of the n values that share it, rounded down: (the sum
+ * - 128 n) >> log2 n. Chroma of 0 and 1 gives -128.
+ */
+MOXJ_API MoxStatus moxiSampleDown444LS_MCU_8u16s_C3P3R(
+    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiSampleDown422LS_MCU_8u16s_C3P3R(
+    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiSampleDown411LS_MCU_8u16s_C3P3R(
+    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+
+/* Pixels that are 4:2:2 already, 16 x 8 of them: for every two of a row the bytes Y0, Cb, Y1, Cr. All less 128. */
+MOXJ_API MoxStatus moxiSplit422LS_MCU_8u16s_C2P3R(
+    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+
+/* Blocks to pixels. */
+MOXJ_API MoxStatus moxiYCbCr444ToRGBLS_MCU_16s8u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr422ToRGBLS_MCU_16s8u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr411ToRGBLS_MCU_16s8u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+
+MOXJ_API MoxStatus moxiYCbCr444ToBGRLS_MCU_16s8u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr422ToBGRLS_MCU_16s8u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr411ToBGRLS_MCU_16s8u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+
+MOXJ_API MoxStatus moxiYCbCr444ToBGR555LS_MCU_16s16u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr422ToBGR555LS_MCU_16s16u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr411ToBGR555LS_MCU_16s16u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
+
+MOXJ_API MoxStatus moxiYCbCr444ToBGR565LS_MCU_16s16u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr422ToBGR565LS_MCU_16s16u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr411ToBGR565LS_MCU_16s16u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
+
+MOXJ_API MoxStatus moxiYCCK444ToCMYKLS_MCU_16s8u_P4C4R(
+    const Mox16s* const pSrcMCU[4], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCCK422ToCMYKLS_MCU_16s8u_P4C4R(
+    const Mox16s* const pSrcMCU[4], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCCK411ToCMYKLS_MCU_16s8u_P4C4R(
+    const Mox16s* const pSrcMCU[4], Mox8u* pDst, int32_t dstStep);
+
+/* To pixels of Y, Cb and Cr: each plus 128, limited to 0..255, chroma repeated. */
+MOXJ_API MoxStatus moxiSampleUp444LS_MCU_16s8u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiSampleUp422LS_MCU_16s8u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiSampleUp411LS_MCU_16s8u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+
+/* To 4:2:2 pixels, Y0, Cb, Y1, Cr: each plus 128, limited to 0..255. */
+MOXJ_API MoxStatus moxiJoin422LS_MCU_16s8u_P3C2R(
+    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
 
 /* ---- JPEG 2000 code-blocks ------------------------------------------------------------------------------------ */
 

@@ -48,8 +48,26 @@ MOX_INLINE void prefetchAhead(const uint8_t* p) {
 
 // ---- Interleaved bytes ----
 
-// The places in a row of the four interleaved bytes of N vectors, and where they go: separate() gives each of the N
-// samples of 16 pixels its vector, merge() is its inverse.
+// Gives each of the N samples of 16 pixels, which come as N vectors of interleaved bytes, its vector.
+template <int N>
+MOX_INLINE void separate(V128 (&c)[N]) {
+  // A round interleaves the lower with the upper half of all bytes: byte i goes to 2 i modulo 16 N - 1, in four
+  // rounds to 16 i; byte N n + k, that is, to 16 k + n.
+#pragma GCC unroll 4
+  for (int round = 0; round < 4; round++) {
+    const V128 a = c[0], b = c[1], d = c[2];
+    if constexpr (N == 3) {
+      c[0] = low8(a, high64(b, b));
+      c[1] = low8(high64(a, a), d);
+      c[2] = low8(b, high64(d, d));
+    } else {
+      const V128 e = c[3];
+      c[0] = low8(a, d), c[1] = high8(a, d);
+      c[2] = low8(b, e), c[3] = high8(b, e);
+    }
+  }
+}
+
 template <int N>
 MOX_INLINE void separate(const uint8_t* p, V128 (&c)[N]) {
 #if defined(MOX_TARGET_IS_neon)
@@ -64,21 +82,7 @@ MOX_INLINE void separate(const uint8_t* p, V128 (&c)[N]) {
 #else
 #pragma GCC unroll 4
   for (int i = 0; i < N; i++) c[i] = load<V128>(p + 16 * i);
-    // A round interleaves the lower with the upper half of all bytes: byte i goes to 2 i modulo 16 N - 1, in four
-    // rounds to 16 i; byte N n + k, that is, to 16 k + n.
-#pragma GCC unroll 4
-  for (int round = 0; round < 4; round++) {
-    const V128 a = c[0], b = c[1], d = c[2];
-    if constexpr (N == 3) {
-      c[0] = low8(a, high64(b, b));
-      c[1] = low8(high64(a, a), d);
-      c[2] = low8(b, high64(d, d));
-    } else {
-      const V128 e = c[3];
-      c[0] = low8(a, d), c[1] = high8(a, d);
-      c[2] = low8(b, e), c[3] = high8(b, e);
-    }
-  }
+  separate(c);
 #endif
 }
 
@@ -92,20 +96,20 @@ struct TripleOrder {
   }
 };
 
+#if !defined(MOX_TARGET_IS_neon)
+// The bytes of 16 pixels of each 128-bit block in order: the first, second and third 16 of their 48.
 template <class V>
-MOX_INLINE void storeMerged(uint8_t* p, V a, V b, V c) {
-#if defined(MOX_TARGET_IS_neon)
-  vst3q_u8(p, uint8x16x3_t{{u8(a), u8(b), u8(c)}});
-#elif MOX_DOT8
+MOX_INLINE void merge(V a, V b, V c, V (&out)[3]) {
+#if MOX_DOT8
   static constexpr TripleOrder kOrder[] = {TripleOrder(0), TripleOrder(1), TripleOrder(2), TripleOrder(3)};
   const V ab[] = {low8(a, b), high8(a, b)}, cc[] = {low8(c, c), high8(c, c)};
   const V first = shuffle8(low16(ab[0], cc[0]), loadSame<V>(kOrder[0].bytes));
   const V second = shuffle8(high16(ab[0], cc[0]), loadSame<V>(kOrder[1].bytes));
   const V third = shuffle8(low16(ab[1], cc[1]), loadSame<V>(kOrder[2].bytes));
   const V fourth = shuffle8(high16(ab[1], cc[1]), loadSame<V>(kOrder[3].bytes));
-  storeApart(p, 48, blend16<0xC0>(first, second));
-  storeApart(p + 16, 48, blend16<0xF0>(second, third));
-  storeApart(p + 32, 48, blend16<0xFC>(third, fourth));
+  out[0] = blend16<0xC0>(first, second);
+  out[1] = blend16<0xF0>(second, third);
+  out[2] = blend16<0xFC>(third, fourth);
 #else
   // The rounds of separate() backwards: the bytes of even places, then those of odd places.
   const V even = set16<V>(0xFF);
@@ -115,7 +119,20 @@ MOX_INLINE void storeMerged(uint8_t* p, V a, V b, V c) {
     const V odds[] = {shrU16<8>(a), shrU16<8>(b), shrU16<8>(c)};
     a = packsU16(evens[0], evens[1]), b = packsU16(evens[2], odds[0]), c = packsU16(odds[1], odds[2]);
   }
-  store(p, a), store(p + 16, b), store(p + 32, c);
+  out[0] = a, out[1] = b, out[2] = c;
+#endif
+}
+#endif
+
+template <class V>
+MOX_INLINE void storeMerged(uint8_t* p, V a, V b, V c) {
+#if defined(MOX_TARGET_IS_neon)
+  vst3q_u8(p, uint8x16x3_t{{u8(a), u8(b), u8(c)}});
+#else
+  V merged[3];
+  merge(a, b, c, merged);
+#pragma GCC unroll 3
+  for (int i = 0; i < 3; i++) storeApart(p + 16 * i, 48, merged[i]);
 #endif
 }
 
@@ -180,6 +197,10 @@ struct Colours {
     return {bitOr(red, upper), bitOr(blue, upper)};
   }
   MOX_INLINE Colours complement() const { return {bitXor(rg, set8<V>(0xFF)), bitXor(bg, set8<V>(0xFF))}; }
+
+  MOX_INLINE V reds() const { return bitAnd(rg, set16<V>(0xFF)); }
+  MOX_INLINE V greens() const { return shrU16<8>(rg); }
+  MOX_INLINE V blues() const { return bitAnd(bg, set16<V>(0xFF)); }
 
   // How much of green's weight goes with red: what fits beside it, if blue has to take any.
   static constexpr int greenWithRed(int red, int green, int blue) {
@@ -285,6 +306,10 @@ struct Colours {
     return {bitXor(red, bytes), bitXor(green, bytes), bitXor(blue, bytes)};
   }
 
+  MOX_INLINE V reds() const { return red; }
+  MOX_INLINE V greens() const { return green; }
+  MOX_INLINE V blues() const { return blue; }
+
   template <int Red, int Green, int Blue>
   MOX_INLINE V sum() const {
     if constexpr (Red == 0 && Green == -Blue) {
@@ -342,6 +367,12 @@ MOX_INLINE V narrowed(V bytes) {
   const V up = addsU8(bytes, set8<V>(1 << (7 - F.bits)));
   const V repeated = bitAnd(shrU16<F.bits>(up), set8<V>(0xFF >> F.bits));
   return bitAnd(sub8(up, repeated), set8<V>(0xFF << (8 - F.bits)));
+}
+
+// Bytes cut off to fields, which stand where they stood.
+template <class V, Field F>
+MOX_INLINE V cutOff(V bytes) {
+  return bitAnd(bytes, set8<V>(0xFF << (8 - F.bits)));
 }
 
 // Words whose upper bytes have the field at their upper end, which goes to its place; the lower bytes are 0.

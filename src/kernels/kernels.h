@@ -10,6 +10,10 @@ namespace mox {
 struct DctKernels;
 struct HuffDecodeKernels;
 struct HuffEncodeKernels;
+struct LosslessKernels;
+struct LosslessCodeKernels;
+struct McuDecodeKernels;
+struct McuEncodeKernels;
 struct QuantKernels;
 struct RctKernels;
 struct RgbKernels;
@@ -23,6 +27,10 @@ struct Kernels {
   const DctKernels* dct;
   const HuffDecodeKernels* huffDecode;
   const HuffEncodeKernels* huffEncode;
+  const LosslessKernels* lossless;
+  const LosslessCodeKernels* losslessCode;
+  const McuDecodeKernels* mcuDecode;
+  const McuEncodeKernels* mcuEncode;
   const QuantKernels* quant;
   const RctKernels* rct;
   const RgbKernels* rgb;

@@ -67,6 +67,10 @@ struct Field {
     const int up = clamp8(sample + (1 << (7 - bits)));
     return (up - (up >> bits)) >> (8 - bits);
   }
+
+  // The same by a shift alone: the low bits of the sample are 0, and are lost.
+  constexpr int raise(int value) const { return value << (8 - bits); }
+  constexpr int truncate(int sample) const { return sample >> (8 - bits); }
 };
 
 // One 16-bit word a pixel. Low and High are the colours of the lowest and the highest field, which have five bits.

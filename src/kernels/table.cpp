@@ -3,6 +3,9 @@
 #include "kernels/huffdec.h"
 #include "kernels/huffenc.h"
 #include "kernels/kernels.h"
+#include "kernels/lossless.h"
+#include "kernels/losslesscode.h"
+#include "kernels/mcu.h"
 #include "kernels/quant.h"
 #include "kernels/rct.h"
 #include "kernels/rgb.h"
@@ -21,6 +24,10 @@ const mox::Kernels MOX_TABLE_NAME(MOX_TARGET) = {
     .dct = &mox::MOX_TARGET::dctKernels,
     .huffDecode = &mox::MOX_TARGET::huffDecodeKernels,
     .huffEncode = &mox::MOX_TARGET::huffEncodeKernels,
+    .lossless = &mox::MOX_TARGET::losslessKernels,
+    .losslessCode = &mox::MOX_TARGET::losslessCodeKernels,
+    .mcuDecode = &mox::MOX_TARGET::mcuDecodeKernels,
+    .mcuEncode = &mox::MOX_TARGET::mcuEncodeKernels,
     .quant = &mox::MOX_TARGET::quantKernels,
     .rct = &mox::MOX_TARGET::rctKernels,
     .rgb = &mox::MOX_TARGET::rgbKernels,

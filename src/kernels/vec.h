@@ -183,12 +183,17 @@ MOX_INLINE V128 repeatPair16(V128 a) {
   constexpr short x = First, y = First + 2;
   return wrap(__builtin_shuffle(a.r, int16x8_t{x, y, x, y, x, y, x, y}));
 }
+MOX_INLINE V128 repeatLast16(V128 a) { return wrap(vdupq_laneq_s16(a.r, 7)); }
 MOX_INLINE void storeHigh8(void* p, V128 a) { vst1_u8(static_cast<uint8_t*>(p), vget_high_u8(u8(a))); }
 template <class V = VMax>
 MOX_INLINE V loadApart(const void* p, ptrdiff_t) {
   return load(p);
 }
 MOX_INLINE void storeApart(void* p, ptrdiff_t, V128 a) { store(p, a); }
+MOX_INLINE void storeHalvesApart(void* low, void* high, ptrdiff_t, V128 a) {
+  storeLow8(low, a);
+  storeHigh8(high, a);
+}
 
 MOX_INLINE V128 abs16(V128 a) { return wrap(vabsq_s16(a.r)); }  // -32768: 32768, unsigned
 MOX_INLINE V128 bitWidths16(V128 a) { return wrap(vsubq_s16(vdupq_n_s16(16), vclzq_s16(a.r))); }
@@ -544,10 +549,18 @@ MOX_INLINE V repeatPair16(V a) {
   return shuffle32<(First % 4 + First / 4 * 2) * 0x55>(shuffleEach16<_MM_SHUFFLE(3, 1, 2, 0)>(a));
 }
 #endif
+// The last 16-bit lane in all lanes.
+MOX_INLINE V128 repeatLast16(V128 a) { return {_mm_shuffle_epi32(_mm_shufflehi_epi16(a.r, 0xFF), 0xFF)}; }
 MOX_INLINE void storeHigh8(void* p, V128 a) {
   // One instruction, as _mm_storeh_pd is, which however promises the alignment of a double.
   using Unaligned [[gnu::aligned(1), gnu::may_alias]] = double;
   *static_cast<Unaligned*>(p) = _mm_castsi128_pd(a.r)[1];
+}
+
+// The lower eight bytes of each 128-bit block to `low`, the upper ones to `high`, so many bytes apart.
+MOX_INLINE void storeHalvesApart(void* low, void* high, ptrdiff_t, V128 a) {
+  storeLow8(low, a);
+  storeHigh8(high, a);
 }
 
 #if defined(__AVX2__)
@@ -690,6 +703,11 @@ MOX_INLINE V256 loadSame<V256>(const void* p) {
 MOX_INLINE void storeApart(void* p, ptrdiff_t distance, V256 a) {
   store(p, lowHalf(a));
   store(static_cast<uint8_t*>(p) + distance, highHalf(a));
+}
+
+MOX_INLINE void storeHalvesApart(void* low, void* high, ptrdiff_t distance, V256 a) {
+  storeHalvesApart(low, high, distance, lowHalf(a));
+  storeHalvesApart(static_cast<uint8_t*>(low) + distance, static_cast<uint8_t*>(high) + distance, distance, highHalf(a));
 }
 
 // The four 64-bit lanes in the order of the immediate.
@@ -840,6 +858,16 @@ MOX_INLINE V512 loadSame<V512>(const void* p) {
 MOX_INLINE void storeApart(void* p, ptrdiff_t distance, V512 a) {
   storeApart(p, distance, lowHalf(a));
   storeApart(static_cast<uint8_t*>(p) + 2 * distance, distance, highHalf(a));
+}
+
+MOX_INLINE void storeHalvesApart(void* low, void* high, ptrdiff_t distance, V512 a) {
+  storeHalvesApart(low, high, distance, lowHalf(a));
+  storeHalvesApart(static_cast<uint8_t*>(low) + 2 * distance, static_cast<uint8_t*>(high) + 2 * distance, distance,
+                   highHalf(a));
+}
+template <int Mask>
+MOX_INLINE V512 blend16(V512 a, V512 b) {
+  return {_mm512_mask_blend_epi16(0x01010101u * Mask, a.r, b.r)};
 }
 
 MOX_INLINE V512 abs16(V512 a) { return {_mm512_abs_epi16(a.r)}; }
