@@ -9,7 +9,7 @@ using mox::McuDecodeKernels;
 using mox::McuEncodeKernels;
 
 // The n-th of several fillings, steps and contents: every row of pixels ends at a guard page, or none does.
-constexpr int kFillings = 60;
+constexpr int kFillings = 64;
 
 struct Shape {
   int across, down;
