@@ -144,6 +144,130 @@ MOXJ_API MoxStatus moxiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(
     pPrefetchedBits, int32_t* pNumValidBits, const MoxDecodeHuffmanSpec* pDCTable, const MoxDecodeHuffmanSpec*
     pACTable);
 
+/* ---- Progressive Huffman coding of 8x8 blocks ----------------------------------------------------------------- */
+
+/*
+ * One block of one scan of a progressive image (T.81 Annex G). Blocks are 64 coefficients in natural order, row by
+ * row. A scan codes the DC coefficients, or a band of AC coefficients: zig-zag positions Ss (1 to 63) to Se (Ss to
+ * 63). A first scan codes values without their Al (0 to 13) lowest bits, a refinement scan the bit Al of values
+ * whose higher bits are known.
+ *
+ * The encoders append to a segment as the sequential one does: *pDstCurPos is the index of the next byte in the
+ * destination of dstLen bytes, bytes of 0xFF are stuffed, up to 7 bits stay pending in the state. The AC encoders
+ * also keep there the end-of-band run (EOBRUN, up to 32767 blocks) and, refining, the correction bits held for it.
+ * A call with flush not 0 writes what is pending, fills the last byte with 1-bits and clears the state; it looks
+ * at no other argument but the destination, the position, the state and, for AC, the table.
+ *
+ * Checks of the encoders, in this order: destination null: moxStatusNullPointer; dstLen below 1: moxStatusBadSize;
+ * position, AC table or state null: moxStatusNullPointer; the flush, if asked for; source, last DC null:
+ * moxStatusNullPointer; Ss, Se, Al out of range: moxStatusBadArgument; DC table null: moxStatusNullPointer. Then,
+ * as they arise: a category above 11 (the last DC is already updated), or an end-of-band run that has no class:
+ * moxStatusCoefficientRange; a symbol without a code: moxStatusHuffTable; the destination full, which it also is
+ * for a negative position: moxStatusOutOfBuffer. Bytes written before such a failure stay, position, pending bits
+ * and run are those of the last code or value that was written whole: the segment is lost. A flush that fails
+ * clears the state too.
+ */
+
+/*
+ * First DC scan (T.81 G.1.2.1): the difference from *pLastDC of the coefficient, shifted right arithmetically by
+ * Al. The caller sets *pLastDC to 0 where a scan or restart interval begins; one for each component.
+ */
+MOXJ_API MoxStatus moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(
+    const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, Mox16s* pLastDC, int32_t Al,
+    const MoxEncodeHuffmanSpec* pDCTable, MoxEncodeHuffmanState* pState, int32_t flush);
+
+/* Refining DC scan (T.81 G.1.2.1): bit Al of the coefficient. */
+MOXJ_API MoxStatus moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(
+    const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, int32_t Al, MoxEncodeHuffmanState* pState,
+    int32_t flush);
+
+/* First AC scan (T.81 G.1.2.2): magnitudes shifted right by Al, in categories 1 to 11. */
+MOXJ_API MoxStatus moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(
+    const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, int32_t Ss, int32_t Se, int32_t Al,
+    const MoxEncodeHuffmanSpec* pACTable, MoxEncodeHuffmanState* pState, int32_t flush);
+
+/*
+ * Refining AC scan (T.81 G.1.2.3). A run is written before it holds more than 937 + 63 correction bits; the state
+ * has room for 1024.
+ */
+MOXJ_API MoxStatus moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(
+    const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, int32_t Ss, int32_t Se, int32_t Al,
+    const MoxEncodeHuffmanSpec* pACTable, MoxEncodeHuffmanState* pState, int32_t flush);
+
+/*
+ * The symbols that the encoders would code for a block, added to 256 counters; nothing clears the counters, and
+ * they wrap. The AC forms keep the run and the number of correction bits in an encoder state of their own; flush
+ * not 0 counts the pending run and clears that state. A refining DC scan has no symbols.
+ *
+ * Checks, in this order: source, counters or last DC null: moxStatusNullPointer; Al out of range:
+ * moxStatusBadArgument; a category above 11 (the last DC is already updated): moxStatusCoefficientRange. For AC:
+ * counters or state null: moxStatusNullPointer; the flush, if asked for; source null: moxStatusNullPointer; Ss, Se
+ * or Al out of range: moxStatusBadArgument; in first scans a category above 10, one less than can be coded, and in
+ * both a run without a class: moxStatusCoefficientRange.
+ */
+MOXJ_API MoxStatus moxiGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(
+    const Mox16s* pSrc, int32_t pDCFreq[256], Mox16s* pLastDC, int32_t Al);
+MOXJ_API MoxStatus moxiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(
+    const Mox16s* pSrc, int32_t pACFreq[256], int32_t Ss, int32_t Se, int32_t Al, MoxEncodeHuffmanState* pState,
+    int32_t flush);
+MOXJ_API MoxStatus moxiGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(
+    const Mox16s* pSrc, int32_t pACFreq[256], int32_t Ss, int32_t Se, int32_t Al, MoxEncodeHuffmanState* pState,
+    int32_t flush);
+
+/*
+ * The decoders (T.81 G.2) add one scan to a block; they never clear it. *pSrcCurPos is the index of the next byte
+ * to load; the bits loaded ahead, at most 32, and the end-of-band run are in the state, which is initialised anew
+ * for each scan and restart interval. The code of a marker that ends the data is stored in *pMarker, the position
+ * then lies behind it, nothing more is loaded until the caller clears *pMarker, and the call that met the marker
+ * gives moxStatusMarkerMet if the bits held were enough for its block.
+ *
+ * Checks, in this order: source null: moxStatusNullPointer; srcLen below 1 (an empty source, too, which the
+ * sequential decoder takes): moxStatusBadSize; position, destination, last DC or marker null:
+ * moxStatusNullPointer; Ss, Se, Al out of range: moxStatusBadArgument; table or state null: moxStatusNullPointer;
+ * *pSrcCurPos below 0: moxStatusBadArgument. Then moxStatusOutOfBuffer when bits are needed beyond the source's
+ * end or beyond a marker. On an error the block holds what was decoded so far; position, marker and state say how
+ * far the data has been used.
+ */
+
+/* First DC scan: a difference, added to *pLastDC with 16-bit wrap-around, and shifted left by Al into coefficient 0. */
+MOXJ_API MoxStatus moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(
+    const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, Mox16s* pLastDC, int32_t* pMarker, int32_t Al,
+    const MoxDecodeHuffmanSpec* pDCTable, MoxDecodeHuffmanState* pState);
+
+/* Refining DC scan: one bit, which sets bit Al of coefficient 0. No byte is loaded while the state holds a bit. */
+MOXJ_API MoxStatus moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(
+    const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, int32_t* pMarker, int32_t Al,
+    MoxDecodeHuffmanState* pState);
+
+/*
+ * First AC scan (T.81 G.2.2). Inside an end-of-band run only the run's count in the state changes. In damaged data
+ * a coefficient may lie behind the band: it is stored where it belongs, up to nine places behind the block in
+ * coefficient 63, further on not at all (moxStatusError), as in the sequential decoder.
+ */
+MOXJ_API MoxStatus moxiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(
+    const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, int32_t* pMarker, int32_t Ss, int32_t Se,
+    int32_t Al, const MoxDecodeHuffmanSpec* pACTable, MoxDecodeHuffmanState* pState);
+
+/*
+ * Refining AC scan (T.81 G.2.3). In damaged data: any size but 0 counts as 1, a new coefficient for which the band
+ * has no place is dropped, and a run whose correction bits run out stays as it is.
+ */
+MOXJ_API MoxStatus moxiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(
+    const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, int32_t* pMarker, int32_t Ss, int32_t Se,
+    int32_t Al, const MoxDecodeHuffmanSpec* pACTable, MoxDecodeHuffmanState* pState);
+
+/* ---- Optimal Huffman tables ----------------------------------------------------------------------------------- */
+
+/*
+ * The table of a DHT segment that codes symbols of the given frequencies in the fewest bits, in codes of at most
+ * 16 bits of which none is all ones (T.81 K.2, figures K.1 to K.4). pFreq: one count a symbol; pBits: the number
+ * of codes of lengths 1 to 16; pHuffVal: the symbols of frequency above 0, no further entries are written.
+ * Frequencies and their sums are held to 0 .. 1000000000. Without any frequency above 0 all counts are 0.
+ *
+ * Errors, in this order: a pointer null: moxStatusNullPointer; a code of more than 32 bits before lengths are
+ * limited, for which frequencies must grow as the Fibonacci numbers do: moxStatusHuffTable.
+ */
+MOXJ_API MoxStatus moxiEncodeHuffmanRawTableInit_JPEG_8u(const int32_t pFreq[256], Mox8u pBits[16], Mox8u* pHuffVal);
 /* ---- Lossless JPEG (T.81 Annex H) ----------------------------------------------------------------------------- */
 
 /*

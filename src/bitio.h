@@ -113,7 +113,10 @@ inline constexpr MoxStatus kRanOut = static_cast<MoxStatus>(-256);
 //
 // The direct reader (Direct) differs from the buffered one in three ways: a lookup with fewer than 8 bits pads them with
 // zeros, bits that are not to be had give kRanOut for a symbol, and a code that no length knows is an error.
-template <bool Direct>
+//
+// The wide reader (Wide), which the AC decoders of progressive scans use, shifts its bytes through all 64 bits of the
+// accumulator; it loads as the others do, but takes up to 64 bits that a state brings along.
+template <bool Direct, bool Wide = false>
 class BitReader {
  public:
   const Mox8u* src;
@@ -151,15 +154,18 @@ class BitReader {
     if (count < wanted)
       if (const MoxStatus bad = fill(wanted)) return bad;
     count -= wanted;
-    bits = low >> (count & 31) & ((1u << wanted) - 1);
+    bits = above(count) & ((1u << wanted) - 1);
     return moxStatusOk;
   }
 
- private:
-  static constexpr int kLookup = 8;
-  static constexpr int kEnough = 25;  // a fill stops here: one more byte would not fit 32 bits
-
-  uint32_t lookup() const { return (count < kLookup ? low << (kLookup - count) : low >> ((count - kLookup) & 31)) & 0xFF; }
+  // The next bit, for which no byte behind its own is loaded.
+  MoxStatus bit(uint32_t& bit) {
+    if (count < 1) {
+      if (marker || position >= length) return moxStatusOutOfBuffer;
+      if (const MoxStatus bad = loadByte()) return bad;
+    }
+    return take(1, bit);
+  }
 
   // Loads bytes until no more fit. An error when the bits that are held then are fewer than wanted.
   MoxStatus fill(int wanted) {
@@ -167,6 +173,18 @@ class BitReader {
       if (const MoxStatus bad = loadByte()) return bad;
     return count < wanted ? moxStatusOutOfBuffer : moxStatusOk;
   }
+
+ private:
+  static constexpr int kLookup = 8;
+  static constexpr int kEnough = 25;  // a fill stops here: one more byte would not fit 32 bits
+
+  // The accumulator's bits above its last `skipped`.
+  uint32_t above(int32_t skipped) const {
+    if constexpr (Wide) return static_cast<uint32_t>((uint64_t{high} << 32 | low) >> (skipped & 63));
+    return low >> (skipped & 31);
+  }
+
+  uint32_t lookup() const { return (count < kLookup ? low << (kLookup - count) : above(count - kLookup)) & 0xFF; }
 
   // One byte of data. 0xFF 0x00 is 0xFF; 0xFF may be repeated; 0xFF and any other byte are a marker.
   MoxStatus loadByte() {
@@ -183,8 +201,8 @@ class BitReader {
       }
       byte = 0xFF;
     }
+    high = Wide ? high << 8 | low >> 24 : 0;
     low = low << 8 | byte;
-    high = 0;
     count += 8;
     return moxStatusOk;
   }

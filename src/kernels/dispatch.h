@@ -35,6 +35,8 @@ inline const LosslessKernels& lossless() { return *active->lossless; }
 inline const LosslessCodeKernels& losslessCode() { return *active->losslessCode; }
 inline const McuDecodeKernels& mcuDecode() { return *active->mcuDecode; }
 inline const McuEncodeKernels& mcuEncode() { return *active->mcuEncode; }
+inline const ProgDecodeKernels& progDecode() { return *active->progDecode; }
+inline const ProgEncodeKernels& progEncode() { return *active->progEncode; }
 inline const QuantKernels& quant() { return *active->quant; }
 inline const RctKernels& rct() { return *active->rct; }
 inline const RgbKernels& rgb() { return *active->rgb; }

@@ -14,6 +14,8 @@ struct LosslessKernels;
 struct LosslessCodeKernels;
 struct McuDecodeKernels;
 struct McuEncodeKernels;
+struct ProgDecodeKernels;
+struct ProgEncodeKernels;
 struct QuantKernels;
 struct RctKernels;
 struct RgbKernels;
@@ -31,6 +33,8 @@ struct Kernels {
   const LosslessCodeKernels* losslessCode;
   const McuDecodeKernels* mcuDecode;
   const McuEncodeKernels* mcuEncode;
+  const ProgDecodeKernels* progDecode;
+  const ProgEncodeKernels* progEncode;
   const QuantKernels* quant;
   const RctKernels* rct;
   const RgbKernels* rgb;

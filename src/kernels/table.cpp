@@ -6,6 +6,8 @@
 #include "kernels/lossless.h"
 #include "kernels/losslesscode.h"
 #include "kernels/mcu.h"
+#include "kernels/progdec.h"
+#include "kernels/progenc.h"
 #include "kernels/quant.h"
 #include "kernels/rct.h"
 #include "kernels/rgb.h"
@@ -28,6 +30,8 @@ const mox::Kernels MOX_TABLE_NAME(MOX_TARGET) = {
     .losslessCode = &mox::MOX_TARGET::losslessCodeKernels,
     .mcuDecode = &mox::MOX_TARGET::mcuDecodeKernels,
     .mcuEncode = &mox::MOX_TARGET::mcuEncodeKernels,
+    .progDecode = &mox::MOX_TARGET::progDecodeKernels,
+    .progEncode = &mox::MOX_TARGET::progEncodeKernels,
     .quant = &mox::MOX_TARGET::quantKernels,
     .rct = &mox::MOX_TARGET::rctKernels,
     .rgb = &mox::MOX_TARGET::rgbKernels,
