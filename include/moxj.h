@@ -79,6 +79,14 @@ typedef struct MoxRoiSize {
   int32_t height;
 } MoxRoiSize;
 
+/* A region of a plane: the coordinates of its first sample and its size in samples. */
+typedef struct MoxRect {
+  int32_t x;
+  int32_t y;
+  int32_t width;
+  int32_t height;
+} MoxRect;
+
 /* ---- Version -------------------------------------------------------------------------------------------------- */
 
 typedef struct MoxLibraryVersion {
@@ -1019,6 +1027,249 @@ MOXJ_API MoxStatus moxiICTFwd_JPEG2K_32f_P3IR(Mox32f* const pSrcDst[3], int32_t 
 MOXJ_API MoxStatus moxiICTInv_JPEG2K_16s_P3IR(Mox16s* const pSrcDst[3], int32_t srcDstStep, MoxRoiSize roiSize);
 MOXJ_API MoxStatus moxiICTInv_JPEG2K_32s_P3IR(Mox32s* const pSrcDst[3], int32_t srcDstStep, MoxRoiSize roiSize);
 MOXJ_API MoxStatus moxiICTInv_JPEG2K_32f_P3IR(Mox32f* const pSrcDst[3], int32_t srcDstStep, MoxRoiSize roiSize);
+
+/* ---- JPEG 2000 reversible 5/3 wavelet (ISO/IEC 15444-1, Annex F) ------------------------------------------------ */
+
+/*
+ * One decomposition level, samples at even coordinates becoming low-pass coefficients (L), those at odd ones high-pass
+ * coefficients (H), >> rounding down:
+ *   H = x(odd) - ((x(odd - 1) + x(odd + 1)) >> 1), then L = x(even) + ((H(left) + H(right) + 2) >> 2),
+ * and back, exactly: x(even) = L - ((H(left) + H(right) + 2) >> 2), then x(odd) = H + ((x(odd - 1) + x(odd + 1)) >> 1).
+ * 32s: all sums wrap at 32 bits. 16s: sums have as many bits as they need, each H, L and x keeps its low 16 bits.
+ *
+ * Two-dimensional functions (C1IR in place, C1R out of place): forward columns, then rows; inverse rows, then columns.
+ * Edges are mirrored without repeating the edge sample. A line of 2 samples e (at the even coordinate) and o gives
+ * H = o - e and L = e + ((H + 1) >> 1); a line of one sample at an odd coordinate is doubled, and halved toward zero by
+ * the inverse. The lowest bits of pRoi->x and pRoi->y are the parities of the first column's and row's coordinates; the
+ * rest of them does not matter.
+ *   In place, low rows come above high rows and low columns left of high columns (Mallat order). For n samples whose first
+ * is even there are (n + 1) / 2 low ones, n / 2 otherwise.
+ *   Out of place, the subbands are four planes: 0 low both ways, 1 horizontally low and vertically high, 2 horizontally
+ * high and vertically low, 3 high both ways. They split columns and rows at (n + 1) / 2 whatever the parity: with an odd
+ * coordinate and an odd size the last column (row) of the low planes is the first high one. The inverse reads them so.
+ * Source and destination must not overlap.
+ */
+
+/*
+ * The size in bytes of the work buffer of the functions with the same ending and element type, for a region. C1IR:
+ * 0 if width and height are below 3, else the larger of s * height + 4s and s * width + 4s (s the bytes of a sample),
+ * compared as unsigned numbers. C1R: the rows of a region, each rounded up to a multiple of 32 bytes, more. 32-bit sums
+ * wrap; width and height are not tested. The buffer needs no alignment.
+ *   moxStatusNullPointer   pRoi or pSize is null
+ */
+MOXJ_API MoxStatus moxiWTGetBufSize_B53_JPEG2K_16s_C1IR(const MoxRect* pRoi, int32_t* pSize);
+MOXJ_API MoxStatus moxiWTGetBufSize_B53_JPEG2K_16s_C1R(const MoxRect* pRoi, int32_t* pSize);
+MOXJ_API MoxStatus moxiWTGetBufSize_B53_JPEG2K_32s_C1IR(const MoxRect* pRoi, int32_t* pSize);
+MOXJ_API MoxStatus moxiWTGetBufSize_B53_JPEG2K_32s_C1R(const MoxRect* pRoi, int32_t* pSize);
+
+/*
+ * Out of place. Tested in this order:
+ *   moxStatusNullPointer   pSrc, pDst, the array of steps, the region or pBuffer is null
+ *   moxStatusBadStep       the single step is below 1
+ *   moxStatusNullPointer   one of the four planes is null
+ *   moxStatusBadStep       one of their four steps is below 1
+ *   moxStatusBadSize       width or height is below 1
+ */
+MOXJ_API MoxStatus moxiWTFwd_B53_JPEG2K_16s_C1R(
+    const Mox16s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi, Mox16s* const pDst[4], const int32_t dstStep[4], Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTInv_B53_JPEG2K_16s_C1R(
+    const Mox16s* const pSrc[4], const int32_t srcStep[4], Mox16s* pDst, int32_t dstStep, const MoxRect* pDstRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTFwd_B53_JPEG2K_32s_C1R(
+    const Mox32s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi, Mox32s* const pDst[4], const int32_t dstStep[4], Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTInv_B53_JPEG2K_32s_C1R(
+    const Mox32s* const pSrc[4], const int32_t srcStep[4], Mox32s* pDst, int32_t dstStep, const MoxRect* pDstRoi, Mox8u* pBuffer);
+
+/*
+ * In place. Tested in this order:
+ *   moxStatusNullPointer   pSrcDst is null
+ *   moxStatusBadStep       srcDstStep is below 1
+ *   moxStatusNullPointer   pRoi or pBuffer is null
+ * The size is not tested: a width below 1 counts as 1 for the rows (their first samples are doubled or halved if x is
+ * odd) and leaves the columns alone, a height below 1 as 1 for the columns and leaves the rows alone.
+ */
+MOXJ_API MoxStatus moxiWTFwd_B53_JPEG2K_16s_C1IR(
+    Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTInv_B53_JPEG2K_16s_C1IR(
+    Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTFwd_B53_JPEG2K_32s_C1IR(
+    Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTInv_B53_JPEG2K_32s_C1IR(
+    Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+
+/*
+ * Rows (Row) or columns (Col) that are not extended: the samples, coefficients or rows around the region are read, so
+ * that a strip can be transformed with its true neighbours or with an extension of the caller's. The size is that of each
+ * band: w = width or height coefficients of each kind come from, or give, 2w samples. phase 0: the first sample is at an
+ * even coordinate; anything else: at an odd one. What is read, by index along the transform:
+ *   forward   phase 0: x(-2) to x(2w);    else x(-1) to x(2w + 1)
+ *   inverse   phase 0: L(0) to L(w), H(-1) to H(w);    else L(-1) to L(w - 1), H(-1) to H(w)
+ * Source and destination must not overlap. Tested in this order: a null plane (moxStatusNullPointer), a step below 1
+ * (moxStatusBadStep), height or width below 1 (moxStatusBadSize).
+ */
+MOXJ_API MoxStatus moxiWTFwdRow_B53_JPEG2K_16s_C1R(
+    const Mox16s* pSrc, int32_t srcStep, Mox16s* pDstLow, int32_t dstLowStep, Mox16s* pDstHigh, int32_t dstHighStep,
+    MoxRoiSize dstRoiSize, uint32_t phase);
+MOXJ_API MoxStatus moxiWTInvRow_B53_JPEG2K_16s_C1R(
+    const Mox16s* pSrcLow, int32_t srcLowStep, const Mox16s* pSrcHigh, int32_t srcHighStep, MoxRoiSize srcRoiSize,
+    Mox16s* pDst, int32_t dstStep, uint32_t phase);
+MOXJ_API MoxStatus moxiWTFwdRow_B53_JPEG2K_32s_C1R(
+    const Mox32s* pSrc, int32_t srcStep, Mox32s* pDstLow, int32_t dstLowStep, Mox32s* pDstHigh, int32_t dstHighStep,
+    MoxRoiSize dstRoiSize, uint32_t phase);
+MOXJ_API MoxStatus moxiWTInvRow_B53_JPEG2K_32s_C1R(
+    const Mox32s* pSrcLow, int32_t srcLowStep, const Mox32s* pSrcHigh, int32_t srcHighStep, MoxRoiSize srcRoiSize,
+    Mox32s* pDst, int32_t dstStep, uint32_t phase);
+MOXJ_API MoxStatus moxiWTFwdCol_B53_JPEG2K_16s_C1R(
+    const Mox16s* pSrc, int32_t srcStep, Mox16s* pDstLow, int32_t dstLowStep, Mox16s* pDstHigh, int32_t dstHighStep,
+    MoxRoiSize dstRoiSize, uint32_t phase);
+MOXJ_API MoxStatus moxiWTInvCol_B53_JPEG2K_16s_C1R(
+    const Mox16s* pSrcLow, int32_t srcLowStep, const Mox16s* pSrcHigh, int32_t srcHighStep, MoxRoiSize srcRoiSize,
+    Mox16s* pDst, int32_t dstStep, uint32_t phase);
+MOXJ_API MoxStatus moxiWTFwdCol_B53_JPEG2K_32s_C1R(
+    const Mox32s* pSrc, int32_t srcStep, Mox32s* pDstLow, int32_t dstLowStep, Mox32s* pDstHigh, int32_t dstHighStep,
+    MoxRoiSize dstRoiSize, uint32_t phase);
+MOXJ_API MoxStatus moxiWTInvCol_B53_JPEG2K_32s_C1R(
+    const Mox32s* pSrcLow, int32_t srcLowStep, const Mox32s* pSrcHigh, int32_t srcHighStep, MoxRoiSize srcRoiSize,
+    Mox32s* pDst, int32_t dstStep, uint32_t phase);
+
+/*
+ * One lifting step down the columns on rows of `width` elements, for those who stream. Forward: from x(2k), x(2k + 1),
+ * x(2k + 2) and H(k - 1) the rows H(k) and L(k). Inverse: from L(k), H(k - 1), H(k) and x(2k - 2) the rows x(2k - 1) and
+ * x(2k). At the ends the caller passes mirrored rows. Rows may be the same or overlap: the columns are then worked off
+ * from the first to the last, everything being read before anything is written (first the odd row or H).
+ *   moxStatusNullPointer   a row is null
+ *   moxStatusBadSize       width is below 1
+ */
+MOXJ_API MoxStatus moxiWTFwdColLift_B53_JPEG2K_16s_C1(
+    const Mox16s* pSrc0, const Mox16s* pSrc1, const Mox16s* pSrc2, Mox16s* pDstLow, const Mox16s* pSrcHighPrev, Mox16s* pDstHigh,
+    int32_t width);
+MOXJ_API MoxStatus moxiWTInvColLift_B53_JPEG2K_16s_C1(
+    const Mox16s* pSrcLow, const Mox16s* pSrcHighPrev, const Mox16s* pSrcHigh, const Mox16s* pSrcEvenPrev, Mox16s* pDstOdd,
+    Mox16s* pDstEven, int32_t width);
+MOXJ_API MoxStatus moxiWTFwdColLift_B53_JPEG2K_32s_C1(
+    const Mox32s* pSrc0, const Mox32s* pSrc1, const Mox32s* pSrc2, Mox32s* pDstLow, const Mox32s* pSrcHighPrev, Mox32s* pDstHigh,
+    int32_t width);
+MOXJ_API MoxStatus moxiWTInvColLift_B53_JPEG2K_32s_C1(
+    const Mox32s* pSrcLow, const Mox32s* pSrcHighPrev, const Mox32s* pSrcHigh, const Mox32s* pSrcEvenPrev, Mox32s* pDstOdd,
+    Mox32s* pDstEven, int32_t width);
+
+/* ---- JPEG 2000 irreversible 9/7 wavelet (ISO/IEC 15444-1, Annex F) ---------------------------------------------- */
+
+/*
+ * Lifting with the neighbours on either side of a sample, in this order:
+ *   o += alpha (e + e'),  e += beta (o + o'),  o += gamma (e + e'),  e += delta (o + o');  L = e / K,  H = o K,
+ * and back: e = L K, o = H / K, then the same products subtracted, delta first. Regions, parities, the order of the
+ * passes, the layouts and the checks are those of the 5/3 functions. The members' arithmetics differ:
+ *   16s C1R, C1IR          14 fraction bits, each product rounded half up, every result cut to its low 16 bits
+ *   32s C1R, C1IR          single precision on integers; the integers of a sum are added first, wrapping. After each of the
+ *                          two passes results are truncated toward zero, above 2^31 to 2147483647, below -2^31 to -2^31;
+ *                          2^31 itself gives -2^31
+ *   16s, 32s Row, ColLift  16 fraction bits, products of 64 bits, rounded half up; delta and the scaling of the low
+ *                          coefficients are one step, both ways. 16s results saturate after every step, 32s ones wrap
+ *   32f                    single precision, each operation rounded; the inverse ColLift takes delta / K as one constant
+ * Neither is the exact inverse of the other. All give the same bits on every processor.
+ *   Lines of 2 to 4 samples are mirrored as often as it takes; a lone sample is treated as by the 5/3 functions.
+ */
+
+/*
+ * Work buffers as for the 5/3 functions, but 8 samples more than the longest line; 0 (C1IR) if width and height are
+ * below 2.
+ *   moxStatusNullPointer   pRoi or pSize is null
+ */
+MOXJ_API MoxStatus moxiWTGetBufSize_D97_JPEG2K_16s_C1IR(const MoxRect* pRoi, int32_t* pSize);
+MOXJ_API MoxStatus moxiWTGetBufSize_D97_JPEG2K_16s_C1R(const MoxRect* pRoi, int32_t* pSize);
+MOXJ_API MoxStatus moxiWTGetBufSize_D97_JPEG2K_32s_C1IR(const MoxRect* pRoi, int32_t* pSize);
+MOXJ_API MoxStatus moxiWTGetBufSize_D97_JPEG2K_32s_C1R(const MoxRect* pRoi, int32_t* pSize);
+
+/* Out of place and in place: the arguments and checks of the 5/3 functions. */
+MOXJ_API MoxStatus moxiWTFwd_D97_JPEG2K_16s_C1R(
+    const Mox16s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi, Mox16s* const pDst[4], const int32_t dstStep[4], Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTInv_D97_JPEG2K_16s_C1R(
+    const Mox16s* const pSrc[4], const int32_t srcStep[4], Mox16s* pDst, int32_t dstStep, const MoxRect* pDstRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTFwd_D97_JPEG2K_32s_C1R(
+    const Mox32s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi, Mox32s* const pDst[4], const int32_t dstStep[4], Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTInv_D97_JPEG2K_32s_C1R(
+    const Mox32s* const pSrc[4], const int32_t srcStep[4], Mox32s* pDst, int32_t dstStep, const MoxRect* pDstRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTFwd_D97_JPEG2K_16s_C1IR(
+    Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTInv_D97_JPEG2K_16s_C1IR(
+    Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTFwd_D97_JPEG2K_32s_C1IR(
+    Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTInv_D97_JPEG2K_32s_C1IR(
+    Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+
+/*
+ * Rows and columns that are not extended, with the arguments and checks of the 5/3 functions. What is read:
+ *   forward   phase 0: x(-4) to x(2w + 2);    else x(-3) to x(2w + 3)
+ *   inverse   phase 0: L(-1) to L(w + 1), H(-2) to H(w + 1);    else L(-2) to L(w), H(-2) to H(w + 1)
+ * Bands of one coefficient (w = 1) go through the filters as wholes, summed from the centre outwards: L from 9 samples,
+ * H from 7 (with 16 fraction bits the weight at distance 2 is 0); a sample at an even coordinate from 7 coefficients, one
+ * at an odd coordinate from 9, with the analysis weights of the other band, every other sign turned.
+ */
+MOXJ_API MoxStatus moxiWTFwdRow_D97_JPEG2K_16s_C1R(
+    const Mox16s* pSrc, int32_t srcStep, Mox16s* pDstLow, int32_t dstLowStep, Mox16s* pDstHigh, int32_t dstHighStep,
+    MoxRoiSize dstRoiSize, uint32_t phase);
+MOXJ_API MoxStatus moxiWTInvRow_D97_JPEG2K_16s_C1R(
+    const Mox16s* pSrcLow, int32_t srcLowStep, const Mox16s* pSrcHigh, int32_t srcHighStep, MoxRoiSize srcRoiSize,
+    Mox16s* pDst, int32_t dstStep, uint32_t phase);
+MOXJ_API MoxStatus moxiWTFwdRow_D97_JPEG2K_32s_C1R(
+    const Mox32s* pSrc, int32_t srcStep, Mox32s* pDstLow, int32_t dstLowStep, Mox32s* pDstHigh, int32_t dstHighStep,
+    MoxRoiSize dstRoiSize, uint32_t phase);
+MOXJ_API MoxStatus moxiWTInvRow_D97_JPEG2K_32s_C1R(
+    const Mox32s* pSrcLow, int32_t srcLowStep, const Mox32s* pSrcHigh, int32_t srcHighStep, MoxRoiSize srcRoiSize,
+    Mox32s* pDst, int32_t dstStep, uint32_t phase);
+MOXJ_API MoxStatus moxiWTFwdRow_D97_JPEG2K_32f_C1R(
+    const Mox32f* pSrc, int32_t srcStep, Mox32f* pDstLow, int32_t dstLowStep, Mox32f* pDstHigh, int32_t dstHighStep,
+    MoxRoiSize dstRoiSize, uint32_t phase);
+MOXJ_API MoxStatus moxiWTInvRow_D97_JPEG2K_32f_C1R(
+    const Mox32f* pSrcLow, int32_t srcLowStep, const Mox32f* pSrcHigh, int32_t srcHighStep, MoxRoiSize srcRoiSize,
+    Mox32f* pDst, int32_t dstStep, uint32_t phase);
+MOXJ_API MoxStatus moxiWTFwdCol_D97_JPEG2K_32f_C1R(
+    const Mox32f* pSrc, int32_t srcStep, Mox32f* pDstLow, int32_t dstLowStep, Mox32f* pDstHigh, int32_t dstHighStep,
+    MoxRoiSize dstRoiSize, uint32_t phase);
+MOXJ_API MoxStatus moxiWTInvCol_D97_JPEG2K_32f_C1R(
+    const Mox32f* pSrcLow, int32_t srcLowStep, const Mox32f* pSrcHigh, int32_t srcHighStep, MoxRoiSize srcRoiSize,
+    Mox32f* pDst, int32_t dstStep, uint32_t phase);
+
+/*
+ * One step of a pipeline down the columns, on eight rows of `width` elements. Rows enter two at a time and leave, finished,
+ * two at a time; between the calls the caller rotates its row buffers, and at the ends it feeds mirrored rows.
+ * Forward, A, B and G being the rows after the alpha, beta and gamma step:
+ *   pSrc0, pSrc1, pSrc2    x(2k), x(2k + 1), x(2k + 2)
+ *   pDstOdd                receives A(2k + 1)
+ *   pDstEven               receives B(2k)
+ *   pOddPrev               A(2k - 1), becomes G(2k - 1)
+ *   pLowPrev               B(2k - 2), becomes the low row L(k - 1)
+ *   pHighPrev              G(2k - 3), becomes the high row H(k - 2)
+ * Inverse, the delayed rows in the reverse order; D, C and E being the rows after delta, gamma and beta are undone:
+ *   pSrc0, pSrc1, pSrc2    H(k - 1), L(k), H(k)
+ *   pDstEven               receives D(2k)
+ *   pEvenPrev              D(2k - 2), becomes E(2k - 2), which is the finished row x(2k - 2)
+ *   pEvenLast              x(2k - 4), only read
+ *   pDstOdd                receives C(2k - 1)
+ *   pOddPrev               C(2k - 3), becomes the finished row x(2k - 3)
+ * Rows may be the same or overlap, as for the 5/3 steps. Tested in this order:
+ *   moxStatusNullPointer   a row is null
+ *   moxStatusBadSize       width is below 1
+ */
+MOXJ_API MoxStatus moxiWTFwdColLift_D97_JPEG2K_16s_C1(
+    const Mox16s* pSrc0, const Mox16s* pSrc1, const Mox16s* pSrc2, Mox16s* pLowPrev, Mox16s* pDstEven, Mox16s* pHighPrev,
+    Mox16s* pOddPrev, Mox16s* pDstOdd, int32_t width);
+MOXJ_API MoxStatus moxiWTInvColLift_D97_JPEG2K_16s_C1(
+    const Mox16s* pSrc0, const Mox16s* pSrc1, const Mox16s* pSrc2, Mox16s* pDstEven, Mox16s* pEvenPrev, const Mox16s* pEvenLast,
+    Mox16s* pDstOdd, Mox16s* pOddPrev, int32_t width);
+MOXJ_API MoxStatus moxiWTFwdColLift_D97_JPEG2K_32s_C1(
+    const Mox32s* pSrc0, const Mox32s* pSrc1, const Mox32s* pSrc2, Mox32s* pLowPrev, Mox32s* pDstEven, Mox32s* pHighPrev,
+    Mox32s* pOddPrev, Mox32s* pDstOdd, int32_t width);
+MOXJ_API MoxStatus moxiWTInvColLift_D97_JPEG2K_32s_C1(
+    const Mox32s* pSrc0, const Mox32s* pSrc1, const Mox32s* pSrc2, Mox32s* pDstEven, Mox32s* pEvenPrev, const Mox32s* pEvenLast,
+    Mox32s* pDstOdd, Mox32s* pOddPrev, int32_t width);
+MOXJ_API MoxStatus moxiWTFwdColLift_D97_JPEG2K_32f_C1(
+    const Mox32f* pSrc0, const Mox32f* pSrc1, const Mox32f* pSrc2, Mox32f* pLowPrev, Mox32f* pDstEven, Mox32f* pHighPrev,
+    Mox32f* pOddPrev, Mox32f* pDstOdd, int32_t width);
+MOXJ_API MoxStatus moxiWTInvColLift_D97_JPEG2K_32f_C1(
+    const Mox32f* pSrc0, const Mox32f* pSrc1, const Mox32f* pSrc2, Mox32f* pDstEven, Mox32f* pEvenPrev, const Mox32f* pEvenLast,
+    Mox32f* pDstOdd, Mox32f* pOddPrev, int32_t width);
 
 #ifdef __cplusplus
 }

@@ -36,7 +36,18 @@ class Check {
     return pointers(first).steps(step).size(roi);
   }
 
+  // The steps of as many planes, in an array that has passed pointers() by then.
+  template <int Count>
+  constexpr Check& stepsOf(const int32_t* given) {
+    for (int i = 0; i < Count && status_ == moxStatusOk; i++) steps(given[i]);
+    return *this;
+  }
+
   constexpr Check& size(MoxRoiSize roi) { return length(roi.width).length(roi.height); }
+  // A rectangle that has passed pointers() by then.
+  constexpr Check& size(const MoxRect* roi) {
+    return status_ == moxStatusOk ? length(roi->width).length(roi->height) : *this;
+  }
   constexpr Check& length(int32_t given) { return require(given >= 1, moxStatusBadSize); }
 
   // A scalar argument's set of values.

@@ -44,6 +44,8 @@ inline const SampleKernels& sample() { return *active->sample; }
 inline const ShiftKernels& shift() { return *active->shift; }
 inline const Tier1DecodeKernels& tier1Decode() { return *active->tier1Decode; }
 inline const Tier1EncodeKernels& tier1Encode() { return *active->tier1Encode; }
+inline const Wt53Kernels& wt53() { return *active->wt53; }
+inline const Wt97Kernels& wt97() { return *active->wt97; }
 inline const YccKernels& ycc() { return *active->ycc; }
 
 }  // namespace kernels

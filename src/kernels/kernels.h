@@ -23,6 +23,8 @@ struct SampleKernels;
 struct ShiftKernels;
 struct Tier1DecodeKernels;
 struct Tier1EncodeKernels;
+struct Wt53Kernels;
+struct Wt97Kernels;
 struct YccKernels;
 
 struct Kernels {
@@ -42,6 +44,8 @@ struct Kernels {
   const ShiftKernels* shift;
   const Tier1DecodeKernels* tier1Decode;
   const Tier1EncodeKernels* tier1Encode;
+  const Wt53Kernels* wt53;
+  const Wt97Kernels* wt97;
   const YccKernels* ycc;
 };
 

@@ -15,6 +15,8 @@
 #include "kernels/shift.h"
 #include "kernels/t1dec.h"
 #include "kernels/t1enc.h"
+#include "kernels/wt53.h"
+#include "kernels/wt97.h"
 #include "kernels/ycc.h"
 
 #define MOX_PASTE(a, b) a##b
@@ -39,6 +41,8 @@ const mox::Kernels MOX_TABLE_NAME(MOX_TARGET) = {
     .shift = &mox::MOX_TARGET::shiftKernels,
     .tier1Decode = &mox::MOX_TARGET::tier1DecodeKernels,
     .tier1Encode = &mox::MOX_TARGET::tier1EncodeKernels,
+    .wt53 = &mox::MOX_TARGET::wt53Kernels,
+    .wt97 = &mox::MOX_TARGET::wt97Kernels,
     .ycc = &mox::MOX_TARGET::yccKernels,
 };
 }
