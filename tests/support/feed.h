@@ -81,7 +81,7 @@ class Feed {
   template <class T, class Make>
   T* take(size_t count, Make make) {
     if (replay_) return static_cast<T*>(buffers_[next_++]->last);
-    const size_t wanted = count * sizeof(T) + 128;
+    const size_t wanted = (count + 64) * sizeof(T);  // offsets are below 64
     if (next_ == buffers_.size()) buffers_.push_back(std::make_unique<Buffer>(wanted));
     if (buffers_[next_]->memory.bytes().size() < wanted) buffers_[next_] = std::make_unique<Buffer>(wanted);
     Buffer& buffer = *buffers_[next_++];
