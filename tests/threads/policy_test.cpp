@@ -88,6 +88,47 @@ Call callOf(MoxStatus (*function)(const Mox8u*, int32_t, MoxRoiSize, Mox8u*, int
   };
 }
 
+// Wavelets: planes in place, from and to four subbands, rows and columns of two.
+constexpr int32_t kSteps[] = {4096, 4096, 4096, 4096};
+template <class T>
+Call callOf(MoxStatus (*function)(T*, int32_t, const MoxRect*, Mox8u*)) {
+  return [function](MoxRoiSize roi) {
+    static Planes plane, buffer;
+    const MoxRect rect = {0, 0, roi.width, roi.height};
+    return function(Argument(plane), 4 * roi.width, &rect, Argument(buffer));
+  };
+}
+template <class T>
+Call callOf(MoxStatus (*function)(const T*, int32_t, const MoxRect*, T* const*, const int32_t*, Mox8u*)) {
+  return [function](MoxRoiSize roi) {
+    static Planes from, to, buffer;
+    const MoxRect rect = {0, 0, roi.width, roi.height};
+    return function(Argument(from), 4 * roi.width, &rect, Argument(to), kSteps, Argument(buffer));
+  };
+}
+template <class T>
+Call callOf(MoxStatus (*function)(const T* const*, const int32_t*, T*, int32_t, const MoxRect*, Mox8u*)) {
+  return [function](MoxRoiSize roi) {
+    static Planes from, to, buffer;
+    const MoxRect rect = {0, 0, roi.width, roi.height};
+    return function(Argument(from), kSteps, Argument(to), 4 * roi.width, &rect, Argument(buffer));
+  };
+}
+template <class T>
+Call callOf(MoxStatus (*function)(const T*, int32_t, T*, int32_t, T*, int32_t, MoxRoiSize, uint32_t)) {
+  return [function](MoxRoiSize roi) {
+    static Planes from, low, high;
+    return function(Argument(from), 512, Argument(low), 512, Argument(high), 512, {roi.width / 4, roi.height}, 0);
+  };
+}
+template <class T>
+Call callOf(MoxStatus (*function)(const T*, int32_t, const T*, int32_t, MoxRoiSize, T*, int32_t, uint32_t)) {
+  return [function](MoxRoiSize roi) {
+    static Planes low, high, to;
+    return function(Argument(low), 512, Argument(high), 512, {roi.width / 4, roi.height}, Argument(to), 512, 0);
+  };
+}
+
 #define MOX_CALL(function) \
   { #function, callOf(function) }
 
@@ -121,6 +162,22 @@ const std::map<std::string, Call>& serialFunctions() {
       MOX_CALL(moxiICTFwd_JPEG2K_16s_P3IR),         MOX_CALL(moxiICTFwd_JPEG2K_32s_P3IR),
       MOX_CALL(moxiICTFwd_JPEG2K_32f_P3IR),         MOX_CALL(moxiICTInv_JPEG2K_16s_P3IR),
       MOX_CALL(moxiICTInv_JPEG2K_32s_P3IR),         MOX_CALL(moxiICTInv_JPEG2K_32f_P3IR),
+      MOX_CALL(moxiWTFwdCol_B53_JPEG2K_16s_C1R), MOX_CALL(moxiWTFwdCol_B53_JPEG2K_32s_C1R),
+      MOX_CALL(moxiWTFwdCol_D97_JPEG2K_32f_C1R), MOX_CALL(moxiWTFwdRow_B53_JPEG2K_16s_C1R),
+      MOX_CALL(moxiWTFwdRow_B53_JPEG2K_32s_C1R), MOX_CALL(moxiWTFwdRow_D97_JPEG2K_16s_C1R),
+      MOX_CALL(moxiWTFwdRow_D97_JPEG2K_32f_C1R), MOX_CALL(moxiWTFwdRow_D97_JPEG2K_32s_C1R),
+      MOX_CALL(moxiWTFwd_B53_JPEG2K_16s_C1IR), MOX_CALL(moxiWTFwd_B53_JPEG2K_16s_C1R),
+      MOX_CALL(moxiWTFwd_B53_JPEG2K_32s_C1IR), MOX_CALL(moxiWTFwd_B53_JPEG2K_32s_C1R),
+      MOX_CALL(moxiWTFwd_D97_JPEG2K_16s_C1IR), MOX_CALL(moxiWTFwd_D97_JPEG2K_16s_C1R),
+      MOX_CALL(moxiWTFwd_D97_JPEG2K_32s_C1IR), MOX_CALL(moxiWTFwd_D97_JPEG2K_32s_C1R),
+      MOX_CALL(moxiWTInvCol_B53_JPEG2K_16s_C1R), MOX_CALL(moxiWTInvCol_B53_JPEG2K_32s_C1R),
+      MOX_CALL(moxiWTInvCol_D97_JPEG2K_32f_C1R), MOX_CALL(moxiWTInvRow_B53_JPEG2K_16s_C1R),
+      MOX_CALL(moxiWTInvRow_B53_JPEG2K_32s_C1R), MOX_CALL(moxiWTInvRow_D97_JPEG2K_16s_C1R),
+      MOX_CALL(moxiWTInvRow_D97_JPEG2K_32f_C1R), MOX_CALL(moxiWTInvRow_D97_JPEG2K_32s_C1R),
+      MOX_CALL(moxiWTInv_B53_JPEG2K_16s_C1IR), MOX_CALL(moxiWTInv_B53_JPEG2K_16s_C1R),
+      MOX_CALL(moxiWTInv_B53_JPEG2K_32s_C1IR), MOX_CALL(moxiWTInv_B53_JPEG2K_32s_C1R),
+      MOX_CALL(moxiWTInv_D97_JPEG2K_16s_C1IR), MOX_CALL(moxiWTInv_D97_JPEG2K_16s_C1R),
+      MOX_CALL(moxiWTInv_D97_JPEG2K_32s_C1IR), MOX_CALL(moxiWTInv_D97_JPEG2K_32s_C1R),
   };
   return calls;
 }
@@ -198,7 +255,7 @@ TEST_F(ThreadPolicy, insideACallersRegionTheResultIsTheSame) {
 
 // Whatever the library exports is known here, or works on one block, row or object.
 bool worksOnRegions(const std::string& name) {
-  const char* const pieces[]{"8x8", "CodeBlock", "CBProgr", "MCU"};
+  const char* const pieces[]{"8x8", "CodeBlock", "CBProgr", "MCU", "GetBufSize"};
   const auto has = [&](const char* piece) { return name.find(piece) != std::string::npos; };
   return name.ends_with("R") && std::none_of(std::begin(pieces), std::end(pieces), has);
 }
