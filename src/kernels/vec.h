@@ -83,6 +83,7 @@ MOX_INLINE V128 add16(V128 a, V128 b) { return wrap(vaddq_s16(a.r, b.r)); }
 MOX_INLINE V128 sub16(V128 a, V128 b) { return wrap(vsubq_s16(a.r, b.r)); }
 MOX_INLINE V128 adds16(V128 a, V128 b) { return wrap(vqaddq_s16(a.r, b.r)); }
 MOX_INLINE V128 subs16(V128 a, V128 b) { return wrap(vqsubq_s16(a.r, b.r)); }
+MOX_INLINE V128 subsU16(V128 a, V128 b) { return wrap(vqsubq_u16(u16(a), u16(b))); }
 MOX_INLINE V128 min16(V128 a, V128 b) { return wrap(vminq_s16(a.r, b.r)); }
 MOX_INLINE V128 max16(V128 a, V128 b) { return wrap(vmaxq_s16(a.r, b.r)); }
 MOX_INLINE V128 mulLow16(V128 a, V128 b) { return wrap(vmulq_s16(a.r, b.r)); }
@@ -209,6 +210,7 @@ MOX_INLINE uint64_t nonZero8(V128 a) {
   for (int i = 0; i < 3; i++) sums = vpaddq_u8(sums, sums);
   return vgetq_lane_u16(vreinterpretq_u16_u8(sums), 0);
 }
+MOX_INLINE uint64_t equalBytes(V128 a, V128 b) { return nonZero8(wrap(vceqq_u8(u8(a), u8(b)))); }
 MOX_INLINE V128 equal8(V128 a, V128 b) { return wrap(vceqq_u8(u8(a), u8(b))); }
 
 template <class V = VMax>
@@ -291,6 +293,7 @@ MOX_INLINE V128 add16(V128 a, V128 b) { return {_mm_add_epi16(a.r, b.r)}; }
 MOX_INLINE V128 sub16(V128 a, V128 b) { return {_mm_sub_epi16(a.r, b.r)}; }
 MOX_INLINE V128 adds16(V128 a, V128 b) { return {_mm_adds_epi16(a.r, b.r)}; }
 MOX_INLINE V128 subs16(V128 a, V128 b) { return {_mm_subs_epi16(a.r, b.r)}; }
+MOX_INLINE V128 subsU16(V128 a, V128 b) { return {_mm_subs_epu16(a.r, b.r)}; }
 MOX_INLINE V128 min16(V128 a, V128 b) { return {_mm_min_epi16(a.r, b.r)}; }
 MOX_INLINE V128 max16(V128 a, V128 b) { return {_mm_max_epi16(a.r, b.r)}; }
 MOX_INLINE V128 mulLow16(V128 a, V128 b) { return {_mm_mullo_epi16(a.r, b.r)}; }
@@ -420,7 +423,10 @@ MOX_INLINE V128 reverse8(V128 a) {
   return {_mm_shuffle_epi32(halves, _MM_SHUFFLE(1, 0, 3, 2))};
 #endif
 }
-// One bit for each byte, the first lowest: whether it is not 0.
+// One bit for each byte, the first lowest: whether the two are equal; whether it is not 0.
+MOX_INLINE uint64_t equalBytes(V128 a, V128 b) {
+  return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(a.r, b.r)));
+}
 MOX_INLINE uint64_t nonZero8(V128 a) {
   return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(a.r, _mm_setzero_si128()))) ^ 0xFFFF;
 }
@@ -723,6 +729,9 @@ MOX_INLINE V256 reverse8(V256 a) {
                                       _mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0))});
   return permute64Linear<_MM_SHUFFLE(1, 0, 3, 2)>(blocks);
 }
+MOX_INLINE uint64_t equalBytes(V256 a, V256 b) {
+  return static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(a.r, b.r)));
+}
 MOX_INLINE uint64_t nonZero8(V256 a) {
   return ~static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(a.r, _mm256_setzero_si256())));
 }
@@ -879,6 +888,7 @@ MOX_INLINE V512 reverse8(V512 a) {
                                       _mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0))});
   return {_mm512_shuffle_i64x2(blocks.r, blocks.r, _MM_SHUFFLE(0, 1, 2, 3))};
 }
+MOX_INLINE uint64_t equalBytes(V512 a, V512 b) { return _mm512_cmpeq_epi8_mask(a.r, b.r); }
 MOX_INLINE uint64_t nonZero8(V512 a) { return _mm512_test_epi8_mask(a.r, a.r); }
 MOX_INLINE bool anyBits(V512 a) { return _mm512_test_epi64_mask(a.r, a.r) != 0; }
 template <int First, int Second>
