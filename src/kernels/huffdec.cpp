@@ -1,9 +1,10 @@
 // The fast decoder of a block. The plain reader of the definition loads a few bytes whenever it runs low, which is a
 // branch per code that nobody can predict. Here
 //
-//   - a window of 64 bits, its next bit on top, is refilled before every symbol by one 8-byte load without a branch, up
-//     to a limit ahead of which there is no 0xFF; a stuffed 0xFF 0x00 is taken byte by byte, anything else that needs a
-//     decision (a marker, fill bytes, the end of the data, a position outside the block) is left to the definition,
+//   - a window of 64 bits, its next bit on top, is refilled before every symbol by one 8-byte load without a branch,
+//   up
+//     to a limit ahead of which there is no 0xFF; a stuffed 0xFF 0x00 is taken byte by byte, anything else that needs
+//     a decision (a marker, fill bytes, the end of the data, a position outside the block) is left to the definition,
 //     which then decodes the block from its start;
 //   - how many bits the plain reader would hold is counted along, in arithmetic off the critical path, so that the
 //     position, the accumulator and the count that a caller finds are those of the plain reader.
@@ -34,17 +35,22 @@ constexpr uint64_t bytesOfFF(uint64_t word) {
 }
 static_assert(bytesOfFF(0xFEFDFC807F000102u) == 0 && bytesOfFF(0x00000000FF000000u) == 0x80000000u);
 
-// ---- What the plain reader holds -----------------------------------------------------------------------------------
+// ---- What the plain reader holds
+// -----------------------------------------------------------------------------------
 
-constexpr int kLookup = 8;       // a code of up to so many bits is found by the table
-constexpr int kPlainBits = 32;   // of the plain reader's accumulator
+constexpr int kLookup = 8;      // a code of up to so many bits is found by the table
+constexpr int kPlainBits = 32;  // of the plain reader's accumulator
 constexpr int kMaxValueBits = 15;
 
 // Whole bytes are loaded, as many as fit.
-constexpr int filled(int held) { return held + (kPlainBits - held) / 8 * 8; }
+constexpr int filled(int held) {
+  return held + (kPlainBits - held) / 8 * 8;
+}
 
 // After a value of `size` bits.
-constexpr int heldAfterValue(int held, int size) { return (held < size ? filled(held) : held) - size; }
+constexpr int heldAfterValue(int held, int size) {
+  return (held < size ? filled(held) : held) - size;
+}
 
 // After a code of at most kLookup bits, and its value.
 constexpr int heldAfterShort(int held, int length, int size) {
@@ -57,8 +63,8 @@ constexpr int heldAfterLong(int held, int length, int size) {
   return heldAfterValue(held < 0 ? held + kPlainBits : held, size);
 }
 
-// As a table: computed, it would be a third of all instructions. A row for each number of bits that are held, a column for
-// each short code and value; an entry is where the row for the bits held then begins.
+// As a table: computed, it would be a third of all instructions. A row for each number of bits that are held, a
+// column for each short code and value; an entry is where the row for the bits held then begins.
 struct HeldRows {
   static constexpr int kColumns = (kLookup + 1) * (kMaxValueBits + 1);
   uint16_t next[(kPlainBits + 1) * kColumns];
@@ -77,15 +83,16 @@ constexpr HeldRows heldRows() {
 }
 constexpr HeldRows kHeldRows = heldRows();
 
-// ---- Codes of more than 8 bits -------------------------------------------------------------------------------------
+// ---- Codes of more than 8 bits
+// -------------------------------------------------------------------------------------
 
 // By how much a code of 9, 10 ... 16 bits is shifted out of 16, as factors whose product's upper half is it; the last
 // one is not shifted at all.
 alignas(16) constexpr uint16_t kShifts[8] = {1 << 9, 1 << 10, 1 << 11, 1 << 12, 1 << 13, 1 << 14, 1 << 15, 0};
 alignas(16) constexpr uint16_t kUnshifted[8] = {0, 0, 0, 0, 0, 0, 0, 0xFFFF};
 
-// The code at the top of the window, as its length << 16 | symbol; 0 if no length knows it. The shortest length counts
-// whose last code is not below the bits: all of them are looked at together, as none can be foreseen.
+// The code at the top of the window, as its length << 16 | symbol; 0 if no length knows it. The shortest length
+// counts whose last code is not below the bits: all of them are looked at together, as none can be foreseen.
 MOX_INLINE uint32_t longCode(const DecodeSpec& table, uint64_t window) {
   const uint32_t bits = static_cast<uint32_t>(window >> 48);
   const V128 all = set16<V128>(static_cast<int>(bits)), last = load<V128>(&table.lastCode[kLookup + 1]);
@@ -99,10 +106,11 @@ MOX_INLINE uint32_t longCode(const DecodeSpec& table, uint64_t window) {
   return static_cast<uint32_t>(length) << 16 | (table.symbol[index & 0xFF] & 0xFF);
 }
 
-// ---- The window ----------------------------------------------------------------------------------------------------
+// ---- The window
+// ----------------------------------------------------------------------------------------------------
 
-// The end of the bytes from `next` on that are known to be no 0xFF: so many are looked at, without a branch on what they
-// are.
+// The end of the bytes from `next` on that are known to be no 0xFF: so many are looked at, without a branch on what
+// they are.
 constexpr int kSeen = VMax::kBytes < 32 ? 32 : VMax::kBytes;
 
 MOX_INLINE const Mox8u* withoutFF(const Mox8u* next, const Mox8u* end) {
@@ -110,7 +118,9 @@ MOX_INLINE const Mox8u* withoutFF(const Mox8u* next, const Mox8u* end) {
     return next;
   uint64_t found = 0;
   for (int i = 0; i < kSeen; i += VMax::kBytes) found |= equalBytes(load<VMax>(next + i), set8<VMax>(-1)) << i;
-  return next + (kSeen < 64 ? __builtin_ctzll(found | uint64_t{1} << (kSeen & 63)) : found ? __builtin_ctzll(found) : 64);
+  return next + (kSeen < 64 ? __builtin_ctzll(found | uint64_t{1} << (kSeen & 63))
+                 : found    ? __builtin_ctzll(found)
+                            : 64);
 }
 
 struct Window {
@@ -122,8 +132,8 @@ struct Window {
         heldRow(HeldRows::row(held)),
         end(sourceEnd) {}
 
-  // At least 56 bits: two symbols, each a code and its value, of which one has a long code. False if that cannot be had
-  // without a decision.
+  // At least 56 bits: two symbols, each a code and its value, of which one has a long code. False if that cannot be
+  // had without a decision.
   MOX_INLINE bool refill() {
     if (limit - next < 8) [[unlikely]] {
       // On a copy: a window whose address is known outside would live in memory, not in registers.
@@ -180,8 +190,8 @@ struct Window {
     return static_cast<int>((magnitude ^ negative) - negative);
   }
 
-  // Where one of the next 8 bytes is 0xFF, as it mostly is when the limit is near, and a stuffed 0x00 follows it: without
-  // the latter they are 7 bytes of data. (The eighth byte is never taken, nor is it looked at behind.)
+  // Where one of the next 8 bytes is 0xFF, as it mostly is when the limit is near, and a stuffed 0x00 follows it:
+  // without the latter they are 7 bytes of data. (The eighth byte is never taken, nor is it looked at behind.)
   bool refillAcrossFF() {
     if (end - next < 8) return false;
     uint64_t bytes;
@@ -219,7 +229,8 @@ struct Window {
   }
 };
 
-// ---- The state behind a block --------------------------------------------------------------------------------------
+// ---- The state behind a block
+// --------------------------------------------------------------------------------------
 
 // Where the data byte that ends at `at` begins.
 const Mox8u* before(const Mox8u* at, const Mox8u* start) {
@@ -262,9 +273,11 @@ MOX_INLINE void keep(const Window& window, const Mox8u* src, int32_t* position, 
   *position += static_cast<int32_t>(loaded);
 }
 
-// ---- The block -----------------------------------------------------------------------------------------------------
+// ---- The block
+// -----------------------------------------------------------------------------------------------------
 
-// Natural positions behind the walk too, as far as a run may lead: all mean coefficient 63 until the block is refused.
+// Natural positions behind the walk too, as far as a run may lead: all mean coefficient 63 until the block is
+// refused.
 struct Natural {
   uint8_t at[64 + 16];
 };
@@ -294,7 +307,8 @@ MOX_INLINE void clear(Mox16s* block) {
   for (int i = 0; i < 64; i += VMax::kBytes / 2) store(block + i, zero<VMax>());
 }
 
-// False if the block is one for the definition; the destination may hold part of it then, and nothing else has changed.
+// False if the block is one for the definition; the destination may hold part of it then, and nothing else has
+// changed.
 MOX_INLINE bool decodeFast(Window& in, Mox16s* dst, int& difference, size_t& cursor, const DecodeSpec& dcTable,
                            const DecodeSpec& acTable) {
   uint32_t symbol = 0;
@@ -307,15 +321,15 @@ MOX_INLINE bool decodeFast(Window& in, Mox16s* dst, int& difference, size_t& cur
     now = step(in, acTable, dst, cursor);
     if (now == Step::more) now = step(in, acTable, dst, cursor);
   } while (now == Step::more);
-  if (now == Step::refused) return false;
-  // The plain reader may have loaded more than two symbols have left of the window.
-  return static_cast<int>(in.count) >= in.held() || in.refill();
+  // The plain reader has never loaded more than the window: it last loads at the second value, at most 8 + 15 + 8
+  // bits behind a refill, up to 32 bits ahead; the window reached the last byte that begins within 63.
+  return now == Step::done;
 }
 
 // Out of the way of the registers.
-[[gnu::noinline]] MoxStatus decodePlainly(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, Mox16s* lastDC,
-                                          int32_t* marker, const DecodeSpec* dcTable, const DecodeSpec* acTable,
-                                          DecodeState* state) {
+[[gnu::noinline]] MoxStatus decodePlainly(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst,
+                                          Mox16s* lastDC, int32_t* marker, const DecodeSpec* dcTable,
+                                          const DecodeSpec* acTable, DecodeState* state) {
   return definition::decodeBlock(src, length, position, dst, lastDC, marker, dcTable, acTable, state);
 }
 

@@ -1,5 +1,6 @@
-// The block kernels of every target against the definition, call by call: coefficients, bytes, positions, accumulators,
-// counts, predictors, markers and statuses. MOX_HUFFMAN_BLOCKS sets the number of blocks of each test (default 60000).
+// The block kernels of every target against the definition, call by call: coefficients, bytes, positions,
+// accumulators, counts, predictors, markers and statuses. MOX_HUFFMAN_BLOCKS sets the number of blocks of each test
+// (default 60000).
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -24,11 +25,16 @@ int blocksToTry() {
 
 RawTable anyEncoderTable(Random& random) {
   switch (random.below(6)) {
-    case 0: return typicalAC();
-    case 1: return typicalDC();
-    case 2: return randomTable(random, random.below(256), random.oneIn(2));  // some symbols have no code
-    case 3: return random.oneIn(8) ? RawTable() : fullTable(random);
-    default: return fullTable(random);
+    case 0:
+      return typicalAC();
+    case 1:
+      return typicalDC();
+    case 2:
+      return randomTable(random, random.below(256), random.oneIn(2));  // some symbols have no code
+    case 3:
+      return random.oneIn(8) ? RawTable() : fullTable(random);
+    default:
+      return fullTable(random);
   }
 }
 
@@ -66,12 +72,14 @@ struct EncoderWorld {
 void expectSame(EncoderWorld& expected, EncoderWorld& actual, const char* target, int n) {
   ASSERT_EQ(actual.position, expected.position) << target << ", block " << n;
   ASSERT_EQ(actual.lastDC, expected.lastDC) << target << ", block " << n;
-  for (int i = 0; i < 5; i++) ASSERT_EQ(actual.state.word(i), expected.state.word(i)) << target << ", block " << n << ", word " << i;
+  for (int i = 0; i < 5; i++)
+    ASSERT_EQ(actual.state.word(i), expected.state.word(i)) << target << ", block " << n << ", word " << i;
   const auto x = expected.memory.bytes(), y = actual.memory.bytes();
   ASSERT_EQ(std::memcmp(x.data(), y.data(), x.size()), 0) << target << ", block " << n;
 }
 
-void encodeStream(const mox::Target& target, Random& random, int blocks, EncoderWorld& expected, EncoderWorld& actual) {
+void encodeStream(const mox::Target& target, Random& random, int blocks, EncoderWorld& expected,
+                  EncoderWorld& actual) {
   const mox::HuffEncodeKernels& definition = *mox::targets().first->kernels->huffEncode;
   EncodeTable dc(anyEncoderTable(random)), ac(anyEncoderTable(random));
   const int size = random.between(1, random.oneIn(2) ? 300 : 4096);
@@ -79,7 +87,8 @@ void encodeStream(const mox::Target& target, Random& random, int blocks, Encoder
   expected.begin(size, start);
   actual.begin(size, start);
   if (random.oneIn(3)) {  // pending bits, sensible or not
-    const uint32_t low = random.any<uint32_t>(), pending = random.oneIn(10) ? random.any<uint32_t>() : static_cast<uint32_t>(random.below(8));
+    const uint32_t low = random.any<uint32_t>(),
+                   pending = random.oneIn(10) ? random.any<uint32_t>() : static_cast<uint32_t>(random.below(8));
     const bool clean = !random.oneIn(4);
     for (EncoderWorld* world : {&expected, &actual}) {
       world->state.setWord(0, clean ? low & (0xFFFFFFFFu << (24 - (pending & 7))) : low);
@@ -109,7 +118,8 @@ TEST(HuffmanDifferential, encoder) {
   });
 }
 
-void encodeDirectStream(const mox::Target& target, Random& random, int blocks, EncoderWorld& expected, EncoderWorld& actual) {
+void encodeDirectStream(const mox::Target& target, Random& random, int blocks, EncoderWorld& expected,
+                        EncoderWorld& actual) {
   const mox::HuffEncodeKernels& definition = *mox::targets().first->kernels->huffEncode;
   EncodeTable dc(anyEncoderTable(random)), ac(anyEncoderTable(random));
   expected.begin(8192, random.below(64));
@@ -135,7 +145,8 @@ void encodeDirectStream(const mox::Target& target, Random& random, int blocks, E
     target.kernels->huffEncode->direct(block, actual.dst, &actual.position, &actual.lastDC, dc.get(), ac.get());
     ASSERT_EQ(actual.position, expected.position) << target.name << ", block " << n;
     ASSERT_EQ(actual.lastDC, expected.lastDC) << target.name << ", block " << n;
-    ASSERT_EQ(std::memcmp(expected.dst, actual.dst, static_cast<size_t>(written)), 0) << target.name << ", block " << n;
+    ASSERT_EQ(std::memcmp(expected.dst, actual.dst, static_cast<size_t>(written)), 0)
+        << target.name << ", block " << n;
     if (written > 7000) return;
   }
 }
@@ -162,7 +173,8 @@ TEST(HuffmanDifferential, statistics) {
     Mox16s expectedDC = 0, lastDC = 0;
     for (int n = 0; n < blocks; n++) {
       anyBlock(random, block);
-      mox::targets().first->kernels->huffEncode->statistics(block, expected.data(), expected.data() + 256, &expectedDC);
+      mox::targets().first->kernels->huffEncode->statistics(block, expected.data(), expected.data() + 256,
+                                                            &expectedDC);
       target.kernels->huffEncode->statistics(block, counts, counts + 256, &lastDC);
       ASSERT_EQ(lastDC, expectedDC) << target.name << ", block " << n;
       ASSERT_EQ(std::memcmp(counts, expected.data(), 2048), 0) << target.name << ", block " << n;
@@ -174,8 +186,16 @@ TEST(HuffmanDifferential, statistics) {
 
 using Bytes = std::vector<Mox8u>;
 
-// A segment of real blocks, ended by a marker.
-Bytes validSegment(Random& random, const RawTable& dcRaw, const RawTable& acRaw) {
+// Codes of at most 8 bits in front of values of up to 15: what a reader that looks ahead runs out of soonest.
+RawTable longValues() {
+  RawTable raw;
+  raw.bits[7] = 32;
+  for (int i = 0; i < 32; i++) raw.values[i] = static_cast<Mox8u>(i % 16 + i / 16 * 16);
+  return raw;
+}
+
+// A segment of real blocks, ended by a marker. `full`: the last position of each holds a value.
+Bytes validSegment(Random& random, const RawTable& dcRaw, const RawTable& acRaw, bool full = false) {
   EncodeTable dc(dcRaw), ac(acRaw);
   EncoderState state;
   Bytes segment(6000);
@@ -183,10 +203,14 @@ Bytes validSegment(Random& random, const RawTable& dcRaw, const RawTable& acRaw)
   Mox16s lastDC = 0, block[64];
   const int density = random.below(40), sizes = random.between(1, 10), count = random.between(1, 40);
   const auto call = [&](int flush) {
-    return moxiEncodeHuffman8x8_JPEG_16s1u_C1(block, segment.data(), 5900, &position, &lastDC, dc.get(), ac.get(), state.get(), flush);
+    return moxiEncodeHuffman8x8_JPEG_16s1u_C1(block, segment.data(), 5900, &position, &lastDC, dc.get(), ac.get(),
+                                              state.get(), flush);
   };
   for (int n = 0; n < count; n++) {
     randomBlock(random, block, density, sizes);
+    for (int i = 1; full && i < 64; i++)
+      if (block[kNatural[i - 1]] == 0 || i >= 60 || !random.oneIn(3))
+        block[kNatural[i]] = static_cast<Mox16s>(random.between(8192, 32767) * (random.oneIn(2) ? 1 : -1));
     if (random.oneIn(10)) block[0] = random.any<Mox16s>() / 16;
     if (call(0)) break;
   }
@@ -211,7 +235,9 @@ Bytes noiseSegment(Random& random) {
 
 void damage(Random& random, Bytes& segment) {
   if (segment.empty()) return;
-  for (int n = random.below(4); n > 0; n--) segment[static_cast<size_t>(random.below(static_cast<int>(segment.size())))] ^= static_cast<Mox8u>(1 << random.below(8));
+  for (int n = random.below(4); n > 0; n--)
+    segment[static_cast<size_t>(random.below(static_cast<int>(segment.size())))] ^=
+        static_cast<Mox8u>(1 << random.below(8));
   if (random.oneIn(3)) segment[static_cast<size_t>(random.below(static_cast<int>(segment.size())))] = 0xFF;
   if (random.oneIn(3)) segment.resize(static_cast<size_t>(random.below(static_cast<int>(segment.size()) + 1)));
 }
@@ -220,14 +246,19 @@ void damage(Random& random, Bytes& segment) {
 void anyDecoderTable(Random& random, DecodeTable& table) {
   RawTable raw;
   switch (random.below(4)) {
-    case 0: raw = fullTable(random); break;
+    case 0:
+      raw = fullTable(random);
+      break;
     case 1: {  // any counts: over-full
       int left = 256;
-      for (Mox8u& b : raw.bits) left -= b = static_cast<Mox8u>(random.oneIn(2) ? 0 : random.below(std::min(left, 255) + 1));
+      for (Mox8u& b : raw.bits)
+        left -= b = static_cast<Mox8u>(random.oneIn(2) ? 0 : random.below(std::min(left, 255) + 1));
       fill(random, Filling::any, raw.values, 256);
       break;
     }
-    case 2: raw = randomTable(random, random.below(256), random.oneIn(2)); break;
+    case 2:
+      raw = randomTable(random, random.below(256), random.oneIn(2));
+      break;
     default:
       if (random.oneIn(2)) {
         for (uint8_t& b : table.bytes) b = random.any<uint8_t>();
@@ -245,10 +276,15 @@ struct Scene {
 
 Scene anyScene(Random& random) {
   Scene scene;
-  const RawTable dc = random.oneIn(2) ? typicalDC() : fullTable(random), ac = random.oneIn(2) ? typicalAC() : fullTable(random);
+  const RawTable dc = random.oneIn(2) ? typicalDC() : fullTable(random),
+                 ac = random.oneIn(2) ? typicalAC() : fullTable(random);
   scene.dc = DecodeTable(dc);
   scene.ac = DecodeTable(ac);
   scene.segment = random.oneIn(4) ? noiseSegment(random) : validSegment(random, dc, ac);
+  if (random.oneIn(6)) {
+    scene.ac = DecodeTable(longValues());
+    scene.segment = validSegment(random, dc, longValues(), true);
+  }
   if (random.oneIn(3)) damage(random, scene.segment);
   if (random.oneIn(8)) anyDecoderTable(random, scene.dc);
   if (random.oneIn(8)) anyDecoderTable(random, scene.ac);
@@ -276,7 +312,8 @@ struct DecoderWorld {
   }
   MoxStatus decode(const mox::HuffDecodeKernels& kernels, Scene& scene) {
     std::memset(block, 0x55, 128);
-    return kernels.block(src, length, &position, block, &lastDC, &marker, scene.dc.get(), scene.ac.get(), state.get());
+    return kernels.block(src, length, &position, block, &lastDC, &marker, scene.dc.get(), scene.ac.get(),
+                         state.get());
   }
   MoxStatus decodeDirect(const mox::HuffDecodeKernels& kernels, Scene& scene) {
     std::memset(block, 0x55, 128);
@@ -291,7 +328,8 @@ void expectSame(const DecoderWorld& expected, const DecoderWorld& actual, const 
   ASSERT_EQ(actual.lastDC, expected.lastDC) << target << ", block " << n;
   ASSERT_EQ(actual.bits, expected.bits) << target << ", block " << n;
   ASSERT_EQ(actual.count, expected.count) << target << ", block " << n;
-  for (int i = 0; i < 6; i++) ASSERT_EQ(actual.state.word(i), expected.state.word(i)) << target << ", block " << n << ", word " << i;
+  for (int i = 0; i < 6; i++)
+    ASSERT_EQ(actual.state.word(i), expected.state.word(i)) << target << ", block " << n << ", word " << i;
 }
 
 int decodeStream(const mox::Target& target, Random& random, DecoderWorld& expected, DecoderWorld& actual) {
@@ -300,8 +338,12 @@ int decodeStream(const mox::Target& target, Random& random, DecoderWorld& expect
   expected.begin(scene.segment);
   actual.begin(scene.segment);
   const bool odd = random.oneIn(5);
-  const uint32_t words[6] = {random.any<uint32_t>(), random.any<uint32_t>(), random.oneIn(3) ? random.any<uint32_t>() : static_cast<uint32_t>(random.below(33)),
-                             random.any<uint32_t>(), random.any<uint32_t>(), random.any<uint32_t>()};
+  const uint32_t words[6] = {random.any<uint32_t>(),
+                             random.any<uint32_t>(),
+                             random.oneIn(3) ? random.any<uint32_t>() : static_cast<uint32_t>(random.below(33)),
+                             random.any<uint32_t>(),
+                             random.any<uint32_t>(),
+                             random.any<uint32_t>()};
   const int start = random.oneIn(10) ? random.below(static_cast<int>(scene.segment.size()) + 10) : 0;
   for (DecoderWorld* world : {&expected, &actual}) {
     world->position = start;
@@ -331,7 +373,8 @@ TEST(HuffmanDifferential, decoder) {
   DecoderWorld expected, actual;
   forEachTarget([&](const mox::Target& target) {
     Random random(14);
-    for (int done = 0; done < blocks && !testing::Test::HasFailure();) done += 1 + decodeStream(target, random, expected, actual);
+    for (int done = 0; done < blocks && !testing::Test::HasFailure();)
+      done += 1 + decodeStream(target, random, expected, actual);
   });
 }
 
@@ -362,7 +405,8 @@ TEST(HuffmanDifferential, directDecoder) {
   DecoderWorld expected, actual;
   forEachTarget([&](const mox::Target& target) {
     Random random(15);
-    for (int done = 0; done < blocks && !testing::Test::HasFailure();) done += 1 + decodeDirectStream(target, random, expected, actual);
+    for (int done = 0; done < blocks && !testing::Test::HasFailure();)
+      done += 1 + decodeDirectStream(target, random, expected, actual);
   });
 }
 
