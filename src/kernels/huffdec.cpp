@@ -1,12 +1,11 @@
 // The fast decoder of a block. The plain reader of the definition loads a few bytes whenever it runs low, which is a
 // branch per code that nobody can predict. Here
 //
-//   - a window of 64 bits, its next bit on top, is refilled before every symbol by one 8-byte load without a branch,
-//   up
-//     to a limit ahead of which there is no 0xFF; a stuffed 0xFF 0x00 is taken byte by byte, anything else that needs
-//     a decision (a marker, fill bytes, the end of the data, a position outside the block) is left to the definition,
-//     which then decodes the block from its start;
-//   - how many bits the plain reader would hold is counted along, in arithmetic off the critical path, so that the
+//   - a window of 64 bits, its next bit on top, is refilled before every two symbols by one 8-byte load without a
+//     branch, up to a limit ahead of which there is no 0xFF; a stuffed 0xFF 0x00 is taken on the way; anything else
+//     that needs a decision (a marker, fill bytes, the end of the data, a position outside the block) is left to the
+//     definition, which then decodes the block from its start;
+//   - how many bits the plain reader would hold is counted along, by a table off the critical path, so that the
 //     position, the accumulator and the count that a caller finds are those of the plain reader.
 #include "kernels/huffdec.h"
 
