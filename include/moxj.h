@@ -106,51 +106,169 @@ MOXJ_API const MoxLibraryVersion* moxjGetLibVersion(void);
 
 /* ---- Huffman table specifications and coder states ------------------------------------------------------------ */
 
-
+/*
+ * A specification is a code table in the form that a coder uses; once built it never changes, and any number of
+ * coders and threads may share it. A state belongs to one entropy-coded segment: an encoder's holds the up to 7 bits
+ * that fill no byte yet, a decoder's the up to 32 bits that have been loaded ahead; both hold the end-of-band run of
+ * the progressive coders.
+ *
+ * Objects live in memory of the caller's, of at least the size that GetBufSize reports and in any alignment (Init), or
+ * in memory that InitAlloc takes and Free gives back. Nothing in an object tells its kind: a coder takes what it is
+ * given.
+ */
 typedef struct MoxEncodeHuffmanSpec MoxEncodeHuffmanSpec;
 typedef struct MoxDecodeHuffmanSpec MoxDecodeHuffmanSpec;
 typedef struct MoxEncodeHuffmanState MoxEncodeHuffmanState;
 typedef struct MoxDecodeHuffmanState MoxDecodeHuffmanState;
 
+/*
+ * The size of an object in bytes: 1024 and 1644 for the specifications of an encoder and a decoder, 1048 and 24 for
+ * their states.
+ *   moxStatusNullPointer   pSize is null
+ */
 MOXJ_API MoxStatus moxiEncodeHuffmanSpecGetBufSize_JPEG_8u(int32_t* pSize);
+MOXJ_API MoxStatus moxiDecodeHuffmanSpecGetBufSize_JPEG_8u(int32_t* pSize);
+MOXJ_API MoxStatus moxiEncodeHuffmanStateGetBufSize_JPEG_8u(int32_t* pSize);
+MOXJ_API MoxStatus moxiDecodeHuffmanStateGetBufSize_JPEG_8u(int32_t* pSize);
+
+/*
+ * Builds a specification from the lists of a DHT segment (T.81 B.2.4.2, Annex C): pBits, the number of codes of lengths
+ * 1 to 16; pHuffVal, the symbols in the order of their codes, as many as pBits adds up to (at most 256). No code at all
+ * is a valid, empty table. A symbol that is listed twice is coded by its later code.
+ *   moxStatusNullPointer   a pointer is null
+ *   moxStatusHuffTable     more than 256 codes; for an encoder also more codes of a length than there are, or one that
+ *                          is all ones. A decoder's builder takes such lists: the table is of no use, but using it is
+ *                          safe
+ */
 MOXJ_API MoxStatus moxiEncodeHuffmanSpecInit_JPEG_8u(
     const Mox8u* pBits, const Mox8u* pHuffVal, MoxEncodeHuffmanSpec* pSpec);
-MOXJ_API MoxStatus moxiEncodeHuffmanSpecInitAlloc_JPEG_8u(
-    const Mox8u* pBits, const Mox8u* pHuffVal, MoxEncodeHuffmanSpec** ppSpec);
-MOXJ_API MoxStatus moxiEncodeHuffmanSpecFree_JPEG_8u(MoxEncodeHuffmanSpec* pSpec);
-MOXJ_API MoxStatus moxiEncodeHuffmanStateGetBufSize_JPEG_8u(int32_t* pSize);
-MOXJ_API MoxStatus moxiEncodeHuffmanStateInit_JPEG_8u(MoxEncodeHuffmanState* pState);
-MOXJ_API MoxStatus moxiEncodeHuffmanStateInitAlloc_JPEG_8u(MoxEncodeHuffmanState** ppState);
-MOXJ_API MoxStatus moxiEncodeHuffmanStateFree_JPEG_8u(MoxEncodeHuffmanState* pState);
-MOXJ_API MoxStatus moxiDecodeHuffmanSpecGetBufSize_JPEG_8u(int32_t* pSize);
 MOXJ_API MoxStatus moxiDecodeHuffmanSpecInit_JPEG_8u(
     const Mox8u* pBits, const Mox8u* pHuffVal, MoxDecodeHuffmanSpec* pSpec);
+
+/*
+ * The same in memory that is taken here. A pointer that is handed out must be freed, also when the table was refused.
+ *   moxStatusNullPointer   a pointer is null, or the memory cannot be had: *ppSpec is then as it was
+ *   moxStatusHuffTable     as above; *ppSpec is set
+ */
+MOXJ_API MoxStatus moxiEncodeHuffmanSpecInitAlloc_JPEG_8u(
+    const Mox8u* pBits, const Mox8u* pHuffVal, MoxEncodeHuffmanSpec** ppSpec);
 MOXJ_API MoxStatus moxiDecodeHuffmanSpecInitAlloc_JPEG_8u(
     const Mox8u* pBits, const Mox8u* pHuffVal, MoxDecodeHuffmanSpec** ppSpec);
-MOXJ_API MoxStatus moxiDecodeHuffmanSpecFree_JPEG_8u(MoxDecodeHuffmanSpec* pSpec);
-MOXJ_API MoxStatus moxiDecodeHuffmanStateGetBufSize_JPEG_8u(int32_t* pSize);
+
+/*
+ * Makes a state as a scan and a restart interval begin with it: no bits, no run. An encoder's flush leaves it so too.
+ *   moxStatusNullPointer   the pointer is null; for InitAlloc also: the memory cannot be had, *ppState is as it was
+ */
+MOXJ_API MoxStatus moxiEncodeHuffmanStateInit_JPEG_8u(MoxEncodeHuffmanState* pState);
 MOXJ_API MoxStatus moxiDecodeHuffmanStateInit_JPEG_8u(MoxDecodeHuffmanState* pState);
+MOXJ_API MoxStatus moxiEncodeHuffmanStateInitAlloc_JPEG_8u(MoxEncodeHuffmanState** ppState);
 MOXJ_API MoxStatus moxiDecodeHuffmanStateInitAlloc_JPEG_8u(MoxDecodeHuffmanState** ppState);
+
+/*
+ * Gives back what an InitAlloc function took.
+ *   moxStatusNullPointer   the pointer is null
+ */
+MOXJ_API MoxStatus moxiEncodeHuffmanSpecFree_JPEG_8u(MoxEncodeHuffmanSpec* pSpec);
+MOXJ_API MoxStatus moxiDecodeHuffmanSpecFree_JPEG_8u(MoxDecodeHuffmanSpec* pSpec);
+MOXJ_API MoxStatus moxiEncodeHuffmanStateFree_JPEG_8u(MoxEncodeHuffmanState* pState);
 MOXJ_API MoxStatus moxiDecodeHuffmanStateFree_JPEG_8u(MoxDecodeHuffmanState* pState);
 
 /* ---- Sequential Huffman coding of 8x8 blocks ------------------------------------------------------------------ */
 
+/*
+ * One block of quantised coefficients a call: 64 in natural order, row by row; coded in zig-zag order (T.81 F.1.2,
+ * F.2.2). *pLastDC is the predictor of the block's component: the caller sets it to 0 where a scan or a restart
+ * interval begins; the functions keep it. Markers are the caller's.
+ */
+
+/*
+ * Appends a block to an entropy-coded segment. *pDstCurPos is the index of the next byte in the destination of dstLen
+ * bytes; a byte of 0xFF is followed by a stuffed 0; up to 7 bits stay in the state. With a flush other than 0 nothing
+ * is coded, and pSrc, pLastDC and the tables are not looked at: the bits left are completed with 1-bits to a byte and
+ * written, and the state is initialised, as it must be ahead of every marker.
+ *
+ * Categories run to 16 (a difference of more than 15 bits, the coefficient -32768), beyond what T.81 gives a meaning.
+ *
+ *   moxStatusNullPointer    pDst is null
+ *   moxStatusBadSize        dstLen below 1
+ *   moxStatusNullPointer    pDstCurPos or pState is null
+ *   moxStatusOutOfBuffer    flushing: the destination is full; the state is initialised all the same
+ *   moxStatusNullPointer    pSrc, pLastDC, pDCTable or pACTable is null
+ *   moxStatusHuffTable      a symbol has no code
+ *   moxStatusOutOfBuffer    the destination is full, which it also is for a negative position
+ * After either of the last two the segment is lost: bytes of the block have been written, position and state are those
+ * behind the last code or value that fitted whole, *pLastDC is the block's.
+ */
 MOXJ_API MoxStatus moxiEncodeHuffman8x8_JPEG_16s1u_C1(
-    const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, Mox16s* pLastDC, const
-    MoxEncodeHuffmanSpec* pDCTable, const MoxEncodeHuffmanSpec* pACTable, MoxEncodeHuffmanState* pState, int32_t
-    flush);
+    const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, Mox16s* pLastDC,
+    const MoxEncodeHuffmanSpec* pDCTable, const MoxEncodeHuffmanSpec* pACTable, MoxEncodeHuffmanState* pState,
+    int32_t flush);
+
+/*
+ * The same without a state and without limits. *pDstCurBitPos counts bits: the first ones of the byte that it points
+ * into are kept, those behind the block in the last byte become 0, and no further byte is touched. A symbol that has
+ * no code is left out. The destination must have room: a block takes at most 64 codes of 16 bits and as many values,
+ * and as much again for stuffing. To end a segment the caller sets the bits left in the last byte.
+ *   moxStatusNullPointer   a pointer is null
+ */
 MOXJ_API MoxStatus moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(
     const Mox16s* pSrc, Mox8u* pDst, int32_t* pDstCurBitPos, Mox16s* pLastDC, const MoxEncodeHuffmanSpec* pDCTable,
     const MoxEncodeHuffmanSpec* pACTable);
+
+/*
+ * Adds the symbols of a block to 256 counters each, for moxiEncodeHuffmanRawTableInit_JPEG_8u; nothing clears them, and
+ * they wrap.
+ *   moxStatusNullPointer   a pointer is null
+ */
 MOXJ_API MoxStatus moxiGetHuffmanStatistics8x8_JPEG_16s_C1(
     const Mox16s* pSrc, int32_t pDCFreq[256], int32_t pACFreq[256], Mox16s* pLastDC);
+
+/*
+ * Decodes a block. *pSrcCurPos is the index of the next byte to load; bits that were loaded and not used are in the
+ * state, which the caller initialises where a scan or restart interval begins. The code of a marker that ends the data
+ * is stored in *pMarker, and the position then lies behind it; nothing more is loaded until the caller sets *pMarker
+ * to 0 again. Fill bytes ahead of a marker are skipped.
+ *
+ * Damaged data: a code that the table does not know counts as symbol 0, once 17 bits have been taken for it; a
+ * coefficient up to nine places behind the block is stored as the last one.
+ *
+ *   moxStatusNullPointer   pSrc is null
+ *   moxStatusBadArgument   srcLen below 0
+ *   moxStatusNullPointer   any other pointer is null
+ *   moxStatusBadArgument   *pSrcCurPos below 0
+ *   moxStatusOutOfBuffer   bits are needed behind the end of the source or a marker
+ *   moxStatusError         a coefficient further behind the block
+ *   moxStatusMarkerMet     success; this call met the marker
+ * After an error the block holds what was decoded, *pLastDC may be the block's, and position, marker and state say how
+ * far the data have been used.
+ */
 MOXJ_API MoxStatus moxiDecodeHuffman8x8_JPEG_1u16s_C1(
-    const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, Mox16s* pLastDC, int32_t* pMarker, const
-    MoxDecodeHuffmanSpec* pDCTable, const MoxDecodeHuffmanSpec* pACTable, MoxDecodeHuffmanState* pState);
+    const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, Mox16s* pLastDC, int32_t* pMarker,
+    const MoxDecodeHuffmanSpec* pDCTable, const MoxDecodeHuffmanSpec* pACTable, MoxDecodeHuffmanState* pState);
+
+/*
+ * The same without a state and without a length: the data must end in a marker, behind which nothing is read. Loading
+ * begins at byte *pSrcCurBitPos / 8; the bits that were loaded and not used are the *pNumValidBits lowest of
+ * *pPrefetchedBits. Both are 0 where a scan or restart interval begins. On return *pSrcCurBitPos is 8 times the index
+ * of the next byte to load.
+ *
+ * Bits that run out at a symbol end the call with moxStatusOk: ahead of the block's DC symbol nothing changes but the
+ * destination and the marker; ahead of an AC symbol *pNumValidBits becomes 0.
+ *
+ *   moxStatusNullPointer        pSrc or pSrcCurBitPos is null
+ *   moxStatusBadArgument        *pSrcCurBitPos below 0
+ *   moxStatusNullPointer        pDst, pLastDC, pMarker, pPrefetchedBits or pNumValidBits is null
+ *   moxStatusBadArgument        *pNumValidBits below 0
+ *   moxStatusNullPointer        pDCTable or pACTable is null
+ *   moxStatusCoefficientRange   a code that the table does not know
+ *   moxStatusOutOfBuffer        bits of a value are needed behind the marker
+ *   moxStatusError              a coefficient more than nine places behind the block
+ * After an error *pSrcCurBitPos, *pPrefetchedBits and *pNumValidBits are as they were.
+ */
 MOXJ_API MoxStatus moxiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(
-    const Mox8u* pSrc, int32_t* pSrcCurBitPos, Mox16s* pDst, Mox16s* pLastDC, int32_t* pMarker, Mox32u*
-    pPrefetchedBits, int32_t* pNumValidBits, const MoxDecodeHuffmanSpec* pDCTable, const MoxDecodeHuffmanSpec*
-    pACTable);
+    const Mox8u* pSrc, int32_t* pSrcCurBitPos, Mox16s* pDst, Mox16s* pLastDC, int32_t* pMarker,
+    Mox32u* pPrefetchedBits, int32_t* pNumValidBits, const MoxDecodeHuffmanSpec* pDCTable,
+    const MoxDecodeHuffmanSpec* pACTable);
 
 /* ---- Progressive Huffman coding of 8x8 blocks ----------------------------------------------------------------- */
 
@@ -276,6 +394,7 @@ MOXJ_API MoxStatus moxiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(
  * limited, for which frequencies must grow as the Fibonacci numbers do: moxStatusHuffTable.
  */
 MOXJ_API MoxStatus moxiEncodeHuffmanRawTableInit_JPEG_8u(const int32_t pFreq[256], Mox8u pBits[16], Mox8u* pHuffVal);
+
 /* ---- Lossless JPEG (T.81 Annex H) ----------------------------------------------------------------------------- */
 
 /*
