@@ -133,7 +133,7 @@ class Segment {
     pass_.dstStep = fields.dstStep;
     pass_.width = fields.width;
     pass_.height = fields.height;
-    pass_.significanceZero = &kSignificanceZero[fields.band];
+    pass_.significance = &kSignificanceContext[fields.band];
     pass_.mq.contexts = fields.contexts;
   }
   ~Segment() { fields_.contexts = pass_.mq.contexts; }

@@ -72,6 +72,8 @@ inline constexpr auto kSpread = [] {
   return table;
 }();
 inline constexpr uint64_t kFirstRow = 0xFFFF, kLastRow = kFirstRow << 48;
+// What of a Spread belongs to the stripe itself.
+inline constexpr uint64_t kWithin[4] = {~kLastRow, ~UINT64_C(0), ~UINT64_C(0), ~kFirstRow};
 
 static_assert(kSpread[1][0].own == (at(kSouth, 0) | at(kSelf, 16) | at(kNorth, 32)));
 static_assert(kSpread[0][1].left == (at(kSouthEast, 48) | at(kEast | kEastMinus, 0) | at(kNorthEast, 16)));
@@ -104,30 +106,30 @@ constexpr int significanceLabel(Band band, int horizontal, int vertical, int dia
   return diagonal >= 2 ? 2 : diagonal;
 }
 
-using SymbolTable = std::array<uint8_t, 256>;
+using ContextTable = std::array<uint8_t, 256>;
 
-// The symbol of an insignificant coefficient's zero, by its eight neighbour flags.
-inline constexpr auto kSignificanceZero = [] {
-  std::array<SymbolTable, kBands> tables{};
+// An insignificant coefficient's context, by its eight neighbour flags.
+inline constexpr auto kSignificanceContext = [] {
+  std::array<ContextTable, kBands> tables{};
   for (int band = 0; band < kBands; band++)
     for (uint32_t flags = 0; flags < 256; flags++) {
       const auto count = [flags](uint32_t a, uint32_t b) { return !!(flags & a) + !!(flags & b); };
       const int label = significanceLabel(static_cast<Band>(band), count(kWest, kEast), count(kNorth, kSouth),
                                           count(kNorthWest, kNorthEast) + count(kSouthWest, kSouthEast));
-      tables[band][flags] = symbol(mq::kSignificance + label, 0);
+      tables[band][flags] = static_cast<uint8_t>(mq::kSignificance + label);
     }
   return tables;
 }();
 
-static_assert(kSignificanceZero[kBandLow][0] == symbol(2, 0) && kSignificanceZero[kBandLow][255] == symbol(10, 0));
-static_assert(kSignificanceZero[kBandLow][kNorth | kSouth] == symbol(6, 0));
-static_assert(kSignificanceZero[kBandHL][kNorth | kSouth] == symbol(10, 0));
-static_assert(kSignificanceZero[kBandHH][kNorth | kSouth] == symbol(4, 0));
+static_assert(kSignificanceContext[kBandLow][0] == 2 && kSignificanceContext[kBandLow][255] == 10);
+static_assert(kSignificanceContext[kBandLow][kNorth | kSouth] == 6);
+static_assert(kSignificanceContext[kBandHL][kNorth | kSouth] == 10);
+static_assert(kSignificanceContext[kBandHH][kNorth | kSouth] == 4);
 
 // Tables D.2 and D.3: the symbol of a plus sign by the nearest neighbours' flags and signs; its decision is the XOR
 // bit.
-inline constexpr SymbolTable kSignPlus = [] {
-  SymbolTable table{};
+inline constexpr std::array<uint8_t, 256> kSignSymbol = [] {
+  std::array<uint8_t, 256> table{};
   for (uint32_t bits = 0; bits < 256; bits++) {
     const uint32_t flags = bits << kSignShift;
     const auto contribution = [flags](uint32_t significant, uint32_t minus) {
@@ -144,15 +146,10 @@ inline constexpr SymbolTable kSignPlus = [] {
   return table;
 }();
 
-static_assert(kSignPlus[0] == symbol(11, 0));
-static_assert(kSignPlus[(kWest | kWestMinus) >> kSignShift] == symbol(14, 1));
-static_assert(kSignPlus[(kWest | kWestMinus | kNorth) >> kSignShift] == symbol(13, 1));
-static_assert(kSignPlus[(kNorth | kSouth | kSouthMinus) >> kSignShift] == symbol(11, 0));
-
-// Table D.4.
-constexpr int refinementContext(uint32_t flags) {
-  return mq::kRefinement + (flags & kRefined ? 2 : flags & kNeighbours ? 1 : 0);
-}
+static_assert(kSignSymbol[0] == symbol(11, 0));
+static_assert(kSignSymbol[(kWest | kWestMinus) >> kSignShift] == symbol(14, 1));
+static_assert(kSignSymbol[(kWest | kWestMinus | kNorth) >> kSignShift] == symbol(13, 1));
+static_assert(kSignSymbol[(kNorth | kSouth | kSouthMinus) >> kSignShift] == symbol(11, 0));
 
 inline constexpr uint8_t kRunBroken = symbol(mq::kRun, 1), kRunOfZeros = symbol(mq::kRun, 0);
 

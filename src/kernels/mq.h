@@ -135,7 +135,8 @@ struct MqRegister {
 class MqSource {
  public:
   explicit MqSource(tier1::MqDecoder& coder) : home_(coder), a_(coder.a), c_(coder.c), ahead_(coder.ahead) {
-    for (int k = 0; k < mq::kContexts; k++) words_[k] = kStateWord[coder.contexts.state[k]];
+    next_ = kStateWord;
+    for (int k = 0; k < mq::kContexts; k++) words_[k] = next_[coder.contexts.state[k]];
   }
   ~MqSource() {
     for (int k = 0; k < mq::kContexts; k++) home_.contexts.state[k] = static_cast<uint8_t>(words_[k] >> 24);
@@ -143,12 +144,12 @@ class MqSource {
   }
   MqSource(const MqSource&) = delete;
 
-  uint32_t decide(int context) {
+  [[gnu::always_inline]] uint32_t decide(int context) {
     using tier1::kWordBits, tier1::Word;
     const uint64_t word = words_[context];
     const Word qe = static_cast<Word>(word >> (64 - kWordBits)) & kTop;
-    const uint64_t afterMps = kStateWord[static_cast<uint8_t>(word)];
-    const uint64_t afterLps = kStateWord[static_cast<uint8_t>(word >> 8)];
+    const uint64_t afterMps = next_[static_cast<uint8_t>(word)];
+    const uint64_t afterLps = next_[static_cast<uint8_t>(word >> 8)];
     const Word upper = a_ - qe;
     Word lower = -static_cast<Word>(c_ >= upper);
     MOX_OPAQUE(lower);
@@ -170,6 +171,15 @@ class MqSource {
     return ((static_cast<uint32_t>(word) >> 16) ^ lps) & 1;
   }
 
+  // The same where the MPS is all but certain and seldom needs a shift: there a branch is guessed right.
+  [[gnu::always_inline]] uint32_t decideSkewed(int context) {
+    const uint64_t word = words_[context];
+    const tier1::Word upper = a_ - (static_cast<tier1::Word>(word >> (64 - tier1::kWordBits)) & kTop);
+    if (c_ >= upper || upper >> (tier1::kWordBits - 1) == 0) return decide(context);
+    a_ = upper;
+    return static_cast<uint32_t>(word >> 16) & 1;
+  }
+
  private:
   static constexpr tier1::Word kTop = static_cast<tier1::Word>(0xFFFF) << (tier1::kWordBits - 16);
 
@@ -177,6 +187,8 @@ class MqSource {
   tier1::Word a_, c_;
   int ahead_;
   uint64_t words_[mq::kContexts];
+  // A copy beside it, as the loops have no register to spare for the address of the table.
+  std::array<uint64_t, mq::kStates> next_;
 };
 
 }  // namespace mox::MOX_TARGET

@@ -40,7 +40,7 @@ struct DecodePass {
   int32_t dstStep, width, height;
   uint32_t one, half;  // the magnitude's bit of the current bit-plane, and the one below it; 0 where there is none
   uint32_t kept;       // the bits that refinement keeps
-  const SymbolTable* significanceZero;
+  const ContextTable* significance;
   MqDecoder mq;
   RawReader raw;
 };

@@ -16,7 +16,7 @@ constexpr size_t kChunk = 4 * kChunkColumns;
 
 // ---- Bytes for each coefficient of a chunk, and the choice of some of them
 
-#if defined(MOX_TARGET_IS_avx512)
+#if defined(MOX_TARGET_IS_avx512) && defined(__x86_64__)
 
 using Bytes = __m512i;
 
@@ -327,12 +327,6 @@ Bytes signBytes(const Place& p, const slice::Neighbours& of, bool raw) {
   return bytesOf(slice::sign(negative, of, p.around(&Chunk::negative, negative, negative)));
 }
 
-// The neighbours that come later in the scan of the chunk.
-uint64_t later(uint64_t set) {
-  const uint64_t below = set << 1 & ~slice::kTop;
-  return below | (set | below | (set >> 1 & ~slice::kBottom)) << 4;
-}
-
 template <bool kRaw>
 void significance(ScanPass& pass) {
   Moments moments;
@@ -344,7 +338,7 @@ void significance(ScanPass& pass) {
     if (coded != 0) {
       const uint64_t decisions = decisionsOf(p.windows);
       for (uint64_t fresh = coded & decisions; fresh != 0; fresh &= decisions) {
-        fresh = later(fresh) & open & ~coded;
+        fresh = slice::later(fresh) & open & ~coded;
         coded |= fresh;
       }
       const uint64_t fresh = coded & decisions;

@@ -39,6 +39,11 @@ constexpr uint64_t east(uint64_t x, uint64_t after) {
   return x >> 4 | after << 60;
 }
 
+// The neighbours that come later in the scan of the chunk.
+constexpr uint64_t later(uint64_t x) {
+  return north(x, 0) | west(x | north(x, 0) | south(x, 0), 0);
+}
+
 // Which of the neighbours are significant.
 struct Neighbours {
   uint64_t n, s, w, e, nw, ne, sw, se;
@@ -123,7 +128,7 @@ constexpr bool significanceIsRight() {
     const Neighbours of =
         combinations(from, {kNorth, kSouth, kWest, kEast, kNorthWest, kNorthEast, kSouthWest, kSouthEast});
     for (int i = 0; i < 64; i++)
-      if (significance<kBand>(0, of).at(i) != kSignificanceZero[kBand][from + i]) return false;
+      if (significance<kBand>(0, of).at(i) != symbol(kSignificanceContext[kBand][from + i], 0)) return false;
   }
   return true;
 }
@@ -136,7 +141,7 @@ constexpr bool signIsRight() {
     const Neighbours negative =
         combinations(from, {bit(kNorthMinus), bit(kSouthMinus), bit(kWestMinus), bit(kEastMinus)});
     for (int i = 0; i < 64; i++)
-      if (sign(0, of, negative).at(i) != kSignPlus[from + i]) return false;
+      if (sign(0, of, negative).at(i) != kSignSymbol[from + i]) return false;
   }
   return true;
 }

@@ -65,7 +65,7 @@ void decodePasses(const Tier1DecodeKernels& kernels, Feed& f, int n, int band, b
   pass.dstStep = 4 * n;
   pass.width = n;
   pass.height = kHeight;
-  pass.significanceZero = &kSignificanceZero[band];
+  pass.significance = &kSignificanceContext[band];
   pass.mq.contexts.reset();
   mq::start(pass.mq, bytes, length);
   mq::start(pass.raw, bytes, length);
