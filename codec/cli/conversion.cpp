@@ -12,12 +12,40 @@
 #include "cli/plan.h"
 #include "cli/read_picture.h"
 #include "moxcore.h"
+#include "pictures/pgx.h"
 #include "pictures/png.h"
 #include "pictures/pnm.h"
 
 namespace moxj {
 
 namespace {
+
+// How many threads code one picture.
+int threadsOf(const Settings& settings) {
+  return std::max(1, settings.threads.value_or(moxGetNumThreads()));
+}
+
+ReadOptions readOptions(const Settings& settings) {
+  ReadOptions options{settings.reading, settings.j2kReading};
+  options.j2k.threads = threadsOf(settings);
+  return options;
+}
+
+Content writeImageAs(const Image& image, const Job& job, Report& report) {
+  const std::string name = shownName(job.input, true);
+  std::vector<std::string> notes;
+  Content content;
+  if (job.format == Format::pgx) {
+    if (image.components.size() > 1)
+      refuse(std::to_string(image.components.size()) + " components: a PGX file has one; --components writes a file of each");
+    content = writePgx(image.components[0]);
+  } else {
+    content = job.format == Format::png ? writePngImage(image, notes, report.progressOf(name))
+                                        : writePnmImage(image, job.format, notes);
+  }
+  for (const std::string& note : notes) report.fileNote(name, note);
+  return content;
+}
 
 Content encodeAs(const Picture& picture, const Job& job, const Settings& settings, Report& report) {
   const Progress progress = report.progressOf(shownName(job.input, true));
@@ -28,6 +56,8 @@ Content encodeAs(const Picture& picture, const Job& job, const Settings& setting
       return content;
     case Format::png:
       return writePng(picture, progress);
+    case Format::pgx:
+      return writeImageAs(imageOf(picture), job, report);
     default:
       return writePnm(picture, job.format);
   }
@@ -60,17 +90,74 @@ bool isPnm(Format format) {
   return format == Format::ppm || format == Format::pgm || format == Format::pnm;
 }
 
+// out.pgx: out_0.pgx, out_1.pgx ...
+std::string numbered(const std::string& path, std::size_t number) {
+  const std::size_t slash = path.rfind('/'), dot = path.rfind('.');
+  const bool hasExtension = dot != std::string::npos && (slash == std::string::npos || dot > slash);
+  const std::string stem = path.substr(0, hasExtension ? dot : path.size());
+  return stem + "_" + std::to_string(number) + path.substr(stem.size());
+}
+
+void writeComponents(const Image& image, const Job& job, Report& report) {
+  for (std::size_t c = 0; c < image.components.size(); ++c) {
+    Image one = image;
+    one.components = {image.components[c]};
+    one.width = one.components[0].width;
+    one.height = one.components[0].height;
+    one.components[0].dx = one.components[0].dy = 1;
+    one.colour = Colour::grey;
+    one.alpha = false;
+    writeFile(numbered(job.output, c), writeImageAs(one, job, report));
+  }
+}
+
+// Whether grey or RGB of 8 bits holds all that an image is.
+bool isPlain(const Image& image) {
+  const std::size_t count = image.components.size();
+  return (count == 1 || count == 3) && image.interleavedBytes() && image.components[0].bits == 8 && !image.alpha;
+}
+
+ExitStatus decodeJpeg2000(const PictureFile& file, const Job& job, const Settings& settings, Report& report) {
+  const DecodedImage decoded = readImage(file, settings.limits, report, readOptions(settings));
+  std::vector<std::string> notes;
+  if (settings.j2kReading.components) {
+    writeComponents(decoded.image, job, report);
+  } else if (isPlain(decoded.image) && decoded.image.colour != Colour::ycc && job.format != Format::pgx) {
+    const Picture picture = toPicture(decoded.image, notes);
+    noteColour(job.format == Format::pgm && picture.channels == 3, job, report);
+    writeFile(job.output, encodeAs(picture, job, settings, report));
+  } else {
+    writeFile(job.output, writeImageAs(decoded.image, job, report));
+  }
+  return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;
+}
+
+ExitStatus encodeJpeg2000(const PictureFile& file, const Job& job, const Settings& settings, Report& report) {
+  const DecodedImage decoded = readImage(file, settings.limits, report, readOptions(settings));
+  j2k::EncodeOptions options = settings.j2k;
+  options.boxes = job.format == Format::jp2;
+  options.threads = threadsOf(settings);
+  Content content;
+  content.head = j2k::encode(decoded.image, options, settings.limits, report.progressOf(shownName(job.input, true)));
+  writeFile(job.output, content);
+  return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;
+}
+
 // The rows of a JPEG file go straight into a file that can be thrown away when nothing comes of it.
 ExitStatus convertFile(const Job& job, const Settings& settings, Report& report) {
   const PictureFile file = openPicture(job.input, settings.limits);
+  if (isJpeg2000(job.format)) return encodeJpeg2000(file, job, settings, report);
+  if (isJpeg2000(file.format) && settings.command == Command::decode)
+    return decodeJpeg2000(file, job, settings, report);
+  if (settings.j2kReading.components) refuse("--components is for JPEG 2000 files");
   if (file.format == Format::jpeg && isPnm(job.format) && canBeDiscarded(job.output)) {
     PnmFile output(job.output, job.format);
-    const Decoded decoded = readPicture(file, settings.limits, report, settings.reading, &output);
+    const Decoded decoded = readPicture(file, settings.limits, report, readOptions(settings), &output);
     noteColour(output.dropsColour(), job, report);
     output.finish();
     return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;
   }
-  const Decoded decoded = readPicture(file, settings.limits, report, settings.reading);
+  const Decoded decoded = readPicture(file, settings.limits, report, readOptions(settings));
   noteColour(job.format == Format::pgm && decoded.picture.channels == 3, job, report);
   writeFile(job.output, encodeAs(decoded.picture, job, settings, report));
   return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;

@@ -2,10 +2,12 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/commands.h"
+#include "cli/j2k_info.h"
 #include "cli/output.h"
 #include "cli/read_picture.h"
 #include "cli/text.h"
 #include "jpeg/jpeg.h"
+#include "pictures/pgx.h"
 #include "pictures/png.h"
 #include "pictures/pnm.h"
 
@@ -14,6 +16,8 @@ namespace moxj {
 namespace {
 
 using Json = nlohmann::ordered_json;
+using moxj::jsonOf;  // of JPEG 2000
+using moxj::textOf;
 
 // ---- JPEG as text -----------------------------------------------------------------------------------------------
 
@@ -171,10 +175,14 @@ Description describe(const std::string& path, const Settings& settings, Report& 
   const PictureFile file = openPicture(path, settings.limits);
   const std::size_t bytes = file.source.bytes.size();
   if (file.format == Format::png) return {shown(describePng(file.source), bytes, settings.json)};
+  if (file.format == Format::pgx) return {shown(describePgx(file.source), bytes, settings.json)};
   if (file.format == Format::pnm) return {shown(describePnm(file.source), bytes, settings.json)};
-  const jpeg::Info info = jpeg::inspect(file.source.bytes);
-  if (!info.complete) report.fileWarning(file.name, info.warning);
-  return {shown(info, bytes, settings.json), info.complete ? ExitStatus::ok : ExitStatus::incomplete};
+  const auto followed = [&](const auto& info) -> Description {
+    if (!info.complete) report.fileWarning(file.name, info.warning);
+    return {shown(info, bytes, settings.json), info.complete ? ExitStatus::ok : ExitStatus::incomplete};
+  };
+  if (isJpeg2000(file.format)) return followed(j2k::inspect(file.source.bytes));
+  return followed(jpeg::inspect(file.source.bytes));
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <iterator>
 #include <string_view>
 
+#include "cli/j2k_options.h"
 #include "cli/limits.h"
 #include "cli/report.h"
 
@@ -16,6 +17,9 @@ namespace moxj {
 
 namespace {
 
+constexpr std::uint64_t kMostMemory = std::uint64_t{1} << 40;
+constexpr double kMostRatio = 1e6;
+constexpr int kMostWrittenLayers = 100;
 constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 40;
 constexpr std::size_t kHelpColumn = 32;
 
@@ -31,12 +35,24 @@ bool parseNumber(std::string_view text, Number least, Number most, Number& value
   return error == std::errc() && end == text.data() + text.size() && value >= least && value <= most;
 }
 
+std::string shortest(double value) {
+  char text[32];
+  return std::string(text, std::to_chars(text, text + sizeof text, value).ptr);
+}
+
 // Into a number or an optional one.
 template <typename Number, typename Target>
 Complaint useNumber(const std::string& text, Number least, Number most, Target& target) {
   Number value = 0;
   if (!parseNumber(text, least, most, value))
     return "is no number from " + std::to_string(least) + " to " + std::to_string(most);
+  target = value;
+  return "";
+}
+
+Complaint useReal(const std::string& text, double least, double most, std::optional<double>& target) {
+  double value = 0;
+  if (!parseNumber(text, least, most, value)) return "is no number from " + shortest(least) + " to " + shortest(most);
   target = value;
   return "";
 }
@@ -76,29 +92,58 @@ constexpr unsigned kConversions = kEncode | kDecode;
 constexpr unsigned kShows = setOf(Command::info) | setOf(Command::compare);
 constexpr unsigned kReaders = kConversions | setOf(Command::compare);
 
+// Formats that an option of `encode` is for.
+enum class Of { all, jpeg, jpeg2000 };
+
 struct Option {
   unsigned commands;
   std::string_view name;
   std::string_view value;  // shown in the help; empty: the option takes none
   std::string_view help;
   Complaint (*use)(Settings&, const std::string& text);
+  Of of = Of::all;
 };
 
 constexpr Option kOptions[] = {
     {kEncode, "--quality", "1..100", "From the smallest file to the finest picture (75)",
-     [](Settings& s, const std::string& text) { return useNumber(text, 1, 100, s.jpeg.quality); }},
+     [](Settings& s, const std::string& text) { return useNumber(text, 1, 100, s.jpeg.quality); },
+     Of::jpeg},
     {kEncode, "--sample", "4:4:4|4:2:2|4:2:0", "Chroma sampling (4:2:0)",
-     [](Settings& s, const std::string& text) { return useSampling(text, s.jpeg.sampling); }},
+     [](Settings& s, const std::string& text) { return useSampling(text, s.jpeg.sampling); }, Of::jpeg},
     {kEncode, "--grayscale", "", "Keep the luminance only",
-     [](Settings& s, const std::string&) { return s.jpeg.grayscale = true, Complaint(); }},
+     [](Settings& s, const std::string&) { return s.jpeg.grayscale = true, Complaint(); }, Of::jpeg},
     {kEncode, "--restart", "N|NB", "Restart marker every N MCUs, with NB every N rows of them",
-     [](Settings& s, const std::string& text) { return useRestart(text, s.jpeg); }},
-    {kEncode, "--format", "jpg", "Format of the output, whatever its name says",
+     [](Settings& s, const std::string& text) { return useRestart(text, s.jpeg); }, Of::jpeg},
+    {kEncode, "--lossless", "", "Exact: 5/3 wavelet and reversible colours (as without a size)",
+     [](Settings& s, const std::string&) { return s.j2k.lossless = true, Complaint(); }, Of::jpeg2000},
+    {kEncode, "--ratio", "R", "9/7 wavelet, to an R-th of the samples' size",
+     [](Settings& s, const std::string& text) { return useReal(text, 1, kMostRatio, s.j2k.ratio); }, Of::jpeg2000},
+    {kEncode, "--bpp", "B", "9/7 wavelet, to B bits a pixel",
+     [](Settings& s, const std::string& text) { return useReal(text, 1e-6, 1e6, s.j2k.bitsPerPixel); }, Of::jpeg2000},
+    {kEncode, "--levels", "0..32", "Decomposition levels (5)",
+     [](Settings& s, const std::string& text) { return useNumber(text, 0, j2k::kMostLevels, s.j2k.levels); }, Of::jpeg2000},
+    {kEncode, "--block", "WxH", "Code-block size (64x64)",
+     [](Settings& s, const std::string& text) { return useBlock(text, s.j2k); }, Of::jpeg2000},
+    {kEncode, "--tile", "WxH", "Tile size (the picture's)",
+     [](Settings& s, const std::string& text) { return useTile(text, s.j2k); }, Of::jpeg2000},
+    {kEncode, "--progression", "LRCP|RLCP|RPCL|PCRL|CPRL", "Order of the packets (LRCP)",
+     [](Settings& s, const std::string& text) { return useOrder(text, s.j2k.order); }, Of::jpeg2000},
+    {kEncode, "--layers", "N", "Quality layers, the last of the size asked for (1)",
+     [](Settings& s, const std::string& text) { return useNumber(text, 1, kMostWrittenLayers, s.j2k.layers); }, Of::jpeg2000},
+    {kEncode, "--modes", "LIST", "Of bypass,reset,termall,causal,pterm,segsym (none)",
+     [](Settings& s, const std::string& text) { return useModes(text, s.j2k.modes); }, Of::jpeg2000},
+    {kEncode, "--format", "jpg|jp2|j2k", "Format of the output, whatever its name says",
      [](Settings& s, const std::string& text) { return useFormat(text, s); }},
-    {kDecode, "--format", "png|ppm|pgm|pnm", "Format of the output, whatever its name says; pnm: ppm or pgm",
+    {kDecode, "--format", "png|ppm|pgm|pnm|pgx", "Format of the output, whatever its name says; pnm: ppm or pgm",
      [](Settings& s, const std::string& text) { return useFormat(text, s); }},
     {kDecode, "--nosmooth", "", "Repeat the samples of sub-sampled colours, do not interpolate",
      [](Settings& s, const std::string&) { return s.reading.smooth = false, Complaint(); }},
+    {kDecode, "--reduce", "N", "Leave out N resolutions of JPEG 2000: each halves the picture",
+     [](Settings& s, const std::string& text) { return useNumber(text, 0, j2k::kMostLevels, s.j2kReading.reduce); }},
+    {kDecode, "--layers", "N", "Quality layers of JPEG 2000 to decode (all)",
+     [](Settings& s, const std::string& text) { return useNumber(text, 1, j2k::kMostLayers, s.j2kReading.layers); }},
+    {kDecode, "--components", "", "A PGX or PGM file of each component of JPEG 2000, as it is: OUT_0 ...",
+     [](Settings& s, const std::string&) { return s.j2kReading.components = true, Complaint(); }},
     {kConversions, "--output-dir", "DIR", "Directory for the outputs of many inputs; made if missing",
      [](Settings& s, const std::string& text) { return s.outputDirectory = text, Complaint(); }},
     {kConversions, "--jobs", "N", "Files at a time, with --output-dir (as many as processors)",
@@ -107,6 +152,10 @@ constexpr Option kOptions[] = {
     {kReaders, "--max-pixels", "N", "Refuse pictures of more pixels (268435456)",
      [](Settings& s, const std::string& text) {
        return useNumber(text, std::uint64_t{1}, kMostPixels, s.limits.maxPixels);
+     }},
+    {kReaders, "--max-memory", "BYTES", "Memory that coding JPEG 2000 may take (1073741824)",
+     [](Settings& s, const std::string& text) {
+       return useNumber(text, std::uint64_t{1}, kMostMemory, s.limits.maxMemory);
      }},
     {kReaders, "--threads", "N", "Threads inside the coding of one picture",
      [](Settings& s, const std::string& text) { return useNumber(text, 1, kMaxThreads, s.threads); }},
@@ -131,11 +180,11 @@ struct CommandText {
 };
 
 constexpr CommandText kCommands[] = {
-    {Command::encode, "encode", "IN OUT", 1, SIZE_MAX, "Make a JPEG file of a picture (PNG, PPM, PGM)",
+    {Command::encode, "encode", "IN OUT", 1, SIZE_MAX, "Make a JPEG or JPEG 2000 file of a picture",
      kConversionNotes},
-    {Command::decode, "decode", "IN OUT", 1, SIZE_MAX, "Make a picture (PNG, PPM, PGM) of a JPEG file",
+    {Command::decode, "decode", "IN OUT", 1, SIZE_MAX, "Make a picture (PNG, PPM, PGM, PGX) of a file",
      kConversionNotes},
-    {Command::info, "info", "FILE", 1, 1, "Show what a JPEG file is made of, or the size of other pictures",
+    {Command::info, "info", "FILE", 1, 1, "Show what a file is made of, or the size of other pictures",
      "A file name of - means standard input.\n"},
     {Command::compare, "compare", "A B", 2, 2, "Show how far two pictures differ",
      "PSNR in dB, the largest difference of two samples (0 to 255) and SSIM (1 where equal) are shown\n"
@@ -144,7 +193,8 @@ constexpr CommandText kCommands[] = {
 
 constexpr std::string_view kNotes = R"(Examples:
   moxj encode photo.png photo.jpg --quality 90    make a JPEG of a PNG, PPM or PGM picture
-  moxj decode photo.jpg photo.png                 make a PNG, PPM or PGM picture of a JPEG
+  moxj encode photo.png photo.jp2                 make an exact JPEG 2000 file; --ratio 20: a smaller one
+  moxj decode photo.jpg photo.png                 make a PNG, PPM or PGM picture of either
   moxj encode *.png --output-dir jpegs            the same for many files, several at a time
   moxj info photo.jpg                             show what a file is made of
   moxj compare photo.png photo.jpg                show how far two pictures differ
@@ -165,7 +215,7 @@ std::string entry(std::string_view name, std::string_view value, std::string_vie
 
 std::string generalHelp() {
   std::string text =
-      "moxj writes, reads, shows and compares JPEG files.\nUsage: moxj COMMAND FILES [OPTIONS]\n\nCommands:\n";
+      "moxj writes, reads, shows and compares JPEG and JPEG 2000 files.\nUsage: moxj COMMAND FILES [OPTIONS]\n\nCommands:\n";
   for (const CommandText& command : kCommands) text += entry(command.name, command.files, command.help);
   text += "\nOptions:\n";
   text += entry("-h, --help", "", "Show this help");
@@ -212,6 +262,7 @@ class Parser {
     }
     settings_.files.insert(settings_.files.end(), words + optind, words + count);  // behind "--"
     checkFiles();
+    checkSizes();
     return settings_;
   }
 
@@ -235,6 +286,8 @@ class Parser {
   void useOption(const Option& used) {
     const std::string value = optarg ? optarg : "";
     const Complaint complaint = used.use(settings_, value);
+    if (used.of == Of::jpeg) settings_.onlyJpeg = used.name;
+    if (used.of == Of::jpeg2000) settings_.onlyJpeg2000 = used.name;
     if (!complaint.empty()) misuse(std::string(used.name) + ": " + quotedName(value) + " " + complaint);
   }
 
@@ -249,6 +302,14 @@ class Parser {
     const std::size_t count = settings_.files.size();
     if (count < command_.leastFiles) misuse("a file name is missing");
     if (count > command_.mostFiles) misuse(quotedName(settings_.files[command_.mostFiles]) + " is one file too many");
+  }
+
+  void checkSizes() {
+    j2k::EncodeOptions& options = settings_.j2k;
+    const bool sized = options.ratio || options.bitsPerPixel;
+    if (options.ratio && options.bitsPerPixel) misuse("--ratio and --bpp are two sizes");
+    if (options.lossless && sized) misuse("--lossless has no size");
+    options.lossless = !sized;
   }
 
   [[noreturn]] void misuse(const std::string& text) const {

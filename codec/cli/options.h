@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "failure.h"
+#include "j2k/j2k.h"
 #include "jpeg/jpeg.h"
 #include "pictures/format.h"
 
@@ -23,6 +24,9 @@ struct Settings {
   std::optional<int> threads;
   jpeg::EncodeOptions jpeg;
   jpeg::DecodeOptions reading;
+  j2k::EncodeOptions j2k;
+  j2k::DecodeOptions j2kReading;
+  std::string onlyJpeg, onlyJpeg2000;  // an option of `encode` that was given and is for that format alone
   Limits limits;
   bool json = false;
   bool quiet = false;

@@ -35,6 +35,16 @@ Format formatFor(const std::string& output, const Settings& settings) {
   return *format;
 }
 
+// Options that the format has no use for would be mistakes that nobody notices.
+void checkOptions(Format format, const Settings& settings) {
+  if (settings.command == Command::encode) {
+    const std::string& unused = isJpeg2000(format) ? settings.onlyJpeg : settings.onlyJpeg2000;
+    if (!unused.empty()) misuse(unused + " is not for " + std::string(labelOf(format)) + " files");
+  } else if (settings.j2kReading.components && format != Format::pgx && format != Format::pgm) {
+    misuse("--components writes PGX or PGM files");
+  }
+}
+
 std::string outputIn(const std::string& directory, const std::string& input, Format format) {
   std::string name = input.substr(input.rfind('/') + 1);
   const std::size_t dot = name.rfind('.');
@@ -45,6 +55,7 @@ std::string outputIn(const std::string& directory, const std::string& input, For
 
 std::vector<Job> planBatch(const Settings& settings) {
   const Format format = settings.format.value_or(defaultFormat(settings.command));
+  checkOptions(format, settings);
   std::vector<Job> jobs;
   std::map<std::string, std::string> inputOf;
   for (const std::string& input : settings.files) {
@@ -72,7 +83,10 @@ std::vector<Job> planOf(const Settings& settings) {
   if (settings.files.size() > 2) misuse("more than one input needs --output-dir");
   const std::string& output = settings.files[1];
   if (output.empty()) misuse("the output's name is empty");
-  return {{settings.files[0], output, formatFor(output, settings)}};
+  const Format format = formatFor(output, settings);
+  checkOptions(format, settings);
+  if (settings.j2kReading.components && output == "-") misuse("--components needs the name of a file");
+  return {{settings.files[0], output, format}};
 }
 
 }  // namespace moxj

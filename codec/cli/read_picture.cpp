@@ -4,6 +4,7 @@
 #include "failure.h"
 #include "jpeg/jpeg.h"
 #include "pictures/format.h"
+#include "pictures/pgx.h"
 #include "pictures/png.h"
 #include "pictures/pnm.h"
 
@@ -11,12 +12,46 @@ namespace moxj {
 
 namespace {
 
+Decoded reduced(DecodedImage image) {
+  Picture picture = toPicture(image.image, image.notes);
+  return {picture, image.complete, std::move(image.warning), std::move(image.notes)};
+}
+
+DecodedImage readImageAs(const PictureFile& file, const Limits& limits, const Progress& progress, const ReadOptions& options) {
+  switch (file.format) {
+    case Format::jpeg: {
+      Decoded decoded = jpeg::decode(file.source.bytes, limits, progress, options.jpeg);
+      return {imageOf(decoded.picture), decoded.complete, std::move(decoded.warning), std::move(decoded.notes)};
+    }
+    case Format::jp2:
+    case Format::j2k:
+      return j2k::decode(file.source.bytes, limits, progress, options.j2k);
+    case Format::pgx:
+      return readPgx(file.source, limits);
+    case Format::png:
+      return readPngImage(file.source, limits, progress);
+    default:
+      return readPnmImage(file.source, limits);
+  }
+}
+
+template <class Read>
+void tell(const PictureFile& file, const Read& decoded, Report& report) {
+  for (const std::string& note : decoded.notes) report.fileNote(file.name, note);
+  if (!decoded.complete) report.fileWarning(file.name, decoded.warning);
+}
+
 Decoded readAs(const PictureFile& file, const Limits& limits, const Progress& progress,
-               const jpeg::DecodeOptions& options, RowSink* sink) {
+               const ReadOptions& options, RowSink* sink) {
   switch (file.format) {
     case Format::jpeg:
-      return sink ? jpeg::decodeInto(*sink, file.source.bytes, limits, progress, options)
-                  : jpeg::decode(file.source.bytes, limits, progress, options);
+      return sink ? jpeg::decodeInto(*sink, file.source.bytes, limits, progress, options.jpeg)
+                  : jpeg::decode(file.source.bytes, limits, progress, options.jpeg);
+    case Format::jp2:
+    case Format::j2k:
+      return reduced(j2k::decode(file.source.bytes, limits, progress, options.j2k));
+    case Format::pgx:
+      return reduced(readPgx(file.source, limits));
     case Format::png:
       return readPng(file.source, limits, progress);
     default:
@@ -39,11 +74,16 @@ PictureFile openPicture(const std::string& path, const Limits& limits) {
   return {shownName(path, true), source, *format};
 }
 
-Decoded readPicture(const PictureFile& file, const Limits& limits, Report& report, const jpeg::DecodeOptions& options,
+Decoded readPicture(const PictureFile& file, const Limits& limits, Report& report, const ReadOptions& options,
                     RowSink* sink) {
   Decoded decoded = readAs(file, limits, report.progressOf(file.name), options, sink);
-  for (const std::string& note : decoded.notes) report.fileNote(file.name, note);
-  if (!decoded.complete) report.fileWarning(file.name, decoded.warning);
+  tell(file, decoded, report);
+  return decoded;
+}
+
+DecodedImage readImage(const PictureFile& file, const Limits& limits, Report& report, const ReadOptions& options) {
+  DecodedImage decoded = readImageAs(file, limits, report.progressOf(file.name), options);
+  tell(file, decoded, report);
   return decoded;
 }
 

@@ -9,7 +9,8 @@
 
 namespace moxj {
 
-enum class Format { jpeg, png, ppm, pgm, pnm };  // pnm: PGM or PPM, as the picture has it
+// pnm: PGM or PPM, as the picture has it; j2k: a codestream without the boxes of jp2
+enum class Format { jpeg, jp2, j2k, png, ppm, pgm, pnm, pgx };
 
 enum class FormatKind {
   coded,   // written by `encode`
@@ -26,10 +27,14 @@ std::optional<Format> formatNamed(std::string_view name);
 // By the extension of a path, if it has one that is known.
 std::optional<Format> formatOfPath(std::string_view path);
 
-// By the first 3 bytes of a file: jpeg, png or pnm.
+// By the first 3 bytes of a file (of jp2: the first 12, where there are as many): jpeg, jp2, j2k, png, pnm or pgx.
 std::optional<Format> sniff(std::span<const std::uint8_t> bytes);
 
-inline constexpr const char* kUnknownFormat = "neither JPEG nor PNG nor PPM or PGM";
+inline constexpr const char* kUnknownFormat = "neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX";
+
+inline bool isJpeg2000(Format format) {
+  return format == Format::jp2 || format == Format::j2k;
+}
 
 // The names of all formats of a kind, for messages: "png, ppm, pgm, pnm".
 std::string formatNames(FormatKind kind);

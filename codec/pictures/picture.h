@@ -41,6 +41,7 @@ class RowSink {
 // Checked before memory is taken for a picture. The number is compared in pixels: width times height.
 struct Limits {
   std::uint64_t maxPixels = 268435456;
+  std::uint64_t maxMemory = std::uint64_t{1} << 30;  // bytes that a coder of JPEG 2000 takes
 
   // Throws Failure (limit) where the picture has more pixels than allowed.
   void check(std::uint64_t width, std::uint64_t height) const;

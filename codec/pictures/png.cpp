@@ -2,6 +2,7 @@
 
 #include <png.h>
 
+#include <algorithm>
 #include <climits>
 #include <csetjmp>
 #include <cstring>
@@ -189,6 +190,92 @@ void onEnd(png_structp png, png_infop) {
   growthOf(png).ended = true;
 }
 
+// Grey or RGB, with opacity where the file has any.
+class DeepReader {
+ public:
+  DeepReader(const Source& source, const Header& header) : header_(header), cursor_{source.bytes.data(), source.bytes.size()} {}
+
+  DecodedImage read() {
+    makeImage();
+    const bool good = session_.protect([&](png_structp png, png_infop info) {
+      png_set_read_fn(png, &cursor_, copyIn);
+      png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
+      png_read_info(png, info);
+      if (header_.colour == PNG_COLOR_TYPE_PALETTE) png_set_palette_to_rgb(png);
+      if (header_.bits < 8) png_set_expand_gray_1_2_4_to_8(png);
+      if (png_get_valid(png, info, PNG_INFO_tRNS)) png_set_tRNS_to_alpha(png);
+      const int passes = png_set_interlace_handling(png);
+      png_read_update_info(png, info);
+      if (png_get_rowbytes(png, info) * decoded_.image.height != memory_.size()) png_error(png, "an unsupported form of PNG");
+      for (int pass = 0; pass < passes; ++pass)
+        for (rows_ = 0; rows_ < decoded_.image.height; ++rows_) png_read_row(png, row(rows_), nullptr);
+      png_read_end(png, nullptr);
+    });
+    if (!good) {
+      if (rows_ == 0) refuse(session_.error());
+      decoded_.complete = false;
+      decoded_.warning = std::string(session_.error()) + ", after " + std::to_string(rows_) + " of " +
+                         std::to_string(decoded_.image.height) + " rows";
+    }
+    fill();
+    return std::move(decoded_);
+  }
+
+ private:
+  void makeImage() {
+    const bool colour = (header_.colour & PNG_COLOR_MASK_COLOR) != 0;
+    Image& image = decoded_.image;
+    image.width = static_cast<int>(header_.width);
+    image.height = static_cast<int>(header_.height);
+    image.colour = colour ? Colour::rgb : Colour::grey;
+    image.alpha = header_.transparent;
+    image.components.assign((colour ? 3u : 1u) + image.alpha,
+                            {.width = image.width, .height = image.height, .bits = header_.bits == 16 ? 16 : 8});
+    image.allocate();
+    memory_.resize(static_cast<std::size_t>(image.width) * image.components.size() *
+                   static_cast<std::size_t>(image.height) * (header_.bits == 16 ? 2 : 1));
+    std::memset(memory_.data(), 0, memory_.size());
+  }
+  std::uint8_t* row(int y) {
+    return memory_.data() + memory_.size() / static_cast<std::size_t>(decoded_.image.height) * static_cast<std::size_t>(y);
+  }
+  void fill() {
+    const std::size_t count = decoded_.image.components.size();
+    for (int y = 0; y < decoded_.image.height; ++y) {
+      const std::uint8_t* from = row(y);
+      if (header_.bits != 16) {
+        std::memcpy(decoded_.image.components[0].bytes(y), from, count * static_cast<std::size_t>(decoded_.image.width));
+        continue;
+      }
+      for (int x = 0; x < decoded_.image.width; ++x)
+        for (const Component& c : decoded_.image.components) {
+          c.numbers(y)[x] = from[0] << 8 | from[1];
+          from += 2;
+        }
+    }
+  }
+
+  const Header& header_;
+  Cursor cursor_;
+  Session session_{Session::Direction::read};
+  DecodedImage decoded_;
+  Bytes memory_;
+  int rows_ = 0;
+};
+
+// Samples of the whole range of 8 or 16 bits.
+void scaledRow(const Image& image, int y, int count, int bits, std::uint8_t* to) {
+  const std::uint32_t most = static_cast<std::uint32_t>(image.components[0].most()), full = (1u << bits) - 1;
+  for (int x = 0; x < image.width; ++x) {
+    for (int channel = 0; channel < count; ++channel) {
+      const auto value = static_cast<std::uint32_t>(image.components[static_cast<std::size_t>(channel)].at(x, y));
+      const auto scaled = static_cast<std::uint32_t>((std::uint64_t{value} * full + most / 2) / most);
+      if (bits == 16) *to++ = static_cast<std::uint8_t>(scaled >> 8);
+      *to++ = static_cast<std::uint8_t>(scaled);
+    }
+  }
+}
+
 void clear(const Picture& picture, int firstRow) {
   for (int y = firstRow; y < picture.height; ++y) std::memset(picture.row(y), 0, picture.rowBytes());
 }
@@ -239,6 +326,46 @@ Content writePng(const Picture& picture, const Progress& progress) {
       png_write_row(png, picture.row(y));
       if (progress && y % 64 == 0)
         progress(static_cast<std::uint64_t>(y), static_cast<std::uint64_t>(picture.height));
+    }
+    png_write_end(png, info);
+  });
+  if (!good) throw Failure(collector.full ? ExitStatus::limit : ExitStatus::output, session.error());
+  return content;
+}
+
+DecodedImage readPngImage(const Source& source, const Limits& limits, const Progress& progress) {
+  const Header header = readHeader(source);
+  if (header.bits != 16 && !header.transparent) {
+    Decoded decoded = readPng(source, limits, progress);
+    return {imageOf(decoded.picture), decoded.complete, decoded.warning, decoded.notes};
+  }
+  limits.check(header.width, header.height);
+  if (header.width > INT_MAX / 16) throw Failure(ExitStatus::limit, "the picture is too wide");
+  return DeepReader(source, header).read();
+}
+
+Content writePngImage(const Image& given, std::vector<std::string>& notes, const Progress& progress) {
+  const Image image = sameSize(given);
+  const int count = std::min(static_cast<int>(image.components.size()), 4);
+  if (static_cast<int>(image.components.size()) > count)
+    notes.push_back("only the first 4 of " + std::to_string(image.components.size()) + " components written");
+  const int bits = image.components[0].bits > 8 ? 16 : 8;
+  constexpr int kinds[] = {PNG_COLOR_TYPE_GRAY, PNG_COLOR_TYPE_GRAY_ALPHA, PNG_COLOR_TYPE_RGB, PNG_COLOR_TYPE_RGB_ALPHA};
+  std::vector<std::uint8_t> row(static_cast<std::size_t>(image.width) * static_cast<std::size_t>(count) * 2);
+  Session session(Session::Direction::write);
+  Content content;
+  Collector collector{content.head};
+  const bool good = session.protect([&](png_structp png, png_infop info) {
+    png_set_write_fn(png, &collector, copyOut, nullptr);
+    png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
+    png_set_IHDR(png, info, static_cast<png_uint_32>(image.width), static_cast<png_uint_32>(image.height), bits,
+                 kinds[count - 1], PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_set_compression_level(png, kCompression);
+    png_write_info(png, info);
+    for (int y = 0; y < image.height; ++y) {
+      scaledRow(image, y, count, bits, row.data());
+      png_write_row(png, row.data());
+      if (progress && y % 64 == 0) progress(static_cast<std::uint64_t>(y), static_cast<std::uint64_t>(image.height));
     }
     png_write_end(png, info);
   });

@@ -149,6 +149,53 @@ void judge(Decoded& decoded, const Sink& sink, bool atEnd) {
   }
 }
 
+// Samples as they are into the components of an image.
+class DeepReader {
+ public:
+  DeepReader(Text& text, const Header& header, const Image& image) : text_(text), header_(header), image_(image) {}
+
+  void read(DecodedImage& decoded) {
+    std::uint64_t count = 0, value = 0;
+    const std::uint64_t most = static_cast<std::uint64_t>(header_.maxval);
+    const auto channels = static_cast<std::uint64_t>(header_.channels);
+    const std::uint64_t size = header_.width * header_.height * channels;
+    bool tooLarge = false;
+    for (; count < size && next(value); ++count) {
+      tooLarge |= value > most;
+      put(count / channels, count % channels, static_cast<std::int32_t>(std::min(value, most)));
+    }
+    if (count == 0) refuse("no samples follow the header");
+    decoded.complete = count == size && !tooLarge;
+    if (count < size)
+      decoded.warning = "the file ends after " + std::to_string(count / channels / header_.width) + " of " +
+                        std::to_string(header_.height) + " rows";
+    else if (tooLarge)
+      decoded.warning = "samples above the maximum value of the header";
+  }
+
+ private:
+  bool next(std::uint64_t& value) {
+    if (header_.plain) return text_.number(value);
+    const std::size_t size = header_.maxval > 255 ? 2 : 1;
+    if (text_.left() < size) return false;
+    value = size == 2 ? static_cast<std::uint64_t>(text_.at()[0] << 8 | text_.at()[1]) : text_.at()[0];
+    text_.skip(size);
+    return true;
+  }
+  void put(std::uint64_t pixel, std::uint64_t channel, std::int32_t value) {
+    const Component& c = image_.components[channel];
+    const int x = static_cast<int>(pixel % header_.width), y = static_cast<int>(pixel / header_.width);
+    if (c.wide)
+      c.numbers(y)[std::ptrdiff_t{x} * c.pixelStep] = value;
+    else
+      c.bytes(y)[std::ptrdiff_t{x} * c.pixelStep] = static_cast<std::uint8_t>(value);
+  }
+
+  Text& text_;
+  const Header& header_;
+  const Image& image_;
+};
+
 PnmWriter::Piece bytesOf(const std::string& text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
@@ -222,6 +269,60 @@ Content writePnm(const Picture& picture, Format format) {
   writer.begin(picture.width, picture.height, picture.channels);
   writer.rows(picture);
   content.owner = picture.owner;
+  return content;
+}
+
+DecodedImage readPnmImage(const Source& source, const Limits& limits) {
+  Text text(source.bytes);
+  const Header header = readHeader(text);
+  if (header.maxval == 255) {
+    Decoded decoded = readPnm(source, limits);
+    return {imageOf(decoded.picture), decoded.complete, decoded.warning, decoded.notes};
+  }
+  limits.check(header.width, header.height);
+  if (header.width > INT_MAX / 12 || header.height > INT_MAX)
+    throw Failure(ExitStatus::limit, "the picture is too wide or too high");
+  if (!header.plain) skipToRaster(text);
+  if (text.atEnd()) refuse("the file ends after its header");
+  DecodedImage decoded;
+  Image& image = decoded.image;
+  image.width = static_cast<int>(header.width);
+  image.height = static_cast<int>(header.height);
+  image.colour = header.channels == 3 ? Colour::rgb : Colour::grey;
+  image.components.assign(static_cast<std::size_t>(header.channels),
+                          {.width = image.width,
+                           .height = image.height,
+                           .bits = static_cast<int>(std::bit_width(static_cast<unsigned>(header.maxval)))});
+  image.allocate();
+  std::memset(image.owner.get(), 0, static_cast<std::size_t>(image.bytes()));
+  DeepReader(text, header, image).read(decoded);
+  return decoded;
+}
+
+Content writePnmImage(const Image& given, Format format, std::vector<std::string>& notes) {
+  const Image image = sameSize(given);
+  const std::size_t count = image.components.size();
+  const bool colour = format == Format::ppm || (format == Format::pnm && count >= 3);
+  if (count == 2 || count == 4 || image.alpha) notes.push_back("transparency dropped");
+  const Component& first = image.components[0];
+  if (format == Format::pgm && count >= 3) notes.push_back("only the first component written");
+  const std::string header = std::string(colour ? "P6\n" : "P5\n") + std::to_string(image.width) + " " +
+                             std::to_string(image.height) + "\n" + std::to_string(first.most()) + "\n";
+  Content content;
+  content.head.append(header.data(), header.size());
+  const std::size_t channels = colour ? 3 : 1;
+  const std::size_t rowSize = channels * static_cast<std::size_t>(image.width) * (first.bits > 8 ? 2 : 1);
+  for (int y = 0; y < image.height; ++y) {
+    content.head.resize(content.head.size() + rowSize);
+    std::uint8_t* to = content.head.end() - rowSize;
+    for (int x = 0; x < image.width; ++x) {
+      for (std::size_t channel = 0; channel < channels; ++channel) {
+        const std::int32_t value = image.components[count >= 3 ? channel : 0].at(x, y);
+        if (first.bits > 8) *to++ = static_cast<std::uint8_t>(value >> 8);
+        *to++ = static_cast<std::uint8_t>(value);
+      }
+    }
+  }
   return content;
 }
 

@@ -9,6 +9,7 @@
 #include "file.h"
 #include "pictures/describe.h"
 #include "pictures/format.h"
+#include "pictures/image.h"
 #include "pictures/picture.h"
 
 namespace moxj {
@@ -41,6 +42,12 @@ class PnmWriter : public RowSink {
 
 // The same of a whole picture, whose samples are not copied where they lie as the file has them.
 Content writePnm(const Picture& picture, Format format);
+
+// With the depth of the file: as many bits as its maximum value needs, the samples as they are.
+DecodedImage readPnmImage(const Source& source, const Limits& limits);
+
+// Raw PGM or PPM with a maximum value of all bits set; 2 components and 4 lose the last, with a note.
+Content writePnmImage(const Image& image, Format format, std::vector<std::string>& notes);
 
 PictureInfo describePnm(const Source& source);
 

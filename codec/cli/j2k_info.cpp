@@ -1,0 +1,120 @@
+#include "cli/j2k_info.h"
+
+#include "cli/j2k_options.h"
+#include "cli/text.h"
+
+namespace moxj {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string line(const char* label, const std::string& text) {
+  return format("%-13s %s\n", label, text.c_str());
+}
+
+std::string sizeText(j2k::Coord width, j2k::Coord height) {
+  return std::to_string(width) + " x " + std::to_string(height);
+}
+
+const char* waveletOf(const j2k::CodingStyle& coding) {
+  return coding.reversible ? "5/3" : "9/7";
+}
+
+const char* transformOf(const j2k::TileParams& params) {
+  return !params.style.transform ? "none" : params.coding[0].reversible ? "RCT" : "ICT";
+}
+
+const char* quantisationOf(const j2k::Quantisation& quantisation) {
+  constexpr const char* names[] = {"none", "derived", "expounded"};
+  return names[quantisation.kind];
+}
+
+std::string componentText(const j2k::Info& info, std::size_t c) {
+  const j2k::ComponentSize& size = info.siz.components[c];
+  return format("%-3d %dx%d  %d bits, %s", static_cast<int>(c), size.dx, size.dy, size.bits, size.isSigned ? "signed" : "unsigned");
+}
+
+std::string segmentText(const j2k::Segment& segment) {
+  return format("%20llu %8llu  %-5s %s\n", static_cast<unsigned long long>(segment.offset),
+                static_cast<unsigned long long>(segment.length), segment.name.c_str(), segment.detail.c_str());
+}
+
+Json jsonOf(const j2k::Box& box) {
+  return {{"type", box.type}, {"offset", box.offset}, {"length", box.length}};
+}
+
+Json jsonOf(const j2k::Segment& segment) {
+  return {{"marker", segment.marker}, {"name", segment.name}, {"offset", segment.offset}, {"length", segment.length},
+          {"detail", segment.detail}};
+}
+
+Json jsonOf(const j2k::ComponentSize& size) {
+  return {{"bits", size.bits}, {"signed", size.isSigned}, {"dx", size.dx}, {"dy", size.dy}};
+}
+
+template <typename Element>
+Json listOf(const std::vector<Element>& elements) {
+  Json list = Json::array();
+  for (const Element& element : elements) list.push_back(jsonOf(element));
+  return list;
+}
+
+}  // namespace
+
+std::string textOf(const j2k::Info& info, std::size_t bytes) {
+  const j2k::CodingStyle& coding = info.params.coding[0];
+  std::string text = line("format", std::string("JPEG 2000, ") + (info.boxed ? "JP2" : "codestream"));
+  text += line("size", sizeText(info.siz.image.width(), info.siz.image.height()) + " pixels, " +
+                           std::to_string(info.siz.components.size()) + " components, " + std::to_string(bytes) + " bytes");
+  if (!info.colour.empty()) text += line("colour", info.colour);
+  if (info.palette > 0) text += line("palette", std::to_string(info.palette) + " entries");
+  text += line("tiles", std::to_string(info.siz.tiles()) + " of " + sizeText(info.siz.tileWidth, info.siz.tileHeight) + ", " +
+                            std::to_string(info.tileParts) + " tile-parts");
+  text += line("wavelet", std::string(waveletOf(coding)) + ", " + std::to_string(coding.levels) + " levels");
+  text += line("transform", transformOf(info.params));
+  text += line("quantisation", std::string(quantisationOf(info.params.quantisation[0])) + ", " +
+                                   std::to_string(info.params.quantisation[0].guardBits) + " guard bits");
+  text += line("code-blocks", sizeText(1 << coding.blockWidthLog, 1 << coding.blockHeightLog));
+  text += line("modes", modeNames(coding.modes));
+  text += line("progression", orderName(info.params.style.order) + ", " + std::to_string(info.params.style.layers) + " layers");
+  for (std::size_t c = 0; c < info.siz.components.size(); ++c) text += line("component", componentText(info, c));
+  for (const j2k::Box& box : info.boxes)
+    text += line("box", format("%s, %llu bytes at %llu", box.type.c_str(), static_cast<unsigned long long>(box.length),
+                               static_cast<unsigned long long>(box.offset)));
+  text += line("segments", "offset   length");
+  for (const j2k::Segment& segment : info.segments) text += segmentText(segment);
+  return text;
+}
+
+Json jsonOf(const j2k::Info& info, std::size_t bytes) {
+  const j2k::CodingStyle& coding = info.params.coding[0];
+  Json json;
+  json["format"] = "JPEG 2000";
+  json["boxed"] = info.boxed;
+  json["bytes"] = bytes;
+  json["width"] = info.siz.image.width();
+  json["height"] = info.siz.image.height();
+  json["colour"] = info.colour.empty() ? Json(nullptr) : Json(info.colour);
+  json["palette"] = info.palette;
+  json["tileWidth"] = info.siz.tileWidth;
+  json["tileHeight"] = info.siz.tileHeight;
+  json["tiles"] = info.siz.tiles();
+  json["tileParts"] = info.tileParts;
+  json["wavelet"] = waveletOf(coding);
+  json["levels"] = coding.levels;
+  json["transform"] = transformOf(info.params);
+  json["quantisation"] = quantisationOf(info.params.quantisation[0]);
+  json["blockWidth"] = 1 << coding.blockWidthLog;
+  json["blockHeight"] = 1 << coding.blockHeightLog;
+  json["modes"] = modeNames(coding.modes);
+  json["progression"] = orderName(info.params.style.order);
+  json["layers"] = info.params.style.layers;
+  json["components"] = listOf(info.siz.components);
+  json["boxes"] = listOf(info.boxes);
+  json["segments"] = listOf(info.segments);
+  json["complete"] = info.complete;
+  return json;
+}
+
+}  // namespace moxj

@@ -1,0 +1,278 @@
+#include "j2k/boxes.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "failure.h"
+#include "j2k/budget.h"
+#include "j2k/bytereader.h"
+
+namespace moxj::j2k {
+
+namespace {
+
+constexpr std::uint8_t kSignature[12] = {0, 0, 0, 12, 'j', 'P', ' ', ' ', 0x0D, 0x0A, 0x87, 0x0A};
+constexpr int kMostDepth = 16;
+
+enum ColourSpace : std::uint32_t { sRgb = 16, greyscale = 17, sYcc = 18 };
+
+struct FoundBox {
+  std::string type;
+  std::size_t offset;  // of its contents
+  ByteSpan body;
+  std::size_t start;
+};
+
+// The boxes of some bytes; a last box that is cut off has what there is of it.
+std::vector<FoundBox> boxesIn(ByteSpan bytes, std::size_t offset) {
+  std::vector<FoundBox> found;
+  for (std::size_t at = 0; bytes.size() - at >= 8;) {
+    ByteReader in(bytes.subspan(at), "a box");
+    std::uint64_t length = in.u32();
+    const ByteSpan type = in.take(4);
+    std::size_t header = 8;
+    if (length == 1) {
+      if (in.left() < 8) break;
+      length = std::uint64_t{in.u32()} << 32;
+      length |= in.u32();
+      header = 16;
+    }
+    if (length == 0 || length > bytes.size() - at) length = bytes.size() - at;
+    if (length < header) break;
+    found.push_back({std::string(type.begin(), type.end()), offset + at + header,
+                     bytes.subspan(at + header, static_cast<std::size_t>(length) - header), offset + at});
+    at += static_cast<std::size_t>(length);
+  }
+  return found;
+}
+
+class Reader {
+ public:
+  explicit Reader(Boxes& boxes) : boxes_(boxes) {}
+
+  void read(ByteSpan file) {
+    for (const FoundBox& box : boxesIn(file, 0)) {
+      list(box);
+      if (box.type == "jp2h")
+        for (const FoundBox& inner : boxesIn(box.body, box.offset)) take(inner);
+      if (box.type == "jp2c" && boxes_.codestream.empty()) {
+        boxes_.codestream = box.body;
+        boxes_.codestreamOffset = box.offset;
+      }
+    }
+    if (boxes_.codestream.empty()) refuse("the JP2 file has no codestream");
+  }
+
+ private:
+  void list(const FoundBox& box) {
+    std::string type;
+    for (const char c : box.type) type += c >= ' ' && c <= '~' ? c : '?';
+    boxes_.list.push_back({type, box.start, box.offset - box.start + box.body.size()});
+  }
+
+  void take(const FoundBox& box) {
+    list(box);
+    if (box.type == "colr" && boxes_.colourName.empty()) takeColour(box.body);
+    if (box.type == "pclr") takePalette(box.body);
+    if (box.type == "cmap") takeMappings(box.body);
+    if (box.type == "cdef") takeChannels(box.body);
+  }
+
+  void takeColour(ByteSpan body) {
+    ByteReader in(body, "a colr box");
+    const int method = in.u8();
+    in.u16();  // precedence and approximation
+    if (method != 1) {
+      boxes_.colourName = "ICC profile";
+      return;
+    }
+    const std::uint32_t space = in.u32();
+    boxes_.colour = space == sRgb ? Colour::rgb : space == greyscale ? Colour::grey : space == sYcc ? Colour::ycc : Colour::unknown;
+    boxes_.colourName = space == sRgb        ? "sRGB"
+                        : space == greyscale ? "grey"
+                        : space == sYcc      ? "sYCC"
+                                             : "colour space " + std::to_string(space);
+  }
+
+  void takePalette(ByteSpan body) {
+    ByteReader in(body, "a pclr box");
+    const int entries = in.u16(), columns = in.u8();
+    if (entries == 0 || entries > 1024 || columns == 0) refuse("a palette that makes no sense");
+    Palette palette;
+    for (int i = 0; i < columns; ++i) {
+      const int depth = in.u8();
+      palette.columns.push_back({(depth & 127) + 1, depth > 127, {}});
+      if (palette.columns.back().bits > kMostDepth || palette.columns.back().isSigned)
+        refuse("a palette of signed values or more than 16 bits is not supported");
+    }
+    for (int entry = 0; entry < entries; ++entry)
+      for (Palette::Column& column : palette.columns)
+        column.values.push_back(std::min(static_cast<std::int32_t>(in.number((column.bits + 7) / 8)), (1 << column.bits) - 1));
+    boxes_.palette = std::move(palette);
+  }
+
+  void takeMappings(ByteSpan body) {
+    ByteReader in(body, "a cmap box");
+    while (in.left() >= 4) {
+      const int component = in.u16(), kind = in.u8(), column = in.u8();
+      boxes_.mappings.push_back({component, kind == 1 ? column : -1});
+    }
+  }
+
+  void takeChannels(ByteSpan body) {
+    ByteReader in(body, "a cdef box");
+    for (int count = in.u16(); count > 0; --count) boxes_.channels.push_back({in.u16(), in.u16(), in.u16()});
+  }
+
+  Boxes& boxes_;
+};
+
+// A component's samples looked up in a column of a palette.
+void lookUp(const Component& from, const std::vector<std::int32_t>& values, const Component& to) {
+  const std::int32_t last = static_cast<std::int32_t>(values.size()) - 1;
+  for (int y = 0; y < to.height; ++y) {
+    for (int x = 0; x < to.width; ++x) {
+      const std::int32_t value = values[static_cast<std::size_t>(std::clamp(from.at(x, y), 0, last))];
+      if (to.wide)
+        to.numbers(y)[std::ptrdiff_t{x} * to.pixelStep] = value;
+      else
+        to.bytes(y)[std::ptrdiff_t{x} * to.pixelStep] = static_cast<std::uint8_t>(value);
+    }
+  }
+}
+
+Image withPalette(const Boxes& boxes, const Image& image, const Limits& limits) {
+  Image made = image;
+  made.components.clear();
+  std::vector<const Component*> sources;
+  for (const Mapping& mapping : boxes.mappings) {
+    if (mapping.component >= static_cast<int>(image.components.size()) ||
+        mapping.column >= static_cast<int>(boxes.palette->columns.size()) || mapping.column < 0)
+      refuse("a palette without a mapping that fits it");
+    const Component& from = image.components[static_cast<std::size_t>(mapping.component)];
+    Component to = from;
+    to.bits = boxes.palette->columns[static_cast<std::size_t>(mapping.column)].bits;
+    to.isSigned = false;
+    made.components.push_back(to);
+    sources.push_back(&from);
+  }
+  if (made.components.empty()) refuse("a palette without a mapping");
+  Budget(limits.maxMemory).take(made.components.size(), image.bytes() * 4);
+  made.allocate();
+  for (std::size_t i = 0; i < sources.size(); ++i)
+    lookUp(*sources[i], boxes.palette->columns[static_cast<std::size_t>(boxes.mappings[i].column)].values, made.components[i]);
+  return made;
+}
+
+// Colours in the order of their associations, opacity last.
+void orderChannels(const Boxes& boxes, Image& image) {
+  const int count = static_cast<int>(image.components.size());
+  std::vector<Component> ordered;
+  std::vector<bool> used(image.components.size());
+  const auto add = [&](const Channel& channel) {
+    if (channel.number >= count || used[static_cast<std::size_t>(channel.number)]) return;
+    used[static_cast<std::size_t>(channel.number)] = true;
+    ordered.push_back(image.components[static_cast<std::size_t>(channel.number)]);
+  };
+  for (int association = 1; association <= count; ++association)
+    for (const Channel& channel : boxes.channels)
+      if (channel.kind == 0 && channel.association == association) add(channel);
+  const std::size_t colours = ordered.size();
+  for (const Channel& channel : boxes.channels)
+    if (channel.kind == 1 || channel.kind == 2) add(channel);
+  if (colours == 0 || ordered.size() != image.components.size()) return;  // not what a picture is made of
+  image.components = std::move(ordered);
+  image.alpha = image.components.size() == colours + 1;
+}
+
+void box(Bytes& file, const char* type, const Bytes& body) {
+  const std::size_t length = body.size() + 8;
+  for (int shift = 24; shift >= 0; shift -= 8) file.push_back(static_cast<std::uint8_t>(length >> shift));
+  file.append(type, 4);
+  file.append(body.data(), body.size());
+}
+
+void number(Bytes& body, std::uint32_t value, int size) {
+  while (size-- > 0) body.push_back(static_cast<std::uint8_t>(value >> 8 * size));
+}
+
+int depthByte(const Component& c) {
+  return (c.bits - 1) | (c.isSigned ? 128 : 0);
+}
+
+Bytes imageHeader(const Image& image, bool sameDepth) {
+  Bytes body;
+  number(body, static_cast<std::uint32_t>(image.height), 4);
+  number(body, static_cast<std::uint32_t>(image.width), 4);
+  number(body, static_cast<std::uint32_t>(image.components.size()), 2);
+  number(body, sameDepth ? static_cast<std::uint32_t>(depthByte(image.components[0])) : 255, 1);
+  number(body, 7, 1);  // compression type
+  number(body, 0, 2);  // the colour space is known; no intellectual property
+  return body;
+}
+
+Bytes channelDefinitions(const Image& image) {
+  Bytes body;
+  const auto count = static_cast<std::uint32_t>(image.components.size());
+  number(body, count, 2);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const bool opacity = i + 1 == count;
+    number(body, i, 2);
+    number(body, opacity, 2);
+    number(body, opacity ? 0 : i + 1, 2);
+  }
+  return body;
+}
+
+}  // namespace
+
+Boxes readBoxes(ByteSpan file) {
+  Boxes boxes;
+  if (file.size() >= sizeof kSignature && std::memcmp(file.data(), kSignature, sizeof kSignature) == 0) {
+    boxes.boxed = true;
+    Reader(boxes).read(file);
+  } else {
+    boxes.codestream = file;
+  }
+  return boxes;
+}
+
+Image applyBoxes(const Boxes& boxes, Image image, const Limits& limits) {
+  if (boxes.palette) image = withPalette(boxes, image, limits);
+  const std::size_t count = image.components.size();
+  if (!boxes.channels.empty()) orderChannels(boxes, image);
+  const std::size_t colours = count - image.alpha;
+  image.colour = boxes.colour == Colour::unknown || (boxes.colour == Colour::ycc && colours < 3)
+                     ? (colours < 3 ? Colour::grey : Colour::rgb)
+                     : boxes.colour;
+  return image;
+}
+
+void writeBoxes(Bytes& file, const Image& image) {
+  file.append(kSignature, sizeof kSignature);
+  Bytes type;
+  type.append("jp2 ", 4);
+  number(type, 0, 4);
+  type.append("jp2 ", 4);
+  box(file, "ftyp", type);
+  Bytes header;
+  bool sameDepth = true;
+  for (const Component& c : image.components) sameDepth &= depthByte(c) == depthByte(image.components[0]);
+  box(header, "ihdr", imageHeader(image, sameDepth));
+  Bytes body;
+  if (!sameDepth) {
+    for (const Component& c : image.components) number(body, static_cast<std::uint32_t>(depthByte(c)), 1);
+    box(header, "bpcc", body);
+    body.clear();
+  }
+  number(body, 1, 1);
+  number(body, 0, 2);
+  number(body, image.components.size() >= 3 ? sRgb : greyscale, 4);
+  box(header, "colr", body);
+  if (image.alpha) box(header, "cdef", channelDefinitions(image));
+  box(file, "jp2h", header);
+  number(file, 0, 4);  // up to the file's end
+  file.append("jp2c", 4);
+}
+
+}  // namespace moxj::j2k

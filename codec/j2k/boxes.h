@@ -1,0 +1,56 @@
+// The boxes of JP2 files (Annex I).
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "bytes.h"
+#include "j2k/j2k.h"
+
+namespace moxj::j2k {
+
+struct Palette {
+  struct Column {
+    int bits = 8;
+    bool isSigned = false;
+    std::vector<std::int32_t> values;
+  };
+  std::vector<Column> columns;
+};
+
+// cmap: where a channel comes from.
+struct Mapping {
+  int component = 0;
+  int column = -1;  // of the palette; -1: the component itself
+};
+
+// cdef: what a channel is.
+struct Channel {
+  int number = 0, kind = 0, association = 0;
+};
+
+struct Boxes {
+  bool boxed = false;
+  std::span<const std::uint8_t> codestream;
+  std::size_t codestreamOffset = 0;
+  Colour colour = Colour::unknown;
+  std::string colourName;
+  std::optional<Palette> palette;
+  std::vector<Mapping> mappings;
+  std::vector<Channel> channels;
+  std::vector<Box> list;
+};
+
+// A codestream alone is taken as it is. Throws Failure (refused).
+Boxes readBoxes(std::span<const std::uint8_t> file);
+
+// Applies palette, channel order and colour.
+Image applyBoxes(const Boxes& boxes, Image image, const Limits& limits);
+
+// The beginning of a JP2 file, up to its codestream.
+void writeBoxes(Bytes& file, const Image& image);
+
+}  // namespace moxj::j2k

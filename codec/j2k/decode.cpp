@@ -1,0 +1,228 @@
+// The reader: the tiles of a codestream one after the other, the code-blocks of each on all threads.
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+#include "j2k/blockdecoder.h"
+#include "j2k/boxes.h"
+#include "j2k/budget.h"
+#include "j2k/j2k.h"
+#include "j2k/library.h"
+#include "j2k/samples.h"
+#include "j2k/syntax.h"
+#include "j2k/tasks.h"
+#include "j2k/wavelet.h"
+
+namespace moxj::j2k {
+
+namespace {
+
+constexpr int kMostBits = 16;
+
+// The code-blocks and the transforms of a tile. A component's transform waits for its blocks; it stands in the list
+// behind those of the next component, so that there is other work meanwhile.
+class TileDecoder {
+ public:
+  TileDecoder(const Tile& tile, int reduce, int threads, std::span<Plane> planes)
+      : tile_(tile), reduce_(reduce), threads_(threads), planes_(planes), left_(planes.size()), decoders_(threads) {}
+
+  // False where data of blocks could not be decoded.
+  bool run() {
+    for (std::size_t c = 0; c < planes_.size(); ++c) {
+      const std::size_t before = tasks_.size();
+      addBlocks(c);
+      left_[c].set(tasks_.size() - before);
+      if (c > 0) tasks_.push_back({c - 1, nullptr, nullptr});
+    }
+    tasks_.push_back({planes_.size() - 1, nullptr, nullptr});
+    forEachTask(tasks_.size(), threads_, [&](int worker, std::size_t index) { work(worker, tasks_[index]); });
+    return good_;
+  }
+
+ private:
+  struct Task {
+    std::size_t component;
+    const Block* block;  // null: the transform
+    const Band* band;
+  };
+
+  int resolutions(std::size_t c) const { return tile_.components[c].coding.levels + 1 - reduce_; }
+
+  void addBlocks(std::size_t c) {
+    const TileComponent& component = tile_.components[c];
+    for (int r = 0; r < resolutions(c); ++r) {
+      const Resolution& resolution = component.resolutions[static_cast<std::size_t>(r)];
+      for (const Precinct& precinct : resolution.precincts)
+        for (const PrecinctBand& part : precinct.bands)
+          for (const Block& block : part.blocks)
+            tasks_.push_back({c, &block, &resolution.bands[static_cast<std::size_t>(part.band)]});
+    }
+  }
+
+  void work(int worker, const Task& task) {
+    const TileComponent& component = tile_.components[task.component];
+    Plane& plane = planes_[task.component];
+    if (task.block == nullptr) {
+      left_[task.component].wait();
+      transformInverse(plane, component, resolutions(task.component));
+      return;
+    }
+    // Whoever waits must not wait for ever, whatever happens here.
+    const std::unique_ptr<Countdown, void (*)(Countdown*)> done(&left_[task.component], [](Countdown* c) { c->done(); });
+    if (!decoders_[static_cast<std::size_t>(worker)].decode(*task.block, *task.band, component, plane)) good_ = false;
+  }
+
+  const Tile& tile_;
+  int reduce_, threads_;
+  std::span<Plane> planes_;
+  std::vector<Task> tasks_;
+  std::vector<Countdown> left_;
+  std::vector<BlockDecoder> decoders_;
+  std::atomic<bool> good_ = true;
+};
+
+class Decoder {
+ public:
+  Decoder(ByteSpan file, const Limits& limits, const DecodeOptions& options, const Progress& progress)
+      : boxes_(readBoxes(file)), limits_(limits), options_(options), progress_(progress), budget_(limits.maxMemory) {}
+
+  DecodedImage run() {
+    stream_ = parseCodestream(boxes_.codestream);
+    layOut();
+    const TileParts parts = sortParts(stream_);
+    const Coord tiles = stream_.siz.tiles();
+    for (Coord tile = 0; tile < tiles; ++tile) {
+      const auto found = parts.of.find(static_cast<int>(tile));
+      if (found == parts.of.end())
+        note(tile, "is missing");
+      else
+        decodeTile(tile, parts, found->second);
+      if (progress_) progress_(static_cast<std::uint64_t>(tile) + 1, static_cast<std::uint64_t>(tiles));
+    }
+    if (packets_ == 0) refuse(stream_.problem.empty() ? "the file has no picture" : stream_.problem);
+    return finish();
+  }
+
+ private:
+  void layOut();
+  void decodeTile(Coord index, const TileParts& parts, const std::vector<const TilePart*>& ofTile);
+  void checkTile(const Tile& tile) const;
+  std::vector<Plane> planesFor(const Tile& tile);
+  std::vector<Window> windowsFor(const Tile& tile) const;
+
+  void note(Coord tile, const std::string& what) {
+    if (problems_++ == 0) warning_ = "tile " + std::to_string(tile) + " " + what;
+  }
+
+  DecodedImage finish() {
+    DecodedImage decoded;
+    decoded.image = options_.components ? image_ : applyBoxes(boxes_, image_, limits_);
+    if (problems_ == 0) return decoded;
+    decoded.complete = false;
+    decoded.warning = stream_.problem.empty() ? warning_ : stream_.problem + ", " + warning_;
+    if (problems_ > 1) decoded.warning += " and " + std::to_string(problems_ - 1) + " more";
+    return decoded;
+  }
+
+  Boxes boxes_;
+  const Limits& limits_;
+  const DecodeOptions& options_;
+  const Progress& progress_;
+  Budget budget_;
+  Codestream stream_;
+  Image image_;
+  std::uint64_t packets_ = 0;
+  int problems_ = 0;
+  std::string warning_;
+};
+
+void Decoder::layOut() {
+  const Rect whole = reducedRect(stream_.siz.image, options_.reduce);
+  limits_.check(static_cast<std::uint64_t>(whole.width()), static_cast<std::uint64_t>(whole.height()));
+  if (whole.empty()) refuse("nothing is left of the picture at that resolution");
+  image_.width = static_cast<int>(whole.width());
+  image_.height = static_cast<int>(whole.height());
+  budget_.take(stream_.siz.components.size(), sizeof(Component));
+  for (const ComponentSize& size : stream_.siz.components) {
+    if (size.bits > kMostBits) refuse("samples of " + std::to_string(size.bits) + " bits are not supported");
+    const Rect rect = reducedRect(componentRect(stream_.siz.image, size), options_.reduce);
+    if (rect.empty()) refuse("a component without samples");
+    Component component;
+    component.width = static_cast<int>(rect.width());
+    component.height = static_cast<int>(rect.height());
+    component.dx = size.dx;
+    component.dy = size.dy;
+    component.bits = size.bits;
+    component.isSigned = size.isSigned;
+    image_.components.push_back(component);
+  }
+  budget_.take(1, image_.bytes());
+  image_.allocate();
+  std::memset(image_.owner.get(), 0, static_cast<std::size_t>(image_.bytes()));
+}
+
+void Decoder::checkTile(const Tile& tile) const {
+  for (const TileComponent& component : tile.components)
+    if (component.coding.levels < options_.reduce)
+      refuse("--reduce " + std::to_string(options_.reduce) + ": the picture has " +
+             std::to_string(component.coding.levels) + " levels");
+  if (!tile.style.transform) return;
+  const auto differs = [&](const TileComponent& c) {
+    const TileComponent& first = tile.components[0];
+    return c.rect.width() != first.rect.width() || c.rect.height() != first.rect.height() ||
+           c.coding.reversible != first.coding.reversible;
+  };
+  if (tile.components.size() < 3 || differs(tile.components[1]) || differs(tile.components[2]))
+    refuse("a component transform over components that differ");
+}
+
+std::vector<Plane> Decoder::planesFor(const Tile& tile) {
+  std::vector<Plane> planes;
+  for (const TileComponent& component : tile.components) {
+    const Rect& rect =
+        component.resolutions[static_cast<std::size_t>(component.coding.levels - options_.reduce)].rect;
+    budget_.take(1, Plane::bytes(rect.width(), rect.height()));
+    planes.emplace_back(static_cast<int>(rect.width()), static_cast<int>(rect.height()));
+  }
+  return planes;
+}
+
+std::vector<Window> Decoder::windowsFor(const Tile& tile) const {
+  std::vector<Window> windows;
+  for (std::size_t c = 0; c < tile.components.size(); ++c) {
+    const Rect whole = reducedRect(componentRect(stream_.siz.image, stream_.siz.components[c]), options_.reduce);
+    const Rect rect = reducedRect(tile.components[c].rect, options_.reduce);
+    windows.push_back({static_cast<int>(rect.x0 - whole.x0), static_cast<int>(rect.y0 - whole.y0)});
+  }
+  return windows;
+}
+
+void Decoder::decodeTile(Coord index, const TileParts& parts, const std::vector<const TilePart*>& ofTile) {
+  const std::uint64_t before = budget_.taken();
+  TileParams params;
+  try {
+    params = paramsOf(stream_, ofTile);
+  } catch (const Failure& failure) {
+    return note(index, failure.what());
+  }
+  Tile tile = makeTile(stream_.siz, params, index, budget_);
+  checkTile(tile);
+  const PacketSource source = packetsOf(parts, ofTile);
+  const PacketsRead read =
+      readPackets(tile, stream_.siz, source, {options_.layers, kMostLevels + 1}, budget_);
+  packets_ += read.packets;
+  if (!read.problem.empty()) note(index, read.problem);
+  std::vector<Plane> planes = planesFor(tile);
+  if (!TileDecoder(tile, options_.reduce, options_.threads, planes).run() && read.problem.empty())
+    note(index, "has damaged code-blocks");
+  storeTile(planes, tile, windowsFor(tile), image_);
+  budget_.giveBack(before);
+}
+
+}  // namespace
+
+DecodedImage decode(ByteSpan file, const Limits& limits, const Progress& progress, const DecodeOptions& options) {
+  return Decoder(file, limits, options, progress).run();
+}
+
+}  // namespace moxj::j2k

@@ -1,0 +1,107 @@
+#include "j2k/ratecontrol.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace moxj::j2k {
+
+namespace {
+
+int before(const CodedBlock& block, int layer) {
+  return layer == 0 ? 0 : block.taken[static_cast<std::size_t>(layer) - 1];
+}
+
+std::uint32_t bytesOf(const CodedBlock& block, int passes) {
+  return passes == 0 ? 0 : block.passes[static_cast<std::size_t>(passes) - 1].end;
+}
+
+}  // namespace
+
+void RateControl::takeAll(int layer) {
+  for (CodedBlock* block : blocks_)
+    block->taken[static_cast<std::size_t>(layer)] = static_cast<std::uint8_t>(block->passes.size());
+}
+
+void RateControl::takeSlope(int layer, double slope) {
+  for (CodedBlock* block : blocks_) {
+    const auto end = std::partition_point(block->hull.begin(), block->hull.end(),
+                                          [&](const HullPoint& point) { return point.slope >= slope; });
+    const int passes = end == block->hull.begin() ? 0 : (end - 1)->passes;
+    block->taken[static_cast<std::size_t>(layer)] = static_cast<std::uint8_t>(std::max(passes, before(*block, layer)));
+  }
+}
+
+std::pair<double, double> RateControl::slopes() const {
+  double least = HUGE_VAL, most = 0;
+  for (const CodedBlock* block : blocks_)
+    for (const HullPoint& point : block->hull) {
+      if (std::isinf(point.slope)) continue;
+      least = std::min(least, point.slope);
+      most = std::max(most, point.slope);
+    }
+  return {least, most};
+}
+
+bool RateControl::fill(int layer, std::uint64_t most) {
+  constexpr int kSteps = 40;
+  constexpr double kNear = 0.9995;
+  takeSlope(layer, 0);
+  if (sizeOf_(layer + 1) <= most) return true;
+  auto [low, high] = slopes();
+  high *= 2;
+  takeSlope(layer, HUGE_VAL);
+  std::uint64_t size = sizeOf_(layer + 1);
+  if (size > most) return false;
+  // The logarithm of the slope is halved: sizes are nearly linear in it.
+  double fitting = HUGE_VAL;
+  for (int step = 0; step < kSteps && high / low > 1 + 1e-9; ++step) {
+    const double slope = std::sqrt(low * high);
+    takeSlope(layer, slope);
+    const std::uint64_t now = sizeOf_(layer + 1);
+    if (now > most) {
+      low = slope;
+      continue;
+    }
+    high = fitting = slope;
+    size = now;
+    if (static_cast<double>(now) >= kNear * static_cast<double>(most)) break;
+  }
+  takeSlope(layer, fitting);
+  fillRest(layer, most, size);
+  return true;
+}
+
+// What is left is given to the blocks that gain most by it, as long as one has something that fits.
+void RateControl::fillRest(int layer, std::uint64_t most, std::uint64_t size) {
+  struct Candidate {
+    double slope;
+    CodedBlock* block;
+    int passes;
+  };
+  std::vector<Candidate> candidates;
+  const std::uint64_t room = most - size;
+  for (CodedBlock* block : blocks_) {
+    const int from = block->taken[static_cast<std::size_t>(layer)];
+    for (int passes = from + 1; passes <= static_cast<int>(block->passes.size()); ++passes) {
+      const std::uint32_t bytes = bytesOf(*block, passes) - bytesOf(*block, from);
+      if (bytes > room) break;
+      const double gain = block->passes[static_cast<std::size_t>(passes) - 1].distortion -
+                          (from == 0 ? 0 : block->passes[static_cast<std::size_t>(from) - 1].distortion);
+      if (gain > 0) candidates.push_back({gain / (bytes + 1), block, passes});
+    }
+  }
+  std::stable_sort(candidates.begin(), candidates.end(), [](const Candidate& a, const Candidate& b) { return a.slope > b.slope; });
+  constexpr int kTries = 24;  // each looks at all packet headers
+  int tries = 0;
+  for (const Candidate& candidate : candidates) {
+    std::uint8_t& taken = candidate.block->taken[static_cast<std::size_t>(layer)];
+    const std::uint32_t bytes = bytesOf(*candidate.block, candidate.passes) - bytesOf(*candidate.block, taken);
+    if (candidate.passes <= taken || size + bytes > most) continue;
+    const std::uint8_t old = std::exchange(taken, static_cast<std::uint8_t>(candidate.passes));
+    const std::uint64_t now = sizeOf_(layer + 1);
+    now <= most ? void(size = now) : void(taken = old);
+    if (++tries == kTries) return;
+  }
+}
+
+}  // namespace moxj::j2k

@@ -1,0 +1,129 @@
+#include "j2k/samples.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "j2k/library.h"
+#include "j2k/wavelet.h"
+
+namespace moxj::j2k {
+
+namespace {
+
+int levelShift(const TileComponent& component) {
+  return component.isSigned ? 0 : 1 << (component.bits - 1);
+}
+
+template <class From, class To>
+void loadRow(const From* from, int pixelStep, int count, int shift, To* to) {
+  for (int x = 0; x < count; ++x) to[x] = static_cast<To>(static_cast<std::int32_t>(from[std::ptrdiff_t{x} * pixelStep]) - shift);
+}
+
+template <class To>
+void loadRow(const Component& c, const Window& window, int y, int count, int shift, To* to) {
+  const std::ptrdiff_t first = std::ptrdiff_t{window.x} * c.pixelStep;
+  c.wide ? loadRow(c.numbers(window.y + y) + first, c.pixelStep, count, shift, to)
+         : loadRow(c.bytes(window.y + y) + first, c.pixelStep, count, shift, to);
+}
+
+template <class To>
+void storeRow(const std::int32_t* from, int count, int shift, std::int32_t least, std::int32_t most, int pixelStep, To* to) {
+  for (int x = 0; x < count; ++x) to[std::ptrdiff_t{x} * pixelStep] = static_cast<To>(std::clamp(from[x], least - shift, most - shift) + shift);
+}
+
+void storeRow(const std::int32_t* from, const TileComponent& tc, const Component& c, const Window& window, int y, int count) {
+  const std::ptrdiff_t first = std::ptrdiff_t{window.x} * c.pixelStep;
+  const int shift = levelShift(tc);
+  c.wide ? storeRow(from, count, shift, c.least(), c.most(), c.pixelStep, c.numbers(window.y + y) + first)
+         : storeRow(from, count, shift, c.least(), c.most(), c.pixelStep, c.bytes(window.y + y) + first);
+}
+
+// Fixed point and single precision; the same memory holds both.
+void toFixed(float* values, int count, float scale) {
+  for (int x = 0; x < count; ++x) {
+    const float value = values[x] * scale;
+    const std::int32_t fixed = static_cast<std::int32_t>(value < 0 ? value - 0.5f : value + 0.5f);
+    std::memcpy(values + x, &fixed, 4);
+  }
+}
+void toFloat(std::int32_t* values, int count, float scale) {
+  for (int x = 0; x < count; ++x) {
+    const float value = static_cast<float>(values[x]) * scale;
+    std::memcpy(values + x, &value, 4);
+  }
+}
+// To the nearest whole number.
+void toWhole(float* values, int count) {
+  constexpr float kMost = 1 << 30;
+  for (int x = 0; x < count; ++x) {
+    const float value = std::clamp(values[x], -kMost, kMost);
+    const std::int32_t whole = static_cast<std::int32_t>(value < 0 ? value - 0.5f : value + 0.5f);
+    std::memcpy(values + x, &whole, 4);
+  }
+}
+
+float scaleOf(const TileComponent& component) {
+  return static_cast<float>(1 << fractionBits(component.bits));
+}
+
+MoxRoiSize rowOf(const Plane& plane, int x) {
+  return {std::min(plane.width() - x, kPixelsOfOneThread), 1};
+}
+
+void transformRow(std::span<Plane> planes, bool reversible, bool forward, int y) {
+  for (int x = 0; x < planes[0].width(); x += kPixelsOfOneThread) {
+    const MoxRoiSize size = rowOf(planes[0], x);
+    if (reversible) {
+      Mox32s* const rows[3] = {planes[0].row(y) + x, planes[1].row(y) + x, planes[2].row(y) + x};
+      require((forward ? moxiRCTFwd_JPEG2K_32s_P3IR : moxiRCTInv_JPEG2K_32s_P3IR)(rows, planes[0].step(), size),
+              "a component transform");
+    } else {
+      Mox32f* const rows[3] = {planes[0].floats(y) + x, planes[1].floats(y) + x, planes[2].floats(y) + x};
+      require((forward ? moxiICTFwd_JPEG2K_32f_P3IR : moxiICTInv_JPEG2K_32f_P3IR)(rows, planes[0].step(), size),
+              "a component transform");
+    }
+  }
+}
+
+}  // namespace
+
+void loadTile(const Image& image, const Tile& tile, std::span<const Window> windows, std::span<Plane> planes) {
+  int rows = 0;
+  for (Plane& plane : planes) rows = std::max(rows, plane.height());
+  const bool reversible = tile.components[0].coding.reversible;
+  for (int y = 0; y < rows; ++y) {
+    for (std::size_t c = 0; c < planes.size(); ++c) {
+      if (y >= planes[c].height()) continue;
+      const TileComponent& component = tile.components[c];
+      const int count = planes[c].width();
+      reversible ? loadRow(image.components[c], windows[c], y, count, levelShift(component), planes[c].row(y))
+                 : loadRow(image.components[c], windows[c], y, count, levelShift(component), planes[c].floats(y));
+    }
+    if (tile.style.transform && y < planes[0].height()) transformRow(planes, reversible, true, y);
+    if (reversible) continue;
+    for (std::size_t c = 0; c < planes.size(); ++c)
+      if (y < planes[c].height()) toFixed(planes[c].floats(y), planes[c].width(), scaleOf(tile.components[c]));
+  }
+}
+
+void storeTile(std::span<Plane> planes, const Tile& tile, std::span<const Window> windows, const Image& image) {
+  int rows = 0;
+  for (Plane& plane : planes) rows = std::max(rows, plane.height());
+  for (int y = 0; y < rows; ++y) {
+    for (std::size_t c = 0; c < planes.size(); ++c) {
+      const TileComponent& component = tile.components[c];
+      if (y < planes[c].height() && !component.coding.reversible)
+        toFloat(planes[c].row(y), planes[c].width(), 1 / scaleOf(component));
+    }
+    if (tile.style.transform && y < planes[0].height())
+      transformRow(planes, tile.components[0].coding.reversible, false, y);
+    for (std::size_t c = 0; c < planes.size(); ++c) {
+      if (y >= planes[c].height()) continue;
+      const TileComponent& component = tile.components[c];
+      if (!component.coding.reversible) toWhole(planes[c].floats(y), planes[c].width());
+      storeRow(planes[c].row(y), component, image.components[c], windows[c], y, planes[c].width());
+    }
+  }
+}
+
+}  // namespace moxj::j2k

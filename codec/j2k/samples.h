@@ -1,0 +1,24 @@
+// Between the samples of a picture and the planes of a tile: level shift and component transforms.
+#pragma once
+
+#include <span>
+#include <vector>
+
+#include "j2k/plane.h"
+#include "j2k/tile.h"
+#include "pictures/image.h"
+
+namespace moxj::j2k {
+
+// Where a tile's samples lie in the picture's components.
+struct Window {
+  int x = 0, y = 0;
+};
+
+// Fills the planes of a tile with samples; the irreversible ones with fraction bits (wavelet.h).
+void loadTile(const Image& image, const Tile& tile, std::span<const Window> windows, std::span<Plane> planes);
+
+// The other way round; the planes are used up.
+void storeTile(std::span<Plane> planes, const Tile& tile, std::span<const Window> windows, const Image& image);
+
+}  // namespace moxj::j2k

@@ -1,0 +1,355 @@
+#include "j2k/syntax.h"
+
+#include <algorithm>
+#include <climits>
+#include <optional>
+
+#include "failure.h"
+#include "j2k/bytereader.h"
+
+namespace moxj::j2k {
+
+namespace {
+
+struct Name {
+  int marker;
+  const char* text;
+};
+
+constexpr Name kNames[] = {
+    {marker::soc, "SOC"}, {marker::cap, "CAP"}, {marker::siz, "SIZ"}, {marker::cod, "COD"}, {marker::coc, "COC"},
+    {marker::tlm, "TLM"}, {marker::plm, "PLM"}, {marker::plt, "PLT"}, {marker::qcd, "QCD"}, {marker::qcc, "QCC"},
+    {marker::rgn, "RGN"}, {marker::poc, "POC"}, {marker::ppm, "PPM"}, {marker::ppt, "PPT"}, {marker::crg, "CRG"},
+    {marker::com, "COM"}, {marker::sot, "SOT"}, {marker::sop, "SOP"}, {marker::eph, "EPH"}, {marker::sod, "SOD"},
+    {marker::eoc, "EOC"},
+};
+
+int wordAt(ByteSpan bytes, std::size_t at) {
+  return at + 2 <= bytes.size() ? bytes[at] << 8 | bytes[at + 1] : -1;
+}
+
+// ---- Marker segments --------------------------------------------------------------------------------------------
+
+Siz parseSiz(ByteSpan body) {
+  ByteReader in(body, "SIZ");
+  in.u16();  // capabilities: markers tell what is needed
+  Siz siz;
+  siz.image.x1 = in.u32();
+  siz.image.y1 = in.u32();
+  siz.image.x0 = in.u32();
+  siz.image.y0 = in.u32();
+  siz.tileWidth = in.u32();
+  siz.tileHeight = in.u32();
+  siz.tileX0 = in.u32();
+  siz.tileY0 = in.u32();
+  const int components = in.u16();
+  if (components == 0 || components > kMostComponents) refuse("SIZ has no sensible number of components");
+  if (siz.image.empty()) refuse("a picture without pixels");
+  if (siz.image.x1 > INT_MAX || siz.image.y1 > INT_MAX)
+    throw Failure(ExitStatus::limit, "the picture is too wide or too high");
+  if (siz.tileWidth == 0 || siz.tileHeight == 0 || siz.tileX0 > siz.image.x0 || siz.tileY0 > siz.image.y0 ||
+      siz.tileX0 + siz.tileWidth <= siz.image.x0 || siz.tileY0 + siz.tileHeight <= siz.image.y0)
+    refuse("SIZ has tiles that do not fit the picture");
+  if (siz.tiles() > 65535) refuse("SIZ has more than 65535 tiles");
+  for (int c = 0; c < components; ++c) {
+    const int depth = in.u8();
+    ComponentSize size;
+    size.bits = (depth & 127) + 1;
+    size.isSigned = depth >> 7;
+    size.dx = in.u8();
+    size.dy = in.u8();
+    if (size.dx == 0 || size.dy == 0) refuse("SIZ has a component without samples");
+    if (size.bits > 38) refuse("SIZ has a component of " + std::to_string(size.bits) + " bits");
+    siz.components.push_back(size);
+  }
+  return siz;
+}
+
+// SPcod and SPcoc.
+CodingStyle parseStyle(ByteReader& in, bool ownPrecincts) {
+  CodingStyle style;
+  style.levels = in.u8();
+  const int width = in.u8(), height = in.u8();
+  style.modes = in.u8();
+  const int transform = in.u8();
+  if (style.levels > kMostLevels) refuse("more than 32 decomposition levels");
+  if (width > 8 || height > 8 || width + height > 8) refuse("code-blocks of a size that the standard does not allow");
+  style.blockWidthLog = width + 2;
+  style.blockHeightLog = height + 2;
+  if (style.modes & 0x40) refuse("high-throughput block coding (ISO/IEC 15444-15) is not supported");
+  if (style.modes & ~allModes) refuse("an unknown code-block style");
+  if (transform > 1) refuse("wavelets other than 9/7 and 5/3 (ISO/IEC 15444-2) are not supported");
+  style.reversible = transform == 1;
+  if (ownPrecincts)
+    for (int r = 0; r <= style.levels; ++r) style.precincts[static_cast<std::size_t>(r)] = static_cast<std::uint8_t>(in.u8());
+  return style;
+}
+
+Quantisation parseQuantisation(ByteReader& in) {
+  Quantisation quantisation;
+  const int style = in.u8();
+  quantisation.guardBits = style >> 5;
+  const int kind = style & 31;
+  if (kind > 2) refuse("an unknown kind of quantisation");
+  quantisation.kind = static_cast<Quantisation::Kind>(kind);
+  if (kind == Quantisation::none) {
+    for (std::size_t i = 0; in.left() >= 1 && i < kMostBands; ++i)
+      quantisation.steps[i] = static_cast<std::uint16_t>((in.u8() >> 3) << 11);
+  } else {
+    if (in.left() < 2) refuse("QCD ends early");
+    for (std::size_t i = 0; in.left() >= 2 && i < kMostBands; ++i)
+      quantisation.steps[i] = static_cast<std::uint16_t>(in.u16());
+  }
+  return quantisation;
+}
+
+int parseComponent(ByteReader& in, const Siz& siz) {
+  const int component = siz.components.size() < 257 ? in.u8() : in.u16();
+  return component < static_cast<int>(siz.components.size()) ? component : -1;
+}
+
+void parsePoc(ByteSpan body, const Siz& siz, std::vector<Progression>& progressions) {
+  ByteReader in(body, "POC");
+  const int size = siz.components.size() < 257 ? 1 : 2;
+  while (in.left() >= static_cast<std::size_t>(5 + 2 * size)) {
+    Progression p;
+    p.firstResolution = in.u8();
+    p.firstComponent = static_cast<int>(in.number(size));
+    p.endLayer = in.u16();
+    p.endResolution = in.u8();
+    p.endComponent = static_cast<int>(in.number(size));
+    if (p.endComponent == 0) p.endComponent = size == 1 ? 256 : kMostComponents;
+    const int order = in.u8();
+    if (order > 4) refuse("an unknown progression order");
+    p.order = static_cast<Order>(order);
+    progressions.push_back(p);
+  }
+}
+
+// Takes the segments of a header into the parameters: what holds for all components first, whatever their order.
+class ParamsReader {
+ public:
+  ParamsReader(const Siz& siz, TileParams& params) : siz_(siz), params_(params) {}
+
+  void take(const std::vector<MarkerSegment>& header) {
+    for (const MarkerSegment& segment : header) {
+      if (segment.marker == marker::cod) takeCod(segment.body);
+      if (segment.marker == marker::qcd) takeQcd(segment.body);
+    }
+    for (const MarkerSegment& segment : header) {
+      if (segment.marker == marker::coc) takeCoc(segment.body);
+      if (segment.marker == marker::qcc) takeQcc(segment.body);
+      if (segment.marker == marker::rgn) takeRgn(segment.body);
+    }
+  }
+
+ private:
+  void takeCod(ByteSpan body) {
+    ByteReader in(body, "COD");
+    const int style = in.u8();
+    const int order = in.u8();
+    if (order > 4) refuse("an unknown progression order");
+    params_.style.order = static_cast<Order>(order);
+    params_.style.layers = in.u16();
+    const int transform = in.u8();
+    if (params_.style.layers == 0) refuse("COD has no layers");
+    if (transform > 1) refuse("component transforms of ISO/IEC 15444-2 are not supported");
+    params_.style.transform = transform == 1;
+    params_.style.sop = style & 2;
+    params_.style.eph = style & 4;
+    params_.coding.assign(siz_.components.size(), parseStyle(in, style & 1));
+  }
+  void takeQcd(ByteSpan body) {
+    ByteReader in(body, "QCD");
+    params_.quantisation.assign(siz_.components.size(), parseQuantisation(in));
+  }
+  void takeCoc(ByteSpan body) {
+    ByteReader in(body, "COC");
+    const int component = parseComponent(in, siz_);
+    if (component < 0) return;
+    const int style = in.u8();
+    params_.coding[static_cast<std::size_t>(component)] = parseStyle(in, style & 1);
+  }
+  void takeQcc(ByteSpan body) {
+    ByteReader in(body, "QCC");
+    const int component = parseComponent(in, siz_);
+    if (component >= 0) params_.quantisation[static_cast<std::size_t>(component)] = parseQuantisation(in);
+  }
+  void takeRgn(ByteSpan body) {
+    ByteReader in(body, "RGN");
+    const int component = parseComponent(in, siz_);
+    if (in.u8() != 0) refuse("a region of interest of an unknown kind");
+    const int shift = in.u8();
+    if (shift > 37) refuse("a region of interest that is shifted too far");
+    if (component >= 0) params_.shift[static_cast<std::size_t>(component)] = shift;
+  }
+
+  const Siz& siz_;
+  TileParams& params_;
+};
+
+// ---- The codestream ---------------------------------------------------------------------------------------------
+
+class Parser {
+ public:
+  explicit Parser(ByteSpan bytes) : bytes_(bytes) {}
+
+  Codestream run() {
+    if (wordAt(bytes_, 0) != marker::soc) refuse("no JPEG 2000 codestream");
+    at_ = 2;
+    readMainHeader();
+    readTileParts();
+    return std::move(stream_);
+  }
+
+ private:
+  // The next segment with a length; nothing where the bytes do not hold it.
+  std::optional<MarkerSegment> segment() {
+    const int marker = wordAt(bytes_, at_), length = wordAt(bytes_, at_ + 2);
+    if (marker < 0xFF00 || length < 2 || at_ + 2 + static_cast<std::size_t>(length) > bytes_.size()) return std::nullopt;
+    const MarkerSegment found{marker, at_, bytes_.subspan(at_ + 4, static_cast<std::size_t>(length) - 2)};
+    at_ += 2 + static_cast<std::size_t>(length);
+    return found;
+  }
+
+  void readMainHeader() {
+    bool hasCod = false, hasQcd = false;
+    while (wordAt(bytes_, at_) != marker::sot && wordAt(bytes_, at_) != marker::eoc) {
+      const std::optional<MarkerSegment> found = segment();
+      if (!found) refuse("the file ends in its main header");
+      if (stream_.header.empty() != (found->marker == marker::siz)) refuse("the main header does not begin with SIZ");
+      if (found->marker == marker::siz) stream_.siz = parseSiz(found->body);
+      if (found->marker == marker::cap) noteCapabilities(found->body);
+      hasCod |= found->marker == marker::cod;
+      hasQcd |= found->marker == marker::qcd;
+      stream_.header.push_back(*found);
+    }
+    if (!hasCod || !hasQcd) refuse("the main header has no COD or no QCD");
+    stream_.params.shift.assign(stream_.siz.components.size(), 0);
+    ParamsReader(stream_.siz, stream_.params).take(stream_.header);
+    for (const MarkerSegment& found : stream_.header)
+      if (found.marker == marker::poc) parsePoc(found.body, stream_.siz, stream_.params.progressions);
+  }
+
+  static void noteCapabilities(ByteSpan body) {
+    constexpr int kPart15 = 0x00020000;
+    if (body.size() >= 4 && (ByteReader(body, "CAP").u32() & kPart15))
+      refuse("high-throughput block coding (ISO/IEC 15444-15) is not supported");
+  }
+
+  void readTileParts() {
+    while (stream_.problem.empty()) {
+      const int next = wordAt(bytes_, at_);
+      if (next == marker::eoc) return;
+      if (next < 0)
+        stream_.problem = "the file ends without an EOC marker";
+      else if (next != marker::sot)
+        stream_.problem = "something else stands where a tile-part should begin";
+      else
+        readTilePart();
+    }
+  }
+
+  void readTilePart() {
+    TilePart part;
+    part.offset = at_;
+    const std::optional<MarkerSegment> sot = segment();
+    if (!sot || sot->body.size() != 8) return void(stream_.problem = "the file ends in the header of a tile-part");
+    ByteReader in(sot->body, "SOT");
+    part.tile = in.u16();
+    const std::size_t length = in.u32();
+    part.number = in.u8();
+    part.of = in.u8();
+    if (part.tile >= stream_.siz.tiles()) return void(stream_.problem = "a tile-part of a tile that is not there");
+    while (wordAt(bytes_, at_) != marker::sod) {
+      const std::optional<MarkerSegment> found = segment();
+      if (!found) return void(stream_.problem = "the file ends in the header of a tile-part");
+      part.header.push_back(*found);
+    }
+    at_ += 2;
+    std::size_t end = part.offset + length;
+    if (length == 0) end = wordAt(bytes_, bytes_.size() - 2) == marker::eoc ? bytes_.size() - 2 : bytes_.size();
+    if (length != 0 && (length < at_ - part.offset || length > bytes_.size() - part.offset)) {
+      stream_.problem = length < at_ - part.offset ? "a tile-part that is shorter than its header"
+                                                   : "the file ends in a tile-part";
+      end = bytes_.size();
+    }
+    part.length = end - part.offset;
+    part.body = bytes_.subspan(std::min(at_, end), end - std::min(at_, end));
+    stream_.parts.push_back(std::move(part));
+    at_ = end;
+  }
+
+  ByteSpan bytes_;
+  std::size_t at_ = 0;
+  Codestream stream_;
+};
+
+// The bodies of PPM or PPT segments one after the other, in the order of their numbers.
+std::vector<std::uint8_t> joined(std::vector<ByteSpan> bodies) {
+  std::stable_sort(bodies.begin(), bodies.end(), [](ByteSpan a, ByteSpan b) { return a[0] < b[0]; });
+  std::vector<std::uint8_t> all;
+  for (const ByteSpan body : bodies) all.insert(all.end(), body.begin() + 1, body.end());
+  return all;
+}
+
+void addBodies(const std::vector<MarkerSegment>& header, int marker, std::vector<ByteSpan>& bodies) {
+  for (const MarkerSegment& segment : header)
+    if (segment.marker == marker && !segment.body.empty()) bodies.push_back(segment.body);
+}
+
+}  // namespace
+
+std::string markerName(int marker) {
+  for (const Name& name : kNames)
+    if (name.marker == marker) return name.text;
+  return "unknown";
+}
+
+Codestream parseCodestream(ByteSpan bytes) {
+  return Parser(bytes).run();
+}
+
+TileParts sortParts(const Codestream& codestream) {
+  TileParts sorted;
+  for (const TilePart& part : codestream.parts) sorted.of[part.tile].push_back(&part);
+  std::vector<ByteSpan> bodies;
+  addBodies(codestream.header, marker::ppm, bodies);
+  sorted.packed = joined(std::move(bodies));
+  // Each tile-part's headers follow their length, in the order of the codestream.
+  ByteReader in(sorted.packed, "PPM");
+  for (const TilePart& part : codestream.parts) {
+    if (in.left() < 4) break;
+    const std::size_t size = in.u32();
+    sorted.packedHeaders[&part] = in.take(std::min(size, in.left()));
+  }
+  return sorted;
+}
+
+TileParams paramsOf(const Codestream& codestream, const std::vector<const TilePart*>& parts) {
+  TileParams params = codestream.params;
+  std::vector<Progression> progressions;
+  for (const TilePart* part : parts) {
+    ParamsReader(codestream.siz, params).take(part->header);
+    for (const MarkerSegment& segment : part->header)
+      if (segment.marker == marker::poc) parsePoc(segment.body, codestream.siz, progressions);
+  }
+  if (!progressions.empty()) params.progressions = std::move(progressions);
+  return params;
+}
+
+PacketSource packetsOf(const TileParts& parts, const std::vector<const TilePart*>& ofTile) {
+  PacketSource source;
+  std::vector<ByteSpan> bodies;
+  for (const TilePart* part : ofTile) {
+    source.parts.push_back(part->body);
+    addBodies(part->header, marker::ppt, bodies);
+    if (const auto found = parts.packedHeaders.find(part); found != parts.packedHeaders.end())
+      source.headers.insert(source.headers.end(), found->second.begin(), found->second.end());
+  }
+  source.packedHeaders = !bodies.empty() || !parts.packed.empty();
+  if (!bodies.empty()) source.headers = joined(std::move(bodies));
+  return source;
+}
+
+}  // namespace moxj::j2k

@@ -1,0 +1,63 @@
+// The markers of a codestream (Annex A), from SOC to EOC.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "j2k/packetreader.h"
+#include "j2k/params.h"
+
+namespace moxj::j2k {
+
+namespace marker {
+enum : int {
+  soc = 0xFF4F, cap = 0xFF50, siz = 0xFF51, cod = 0xFF52, coc = 0xFF53, tlm = 0xFF55, plm = 0xFF57, plt = 0xFF58,
+  qcd = 0xFF5C, qcc = 0xFF5D, rgn = 0xFF5E, poc = 0xFF5F, ppm = 0xFF60, ppt = 0xFF61, crg = 0xFF63, com = 0xFF64,
+  sot = 0xFF90, sop = 0xFF91, eph = 0xFF92, sod = 0xFF93, eoc = 0xFFD9
+};
+}  // namespace marker
+
+std::string markerName(int marker);
+
+struct MarkerSegment {
+  int marker = 0;
+  std::size_t offset = 0;  // of the marker in the codestream
+  ByteSpan body;           // without marker and length
+};
+
+struct TilePart {
+  int tile = 0, number = 0, of = 0;
+  std::size_t offset = 0, length = 0;
+  std::vector<MarkerSegment> header;
+  ByteSpan body;
+};
+
+// A codestream as far as it can be followed.
+struct Codestream {
+  Siz siz;
+  std::vector<MarkerSegment> header;  // the main one, from SIZ on
+  TileParams params;                  // as the main header has them
+  std::vector<TilePart> parts;
+  std::string problem;  // why it could not be followed to its end; empty if it could
+};
+
+// Throws Failure (refused) for what is no codestream, has a main header that cannot be read, or is of a kind that is
+// not supported.
+Codestream parseCodestream(ByteSpan bytes);
+
+// The tile-parts of each tile, and the packet headers that stand in the main header for each tile-part.
+struct TileParts {
+  std::map<int, std::vector<const TilePart*>> of;
+  std::map<const TilePart*, ByteSpan> packedHeaders;
+  std::vector<std::uint8_t> packed;  // all of them
+};
+TileParts sortParts(const Codestream& codestream);
+
+// The parameters and the packets of a tile. Throws Failure (refused) where a header cannot be read.
+TileParams paramsOf(const Codestream& codestream, const std::vector<const TilePart*>& parts);
+PacketSource packetsOf(const TileParts& parts, const std::vector<const TilePart*>& ofTile);
+
+}  // namespace moxj::j2k

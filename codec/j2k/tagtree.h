@@ -1,0 +1,114 @@
+// Tag trees (B.10.2): a value for each code-block of a precinct, coded as how far it exceeds the least of its
+// neighbourhood.
+#pragma once
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <vector>
+
+namespace moxj::j2k {
+
+class TagTree {
+ public:
+  TagTree() = default;
+  TagTree(int width, int height);
+
+  // How many nodes a tree has at most: a level has a quarter of the nodes below it, rounded up in both directions.
+  static std::uint64_t mostNodes(std::uint64_t width, std::uint64_t height) {
+    std::uint64_t nodes = width * height;
+    while (width * height > 1) {
+      width = (width + 1) / 2;
+      height = (height + 1) / 2;
+      nodes += width * height;
+    }
+    return nodes;
+  }
+
+  // Encoder: the values of all leaves, then make() once.
+  void set(int leaf, int value) { nodes_[static_cast<std::size_t>(leaf)].value = value; }
+  void make();
+
+  // For other values.
+  void clear() {
+    for (Node& node : nodes_) node.value = INT_MAX, node.low = 0, node.known = false;
+  }
+
+  // Codes whether the leaf's value is below the threshold. `put(bit)` takes a bit.
+  template <class Put>
+  void encode(int leaf, int threshold, const Put& put) {
+    int low = 0;
+    walk(leaf, [&](Node& node) {
+      low = std::max(low, node.low);
+      while (low < threshold && !node.known) {
+        const bool reached = low >= node.value;
+        put(reached);
+        reached ? void(node.known = true) : void(++low);
+      }
+      if (node.known) low = std::max(low, node.value);
+      node.low = low;
+    });
+  }
+
+  // Whether the leaf's value is below the threshold. `bit()` gives a bit.
+  template <class Bit>
+  bool decode(int leaf, int threshold, const Bit& bit) {
+    int low = 0;
+    walk(leaf, [&](Node& node) {
+      low = std::max(low, node.low);
+      while (low < threshold && !node.known) bit() ? void((node.known = true, node.value = low)) : void(++low);
+      if (node.known) low = std::max(low, node.value);
+      node.low = low;
+    });
+    const Node& found = nodes_[static_cast<std::size_t>(leaf)];
+    return found.known && found.value < threshold;
+  }
+
+  int value(int leaf) const { return nodes_[static_cast<std::size_t>(leaf)].value; }
+
+ private:
+  struct Node {
+    int parent = -1;
+    int value = INT_MAX;
+    int low = 0;  // what the value is known to reach
+    bool known = false;
+  };
+
+  // From the root to the leaf.
+  template <class Visit>
+  void walk(int leaf, const Visit& visit) {
+    int path[kMostDepth];
+    int depth = 0;
+    for (int node = leaf; node >= 0; node = nodes_[static_cast<std::size_t>(node)].parent) path[depth++] = node;
+    while (depth > 0) visit(nodes_[static_cast<std::size_t>(path[--depth])]);
+  }
+
+  static constexpr int kMostDepth = 33;  // of a tree that is 2^31 wide
+  std::vector<Node> nodes_;
+};
+
+inline TagTree::TagTree(int width, int height) {
+  if (width <= 0 || height <= 0) return;
+  nodes_.resize(mostNodes(static_cast<std::uint64_t>(width), static_cast<std::uint64_t>(height)));
+  std::size_t at = 0;
+  while (std::int64_t{width} * height > 1) {
+    const std::size_t above = at + static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+    const int parentsWide = (width + 1) / 2;
+    for (int y = 0; y < height; ++y)
+      for (int x = 0; x < width; ++x)
+        nodes_[at++].parent = static_cast<int>(above) + y / 2 * parentsWide + x / 2;
+    width = parentsWide;
+    height = (height + 1) / 2;
+  }
+}
+
+inline void TagTree::make() {
+  // Parents stand behind their children.
+  for (const Node& node : nodes_) {
+    if (node.parent < 0) continue;
+    Node& parent = nodes_[static_cast<std::size_t>(node.parent)];
+    parent.value = std::min(parent.value, node.value);
+  }
+}
+
+}  // namespace moxj::j2k

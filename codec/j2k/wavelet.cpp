@@ -1,0 +1,50 @@
+#include "j2k/wavelet.h"
+
+#include <functional>
+
+#include "j2k/library.h"
+
+namespace moxj::j2k {
+
+namespace {
+
+MoxRect phaseAndSize(const Rect& rect) {
+  return {static_cast<int32_t>(rect.x0 & 1), static_cast<int32_t>(rect.y0 & 1), static_cast<int32_t>(rect.width()),
+          static_cast<int32_t>(rect.height())};
+}
+
+Bytes bufferFor(const MoxRect& rect, bool reversible) {
+  int32_t size = 0;
+  require(reversible ? moxiWTGetBufSize_B53_JPEG2K_32s_C1IR(&rect, &size)
+                     : moxiWTGetBufSize_D97_JPEG2K_32s_C1IR(&rect, &size),
+          "a wavelet's buffer size");
+  return Bytes(static_cast<std::size_t>(size) + 1);
+}
+
+}  // namespace
+
+void transformForward(Plane& plane, const TileComponent& component) {
+  if (component.coding.levels == 0 || component.rect.empty()) return;
+  const bool reversible = component.coding.reversible;
+  Bytes buffer = bufferFor(phaseAndSize(component.rect), reversible);
+  const auto transform = reversible ? moxiWTFwd_B53_JPEG2K_32s_C1IR : moxiWTFwd_D97_JPEG2K_32s_C1IR;
+  for (int r = component.coding.levels; r > 0; --r) {
+    const Rect& rect = component.resolutions[static_cast<std::size_t>(r)].rect;
+    const MoxRect region = phaseAndSize(rect);
+    if (!rect.empty()) require(transform(plane.row(0), plane.step(), &region, buffer.data()), "a wavelet transform");
+  }
+}
+
+void transformInverse(Plane& plane, const TileComponent& component, int resolutions) {
+  const bool reversible = component.coding.reversible;
+  if (resolutions <= 1 || component.rect.empty()) return;
+  Bytes buffer = bufferFor(phaseAndSize(component.resolutions[static_cast<std::size_t>(resolutions) - 1].rect), reversible);
+  const auto transform = reversible ? moxiWTInv_B53_JPEG2K_32s_C1IR : moxiWTInv_D97_JPEG2K_32s_C1IR;
+  for (int r = 1; r < resolutions; ++r) {
+    const Rect& rect = component.resolutions[static_cast<std::size_t>(r)].rect;
+    const MoxRect region = phaseAndSize(rect);
+    if (!rect.empty()) require(transform(plane.row(0), plane.step(), &region, buffer.data()), "a wavelet transform");
+  }
+}
+
+}  // namespace moxj::j2k
