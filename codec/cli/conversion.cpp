@@ -37,7 +37,8 @@ Content writeImageAs(const Image& image, const Job& job, Report& report) {
   Content content;
   if (job.format == Format::pgx) {
     if (image.components.size() > 1)
-      refuse(std::to_string(image.components.size()) + " components: a PGX file has one; --components writes a file of each");
+      refuse(std::to_string(image.components.size()) +
+             " components: a PGX file has one; --components writes a file of each");
     content = writePgx(image.components[0]);
   } else {
     content = job.format == Format::png ? writePngImage(image, notes, report.progressOf(name))

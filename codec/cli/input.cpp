@@ -19,7 +19,7 @@ namespace moxj {
 namespace {
 
 constexpr std::size_t kFirstRead = std::size_t{1} << 18;
-constexpr std::size_t kSniffed = 3;
+constexpr std::size_t kSniffed = 12;
 
 class Descriptor {
  public:

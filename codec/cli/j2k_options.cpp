@@ -37,7 +37,9 @@ int modeNamed(std::string_view name) {
 
 std::string useBlock(const std::string& text, j2k::EncodeOptions& options) {
   int width = 0, height = 0;
-  const auto allowed = [](int size) { return size >= 4 && size <= 1024 && std::has_single_bit(static_cast<unsigned>(size)); };
+  const auto allowed = [](int size) {
+    return size >= 4 && size <= 1024 && std::has_single_bit(static_cast<unsigned>(size));
+  };
   if (!parseSize(text, width, height) || !allowed(width) || !allowed(height) || width * height > 4096)
     return "is no WxH of powers of two from 4 to 1024 with at most 4096 coefficients";
   options.blockWidth = width;

@@ -106,8 +106,7 @@ struct Option {
 
 constexpr Option kOptions[] = {
     {kEncode, "--quality", "1..100", "From the smallest file to the finest picture (75)",
-     [](Settings& s, const std::string& text) { return useNumber(text, 1, 100, s.jpeg.quality); },
-     Of::jpeg},
+     [](Settings& s, const std::string& text) { return useNumber(text, 1, 100, s.jpeg.quality); }, Of::jpeg},
     {kEncode, "--sample", "4:4:4|4:2:2|4:2:0", "Chroma sampling (4:2:0)",
      [](Settings& s, const std::string& text) { return useSampling(text, s.jpeg.sampling); }, Of::jpeg},
     {kEncode, "--grayscale", "", "Keep the luminance only",
@@ -121,7 +120,8 @@ constexpr Option kOptions[] = {
     {kEncode, "--bpp", "B", "9/7 wavelet, to B bits a pixel",
      [](Settings& s, const std::string& text) { return useReal(text, 1e-6, 1e6, s.j2k.bitsPerPixel); }, Of::jpeg2000},
     {kEncode, "--levels", "0..32", "Decomposition levels (5)",
-     [](Settings& s, const std::string& text) { return useNumber(text, 0, j2k::kMostLevels, s.j2k.levels); }, Of::jpeg2000},
+     [](Settings& s, const std::string& text) { return useNumber(text, 0, j2k::kMostLevels, s.j2k.levels); },
+     Of::jpeg2000},
     {kEncode, "--block", "WxH", "Code-block size (64x64)",
      [](Settings& s, const std::string& text) { return useBlock(text, s.j2k); }, Of::jpeg2000},
     {kEncode, "--tile", "WxH", "Tile size (the picture's)",
@@ -129,20 +129,21 @@ constexpr Option kOptions[] = {
     {kEncode, "--progression", "LRCP|RLCP|RPCL|PCRL|CPRL", "Order of the packets (LRCP)",
      [](Settings& s, const std::string& text) { return useOrder(text, s.j2k.order); }, Of::jpeg2000},
     {kEncode, "--layers", "N", "Quality layers, the last of the size asked for (1)",
-     [](Settings& s, const std::string& text) { return useNumber(text, 1, kMostWrittenLayers, s.j2k.layers); }, Of::jpeg2000},
+     [](Settings& s, const std::string& text) { return useNumber(text, 1, kMostWrittenLayers, s.j2k.layers); },
+     Of::jpeg2000},
     {kEncode, "--modes", "LIST", "Of bypass,reset,termall,causal,pterm,segsym (none)",
      [](Settings& s, const std::string& text) { return useModes(text, s.j2k.modes); }, Of::jpeg2000},
     {kEncode, "--format", "jpg|jp2|j2k", "Format of the output, whatever its name says",
      [](Settings& s, const std::string& text) { return useFormat(text, s); }},
-    {kDecode, "--format", "png|ppm|pgm|pnm|pgx", "Format of the output, whatever its name says; pnm: ppm or pgm",
+    {kDecode, "--format", "png|ppm|pgm|pnm|pgx", "Format of the output (pnm: ppm or pgm)",
      [](Settings& s, const std::string& text) { return useFormat(text, s); }},
     {kDecode, "--nosmooth", "", "Repeat the samples of sub-sampled colours, do not interpolate",
      [](Settings& s, const std::string&) { return s.reading.smooth = false, Complaint(); }},
-    {kDecode, "--reduce", "N", "Leave out N resolutions of JPEG 2000: each halves the picture",
+    {kDecode, "--reduce", "N", "Halve a JPEG 2000 picture N times: leave out resolutions",
      [](Settings& s, const std::string& text) { return useNumber(text, 0, j2k::kMostLevels, s.j2kReading.reduce); }},
     {kDecode, "--layers", "N", "Quality layers of JPEG 2000 to decode (all)",
      [](Settings& s, const std::string& text) { return useNumber(text, 1, j2k::kMostLayers, s.j2kReading.layers); }},
-    {kDecode, "--components", "", "A PGX or PGM file of each component of JPEG 2000, as it is: OUT_0 ...",
+    {kDecode, "--components", "", "A PGX or PGM of each component of JPEG 2000: OUT_0 ...",
      [](Settings& s, const std::string&) { return s.j2kReading.components = true, Complaint(); }},
     {kConversions, "--output-dir", "DIR", "Directory for the outputs of many inputs; made if missing",
      [](Settings& s, const std::string& text) { return s.outputDirectory = text, Complaint(); }},
@@ -193,7 +194,7 @@ constexpr CommandText kCommands[] = {
 
 constexpr std::string_view kNotes = R"(Examples:
   moxj encode photo.png photo.jpg --quality 90    make a JPEG of a PNG, PPM or PGM picture
-  moxj encode photo.png photo.jp2                 make an exact JPEG 2000 file; --ratio 20: a smaller one
+  moxj encode photo.png photo.jp2                 an exact JPEG 2000 file (smaller: --ratio 20)
   moxj decode photo.jpg photo.png                 make a PNG, PPM or PGM picture of either
   moxj encode *.png --output-dir jpegs            the same for many files, several at a time
   moxj info photo.jpg                             show what a file is made of
@@ -215,7 +216,8 @@ std::string entry(std::string_view name, std::string_view value, std::string_vie
 
 std::string generalHelp() {
   std::string text =
-      "moxj writes, reads, shows and compares JPEG and JPEG 2000 files.\nUsage: moxj COMMAND FILES [OPTIONS]\n\nCommands:\n";
+      "moxj writes, reads, shows and compares JPEG and JPEG 2000 files.\nUsage: moxj COMMAND FILES "
+      "[OPTIONS]\n\nCommands:\n";
   for (const CommandText& command : kCommands) text += entry(command.name, command.files, command.help);
   text += "\nOptions:\n";
   text += entry("-h, --help", "", "Show this help");

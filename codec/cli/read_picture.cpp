@@ -17,7 +17,8 @@ Decoded reduced(DecodedImage image) {
   return {picture, image.complete, std::move(image.warning), std::move(image.notes)};
 }
 
-DecodedImage readImageAs(const PictureFile& file, const Limits& limits, const Progress& progress, const ReadOptions& options) {
+DecodedImage readImageAs(const PictureFile& file, const Limits& limits, const Progress& progress,
+                         const ReadOptions& options) {
   switch (file.format) {
     case Format::jpeg: {
       Decoded decoded = jpeg::decode(file.source.bytes, limits, progress, options.jpeg);
@@ -41,8 +42,8 @@ void tell(const PictureFile& file, const Read& decoded, Report& report) {
   if (!decoded.complete) report.fileWarning(file.name, decoded.warning);
 }
 
-Decoded readAs(const PictureFile& file, const Limits& limits, const Progress& progress,
-               const ReadOptions& options, RowSink* sink) {
+Decoded readAs(const PictureFile& file, const Limits& limits, const Progress& progress, const ReadOptions& options,
+               RowSink* sink) {
   switch (file.format) {
     case Format::jpeg:
       return sink ? jpeg::decodeInto(*sink, file.source.bytes, limits, progress, options.jpeg)

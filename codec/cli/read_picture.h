@@ -33,8 +33,8 @@ struct ReadOptions {
 
 // Warnings and notes go to the report. With a sink, which is for JPEG files, the rows go there and the result has no
 // picture. Throws Failure.
-Decoded readPicture(const PictureFile& file, const Limits& limits, Report& report,
-                    const ReadOptions& options = {}, RowSink* sink = nullptr);
+Decoded readPicture(const PictureFile& file, const Limits& limits, Report& report, const ReadOptions& options = {},
+                    RowSink* sink = nullptr);
 
 // The same with the depth and the components of the file.
 DecodedImage readImage(const PictureFile& file, const Limits& limits, Report& report, const ReadOptions& options);

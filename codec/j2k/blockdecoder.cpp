@@ -27,8 +27,9 @@ std::uint32_t unshifted(std::uint32_t magnitude, int bit, int shift) {
 }  // namespace
 
 int coderOptions(int modes) {
-  return (modes & bypass ? moxJ2KBypass : 0) | (modes & reset ? moxJ2KReset : 0) | (modes & termall ? moxJ2KTermAll : 0) |
-         (modes & causal ? moxJ2KCausal : 0) | (modes & segsym ? moxJ2KSegSymbol : 0);
+  return (modes & bypass ? moxJ2KBypass : 0) | (modes & reset ? moxJ2KReset : 0) |
+         (modes & termall ? moxJ2KTermAll : 0) | (modes & causal ? moxJ2KCausal : 0) |
+         (modes & segsym ? moxJ2KSegSymbol : 0);
 }
 
 const std::uint8_t* BlockDecoder::gather(const Block& block) {
@@ -39,8 +40,8 @@ const std::uint8_t* BlockDecoder::gather(const Block& block) {
   return data_.data();
 }
 
-// An irreversible block is decoded as if it had another bit-plane, never reached: what the decoder adds for the middle
-// of the last interval then has a place even where all bit-planes are known.
+// An irreversible block is decoded as if it had another bit-plane, never reached: what the decoder adds for the
+// middle of the last interval then has a place even where all bit-planes are known.
 bool BlockDecoder::decode(const Block& block, const Band& band, const TileComponent& component, Plane& plane) {
   const bool reversible = component.coding.reversible;
   const int extra = reversible ? 0 : 1;

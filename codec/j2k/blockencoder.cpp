@@ -18,18 +18,28 @@ constexpr int kMagnitudeBits = 31;
 // Irreversible coefficients keep bits below the quantiser's step, which the block coder counts distortions with.
 constexpr int kFractionBits = 6;
 
-// The rate that is reported for a pass within a segment brings every bit of the coder's registers. Without the last byte
-// the decoder is still within the interval but for some pass in hundreds, whose last decisions may then be wrong; all
-// bytes saved are worth more: 0.02 dB at 10:1 to 60:1.
+// The rate that is reported for a pass within a segment brings every bit of the coder's registers. Without the last
+// byte the decoder is still within the interval but for some pass in hundreds, whose last decisions may then be
+// wrong; all bytes saved are worth more: 0.02 dB at 10:1 to 60:1.
 constexpr std::int32_t kSpare = 1;
 
-constexpr double kHeader = 3;
+// Raw bits are all needed, and a segmentation symbol must be right.
+std::int32_t spareOf(int pass, int modes) {
+  return isRaw(pass, modes) || (modes & segsym) ? 0 : kSpare;
+}
+
+// What a block costs in packet headers, about: worth 0.001 dB.
+constexpr double kHeader = 1.5;
 
 // The points from which no other is reached by a steeper line.
 void makeHull(CodedBlock& coded) {
   std::vector<HullPoint>& hull = coded.hull;
-  const auto rate = [&](int passes) { return passes == 0 ? 0.0 : coded.passes[static_cast<std::size_t>(passes) - 1].end + kHeader; };
-  const auto gain = [&](int passes) { return passes == 0 ? 0.0 : coded.passes[static_cast<std::size_t>(passes) - 1].distortion; };
+  const auto rate = [&](int passes) {
+    return passes == 0 ? 0.0 : coded.passes[static_cast<std::size_t>(passes) - 1].end + kHeader;
+  };
+  const auto gain = [&](int passes) {
+    return passes == 0 ? 0.0 : coded.passes[static_cast<std::size_t>(passes) - 1].distortion;
+  };
   for (int passes = 1; passes <= static_cast<int>(coded.passes.size()); ++passes) {
     for (;;) {
       const int before = hull.empty() ? 0 : hull.back().passes;
@@ -60,10 +70,11 @@ CodedBlock BlockEncoder::encode(const Block& block, const Band& band, const Tile
   const int fraction = coding.reversible ? 0 : kFractionBits;
   const int options = coderOptions(coding.modes) | (coding.reversible ? moxJ2KExactLast : 0);
   std::int32_t planes = 0, passes = 0, segments = 0;
-  require(moxiEncodeLoadCodeBlock_JPEG2K_32s_C1R(
-              coefficients_.data(), block.width * 4, block.width, block.height, state_.get(), coderBand(band.orientation),
-              kMagnitudeBits - fraction - lowestPlane, coding.modes & pterm ? moxJ2KTermPredictable : moxJ2KTermShortest, 0,
-              options, &planes, &passes, &segments),
+  require(moxiEncodeLoadCodeBlock_JPEG2K_32s_C1R(coefficients_.data(), block.width * 4, block.width, block.height,
+                                                 state_.get(), coderBand(band.orientation),
+                                                 kMagnitudeBits - fraction - lowestPlane,
+                                                 coding.modes & pterm ? moxJ2KTermPredictable : moxJ2KTermShortest, 0,
+                                                 options, &planes, &passes, &segments),
           "a code-block's coding");
   CodedBlock coded;
   if (passes == 0) return coded;
@@ -91,11 +102,13 @@ void BlockEncoder::take(const Block& block, const Band& band, const TileComponen
     const std::int32_t* const from = plane.row(block.y + y) + block.x;
     if (component.coding.reversible) {
       for (int x = 0; x < block.width; ++x)
-        to[x] = static_cast<std::int32_t>(static_cast<std::uint32_t>(std::abs(from[x])) | (static_cast<std::uint32_t>(from[x]) & kSign));
+        to[x] = static_cast<std::int32_t>(static_cast<std::uint32_t>(std::abs(from[x])) |
+                                          (static_cast<std::uint32_t>(from[x]) & kSign));
     } else {
       for (int x = 0; x < block.width; ++x) {
         const std::int32_t magnitude = static_cast<std::int32_t>(static_cast<float>(std::abs(from[x])) * scale);
-        to[x] = static_cast<std::int32_t>(static_cast<std::uint32_t>(magnitude) | (static_cast<std::uint32_t>(from[x]) & kSign));
+        to[x] = static_cast<std::int32_t>(static_cast<std::uint32_t>(magnitude) |
+                                          (static_cast<std::uint32_t>(from[x]) & kSign));
       }
     }
   }
@@ -125,7 +138,8 @@ void BlockEncoder::notePasses(CodedBlock& coded, int passes, int modes, double u
     require(moxiEncodeGetRate_JPEG2K(state_.get(), pass, &rate), "a pass's rate");
     require(moxiEncodeGetDist_JPEG2K(state_.get(), pass, &distortion), "a pass's distortion");
     const bool last = left == 1 || pass + 1 == passes;
-    std::uint32_t end = last ? coded.segmentStarts[segment + 1] : static_cast<std::uint32_t>(std::max(rate - (spareOf(pass, modes)), 0));
+    std::uint32_t end = last ? coded.segmentStarts[segment + 1]
+                             : static_cast<std::uint32_t>(std::max(rate - spareOf(pass, modes), 0));
     end = std::clamp(end, least, coded.segmentStarts[segment + 1]);
     while (end > least && coded.data[end - 1] == 0xFF) --end;
     coded.passes.push_back({end, segment, distortion * unit});

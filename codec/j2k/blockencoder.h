@@ -27,7 +27,7 @@ struct CodedBlock {
   std::vector<std::uint8_t> data;
   std::vector<std::uint32_t> segmentStarts;
   std::vector<Pass> passes;
-  std::vector<HullPoint> hull;     // slopes fall
+  std::vector<HullPoint> hull;      // slopes fall
   std::vector<std::uint8_t> taken;  // passes up to each layer
 };
 

@@ -87,7 +87,10 @@ class Reader {
       return;
     }
     const std::uint32_t space = in.u32();
-    boxes_.colour = space == sRgb ? Colour::rgb : space == greyscale ? Colour::grey : space == sYcc ? Colour::ycc : Colour::unknown;
+    boxes_.colour = space == sRgb        ? Colour::rgb
+                    : space == greyscale ? Colour::grey
+                    : space == sYcc      ? Colour::ycc
+                                         : Colour::unknown;
     boxes_.colourName = space == sRgb        ? "sRGB"
                         : space == greyscale ? "grey"
                         : space == sYcc      ? "sYCC"
@@ -107,7 +110,8 @@ class Reader {
     }
     for (int entry = 0; entry < entries; ++entry)
       for (Palette::Column& column : palette.columns)
-        column.values.push_back(std::min(static_cast<std::int32_t>(in.number((column.bits + 7) / 8)), (1 << column.bits) - 1));
+        column.values.push_back(
+            std::min(static_cast<std::int32_t>(in.number((column.bits + 7) / 8)), (1 << column.bits) - 1));
     boxes_.palette = std::move(palette);
   }
 
@@ -160,7 +164,8 @@ Image withPalette(const Boxes& boxes, const Image& image, const Limits& limits) 
   Budget(limits.maxMemory).take(made.components.size(), image.bytes() * 4);
   made.allocate();
   for (std::size_t i = 0; i < sources.size(); ++i)
-    lookUp(*sources[i], boxes.palette->columns[static_cast<std::size_t>(boxes.mappings[i].column)].values, made.components[i]);
+    lookUp(*sources[i], boxes.palette->columns[static_cast<std::size_t>(boxes.mappings[i].column)].values,
+           made.components[i]);
   return made;
 }
 

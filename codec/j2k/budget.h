@@ -1,5 +1,5 @@
-// The memory that a coder may take (--max-memory). What grows with the sizes that a file claims is counted before it is
-// taken.
+// The memory that a coder may take (--max-memory). What grows with the sizes that a file claims is counted before it
+// is taken.
 #pragma once
 
 #include <atomic>
@@ -18,8 +18,8 @@ class Budget {
   void take(std::uint64_t count, std::uint64_t size) {
     std::uint64_t bytes = 0, sum = 0;
     if (__builtin_mul_overflow(count, size, &bytes) || __builtin_add_overflow(taken_, bytes, &sum) || sum > most_)
-      throw Failure(ExitStatus::limit, "more memory is needed than the limit of " + std::to_string(most_) +
-                                           " bytes (--max-memory)");
+      throw Failure(ExitStatus::limit,
+                    "more memory is needed than the limit of " + std::to_string(most_) + " bytes (--max-memory)");
     taken_ = sum;
   }
   std::uint64_t taken() const { return taken_; }

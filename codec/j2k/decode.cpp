@@ -68,7 +68,8 @@ class TileDecoder {
       return;
     }
     // Whoever waits must not wait for ever, whatever happens here.
-    const std::unique_ptr<Countdown, void (*)(Countdown*)> done(&left_[task.component], [](Countdown* c) { c->done(); });
+    const std::unique_ptr<Countdown, void (*)(Countdown*)> done(&left_[task.component],
+                                                                [](Countdown* c) { c->done(); });
     if (!decoders_[static_cast<std::size_t>(worker)].decode(*task.block, *task.band, component, plane)) good_ = false;
   }
 
@@ -208,8 +209,7 @@ void Decoder::decodeTile(Coord index, const TileParts& parts, const std::vector<
   Tile tile = makeTile(stream_.siz, params, index, budget_);
   checkTile(tile);
   const PacketSource source = packetsOf(parts, ofTile);
-  const PacketsRead read =
-      readPackets(tile, stream_.siz, source, {options_.layers, kMostLevels + 1}, budget_);
+  const PacketsRead read = readPackets(tile, stream_.siz, source, {options_.layers, kMostLevels + 1}, budget_);
   packets_ += read.packets;
   if (!read.problem.empty()) note(index, read.problem);
   std::vector<Plane> planes = planesFor(tile);

@@ -1,5 +1,5 @@
-// The writer: transforms and codes the tiles one after the other, then cuts all their code-blocks to the size asked for
-// and writes the packets.
+// The writer: transforms and codes the tiles one after the other, then cuts all their code-blocks to the size asked
+// for and writes the packets.
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -24,7 +24,8 @@ namespace {
 
 constexpr int kMostTiles = 65535;
 constexpr int kGuardBits = 2;
-// The step of the quantiser in units of a sample's, before a band's norm: fine enough for sizes near the lossless one.
+// The step of the quantiser in units of a sample's, before a band's norm: fine enough for sizes near the lossless
+// one.
 constexpr double kBaseStep = 0.5;
 // How far below the samples' range the steps may go: block coders have 31 bits.
 constexpr int kMostStepBits = 8;
@@ -106,7 +107,8 @@ TileParams paramsFor(const Image& image, const EncodeOptions& options) {
 // The transforms and the code-blocks of a tile; a block waits for its component's transform.
 class TileEncoder {
  public:
-  TileEncoder(Tile& tile, std::span<Plane> planes, std::deque<CodedBlock>& coded, std::vector<std::unique_ptr<BlockEncoder>>& encoders)
+  TileEncoder(Tile& tile, std::span<Plane> planes, std::deque<CodedBlock>& coded,
+              std::vector<std::unique_ptr<BlockEncoder>>& encoders)
       : tile_(tile), planes_(planes), encoders_(encoders), left_(planes.size()) {
     for (std::size_t c = 0; c < planes.size(); ++c) {
       left_[c].set(1);
@@ -150,12 +152,14 @@ class TileEncoder {
     Plane& plane = planes_[task.component];
     const TileComponent& component = tile_.components[task.component];
     if (task.block == nullptr) {
-      const std::unique_ptr<Countdown, void (*)(Countdown*)> done(&left_[task.component], [](Countdown* c) { c->done(); });
+      const std::unique_ptr<Countdown, void (*)(Countdown*)> done(&left_[task.component],
+                                                                  [](Countdown* c) { c->done(); });
       transformForward(plane, component);
       return;
     }
     left_[task.component].wait();
-    *task.coded = encoders_[static_cast<std::size_t>(worker)]->encode(*task.block, *task.band, component, plane, task.weight, 0);
+    *task.coded = encoders_[static_cast<std::size_t>(worker)]->encode(*task.block, *task.band, component, plane,
+                                                                      task.weight, 0);
   }
 
   Tile& tile_;
@@ -229,7 +233,8 @@ void Encoder::encodeTile(Coord index) {
   for (std::size_t i = first; i < coded_.size(); ++i) {
     CodedBlock& coded = coded_[i];
     coded.taken.assign(static_cast<std::size_t>(options_.layers), 0);
-    budget_.take(1, sizeof coded + coded.data.size() + coded.passes.size() * (sizeof(Pass) + sizeof(HullPoint)) + coded.taken.size());
+    budget_.take(1, sizeof coded + coded.data.size() + coded.passes.size() * (sizeof(Pass) + sizeof(HullPoint)) +
+                        coded.taken.size());
   }
 }
 
@@ -278,7 +283,8 @@ void Encoder::writeTiles() {
     writers_[i].write(file_, options_.layers);
     const std::uint64_t length = file_.size() - start;
     if (length > UINT32_MAX) throw Failure(ExitStatus::limit, "a tile of more than 4 GiB");
-    for (int byte = 0; byte < 4; ++byte) file_[start + 6 + static_cast<std::size_t>(byte)] = static_cast<std::uint8_t>(length >> (24 - 8 * byte));
+    for (int byte = 0; byte < 4; ++byte)
+      file_[start + 6 + static_cast<std::size_t>(byte)] = static_cast<std::uint8_t>(length >> (24 - 8 * byte));
   }
   writeEnd(file_);
 }

@@ -11,7 +11,8 @@ namespace moxj::j2k {
 
 class HeaderReader {
  public:
-  explicit HeaderReader(std::span<const std::uint8_t> bytes) : at_(bytes.data()), begin_(at_), end_(at_ + bytes.size()) {}
+  explicit HeaderReader(std::span<const std::uint8_t> bytes)
+      : at_(bytes.data()), begin_(at_), end_(at_ + bytes.size()) {}
 
   // Past the end there are zeros, and overrun() tells.
   int bit() {

@@ -29,7 +29,8 @@ std::string detailOf(const MarkerSegment& segment, const Siz& siz) {
   };
   switch (segment.marker) {
     case marker::siz:
-      return sizeText(siz.image.width(), siz.image.height()) + ", tiles of " + sizeText(siz.tileWidth, siz.tileHeight);
+      return sizeText(siz.image.width(), siz.image.height()) + ", tiles of " +
+             sizeText(siz.tileWidth, siz.tileHeight);
     case marker::coc:
     case marker::qcc:
     case marker::rgn:

@@ -37,9 +37,9 @@ Bytes encode(const Image& image, const EncodeOptions& options, const Limits& lim
 // ---- Reading ----------------------------------------------------------------------------------------------------
 
 struct DecodeOptions {
-  int reduce = 0;              // resolutions to leave out
-  int layers = kMostLayers;    // to decode
-  bool components = false;     // as the codestream has them: no palette, no order or colour of JP2
+  int reduce = 0;            // resolutions to leave out
+  int layers = kMostLayers;  // to decode
+  bool components = false;   // as the codestream has them: no palette, no order or colour of JP2
   int threads = 1;
 };
 

@@ -50,7 +50,8 @@ void putQuantisation(Bytes& body, const Quantisation& quantisation, int levels) 
   put(body, static_cast<std::uint64_t>(quantisation.kind | quantisation.guardBits << 5), 1);
   for (std::size_t band = 0; band < static_cast<std::size_t>(3 * levels + 1); ++band) {
     const std::uint16_t step = quantisation.steps[band];
-    quantisation.kind == Quantisation::none ? put(body, static_cast<std::uint64_t>(step >> 11 << 3), 1) : put(body, step, 2);
+    quantisation.kind == Quantisation::none ? put(body, static_cast<std::uint64_t>(step >> 11 << 3), 1)
+                                            : put(body, step, 2);
   }
 }
 

@@ -66,9 +66,10 @@ class Walk {
     const int levels = component.coding.levels - r;
     for (std::uint32_t k = 0; k < resolution.precincts.size(); ++k) {
       const Coord px = k % resolution.precinctsWide, py = k / resolution.precinctsWide;
-      entries_.push_back({positionOf(px, resolution.rect.x0, tile_.rect.x0, resolution.precinctWidthLog, levels, size.dx),
-                          positionOf(py, resolution.rect.y0, tile_.rect.y0, resolution.precinctHeightLog, levels, size.dy),
-                          {c, r, k, 0}});
+      entries_.push_back(
+          {positionOf(px, resolution.rect.x0, tile_.rect.x0, resolution.precinctWidthLog, levels, size.dx),
+           positionOf(py, resolution.rect.y0, tile_.rect.y0, resolution.precinctHeightLog, levels, size.dy),
+           {c, r, k, 0}});
     }
   }
 

@@ -38,9 +38,9 @@ class Reader {
   void read(const PacketPlace& place) {
     skipSop();
     const TileComponent& component = tile_.components[static_cast<std::size_t>(place.component)];
-    Precinct& precinct =
-        tile_.components[static_cast<std::size_t>(place.component)]
-            .resolutions[static_cast<std::size_t>(place.resolution)].precincts[place.precinct];
+    Precinct& precinct = tile_.components[static_cast<std::size_t>(place.component)]
+                             .resolutions[static_cast<std::size_t>(place.resolution)]
+                             .precincts[place.precinct];
     lengths_.clear();
     std::span<const std::uint8_t> from = source_.packedHeaders ? headers_ : body();
     HeaderReader bits(from);
@@ -65,9 +65,7 @@ class Reader {
     std::uint32_t bytes;
   };
 
-  ByteSpan body() const {
-    return part_ < source_.parts.size() ? source_.parts[part_].subspan(at_) : ByteSpan();
-  }
+  ByteSpan body() const { return part_ < source_.parts.size() ? source_.parts[part_].subspan(at_) : ByteSpan(); }
 
   void skipSop() {
     const ByteSpan bytes = body();

@@ -10,8 +10,8 @@
 namespace moxj::j2k {
 
 struct PacketSource {
-  std::vector<ByteSpan> parts;    // the bodies of the tile-parts
-  bool packedHeaders = false;     // headers stand apart (PPM, PPT) ...
+  std::vector<ByteSpan> parts;  // the bodies of the tile-parts
+  bool packedHeaders = false;   // headers stand apart (PPM, PPT) ...
   std::vector<std::uint8_t> headers;
 };
 

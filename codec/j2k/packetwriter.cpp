@@ -81,11 +81,13 @@ void PacketWriter::restart(int layers) {
           for (int i = 0; i < static_cast<int>(band.blocks.size()); ++i) {
             Block& block = band.blocks[static_cast<std::size_t>(i)];
             const std::vector<std::uint8_t>& taken = block.coded->taken;
-            const auto first = std::find_if(taken.begin(), taken.begin() + layers, [](int passes) { return passes > 0; });
+            const auto first =
+                std::find_if(taken.begin(), taken.begin() + layers, [](int passes) { return passes > 0; });
             block.included = false;
             block.lengthBits = 3;
             band.inclusion.set(i, static_cast<int>(first - taken.begin()));
-            band.zeroPlanes.set(i, resolution.bands[static_cast<std::size_t>(band.band)].bitPlanes - block.coded->bitPlanes);
+            band.zeroPlanes.set(
+                i, resolution.bands[static_cast<std::size_t>(band.band)].bitPlanes - block.coded->bitPlanes);
           }
           band.inclusion.make();
           band.zeroPlanes.make();
@@ -99,9 +101,8 @@ std::uint64_t PacketWriter::writeHeader(const PacketPlace& place, Bytes& header)
   };
   HeaderWriter bits(header);
   const auto put = [&](bool value) { bits.bit(value); };
-  const bool filled = std::ranges::any_of(precinct.bands, [&](const PrecinctBand& band) {
-    return std::ranges::any_of(band.blocks, isIncluded);
-  });
+  const bool filled = std::ranges::any_of(
+      precinct.bands, [&](const PrecinctBand& band) { return std::ranges::any_of(band.blocks, isIncluded); });
   bits.bit(filled);
   std::uint64_t body = 0;
   for (PrecinctBand& band : precinct.bands) {
@@ -111,10 +112,10 @@ std::uint64_t PacketWriter::writeHeader(const PacketPlace& place, Bytes& header)
       const bool included = isIncluded(block);
       block.included ? bits.bit(included) : band.inclusion.encode(i, place.layer + 1, put);
       if (!included) continue;
-      if (!block.included)
-        band.zeroPlanes.encode(i, band.zeroPlanes.value(i) + 1, put);
+      if (!block.included) band.zeroPlanes.encode(i, band.zeroPlanes.value(i) + 1, put);
       block.included = true;
-      const int from = takenBefore(*block.coded, place.layer), to = block.coded->taken[static_cast<std::size_t>(place.layer)];
+      const int from = takenBefore(*block.coded, place.layer),
+                to = block.coded->taken[static_cast<std::size_t>(place.layer)];
       putPasses(bits, to - from);
       putLengths(bits, block, from, to);
       forEachPiece(*block.coded, from, to, [&](int, std::uint32_t begin, std::uint32_t end) { body += end - begin; });
@@ -128,8 +129,9 @@ void PacketWriter::writeBodies(const PacketPlace& place, Bytes& file) {
   for (const PrecinctBand& band : precinctOf(place).bands)
     for (const Block& block : band.blocks) {
       const CodedBlock& coded = *block.coded;
-      forEachPiece(coded, takenBefore(coded, place.layer), coded.taken[static_cast<std::size_t>(place.layer)],
-                   [&](int, std::uint32_t begin, std::uint32_t end) { file.append(coded.data.data() + begin, end - begin); });
+      forEachPiece(
+          coded, takenBefore(coded, place.layer), coded.taken[static_cast<std::size_t>(place.layer)],
+          [&](int, std::uint32_t begin, std::uint32_t end) { file.append(coded.data.data() + begin, end - begin); });
     }
 }
 

@@ -27,7 +27,8 @@ void RateControl::takeSlope(int layer, double slope) {
     const auto end = std::partition_point(block->hull.begin(), block->hull.end(),
                                           [&](const HullPoint& point) { return point.slope >= slope; });
     const int passes = end == block->hull.begin() ? 0 : (end - 1)->passes;
-    block->taken[static_cast<std::size_t>(layer)] = static_cast<std::uint8_t>(std::max(passes, before(*block, layer)));
+    block->taken[static_cast<std::size_t>(layer)] =
+        static_cast<std::uint8_t>(std::max(passes, before(*block, layer)));
   }
 }
 
@@ -90,7 +91,8 @@ void RateControl::fillRest(int layer, std::uint64_t most, std::uint64_t size) {
       if (gain > 0) candidates.push_back({gain / (bytes + 1), block, passes});
     }
   }
-  std::stable_sort(candidates.begin(), candidates.end(), [](const Candidate& a, const Candidate& b) { return a.slope > b.slope; });
+  std::stable_sort(candidates.begin(), candidates.end(),
+                   [](const Candidate& a, const Candidate& b) { return a.slope > b.slope; });
   constexpr int kTries = 24;  // each looks at all packet headers
   int tries = 0;
   for (const Candidate& candidate : candidates) {

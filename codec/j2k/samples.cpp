@@ -16,7 +16,8 @@ int levelShift(const TileComponent& component) {
 
 template <class From, class To>
 void loadRow(const From* from, int pixelStep, int count, int shift, To* to) {
-  for (int x = 0; x < count; ++x) to[x] = static_cast<To>(static_cast<std::int32_t>(from[std::ptrdiff_t{x} * pixelStep]) - shift);
+  for (int x = 0; x < count; ++x)
+    to[x] = static_cast<To>(static_cast<std::int32_t>(from[std::ptrdiff_t{x} * pixelStep]) - shift);
 }
 
 template <class To>
@@ -27,11 +28,14 @@ void loadRow(const Component& c, const Window& window, int y, int count, int shi
 }
 
 template <class To>
-void storeRow(const std::int32_t* from, int count, int shift, std::int32_t least, std::int32_t most, int pixelStep, To* to) {
-  for (int x = 0; x < count; ++x) to[std::ptrdiff_t{x} * pixelStep] = static_cast<To>(std::clamp(from[x], least - shift, most - shift) + shift);
+void storeRow(const std::int32_t* from, int count, int shift, std::int32_t least, std::int32_t most, int pixelStep,
+              To* to) {
+  for (int x = 0; x < count; ++x)
+    to[std::ptrdiff_t{x} * pixelStep] = static_cast<To>(std::clamp(from[x], least - shift, most - shift) + shift);
 }
 
-void storeRow(const std::int32_t* from, const TileComponent& tc, const Component& c, const Window& window, int y, int count) {
+void storeRow(const std::int32_t* from, const TileComponent& tc, const Component& c, const Window& window, int y,
+              int count) {
   const std::ptrdiff_t first = std::ptrdiff_t{window.x} * c.pixelStep;
   const int shift = levelShift(tc);
   c.wide ? storeRow(from, count, shift, c.least(), c.most(), c.pixelStep, c.numbers(window.y + y) + first)

@@ -81,7 +81,8 @@ CodingStyle parseStyle(ByteReader& in, bool ownPrecincts) {
   if (transform > 1) refuse("wavelets other than 9/7 and 5/3 (ISO/IEC 15444-2) are not supported");
   style.reversible = transform == 1;
   if (ownPrecincts)
-    for (int r = 0; r <= style.levels; ++r) style.precincts[static_cast<std::size_t>(r)] = static_cast<std::uint8_t>(in.u8());
+    for (int r = 0; r <= style.levels; ++r)
+      style.precincts[static_cast<std::size_t>(r)] = static_cast<std::uint8_t>(in.u8());
   return style;
 }
 
@@ -206,7 +207,8 @@ class Parser {
   // The next segment with a length; nothing where the bytes do not hold it.
   std::optional<MarkerSegment> segment() {
     const int marker = wordAt(bytes_, at_), length = wordAt(bytes_, at_ + 2);
-    if (marker < 0xFF00 || length < 2 || at_ + 2 + static_cast<std::size_t>(length) > bytes_.size()) return std::nullopt;
+    if (marker < 0xFF00 || length < 2 || at_ + 2 + static_cast<std::size_t>(length) > bytes_.size())
+      return std::nullopt;
     const MarkerSegment found{marker, at_, bytes_.subspan(at_ + 4, static_cast<std::size_t>(length) - 2)};
     at_ += 2 + static_cast<std::size_t>(length);
     return found;
@@ -270,8 +272,8 @@ class Parser {
     std::size_t end = part.offset + length;
     if (length == 0) end = wordAt(bytes_, bytes_.size() - 2) == marker::eoc ? bytes_.size() - 2 : bytes_.size();
     if (length != 0 && (length < at_ - part.offset || length > bytes_.size() - part.offset)) {
-      stream_.problem = length < at_ - part.offset ? "a tile-part that is shorter than its header"
-                                                   : "the file ends in a tile-part";
+      stream_.problem =
+          length < at_ - part.offset ? "a tile-part that is shorter than its header" : "the file ends in a tile-part";
       end = bytes_.size();
     }
     part.length = end - part.offset;

@@ -95,8 +95,7 @@ inline TagTree::TagTree(int width, int height) {
     const std::size_t above = at + static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
     const int parentsWide = (width + 1) / 2;
     for (int y = 0; y < height; ++y)
-      for (int x = 0; x < width; ++x)
-        nodes_[at++].parent = static_cast<int>(above) + y / 2 * parentsWide + x / 2;
+      for (int x = 0; x < width; ++x) nodes_[at++].parent = static_cast<int>(above) + y / 2 * parentsWide + x / 2;
     width = parentsWide;
     height = (height + 1) / 2;
   }

@@ -89,8 +89,7 @@ class ComponentMaker {
     Precinct& precinct = resolution.precincts[static_cast<std::size_t>(number)];
     for (int b = 0; b < static_cast<int>(resolution.bands.size()); ++b) {
       const Band& band = resolution.bands[static_cast<std::size_t>(b)];
-      const Rect part =
-          intersection({px << wide, py << high, (px + 1) << wide, (py + 1) << high}, band.rect);
+      const Rect part = intersection({px << wide, py << high, (px + 1) << wide, (py + 1) << high}, band.rect);
       PrecinctBand& made = precinct.bands.emplace_back();
       made.band = b;
       if (!part.empty()) makeBlocks(made, band, part, wide, high);

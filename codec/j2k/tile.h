@@ -46,8 +46,8 @@ enum Orientation : int { ll = 0, hl = 1, lh = 2, hh = 3 };
 
 struct Band {
   Orientation orientation = ll;
-  int index = 0;  // in the quantisation's steps
-  Rect rect;      // in the band's own coordinates
+  int index = 0;                        // in the quantisation's steps
+  Rect rect;                            // in the band's own coordinates
   std::int32_t planeX = 0, planeY = 0;  // of its upper left corner
   int bitPlanes = 0;                    // Mb: the most that a coefficient's magnitude can have
   double step = 1;                      // quantiser step

@@ -38,7 +38,8 @@ void transformForward(Plane& plane, const TileComponent& component) {
 void transformInverse(Plane& plane, const TileComponent& component, int resolutions) {
   const bool reversible = component.coding.reversible;
   if (resolutions <= 1 || component.rect.empty()) return;
-  Bytes buffer = bufferFor(phaseAndSize(component.resolutions[static_cast<std::size_t>(resolutions) - 1].rect), reversible);
+  Bytes buffer =
+      bufferFor(phaseAndSize(component.resolutions[static_cast<std::size_t>(resolutions) - 1].rect), reversible);
   const auto transform = reversible ? moxiWTInv_B53_JPEG2K_32s_C1IR : moxiWTInv_D97_JPEG2K_32s_C1IR;
   for (int r = 1; r < resolutions; ++r) {
     const Rect& rect = component.resolutions[static_cast<std::size_t>(r)].rect;

@@ -40,11 +40,6 @@ bool equalApartFromCase(std::string_view a, std::string_view b) {
 
 constexpr std::array<std::uint8_t, 12> kJp2Signature{0, 0, 0, 12, 'j', 'P', ' ', ' ', 0x0D, 0x0A, 0x87, 0x0A};
 
-bool beginsLike(std::span<const std::uint8_t> bytes, std::span<const std::uint8_t> signature) {
-  const std::size_t size = std::min(bytes.size(), signature.size());
-  return std::ranges::equal(bytes.first(size), signature.first(size));
-}
-
 bool isSpace(std::uint8_t byte) {
   return byte == ' ' || (byte >= '\t' && byte <= '\r');
 }
@@ -78,7 +73,8 @@ std::optional<Format> sniff(std::span<const std::uint8_t> bytes) {
   if (bytes.size() < 3) return std::nullopt;
   if (bytes[0] == 0xFF && bytes[1] == 0xD8) return Format::jpeg;
   if (bytes[0] == 0xFF && bytes[1] == 0x4F && bytes[2] == 0xFF) return Format::j2k;
-  if (beginsLike(bytes, kJp2Signature)) return Format::jp2;
+  if (bytes.size() >= kJp2Signature.size() && std::ranges::equal(bytes.first(kJp2Signature.size()), kJp2Signature))
+    return Format::jp2;
   if (bytes[0] == 'P' && bytes[1] == 'G' && (bytes[2] == ' ' || bytes[2] == '\t')) return Format::pgx;
   if (bytes[0] == 0x89 && bytes[1] == 'P' && bytes[2] == 'N') return Format::png;
   if (bytes[0] == 'P' && bytes[1] >= '1' && bytes[1] <= '7' && (isSpace(bytes[2]) || bytes[2] == '#'))

@@ -27,7 +27,7 @@ std::optional<Format> formatNamed(std::string_view name);
 // By the extension of a path, if it has one that is known.
 std::optional<Format> formatOfPath(std::string_view path);
 
-// By the first 3 bytes of a file (of jp2: the first 12, where there are as many): jpeg, jp2, j2k, png, pnm or pgx.
+// By the first 3 bytes of a file, of jp2 12: jpeg, jp2, j2k, png, pnm or pgx.
 std::optional<Format> sniff(std::span<const std::uint8_t> bytes);
 
 inline constexpr const char* kUnknownFormat = "neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX";

@@ -17,9 +17,9 @@ struct Component {
   int dx = 1, dy = 1;  // sub-sampling
   int bits = 8;
   bool isSigned = false;
-  bool wide = false;         // 32-bit samples
-  int pixelStep = 1;         // samples from one to the next of a row
-  std::ptrdiff_t step = 0;   // bytes from one row to the next
+  bool wide = false;        // 32-bit samples
+  int pixelStep = 1;        // samples from one to the next of a row
+  std::ptrdiff_t step = 0;  // bytes from one row to the next
   std::uint8_t* samples = nullptr;
 
   std::uint8_t* bytes(int y) const { return samples + step * y; }
@@ -51,7 +51,8 @@ struct Image {
 // The same samples.
 Image imageOf(const Picture& picture);
 
-// Components of one size, without YCbCr; what `picture` formats can hold. Components that are sub-sampled are repeated.
+// Components of one size, without YCbCr; what `picture` formats can hold. Components that are sub-sampled are
+// repeated.
 Image sameSize(const Image& image);
 
 // Grey or RGB of 8 bits; what is lost is noted.

@@ -23,14 +23,16 @@ struct Header {
 // "PG", the order of bytes, the sign, bits, width, height: a line.
 class HeaderReader {
  public:
-  explicit HeaderReader(std::span<const std::uint8_t> bytes) : bytes_(bytes.first(std::min(bytes.size(), kMostHeader))) {}
+  explicit HeaderReader(std::span<const std::uint8_t> bytes)
+      : bytes_(bytes.first(std::min(bytes.size(), kMostHeader))) {}
 
   Header read() {
     Header header;
     at_ = 2;
     skipBlanks();
     const char first = next(), second = next();
-    if (!(first == 'M' && second == 'L') && !(first == 'L' && second == 'M')) refuse("a PGX header without the order of bytes");
+    if (!(first == 'M' && second == 'L') && !(first == 'L' && second == 'M'))
+      refuse("a PGX header without the order of bytes");
     header.little = first == 'L';
     skipBlanks();
     if (peek() == '+' || peek() == '-') header.isSigned = next() == '-';
@@ -40,7 +42,8 @@ class HeaderReader {
     if (peek() == '\r') next();
     if (next() != '\n') refuse("a PGX header that does not end with its line");
     header.size = at_;
-    if (header.bits < 1 || header.bits > kMostBits) refuse("PGX samples of " + std::to_string(header.bits) + " bits are not supported");
+    if (header.bits < 1 || header.bits > kMostBits)
+      refuse("PGX samples of " + std::to_string(header.bits) + " bits are not supported");
     if (header.width == 0 || header.height == 0) refuse("a picture without pixels");
     return header;
   }
@@ -59,7 +62,8 @@ class HeaderReader {
     skipBlanks();
     if (peek() < '0' || peek() > '9') refuse("a PGX header holds something that is not a number");
     std::uint64_t value = 0;
-    while (peek() >= '0' && peek() <= '9') value = std::min<std::uint64_t>(value * 10 + static_cast<unsigned>(next() - '0'), UINT32_MAX);
+    while (peek() >= '0' && peek() <= '9')
+      value = std::min<std::uint64_t>(value * 10 + static_cast<unsigned>(next() - '0'), UINT32_MAX);
     return value;
   }
 
@@ -80,13 +84,15 @@ std::int32_t sampleAt(const std::uint8_t* at, const Header& header) {
 DecodedImage readPgx(const Source& source, const Limits& limits) {
   const Header header = HeaderReader(source.bytes).read();
   limits.check(header.width, header.height);
-  if (header.width > INT_MAX / 4 || header.height > INT_MAX) throw Failure(ExitStatus::limit, "the picture is too wide or too high");
+  if (header.width > INT_MAX / 4 || header.height > INT_MAX)
+    throw Failure(ExitStatus::limit, "the picture is too wide or too high");
   DecodedImage decoded;
   Image& image = decoded.image;
   image.width = static_cast<int>(header.width);
   image.height = static_cast<int>(header.height);
   image.colour = Colour::grey;
-  image.components.push_back({.width = image.width, .height = image.height, .bits = header.bits, .isSigned = header.isSigned});
+  image.components.push_back(
+      {.width = image.width, .height = image.height, .bits = header.bits, .isSigned = header.isSigned});
   image.allocate();
   std::memset(image.owner.get(), 0, static_cast<std::size_t>(image.bytes()));
   const std::span<const std::uint8_t> raster = std::span<const std::uint8_t>(source.bytes).subspan(header.size);
@@ -103,14 +109,16 @@ DecodedImage readPgx(const Source& source, const Limits& limits) {
   }
   if (rows < header.height) {
     decoded.complete = false;
-    decoded.warning = "the file ends after " + std::to_string(rows) + " of " + std::to_string(header.height) + " rows";
+    decoded.warning =
+        "the file ends after " + std::to_string(rows) + " of " + std::to_string(header.height) + " rows";
   }
   return decoded;
 }
 
 Content writePgx(const Component& component) {
-  const std::string header = std::string("PG ML ") + (component.isSigned ? "-" : "+") + " " + std::to_string(component.bits) +
-                             " " + std::to_string(component.width) + " " + std::to_string(component.height) + "\n";
+  const std::string header = std::string("PG ML ") + (component.isSigned ? "-" : "+") + " " +
+                             std::to_string(component.bits) + " " + std::to_string(component.width) + " " +
+                             std::to_string(component.height) + "\n";
   Content content;
   content.head.append(header.data(), header.size());
   for (int y = 0; y < component.height; ++y) {

@@ -193,7 +193,8 @@ void onEnd(png_structp png, png_infop) {
 // Grey or RGB, with opacity where the file has any.
 class DeepReader {
  public:
-  DeepReader(const Source& source, const Header& header) : header_(header), cursor_{source.bytes.data(), source.bytes.size()} {}
+  DeepReader(const Source& source, const Header& header)
+      : header_(header), cursor_{source.bytes.data(), source.bytes.size()} {}
 
   DecodedImage read() {
     makeImage();
@@ -206,7 +207,8 @@ class DeepReader {
       if (png_get_valid(png, info, PNG_INFO_tRNS)) png_set_tRNS_to_alpha(png);
       const int passes = png_set_interlace_handling(png);
       png_read_update_info(png, info);
-      if (png_get_rowbytes(png, info) * decoded_.image.height != memory_.size()) png_error(png, "an unsupported form of PNG");
+      if (png_get_rowbytes(png, info) * decoded_.image.height != memory_.size())
+        png_error(png, "an unsupported form of PNG");
       for (int pass = 0; pass < passes; ++pass)
         for (rows_ = 0; rows_ < decoded_.image.height; ++rows_) png_read_row(png, row(rows_), nullptr);
       png_read_end(png, nullptr);
@@ -237,14 +239,16 @@ class DeepReader {
     std::memset(memory_.data(), 0, memory_.size());
   }
   std::uint8_t* row(int y) {
-    return memory_.data() + memory_.size() / static_cast<std::size_t>(decoded_.image.height) * static_cast<std::size_t>(y);
+    return memory_.data() +
+           memory_.size() / static_cast<std::size_t>(decoded_.image.height) * static_cast<std::size_t>(y);
   }
   void fill() {
     const std::size_t count = decoded_.image.components.size();
     for (int y = 0; y < decoded_.image.height; ++y) {
       const std::uint8_t* from = row(y);
       if (header_.bits != 16) {
-        std::memcpy(decoded_.image.components[0].bytes(y), from, count * static_cast<std::size_t>(decoded_.image.width));
+        std::memcpy(decoded_.image.components[0].bytes(y), from,
+                    count * static_cast<std::size_t>(decoded_.image.width));
         continue;
       }
       for (int x = 0; x < decoded_.image.width; ++x)
@@ -350,7 +354,8 @@ Content writePngImage(const Image& given, std::vector<std::string>& notes, const
   if (static_cast<int>(image.components.size()) > count)
     notes.push_back("only the first 4 of " + std::to_string(image.components.size()) + " components written");
   const int bits = image.components[0].bits > 8 ? 16 : 8;
-  constexpr int kinds[] = {PNG_COLOR_TYPE_GRAY, PNG_COLOR_TYPE_GRAY_ALPHA, PNG_COLOR_TYPE_RGB, PNG_COLOR_TYPE_RGB_ALPHA};
+  constexpr int kinds[] = {PNG_COLOR_TYPE_GRAY, PNG_COLOR_TYPE_GRAY_ALPHA, PNG_COLOR_TYPE_RGB,
+                           PNG_COLOR_TYPE_RGB_ALPHA};
   std::vector<std::uint8_t> row(static_cast<std::size_t>(image.width) * static_cast<std::size_t>(count) * 2);
   Session session(Session::Direction::write);
   Content content;

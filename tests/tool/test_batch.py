@@ -60,7 +60,7 @@ class Batches(ToolTest):
         self.write("in/bad.png", b"GIF")
         self.write("in/large.ppm", pnm(noise(50, 50, 1)))
         self.write("in/short.pgm", pnm(noise(5, 5, 1))[:-1])
-        lines = {"bad": "moxj: in/bad.png: neither JPEG nor PNG nor PPM or PGM",
+        lines = {"bad": "moxj: in/bad.png: neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX",
                  "none": "moxj: in/none: cannot be read: No such file or directory",
                  "large": "moxj: in/large.ppm: 50 x 50 pixels are more than the limit of 2000 (--max-pixels)",
                  "short": "moxj: in/short.pgm: warning: the file ends after 4 of 5 rows"}
@@ -174,15 +174,15 @@ class OnTerminal(ToolTest):
     def test_a_batch(self):
         output = self.run_on_terminal("decode", *self.slow_inputs(), "--output-dir", "out", "--jobs", "1", "--format", "png")
         self.assertIn("\r1 of 5 files", output)
-        self.assertEqual(self.screen(output), ["moxj: bad: neither JPEG nor PNG nor PPM or PGM", ""])
+        self.assertEqual(self.screen(output), ["moxj: bad: neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX", ""])
 
     def test_quiet(self):
         output = self.run_on_terminal("decode", *self.slow_inputs(), "--output-dir", "out", "--quiet")
-        self.assertEqual(output, "moxj: bad: neither JPEG nor PNG nor PPM or PGM\n")
+        self.assertEqual(output, "moxj: bad: neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX\n")
 
     def test_not_a_terminal(self):
         self.expect(REFUSED, "decode", *self.slow_inputs(), "--output-dir", "out",
-                    error="moxj: bad: neither JPEG nor PNG nor PPM or PGM\n")
+                    error="moxj: bad: neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX\n")
 
     def test_a_single_file_that_takes_long(self):
         samples = random.Random(1).randbytes(2400 * 2400 * 3)

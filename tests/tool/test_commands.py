@@ -32,7 +32,7 @@ class CommandLine(ToolTest):
                                  (("",), "'' is no command (see moxj --help)"),
                                  (("encode", "a", "b.png"), "b.png: PNG is written by 'moxj decode'"),
                                  (("decode", "a", "b.jpg"), "b.jpg: JPEG is written by 'moxj encode'"),
-                                 (("encode", "a", "b"), "b: the name does not tell the format; give --format jpg"),
+                                 (("encode", "a", "b"), "b: the name does not tell the format; give --format jpg, jp2, j2k"),
                                  (("decode", "a", "b.x"),
                                   "b.x: the name does not tell the format; give --format png, ppm, pgm, pnm"),
                                  (("decode", "a", ""), "the output's name is empty"),
@@ -86,7 +86,7 @@ class Info(ToolTest):
 
     def test_refused(self):
         self.expect(REFUSED, "info", "-", "--json", stdin=b"GIF",
-                    error="moxj: standard input: neither JPEG nor PNG nor PPM or PGM\n")
+                    error="moxj: standard input: neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX\n")
         self.expect(REFUSED, "info", "none", error="moxj: none: cannot be read: No such file or directory\n")
 
 
@@ -181,7 +181,7 @@ class Compare(ToolTest):
         self.write("good", pnm(noise(3, 2, 1)))
         self.write("bad", b"GIF")
         for pair in ("good", "bad"), ("bad", "good"):
-            self.expect(REFUSED, "compare", *pair, error="moxj: bad: neither JPEG nor PNG nor PPM or PGM\n")
+            self.expect(REFUSED, "compare", *pair, error="moxj: bad: neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX\n")
         self.expect(LIMIT, "compare", "good", "good", "--max-pixels", "5",
                     error="moxj: good: 3 x 2 pixels are more than the limit of 5 (--max-pixels)\n")
 

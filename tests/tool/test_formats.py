@@ -180,7 +180,7 @@ class Refused(ToolTest):
     def test_no_picture(self):
         self.refused(b"", "the file is empty")
         for data in b"P", b"GIF89a", b"P8 1 1 255 x", b"PX", b"\0" * 100000, b"\x89PXG\r\n\x1a\n":
-            self.refused(data, "neither JPEG nor PNG nor PPM or PGM")
+            self.refused(data, "neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX")
 
     def test_pnm_headers(self):
         self.refused(b"P4\n1 1\n\0", "PBM bitmaps are not supported")
@@ -236,7 +236,7 @@ class Refused(ToolTest):
 
     def test_endless_input_that_is_no_picture(self):
         self.expect(REFUSED, "decode", "/dev/zero", "out.png",
-                    error="moxj: /dev/zero: neither JPEG nor PNG nor PPM or PGM\n")
+                    error="moxj: /dev/zero: neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX\n")
 
     def test_inputs_that_cannot_be_read(self):
         self.expect(REFUSED, "decode", "none", "out.png", error="moxj: none: cannot be read: No such file or directory\n")
