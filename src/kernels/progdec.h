@@ -41,17 +41,21 @@ MoxStatus taken(const Mox8u* src, int32_t length, int32_t* position, int32_t* ma
 // A value in units of 2^low, which wraps at 16 bits.
 constexpr Mox16s scaled(int value, int32_t low) { return static_cast<Mox16s>(static_cast<uint32_t>(value) << low); }
 
+template <class Reader>
+MoxStatus walkDCFirst(Reader& in, Mox16s* dst, Mox16s* lastDC, int32_t low, const DecodeSpec& table) {
+  int symbol = 0, difference = 0;
+  if (const MoxStatus bad = in.symbol(table, symbol)) return bad;
+  if (const int size = symbol & 15)
+    if (const MoxStatus bad = in.value(size, difference)) return bad;
+  *lastDC = static_cast<Mox16s>(*lastDC + difference);  // wraps at 16 bits
+  dst[0] = scaled(*lastDC, low);
+  return moxStatusOk;
+}
+
 inline MoxStatus decodeDCFirst(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, Mox16s* lastDC,
                                int32_t* marker, int32_t low, const DecodeSpec* table, DecodeState* state) {
-  return taken<false>(src, length, position, marker, state, [&](auto& in) {
-    int symbol = 0, difference = 0;
-    if (const MoxStatus bad = in.symbol(*table, symbol)) return bad;
-    if (const int size = symbol & 15)
-      if (const MoxStatus bad = in.value(size, difference)) return bad;
-    *lastDC = static_cast<Mox16s>(*lastDC + difference);  // wraps at 16 bits
-    dst[0] = scaled(*lastDC, low);
-    return moxStatusOk;
-  });
+  return taken<false>(src, length, position, marker, state,
+                      [&](auto& in) { return walkDCFirst(in, dst, lastDC, low, *table); });
 }
 
 inline MoxStatus decodeDCRefine(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, int32_t* marker,
