@@ -117,7 +117,7 @@ class GroupReader {
     return 0;
   }
 
-  MoxStatus takeEachFilling(int& wanted, uint64_t& bits) {
+  MOX_INLINE MoxStatus takeEachFilling(int& wanted, uint64_t& bits) {
     int left = wanted;
     while (left > 0) {
       if (now_.count == 0 && !load()) [[unlikely]]

@@ -13,8 +13,7 @@
 // half the accumulator, no room for whole vectors) has left no trace and goes to the definition.
 #include "kernels/huffenc.h"
 
-#include <cstring>
-
+#include "kernels/packer.h"
 #include "kernels/vec.h"
 #include "kernels/zigzagblock.h"
 
@@ -23,61 +22,11 @@ namespace {
 
 #if MOX_VECTOR
 
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the buffer holds the accumulator's bytes from last to first");
-
 constexpr int kMostBits = 16 + ZigZagBlock::kLargest;  // of a code and its value
 static_assert(7 + 2 * kMostBits < 64 && 7 + kMostBits + 16 < 64);
 
-// Bits on their way into the buffer that ends at `next`: the last `used` of the accumulator are not yet stored, those
-// above are.
-struct Packer {
-  uint64_t accumulator;
-  uint64_t used;
-  uint8_t* next;
-
-  MOX_INLINE void add(uint64_t bits, uint64_t count) {
-    accumulator = accumulator << (count & 63) | bits;
-    used += count;
-  }
-
-  // At least one bit, at most 63: stores them and keeps those that fill no byte.
-  MOX_INLINE void flush() {
-    const uint64_t word = accumulator << (-used & 63);
-    std::memcpy(next - 8, &word, sizeof word);
-    next -= used >> 3 & 7;
-    used &= 7;
-  }
-
-  // A code and, behind it, the low `size` bits of `bits`; false if there is no code.
-  MOX_INLINE bool symbol(const EncodeSpec& table, uint64_t symbol, uint64_t size, uint64_t bits) {
-    const uint8_t* const entry = reinterpret_cast<const uint8_t*>(table.code + symbol);
-    uint16_t code;
-    std::memcpy(&code, entry, sizeof code);
-    const uint64_t length = entry[2];
-    if (length == 0) [[unlikely]]
-      return false;
-    add(uint64_t{code} << size | lowBits(bits, size), length + size);
-    return true;
-  }
-
-  MOX_INLINE static uint64_t lowBits(uint64_t bits, uint64_t count) { return bits & ((uint64_t{1} << count) - 1); }
-};
-
-// A flush stores eight bytes and keeps at most seven of them, even if the table's bytes are noise; there are at most 32,
-// two for each of three codes of 16 zeros, and a last one. A vector that is read from the last bytes fits too.
-constexpr int kBufferBytes = (32 + 6 + 1) * 7 + 8 + 64;
-
-struct Buffer {
-  uint8_t* end() { return bytes + kBufferBytes; }
-  alignas(64) uint8_t bytes[kBufferBytes];
-};
-
-// Blocks are mostly coded in the order in which they lie: four blocks ahead hides a miss of the second cache.
-MOX_INLINE void prefetchBlocks(const Mox16s* src) {
-  constexpr int kAhead = 4 * 64, kLine = 32;
-  __builtin_prefetch(src + kAhead);
-  __builtin_prefetch(src + kAhead + kLine);
-}
+// At most 32 flushes for the coefficients, two for each of three codes of 16 zeros, and a last one.
+using Buffer = PackBuffer<32 + 6 + 1>;
 
 // All symbols of a block; false if it cannot be coded here.
 MOX_INLINE bool packBlock(const ZigZagBlock& block, int difference, const EncodeSpec& dcTable, const EncodeSpec& acTable,
@@ -117,41 +66,6 @@ MOX_INLINE bool packBlock(const ZigZagBlock& block, int difference, const Encode
       return false;
   out.flush();
   return true;
-}
-
-// Appends `count` bytes that lie, from last to first, ahead of `end`, and stuffs those of 0xFF.
-[[gnu::noinline]] Mox8u* appendBytes(const uint8_t* end, int count, Mox8u* out) {
-  for (int i = 1; i <= count; i++) {
-    *out++ = end[-i];
-    if (end[-i] == 0xFF) *out++ = 0;
-  }
-  return out;
-}
-
-// The same with one vector, which holds them all or the first of them; false if there is room for no vector or a byte of
-// 0xFF among them.
-MOX_INLINE bool appendVector(const uint8_t* end, int count, Mox8u* out, int room) {
-  const VMax bytes = reverse8(load<VMax>(end - VMax::kBytes));
-  if (room < VMax::kBytes || anyFirstEqual8(bytes, set8<VMax>(-1), count)) [[unlikely]]
-    return false;
-  storeFirst(out, bytes, count);
-  return true;
-}
-
-// The same where `room` bytes of destination are left; null, with nothing written that the definition would not write, if
-// they might be too few.
-[[gnu::noinline]] Mox8u* appendLong(const uint8_t* end, int count, Mox8u* out, int room) {
-  constexpr int kStep = VMax::kBytes;
-  for (int done = 0; done < count; done += kStep)
-    if (!appendVector(end - done, count - done, out + done, room - done)) [[unlikely]]
-      return room < 2 * count ? nullptr : appendBytes(end, count, out);
-  return out + count;
-}
-
-MOX_INLINE Mox8u* append(const uint8_t* end, int count, Mox8u* out, int room) {
-  if (count <= VMax::kBytes && appendVector(end, count, out, room)) [[likely]]
-    return out + count;
-  return appendLong(end, count, out, room);
 }
 
 [[gnu::noinline, gnu::cold]] MoxStatus encodeSlowly(const Mox16s* src, Mox8u* dst, int32_t length, int32_t* position,

@@ -10,6 +10,7 @@
 // too, and change the block at the end.
 #include "kernels/progdec.h"
 
+#include "kernels/bitmask.h"
 #include "kernels/groupreader.h"
 #include "kernels/vec.h"
 #include "kernels/zigzagblock.h"
@@ -44,41 +45,6 @@ MoxStatus decodeACFirst(const Mox8u* src, int32_t length, int32_t* position, Mox
 }
 
 // ---- Refinement ---------------------------------------------------------------------------------------------------
-
-// One bit a zig-zag position.
-constexpr uint64_t positions(Band band) { return ~uint64_t{0} >> (63 - band.end) & ~uint64_t{0} << band.start; }
-static_assert(positions({1, 63, 0}) == ~uint64_t{1} && positions({63, 63, 0}) == uint64_t{1} << 63);
-
-// The n-th (from 0) bit of a mask that is set; 0 if there is none.
-MOX_INLINE uint64_t nthBit(uint64_t mask, int n) {
-#if defined(__BMI2__) && defined(__x86_64__)
-  return _pdep_u64(uint64_t{1} << n, mask);
-#else
-  for (; n > 0; n--) mask &= mask - 1;
-  return mask & -mask;
-#endif
-}
-
-// The bits of `from`, the last of them the one of the highest position, at the positions of a mask.
-MOX_INLINE uint64_t spread(uint64_t from, uint64_t mask) {
-  uint64_t to = 0;
-#if defined(__BMI2__) && defined(__x86_64__)
-  const auto swapped = [](uint64_t bits, int distance, uint64_t lower) {
-    return (bits >> distance & lower) | (bits & lower) << distance;
-  };
-  from = swapped(from, 1, 0x5555555555555555u);
-  from = swapped(from, 2, 0x3333333333333333u);
-  from = __builtin_bswap64(swapped(from, 4, 0x0F0F0F0F0F0F0F0Fu));
-  to = _pdep_u64(from >> (-__builtin_popcountll(mask) & 63), mask);
-#else
-  for (; from; from >>= 1) {
-    const uint64_t highest = uint64_t{1} << (63 - __builtin_clzll(mask));
-    if (from & 1) to |= highest;
-    mask ^= highest;
-  }
-#endif
-  return to;
-}
 
 // The coefficients that are not 0.
 MOX_INLINE uint64_t knownPositions(const Mox16s* src) {

@@ -130,6 +130,7 @@ template <int Bits>
 MOX_INLINE V128 shrU16(V128 a) {
   return wrap(vshrq_n_u16(u16(a), Bits));
 }
+MOX_INLINE V128 shrU16By(V128 a, int bits) { return wrap(vshlq_u16(u16(a), vdupq_n_s16(static_cast<int16_t>(-bits)))); }
 template <int Bits>
 MOX_INLINE V128 shl32(V128 a) {
   return wrap(vshlq_n_s32(s32(a), Bits));
@@ -335,6 +336,7 @@ template <int Bits>
 MOX_INLINE V128 shrU16(V128 a) {
   return {_mm_srli_epi16(a.r, Bits)};
 }
+MOX_INLINE V128 shrU16By(V128 a, int bits) { return {_mm_srl_epi16(a.r, _mm_cvtsi32_si128(bits))}; }
 template <int Bits>
 MOX_INLINE V128 shl32(V128 a) {
   return {_mm_slli_epi32(a.r, Bits)};
@@ -645,6 +647,7 @@ template <int Bits>
 MOX_INLINE V256 shrU16(V256 a) {
   return {_mm256_srli_epi16(a.r, Bits)};
 }
+MOX_INLINE V256 shrU16By(V256 a, int bits) { return {_mm256_srl_epi16(a.r, _mm_cvtsi32_si128(bits))}; }
 template <int Bits>
 MOX_INLINE V256 shl32(V256 a) {
   return {_mm256_slli_epi32(a.r, Bits)};
@@ -829,6 +832,7 @@ template <int Bits>
 MOX_INLINE V512 shrU16(V512 a) {
   return {_mm512_srli_epi16(a.r, Bits)};
 }
+MOX_INLINE V512 shrU16By(V512 a, int bits) { return {_mm512_srl_epi16(a.r, _mm_cvtsi32_si128(bits))}; }
 template <int Bits>
 MOX_INLINE V512 shl32(V512 a) {
   return {_mm512_slli_epi32(a.r, Bits)};
