@@ -1,7 +1,14 @@
-// One difference at a time leaves little to gain but the bytewise loops: here all whole bytes of a difference leave an
-// accumulator of 64 bits in one store, and a reader that runs low takes all the bytes that the plain reader would in one load.
-// Whatever needs a decision on the way (a byte of 0xFF, the ends of the buffers, long or missing codes, states that no
-// coder leaves) has left no trace and goes to the definition.
+// One difference at a time: what a call costs is the way of the state through memory and, in a plain coder, branches that
+// follow the data: how many bytes are complete, whether there are enough bits, whether there is a value. Here none is left.
+//
+//   - The encoder puts code and value into an accumulator of 64 bits and stores each of the four bytes that can be complete,
+//     to the destination or, if it is not, to a byte of its own. (Not eight bytes at a time: those behind the position are
+//     the caller's, and to read and put them back would wait for the store of the call before.)
+//   - The reader loads bytes as the plain one does, all that it would at once, or none: a shift by as many bits as that
+//     makes, which may be 0.
+//
+// Whatever needs a decision (a byte of 0xFF, the ends of the buffers, long or missing codes, states that no coder leaves)
+// has left no trace and goes to the definition.
 #include "kernels/losslesscode.h"
 
 #include <bit>
@@ -24,107 +31,96 @@ constexpr Word bytesOfFF(Word word) {
 }
 static_assert(bytesOfFF<uint64_t>(0xFEFDFC807F000102u) == 0 && bytesOfFF<uint32_t>(0x0000FF00u) != 0);
 
+[[gnu::noinline, gnu::cold]] void encodePlainly(Mox16s difference, Mox8u* dst, int32_t length, int32_t* position,
+                                                const EncodeSpec* table, EncodeState* state) {
+  definition::encodeDifference(difference, dst, length, position, table, state);
+}
+
+[[gnu::noinline, gnu::cold]] MoxStatus decodePlainly(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst,
+                                                     int32_t* marker, const DecodeSpec* table, DecodeState* state) {
+  return definition::decodeDifference(src, length, position, dst, marker, table, state);
+}
+
+// The lowest bits, up to 31.
+constexpr uint32_t lowBits(uint32_t bits, uint32_t count) {
+  return bits & ((1u << count) - 1);
+}
+
+// The value or 0, without a branch.
+template <class Value>
+MOX_INLINE Value onlyIf(bool holds, Value value) {
+  return value & -static_cast<Value>(holds);
+}
+
 // 7 pending bits, a code and its value.
-static_assert(7 + 16 + 15 < 64);
+constexpr int kMostBytes = (7 + 16 + 15) / 8;
 
 void encode(Mox16s difference, Mox8u* dst, int32_t length, int32_t* position, const EncodeSpec* table,
             EncodeState* state) {
   const int32_t at = *position;
   const uint32_t low = state->low, pending = static_cast<uint32_t>(state->pending);
-  const int size = category(difference);
+  const int value = difference + (difference >> 31);  // less 1 if it is negative
+  const uint32_t magnitude = static_cast<uint32_t>(difference < 0 ? -difference : difference);
+  const uint32_t size = 31 - static_cast<uint32_t>(__builtin_clz(2 * magnitude + 1)), valueLength = size & 15;
   const uint32_t entry = table->code[size], codeLength = entry >> 16;
-  const uint32_t valueLength = static_cast<uint32_t>(size & 15);
   // Bits below the pending ones, which no call has left, would mix with new ones.
-  const bool plain = pending < 8 && low << (8 + pending) == 0 && codeLength - 1 < 16 && at >= 0 && at <= length - 8;
+  const bool plain =
+      pending < 8 && low << (8 + pending) == 0 && codeLength - 1 < 16 && at >= 0 && at <= length - kMostBytes;
   if (plain) [[likely]] {
-    const uint64_t code = entry & ((1u << codeLength) - 1);
-    const uint32_t total = pending + codeLength + valueLength, bytes = total >> 3, left = total & 7;
-    const uint64_t value = valueBits(difference, static_cast<int>(valueLength));
-    const uint64_t all = (uint64_t{low >> (24 - pending)} << codeLength | code) << valueLength | value;
-    // The whole bytes from the top; what is behind them is that of the destination.
-    const uint64_t mask = ~(~uint64_t{0} >> (8 * bytes)), word = all << (64 - total) & mask;
-    if (!bytesOfFF(word)) [[likely]] {
-      uint64_t there;
-      std::memcpy(&there, dst + at, sizeof there);
-      there = (there & ~__builtin_bswap64(mask)) | __builtin_bswap64(word);
-      std::memcpy(dst + at, &there, sizeof there);
-      *position = at + static_cast<int32_t>(bytes);
+    const uint32_t symbol = lowBits(entry, codeLength) << valueLength | lowBits(static_cast<uint32_t>(value), valueLength);
+    const uint32_t total = pending + codeLength + valueLength, left = total & 7;
+    const uint64_t all = uint64_t{low >> (24 - pending)} << (codeLength + valueLength) | symbol;
+    const int bytes = static_cast<int>(total >> 3);
+    const uint64_t fromTop = all << (64 - total);
+    if (!bytesOfFF(fromTop & ~(~uint64_t{0} >> (8 * bytes)))) [[likely]] {
+      Mox8u spare;
+      uintptr_t out = reinterpret_cast<uintptr_t>(dst + at), aside = reinterpret_cast<uintptr_t>(&spare);
+      asm("" : "+r"(aside));  // else the compiler leaves out the stores there, by branches
+#pragma GCC unroll 4
+      for (int i = 0; i < kMostBytes; i++, out++)
+        *reinterpret_cast<Mox8u*>(out + onlyIf(i >= bytes, aside - out)) = static_cast<Mox8u>(fromTop >> (56 - 8 * i));
+      *position = at + bytes;
       state->low = static_cast<uint32_t>(all << (24 - left));
       state->high = 0;
       state->pending = static_cast<int32_t>(left);
       return;
     }
   }
-  definition::encodeDifference(difference, dst, length, position, table, state);
+  encodePlainly(difference, dst, length, position, table, state);
 }
-
-// The plain reader's accumulator, filled in one piece.
-class Reader {
- public:
-  Reader(const Mox8u* src, int32_t length, int32_t position, bool ended, const DecodeState& state)
-      : src_(src), length_(length), position_(position), ended_(ended), low_(state.low), count_(state.count) {}
-
-  bool sensible() const { return static_cast<uint32_t>(count_) <= 32 && position_ >= 0; }
-
-  // Whether so many bits are held, or can be without a decision.
-  bool has(int wanted) { return count_ >= wanted || (fill() && count_ >= wanted); }
-
-  uint32_t peek(int count) const { return low_ >> (count_ - count) & ((1u << count) - 1); }
-  void drop(int count) { count_ -= count; }
-
-  void keep(int32_t* position, DecodeState* state) const {
-    *position = position_;
-    state->low = low_;
-    state->count = count_;
-    if (filled_) state->high = 0;
-  }
-
- private:
-  // As many bytes as it takes to hold 25 bits or more.
-  bool fill() {
-    if (ended_ || position_ > length_ - 4) return false;
-    uint32_t word;
-    std::memcpy(&word, src_ + position_, sizeof word);
-    if (bytesOfFF(word)) return false;
-    const int bits = (32 - count_) & ~7;
-    low_ = static_cast<uint32_t>(uint64_t{low_} << bits | __builtin_bswap32(word) >> (32 - bits));
-    position_ += bits / 8;
-    count_ += bits;
-    filled_ = true;
-    return true;
-  }
-
-  const Mox8u* src_;
-  int32_t length_, position_;
-  bool ended_, filled_ = false;
-  uint32_t low_;
-  int32_t count_;
-};
 
 MoxStatus decode(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, int32_t* marker,
                  const DecodeSpec* table, DecodeState* state) {
-  constexpr int kLookup = 8;
-  Reader in(src, length, *position, *marker != 0, *state);
-  if (in.sensible() && in.has(kLookup)) [[likely]] {
-    const uint32_t entry = table->fast[in.peek(kLookup)], codeLength = entry >> 16;
-    const int size = static_cast<int>(entry & 0xFF);
-    if (codeLength - 1 < kLookup) [[likely]] {
-      in.drop(static_cast<int>(codeLength));
-      int difference = size >= definition::kLargestCategory ? -32768 : 0;
-      bool complete = true;
-      if (size - 1u < definition::kLargestCategory - 1) {
-        complete = in.has(size);
-        if (complete) difference = extend(in.peek(size), size);
-        in.drop(size);
-      }
-      if (complete) [[likely]] {
-        in.keep(position, state);
-        *dst = static_cast<Mox16s>(difference);
-        return moxStatusOk;
-      }
+  constexpr uint32_t kLookup = 8, kFull = 32;
+  const int32_t at = *position;
+  const uint32_t held = static_cast<uint32_t>(state->count);
+  if (*marker == 0 && held <= kFull && at >= 0 && at <= length - 4) [[likely]] {
+    uint32_t word;
+    std::memcpy(&word, src + at, sizeof word);
+    const uint64_t next = uint64_t{__builtin_bswap32(word)} << 32;
+    // Bits that are loaded ahead of the code, and ahead of the value: whole bytes, until no more fit. After the former there
+    // are enough for the latter.
+    static_assert(kFull - 7 - kLookup >= 15);
+    const uint32_t first = onlyIf(held < kLookup, (kFull - held) & ~7u);
+    const uint64_t bits = uint64_t{state->low} << first | next >> 1 >> (63 - first);
+    const uint32_t entry = table->fast[bits >> (held + first - kLookup) & 0xFF];
+    const uint32_t codeLength = entry >> 16, size = entry & 0xFF;
+    const uint32_t behindCode = held + first - codeLength;
+    const uint32_t second = onlyIf(behindCode < size, (kFull - behindCode) & ~7u), loaded = first + second;
+    if (codeLength - 1 < kLookup && size < definition::kLargestCategory && !bytesOfFF(next & ~(~uint64_t{0} >> loaded)))
+        [[likely]] {
+      const uint64_t all = bits << second | next >> 1 >> (63 - second);
+      const uint32_t left = behindCode + second - size, value = lowBits(static_cast<uint32_t>(all >> left), size);
+      const uint32_t offset = onlyIf(value << 1 >> size == 0, 1 - (1u << size));  // of a negative one
+      *dst = static_cast<Mox16s>(value + offset);
+      *position = at + static_cast<int32_t>(loaded / 8);
+      state->low = static_cast<uint32_t>(all);
+      state->high = onlyIf(loaded == 0, uint32_t{state->high});
+      state->count = static_cast<int32_t>(left);
+      return moxStatusOk;
     }
   }
-  return definition::decodeDifference(src, length, position, dst, marker, table, state);
+  return decodePlainly(src, length, position, dst, marker, table, state);
 }
 
 #else

@@ -78,12 +78,47 @@ MOX_INLINE V loadBlack(const Mox8u* p, ptrdiff_t step) {
 
 // ---- Pixels out ----------------------------------------------------------------------------------------------------
 
+#if defined(__AVX512VBMI__)
+// The eight pixels of each half of 128-bit block `Row`, 24 bytes at the start of each 256 bits.
+template <int Row>
+struct EightsIndex {
+  uint8_t bytes[64];
+
+  constexpr EightsIndex() : bytes() {
+    for (int i = 0; i < 24; i++)
+      for (int half = 0; half < 2; half++) bytes[32 * half + i] = static_cast<uint8_t>(16 * Row + 8 * half + i / 3);
+  }
+};
+
+template <int Row>
+MOX_INLINE void storeTriple(Mox8u* first, Mox8u* second, V512 a, V512 b, V512 c) {
+  static constexpr EightsIndex<Row> kIndex;
+  constexpr __mmask64 kEveryThird = 0x0024924900249249;  // of 24 bytes
+  constexpr __mmask32 kTwentyFour = 0xFFFFFF;
+  const __m512i index = _mm512_loadu_si512(kIndex.bytes);
+  __m512i both = _mm512_permutexvar_epi8(index, a.r);
+  both = _mm512_mask_permutexvar_epi8(both, kEveryThird << 1, index, b.r);
+  both = _mm512_mask_permutexvar_epi8(both, kEveryThird << 2, index, c.r);
+  _mm256_mask_storeu_epi8(first, kTwentyFour, _mm512_castsi512_si256(both));
+  _mm256_mask_storeu_epi8(second, kTwentyFour, _mm512_extracti64x4_epi64(both, 1));
+}
+
+MOX_INLINE void storeTriples(Mox8u* first, Mox8u* second, ptrdiff_t step, V512 a, V512 b, V512 c) {
+  storeTriple<0>(first, second, a, b, c);
+  storeTriple<1>(first + step, second + step, a, b, c);
+  storeTriple<2>(first + 2 * step, second + 2 * step, a, b, c);
+  storeTriple<3>(first + 3 * step, second + 3 * step, a, b, c);
+}
+#endif
+
 template <class Pixel, class V>
 MOX_INLINE void storeEights(Mox8u* first, Mox8u* second, ptrdiff_t step, V red, V green, V blue) {
   const V a = Pixel::kRed == 0 ? red : blue, b = green, c = Pixel::kRed == 0 ? blue : red;
 #if defined(MOX_TARGET_IS_neon)
   vst3_u8(first, uint8x8x3_t{{vget_low_u8(u8(a)), vget_low_u8(u8(b)), vget_low_u8(u8(c))}});
   vst3_u8(second, uint8x8x3_t{{vget_high_u8(u8(a)), vget_high_u8(u8(b)), vget_high_u8(u8(c))}});
+#elif defined(__AVX512VBMI__)
+  storeTriples(first, second, step, a, b, c);
 #else
   V merged[3];
   merge(a, b, c, merged);

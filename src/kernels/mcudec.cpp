@@ -36,7 +36,7 @@ static_assert(kRgbMcu.green.offset == (1 << 13) - (128 << 14));
 
 template <int Weight>
 MOX_INLINE V scaled(V a) {
-  return mulRound16(a, set16<V>(Weight));
+  return mulRound16(a, fixed32<V, Weight * 65537>());
 }
 
 // Chroma of a row, in the lanes of the blocks or repeated for the pixels that share it.
@@ -61,8 +61,8 @@ struct VectorColours {
 
  private:
   MOX_INLINE static V greenTerm(V pairs) {
-    const V weights = set32<V>(kGreenCr * 65536 + kGreenCb);
-    return shr32<kRgbMcu.green.bits>(dotAdd16(set32<V>(1 << (kRgbMcu.green.bits - 1)), pairs, weights));
+    const V weights = fixed32<V, kGreenCr * 65536 + kGreenCb>(), half = fixed32<V, 1 << (kRgbMcu.green.bits - 1)>();
+    return shr32<kRgbMcu.green.bits>(dotAdd16(half, pairs, weights));
   }
 };
 
@@ -104,7 +104,7 @@ MOX_INLINE Chroma right(Chroma c) {
 // a + 128, or 255 less that, within 0 to 255.
 template <bool Complement>
 MOX_INLINE V bytes(V a, V b) {
-  return bitXor(packs16(a, b), set8<V>(Complement ? 0x7F : 0x80));
+  return bitXor(packs16(a, b), fixed32<V, (Complement ? 0x7F7F7F7F : -0x7F7F7F80)>());
 }
 
 // Two vectors of pixels, whose luminance (and K, where the pixels have it) lies at the same places of their planes.

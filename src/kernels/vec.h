@@ -943,6 +943,25 @@ using VMax = V128;
 
 #endif
 
+// set32 of a constant, for functions that are too short to build it in registers ahead of a loop.
+#if defined(MOX_TARGET_IS_neon)
+template <class V, int Value>
+MOX_INLINE V fixed32() {
+  return set32<V>(Value);
+}
+#else
+struct SameWords {
+  alignas(64) int32_t at[16];
+};
+template <int Value>
+inline constexpr SameWords kSameWords = {{Value, Value, Value, Value, Value, Value, Value, Value, Value, Value, Value,
+                                          Value, Value, Value, Value, Value}};
+template <class V, int Value>
+MOX_INLINE V fixed32() {
+  return fixed<V>(kSameWords<Value>.at);
+}
+#endif
+
 // Pairs of bytes, the first of each in the lower half of a 16-bit lane.
 template <class V>
 MOX_INLINE V setPair8(int first, int second) {
