@@ -8,8 +8,8 @@ namespace {
 
 // The planes are tested ahead of the step, unlike on the encoder's side.
 template <int Planes, class Pixel>
-MoxStatus ownmjBlocksToPixels(void (*convert)(const Mox16s* const[], Pixel*, int32_t), const Mox16s* const* pSrc, Pixel* pDst,
-                              int32_t dstStep) {
+MoxStatus ownmjBlocksToPixels(void (*convert)(const Mox16s* const[], Pixel*, int32_t), const Mox16s* const* pSrc,
+                              Pixel* pDst, int32_t dstStep) {
   if (const MoxStatus bad = Check().pointers(pSrc, pDst).template planes<Planes>(pSrc).steps(dstStep)) return bad;
   convert(pSrc, pDst, dstStep);
   return moxStatusOk;

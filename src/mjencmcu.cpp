@@ -8,8 +8,8 @@ namespace {
 
 // The step is tested ahead of the planes, unlike on the decoder's side.
 template <int Planes, class Pixel>
-MoxStatus ownmjPixelsToBlocks(void (*convert)(const Pixel*, int32_t, Mox16s* const[]), const Pixel* pSrc, int32_t srcStep,
-                              Mox16s* const* pDst) {
+MoxStatus ownmjPixelsToBlocks(void (*convert)(const Pixel*, int32_t, Mox16s* const[]), const Pixel* pSrc,
+                              int32_t srcStep, Mox16s* const* pDst) {
   if (const MoxStatus bad = Check().pointers(pSrc, pDst).steps(srcStep).template planes<Planes>(pDst)) return bad;
   convert(pSrc, srcStep, pDst);
   return moxStatusOk;

@@ -7,9 +7,13 @@
 namespace mox {
 namespace {
 
-bool ownmjPrecision(int32_t p, int32_t pt) { return p >= 2 && p <= 16 && pt >= 0; }
+bool ownmjPrecision(int32_t p, int32_t pt) {
+  return p >= 2 && p <= 16 && pt >= 0;
+}
 
-bool ownmjPredictor(int32_t predictor) { return predictor >= 1 && predictor <= 7; }
+bool ownmjPredictor(int32_t predictor) {
+  return predictor >= 1 && predictor <= 7;
+}
 
 }  // namespace
 }  // namespace mox
@@ -30,7 +34,8 @@ MoxStatus moxiDiffPredRow_JPEG_16s_C1(const Mox16s* pSrc, const Mox16s* pPrevRow
   return moxStatusOk;
 }
 
-MoxStatus moxiReconstructPredFirstRow_JPEG_16s_C1(const Mox16s* pSrc, Mox16s* pDst, int32_t width, int32_t P, int32_t Pt) {
+MoxStatus moxiReconstructPredFirstRow_JPEG_16s_C1(const Mox16s* pSrc, Mox16s* pDst, int32_t width, int32_t P,
+                                                  int32_t Pt) {
   if (const MoxStatus bad = Check().pointers(pSrc, pDst).length(width).argument(ownmjPrecision(P, Pt))) return bad;
   kernels::lossless().rebuildFirst(pSrc, pDst, width, definition::losslessOrigin(P, Pt));
   return moxStatusOk;

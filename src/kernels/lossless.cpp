@@ -1,12 +1,12 @@
-// Differences know all their neighbours, and go a vector at a time. Samples that are rebuilt wait for the one to the left,
-// but only predictors 6 and 7 halve it: for the others the row is a sum of known terms,
+// Differences know all their neighbours, and go a vector at a time. Samples that are rebuilt wait for the one to the
+// left, but only predictors 6 and 7 halve it: for the others the row is a sum of known terms,
 //
 //   1     a row is the running sum of its differences
 //   4     a row less the row above is
 //   5     as 1, of the differences and half of what the row above rises
 //
-// and running sums of a vector take as many steps as its lanes have bits to count. Predictors 6 and 7 remain serial, with
-// the shortest chain from sample to sample that wraps as 16 bits do: shift, add, mask.
+// and running sums of a vector take as many steps as its lanes have bits to count. Predictors 6 and 7 remain serial,
+// with the shortest chain from sample to sample that wraps as 16 bits do: shift, add, mask.
 #include "kernels/lossless.h"
 
 #include "kernels/vec.h"
@@ -16,10 +16,11 @@ namespace {
 
 #if MOX_VECTOR
 
-// ---- Differences ---------------------------------------------------------------------------------------------------
+// ---- Differences
+// ---------------------------------------------------------------------------------------------------
 
-// (a - b) >> 1 and (a + b) >> 1 of signed lanes, as if in 17 bits: as rounded-up means of unsigned ones, which differ by
-// the sign bit and, rounded down, by all bits.
+// (a - b) >> 1 and (a + b) >> 1 of signed lanes, as if in 17 bits: as rounded-up means of unsigned ones, which differ
+// by the sign bit and, rounded down, by all bits.
 template <class V>
 MOX_INLINE V halfDifference(V a, V b) {
   const V sign = set16<V>(0x8000);
@@ -42,8 +43,8 @@ MOX_INLINE V predicted(V a, V b, V c) {
   if constexpr (Predictor == 7) return halfSum(a, b);
 }
 
-// Calls step.operator()<V>(x) for vectors that cover columns from `first` on, as many as whole vectors do; returns the first
-// column that is left.
+// Calls step.operator()<V>(x) for vectors that cover columns from `first` on, as many as whole vectors do; returns
+// the first column that is left.
 template <class Step>
 MOX_INLINE int wholeVectors(int first, int n, const Step& step) {
   int x = first;
@@ -55,23 +56,26 @@ MOX_INLINE int wholeVectors(int first, int n, const Step& step) {
 
 void differFirst(const Mox16s* src, Mox16s* dst, int n, Mox16s origin) {
   dst[0] = wrap16(src[0] - origin);
-  int x = wholeVectors(1, n, [&]<class V>(int at) __attribute__((always_inline)) {
-    store(dst + at, sub16(load<V>(src + at), load<V>(src + at - 1)));
-  });
+  int x = wholeVectors(
+      1, n, [&]<class V>(int at) __attribute__((always_inline)) {
+        store(dst + at, sub16(load<V>(src + at), load<V>(src + at - 1)));
+      });
   for (; x < n; x++) dst[x] = wrap16(src[x] - src[x - 1]);
 }
 
 template <int Predictor>
 void differRow(const Mox16s* src, const Mox16s* above, Mox16s* dst, int n) {
   definition::differ<Predictor>(src, above, dst, 1);
-  const int x = wholeVectors(1, n, [&]<class V>(int at) __attribute__((always_inline)) {
-    const V a = load<V>(src + at - 1), b = load<V>(above + at), c = load<V>(above + at - 1);
-    store(dst + at, sub16(load<V>(src + at), predicted<Predictor>(a, b, c)));
-  });
+  const int x = wholeVectors(
+      1, n, [&]<class V>(int at) __attribute__((always_inline)) {
+        const V a = load<V>(src + at - 1), b = load<V>(above + at), c = load<V>(above + at - 1);
+        store(dst + at, sub16(load<V>(src + at), predicted<Predictor>(a, b, c)));
+      });
   definition::differ<Predictor>(src, above, dst, n, x);
 }
 
-// ---- Samples -------------------------------------------------------------------------------------------------------
+// ---- Samples
+// -------------------------------------------------------------------------------------------------------
 
 MOX_INLINE V128 runningSums(V128 a) {
   a = add16(a, slideBytes<14>(zero<V128>(), a));
@@ -79,8 +83,8 @@ MOX_INLINE V128 runningSums(V128 a) {
   return add16(a, slideBytes<8>(zero<V128>(), a));
 }
 
-// dst[x] = start + term(from) + ... + term(x) + offset(x) for the whole vectors from column `from` on; start becomes the sum
-// without an offset. Returns the first column that is left. From vector to vector the chain is one addition.
+// dst[x] = start + term(from) + ... + term(x) + offset(x) for the whole vectors from column `from` on; start becomes
+// the sum without an offset. Returns the first column that is left. From vector to vector the chain is one addition.
 template <class Term, class Offset>
 MOX_INLINE int sumUp(int from, int n, Mox16s& start, Mox16s* dst, const Term& term, const Offset& offset) {
   V128 carry = set16<V128>(start);
@@ -96,10 +100,13 @@ MOX_INLINE int sumUp(int from, int n, Mox16s& start, Mox16s* dst, const Term& te
   return x;
 }
 
-constexpr auto noOffset = [](int) __attribute__((always_inline)) { return zero<V128>(); };
+constexpr auto noOffset = [](int) __attribute__((always_inline)) {
+  return zero<V128>();
+};
 
 int sumOfDifferences(const Mox16s* differences, Mox16s* dst, int n, Mox16s start) {
-  return sumUp(0, n, start, dst, [=](int x) { return load<V128>(differences + x); }, noOffset);
+  return sumUp(
+      0, n, start, dst, [=](int x) { return load<V128>(differences + x); }, noOffset);
 }
 
 void rebuildFirst(const Mox16s* differences, Mox16s* dst, int n, Mox16s origin) {
@@ -116,8 +123,8 @@ MOX_INLINE uint32_t known(Mox16s difference, Mox16s b, Mox16s c) {
   return high + (static_cast<uint32_t>(b) << 16) - (static_cast<uint32_t>(c) << 15);
 }
 
-// A sample stands in the upper half of 32 bits, which wrap as it does; its half, and that of its neighbour, have one bit
-// of fraction, which goes when their sum is complete.
+// A sample stands in the upper half of 32 bits, which wrap as it does; its half, and that of its neighbour, have one
+// bit of fraction, which goes when their sum is complete.
 template <int Predictor>
 int rebuildSerially(const Mox16s* differences, const Mox16s* above, Mox16s* dst, int n) {
   uint32_t sample = static_cast<uint32_t>(dst[0]) << 16;
@@ -136,22 +143,25 @@ MOX_INLINE int rebuildVectors(const Mox16s* differences, const Mox16s* above, Mo
     return sumOfDifferences(differences, dst, n, above[0]);
   } else if constexpr (Predictor == 4) {
     Mox16s start = 0;
-    return sumUp(0, n, start, dst, [=](int x) { return load<V128>(differences + x); },
-                 [=](int x) { return load<V128>(above + x); });
+    return sumUp(
+        0, n, start, dst, [=](int x) { return load<V128>(differences + x); },
+        [=](int x) { return load<V128>(above + x); });
   } else if constexpr (Predictor == 5) {
     Mox16s start = dst[0];
-    return sumUp(1, n, start, dst,
-                 [=](int x) {
-                   const V128 rise = halfDifference(load<V128>(above + x), load<V128>(above + x - 1));
-                   return add16(load<V128>(differences + x), rise);
-                 },
-                 noOffset);
+    return sumUp(
+        1, n, start, dst,
+        [=](int x) {
+          const V128 rise = halfDifference(load<V128>(above + x), load<V128>(above + x - 1));
+          return add16(load<V128>(differences + x), rise);
+        },
+        noOffset);
   } else if constexpr (Predictor == 6 || Predictor == 7) {
     return rebuildSerially<Predictor>(differences, above, dst, n);
   } else {
-    return wholeVectors(1, n, [&]<class V>(int at) __attribute__((always_inline)) {
-      store(dst + at, add16(load<V>(differences + at), load<V>(above + at - (Predictor == 3))));
-    });
+    return wholeVectors(
+        1, n, [&]<class V>(int at) __attribute__((always_inline)) {
+          store(dst + at, add16(load<V>(differences + at), load<V>(above + at - (Predictor == 3))));
+        });
   }
 }
 

@@ -6,7 +6,8 @@
 
 namespace mox {
 
-// `n` is at least 1. In the first column the value ahead of the first row is `origin`, in other rows the sample above.
+// `n` is at least 1. In the first column the value ahead of the first row is `origin`, in other rows the sample
+// above.
 struct LosslessKernels {
   void (*differFirst)(const Mox16s* src, Mox16s* dst, int n, Mox16s origin);
   void (*differ)(const Mox16s* src, const Mox16s* above, Mox16s* dst, int n, int predictor);
@@ -16,8 +17,8 @@ struct LosslessKernels {
 
 namespace definition {
 
-// The value that the first sample of an image or restart interval is predicted by, 2^(P - Pt - 1) in 16 bits. The count of
-// the shift is taken modulo 32.
+// The value that the first sample of an image or restart interval is predicted by, 2^(P - Pt - 1) in 16 bits. The
+// count of the shift is taken modulo 32.
 constexpr Mox16s losslessOrigin(int32_t precision, int32_t pointTransform) {
   return wrap16(static_cast<int32_t>(1u << ((precision - pointTransform - 1) & 31)));
 }
@@ -59,7 +60,8 @@ inline void rebuildFirst(const Mox16s* differences, Mox16s* dst, int n, Mox16s o
 template <int Predictor>
 void rebuild(const Mox16s* differences, const Mox16s* above, Mox16s* dst, int n, int from = 0) {
   if (from == 0) dst[from++] = wrap16(differences[0] + above[0]);
-  for (int x = from; x < n; x++) dst[x] = wrap16(differences[x] + predict<Predictor>(dst[x - 1], above[x], above[x - 1]));
+  for (int x = from; x < n; x++)
+    dst[x] = wrap16(differences[x] + predict<Predictor>(dst[x - 1], above[x], above[x - 1]));
 }
 
 }  // namespace definition

@@ -1,14 +1,17 @@
-// One difference at a time: what a call costs is the way of the state through memory and, in a plain coder, branches that
-// follow the data: how many bytes are complete, whether there are enough bits, whether there is a value. Here none is left.
+// One difference at a time: what a call costs is the way of the state through memory and, in a plain coder, branches
+// that follow the data: how many bytes are complete, whether there are enough bits, whether there is a value. Here
+// none is left.
 //
-//   - The encoder puts code and value into an accumulator of 64 bits and stores each of the four bytes that can be complete,
-//     to the destination or, if it is not, to a byte of its own. (Not eight bytes at a time: those behind the position are
-//     the caller's, and to read and put them back would wait for the store of the call before.)
-//   - The reader loads bytes as the plain one does, all that it would at once, or none: a shift by as many bits as that
+//   - The encoder puts code and value into an accumulator of 64 bits and stores each of the four bytes that can be
+//   complete,
+//     to the destination or, if it is not, to a byte of its own. (Not eight bytes at a time: those behind the
+//     position are the caller's, and to read and put them back would wait for the store of the call before.)
+//   - The reader loads bytes as the plain one does, all that it would at once, or none: a shift by as many bits as
+//   that
 //     makes, which may be 0.
 //
-// Whatever needs a decision (a byte of 0xFF, the ends of the buffers, long or missing codes, states that no coder leaves)
-// has left no trace and goes to the definition.
+// Whatever needs a decision (a byte of 0xFF, the ends of the buffers, long or missing codes, states that no coder
+// leaves) has left no trace and goes to the definition.
 #include "kernels/losslesscode.h"
 
 #include <bit>
@@ -67,7 +70,8 @@ void encode(Mox16s difference, Mox8u* dst, int32_t length, int32_t* position, co
   const bool plain =
       pending < 8 && low << (8 + pending) == 0 && codeLength - 1 < 16 && at >= 0 && at <= length - kMostBytes;
   if (plain) [[likely]] {
-    const uint32_t symbol = lowBits(entry, codeLength) << valueLength | lowBits(static_cast<uint32_t>(value), valueLength);
+    const uint32_t symbol =
+        lowBits(entry, codeLength) << valueLength | lowBits(static_cast<uint32_t>(value), valueLength);
     const uint32_t total = pending + codeLength + valueLength, left = total & 7;
     const uint64_t all = uint64_t{low >> (24 - pending)} << (codeLength + valueLength) | symbol;
     const int bytes = static_cast<int>(total >> 3);
@@ -78,7 +82,8 @@ void encode(Mox16s difference, Mox8u* dst, int32_t length, int32_t* position, co
       asm("" : "+r"(aside));  // else the compiler leaves out the stores there, by branches
 #pragma GCC unroll 4
       for (int i = 0; i < kMostBytes; i++, out++)
-        *reinterpret_cast<Mox8u*>(out + onlyIf(i >= bytes, aside - out)) = static_cast<Mox8u>(fromTop >> (56 - 8 * i));
+        *reinterpret_cast<Mox8u*>(out + onlyIf(i >= bytes, aside - out)) =
+            static_cast<Mox8u>(fromTop >> (56 - 8 * i));
       *position = at + bytes;
       state->low = static_cast<uint32_t>(all << (24 - left));
       state->high = 0;
@@ -98,8 +103,8 @@ MoxStatus decode(const Mox8u* src, int32_t length, int32_t* position, Mox16s* ds
     uint32_t word;
     std::memcpy(&word, src + at, sizeof word);
     const uint64_t next = uint64_t{__builtin_bswap32(word)} << 32;
-    // Bits that are loaded ahead of the code, and ahead of the value: whole bytes, until no more fit. After the former there
-    // are enough for the latter.
+    // Bits that are loaded ahead of the code, and ahead of the value: whole bytes, until no more fit. After the
+    // former there are enough for the latter.
     static_assert(kFull - 7 - kLookup >= 15);
     const uint32_t first = onlyIf(held < kLookup, (kFull - held) & ~7u);
     const uint64_t bits = uint64_t{state->low} << first | next >> 1 >> (63 - first);
@@ -107,8 +112,8 @@ MoxStatus decode(const Mox8u* src, int32_t length, int32_t* position, Mox16s* ds
     const uint32_t codeLength = entry >> 16, size = entry & 0xFF;
     const uint32_t behindCode = held + first - codeLength;
     const uint32_t second = onlyIf(behindCode < size, (kFull - behindCode) & ~7u), loaded = first + second;
-    if (codeLength - 1 < kLookup && size < definition::kLargestCategory && !bytesOfFF(next & ~(~uint64_t{0} >> loaded)))
-        [[likely]] {
+    if (codeLength - 1 < kLookup && size < definition::kLargestCategory &&
+        !bytesOfFF(next & ~(~uint64_t{0} >> loaded))) [[likely]] {
       const uint64_t all = bits << second | next >> 1 >> (63 - second);
       const uint32_t left = behindCode + second - size, value = lowBits(static_cast<uint32_t>(all >> left), size);
       const uint32_t offset = onlyIf(value << 1 >> size == 0, 1 - (1u << size));  // of a negative one

@@ -22,8 +22,8 @@ namespace definition {
 inline constexpr int kLargestCategory = 16;
 
 // What fails is not reported: the position tells that a destination is full.
-inline void encodeDifference(Mox16s difference, Mox8u* dst, int32_t length, int32_t* position, const EncodeSpec* table,
-                             EncodeState* state) {
+inline void encodeDifference(Mox16s difference, Mox8u* dst, int32_t length, int32_t* position,
+                             const EncodeSpec* table, EncodeState* state) {
   BitWriter out(dst, length, *position, *state);
   const int size = category(difference);
   if (!out.emitCode(*table, size) && size > 0 && size < kLargestCategory) out.emit(valueBits(difference, size), size);
@@ -34,7 +34,8 @@ inline void encodeDifference(Mox16s difference, Mox8u* dst, int32_t length, int3
 // Categories above 16, which no table should have, count as 16. A position outside the source has nothing behind it.
 inline MoxStatus decodeDifference(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, int32_t* marker,
                                   const DecodeSpec* table, DecodeState* state) {
-  BitReader<false> in{src, *position < 0 ? *position : length, *position, *marker, state->low, state->high, state->count};
+  BitReader<false> in{src,         *position < 0 ? *position : length, *position, *marker, state->low, state->high,
+                      state->count};
   int size = 0, difference = 0;
   MoxStatus status = in.symbol(*table, size);
   if (!status && size >= kLargestCategory) difference = -32768;

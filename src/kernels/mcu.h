@@ -13,7 +13,8 @@
 
 namespace mox {
 
-// The index of a kernel among those of its pixel format: chroma per pixel, per two pixels of a row, per square of four.
+// The index of a kernel among those of its pixel format: chroma per pixel, per two pixels of a row, per square of
+// four.
 enum McuSampling { mcu444, mcu422, mcu411, mcuSamplings };
 
 // Pixels of one MCU, rows `step` bytes apart, to the blocks of Y, Cb, Cr (and K).
@@ -57,7 +58,8 @@ Sample* mcuRow(Sample* first, ptrdiff_t step, int y) {
   }
 }
 
-// ---- Pixel formats -------------------------------------------------------------------------------------------------
+// ---- Pixel formats
+// -------------------------------------------------------------------------------------------------
 
 // Inks in the places of the colours that they take away.
 struct InkPixel : CmykPixel {
@@ -109,13 +111,15 @@ constexpr void putMcuPixel(typename Pixel::Sample* row, int x, Rgb c) {
   }
 }
 
-// ---- Conversions ---------------------------------------------------------------------------------------------------
+// ---- Conversions
+// ---------------------------------------------------------------------------------------------------
 
-// Y has the weights of packed words, as chroma, which is however centred on 0 and rounded once, over the sum of `count`
-// pixels: blue and red reach 128.
+// Y has the weights of packed words, as chroma, which is however centred on 0 and rounded once, over the sum of
+// `count` pixels: blue and red reach 128.
 constexpr int centredChroma(const WeightedSum& weights, Rgb sum, int count) {
   const int weighted = weights.red * sum.red + weights.green * sum.green + weights.blue * sum.blue;
-  return (weighted + (count << (weights.bits - 1))) >> (weights.bits + std::bit_width(static_cast<unsigned>(count)) - 1);
+  return (weighted + (count << (weights.bits - 1))) >>
+         (weights.bits + std::bit_width(static_cast<unsigned>(count)) - 1);
 }
 
 inline constexpr RgbMatrix kRgbMcu{
@@ -187,7 +191,8 @@ void mcuToPixels(const Mox16s* const src[], typename Pixel::Sample* dst, int32_t
       for (int x = left; x < left + Shape::kAcross; x++) {
         const int luma = mcuLuma<Shape>(x, y);
         putMcuPixel<Pixel>(row, x, Conversion::pixel({src[0][luma], src[1][chroma], src[2][chroma]}));
-        if constexpr (std::is_same_v<Pixel, InkPixel>) row[Pixel::kSamples * x + Pixel::kBlack] = add128(src[3][luma]);
+        if constexpr (std::is_same_v<Pixel, InkPixel>)
+          row[Pixel::kSamples * x + Pixel::kBlack] = add128(src[3][luma]);
       }
     }
   });
@@ -199,7 +204,7 @@ void mcuToPixels(const Mox16s* const src[], typename Pixel::Sample* dst, int32_t
 namespace MOX_TARGET {
 extern const McuEncodeKernels mcuEncodeKernels;
 extern const McuDecodeKernels mcuDecodeKernels;
-}
+}  // namespace MOX_TARGET
 #endif
 
 }  // namespace mox

@@ -1,7 +1,7 @@
-// Vectors of an MCU. Blocks have rows of eight, and so have these: a 128-bit block of a vector holds eight pixels in 16
-// bits, and the blocks are rows, `step` bytes apart. Two such vectors go together: the left and the right eight columns
-// of the same rows, or other rows of the same columns; what they become in bytes is one vector, in each block of which the
-// eight bytes of the first come ahead of those of the second.
+// Vectors of an MCU. Blocks have rows of eight, and so have these: a 128-bit block of a vector holds eight pixels in
+// 16 bits, and the blocks are rows, `step` bytes apart. Two such vectors go together: the left and the right eight
+// columns of the same rows, or other rows of the same columns; what they become in bytes is one vector, in each block
+// of which the eight bytes of the first come ahead of those of the second.
 #pragma once
 
 #include "kernels/colours.h"
@@ -14,7 +14,8 @@ namespace mox::MOX_TARGET {
 template <class V>
 inline constexpr int kMcuRows = V::kBytes / 16;
 
-// ---- Pixels in -----------------------------------------------------------------------------------------------------
+// ---- Pixels in
+// -----------------------------------------------------------------------------------------------------
 
 #if MOX_DOT8
 template <class Pixel, class V>
@@ -36,7 +37,8 @@ template <class Pixel, class V>
 MOX_INLINE void loadEights(const Mox8u* first, const Mox8u* second, ptrdiff_t, Colours<V> (&eight)[2]) {
   V bytes[Pixel::kSamples];
   if constexpr (Pixel::kSamples == 3) {
-    bytes[0] = load<V>(first), bytes[1] = low64(loadLow8(first + 16), loadLow8(second)), bytes[2] = load<V>(second + 8);
+    bytes[0] = load<V>(first), bytes[1] = low64(loadLow8(first + 16), loadLow8(second)),
+    bytes[2] = load<V>(second + 8);
   } else {
     bytes[0] = load<V>(first), bytes[1] = load<V>(first + 16);
     bytes[2] = load<V>(second), bytes[3] = load<V>(second + 16);
@@ -76,7 +78,8 @@ MOX_INLINE V loadBlack(const Mox8u* p, ptrdiff_t step) {
   return packs32(shrU32<24>(loadApart<V>(p, step)), shrU32<24>(loadApart<V>(p + 16, step)));
 }
 
-// ---- Pixels out ----------------------------------------------------------------------------------------------------
+// ---- Pixels out
+// ----------------------------------------------------------------------------------------------------
 
 #if defined(__AVX512VBMI__)
 // The eight pixels of each half of 128-bit block `Row`, 24 bytes at the start of each 256 bits.

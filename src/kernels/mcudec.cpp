@@ -1,5 +1,5 @@
-// Blocks of an MCU to pixels in one pass. Values of any size are allowed, and results are those of sums without a limit:
-// what saturates here on the way to bytes would have been cut off in any case.
+// Blocks of an MCU to pixels in one pass. Values of any size are allowed, and results are those of sums without a
+// limit: what saturates here on the way to bytes would have been cut off in any case.
 #include "kernels/mcu.h"
 #include "kernels/mcu_vec.h"
 
@@ -18,9 +18,10 @@ struct Centred {
   V red, green, blue;
 };
 
-// The weight of a single chroma value is 1 and some more, below 1: (weight * c + half) >> bits is c + ((more * c + half)
-// >> bits), and that is a rounding product with `more` of 15 bits. Both parts have the same sign, so that Y and one of
-// them saturate only where Y and both are far outside of the bytes, on the same side.
+// The weight of a single chroma value is 1 and some more, below 1: (weight * c + half) >> bits is c + ((more * c +
+// half)
+// >> bits), and that is a rounding product with `more` of 15 bits. Both parts have the same sign, so that Y and one
+// of them saturate only where Y and both are far outside of the bytes, on the same side.
 constexpr int moreThanOne(int weight, int bits) {
   return (weight - (1 << bits)) << (15 - bits);
 }
@@ -28,8 +29,10 @@ constexpr int moreThanOne(int weight, int bits) {
 // Green loses cr, and of cb and cr in 32 bits what the weights are without that: it is less than 2^15 in 16 bits, and
 // where Y - cr saturates it does not lead back to the bytes.
 constexpr int kGreenCb = kRgbMcu.green.cb, kGreenCr = kRgbMcu.green.cr - (1 << kRgbMcu.green.bits);
-static_assert(moreThanOne(kRgbMcu.red.cr, kRgbMcu.red.bits) < 1 << 15 && moreThanOne(kRgbMcu.blue.cb, kRgbMcu.blue.bits) < 1 << 15);
-static_assert(kGreenCb > 0 && kGreenCr < 0 && kRgbMcu.green.bits == 14 && 2 * (kGreenCb - kGreenCr) < (1 << 15) - 256);
+static_assert(moreThanOne(kRgbMcu.red.cr, kRgbMcu.red.bits) < 1 << 15 &&
+              moreThanOne(kRgbMcu.blue.cb, kRgbMcu.blue.bits) < 1 << 15);
+static_assert(kGreenCb > 0 && kGreenCr < 0 && kRgbMcu.green.bits == 14 &&
+              2 * (kGreenCb - kGreenCr) < (1 << 15) - 256);
 // Offsets are 128 and a half; green's is subtracted.
 static_assert(kRgbMcu.red.offset == 257 << 12 && kRgbMcu.blue.offset == 257 << 12);
 static_assert(kRgbMcu.green.offset == (1 << 13) - (128 << 14));
@@ -56,7 +59,8 @@ struct VectorColours {
 
   template <class Order>
   MOX_INLINE void reorder(const Order& order) {
-    cb = order(cb), cr = order(cr), moreBlue = order(moreBlue), moreRed = order(moreRed), lessGreen = order(lessGreen);
+    cb = order(cb), cr = order(cr), moreBlue = order(moreBlue), moreRed = order(moreRed),
+    lessGreen = order(lessGreen);
   }
 
  private:
@@ -143,8 +147,9 @@ void toPixels(const Mox16s* const src[], typename Pixel::Sample* dst, int32_t st
         constexpr ptrdiff_t kApart = Shape::kDown * kRowBytes;
         const int first = mcuLuma<Shape>(0, Shape::kDown * r + i), second = first + 64;
         typename Pixel::Sample* const row = mcuRow(dst, step, Shape::kDown * r + i);
-        putPixels<Pixel>(a.pixels(loadApart<V>(src[0] + first, kApart)), b.pixels(loadApart<V>(src[0] + second, kApart)),
-                         src, first, second, kApart, row, row + kEight, Shape::kDown * static_cast<ptrdiff_t>(step));
+        putPixels<Pixel>(a.pixels(loadApart<V>(src[0] + first, kApart)),
+                         b.pixels(loadApart<V>(src[0] + second, kApart)), src, first, second, kApart, row,
+                         row + kEight, Shape::kDown * static_cast<ptrdiff_t>(step));
       }
     }
   }

@@ -1,4 +1,5 @@
-// Pixels of an MCU to blocks in one pass: what the vectors hold becomes a row of each block, nothing is kept in between.
+// Pixels of an MCU to blocks in one pass: what the vectors hold becomes a row of each block, nothing is kept in
+// between.
 #include "kernels/mcu.h"
 #include "kernels/mcu_vec.h"
 #include "kernels/ycc_vec.h"
@@ -61,7 +62,7 @@ struct VectorSamples {
  private:
   template <int Shared>
   MOX_INLINE static V mean(V sum) {
-    return sub16(Shared == 1 ? sum : shrU16<Shared == 4 ? 2 : 1>(sum), set16<V>(128));
+    return sub16(Shared == 1 ? sum : shrU16 < Shared == 4 ? 2 : 1 > (sum), set16<V>(128));
   }
 };
 
@@ -82,8 +83,9 @@ MOX_INLINE V pairSums(V left, V right) {
   return packs32(dot16(left, ones), dot16(right, ones));
 }
 
-// Places in an MCU of the vectors that step r of it takes, each with kRows rows: without sharing, rows r and r + kRows;
-// else the left and the right of chroma rows r on; with rows shared, left and right of the even rows, then of the odd.
+// Places in an MCU of the vectors that step r of it takes, each with kRows rows: without sharing, rows r and r +
+// kRows; else the left and the right of chroma rows r on; with rows shared, left and right of the even rows, then of
+// the odd.
 template <class Shape>
 constexpr int kVectors = 2 * Shape::kDown;
 template <class Shape>
