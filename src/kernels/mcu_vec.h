@@ -115,7 +115,7 @@ MOX_INLINE void storeTriples(Mox8u* first, Mox8u* second, ptrdiff_t step, V512 a
 #endif
 
 template <class Pixel, class V>
-MOX_INLINE void storeEights(Mox8u* first, Mox8u* second, ptrdiff_t step, V red, V green, V blue) {
+MOX_INLINE void storeEights(Mox8u* first, Mox8u* second, [[maybe_unused]] ptrdiff_t step, V red, V green, V blue) {
   const V a = Pixel::kRed == 0 ? red : blue, b = green, c = Pixel::kRed == 0 ? blue : red;
 #if defined(MOX_TARGET_IS_neon)
   vst3_u8(first, uint8x8x3_t{{vget_low_u8(u8(a)), vget_low_u8(u8(b)), vget_low_u8(u8(c))}});
