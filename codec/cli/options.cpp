@@ -21,6 +21,7 @@ constexpr std::uint64_t kMostMemory = std::uint64_t{1} << 40;
 constexpr double kMostRatio = 1e6;
 constexpr int kMostWrittenLayers = 100;
 constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 40;
+constexpr int kMostScans = 1000000;
 constexpr std::size_t kHelpColumn = 32;
 
 // ---- Values -------------------------------------------------------------------------------------------------------
@@ -145,6 +146,8 @@ constexpr Option kOptions[] = {
      [](Settings& s, const std::string& text) { return useNumber(text, 1, j2k::kMostLayers, s.j2kReading.layers); }},
     {kDecode, "--components", "", "A PGX or PGM of each component of JPEG 2000: OUT_0 ...",
      [](Settings& s, const std::string&) { return s.j2kReading.components = true, Complaint(); }},
+    {kDecode, "--max-scans", "N", "Refuse JPEG files of more scans (500)",
+     [](Settings& s, const std::string& text) { return useNumber(text, 1, kMostScans, s.reading.maxScans); }},
     {kConversions, "--output-dir", "DIR", "Directory for the outputs of many inputs; made if missing",
      [](Settings& s, const std::string& text) { return s.outputDirectory = text, Complaint(); }},
     {kConversions, "--jobs", "N", "Files at a time, with --output-dir (as many as processors)",

@@ -1,7 +1,7 @@
 // The reader: follows the segments of a file, decodes its scans and gives as much of the picture as there is.
 //
-// Where one scan has all components, as in nearly every file, its blocks go straight through the inverse transform
-// and the picture is painted as they come. Otherwise the coefficients of all scans are collected first.
+// Where one scan has all components in full, as in nearly every file, its blocks go straight through the inverse
+// transform and the picture is painted as they come. Otherwise the coefficients of all scans are collected first.
 #include <array>
 #include <exception>
 #include <memory>
@@ -12,6 +12,7 @@
 #include "jpeg/coefficients.h"
 #include "jpeg/colour.h"
 #include "jpeg/jpeg.h"
+#include "jpeg/progression.h"
 #include "jpeg/scanreader.h"
 #include "jpeg/strips.h"
 #include "jpeg/syntax.h"
@@ -23,7 +24,7 @@ namespace {
 // Refuses by name what the reader has no code for.
 void requireSupported(const Frame& frame) {
   const std::string process = processName(frame.process);
-  if (frame.process != marker::sof0 && frame.process != marker::sof1) refuse(process + " JPEG is not supported");
+  if (frame.process > marker::sof2) refuse(process + " JPEG is not supported");
   if (frame.precision != 8)
     refuse(process + " JPEG of " + std::to_string(frame.precision) + " bits is not supported");
   if (frame.components.size() > 4) refuse(std::to_string(frame.components.size()) + " components are not supported");
@@ -52,7 +53,7 @@ class Decoder {
     try {
       readSegments();
     } catch (const Failure& failure) {
-      if (goodMcus_ == 0) throw;
+      if (goodMcus_ == 0 || failure.status == ExitStatus::limit) throw;
       damaged(failure.what());
     }
     if (goodMcus_ == 0) refuse(warning_.empty() ? "the file has no picture" : warning_);
@@ -65,11 +66,15 @@ class Decoder {
   void readSegments();
   void takeFrame(const MarkerSegment& segment);
   void readScan(const MarkerSegment& segment);
+  void checkScan(const ScanHeader& scan);
+  void collect(ScanReader& reader, const ScanHeader& scan, std::size_t offset);
   std::unique_ptr<Strips> makeStrips() const;
   void paintCoefficients();
+  bool progressive() const { return frame_->process == marker::sof2; }
   bool allRead() const;
-  void report(int mcuRows) const {
-    if (progress_) progress_(mcuRows, frame_->mcusHigh);
+  bool allFinished() const;
+  void report(std::uint64_t done, std::uint64_t total) const {
+    if (progress_) progress_(done, total);
   }
   void damaged(const std::string& what) {
     if (warning_.empty()) warning_ = what;
@@ -90,6 +95,9 @@ class Decoder {
     int mcuRows = 0;  // of the frame, that have blocks of it
   };
   std::array<ReadComponent, 4> read_;
+  Progression progression_;
+  int scans_ = 0;
+  bool ended_ = false;  // by an EOI marker
   std::unique_ptr<Coefficients> coefficients_;
   std::unique_ptr<Strips> strips_;
   std::int64_t goodMcus_ = 0;
@@ -106,6 +114,7 @@ void Decoder::readSegments() {
       readScan(*segment);
       if (strips_) break;
     } else if (segment->marker == marker::eoi) {
+      ended_ = true;
       break;
     } else if (segment->marker == marker::dhp || segment->marker == marker::exp) {
       refuse("hierarchical JPEG is not supported");
@@ -119,6 +128,11 @@ void Decoder::readSegments() {
   }
   if (!frame_) refuse("the file has no frame header");
   if (!allRead()) damaged("the file ends before all components are there");
+  if (progressive() && !ended_) {
+    // An encoder may leave bits out; without an EOI marker nobody knows that it did.
+    if (!allFinished()) damaged("the file ends before its last scan");
+    if (warning_.empty()) notes_.push_back("the file has no EOI marker");
+  }
 }
 
 void Decoder::takeFrame(const MarkerSegment& segment) {
@@ -148,48 +162,63 @@ void Decoder::takeFrame(const MarkerSegment& segment) {
 
 void Decoder::readScan(const MarkerSegment& segment) {
   if (!frame_) refuse("a scan without a frame header");
-  const ScanHeader scan = parseScan(segment, *frame_);
-  for (const ScanHeader::Selector& selector : scan.components) {
-    const int table = frame_->components[selector.component].quantTable;
-    ReadComponent& component = read_[selector.component];
-    if (component.read) refuse("a component is coded twice");
-    if (!tables_.steps[table]) refuse("quantisation table " + std::to_string(table) + " is not defined");
-    component.steps = *tables_.steps[table];
+  if (++scans_ > options_.maxScans) {
+    throw Failure(ExitStatus::limit,
+                  "more than the limit of " + std::to_string(options_.maxScans) + " scans (--max-scans)");
   }
+  const ScanHeader scan = parseScan(segment, *frame_);
+  checkScan(scan);
   ScanReader reader(*frame_, scan, tables_, file_.subspan(segment.end));
   for (const ScanHeader::Selector& selector : scan.components) read_[selector.component].read = true;
 
-  const bool whole = scan.components.size() == frame_->components.size();
-  const auto readRows = [&](auto&& sink, auto&& rowDone) {
-    const int rows = reader.geometry().mcusHigh;
-    for (int row = 0; row < rows && !reader.exhausted(); ++row) {
-      reader.readRow(sink);
-      rowDone(row);
-    }
-  };
-  if (whole) {
+  if (!progressive() && scan.components.size() == frame_->components.size()) {
     strips_ = makeStrips();
-    readRows(StripSink{*strips_, {}}, [&](int row) {
+    StripSink sink{*strips_, {}};
+    for (int row = 0; row < reader.geometry().mcusHigh && !reader.exhausted(); ++row) {
+      reader.readRow(sink);
       strips_->finishRow();
-      report(row + 1);
-    });
+      report(row + 1, frame_->mcusHigh);
+    }
   } else {
-    if (!coefficients_) coefficients_ = std::make_unique<Coefficients>(*frame_);
-    const bool interleaved = scan.components.size() > 1;
-    readRows(CoefficientSink{*coefficients_}, [&](int row) {
-      for (const ScanHeader::Selector& selector : scan.components) {
-        const int blockRows = interleaved ? 1 : frame_->components[selector.component].vertical;
-        read_[selector.component].mcuRows = row / blockRows + 1;
-      }
-    });
+    collect(reader, scan, segment.end);
   }
   goodMcus_ += reader.goodMcus();
   const std::size_t end = segment.end + reader.end();
   walker_.seek(end);
   if (!reader.damage().empty()) {
     damaged(reader.damage());
-  } else if (end == file_.size() && allRead()) {
+  } else if (end == file_.size() && !progressive() && allRead()) {
     notes_.push_back("the file has no EOI marker");
+  }
+}
+
+// Throws Failure where the scan cannot be read; tells the damage where it can, but should not be there.
+void Decoder::checkScan(const ScanHeader& scan) {
+  const char* const fault = progressive() ? Progression::fault(scan) : nullptr;
+  if (fault) refuse(std::string("scan ") + std::to_string(scans_) + " has " + fault);
+  for (const ScanHeader::Selector& selector : scan.components) {
+    const int table = frame_->components[selector.component].quantTable;
+    ReadComponent& component = read_[selector.component];
+    if (component.read && progressive()) continue;
+    if (component.read) refuse("a component is coded twice");
+    if (!tables_.steps[table]) refuse("quantisation table " + std::to_string(table) + " is not defined");
+    component.steps = *tables_.steps[table];
+  }
+  if (progressive() && !progression_.take(scan)) damaged("scan " + std::to_string(scans_) + " is out of sequence");
+}
+
+void Decoder::collect(ScanReader& reader, const ScanHeader& scan, std::size_t offset) {
+  if (!coefficients_) coefficients_ = std::make_unique<Coefficients>(*frame_);
+  const bool interleaved = scan.components.size() > 1;
+  CoefficientSink sink{*coefficients_};
+  for (int row = 0; row < reader.geometry().mcusHigh && !reader.exhausted(); ++row) {
+    reader.readRow(sink);
+    for (const ScanHeader::Selector& selector : scan.components) {
+      const int blockRows = interleaved ? 1 : frame_->components[selector.component].vertical;
+      int& mcuRows = read_[selector.component].mcuRows;
+      mcuRows = std::max(mcuRows, row / blockRows + 1);
+    }
+    report(offset, file_.size());
   }
 }
 
@@ -206,6 +235,13 @@ bool Decoder::allRead() const {
   return true;
 }
 
+bool Decoder::allFinished() const {
+  for (int i = 0; i < static_cast<int>(frame_->components.size()); ++i) {
+    if (!progression_.finished(i)) return false;
+  }
+  return true;
+}
+
 void Decoder::paintCoefficients() {
   strips_ = makeStrips();
   int mcuRows = 0;
@@ -218,7 +254,7 @@ void Decoder::paintCoefficients() {
       }
     }
     strips_->finishRow();
-    report(row + 1);
+    report(row + 1, frame_->mcusHigh);
   }
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "jpeg/markers.h"
+
 namespace moxj::jpeg {
 
 void Frame::layOut() {
@@ -20,6 +22,12 @@ void Frame::layOut() {
     c.paddedWide = mcusWide * c.horizontal;
     c.paddedHigh = mcusHigh * c.vertical;
   }
+}
+
+ScanKind kindOf(const Frame& frame, const ScanHeader& scan) {
+  if (frame.process != marker::sof2) return ScanKind::sequential;
+  if (scan.spectralStart == 0) return scan.approxHigh == 0 ? ScanKind::dcFirst : ScanKind::dcRefine;
+  return scan.approxHigh == 0 ? ScanKind::acFirst : ScanKind::acRefine;
 }
 
 ScanGeometry::ScanGeometry(const Frame& frame, const ScanHeader& scan) {

@@ -47,6 +47,15 @@ struct ScanHeader {
   int approxHigh = 0, approxLow = 0;
 };
 
+// What a scan holds of its blocks (T.81 Annexes F and G).
+enum class ScanKind { sequential, dcFirst, dcRefine, acFirst, acRefine };
+
+constexpr bool isProgressive(ScanKind kind) {
+  return kind != ScanKind::sequential;
+}
+
+ScanKind kindOf(const Frame& frame, const ScanHeader& scan);
+
 // The MCUs of a scan. A scan of one component has one block an MCU, whatever the sampling factors, and only blocks
 // that hold samples (T.81 A.2.2); others have horizontal x vertical blocks of each component (A.2.3).
 struct ScanGeometry {

@@ -54,7 +54,7 @@ void judgeQuality(const Frame& frame, const Tables& tables, Info& info) {
 
 void describeFrame(const Frame& frame, const Tables& tables, Info& info) {
   info.process = processName(frame.process);
-  info.supported = (frame.process == marker::sof0 || frame.process == marker::sof1) && frame.precision == 8 &&
+  info.supported = frame.process <= marker::sof2 && frame.precision == 8 &&
                    frame.components.size() <= 4;
   info.precision = frame.precision;
   info.width = frame.width;

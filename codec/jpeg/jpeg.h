@@ -37,13 +37,14 @@ Bytes encode(const Picture& picture, const EncodeOptions& options, const Progres
 // ---- Reading ----------------------------------------------------------------------------------------------------
 
 struct DecodeOptions {
-  bool smooth =
-      true;  // sub-sampled components are interpolated where their ratio is 2; otherwise samples are repeated
+  // Sub-sampled components are interpolated where their ratio is 2; otherwise samples are repeated.
+  bool smooth = true;
+  int maxScans = 500;  // a file of more is refused: each costs as much as the whole picture
 };
 
 // The picture of a file as grey or RGB. Throws Failure: refused for what is no JPEG file, damaged before any of the
-// picture could be had, or of an unsupported process (by name); limit for more pixels than allowed, before memory is
-// taken. A picture of which only a part could be had comes with complete = false and a warning.
+// picture could be had, or of an unsupported process (by name); limit for more pixels, before memory is taken, or more scans
+// than allowed. A picture of which only a part could be had comes with complete = false and a warning.
 Decoded decode(std::span<const std::uint8_t> file, const Limits& limits, const Progress& progress = {},
                const DecodeOptions& options = {});
 

@@ -19,7 +19,12 @@ const HuffmanCode& codeOf(const Tables& tables, TableClass tableClass, int index
 }  // namespace
 
 ScanReader::ScanReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data)
-    : geometry_(frame, scan), state_(makeDecodeState()), data_(data), restartInterval_(tables.restartInterval) {
+    : scan_(scan),
+      kind_(kindOf(frame, scan)),
+      geometry_(frame, scan),
+      state_(makeDecodeState()),
+      data_(data),
+      restartInterval_(tables.restartInterval) {
   if (scan.components.size() > 1 && geometry_.blocks.size() > 10) {
     refuse("an MCU of " + std::to_string(geometry_.blocks.size()) + " blocks, of which T.81 allows 10");
   }
@@ -36,8 +41,10 @@ ScanReader::ScanReader(const Frame& frame, const ScanHeader& scan, const Tables&
   };
   for (const ScanGeometry::Block& block : geometry_.blocks) {
     const ScanHeader::Selector& selector = scan.components[block.selector];
-    blocks_.push_back(
-        {block, &lastDc_[block.selector], specOf(kDc, selector.dcTable), specOf(kAc, selector.acTable)});
+    const bool dc = kind_ == ScanKind::sequential || kind_ == ScanKind::dcFirst;
+    const bool ac = kind_ != ScanKind::dcFirst && kind_ != ScanKind::dcRefine;
+    blocks_.push_back({block, &lastDc_[block.selector], dc ? specOf(kDc, selector.dcTable) : nullptr,
+                       ac ? specOf(kAc, selector.acTable) : nullptr});
   }
   mcusToRestart_ = restartInterval_;
 }
@@ -45,6 +52,10 @@ ScanReader::ScanReader(const Frame& frame, const ScanHeader& scan, const Tables&
 void ScanReader::moveWindow() {
   windowStart_ += position_;
   position_ = 0;
+  if (windowStart_ == data_.size() && windowStart_ > 0) {  // the progressive decoders take no empty source
+    --windowStart_;
+    position_ = 1;
+  }
   windowLength_ =
       static_cast<std::int32_t>(std::min<std::size_t>(data_.size() - windowStart_, std::numeric_limits<int>::max()));
 }
@@ -55,7 +66,7 @@ bool ScanReader::blockFailed(MoxStatus status) {
     damaged("damaged data");
     return true;
   }
-  if (status != moxStatusOutOfBuffer) require(status, "the decoding of a block");
+  if (status != moxStatusOutOfBuffer && !data_.empty()) require(status, "the decoding of a block");
   if (marker::isReserved(marker_)) {  // of no meaning, so likely a damaged byte of the data
     damaged("damaged data");
     marker_ = 0;

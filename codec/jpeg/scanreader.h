@@ -1,4 +1,4 @@
-// Decodes the entropy-coded data of a sequential scan, MCU row by MCU row, over restart markers and damage.
+// Decodes the entropy-coded data of a scan of blocks, MCU row by MCU row, over restart markers and damage.
 #pragma once
 
 #include <array>
@@ -13,8 +13,8 @@
 
 namespace moxj::jpeg {
 
-// Where the data is damaged, blocks stay empty (all coefficients 0) up to the next restart marker that fits in;
-// without restart intervals, up to the end of the scan.
+// Where the data is damaged, blocks stay empty (all coefficients 0; in a progressive file, as the scans before have left
+// them) up to the next restart marker that fits in; without restart intervals, up to the end of the scan.
 class ScanReader {
  public:
   // `data` begins with the scan's first byte and ends with the file. Throws Failure (refused) where the tables that
@@ -26,7 +26,8 @@ class ScanReader {
   // Decodes the next MCU row. The sink has two members that are called for each block in turn:
   //   Mox16s* begin(int component, int blockX, int blockY)   where the coefficients shall go, natural order
   //   void end(int component, int blockX, int blockY, const Mox16s* coefficients)
-  // Empty blocks come with `coefficients` elsewhere and nothing written to what begin() gave.
+  // Empty blocks come with `coefficients` elsewhere and nothing written to what begin() gave. What begin() gives a
+  // progressive scan holds what the scans before have left.
   template <class Sink>
   void readRow(Sink&& sink);
 
@@ -44,7 +45,10 @@ class ScanReader {
     const MoxDecodeHuffmanSpec* ac;
   };
 
-  bool readBlock(const McuBlock& block, Mox16s* coefficients);
+  template <ScanKind kind, class Sink>
+  void readRowOf(Sink& sink);
+  template <ScanKind kind>
+  MoxStatus decode(const McuBlock& block, Mox16s* coefficients);
   bool blockFailed(MoxStatus status);
   void moveWindow();
   void startInterval();
@@ -52,6 +56,8 @@ class ScanReader {
   void resume();
   void damaged(const char* what);
 
+  ScanHeader scan_;
+  ScanKind kind_;
   ScanGeometry geometry_;
   std::vector<McuBlock> blocks_;
   std::array<std::array<DecodeSpec, 4>, 2> specs_;  // [table class][index], those in use
@@ -77,27 +83,67 @@ class ScanReader {
 
 template <class Sink>
 void ScanReader::readRow(Sink&& sink) {
-  static constexpr Mox16s kEmpty[64] = {};
   moveWindow();
+  switch (kind_) {
+    case ScanKind::sequential:
+      readRowOf<ScanKind::sequential>(sink);
+      break;
+    case ScanKind::dcFirst:
+      readRowOf<ScanKind::dcFirst>(sink);
+      break;
+    case ScanKind::dcRefine:
+      readRowOf<ScanKind::dcRefine>(sink);
+      break;
+    case ScanKind::acFirst:
+      readRowOf<ScanKind::acFirst>(sink);
+      break;
+    case ScanKind::acRefine:
+      readRowOf<ScanKind::acRefine>(sink);
+      break;
+  }
+  ++row_;
+}
+
+template <ScanKind kind, class Sink>
+void ScanReader::readRowOf(Sink& sink) {
+  static constexpr Mox16s kEmpty[64] = {};
   for (int mcu = 0; mcu < geometry_.mcusWide; ++mcu) {
     if (restartInterval_ != 0 && mcusToRestart_-- == 0) startInterval();
     for (const McuBlock& block : blocks_) {
       const int x = mcu * block.across + block.dx;
       const int y = row_ * block.down + block.dy;
       Mox16s* const coefficients = sink.begin(block.component, x, y);
-      const bool read = !skipping_ && readBlock(block, coefficients);
+      bool read = !skipping_;
+      if (read) {
+        const MoxStatus status = decode<kind>(block, coefficients);
+        if (status < 0) read = blockFailed(status);
+      }
       sink.end(block.component, x, y, read ? coefficients : kEmpty);
     }
     goodMcus_ += !skipping_;
   }
-  ++row_;
 }
 
-inline bool ScanReader::readBlock(const McuBlock& block, Mox16s* coefficients) {
-  const MoxStatus status =
-      moxiDecodeHuffman8x8_JPEG_1u16s_C1(data_.data() + windowStart_, windowLength_, &position_, coefficients,
-                                         block.lastDc, &marker_, block.dc, block.ac, state_.get());
-  return status >= 0 || blockFailed(status);
+template <ScanKind kind>
+MoxStatus ScanReader::decode(const McuBlock& block, Mox16s* to) {
+  const Mox8u* const data = data_.data() + windowStart_;
+  const int start = scan_.spectralStart, end = scan_.spectralEnd, low = scan_.approxLow;
+  if constexpr (kind == ScanKind::sequential) {
+    return moxiDecodeHuffman8x8_JPEG_1u16s_C1(data, windowLength_, &position_, to, block.lastDc, &marker_, block.dc,
+                                              block.ac, state_.get());
+  } else if constexpr (kind == ScanKind::dcFirst) {
+    return moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(data, windowLength_, &position_, to, block.lastDc, &marker_, low,
+                                                      block.dc, state_.get());
+  } else if constexpr (kind == ScanKind::dcRefine) {
+    return moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(data, windowLength_, &position_, to, &marker_, low,
+                                                       state_.get());
+  } else if constexpr (kind == ScanKind::acFirst) {
+    return moxiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(data, windowLength_, &position_, to, &marker_, start, end, low,
+                                                      block.ac, state_.get());
+  } else {
+    return moxiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(data, windowLength_, &position_, to, &marker_, start, end, low,
+                                                       block.ac, state_.get());
+  }
 }
 
 }  // namespace moxj::jpeg

@@ -79,7 +79,7 @@ TEST_F(HeaderTest, OtherThanJpegIsRefused) {
 
 TEST_F(HeaderTest, UnsupportedProcessesAreRefusedByName) {
   const std::size_t sof = layout_.find(marker::sof0).offset + 1;
-  expectRefused(with(sof, 0xC2), "progressive JPEG is not supported");
+  expectRefused(with(sof, 0xCA), "progressive, arithmetic coding JPEG is not supported");
   expectRefused(with(sof, 0xC3), "lossless JPEG is not supported");
   expectRefused(with(sof, 0xC5), "hierarchical, differential sequential JPEG is not supported");
   expectRefused(with(sof, 0xC9), "extended sequential, arithmetic coding JPEG is not supported");
