@@ -64,15 +64,14 @@ BlockEncoder::BlockEncoder(int width, int height) {
 }
 
 CodedBlock BlockEncoder::encode(const Block& block, const Band& band, const TileComponent& component, Plane& plane,
-                                double weight, int lowestPlane) {
+                                double weight) {
   take(block, band, component, plane);
   const CodingStyle& coding = component.coding;
   const int fraction = coding.reversible ? 0 : kFractionBits;
   const int options = coderOptions(coding.modes) | (coding.reversible ? moxJ2KExactLast : 0);
   std::int32_t planes = 0, passes = 0, segments = 0;
   require(moxiEncodeLoadCodeBlock_JPEG2K_32s_C1R(coefficients_.data(), block.width * 4, block.width, block.height,
-                                                 state_.get(), coderBand(band.orientation),
-                                                 kMagnitudeBits - fraction - lowestPlane,
+                                                 state_.get(), coderBand(band.orientation), kMagnitudeBits - fraction,
                                                  coding.modes & pterm ? moxJ2KTermPredictable : moxJ2KTermShortest, 0,
                                                  options, &planes, &passes, &segments),
           "a code-block's coding");
@@ -89,7 +88,7 @@ CodedBlock BlockEncoder::encode(const Block& block, const Band& band, const Tile
     start += static_cast<std::uint32_t>(length);
   }
   coded.segmentStarts.push_back(start);
-  notePasses(coded, passes, coding.modes, std::ldexp(weight, 2 * lowestPlane));
+  notePasses(coded, passes, coding.modes, weight);
   makeHull(coded);
   return coded;
 }

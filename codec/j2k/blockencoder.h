@@ -36,10 +36,9 @@ class BlockEncoder {
  public:
   BlockEncoder(int width, int height);
 
-  // `weight` is the square error of the picture for an error of one quantiser step. Bit-planes below `lowestPlane`
-  // are left out.
-  CodedBlock encode(const Block& block, const Band& band, const TileComponent& component, Plane& plane, double weight,
-                    int lowestPlane);
+  // `weight` is the square error of the picture for an error of one quantiser step.
+  CodedBlock encode(const Block& block, const Band& band, const TileComponent& component, Plane& plane,
+                    double weight);
 
  private:
   struct Release {

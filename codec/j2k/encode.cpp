@@ -158,8 +158,8 @@ class TileEncoder {
       return;
     }
     left_[task.component].wait();
-    *task.coded = encoders_[static_cast<std::size_t>(worker)]->encode(*task.block, *task.band, component, plane,
-                                                                      task.weight, 0);
+    *task.coded =
+        encoders_[static_cast<std::size_t>(worker)]->encode(*task.block, *task.band, component, plane, task.weight);
   }
 
   Tile& tile_;

@@ -140,7 +140,10 @@ Picture toPicture(const Image& image, std::vector<std::string>& notes) {
     notes.push_back("only the first 3 of " + std::to_string(count) + " components shown");
   const Component& first = same.components[0];
   if (first.bits > 8) notes.push_back("samples of " + std::to_string(first.bits) + " bits reduced to 8");
-  if (!first.wide && first.bits == 8 && count == channels)
+  bool inOrder = true;
+  for (int channel = 0; channel < channels; ++channel)
+    inOrder &= same.components[static_cast<std::size_t>(channel)].samples == first.samples + channel;
+  if (!first.wide && first.bits == 8 && count == channels && inOrder)
     return {same.width, same.height, channels, first.step, first.samples, same.owner};
   Picture picture = Picture::make(same.width, same.height, channels);
   for (int channel = 0; channel < channels; ++channel) {

@@ -34,7 +34,7 @@ class CommandLine(ToolTest):
                                  (("decode", "a", "b.jpg"), "b.jpg: JPEG is written by 'moxj encode'"),
                                  (("encode", "a", "b"), "b: the name does not tell the format; give --format jpg, jp2, j2k"),
                                  (("decode", "a", "b.x"),
-                                  "b.x: the name does not tell the format; give --format png, ppm, pgm, pnm"),
+                                  "b.x: the name does not tell the format; give --format png, ppm, pgm, pnm, pgx"),
                                  (("decode", "a", ""), "the output's name is empty"),
                                  (("compare", "-", "-"), "standard input can be one of two pictures only")):
             self.expect(USAGE, *arguments, error="moxj: %s\n" % cause)

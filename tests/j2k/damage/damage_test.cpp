@@ -1,0 +1,173 @@
+// Ten thousand damaged files through the reader, each of which must end in time with a picture, whole or in part, or
+// with a Failure, within the memory that it is allowed. Run under the sanitizers it shows that no byte of a file
+// leads out of bounds.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <random>
+
+#include "j2k/j2k.h"
+
+namespace moxj::j2k {
+namespace {
+
+constexpr int kFiles = 10000;
+// Damaged sizes cost no more than this.
+constexpr Limits kLimits{.maxPixels = 1 << 18, .maxMemory = 1 << 26};
+
+using File = std::vector<std::uint8_t>;
+
+Image testImage(int width, int height, int components, int bits) {
+  Image image;
+  image.width = width;
+  image.height = height;
+  image.colour = components < 3 ? Colour::grey : Colour::rgb;
+  image.alpha = components % 2 == 0;
+  image.components.assign(static_cast<std::size_t>(components), {.width = width, .height = height, .bits = bits});
+  image.allocate();
+  std::mt19937 random(1);
+  for (const Component& c : image.components) {
+    for (int y = 0; y < height; ++y) {
+      for (int x = 0; x < width; ++x) {
+        const std::int32_t value = static_cast<std::int32_t>((x * 5 + y * 3 + random() % 16) % (1u << bits));
+        c.wide ? void(c.numbers(y)[x] = value)
+               : void(c.bytes(y)[std::ptrdiff_t{x} * c.pixelStep] = static_cast<std::uint8_t>(value));
+      }
+    }
+  }
+  return image;
+}
+
+std::vector<File> originals() {
+  std::vector<File> files;
+  int number = 0;
+  for (const int components : {1, 3, 4}) {
+    for (const int modes : {0, int{bypass | termall}, int{reset | causal | segsym}, int{allModes}}) {
+      for (const bool lossless : {true, false}) {
+        EncodeOptions options;
+        options.lossless = lossless;
+        if (!lossless) options.bitsPerPixel = 12;
+        options.levels = 1 + number % 4;
+        options.order = static_cast<Order>(number % 5);
+        options.layers = 1 + number % 3;
+        options.modes = modes;
+        options.blockWidth = options.blockHeight = 8 << number % 3;
+        if (number % 2 == 1) options.tileWidth = options.tileHeight = 24;
+        options.boxes = number % 3 != 0;
+        const Bytes file = encode(testImage(53, 37, components, number % 4 == 2 ? 12 : 8), options, kLimits);
+        files.emplace_back(file.begin(), file.end());
+        ++number;
+      }
+    }
+  }
+  return files;
+}
+
+File damaged(const File& original, std::mt19937& random) {
+  const auto below = [&](std::size_t count) { return static_cast<std::size_t>(random() % count); };
+  File file = original;
+  switch (below(4)) {
+    case 0:
+      file.resize(below(file.size()));
+      break;
+    case 1:  // a byte put in or taken out
+      if (below(2) == 0)
+        file.insert(file.begin() + static_cast<std::ptrdiff_t>(below(file.size())),
+                    static_cast<std::uint8_t>(random()));
+      else
+        file.erase(file.begin() + static_cast<std::ptrdiff_t>(below(file.size())));
+      break;
+    case 2:  // bits of the headers
+      for (std::size_t flips = 1 + below(3); flips > 0; --flips) file[below(260) % file.size()] ^= 1 << below(8);
+      break;
+    default:  // bits anywhere
+      for (std::size_t flips = 1 + below(20); flips > 0; --flips) file[below(file.size())] ^= 1 << below(8);
+  }
+  return file;
+}
+
+struct Outcomes {
+  int whole = 0, partly = 0, refused = 0, limit = 0;
+};
+
+void decodeOne(const File& file, const DecodeOptions& options, Outcomes& outcomes) {
+  try {
+    const DecodedImage decoded = decode(file, kLimits, {}, options);
+    EXPECT_EQ(decoded.complete, decoded.warning.empty());
+    ++(decoded.complete ? outcomes.whole : outcomes.partly);
+    // Every sample is there to be read, within its range.
+    for (const Component& c : decoded.image.components)
+      for (int y = 0; y < c.height; ++y)
+        for (int x = 0; x < c.width; ++x)
+          if (c.at(x, y) < c.least() || c.at(x, y) > c.most()) FAIL() << "a sample of " << c.at(x, y);
+  } catch (const Failure& failure) {
+    EXPECT_NE(std::string(failure.what()), "");
+    if (failure.status == ExitStatus::refused) {
+      ++outcomes.refused;
+    } else {
+      EXPECT_EQ(failure.status, ExitStatus::limit) << failure.what();
+      ++outcomes.limit;
+    }
+  }
+}
+
+TEST(Damage, EveryFileEndsWithAPictureOrAReason) {
+  const std::vector<File> files = originals();
+  std::mt19937 random(20240607);
+  Outcomes outcomes;
+  for (int i = 0; i < kFiles; ++i) {
+    const File file = damaged(files[static_cast<std::size_t>(i) % files.size()], random);
+    decodeOne(file, {.reduce = i % 5 == 0, .layers = i % 7 == 0 ? 1 : kMostLayers, .threads = 1 + i % 2}, outcomes);
+    try {
+      inspect(file);
+    } catch (const Failure& failure) {
+      EXPECT_NE(failure.status, ExitStatus::ok);
+    }
+  }
+  std::printf("%d files: %d whole, %d in part, %d refused, %d over the limit\n", kFiles, outcomes.whole,
+              outcomes.partly, outcomes.refused, outcomes.limit);
+  EXPECT_GT(outcomes.partly, kFiles / 5);
+  EXPECT_GT(outcomes.refused, kFiles / 50);
+}
+
+// A file that is cut off gives more of the picture the more there is of it, until all is there.
+TEST(Damage, TruncatedFilesGiveThePictureSoFar) {
+  const Image image = testImage(128, 96, 3, 8);
+  EncodeOptions options;
+  options.lossless = true;
+  options.layers = 6;
+  options.blockWidth = options.blockHeight = 16;
+  const Bytes file = encode(image, options, kLimits);
+  double lastError = 1e30;
+  for (const int percent : {10, 25, 50, 75, 100}) {
+    const std::size_t size = file.size() * static_cast<std::size_t>(percent) / 100;
+    const DecodedImage decoded = decode({file.data(), size}, kLimits);
+    EXPECT_EQ(decoded.complete, percent == 100);
+    double error = 0;
+    for (std::size_t c = 0; c < 3; ++c)
+      for (int y = 0; y < image.height; ++y)
+        for (int x = 0; x < image.width; ++x)
+          error += std::pow(image.components[c].at(x, y) - decoded.image.components[c].at(x, y), 2);
+    EXPECT_LT(error, lastError) << percent;
+    lastError = error;
+  }
+  EXPECT_EQ(lastError, 0);
+}
+
+// What a header claims is counted before memory is taken for it.
+TEST(Damage, MemoryHasALimit) {
+  EncodeOptions options;
+  options.lossless = true;
+  const Bytes file = encode(testImage(256, 256, 1, 8), options, kLimits);
+  EXPECT_NO_THROW(decode({file.data(), file.size()}, {.maxMemory = 1 << 20}));
+  try {
+    decode({file.data(), file.size()}, {.maxMemory = 1 << 18});
+    FAIL();
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.status, ExitStatus::limit);
+  }
+}
+
+}  // namespace
+}  // namespace moxj::j2k
