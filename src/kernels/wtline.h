@@ -46,10 +46,8 @@ enum class Edges { mirrored, given };
 
 // Whole-sample symmetric extension, repeated as often as it takes; at least two samples.
 inline ptrdiff_t mirrored(ptrdiff_t i, ptrdiff_t count) {
-  const ptrdiff_t period = 2 * (count - 1);
-  i %= period;
-  if (i < 0) i += period;
-  return i < count ? i : period - i;
+  while (i < 0 || i >= count) i = i < 0 ? -i : 2 * (count - 1) - i;
+  return i;
 }
 template <Edges How>
 inline ptrdiff_t position(ptrdiff_t i, ptrdiff_t count) {
