@@ -1,5 +1,5 @@
-"""Shows what moxj does, on photographs, beside cjpeg and djpeg: builds, encodes and decodes at several qualities and
-samplings, prints the figures and writes demo-output/index.html.
+"""Shows what moxj does, on photographs, beside cjpeg, djpeg and opj_compress: builds, encodes and decodes at several
+qualities, samplings and sizes, prints the figures and writes demo-output/index.html.
 
 usage: scripts/demo [--runs N]     N interleaved runs for each time, 11 unless said"""
 
@@ -17,6 +17,7 @@ import time
 import numpy
 from PIL import Image
 
+import demo_2000
 import demo_page
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
@@ -209,14 +210,17 @@ def main():
     print(f"Encoding and decoding {', '.join(names)}", flush=True)
     results = [trial for name in names for trial in trials(name)]
     print_trials(results)
+    results_2000 = [trial for name in names for trial in demo_2000.trials(MOXJ, WORK, name, results)]
+    demo_2000.print_trials(results_2000)
     print("\nMeasuring speed", flush=True)
     make_mosaic(names)
     speeds = [speed(name, quality, runs) for quality in TIMED_QUALITIES for name in [*names, "mosaic"]]
     print_speeds(speeds, runs)
     demo_page.write(OUTPUT, {
         "names": names, "photographs": photographs, "photographs_directory": PHOTOS, "files": WORK, "trials": results,
+        "trials_2000": results_2000,
         "speeds": speeds, "runs": runs, "crops": CROPS, "crop": CROP_SIZE})
-    (OUTPUT / "figures.json").write_text(json.dumps({"pictures": results, "speeds": speeds}, indent=1) + "\n")
+    (OUTPUT / "figures.json").write_text(json.dumps({"pictures": results, "jpeg2000": results_2000, "speeds": speeds}, indent=1) + "\n")
     print(f"\nThe pictures and all figures: {OUTPUT.relative_to(ROOT)}/index.html")
 
 

@@ -11,6 +11,8 @@ import time
 import matplotlib
 from PIL import Image
 
+import demo_2000
+
 matplotlib.use("svg")
 matplotlib.rcParams["svg.hashsalt"] = "moxj"
 from matplotlib import pyplot
@@ -27,6 +29,9 @@ def write(output, demo):
     """`demo` holds the names of the pictures, their directories, the trials and the speeds; see scripts/demo."""
     page = string.Template((HERE / "demo_page.html").read_text())
     sections = [picture_section(output, demo, name) for name in demo["names"]]
+    for name in demo["names"]:
+        chosen = [t for t in demo["trials_2000"] if t["picture"] == name]
+        sections.append(demo_2000.section(output, demo["files"], name, chosen, demo["crops"].get(name, (0, 0)), demo["crop"]))
     speed_chart(output / "speed.svg", demo["speeds"])
     (output / "index.html").write_text(page.substitute(
         pictures="\n".join(sections), speeds=speed_table(demo["speeds"]), runs=demo["runs"],
