@@ -22,6 +22,7 @@ namespace moxj::j2k {
 
 namespace {
 
+constexpr std::size_t kMostWritten = 4;
 constexpr int kMostTiles = 65535;
 constexpr int kGuardBits = 2;
 // The step of the quantiser in units of a sample's, before a band's norm: fine enough for sizes near the lossless
@@ -39,6 +40,13 @@ Siz sizOf(const Image& image, const EncodeOptions& options) {
   if (siz.tiles() > kMostTiles)
     throw Failure(ExitStatus::limit, std::to_string(siz.tiles()) + " tiles: JPEG 2000 goes up to 65535");
   return siz;
+}
+
+// Whether components have the sizes that their sub-sampling says, in colours that JP2 is written with.
+bool isOnGrid(const Image& image) {
+  return image.colour != Colour::ycc && std::ranges::all_of(image.components, [&](const Component& c) {
+           return c.width == ceilDiv(image.width, c.dx) && c.height == ceilDiv(image.height, c.dy);
+         });
 }
 
 bool canTransform(const Image& image) {
@@ -292,8 +300,11 @@ void Encoder::writeTiles() {
 }  // namespace
 
 Bytes encode(const Image& image, const EncodeOptions& options, const Limits& limits, const Progress& progress) {
+  if (image.components.size() > kMostWritten)
+    refuse(std::to_string(image.components.size()) + " components: JPEG 2000 files of up to 4 are written");
   limits.check(static_cast<std::uint64_t>(image.width), static_cast<std::uint64_t>(image.height));
-  return Encoder(image, options, limits, progress).run();
+  const Image given = isOnGrid(image) ? image : sameSize(image);
+  return Encoder(given, options, limits, progress).run();
 }
 
 }  // namespace moxj::j2k

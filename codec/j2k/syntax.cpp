@@ -24,6 +24,8 @@ constexpr Name kNames[] = {
     {marker::eoc, "EOC"},
 };
 
+constexpr std::size_t kMostProgressions = 255;  // each costs a walk over all precincts
+
 int wordAt(ByteSpan bytes, std::size_t at) {
   return at + 2 <= bytes.size() ? bytes[at] << 8 | bytes[at + 1] : -1;
 }
@@ -124,6 +126,7 @@ void parsePoc(ByteSpan body, const Siz& siz, std::vector<Progression>& progressi
     if (order > 4) refuse("an unknown progression order");
     p.order = static_cast<Order>(order);
     progressions.push_back(p);
+    if (progressions.size() > kMostProgressions) refuse("more than 255 changes of progression");
   }
 }
 

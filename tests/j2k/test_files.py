@@ -111,6 +111,12 @@ class FilesTest(peers.PeerTest):
             self.assertLessEqual(peers.greatest_difference(ours, self.peer_planes("opj", f"{number}.j2k")), number)
             self.expect(support.OK, "decode", f"{number}.j2k", "out.ppm", "--quiet")
             self.assertEqual(support.parse_pnm(self.read("out.ppm"))[:3], (60, 40, 3))
+            # Written again, with their sizes or, where an offset leaves other ones, with the largest for all.
+            self.expect(support.OK, "encode", f"{number}.j2k", f"again{number}.j2k")
+            self.assertEqual(self.moxj_planes(f"again{number}.j2k"), ours)
+        self.peer_encode("opj", "in.raw", "offset.j2k", "-F", "59,39,4,8,u@1x1:2x2:2x2:1x1", "-mct", "0", "-d", "1,1")
+        self.expect(support.OK, "encode", "offset.j2k", "again.j2k")
+        self.assertEqual({one[2:4] for one in self.moxj_planes("again.j2k")}, {(59, 39)})
 
     def test_every_depth_through_pgx_and_pnm(self):
         for bits in range(1, 17):
