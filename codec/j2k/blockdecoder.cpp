@@ -21,7 +21,7 @@ void clear(const Block& block, Plane& plane) {
 
 // A coefficient of a region of interest lies `shift` bits above all others (H.1).
 std::uint32_t unshifted(std::uint32_t magnitude, int bit, int shift) {
-  return magnitude >> bit != 0 ? magnitude >> shift : magnitude;
+  return bit < 32 && magnitude >> bit != 0 ? magnitude >> shift : magnitude;
 }
 
 }  // namespace

@@ -3,9 +3,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <string>
 
 #include "bytes.h"
+#include "failure.h"
 #include "j2k/params.h"
 
 namespace moxj::j2k {
@@ -20,7 +21,10 @@ class Plane {
         step_(((std::ptrdiff_t{width} * 4 + 63) / 64 | 1) * 64),
         memory_(static_cast<std::size_t>(step_) * static_cast<std::size_t>(height)) {}
 
+  // That a plane takes. Throws Failure (limit) where the library's 32-bit steps do not reach from row to row.
   static std::uint64_t bytes(Coord width, Coord height) {
+    constexpr Coord kMostWidth = Coord{1} << 28;
+    if (width > kMostWidth) throw Failure(ExitStatus::limit, "a tile of " + std::to_string(width) + " columns");
     return static_cast<std::uint64_t>((width / 16 + 2) * 64) * static_cast<std::uint64_t>(height);
   }
 
