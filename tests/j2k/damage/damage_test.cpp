@@ -3,6 +3,7 @@
 // leads out of bounds.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <random>
@@ -39,6 +40,14 @@ Image testImage(int width, int height, int components, int bits) {
   return image;
 }
 
+// A copy with a segment put in at the end of the main header.
+File withSegment(File file, std::initializer_list<std::uint8_t> segment) {
+  constexpr std::uint8_t kSot[] = {0xFF, 0x90, 0, 10};
+  const auto at = std::search(file.begin(), file.end(), std::begin(kSot), std::end(kSot));
+  file.insert(at, segment);
+  return file;
+}
+
 std::vector<File> originals() {
   std::vector<File> files;
   int number = 0;
@@ -61,6 +70,11 @@ std::vector<File> originals() {
       }
     }
   }
+  // What the writer does not write: regions of interest, changes of progression, packed packet headers.
+  for (const std::uint8_t shift : {3, 12, 37})
+    files.push_back(withSegment(files[8], {0xFF, 0x5E, 0, 5, 0, 0, shift}));
+  files.push_back(withSegment(files[9], {0xFF, 0x5F, 0, 16, 0, 0, 0, 2, 2, 3, 1, 1, 0, 0, 3, 33, 4, 2}));
+  files.push_back(withSegment(files[10], {0xFF, 0x60, 0, 9, 0, 0, 0, 0, 2, 0x80, 0x55}));
   return files;
 }
 
