@@ -7,7 +7,7 @@
 
 namespace moxj {
 
-// encode and decode, of one file or a batch.
+// encode, decode and transcode, of one file or a batch.
 ExitStatus runConversion(const Settings& settings, Report& report);
 ExitStatus runInfo(const Settings& settings, Report& report);
 ExitStatus runCompare(const Settings& settings, Report& report);

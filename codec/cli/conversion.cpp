@@ -1,4 +1,4 @@
-// encode and decode: pictures from one format into another.
+// encode, decode and transcode: pictures from one format into another.
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
@@ -7,10 +7,12 @@
 #include <thread>
 
 #include "cli/commands.h"
+#include "cli/input.h"
 #include "cli/limits.h"
 #include "cli/output.h"
 #include "cli/plan.h"
 #include "cli/read_picture.h"
+#include "cli/transcode_file.h"
 #include "moxcore.h"
 #include "pictures/pgx.h"
 #include "pictures/png.h"
@@ -146,6 +148,7 @@ ExitStatus encodeJpeg2000(const PictureFile& file, const Job& job, const Setting
 
 // The rows of a JPEG file go straight into a file that can be thrown away when nothing comes of it.
 ExitStatus convertFile(const Job& job, const Settings& settings, Report& report) {
+  if (settings.command == Command::transcode) return transcodeFile(job, settings, report);
   const PictureFile file = openPicture(job.input, settings.limits);
   if (isJpeg2000(job.format)) return encodeJpeg2000(file, job, settings, report);
   if (isJpeg2000(file.format) && settings.command == Command::decode)
@@ -216,10 +219,24 @@ ExitStatus convertAll(const std::vector<Job>& jobs, const Settings& settings, Re
   return firstOf(statuses);
 }
 
+jpeg::Script readScript(const std::string& path) {
+  constexpr std::uint64_t kLongestScript = 1 << 20;
+  const std::string name = shownName(path, true);
+  try {
+    const Source source = readFile(path, kLongestScript);
+    return jpeg::parseScript({reinterpret_cast<const char*>(source.bytes.data()), source.bytes.size()}, name);
+  } catch (const Failure& failure) {
+    const std::string text = failure.what();
+    throw Failure(failure.status, text.starts_with(name) ? text : name + ": " + text);
+  }
+}
+
 }  // namespace
 
-ExitStatus runConversion(const Settings& settings, Report& report) {
-  const std::vector<Job> jobs = planOf(settings);
+ExitStatus runConversion(const Settings& asked, Report& report) {
+  const std::vector<Job> jobs = planOf(asked);
+  Settings settings = asked;
+  if (!settings.scans.empty()) settings.jpeg.script = readScript(settings.scans);
   return settings.outputDirectory ? convertAll(jobs, settings, report) : convert(jobs[0], settings, report);
 }
 

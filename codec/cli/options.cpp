@@ -89,8 +89,10 @@ constexpr unsigned setOf(Command command) {
 }
 constexpr unsigned kEncode = setOf(Command::encode);
 constexpr unsigned kDecode = setOf(Command::decode);
-constexpr unsigned kConversions = kEncode | kDecode;
+constexpr unsigned kTranscode = setOf(Command::transcode);
+constexpr unsigned kConversions = kEncode | kDecode | kTranscode;
 constexpr unsigned kShows = setOf(Command::info) | setOf(Command::compare);
+constexpr unsigned kPixelReaders = kEncode | kDecode | setOf(Command::compare);
 constexpr unsigned kReaders = kConversions | setOf(Command::compare);
 
 // Formats that an option of `encode` is for.
@@ -112,7 +114,18 @@ constexpr Option kOptions[] = {
      [](Settings& s, const std::string& text) { return useSampling(text, s.jpeg.sampling); }, Of::jpeg},
     {kEncode, "--grayscale", "", "Keep the luminance only",
      [](Settings& s, const std::string&) { return s.jpeg.grayscale = true, Complaint(); }, Of::jpeg},
-    {kEncode, "--restart", "N|NB", "Restart marker every N MCUs, with NB every N rows of them",
+    {kEncode | kTranscode, "--progressive", "", "Progressive, in the scans that cjpeg makes",
+     [](Settings& s, const std::string&) { return s.jpeg.progressive = true, Complaint(); }, Of::jpeg},
+    {kEncode | kTranscode, "--scans", "FILE", "The scans of a file in the syntax of cjpeg",
+     [](Settings& s, const std::string& text) { return s.scans = text, text.empty() ? "names no file" : Complaint(); },
+     Of::jpeg},
+    {kTranscode, "--sequential", "", "Sequential, with the tables of T.81 Annex K without --optimize",
+     [](Settings& s, const std::string&) { return s.sequential = true, Complaint(); }, Of::jpeg},
+    {kEncode | kTranscode, "--optimize", "", "Huffman tables of the picture's own (progressive always)",
+     [](Settings& s, const std::string&) { return s.jpeg.optimize = true, Complaint(); }, Of::jpeg},
+    {kTranscode, "--strip", "", "Leave out APPn and COM segments but those that tell the colours",
+     [](Settings& s, const std::string&) { return s.strip = true, Complaint(); }, Of::jpeg},
+    {kEncode | kTranscode, "--restart", "N|NB", "Restart marker every N MCUs, with NB every N rows of them",
      [](Settings& s, const std::string& text) { return useRestart(text, s.jpeg); }, Of::jpeg},
     {kEncode, "--lossless", "", "Exact: 5/3 wavelet and reversible colours (as without a size)",
      [](Settings& s, const std::string&) { return s.j2k.lossless = true, Complaint(); }, Of::jpeg2000},
@@ -146,7 +159,7 @@ constexpr Option kOptions[] = {
      [](Settings& s, const std::string& text) { return useNumber(text, 1, j2k::kMostLayers, s.j2kReading.layers); }},
     {kDecode, "--components", "", "A PGX or PGM of each component of JPEG 2000: OUT_0 ...",
      [](Settings& s, const std::string&) { return s.j2kReading.components = true, Complaint(); }},
-    {kDecode, "--max-scans", "N", "Refuse JPEG files of more scans (500)",
+    {kReaders, "--max-scans", "N", "Refuse JPEG files of more scans (500)",
      [](Settings& s, const std::string& text) { return useNumber(text, 1, kMostScans, s.reading.maxScans); }},
     {kConversions, "--output-dir", "DIR", "Directory for the outputs of many inputs; made if missing",
      [](Settings& s, const std::string& text) { return s.outputDirectory = text, Complaint(); }},
@@ -157,11 +170,11 @@ constexpr Option kOptions[] = {
      [](Settings& s, const std::string& text) {
        return useNumber(text, std::uint64_t{1}, kMostPixels, s.limits.maxPixels);
      }},
-    {kReaders, "--max-memory", "BYTES", "Memory that coding JPEG 2000 may take (1073741824)",
+    {kPixelReaders, "--max-memory", "BYTES", "Memory that coding JPEG 2000 may take (1073741824)",
      [](Settings& s, const std::string& text) {
        return useNumber(text, std::uint64_t{1}, kMostMemory, s.limits.maxMemory);
      }},
-    {kReaders, "--threads", "N", "Threads inside the coding of one picture",
+    {kPixelReaders, "--threads", "N", "Threads inside the coding of one picture",
      [](Settings& s, const std::string& text) { return useNumber(text, 1, kMaxThreads, s.threads); }},
     {kReaders, "--quiet", "", "Neither notes nor progress, only warnings and errors",
      [](Settings& s, const std::string&) { return s.quiet = true, Complaint(); }},
@@ -172,6 +185,13 @@ constexpr std::string_view kConversionNotes =
 unfinished one never. With --output-dir all names are inputs, and an output has its input's name
 with the extension of its format. Each file that fails gets a line on standard error; the exit
 status is that of the first of them in the order given.
+)";
+
+constexpr std::string_view kTranscodeNotes =
+    R"(The coefficients stay as they are. Without --progressive, --scans, --sequential and --optimize
+the process stays too, and the tables become the picture's own; --optimize alone is sequential.
+A file name of - means standard input or output. A finished file replaces an existing one, an
+unfinished one never; with --output-dir all names are inputs.
 )";
 
 struct CommandText {
@@ -188,6 +208,8 @@ constexpr CommandText kCommands[] = {
      kConversionNotes},
     {Command::decode, "decode", "IN OUT", 1, SIZE_MAX, "Make a picture (PNG, PPM, PGM, PGX) of a file",
      kConversionNotes},
+    {Command::transcode, "transcode", "IN OUT", 1, SIZE_MAX, "Code a JPEG file's picture anew without loss",
+     kTranscodeNotes},
     {Command::info, "info", "FILE", 1, 1, "Show what a file is made of, or the size of other pictures",
      "A file name of - means standard input.\n"},
     {Command::compare, "compare", "A B", 2, 2, "Show how far two pictures differ",
@@ -200,6 +222,7 @@ constexpr std::string_view kNotes = R"(Examples:
   moxj encode photo.png photo.jp2                 an exact JPEG 2000 file (smaller: --ratio 20)
   moxj decode photo.jpg photo.png                 make a PNG, PPM or PGM picture of either
   moxj encode *.png --output-dir jpegs            the same for many files, several at a time
+  moxj transcode photo.jpg small.jpg --progressive    the same picture in a smaller file
   moxj info photo.jpg                             show what a file is made of
   moxj compare photo.png photo.jpg                show how far two pictures differ
 'moxj COMMAND --help' shows the options of a command.
@@ -268,6 +291,7 @@ class Parser {
     settings_.files.insert(settings_.files.end(), words + optind, words + count);  // behind "--"
     checkFiles();
     checkSizes();
+    checkProcess();
     return settings_;
   }
 
@@ -315,6 +339,13 @@ class Parser {
     if (options.ratio && options.bitsPerPixel) misuse("--ratio and --bpp are two sizes");
     if (options.lossless && sized) misuse("--lossless has no size");
     options.lossless = !sized;
+  }
+
+  void checkProcess() const {
+    const jpeg::EncodeOptions& options = settings_.jpeg;
+    if (options.progressive && settings_.sequential) misuse("--progressive and --sequential exclude each other");
+    if (!settings_.scans.empty() && options.progressive) misuse("--scans tells the scans, without --progressive");
+    if (!settings_.scans.empty() && settings_.sequential) misuse("--scans tells the scans, without --sequential");
   }
 
   [[noreturn]] void misuse(const std::string& text) const {

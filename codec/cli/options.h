@@ -13,7 +13,7 @@
 
 namespace moxj {
 
-enum class Command { encode, decode, info, compare };
+enum class Command { encode, decode, transcode, info, compare };
 
 struct Settings {
   Command command = Command::info;
@@ -27,6 +27,8 @@ struct Settings {
   j2k::EncodeOptions j2k;
   j2k::DecodeOptions j2kReading;
   std::string onlyJpeg, onlyJpeg2000;  // an option of `encode` that was given and is for that format alone
+  std::string scans;  // file of the scans to write, empty for none; goes into jpeg.script
+  bool sequential = false, strip = false;  // of transcode
   Limits limits;
   bool json = false;
   bool quiet = false;

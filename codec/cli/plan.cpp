@@ -14,12 +14,12 @@ namespace {
 }
 
 FormatKind outputKind(Command command) {
-  return command == Command::encode ? FormatKind::coded : FormatKind::picture;
+  return command == Command::decode ? FormatKind::picture : FormatKind::coded;
 }
 
 // Where nothing else tells.
 Format defaultFormat(Command command) {
-  return command == Command::encode ? Format::jpeg : Format::pnm;
+  return command == Command::decode ? Format::pnm : Format::jpeg;
 }
 
 Format formatFor(const std::string& output, const Settings& settings) {
@@ -27,6 +27,10 @@ Format formatFor(const std::string& output, const Settings& settings) {
   if (output == "-") return defaultFormat(settings.command);
   const FormatKind kind = outputKind(settings.command);
   const std::optional<Format> format = formatOfPath(output);
+  if (settings.command == Command::transcode) {
+    if (format && *format != Format::jpeg) misuse(shownName(output, false) + ": 'moxj transcode' writes JPEG files");
+    return Format::jpeg;
+  }
   if (!format)
     misuse(shownName(output, false) + ": the name does not tell the format; give --format " + formatNames(kind));
   if (kindOf(*format) != kind)
@@ -37,7 +41,7 @@ Format formatFor(const std::string& output, const Settings& settings) {
 
 // Options that the format has no use for would be mistakes that nobody notices.
 void checkOptions(Format format, const Settings& settings) {
-  if (settings.command == Command::encode) {
+  if (settings.command != Command::decode) {
     const std::string& unused = isJpeg2000(format) ? settings.onlyJpeg : settings.onlyJpeg2000;
     if (!unused.empty()) misuse(unused + " is not for " + std::string(labelOf(format)) + " files");
   } else if (settings.j2kReading.components && format != Format::pgx && format != Format::pgm) {

@@ -14,7 +14,7 @@ struct Job {
   Format format;
 };
 
-// For encode and decode. Everything that is wrong with the names is found here, before any work. Throws Failure
+// For encode, decode and transcode. Everything that is wrong with the names is found here, before any work. Throws Failure
 // (usage).
 std::vector<Job> planOf(const Settings& settings);
 

@@ -29,6 +29,9 @@ class Coefficients {
     Plane& plane = planes_[component];
     return plane.samples.get() + (std::ptrdiff_t{y} * plane.blocksWide + x) * 64;
   }
+  const Mox16s* block(int component, int x, int y) const {
+    return const_cast<Coefficients*>(this)->block(component, x, y);
+  }
 
  private:
   struct Free {

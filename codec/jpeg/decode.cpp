@@ -11,6 +11,7 @@
 
 #include "jpeg/coefficients.h"
 #include "jpeg/colour.h"
+#include "jpeg/codedpicture.h"
 #include "jpeg/jpeg.h"
 #include "jpeg/progression.h"
 #include "jpeg/scanreader.h"
@@ -50,6 +51,28 @@ class Decoder {
       : file_(file), walker_(file), limits_(limits), options_(options), progress_(progress), sink_(sink) {}
 
   Decoded run() {
+    read();
+    if (!strips_) paintCoefficients();
+    strips_->finish();
+    return {strips_->picture(), warning_.empty(), std::move(warning_), std::move(notes_)};
+  }
+
+  // Coefficients instead of a picture.
+  CodedPicture runCoded() {
+    keep_ = true;
+    read();
+    CodedPicture coded{*frame_, {}, std::move(coefficients_), colourModelOf(*frame_, tables_), std::move(kept_), {}, {}};
+    for (std::size_t i = 0; i < frame_->components.size(); ++i) {
+      if (!read_[i].read) read_[i].steps.fill(1);  // there is nothing to be quantised
+      coded.steps.push_back(read_[i].steps);
+    }
+    coded.warning = std::move(warning_);
+    coded.notes = std::move(notes_);
+    return coded;
+  }
+
+ private:
+  void read() {
     try {
       readSegments();
     } catch (const Failure& failure) {
@@ -57,12 +80,7 @@ class Decoder {
       damaged(failure.what());
     }
     if (goodMcus_ == 0) refuse(warning_.empty() ? "the file has no picture" : warning_);
-    if (!strips_) paintCoefficients();
-    strips_->finish();
-    return {strips_->picture(), warning_.empty(), std::move(warning_), std::move(notes_)};
   }
-
- private:
   void readSegments();
   void takeFrame(const MarkerSegment& segment);
   void readScan(const MarkerSegment& segment);
@@ -86,6 +104,8 @@ class Decoder {
   const DecodeOptions& options_;
   const Progress& progress_;
   RowSink* sink_;
+  bool keep_ = false;
+  std::vector<MarkerSegment> kept_;
 
   Tables tables_;
   std::optional<Frame> frame_;
@@ -124,6 +144,7 @@ void Decoder::readSegments() {
       refuse("an SOI marker within the picture");
     } else {
       tables_.take(*segment);
+      if (keep_ && marker::isKept(segment->marker)) kept_.push_back(*segment);
     }
   }
   if (!frame_) refuse("the file has no frame header");
@@ -171,7 +192,7 @@ void Decoder::readScan(const MarkerSegment& segment) {
   ScanReader reader(*frame_, scan, tables_, file_.subspan(segment.end));
   for (const ScanHeader::Selector& selector : scan.components) read_[selector.component].read = true;
 
-  if (!progressive() && scan.components.size() == frame_->components.size()) {
+  if (!progressive() && !keep_ && scan.components.size() == frame_->components.size()) {
     strips_ = makeStrips();
     StripSink sink{*strips_, {}};
     for (int row = 0; row < reader.geometry().mcusHigh && !reader.exhausted(); ++row) {
@@ -268,6 +289,15 @@ Decoded run(RowSink* sink, ByteSpan file, const Limits& limits, const Progress& 
 }
 
 }  // namespace
+
+CodedPicture readCoefficients(ByteSpan file, const Limits& limits, const Progress& progress,
+                              const DecodeOptions& options) {
+  try {
+    return Decoder(file, limits, options, progress, nullptr).runCoded();
+  } catch (const std::bad_alloc&) {
+    throw Failure(ExitStatus::limit, "no memory for the picture");
+  }
+}
 
 Decoded decode(ByteSpan file, const Limits& limits, const Progress& progress, const DecodeOptions& options) {
   return run(nullptr, file, limits, progress, options);

@@ -1,7 +1,9 @@
-// The writer: a baseline JFIF file in one pass, an MCU row at a time.
+// The writer: a baseline JFIF file in one pass, an MCU row at a time; with optimal tables or several scans, the
+// coefficients of the whole picture first.
 #include <array>
 #include <cstring>
 
+#include "jpeg/coefficientwriter.h"
 #include "jpeg/frame.h"
 #include "jpeg/jpeg.h"
 #include "jpeg/library.h"
@@ -37,12 +39,6 @@ Frame frameFor(const Picture& picture, const EncodeOptions& options) {
   return frame;
 }
 
-int restartIntervalFor(const Frame& frame, const EncodeOptions& options) {
-  const std::int64_t mcus = std::int64_t{options.restart} * (options.restartInRows ? frame.mcusWide : 1);
-  if (mcus > kLargestWord) exceeds("a restart interval of " + std::to_string(mcus) + " MCUs: JPEG goes up to 65535");
-  return static_cast<int>(mcus);
-}
-
 // A table of Annex K at some quality, as the file has it and as the transform takes it.
 struct Quantiser {
   Steps steps;
@@ -57,11 +53,13 @@ struct Quantiser {
   }
 };
 
-void writeScan(const Picture& picture, const Frame& frame, const ScanHeader& scan,
-               std::span<const Quantiser> quantisers, int restartInterval, Bytes& file, const Progress& progress) {
+using Quantisers = std::array<Quantiser, 2>;
+
+void writeScan(const Picture& picture, const Frame& frame, const ScanHeader& scan, const Quantisers& quantisers,
+               int restartInterval, Bytes& file, const Progress& progress) {
   const ScanGeometry geometry(frame, scan);
   SampleStrips strips(picture, frame);
-  ScanWriter writer(file, scan, kAnnexKCodes, restartInterval);
+  ScanWriter writer(file, ScanKind::sequential, scan, kAnnexKCodes, restartInterval);
   alignas(64) Mox16s coefficients[64];
   for (int row = 0; row < geometry.mcusHigh; ++row) {
     strips.loadRow(row);
@@ -78,7 +76,7 @@ void writeScan(const Picture& picture, const Frame& frame, const ScanHeader& sca
           std::memset(coefficients, 0, sizeof coefficients);
           coefficients[0] = writer.lastDc(block.selector);
         }
-        writer.put(block.selector, coefficients);
+        writer.put<ScanKind::sequential>(block.selector, coefficients);
       }
     }
     if (progress) progress(row + 1, geometry.mcusHigh);
@@ -86,18 +84,61 @@ void writeScan(const Picture& picture, const Frame& frame, const ScanHeader& sca
   writer.end();
 }
 
+// Scans are of these frames' own tables: 0 for the first component, 1 for the others.
+void selectTables(std::vector<ScanHeader>& scans) {
+  for (ScanHeader& scan : scans) {
+    for (ScanHeader::Selector& selector : scan.components)
+      selector.dcTable = selector.acTable = std::min(selector.component, 1);
+  }
+}
+
+std::vector<ScanHeader> scansFor(const Frame& frame, const EncodeOptions& options) {
+  std::vector<ScanHeader> scans = options.script        ? scansOf(*options.script, frame)
+                                  : options.progressive ? progressiveScans(frame, true)
+                                                        : sequentialScans(frame);
+  selectTables(scans);
+  return scans;
+}
+
+void transform(const Picture& picture, const Frame& frame, const Quantisers& quantisers, Coefficients& coefficients) {
+  SampleStrips strips(picture, frame);
+  for (int row = 0; row < frame.mcusHigh; ++row) {
+    strips.loadRow(row);
+    for (int component = 0; component < static_cast<int>(frame.components.size()); ++component) {
+      const FrameComponent& c = frame.components[component];
+      const int end = std::min((row + 1) * c.vertical, c.blocksHigh);
+      for (int y = row * c.vertical; y < end; ++y) {
+        for (int x = 0; x < c.blocksWide; ++x) {
+          moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(strips.block(component, x, y - row * c.vertical), strips.step(component),
+                                              coefficients.block(component, x, y),
+                                              quantisers[c.quantTable].reciprocals.data());
+        }
+      }
+    }
+  }
+  fillMcus(frame, coefficients);
+}
+
+void writeInOnePass(Writer& writer, const Picture& picture, const Frame& frame, const ScanHeader& scan,
+                    const Quantisers& quantisers, int restartInterval, const Progress& progress) {
+  for (int table = 0; table < static_cast<int>(std::min(frame.components.size(), quantisers.size())); ++table) {
+    writer.code(kDc, table, kAnnexKCodes[kDc][table]);
+    writer.code(kAc, table, kAnnexKCodes[kAc][table]);
+  }
+  if (restartInterval != 0) writer.restartInterval(restartInterval);
+  writer.scan(frame, scan);
+  writeScan(picture, frame, scan, quantisers, restartInterval, writer.file(), progress);
+}
+
 }  // namespace
 
 Bytes encode(const Picture& picture, const EncodeOptions& options, const Progress& progress) {
-  const Frame frame = frameFor(picture, options);
-  const int restartInterval = restartIntervalFor(frame, options);
+  Frame frame = frameFor(picture, options);
+  const Coding coding{scansFor(frame, options), options.optimize, {options.restart, options.restartInRows}};
+  const int restartInterval = coding.restart.of(frame.mcusWide);
+  if (options.script ? options.script->progressive() : options.progressive) frame.process = marker::sof2;
   const bool colour = frame.components.size() > 1;
-  const std::array<Quantiser, 2> quantisers{Quantiser(kAnnexKSteps[0], options.quality),
-                                            Quantiser(kAnnexKSteps[1], options.quality)};
-  ScanHeader scan;
-  for (int i = 0; i < static_cast<int>(frame.components.size()); ++i) {
-    scan.components.push_back({i, std::min(i, 1), std::min(i, 1)});
-  }
+  const Quantisers quantisers{Quantiser(kAnnexKSteps[0], options.quality), Quantiser(kAnnexKSteps[1], options.quality)};
 
   Writer writer;
   // Two bits a pixel are enough for many files.
@@ -106,13 +147,13 @@ Bytes encode(const Picture& picture, const EncodeOptions& options, const Progres
   writer.jfif();
   for (int table = 0; table <= int{colour}; ++table) writer.steps(table, quantisers[table].steps);
   writer.frame(frame);
-  for (int table = 0; table <= int{colour}; ++table) {
-    writer.code(kDc, table, kAnnexKCodes[kDc][table]);
-    writer.code(kAc, table, kAnnexKCodes[kAc][table]);
+  if (frame.process == marker::sof0 && coding.scans.size() == 1 && !coding.optimal) {
+    writeInOnePass(writer, picture, frame, coding.scans[0], quantisers, restartInterval, progress);
+  } else {
+    Coefficients coefficients(frame);
+    transform(picture, frame, quantisers, coefficients);
+    writeScans(writer, frame, coefficients, coding, progress);
   }
-  if (restartInterval != 0) writer.restartInterval(restartInterval);
-  writer.scan(frame, scan);
-  writeScan(picture, frame, scan, quantisers, restartInterval, writer.file(), progress);
   writer.marker(marker::eoi);
   return std::move(writer.file());
 }

@@ -2,7 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 #include <vector>
+
+#include "jpeg/tables.h"
 
 namespace moxj::jpeg {
 
@@ -55,6 +58,30 @@ constexpr bool isProgressive(ScanKind kind) {
 }
 
 ScanKind kindOf(const Frame& frame, const ScanHeader& scan);
+
+// Whether a scan is coded with a Huffman table of a class.
+constexpr bool usesTable(ScanKind kind, TableClass tableClass) {
+  if (kind == ScanKind::sequential) return true;
+  return tableClass == kDc ? kind == ScanKind::dcFirst : kind == ScanKind::acFirst || kind == ScanKind::acRefine;
+}
+
+// Calls action(std::integral_constant<ScanKind, kind>()).
+template <class Action>
+void forKind(ScanKind kind, Action&& action) {
+  using enum ScanKind;
+  switch (kind) {
+    case sequential:
+      return action(std::integral_constant<ScanKind, sequential>());
+    case dcFirst:
+      return action(std::integral_constant<ScanKind, dcFirst>());
+    case dcRefine:
+      return action(std::integral_constant<ScanKind, dcRefine>());
+    case acFirst:
+      return action(std::integral_constant<ScanKind, acFirst>());
+    case acRefine:
+      return action(std::integral_constant<ScanKind, acRefine>());
+  }
+}
 
 // The MCUs of a scan. A scan of one component has one block an MCU, whatever the sampling factors, and only blocks
 // that hold samples (T.81 A.2.2); others have horizontal x vertical blocks of each component (A.2.3).

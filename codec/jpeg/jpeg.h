@@ -10,6 +10,7 @@
 
 #include "bytes.h"
 #include "failure.h"
+#include "jpeg/script.h"
 #include "pictures/picture.h"
 #include "progress.h"
 
@@ -27,10 +28,13 @@ struct EncodeOptions {
   Sampling sampling = Sampling::s420;
   bool grayscale = false;      // luminance only; a grey picture always becomes a grey file
   int restart = 0;             // restart interval, 0 none, in MCUs ...
-  bool restartInRows = false;  // ... or in MCU rows
+  bool restartInRows = false;  // ... or in MCU rows, of each scan
+  bool optimize = false;       // tables made for the picture, in a second pass; progressive files always have them
+  bool progressive = false;    // in the scans of cjpeg ...
+  std::optional<Script> script;  // ... or in these, sequential or progressive
 };
 
-// A JFIF file of the picture, baseline, with the tables of T.81 Annex K. Throws Failure (limit) for pictures beyond
+// A JFIF file of the picture: baseline with the tables of T.81 Annex K, or as the options say. Throws Failure (limit) for pictures beyond
 // 65535 rows or columns and for restart intervals above 65535 MCUs.
 Bytes encode(const Picture& picture, const EncodeOptions& options, const Progress& progress = {});
 
@@ -52,6 +56,30 @@ Decoded decode(std::span<const std::uint8_t> file, const Limits& limits, const P
 // may have gone there before.
 Decoded decodeInto(RowSink& sink, std::span<const std::uint8_t> file, const Limits& limits,
                    const Progress& progress = {}, const DecodeOptions& options = {});
+
+// ---- Transcoding ------------------------------------------------------------------------------------------------
+
+struct TranscodeOptions {
+  enum class Process { asInput, sequential, progressive };
+  Process process = Process::asInput;
+  std::optional<Script> script;  // instead of `process`
+  bool optimize = true;          // tables made for the picture; progressive files always have them
+  bool strip = false;            // without APPn and COM segments but JFIF's and Adobe's, which say what the colours are
+  int restart = 0;               // restart interval as in EncodeOptions; that of the input is not kept
+  bool restartInRows = false;
+};
+
+struct Transcoded {
+  Bytes file;
+  bool complete = true;  // false: of what is missing in the input, coefficients are 0; `warning` says why
+  std::string warning;
+  std::vector<std::string> notes;
+};
+
+// The same picture, coefficient by coefficient, in other scans and with other tables. Throws Failure as encode and
+// decode do; also (refused) for coefficients that cannot be coded as asked for.
+Transcoded transcode(std::span<const std::uint8_t> file, const TranscodeOptions& options, const Limits& limits,
+                     const Progress& progress = {}, const DecodeOptions& reading = {});
 
 // ---- Inspection -------------------------------------------------------------------------------------------------
 

@@ -39,6 +39,9 @@ constexpr bool isRestart(int code) {
 constexpr bool isFrameHeader(int code) {
   return code >= sof0 && code <= sof15 && code != dht && code != jpg && code != dac;
 }
+constexpr bool isKept(int code) {  // says something of the picture, not of its coding
+  return (code >= app0 && code <= app15) || code == com;
+}
 constexpr bool isReserved(int code) {  // has no meaning in any process
   return code > tem && code < sof0;
 }

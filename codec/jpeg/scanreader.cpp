@@ -41,10 +41,9 @@ ScanReader::ScanReader(const Frame& frame, const ScanHeader& scan, const Tables&
   };
   for (const ScanGeometry::Block& block : geometry_.blocks) {
     const ScanHeader::Selector& selector = scan.components[block.selector];
-    const bool dc = kind_ == ScanKind::sequential || kind_ == ScanKind::dcFirst;
-    const bool ac = kind_ != ScanKind::dcFirst && kind_ != ScanKind::dcRefine;
-    blocks_.push_back({block, &lastDc_[block.selector], dc ? specOf(kDc, selector.dcTable) : nullptr,
-                       ac ? specOf(kAc, selector.acTable) : nullptr});
+    blocks_.push_back({block, &lastDc_[block.selector],
+                       usesTable(kind_, kDc) ? specOf(kDc, selector.dcTable) : nullptr,
+                       usesTable(kind_, kAc) ? specOf(kAc, selector.acTable) : nullptr});
   }
   mcusToRestart_ = restartInterval_;
 }

@@ -84,23 +84,7 @@ class ScanReader {
 template <class Sink>
 void ScanReader::readRow(Sink&& sink) {
   moveWindow();
-  switch (kind_) {
-    case ScanKind::sequential:
-      readRowOf<ScanKind::sequential>(sink);
-      break;
-    case ScanKind::dcFirst:
-      readRowOf<ScanKind::dcFirst>(sink);
-      break;
-    case ScanKind::dcRefine:
-      readRowOf<ScanKind::dcRefine>(sink);
-      break;
-    case ScanKind::acFirst:
-      readRowOf<ScanKind::acFirst>(sink);
-      break;
-    case ScanKind::acRefine:
-      readRowOf<ScanKind::acRefine>(sink);
-      break;
-  }
+  forKind(kind_, [&](auto kind) { readRowOf<kind()>(sink); });
   ++row_;
 }
 

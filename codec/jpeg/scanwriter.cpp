@@ -3,13 +3,15 @@
 #include <algorithm>
 #include <limits>
 
+#include "failure.h"
 #include "jpeg/markers.h"
 
 namespace moxj::jpeg {
 
-ScanWriter::ScanWriter(Bytes& file, const ScanHeader& scan, const std::array<std::array<HuffmanCode, 2>, 2>& codes,
-                       int restartInterval)
+ScanWriter::ScanWriter(Bytes& file, ScanKind kind, const ScanHeader& scan, const Codes& codes, int restartInterval)
     : file_(file),
+      kind_(kind),
+      scan_(scan),
       start_(file.size()),
       state_(makeEncodeState()),
       restartInterval_(restartInterval),
@@ -20,8 +22,8 @@ ScanWriter::ScanWriter(Bytes& file, const ScanHeader& scan, const std::array<std
     return spec.get();
   };
   for (std::size_t i = 0; i < scan.components.size(); ++i) {
-    coders_[i].dc = specOf(kDc, scan.components[i].dcTable);
-    coders_[i].ac = specOf(kAc, scan.components[i].acTable);
+    if (usesTable(kind, kDc)) coders_[i].dc = specOf(kDc, scan.components[i].dcTable);
+    if (usesTable(kind, kAc)) coders_[i].ac = specOf(kAc, scan.components[i].acTable);
   }
 }
 
@@ -35,12 +37,20 @@ void ScanWriter::makeRoom() {
       std::min<std::size_t>(file_.capacity() - start_, std::numeric_limits<std::int32_t>::max()));
 }
 
-// Fills up the last byte with ones.
+void ScanWriter::failed(MoxStatus status) {
+  if (status == moxStatusCoefficientRange) refuse("a coefficient that is too large for this kind of scan");
+  if (status == moxStatusHuffTable) refuse("a coefficient that the tables of Annex K have no code for (--optimize has)");
+  require(status, "the coding of a block");
+  throw std::logic_error("the coding of a block");
+}
+
+// Writes the pending end-of-band run and fills up the last byte with ones.
 void ScanWriter::flush() {
   if (room_ - position_ < kMostMcuBytes) makeRoom();
-  require(moxiEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, file_.data() + start_, room_, &position_, nullptr, nullptr,
-                                             nullptr, state_.get(), 1),
-          "the end of an interval");
+  forKind(kind_, [&](auto kind) {
+    const MoxStatus status = code<kind()>(coders_[0], nullptr, 1);
+    if (status < 0) failed(status);
+  });
 }
 
 void ScanWriter::restart() {

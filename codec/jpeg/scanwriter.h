@@ -1,4 +1,4 @@
-// Codes the blocks of a sequential scan into a file under construction.
+// Codes the blocks of a scan into a file under construction.
 #pragma once
 
 #include <array>
@@ -11,11 +11,12 @@
 
 namespace moxj::jpeg {
 
+// The codes of each table index: [table class][index].
+using Codes = std::array<std::array<HuffmanCode, 2>, 2>;
+
 class ScanWriter {
  public:
-  // The codes are those of each table index: [table class][index].
-  ScanWriter(Bytes& file, const ScanHeader& scan, const std::array<std::array<HuffmanCode, 2>, 2>& codes,
-             int restartInterval);
+  ScanWriter(Bytes& file, ScanKind kind, const ScanHeader& scan, const Codes& codes, int restartInterval);
 
   // To be called ahead of each MCU: writes a restart marker where one is due.
   void beginMcu() {
@@ -23,12 +24,12 @@ class ScanWriter {
     if (room_ - position_ < kMostMcuBytes) makeRoom();
   }
 
-  // The next block; `selector` is the index of its component in the scan header.
+  // The next block; `selector` is the index of its component in the scan header. Throws Failure (refused) for a
+  // coefficient that cannot be coded.
+  template <ScanKind kind>
   void put(int selector, const Mox16s* coefficients) {
-    Coder& coder = coders_[selector];
-    const MoxStatus status = moxiEncodeHuffman8x8_JPEG_16s1u_C1(
-        coefficients, file_.data() + start_, room_, &position_, &coder.lastDc, coder.dc, coder.ac, state_.get(), 0);
-    require(status, "the coding of a block");
+    const MoxStatus status = code<kind>(coders_[selector], coefficients, 0);
+    if (status < 0) [[unlikely]] failed(status);
   }
 
   // The DC value that costs the next block of the component least.
@@ -38,7 +39,7 @@ class ScanWriter {
 
  private:
   // An MCU has at most 10 blocks. A block has 64 values, each of at most a code of 16 bits and 16 bits behind it, and
-  // each byte may need another one after it.
+  // each byte may need another one after it. An end-of-band run with its correction bits is much less than that.
   static constexpr int kMostMcuBytes = 10 * 64 * 4 * 2;
 
   struct Coder {
@@ -47,11 +48,16 @@ class ScanWriter {
     const MoxEncodeHuffmanSpec* ac = nullptr;
   };
 
+  template <ScanKind kind>
+  MoxStatus code(Coder& coder, const Mox16s* coefficients, int flush);
+  [[noreturn]] static void failed(MoxStatus status);
   void flush();
   void restart();
   void makeRoom();
 
   Bytes& file_;
+  const ScanKind kind_;
+  const ScanHeader scan_;
   std::size_t start_;  // the library's positions are 32-bit, so they count from here
   std::int32_t position_ = 0;
   std::int32_t room_ = 0;
@@ -62,5 +68,26 @@ class ScanWriter {
   int mcusToRestart_;
   int nextRestart_ = 0;
 };
+
+template <ScanKind kind>
+MoxStatus ScanWriter::code(Coder& coder, const Mox16s* from, int flush) {
+  Mox8u* const to = file_.data() + start_;
+  const int start = scan_.spectralStart, end = scan_.spectralEnd, low = scan_.approxLow;
+  if constexpr (kind == ScanKind::sequential) {
+    return moxiEncodeHuffman8x8_JPEG_16s1u_C1(from, to, room_, &position_, &coder.lastDc, coder.dc, coder.ac,
+                                              state_.get(), flush);
+  } else if constexpr (kind == ScanKind::dcFirst) {
+    return moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(from, to, room_, &position_, &coder.lastDc, low, coder.dc,
+                                                      state_.get(), flush);
+  } else if constexpr (kind == ScanKind::dcRefine) {
+    return moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(from, to, room_, &position_, low, state_.get(), flush);
+  } else if constexpr (kind == ScanKind::acFirst) {
+    return moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(from, to, room_, &position_, start, end, low, coder.ac,
+                                                      state_.get(), flush);
+  } else {
+    return moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(from, to, room_, &position_, start, end, low, coder.ac,
+                                                       state_.get(), flush);
+  }
+}
 
 }  // namespace moxj::jpeg

@@ -1,6 +1,7 @@
 // The tables of T.81 Annex K that most files are made with, and the zig-zag order.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <vector>
@@ -25,6 +26,11 @@ static_assert(kZigZag[1] == 1 && kZigZag[2] == 8 && kZigZag[35] == 56 && kZigZag
 
 // Quantiser steps in natural order.
 using Steps = std::array<std::uint16_t, 64>;
+
+// Steps that a baseline file cannot have.
+inline bool isWide(const Steps& steps) {
+  return std::any_of(steps.begin(), steps.end(), [](int step) { return step > 255; });
+}
 
 // T.81 Tables K.1 (luminance) and K.2 (chrominance), in natural order as printed there.
 extern const std::array<Steps, 2> kAnnexKSteps;

@@ -27,9 +27,10 @@ void Writer::jfif() {
 }
 
 void Writer::steps(int index, const Steps& steps) {
-  segment(marker::dqt, 65);
-  byte(index);
-  for (const int natural : kZigZag) byte(steps[natural]);
+  const bool wide = isWide(steps);
+  segment(marker::dqt, wide ? 129 : 65);
+  byte(int{wide} << 4 | index);
+  for (const int natural : kZigZag) wide ? word(steps[natural]) : byte(steps[natural]);
 }
 
 void Writer::frame(const Frame& frame) {
@@ -55,6 +56,11 @@ void Writer::code(TableClass tableClass, int index, const HuffmanCode& code) {
 void Writer::restartInterval(int mcus) {
   segment(marker::dri, 2);
   word(mcus);
+}
+
+void Writer::copy(const MarkerSegment& copied) {
+  segment(copied.marker, static_cast<int>(copied.body.size()));
+  file_.append(copied.body);
 }
 
 void Writer::scan(const Frame& frame, const ScanHeader& scan) {

@@ -6,6 +6,7 @@
 
 #include "bytes.h"
 #include "jpeg/frame.h"
+#include "jpeg/syntax.h"
 #include "jpeg/tables.h"
 
 namespace moxj::jpeg {
@@ -16,11 +17,12 @@ class Writer {
 
   void marker(int code);
   void jfif();
-  void steps(int index, const Steps& steps);  // of 8 bits
+  void steps(int index, const Steps& steps);  // of 8 bits if they fit
   void frame(const Frame& frame);
   void code(TableClass tableClass, int index, const HuffmanCode& code);
   void restartInterval(int mcus);
   void scan(const Frame& frame, const ScanHeader& scan);
+  void copy(const MarkerSegment& segment);
 
  private:
   void byte(int value) { file_.push_back(static_cast<std::uint8_t>(value)); }

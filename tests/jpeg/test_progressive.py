@@ -4,6 +4,7 @@ import re
 import struct
 import unittest
 
+import coefficient_files as cf
 import pictures
 import support
 from test_interop import InteropTest, raw_pnm
@@ -136,6 +137,165 @@ class ReadTest(ProgressiveTest):
         self.assertIn("JPEG, progressive\n", text)
         self.assertIn("coefficients 1 to 5, bits 0 to 2", text)
         self.assertEqual(text.count("\nscan "), 10)
+
+
+OPTIONS = [[], ["--sample", "4:4:4"], ["--sample", "4:2:2", "--quality", "95"], ["--restart", "3"], ["--restart", "2B", "--quality", "30"],
+           ["--quality", "99"]]
+
+
+class WriteTest(ProgressiveTest):
+    def sources(self):
+        for width, height, channels in ((61, 43, 3), (75, 53, 1), (16, 16, 3), (1, 1, 3), (9, 33, 3)):
+            yield self.write(f"{width}x{height}.pnm", support.pnm(pictures.generated(width, height, channels, width)))
+
+    def encoded(self, source, *options):
+        self.expect(support.OK, "encode", source, "x.jpg", *options)
+        return self.read("x.jpg")
+
+    def transcoded(self, file, *options):
+        self.write("in.jpg", file)
+        self.expect(support.OK, "transcode", "in.jpg", "out.jpg", *options)
+        return self.read("out.jpg")
+
+    def assert_pixels(self, file, expected, name):
+        self.write("y.jpg", file)
+        self.assertEqual(self.djpeg("y.jpg"), expected, name)
+
+    def peer(self, file, *options):
+        return self.tool("jpegtran", *options, stdin=file)[0]
+
+    def test_other_scans_of_the_same_coefficients(self):
+        """djpeg gives the same pixels for all forms without a warning, and no form is larger than jpegtran's."""
+        for source in self.sources():
+            for options in OPTIONS:
+                sequential = self.encoded(source, *options)
+                pixels = self.djpeg("x.jpg")
+                restart = {"3": ["-restart", "3B"], "2B": ["-restart", "2"]}.get(options[1], []) if "--restart" in options else []
+                same = ["--restart", options[1]] if restart else []
+                for form in "progressive", "optimize":
+                    name = (source, options, form)
+                    file = self.encoded(source, "--" + form, *options)
+                    self.assert_pixels(file, pixels, name)
+                    self.assertLessEqual(len(file), len(self.peer(sequential, "-" + form, *restart)), name)
+                    self.assertEqual(self.transcoded(sequential, "--" + form, *same), file, name)
+                    back = self.transcoded(file, "--sequential", *same)
+                    self.assert_pixels(back, pixels, name)
+                    self.assertEqual(self.peer(back), self.peer(sequential), name)
+                self.assertIn(b"\xff\xc2", self.transcoded(self.encoded(source, "--progressive")))
+
+    def test_scripts(self):
+        source = next(self.sources())
+        self.encoded(source, "--quality", "90")
+        pixels = self.djpeg("x.jpg")
+        for name, script in SCRIPTS.items():
+            self.write("script", script.encode())
+            file = self.encoded(source, "--scans", "script", "--quality", "90", "--optimize")
+            peer = self.cjpeg(self.read(source), "-scans", "script", "-quality", 90, "-optimize")
+            self.assertEqual(len(re.findall(rb"\xff\xda", file)), script.count(";"), name)
+            self.write("peer.jpg", peer)
+            if name != "unfinished":
+                self.assert_pixels(file, pixels, name)
+                self.assertEqual(self.transcoded(self.encoded(source, "--quality", "90"), "--scans", "script"), file, name)
+            self.assertLessEqual(len(self.transcoded(peer, "--scans", "script", "--optimize")), len(peer), name)
+
+    def test_bad_scripts_name_file_and_line(self):
+        for script, line, words in ((b"# only\n# comments", 2, "no scans"), (b"0;\n1 2;;", 2, "a component is no number"),
+                                    (b"0 1 2: 0-0, 0 1", 1, None), (b"0 1 2\n: 0-x, 0, 1;", 2, "the last coefficient is no number"),
+                                    (b"0 1 2: 0-0, 0, 0 7;", 1, "must end with ';'"), (b"0 1 2: 0-0, 0, 300;", 1, "the lowest bit is no number"),
+                                    (b"0: 0-0, 0, 0;\n0 1: 1-5, 0, 0;", 2, "AC coefficients of several components"),
+                                    (b"0 1 2: 0-0,0,0;\n\n0: 5-1,0,0;", 3, "bad band"), (b"0 1 2: 0-0,0,14;", 1, "bad point transform"),
+                                    (b"0 1 2: 0-0,0,2;\n0 1 2: 0-0,2,0;", 2, "refinement of several bits"),
+                                    (b"0: 1-63,0,0;\n0 1 2: 0-0,0,0;", 1, "does not go on"), (b"0;\n0;", 2, "does not go on"),
+                                    (b"0 1 2: 0-0,0,0;\n0: 1-63,1,0;", 2, "does not go on"), (b"0;\n2;", 2, "component 1 is in no scan"),
+                                    (b"1 0;\n2;", 1, "rising order"), (b"0 0;", 1, "rising order"), (b"4;", 1, "components are 0 to 3"),
+                                    (b"0 1;", 1, "component 2 of the picture is in no scan"), (b"0 1 2;\n3;", 2, "no component 3 in a picture of 3")):
+            self.write("script.txt", script)
+            expected = r"\Amoxj: (61x43\.pnm: )?script\.txt: line %d: [^\n]*%s[^\n]*\n\Z" % (line, words and re.escape(words))
+            source = next(self.sources())
+            if words:
+                self.expect(support.REFUSED, "encode", source, "x.jpg", "--scans", "script.txt", error=re.compile(expected))
+            else:
+                self.expect(support.OK, "encode", source, "x.jpg", "--scans", "script.txt")
+        self.expect(support.REFUSED, "encode", source, "x.jpg", "--scans", "missing", error=re.compile(r"\Amoxj: missing: [^\n]+\n\Z"))
+
+    def test_segments(self):
+        """APPn and COM stay, in their order; --strip keeps what tells the colours."""
+        extra = b"\xff\xe1\0\x06Exif" + b"\xff\xfe\0\x07hello" + b"\xff\xee\0\x0eAdobe\0\x64\0\0\0\0\0" + b"\xff\xef\0\x03x"
+        file = self.encoded(next(self.sources()))
+        file = file[:20] + extra + file[20:]
+        kept = self.transcoded(file, "--progressive")
+        self.assertEqual(kept[:20 + len(extra)], file[:20 + len(extra)])
+        stripped = self.transcoded(file, "--progressive", "--strip")
+        self.assertEqual(len(kept) - len(stripped), len(extra) - 16)
+        self.assertNotIn(b"hello", stripped)
+        self.assertIn(b"Adobe", stripped)
+
+    def test_large_coefficients(self):
+        """Magnitudes of 11 bits, which the statistics of first AC scans do not count, and larger ones."""
+        block = [0] * 64
+        block[0], block[3], block[18] = 40, 1500, -1024
+        file = large_block_file(block)
+        self.write("x.jpg", file)
+        expected = self.djpeg("x.jpg")
+        self.write("script", b"0: 0-0,0,0; 0: 1-63,0,0;")
+        progressive = self.transcoded(file, "--scans", "script")
+        self.assert_pixels(progressive, expected, "progressive")
+        self.assertEqual(self.transcoded(progressive, "--optimize"), self.transcoded(file, "--optimize"))
+        self.write("in.jpg", file)
+        self.expect(support.REFUSED, "transcode", "in.jpg", "y.jpg", "--sequential", error=re.compile("Annex K have no code"))
+        self.write("in.jpg", large_block_file([0, 2500] + [0] * 62))
+        self.expect(support.REFUSED, "transcode", "in.jpg", "y.jpg", "--scans", "script", error=re.compile("too large for this kind of scan"))
+
+    def test_incomplete_files(self):
+        file = self.encoded(next(self.sources()), "--progressive")
+        self.write("in.jpg", file[:len(file) // 2])
+        self.expect(support.INCOMPLETE, "transcode", "in.jpg", "out.jpg", error=re.compile(r"\Amoxj: in\.jpg: warning: [^\n]+\n\Z"))
+        pixels = self.djpeg("out.jpg")
+        self.expect(support.INCOMPLETE, "decode", "in.jpg", "a.pnm", error=re.compile("warning"))
+        self.expect(support.OK, "decode", "out.jpg", "b.pnm")
+        self.assertEqual(self.read("a.pnm"), self.read("b.pnm"))
+        self.assertEqual(pixels[:2], (61, 43))
+
+    def test_usage(self):
+        for options, words in ((["--progressive", "--sequential"], "exclude"), (["--scans", "s", "--progressive"], "without --progressive"),
+                               (["--scans", "s", "--sequential"], "without --sequential"), (["--scans="], "names no file"),
+                               (["--quality", "3"], "no option")):
+            self.expect(support.USAGE, "transcode", "a.jpg", "b.jpg", *options, error=re.compile(words))
+        self.expect(support.USAGE, "transcode", "a.jpg", "b.png", error="moxj: b.png: 'moxj transcode' writes JPEG files\n")
+        self.expect(support.REFUSED, "transcode", next(self.sources()), "b.jpg", error="moxj: 61x43.pnm: no JPEG file\n")
+
+    def test_batches(self):
+        for name in "a", "b":
+            self.write(name + ".jpg", self.encoded(next(self.sources()), "--quality", {"a": "20", "b": "80"}[name]))
+        self.expect(support.OK, "transcode", "a.jpg", "b.jpg", "--output-dir", "out", "--progressive")
+        for name in "a", "b":
+            self.assertEqual(self.read(f"out/{name}.jpg"), self.transcoded(self.read(name + ".jpg"), "--progressive"))
+
+
+def large_block_file(block):
+    """A grey picture of one block in zig-zag order, with codes of 8 bits for what it needs."""
+    bits, symbols, run = cf.Bits(), [0x00], 0
+    dc = list(range(12))
+    for value in block[1:]:
+        if value:
+            symbols.append(run << 4 | abs(value).bit_length())
+        run = 0 if value else run + 1
+    category = abs(block[0]).bit_length()
+    bits.put(dc.index(category), 8)
+    bits.magnitude(block[0], category)
+    run = 0
+    for value in block[1:]:
+        if value:
+            category = abs(value).bit_length()
+            bits.put(symbols.index(run << 4 | category), 8)
+            bits.magnitude(value, category)
+        run = 0 if value else run + 1
+    bits.put(0, 8)
+    file = b"\xff\xd8" + cf.JFIF + cf.segment(0xDB, b"\0" + b"\1" * 64)
+    file += cf.segment(0xC0, b"\x08\0\x08\0\x08\x01\x01\x11\0")
+    for table, listed in ((0x00, dc), (0x10, symbols)):
+        file += cf.segment(0xC4, bytes([table] + [0] * 7 + [len(listed)] + [0] * 8 + listed))
+    return file + cf.segment(0xDA, b"\x01\x01\0\0\x3f\0") + bits.bytes() + b"\xff\xd9"
 
 
 if __name__ == "__main__":

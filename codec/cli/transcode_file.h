@@ -1,0 +1,13 @@
+// transcode: one JPEG file into another.
+#pragma once
+
+#include "cli/options.h"
+#include "cli/plan.h"
+#include "cli/report.h"
+
+namespace moxj {
+
+// Throws Failure.
+ExitStatus transcodeFile(const Job& job, const Settings& settings, Report& report);
+
+}  // namespace moxj

@@ -1,0 +1,84 @@
+// From one file to another without decoding the picture.
+#include <algorithm>
+#include <new>
+
+#include "jpeg/codedpicture.h"
+#include "jpeg/coefficientwriter.h"
+#include "jpeg/writer.h"
+
+namespace moxj::jpeg {
+
+namespace {
+
+using Process = TranscodeOptions::Process;
+
+bool isProgressive(const CodedPicture& picture, const TranscodeOptions& options) {
+  if (options.script) return options.script->progressive();
+  if (options.process == Process::asInput) return picture.frame.process == marker::sof2;
+  return options.process == Process::progressive;
+}
+
+// Luminance and chrominance (and with it, black) have tables of their own.
+int tableOf(const CodedPicture& picture, int component) {
+  const bool chrominance = component == 1 || component == 2;
+  return chrominance && (picture.model == ColourModel::ycbcr || picture.model == ColourModel::ycck) ? 1 : 0;
+}
+
+std::vector<ScanHeader> scansFor(const CodedPicture& picture, const Frame& frame, const TranscodeOptions& options) {
+  std::vector<ScanHeader> scans = options.script ? scansOf(*options.script, frame)
+                                  : frame.process == marker::sof2
+                                      ? progressiveScans(frame, picture.model == ColourModel::ycbcr)
+                                      : sequentialScans(frame);
+  for (ScanHeader& scan : scans) {
+    for (ScanHeader::Selector& selector : scan.components)
+      selector.dcTable = selector.acTable = tableOf(picture, selector.component);
+  }
+  return scans;
+}
+
+// The different tables of steps, to which the components of the frame are made to refer.
+std::vector<Steps> tablesFor(const CodedPicture& picture, Frame& frame) {
+  std::vector<Steps> tables;
+  for (std::size_t i = 0; i < picture.steps.size(); ++i) {
+    auto found = std::find(tables.begin(), tables.end(), picture.steps[i]);
+    if (found == tables.end()) found = tables.insert(found, picture.steps[i]);
+    frame.components[i].quantTable = static_cast<int>(found - tables.begin());
+  }
+  return tables;
+}
+
+bool saysColours(const MarkerSegment& segment) {
+  return (segment.marker == marker::app0 || segment.marker == marker::app14) && Tables().take(segment);
+}
+
+Frame frameFor(const CodedPicture& picture, const TranscodeOptions& options) {
+  Frame frame = picture.frame;
+  const bool wide = std::any_of(picture.steps.begin(), picture.steps.end(), isWide);
+  frame.process = isProgressive(picture, options) ? marker::sof2 : wide ? marker::sof1 : marker::sof0;
+  return frame;
+}
+
+}  // namespace
+
+Transcoded transcode(std::span<const std::uint8_t> file, const TranscodeOptions& options, const Limits& limits,
+                     const Progress& progress, const DecodeOptions& reading) {
+  CodedPicture picture = readCoefficients(file, limits, progress, reading);
+  Frame frame = frameFor(picture, options);
+  const std::vector<Steps> tables = tablesFor(picture, frame);
+  const Coding coding{scansFor(picture, frame, options), options.optimize, {options.restart, options.restartInRows}};
+  fillMcus(frame, *picture.coefficients);
+
+  Writer writer;
+  writer.file().reserve(file.size() + file.size() / 2 + 4096);
+  writer.marker(marker::soi);
+  for (const MarkerSegment& segment : picture.segments) {
+    if (!options.strip || saysColours(segment)) writer.copy(segment);
+  }
+  for (std::size_t i = 0; i < tables.size(); ++i) writer.steps(static_cast<int>(i), tables[i]);
+  writer.frame(frame);
+  writeScans(writer, frame, *picture.coefficients, coding, progress);
+  writer.marker(marker::eoi);
+  return {std::move(writer.file()), picture.warning.empty(), std::move(picture.warning), std::move(picture.notes)};
+}
+
+}  // namespace moxj::jpeg
