@@ -215,7 +215,7 @@ void Decoder::decodeTile(Coord index, const TileParts& parts, const std::vector<
   std::vector<Plane> planes = planesFor(tile);
   if (!TileDecoder(tile, options_.reduce, options_.threads, planes).run() && read.problem.empty())
     note(index, "has damaged code-blocks");
-  storeTile(planes, tile, windowsFor(tile), image_);
+  storeTile(planes, tile, windowsFor(tile), image_, options_.threads);
   budget_.giveBack(before);
 }
 

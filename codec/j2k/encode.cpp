@@ -234,7 +234,7 @@ void Encoder::encodeTile(Coord index) {
     planes.emplace_back(static_cast<int>(rect.width()), static_cast<int>(rect.height()));
     windows.push_back({static_cast<int>(rect.x0), static_cast<int>(rect.y0)});
   }
-  loadTile(image_, tile, windows, planes);
+  loadTile(image_, tile, windows, planes, options_.threads);
   const std::size_t first = coded_.size();
   TileEncoder(tile, planes, coded_, encoders_).run();
   budget_.giveBack(before);

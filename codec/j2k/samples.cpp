@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "j2k/library.h"
+#include "j2k/tasks.h"
 #include "j2k/wavelet.h"
 
 namespace moxj::j2k {
@@ -89,31 +90,41 @@ void transformRow(std::span<Plane> planes, bool reversible, bool forward, int y)
   }
 }
 
-}  // namespace
-
-void loadTile(const Image& image, const Tile& tile, std::span<const Window> windows, std::span<Plane> planes) {
+// Calls work(y) for the rows of the highest plane.
+template <class Work>
+void forEachRow(std::span<Plane> planes, int threads, const Work& work) {
+  constexpr int kRowsOfATask = 64;
   int rows = 0;
-  for (Plane& plane : planes) rows = std::max(rows, plane.height());
-  const bool reversible = tile.components[0].coding.reversible;
-  for (int y = 0; y < rows; ++y) {
-    for (std::size_t c = 0; c < planes.size(); ++c) {
-      if (y >= planes[c].height()) continue;
-      const TileComponent& component = tile.components[c];
-      const int count = planes[c].width();
-      reversible ? loadRow(image.components[c], windows[c], y, count, levelShift(component), planes[c].row(y))
-                 : loadRow(image.components[c], windows[c], y, count, levelShift(component), planes[c].floats(y));
-    }
-    if (tile.style.transform && y < planes[0].height()) transformRow(planes, reversible, true, y);
-    if (reversible) continue;
-    for (std::size_t c = 0; c < planes.size(); ++c)
-      if (y < planes[c].height()) toFixed(planes[c].floats(y), planes[c].width(), scaleOf(tile.components[c]));
-  }
+  for (const Plane& plane : planes) rows = std::max(rows, plane.height());
+  forEachTask(static_cast<std::size_t>((rows + kRowsOfATask - 1) / kRowsOfATask), threads,
+              [&](int, std::size_t task) {
+                const int begin = static_cast<int>(task) * kRowsOfATask;
+                for (int y = begin; y < std::min(begin + kRowsOfATask, rows); ++y) work(y);
+              });
 }
 
-void storeTile(std::span<Plane> planes, const Tile& tile, std::span<const Window> windows, const Image& image) {
-  int rows = 0;
-  for (Plane& plane : planes) rows = std::max(rows, plane.height());
-  for (int y = 0; y < rows; ++y) {
+}  // namespace
+
+void loadTile(const Image& image, const Tile& tile, std::span<const Window> windows, std::span<Plane> planes,
+              int threads) {
+  const bool reversible = tile.components[0].coding.reversible;
+  forEachRow(planes, threads, [&](int y) {
+    for (std::size_t c = 0; c < planes.size(); ++c) {
+      if (y >= planes[c].height()) continue;
+      const int count = planes[c].width(), shift = levelShift(tile.components[c]);
+      reversible ? loadRow(image.components[c], windows[c], y, count, shift, planes[c].row(y))
+                 : loadRow(image.components[c], windows[c], y, count, shift, planes[c].floats(y));
+    }
+    if (tile.style.transform && y < planes[0].height()) transformRow(planes, reversible, true, y);
+    if (reversible) return;
+    for (std::size_t c = 0; c < planes.size(); ++c)
+      if (y < planes[c].height()) toFixed(planes[c].floats(y), planes[c].width(), scaleOf(tile.components[c]));
+  });
+}
+
+void storeTile(std::span<Plane> planes, const Tile& tile, std::span<const Window> windows, const Image& image,
+               int threads) {
+  forEachRow(planes, threads, [&](int y) {
     for (std::size_t c = 0; c < planes.size(); ++c) {
       const TileComponent& component = tile.components[c];
       if (y < planes[c].height() && !component.coding.reversible)
@@ -127,7 +138,7 @@ void storeTile(std::span<Plane> planes, const Tile& tile, std::span<const Window
       if (!component.coding.reversible) toWhole(planes[c].floats(y), planes[c].width());
       storeRow(planes[c].row(y), component, image.components[c], windows[c], y, planes[c].width());
     }
-  }
+  });
 }
 
 }  // namespace moxj::j2k

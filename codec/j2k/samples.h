@@ -16,9 +16,11 @@ struct Window {
 };
 
 // Fills the planes of a tile with samples; the irreversible ones with fraction bits (wavelet.h).
-void loadTile(const Image& image, const Tile& tile, std::span<const Window> windows, std::span<Plane> planes);
+void loadTile(const Image& image, const Tile& tile, std::span<const Window> windows, std::span<Plane> planes,
+              int threads);
 
 // The other way round; the planes are used up.
-void storeTile(std::span<Plane> planes, const Tile& tile, std::span<const Window> windows, const Image& image);
+void storeTile(std::span<Plane> planes, const Tile& tile, std::span<const Window> windows, const Image& image,
+               int threads);
 
 }  // namespace moxj::j2k
