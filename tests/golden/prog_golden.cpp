@@ -73,7 +73,11 @@ void optimalTable(Digest& digest, Random& random) {
   for (int i = 0; i < 200; i++) {
     int32_t counts[256] = {};
     const int used = random.between(0, 300), bits = random.between(1, 30);
-    for (int n = 0; n < used; n++) counts[random.below(256)] = static_cast<int32_t>(random.bits() & ((1u << random.between(1, bits)) - 1));
+    for (int n = 0; n < used; n++) {
+      const int symbol = random.below(256);
+      const uint32_t mask = (1u << random.between(1, bits)) - 1;
+      counts[symbol] = static_cast<int32_t>(random.bits() & mask);
+    }
     RawTable table;
     digest.value(moxiEncodeHuffmanRawTableInit_JPEG_8u(counts, table.bits, table.values));
     digest.bytes(&table, sizeof table);

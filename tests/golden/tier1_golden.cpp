@@ -24,7 +24,8 @@ void forEachBlock(Random& random, const Report& report) {
   MoxJ2KEncodeState* state = nullptr;
   moxiEncodeInitAlloc_JPEG2K(&state, 64, 64);
   for (int options = 0; options < 64; options++) {
-    const Source s = makeSource(random, 1 + random.below(64), 1 + random.below(40), random.between(1, 11));
+    const int planes = random.between(1, 11), height = 1 + random.below(40), width = 1 + random.below(64);
+    const Source s = makeSource(random, width, height, planes);
     int32_t counts[3], notFinished, length = 1 << 17;
     moxiEncodeLoadCodeBlock_JPEG2K_32s_C1R(s.coefficients.data(), 4 * s.width, s.width, s.height, state, options % 5,
                                            options % 7 ? 31 : 29, options % 3, 0, options, &counts[0], &counts[1],
