@@ -220,10 +220,10 @@ class ReadTest(InteropTest):
 
     def test_other_processes_are_refused_by_name(self):
         picture = support.pnm(pictures.generated(40, 40, 3, 1))
-        self.write("p.jpg", self.cjpeg(picture, "-progressive"))
+        self.write("p.jpg", self.cjpeg(picture, "-progressive", "-arithmetic"))
         self.write("a.jpg", self.cjpeg(picture, "-arithmetic"))
         self.expect(support.REFUSED, "decode", "p.jpg", "out.ppm",
-                    error="moxj: p.jpg: progressive JPEG is not supported\n")
+                    error="moxj: p.jpg: progressive, arithmetic coding JPEG is not supported\n")
         self.expect(support.REFUSED, "decode", "a.jpg", "out.ppm",
                     error="moxj: a.jpg: extended sequential, arithmetic coding JPEG is not supported\n")
 
