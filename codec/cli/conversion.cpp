@@ -30,6 +30,7 @@ int threadsOf(const Settings& settings) {
 ReadOptions readOptions(const Settings& settings) {
   ReadOptions options{settings.reading, settings.j2kReading};
   options.j2k.threads = threadsOf(settings);
+  options.jpeg.inks = settings.j2kReading.components;
   return options;
 }
 
@@ -120,7 +121,7 @@ bool isPlain(const Image& image) {
   return (count == 1 || count == 3) && image.interleavedBytes() && image.components[0].bits == 8 && !image.alpha;
 }
 
-ExitStatus decodeJpeg2000(const PictureFile& file, const Job& job, const Settings& settings, Report& report) {
+ExitStatus decodeImage(const PictureFile& file, const Job& job, const Settings& settings, Report& report) {
   const DecodedImage decoded = readImage(file, settings.limits, report, readOptions(settings));
   std::vector<std::string> notes;
   if (settings.j2kReading.components) {
@@ -146,14 +147,30 @@ ExitStatus encodeJpeg2000(const PictureFile& file, const Job& job, const Setting
   return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;
 }
 
+ExitStatus encodeLossless(const PictureFile& file, const Job& job, const Settings& settings, Report& report) {
+  ReadOptions reading = readOptions(settings);
+  reading.jpeg.inks = true;
+  const DecodedImage decoded = readImage(file, settings.limits, report, reading);
+  std::vector<std::string> notes;
+  Content content;
+  content.head = jpeg::encodeLossless(decoded.image, *settings.lossless, notes, report.progressOf(file.name));
+  for (const std::string& note : notes) report.fileNote(file.name, note);
+  writeFile(job.output, content);
+  return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;
+}
+
 // The rows of a JPEG file go straight into a file that can be thrown away when nothing comes of it.
 ExitStatus convertFile(const Job& job, const Settings& settings, Report& report) {
   if (settings.command == Command::transcode) return transcodeFile(job, settings, report);
   const PictureFile file = openPicture(job.input, settings.limits);
   if (isJpeg2000(job.format)) return encodeJpeg2000(file, job, settings, report);
-  if (isJpeg2000(file.format) && settings.command == Command::decode)
-    return decodeJpeg2000(file, job, settings, report);
-  if (settings.j2kReading.components) refuse("--components is for JPEG 2000 files");
+  if (job.format == Format::jpeg && settings.lossless) return encodeLossless(file, job, settings, report);
+  const bool asImage = isJpeg2000(file.format) ||
+                       (file.format == Format::jpeg &&
+                        (settings.j2kReading.components || jpeg::holdsImage(file.source.bytes)));
+  if (asImage && settings.command == Command::decode)
+    return decodeImage(file, job, settings, report);
+  if (settings.j2kReading.components) refuse("--components is for JPEG and JPEG 2000 files");
   if (file.format == Format::jpeg && isPnm(job.format) && canBeDiscarded(job.output)) {
     PnmFile output(job.output, job.format);
     const Decoded decoded = readPicture(file, settings.limits, report, readOptions(settings), &output);

@@ -54,12 +54,13 @@ std::string segmentText(const jpeg::Segment& segment) {
   return text + "\n";
 }
 
-std::string scanText(const jpeg::Scan& scan) {
+std::string scanText(const jpeg::Scan& scan, bool lossless) {
   std::string text = "components";
   for (const jpeg::ScanComponent& component : scan.components)
     text += format(" %d (DC %d, AC %d)", component.id, component.dcTable, component.acTable);
-  text += format(", coefficients %d to %d", scan.spectralStart, scan.spectralEnd);
-  if (scan.approxHigh != 0 || scan.approxLow != 0) text += format(", bits %d to %d", scan.approxHigh, scan.approxLow);
+  text += lossless ? format(", predictor %d, point transform %d", scan.spectralStart, scan.approxLow)
+                   : format(", coefficients %d to %d", scan.spectralStart, scan.spectralEnd);
+  if (!lossless && (scan.approxHigh != 0 || scan.approxLow != 0)) text += format(", bits %d to %d", scan.approxHigh, scan.approxLow);
   return text + format(", %llu bytes at %llu", static_cast<unsigned long long>(scan.dataLength),
                        static_cast<unsigned long long>(scan.dataOffset));
 }
@@ -69,12 +70,12 @@ std::string textOf(const jpeg::Info& info, std::size_t bytes) {
   text += line("size",
                format("%d x %d pixels, %d bits a sample, %zu bytes", info.width, info.height, info.precision, bytes));
   text += line("colour", info.colourModel + (info.sampling.empty() ? "" : " " + info.sampling));
-  text += line("quality", qualityText(info));
+  if (info.process != "lossless") text += line("quality", qualityText(info));
   text += line("restarts", info.restartInterval == 0 ? "none" : format("every %d MCUs", info.restartInterval));
   for (const jpeg::Component& component : info.components) text += line("component", componentText(component));
   for (const jpeg::QuantTable& table : info.quantTables) text += line("quantisation", stepsText(table));
   for (const jpeg::HuffTable& table : info.huffTables) text += line("Huffman", huffText(table));
-  for (const jpeg::Scan& scan : info.scans) text += line("scan", scanText(scan));
+  for (const jpeg::Scan& scan : info.scans) text += line("scan", scanText(scan, info.process == "lossless"));
   text += line("segments", "offset   length");
   for (const jpeg::Segment& segment : info.segments) text += segmentText(segment);
   return text;

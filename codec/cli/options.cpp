@@ -71,6 +71,19 @@ Complaint useRestart(std::string_view text, jpeg::EncodeOptions& options) {
   return parseNumber(text, 0, 65535, options.restart) ? "" : "is no number from 0 to 65535, alone or with a B";
 }
 
+Complaint useLossless(std::string_view text, Settings& settings) {
+  settings.j2k.lossless = true;
+  jpeg::LosslessOptions& options = settings.lossless.emplace();
+  if (text.empty()) return "";
+  settings.onlyJpeg = "--lossless with a predictor";
+  const std::size_t comma = text.find(',');
+  const bool pointed = comma != text.npos;
+  if (!parseNumber(text.substr(0, comma), 1, 7, options.predictor) ||
+      (pointed && !parseNumber(text.substr(comma + 1), 0, 15, options.point)))
+    return "is no predictor from 1 to 7, alone or with a point transform from 0 to 15";
+  return "";
+}
+
 FormatKind outputKind(Command command) {
   return command == Command::encode ? FormatKind::coded : FormatKind::picture;
 }
@@ -96,7 +109,7 @@ constexpr unsigned kPixelReaders = kEncode | kDecode | setOf(Command::compare);
 constexpr unsigned kReaders = kConversions | setOf(Command::compare);
 
 // Formats that an option of `encode` is for.
-enum class Of { all, jpeg, jpeg2000 };
+enum class Of { all, jpeg, dct, jpeg2000 };  // dct: JPEG, but not lossless
 
 struct Option {
   unsigned commands;
@@ -109,26 +122,26 @@ struct Option {
 
 constexpr Option kOptions[] = {
     {kEncode, "--quality", "1..100", "From the smallest file to the finest picture (75)",
-     [](Settings& s, const std::string& text) { return useNumber(text, 1, 100, s.jpeg.quality); }, Of::jpeg},
+     [](Settings& s, const std::string& text) { return useNumber(text, 1, 100, s.jpeg.quality); }, Of::dct},
     {kEncode, "--sample", "4:4:4|4:2:2|4:2:0", "Chroma sampling (4:2:0)",
-     [](Settings& s, const std::string& text) { return useSampling(text, s.jpeg.sampling); }, Of::jpeg},
+     [](Settings& s, const std::string& text) { return useSampling(text, s.jpeg.sampling); }, Of::dct},
     {kEncode, "--grayscale", "", "Keep the luminance only",
-     [](Settings& s, const std::string&) { return s.jpeg.grayscale = true, Complaint(); }, Of::jpeg},
+     [](Settings& s, const std::string&) { return s.jpeg.grayscale = true, Complaint(); }, Of::dct},
     {kEncode | kTranscode, "--progressive", "", "Progressive, in the scans that cjpeg makes",
-     [](Settings& s, const std::string&) { return s.jpeg.progressive = true, Complaint(); }, Of::jpeg},
+     [](Settings& s, const std::string&) { return s.jpeg.progressive = true, Complaint(); }, Of::dct},
     {kEncode | kTranscode, "--scans", "FILE", "The scans of a file in the syntax of cjpeg",
      [](Settings& s, const std::string& text) { return s.scans = text, text.empty() ? "names no file" : Complaint(); },
-     Of::jpeg},
+     Of::dct},
     {kTranscode, "--sequential", "", "Sequential, with the tables of T.81 Annex K without --optimize",
      [](Settings& s, const std::string&) { return s.sequential = true, Complaint(); }, Of::jpeg},
     {kEncode | kTranscode, "--optimize", "", "Huffman tables of the picture's own (progressive always)",
-     [](Settings& s, const std::string&) { return s.jpeg.optimize = true, Complaint(); }, Of::jpeg},
+     [](Settings& s, const std::string&) { return s.jpeg.optimize = true, Complaint(); }, Of::dct},
     {kTranscode, "--strip", "", "Leave out APPn and COM segments but those that tell the colours",
      [](Settings& s, const std::string&) { return s.strip = true, Complaint(); }, Of::jpeg},
     {kEncode | kTranscode, "--restart", "N|NB", "Restart marker every N MCUs, with NB every N rows of them",
      [](Settings& s, const std::string& text) { return useRestart(text, s.jpeg); }, Of::jpeg},
-    {kEncode, "--lossless", "", "Exact: 5/3 wavelet and reversible colours (as without a size)",
-     [](Settings& s, const std::string&) { return s.j2k.lossless = true, Complaint(); }, Of::jpeg2000},
+    {kEncode, "--lossless", "[PREDICTOR[,POINT]]", "Exact; of JPEG: predictor 1 to 7 (the best), bits left out",
+     [](Settings& s, const std::string& text) { return useLossless(text, s); }},
     {kEncode, "--ratio", "R", "9/7 wavelet, to an R-th of the samples' size",
      [](Settings& s, const std::string& text) { return useReal(text, 1, kMostRatio, s.j2k.ratio); }, Of::jpeg2000},
     {kEncode, "--bpp", "B", "9/7 wavelet, to B bits a pixel",
@@ -157,7 +170,7 @@ constexpr Option kOptions[] = {
      [](Settings& s, const std::string& text) { return useNumber(text, 0, j2k::kMostLevels, s.j2kReading.reduce); }},
     {kDecode, "--layers", "N", "Quality layers of JPEG 2000 to decode (all)",
      [](Settings& s, const std::string& text) { return useNumber(text, 1, j2k::kMostLayers, s.j2kReading.layers); }},
-    {kDecode, "--components", "", "A PGX or PGM of each component of JPEG 2000: OUT_0 ...",
+    {kDecode, "--components", "", "A PGX or PGM of each component (also inks): OUT_0 ...",
      [](Settings& s, const std::string&) { return s.j2kReading.components = true, Complaint(); }},
     {kReaders, "--max-scans", "N", "Refuse JPEG files of more scans (500)",
      [](Settings& s, const std::string& text) { return useNumber(text, 1, kMostScans, s.reading.maxScans); }},
@@ -284,7 +297,7 @@ class Parser {
       else if (found == 'h')
         return Answer{helpOf(command_)};
       else if (found >= kFirstOption)
-        useOption(kOptions[found - kFirstOption]);
+        useOption(kOptions[found - kFirstOption], count, words);
       else
         refuse(found, words[optind - 1]);
     }
@@ -304,7 +317,7 @@ class Parser {
     int answer = kFirstOption;
     for (const Option& o : kOptions) {
       if (o.commands & setOf(command_.command))
-        known.push_back({o.name.data() + 2, o.value.empty() ? no_argument : required_argument, nullptr, answer});
+        known.push_back({o.name.data() + 2, argumentOf(o), nullptr, answer});
       ++answer;
     }
     known.push_back({"help", no_argument, nullptr, 'h'});
@@ -312,10 +325,27 @@ class Parser {
     return known;
   }
 
-  void useOption(const Option& used) {
-    const std::string value = optarg ? optarg : "";
+  // A value that may be missing is shown in brackets.
+  static int argumentOf(const Option& option) {
+    if (option.value.empty()) return no_argument;
+    return option.value.starts_with('[') ? optional_argument : required_argument;
+  }
+
+  // getopt_long gives such a value only behind an equals sign; here the next word is one too, if it begins with a digit.
+  static std::string optionalValue(int count, char** words) {
+    if (optarg) return optarg;
+    const bool follows = optind < count && words[optind][0] >= '0' && words[optind][0] <= '9';
+    return follows && std::string_view(words[optind]).find_first_not_of("0123456789,") == std::string_view::npos
+               ? words[optind++]
+               : "";
+  }
+
+  void useOption(const Option& used, int count, char** words) {
+    const std::string value =
+        argumentOf(used) == optional_argument ? optionalValue(count, words) : optarg ? optarg : "";
     const Complaint complaint = used.use(settings_, value);
-    if (used.of == Of::jpeg) settings_.onlyJpeg = used.name;
+    if (used.of == Of::jpeg || used.of == Of::dct) settings_.onlyJpeg = used.name;
+    if (used.of == Of::dct) onlyDct_ = used.name;
     if (used.of == Of::jpeg2000) settings_.onlyJpeg2000 = used.name;
     if (!complaint.empty()) misuse(std::string(used.name) + ": " + quotedName(value) + " " + complaint);
   }
@@ -341,8 +371,13 @@ class Parser {
     options.lossless = !sized;
   }
 
-  void checkProcess() const {
+  void checkProcess() {
     const jpeg::EncodeOptions& options = settings_.jpeg;
+    if (settings_.lossless) {
+      if (!onlyDct_.empty()) misuse(onlyDct_ + " is not for lossless files");
+      settings_.lossless->restart = options.restart;
+      settings_.lossless->restartInRows = options.restartInRows;
+    }
     if (options.progressive && settings_.sequential) misuse("--progressive and --sequential exclude each other");
     if (!settings_.scans.empty() && options.progressive) misuse("--scans tells the scans, without --progressive");
     if (!settings_.scans.empty() && settings_.sequential) misuse("--scans tells the scans, without --sequential");
@@ -354,6 +389,7 @@ class Parser {
 
   const CommandText& command_;
   Settings settings_;
+  std::string onlyDct_;  // an option that was given and is not for lossless JPEG
 };
 
 }  // namespace

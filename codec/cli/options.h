@@ -27,6 +27,7 @@ struct Settings {
   j2k::EncodeOptions j2k;
   j2k::DecodeOptions j2kReading;
   std::string onlyJpeg, onlyJpeg2000;  // an option of `encode` that was given and is for that format alone
+  std::optional<jpeg::LosslessOptions> lossless;  // of JPEG
   std::string scans;  // file of the scans to write, empty for none; goes into jpeg.script
   bool sequential = false, strip = false;  // of transcode
   Limits limits;

@@ -20,10 +20,8 @@ Decoded reduced(DecodedImage image) {
 DecodedImage readImageAs(const PictureFile& file, const Limits& limits, const Progress& progress,
                          const ReadOptions& options) {
   switch (file.format) {
-    case Format::jpeg: {
-      Decoded decoded = jpeg::decode(file.source.bytes, limits, progress, options.jpeg);
-      return {imageOf(decoded.picture), decoded.complete, std::move(decoded.warning), std::move(decoded.notes)};
-    }
+    case Format::jpeg:
+      return jpeg::decodeImage(file.source.bytes, limits, progress, options.jpeg);
     case Format::jp2:
     case Format::j2k:
       return j2k::decode(file.source.bytes, limits, progress, options.j2k);

@@ -60,8 +60,11 @@ const char* nameOf(ColourModel model) {
   return "unknown";
 }
 
-RowPainter::RowPainter(ColourModel model, int width)
-    : model_(model), width_(width), channels_(model == ColourModel::grey || model == ColourModel::unknown ? 1 : 3) {
+RowPainter::RowPainter(ColourModel model, int width, bool inks)
+    : model_(model),
+      width_(width),
+      inks_(inks && (model == ColourModel::cmyk || model == ColourModel::ycck)),
+      channels_(model == ColourModel::grey || model == ColourModel::unknown ? 1 : inks_ ? 4 : 3) {
   if (model == ColourModel::ycck) cmyk_.resize(std::size_t{4} * kPixelsOfOneThread);
 }
 
@@ -77,6 +80,12 @@ void RowPainter::paint(const std::uint8_t* const planes[4], std::uint8_t* pixels
       }
       return;
     case ColourModel::cmyk:
+      if (inks_) {
+        for (int x = 0; x < width_; ++x) {
+          for (int ink = 0; ink < 4; ++ink) pixels[4 * x + ink] = planes[ink][x];
+        }
+        return;
+      }
       return paintInks(width_, pixels, [&](int x, int ink) { return planes[ink][x]; });
     case ColourModel::ycbcr:
     case ColourModel::ycck:
@@ -84,14 +93,15 @@ void RowPainter::paint(const std::uint8_t* const planes[4], std::uint8_t* pixels
   }
   for (int x = 0; x < width_; x += kPixelsOfOneThread) {
     const MoxRoiSize size{std::min(width_ - x, kPixelsOfOneThread), 1};
-    std::uint8_t* const to = pixels + std::ptrdiff_t{3} * x;
+    std::uint8_t* const to = pixels + std::ptrdiff_t{channels_} * x;
     if (model_ == ColourModel::ycbcr) {
       const Mox8u* const from[3] = {planes[0] + x, planes[1] + x, planes[2] + x};
       require(moxiYCbCrToRGB_JPEG_8u_P3C3R(from, width_, to, 3 * width_, size), "colour conversion");
     } else {
       const Mox8u* const from[4] = {planes[0] + x, planes[1] + x, planes[2] + x, planes[3] + x};
-      require(moxiYCCKToCMYK_JPEG_8u_P4C4R(from, width_, cmyk_.data(), 4 * width_, size), "colour conversion");
-      paintInks(size.width, to, [&](int at, int ink) { return cmyk_[4 * at + ink]; });
+      std::uint8_t* const inks = inks_ ? to : cmyk_.data();
+      require(moxiYCCKToCMYK_JPEG_8u_P4C4R(from, width_, inks, 4 * width_, size), "colour conversion");
+      if (!inks_) paintInks(size.width, to, [&](int at, int ink) { return cmyk_[4 * at + ink]; });
     }
   }
 }

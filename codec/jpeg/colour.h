@@ -19,7 +19,8 @@ const char* nameOf(ColourModel model);
 // Turns a row of each component into a row of a picture.
 class RowPainter {
  public:
-  RowPainter(ColourModel model, int width);
+  // Four inks become RGB, or stay if they are asked for.
+  RowPainter(ColourModel model, int width, bool inks = false);
 
   int channels() const { return channels_; }
   void paint(const std::uint8_t* const planes[4], std::uint8_t* pixels);
@@ -27,6 +28,7 @@ class RowPainter {
  private:
   ColourModel model_;
   int width_;
+  bool inks_;
   int channels_;
   std::vector<std::uint8_t> cmyk_;
 };

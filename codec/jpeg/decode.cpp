@@ -13,6 +13,8 @@
 #include "jpeg/colour.h"
 #include "jpeg/codedpicture.h"
 #include "jpeg/jpeg.h"
+#include "jpeg/lossless.h"
+#include "jpeg/losslessreader.h"
 #include "jpeg/progression.h"
 #include "jpeg/scanreader.h"
 #include "jpeg/strips.h"
@@ -25,10 +27,16 @@ namespace {
 // Refuses by name what the reader has no code for.
 void requireSupported(const Frame& frame) {
   const std::string process = processName(frame.process);
-  if (frame.process > marker::sof2) refuse(process + " JPEG is not supported");
-  if (frame.precision != 8)
+  if (frame.process > marker::sof3) refuse(process + " JPEG is not supported");
+  const bool lossless = frame.process == marker::sof3;
+  if (lossless ? frame.precision < 2 || frame.precision > 16 : frame.precision != 8)
     refuse(process + " JPEG of " + std::to_string(frame.precision) + " bits is not supported");
   if (frame.components.size() > 4) refuse(std::to_string(frame.components.size()) + " components are not supported");
+}
+
+// Not of 8 bits.
+bool isDeep(const Frame& frame) {
+  return frame.precision != 8;
 }
 
 struct CoefficientSink {
@@ -52,15 +60,22 @@ class Decoder {
 
   Decoded run() {
     read();
-    if (!strips_) paintCoefficients();
-    strips_->finish();
-    return {strips_->picture(), warning_.empty(), std::move(warning_), std::move(notes_)};
+    const Picture picture = lossless() ? paintPlanes() : paintBlocks();
+    return {picture, warning_.empty(), std::move(warning_), std::move(notes_)};
+  }
+
+  // The same without loss of depth.
+  DecodedImage runImage() {
+    read();
+    const Image image = isDeep(*frame_) ? imageOfPlanes() : imageOf(lossless() ? paintPlanes() : paintBlocks());
+    return {image, warning_.empty(), std::move(warning_), std::move(notes_)};
   }
 
   // Coefficients instead of a picture.
   CodedPicture runCoded() {
     keep_ = true;
     read();
+    if (lossless()) refuse("a lossless JPEG has no coefficients");
     CodedPicture coded{*frame_, {}, std::move(coefficients_), colourModelOf(*frame_, tables_), std::move(kept_), {}, {}};
     for (std::size_t i = 0; i < frame_->components.size(); ++i) {
       if (!read_[i].read) read_[i].steps.fill(1);  // there is nothing to be quantised
@@ -85,9 +100,17 @@ class Decoder {
   void takeFrame(const MarkerSegment& segment);
   void readScan(const MarkerSegment& segment);
   void checkScan(const ScanHeader& scan);
+  void readLossless(const ScanHeader& scan, std::size_t offset);
+  void ended(const EntropyReader& reader, std::size_t end);
   void collect(ScanReader& reader, const ScanHeader& scan, std::size_t offset);
   std::unique_ptr<Strips> makeStrips() const;
+  Picture paintBlocks();
   void paintCoefficients();
+  Picture paintPlanes();
+  Image imageOfPlanes() const {
+    return imageOfSamples(*frame_, colourModelOf(*frame_, tables_), *planes_, options_);
+  }
+  bool lossless() const { return frame_->process == marker::sof3; }
   bool progressive() const { return frame_->process == marker::sof2; }
   bool allRead() const;
   bool allFinished() const;
@@ -120,6 +143,7 @@ class Decoder {
   bool ended_ = false;  // by an EOI marker
   std::unique_ptr<Coefficients> coefficients_;
   std::unique_ptr<Strips> strips_;
+  std::optional<std::vector<SamplePlane>> planes_;  // of a lossless frame
   std::int64_t goodMcus_ = 0;
   std::string warning_;
   std::vector<std::string> notes_;
@@ -189,6 +213,7 @@ void Decoder::readScan(const MarkerSegment& segment) {
   }
   const ScanHeader scan = parseScan(segment, *frame_);
   checkScan(scan);
+  if (lossless()) return readLossless(scan, segment.end);
   ScanReader reader(*frame_, scan, tables_, file_.subspan(segment.end));
   for (const ScanHeader::Selector& selector : scan.components) read_[selector.component].read = true;
 
@@ -203,14 +228,28 @@ void Decoder::readScan(const MarkerSegment& segment) {
   } else {
     collect(reader, scan, segment.end);
   }
+  ended(reader, segment.end + reader.end());
+}
+
+void Decoder::ended(const EntropyReader& reader, std::size_t end) {
   goodMcus_ += reader.goodMcus();
-  const std::size_t end = segment.end + reader.end();
   walker_.seek(end);
   if (!reader.damage().empty()) {
     damaged(reader.damage());
   } else if (end == file_.size() && !progressive() && allRead()) {
     notes_.push_back("the file has no EOI marker");
   }
+}
+
+void Decoder::readLossless(const ScanHeader& scan, std::size_t offset) {
+  LosslessReader reader(*frame_, scan, tables_, file_.subspan(offset));
+  for (const ScanHeader::Selector& selector : scan.components) read_[selector.component].read = true;
+  if (!planes_) planes_ = makePlanes(*frame_);
+  for (int row = 0; row < reader.geometry().mcusHigh && !reader.exhausted(); ++row) {
+    reader.readRow(*planes_);
+    if (row % 64 == 0) report(offset, file_.size());
+  }
+  ended(reader, offset + reader.end());
 }
 
 // Throws Failure where the scan cannot be read; tells the damage where it can, but should not be there.
@@ -222,6 +261,7 @@ void Decoder::checkScan(const ScanHeader& scan) {
     ReadComponent& component = read_[selector.component];
     if (component.read && progressive()) continue;
     if (component.read) refuse("a component is coded twice");
+    if (lossless()) continue;
     if (!tables_.steps[table]) refuse("quantisation table " + std::to_string(table) + " is not defined");
     component.steps = *tables_.steps[table];
   }
@@ -246,7 +286,7 @@ void Decoder::collect(ScanReader& reader, const ScanHeader& scan, std::size_t of
 std::unique_ptr<Strips> Decoder::makeStrips() const {
   std::vector<Steps> steps;
   for (std::size_t i = 0; i < frame_->components.size(); ++i) steps.push_back(read_[i].steps);
-  return std::make_unique<Strips>(*frame_, colourModelOf(*frame_, tables_), steps, options_.smooth, sink_);
+  return std::make_unique<Strips>(*frame_, colourModelOf(*frame_, tables_), steps, options_, sink_);
 }
 
 bool Decoder::allRead() const {
@@ -261,6 +301,21 @@ bool Decoder::allFinished() const {
     if (!progression_.finished(i)) return false;
   }
   return true;
+}
+
+Picture Decoder::paintBlocks() {
+  if (!strips_) paintCoefficients();
+  strips_->finish();
+  return strips_->picture();
+}
+
+Picture Decoder::paintPlanes() {
+  if (!isDeep(*frame_)) return paintSamples(*frame_, colourModelOf(*frame_, tables_), *planes_, options_, sink_);
+  const Picture picture = toPicture(imageOfPlanes(), notes_);
+  if (!sink_) return picture;
+  sink_->begin(picture.width, picture.height, picture.channels);
+  sink_->rows(picture);
+  return {};
 }
 
 void Decoder::paintCoefficients() {
@@ -297,6 +352,26 @@ CodedPicture readCoefficients(ByteSpan file, const Limits& limits, const Progres
   } catch (const std::bad_alloc&) {
     throw Failure(ExitStatus::limit, "no memory for the picture");
   }
+}
+
+DecodedImage decodeImage(ByteSpan file, const Limits& limits, const Progress& progress, const DecodeOptions& options) {
+  try {
+    return Decoder(file, limits, options, progress, nullptr).runImage();
+  } catch (const std::bad_alloc&) {
+    throw Failure(ExitStatus::limit, "no memory for the picture");
+  }
+}
+
+bool holdsImage(ByteSpan file) {
+  try {
+    SegmentWalker walker(file);
+    while (const std::optional<MarkerSegment> segment = walker.next()) {
+      if (marker::isFrameHeader(segment->marker)) return isDeep(parseFrame(*segment));
+      if (segment->marker == marker::sos) return false;
+    }
+  } catch (const Failure&) {  // the decoder will tell
+  }
+  return false;
 }
 
 Decoded decode(ByteSpan file, const Limits& limits, const Progress& progress, const DecodeOptions& options) {

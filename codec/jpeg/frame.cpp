@@ -17,8 +17,8 @@ void Frame::layOut() {
   for (FrameComponent& c : components) {
     c.width = ceilDiv(width * c.horizontal, mostHorizontal);
     c.height = ceilDiv(height * c.vertical, mostVertical);
-    c.blocksWide = ceilDiv(c.width, 8);
-    c.blocksHigh = ceilDiv(c.height, 8);
+    c.blocksWide = ceilDiv(c.width, unit);
+    c.blocksHigh = ceilDiv(c.height, unit);
     c.paddedWide = mcusWide * c.horizontal;
     c.paddedHigh = mcusHigh * c.vertical;
   }

@@ -20,7 +20,7 @@ struct FrameComponent {
 
   // The rest is laid out by Frame.
   int width = 0, height = 0;           // in samples
-  int blocksWide = 0, blocksHigh = 0;  // blocks that hold samples; a scan of this component alone has just these
+  int blocksWide = 0, blocksHigh = 0;  // blocks (units of the frame) that hold samples; a scan of this component alone has just these
   int paddedWide = 0, paddedHigh = 0;  // and with those that fill up the MCUs of an interleaved scan
 };
 
@@ -29,6 +29,7 @@ struct Frame {
   int precision = 8;
   int width = 0, height = 0;  // height 0: a DNL segment is to give it
   std::vector<FrameComponent> components;
+  int unit = 8;  // rows and columns of samples that are coded as one: blocks, or in a lossless frame single samples
 
   int mostHorizontal = 1, mostVertical = 1;  // largest sampling factors
   int mcusWide = 0, mcusHigh = 0;            // of an interleaved scan
@@ -36,8 +37,8 @@ struct Frame {
   // Derives the geometry from the size and the sampling factors.
   void layOut();
 
-  int mcuWidth() const { return 8 * mostHorizontal; }
-  int mcuHeight() const { return 8 * mostVertical; }
+  int mcuWidth() const { return unit * mostHorizontal; }
+  int mcuHeight() const { return unit * mostVertical; }
 };
 
 struct ScanHeader {

@@ -11,6 +11,7 @@
 #include "bytes.h"
 #include "failure.h"
 #include "jpeg/script.h"
+#include "pictures/image.h"
 #include "pictures/picture.h"
 #include "progress.h"
 
@@ -31,18 +32,33 @@ struct EncodeOptions {
   bool restartInRows = false;  // ... or in MCU rows, of each scan
   bool optimize = false;       // tables made for the picture, in a second pass; progressive files always have them
   bool progressive = false;    // in the scans of cjpeg ...
-  std::optional<Script> script;  // ... or in these, sequential or progressive
+  std::optional<Script> script = {};  // ... or in these, sequential or progressive
 };
 
 // A JFIF file of the picture: baseline with the tables of T.81 Annex K, or as the options say. Throws Failure (limit) for pictures beyond
 // 65535 rows or columns and for restart intervals above 65535 MCUs.
 Bytes encode(const Picture& picture, const EncodeOptions& options, const Progress& progress = {});
 
+struct LosslessOptions {
+  int predictor = 0;  // 1 to 7 (T.81 table H.1); 0: the one that makes the smallest file
+  int point = 0;      // lowest bits of the samples that are left out
+  int restart = 0;    // restart interval as in EncodeOptions, of whole rows
+  bool restartInRows = false;
+};
+
+// A lossless file (T.81 Annex H) of 2 to 16 bits: grey, RGB or, of four components without opacity, inks. Opacity and
+// what is beside the first of two components is dropped with a note. Predictors 5 to 7, which decoders differ on where
+// samples are above 32767, are not chosen for such pictures. Throws Failure: refused for a depth or options that such
+// files do not have, limit as encode() does.
+Bytes encodeLossless(const Image& image, const LosslessOptions& options, std::vector<std::string>& notes,
+                     const Progress& progress = {});
+
 // ---- Reading ----------------------------------------------------------------------------------------------------
 
 struct DecodeOptions {
   // Sub-sampled components are interpolated where their ratio is 2; otherwise samples are repeated.
   bool smooth = true;
+  bool inks = false;  // CMYK and YCCK as 4 inks and not as RGB
   int maxScans = 500;  // a file of more is refused: each costs as much as the whole picture
 };
 
@@ -57,12 +73,19 @@ Decoded decode(std::span<const std::uint8_t> file, const Limits& limits, const P
 Decoded decodeInto(RowSink& sink, std::span<const std::uint8_t> file, const Limits& limits,
                    const Progress& progress = {}, const DecodeOptions& options = {});
 
+// The same as an image with the depth of the file, which only lossless files have other than 8 bits.
+DecodedImage decodeImage(std::span<const std::uint8_t> file, const Limits& limits, const Progress& progress = {},
+                         const DecodeOptions& options = {});
+
+// Whether a Picture would lose depth: 8 bits do not hold all that the file is.
+bool holdsImage(std::span<const std::uint8_t> file);
+
 // ---- Transcoding ------------------------------------------------------------------------------------------------
 
 struct TranscodeOptions {
   enum class Process { asInput, sequential, progressive };
   Process process = Process::asInput;
-  std::optional<Script> script;  // instead of `process`
+  std::optional<Script> script = {};  // instead of `process`
   bool optimize = true;          // tables made for the picture; progressive files always have them
   bool strip = false;            // without APPn and COM segments but JFIF's and Adobe's, which say what the colours are
   int restart = 0;               // restart interval as in EncodeOptions; that of the input is not kept

@@ -12,6 +12,7 @@ inline constexpr std::uint8_t tem = 0x01;
 inline constexpr std::uint8_t sof0 = 0xC0;  // baseline
 inline constexpr std::uint8_t sof1 = 0xC1;  // extended sequential
 inline constexpr std::uint8_t sof2 = 0xC2;  // progressive
+inline constexpr std::uint8_t sof3 = 0xC3;  // lossless
 inline constexpr std::uint8_t dht = 0xC4;
 inline constexpr std::uint8_t jpg = 0xC8;
 inline constexpr std::uint8_t dac = 0xCC;

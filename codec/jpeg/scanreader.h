@@ -2,26 +2,18 @@
 #pragma once
 
 #include <array>
-#include <cstddef>
-#include <cstdint>
-#include <string>
 #include <vector>
 
-#include "jpeg/frame.h"
-#include "jpeg/library.h"
-#include "jpeg/syntax.h"
+#include "jpeg/entropyreader.h"
 
 namespace moxj::jpeg {
 
-// Where the data is damaged, blocks stay empty (all coefficients 0; in a progressive file, as the scans before have left
-// them) up to the next restart marker that fits in; without restart intervals, up to the end of the scan.
-class ScanReader {
+// Missing blocks stay empty: all coefficients 0; in a progressive file, as the scans before have left them.
+class ScanReader : public EntropyReader {
  public:
-  // `data` begins with the scan's first byte and ends with the file. Throws Failure (refused) where the tables that
+  // Throws Failure (refused) where the tables that
   // the scan needs are not there or no good.
   ScanReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data);
-
-  const ScanGeometry& geometry() const { return geometry_; }
 
   // Decodes the next MCU row. The sink has two members that are called for each block in turn:
   //   Mox16s* begin(int component, int blockX, int blockY)   where the coefficients shall go, natural order
@@ -30,13 +22,6 @@ class ScanReader {
   // progressive scan holds what the scans before have left.
   template <class Sink>
   void readRow(Sink&& sink);
-
-  bool exhausted() const { return exhausted_; }  // all blocks to come are empty
-  std::int64_t goodMcus() const { return goodMcus_; }
-  const std::string& damage() const { return damage_; }  // the first that was met, as Failure's text; or empty
-
-  // To be called behind the last row: offset in `data` of the marker that ends the scan, or the size of `data`.
-  std::size_t end();
 
  private:
   struct McuBlock : ScanGeometry::Block {
@@ -49,36 +34,13 @@ class ScanReader {
   void readRowOf(Sink& sink);
   template <ScanKind kind>
   MoxStatus decode(const McuBlock& block, Mox16s* coefficients);
-  bool blockFailed(MoxStatus status);
-  void moveWindow();
-  void startInterval();
-  bool seekMarker();
-  void resume();
-  void damaged(const char* what);
+  void restarted() override { lastDc_.fill(0); }
 
   ScanHeader scan_;
   ScanKind kind_;
-  ScanGeometry geometry_;
   std::vector<McuBlock> blocks_;
   std::array<std::array<DecodeSpec, 4>, 2> specs_;  // [table class][index], those in use
-  DecodeState state_;
   std::array<Mox16s, 4> lastDc_{};
-
-  // The library's positions are 32-bit: it is given a window that moves on with each row.
-  ByteSpan data_;
-  std::size_t windowStart_ = 0;
-  std::int32_t windowLength_ = 0;
-  std::int32_t position_ = 0;
-  std::int32_t marker_ = 0;  // the one that the position lies behind, 0 none
-
-  int row_ = 0;
-  int restartInterval_ = 0;
-  int mcusToRestart_ = 0;
-  int nextRestart_ = 0;    // number of the restart marker that is due
-  bool skipping_ = false;  // blocks are empty up to the next restart marker
-  bool exhausted_ = false;
-  std::int64_t goodMcus_ = 0;
-  std::string damage_;
 };
 
 template <class Sink>
@@ -92,7 +54,7 @@ template <ScanKind kind, class Sink>
 void ScanReader::readRowOf(Sink& sink) {
   static constexpr Mox16s kEmpty[64] = {};
   for (int mcu = 0; mcu < geometry_.mcusWide; ++mcu) {
-    if (restartInterval_ != 0 && mcusToRestart_-- == 0) startInterval();
+    beginMcu();
     for (const McuBlock& block : blocks_) {
       const int x = mcu * block.across + block.dx;
       const int y = row_ * block.down + block.dy;
@@ -100,7 +62,7 @@ void ScanReader::readRowOf(Sink& sink) {
       bool read = !skipping_;
       if (read) {
         const MoxStatus status = decode<kind>(block, coefficients);
-        if (status < 0) read = blockFailed(status);
+        if (status < 0) read = unitFailed(status);
       }
       sink.end(block.component, x, y, read ? coefficients : kEmpty);
     }
@@ -110,7 +72,7 @@ void ScanReader::readRowOf(Sink& sink) {
 
 template <ScanKind kind>
 MoxStatus ScanReader::decode(const McuBlock& block, Mox16s* to) {
-  const Mox8u* const data = data_.data() + windowStart_;
+  const Mox8u* const data = window();
   const int start = scan_.spectralStart, end = scan_.spectralEnd, low = scan_.approxLow;
   if constexpr (kind == ScanKind::sequential) {
     return moxiDecodeHuffman8x8_JPEG_1u16s_C1(data, windowLength_, &position_, to, block.lastDc, &marker_, block.dc,

@@ -15,11 +15,12 @@ constexpr std::size_t kBandBytes = std::size_t{32} << 10;
 
 }  // namespace
 
-Strips::Strips(const Frame& frame, ColourModel model, std::span<const Steps> steps, bool smooth, RowSink* sink)
-    : frame_(frame), painter_(model, frame.width), sink_(sink), straight_(frame.components.size() == 1) {
+Strips::Strips(const Frame& frame, ColourModel model, std::span<const Steps> steps, const DecodeOptions& options,
+               RowSink* sink)
+    : frame_(frame), painter_(model, frame.width, options.inks), sink_(sink), straight_(frame.components.size() == 1) {
   for (std::size_t i = 0; i < frame.components.size(); ++i) {
     const FrameComponent& c = frame.components[i];
-    Strip& strip = strips_.emplace_back(Upsampler(frame, c, smooth), steps[i]);
+    Strip& strip = strips_.emplace_back(Upsampler(frame, c, options.smooth), steps[i]);
     strip.height = c.height;
     strip.blockRows = c.vertical;
     if (strip.upsampler.needsRowsAround()) rowsLate_ = 1;

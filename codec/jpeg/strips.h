@@ -8,6 +8,7 @@
 
 #include "jpeg/colour.h"
 #include "jpeg/frame.h"
+#include "jpeg/jpeg.h"
 #include "jpeg/tables.h"
 #include "jpeg/upsampler.h"
 #include "moxj.h"
@@ -22,7 +23,8 @@ namespace moxj::jpeg {
 class Strips {
  public:
   // `steps` are those of each component. The sink may be null.
-  Strips(const Frame& frame, ColourModel model, std::span<const Steps> steps, bool smooth, RowSink* sink);
+  Strips(const Frame& frame, ColourModel model, std::span<const Steps> steps, const DecodeOptions& options,
+         RowSink* sink);
 
   // A block of the current MCU row; (x, y) in blocks of the whole component.
   void put(int component, int x, int y, const Mox16s* coefficients) {

@@ -138,6 +138,7 @@ Frame parseFrame(const MarkerSegment& segment) {
   Parameters in(segment);
   Frame frame;
   frame.process = static_cast<std::uint8_t>(segment.marker);
+  if (frame.process == marker::sof3) frame.unit = 1;
   frame.precision = in.byte();
   frame.height = in.word();
   frame.width = in.word();

@@ -26,6 +26,12 @@ void Writer::jfif() {
   file_.append(kBody, sizeof kBody);
 }
 
+void Writer::adobe() {
+  static constexpr std::uint8_t kBody[] = {'A', 'd', 'o', 'b', 'e', 0, 100, 0, 0, 0, 0, 0};
+  segment(marker::app14, sizeof kBody);
+  file_.append(kBody, sizeof kBody);
+}
+
 void Writer::steps(int index, const Steps& steps) {
   const bool wide = isWide(steps);
   segment(marker::dqt, wide ? 129 : 65);

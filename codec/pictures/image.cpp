@@ -76,7 +76,7 @@ Image imageOf(const Picture& picture) {
   Image image;
   image.width = picture.width;
   image.height = picture.height;
-  image.colour = picture.channels == 3 ? Colour::rgb : Colour::grey;
+  image.colour = picture.channels == 3 ? Colour::rgb : picture.channels == 1 ? Colour::grey : Colour::unknown;
   image.owner = picture.owner;
   for (int channel = 0; channel < picture.channels; ++channel) {
     image.components.push_back({.width = picture.width,

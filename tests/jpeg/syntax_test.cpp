@@ -80,7 +80,8 @@ TEST_F(HeaderTest, OtherThanJpegIsRefused) {
 TEST_F(HeaderTest, UnsupportedProcessesAreRefusedByName) {
   const std::size_t sof = layout_.find(marker::sof0).offset + 1;
   expectRefused(with(sof, 0xCA), "progressive, arithmetic coding JPEG is not supported");
-  expectRefused(with(sof, 0xC3), "lossless JPEG is not supported");
+  expectRefused(with(sof, 0xCB), "lossless, arithmetic coding JPEG is not supported");
+  expectRefused(with(sof, 0xC3), "a scan with predictor 0");
   expectRefused(with(sof, 0xC5), "hierarchical, differential sequential JPEG is not supported");
   expectRefused(with(sof, 0xC9), "extended sequential, arithmetic coding JPEG is not supported");
   expectRefused(with(at(marker::sof0, 0), 12), "12 bits is not supported");

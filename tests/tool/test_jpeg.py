@@ -190,7 +190,7 @@ class Decoding(JpegTest):
     def test_unsupported_processes_by_name(self):
         file = bytearray(self.encoded())
         at = file.index(b"\xff\xc0") + 1
-        for marker, name in {0xC3: "lossless", 0xC9: "arithmetic", 0xCA: "progressive, arithmetic", 0xC5: "(differential|hierarchical)"}.items():
+        for marker, name in {0xCB: "lossless, arithmetic", 0xC9: "arithmetic", 0xCA: "progressive, arithmetic", 0xC5: "(differential|hierarchical)"}.items():
             file[at] = marker
             self.write("x.jpg", file)
             self.expect(REFUSED, "decode", "x.jpg", "x.ppm",

@@ -1,0 +1,273 @@
+// The lossless writer (T.81 Annex H): one scan of all components in two passes, statistics and data.
+#include <array>
+#include <limits>
+
+#include "failure.h"
+#include "jpeg/coefficientwriter.h"
+#include "jpeg/jpeg.h"
+#include "jpeg/library.h"
+#include "jpeg/writer.h"
+
+namespace moxj::jpeg {
+
+namespace {
+
+constexpr int kPredictors = 7, kLargestWord = 65535;
+// A difference takes at most 8 bytes, and the end of an interval 2, with its marker 4.
+constexpr std::size_t kMostDifferenceBytes = 8, kMostEndBytes = 4;
+
+// What the file is made of: grey, RGB or inks of one size.
+Image codedComponents(const Image& image, std::vector<std::string>& notes) {
+  Image coded = sameSize(image);
+  auto& components = coded.components;
+  if (coded.alpha) {
+    notes.push_back("transparency dropped");
+    components.pop_back();
+  }
+  if (components.size() == 2) {
+    notes.push_back("only the first of two components is coded");
+    components.pop_back();
+  }
+  if (components.size() > 4) refuse(std::to_string(components.size()) + " components: lossless JPEG is written of 4");
+  return coded;
+}
+
+Frame frameFor(const Image& image, const LosslessOptions& options) {
+  const int bits = image.components[0].bits;
+  if (image.width > kLargestWord || image.height > kLargestWord)
+    throw Failure(ExitStatus::limit, std::to_string(image.width) + " x " + std::to_string(image.height) +
+                                         " pixels: JPEG goes up to 65535 x 65535");
+  if (bits < 2 || bits > 16) refuse("samples of " + std::to_string(bits) + " bits: lossless JPEG has 2 to 16");
+  if (options.point >= bits)
+    refuse("a point transform of " + std::to_string(options.point) + " leaves nothing of " + std::to_string(bits) + " bits");
+  Frame frame{.process = marker::sof3,
+              .precision = bits,
+              .width = image.width,
+              .height = image.height,
+              .components = {},
+              .unit = 1};
+  const bool rgb = image.components.size() == 3;
+  for (std::size_t i = 0; i < image.components.size(); ++i)
+    frame.components.push_back({.id = rgb ? "RGB"[i] : static_cast<int>(i) + 1});
+  frame.layOut();
+  return frame;
+}
+
+// The differences of a row of each component, for any predictor.
+class Rows {
+ public:
+  Rows(const Image& image, const Frame& frame, int point, int restartRows)
+      : image_(image), precision_(frame.precision), point_(point), restartRows_(restartRows) {
+    for (auto& row : differences_) row.resize(static_cast<std::size_t>(image.width));
+    current_.assign(image.components.size(), differences_[0]);
+    above_ = current_;
+  }
+
+  void load(int y) {
+    first_ = restartRows_ == 0 ? y == 0 : y % restartRows_ == 0;
+    std::swap(current_, above_);
+    for (std::size_t i = 0; i < current_.size(); ++i) {
+      for (int x = 0; x < image_.width; ++x)
+        current_[i][static_cast<std::size_t>(x)] = static_cast<Mox16s>(image_.components[i].at(x, y) >> point_);
+    }
+  }
+  // All predictors are the same then.
+  bool first() const { return first_; }
+
+  const Mox16s* differences(std::size_t component, int predictor) {
+    Mox16s* const to = differences_[component].data();
+    if (first_)
+      require(moxiDiffPredFirstRow_JPEG_16s_C1(current_[component].data(), to, image_.width, precision_, point_),
+              "a first row");
+    else
+      require(moxiDiffPredRow_JPEG_16s_C1(current_[component].data(), above_[component].data(), to, image_.width,
+                                          predictor),
+              "a row");
+    return to;
+  }
+
+  // Samples that decoders predict differently from, by halves.
+  bool beyondSigned() const {
+    for (const std::vector<Mox16s>& row : current_) {
+      for (const Mox16s sample : row) {
+        if (sample < 0) return true;
+      }
+    }
+    return false;
+  }
+
+ private:
+  const Image& image_;
+  int precision_, point_, restartRows_;
+  bool first_ = true;
+  std::vector<std::vector<Mox16s>> current_, above_;
+  std::array<std::vector<Mox16s>, 4> differences_;
+};
+
+using Counts = std::array<std::int32_t, 256>;
+
+HuffmanCode codeFor(const Counts& counts) {
+  HuffmanCode code;
+  std::array<Mox8u, 256> values;
+  require(moxiEncodeHuffmanRawTableInit_JPEG_8u(counts.data(), code.bits.data(), values.data()), "an optimal table");
+  std::size_t symbols = 0;
+  for (const std::uint8_t count : code.bits) symbols += count;
+  code.values.assign(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(symbols));
+  return code;
+}
+
+// Bits of the data that the counts stand for, and of the table itself.
+std::uint64_t bitsOf(const Counts& counts, const HuffmanCode& code) {
+  std::uint64_t bits = 8 * code.values.size();
+  std::size_t at = 0;
+  for (std::size_t length = 1; length <= code.bits.size(); ++length) {
+    for (int i = 0; i < code.bits[length - 1]; ++i) {
+      const int category = code.values[at++];
+      bits += static_cast<std::uint64_t>(counts[category]) * (length + static_cast<std::size_t>(category % 16));
+    }
+  }
+  return bits;
+}
+
+// How often each component has differences of each category, for each predictor that may be used.
+class Statistics {
+ public:
+  Statistics(Rows& rows, int height, int width, std::size_t components, int only)
+      : counts_(components), first_(only > 0 ? only : 1), last_(only > 0 ? only : kPredictors) {
+    for (int y = 0; y < height; ++y) {
+      rows.load(y);
+      if (last_ > 4 && rows.beyondSigned()) {
+        if (only > 0)
+          refuse("predictor " + std::to_string(only) + ": decoders differ on it where samples are above 32767");
+        last_ = 4;
+      }
+      for (std::size_t i = 0; i < components; ++i) {
+        for (int predictor = first_; predictor <= last_; ++predictor) {
+          const Mox16s* const differences = rows.differences(i, predictor);
+          for (int x = 0; x < width; ++x)
+            moxiGetHuffmanStatisticsOne_JPEG_16s_C1(differences + x, counts_[i][predictor - 1].data());
+        }
+      }
+    }
+  }
+
+  // The predictor of the smallest file.
+  int best() const {
+    int best = first_;
+    std::uint64_t least = std::numeric_limits<std::uint64_t>::max();
+    for (int predictor = first_; predictor <= last_; ++predictor) {
+      std::uint64_t bits = 0;
+      for (const auto& component : counts_)
+        bits += bitsOf(component[predictor - 1], codeFor(component[predictor - 1]));
+      if (bits >= least) continue;
+      least = bits;
+      best = predictor;
+    }
+    return best;
+  }
+  HuffmanCode code(std::size_t component, int predictor) const { return codeFor(counts_[component][predictor - 1]); }
+
+ private:
+  std::vector<std::array<Counts, kPredictors>> counts_;
+  int first_, last_;
+};
+
+// The differences of all components, sample by sample.
+class DifferenceWriter {
+ public:
+  DifferenceWriter(Bytes& file, const std::vector<HuffmanCode>& codes) : file_(file), state_(makeEncodeState()) {
+    for (const HuffmanCode& code : codes) specs_.push_back(makeEncodeSpec(code));
+  }
+
+  void row(const std::array<const Mox16s*, 4>& differences, int width) {
+    makeRoom(kMostDifferenceBytes * specs_.size() * static_cast<std::size_t>(width));
+    for (int x = 0; x < width; ++x) {
+      for (std::size_t i = 0; i < specs_.size(); ++i)
+        require(moxiEncodeHuffmanOne_JPEG_16s1u_C1(differences[i] + x, file_.data() + start_, room_, &position_,
+                                                   specs_[i].get(), state_.get(), 0),
+                "the coding of a difference");
+    }
+  }
+  void restart() {
+    end();
+    file_.push_back(0xFF);
+    file_.push_back(static_cast<std::uint8_t>(marker::rst0 + nextRestart_));
+    nextRestart_ = (nextRestart_ + 1) % 8;
+  }
+  void end() {
+    makeRoom(kMostEndBytes);
+    require(moxiEncodeHuffmanOne_JPEG_16s1u_C1(nullptr, file_.data() + start_, room_, &position_, nullptr,
+                                               state_.get(), 1),
+            "the end of an interval");
+    file_.resize(start_ + static_cast<std::size_t>(position_));
+    position_ = room_ = 0;
+  }
+
+ private:
+  // The file ends with its room while rows are written.
+  void makeRoom(std::size_t bytes) {
+    const std::size_t used = room_ == 0 ? file_.size() : start_ + static_cast<std::size_t>(position_);
+    file_.resize(used);
+    if (file_.capacity() - used < bytes) file_.reserve(file_.capacity() + file_.capacity() / 2 + bytes);
+    file_.resize(used + bytes);
+    start_ = used;
+    position_ = 0;
+    room_ = static_cast<std::int32_t>(bytes);
+  }
+
+  Bytes& file_;
+  EncodeState state_;
+  std::vector<EncodeSpec> specs_;
+  std::size_t start_ = 0;
+  std::int32_t position_ = 0, room_ = 0;
+  int nextRestart_ = 0;
+};
+
+int restartRowsFor(const Frame& frame, const LosslessOptions& options) {
+  const int interval = RestartInterval{options.restart, options.restartInRows}.of(frame.width);
+  if (interval % frame.width != 0)
+    throw Failure(ExitStatus::limit, "a restart interval of " + std::to_string(interval) +
+                                         " samples: lossless JPEG has whole rows, of " + std::to_string(frame.width));
+  return interval / frame.width;
+}
+
+}  // namespace
+
+Bytes encodeLossless(const Image& image, const LosslessOptions& options, std::vector<std::string>& notes,
+                     const Progress& progress) {
+  const Image coded = codedComponents(image, notes);
+  const std::size_t components = coded.components.size();
+  const Frame frame = frameFor(coded, options);
+  const int restartRows = restartRowsFor(frame, options);
+  Rows rows(coded, frame, options.point, restartRows);
+  const Statistics statistics(rows, frame.height, frame.width, components, options.predictor);
+  const int predictor = statistics.best();
+  std::vector<HuffmanCode> codes;
+  ScanHeader scan{.components = {}, .spectralStart = predictor, .spectralEnd = 0, .approxHigh = 0, .approxLow = options.point};
+  for (int i = 0; i < static_cast<int>(components); ++i) {
+    codes.push_back(statistics.code(static_cast<std::size_t>(i), predictor));
+    scan.components.push_back({i, i, 0});
+  }
+
+  Writer writer;
+  writer.marker(marker::soi);
+  if (components > 1) writer.adobe();  // neither YCbCr nor YCCK
+  writer.frame(frame);
+  for (int i = 0; i < static_cast<int>(components); ++i) writer.code(kDc, i, codes[static_cast<std::size_t>(i)]);
+  if (restartRows > 0) writer.restartInterval(restartRows * frame.width);
+  writer.scan(frame, scan);
+  DifferenceWriter data(writer.file(), codes);
+  for (int y = 0; y < frame.height; ++y) {
+    rows.load(y);
+    if (y > 0 && rows.first()) data.restart();
+    std::array<const Mox16s*, 4> differences{};
+    for (std::size_t i = 0; i < components; ++i) differences[i] = rows.differences(i, predictor);
+    data.row(differences, frame.width);
+    if (progress && y % 64 == 0) progress(static_cast<std::uint64_t>(y), static_cast<std::uint64_t>(frame.height));
+  }
+  data.end();
+  writer.marker(marker::eoi);
+  return std::move(writer.file());
+}
+
+}  // namespace moxj::jpeg

@@ -1,0 +1,92 @@
+#include "jpeg/losslessreader.h"
+
+#include <algorithm>
+
+#include "failure.h"
+#include "jpeg/predict.h"
+
+namespace moxj::jpeg {
+
+namespace {
+
+constexpr int kMostPredictor = 7;
+
+}  // namespace
+
+LosslessReader::LosslessReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data)
+    : EntropyReader(frame, scan, tables, data),
+      precision_(frame.precision),
+      predictor_(scan.spectralStart),
+      point_(scan.approxLow) {
+  if (predictor_ < 1 || predictor_ > kMostPredictor) refuse("a scan with predictor " + std::to_string(predictor_));
+  if (point_ >= precision_) refuse("a point transform of " + std::to_string(point_) + " bits");
+  if (restartInterval_ % geometry_.mcusWide != 0) refuse("a restart interval that ends within a row");
+  for (const ScanHeader::Selector& selector : scan.components) {
+    DecodeSpec& spec = specs_[selector.dcTable];
+    if (!spec) spec = makeDecodeSpec(codeOf(tables, kDc, selector.dcTable));
+    const FrameComponent& c = frame.components[selector.component];
+    const bool interleaved = scan.components.size() > 1;
+    const int width = interleaved ? c.paddedWide : c.blocksWide;
+    Lines lines{selector.component, width, interleaved ? c.vertical : 1, spec.get(), {}, {}, {}};
+    lines.differences.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(lines.down));
+    lines.current.resize(static_cast<std::size_t>(width));
+    lines.above.resize(static_cast<std::size_t>(width));
+    lines_.push_back(std::move(lines));
+  }
+}
+
+void LosslessReader::readRow(std::vector<SamplePlane>& planes) {
+  moveWindow();
+  for (Lines& lines : lines_) std::fill(lines.differences.begin(), lines.differences.end(), Mox16s{0});
+  const std::int64_t before = goodMcus_;
+  readDifferences();
+  if (goodMcus_ > before) {
+    for (Lines& lines : lines_) rebuild(lines, planes[static_cast<std::size_t>(lines.component)], row_, firstRow_);
+    firstRow_ = false;
+  }
+  ++row_;
+}
+
+void LosslessReader::readDifferences() {
+  for (int mcu = 0; mcu < geometry_.mcusWide; ++mcu) {
+    beginMcu();
+    if (skipping_) continue;
+    for (const ScanGeometry::Block& unit : geometry_.blocks) {
+      Lines& lines = lines_[static_cast<std::size_t>(unit.selector)];
+      Mox16s* const to = lines.differences.data() + std::ptrdiff_t{lines.width} * unit.dy + mcu * unit.across + unit.dx;
+      const MoxStatus status = moxiDecodeHuffmanOne_JPEG_1u16s_C1(window(), windowLength_, &position_, to, &marker_,
+                                                                 lines.code, state_.get());
+      if (status < 0) [[unlikely]] {
+        unitFailed(status);
+        if (skipping_) break;
+      }
+    }
+    goodMcus_ += !skipping_;
+  }
+}
+
+void LosslessReader::rebuild(Lines& lines, SamplePlane& plane, int mcuRow, bool first) {
+  const bool wide = precision_ - point_ > 15 && predictor_ >= 5;
+  const unsigned most = (1u << (precision_ - point_)) - 1;
+  for (int dy = 0; dy < lines.down; ++dy) {
+    const Mox16s* const differences = lines.differences.data() + std::ptrdiff_t{lines.width} * dy;
+    Mox16s* const row = lines.current.data();
+    if (first && dy == 0) {
+      require(moxiReconstructPredFirstRow_JPEG_16s_C1(differences, row, lines.width, precision_, point_), "a first row");
+    } else if (wide) {
+      reconstructUnsignedRow(differences, lines.above.data(), row, lines.width, predictor_);
+    } else {
+      require(moxiReconstructPredRow_JPEG_16s_C1(differences, lines.above.data(), row, lines.width, predictor_), "a row");
+    }
+    std::uint16_t* const to = plane.row(mcuRow * lines.down + dy);
+    for (int x = 0; x < lines.width; ++x) {
+      const unsigned value = static_cast<std::uint16_t>(row[x]);
+      if (value > most) outOfRange_ = true;
+      to[x] = static_cast<std::uint16_t>(std::min(value, most) << point_);
+    }
+    std::swap(lines.current, lines.above);
+  }
+  if (outOfRange_) damaged("damaged data");
+}
+
+}  // namespace moxj::jpeg

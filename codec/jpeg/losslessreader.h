@@ -1,0 +1,51 @@
+// Decodes a scan of a lossless file (T.81 Annex H), MCU row by MCU row.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "jpeg/entropyreader.h"
+
+namespace moxj::jpeg {
+
+// The samples of a component, those that only fill up MCUs included.
+struct SamplePlane {
+  std::ptrdiff_t step = 0;  // samples from one row to the next
+  std::vector<std::uint16_t> samples;
+
+  std::uint16_t* row(int y) { return samples.data() + step * y; }
+  const std::uint16_t* row(int y) const { return samples.data() + step * y; }
+};
+
+// Where a row breaks off, the rest of it is as predicted; rows of which there is nothing stay as they are.
+class LosslessReader : public EntropyReader {
+ public:
+  // Throws Failure (refused) where the tables that the scan needs are not there or its parameters make no sense.
+  LosslessReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data);
+
+  // The next MCU row into the planes of the frame's components.
+  void readRow(std::vector<SamplePlane>& planes);
+
+ private:
+  // The rows of a component in an MCU row.
+  struct Lines {
+    int component;
+    int width, down;
+    const MoxDecodeHuffmanSpec* code;
+    std::vector<Mox16s> differences;  // one row after the other
+    std::vector<Mox16s> current, above;
+  };
+
+  void restarted() override { firstRow_ = true; }
+  void readDifferences();
+  void rebuild(Lines& lines, SamplePlane& plane, int mcuRow, bool first);
+
+  const int precision_, predictor_, point_;
+  std::array<DecodeSpec, 4> specs_;
+  std::vector<Lines> lines_;  // of each component of the scan
+  bool firstRow_ = true;      // of the scan or a restart interval
+  bool outOfRange_ = false;
+};
+
+}  // namespace moxj::jpeg
