@@ -1,4 +1,5 @@
-// Any bytes through the JPEG reader: a picture, whole or in part, or a Failure; nothing else may happen.
+// Any bytes through the JPEG reader and, as coefficients, into other files: a picture, whole or in part, or a Failure;
+// nothing else may happen.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -9,10 +10,23 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace moxj;
   const std::span<const std::uint8_t> file(data, size);
-  const bool smooth = size % 2 == 0;
+  const Limits limits{.maxPixels = 1 << 18};
+  const jpeg::DecodeOptions options{.smooth = size % 2 == 0, .fastMcu = size % 3 == 0, .inks = size % 5 == 0, .maxScans = 20};
   try {
-    const Decoded decoded = jpeg::decode(file, {.maxPixels = 1 << 18}, {}, {.smooth = smooth});
+    const Decoded decoded = jpeg::decode(file, limits, {}, options);
     if (decoded.complete != decoded.warning.empty()) std::abort();
+  } catch (const Failure&) {
+  }
+  try {
+    jpeg::decodeImage(file, limits, {}, options);
+  } catch (const Failure&) {
+  }
+  try {
+    using Process = jpeg::TranscodeOptions::Process;
+    const jpeg::Transcoded made =
+        jpeg::transcode(file, {.process = size % 2 ? Process::progressive : Process::sequential}, limits, {}, options);
+    // What was written is whole.
+    if (!jpeg::decode({made.file.data(), made.file.size()}, limits).complete) std::abort();
   } catch (const Failure&) {
   }
   try {

@@ -12,6 +12,7 @@
 #include "jpeg/coefficients.h"
 #include "jpeg/colour.h"
 #include "jpeg/codedpicture.h"
+#include "jpeg/fastmcu.h"
 #include "jpeg/jpeg.h"
 #include "jpeg/lossless.h"
 #include "jpeg/losslessreader.h"
@@ -45,11 +46,11 @@ struct CoefficientSink {
   void end(int, int, int, const Mox16s*) {}
 };
 
-struct StripSink {
-  Strips& strips;
+struct PainterSink {
+  Painter& painter;
   alignas(64) Mox16s block[64];
   Mox16s* begin(int, int, int) { return block; }
-  void end(int component, int x, int y, const Mox16s* coefficients) { strips.put(component, x, y, coefficients); }
+  void end(int component, int x, int y, const Mox16s* coefficients) { painter.put(component, x, y, coefficients); }
 };
 
 class Decoder {
@@ -103,7 +104,7 @@ class Decoder {
   void readLossless(const ScanHeader& scan, std::size_t offset);
   void ended(const EntropyReader& reader, std::size_t end);
   void collect(ScanReader& reader, const ScanHeader& scan, std::size_t offset);
-  std::unique_ptr<Strips> makeStrips() const;
+  std::unique_ptr<Painter> makePainter() const;
   Picture paintBlocks();
   void paintCoefficients();
   Picture paintPlanes();
@@ -142,7 +143,7 @@ class Decoder {
   int scans_ = 0;
   bool ended_ = false;  // by an EOI marker
   std::unique_ptr<Coefficients> coefficients_;
-  std::unique_ptr<Strips> strips_;
+  std::unique_ptr<Painter> painter_;
   std::optional<std::vector<SamplePlane>> planes_;  // of a lossless frame
   std::int64_t goodMcus_ = 0;
   std::string warning_;
@@ -156,7 +157,7 @@ void Decoder::readSegments() {
       takeFrame(*segment);
     } else if (segment->marker == marker::sos) {
       readScan(*segment);
-      if (strips_) break;
+      if (painter_) break;
     } else if (segment->marker == marker::eoi) {
       ended_ = true;
       break;
@@ -218,11 +219,11 @@ void Decoder::readScan(const MarkerSegment& segment) {
   for (const ScanHeader::Selector& selector : scan.components) read_[selector.component].read = true;
 
   if (!progressive() && !keep_ && scan.components.size() == frame_->components.size()) {
-    strips_ = makeStrips();
-    StripSink sink{*strips_, {}};
+    painter_ = makePainter();
+    PainterSink sink{*painter_, {}};
     for (int row = 0; row < reader.geometry().mcusHigh && !reader.exhausted(); ++row) {
       reader.readRow(sink);
-      strips_->finishRow();
+      painter_->finishRow();
       report(row + 1, frame_->mcusHigh);
     }
   } else {
@@ -283,10 +284,13 @@ void Decoder::collect(ScanReader& reader, const ScanHeader& scan, std::size_t of
   }
 }
 
-std::unique_ptr<Strips> Decoder::makeStrips() const {
+std::unique_ptr<Painter> Decoder::makePainter() const {
   std::vector<Steps> steps;
   for (std::size_t i = 0; i < frame_->components.size(); ++i) steps.push_back(read_[i].steps);
-  return std::make_unique<Strips>(*frame_, colourModelOf(*frame_, tables_), steps, options_, sink_);
+  const ColourModel model = colourModelOf(*frame_, tables_);
+  if (options_.fastMcu && model == ColourModel::ycbcr && mcuFunctionsFor(*frame_))
+    return std::make_unique<McuPainter>(*frame_, std::move(steps), sink_);
+  return std::make_unique<Strips>(*frame_, model, steps, options_, sink_);
 }
 
 bool Decoder::allRead() const {
@@ -304,9 +308,9 @@ bool Decoder::allFinished() const {
 }
 
 Picture Decoder::paintBlocks() {
-  if (!strips_) paintCoefficients();
-  strips_->finish();
-  return strips_->picture();
+  if (!painter_) paintCoefficients();
+  painter_->finish();
+  return painter_->picture();
 }
 
 Picture Decoder::paintPlanes() {
@@ -319,17 +323,17 @@ Picture Decoder::paintPlanes() {
 }
 
 void Decoder::paintCoefficients() {
-  strips_ = makeStrips();
+  painter_ = makePainter();
   int mcuRows = 0;
   for (const ReadComponent& component : read_) mcuRows = std::max(mcuRows, component.mcuRows);
   for (int row = 0; row < mcuRows; ++row) {
     for (int i = 0; i < static_cast<int>(frame_->components.size()); ++i) {
       const FrameComponent& c = frame_->components[i];
       for (int y = row * c.vertical; y < (row + 1) * c.vertical; ++y) {
-        for (int x = 0; x < c.paddedWide; ++x) strips_->put(i, x, y, coefficients_->block(i, x, y));
+        for (int x = 0; x < c.paddedWide; ++x) painter_->put(i, x, y, coefficients_->block(i, x, y));
       }
     }
-    strips_->finishRow();
+    painter_->finishRow();
     report(row + 1, frame_->mcusHigh);
   }
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "jpeg/coefficientwriter.h"
+#include "jpeg/fastmcu.h"
 #include "jpeg/frame.h"
 #include "jpeg/jpeg.h"
 #include "jpeg/library.h"
@@ -55,34 +56,111 @@ struct Quantiser {
 
 using Quantisers = std::array<Quantiser, 2>;
 
-void writeScan(const Picture& picture, const Frame& frame, const ScanHeader& scan, const Quantisers& quantisers,
-               int restartInterval, Bytes& file, const Progress& progress) {
-  const ScanGeometry geometry(frame, scan);
-  SampleStrips strips(picture, frame);
-  ScanWriter writer(file, ScanKind::sequential, scan, kAnnexKCodes, restartInterval);
-  alignas(64) Mox16s coefficients[64];
+// Quantised coefficients of a picture, made from the samples of each component.
+class StripSource {
+ public:
+  StripSource(const Picture& picture, const Frame& frame, const Quantisers& quantisers)
+      : frame_(frame), quantisers_(quantisers), strips_(picture, frame) {}
+
+  void beginRow(int row) { strips_.loadRow(row); }
+  void beginMcu(int) {}
+  // The block that is the `index`-th of an MCU; `x` in blocks of the whole row.
+  void transform(const ScanGeometry::Block& block, int, int x, Mox16s* coefficients) const {
+    const int table = frame_.components[block.component].quantTable;
+    moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(strips_.block(block.component, x, block.dy), strips_.step(block.component),
+                                        coefficients, quantisers_[table].reciprocals.data());
+  }
+
+ private:
+  const Frame& frame_;
+  const Quantisers& quantisers_;
+  SampleStrips strips_;
+};
+
+// The same, made from the pixels of each MCU.
+class FastSource {
+ public:
+  FastSource(const Picture& picture, const Frame& frame, const Quantisers& quantisers)
+      : frame_(frame), quantisers_(quantisers), source_(picture, frame) {}
+
+  void beginRow(int row) { row_ = row; }
+  void beginMcu(int mcu) { source_.load(mcu, row_); }
+  void transform(const ScanGeometry::Block& block, int index, int, Mox16s* coefficients) const {
+    const int table = frame_.components[block.component].quantTable;
+    moxiDCTQuantFwd8x8_JPEG_16s_C1(source_.block(index), coefficients, quantisers_[table].reciprocals.data());
+  }
+
+ private:
+  const Frame& frame_;
+  const Quantisers& quantisers_;
+  McuSource source_;
+  int row_ = 0;
+};
+
+// Makes the blocks of all MCUs. The sink has three members:
+//   beginMcu()
+//   Mox16s* place(const ScanGeometry::Block& block, int x, int y)   where its coefficients shall go
+//   put(const ScanGeometry::Block& block, bool real)                they are there, or it only fills up the MCU
+template <class Source, class Sink>
+void makeBlocks(const Frame& frame, Source& source, Sink& sink, const Progress& progress) {
+  ScanHeader all;
+  for (int i = 0; i < static_cast<int>(frame.components.size()); ++i) all.components.push_back({i, 0, 0});
+  const ScanGeometry geometry(frame, all);
   for (int row = 0; row < geometry.mcusHigh; ++row) {
-    strips.loadRow(row);
+    source.beginRow(row);
     for (int mcu = 0; mcu < geometry.mcusWide; ++mcu) {
-      writer.beginMcu();
+      sink.beginMcu();
+      source.beginMcu(mcu);
+      int index = 0;
       for (const ScanGeometry::Block& block : geometry.blocks) {
         const FrameComponent& c = frame.components[block.component];
-        const int x = mcu * block.across + block.dx;
-        if (x < c.blocksWide && row * block.down + block.dy < c.blocksHigh) {
-          moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(strips.block(block.component, x, block.dy),
-                                              strips.step(block.component), coefficients,
-                                              quantisers[c.quantTable].reciprocals.data());
-        } else {  // a block that only fills up the MCU: what costs least
-          std::memset(coefficients, 0, sizeof coefficients);
-          coefficients[0] = writer.lastDc(block.selector);
-        }
-        writer.put<ScanKind::sequential>(block.selector, coefficients);
+        const int x = mcu * block.across + block.dx, y = row * block.down + block.dy;
+        const bool real = x < c.blocksWide && y < c.blocksHigh;
+        if (real) source.transform(block, index, x, sink.place(block, x, y));
+        sink.put(block, real);
+        ++index;
       }
     }
-    if (progress) progress(row + 1, geometry.mcusHigh);
+    if (progress) progress(static_cast<std::uint64_t>(row) + 1, static_cast<std::uint64_t>(geometry.mcusHigh));
   }
-  writer.end();
 }
+
+// Chooses the source.
+template <class Sink>
+void makeBlocks(const Picture& picture, const Frame& frame, const Quantisers& quantisers, bool fast, Sink&& sink,
+                const Progress& progress) {
+  if (fast && mcuFunctionsFor(frame)) {
+    FastSource source(picture, frame, quantisers);
+    makeBlocks(frame, source, sink, progress);
+  } else {
+    StripSource source(picture, frame, quantisers);
+    makeBlocks(frame, source, sink, progress);
+  }
+}
+
+// Into the one scan of a file.
+struct ScanSink {
+  ScanWriter& writer;
+  alignas(64) Mox16s coefficients[64];
+
+  void beginMcu() { writer.beginMcu(); }
+  Mox16s* place(const ScanGeometry::Block&, int, int) { return coefficients; }
+  void put(const ScanGeometry::Block& block, bool real) {
+    if (!real) {  // what costs least
+      std::memset(coefficients, 0, sizeof coefficients);
+      coefficients[0] = writer.lastDc(block.selector);
+    }
+    writer.put<ScanKind::sequential>(block.selector, coefficients);
+  }
+};
+
+struct CoefficientSink {
+  Coefficients& coefficients;
+
+  void beginMcu() {}
+  Mox16s* place(const ScanGeometry::Block& block, int x, int y) { return coefficients.block(block.component, x, y); }
+  void put(const ScanGeometry::Block&, bool) {}
+};
 
 // Scans are of these frames' own tables: 0 for the first component, 1 for the others.
 void selectTables(std::vector<ScanHeader>& scans) {
@@ -100,34 +178,11 @@ std::vector<ScanHeader> scansFor(const Frame& frame, const EncodeOptions& option
   return scans;
 }
 
-void transform(const Picture& picture, const Frame& frame, const Quantisers& quantisers, Coefficients& coefficients) {
-  SampleStrips strips(picture, frame);
-  for (int row = 0; row < frame.mcusHigh; ++row) {
-    strips.loadRow(row);
-    for (int component = 0; component < static_cast<int>(frame.components.size()); ++component) {
-      const FrameComponent& c = frame.components[component];
-      const int end = std::min((row + 1) * c.vertical, c.blocksHigh);
-      for (int y = row * c.vertical; y < end; ++y) {
-        for (int x = 0; x < c.blocksWide; ++x) {
-          moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(strips.block(component, x, y - row * c.vertical), strips.step(component),
-                                              coefficients.block(component, x, y),
-                                              quantisers[c.quantTable].reciprocals.data());
-        }
-      }
-    }
-  }
-  fillMcus(frame, coefficients);
-}
-
-void writeInOnePass(Writer& writer, const Picture& picture, const Frame& frame, const ScanHeader& scan,
-                    const Quantisers& quantisers, int restartInterval, const Progress& progress) {
-  for (int table = 0; table < static_cast<int>(std::min(frame.components.size(), quantisers.size())); ++table) {
+void writeTables(Writer& writer, const Frame& frame) {
+  for (int table = 0; table < static_cast<int>(std::min<std::size_t>(frame.components.size(), 2)); ++table) {
     writer.code(kDc, table, kAnnexKCodes[kDc][table]);
     writer.code(kAc, table, kAnnexKCodes[kAc][table]);
   }
-  if (restartInterval != 0) writer.restartInterval(restartInterval);
-  writer.scan(frame, scan);
-  writeScan(picture, frame, scan, quantisers, restartInterval, writer.file(), progress);
 }
 
 }  // namespace
@@ -148,10 +203,17 @@ Bytes encode(const Picture& picture, const EncodeOptions& options, const Progres
   for (int table = 0; table <= int{colour}; ++table) writer.steps(table, quantisers[table].steps);
   writer.frame(frame);
   if (frame.process == marker::sof0 && coding.scans.size() == 1 && !coding.optimal) {
-    writeInOnePass(writer, picture, frame, coding.scans[0], quantisers, restartInterval, progress);
+    const ScanHeader& scan = coding.scans[0];
+    writeTables(writer, frame);
+    if (restartInterval != 0) writer.restartInterval(restartInterval);
+    writer.scan(frame, scan);
+    ScanWriter data(writer.file(), ScanKind::sequential, scan, kAnnexKCodes, restartInterval);
+    makeBlocks(picture, frame, quantisers, options.fastMcu, ScanSink{data, {}}, progress);
+    data.end();
   } else {
     Coefficients coefficients(frame);
-    transform(picture, frame, quantisers, coefficients);
+    makeBlocks(picture, frame, quantisers, options.fastMcu, CoefficientSink{coefficients}, {});
+    fillMcus(frame, coefficients);
     writeScans(writer, frame, coefficients, coding, progress);
   }
   writer.marker(marker::eoi);

@@ -30,6 +30,7 @@ struct EncodeOptions {
   bool grayscale = false;      // luminance only; a grey picture always becomes a grey file
   int restart = 0;             // restart interval, 0 none, in MCUs ...
   bool restartInRows = false;  // ... or in MCU rows, of each scan
+  bool fastMcu = false;        // colours and sampling by the functions on MCUs, a little coarser; not for grey
   bool optimize = false;       // tables made for the picture, in a second pass; progressive files always have them
   bool progressive = false;    // in the scans of cjpeg ...
   std::optional<Script> script = {};  // ... or in these, sequential or progressive
@@ -58,6 +59,8 @@ Bytes encodeLossless(const Image& image, const LosslessOptions& options, std::ve
 struct DecodeOptions {
   // Sub-sampled components are interpolated where their ratio is 2; otherwise samples are repeated.
   bool smooth = true;
+  // 4:2:0, 4:2:2 and 4:4:4 by the functions on MCUs, which repeat samples; faster, and for other files of no effect.
+  bool fastMcu = false;
   bool inks = false;  // CMYK and YCCK as 4 inks and not as RGB
   int maxScans = 500;  // a file of more is refused: each costs as much as the whole picture
 };

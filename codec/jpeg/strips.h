@@ -9,6 +9,7 @@
 #include "jpeg/colour.h"
 #include "jpeg/frame.h"
 #include "jpeg/jpeg.h"
+#include "jpeg/painter.h"
 #include "jpeg/tables.h"
 #include "jpeg/upsampler.h"
 #include "moxj.h"
@@ -20,29 +21,22 @@ namespace moxj::jpeg {
 // looks one row further down, the last row of an MCU row is painted with the next one. A lone component is decoded
 // straight into what is painted: the whole picture or, where its rows go to a sink, a band of it that stays in the
 // cache too. (Memory that is written once and read once costs as much as the inverse transform.)
-class Strips {
+class Strips final : public Painter {
  public:
   // `steps` are those of each component. The sink may be null.
   Strips(const Frame& frame, ColourModel model, std::span<const Steps> steps, const DecodeOptions& options,
          RowSink* sink);
 
-  // A block of the current MCU row; (x, y) in blocks of the whole component.
-  void put(int component, int x, int y, const Mox16s* coefficients) {
+  void put(int component, int x, int y, const Mox16s* coefficients) override {
     Strip& strip = strips_[component];
     std::uint8_t* const to =
         strip.first + (std::ptrdiff_t{y} - strip.firstBlockRow) * strip.step * 8 + std::ptrdiff_t{8} * x;
     moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(coefficients, to, static_cast<std::int32_t>(strip.step), strip.steps.data());
   }
 
-  // All blocks of the current MCU row are there.
-  void finishRow();
-
-  // There are no more blocks: what is left of the picture is as if they were empty.
-  void finish();
-
-  int mcuRow() const { return mcuRow_; }
-  // Empty where there is a sink.
-  Picture picture() const { return sink_ ? Picture() : band_; }
+  void finishRow() override;
+  void finish() override;
+  Picture picture() const override { return sink_ ? Picture() : band_; }
 
  private:
   struct Strip {

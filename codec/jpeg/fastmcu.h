@@ -1,0 +1,80 @@
+// The short way between pixels and blocks: one function for the colours, the sampling and the level shift of an MCU.
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "jpeg/frame.h"
+#include "jpeg/painter.h"
+#include "jpeg/tables.h"
+#include "moxj.h"
+#include "pictures/picture.h"
+
+namespace moxj::jpeg {
+
+// The library's functions for a form of sampling.
+struct McuFunctions {
+  MoxStatus (*toBlocks)(const Mox8u* pixels, std::int32_t step, Mox16s* const blocks[3]);
+  MoxStatus (*toPixels)(const Mox16s* const blocks[3], Mox8u* pixels, std::int32_t step);
+};
+
+// For three components, of which the second and third are sub-sampled as in 4:4:4, 4:2:2 or 4:2:0; otherwise null.
+const McuFunctions* mcuFunctionsFor(const Frame& frame);
+
+// Blocks of an MCU in the order of the stream: of Y, Cb, Cr.
+class McuBlocks {
+ public:
+  explicit McuBlocks(const Frame& frame)
+      : luminance_(frame.components[0].horizontal * frame.components[0].vertical) {}
+
+  int count() const { return luminance_ + 2; }
+  template <class Sample>  // Mox16s, const or not
+  std::array<Sample*, 3> pointers(Sample* blocks) const {
+    return {blocks, blocks + 64 * luminance_, blocks + 64 * (luminance_ + 1)};
+  }
+
+ private:
+  int luminance_;
+};
+
+// Pixels of a picture as blocks ahead of the transform, MCU by MCU; those beyond its edges repeat the ones there.
+class McuSource {
+ public:
+  // The frame has its functions.
+  McuSource(const Picture& picture, const Frame& frame);
+
+  void load(int x, int y);  // in MCUs
+  const Mox16s* block(int index) const { return blocks_ + std::ptrdiff_t{64} * index; }
+
+ private:
+  const Picture picture_;
+  const Frame frame_;
+  const McuFunctions* functions_;
+  const McuBlocks layout_;
+  std::array<Mox8u, 16 * 16 * 3> edge_;
+  alignas(64) Mox16s blocks_[6 * 64];
+};
+
+// Paints a picture from the blocks of MCUs.
+class McuPainter final : public Painter {
+ public:
+  // The frame has its functions. The sink may be null.
+  McuPainter(const Frame& frame, std::vector<Steps> steps, RowSink* sink);
+
+  void put(int component, int x, int y, const Mox16s* coefficients) override;
+  void finishRow() override;
+  void finish() override;
+  Picture picture() const override;
+
+ private:
+  const Frame frame_;
+  const McuFunctions* functions_;
+  const McuBlocks layout_;
+  const std::vector<Steps> steps_;
+  RowSink* sink_;
+  std::vector<Mox16s> row_;  // blocks of the current MCU row
+  Picture band_;             // whole MCUs: of the picture or, with a sink, of one row
+  int mcuRow_ = 0;
+};
+
+}  // namespace moxj::jpeg
