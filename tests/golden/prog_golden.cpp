@@ -19,7 +19,8 @@ void seededBlock(Random& random, Mox16s* block, int i) {
 template <Kind kind>
 void encode(Digest& digest, Random& random) {
   for (int i = 0; i < 30; i++) {
-    ScanEncoder encoder(seededScan(random, kind), i % 3 == 0 ? typicalAC() : fullTable(random), i % 5 == 4 ? 200 : 4000);
+    const RawTable table = i % 3 == 0 ? typicalAC() : fullTable(random);
+    ScanEncoder encoder(seededScan(random, kind), table, i % 5 == 4 ? 200 : 4000);
     Mox16s block[64];
     for (int n = 0; n < 40; n++) {
       seededBlock(random, block, n);
@@ -55,7 +56,8 @@ void decode(Digest& digest, Random& random) {
       source[k] = random.any<uint8_t>();
       if (source[k] == 0xFF || random.oneIn(50)) source[k] = 0xFF, source[++k] = random.oneIn(10) ? 0xD0 : 0;
     }
-    ScanDecoder decoder(seededScan(random, kind), i % 3 == 0 ? typicalAC() : fullTable(random), source);
+    const RawTable table = i % 3 == 0 ? typicalAC() : fullTable(random);
+    ScanDecoder decoder(seededScan(random, kind), table, source);
     Mox16s block[64];
     for (int n = 0; n < 100; n++) {
       seededBlock(random, block, n);
