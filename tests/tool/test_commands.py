@@ -15,7 +15,7 @@ class CommandLine(ToolTest):
     def test_help_names_every_option(self):
         common = ["--max-pixels", "--threads", "--quiet", "--help"]
         conversion = common + ["IN OUT", "--format", "--output-dir", "--jobs"]
-        for command, words in {(): ["encode", "decode", "info", "compare", "Exit status", "--version"],
+        for command, words in {(): ["encode", "decode", "transcode", "info", "compare", "Exit status", "--version"],
                                ("encode",): conversion + ["--quality", "--sample", "--grayscale", "--restart"],
                                ("decode",): conversion + ["--nosmooth"], ("info",): ["--json"],
                                ("compare",): common + ["--json"]}.items():
