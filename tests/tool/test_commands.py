@@ -16,8 +16,11 @@ class CommandLine(ToolTest):
         common = ["--max-pixels", "--threads", "--quiet", "--help"]
         conversion = common + ["IN OUT", "--format", "--output-dir", "--jobs"]
         for command, words in {(): ["encode", "decode", "transcode", "info", "compare", "Exit status", "--version"],
-                               ("encode",): conversion + ["--quality", "--sample", "--grayscale", "--restart"],
-                               ("decode",): conversion + ["--nosmooth"], ("info",): ["--json"],
+                               ("encode",): conversion + ["--quality", "--sample", "--grayscale", "--restart", "--progressive", "--scans",
+                                                           "--optimize", "--lossless", "--fast-mcu"],
+                               ("transcode",): ["IN OUT", "--progressive", "--scans", "--sequential", "--optimize", "--strip",
+                                                "--restart", "--max-scans", "--output-dir"],
+                               ("decode",): conversion + ["--nosmooth", "--fast-mcu", "--max-scans"], ("info",): ["--json"],
                                ("compare",): common + ["--json"]}.items():
             for flag in "--help", "-h":
                 text = self.expect(OK, *command, flag).decode()
