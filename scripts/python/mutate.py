@@ -66,7 +66,8 @@ def vector_target():
 
 
 def run(*command):
-    environment = os.environ | {"CCACHE_DIR": str(BUILD.parent / "ccache"), "CTEST_PARALLEL_LEVEL": str(os.cpu_count())}
+    environment = os.environ | {"CCACHE_DIR": str(BUILD.parent / "ccache"), "CTEST_PARALLEL_LEVEL": str(os.cpu_count()),
+                                "GTEST_FAIL_FAST": "1"}
     done = subprocess.run(command, env=environment, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
                           errors="replace", stdin=subprocess.DEVNULL)
     return done.returncode == 0, done.stdout
