@@ -93,6 +93,22 @@ class ReadTest(ProgressiveTest):
         self.write("x.jpg", file[:scans[0]])
         self.expect(support.REFUSED, "decode", "x.jpg", "-", error=re.compile("before all components"))
 
+    def test_cut_at_any_byte(self):
+        """Where the data ends with the file, what there is of the picture is what there is ahead of an EOI marker."""
+        self.write("script", b"0: 0-0, 0, 1; 0: 1-63, 0, 0; 0: 0-0, 1, 0;")
+        file = self.cjpeg(support.pnm(pictures.generated(8, 40, 1, 4)), "-scans", "script")
+        first = file.index(b"\xff\xda") + 10
+        for length in range(first, len(file) - 2):
+            if file[length - 1] == 0xFF:
+                continue
+            shown = []
+            for end in b"", b"\xff\xd9":
+                self.write("x.jpg", file[:length] + end)
+                result = self.moxj("decode", "x.jpg", "-")
+                row = re.search("in MCU row ([0-9]+) of", result.stderr)
+                shown.append((result.stdout, row and row[1]))
+            self.assertEqual(shown[0], shown[1], length)
+
     def test_the_number_of_scans_is_limited(self):
         self.write("x.jpg", self.cjpeg(support.pnm(pictures.generated(40, 40, 3, 4)), "-progressive"))
         self.expect(support.OK, "decode", "x.jpg", "-", "--max-scans", "10")
@@ -233,7 +249,7 @@ class WriteTest(ProgressiveTest):
     def test_large_coefficients(self):
         """Magnitudes of 11 bits, which the statistics of first AC scans do not count, and larger ones."""
         block = [0] * 64
-        block[0], block[3], block[18] = 40, 1500, -1024
+        block[0], block[3], block[20] = 40, 1500, -1024  # 16 zeros between them
         file = large_block_file(block)
         self.write("x.jpg", file)
         expected = self.djpeg("x.jpg")
@@ -274,11 +290,11 @@ class WriteTest(ProgressiveTest):
 
 def large_block_file(block):
     """A grey picture of one block in zig-zag order, with codes of 8 bits for what it needs."""
-    bits, symbols, run = cf.Bits(), [0x00], 0
+    bits, symbols, run = cf.Bits(), [0x00, 0xF0], 0
     dc = list(range(12))
     for value in block[1:]:
         if value:
-            symbols.append(run << 4 | abs(value).bit_length())
+            symbols.append(run % 16 << 4 | abs(value).bit_length())
         run = 0 if value else run + 1
     category = abs(block[0]).bit_length()
     bits.put(dc.index(category), 8)
@@ -287,7 +303,9 @@ def large_block_file(block):
     for value in block[1:]:
         if value:
             category = abs(value).bit_length()
-            bits.put(symbols.index(run << 4 | category), 8)
+            for _ in range(run // 16):
+                bits.put(symbols.index(0xF0), 8)
+            bits.put(symbols.index(run % 16 << 4 | category), 8)
             bits.magnitude(value, category)
         run = 0 if value else run + 1
     bits.put(0, 8)
