@@ -1,5 +1,5 @@
-// Any bytes through the JPEG reader and, as coefficients, into other files: a picture, whole or in part, or a Failure;
-// nothing else may happen.
+// Any bytes through the JPEG reader and, as coefficients, into other files: a picture, whole or in part, or a
+// Failure; nothing else may happen.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -11,7 +11,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using namespace moxj;
   const std::span<const std::uint8_t> file(data, size);
   const Limits limits{.maxPixels = 1 << 18};
-  const jpeg::DecodeOptions options{.smooth = size % 2 == 0, .fastMcu = size % 3 == 0, .inks = size % 5 == 0, .maxScans = 20};
+  const jpeg::DecodeOptions options{
+      .smooth = size % 2 == 0, .fastMcu = size % 3 == 0, .inks = size % 5 == 0, .maxScans = 20};
   try {
     const Decoded decoded = jpeg::decode(file, limits, {}, options);
     if (decoded.complete != decoded.warning.empty()) std::abort();
@@ -23,8 +24,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   try {
     using Process = jpeg::TranscodeOptions::Process;
-    const jpeg::Transcoded made =
-        jpeg::transcode(file, {.process = size % 2 ? Process::progressive : Process::sequential}, limits, {}, options);
+    const jpeg::Transcoded made = jpeg::transcode(
+        file, {.process = size % 2 ? Process::progressive : Process::sequential}, limits, {}, options);
     // What was written is whole.
     if (!jpeg::decode({made.file.data(), made.file.size()}, limits).complete) std::abort();
   } catch (const Failure&) {

@@ -165,11 +165,10 @@ ExitStatus convertFile(const Job& job, const Settings& settings, Report& report)
   const PictureFile file = openPicture(job.input, settings.limits);
   if (isJpeg2000(job.format)) return encodeJpeg2000(file, job, settings, report);
   if (job.format == Format::jpeg && settings.lossless) return encodeLossless(file, job, settings, report);
-  const bool asImage = isJpeg2000(file.format) ||
-                       (file.format == Format::jpeg &&
-                        (settings.j2kReading.components || jpeg::holdsImage(file.source.bytes)));
-  if (asImage && settings.command == Command::decode)
-    return decodeImage(file, job, settings, report);
+  const bool asImage =
+      isJpeg2000(file.format) ||
+      (file.format == Format::jpeg && (settings.j2kReading.components || jpeg::holdsImage(file.source.bytes)));
+  if (asImage && settings.command == Command::decode) return decodeImage(file, job, settings, report);
   if (settings.j2kReading.components) refuse("--components is for JPEG and JPEG 2000 files");
   if (file.format == Format::jpeg && isPnm(job.format) && canBeDiscarded(job.output)) {
     PnmFile output(job.output, job.format);

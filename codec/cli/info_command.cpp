@@ -60,7 +60,8 @@ std::string scanText(const jpeg::Scan& scan, bool lossless) {
     text += format(" %d (DC %d, AC %d)", component.id, component.dcTable, component.acTable);
   text += lossless ? format(", predictor %d, point transform %d", scan.spectralStart, scan.approxLow)
                    : format(", coefficients %d to %d", scan.spectralStart, scan.spectralEnd);
-  if (!lossless && (scan.approxHigh != 0 || scan.approxLow != 0)) text += format(", bits %d to %d", scan.approxHigh, scan.approxLow);
+  if (!lossless && (scan.approxHigh != 0 || scan.approxLow != 0))
+    text += format(", bits %d to %d", scan.approxHigh, scan.approxLow);
   return text + format(", %llu bytes at %llu", static_cast<unsigned long long>(scan.dataLength),
                        static_cast<unsigned long long>(scan.dataOffset));
 }

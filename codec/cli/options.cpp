@@ -130,7 +130,9 @@ constexpr Option kOptions[] = {
     {kEncode | kTranscode, "--progressive", "", "Progressive, in the scans that cjpeg makes",
      [](Settings& s, const std::string&) { return s.jpeg.progressive = true, Complaint(); }, Of::dct},
     {kEncode | kTranscode, "--scans", "FILE", "The scans of a file in the syntax of cjpeg",
-     [](Settings& s, const std::string& text) { return s.scans = text, text.empty() ? "names no file" : Complaint(); },
+     [](Settings& s, const std::string& text) {
+       return s.scans = text, text.empty() ? "names no file" : Complaint();
+     },
      Of::dct},
     {kTranscode, "--sequential", "", "Sequential, with the tables of T.81 Annex K without --optimize",
      [](Settings& s, const std::string&) { return s.sequential = true, Complaint(); }, Of::jpeg},
@@ -320,8 +322,7 @@ class Parser {
     std::vector<option> known;
     int answer = kFirstOption;
     for (const Option& o : kOptions) {
-      if (o.commands & setOf(command_.command))
-        known.push_back({o.name.data() + 2, argumentOf(o), nullptr, answer});
+      if (o.commands & setOf(command_.command)) known.push_back({o.name.data() + 2, argumentOf(o), nullptr, answer});
       ++answer;
     }
     known.push_back({"help", no_argument, nullptr, 'h'});
@@ -335,7 +336,8 @@ class Parser {
     return option.value.starts_with('[') ? optional_argument : required_argument;
   }
 
-  // getopt_long gives such a value only behind an equals sign; here the next word is one too, if it begins with a digit.
+  // getopt_long gives such a value only behind an equals sign; here the next word is one too, if it begins with a
+  // digit.
   static std::string optionalValue(int count, char** words) {
     if (optarg) return optarg;
     const bool follows = optind < count && words[optind][0] >= '0' && words[optind][0] <= '9';
@@ -345,8 +347,9 @@ class Parser {
   }
 
   void useOption(const Option& used, int count, char** words) {
-    const std::string value =
-        argumentOf(used) == optional_argument ? optionalValue(count, words) : optarg ? optarg : "";
+    const std::string value = argumentOf(used) == optional_argument ? optionalValue(count, words)
+                              : optarg                              ? optarg
+                                                                    : "";
     const Complaint complaint = used.use(settings_, value);
     if (used.of == Of::jpeg || used.of == Of::dct) settings_.onlyJpeg = used.name;
     if (used.of == Of::dct) onlyDct_ = used.name;

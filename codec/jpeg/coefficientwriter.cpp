@@ -68,7 +68,8 @@ class TableWriter {
 int RestartInterval::of(int mcusWide) const {
   const std::int64_t mcus = std::int64_t{count} * (inRows ? mcusWide : 1);
   if (mcus > kLargestWord)
-    throw Failure(ExitStatus::limit, "a restart interval of " + std::to_string(mcus) + " MCUs: JPEG goes up to 65535");
+    throw Failure(ExitStatus::limit,
+                  "a restart interval of " + std::to_string(mcus) + " MCUs: JPEG goes up to 65535");
   return static_cast<int>(mcus);
 }
 
@@ -99,8 +100,8 @@ void fillMcus(const Frame& frame, Coefficients& coefficients) {
       for (int x = y < c.blocksHigh ? c.blocksWide : 0; x < c.paddedWide; ++x) {
         // In the order of the stream: to the left within the MCU, or the last block of the row above.
         const bool first = x % c.horizontal == 0;
-        const Mox16s* const before =
-            first ? coefficients.block(component, x + c.horizontal - 1, y - 1) : coefficients.block(component, x - 1, y);
+        const Mox16s* const before = first ? coefficients.block(component, x + c.horizontal - 1, y - 1)
+                                           : coefficients.block(component, x - 1, y);
         Mox16s* const block = coefficients.block(component, x, y);
         std::memset(block, 0, 64 * sizeof(Mox16s));
         block[0] = before[0];

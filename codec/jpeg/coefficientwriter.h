@@ -20,8 +20,8 @@ struct RestartInterval {
 
 struct Coding {
   std::vector<ScanHeader> scans;
-  bool optimal = false;  // tables of their own for each scan, without which they are those of Annex K; progressive scans
-                         // always have their own
+  bool optimal = false;  // tables of their own for each scan, without which they are those of Annex K; progressive
+                         // scans always have their own
   RestartInterval restart;
 };
 

@@ -64,7 +64,9 @@ RowPainter::RowPainter(ColourModel model, int width, bool inks)
     : model_(model),
       width_(width),
       inks_(inks && (model == ColourModel::cmyk || model == ColourModel::ycck)),
-      channels_(model == ColourModel::grey || model == ColourModel::unknown ? 1 : inks_ ? 4 : 3) {
+      channels_(model == ColourModel::grey || model == ColourModel::unknown ? 1
+                : inks_                                                     ? 4
+                                                                            : 3) {
   if (model == ColourModel::ycck) cmyk_.resize(std::size_t{4} * kPixelsOfOneThread);
 }
 

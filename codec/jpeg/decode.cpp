@@ -9,9 +9,9 @@
 #include <string>
 #include <utility>
 
+#include "jpeg/codedpicture.h"
 #include "jpeg/coefficients.h"
 #include "jpeg/colour.h"
-#include "jpeg/codedpicture.h"
 #include "jpeg/fastmcu.h"
 #include "jpeg/jpeg.h"
 #include "jpeg/lossless.h"
@@ -68,7 +68,9 @@ class Decoder {
   // The same without loss of depth.
   DecodedImage runImage() {
     read();
-    const Image image = isDeep(*frame_) ? imageOfPlanes() : imageOf(lossless() ? paintPlanes() : paintBlocks());
+    const bool both = lossless() && options_.inks && frame_->components.size() == 2;
+    const Image image =
+        isDeep(*frame_) || both ? imageOfPlanes() : imageOf(lossless() ? paintPlanes() : paintBlocks());
     return {image, warning_.empty(), std::move(warning_), std::move(notes_)};
   }
 
@@ -77,7 +79,8 @@ class Decoder {
     keep_ = true;
     read();
     if (lossless()) refuse("a lossless JPEG has no coefficients");
-    CodedPicture coded{*frame_, {}, std::move(coefficients_), colourModelOf(*frame_, tables_), std::move(kept_), {}, {}};
+    CodedPicture coded{*frame_, {}, std::move(coefficients_), colourModelOf(*frame_, tables_), std::move(kept_),
+                       {},      {}};
     for (std::size_t i = 0; i < frame_->components.size(); ++i) {
       if (!read_[i].read) read_[i].steps.fill(1);  // there is nothing to be quantised
       coded.steps.push_back(read_[i].steps);
@@ -108,9 +111,7 @@ class Decoder {
   Picture paintBlocks();
   void paintCoefficients();
   Picture paintPlanes();
-  Image imageOfPlanes() const {
-    return imageOfSamples(*frame_, colourModelOf(*frame_, tables_), *planes_, options_);
-  }
+  Image imageOfPlanes() const { return imageOfSamples(*frame_, colourModelOf(*frame_, tables_), *planes_, options_); }
   bool lossless() const { return frame_->process == marker::sof3; }
   bool progressive() const { return frame_->process == marker::sof2; }
   bool allRead() const;
@@ -358,7 +359,8 @@ CodedPicture readCoefficients(ByteSpan file, const Limits& limits, const Progres
   }
 }
 
-DecodedImage decodeImage(ByteSpan file, const Limits& limits, const Progress& progress, const DecodeOptions& options) {
+DecodedImage decodeImage(ByteSpan file, const Limits& limits, const Progress& progress,
+                         const DecodeOptions& options) {
   try {
     return Decoder(file, limits, options, progress, nullptr).runImage();
   } catch (const std::bad_alloc&) {

@@ -193,7 +193,8 @@ Bytes encode(const Picture& picture, const EncodeOptions& options, const Progres
   const int restartInterval = coding.restart.of(frame.mcusWide);
   if (options.script ? options.script->progressive() : options.progressive) frame.process = marker::sof2;
   const bool colour = frame.components.size() > 1;
-  const Quantisers quantisers{Quantiser(kAnnexKSteps[0], options.quality), Quantiser(kAnnexKSteps[1], options.quality)};
+  const Quantisers quantisers{Quantiser(kAnnexKSteps[0], options.quality),
+                              Quantiser(kAnnexKSteps[1], options.quality)};
 
   Writer writer;
   // Two bits a pixel are enough for many files.

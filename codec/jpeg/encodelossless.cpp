@@ -16,16 +16,12 @@ constexpr int kPredictors = 7, kLargestWord = 65535;
 // A difference takes at most 8 bytes, and the end of an interval 2, with its marker 4.
 constexpr std::size_t kMostDifferenceBytes = 8, kMostEndBytes = 4;
 
-// What the file is made of: grey, RGB or inks of one size.
+// What the file is made of: grey, RGB, inks or others, of one size.
 Image codedComponents(const Image& image, std::vector<std::string>& notes) {
   Image coded = sameSize(image);
   auto& components = coded.components;
   if (coded.alpha) {
     notes.push_back("transparency dropped");
-    components.pop_back();
-  }
-  if (components.size() == 2) {
-    notes.push_back("only the first of two components is coded");
     components.pop_back();
   }
   if (components.size() > 4) refuse(std::to_string(components.size()) + " components: lossless JPEG is written of 4");
@@ -39,7 +35,8 @@ Frame frameFor(const Image& image, const LosslessOptions& options) {
                                          " pixels: JPEG goes up to 65535 x 65535");
   if (bits < 2 || bits > 16) refuse("samples of " + std::to_string(bits) + " bits: lossless JPEG has 2 to 16");
   if (options.point >= bits)
-    refuse("a point transform of " + std::to_string(options.point) + " leaves nothing of " + std::to_string(bits) + " bits");
+    refuse("a point transform of " + std::to_string(options.point) + " leaves nothing of " + std::to_string(bits) +
+           " bits");
   Frame frame{.process = marker::sof3,
               .precision = bits,
               .width = image.width,
@@ -243,7 +240,8 @@ Bytes encodeLossless(const Image& image, const LosslessOptions& options, std::ve
   const Statistics statistics(rows, frame.height, frame.width, components, options.predictor);
   const int predictor = statistics.best();
   std::vector<HuffmanCode> codes;
-  ScanHeader scan{.components = {}, .spectralStart = predictor, .spectralEnd = 0, .approxHigh = 0, .approxLow = options.point};
+  ScanHeader scan{
+      .components = {}, .spectralStart = predictor, .spectralEnd = 0, .approxHigh = 0, .approxLow = options.point};
   for (int i = 0; i < static_cast<int>(components); ++i) {
     codes.push_back(statistics.code(static_cast<std::size_t>(i), predictor));
     scan.components.push_back({i, i, 0});

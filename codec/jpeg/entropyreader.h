@@ -12,8 +12,8 @@
 
 namespace moxj::jpeg {
 
-// Where the data is damaged, units (blocks or samples) are missing up to the next restart marker that fits in; without
-// restart intervals, up to the end of the scan.
+// Where the data is damaged, units (blocks or samples) are missing up to the next restart marker that fits in;
+// without restart intervals, up to the end of the scan.
 class EntropyReader {
  public:
   const ScanGeometry& geometry() const { return geometry_; }

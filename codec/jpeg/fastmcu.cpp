@@ -43,7 +43,8 @@ void McuSource::load(int x, int y) {
   for (int dy = 0; dy < high; ++dy) {
     const std::uint8_t* const from = picture_.row(std::min(top + dy, picture_.height - 1));
     for (int dx = 0; dx < wide; ++dx)
-      std::memcpy(&edge_[3 * (dy * wide + dx)], from + std::ptrdiff_t{3} * std::min(left + dx, picture_.width - 1), 3);
+      std::memcpy(&edge_[3 * (dy * wide + dx)], from + std::ptrdiff_t{3} * std::min(left + dx, picture_.width - 1),
+                  3);
   }
   require(functions_->toBlocks(edge_.data(), 3 * wide, to.data()), "an MCU's colours");
 }
@@ -61,7 +62,8 @@ void McuPainter::put(int component, int x, int y, const Mox16s* coefficients) {
   const FrameComponent& c = frame_.components[component];
   const std::ptrdiff_t mcu = x / c.horizontal;
   const int within = y % c.vertical * c.horizontal + x % c.horizontal;
-  Mox16s* const to = layout_.pointers(row_.data() + mcu * layout_.count() * 64)[component] + std::ptrdiff_t{64} * within;
+  Mox16s* const to =
+      layout_.pointers(row_.data() + mcu * layout_.count() * 64)[component] + std::ptrdiff_t{64} * within;
   require(moxiDCTQuantInv8x8_JPEG_16s_C1(coefficients, to, steps_[component].data()), "the inverse transform");
 }
 

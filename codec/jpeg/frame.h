@@ -19,8 +19,9 @@ struct FrameComponent {
   int quantTable = 0;
 
   // The rest is laid out by Frame.
-  int width = 0, height = 0;           // in samples
-  int blocksWide = 0, blocksHigh = 0;  // blocks (units of the frame) that hold samples; a scan of this component alone has just these
+  int width = 0, height = 0;  // in samples
+  int blocksWide = 0,
+      blocksHigh = 0;  // blocks (units of the frame) that hold samples; a scan of this component alone has just these
   int paddedWide = 0, paddedHigh = 0;  // and with those that fill up the MCUs of an interleaved scan
 };
 

@@ -54,8 +54,9 @@ void judgeQuality(const Frame& frame, const Tables& tables, Info& info) {
 
 void describeFrame(const Frame& frame, const Tables& tables, Info& info) {
   info.process = processName(frame.process);
-  info.supported = (frame.process <= marker::sof2 ? frame.precision == 8
-                                                   : frame.process == marker::sof3 && frame.precision > 1 && frame.precision <= 16) &&
+  info.supported = (frame.process <= marker::sof2
+                        ? frame.precision == 8
+                        : frame.process == marker::sof3 && frame.precision > 1 && frame.precision <= 16) &&
                    frame.components.size() <= 4;
   info.precision = frame.precision;
   info.width = frame.width;

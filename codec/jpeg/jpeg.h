@@ -36,8 +36,8 @@ struct EncodeOptions {
   std::optional<Script> script = {};  // ... or in these, sequential or progressive
 };
 
-// A JFIF file of the picture: baseline with the tables of T.81 Annex K, or as the options say. Throws Failure (limit) for pictures beyond
-// 65535 rows or columns and for restart intervals above 65535 MCUs.
+// A JFIF file of the picture: baseline with the tables of T.81 Annex K, or as the options say. Throws Failure (limit)
+// for pictures beyond 65535 rows or columns and for restart intervals above 65535 MCUs.
 Bytes encode(const Picture& picture, const EncodeOptions& options, const Progress& progress = {});
 
 struct LosslessOptions {
@@ -47,8 +47,8 @@ struct LosslessOptions {
   bool restartInRows = false;
 };
 
-// A lossless file (T.81 Annex H) of 2 to 16 bits: grey, RGB or, of four components without opacity, inks. Opacity and
-// what is beside the first of two components is dropped with a note. Predictors 5 to 7, which decoders differ on where
+// A lossless file (T.81 Annex H) of 2 to 16 bits: grey, RGB or, of four components without opacity, inks; two have no
+// meaning of their own. Opacity is dropped with a note. Predictors 5 to 7, which decoders differ on where
 // samples are above 32767, are not chosen for such pictures. Throws Failure: refused for a depth or options that such
 // files do not have, limit as encode() does.
 Bytes encodeLossless(const Image& image, const LosslessOptions& options, std::vector<std::string>& notes,
@@ -61,18 +61,18 @@ struct DecodeOptions {
   bool smooth = true;
   // 4:2:0, 4:2:2 and 4:4:4 by the functions on MCUs, which repeat samples; faster, and for other files of no effect.
   bool fastMcu = false;
-  bool inks = false;  // CMYK and YCCK as 4 inks and not as RGB
+  bool inks = false;   // CMYK and YCCK as 4 inks and not as RGB; decodeImage() also two lossless components as both
   int maxScans = 500;  // a file of more is refused: each costs as much as the whole picture
 };
 
 // The picture of a file as grey or RGB. Throws Failure: refused for what is no JPEG file, damaged before any of the
-// picture could be had, or of an unsupported process (by name); limit for more pixels, before memory is taken, or more scans
-// than allowed. A picture of which only a part could be had comes with complete = false and a warning.
+// picture could be had, or of an unsupported process (by name); limit for more pixels, before memory is taken, or
+// more scans than allowed. A picture of which only a part could be had comes with complete = false and a warning.
 Decoded decode(std::span<const std::uint8_t> file, const Limits& limits, const Progress& progress = {},
                const DecodeOptions& options = {});
 
-// The same, but the rows go to the sink and the result has no picture. Where Failure is thrown, rows that mean nothing
-// may have gone there before.
+// The same, but the rows go to the sink and the result has no picture. Where Failure is thrown, rows that mean
+// nothing may have gone there before.
 Decoded decodeInto(RowSink& sink, std::span<const std::uint8_t> file, const Limits& limits,
                    const Progress& progress = {}, const DecodeOptions& options = {});
 
@@ -89,9 +89,9 @@ struct TranscodeOptions {
   enum class Process { asInput, sequential, progressive };
   Process process = Process::asInput;
   std::optional<Script> script = {};  // instead of `process`
-  bool optimize = true;          // tables made for the picture; progressive files always have them
-  bool strip = false;            // without APPn and COM segments but JFIF's and Adobe's, which say what the colours are
-  int restart = 0;               // restart interval as in EncodeOptions; that of the input is not kept
+  bool optimize = true;               // tables made for the picture; progressive files always have them
+  bool strip = false;  // without APPn and COM segments but JFIF's and Adobe's, which say what the colours are
+  int restart = 0;     // restart interval as in EncodeOptions; that of the input is not kept
   bool restartInRows = false;
 };
 

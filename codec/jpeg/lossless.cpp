@@ -27,7 +27,8 @@ class ByteRows {
   const std::uint8_t* load(int which, int y) {
     const std::uint16_t* const from = plane_.row(std::clamp(y, 0, height_ - 1));
     std::uint8_t* const to = rows_[which].data();
-    std::transform(from, from + plane_.step, to, [](std::uint16_t sample) { return static_cast<std::uint8_t>(sample); });
+    std::transform(from, from + plane_.step, to,
+                   [](std::uint16_t sample) { return static_cast<std::uint8_t>(sample); });
     return to;
   }
 
@@ -98,8 +99,9 @@ Picture paintSamples(const Frame& frame, ColourModel model, const std::vector<Sa
 
 Image imageOfSamples(const Frame& frame, ColourModel model, const std::vector<SamplePlane>& planes,
                      const DecodeOptions& options) {
-  const bool inks = model == ColourModel::cmyk && options.inks;
-  if (model == ColourModel::ycck) refuse("lossless YCCK of " + std::to_string(frame.precision) + " bits is not supported");
+  const bool inks = options.inks && (model == ColourModel::cmyk || model == ColourModel::unknown);
+  if (model == ColourModel::ycck)
+    refuse("lossless YCCK of " + std::to_string(frame.precision) + " bits is not supported");
   std::vector<SamplePlane> dimmed;
   if (model == ColourModel::cmyk && !inks) {
     for (const FrameComponent& c : frame.components) {
@@ -112,11 +114,12 @@ Image imageOfSamples(const Frame& frame, ColourModel model, const std::vector<Sa
   Image image;
   image.width = frame.width;
   image.height = frame.height;
-  const int count = model == ColourModel::grey || model == ColourModel::unknown ? 1 : inks ? 4 : 3;
-  image.colour = count == 1                      ? Colour::grey
-                 : model == ColourModel::ycbcr   ? Colour::ycc
-                 : inks                          ? Colour::unknown
-                                                 : Colour::rgb;
+  const int all = static_cast<int>(frame.components.size());
+  const int count = inks ? all : model == ColourModel::grey || model == ColourModel::unknown ? 1 : 3;
+  image.colour = count == 1                    ? Colour::grey
+                 : model == ColourModel::ycbcr ? Colour::ycc
+                 : inks                        ? Colour::unknown
+                                               : Colour::rgb;
   image.components.assign(static_cast<std::size_t>(count),
                           {.width = frame.width, .height = frame.height, .bits = frame.precision});
   image.allocate();

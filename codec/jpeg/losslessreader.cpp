@@ -53,9 +53,10 @@ void LosslessReader::readDifferences() {
     if (skipping_) continue;
     for (const ScanGeometry::Block& unit : geometry_.blocks) {
       Lines& lines = lines_[static_cast<std::size_t>(unit.selector)];
-      Mox16s* const to = lines.differences.data() + std::ptrdiff_t{lines.width} * unit.dy + mcu * unit.across + unit.dx;
+      Mox16s* const to =
+          lines.differences.data() + std::ptrdiff_t{lines.width} * unit.dy + mcu * unit.across + unit.dx;
       const MoxStatus status = moxiDecodeHuffmanOne_JPEG_1u16s_C1(window(), windowLength_, &position_, to, &marker_,
-                                                                 lines.code, state_.get());
+                                                                  lines.code, state_.get());
       if (status < 0) [[unlikely]] {
         unitFailed(status);
         if (skipping_) break;
@@ -72,11 +73,13 @@ void LosslessReader::rebuild(Lines& lines, SamplePlane& plane, int mcuRow, bool 
     const Mox16s* const differences = lines.differences.data() + std::ptrdiff_t{lines.width} * dy;
     Mox16s* const row = lines.current.data();
     if (first && dy == 0) {
-      require(moxiReconstructPredFirstRow_JPEG_16s_C1(differences, row, lines.width, precision_, point_), "a first row");
+      require(moxiReconstructPredFirstRow_JPEG_16s_C1(differences, row, lines.width, precision_, point_),
+              "a first row");
     } else if (wide) {
       reconstructUnsignedRow(differences, lines.above.data(), row, lines.width, predictor_);
     } else {
-      require(moxiReconstructPredRow_JPEG_16s_C1(differences, lines.above.data(), row, lines.width, predictor_), "a row");
+      require(moxiReconstructPredRow_JPEG_16s_C1(differences, lines.above.data(), row, lines.width, predictor_),
+              "a row");
     }
     std::uint16_t* const to = plane.row(mcuRow * lines.down + dy);
     for (int x = 0; x < lines.width; ++x) {

@@ -22,7 +22,8 @@ class ScanStatistics {
   template <ScanKind kind>
   void put(int selector, const Mox16s* coefficients) {
     const MoxStatus status = count<kind>(selector, coefficients);
-    if (status < 0) [[unlikely]] uncounted(status);
+    if (status < 0) [[unlikely]]
+      uncounted(status);
   }
 
   void end();

@@ -39,7 +39,8 @@ void ScanWriter::makeRoom() {
 
 void ScanWriter::failed(MoxStatus status) {
   if (status == moxStatusCoefficientRange) refuse("a coefficient that is too large for this kind of scan");
-  if (status == moxStatusHuffTable) refuse("a coefficient that the tables of Annex K have no code for (--optimize has)");
+  if (status == moxStatusHuffTable)
+    refuse("a coefficient that the tables of Annex K have no code for (--optimize has)");
   require(status, "the coding of a block");
   throw std::logic_error("the coding of a block");
 }

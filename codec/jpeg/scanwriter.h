@@ -29,7 +29,8 @@ class ScanWriter {
   template <ScanKind kind>
   void put(int selector, const Mox16s* coefficients) {
     const MoxStatus status = code<kind>(coders_[selector], coefficients, 0);
-    if (status < 0) [[unlikely]] failed(status);
+    if (status < 0) [[unlikely]]
+      failed(status);
   }
 
   // The DC value that costs the next block of the component least.

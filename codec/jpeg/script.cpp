@@ -58,7 +58,8 @@ class Parser {
     skipSpace();
     int value = 0;
     const auto [end, error] = std::from_chars(left_.data(), left_.data() + left_.size(), value);
-    if (error != std::errc() || value < 0 || value > 255) fail(line_, std::string(what) + " is no number from 0 to 255");
+    if (error != std::errc() || value < 0 || value > 255)
+      fail(line_, std::string(what) + " is no number from 0 to 255");
     left_.remove_prefix(static_cast<std::size_t>(end - left_.data()));
     skipSpace();
     return value;

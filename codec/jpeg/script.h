@@ -14,8 +14,8 @@ namespace moxj::jpeg {
 //   0 1 2: 0-0, 0, 1;    # components, first and last coefficient, bit known before (0 if none), lowest bit
 //   0 1 2;               # all coefficients, in full
 //
-// Components count from 0 and stand in the order of the frame. A list in which every scan has all coefficients in full
-// is sequential, any other progressive.
+// Components count from 0 and stand in the order of the frame. A list in which every scan has all coefficients in
+// full is sequential, any other progressive.
 struct Script {
   struct Entry {
     ScanHeader scan;
@@ -27,8 +27,8 @@ struct Script {
   bool progressive() const;
 };
 
-// Throws Failure (refused), which names the file, the line and the cause: what is no script, or whose scans do not make
-// up a picture.
+// Throws Failure (refused), which names the file, the line and the cause: what is no script, or whose scans do not
+// make up a picture.
 Script parseScript(std::string_view text, const std::string& name);
 
 // Its scans, for a picture. Throws Failure (refused) where they are for another number of components.

@@ -17,7 +17,7 @@ class Writer {
 
   void marker(int code);
   void jfif();
-  void adobe();  // components as they are, without a colour transform
+  void adobe();                               // components as they are, without a colour transform
   void steps(int index, const Steps& steps);  // of 8 bits if they fit
   void frame(const Frame& frame);
   void code(TableClass tableClass, int index, const HuffmanCode& code);
