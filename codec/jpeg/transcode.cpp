@@ -47,6 +47,18 @@ std::vector<Steps> tablesFor(const CodedPicture& picture, Frame& frame) {
   return tables;
 }
 
+// Shifted far enough, the values of a scan may become the one of 16 bits that no scan can code.
+void requireCodable(const CodedPicture& picture) {
+  for (int i = 0; i < static_cast<int>(picture.frame.components.size()); ++i) {
+    const FrameComponent& c = picture.frame.components[i];
+    for (int y = 0; y < c.blocksHigh; ++y) {
+      const Mox16s* const row = picture.coefficients->block(i, 0, y);
+      if (*std::min_element(row, row + std::ptrdiff_t{64} * c.blocksWide) == -32768)
+        refuse("a coefficient that is too large to be coded");
+    }
+  }
+}
+
 bool saysColours(const MarkerSegment& segment) {
   return (segment.marker == marker::app0 || segment.marker == marker::app14) && Tables().take(segment);
 }
@@ -63,6 +75,7 @@ Frame frameFor(const CodedPicture& picture, const TranscodeOptions& options) {
 Transcoded transcode(std::span<const std::uint8_t> file, const TranscodeOptions& options, const Limits& limits,
                      const Progress& progress, const DecodeOptions& reading) {
   CodedPicture picture = readCoefficients(file, limits, progress, reading);
+  requireCodable(picture);
   Frame frame = frameFor(picture, options);
   const std::vector<Steps> tables = tablesFor(picture, frame);
   const Coding coding{scansFor(picture, frame, options), options.optimize, {options.restart, options.restartInRows}};

@@ -262,6 +262,19 @@ class WriteTest(ProgressiveTest):
         self.write("in.jpg", large_block_file([0, 2500] + [0] * 62))
         self.expect(support.REFUSED, "transcode", "in.jpg", "y.jpg", "--scans", "script", error=re.compile("too large for this kind of scan"))
 
+    def test_coefficients_of_16_bits(self):
+        """Values shifted by 13 bits: -32768, which neither process can code."""
+        self.write("script", b"0: 0-0,0,0; 0: 1-63,0,0;")
+        file = bytearray(self.cjpeg(support.pnm(pictures.generated(16, 16, 1, 4)), "-scans", "script", "-quality", 90))
+        at = file.rindex(b"\xff\xda") + 9
+        self.assertEqual(file[at], 0)
+        file[at] = 13
+        self.write("in.jpg", file)
+        self.expect(support.OK, "decode", "in.jpg", "x.pgm")
+        for process in "--optimize", "--progressive", "--sequential":
+            self.expect(support.REFUSED, "transcode", "in.jpg", "x.jpg", process,
+                        error="moxj: in.jpg: a coefficient that is too large to be coded\n")
+
     def test_incomplete_files(self):
         file = self.encoded(next(self.sources()), "--progressive")
         self.write("in.jpg", file[:len(file) // 2])
