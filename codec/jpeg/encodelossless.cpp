@@ -6,6 +6,7 @@
 #include "jpeg/coefficientwriter.h"
 #include "jpeg/jpeg.h"
 #include "jpeg/library.h"
+#include "jpeg/scanstatistics.h"
 #include "jpeg/writer.h"
 
 namespace moxj::jpeg {
@@ -101,20 +102,8 @@ class Rows {
   std::array<std::vector<Mox16s>, 4> differences_;
 };
 
-using Counts = std::array<std::int32_t, 256>;
-
-HuffmanCode codeFor(const Counts& counts) {
-  HuffmanCode code;
-  std::array<Mox8u, 256> values;
-  require(moxiEncodeHuffmanRawTableInit_JPEG_8u(counts.data(), code.bits.data(), values.data()), "an optimal table");
-  std::size_t symbols = 0;
-  for (const std::uint8_t count : code.bits) symbols += count;
-  code.values.assign(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(symbols));
-  return code;
-}
-
 // Bits of the data that the counts stand for, and of the table itself.
-std::uint64_t bitsOf(const Counts& counts, const HuffmanCode& code) {
+std::uint64_t bitsOf(const SymbolCounts& counts, const HuffmanCode& code) {
   std::uint64_t bits = 8 * code.values.size();
   std::size_t at = 0;
   for (std::size_t length = 1; length <= code.bits.size(); ++length) {
@@ -155,17 +144,19 @@ class Statistics {
     for (int predictor = first_; predictor <= last_; ++predictor) {
       std::uint64_t bits = 0;
       for (const auto& component : counts_)
-        bits += bitsOf(component[predictor - 1], codeFor(component[predictor - 1]));
+        bits += bitsOf(component[predictor - 1], optimalCode(component[predictor - 1]));
       if (bits >= least) continue;
       least = bits;
       best = predictor;
     }
     return best;
   }
-  HuffmanCode code(std::size_t component, int predictor) const { return codeFor(counts_[component][predictor - 1]); }
+  HuffmanCode code(std::size_t component, int predictor) const {
+    return optimalCode(counts_[component][predictor - 1]);
+  }
 
  private:
-  std::vector<std::array<Counts, kPredictors>> counts_;
+  std::vector<std::array<SymbolCounts, kPredictors>> counts_;
   int first_, last_;
 };
 

@@ -12,7 +12,13 @@ namespace {
 
 constexpr int kMostCategory = 15;  // what decoders of blocks take
 
-HuffmanCode codeOf(const std::array<std::int32_t, 256>& counts) {
+[[noreturn]] void tooLarge() {
+  refuse("a coefficient that is too large for this kind of scan");
+}
+
+}  // namespace
+
+HuffmanCode optimalCode(const SymbolCounts& counts) {
   HuffmanCode code;
   std::array<Mox8u, 256> values;
   require(moxiEncodeHuffmanRawTableInit_JPEG_8u(counts.data(), code.bits.data(), values.data()), "an optimal table");
@@ -21,12 +27,6 @@ HuffmanCode codeOf(const std::array<std::int32_t, 256>& counts) {
   code.values.assign(values.begin(), values.begin() + symbols);
   return code;
 }
-
-[[noreturn]] void tooLarge() {
-  refuse("a coefficient that is too large for this kind of scan");
-}
-
-}  // namespace
 
 ScanStatistics::ScanStatistics(ScanKind kind, const ScanHeader& scan, int restartInterval)
     : kind_(kind),
@@ -57,14 +57,14 @@ void ScanStatistics::restart() {
 
 void ScanStatistics::end() {
   flushRun();
-  const auto hasCategory16 = [](const Counts& counts) { return counts[kMostCategory + 1] != 0; };
+  const auto hasCategory16 = [](const SymbolCounts& counts) { return counts[kMostCategory + 1] != 0; };
   if (usesTable(kind_, kDc) && std::any_of(counts_[kDc].begin(), counts_[kDc].end(), hasCategory16)) tooLarge();
 }
 
 Codes ScanStatistics::codes() const {
   Codes codes;
   for (const TableClass tableClass : {kDc, kAc}) {
-    for (int index = 0; index < 2; ++index) codes[tableClass][index] = codeOf(counts_[tableClass][index]);
+    for (int index = 0; index < 2; ++index) codes[tableClass][index] = optimalCode(counts_[tableClass][index]);
   }
   return codes;
 }
@@ -94,7 +94,7 @@ void BandStatistics::countRun() {
 
 Codes BandStatistics::codes() const {
   Codes codes;
-  codes[kAc][scan_.components[0].acTable] = codeOf(counts_);
+  codes[kAc][scan_.components[0].acTable] = optimalCode(counts_);
   return codes;
 }
 

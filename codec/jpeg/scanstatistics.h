@@ -10,6 +10,12 @@
 
 namespace moxj::jpeg {
 
+// How often each symbol occurs.
+using SymbolCounts = std::array<std::int32_t, 256>;
+
+// The table of the fewest bits.
+HuffmanCode optimalCode(const SymbolCounts& counts);
+
 // Takes the same calls as ScanWriter.
 class ScanStatistics {
  public:
@@ -35,8 +41,6 @@ class ScanStatistics {
   Codes codes() const;
 
  private:
-  using Counts = std::array<std::int32_t, 256>;
-
   template <ScanKind kind>
   MoxStatus count(int selector, const Mox16s* from);
   void uncounted(MoxStatus status);
@@ -45,7 +49,7 @@ class ScanStatistics {
 
   const ScanKind kind_;
   const ScanHeader scan_;
-  std::array<std::array<Counts, 2>, 2> counts_{};  // [table class][index]
+  std::array<std::array<SymbolCounts, 2>, 2> counts_{};  // [table class][index]
   std::array<Mox16s, 4> lastDc_{};
   EncodeState state_;
   int restartInterval_;
@@ -94,7 +98,7 @@ class BandStatistics {
   void countRun();
 
   const ScanHeader scan_;
-  std::array<std::int32_t, 256> counts_{};
+  SymbolCounts counts_{};
   int run_ = 0;  // blocks of the end-of-band run
   int restartInterval_;
   int mcusToRestart_;
