@@ -185,12 +185,18 @@ class OnTerminal(ToolTest):
                     error="moxj: bad: neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX\n")
 
     def test_a_single_file_that_takes_long(self):
-        samples = random.Random(1).randbytes(2400 * 2400 * 3)
-        self.write("in.ppm", b"P6 2400 2400 255\n" + samples)
-        output = self.run_on_terminal("decode", "in.ppm", "out.png")
+        """Made larger until it does, on any machine."""
+        for side in 2400, 4800, 7200:
+            name = "n" * 60 + ".ppm"
+            self.write(name, b"P6 %d %d 255\n" % (side, side) + random.Random(1).randbytes(side * side * 3))
+            os.link(self.path(name), self.path("in.ppm"))
+            begin = time.monotonic()
+            output = self.run_on_terminal("decode", "in.ppm", "out.png")
+            if time.monotonic() - begin > 0.8:
+                break
+            os.remove(self.path("in.ppm"))
         self.assertRegex(output, r"\rin\.ppm: \d+ %")
         self.assertEqual(self.screen(output), [""])
-        name = self.write("n" * 60 + ".ppm", b"P6 2400 2400 255\n" + samples)
         output = self.run_on_terminal("decode", name, "out.png", columns=40)
         self.assertEqual({len(part) for part in output.split("\r") if part.strip()}, {39})
 
