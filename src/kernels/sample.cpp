@@ -58,40 +58,47 @@ void downH2V2(const Mox8u* upper, const Mox8u* lower, Mox8u* dst, ptrdiff_t coun
     dst[i] = definition::downH2V2(upper[2 * i], upper[2 * i + 1], lower[2 * i], lower[2 * i + 1], biasAt(bias, i));
 }
 
-// Up-sampling goes from gap to gap: outputs 2 k - 1 and 2 k, to the right of column k - 1 and to the left of column
-// k, depend on the same two samples. Ahead of the first gap and behind the last there is one output each.
+// Along rows alone, up-sampling goes from column to column, outputs 2 k and 2 k + 1 of column k, so that stores can begin on
+// cache lines. The first and the last column have a neighbour from elsewhere.
 
 #if MOX_VECTOR
 
 // The triangle filter in bytes, by averages of two: with avg rounding halves up and floorAvg down,
-//   (3 a + b + 2) >> 2 = avg(a, floorAvg(a, b)), (3 b + a + 1) >> 2 = floorAvg(b, avg(a, b)).
-// floorAvg(a, b) is avg(a, b) less the parity of a + b; floorAvg(b, c) is avg(b, c - 1), and where c is 0 so is b.
+//   (3 b + c + 2) >> 2 = avg(b, floorAvg(b, c)), (3 b + a + 1) >> 2 = floorAvg(b, avg(a, b)).
+// floorAvg(b, c) is avg(b, c) less the parity of b + c; floorAvg(b, d) is avg(b, d - 1), and where d is 0 so is b.
 template <class V>
-MOX_INLINE void upGaps(const Mox8u* src, Mox8u* dst) {
-  const V one = set8<V>(1), a = load<V>(src - 1), b = load<V>(src), average = avgU8(a, b);
-  const V right = avgU8(a, sub8(average, bitAnd(bitXor(a, b), one)));
-  const V left = avgU8(b, subsU8(average, one));
-  storeBlocks(dst - 1, low8(right, left), high8(right, left));
+MOX_INLINE void upColumns(const Mox8u* src, Mox8u* dst) {
+  const V one = set8<V>(1), a = load<V>(src - 1), b = load<V>(src), c = load<V>(src + 1);
+  const V left = avgU8(b, subsU8(avgU8(a, b), one));
+  const V right = avgU8(b, sub8(avgU8(b, c), bitAnd(bitXor(b, c), one)));
+  storeBlocks(dst, low8(left, right), high8(left, right));
 }
 
 #endif
 
 void upH2V1(const Mox8u* src, int before, int after, Mox8u* dst, ptrdiff_t count) {
   if (count == 0) return;
-  const ptrdiff_t columns = (count + 1) / 2;
+  const ptrdiff_t last = (count - 1) / 2;
   dst[0] = definition::upLeft(src[0], before);
-  if (count % 2 == 0) dst[count - 1] = definition::upRight(src[columns - 1], after);
+  if (count > 1) dst[1] = definition::upRight(src[0], last > 0 ? src[1] : after);
+  if (last == 0) return;
+  dst[2 * last] = definition::upLeft(src[last], src[last - 1]);
+  if (count % 2 == 0) dst[count - 1] = definition::upRight(src[last], after);
 #if MOX_VECTOR
-  if (sweepBytes(1, columns, bytesToLine(src + 1), [=]<class V>(ptrdiff_t k) { upGaps<V>(src + k, dst + 2 * k); }))
+  if (sweepBytes(1, last, bytesToLine(dst + 2) / 2, [=]<class V>(ptrdiff_t k) { upColumns<V>(src + k, dst + 2 * k); }))
     return;
 #endif
-  for (ptrdiff_t k = 1; k < columns; k++) {
-    dst[2 * k - 1] = definition::upRight(src[k - 1], src[k]);
+  for (ptrdiff_t k = 1; k < last; k++) {
     dst[2 * k] = definition::upLeft(src[k], src[k - 1]);
+    dst[2 * k + 1] = definition::upRight(src[k], src[k + 1]);
   }
 }
 
 #if MOX_VECTOR
+
+// In both directions at once the sums cost more than the stores, so this goes from gap to gap: outputs 2 k - 1 and 2 k, to
+// the right of column k - 1 and to the left of column k, depend on the same two sums. Ahead of the first gap and behind the
+// last there is one output each.
 
 // Bytes (first + 7) >> 4 and (second + 8) >> 4, alternately.
 template <class V>
