@@ -58,8 +58,8 @@ void downH2V2(const Mox8u* upper, const Mox8u* lower, Mox8u* dst, ptrdiff_t coun
     dst[i] = definition::downH2V2(upper[2 * i], upper[2 * i + 1], lower[2 * i], lower[2 * i + 1], biasAt(bias, i));
 }
 
-// Along rows alone, up-sampling goes from column to column, outputs 2 k and 2 k + 1 of column k, so that stores can begin on
-// cache lines. The first and the last column have a neighbour from elsewhere.
+// Along rows alone, up-sampling goes from column to column, outputs 2 k and 2 k + 1 of column k, so that stores can
+// begin on cache lines. The first and the last column have a neighbour from elsewhere.
 
 #if MOX_VECTOR
 
@@ -85,7 +85,8 @@ void upH2V1(const Mox8u* src, int before, int after, Mox8u* dst, ptrdiff_t count
   dst[2 * last] = definition::upLeft(src[last], src[last - 1]);
   if (count % 2 == 0) dst[count - 1] = definition::upRight(src[last], after);
 #if MOX_VECTOR
-  if (sweepBytes(1, last, bytesToLine(dst + 2) / 2, [=]<class V>(ptrdiff_t k) { upColumns<V>(src + k, dst + 2 * k); }))
+  if (sweepBytes(1, last, bytesToLine(dst + 2) / 2,
+                 [=]<class V>(ptrdiff_t k) { upColumns<V>(src + k, dst + 2 * k); }))
     return;
 #endif
   for (ptrdiff_t k = 1; k < last; k++) {
@@ -96,9 +97,9 @@ void upH2V1(const Mox8u* src, int before, int after, Mox8u* dst, ptrdiff_t count
 
 #if MOX_VECTOR
 
-// In both directions at once the sums cost more than the stores, so this goes from gap to gap: outputs 2 k - 1 and 2 k, to
-// the right of column k - 1 and to the left of column k, depend on the same two sums. Ahead of the first gap and behind the
-// last there is one output each.
+// In both directions at once the sums cost more than the stores, so this goes from gap to gap: outputs 2 k - 1 and 2
+// k, to the right of column k - 1 and to the left of column k, depend on the same two sums. Ahead of the first gap
+// and behind the last there is one output each.
 
 // Bytes (first + 7) >> 4 and (second + 8) >> 4, alternately.
 template <class V>
