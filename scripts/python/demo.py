@@ -103,17 +103,18 @@ def is_grey(picture):
 
 
 def codecs(source, quality, sampling, stem):
-    """The commands of both codecs: for each its name, its JPEG file, its decoded picture and how it makes them."""
+    """The commands of both codecs: for each its name, its JPEG file, its decoded picture and how it makes them. Pictures
+    are decoded as PNM, which of grey is PGM with both (djpeg writes that under any name)."""
     ours, theirs = WORK / f"{stem}-moxj.jpg", WORK / f"{stem}-cjpeg.jpg"
     sample = [] if sampling == "grey" else ["--sample", sampling]
     their_sample = [] if sampling == "grey" else ["-sample", SAMPLINGS[sampling]]
     return [
-        ("moxj", ours, ours.with_suffix(".ppm"),
+        ("moxj", ours, ours.with_suffix(".pnm"),
          [MOXJ, "encode", source, ours, "--quality", quality, *sample, "--threads", 1, "--quiet"],
-         [MOXJ, "decode", ours, ours.with_suffix(".ppm"), "--threads", 1, "--quiet"]),
-        ("libjpeg-turbo", theirs, theirs.with_suffix(".ppm"),
+         [MOXJ, "decode", ours, ours.with_suffix(".pnm"), "--threads", 1, "--quiet"]),
+        ("libjpeg-turbo", theirs, theirs.with_suffix(".pnm"),
          ["cjpeg", "-quality", quality, *their_sample, "-outfile", theirs, source],
-         ["djpeg", "-outfile", theirs.with_suffix(".ppm"), theirs]),
+         ["djpeg", "-outfile", theirs.with_suffix(".pnm"), theirs]),
     ]
 
 

@@ -79,7 +79,7 @@ def section(output, work, name, results, left_upper, crop):
 
     for t in results:
         if t["jpeg"]:
-            zoom(work / f"{name}-{t['sampling']}-{t['quality']}-moxj.ppm", f"{name}-2000-{t['quality']}-jpeg.png",
+            zoom(work / f"{name}-{t['sampling']}-{t['quality']}-moxj.pnm", f"{name}-2000-{t['quality']}-jpeg.png",
                  f"JPEG, {t['jpeg']['bytes']:,} bytes<br>{decibel(t['jpeg'])} dB")
             zoom(work / f"{name}-2000-{t['quality']}-moxj.ppm", f"{name}-2000-{t['quality']}-moxj.png",
                  f"JPEG 2000, {t[MOXJ_2000]['bytes']:,} bytes<br>{decibel(t[MOXJ_2000])} dB")

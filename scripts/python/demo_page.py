@@ -79,7 +79,7 @@ def zooms(output, demo, name, trials, left_upper):
             continue
         for codec, suffix in ((OURS, "moxj"), (THEIRS, "cjpeg")):
             if codec == OURS or t["quality"] == SHOWN_QUALITY:
-                yield zoom(output, demo["files"] / f"{name}-{sampling}-{t['quality']}-{suffix}.ppm",
+                yield zoom(output, demo["files"] / f"{name}-{sampling}-{t['quality']}-{suffix}.pnm",
                            f"{name}-{t['quality']}-{suffix}.png", left_upper, demo["crop"],
                            f"{codec}, quality {t['quality']}<br>{t[codec]['bytes']:,} bytes")
 
