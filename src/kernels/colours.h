@@ -37,15 +37,6 @@ MOX_INLINE int cover(int count, const Body& body) {
   return coverWith<V128>(count, body);
 }
 
-// Asks for the cache lines of `Bytes` bytes that come `Distance` bytes behind p. The processor's own prefetching
-// falls behind where one stream of pixels feeds, or takes, everything. Measured (AVX-512 and AVX2): 4 % faster in the
-// second-level cache from RGB to Y, a quarter faster beyond the caches there and from YCbCr to RGB.
-template <int Bytes, int Distance = 1024>
-MOX_INLINE void prefetchAhead(const uint8_t* p) {
-#pragma GCC unroll 4
-  for (int line = 0; line < Bytes; line += 64) __builtin_prefetch(p + Distance + line);
-}
-
 // ---- Interleaved bytes ----
 
 // Gives each of the N samples of 16 pixels, which come as N vectors of interleaved bytes, its vector.

@@ -935,6 +935,23 @@ MOX_INLINE M512x16 negative16(V512 a) { return {_mm512_movepi16_mask(a.r)}; }
 MOX_INLINE V512 keep(M512x16 mask, V512 a) { return {_mm512_maskz_mov_epi16(mask.r, a.r)}; }
 MOX_INLINE V512 select(M512x16 mask, V512 a, V512 b) { return {_mm512_mask_blend_epi16(mask.r, b.r, a.r)}; }
 using VMax = V512;
+
+#if defined(__AVX512VBMI2__)
+// The upper 16 bits of the lanes of high and low, side by side, when they are shifted up.
+#define MOX_SHIFT_JOINED 1
+template <int Bits>
+MOX_INLINE V128 shlJoined16(V128 high, V128 low) {
+  return {_mm_shldi_epi16(high.r, low.r, Bits)};
+}
+template <int Bits>
+MOX_INLINE V256 shlJoined16(V256 high, V256 low) {
+  return {_mm256_shldi_epi16(high.r, low.r, Bits)};
+}
+template <int Bits>
+MOX_INLINE V512 shlJoined16(V512 high, V512 low) {
+  return {_mm512_shldi_epi16(high.r, low.r, Bits)};
+}
+#endif
 #elif defined(__AVX2__)
 using VMax = V256;
 #else
@@ -961,6 +978,16 @@ MOX_INLINE V fixed32() {
   return fixed<V>(kSameWords<Value>.at);
 }
 #endif
+
+// Asks for the cache lines of `Bytes` bytes that come `Distance` bytes behind p. The processor's own prefetching
+// falls behind where one stream of pixels feeds, or takes, everything, and brings nothing ahead of stores. Measured
+// (AVX-512 and AVX2): 4 % faster in the second-level cache from RGB to Y, a quarter faster beyond the caches there and
+// from YCbCr to RGB.
+template <int Bytes, int Distance = 1024>
+MOX_INLINE void prefetchAhead(const uint8_t* p) {
+#pragma GCC unroll 4
+  for (int line = 0; line < Bytes; line += 64) __builtin_prefetch(p + Distance + line);
+}
 
 // Pairs of bytes, the first of each in the lower half of a 16-bit lane.
 template <class V>
