@@ -97,29 +97,63 @@ class FastSource {
   int row_ = 0;
 };
 
+// Blocks are transformed some at a time and then written: coding is full of branches that are hard to predict, and
+// each that was not would throw away what the processor has begun of the next transform.
+constexpr int kBlocksAtOnce = 24;
+
+// MCUs of a row whose blocks are made at once.
+struct Run {
+  int row, first, end;
+  bool real[kBlocksAtOnce];  // or only there to fill up an MCU
+};
+
+template <class Source, class Sink>
+void transform(const Frame& frame, const ScanGeometry& geometry, Run& run, Source& source, Sink& sink) {
+  int index = 0;
+  for (int mcu = run.first; mcu < run.end; ++mcu) {
+    source.beginMcu(mcu);
+    int ofMcu = 0;
+    for (const ScanGeometry::Block& block : geometry.blocks) {
+      const FrameComponent& c = frame.components[block.component];
+      const int x = mcu * block.across + block.dx, y = run.row * block.down + block.dy;
+      run.real[index] = x < c.blocksWide && y < c.blocksHigh;
+      if (run.real[index]) source.transform(block, ofMcu, x, sink.place(index, block, x, y));
+      ++ofMcu;
+      ++index;
+    }
+  }
+}
+
+template <class Sink>
+void put(const ScanGeometry& geometry, const Run& run, Sink& sink) {
+  int index = 0;
+  for (int mcu = run.first; mcu < run.end; ++mcu) {
+    sink.beginMcu();
+    for (const ScanGeometry::Block& block : geometry.blocks) {
+      sink.put(index, block, run.real[index]);
+      ++index;
+    }
+  }
+}
+
 // Makes the blocks of all MCUs. The sink has three members:
+//   Mox16s* place(int index, const ScanGeometry::Block& block, int x, int y)
+//                    where the coefficients of a run's `index`-th block shall go
 //   beginMcu()
-//   Mox16s* place(const ScanGeometry::Block& block, int x, int y)   where its coefficients shall go
-//   put(const ScanGeometry::Block& block, bool real)                they are there, or it only fills up the MCU
+//   put(int index, const ScanGeometry::Block& block, bool real)
+//                    they are there, or the block only fills up the MCU
 template <class Source, class Sink>
 void makeBlocks(const Frame& frame, Source& source, Sink& sink, const Progress& progress) {
   ScanHeader all;
   for (int i = 0; i < static_cast<int>(frame.components.size()); ++i) all.components.push_back({i, 0, 0});
   const ScanGeometry geometry(frame, all);
+  const int mcusAtOnce = kBlocksAtOnce / static_cast<int>(geometry.blocks.size());
   for (int row = 0; row < geometry.mcusHigh; ++row) {
     source.beginRow(row);
-    for (int mcu = 0; mcu < geometry.mcusWide; ++mcu) {
-      sink.beginMcu();
-      source.beginMcu(mcu);
-      int index = 0;
-      for (const ScanGeometry::Block& block : geometry.blocks) {
-        const FrameComponent& c = frame.components[block.component];
-        const int x = mcu * block.across + block.dx, y = row * block.down + block.dy;
-        const bool real = x < c.blocksWide && y < c.blocksHigh;
-        if (real) source.transform(block, index, x, sink.place(block, x, y));
-        sink.put(block, real);
-        ++index;
-      }
+    for (int first = 0; first < geometry.mcusWide; first += mcusAtOnce) {
+      Run run{row, first, std::min(first + mcusAtOnce, geometry.mcusWide), {}};
+      transform(frame, geometry, run, source, sink);
+      put(geometry, run, sink);
     }
     if (progress) progress(static_cast<std::uint64_t>(row) + 1, static_cast<std::uint64_t>(geometry.mcusHigh));
   }
@@ -141,13 +175,14 @@ void makeBlocks(const Picture& picture, const Frame& frame, const Quantisers& qu
 // Into the one scan of a file.
 struct ScanSink {
   ScanWriter& writer;
-  alignas(64) Mox16s coefficients[64];
+  alignas(64) Mox16s blocks[kBlocksAtOnce][64];
 
+  Mox16s* place(int index, const ScanGeometry::Block&, int, int) { return blocks[index]; }
   void beginMcu() { writer.beginMcu(); }
-  Mox16s* place(const ScanGeometry::Block&, int, int) { return coefficients; }
-  void put(const ScanGeometry::Block& block, bool real) {
+  void put(int index, const ScanGeometry::Block& block, bool real) {
+    Mox16s* const coefficients = blocks[index];
     if (!real) {  // what costs least
-      std::memset(coefficients, 0, sizeof coefficients);
+      std::memset(coefficients, 0, sizeof blocks[index]);
       coefficients[0] = writer.lastDc(block.selector);
     }
     writer.put<ScanKind::sequential>(block.selector, coefficients);
@@ -157,9 +192,11 @@ struct ScanSink {
 struct CoefficientSink {
   Coefficients& coefficients;
 
+  Mox16s* place(int, const ScanGeometry::Block& block, int x, int y) {
+    return coefficients.block(block.component, x, y);
+  }
   void beginMcu() {}
-  Mox16s* place(const ScanGeometry::Block& block, int x, int y) { return coefficients.block(block.component, x, y); }
-  void put(const ScanGeometry::Block&, bool) {}
+  void put(int, const ScanGeometry::Block&, bool) {}
 };
 
 // Scans are of these frames' own tables: 0 for the first component, 1 for the others.
