@@ -82,46 +82,77 @@ MOX_INLINE V loadBlack(const Mox8u* p, ptrdiff_t step) {
 // ----------------------------------------------------------------------------------------------------
 
 #if defined(__AVX512VBMI__)
-// The eight pixels of each half of 128-bit block `Row`, 24 bytes at the start of each 256 bits.
+// Sixteen pixels of row `Row`: one 128-bit block of each of three vectors.
 template <int Row>
+struct SixteenIndex {
+  uint8_t bytes[64];
+
+  constexpr SixteenIndex() : bytes() {
+    for (int i = 0; i < 48; i++) bytes[i] = static_cast<uint8_t>(16 * Row + i / 3);
+  }
+};
+
+template <int Row>
+MOX_INLINE void storeSixteen(Mox8u* p, V512 a, V512 b, V512 c) {
+  static constexpr SixteenIndex<Row> kIndex;
+  constexpr __mmask64 kEveryThird = 0x249249249249, kAll = 0xFFFFFFFFFFFF;  // of 48 bytes
+  const __m512i index = _mm512_loadu_si512(kIndex.bytes);
+  __m512i pixels = _mm512_permutexvar_epi8(index, a.r);
+  pixels = _mm512_mask_permutexvar_epi8(pixels, kEveryThird << 1, index, b.r);
+  pixels = _mm512_mask_permutexvar_epi8(pixels, kEveryThird << 2, index, c.r);
+  _mm512_mask_storeu_epi8(p, kAll, pixels);
+}
+
+// Rows `Row` and the next of eight pixels each, 24 bytes at the start of each 256 bits. A block of one vector has the
+// first and the second samples of a row, one of another the third samples as its half `Half`.
+template <int Row, int Half>
 struct EightsIndex {
   uint8_t bytes[64];
 
   constexpr EightsIndex() : bytes() {
     for (int i = 0; i < 24; i++)
-      for (int half = 0; half < 2; half++) bytes[32 * half + i] = static_cast<uint8_t>(16 * Row + 8 * half + i / 3);
+      for (int row = 0; row < 2; row++)
+        bytes[32 * row + i] = static_cast<uint8_t>(16 * (Row + row) + 8 * (i % 3 == 2 ? Half : i % 3) + i / 3);
   }
 };
 
-template <int Row>
-MOX_INLINE void storeTriple(Mox8u* first, Mox8u* second, V512 a, V512 b, V512 c) {
-  static constexpr EightsIndex<Row> kIndex;
-  constexpr __mmask64 kEveryThird = 0x0024924900249249;  // of 24 bytes
-  constexpr __mmask32 kTwentyFour = 0xFFFFFF;
+template <int Row, int Half>
+MOX_INLINE void storeTwoRows(Mox8u* p, ptrdiff_t step, V512 firstTwo, V512 third) {
+  static constexpr EightsIndex<Row, Half> kIndex;
+  constexpr __mmask64 kThird = 0x0092492400924924;  // of 24 bytes
+  constexpr __mmask8 kThreeLanes = 7;
   const __m512i index = _mm512_loadu_si512(kIndex.bytes);
-  __m512i both = _mm512_permutexvar_epi8(index, a.r);
-  both = _mm512_mask_permutexvar_epi8(both, kEveryThird << 1, index, b.r);
-  both = _mm512_mask_permutexvar_epi8(both, kEveryThird << 2, index, c.r);
-  _mm256_mask_storeu_epi8(first, kTwentyFour, _mm512_castsi512_si256(both));
-  _mm256_mask_storeu_epi8(second, kTwentyFour, _mm512_extracti64x4_epi64(both, 1));
+  const __m512i pixels = _mm512_permutexvar_epi8(index, firstTwo.r);
+  const __m512i both = _mm512_mask_permutexvar_epi8(pixels, kThird, index, third.r);
+  _mm256_mask_storeu_epi64(p, kThreeLanes, _mm512_castsi512_si256(both));
+  _mm256_mask_storeu_epi64(p + step, kThreeLanes, _mm512_extracti64x4_epi64(both, 1));
 }
 
-MOX_INLINE void storeTriples(Mox8u* first, Mox8u* second, ptrdiff_t step, V512 a, V512 b, V512 c) {
-  storeTriple<0>(first, second, a, b, c);
-  storeTriple<1>(first + step, second + step, a, b, c);
-  storeTriple<2>(first + 2 * step, second + 2 * step, a, b, c);
-  storeTriple<3>(first + 3 * step, second + 3 * step, a, b, c);
+// Four rows of eight pixels. The next MCUs of a row of them begin soon behind these: asking ahead made this a tenth
+// faster in the second-level cache.
+template <int Half>
+MOX_INLINE void storeFourRows(Mox8u* p, ptrdiff_t step, V512 firstTwo, V512 third) {
+  constexpr int kAhead = 192;
+#pragma GCC unroll 4
+  for (int row = 0; row < 4; row++) prefetchAhead<1, kAhead>(p + row * step);
+  storeTwoRows<0, Half>(p, step, firstTwo, third);
+  storeTwoRows<2, Half>(p + 2 * step, step, firstTwo, third);
 }
 #endif
 
 template <class Pixel, class V>
-MOX_INLINE void storeEights(Mox8u* first, Mox8u* second, [[maybe_unused]] ptrdiff_t step, V red, V green, V blue) {
+MOX_INLINE void storeEights(Mox8u* first, [[maybe_unused]] Mox8u* second, [[maybe_unused]] ptrdiff_t step, V red,
+                            V green, V blue) {
   const V a = Pixel::kRed == 0 ? red : blue, b = green, c = Pixel::kRed == 0 ? blue : red;
 #if defined(MOX_TARGET_IS_neon)
   vst3_u8(first, uint8x8x3_t{{vget_low_u8(u8(a)), vget_low_u8(u8(b)), vget_low_u8(u8(c))}});
   vst3_u8(second, uint8x8x3_t{{vget_high_u8(u8(a)), vget_high_u8(u8(b)), vget_high_u8(u8(c))}});
 #elif defined(__AVX512VBMI__)
-  storeTriples(first, second, step, a, b, c);
+  // These are the left and the right half of the same rows: where they are not, putPixels does without this.
+  storeSixteen<0>(first, a, b, c);
+  storeSixteen<1>(first + step, a, b, c);
+  storeSixteen<2>(first + 2 * step, a, b, c);
+  storeSixteen<3>(first + 3 * step, a, b, c);
 #else
   V merged[3];
   merge(a, b, c, merged);

@@ -112,7 +112,7 @@ MOX_INLINE V bytes(V a, V b) {
 }
 
 // Two vectors of pixels, whose luminance (and K, where the pixels have it) lies at the same places of their planes.
-template <class Pixel>
+template <class Pixel, class Shape>
 MOX_INLINE void putPixels(const Centred& a, const Centred& b, const Mox16s* const src[], ptrdiff_t first,
                           ptrdiff_t second, ptrdiff_t apart, typename Pixel::Sample* here,
                           typename Pixel::Sample* there, ptrdiff_t step) {
@@ -121,6 +121,13 @@ MOX_INLINE void putPixels(const Centred& a, const Centred& b, const Mox16s* cons
   if constexpr (kInk) {
     const V black = bytes<false>(loadApart<V>(src[3] + first, apart), loadApart<V>(src[3] + second, apart));
     storeEights(here, there, step, red, green, blue, black);
+#if defined(__AVX512VBMI__)
+  } else if constexpr (sizeof *here == 1 && Shape::kAcross == 1) {
+    constexpr bool kRedFirst = Pixel::kRed == 0;
+    const V third = kRedFirst ? blue : red;
+    storeFourRows<0>(here, step, bytes<false>(kRedFirst ? a.red : a.blue, a.green), third);
+    storeFourRows<1>(there, step, bytes<false>(kRedFirst ? b.red : b.blue, b.green), third);
+#endif
   } else {
     storeEights<Pixel>(here, there, step, red, green, blue);
   }
@@ -135,8 +142,8 @@ void toPixels(const Mox16s* const src[], typename Pixel::Sample* dst, int32_t st
       const int first = 8 * r, second = 8 * (r + kRows);
       const Chroma a(load<V>(src[1] + first), load<V>(src[2] + first));
       const Chroma b(load<V>(src[1] + second), load<V>(src[2] + second));
-      putPixels<Pixel>(a.pixels(load<V>(src[0] + first)), b.pixels(load<V>(src[0] + second)), src, first, second,
-                       kRowBytes, mcuRow(dst, step, r), mcuRow(dst, step, r + kRows), step);
+      putPixels<Pixel, Shape>(a.pixels(load<V>(src[0] + first)), b.pixels(load<V>(src[0] + second)), src, first,
+                              second, kRowBytes, mcuRow(dst, step, r), mcuRow(dst, step, r + kRows), step);
     }
   } else {
     for (int r = 0; r < 8; r += kRows) {
@@ -147,9 +154,9 @@ void toPixels(const Mox16s* const src[], typename Pixel::Sample* dst, int32_t st
         constexpr ptrdiff_t kApart = Shape::kDown * kRowBytes;
         const int first = mcuLuma<Shape>(0, Shape::kDown * r + i), second = first + 64;
         typename Pixel::Sample* const row = mcuRow(dst, step, Shape::kDown * r + i);
-        putPixels<Pixel>(a.pixels(loadApart<V>(src[0] + first, kApart)),
-                         b.pixels(loadApart<V>(src[0] + second, kApart)), src, first, second, kApart, row,
-                         row + kEight, Shape::kDown * static_cast<ptrdiff_t>(step));
+        putPixels<Pixel, Shape>(a.pixels(loadApart<V>(src[0] + first, kApart)),
+                                b.pixels(loadApart<V>(src[0] + second, kApart)), src, first, second, kApart, row,
+                                row + kEight, Shape::kDown * static_cast<ptrdiff_t>(step));
       }
     }
   }
