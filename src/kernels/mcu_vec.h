@@ -120,12 +120,13 @@ template <int Row, int Half>
 MOX_INLINE void storeTwoRows(Mox8u* p, ptrdiff_t step, V512 firstTwo, V512 third) {
   static constexpr EightsIndex<Row, Half> kIndex;
   constexpr __mmask64 kThird = 0x0092492400924924;  // of 24 bytes
-  constexpr __mmask8 kThreeLanes = 7;
+  constexpr __mmask32 kAll = 0xFFFFFF;
   const __m512i index = _mm512_loadu_si512(kIndex.bytes);
   const __m512i pixels = _mm512_permutexvar_epi8(index, firstTwo.r);
   const __m512i both = _mm512_mask_permutexvar_epi8(pixels, kThird, index, third.r);
-  _mm256_mask_storeu_epi64(p, kThreeLanes, _mm512_castsi512_si256(both));
-  _mm256_mask_storeu_epi64(p + step, kThreeLanes, _mm512_extracti64x4_epi64(both, 1));
+  // Masks of bytes: lanes of 64 bits would become a masked extraction, which faults for what the mask leaves out.
+  _mm256_mask_storeu_epi8(p, kAll, _mm512_castsi512_si256(both));
+  _mm256_mask_storeu_epi8(p + step, kAll, _mm512_extracti64x4_epi64(both, 1));
 }
 
 // Four rows of eight pixels. The next MCUs of a row of them begin soon behind these: asking ahead made this a tenth
