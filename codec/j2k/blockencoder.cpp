@@ -19,8 +19,8 @@ constexpr int kMagnitudeBits = 31;
 constexpr int kFractionBits = 6;
 
 // The rate that is reported for a pass within a segment brings every bit of the coder's registers. Without the last
-// byte the decoder is still within the interval but for some pass in hundreds, whose last decisions may then be
-// wrong; all bytes saved are worth more: 0.02 dB at 10:1 to 60:1.
+// byte a decoder may take some of the pass's last decisions wrongly, but the bytes saved are worth more: 0.01 to
+// 0.06 dB on four photographs at 10:1 to 60:1.
 constexpr std::int32_t kSpare = 1;
 
 // Raw bits are all needed, and a segmentation symbol must be right.
@@ -28,7 +28,7 @@ std::int32_t spareOf(int pass, int modes) {
   return isRaw(pass, modes) || (modes & segsym) ? 0 : kSpare;
 }
 
-// What a block costs in packet headers, about: worth 0.001 dB.
+// What a block costs in packet headers, about.
 constexpr double kHeader = 1.5;
 
 // The points from which no other is reached by a steeper line.

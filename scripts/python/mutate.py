@@ -19,7 +19,8 @@ BUILD = ROOT / "build/mutate/build"
 KINDS = ["constant", "tail", "shift", "order"]
 # What is built and run for a mutant, the likeliest to notice it first: of the library, and of the tool.
 LIBRARY_STEPS = [("kernel_test", "^kernels$"), ("function_test", "^functions"), ("golden_test", "^golden$"), ("all", ".")]
-TOOL_STEPS = [("all", "^(jpeg|tool|damage)")]
+J2K_STEPS = [("all", "^(j2k|tool)")]
+JPEG_STEPS = [("all", "^(jpeg|tool|damage)")]
 LEFT_OUT = "^(mutations|install)$"  # the one would notice every mutant, the other none
 TIMEOUT = 300  # seconds for one test: a mutant may never end
 
@@ -81,6 +82,12 @@ def configure():
         sys.exit(output)
 
 
+def steps_for(file):
+    if not file.startswith("codec/"):
+        return LIBRARY_STEPS
+    return J2K_STEPS if file.startswith("codec/j2k/") else JPEG_STEPS
+
+
 def caught_by(steps):
     """The test that fails, a static assertion, or None. Mutants that cannot be built for another reason are no mutants."""
     for target, tests in steps:
@@ -118,7 +125,7 @@ def main():
         original = target.read_text()
         target.write_text(original.replace(m["find"], m["replace"]))
         try:
-            catcher = caught_by(TOOL_STEPS if m["file"].startswith("codec/") else LIBRARY_STEPS)
+            catcher = caught_by(steps_for(m["file"]))
         finally:
             target.write_text(original)
         survivors += catcher is None

@@ -9,6 +9,7 @@
 #include <random>
 
 #include "j2k/j2k.h"
+#include "support/damage.h"
 
 namespace moxj::j2k {
 namespace {
@@ -78,29 +79,6 @@ std::vector<File> originals() {
   return files;
 }
 
-File damaged(const File& original, std::mt19937& random) {
-  const auto below = [&](std::size_t count) { return static_cast<std::size_t>(random() % count); };
-  File file = original;
-  switch (below(4)) {
-    case 0:
-      file.resize(below(file.size()));
-      break;
-    case 1:  // a byte put in or taken out
-      if (below(2) == 0)
-        file.insert(file.begin() + static_cast<std::ptrdiff_t>(below(file.size())),
-                    static_cast<std::uint8_t>(random()));
-      else
-        file.erase(file.begin() + static_cast<std::ptrdiff_t>(below(file.size())));
-      break;
-    case 2:  // bits of the headers
-      for (std::size_t flips = 1 + below(3); flips > 0; --flips) file[below(260) % file.size()] ^= 1 << below(8);
-      break;
-    default:  // bits anywhere
-      for (std::size_t flips = 1 + below(20); flips > 0; --flips) file[below(file.size())] ^= 1 << below(8);
-  }
-  return file;
-}
-
 struct Outcomes {
   int whole = 0, partly = 0, refused = 0, limit = 0;
 };
@@ -131,7 +109,7 @@ TEST(Damage, EveryFileEndsWithAPictureOrAReason) {
   std::mt19937 random(20240607);
   Outcomes outcomes;
   for (int i = 0; i < kFiles; ++i) {
-    const File file = damaged(files[static_cast<std::size_t>(i) % files.size()], random);
+    const File file = test::damaged(files[static_cast<std::size_t>(i) % files.size()], random, 0, 260);
     decodeOne(file, {.reduce = i % 5 == 0, .layers = i % 7 == 0 ? 1 : kMostLayers, .threads = 1 + i % 2}, outcomes);
     try {
       inspect(file);

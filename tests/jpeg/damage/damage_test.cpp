@@ -6,6 +6,7 @@
 #include <random>
 
 #include "support.h"
+#include "support/damage.h"
 
 namespace moxj::jpeg {
 namespace {
@@ -72,30 +73,6 @@ std::vector<File> originals() {
   return files;
 }
 
-File damaged(const File& original, std::mt19937& random) {
-  const auto below = [&](std::size_t count) { return static_cast<std::size_t>(random() % count); };
-  File file = original;
-  switch (below(4)) {
-    case 0:
-      file.resize(below(file.size()));
-      break;
-    case 1:  // a byte put in or taken out
-      if (below(2) == 0) {
-        file.insert(file.begin() + below(file.size()), static_cast<std::uint8_t>(random()));
-      } else {
-        file.erase(file.begin() + below(file.size()));
-      }
-      break;
-    case 2:  // bits of the headers
-      for (std::size_t flips = 1 + below(3); flips > 0; --flips)
-        file[2 + below(640) % (file.size() - 2)] ^= 1 << below(8);
-      break;
-    default:  // bits anywhere
-      for (std::size_t flips = 1 + below(20); flips > 0; --flips) file[below(file.size())] ^= 1 << below(8);
-  }
-  return file;
-}
-
 struct Outcomes {
   int whole = 0, partly = 0, refused = 0, limit = 0;
 };
@@ -146,7 +123,7 @@ TEST(Damage, EveryFileEndsWithAPictureOrAReason) {
   std::mt19937 random(20240607);
   Outcomes outcomes;
   for (int i = 0; i < kFiles; ++i) {
-    const File file = damaged(files[i % files.size()], random);
+    const File file = test::damaged(files[i % files.size()], random, 2, 640);
     decodeOne(file, {.smooth = i % 3 != 0, .fastMcu = i % 4 == 0, .inks = i % 5 == 0, .maxScans = 50}, outcomes);
     recodeOne(file);
     try {
