@@ -1,6 +1,7 @@
 // Prediction of lossless JPEG (T.81 H.1.2), row by row: samples to differences and back, modulo 65536.
 #pragma once
 
+#include <algorithm>
 #include "fixed.h"
 #include "moxj.h"
 
@@ -60,7 +61,7 @@ inline void rebuildFirst(const Mox16s* differences, Mox16s* dst, int n, Mox16s o
 template <int Predictor>
 void rebuild(const Mox16s* differences, const Mox16s* above, Mox16s* dst, int n, int from = 0) {
   if (from == 0) dst[from++] = wrap16(differences[0] + above[0]);
-  for (int x = from; x < n; x++)
+  for (int x = std::max(from, 1); x < n; x++)
     dst[x] = wrap16(differences[x] + predict<Predictor>(dst[x - 1], above[x], above[x - 1]));
 }
 
