@@ -56,7 +56,7 @@ MOX_INLINE bool packEach(const ZigZagBlock& block, const EncodeSpec& table, Pack
       return false;
     left &= left - 1;
   }
-  return true;
+  return last == 63 || out.symbol(table, definition::kEndOfBlock, 0, 0);
 }
 
 #if defined(MOX_TARGET_IS_avx512)
@@ -108,17 +108,19 @@ MOX_INLINE bool joinPairs(const ZigZagBlock& block, const EncodeSpec& table, __m
 }
 
 MOX_INLINE bool packCoefficients(const ZigZagBlock& block, const EncodeSpec& table, Packer& out) {
-  const unsigned all = static_cast<unsigned>(__builtin_popcountll(block.nonZero));
+  const uint64_t present = Packer::lowBits(~uint64_t{0}, static_cast<uint64_t>(__builtin_popcountll(block.nonZero)));
   __m512i positions = _mm512_maskz_compress_epi8(block.nonZero, _mm512_load_si512(kIota.of));
   const __m512i ones = _mm512_set1_epi8(1), before = _mm512_sub_epi8(_mm512_load_si512(kIota.of), ones);
   const __m512i previous = _mm512_maskz_permutexvar_epi8(~uint64_t{1}, before, positions);
   const __m512i run = _mm512_sub_epi8(_mm512_sub_epi8(positions, previous), ones);
-  if (_mm512_mask_cmpgt_epu8_mask(Packer::lowBits(~uint64_t{0}, all), run, _mm512_set1_epi8(15))) [[unlikely]]
+  if (_mm512_mask_cmpgt_epu8_mask(present, run, _mm512_set1_epi8(15))) [[unlikely]]
     return packEach(block, table, out);
-  __m512i symbols =
-      _mm512_add_epi8(_mm512_slli_epi16(run, 4), _mm512_permutexvar_epi8(positions, _mm512_load_si512(block.size)));
+  // Behind the last one lies a 0: the end of the block.
+  __m512i symbols = _mm512_maskz_add_epi8(present, _mm512_slli_epi16(run, 4),
+                                          _mm512_permutexvar_epi8(positions, _mm512_load_si512(block.size)));
+  static_assert(definition::kEndOfBlock == 0);
   out.flush();
-  for (unsigned left = all;;) {
+  for (unsigned left = static_cast<unsigned>(__builtin_popcountll(block.nonZero) + !(block.nonZero >> 63));;) {
     Pairs pairs;
     const __mmask16 there = static_cast<__mmask16>(_bzhi_u32(0xFFFF, left));
     if (!joinPairs(block, table, positions, symbols, there, pairs)) [[unlikely]]
@@ -126,6 +128,7 @@ MOX_INLINE bool packCoefficients(const ZigZagBlock& block, const EncodeSpec& tab
     const unsigned here = left < kGroup ? left : kGroup;
     for (unsigned i = 0; 2 * i < here; i++) {
       out.add(pairs.bits[i], static_cast<uint32_t>(pairs.count[i]));
+      if (out.used >= 64) __builtin_unreachable();  // no code has more than 16 bits here
       out.flush();
     }
     if ((left -= here) == 0) return true;
@@ -151,11 +154,9 @@ MOX_INLINE bool packBlock(const ZigZagBlock& block, int difference, const Encode
     return false;
   if (!out.symbol(dcTable, size, size, static_cast<uint64_t>(bits))) [[unlikely]]
     return false;
-  if (block.nonZero && !packCoefficients(block, acTable, out)) [[unlikely]]
+  if (block.nonZero == 0 ? !out.symbol(acTable, definition::kEndOfBlock, 0, 0)
+                         : !packCoefficients(block, acTable, out)) [[unlikely]]
     return false;
-  if (block.nonZero >> 63 == 0) [[likely]]
-    if (!out.symbol(acTable, definition::kEndOfBlock, 0, 0)) [[unlikely]]
-      return false;
   out.flush();
   return true;
 }

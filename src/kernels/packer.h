@@ -24,7 +24,7 @@ struct Packer {
     used += count;
   }
 
-  // At least one bit, at most 63: stores them and keeps those that fill no byte.
+  // At most 63 bits: stores them and keeps those that fill no byte.
   MOX_INLINE void flush() {
     const uint64_t word = accumulator << (-used & 63);
     std::memcpy(next - 8, &word, sizeof word);
