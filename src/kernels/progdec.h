@@ -24,6 +24,9 @@ struct ProgDecodeKernels {
 
 namespace definition {
 
+// The steps that a kernel's reader shares are always inlined: a reader that has an address lives in memory, not in
+// registers.
+
 // Runs `decode` on a reader and keeps what it leaves, whatever comes of it.
 template <bool Wide, class Decode>
 MoxStatus taken(const Mox8u* src, int32_t length, int32_t* position, int32_t* marker, DecodeState* state,
@@ -42,7 +45,7 @@ MoxStatus taken(const Mox8u* src, int32_t length, int32_t* position, int32_t* ma
 constexpr Mox16s scaled(int value, int32_t low) { return static_cast<Mox16s>(static_cast<uint32_t>(value) << low); }
 
 template <class Reader>
-MoxStatus walkDCFirst(Reader& in, Mox16s* dst, Mox16s* lastDC, int32_t low, const DecodeSpec& table) {
+[[gnu::always_inline]] inline MoxStatus walkDCFirst(Reader& in, Mox16s* dst, Mox16s* lastDC, int32_t low, const DecodeSpec& table) {
   int symbol = 0, difference = 0;
   if (const MoxStatus bad = in.symbol(table, symbol)) return bad;
   if (const int size = symbol & 15)
@@ -70,7 +73,7 @@ inline MoxStatus decodeDCRefine(const Mox8u* src, int32_t length, int32_t* posit
 
 // The blocks of an end-of-band run that a symbol of class `runClass` (0 to 14) starts, this one included.
 template <class Reader>
-MoxStatus takeRun(Reader& in, int runClass, int32_t& blocks) {
+[[gnu::always_inline]] inline MoxStatus takeRun(Reader& in, int runClass, int32_t& blocks) {
   uint32_t rest = 0;
   if (runClass > 0)
     if (const MoxStatus bad = in.take(runClass, rest)) return bad;
@@ -81,7 +84,7 @@ MoxStatus takeRun(Reader& in, int runClass, int32_t& blocks) {
 // T.81 G.2.2. A run of zeros may carry a coefficient behind the band, and behind the block: as in the sequential decoder
 // up to nine places behind it mean coefficient 63, and any more are an error.
 template <class Reader>
-MoxStatus walkACFirst(Reader& in, Mox16s* dst, Band band, const DecodeSpec& table, int32_t& blocks) {
+[[gnu::always_inline]] inline MoxStatus walkACFirst(Reader& in, Mox16s* dst, Band band, const DecodeSpec& table, int32_t& blocks) {
   for (int k = band.start; k <= band.end; k++) {
     int symbol = 0, value = 0;
     if (const MoxStatus bad = in.symbol(table, symbol)) return bad;
