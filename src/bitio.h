@@ -10,6 +10,8 @@
 
 namespace mox {
 
+inline constexpr int kZeroRun = 0xF0;  // the symbol of 16 zeros (ZRL)
+
 // Magnitude category of a value or DC difference: the number of bits of |value|, up to 16.
 constexpr int category(int value) { return std::bit_width(static_cast<uint32_t>(value < 0 ? -value : value)); }
 

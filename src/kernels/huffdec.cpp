@@ -354,7 +354,6 @@ MOX_INLINE void keep(const Mox8u* next, uint64_t count, bool stuffed, End end, c
 
 enum class Step { more, done, refused };
 
-constexpr uint64_t kZeros = 0xF0;  // a run of 16 zeros
 
 // The coefficient of a symbol whose size is not 0.
 MOX_INLINE Step put(Mox16s* dst, uint64_t& cursor, uint64_t symbol, int value) {
@@ -367,7 +366,7 @@ MOX_INLINE Step put(Mox16s* dst, uint64_t& cursor, uint64_t symbol, int value) {
 
 // The last zero of a run is written, too.
 MOX_INLINE Step putZeros(Mox16s* dst, uint64_t& cursor) {
-  return put(dst, cursor, kZeros + 1, 0);
+  return put(dst, cursor, kZeroRun + 1, 0);
 }
 
 // A symbol with a long code.
@@ -375,8 +374,8 @@ MOX_INLINE Step stepLong(Window& in, Source& source, const DecodeSpec& table, Mo
   uint64_t symbol = 0;
   int value = 0;
   if (!in.takeLong(source, table, symbol, value)) return Step::refused;
-  if ((symbol & 15) == 0 && symbol != kZeros) return Step::done;
-  return symbol == kZeros ? putZeros(dst, cursor) : put(dst, cursor, symbol, value);
+  if ((symbol & 15) == 0 && symbol != kZeroRun) return Step::done;
+  return symbol == kZeroRun ? putZeros(dst, cursor) : put(dst, cursor, symbol, value);
 }
 
 // The next symbol of the block.
@@ -389,7 +388,7 @@ MOX_INLINE Step step(Window& in, Source& source, const DecodeSpec& table, Mox16s
   }
   const uint64_t size = code.symbol & 15;
   if (size == 0) [[unlikely]] {
-    if (code.symbol != kZeros) {
+    if (code.symbol != kZeroRun) {
       // Without a branch, which could not be predicted.
       const int held = HeldRows::held(in.heldRow), low = (held - kLookup) >> 31;
       end = {held + ((kPlainBits - held) & ~7 & low), static_cast<int>(code.length)};

@@ -34,17 +34,9 @@ using Buffer = PackBuffer<32 + 6 + 1>;
 MOX_INLINE bool packEach(const ZigZagBlock& block, const EncodeSpec& table, Packer& out) {
   uint64_t left = block.nonZero, last = 0;
   const auto coefficient = [&]() __attribute__((always_inline)) {
-    const uint64_t position = static_cast<uint64_t>(__builtin_ctzll(left));
-    uint64_t distance = position - last;
-    last = position;
-    while (distance > 16) [[unlikely]] {
-        out.flush();
-        if (!out.symbol(table, definition::kZeros, 0, 0)) return false;
-        out.flush();
-        distance -= 16;
-      }
-    const uint64_t width = block.size[position];
-    return out.symbol(table, distance * 16 + width - 16, width, block.bits[position]);
+    const uint64_t before = last;
+    last = static_cast<uint64_t>(__builtin_ctzll(left));
+    return out.coefficient(table, block, last, before);
   };
   // The first flush is that of the difference and of a coefficient.
   while (left) {
@@ -228,7 +220,7 @@ void countBlock(const Mox16s* src, int32_t* dcCounts, int32_t* acCounts, Mox16s*
   for (uint64_t left = block.nonZero; left; left &= left - 1) {
     const int position = __builtin_ctzll(left), run = position - last - 1;
     last = position;
-    if (run > 15) counter.add(acCounts, definition::kZeros, run / 16);
+    if (run > 15) counter.add(acCounts, kZeroRun, run / 16);
     counter.add(acCounts, run % 16 * 16 + block.size[position]);
   }
   if (last != 63) counter.end();

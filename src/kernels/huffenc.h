@@ -41,14 +41,14 @@ MoxStatus walkBlock(const Mox16s* src, Mox16s* lastDC, Symbols&& symbols) {
   return run > 0 ? symbols.end() : moxStatusOk;
 }
 
-inline constexpr int kZeros = 0xF0, kEndOfBlock = 0x00;
+inline constexpr int kEndOfBlock = 0x00;
 
 struct SymbolWriter {
   BitWriter& out;
   const EncodeSpec& dcTable;
   const EncodeSpec& acTable;
   MoxStatus dc(int difference) { return out.emitValue(dcTable, 0, difference); }
-  MoxStatus zeros() { return out.emitCode(acTable, kZeros); }
+  MoxStatus zeros() { return out.emitCode(acTable, kZeroRun); }
   MoxStatus ac(int run, int value) { return out.emitValue(acTable, run, value); }
   MoxStatus end() { return out.emitCode(acTable, kEndOfBlock); }
 };
@@ -57,7 +57,7 @@ struct SymbolCounter {
   int32_t* dcCounts;
   int32_t* acCounts;
   MoxStatus dc(int difference) { return add(dcCounts, category(difference)); }
-  MoxStatus zeros() { return add(acCounts, kZeros); }
+  MoxStatus zeros() { return add(acCounts, kZeroRun); }
   MoxStatus ac(int run, int value) { return add(acCounts, run * 16 + category(value)); }
   MoxStatus end() { return add(acCounts, kEndOfBlock); }
   static MoxStatus add(int32_t* counts, int symbol, int times = 1) {

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "bitio.h"
 #include "kernels/vec.h"
 #include "moxj.h"
 #include "state.h"
@@ -42,6 +43,20 @@ struct Packer {
       return false;
     add(uint64_t{code} << size | lowBits(bits, size), length + size);
     return true;
+  }
+
+  // The coefficient at a position that lies behind that of the last one, zeros between them.
+  template <class Block>
+  MOX_INLINE bool coefficient(const EncodeSpec& table, const Block& block, uint64_t position, uint64_t last) {
+    uint64_t distance = position - last;
+    while (distance > 16) [[unlikely]] {
+      flush();
+      if (!symbol(table, kZeroRun, 0, 0)) return false;
+      flush();
+      distance -= 16;
+    }
+    const uint64_t width = block.size[position];
+    return symbol(table, distance * 16 + width - 16, width, block.bits[position]);
   }
 
   MOX_INLINE static uint64_t lowBits(uint64_t bits, uint64_t count) { return bits & ((uint64_t{1} << count) - 1); }

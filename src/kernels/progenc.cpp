@@ -150,17 +150,9 @@ MOX_INLINE bool packFirst(const FirstBlock<definition::SegmentOutput::kLargest>&
   static_assert(7 + 2 * (16 + definition::SegmentOutput::kLargest) < 64);
   uint64_t left = block.nonZero, last = static_cast<uint64_t>(band.start) - 1;
   const auto coefficient = [&]() __attribute__((always_inline)) {
-    const uint64_t position = static_cast<uint64_t>(__builtin_ctzll(left));
-    uint64_t distance = position - last;
-    last = position;
-    while (distance > 16) [[unlikely]] {
-      out.flush();
-      if (!out.symbol(table, definition::kZeroRun, 0, 0)) return false;
-      out.flush();
-      distance -= 16;
-    }
-    const uint64_t width = block.size[position];
-    return out.symbol(table, distance * 16 + width - 16, width, block.bits[position]);
+    const uint64_t before = last;
+    last = static_cast<uint64_t>(__builtin_ctzll(left));
+    return out.coefficient(table, block, last, before);
   };
   while (left) {
     if (!coefficient()) [[unlikely]]
@@ -185,7 +177,7 @@ MOX_INLINE bool packAhead(const RefineBlock& block, uint64_t ahead, const Encode
     // The code comes where the next coefficient that is not 0 is seen: behind at least 16 zeros, at any one then.
     const uint64_t sixteenth = nthBit(ahead & ~block.known, 15);
     const uint64_t until = sixteenth | (sixteenth - 1);
-    if (!out.symbol(table, definition::kZeroRun, 0, 0)) return false;
+    if (!out.symbol(table, kZeroRun, 0, 0)) return false;
     out.flush();
     const uint64_t corrected = passing & until;
     packCorrections(gathered(block.odd, corrected), __builtin_popcountll(corrected), out);
@@ -317,7 +309,7 @@ MoxStatus countACFirst(const Mox16s* src, int32_t* counts, Band band, EncodeStat
   for (uint64_t left = block.nonZero; left; left &= left - 1) {
     const int position = __builtin_ctzll(left), run = position - last - 1;
     last = position;
-    if (run > 15) out.symbol(definition::kZeroRun, run / 16);
+    if (run > 15) out.symbol(kZeroRun, run / 16);
     out.symbol(run % 16 * 16 + block.size[position]);
   }
   state->eobRun = last != band.end;
@@ -338,7 +330,7 @@ MoxStatus countACRefine(const Mox16s* src, int32_t* counts, Band band, EncodeSta
   for (uint64_t left = block.added; left; left &= left - 1) {
     const uint64_t place = left & -left;
     const int run = __builtin_popcountll(rest & (place - 1) & ~block.known);
-    if (run > 15) out.symbol(definition::kZeroRun, run / 16);
+    if (run > 15) out.symbol(kZeroRun, run / 16);
     out.symbol(run % 16 * 16 + 1);
     rest &= ~(place | (place - 1));
   }

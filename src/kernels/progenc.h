@@ -23,7 +23,6 @@ struct ProgEncodeKernels {
 namespace definition {
 
 inline constexpr int kLargestDC = 11;
-inline constexpr int kZeroRun = 0xF0;            // symbol of 16 zeros
 inline constexpr int kHighestRunClass = 14;      // of an end-of-band run: 2^14 to 2^15 - 1 blocks
 inline constexpr int kMostHeldCorrections = 937;  // 1000 less what one block may add
 
