@@ -60,8 +60,11 @@ MOX_INLINE const Mox8u* withoutFF(const Mox8u* next, const Mox8u* end) {
   return withoutFF(next, end) - 8;
 }
 
-// Also clears a block, which needs the same registers.
+// Also clears a block, which needs the same registers, and asks for one that lies where blocks are mostly put soon.
 [[gnu::noinline]] const Mox8u* prepare(const Mox8u* next, const Mox8u* end, Mox16s* block) {
+  constexpr int kAhead = 4 * 64, kLine = 32;
+  __builtin_prefetch(block + kAhead, 1);
+  __builtin_prefetch(block + kAhead + kLine, 1);
   for (int i = 0; i < 64; i += VMax::kBytes / 2) store(block + i, zero<VMax>());
   return withoutFF(next, end) - 8;
 }
