@@ -28,16 +28,15 @@ constexpr bool worthThreads(MoxRoiSize roi) {
 
 // Calls `row(y)` for every row of the region. Above kSerialPixels the rows are shared out in contiguous blocks among as
 // many threads as the core library's variable asks for at this moment. Rows are independent, so the result is the same
-// for any number of threads; inside a caller's own parallel region OpenMP runs them on the calling thread. A single
-// thread does without OpenMP: a team of one costs it half a microsecond.
+// for any number of threads; inside a caller's own parallel region OpenMP runs them on the calling thread.
 template <class Row>
 void forEachRow(MoxRoiSize roi, const Row& row) {
-  const int32_t wanted = worthThreads(roi) ? threads_omp_of_n_mox : 1;
-  if (wanted <= 1) {
+  if (!worthThreads(roi)) {
     for (int y = 0; y < roi.height; y++) row(y);
     return;
   }
-#pragma omp parallel for schedule(static) num_threads(wanted)
+  const int32_t wanted = threads_omp_of_n_mox;
+#pragma omp parallel for schedule(static) num_threads(wanted < 1 ? 1 : wanted)
   for (int y = 0; y < roi.height; y++) row(y);
 }
 
