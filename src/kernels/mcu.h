@@ -17,14 +17,22 @@ namespace mox {
 // four.
 enum McuSampling { mcu444, mcu422, mcu411, mcuSamplings };
 
+template <class Kernel>
+struct BySampling {
+  Kernel kernels[mcuSamplings];
+  constexpr Kernel operator[](int sampling) const { return kernels[sampling]; }
+};
+template <class Kernel>
+BySampling(Kernel, Kernel, Kernel) -> BySampling<Kernel>;
+
 // Pixels of one MCU, rows `step` bytes apart, to the blocks of Y, Cb, Cr (and K).
 struct McuEncodeKernels {
   using Bytes = void (*)(const Mox8u* src, int32_t step, Mox16s* const dst[]);
   using Words = void (*)(const Mox16u* src, int32_t step, Mox16s* const dst[]);
 
-  Bytes rgb[mcuSamplings], bgr[mcuSamplings];
-  Words bgr555[mcuSamplings], bgr565[mcuSamplings];
-  Bytes cmyk[mcuSamplings], sampleDown[mcuSamplings];
+  BySampling<Bytes> rgb, bgr;
+  BySampling<Words> bgr555, bgr565;
+  BySampling<Bytes> cmyk, sampleDown;
   Bytes split422;
 };
 
@@ -33,9 +41,9 @@ struct McuDecodeKernels {
   using Bytes = void (*)(const Mox16s* const src[], Mox8u* dst, int32_t step);
   using Words = void (*)(const Mox16s* const src[], Mox16u* dst, int32_t step);
 
-  Bytes rgb[mcuSamplings], bgr[mcuSamplings];
-  Words bgr555[mcuSamplings], bgr565[mcuSamplings];
-  Bytes cmyk[mcuSamplings], sampleUp[mcuSamplings];
+  BySampling<Bytes> rgb, bgr;
+  BySampling<Words> bgr555, bgr565;
+  BySampling<Bytes> cmyk, sampleUp;
   Bytes join422;
 };
 

@@ -181,18 +181,19 @@ constexpr auto join422 = mcuToPixels<SampleMcu, PairPixel, Mcu422>;
 
 #endif
 
+template <class Conversion, class Pixel>
+constexpr BySampling samplings{toPixels<Conversion, Pixel, Mcu444>, toPixels<Conversion, Pixel, Mcu422>,
+                               toPixels<Conversion, Pixel, Mcu411>};
+
 }  // namespace
 
-#define MOX_SAMPLINGS(conversion, pixel) \
-  { toPixels<conversion, pixel, Mcu444>, toPixels<conversion, pixel, Mcu422>, toPixels<conversion, pixel, Mcu411> }
-
 const McuDecodeKernels mcuDecodeKernels = {
-    .rgb = MOX_SAMPLINGS(ColourMcu, RgbPixel),
-    .bgr = MOX_SAMPLINGS(ColourMcu, BgrPixel),
-    .bgr555 = MOX_SAMPLINGS(ColourMcu, ShiftedPixel<Bgr555Pixel>),
-    .bgr565 = MOX_SAMPLINGS(ColourMcu, ShiftedPixel<Bgr565Pixel>),
-    .cmyk = MOX_SAMPLINGS(ColourMcu, InkPixel),
-    .sampleUp = MOX_SAMPLINGS(SampleMcu, RgbPixel),
+    .rgb = samplings<ColourMcu, RgbPixel>,
+    .bgr = samplings<ColourMcu, BgrPixel>,
+    .bgr555 = samplings<ColourMcu, ShiftedPixel<Bgr555Pixel>>,
+    .bgr565 = samplings<ColourMcu, ShiftedPixel<Bgr565Pixel>>,
+    .cmyk = samplings<ColourMcu, InkPixel>,
+    .sampleUp = samplings<SampleMcu, RgbPixel>,
     .join422 = join422,
 };
 

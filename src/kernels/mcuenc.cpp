@@ -174,18 +174,19 @@ constexpr auto split422 = mcuToBlocks<SampleMcu, PairPixel, Mcu422>;
 
 #endif
 
+template <class Conversion, class Pixel>
+constexpr BySampling samplings{toBlocks<Conversion, Pixel, Mcu444>, toBlocks<Conversion, Pixel, Mcu422>,
+                               toBlocks<Conversion, Pixel, Mcu411>};
+
 }  // namespace
 
-#define MOX_SAMPLINGS(conversion, pixel) \
-  { toBlocks<conversion, pixel, Mcu444>, toBlocks<conversion, pixel, Mcu422>, toBlocks<conversion, pixel, Mcu411> }
-
 const McuEncodeKernels mcuEncodeKernels = {
-    .rgb = MOX_SAMPLINGS(ColourMcu, RgbPixel),
-    .bgr = MOX_SAMPLINGS(ColourMcu, BgrPixel),
-    .bgr555 = MOX_SAMPLINGS(ColourMcu, ShiftedPixel<Bgr555Pixel>),
-    .bgr565 = MOX_SAMPLINGS(ColourMcu, ShiftedPixel<Bgr565Pixel>),
-    .cmyk = MOX_SAMPLINGS(ColourMcu, InkPixel),
-    .sampleDown = MOX_SAMPLINGS(SampleMcu, RgbPixel),
+    .rgb = samplings<ColourMcu, RgbPixel>,
+    .bgr = samplings<ColourMcu, BgrPixel>,
+    .bgr555 = samplings<ColourMcu, ShiftedPixel<Bgr555Pixel>>,
+    .bgr565 = samplings<ColourMcu, ShiftedPixel<Bgr565Pixel>>,
+    .cmyk = samplings<ColourMcu, InkPixel>,
+    .sampleDown = samplings<SampleMcu, RgbPixel>,
     .split422 = split422,
 };
 
