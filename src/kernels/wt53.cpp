@@ -1,6 +1,7 @@
 #include "kernels/wt53.h"
 
 #include "kernels/wtplane.h"
+#include "kernels/wtvec.h"
 
 namespace mox::MOX_TARGET {
 namespace {
@@ -53,6 +54,105 @@ void unliftAny(const T* low, const T* highBefore, const T* high, const T* evenBe
   for (ptrdiff_t i = 0; i < count; i++) unliftRow(low, highBefore, high, evenBefore, odd, even, i);
 }
 
+// Coefficients and samples one by one, straight from a line.
+template <class T, Edges How>
+struct Analysis {
+  using F = Lifting53<T>;
+  Samples<How, T> x;
+  T high(ptrdiff_t j) const { return F::predict(x.odd(j), x.even(j), x.even(j + 1)); }
+  T low(ptrdiff_t j) const { return F::update(x.even(j), high(j - 1), high(j)); }
+};
+template <class T, Edges How>
+struct Synthesis {
+  using F = Lifting53<T>;
+  Coefficients<How, T> c;
+  T even(ptrdiff_t j) const { return F::undoUpdate(c.low(j), c.high(j - 1), c.high(j)); }
+  T odd(ptrdiff_t j) const { return F::undoPredict(c.high(j), even(j), even(j + 1)); }
+};
+
+// The definition, lane by lane.
+template <class T>
+struct Halves;
+
+template <>
+struct Halves<Mox32s> {
+  template <class U, class V>
+  MOX_INLINE static U half(V a, V b) {
+    return (U)((V)((U)a + (U)b) >> 1);
+  }
+  template <class U, class V>
+  MOX_INLINE static U quarter(V a, V b) {
+    return (U)((V)((U)a + (U)b + 2) >> 2);
+  }
+};
+
+template <>
+struct Halves<Mox16s> {
+  template <class U, class V>
+  MOX_INLINE static U half(V a, V b) {
+    return (U)(a & b) + (U)((a ^ b) >> 1);
+  }
+  template <class U, class V>
+  MOX_INLINE static U quarter(V a, V b) {
+    const U mean = half<U>(a, b);
+    return mean - (U)((V)mean >> 1);
+  }
+};
+
+template <class T, int Bytes>
+struct Lanes53 {
+  using V = Lanes<T, Bytes>;
+  using U = Lanes<std::make_unsigned_t<T>, Bytes>;
+  using H = Halves<T>;
+  static constexpr int kPairs = kLanes<V>;
+  MOX_INLINE static V predict(V odd, V a, V b) { return (V)((U)odd - H::template half<U>(a, b)); }
+  MOX_INLINE static V update(V even, V a, V b) { return (V)((U)even + H::template quarter<U>(a, b)); }
+  MOX_INLINE static V undoUpdate(V low, V a, V b) { return (V)((U)low - H::template quarter<U>(a, b)); }
+  MOX_INLINE static V undoPredict(V high, V a, V b) { return (V)((U)high + H::template half<U>(a, b)); }
+};
+
+template <class T, Edges How, int Bytes>
+struct ForwardBlocks : Lanes53<T, Bytes> {
+  using L = Lanes53<T, Bytes>;
+  using V = typename L::V;
+  const Analysis<T, How>& line;
+  T *low, *high;
+  V before;  // the high coefficients of the block before
+
+  ForwardBlocks(const Analysis<T, How>& l, T* lows, T* highs) : line(l), low(lows), high(highs) {}
+  MOX_INLINE void start(ptrdiff_t p) { before = alike<V>(line.high(p - 1)); }
+  MOX_INLINE Pairs<V> load(ptrdiff_t p) const { return pairsAt<V>(line.x.first, 2 * p + line.x.line.phase); }
+  MOX_INLINE Pairs<V> beyond(ptrdiff_t p) const { return {alike<V>(line.x.even(p)), V{}}; }
+  MOX_INLINE void step(ptrdiff_t p, Pairs<V> x, Pairs<V> next) {
+    const V h = L::predict(x.odd, x.even, after(x.even, next.even));
+    putLanes(element(high, p + line.x.line.phase), h);
+    putLanes(element(low, p), L::update(x.even, oneBefore(before, h), h));
+    before = h;
+  }
+};
+
+template <class T, Edges How, int Bytes>
+struct InverseBlocks : Lanes53<T, Bytes> {
+  using L = Lanes53<T, Bytes>;
+  using V = typename L::V;
+  const Synthesis<T, How>& line;
+  T* dst;
+  V before;  // the high coefficients of the block before
+
+  InverseBlocks(const Synthesis<T, How>& l, T* d) : line(l), dst(d) {}
+  MOX_INLINE void start(ptrdiff_t p) { before = alike<V>(line.c.high(p - 1)); }
+  MOX_INLINE Pairs<V> load(ptrdiff_t p) {
+    const V h = lanesAt<V>(element(line.c.highs, p + line.c.line.phase));
+    const V e = L::undoUpdate(lanesAt<V>(element(line.c.lows, p)), oneBefore(before, h), h);
+    before = h;
+    return {e, h};
+  }
+  MOX_INLINE Pairs<V> beyond(ptrdiff_t p) const { return {alike<V>(line.even(p)), V{}}; }
+  MOX_INLINE void step(ptrdiff_t p, Pairs<V> x, Pairs<V> next) const {
+    putPairs(dst, 2 * p + line.c.line.phase, x.even, L::undoPredict(x.odd, x.even, after(x.even, next.even)));
+  }
+};
+
 template <class T>
 struct Filter53 {
   using Sample = T;
@@ -61,39 +161,40 @@ struct Filter53 {
 
   template <Edges How>
   static void forwardLine(const T* src, T* low, T* high, Line line) {
-    Half<T> evens, odds;
-    eachPiece(line, [&](ptrdiff_t from, ptrdiff_t to) {
-      const ptrdiff_t first = std::max<ptrdiff_t>(from, 0);
-      const ptrdiff_t lows = std::min(to, line.lows()) - first,
-                      highs = std::min(to, line.highs() - line.phase) - from;
-      takeApart<How>(src, line, first - 1, to, evens.at, odds.at);
-      // Element 0 of each half is the pair before `first`.
-#pragma GCC ivdep
-      for (ptrdiff_t j = 0; j <= to - first; j++) odds.at[j] = F::predict(odds.at[j], evens.at[j], evens.at[j + 1]);
-      T* const lowPiece = element(low, first);
-#pragma GCC ivdep
-      for (ptrdiff_t j = 1; j <= lows; j++)
-        put<T>(lowPiece, j - 1, F::update(evens.at[j], odds.at[j - 1], odds.at[j]));
-      if (highs > 0)
-        std::memcpy(element(high, from + line.phase), odds.at + (from + 1 - first),
-                    static_cast<size_t>(highs) * sizeof(T));
-    });
+    const Analysis<T, How> to{{src, line}};
+    const ptrdiff_t whole = line.wholePairs();
+    if (line.phase) put<T>(high, 0, to.high(-1));
+    if (!forwardInBlocks<How>(to, low, high))
+      for (ptrdiff_t j = 0; j < whole; j++) {
+        put<T>(low, j, to.low(j));
+        put<T>(high, j + line.phase, to.high(j));
+      }
+    if (whole < line.lows()) put<T>(low, whole, to.low(whole));
   }
 
   template <Edges How>
   static void inverseLine(const T* low, const T* high, T* dst, Line line) {
-    Half<T> evens, odds;
-    eachPiece(line, [&](ptrdiff_t from, ptrdiff_t to) {
-      const ptrdiff_t end = std::max(std::min(to, line.lows()), std::min(to, line.highs() - line.phase) + 1);
-      takeLow<How>(low, line, from, end, evens.at);
-      takeHigh<How>(high, line, from - 1, end, odds.at);
-      T* const even = evens.at;
-      const T* const odd = odds.at + 1;
-#pragma GCC ivdep
-      for (ptrdiff_t j = 0; j < end - from; j++) even[j] = F::undoUpdate(even[j], odd[j - 1], odd[j]);
-      putTogether(
-          dst, line, from, to, [=](ptrdiff_t j) { return even[j - from]; },
-          [=](ptrdiff_t j) { return F::undoPredict(odd[j - from], even[j - from], even[j - from + 1]); });
+    const Synthesis<T, How> from{{low, high, line}};
+    const ptrdiff_t whole = line.wholePairs();
+    if (line.phase) put<T>(dst, 0, from.odd(-1));
+    if (!inverseInBlocks<How>(from, dst))
+      for (ptrdiff_t j = 0; j < whole; j++) {
+        put<T>(dst, 2 * j + line.phase, from.even(j));
+        put<T>(dst, 2 * j + line.phase + 1, from.odd(j));
+      }
+    if (whole < line.lows()) put<T>(dst, 2 * whole + line.phase, from.even(whole));
+  }
+
+  template <Edges How>
+  static bool forwardInBlocks(const Analysis<T, How>& line, T* low, T* high) {
+    return inBlocksOfAnySize(line.x.line.wholePairs(), [&]<int Bytes>() {
+      return ForwardBlocks<T, How, Bytes>(line, low, high);
+    });
+  }
+  template <Edges How>
+  static bool inverseInBlocks(const Synthesis<T, How>& line, T* dst) {
+    return inBlocksOfAnySize(line.c.line.wholePairs(), [&]<int Bytes>() {
+      return InverseBlocks<T, How, Bytes>(line, dst);
     });
   }
 

@@ -72,6 +72,28 @@ struct Line {
   ptrdiff_t wholePairs() const { return (count - phase) >> 1; }
 };
 
+// A line of samples and one of coefficients, by pairs, with what is beyond the ends.
+template <Edges How, class T>
+struct Samples {
+  const T* first;
+  Line line;
+  T even(ptrdiff_t j) const { return at(2 * j + line.phase); }
+  T odd(ptrdiff_t j) const { return at(2 * j + line.phase + 1); }
+
+ private:
+  T at(ptrdiff_t i) const { return get(first, position<How>(i, line.count)); }
+};
+template <Edges How, class T>
+struct Coefficients {
+  const T *lows, *highs;
+  Line line;
+  T low(ptrdiff_t j) const { return get(lows, (at(2 * j) - line.phase) >> 1); }
+  T high(ptrdiff_t j) const { return get(highs, (at(2 * j + 1) - 1 + line.phase) >> 1); }
+
+ private:
+  ptrdiff_t at(ptrdiff_t i) const { return position<How>(i + line.phase, line.count); }
+};
+
 // The range of pairs, of those asked for, that need no mirroring.
 template <Edges How>
 struct Direct {
