@@ -1,6 +1,7 @@
 #include "kernels/wt97.h"
 
 #include "kernels/wtplane.h"
+#include "kernels/wtvec.h"
 
 namespace mox::MOX_TARGET {
 namespace {
@@ -84,15 +85,170 @@ struct Unlift {
   }
 };
 
+// The arithmetics that there are vectors for.
+template <class A, int Bytes>
+struct Lanes97;
+
+template <int Bytes>
+struct Lanes97<Truncating97, Bytes> : Constants97 {
+  using V = Lanes<Mox32s, Bytes>;
+  using U = Lanes<uint32_t, Bytes>;
+  using W = Lanes<Mox32f, Bytes>;
+  static constexpr int kPairs = kLanes<V>;
+  MOX_INLINE static W single(V v) { return __builtin_convertvector(v, W); }
+  MOX_INLINE static W sum(V a, V b) { return single((V)((U)a + (U)b)); }
+  MOX_INLINE static V truncated(W v) {
+    const W bound = alike<W>(2147483648.0f);
+    const W low = v > -bound ? v : -bound;
+    const V inside = __builtin_convertvector(v >= bound ? -bound : low, V);
+    return v > bound ? alike<V>(INT32_MAX) : inside;
+  }
+
+  MOX_INLINE static W predict(V odd, V a, V b) { return single(odd) + alpha * sum(a, b); }
+  MOX_INLINE static W update(V even, W a, W b) { return single(even) + beta * (a + b); }
+  MOX_INLINE static W predict2(W odd, W a, W b) { return odd + gamma * (a + b); }
+  MOX_INLINE static V low(W even, W a, W b) { return truncated((even + delta * (a + b)) * perK); }
+  MOX_INLINE static V high(W odd) { return truncated(odd * k); }
+
+  MOX_INLINE static W undoDelta(V low, V a, V b) { return single(low) * k - delta * (sum(a, b) * perK); }
+  MOX_INLINE static W undoGamma(V high, W a, W b) { return single(high) * perK - gamma * (a + b); }
+  MOX_INLINE static W undoBeta(W even, W a, W b) { return even - beta * (a + b); }
+  MOX_INLINE static W undoAlpha(W odd, W a, W b) { return odd - alpha * (a + b); }
+};
+
+// After each step pair j of the line, as far as it is needed at the beginning of a block.
+template <class A>
+struct Analysis {
+  using W = typename A::Work;
+  Samples<Edges::mirrored, typename A::Sample> x;
+  W odd1(ptrdiff_t j) const { return A::predict(x.odd(j), x.even(j), x.even(j + 1)); }
+  W even1(ptrdiff_t j) const { return A::update(x.even(j), odd1(j - 1), odd1(j)); }
+  W odd2(ptrdiff_t j) const { return A::predict2(odd1(j), even1(j), even1(j + 1)); }
+};
+template <class A>
+struct Synthesis {
+  using W = typename A::Work;
+  Coefficients<Edges::mirrored, typename A::Sample> c;
+  W even1(ptrdiff_t j) const { return A::undoDelta(c.low(j), c.high(j - 1), c.high(j)); }
+  W odd1(ptrdiff_t j) const { return A::undoGamma(c.high(j), even1(j), even1(j + 1)); }
+  W even2(ptrdiff_t j) const { return A::undoBeta(even1(j), odd1(j - 1), odd1(j)); }
+};
+
+// The first steps are ahead of the last by a pair, so that nothing is needed of the block behind but its samples.
+template <class A, int Bytes>
+struct ForwardBlocks : Lanes97<A, Bytes> {
+  using L = Lanes97<A, Bytes>;
+  using V = typename L::V;
+  using W = typename L::W;
+  const Analysis<A>& line;
+  typename A::Sample *low, *high;
+  W odd1, even1, odd2;  // of the block before
+
+  ForwardBlocks(const Analysis<A>& l, typename A::Sample* lows, typename A::Sample* highs)
+      : line(l), low(lows), high(highs) {}
+  MOX_INLINE void start(ptrdiff_t p) {
+    odd1 = alike<W>(line.odd1(p));
+    even1 = alike<W>(line.even1(p));
+    odd2 = alike<W>(line.odd2(p - 1));
+  }
+  MOX_INLINE Pairs<V> load(ptrdiff_t p) const { return pairsAt<V>(line.x.first, 2 * p + line.x.line.phase); }
+  MOX_INLINE Pairs<V> beyond(ptrdiff_t p) const {
+    V even = alike<V>(line.x.even(p));
+    even[1] = line.x.even(p + 1);
+    return {even, alike<V>(line.x.odd(p))};
+  }
+  MOX_INLINE void step(ptrdiff_t p, Pairs<V> x, Pairs<V> next) {
+    const V even = after(x.even, next.even);
+    const W nextOdd1 = L::predict(after(x.odd, next.odd), even, after<2>(x.even, next.even));
+    const W atOdd1 = oneBefore(odd1, nextOdd1);
+    const W nextEven1 = L::update(even, atOdd1, nextOdd1);
+    const W atEven1 = oneBefore(even1, nextEven1);
+    const W atOdd2 = L::predict2(atOdd1, atEven1, nextEven1);
+    putLanes(element(low, p), L::low(atEven1, oneBefore(odd2, atOdd2), atOdd2));
+    putLanes(element(high, p + line.x.line.phase), L::high(atOdd2));
+    odd1 = nextOdd1;
+    even1 = nextEven1;
+    odd2 = atOdd2;
+  }
+};
+
+template <class A, int Bytes>
+struct InverseBlocks : Lanes97<A, Bytes> {
+  using L = Lanes97<A, Bytes>;
+  using V = typename L::V;
+  using W = typename L::W;
+  const Synthesis<A>& line;
+  typename A::Sample* dst;
+  W even1, odd1, even2;  // of the block before
+
+  InverseBlocks(const Synthesis<A>& l, typename A::Sample* d) : line(l), dst(d) {}
+  MOX_INLINE void start(ptrdiff_t p) {
+    even1 = alike<W>(line.even1(p + 1));
+    odd1 = alike<W>(line.odd1(p));
+    even2 = alike<W>(line.even2(p));
+  }
+  MOX_INLINE Pairs<V> load(ptrdiff_t p) const {
+    return {lanesAt<V>(element(line.c.lows, p)), lanesAt<V>(element(line.c.highs, p + line.c.line.phase))};
+  }
+  MOX_INLINE Pairs<V> beyond(ptrdiff_t p) const {
+    V low = alike<V>(line.c.low(p)), high = alike<V>(line.c.high(p));
+    low[1] = line.c.low(p + 1);
+    high[1] = line.c.high(p + 1);
+    return {low, high};
+  }
+  MOX_INLINE void step(ptrdiff_t p, Pairs<V> c, Pairs<V> next) {
+    const V high = after(c.odd, next.odd);
+    const W nextEven1 = L::undoDelta(after<2>(c.even, next.even), high, after<2>(c.odd, next.odd));
+    const W nextOdd1 = L::undoGamma(high, oneBefore(even1, nextEven1), nextEven1);
+    const W atOdd1 = oneBefore(odd1, nextOdd1);
+    const W nextEven2 = L::undoBeta(oneBefore(even1, nextEven1), atOdd1, nextOdd1);
+    const W atEven2 = oneBefore(even2, nextEven2);
+    putPairs(dst, 2 * p + line.c.line.phase, L::truncated(atEven2),
+             L::truncated(L::undoAlpha(atOdd1, atEven2, nextEven2)));
+    even1 = nextEven1;
+    odd1 = nextOdd1;
+    even2 = nextEven2;
+  }
+};
+
+// Whole pairs in blocks; what a line has at its ends besides is half a pair, on either side of which all is alike.
+template <class A, class T = typename A::Sample>
+bool forwardInBlocks(const Analysis<A>& to, T* low, T* high) {
+  const Line line = to.x.line;
+  const ptrdiff_t whole = line.wholePairs();
+  if (!inBlocksOfAnySize(whole, [&]<int Bytes>() { return ForwardBlocks<A, Bytes>(to, low, high); })) return false;
+  if (line.phase) put<T>(high, 0, A::high(to.odd2(-1)));
+  if (whole < line.lows()) {
+    const auto odd = to.odd2(whole);
+    put<T>(low, whole, A::low(to.even1(whole), odd, odd));
+  }
+  return true;
+}
+template <class A, class T = typename A::Sample>
+bool inverseInBlocks(const Synthesis<A>& from, T* dst) {
+  const Line line = from.c.line;
+  const ptrdiff_t whole = line.wholePairs();
+  if (!inBlocksOfAnySize(whole, [&]<int Bytes>() { return InverseBlocks<A, Bytes>(from, dst); })) return false;
+  if (line.phase) {
+    const auto even = from.even2(0);
+    put<T>(dst, 0, A::finished(A::undoAlpha(from.odd1(-1), even, even)));
+  }
+  if (whole < line.lows()) put<T>(dst, 2 * whole + line.phase, A::finished(from.even2(whole)));
+  return true;
+}
+
 template <class A>
 struct Filter97 {
   using Sample = typename A::Sample;
   using T = Sample;
   using W = typename A::Work;
   static constexpr ptrdiff_t kShortest = 2;
+  static constexpr bool kVectors = std::is_same_v<A, Truncating97>;
 
   template <Edges How>
   static void forwardLine(const T* src, T* low, T* high, Line line) {
+    if constexpr (How == Edges::mirrored && kVectors)
+      if (forwardInBlocks(Analysis<A>{{src, line}}, low, high)) return;
     Half<T> evens, odds;
     Half<W> even, odd;
     eachPiece(line, [&](ptrdiff_t from, ptrdiff_t to) {
@@ -119,6 +275,8 @@ struct Filter97 {
 
   template <Edges How>
   static void inverseLine(const T* low, const T* high, T* dst, Line line) {
+    if constexpr (How == Edges::mirrored && kVectors)
+      if (inverseInBlocks(Synthesis<A>{{low, high, line}}, dst)) return;
     Half<T> lows, highs;
     Half<W> even, odd;
     eachPiece(line, [&](ptrdiff_t from, ptrdiff_t to) {
