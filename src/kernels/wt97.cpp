@@ -8,6 +8,56 @@ namespace {
 
 using namespace definition;
 
+// Toward zero; what is beyond the range, but for what is above 2^31, becomes -2^31. On x86 that is what there is.
+#if MOX_VECTOR && !defined(MOX_TARGET_IS_neon)
+MOX_INLINE Lanes<Mox32s, 16> converted(Lanes<Mox32f, 16> v) { return (Lanes<Mox32s, 16>)_mm_cvttps_epi32(v); }
+#if defined(__AVX2__)
+MOX_INLINE Lanes<Mox32s, 32> converted(Lanes<Mox32f, 32> v) { return (Lanes<Mox32s, 32>)_mm256_cvttps_epi32(v); }
+#endif
+#if defined(__AVX512BW__)
+MOX_INLINE Lanes<Mox32s, 64> converted(Lanes<Mox32f, 64> v) { return (Lanes<Mox32s, 64>)_mm512_cvttps_epi32(v); }
+#endif
+#else
+MOX_INLINE Lanes<Mox32s, 16> converted(Lanes<Mox32f, 16> v) {
+  const Lanes<Mox32f, 16> bound = alike<Lanes<Mox32f, 16>>(2147483648.0f), low = v > -bound ? v : -bound;
+  return __builtin_convertvector(v >= bound ? -bound : low, Lanes<Mox32s, 16>);
+}
+#endif
+
+// The arithmetics that there are vectors for.
+template <class A, int Bytes>
+struct Lanes97;
+
+template <int Bytes>
+struct Lanes97<Truncating97, Bytes> : Constants97 {
+  using V = Lanes<Mox32s, Bytes>;
+  using U = Lanes<uint32_t, Bytes>;
+  using W = Lanes<Mox32f, Bytes>;
+  static constexpr int kPairs = kLanes<V>;
+  MOX_INLINE static W single(V v) { return __builtin_convertvector(v, W); }
+  MOX_INLINE static W sum(V a, V b) { return single((V)((U)a + (U)b)); }
+  MOX_INLINE static V truncated(W v) {
+    const W bound = alike<W>(2147483648.0f);
+    return v > bound ? alike<V>(INT32_MAX) : converted(v);
+  }
+
+  MOX_INLINE static W predict(V odd, V a, V b) { return single(odd) + alpha * sum(a, b); }
+  MOX_INLINE static W update(V even, W a, W b) { return single(even) + beta * (a + b); }
+  MOX_INLINE static W predict2(W odd, W a, W b) { return odd + gamma * (a + b); }
+  MOX_INLINE static V low(W even, W a, W b) { return truncated((even + delta * (a + b)) * perK); }
+  MOX_INLINE static V high(W odd) { return truncated(odd * k); }
+
+  MOX_INLINE static W undoDelta(V low, V a, V b) { return single(low) * k - delta * (sum(a, b) * perK); }
+  MOX_INLINE static W undoGamma(V high, W a, W b) { return single(high) * perK - gamma * (a + b); }
+  MOX_INLINE static W undoBeta(W even, W a, W b) { return even - beta * (a + b); }
+  MOX_INLINE static W undoAlpha(W odd, W a, W b) { return odd - alpha * (a + b); }
+};
+
+template <class A>
+inline constexpr bool kVectors = false;
+template <>
+inline constexpr bool kVectors<Truncating97> = MOX_VECTOR;
+
 // One step of the pipeline. Where a row is both in and out, each element is read before it is written.
 template <class A>
 struct Lift {
@@ -32,9 +82,28 @@ struct Lift {
     put<S>(even2Before, i, A::low(e2, o3, o));
     put<S>(odd3Before, i, A::high(o3));
   }
+  template <int Bytes>
+  MOX_INLINE void lanes(ptrdiff_t i) const {
+    using L = Lanes97<A, Bytes>;
+    using V = typename L::V;
+    using W = typename L::W;
+    const V e = lanesAt<V>(element(even, i));
+    const W o1 = lanesAt<W>(element(odd1Before, i)), e2 = lanesAt<W>(element(even2Before, i)),
+            o3 = lanesAt<W>(element(odd3Before, i));
+    const W next = L::predict(lanesAt<V>(element(odd, i)), e, lanesAt<V>(element(nextEven, i)));
+    const W now = L::update(e, o1, next);
+    const W o = L::predict2(o1, e2, now);
+    putLanes(element(oddNext, i), next);
+    putLanes(element(evenNow, i), now);
+    putLanes(element(odd1Before, i), o);
+    putLanes(element(even2Before, i), L::low(e2, o3, o));
+    putLanes(element(odd3Before, i), L::high(o3));
+  }
   void along(ptrdiff_t count) const {
+    ptrdiff_t i = 0;
+    if constexpr (kVectors<A>) i = eachVector<S>(count, [&]<int Bytes>(ptrdiff_t k) { lanes<Bytes>(k); });
 #pragma GCC ivdep
-    for (ptrdiff_t i = 0; i < count; i++) at(i);
+    for (; i < count; i++) at(i);
   }
   void alongAny(ptrdiff_t count) const {
     const size_t bytes = static_cast<size_t>(count) * sizeof(S);
@@ -71,9 +140,28 @@ struct Unlift {
     put<S>(odd3Before, i, A::finished(A::undoAlpha(o3, e4, e)));
     if constexpr (!std::is_same_v<S, W>) put<S>(even4Before, i, A::finished(e4));
   }
+  template <int Bytes>
+  MOX_INLINE void lanes(ptrdiff_t i) const {
+    using L = Lanes97<A, Bytes>;
+    using V = typename L::V;
+    using W = typename L::W;
+    const V before = lanesAt<V>(element(highBefore, i));
+    const W e2 = lanesAt<W>(element(even2Before, i)), o3 = lanesAt<W>(element(odd3Before, i)),
+            e4 = lanesAt<W>(offsetBy(even4Before, i * ptrdiff_t{sizeof(S)}));
+    const W now = L::undoDelta(lanesAt<V>(element(low, i)), before, lanesAt<V>(element(high, i)));
+    const W o1 = L::undoGamma(before, e2, now);
+    const W e = L::undoBeta(e2, o3, o1);
+    putLanes(element(evenNow, i), now);
+    putLanes(element(odd1Before, i), o1);
+    putLanes(element(even2Before, i), e);
+    putLanes(element(odd3Before, i), L::truncated(L::undoAlpha(o3, e4, e)));
+    putLanes(offsetBy(even4Before, i * ptrdiff_t{sizeof(S)}), L::truncated(e4));
+  }
   void along(ptrdiff_t count) const {
+    ptrdiff_t i = 0;
+    if constexpr (kVectors<A>) i = eachVector<S>(count, [&]<int Bytes>(ptrdiff_t k) { lanes<Bytes>(k); });
 #pragma GCC ivdep
-    for (ptrdiff_t i = 0; i < count; i++) at(i);
+    for (; i < count; i++) at(i);
   }
   void alongAny(ptrdiff_t count) const {
     const size_t bytes = static_cast<size_t>(count) * sizeof(S);
@@ -85,53 +173,36 @@ struct Unlift {
   }
 };
 
-// The arithmetics that there are vectors for.
-template <class A, int Bytes>
-struct Lanes97;
-
-template <int Bytes>
-struct Lanes97<Truncating97, Bytes> : Constants97 {
-  using V = Lanes<Mox32s, Bytes>;
-  using U = Lanes<uint32_t, Bytes>;
-  using W = Lanes<Mox32f, Bytes>;
-  static constexpr int kPairs = kLanes<V>;
-  MOX_INLINE static W single(V v) { return __builtin_convertvector(v, W); }
-  MOX_INLINE static W sum(V a, V b) { return single((V)((U)a + (U)b)); }
-  MOX_INLINE static V truncated(W v) {
-    const W bound = alike<W>(2147483648.0f);
-    const W low = v > -bound ? v : -bound;
-    const V inside = __builtin_convertvector(v >= bound ? -bound : low, V);
-    return v > bound ? alike<V>(INT32_MAX) : inside;
-  }
-
-  MOX_INLINE static W predict(V odd, V a, V b) { return single(odd) + alpha * sum(a, b); }
-  MOX_INLINE static W update(V even, W a, W b) { return single(even) + beta * (a + b); }
-  MOX_INLINE static W predict2(W odd, W a, W b) { return odd + gamma * (a + b); }
-  MOX_INLINE static V low(W even, W a, W b) { return truncated((even + delta * (a + b)) * perK); }
-  MOX_INLINE static V high(W odd) { return truncated(odd * k); }
-
-  MOX_INLINE static W undoDelta(V low, V a, V b) { return single(low) * k - delta * (sum(a, b) * perK); }
-  MOX_INLINE static W undoGamma(V high, W a, W b) { return single(high) * perK - gamma * (a + b); }
-  MOX_INLINE static W undoBeta(W even, W a, W b) { return even - beta * (a + b); }
-  MOX_INLINE static W undoAlpha(W odd, W a, W b) { return odd - alpha * (a + b); }
-};
-
-// After each step pair j of the line, as far as it is needed at the beginning of a block.
+// What a block needs of the pairs before pair p, and the ends of a line of themselves.
 template <class A>
 struct Analysis {
   using W = typename A::Work;
   Samples<Edges::mirrored, typename A::Sample> x;
-  W odd1(ptrdiff_t j) const { return A::predict(x.odd(j), x.even(j), x.even(j + 1)); }
-  W even1(ptrdiff_t j) const { return A::update(x.even(j), odd1(j - 1), odd1(j)); }
-  W odd2(ptrdiff_t j) const { return A::predict2(odd1(j), even1(j), even1(j + 1)); }
+  struct At {
+    W odd2Before, even1, odd1;
+  };
+  At at(ptrdiff_t p) const {
+    const auto e2 = x.even(p - 2), e1 = x.even(p - 1), e = x.even(p), o1 = x.odd(p - 1);
+    const W a2 = A::predict(x.odd(p - 2), e2, e1), a1 = A::predict(o1, e1, e),
+            a = A::predict(x.odd(p), e, x.even(p + 1));
+    const W b1 = A::update(e1, a2, a1), b = A::update(e, a1, a);
+    return {A::predict2(a1, b1, b), b, a};
+  }
 };
 template <class A>
 struct Synthesis {
   using W = typename A::Work;
   Coefficients<Edges::mirrored, typename A::Sample> c;
-  W even1(ptrdiff_t j) const { return A::undoDelta(c.low(j), c.high(j - 1), c.high(j)); }
-  W odd1(ptrdiff_t j) const { return A::undoGamma(c.high(j), even1(j), even1(j + 1)); }
-  W even2(ptrdiff_t j) const { return A::undoBeta(even1(j), odd1(j - 1), odd1(j)); }
+  struct At {
+    W odd1Before, even2, odd1, nextEven1;
+  };
+  At at(ptrdiff_t p) const {
+    const auto h1 = c.high(p - 1), h = c.high(p);
+    const W d1 = A::undoDelta(c.low(p - 1), c.high(p - 2), h1), d = A::undoDelta(c.low(p), h1, h),
+            next = A::undoDelta(c.low(p + 1), h, c.high(p + 1));
+    const W before = A::undoGamma(h1, d1, d), odd = A::undoGamma(h, d, next);
+    return {before, A::undoBeta(d, before, odd), odd, next};
+  }
 };
 
 // The first steps are ahead of the last by a pair, so that nothing is needed of the block behind but its samples.
@@ -147,9 +218,10 @@ struct ForwardBlocks : Lanes97<A, Bytes> {
   ForwardBlocks(const Analysis<A>& l, typename A::Sample* lows, typename A::Sample* highs)
       : line(l), low(lows), high(highs) {}
   MOX_INLINE void start(ptrdiff_t p) {
-    odd1 = alike<W>(line.odd1(p));
-    even1 = alike<W>(line.even1(p));
-    odd2 = alike<W>(line.odd2(p - 1));
+    const auto at = line.at(p);
+    odd1 = alike<W>(at.odd1);
+    even1 = alike<W>(at.even1);
+    odd2 = alike<W>(at.odd2Before);
   }
   MOX_INLINE Pairs<V> load(ptrdiff_t p) const { return pairsAt<V>(line.x.first, 2 * p + line.x.line.phase); }
   MOX_INLINE Pairs<V> beyond(ptrdiff_t p) const {
@@ -183,9 +255,10 @@ struct InverseBlocks : Lanes97<A, Bytes> {
 
   InverseBlocks(const Synthesis<A>& l, typename A::Sample* d) : line(l), dst(d) {}
   MOX_INLINE void start(ptrdiff_t p) {
-    even1 = alike<W>(line.even1(p + 1));
-    odd1 = alike<W>(line.odd1(p));
-    even2 = alike<W>(line.even2(p));
+    const auto at = line.at(p);
+    even1 = alike<W>(at.nextEven1);
+    odd1 = alike<W>(at.odd1);
+    even2 = alike<W>(at.even2);
   }
   MOX_INLINE Pairs<V> load(ptrdiff_t p) const {
     return {lanesAt<V>(element(line.c.lows, p)), lanesAt<V>(element(line.c.highs, p + line.c.line.phase))};
@@ -217,10 +290,10 @@ bool forwardInBlocks(const Analysis<A>& to, T* low, T* high) {
   const Line line = to.x.line;
   const ptrdiff_t whole = line.wholePairs();
   if (!inBlocksOfAnySize(whole, [&]<int Bytes>() { return ForwardBlocks<A, Bytes>(to, low, high); })) return false;
-  if (line.phase) put<T>(high, 0, A::high(to.odd2(-1)));
+  if (line.phase) put<T>(high, 0, A::high(to.at(0).odd2Before));
   if (whole < line.lows()) {
-    const auto odd = to.odd2(whole);
-    put<T>(low, whole, A::low(to.even1(whole), odd, odd));
+    const auto at = to.at(whole);
+    put<T>(low, whole, A::low(at.even1, at.odd2Before, at.odd2Before));
   }
   return true;
 }
@@ -230,10 +303,10 @@ bool inverseInBlocks(const Synthesis<A>& from, T* dst) {
   const ptrdiff_t whole = line.wholePairs();
   if (!inBlocksOfAnySize(whole, [&]<int Bytes>() { return InverseBlocks<A, Bytes>(from, dst); })) return false;
   if (line.phase) {
-    const auto even = from.even2(0);
-    put<T>(dst, 0, A::finished(A::undoAlpha(from.odd1(-1), even, even)));
+    const auto at = from.at(0);
+    put<T>(dst, 0, A::finished(A::undoAlpha(at.odd1Before, at.even2, at.even2)));
   }
-  if (whole < line.lows()) put<T>(dst, 2 * whole + line.phase, A::finished(from.even2(whole)));
+  if (whole < line.lows()) put<T>(dst, 2 * whole + line.phase, A::finished(from.at(whole).even2));
   return true;
 }
 
@@ -243,11 +316,10 @@ struct Filter97 {
   using T = Sample;
   using W = typename A::Work;
   static constexpr ptrdiff_t kShortest = 2;
-  static constexpr bool kVectors = std::is_same_v<A, Truncating97>;
 
   template <Edges How>
   static void forwardLine(const T* src, T* low, T* high, Line line) {
-    if constexpr (How == Edges::mirrored && kVectors)
+    if constexpr (How == Edges::mirrored && kVectors<A>)
       if (forwardInBlocks(Analysis<A>{{src, line}}, low, high)) return;
     Half<T> evens, odds;
     Half<W> even, odd;
@@ -275,7 +347,7 @@ struct Filter97 {
 
   template <Edges How>
   static void inverseLine(const T* low, const T* high, T* dst, Line line) {
-    if constexpr (How == Edges::mirrored && kVectors)
+    if constexpr (How == Edges::mirrored && kVectors<A>)
       if (inverseInBlocks(Synthesis<A>{{low, high, line}}, dst)) return;
     Half<T> lows, highs;
     Half<W> even, odd;

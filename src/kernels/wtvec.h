@@ -126,4 +126,16 @@ MOX_INLINE bool inBlocksOfAnySize([[maybe_unused]] ptrdiff_t pairs, [[maybe_unus
   return false;
 }
 
+// Calls `step` for vectors along a row, each element once. Returns how far it has come.
+template <class T, class Step>
+MOX_INLINE ptrdiff_t eachVector([[maybe_unused]] ptrdiff_t count, [[maybe_unused]] const Step& step) {
+  ptrdiff_t i = 0;
+#if MOX_VECTOR
+  constexpr ptrdiff_t kMost = VMax::kBytes / sizeof(T), kLeast = V128::kBytes / sizeof(T);
+  for (; i <= count - kMost; i += kMost) step.template operator()<VMax::kBytes>(i);
+  for (; i <= count - kLeast; i += kLeast) step.template operator()<V128::kBytes>(i);
+#endif
+  return i;
+}
+
 }  // namespace mox::MOX_TARGET
