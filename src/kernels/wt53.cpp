@@ -8,68 +8,6 @@ namespace {
 
 using definition::Lifting53;
 
-// One step of the pipeline. Where a row is both in and out, each element is read before it is written.
-template <class T, class F = Lifting53<T>>
-inline void liftRow(const T* even, const T* odd, const T* nextEven, T* low, const T* highBefore, T* high,
-                    ptrdiff_t i) {
-  const T e = get(even, i), h = F::predict(get(odd, i), e, get(nextEven, i)), l = F::update(e, get(highBefore, i), h);
-  put(high, i, h);
-  put(low, i, l);
-}
-template <class T, class F = Lifting53<T>>
-inline void unliftRow(const T* low, const T* highBefore, const T* high, const T* evenBefore, T* odd, T* even,
-                      ptrdiff_t i) {
-  const T before = get(highBefore, i), e = F::undoUpdate(get(low, i), before, get(high, i));
-  const T o = F::undoPredict(before, get(evenBefore, i), e);
-  put(odd, i, o);
-  put(even, i, e);
-}
-
-template <class T>
-void lift(const T* even, const T* odd, const T* nextEven, T* low, const T* highBefore, T* high, ptrdiff_t count) {
-#pragma GCC ivdep
-  for (ptrdiff_t i = 0; i < count; i++) liftRow(even, odd, nextEven, low, highBefore, high, i);
-}
-template <class T>
-void unlift(const T* low, const T* highBefore, const T* high, const T* evenBefore, T* odd, T* even, ptrdiff_t count) {
-#pragma GCC ivdep
-  for (ptrdiff_t i = 0; i < count; i++) unliftRow(low, highBefore, high, evenBefore, odd, even, i);
-}
-
-// Rows of callers may overlap in any way: then the elements are taken one by one.
-template <class T>
-void liftAny(const T* even, const T* odd, const T* nextEven, T* low, const T* highBefore, T* high, int count) {
-  const size_t bytes = static_cast<size_t>(count) * sizeof(T);
-  if (allApart(low, bytes, even, odd, nextEven, highBefore, high) &&
-      allApart(high, bytes, even, odd, nextEven, highBefore))
-    return lift(even, odd, nextEven, low, highBefore, high, count);
-  for (ptrdiff_t i = 0; i < count; i++) liftRow(even, odd, nextEven, low, highBefore, high, i);
-}
-template <class T>
-void unliftAny(const T* low, const T* highBefore, const T* high, const T* evenBefore, T* odd, T* even, int count) {
-  const size_t bytes = static_cast<size_t>(count) * sizeof(T);
-  if (allApart(odd, bytes, low, highBefore, high, evenBefore, even) &&
-      allApart(even, bytes, low, highBefore, high, evenBefore))
-    return unlift(low, highBefore, high, evenBefore, odd, even, count);
-  for (ptrdiff_t i = 0; i < count; i++) unliftRow(low, highBefore, high, evenBefore, odd, even, i);
-}
-
-// Coefficients and samples one by one, straight from a line.
-template <class T, Edges How>
-struct Analysis {
-  using F = Lifting53<T>;
-  Samples<How, T> x;
-  T high(ptrdiff_t j) const { return F::predict(x.odd(j), x.even(j), x.even(j + 1)); }
-  T low(ptrdiff_t j) const { return F::update(x.even(j), high(j - 1), high(j)); }
-};
-template <class T, Edges How>
-struct Synthesis {
-  using F = Lifting53<T>;
-  Coefficients<How, T> c;
-  T even(ptrdiff_t j) const { return F::undoUpdate(c.low(j), c.high(j - 1), c.high(j)); }
-  T odd(ptrdiff_t j) const { return F::undoPredict(c.high(j), even(j), even(j + 1)); }
-};
-
 // The definition, lane by lane.
 template <class T>
 struct Halves;
@@ -109,6 +47,103 @@ struct Lanes53 {
   MOX_INLINE static V update(V even, V a, V b) { return (V)((U)even + H::template quarter<U>(a, b)); }
   MOX_INLINE static V undoUpdate(V low, V a, V b) { return (V)((U)low - H::template quarter<U>(a, b)); }
   MOX_INLINE static V undoPredict(V high, V a, V b) { return (V)((U)high + H::template half<U>(a, b)); }
+};
+
+// One step of the pipeline. Where a row is both in and out, each element is read before it is written.
+template <class T, class F = Lifting53<T>>
+inline void liftRow(const T* even, const T* odd, const T* nextEven, T* low, const T* highBefore, T* high,
+                    ptrdiff_t i) {
+  const T e = get(even, i), h = F::predict(get(odd, i), e, get(nextEven, i)), l = F::update(e, get(highBefore, i), h);
+  put(high, i, h);
+  put(low, i, l);
+}
+template <class T, class F = Lifting53<T>>
+inline void unliftRow(const T* low, const T* highBefore, const T* high, const T* evenBefore, T* odd, T* even,
+                      ptrdiff_t i) {
+  const T before = get(highBefore, i), e = F::undoUpdate(get(low, i), before, get(high, i));
+  const T o = F::undoPredict(before, get(evenBefore, i), e);
+  put(odd, i, o);
+  put(even, i, e);
+}
+
+template <class T, int Bytes>
+MOX_INLINE void liftLanes(const T* even, const T* odd, const T* nextEven, T* low, const T* highBefore, T* high,
+                          ptrdiff_t i) {
+  using L = Lanes53<T, Bytes>;
+  using V = typename L::V;
+  const V e = lanesAt<V>(element(even, i));
+  const V h = L::predict(lanesAt<V>(element(odd, i)), e, lanesAt<V>(element(nextEven, i)));
+  const V l = L::update(e, lanesAt<V>(element(highBefore, i)), h);
+  putLanes(element(high, i), h);
+  putLanes(element(low, i), l);
+}
+template <class T, int Bytes>
+MOX_INLINE void unliftLanes(const T* low, const T* highBefore, const T* high, const T* evenBefore, T* odd, T* even,
+                            ptrdiff_t i) {
+  using L = Lanes53<T, Bytes>;
+  using V = typename L::V;
+  const V before = lanesAt<V>(element(highBefore, i));
+  const V e = L::undoUpdate(lanesAt<V>(element(low, i)), before, lanesAt<V>(element(high, i)));
+  const V o = L::undoPredict(before, lanesAt<V>(element(evenBefore, i)), e);
+  putLanes(element(odd, i), o);
+  putLanes(element(even, i), e);
+}
+
+template <class T>
+void lift(const T* even, const T* odd, const T* nextEven, T* low, const T* highBefore, T* high, ptrdiff_t count) {
+  const auto one = [=](ptrdiff_t i) { liftRow(even, odd, nextEven, low, highBefore, high, i); };
+#if MOX_VECTOR
+  eachVector(
+      low, count, [=]<int Bytes>(ptrdiff_t i) { liftLanes<T, Bytes>(even, odd, nextEven, low, highBefore, high, i); },
+      one);
+#else
+  for (ptrdiff_t i = 0; i < count; i++) one(i);
+#endif
+}
+template <class T>
+void unlift(const T* low, const T* highBefore, const T* high, const T* evenBefore, T* odd, T* even, ptrdiff_t count) {
+  const auto one = [=](ptrdiff_t i) { unliftRow(low, highBefore, high, evenBefore, odd, even, i); };
+#if MOX_VECTOR
+  eachVector(
+      even, count,
+      [=]<int Bytes>(ptrdiff_t i) { unliftLanes<T, Bytes>(low, highBefore, high, evenBefore, odd, even, i); }, one);
+#else
+  for (ptrdiff_t i = 0; i < count; i++) one(i);
+#endif
+}
+
+// Rows of callers may overlap in any way: then the elements are taken one by one.
+template <class T>
+void liftAny(const T* even, const T* odd, const T* nextEven, T* low, const T* highBefore, T* high, int count) {
+  const size_t bytes = static_cast<size_t>(count) * sizeof(T);
+  if (allApart(low, bytes, even, odd, nextEven, highBefore, high) &&
+      allApart(high, bytes, even, odd, nextEven, highBefore))
+    return lift(even, odd, nextEven, low, highBefore, high, count);
+  for (ptrdiff_t i = 0; i < count; i++) liftRow(even, odd, nextEven, low, highBefore, high, i);
+}
+template <class T>
+void unliftAny(const T* low, const T* highBefore, const T* high, const T* evenBefore, T* odd, T* even, int count) {
+  const size_t bytes = static_cast<size_t>(count) * sizeof(T);
+  if (allApart(odd, bytes, low, highBefore, high, evenBefore, even) &&
+      allApart(even, bytes, low, highBefore, high, evenBefore))
+    return unlift(low, highBefore, high, evenBefore, odd, even, count);
+  for (ptrdiff_t i = 0; i < count; i++) unliftRow(low, highBefore, high, evenBefore, odd, even, i);
+}
+
+// Coefficients and samples one by one, straight from a line.
+template <class T, Edges How>
+struct Analysis {
+  using F = Lifting53<T>;
+  Samples<How, T> x;
+  T high(ptrdiff_t j) const { return F::predict(x.odd(j), x.even(j), x.even(j + 1)); }
+  T low(ptrdiff_t j) const { return F::update(x.even(j), high(j - 1), high(j)); }
+};
+template <class T, Edges How>
+struct Synthesis {
+  using F = Lifting53<T>;
+  Coefficients<How, T> c;
+  T even(ptrdiff_t j) const { return F::undoUpdate(c.low(j), c.high(j - 1), c.high(j)); }
+  T odd(ptrdiff_t j) const { return F::undoPredict(c.high(j), even(j), even(j + 1)); }
 };
 
 template <class T, Edges How, int Bytes>
@@ -187,15 +222,13 @@ struct Filter53 {
 
   template <Edges How>
   static bool forwardInBlocks(const Analysis<T, How>& line, T* low, T* high) {
-    return inBlocksOfAnySize(line.x.line.wholePairs(), [&]<int Bytes>() {
-      return ForwardBlocks<T, How, Bytes>(line, low, high);
-    });
+    return inBlocksOfAnySize(line.x.line.wholePairs(),
+                             [&]<int Bytes>() { return ForwardBlocks<T, How, Bytes>(line, low, high); });
   }
   template <Edges How>
   static bool inverseInBlocks(const Synthesis<T, How>& line, T* dst) {
-    return inBlocksOfAnySize(line.c.line.wholePairs(), [&]<int Bytes>() {
-      return InverseBlocks<T, How, Bytes>(line, dst);
-    });
+    return inBlocksOfAnySize(line.c.line.wholePairs(),
+                             [&]<int Bytes>() { return InverseBlocks<T, How, Bytes>(line, dst); });
   }
 
   template <Edges How, class Rows>
@@ -256,9 +289,7 @@ struct Filter53 {
   }
 
  private:
-  static const T* constant(const T* row) {
-    return row;
-  }
+  static const T* constant(const T* row) { return row; }
 };
 
 template <class T>

@@ -10,12 +10,18 @@ using namespace definition;
 
 // Toward zero; what is beyond the range, but for what is above 2^31, becomes -2^31. On x86 that is what there is.
 #if MOX_VECTOR && !defined(MOX_TARGET_IS_neon)
-MOX_INLINE Lanes<Mox32s, 16> converted(Lanes<Mox32f, 16> v) { return (Lanes<Mox32s, 16>)_mm_cvttps_epi32(v); }
+MOX_INLINE Lanes<Mox32s, 16> converted(Lanes<Mox32f, 16> v) {
+  return (Lanes<Mox32s, 16>)_mm_cvttps_epi32(v);
+}
 #if defined(__AVX2__)
-MOX_INLINE Lanes<Mox32s, 32> converted(Lanes<Mox32f, 32> v) { return (Lanes<Mox32s, 32>)_mm256_cvttps_epi32(v); }
+MOX_INLINE Lanes<Mox32s, 32> converted(Lanes<Mox32f, 32> v) {
+  return (Lanes<Mox32s, 32>)_mm256_cvttps_epi32(v);
+}
 #endif
 #if defined(__AVX512BW__)
-MOX_INLINE Lanes<Mox32s, 64> converted(Lanes<Mox32f, 64> v) { return (Lanes<Mox32s, 64>)_mm512_cvttps_epi32(v); }
+MOX_INLINE Lanes<Mox32s, 64> converted(Lanes<Mox32f, 64> v) {
+  return (Lanes<Mox32s, 64>)_mm512_cvttps_epi32(v);
+}
 #endif
 #else
 MOX_INLINE Lanes<Mox32s, 16> converted(Lanes<Mox32f, 16> v) {
@@ -100,10 +106,13 @@ struct Lift {
     putLanes(element(odd3Before, i), L::high(o3));
   }
   void along(ptrdiff_t count) const {
-    ptrdiff_t i = 0;
-    if constexpr (kVectors<A>) i = eachVector<S>(count, [&]<int Bytes>(ptrdiff_t k) { lanes<Bytes>(k); });
+#if MOX_VECTOR
+    if constexpr (kVectors<A>)
+      return eachVector(
+          evenNow, count, [&]<int Bytes>(ptrdiff_t i) { lanes<Bytes>(i); }, [&](ptrdiff_t i) { at(i); });
+#endif
 #pragma GCC ivdep
-    for (; i < count; i++) at(i);
+    for (ptrdiff_t i = 0; i < count; i++) at(i);
   }
   void alongAny(ptrdiff_t count) const {
     const size_t bytes = static_cast<size_t>(count) * sizeof(S);
@@ -158,10 +167,13 @@ struct Unlift {
     putLanes(offsetBy(even4Before, i * ptrdiff_t{sizeof(S)}), L::truncated(e4));
   }
   void along(ptrdiff_t count) const {
-    ptrdiff_t i = 0;
-    if constexpr (kVectors<A>) i = eachVector<S>(count, [&]<int Bytes>(ptrdiff_t k) { lanes<Bytes>(k); });
+#if MOX_VECTOR
+    if constexpr (kVectors<A>)
+      return eachVector(
+          odd3Before, count, [&]<int Bytes>(ptrdiff_t i) { lanes<Bytes>(i); }, [&](ptrdiff_t i) { at(i); });
+#endif
 #pragma GCC ivdep
-    for (; i < count; i++) at(i);
+    for (ptrdiff_t i = 0; i < count; i++) at(i);
   }
   void alongAny(ptrdiff_t count) const {
     const size_t bytes = static_cast<size_t>(count) * sizeof(S);
@@ -225,8 +237,7 @@ struct ForwardBlocks : Lanes97<A, Bytes> {
   }
   MOX_INLINE Pairs<V> load(ptrdiff_t p) const { return pairsAt<V>(line.x.first, 2 * p + line.x.line.phase); }
   MOX_INLINE Pairs<V> beyond(ptrdiff_t p) const {
-    V even = alike<V>(line.x.even(p));
-    even[1] = line.x.even(p + 1);
+    const V even = oneBefore(alike<V>(line.x.even(p)), alike<V>(line.x.even(p + 1)));
     return {even, alike<V>(line.x.odd(p))};
   }
   MOX_INLINE void step(ptrdiff_t p, Pairs<V> x, Pairs<V> next) {
@@ -264,10 +275,8 @@ struct InverseBlocks : Lanes97<A, Bytes> {
     return {lanesAt<V>(element(line.c.lows, p)), lanesAt<V>(element(line.c.highs, p + line.c.line.phase))};
   }
   MOX_INLINE Pairs<V> beyond(ptrdiff_t p) const {
-    V low = alike<V>(line.c.low(p)), high = alike<V>(line.c.high(p));
-    low[1] = line.c.low(p + 1);
-    high[1] = line.c.high(p + 1);
-    return {low, high};
+    return {oneBefore(alike<V>(line.c.low(p)), alike<V>(line.c.low(p + 1))),
+            oneBefore(alike<V>(line.c.high(p)), alike<V>(line.c.high(p + 1)))};
   }
   MOX_INLINE void step(ptrdiff_t p, Pairs<V> c, Pairs<V> next) {
     const V high = after(c.odd, next.odd);

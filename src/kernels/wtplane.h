@@ -201,6 +201,16 @@ struct Level {
            !(roi.y & roi.height & 1);
   }
 
+  // The rows on their way, each at the beginning of a cache line if the buffer has room for that.
+  static Plane<T> ring(const MoxRect& roi, Mox8u* buffer) {
+    constexpr ptrdiff_t kLine = 64;
+    const Plane<T> plane = bufferPlane(roi, buffer);
+    const ptrdiff_t bytes = roi.width * static_cast<ptrdiff_t>(sizeof(T)), step = (bytes + kLine - 1) & -kLine;
+    const ptrdiff_t lead = static_cast<ptrdiff_t>(-reinterpret_cast<uintptr_t>(buffer) % kLine);
+    if (lead + kRing * step > plane.step * roi.height + bytes) return plane;
+    return {reinterpret_cast<T*>(buffer + lead), step};
+  }
+
   struct ForwardSweep {
     Plane<const T> src;
     Plane<T> ring;
@@ -239,7 +249,7 @@ struct Level {
     const Plane<T> copy = bufferPlane(roi, buffer);
     const Bands<T> bands(dst, dstStep, roi);
     if (sweeps(roi)) {
-      const ForwardSweep rows{from, copy, bands, across(roi), {down(roi)}};
+      const ForwardSweep rows{from, ring(roi, buffer), bands, across(roi), {down(roi)}};
       return Filter::template forwardColumns<Edges::mirrored>(rows, roi.height, roi.y & 1, roi.width);
     }
     for (ptrdiff_t y = 0; y < roi.height; y++)
@@ -258,7 +268,7 @@ struct Level {
     const Plane<T> to{dst, dstStep}, copy = bufferPlane(roi, buffer);
     const Bands<const T> bands(src, srcStep, roi);
     if (sweeps(roi)) {
-      const InverseSweep rows{bands, copy, to, across(roi), {down(roi)}};
+      const InverseSweep rows{bands, ring(roi, buffer), to, across(roi), {down(roi)}};
       return Filter::template inverseColumns<Edges::mirrored>(rows, roi.height, roi.y & 1, roi.width);
     }
     for (ptrdiff_t y = 0; y < roi.height; y++) {

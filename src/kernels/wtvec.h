@@ -126,16 +126,22 @@ MOX_INLINE bool inBlocksOfAnySize([[maybe_unused]] ptrdiff_t pairs, [[maybe_unus
   return false;
 }
 
-// Calls `step` for vectors along a row, each element once. Returns how far it has come.
-template <class T, class Step>
-MOX_INLINE ptrdiff_t eachVector([[maybe_unused]] ptrdiff_t count, [[maybe_unused]] const Step& step) {
-  ptrdiff_t i = 0;
 #if MOX_VECTOR
-  constexpr ptrdiff_t kMost = VMax::kBytes / sizeof(T), kLeast = V128::kBytes / sizeof(T);
+// Covers a row, each element once: `step` is for vectors, `one` for elements. The widest vectors are aligned with
+// what lies at `written`: stores that straddle cache lines are slow.
+template <class T, class Step, class One>
+MOX_INLINE void eachVector(const T* written, ptrdiff_t count, const Step& step, const One& one) {
+  constexpr ptrdiff_t kSize = sizeof(T), kMost = VMax::kBytes / kSize, kLeast = V128::kBytes / kSize;
+  ptrdiff_t i = 0;
+  if (count >= 2 * kMost) {
+    const ptrdiff_t lead = static_cast<ptrdiff_t>(-reinterpret_cast<uintptr_t>(written) % VMax::kBytes) / kSize;
+    for (; i < lead % kLeast; i++) one(i);
+    for (; i < lead; i += kLeast) step.template operator()<V128::kBytes>(i);
+  }
   for (; i <= count - kMost; i += kMost) step.template operator()<VMax::kBytes>(i);
   for (; i <= count - kLeast; i += kLeast) step.template operator()<V128::kBytes>(i);
-#endif
-  return i;
+  for (; i < count; i++) one(i);
 }
+#endif
 
 }  // namespace mox::MOX_TARGET
