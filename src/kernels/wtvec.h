@@ -121,7 +121,7 @@ template <class Make>
 MOX_INLINE bool inBlocksOfAnySize([[maybe_unused]] ptrdiff_t pairs, [[maybe_unused]] const Make& make) {
 #if MOX_VECTOR
   if (inBlocks(make.template operator()<VMax::kBytes>(), pairs)) return true;
-  if constexpr (VMax::kBytes > V128::kBytes) return inBlocks(make.template operator()<V128::kBytes>(), pairs);
+  if constexpr (!std::is_same_v<VMax, V128>) return inBlocks(make.template operator()<V128::kBytes>(), pairs);
 #endif
   return false;
 }
