@@ -3,6 +3,7 @@
 // targets.
 #pragma once
 
+#include <type_traits>
 #include <utility>
 
 #include "kernels/vec.h"
