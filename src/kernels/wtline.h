@@ -1,10 +1,10 @@
 // What the kernels of both wavelets share: unaligned elements, mirrored positions, lines taken apart and put
 // together.
 //
-// A line is filtered by pairs: pair j is the sample at the even coordinate, position 2j + phase, and the one behind it.
-// At phase 1 the line begins with the latter half of pair -1. What has no filter in wtvec.h goes through local arrays,
-// in pieces of kPiece pairs. All loops that matter there run over independent elements; the compiler's vectoriser
-// (switched on for these files) makes of them what the target has.
+// A line is filtered by pairs: pair j is the sample at the even coordinate, position 2j + phase, and the one behind
+// it. At phase 1 the line begins with the latter half of pair -1. What has no filter in wtvec.h goes through local
+// arrays, in pieces of kPiece pairs. All loops that matter there run over independent elements; the compiler's
+// vectoriser (switched on for these files) makes of them what the target has.
 #pragma once
 
 #include <algorithm>
