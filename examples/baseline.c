@@ -5,7 +5,13 @@
  */
 #include "example.h"
 
-enum { kBlocksWide = 6, kBlocksHigh = 4, kWidth = 8 * kBlocksWide, kHeight = 8 * kBlocksHigh, kBlocks = kBlocksWide * kBlocksHigh };
+enum {
+  kBlocksWide = 6,
+  kBlocksHigh = 4,
+  kWidth = 8 * kBlocksWide,
+  kHeight = 8 * kBlocksHigh,
+  kBlocks = kBlocksWide * kBlocksHigh
+};
 
 static Mox8u picture[kHeight][kWidth], decoded[kHeight][kWidth];
 static Mox16s coefficients[kBlocks][64];
@@ -16,16 +22,16 @@ typedef struct Table {
   Mox8u bits[16], values[256];
 } Table;
 
-static Table tableFor(const int32_t *counts) {
+static Table tableFor(const int32_t* counts) {
   Table table;
   must(moxiEncodeHuffmanRawTableInit_JPEG_8u(counts, table.bits, table.values), "an optimal table");
   return table;
 }
 
 /* Returns the number of bytes. */
-static int32_t encode(const Table *dc, const Table *ac) {
+static int32_t encode(const Table* dc, const Table* ac) {
   MoxEncodeHuffmanSpec *dcCode, *acCode;
-  MoxEncodeHuffmanState *state;
+  MoxEncodeHuffmanState* state;
   Mox16s lastDc = 0; /* DC coefficients are coded as differences from the block before */
   int32_t position = 0;
   int i;
@@ -33,7 +39,8 @@ static int32_t encode(const Table *dc, const Table *ac) {
   must(moxiEncodeHuffmanSpecInitAlloc_JPEG_8u(ac->bits, ac->values, &acCode), "the AC code");
   must(moxiEncodeHuffmanStateInitAlloc_JPEG_8u(&state), "the state");
   for (i = 0; i < kBlocks; i++)
-    must(moxiEncodeHuffman8x8_JPEG_16s1u_C1(coefficients[i], data, sizeof data, &position, &lastDc, dcCode, acCode, state, 0),
+    must(moxiEncodeHuffman8x8_JPEG_16s1u_C1(coefficients[i], data, sizeof data, &position, &lastDc, dcCode, acCode,
+                                            state, 0),
          "the coding of a block");
   /* The last byte is filled up with ones: a marker must begin on a byte. */
   must(moxiEncodeHuffman8x8_JPEG_16s1u_C1(NULL, data, sizeof data, &position, NULL, NULL, NULL, state, 1), "the end");
@@ -43,9 +50,9 @@ static int32_t encode(const Table *dc, const Table *ac) {
   return position;
 }
 
-static void decode(const Table *dc, const Table *ac, int32_t length, const Mox16u *steps) {
+static void decode(const Table* dc, const Table* ac, int32_t length, const Mox16u* steps) {
   MoxDecodeHuffmanSpec *dcCode, *acCode;
-  MoxDecodeHuffmanState *state;
+  MoxDecodeHuffmanState* state;
   Mox16s block[64], lastDc = 0;
   int32_t position = 0, marker = 0;
   int i;
@@ -56,8 +63,9 @@ static void decode(const Table *dc, const Table *ac, int32_t length, const Mox16
     must(moxiDecodeHuffman8x8_JPEG_1u16s_C1(data, length, &position, block, &lastDc, &marker, dcCode, acCode, state),
          "the decoding of a block");
     /* Rows of the picture are kWidth bytes apart. */
-    must(moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(block, &decoded[i / kBlocksWide * 8][i % kBlocksWide * 8], kWidth, steps),
-         "the inverse transform");
+    must(
+        moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(block, &decoded[i / kBlocksWide * 8][i % kBlocksWide * 8], kWidth, steps),
+        "the inverse transform");
   }
   moxiDecodeHuffmanStateFree_JPEG_8u(state);
   moxiDecodeHuffmanSpecFree_JPEG_8u(acCode);
@@ -81,8 +89,8 @@ int main(void) {
   must(moxiQuantInvTableInit_JPEG_8u16u(raw, steps), "the decoder's table");
 
   for (i = 0; i < kBlocks; i++)
-    must(moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(&picture[i / kBlocksWide * 8][i % kBlocksWide * 8], kWidth, coefficients[i],
-                                             reciprocals),
+    must(moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(&picture[i / kBlocksWide * 8][i % kBlocksWide * 8], kWidth,
+                                             coefficients[i], reciprocals),
          "the transform");
 
   /* First pass: which symbols there are. */

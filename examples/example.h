@@ -7,7 +7,7 @@
 #include <stdlib.h>
 
 /* Ends the program where a call fails. Statuses above 0 are notices: a decoder has met the marker behind its data. */
-static void must(MoxStatus status, const char *what) {
+static void must(MoxStatus status, const char* what) {
   if (status >= moxStatusOk) return;
   fprintf(stderr, "%s: status %d\n", what, (int)status);
   exit(EXIT_FAILURE);

@@ -22,21 +22,21 @@ static Mox32s number(Mox32s word) {
 }
 
 /* Codes a block and puts what a decoder makes of it in its place. Returns the number of bytes. */
-static int32_t throughCoder(MoxJ2KEncodeState *state, Mox8u *buffer, Mox32s *block, int subband) {
+static int32_t throughCoder(MoxJ2KEncodeState* state, Mox8u* buffer, Mox32s* block, int subband) {
   Mox32s words[kHalf][kHalf];
   int32_t planes, passes, segments, more, length = sizeof data;
   int x, y;
   for (y = 0; y < kHalf; y++)
     for (x = 0; x < kHalf; x++) words[y][x] = signMagnitude(block[y * kSize + x]);
-  must(moxiEncodeLoadCodeBlock_JPEG2K_32s_C1R(words[0], sizeof words[0], kHalf, kHalf, state, subband, 31, moxJ2KTermFlush, 0, 0,
-                                              &planes, &passes, &segments),
+  must(moxiEncodeLoadCodeBlock_JPEG2K_32s_C1R(words[0], sizeof words[0], kHalf, kHalf, state, subband, 31,
+                                              moxJ2KTermFlush, 0, 0, &planes, &passes, &segments),
        "the coding of a block");
   must(moxiEncodeStoreBits_JPEG2K_1u(data, &length, state, &more), "the code string");
   if (more) exit(EXIT_FAILURE);
 
   memset(words, 0, sizeof words);
-  must(moxiDecodeCodeBlock_JPEG2K_1u32s_C1R(data, words[0], sizeof words[0], kHalf, kHalf, subband, planes, passes, &length,
-                                            segments, 0, NULL, buffer),
+  must(moxiDecodeCodeBlock_JPEG2K_1u32s_C1R(data, words[0], sizeof words[0], kHalf, kHalf, subband, planes, passes,
+                                            &length, segments, 0, NULL, buffer),
        "the decoding of a block");
   for (y = 0; y < kHalf; y++)
     for (x = 0; x < kHalf; x++) block[y * kSize + x] = number(words[y][x]);
@@ -46,7 +46,7 @@ static int32_t throughCoder(MoxJ2KEncodeState *state, Mox8u *buffer, Mox32s *blo
 
 int main(void) {
   const MoxRect whole = {0, 0, kSize, kSize};
-  MoxJ2KEncodeState *state;
+  MoxJ2KEncodeState* state;
   Mox8u *waveletBuffer, *blockBuffer;
   int32_t waveletSize, blockSize, bytes = 0;
   int x, y, subband;

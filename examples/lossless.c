@@ -1,6 +1,6 @@
 /*
- * Lossless JPEG coding (ITU-T T.81 Annex H) of a 12-bit grey picture: each sample is predicted from its neighbours, and the
- * difference coded by its category and value bits.
+ * Lossless JPEG coding (ITU-T T.81 Annex H) of a 12-bit grey picture: each sample is predicted from its neighbours,
+ * and the difference coded by its category and value bits.
  */
 #include <string.h>
 
@@ -9,7 +9,8 @@
 enum { kWidth = 61, kHeight = 40, kBits = 12, kPoint = 0, kPredictor = 7 };
 
 static Mox16s picture[kHeight][kWidth], differences[kHeight][kWidth], decoded[kHeight][kWidth];
-static Mox8u data[kWidth * kHeight * 8 + 2]; /* a difference takes at most 8 bytes, the end 2: never full, never unreported */
+static Mox8u
+    data[kWidth * kHeight * 8 + 2]; /* a difference takes at most 8 bytes, the end 2: never full, never unreported */
 
 static void predict(void) {
   int y;
@@ -19,28 +20,30 @@ static void predict(void) {
     must(moxiDiffPredRow_JPEG_16s_C1(picture[y], picture[y - 1], differences[y], kWidth, kPredictor), "a row");
 }
 
-static int32_t encode(Mox8u *bits, Mox8u *values) {
-  MoxEncodeHuffmanSpec *code;
-  MoxEncodeHuffmanState *state;
+static int32_t encode(Mox8u* bits, Mox8u* values) {
+  MoxEncodeHuffmanSpec* code;
+  MoxEncodeHuffmanState* state;
   int32_t counts[256] = {0}, position = 0;
   int x, y;
   for (y = 0; y < kHeight; y++)
-    for (x = 0; x < kWidth; x++) must(moxiGetHuffmanStatisticsOne_JPEG_16s_C1(&differences[y][x], counts), "the statistics");
+    for (x = 0; x < kWidth; x++)
+      must(moxiGetHuffmanStatisticsOne_JPEG_16s_C1(&differences[y][x], counts), "the statistics");
   must(moxiEncodeHuffmanRawTableInit_JPEG_8u(counts, bits, values), "an optimal table");
   must(moxiEncodeHuffmanSpecInitAlloc_JPEG_8u(bits, values, &code), "the code");
   must(moxiEncodeHuffmanStateInitAlloc_JPEG_8u(&state), "the state");
   for (y = 0; y < kHeight; y++)
     for (x = 0; x < kWidth; x++)
-      must(moxiEncodeHuffmanOne_JPEG_16s1u_C1(&differences[y][x], data, sizeof data, &position, code, state, 0), "a difference");
+      must(moxiEncodeHuffmanOne_JPEG_16s1u_C1(&differences[y][x], data, sizeof data, &position, code, state, 0),
+           "a difference");
   must(moxiEncodeHuffmanOne_JPEG_16s1u_C1(NULL, data, sizeof data, &position, NULL, state, 1), "the end");
   moxiEncodeHuffmanStateFree_JPEG_8u(state);
   moxiEncodeHuffmanSpecFree_JPEG_8u(code);
   return position;
 }
 
-static void decode(const Mox8u *bits, const Mox8u *values, int32_t length) {
-  MoxDecodeHuffmanSpec *code;
-  MoxDecodeHuffmanState *state;
+static void decode(const Mox8u* bits, const Mox8u* values, int32_t length) {
+  MoxDecodeHuffmanSpec* code;
+  MoxDecodeHuffmanState* state;
   Mox16s row[kWidth];
   int32_t position = 0, marker = 0;
   int x, y;
@@ -48,7 +51,8 @@ static void decode(const Mox8u *bits, const Mox8u *values, int32_t length) {
   must(moxiDecodeHuffmanStateInitAlloc_JPEG_8u(&state), "the state");
   for (y = 0; y < kHeight; y++) {
     for (x = 0; x < kWidth; x++)
-      must(moxiDecodeHuffmanOne_JPEG_1u16s_C1(data, length, &position, &row[x], &marker, code, state), "a difference");
+      must(moxiDecodeHuffmanOne_JPEG_1u16s_C1(data, length, &position, &row[x], &marker, code, state),
+           "a difference");
     if (y == 0)
       must(moxiReconstructPredFirstRow_JPEG_16s_C1(row, decoded[0], kWidth, kBits, kPoint), "the first row");
     else

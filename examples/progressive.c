@@ -1,7 +1,7 @@
 /*
- * Progressive JPEG coding (ITU-T T.81 Annex G) of one component's coefficients in five scans: all DC coefficients without
- * their lowest bit, AC coefficients without theirs in two bands, and the missing bits. Each scan has its own entropy-coded
- * segment and, but for the refinement of DC, its own Huffman table, made from its statistics.
+ * Progressive JPEG coding (ITU-T T.81 Annex G) of one component's coefficients in five scans: all DC coefficients
+ * without their lowest bit, AC coefficients without theirs in two bands, and the missing bits. Each scan has its own
+ * entropy-coded segment and, but for the refinement of DC, its own Huffman table, made from its statistics.
  */
 #include <string.h>
 
@@ -19,23 +19,25 @@ static const Scan scans[] = {{0, 0, 0, 1}, {1, 5, 0, 1}, {6, 63, 0, 1}, {0, 0, 1
 static Mox16s blocks[kBlocks][64], decoded[kBlocks][64];
 static Mox8u data[kBlocks * 64 * 8];
 
-/* One function a kind of scan. A flush, at the end, writes the pending run of empty blocks and fills up the last byte. */
-static MoxStatus put(const Scan *s, const Mox16s *block, int32_t *position, Mox16s *lastDc, const MoxEncodeHuffmanSpec *code,
-                     MoxEncodeHuffmanState *state, int flush) {
+/* One function a kind of scan. A flush, at the end, writes the pending run of empty blocks and fills up the last
+ * byte. */
+static MoxStatus put(const Scan* s, const Mox16s* block, int32_t* position, Mox16s* lastDc,
+                     const MoxEncodeHuffmanSpec* code, MoxEncodeHuffmanState* state, int flush) {
   if (s->start == 0 && s->high == 0)
-    return moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(block, data, sizeof data, position, lastDc, s->low, code, state, flush);
+    return moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(block, data, sizeof data, position, lastDc, s->low, code, state,
+                                                      flush);
   if (s->start == 0)
     return moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(block, data, sizeof data, position, s->low, state, flush);
   if (s->high == 0)
-    return moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(block, data, sizeof data, position, s->start, s->end, s->low, code, state,
-                                                      flush);
-  return moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(block, data, sizeof data, position, s->start, s->end, s->low, code, state,
-                                                     flush);
+    return moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(block, data, sizeof data, position, s->start, s->end, s->low,
+                                                      code, state, flush);
+  return moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(block, data, sizeof data, position, s->start, s->end, s->low,
+                                                     code, state, flush);
 }
 
 /* The same symbols, counted. */
-static MoxStatus count(const Scan *s, const Mox16s *block, int32_t *counts, Mox16s *lastDc, MoxEncodeHuffmanState *state,
-                       int flush) {
+static MoxStatus count(const Scan* s, const Mox16s* block, int32_t* counts, Mox16s* lastDc,
+                       MoxEncodeHuffmanState* state, int flush) {
   if (s->start == 0) {
     if (flush || s->high > 0) return moxStatusOk; /* bits of a refinement have no symbols, and DC has no runs */
     return moxiGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(block, counts, lastDc, s->low);
@@ -46,22 +48,23 @@ static MoxStatus count(const Scan *s, const Mox16s *block, int32_t *counts, Mox1
 }
 
 /* A scan adds to what the scans before have left in the block. */
-static MoxStatus take(const Scan *s, int32_t length, int32_t *position, Mox16s *block, Mox16s *lastDc, int32_t *marker,
-                      const MoxDecodeHuffmanSpec *code, MoxDecodeHuffmanState *state) {
+static MoxStatus take(const Scan* s, int32_t length, int32_t* position, Mox16s* block, Mox16s* lastDc,
+                      int32_t* marker, const MoxDecodeHuffmanSpec* code, MoxDecodeHuffmanState* state) {
   if (s->start == 0 && s->high == 0)
-    return moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(data, length, position, block, lastDc, marker, s->low, code, state);
+    return moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(data, length, position, block, lastDc, marker, s->low, code,
+                                                      state);
   if (s->start == 0)
     return moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(data, length, position, block, marker, s->low, state);
   if (s->high == 0)
-    return moxiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(data, length, position, block, marker, s->start, s->end, s->low, code,
-                                                      state);
-  return moxiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(data, length, position, block, marker, s->start, s->end, s->low, code,
-                                                     state);
+    return moxiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(data, length, position, block, marker, s->start, s->end, s->low,
+                                                      code, state);
+  return moxiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(data, length, position, block, marker, s->start, s->end, s->low,
+                                                     code, state);
 }
 
-static int32_t encodeScan(const Scan *s, Mox8u *bits, Mox8u *values) {
-  MoxEncodeHuffmanState *state;
-  MoxEncodeHuffmanSpec *code;
+static int32_t encodeScan(const Scan* s, Mox8u* bits, Mox8u* values) {
+  MoxEncodeHuffmanState* state;
+  MoxEncodeHuffmanSpec* code;
   int32_t counts[256] = {0}, position = 0;
   Mox16s lastDc = 0;
   int i;
@@ -78,9 +81,9 @@ static int32_t encodeScan(const Scan *s, Mox8u *bits, Mox8u *values) {
   return position;
 }
 
-static void decodeScan(const Scan *s, const Mox8u *bits, const Mox8u *values, int32_t length) {
-  MoxDecodeHuffmanState *state;
-  MoxDecodeHuffmanSpec *code;
+static void decodeScan(const Scan* s, const Mox8u* bits, const Mox8u* values, int32_t length) {
+  MoxDecodeHuffmanState* state;
+  MoxDecodeHuffmanSpec* code;
   int32_t position = 0, marker = 0;
   Mox16s lastDc = 0;
   int i;

@@ -1,5 +1,5 @@
-// Single differences: any bytes through the decoder with any table, and whatever it gives through the encoder and back; the
-// same numbers as rows through every predictor and back.
+// Single differences: any bytes through the decoder with any table, and whatever it gives through the encoder and
+// back; the same numbers as rows through every predictor and back.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -74,8 +74,8 @@ void encodeAndBack(const std::vector<Mox16s>& differences, std::uint8_t length) 
   std::vector<Mox8u> segment(8 * differences.size() + 2);
   std::int32_t position = 0;
   for (const Mox16s difference : differences)
-    moxiEncodeHuffmanOne_JPEG_16s1u_C1(&difference, segment.data(), static_cast<std::int32_t>(segment.size()), &position,
-                                       encoder.get(), state.get(), 0);
+    moxiEncodeHuffmanOne_JPEG_16s1u_C1(&difference, segment.data(), static_cast<std::int32_t>(segment.size()),
+                                       &position, encoder.get(), state.get(), 0);
   moxiEncodeHuffmanOne_JPEG_16s1u_C1(nullptr, segment.data(), static_cast<std::int32_t>(segment.size()), &position,
                                      nullptr, state.get(), 1);
   const std::vector<Mox16s> back = decoded(segment.data(), static_cast<std::size_t>(position), decoder.get());
@@ -87,7 +87,8 @@ void predictAndBack(const std::vector<Mox16s>& numbers) {
   const std::size_t half = numbers.size() / 2;
   if (half == 0) return;
   const std::int32_t width = static_cast<std::int32_t>(half);
-  const std::vector<Mox16s> row(numbers.begin(), numbers.begin() + width), above(numbers.end() - width, numbers.end());
+  const std::vector<Mox16s> row(numbers.begin(), numbers.begin() + width),
+      above(numbers.end() - width, numbers.end());
   std::vector<Mox16s> differences(half), rebuilt(half);
   for (int predictor = 1; predictor <= 7; predictor++) {
     moxiDiffPredRow_JPEG_16s_C1(row.data(), above.data(), differences.data(), width, predictor);

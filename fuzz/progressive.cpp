@@ -1,5 +1,5 @@
-// The functions of progressive scans: the decoders on any bytes with any tables, and what the encoders make of the blocks
-// that come out, which the decoders must give back.
+// The functions of progressive scans: the decoders on any bytes with any tables, and what the encoders make of the
+// blocks that come out, which the decoders must give back.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -63,10 +63,12 @@ struct Decoder {
     auto* const spec = table.as<const MoxDecodeHuffmanSpec>();
     auto* const s = state.as<MoxDecodeHuffmanState>();
     if (scan.dc)
-      return scan.refine ? moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(src, length, &position, dst, &marker, scan.low, s)
-                         : moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(src, length, &position, dst, &lastDC, &marker,
-                                                                      scan.low, spec, s);
-    const auto decode = scan.refine ? moxiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1 : moxiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1;
+      return scan.refine
+                 ? moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(src, length, &position, dst, &marker, scan.low, s)
+                 : moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(src, length, &position, dst, &lastDC, &marker, scan.low,
+                                                              spec, s);
+    const auto decode =
+        scan.refine ? moxiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1 : moxiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1;
     return decode(src, length, &position, dst, &marker, scan.start, scan.end, scan.low, spec, s);
   }
 };
@@ -84,8 +86,9 @@ std::vector<Mox8u> encode(const Scan& scan, const Image& image, DecodeTable& tab
     const Mox16s* const src = flush ? nullptr : &image[static_cast<std::size_t>(n) * 64];
     MoxStatus status = moxStatusOk;
     if (!scan.dc)
-      status = (scan.refine ? moxiGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1 : moxiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1)(
-          src, counts, scan.start, scan.end, scan.low, c, flush);
+      status = (scan.refine ? moxiGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1
+                            : moxiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1)(src, counts, scan.start, scan.end,
+                                                                               scan.low, c, flush);
     else if (!scan.refine && !flush)
       status = moxiGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(src, counts, &lastDC, scan.low);
     if (status == moxStatusCoefficientRange) return {};
@@ -105,12 +108,14 @@ std::vector<Mox8u> encode(const Scan& scan, const Image& image, DecodeTable& tab
     const Mox16s* const src = flush ? nullptr : &image[static_cast<std::size_t>(n) * 64];
     MoxStatus status;
     if (scan.dc)
-      status = scan.refine ? moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(src, segment.data(), length, &position, scan.low, s, flush)
-                           : moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(src, segment.data(), length, &position, &lastDC,
-                                                                        scan.low, spec, s, flush);
+      status = scan.refine ? moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(src, segment.data(), length, &position,
+                                                                         scan.low, s, flush)
+                           : moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(src, segment.data(), length, &position,
+                                                                        &lastDC, scan.low, spec, s, flush);
     else
-      status = (scan.refine ? moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1 : moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1)(
-          src, segment.data(), length, &position, scan.start, scan.end, scan.low, spec, s, flush);
+      status =
+          (scan.refine ? moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1 : moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1)(
+              src, segment.data(), length, &position, scan.start, scan.end, scan.low, spec, s, flush);
     if (status) std::abort();  // there is a code for everything, and room
   }
   segment.resize(static_cast<std::size_t>(position));

@@ -13,7 +13,9 @@ namespace mox {
 inline constexpr int kZeroRun = 0xF0;  // the symbol of 16 zeros (ZRL)
 
 // Magnitude category of a value or DC difference: the number of bits of |value|, up to 16.
-constexpr int category(int value) { return std::bit_width(static_cast<uint32_t>(value < 0 ? -value : value)); }
+constexpr int category(int value) {
+  return std::bit_width(static_cast<uint32_t>(value < 0 ? -value : value));
+}
 
 // The bits that follow the code of a category: the value's own, or those of value - 1 if it is negative.
 constexpr uint32_t valueBits(int value, int category) {
@@ -30,8 +32,8 @@ static_assert(category(-32768) == 16 && category(65535) == 16 && category(-65535
 static_assert(valueBits(-3, 2) == 0 && valueBits(3, 2) == 3 && valueBits(-65535, 16) == 0);
 static_assert(extend(0, 1) == -1 && extend(1, 1) == 1 && extend(0, 15) == -32767 && extend(3, 3) == -4);
 
-// Appends bits to a destination. `low` holds the pending ones left-aligned under bit 23, so that the next byte is always
-// bits 16 to 23; the bytes written before stay above them, as far as 32 bits reach.
+// Appends bits to a destination. `low` holds the pending ones left-aligned under bit 23, so that the next byte is
+// always bits 16 to 23; the bytes written before stay above them, as far as 32 bits reach.
 class BitWriter {
  public:
   BitWriter(Mox8u* dst, int32_t length, int32_t position, const EncodeState& state)
@@ -113,8 +115,8 @@ inline constexpr MoxStatus kRanOut = static_cast<MoxStatus>(-256);
 // Takes bits from a source. The last `count` bits of the accumulator are unread; the bytes before stay above them, as
 // far as 32 bits reach.
 //
-// The direct reader (Direct) differs from the buffered one in three ways: a lookup with fewer than 8 bits pads them with
-// zeros, bits that are not to be had give kRanOut for a symbol, and a code that no length knows is an error.
+// The direct reader (Direct) differs from the buffered one in three ways: a lookup with fewer than 8 bits pads them
+// with zeros, bits that are not to be had give kRanOut for a symbol, and a code that no length knows is an error.
 //
 // The wide reader (Wide), which the AC decoders of progressive scans use, shifts its bytes through all 64 bits of the
 // accumulator; it loads as the others do, but takes up to 64 bits that a state brings along.
@@ -209,8 +211,8 @@ class BitReader {
     return moxStatusOk;
   }
 
-  // A code of at least `size` bits, found through the per-length arrays. The seventeenth bit is taken before a code is
-  // given up as unknown.
+  // A code of at least `size` bits, found through the per-length arrays. The seventeenth bit is taken before a code
+  // is given up as unknown.
   MoxStatus longSymbol(const DecodeSpec& table, int size, int& symbol) {
     uint32_t code = 0;
     if (const MoxStatus bad = take(size, code)) return Direct ? kRanOut : bad;

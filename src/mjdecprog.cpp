@@ -9,8 +9,12 @@ MoxStatus moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(const Mox8u* pSrc, int32_t 
                                                      Mox16s* pDst, Mox16s* pLastDC, int32_t* pMarker, int32_t Al,
                                                      const MoxDecodeHuffmanSpec* pDCTable,
                                                      MoxDecodeHuffmanState* pState) {
-  if (const MoxStatus bad = Check().pointers(pSrc).length(srcLen).pointers(pSrcCurPos, pDst, pLastDC, pMarker).argument(
-          isPointTransform(Al)).pointers(pDCTable, pState))
+  if (const MoxStatus bad = Check()
+                                .pointers(pSrc)
+                                .length(srcLen)
+                                .pointers(pSrcCurPos, pDst, pLastDC, pMarker)
+                                .argument(isPointTransform(Al))
+                                .pointers(pDCTable, pState))
     return bad;
   if (const MoxStatus bad = Check().argument(*pSrcCurPos >= 0)) return bad;
   return kernels::progDecode().dcFirst(pSrc, srcLen, pSrcCurPos, pDst, pLastDC, pMarker, Al, pDCTable, pState);
@@ -19,8 +23,12 @@ MoxStatus moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(const Mox8u* pSrc, int32_t 
 MoxStatus moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos,
                                                       Mox16s* pDst, int32_t* pMarker, int32_t Al,
                                                       MoxDecodeHuffmanState* pState) {
-  if (const MoxStatus bad = Check().pointers(pSrc).length(srcLen).pointers(pSrcCurPos, pDst, pMarker).argument(
-          isPointTransform(Al)).pointers(pState))
+  if (const MoxStatus bad = Check()
+                                .pointers(pSrc)
+                                .length(srcLen)
+                                .pointers(pSrcCurPos, pDst, pMarker)
+                                .argument(isPointTransform(Al))
+                                .pointers(pState))
     return bad;
   if (const MoxStatus bad = Check().argument(*pSrcCurPos >= 0)) return bad;
   return kernels::progDecode().dcRefine(pSrc, srcLen, pSrcCurPos, pDst, pMarker, Al, pState);
@@ -31,8 +39,12 @@ namespace {
 template <auto Kernel>
 MoxStatus ownmjDecodeAC(const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, int32_t* pMarker,
                         Band band, const MoxDecodeHuffmanSpec* pACTable, MoxDecodeHuffmanState* pState) {
-  if (const MoxStatus bad = Check().pointers(pSrc).length(srcLen).pointers(pSrcCurPos, pDst, pMarker).argument(
-          isBand(band)).pointers(pACTable, pState))
+  if (const MoxStatus bad = Check()
+                                .pointers(pSrc)
+                                .length(srcLen)
+                                .pointers(pSrcCurPos, pDst, pMarker)
+                                .argument(isBand(band))
+                                .pointers(pACTable, pState))
     return bad;
   if (const MoxStatus bad = Check().argument(*pSrcCurPos >= 0)) return bad;
   return (kernels::progDecode().*Kernel)(pSrc, srcLen, pSrcCurPos, pDst, pMarker, band, pACTable, pState);

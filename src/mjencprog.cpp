@@ -37,7 +37,8 @@ MoxStatus ownmjEncodeAC(const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t
 }
 
 template <auto Kernel>
-MoxStatus ownmjCountAC(const Mox16s* pSrc, int32_t* pACFreq, Band band, MoxEncodeHuffmanState* pState, int32_t flush) {
+MoxStatus ownmjCountAC(const Mox16s* pSrc, int32_t* pACFreq, Band band, MoxEncodeHuffmanState* pState,
+                       int32_t flush) {
   if (const MoxStatus bad = Check().pointers(pACFreq, pState)) return bad;
   if (flush) return definition::flushCounts(pACFreq, pState);
   if (const MoxStatus bad = Check().pointers(pSrc).argument(isBand(band))) return bad;

@@ -48,4 +48,6 @@ MoxStatus moxZero16s(Mox16s* dst, int32_t count) {
 
 }  // namespace mox
 
-const MoxLibraryVersion* moxjGetLibVersion(void) { return &mox::kVersion; }
+const MoxLibraryVersion* moxjGetLibVersion(void) {
+  return &mox::kVersion;
+}

@@ -63,8 +63,8 @@ class CodeSizes {
   int next_[kSymbols + 1];
 };
 
-// Moves codes that are too long up the tree (figure K.3): a pair of them leaves its prefix, which becomes a code, one bit
-// shorter, in place of one of them; the other goes beside a shorter code, which becomes the prefix of both.
+// Moves codes that are too long up the tree (figure K.3): a pair of them leaves its prefix, which becomes a code, one
+// bit shorter, in place of one of them; the other goes beside a shorter code, which becomes the prefix of both.
 void limitSizes(int counts[kLongest + 1]) {
   for (int i = kLongest; i > kLongestAllowed; i--)
     while (counts[i] > 0) {

@@ -10,8 +10,8 @@
 
 namespace mox {
 
-// Row `y` of a region whose rows lie `step` bytes apart; rows above the first have negative numbers. The byte offset is
-// formed in ptrdiff_t: no size overflows it.
+// Row `y` of a region whose rows lie `step` bytes apart; rows above the first have negative numbers. The byte offset
+// is formed in ptrdiff_t: no size overflows it.
 template <class Pixel>
 Pixel* rowAt(Pixel* first, int32_t step, ptrdiff_t y) {
   using Byte = typename std::conditional<std::is_const<Pixel>::value, const char, char>::type;
@@ -26,9 +26,9 @@ constexpr bool worthThreads(MoxRoiSize roi) {
   return static_cast<int32_t>(static_cast<uint32_t>(roi.width) * static_cast<uint32_t>(roi.height)) > kSerialPixels;
 }
 
-// Calls `row(y)` for every row of the region. Above kSerialPixels the rows are shared out in contiguous blocks among as
-// many threads as the core library's variable asks for at this moment. Rows are independent, so the result is the same
-// for any number of threads; inside a caller's own parallel region OpenMP runs them on the calling thread.
+// Calls `row(y)` for every row of the region. Above kSerialPixels the rows are shared out in contiguous blocks among
+// as many threads as the core library's variable asks for at this moment. Rows are independent, so the result is the
+// same for any number of threads; inside a caller's own parallel region OpenMP runs them on the calling thread.
 template <class Row>
 void forEachRow(MoxRoiSize roi, const Row& row) {
   if (!worthThreads(roi)) {

@@ -1,5 +1,6 @@
-// The Huffman objects: what the opaque types of the public header hold. They live in caller bytes of any alignment (hence
-// packed) that the caller may also look at as bytes (hence may_alias), and are the same on 32-bit and 64-bit machines.
+// The Huffman objects: what the opaque types of the public header hold. They live in caller bytes of any alignment
+// (hence packed) that the caller may also look at as bytes (hence may_alias), and are the same on 32-bit and 64-bit
+// machines.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +13,8 @@ struct [[gnu::packed, gnu::may_alias]] MoxEncodeHuffmanSpec {
   uint32_t code[256];
 };
 
-// A table of a decoder. Lengths index the per-length arrays directly; lastCode is kNoCode where a length has no codes.
+// A table of a decoder. Lengths index the per-length arrays directly; lastCode is kNoCode where a length has no
+// codes.
 struct [[gnu::packed, gnu::may_alias]] MoxDecodeHuffmanSpec {
   uint16_t symbol[256];  // in order of increasing code length
   uint32_t fast[256];    // by the next 8 bits: length << 16 | symbol, 0 when the code is longer
@@ -26,8 +28,8 @@ struct [[gnu::packed, gnu::may_alias]] MoxDecodeHuffmanSpec {
 struct [[gnu::packed, gnu::may_alias]] MoxEncodeHuffmanState {
   uint32_t low, high;
   int32_t pending;
-  int32_t eobRun;              // progressive: blocks whose end-of-band symbol is not yet written
-  int32_t correctionCount;     // progressive: correction bits held for that run
+  int32_t eobRun;           // progressive: blocks whose end-of-band symbol is not yet written
+  int32_t correctionCount;  // progressive: correction bits held for that run
   uint8_t corrections[1024];
   uint32_t fill;
 };

@@ -26,10 +26,10 @@ struct Settings {
   jpeg::DecodeOptions reading;
   j2k::EncodeOptions j2k;
   j2k::DecodeOptions j2kReading;
-  std::string onlyJpeg, onlyJpeg2000;  // an option of `encode` that was given and is for that format alone
+  std::string onlyJpeg, onlyJpeg2000;             // an option of `encode` that was given and is for that format alone
   std::optional<jpeg::LosslessOptions> lossless;  // of JPEG
-  std::string scans;  // file of the scans to write, empty for none; goes into jpeg.script
-  bool sequential = false, strip = false;  // of transcode
+  std::string scans;                              // file of the scans to write, empty for none; goes into jpeg.script
+  bool sequential = false, strip = false;         // of transcode
   Limits limits;
   bool json = false;
   bool quiet = false;

@@ -14,8 +14,8 @@ struct Job {
   Format format;
 };
 
-// For encode, decode and transcode. Everything that is wrong with the names is found here, before any work. Throws Failure
-// (usage).
+// For encode, decode and transcode. Everything that is wrong with the names is found here, before any work. Throws
+// Failure (usage).
 std::vector<Job> planOf(const Settings& settings);
 
 }  // namespace moxj

@@ -8,7 +8,9 @@
 
 namespace mox::MOX_TARGET {
 
-constexpr uint64_t positions(Band band) { return ~uint64_t{0} >> (63 - band.end) & ~uint64_t{0} << band.start; }
+constexpr uint64_t positions(Band band) {
+  return ~uint64_t{0} >> (63 - band.end) & ~uint64_t{0} << band.start;
+}
 static_assert(positions({1, 63, 0}) == ~uint64_t{1} && positions({63, 63, 0}) == uint64_t{1} << 63);
 
 // The n-th (from 0) bit of a mask that is set; 0 if there is none.

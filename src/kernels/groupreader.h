@@ -1,7 +1,7 @@
-// A bit reader that stays in registers and loads its bytes in groups, for the kernel files: at every point it holds what
-// the plain reader would hold, so that a caller may stop anywhere and find the plain reader's position, accumulator, count
-// and marker. What needs a decision (a byte of 0xFF, the end of the source, a marker that has been met, a code that is not
-// in the lookup table) is left to the plain reader itself.
+// A bit reader that stays in registers and loads its bytes in groups, for the kernel files: at every point it holds
+// what the plain reader would hold, so that a caller may stop anywhere and find the plain reader's position,
+// accumulator, count and marker. What needs a decision (a byte of 0xFF, the end of the source, a marker that has been
+// met, a code that is not in the lookup table) is left to the plain reader itself.
 #pragma once
 
 #include "bitio.h"
@@ -19,8 +19,13 @@ class GroupReader {
   static bool takes(const DecodeState& state) { return state.count >= 0 && state.count <= (Wide ? 64 : 32); }
 
   MOX_INLINE GroupReader(const Mox8u* src, int32_t length, int32_t position, int32_t marker, const DecodeState& state)
-      : now_{Wide ? uint64_t{state.high} << 32 | state.low : state.low, state.high, state.count, position, marker,
-             moxStatusOk, moxStatusOk},
+      : now_{Wide ? uint64_t{state.high} << 32 | state.low : state.low,
+             state.high,
+             state.count,
+             position,
+             marker,
+             moxStatusOk,
+             moxStatusOk},
         src_(src),
         length_(length) {}
 
@@ -65,7 +70,8 @@ class GroupReader {
     return moxStatusOk;
   }
 
-  // Appends `wanted` (0 to 63) bits to `bits`, as if taken one by one; if there are fewer, `wanted` becomes their number.
+  // Appends `wanted` (0 to 63) bits to `bits`, as if taken one by one; if there are fewer, `wanted` becomes their
+  // number.
   MOX_INLINE MoxStatus takeEach(int& wanted, uint64_t& bits) {
     if (wanted <= now_.count) [[likely]] {
       bits = bits << wanted | last(wanted);
@@ -135,12 +141,22 @@ class GroupReader {
   // The plain reader goes on from here. By value, so that the reader itself has no address and stays in registers.
   using Plain = BitReader<false, Wide>;
   static Plain plain(const Now& now, const Mox8u* src, int32_t length) {
-    return {src, length, now.position, now.marker, static_cast<uint32_t>(now.bits),
-            Wide ? static_cast<uint32_t>(now.bits >> 32) : now.high, now.count};
+    return {src,
+            length,
+            now.position,
+            now.marker,
+            static_cast<uint32_t>(now.bits),
+            Wide ? static_cast<uint32_t>(now.bits >> 32) : now.high,
+            now.count};
   }
   static Now after(const Now& before, const Plain& in, MoxStatus status) {
-    return {Wide ? uint64_t{in.high} << 32 | in.low : in.low, in.high, in.count, in.position, in.marker,
-            in.notice ? in.notice : before.notice, status};
+    return {Wide ? uint64_t{in.high} << 32 | in.low : in.low,
+            in.high,
+            in.count,
+            in.position,
+            in.marker,
+            in.notice ? in.notice : before.notice,
+            status};
   }
   struct Symbol {
     Now now;

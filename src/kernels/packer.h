@@ -11,7 +11,8 @@
 #if MOX_VECTOR
 namespace mox::MOX_TARGET {
 
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the buffer holds the accumulator's bytes from last to first");
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+              "the buffer holds the accumulator's bytes from last to first");
 
 // Bits on their way into the buffer that ends at `next`: the last `used` of the accumulator are not yet stored, those
 // above are.
@@ -50,11 +51,11 @@ struct Packer {
   MOX_INLINE bool coefficient(const EncodeSpec& table, const Block& block, uint64_t position, uint64_t last) {
     uint64_t distance = position - last;
     while (distance > 16) [[unlikely]] {
-      flush();
-      if (!symbol(table, kZeroRun, 0, 0)) return false;
-      flush();
-      distance -= 16;
-    }
+        flush();
+        if (!symbol(table, kZeroRun, 0, 0)) return false;
+        flush();
+        distance -= 16;
+      }
     const uint64_t width = block.size[position];
     return symbol(table, distance * 16 + width - 16, width, block.bits[position]);
   }
@@ -62,8 +63,8 @@ struct Packer {
   MOX_INLINE static uint64_t lowBits(uint64_t bits, uint64_t count) { return bits & ((uint64_t{1} << count) - 1); }
 };
 
-// The bytes of a block that is flushed so many times: a flush stores eight and keeps at most seven of them, even if the
-// table's bytes are noise. A vector that is read from the last bytes fits too.
+// The bytes of a block that is flushed so many times: a flush stores eight and keeps at most seven of them, even if
+// the table's bytes are noise. A vector that is read from the last bytes fits too.
 template <int Flushes>
 struct PackBuffer {
   static constexpr int kBytes = Flushes * 7 + 8 + 64;
@@ -87,8 +88,8 @@ MOX_INLINE void prefetchBlocks(const Mox16s* src) {
   return out;
 }
 
-// The same with one vector, which holds them all or the first of them; false if there is room for no vector or a byte of
-// 0xFF among them.
+// The same with one vector, which holds them all or the first of them; false if there is room for no vector or a byte
+// of 0xFF among them.
 MOX_INLINE bool appendVector(const uint8_t* end, int count, Mox8u* out, int room) {
   const VMax bytes = reverse8(load<VMax>(end - VMax::kBytes));
   if (room < VMax::kBytes || anyFirstEqual8(bytes, set8<VMax>(-1), count)) [[unlikely]]
@@ -97,8 +98,8 @@ MOX_INLINE bool appendVector(const uint8_t* end, int count, Mox8u* out, int room
   return true;
 }
 
-// The same where `room` bytes of destination are left; null, with nothing written that the definition would not write, if
-// they might be too few.
+// The same where `room` bytes of destination are left; null, with nothing written that the definition would not
+// write, if they might be too few.
 [[gnu::noinline]] inline Mox8u* appendLong(const uint8_t* end, int count, Mox8u* out, int room) {
   constexpr int kStep = VMax::kBytes;
   for (int done = 0; done < count; done += kStep)

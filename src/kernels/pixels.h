@@ -62,7 +62,8 @@ struct Field {
   // A field's value as a sample: its upper bits repeat below it, so that the largest value becomes 255 and equal
   // fields of 5 and 6 bits stay equal at both ends.
   constexpr int widen(int value) const { return value << (8 - bits) | value >> (2 * bits - 8); }
-  // The field whose widened value is nearest to the sample, the larger of two: half a step up, then the repeated bits off.
+  // The field whose widened value is nearest to the sample, the larger of two: half a step up, then the repeated bits
+  // off.
   constexpr int narrow(int sample) const {
     const int up = clamp8(sample + (1 << (7 - bits)));
     return (up - (up >> bits)) >> (8 - bits);

@@ -21,8 +21,7 @@ void add128(const Mox16s* src, Mox8u* dst, int count) {
   constexpr int kLanes = VMax::kBytes / 2;
   const VMax shift = set16<VMax>(128);
   for (; i + 2 * kLanes <= count; i += 2 * kLanes)
-    store(dst + i,
-          packsU16Linear(adds16(load<VMax>(src + i), shift), adds16(load<VMax>(src + i + kLanes), shift)));
+    store(dst + i, packsU16Linear(adds16(load<VMax>(src + i), shift), adds16(load<VMax>(src + i + kLanes), shift)));
 #endif
   for (; i < count; i++) dst[i] = definition::add128(src[i]);
 }

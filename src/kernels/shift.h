@@ -12,7 +12,9 @@ struct ShiftKernels {
 
 namespace definition {
 
-constexpr Mox16s sub128(Mox8u sample) { return static_cast<Mox16s>(sample - 128); }
+constexpr Mox16s sub128(Mox8u sample) {
+  return static_cast<Mox16s>(sample - 128);
+}
 
 // Saturates as if the sum were held in 16 bits: nothing that an int can tell from a clamp.
 constexpr Mox8u add128(Mox16s value) {

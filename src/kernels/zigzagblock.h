@@ -1,5 +1,5 @@
-// The AC coefficients of a block in zig-zag order, with what the Huffman coders ask of each: its category and value bits.
-// For the kernel files: the code belongs to the target that includes it.
+// The AC coefficients of a block in zig-zag order, with what the Huffman coders ask of each: its category and value
+// bits. For the kernel files: the code belongs to the target that includes it.
 #pragma once
 
 #include "kernels/vec.h"
@@ -118,16 +118,17 @@ MOX_INLINE void loadZigZag(const Mox16s* src, VMax* out) {
 
 // ---- Categories ---------------------------------------------------------------------------------------------------
 
-// The 16-bit magnitudes of two vectors as bytes that count their bits; bytes above ZigZagBlock::kLargest may be wrong, and
-// then `high` gets bits that kTooHigh has.
+// The 16-bit magnitudes of two vectors as bytes that count their bits; bytes above ZigZagBlock::kLargest may be
+// wrong, and then `high` gets bits that kTooHigh has.
 inline constexpr int kTooHigh = 0xF0;
 
 #if defined(MOX_SHUFFLE8) && !defined(MOX_TARGET_IS_neon)
 
 // By the lowest four bits, the four above, and the four above those.
-alignas(16) inline constexpr uint8_t kWidths[3][16] = {{0, 1, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4},
-                                                       {0, 5, 6, 6, 7, 7, 7, 7, 8, 8, 8, 8, 8, 8, 8, 8},
-                                                       {0, 9, 10, 10, 11, 11, 11, 11, 12, 12, 12, 12, 12, 12, 12, 12}};
+alignas(16) inline constexpr uint8_t kWidths[3][16] = {
+    {0, 1, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4},
+    {0, 5, 6, 6, 7, 7, 7, 7, 8, 8, 8, 8, 8, 8, 8, 8},
+    {0, 9, 10, 10, 11, 11, 11, 11, 12, 12, 12, 12, 12, 12, 12, 12}};
 
 MOX_INLINE VMax bitWidths(VMax a, VMax b, VMax& high) {
   const VMax byte = set16<VMax>(0xFF), nibble = set8<VMax>(15);
@@ -148,8 +149,8 @@ MOX_INLINE VMax bitWidths(VMax a, VMax b, VMax& high) {
 
 #endif
 
-// One bit for each 16-bit lane of a, then of b: whether it is not 0. From the values, not from their widths: the loop over
-// the bits waits for nothing else.
+// One bit for each 16-bit lane of a, then of b: whether it is not 0. From the values, not from their widths: the loop
+// over the bits waits for nothing else.
 MOX_INLINE uint64_t nonZero16(VMax a, VMax b) {
 #if defined(MOX_TARGET_IS_avx512)
   return static_cast<uint64_t>(_mm512_test_epi16_mask(b.r, b.r)) << 32 | _mm512_test_epi16_mask(a.r, a.r);

@@ -14,8 +14,8 @@ namespace {
 #define MOX_HAS_FEATURE(feature) 0
 #endif
 
-// What runs slowly takes a sample of one channel's values, both ends among them: builds that are not optimised or have a
-// sanitizer, and emulators, which set MOX_TEST_SAMPLED.
+// What runs slowly takes a sample of one channel's values, both ends among them: builds that are not optimised or
+// have a sanitizer, and emulators, which set MOX_TEST_SAMPLED.
 bool thorough() {
 #if !defined(__OPTIMIZE__) || defined(__SANITIZE_ADDRESS__) || MOX_HAS_FEATURE(thread_sanitizer) || \
     MOX_HAS_FEATURE(address_sanitizer)

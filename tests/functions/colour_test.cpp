@@ -36,8 +36,9 @@ struct Argument {
   void breakPlanes(Order& order) {
     if constexpr (Layout::kPlanes > 1) {
       for (auto& planes : missing)
-        order.breaksBy(Index == 0 ? "source plane" : "destination plane",
-                       [p = planes.data()](auto& args) { std::get<Index>(args) = p; }, moxStatusNullPointer);
+        order.breaksBy(
+            Index == 0 ? "source plane" : "destination plane",
+            [p = planes.data()](auto& args) { std::get<Index>(args) = p; }, moxStatusNullPointer);
     }
   }
 };
@@ -48,8 +49,8 @@ TYPED_TEST(Colour, checksInOrder) {
   Image<typename TypeParam::Dst> dst({5, 2}, random);
   Argument from(src);
   Argument to(dst);
-  auto order = checkOrder(TypeParam::name(), TypeParam::kFunction, src.argument(), src.step(), dst.argument(), dst.step(),
-                          src.roi());
+  auto order = checkOrder(TypeParam::name(), TypeParam::kFunction, src.argument(), src.step(), dst.argument(),
+                          dst.step(), src.roi());
   order.template breaks<0>(nullptr, moxStatusNullPointer).template breaks<2>(nullptr, moxStatusNullPointer);
   from.template breakPlanes<0>(order);
   to.template breakPlanes<2>(order);
@@ -194,8 +195,7 @@ TEST(ColourEdges, widthThreeIsAllTailFourAllGroupFiveBoth) {
   const Triple colour{0, 69, 0};
   ASSERT_EQ(FromPixels::group(colour)[0], 40);
   ASSERT_EQ(FromPixels::tail(colour)[0], 41);
-  const std::vector<std::vector<int>> expected{
-      {41}, {41, 41}, {41, 41, 41}, {40, 40, 40, 40}, {40, 40, 40, 40, 41}};
+  const std::vector<std::vector<int>> expected{{41}, {41, 41}, {41, 41, 41}, {40, 40, 40, 40}, {40, 40, 40, 40, 41}};
   forEachTarget([&](const mox::Target& target) {
     for (int width = 1; width <= 5; width++) {
       ForwardRow row(width);
@@ -315,7 +315,8 @@ TEST(ColourWords, everyWordComesBackUnchanged) {
       for (const MoxRoiSize roi : {MoxRoiSize{65536, 1}, MoxRoiSize{2, 32768}}) {  // groups; tails
         ASSERT_EQ(format.there(words.data(), 2 * roi.width, ycc.planes, roi.width, roi), moxStatusOk);
         ASSERT_EQ(format.back(ycc.planes, roi.width, back.data(), 2 * roi.width, roi), moxStatusOk);
-        for (unsigned w = 0; w < 65536; w++) ASSERT_EQ(back[w], w & format.mask) << target.name << ", " << format.name;
+        for (unsigned w = 0; w < 65536; w++)
+          ASSERT_EQ(back[w], w & format.mask) << target.name << ", " << format.name;
       }
     }
   });

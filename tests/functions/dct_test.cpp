@@ -324,20 +324,18 @@ TEST(Dct, inverseOfEverySingleCoefficient) {
   });
 }
 
-// Two blocks for each row's rounding, of a DC and two coefficients of the row: one with a sample that is another if it
-// were less by one, one with a sample that is another if it were more.
+// Two blocks for each row's rounding, of a DC and two coefficients of the row: one with a sample that is another if
+// it were less by one, one with a sample that is another if it were more.
 TEST(Dct, roundingOfEveryRowOfTheInverse) {
   struct {
     int row, dc, column1, value1, column2, value2, position, sample;
   } static const cases[] = {
-      {0, 0, 0, 90, 4, 62, 9, 4}, {0, 0, 4, 6, 3, -7, 3, 1},
-      {1, -145, 5, -114, 1, -28, 40, -6}, {1, 22, 1, 101, 6, 148, 13, 19},
-      {2, -97, 7, -98, 5, -192, 10, -23}, {2, -129, 3, -81, 4, -87, 6, -6},
-      {3, -172, 6, 12, 7, 12, 43, -25}, {3, 189, 7, -89, 3, 110, 41, 30},
-      {4, -114, 6, -52, 3, 36, 10, 0}, {4, 161, 7, -51, 1, -72, 59, 26},
-      {5, -133, 7, 176, 0, 73, 26, 25}, {5, -53, 1, 173, 7, -18, 34, -23},
-      {6, 80, 3, -1, 7, 189, 10, -27}, {6, 189, 4, 21, 1, 86, 4, 23},
-      {7, 12, 2, 36, 5, -179, 44, -23}, {7, 29, 7, -116, 3, -31, 27, -28}};
+      {0, 0, 0, 90, 4, 62, 9, 4},       {0, 0, 4, 6, 3, -7, 3, 1},          {1, -145, 5, -114, 1, -28, 40, -6},
+      {1, 22, 1, 101, 6, 148, 13, 19},  {2, -97, 7, -98, 5, -192, 10, -23}, {2, -129, 3, -81, 4, -87, 6, -6},
+      {3, -172, 6, 12, 7, 12, 43, -25}, {3, 189, 7, -89, 3, 110, 41, 30},   {4, -114, 6, -52, 3, 36, 10, 0},
+      {4, 161, 7, -51, 1, -72, 59, 26}, {5, -133, 7, 176, 0, 73, 26, 25},   {5, -53, 1, 173, 7, -18, 34, -23},
+      {6, 80, 3, -1, 7, 189, 10, -27},  {6, 189, 4, 21, 1, 86, 4, 23},      {7, 12, 2, 36, 5, -179, 44, -23},
+      {7, 29, 7, -116, 3, -31, 27, -28}};
   for (const auto& c : cases) {
     Block levels = {};
     levels[0] = static_cast<Mox16s>(c.dc);

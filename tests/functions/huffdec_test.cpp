@@ -16,19 +16,20 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 
 struct Decoder {
-  Decoder(const RawTable& dc, const RawTable& ac, Bytes source) : dcTable(dc), acTable(ac), source(std::move(source)) {
+  Decoder(const RawTable& dc, const RawTable& ac, Bytes source)
+      : dcTable(dc), acTable(ac), source(std::move(source)) {
     this->source.reserve(this->source.size() + 1);
   }
 
   MoxStatus block() {
     std::memset(dst, 0x55, sizeof dst);
-    return moxiDecodeHuffman8x8_JPEG_1u16s_C1(source.data(), static_cast<int32_t>(source.size()), &position, dst, &lastDC,
-                                              &marker, dcTable.get(), acTable.get(), state.get());
+    return moxiDecodeHuffman8x8_JPEG_1u16s_C1(source.data(), static_cast<int32_t>(source.size()), &position, dst,
+                                              &lastDC, &marker, dcTable.get(), acTable.get(), state.get());
   }
   MoxStatus direct() {
     std::memset(dst, 0x55, sizeof dst);
-    return moxiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(source.data(), &bitPosition, dst, &lastDC, &marker, &bits, &count,
-                                                     dcTable.get(), acTable.get());
+    return moxiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(source.data(), &bitPosition, dst, &lastDC, &marker, &bits,
+                                                     &count, dcTable.get(), acTable.get());
   }
   int nonZeros() const {
     int n = 0;
@@ -79,7 +80,9 @@ TEST(HuffmanDecoder, checksInOrder) {
       .untouched(state.bytes, sizeof state.bytes)
       .run();
   position = -1;
-  EXPECT_EQ(moxiDecodeHuffman8x8_JPEG_1u16s_C1(src, 16, &position, dst, &lastDC, &marker, dcTable, acTable, state.get()), moxStatusBadArgument);
+  EXPECT_EQ(
+      moxiDecodeHuffman8x8_JPEG_1u16s_C1(src, 16, &position, dst, &lastDC, &marker, dcTable, acTable, state.get()),
+      moxStatusBadArgument);
 
   int32_t negative = -1;
   checkOrder("decode direct", moxiDecodeHuffman8x8_Direct_JPEG_1u16s_C1, static_cast<const Mox8u*>(src), &bitPosition,
@@ -107,7 +110,8 @@ TEST(HuffmanDecoder, checksInOrder) {
 TEST(HuffmanDecoder, blockIsClearedAndFilled) {
   forEachTarget([](const mox::Target& target) {
     // DC 011 11 (3), AC 01 01 (-2), EOB 1010, then ones
-    Decoder decoder(typicalDC(), typicalAC(), {0x7A, 0xD7, 0xFF, 0x00, 0xFF, 0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE});
+    Decoder decoder(typicalDC(), typicalAC(), {0x7A, 0xD7, 0xFF, 0x00, 0xFF, 0x00, 0x11, 0x22, 0x33, 0x44,
+                                               0x55, 0x66, 0x77, 0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE});
     decoder.lastDC = 10;
     ASSERT_EQ(decoder.block(), moxStatusOk) << target.name;
     Mox16s expected[64] = {13, -2};
@@ -125,17 +129,24 @@ TEST(HuffmanDecoder, blockIsClearedAndFilled) {
 TEST(HuffmanDecoder, lengthZeroIsTakenAndGivesOutOfBuffer) {
   Decoder decoder(typicalDC(), typicalAC(), {});
   Mox8u none = 0;
-  EXPECT_EQ(moxiDecodeHuffman8x8_JPEG_1u16s_C1(&none, 0, &decoder.position, decoder.dst, &decoder.lastDC, &decoder.marker, decoder.dcTable.get(), decoder.acTable.get(), decoder.state.get()), moxStatusOutOfBuffer);
+  EXPECT_EQ(
+      moxiDecodeHuffman8x8_JPEG_1u16s_C1(&none, 0, &decoder.position, decoder.dst, &decoder.lastDC, &decoder.marker,
+                                         decoder.dcTable.get(), decoder.acTable.get(), decoder.state.get()),
+      moxStatusOutOfBuffer);
   decoder.state.setWord(0, 0x0A);  // 00 1010 is a whole block
   decoder.state.setWord(2, 6);
-  EXPECT_EQ(moxiDecodeHuffman8x8_JPEG_1u16s_C1(&none, 0, &decoder.position, decoder.dst, &decoder.lastDC, &decoder.marker, decoder.dcTable.get(), decoder.acTable.get(), decoder.state.get()), moxStatusOk);
+  EXPECT_EQ(
+      moxiDecodeHuffman8x8_JPEG_1u16s_C1(&none, 0, &decoder.position, decoder.dst, &decoder.lastDC, &decoder.marker,
+                                         decoder.dcTable.get(), decoder.acTable.get(), decoder.state.get()),
+      moxStatusOk);
   EXPECT_EQ(decoder.state.word(2), 0u);
   EXPECT_EQ(decoder.state.word(4), 63u);
 }
 
 TEST(HuffmanDecoder, stuffedAndFillBytes) {
   forEachTarget([](const mox::Target& target) {
-    // 1111 1111 | 0...: the typical DC table has no such code, so let every byte be a symbol; 255 is code 1111 1111 0.
+    // 1111 1111 | 0...: the typical DC table has no such code, so let every byte be a symbol; 255 is code 1111 1111
+    // 0.
     const RawTable table = bytesAreSymbols();
     Decoder decoder(table, table, {0x00, 0x00, 0xFF, 0xFF, 0xFF, 0xD0, 0x12});
     EXPECT_EQ(decoder.block(), moxStatusMarkerMet) << target.name;
@@ -204,8 +215,10 @@ TEST(HuffmanDecoder, runBehindTheBlockUpToNinePlacesIsCoefficient63) {
           continue;
         }
         const int reached = cursor + 1 + run;
-        EXPECT_EQ(decoder.block(), reached > 72 ? moxStatusError : moxStatusOk) << target.name << ", position " << reached;
-        EXPECT_EQ(direct.direct(), reached > 72 ? moxStatusError : moxStatusOk) << target.name << ", position " << reached;
+        EXPECT_EQ(decoder.block(), reached > 72 ? moxStatusError : moxStatusOk)
+            << target.name << ", position " << reached;
+        EXPECT_EQ(direct.direct(), reached > 72 ? moxStatusError : moxStatusOk)
+            << target.name << ", position " << reached;
         if (reached > 72) continue;
         if (reached >= 63) {
           EXPECT_EQ(decoder.dst[63], 0x83) << target.name << ", position " << reached;
@@ -220,7 +233,8 @@ TEST(HuffmanDecoder, runBehindTheBlockUpToNinePlacesIsCoefficient63) {
 TEST(HuffmanDecoder, zerosCodesMayEndTheBlock) {
   forEachTarget([](const mox::Target& target) {
     const RawTable table = bytesAreSymbols();
-    Decoder decoder(table, table, {0x00, 0xF0, 0xF0, 0xF0, 0xF0, 0x01, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
+    Decoder decoder(table, table,
+                    {0x00, 0xF0, 0xF0, 0xF0, 0xF0, 0x01, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
     EXPECT_EQ(decoder.block(), moxStatusOk) << target.name;
     EXPECT_EQ(decoder.nonZeros(), 0) << target.name;
     EXPECT_EQ(static_cast<int32_t>(decoder.state.word(4)), -1) << target.name;
@@ -231,7 +245,9 @@ TEST(HuffmanDecoder, emptySizesWithARunBelow15EndTheBlock) {
   forEachTarget([](const mox::Target& target) {
     const RawTable table = bytesAreSymbols();
     for (int run = 0; run < 15; run++) {
-      Decoder decoder(table, table, {0x00, 0x01, static_cast<uint8_t>(0x80 | run << 3), 0x00, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1});
+      Decoder decoder(
+          table, table,
+          {0x00, 0x01, static_cast<uint8_t>(0x80 | run << 3), 0x00, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1});
       EXPECT_EQ(decoder.block(), moxStatusOk) << target.name;
       EXPECT_EQ(decoder.state.word(4), 62u) << target.name;
     }
@@ -340,7 +356,8 @@ TEST(HuffmanDecoder, nothingIsReadBehindTheSource) {
       DecoderState state;
       MoxStatus status = moxStatusOk;
       for (int calls = 0; status >= 0 && calls < 10000; calls++) {
-        status = moxiDecodeHuffman8x8_JPEG_1u16s_C1(src, size, &position, dst, &lastDC, &marker, dc.get(), ac.get(), state.get());
+        status = moxiDecodeHuffman8x8_JPEG_1u16s_C1(src, size, &position, dst, &lastDC, &marker, dc.get(), ac.get(),
+                                                    state.get());
         ASSERT_LE(position, size) << target.name;
         if (status == moxStatusError) status = moxStatusOk;
         marker = 0;

@@ -22,8 +22,8 @@ struct Encoder {
   MoxStatus block(const Mox16s* src) { return call(src, 0); }
   MoxStatus flush() { return call(nullptr, 1); }
   MoxStatus call(const Mox16s* src, int flush) {
-    return moxiEncodeHuffman8x8_JPEG_16s1u_C1(src, bytes.data(), static_cast<int32_t>(bytes.size()), &position, &lastDC,
-                                              dcTable.get(), acTable.get(), state.get(), flush);
+    return moxiEncodeHuffman8x8_JPEG_16s1u_C1(src, bytes.data(), static_cast<int32_t>(bytes.size()), &position,
+                                              &lastDC, dcTable.get(), acTable.get(), state.get(), flush);
   }
   std::vector<uint8_t> segment() const { return {bytes.begin(), bytes.begin() + position}; }
 
@@ -35,7 +35,8 @@ struct Encoder {
 };
 
 // Codes one block alone and compares with the expected bits.
-void expectBlock(const RawTable& dc, const RawTable& ac, const Mox16s* src, const Bits& expected, const char* target) {
+void expectBlock(const RawTable& dc, const RawTable& ac, const Mox16s* src, const Bits& expected,
+                 const char* target) {
   Encoder encoder(dc, ac);
   EXPECT_EQ(encoder.block(src), moxStatusOk) << target;
   EXPECT_EQ(encoder.lastDC, src[0]) << target;
@@ -46,8 +47,8 @@ void expectBlock(const RawTable& dc, const RawTable& ac, const Mox16s* src, cons
   std::vector<uint8_t> direct(4096, 0xA5);
   int32_t bitPosition = 0;
   Mox16s lastDC = 0;
-  EXPECT_EQ(moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(src, direct.data(), &bitPosition, &lastDC, encoder.dcTable.get(),
-                                                      encoder.acTable.get()),
+  EXPECT_EQ(moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(src, direct.data(), &bitPosition, &lastDC,
+                                                      encoder.dcTable.get(), encoder.acTable.get()),
             moxStatusOk);
   std::vector<uint8_t> whole = expected.bytes();
   if (const int pending = static_cast<int>(expected.text.size() % 8)) {
@@ -97,7 +98,9 @@ TEST(HuffmanEncoder, checksInOrder) {
       .breaks<7>(nullptr, moxStatusNullPointer)
       .run();
   // A flush looks at no more than these.
-  EXPECT_EQ(moxiEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, dst, 64, &position, nullptr, nullptr, nullptr, state.get(), -1), moxStatusOk);
+  EXPECT_EQ(
+      moxiEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, dst, 64, &position, nullptr, nullptr, nullptr, state.get(), -1),
+      moxStatusOk);
 
   int32_t bitPosition = 24;
   checkOrder("encode direct", moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1, static_cast<const Mox16s*>(src),
@@ -143,9 +146,10 @@ TEST(HuffmanEncoder, lastCoefficientAloneTakesThreeZerosCodesAndNoEndOfBlock) {
       int size = 0;
       while (std::abs(value) >> size) size++;
       const uint32_t bits = static_cast<uint32_t>(value < 0 ? value - 1 : value) & ((1u << size) - 1);
-      expectBlock(dc, ac, src,
-                  Bits().code(dc, 0).code(ac, 0xF0).code(ac, 0xF0).code(ac, 0xF0).code(ac, 0xE0 + size).number(bits, size),
-                  target.name);
+      expectBlock(
+          dc, ac, src,
+          Bits().code(dc, 0).code(ac, 0xF0).code(ac, 0xF0).code(ac, 0xF0).code(ac, 0xE0 + size).number(bits, size),
+          target.name);
     }
   });
 }
@@ -185,7 +189,8 @@ TEST(HuffmanEncoder, coefficientMinus32768IsCategory16) {
     const RawTable table = fullTable(random);
     Mox16s src[64] = {};
     src[8] = -32768;  // behind one zero: symbol 0x20, which a run of 2 and category 0 would be
-    expectBlock(table, table, src, Bits().code(table, 0).code(table, 0x20).number(0x7FFF, 16).code(table, 0), target.name);
+    expectBlock(table, table, src, Bits().code(table, 0).code(table, 0x20).number(0x7FFF, 16).code(table, 0),
+                target.name);
   });
 }
 
@@ -201,7 +206,9 @@ TEST(HuffmanEncoder, symbol256HasNoCode) {
     std::vector<uint8_t> bytes(64, 0xA5);
     int32_t position = 0;
     Mox16s lastDC = 0;
-    EXPECT_EQ(moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(src, bytes.data(), &position, &lastDC, encoder.dcTable.get(), encoder.acTable.get()), moxStatusOk);
+    EXPECT_EQ(moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(src, bytes.data(), &position, &lastDC, encoder.dcTable.get(),
+                                                        encoder.acTable.get()),
+              moxStatusOk);
     const Bits expected = Bits().code(table, 0).number(0x7FFF, 16).code(table, 0);
     EXPECT_EQ(position % 8, static_cast<int>(expected.text.size() % 8)) << target.name;
     int32_t counts[256] = {}, dcCounts[256] = {};
@@ -275,9 +282,17 @@ TEST(HuffmanEncoder, symbolWithoutCodeStopsWhereItStands) {
     encoder.lastDC = 9;
     EXPECT_EQ(encoder.block(src), moxStatusHuffTable) << target.name;
     EXPECT_EQ(encoder.lastDC, 0) << target.name;
-    const Bits expected = Bits().code(typicalDC(), 4).number(6, 4).code(ac, 1).number(1, 1).code(ac, 0xF0).code(ac, 0xF0).code(ac, 0xF0);
+    const Bits expected = Bits()
+                              .code(typicalDC(), 4)
+                              .number(6, 4)
+                              .code(ac, 1)
+                              .number(1, 1)
+                              .code(ac, 0xF0)
+                              .code(ac, 0xF0)
+                              .code(ac, 0xF0);
     EXPECT_EQ(encoder.state.word(2), expected.text.size() % 8) << target.name;
-    EXPECT_EQ(encoder.position, static_cast<int>(expected.bytes().size() - (expected.text.size() % 8 != 0))) << target.name;
+    EXPECT_EQ(encoder.position, static_cast<int>(expected.bytes().size() - (expected.text.size() % 8 != 0)))
+        << target.name;
     EXPECT_EQ(encoder.bytes[encoder.position], 0xA5) << target.name;
   });
 }
@@ -296,7 +311,8 @@ TEST(HuffmanEncoder, fullDestinationKeepsWhatFits) {
       int32_t position = 0;
       Mox16s lastDC = 0;
       EncoderState state;
-      ASSERT_EQ(moxiEncodeHuffman8x8_JPEG_16s1u_C1(src, dst, size, &position, &lastDC, whole.dcTable.get(), whole.acTable.get(), state.get(), 0),
+      ASSERT_EQ(moxiEncodeHuffman8x8_JPEG_16s1u_C1(src, dst, size, &position, &lastDC, whole.dcTable.get(),
+                                                   whole.acTable.get(), state.get(), 0),
                 moxStatusOutOfBuffer)
           << target.name;
       ASSERT_EQ(position, size);
@@ -328,11 +344,13 @@ TEST(HuffmanEncoder, directFormKeepsTheBitsInFrontAndTouchesNoByteBehind) {
       std::memset(dst, 0xFE, static_cast<size_t>(bytes));
       int32_t position = start;
       Mox16s lastDC = 0;
-      ASSERT_EQ(moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(zeros, dst, &position, &lastDC, dc.get(), ac.get()), moxStatusOk);
+      ASSERT_EQ(moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(zeros, dst, &position, &lastDC, dc.get(), ac.get()),
+                moxStatusOk);
       const uint32_t kept = start ? 0xFE00u & (0xFF00u << (8 - start)) : 0;
       const uint32_t expected = kept | 0xAu << (16 - 6 - start);
       EXPECT_EQ(dst[0], expected >> 8) << target.name << ", from bit " << start;
-      EXPECT_EQ(dst[bytes - 1], (bytes > 1 ? expected : expected >> 8) & 0xFF) << target.name << ", from bit " << start;
+      EXPECT_EQ(dst[bytes - 1], (bytes > 1 ? expected : expected >> 8) & 0xFF)
+          << target.name << ", from bit " << start;
       EXPECT_EQ(position, start + 6) << target.name;
     }
   });
@@ -347,7 +365,8 @@ TEST(HuffmanEncoder, directFormThatEndsOnAByteWritesNoFurtherOne) {
     *dst = 0xC0;
     int32_t position = 2;
     Mox16s lastDC = 0;
-    ASSERT_EQ(moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(zeros, dst, &position, &lastDC, dc.get(), ac.get()), moxStatusOk);
+    ASSERT_EQ(moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(zeros, dst, &position, &lastDC, dc.get(), ac.get()),
+              moxStatusOk);
     EXPECT_EQ(position, 8) << target.name;
     EXPECT_EQ(*dst, 0xCA) << target.name;
   });
@@ -361,7 +380,8 @@ TEST(HuffmanEncoder, directFormWritesNothingForASymbolWithoutCode) {
     Mox8u dst[4] = {0x55, 0xA5, 0xA5, 0xA5};
     int32_t position = 1;
     Mox16s lastDC = 1;
-    ASSERT_EQ(moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(src, dst, &position, &lastDC, empty.get(), empty.get()), moxStatusOk);
+    ASSERT_EQ(moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(src, dst, &position, &lastDC, empty.get(), empty.get()),
+              moxStatusOk);
     EXPECT_EQ(position, 1 + 1 + 3) << target.name;  // the value bits alone: 0, 101
     EXPECT_EQ(dst[0], 0x28) << target.name;
     EXPECT_EQ(dst[1], 0xA5) << target.name;

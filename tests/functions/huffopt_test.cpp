@@ -20,7 +20,8 @@ struct Optimal {
     build();
   }
   explicit Optimal(Random& random, int symbols, int bits) {
-    for (int i = 0; i < symbols; i++) counts[random.below(256)] = static_cast<int32_t>(random.bits() & ((1u << random.between(1, bits)) - 1));
+    for (int i = 0; i < symbols; i++)
+      counts[random.below(256)] = static_cast<int32_t>(random.bits() & ((1u << random.between(1, bits)) - 1));
     build();
   }
   void build() {
@@ -45,7 +46,8 @@ std::vector<int> bitsOf(std::initializer_list<int> first) {
 TEST(OptimalTable, checksInOrder) {
   int32_t counts[256] = {1};
   Mox8u bits[16] = {9}, values[256] = {9};
-  checkOrder("optimal table", moxiEncodeHuffmanRawTableInit_JPEG_8u, static_cast<const int32_t*>(counts), static_cast<Mox8u*>(bits), static_cast<Mox8u*>(values))
+  checkOrder("optimal table", moxiEncodeHuffmanRawTableInit_JPEG_8u, static_cast<const int32_t*>(counts),
+             static_cast<Mox8u*>(bits), static_cast<Mox8u*>(values))
       .breaks<0>(nullptr, moxStatusNullPointer)
       .breaks<1>(nullptr, moxStatusNullPointer)
       .breaks<2>(nullptr, moxStatusNullPointer)
@@ -125,7 +127,8 @@ TEST(OptimalTable, sizesAbove32Fail) {
   EXPECT_EQ(Optimal(fibonacci(40)).status, moxStatusHuffTable);
 }
 
-// Frequencies and sums beyond the bound count as the bound, negative ones as 0: the table is still one that codes them all.
+// Frequencies and sums beyond the bound count as the bound, negative ones as 0: the table is still one that codes
+// them all.
 TEST(OptimalTable, frequenciesAreHeldToTheirRange) {
   const Optimal huge({{1, INT32_MAX}, {2, INT32_MAX}, {3, 1000000001}, {4, 999999999}, {5, -1}, {6, INT32_MIN}});
   EXPECT_EQ(huge.status, moxStatusOk);
@@ -146,8 +149,8 @@ TEST(OptimalTable, everySymbolUsedEquallyOften) {
   EXPECT_EQ(EncodeTable(table.raw).status, moxStatusOk);
 }
 
-// Any frequencies: a table that the encoder takes, exactly the symbols that occur, longer codes for rarer symbols where no
-// length is limited, and no entry behind the last written.
+// Any frequencies: a table that the encoder takes, exactly the symbols that occur, longer codes for rarer symbols
+// where no length is limited, and no entry behind the last written.
 TEST(OptimalTable, randomFrequencies) {
   Random random(21);
   for (int n = 0; n < 3000; n++) {
@@ -173,15 +176,16 @@ TEST(OptimalTable, randomFrequencies) {
   }
 }
 
-// The cost is the least that any code without the all-ones code can have: Huffman's own, computed by another way, as long as
-// no length is limited.
+// The cost is the least that any code without the all-ones code can have: Huffman's own, computed by another way, as
+// long as no length is limited.
 TEST(OptimalTable, costIsHuffmans) {
   Random random(22);
   for (int n = 0; n < 500; n++) {
     const Optimal table(random, random.between(1, 256), 10);
     int64_t cost = 0;
     for (int length = 1, k = 0; length <= 16; length++)
-      for (int i = 0; i < table.raw.bits[length - 1]; i++, k++) cost += int64_t{length} * table.counts[table.raw.values[k]];
+      for (int i = 0; i < table.raw.bits[length - 1]; i++, k++)
+        cost += int64_t{length} * table.counts[table.raw.values[k]];
     // The sum over all merges of what they merge; the reserved symbol costs its length, which is a longest one.
     std::vector<int64_t> heap(table.counts, table.counts + 256);
     std::erase(heap, 0);

@@ -136,9 +136,13 @@ TEST(HuffmanObjects, tableThatCannotBeBuiltIsHandedOutAllTheSame) {
 TEST(HuffmanObjects, failedBuildLeavesAnEmptyObject) {
   const RawTable tooMany = counts({0, 0, 0, 0, 0, 0, 0, 0, 255, 2});
   std::vector<uint8_t> memory(1644, 0xA5);
-  EXPECT_EQ(moxiEncodeHuffmanSpecInit_JPEG_8u(tooMany.bits, tooMany.values, reinterpret_cast<MoxEncodeHuffmanSpec*>(memory.data())), moxStatusHuffTable);
+  EXPECT_EQ(moxiEncodeHuffmanSpecInit_JPEG_8u(tooMany.bits, tooMany.values,
+                                              reinterpret_cast<MoxEncodeHuffmanSpec*>(memory.data())),
+            moxStatusHuffTable);
   for (int i = 0; i < 1644; i++) ASSERT_EQ(memory[i], i < 1024 ? 0 : 0xA5);
-  EXPECT_EQ(moxiDecodeHuffmanSpecInit_JPEG_8u(tooMany.bits, tooMany.values, reinterpret_cast<MoxDecodeHuffmanSpec*>(memory.data())), moxStatusHuffTable);
+  EXPECT_EQ(moxiDecodeHuffmanSpecInit_JPEG_8u(tooMany.bits, tooMany.values,
+                                              reinterpret_cast<MoxDecodeHuffmanSpec*>(memory.data())),
+            moxStatusHuffTable);
   for (int i = 0; i < 1644; i++) ASSERT_EQ(memory[i], 0);
 }
 
@@ -184,8 +188,10 @@ TEST(HuffmanObjects, countsOf256AreTakenAnd257RefusedBeforeMoreIsRead) {
   Mox8u* const bits = memory.atEnd<Mox8u>(11);
   std::memcpy(bits, full.bits, 11);
   uint8_t object[1644];
-  EXPECT_EQ(moxiEncodeHuffmanSpecInit_JPEG_8u(bits, bits + 11, reinterpret_cast<MoxEncodeHuffmanSpec*>(object)), moxStatusHuffTable);
-  EXPECT_EQ(moxiDecodeHuffmanSpecInit_JPEG_8u(bits, bits + 11, reinterpret_cast<MoxDecodeHuffmanSpec*>(object)), moxStatusHuffTable);
+  EXPECT_EQ(moxiEncodeHuffmanSpecInit_JPEG_8u(bits, bits + 11, reinterpret_cast<MoxEncodeHuffmanSpec*>(object)),
+            moxStatusHuffTable);
+  EXPECT_EQ(moxiDecodeHuffmanSpecInit_JPEG_8u(bits, bits + 11, reinterpret_cast<MoxDecodeHuffmanSpec*>(object)),
+            moxStatusHuffTable);
 }
 
 TEST(HuffmanObjects, codesFollowAnnexC) {
@@ -194,11 +200,11 @@ TEST(HuffmanObjects, codesFollowAnnexC) {
   DecodeTable decode(raw);
   ASSERT_EQ(encode.status, moxStatusOk);
   ASSERT_EQ(decode.status, moxStatusOk);
-  EXPECT_EQ(word(encode.bytes, 0), 0x4000Au);           // EOB: 1010
-  EXPECT_EQ(word(encode.bytes, 4 * 0xF0), 0xB07F9u);    // ZRL: 11111111001
-  EXPECT_EQ(word(encode.bytes, 4 * 0x01), 0x20000u);    // 00
-  EXPECT_EQ(word(encode.bytes, 4 * 0xFA), 0x10FFFEu);   // 1111111111111110
-  EXPECT_EQ(word(encode.bytes, 4 * 0xFB), 0u);          // not coded
+  EXPECT_EQ(word(encode.bytes, 0), 0x4000Au);          // EOB: 1010
+  EXPECT_EQ(word(encode.bytes, 4 * 0xF0), 0xB07F9u);   // ZRL: 11111111001
+  EXPECT_EQ(word(encode.bytes, 4 * 0x01), 0x20000u);   // 00
+  EXPECT_EQ(word(encode.bytes, 4 * 0xFA), 0x10FFFEu);  // 1111111111111110
+  EXPECT_EQ(word(encode.bytes, 4 * 0xFB), 0u);         // not coded
 
   uint32_t code = 0;
   int k = 0;
@@ -246,14 +252,19 @@ TEST(HuffmanObjects, overFullDecoderTablesStayInside) {
   for (int i = 0; i < 2000; i++) {
     RawTable raw;
     int left = 256;
-    for (Mox8u& b : raw.bits) left -= b = static_cast<Mox8u>(random.oneIn(2) ? 0 : random.below(std::min(left, 255) + 1));
+    for (Mox8u& b : raw.bits)
+      left -= b = static_cast<Mox8u>(random.oneIn(2) ? 0 : random.below(std::min(left, 255) + 1));
     fill(random, Filling::any, raw.values, 256);
     uint8_t* const object = memory.atEnd<uint8_t>(1644);
-    ASSERT_EQ(moxiDecodeHuffmanSpecInit_JPEG_8u(raw.bits, raw.values, reinterpret_cast<MoxDecodeHuffmanSpec*>(object)), moxStatusOk);
+    ASSERT_EQ(
+        moxiDecodeHuffmanSpecInit_JPEG_8u(raw.bits, raw.values, reinterpret_cast<MoxDecodeHuffmanSpec*>(object)),
+        moxStatusOk);
     for (int L = 1; L <= 16; L++) ASSERT_EQ(half(object, kLastCode + 2 * L) == 0xFFFF, raw.bits[L - 1] == 0);
     ASSERT_EQ(half(object, kFill), 0);
     uint8_t shifted[1645];
-    ASSERT_EQ(moxiDecodeHuffmanSpecInit_JPEG_8u(raw.bits, raw.values, reinterpret_cast<MoxDecodeHuffmanSpec*>(shifted + 1)), moxStatusOk);
+    ASSERT_EQ(
+        moxiDecodeHuffmanSpecInit_JPEG_8u(raw.bits, raw.values, reinterpret_cast<MoxDecodeHuffmanSpec*>(shifted + 1)),
+        moxStatusOk);
     ASSERT_EQ(std::memcmp(object, shifted + 1, 1644), 0);
   }
 }

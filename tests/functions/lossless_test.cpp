@@ -14,18 +14,27 @@ namespace {
 using Row = std::vector<Mox16s>;
 using Source = const Mox16s*;
 
-Mox16s pattern(int value) { return static_cast<Mox16s>(static_cast<uint16_t>(value)); }
+Mox16s pattern(int value) {
+  return static_cast<Mox16s>(static_cast<uint16_t>(value));
+}
 
 // The prediction of T.81 H.1.2.1 as the header has it.
 int predict(int predictor, int a, int b, int c) {
   switch (predictor) {
-    case 1: return a;
-    case 2: return b;
-    case 3: return c;
-    case 4: return a + b - c;
-    case 5: return a + ((b - c) >> 1);
-    case 6: return b + ((a - c) >> 1);
-    default: return (a + b) >> 1;
+    case 1:
+      return a;
+    case 2:
+      return b;
+    case 3:
+      return c;
+    case 4:
+      return a + b - c;
+    case 5:
+      return a + ((b - c) >> 1);
+    case 6:
+      return b + ((a - c) >> 1);
+    default:
+      return (a + b) >> 1;
   }
 }
 
@@ -109,9 +118,15 @@ TEST(Lossless, predictorsWrapAndHalveSignedValues) {
     // Ra, Rb, Rc and the prediction
     const struct {
       int predictor, a, b, c, prediction;
-    } cases[] = {{4, 0xFFFF, 0xFFFF, 0, 0xFFFE}, {7, 0x8000, 0, 0, 0xC000},      {7, 0x7FFF, 0x7FFF, 0, 0x7FFF},
-                 {7, 0x8000, 0x8000, 0, 0x8000}, {7, 0xFFFF, 0, 0, 0xFFFF},      {5, 0, 0x8000, 0x7FFF, 0x8000},
-                 {5, 10, 0, 1, 9},               {6, 0x7FFF, 0, 0x8000, 0x7FFF}, {6, 0x8000, 0, 0x7FFF, 0x8000}};
+    } cases[] = {{4, 0xFFFF, 0xFFFF, 0, 0xFFFE},
+                 {7, 0x8000, 0, 0, 0xC000},
+                 {7, 0x7FFF, 0x7FFF, 0, 0x7FFF},
+                 {7, 0x8000, 0x8000, 0, 0x8000},
+                 {7, 0xFFFF, 0, 0, 0xFFFF},
+                 {5, 0, 0x8000, 0x7FFF, 0x8000},
+                 {5, 10, 0, 1, 9},
+                 {6, 0x7FFF, 0, 0x8000, 0x7FFF},
+                 {6, 0x8000, 0, 0x7FFF, 0x8000}};
     for (const auto& c : cases) {
       const Mox16s src[2] = {pattern(c.a), 0}, above[2] = {pattern(c.c), pattern(c.b)};
       Mox16s differences[2], rebuilt[2];
@@ -136,14 +151,18 @@ TEST(Lossless, rowsFollowThePredictorsAndAreRestored) {
         for (size_t x = 0; x < n; x++) expected[x] = pattern(src[x] - (x ? src[x - 1] : 1 << (p - pt - 1)));
         ASSERT_EQ(moxiDiffPredFirstRow_JPEG_16s_C1(src.data(), differences.data(), width, p, pt), moxStatusOk);
         ASSERT_EQ(differences, expected) << target.name << ", width " << width;
-        ASSERT_EQ(moxiReconstructPredFirstRow_JPEG_16s_C1(differences.data(), rebuilt.data(), width, p, pt), moxStatusOk);
+        ASSERT_EQ(moxiReconstructPredFirstRow_JPEG_16s_C1(differences.data(), rebuilt.data(), width, p, pt),
+                  moxStatusOk);
         ASSERT_EQ(rebuilt, src) << target.name << ", width " << width;
         for (int predictor = 1; predictor <= 7; predictor++) {
           for (size_t x = 0; x < n; x++)
             expected[x] = pattern(src[x] - (x ? predict(predictor, src[x - 1], above[x], above[x - 1]) : above[0]));
-          ASSERT_EQ(moxiDiffPredRow_JPEG_16s_C1(src.data(), above.data(), differences.data(), width, predictor), moxStatusOk);
+          ASSERT_EQ(moxiDiffPredRow_JPEG_16s_C1(src.data(), above.data(), differences.data(), width, predictor),
+                    moxStatusOk);
           ASSERT_EQ(differences, expected) << target.name << ", predictor " << predictor << ", width " << width;
-          ASSERT_EQ(moxiReconstructPredRow_JPEG_16s_C1(differences.data(), above.data(), rebuilt.data(), width, predictor), moxStatusOk);
+          ASSERT_EQ(
+              moxiReconstructPredRow_JPEG_16s_C1(differences.data(), above.data(), rebuilt.data(), width, predictor),
+              moxStatusOk);
           ASSERT_EQ(rebuilt, src) << target.name << ", predictor " << predictor << ", width " << width;
         }
       }

@@ -1,5 +1,5 @@
-// Single differences of lossless JPEG: check orders, bits, what is and is not reported; the coders of every target against
-// the definition, call by call. MOX_HUFFMAN_BLOCKS sets the number of calls of the latter (default 60000).
+// Single differences of lossless JPEG: check orders, bits, what is and is not reported; the coders of every target
+// against the definition, call by call. MOX_HUFFMAN_BLOCKS sets the number of calls of the latter (default 60000).
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -43,11 +43,13 @@ struct Encoder {
 };
 
 struct Decoder {
-  Decoder(const RawTable& raw, Bytes source) : table(raw), source(std::move(source)) { this->source.reserve(this->source.size() + 1); }
+  Decoder(const RawTable& raw, Bytes source) : table(raw), source(std::move(source)) {
+    this->source.reserve(this->source.size() + 1);
+  }
 
   MoxStatus one() {
-    return moxiDecodeHuffmanOne_JPEG_1u16s_C1(source.data(), static_cast<int32_t>(source.size()), &position, &difference, &marker,
-                                              table.get(), state.get());
+    return moxiDecodeHuffmanOne_JPEG_1u16s_C1(source.data(), static_cast<int32_t>(source.size()), &position,
+                                              &difference, &marker, table.get(), state.get());
   }
 
   DecodeTable table;
@@ -65,8 +67,8 @@ TEST(LosslessCode, encoderChecksInOrder) {
   EncodeTable table(flatTable(5));
   EncoderState state;
   const auto good = [&](int flush) {
-    return checkOrder("encode", moxiEncodeHuffmanOne_JPEG_16s1u_C1, &difference, static_cast<Mox8u*>(dst), 64, &position,
-                      static_cast<const MoxEncodeHuffmanSpec*>(table.get()), state.get(), flush);
+    return checkOrder("encode", moxiEncodeHuffmanOne_JPEG_16s1u_C1, &difference, static_cast<Mox8u*>(dst), 64,
+                      &position, static_cast<const MoxEncodeHuffmanSpec*>(table.get()), state.get(), flush);
   };
   good(0)
       .breaks<1>(nullptr, moxStatusNullPointer)
@@ -95,8 +97,8 @@ TEST(LosslessCode, decoderChecksInOrder) {
   Mox16s difference = 4;
   DecodeTable table(flatTable(5));
   DecoderState state;
-  checkOrder("decode", moxiDecodeHuffmanOne_JPEG_1u16s_C1, static_cast<const Mox8u*>(src), 16, &position, &difference, &marker,
-             static_cast<const MoxDecodeHuffmanSpec*>(table.get()), state.get())
+  checkOrder("decode", moxiDecodeHuffmanOne_JPEG_1u16s_C1, static_cast<const Mox8u*>(src), 16, &position, &difference,
+             &marker, static_cast<const MoxDecodeHuffmanSpec*>(table.get()), state.get())
       .breaks<0>(nullptr, moxStatusNullPointer)
       .breaksEach<1>({-1, INT32_MIN}, moxStatusBadArgument)
       .breaks<2>(nullptr, moxStatusNullPointer)
@@ -183,7 +185,8 @@ TEST(LosslessCode, aFullDestinationIsNotReported) {
 TEST(LosslessCode, aCategoryWithoutACodeWritesNothingAndIsNotReported) {
   forEachTarget([](const mox::Target& target) {
     Encoder encoder{RawTable()};
-    for (const int d : {0, 1, -700, -32768}) EXPECT_EQ(encoder.one(static_cast<Mox16s>(d)), moxStatusOk) << target.name;
+    for (const int d : {0, 1, -700, -32768})
+      EXPECT_EQ(encoder.one(static_cast<Mox16s>(d)), moxStatusOk) << target.name;
     EXPECT_EQ(encoder.position, 0) << target.name;
     EXPECT_EQ(encoder.state.word(2), 0u) << target.name;
   });
@@ -270,7 +273,8 @@ TEST(LosslessCode, aMarkerIsANoticeAndTheBitsAheadOfItAreDecoded) {
   });
 }
 
-// ---- Against the definition ------------------------------------------------------------------------------------------
+// ---- Against the definition
+// ------------------------------------------------------------------------------------------
 
 int callsToTry() {
   const char* const wanted = std::getenv("MOX_HUFFMAN_BLOCKS");
@@ -279,10 +283,14 @@ int callsToTry() {
 
 RawTable anyTable(Random& random) {
   switch (random.below(4)) {
-    case 0: return flatTable(random.between(5, 16));
-    case 1: return randomTable(random, random.below(256), random.oneIn(2));
-    case 2: return typicalDC();
-    default: return fullTable(random);
+    case 0:
+      return flatTable(random.between(5, 16));
+    case 1:
+      return randomTable(random, random.below(256), random.oneIn(2));
+    case 2:
+      return typicalDC();
+    default:
+      return fullTable(random);
   }
 }
 
@@ -313,7 +321,8 @@ int encodeStream(const mox::Target& target, Random& random, EncoderWorld& expect
   EncodeTable table(anyTable(random));
   const int size = random.between(1, 400), start = random.oneIn(10) ? random.between(-5, size + 5) : 0;
   const bool odd = random.oneIn(3);
-  const uint32_t low = random.any<uint32_t>(), pending = random.oneIn(10) ? random.any<uint32_t>() : static_cast<uint32_t>(random.below(8));
+  const uint32_t low = random.any<uint32_t>(),
+                 pending = random.oneIn(10) ? random.any<uint32_t>() : static_cast<uint32_t>(random.below(8));
   const bool clean = !random.oneIn(4);
   for (EncoderWorld* world : {&expected, &actual}) {
     world->begin(size);
@@ -342,7 +351,8 @@ TEST(LosslessCode, encoderOfEveryTarget) {
   EncoderWorld expected, actual;
   forEachTarget([&](const mox::Target& target) {
     Random random(21);
-    for (int done = 0; done < callsToTry() && !testing::Test::HasFailure();) done += 1 + encodeStream(target, random, expected, actual);
+    for (int done = 0; done < callsToTry() && !testing::Test::HasFailure();)
+      done += 1 + encodeStream(target, random, expected, actual);
   });
 }
 
@@ -364,7 +374,8 @@ Bytes anySegment(Random& random, const RawTable& table) {
   segment = encoder.segment();
   if (random.oneIn(2)) segment.insert(segment.end(), {0xFF, static_cast<Mox8u>(0xD0 + random.below(8))});
   for (int n = random.oneIn(2) ? 0 : random.below(4); n > 0 && !segment.empty(); n--)
-    segment[static_cast<size_t>(random.below(static_cast<int>(segment.size())))] ^= static_cast<Mox8u>(1 << random.below(8));
+    segment[static_cast<size_t>(random.below(static_cast<int>(segment.size())))] ^=
+        static_cast<Mox8u>(1 << random.below(8));
   return segment;
 }
 
@@ -428,7 +439,8 @@ TEST(LosslessCode, decoderOfEveryTarget) {
   DecoderWorld expected, actual;
   forEachTarget([&](const mox::Target& target) {
     Random random(22);
-    for (int done = 0; done < callsToTry() && !testing::Test::HasFailure();) done += 1 + decodeStream(target, random, expected, actual);
+    for (int done = 0; done < callsToTry() && !testing::Test::HasFailure();)
+      done += 1 + decodeStream(target, random, expected, actual);
   });
 }
 

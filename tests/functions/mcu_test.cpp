@@ -26,7 +26,8 @@ struct Shape {
 };
 constexpr Shape k444{1, 1}, k422{2, 1}, k411{2, 2};
 
-// ---- The formulas, written out ---------------------------------------------------------------------------------------
+// ---- The formulas, written out
+// ---------------------------------------------------------------------------------------
 
 struct Colour {
   int r, g, b, k;
@@ -49,10 +50,14 @@ Colour read(Format format, const uint8_t* row, int x) {
   const uint8_t* const p = row + bytesPerPixel(format) * x;
   switch (format) {
     case Format::rgb:
-    case Format::ycc: return {p[0], p[1], p[2], 0};
-    case Format::bgr: return {p[2], p[1], p[0], 0};
-    case Format::cmyk: return {255 - p[0], 255 - p[1], 255 - p[2], p[3]};
-    case Format::pairs: return {p[0], row[x / 2 * 4 + 1], row[x / 2 * 4 + 3], 0};
+    case Format::ycc:
+      return {p[0], p[1], p[2], 0};
+    case Format::bgr:
+      return {p[2], p[1], p[0], 0};
+    case Format::cmyk:
+      return {255 - p[0], 255 - p[1], 255 - p[2], p[3]};
+    case Format::pairs:
+      return {p[0], row[x / 2 * 4 + 1], row[x / 2 * 4 + 3], 0};
     case Format::bgr555: {
       const int w = wordAt(p);
       return {(w >> 10 & 0x1F) << 3, (w >> 5 & 0x1F) << 3, (w & 0x1F) << 3, 0};
@@ -76,11 +81,16 @@ void write(Format format, uint8_t* row, int x, Colour c) {
   };
   switch (format) {
     case Format::rgb:
-    case Format::ycc: return bytes({c.r, c.g, c.b});
-    case Format::bgr: return bytes({c.b, c.g, c.r});
-    case Format::cmyk: return bytes({255 - c.r, 255 - c.g, 255 - c.b, c.k});
-    case Format::bgr555: return word((c.r >> 3) << 10 | (c.g >> 3) << 5 | c.b >> 3);
-    case Format::bgr565: return word((c.r >> 3) << 11 | (c.g >> 2) << 5 | c.b >> 3);
+    case Format::ycc:
+      return bytes({c.r, c.g, c.b});
+    case Format::bgr:
+      return bytes({c.b, c.g, c.r});
+    case Format::cmyk:
+      return bytes({255 - c.r, 255 - c.g, 255 - c.b, c.k});
+    case Format::bgr555:
+      return word((c.r >> 3) << 10 | (c.g >> 3) << 5 | c.b >> 3);
+    case Format::bgr565:
+      return word((c.r >> 3) << 11 | (c.g >> 2) << 5 | c.b >> 3);
     case Format::pairs:
       p[0] = static_cast<uint8_t>(c.r);
       row[x / 2 * 4 + 1] = static_cast<uint8_t>(c.g);
@@ -88,14 +98,19 @@ void write(Format format, uint8_t* row, int x, Colour c) {
   }
 }
 
-bool converts(Format format) { return format != Format::ycc && format != Format::pairs; }
+bool converts(Format format) {
+  return format != Format::ycc && format != Format::pairs;
+}
 
-int limited(int v) { return std::clamp(v, 0, 255); }
+int limited(int v) {
+  return std::clamp(v, 0, 255);
+}
 
 struct Planes {
   std::vector<Mox16s> plane[4];
   explicit Planes(Shape shape, Mox16s value = 0) {
-    for (int i = 0; i < 4; i++) plane[i].assign(static_cast<size_t>(i == 0 || i == 3 ? 64 * shape.shared() : 64), value);
+    for (int i = 0; i < 4; i++)
+      plane[i].assign(static_cast<size_t>(i == 0 || i == 3 ? 64 * shape.shared() : 64), value);
   }
   bool operator==(const Planes& other) const { return std::equal(plane, plane + 4, other.plane); }
 };
@@ -128,7 +143,8 @@ Planes expectedBlocks(Format format, Shape shape, const uint8_t* pixels, int ste
 void expectPixels(Format format, Shape shape, const Planes& in, uint8_t* pixels, int step) {
   for (int y = 0; y < shape.height(); y++)
     for (int x = 0; x < shape.width(); x++) {
-      const int luma = in.plane[0][shape.luma(x, y)], cb = in.plane[1][shape.chroma(x, y)], cr = in.plane[2][shape.chroma(x, y)];
+      const int luma = in.plane[0][shape.luma(x, y)], cb = in.plane[1][shape.chroma(x, y)],
+                cr = in.plane[2][shape.chroma(x, y)];
       Colour c{luma + 128, cb + 128, cr + 128, 0};
       if (converts(format))
         c = {luma + ((11485 * cr + 1052672) >> 13), luma - ((5638 * cb + 11700 * cr - 2088960) >> 14),
@@ -138,7 +154,8 @@ void expectPixels(Format format, Shape shape, const Planes& in, uint8_t* pixels,
     }
 }
 
-// ---- The functions ---------------------------------------------------------------------------------------------------
+// ---- The functions
+// ---------------------------------------------------------------------------------------------------
 
 template <class Sample>
 using Encode = MoxStatus (*)(const Sample*, int32_t, Mox16s* const*);
@@ -172,12 +189,18 @@ const Pair<Mox8u> kBytePairs[] = {
 };
 
 const Pair<Mox16u> kWordPairs[] = {
-    {"BGR555 444", Format::bgr555, k444, moxiBGR555ToYCbCr444LS_MCU_16u16s_C3P3R, moxiYCbCr444ToBGR555LS_MCU_16s16u_P3C3R},
-    {"BGR555 422", Format::bgr555, k422, moxiBGR555ToYCbCr422LS_MCU_16u16s_C3P3R, moxiYCbCr422ToBGR555LS_MCU_16s16u_P3C3R},
-    {"BGR555 411", Format::bgr555, k411, moxiBGR555ToYCbCr411LS_MCU_16u16s_C3P3R, moxiYCbCr411ToBGR555LS_MCU_16s16u_P3C3R},
-    {"BGR565 444", Format::bgr565, k444, moxiBGR565ToYCbCr444LS_MCU_16u16s_C3P3R, moxiYCbCr444ToBGR565LS_MCU_16s16u_P3C3R},
-    {"BGR565 422", Format::bgr565, k422, moxiBGR565ToYCbCr422LS_MCU_16u16s_C3P3R, moxiYCbCr422ToBGR565LS_MCU_16s16u_P3C3R},
-    {"BGR565 411", Format::bgr565, k411, moxiBGR565ToYCbCr411LS_MCU_16u16s_C3P3R, moxiYCbCr411ToBGR565LS_MCU_16s16u_P3C3R},
+    {"BGR555 444", Format::bgr555, k444, moxiBGR555ToYCbCr444LS_MCU_16u16s_C3P3R,
+     moxiYCbCr444ToBGR555LS_MCU_16s16u_P3C3R},
+    {"BGR555 422", Format::bgr555, k422, moxiBGR555ToYCbCr422LS_MCU_16u16s_C3P3R,
+     moxiYCbCr422ToBGR555LS_MCU_16s16u_P3C3R},
+    {"BGR555 411", Format::bgr555, k411, moxiBGR555ToYCbCr411LS_MCU_16u16s_C3P3R,
+     moxiYCbCr411ToBGR555LS_MCU_16s16u_P3C3R},
+    {"BGR565 444", Format::bgr565, k444, moxiBGR565ToYCbCr444LS_MCU_16u16s_C3P3R,
+     moxiYCbCr444ToBGR565LS_MCU_16s16u_P3C3R},
+    {"BGR565 422", Format::bgr565, k422, moxiBGR565ToYCbCr422LS_MCU_16u16s_C3P3R,
+     moxiYCbCr422ToBGR565LS_MCU_16s16u_P3C3R},
+    {"BGR565 411", Format::bgr565, k411, moxiBGR565ToYCbCr411LS_MCU_16u16s_C3P3R,
+     moxiYCbCr411ToBGR565LS_MCU_16s16u_P3C3R},
 };
 
 template <class Body>
@@ -218,10 +241,15 @@ template <class Sample>
 const Pair<Sample>& pairNamed(const Pair<Sample>* pairs, size_t count, const std::string& name) {
   return *std::find_if(pairs, pairs + count, [&](const auto& pair) { return pair.name == name; });
 }
-const Pair<Mox8u>& bytePair(const char* name) { return pairNamed(kBytePairs, std::size(kBytePairs), name); }
-const Pair<Mox16u>& wordPair(const char* name) { return pairNamed(kWordPairs, std::size(kWordPairs), name); }
+const Pair<Mox8u>& bytePair(const char* name) {
+  return pairNamed(kBytePairs, std::size(kBytePairs), name);
+}
+const Pair<Mox16u>& wordPair(const char* name) {
+  return pairNamed(kWordPairs, std::size(kWordPairs), name);
+}
 
-// ---- Checks ----------------------------------------------------------------------------------------------------------
+// ---- Checks
+// ----------------------------------------------------------------------------------------------------------
 
 template <class Plane>
 struct PlaneLists {
@@ -239,9 +267,12 @@ struct PlaneLists {
 template <class Order, size_t Index, class List>
 void breakPlanes(Order& order, const List& lists, int planes, auto first) {
   if (planes == 4) {
-    order.template breaksEach<Index>({first, decltype(first)(lists.bad[1]), decltype(first)(lists.bad[2]), decltype(first)(lists.bad[3])}, moxStatusNullPointer);
+    order.template breaksEach<Index>(
+        {first, decltype(first)(lists.bad[1]), decltype(first)(lists.bad[2]), decltype(first)(lists.bad[3])},
+        moxStatusNullPointer);
   } else {
-    order.template breaksEach<Index>({first, decltype(first)(lists.bad[1]), decltype(first)(lists.bad[2])}, moxStatusNullPointer);
+    order.template breaksEach<Index>({first, decltype(first)(lists.bad[1]), decltype(first)(lists.bad[2])},
+                                     moxStatusNullPointer);
   }
 }
 
@@ -253,7 +284,8 @@ TEST(Mcu, encodersTestTheStepAheadOfThePlanes) {
     for (int i = 0; i < 4; i++) planes[i] = blocks.plane[i].data();
     PlaneLists lists(planes);
     using List = Mox16s* const*;
-    auto order = checkOrder(pair.name, pair.encode, static_cast<const Sample*>(pixels.samples.data()), pixels.step, List(lists.good));
+    auto order = checkOrder(pair.name, pair.encode, static_cast<const Sample*>(pixels.samples.data()), pixels.step,
+                            List(lists.good));
     order.template breaks<0>(nullptr, moxStatusNullPointer)
         .template breaks<2>(nullptr, moxStatusNullPointer)
         .template breaksEach<1>({0, -1, INT32_MIN}, moxStatusBadStep);
@@ -292,7 +324,8 @@ TEST(Mcu, threeComponentsNeedThreePointers) {
   });
 }
 
-// ---- Values ----------------------------------------------------------------------------------------------------------
+// ---- Values
+// ----------------------------------------------------------------------------------------------------------
 
 TEST(Mcu, blocksFollowTheFormulas) {
   forEachTarget([](const mox::Target& target) {
@@ -317,7 +350,9 @@ TEST(Mcu, pixelsFollowTheFormulas) {
         const int bound = n % 4 == 0 ? 128 : n % 4 == 1 ? 1024 : 0;  // as the inverse transform gives them, or any
         for (auto& plane : blocks.plane)
           for (Mox16s& v : plane)
-            v = bound ? static_cast<Mox16s>(random.between(-bound, bound - 1)) : n % 4 == 2 ? random.any<Mox16s>() : random.extreme<Mox16s>();
+            v = bound        ? static_cast<Mox16s>(random.between(-bound, bound - 1))
+                : n % 4 == 2 ? random.any<Mox16s>()
+                             : random.extreme<Mox16s>();
         Pixels<Sample> expected(pair, n % 4), actual(pair, n % 4);
         fill(random, Filling::any, expected.samples.data(), expected.samples.size());
         actual = expected;
@@ -343,7 +378,8 @@ TEST(Mcu, chromaOfAnySizeIsExact) {
         Pixels<Mox8u> expected(pair, 0), actual(pair, 0);
         expectPixels(pair.format, pair.shape, blocks, expected.bytes(), expected.step);
         decodeInto(pair, blocks, actual);
-        ASSERT_EQ(actual.samples, expected.samples) << target.name << ", luminance " << luma << ", chroma from " << first;
+        ASSERT_EQ(actual.samples, expected.samples)
+            << target.name << ", luminance " << luma << ", chroma from " << first;
       }
     }
   });

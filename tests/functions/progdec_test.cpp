@@ -49,12 +49,14 @@ struct CheckedCall {
 
 // The position below 0 is looked at last, wherever its pointer stands.
 #define BREAKS_POSITION(c) \
-  breaksBy("negative position", [&c](auto& args) { std::get<2>(args) = &c.negative; }, moxStatusBadArgument)
+  breaksBy(                \
+      "negative position", [&c](auto& args) { std::get<2>(args) = &c.negative; }, moxStatusBadArgument)
 
 TEST(ProgressiveDecoder, checksInOrder) {
   CheckedCall c;
-  auto dcFirst = checkOrder("DC first", moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1, static_cast<const Mox8u*>(c.src), 32, &c.position,
-                            static_cast<Mox16s*>(c.dst), &c.lastDC, &c.marker, 0, c.table, c.state.get());
+  auto dcFirst =
+      checkOrder("DC first", moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1, static_cast<const Mox8u*>(c.src), 32,
+                 &c.position, static_cast<Mox16s*>(c.dst), &c.lastDC, &c.marker, 0, c.table, c.state.get());
   dcFirst.breaks<0>(nullptr, moxStatusNullPointer)
       .breaksEach<1>({0, -1, INT32_MIN}, moxStatusBadSize)
       .breaks<2>(nullptr, moxStatusNullPointer)
@@ -67,8 +69,9 @@ TEST(ProgressiveDecoder, checksInOrder) {
       .BREAKS_POSITION(c);
   c.run(dcFirst);
 
-  auto dcRefine = checkOrder("DC refine", moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1, static_cast<const Mox8u*>(c.src), 32, &c.position,
-                             static_cast<Mox16s*>(c.dst), &c.marker, 0, c.state.get());
+  auto dcRefine =
+      checkOrder("DC refine", moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1, static_cast<const Mox8u*>(c.src), 32,
+                 &c.position, static_cast<Mox16s*>(c.dst), &c.marker, 0, c.state.get());
   dcRefine.breaks<0>(nullptr, moxStatusNullPointer)
       .breaksEach<1>({0, -1, INT32_MIN}, moxStatusBadSize)
       .breaks<2>(nullptr, moxStatusNullPointer)
@@ -83,8 +86,8 @@ TEST(ProgressiveDecoder, checksInOrder) {
 template <auto Function>
 void checkAC(const char* name) {
   CheckedCall c;
-  auto order = checkOrder(name, Function, static_cast<const Mox8u*>(c.src), 32, &c.position, static_cast<Mox16s*>(c.dst), &c.marker, 1, 63, 0,
-                          c.table, c.state.get());
+  auto order = checkOrder(name, Function, static_cast<const Mox8u*>(c.src), 32, &c.position,
+                          static_cast<Mox16s*>(c.dst), &c.marker, 1, 63, 0, c.table, c.state.get());
   order.template breaks<0>(nullptr, moxStatusNullPointer)
       .template breaksEach<1>({0, -1, INT32_MIN}, moxStatusBadSize)
       .template breaks<2>(nullptr, moxStatusNullPointer)
@@ -97,8 +100,10 @@ void checkAC(const char* name) {
       .template breaks<9>(nullptr, moxStatusNullPointer)
       .BREAKS_POSITION(c);
   c.run(order);
-  EXPECT_EQ(Function(c.src, 32, &c.position, c.dst, &c.marker, 6, 5, 0, c.table, c.state.get()), moxStatusBadArgument) << name;
-  EXPECT_EQ(Function(c.src, 32, &c.position, c.dst, &c.marker, 63, 63, 13, c.table, c.state.get()), moxStatusOk) << name;
+  EXPECT_EQ(Function(c.src, 32, &c.position, c.dst, &c.marker, 6, 5, 0, c.table, c.state.get()), moxStatusBadArgument)
+      << name;
+  EXPECT_EQ(Function(c.src, 32, &c.position, c.dst, &c.marker, 63, 63, 13, c.table, c.state.get()), moxStatusOk)
+      << name;
 }
 
 TEST(ProgressiveDecoder, checksOfACInOrder) {
@@ -106,17 +111,27 @@ TEST(ProgressiveDecoder, checksOfACInOrder) {
   checkAC<moxiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1>("AC refine");
 }
 
-// An empty source is a size that these refuse and the sequential decoder takes; a negative one both refuse, by another name.
+// An empty source is a size that these refuse and the sequential decoder takes; a negative one both refuse, by
+// another name.
 TEST(ProgressiveDecoder, emptySourceIsRefusedUnlikeSequentially) {
   CheckedCall c;
   c.state.setWord(2, 32);
   c.position = 0;
   for (const int length : {0, -1}) {
-    EXPECT_EQ(moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(c.src, length, &c.position, c.dst, &c.lastDC, &c.marker, 0, c.table, c.state.get()), moxStatusBadSize);
-    EXPECT_EQ(moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(c.src, length, &c.position, c.dst, &c.marker, 0, c.state.get()), moxStatusBadSize);
-    EXPECT_EQ(moxiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(c.src, length, &c.position, c.dst, &c.marker, 1, 63, 0, c.table, c.state.get()), moxStatusBadSize);
-    EXPECT_EQ(moxiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(c.src, length, &c.position, c.dst, &c.marker, 1, 63, 0, c.table, c.state.get()), moxStatusBadSize);
-    EXPECT_EQ(moxiDecodeHuffman8x8_JPEG_1u16s_C1(c.src, length, &c.position, c.dst, &c.lastDC, &c.marker, c.table, c.table, c.state.get()),
+    EXPECT_EQ(moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(c.src, length, &c.position, c.dst, &c.lastDC, &c.marker, 0,
+                                                         c.table, c.state.get()),
+              moxStatusBadSize);
+    EXPECT_EQ(
+        moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(c.src, length, &c.position, c.dst, &c.marker, 0, c.state.get()),
+        moxStatusBadSize);
+    EXPECT_EQ(moxiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(c.src, length, &c.position, c.dst, &c.marker, 1, 63, 0,
+                                                         c.table, c.state.get()),
+              moxStatusBadSize);
+    EXPECT_EQ(moxiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(c.src, length, &c.position, c.dst, &c.marker, 1, 63, 0,
+                                                          c.table, c.state.get()),
+              moxStatusBadSize);
+    EXPECT_EQ(moxiDecodeHuffman8x8_JPEG_1u16s_C1(c.src, length, &c.position, c.dst, &c.lastDC, &c.marker, c.table,
+                                                 c.table, c.state.get()),
               length == 0 ? moxStatusOutOfBuffer : moxStatusBadArgument);
   }
 }
@@ -127,7 +142,8 @@ TEST(ProgressiveDecoder, dcFirstStoresShiftedSums) {
   forEachTarget([](const mox::Target& target) {
     const RawTable dc = typicalDC();
     // +3, -1, 0
-    ScanDecoder decoder({Kind::dcFirst, 0, 0, 1}, dc, followed(Bits().code(dc, 2).number(3, 2).code(dc, 1).number(0, 1).code(dc, 0).bytes()));
+    ScanDecoder decoder({Kind::dcFirst, 0, 0, 1}, dc,
+                        followed(Bits().code(dc, 2).number(3, 2).code(dc, 1).number(0, 1).code(dc, 0).bytes()));
     Mox16s dst[64] = {99, 7};
     EXPECT_EQ(decoder.block(dst), moxStatusOk);
     EXPECT_EQ(dst[0], 6) << target.name;
@@ -238,7 +254,9 @@ TEST(ProgressiveDecoder, blocksInsideARunReadNothing) {
       EXPECT_EQ(decoder.block(dst), moxStatusOk);
       EXPECT_EQ(decoder.eobRun(), left) << target.name;
       EXPECT_EQ(decoder.position, 1);
-      for (int i = 0; i < 6; i++) EXPECT_EQ(decoder.state.word(i), i == 3 ? static_cast<unsigned>(left) : 0x1000000u + static_cast<unsigned>(i));
+      for (int i = 0; i < 6; i++)
+        EXPECT_EQ(decoder.state.word(i),
+                  i == 3 ? static_cast<unsigned>(left) : 0x1000000u + static_cast<unsigned>(i));
     }
     for (const Mox16s v : dst) EXPECT_EQ(v, 77);
   });
@@ -250,7 +268,9 @@ TEST(ProgressiveDecoder, classesOfRuns) {
       for (int runClass = 0; runClass <= 14; runClass++)
         for (const uint32_t rest : {0u, 1u, (1u << runClass) - 1}) {
           if (rest >> runClass) continue;
-          ScanDecoder decoder(scan, byteTable(), followed(Bits().number(static_cast<uint32_t>(runClass * 16), 8).number(rest, runClass).bytes()));
+          ScanDecoder decoder(
+              scan, byteTable(),
+              followed(Bits().number(static_cast<uint32_t>(runClass * 16), 8).number(rest, runClass).bytes()));
           Mox16s dst[64] = {3};
           EXPECT_EQ(decoder.block(dst), moxStatusOk);
           EXPECT_EQ(decoder.eobRun(), static_cast<int32_t>((1u << runClass) + rest - 1)) << target.name;
@@ -284,7 +304,8 @@ TEST(ProgressiveDecoder, acFirstRunsBehindTheBand) {
         const int reached = end + run;
         EXPECT_EQ(decoder.block(dst), reached > 72 ? moxStatusError : moxStatusOk) << target.name << reached;
         for (int k = 0; k < 64; k++)
-          ASSERT_EQ(dst[kNatural[k]], reached <= 72 && k == std::min(reached, 63) ? 48 : 0) << target.name << ", " << reached << ", " << k;
+          ASSERT_EQ(dst[kNatural[k]], reached <= 72 && k == std::min(reached, 63) ? 48 : 0)
+              << target.name << ", " << reached << ", " << k;
         EXPECT_EQ(decoder.state.word(2), 32u - 10) << target.name << ": the value is taken in any case";
         EXPECT_EQ(decoder.eobRun(), 0);
       }
@@ -309,7 +330,15 @@ TEST(ProgressiveDecoder, acFirstKeepsItsStateWhenBitsRunOut) {
   forEachTarget([](const mox::Target& target) {
     for (const bool marker : {false, true}) {
       // Two values, then a code whose value has 3 of 8 bits.
-      Bytes source = Bits().number(0x01, 8).number(1, 1).number(0x12, 8).number(2, 2).number(0x08, 8).number(5, 3).number(3, 2).bytes();
+      Bytes source = Bits()
+                         .number(0x01, 8)
+                         .number(1, 1)
+                         .number(0x12, 8)
+                         .number(2, 2)
+                         .number(0x08, 8)
+                         .number(5, 3)
+                         .number(3, 2)
+                         .bytes();
       ASSERT_EQ(source.size(), 4u);
       if (marker) source.insert(source.end(), {0xFF, 0xD3});
       ScanDecoder decoder(kACFirst, byteTable(), source);
@@ -345,8 +374,8 @@ TEST(ProgressiveDecoder, markerIsToldByTheCallThatMeetsIt) {
   });
 }
 
-// The AC decoders use all 64 bits of the accumulator: they take up to 64 that a state brings along, and the bytes that they
-// load push the older ones up through both words. The DC decoders clear the upper word when they load.
+// The AC decoders use all 64 bits of the accumulator: they take up to 64 that a state brings along, and the bytes
+// that they load push the older ones up through both words. The DC decoders clear the upper word when they load.
 TEST(ProgressiveDecoder, accumulatorOf64Bits) {
   forEachTarget([](const mox::Target& target) {
     Mox16s dst[64] = {};
@@ -392,11 +421,21 @@ TEST(ProgressiveDecoder, acRefineCorrectsAndAdds) {
     const int after[][2] = {{1, -6}, {2, 4}, {5, 2}, {6, 6}, {8, -2}, {9, -4}, {20, 10}};
     for (const auto& a : after) expected[kNatural[a[0]]] = static_cast<Mox16s>(a[1]);
     Bits bits;  // what the encoder makes of `expected`
-    bits.code(ac, 0x21).number(1, 1).number(1, 1).number(0, 1).code(ac, 0x11).number(0, 1).number(1, 1).code(ac, 0).number(0, 1).number(1, 1);
+    bits.code(ac, 0x21)
+        .number(1, 1)
+        .number(1, 1)
+        .number(0, 1)
+        .code(ac, 0x11)
+        .number(0, 1)
+        .number(1, 1)
+        .code(ac, 0)
+        .number(0, 1)
+        .number(1, 1);
     ScanDecoder decoder({Kind::acRefine, 1, 63, 1}, ac, followed(bits.bytes()));
     EXPECT_EQ(decoder.block(dst), moxStatusOk);
     EXPECT_EQ(std::memcmp(dst, expected, sizeof dst), 0) << target.name;
-    EXPECT_EQ(decoder.position * 8 - static_cast<int>(decoder.state.word(2)), static_cast<int>(bits.text.size())) << target.name;
+    EXPECT_EQ(decoder.position * 8 - static_cast<int>(decoder.state.word(2)), static_cast<int>(bits.text.size()))
+        << target.name;
     EXPECT_EQ(decoder.eobRun(), 0);
   });
 }
@@ -411,8 +450,8 @@ TEST(ProgressiveDecoder, blocksInsideARunTakeTheirCorrections) {
     EXPECT_EQ(decoder.position, 0) << target.name << ": nothing to correct";
     EXPECT_EQ(decoder.eobRun(), 1);
     for (int i = 0; i < 6; i++) dst[kNatural[3 + 7 * i]] = static_cast<Mox16s>(i % 2 ? -16 : 16);
-    dst[kNatural[3]] = 24;    // has the bit already: stays
-    dst[kNatural[17]] = -24;  // its two's complement has it
+    dst[kNatural[3]] = 24;                       // has the bit already: stays
+    dst[kNatural[17]] = -24;                     // its two's complement has it
     EXPECT_EQ(decoder.block(dst), moxStatusOk);  // 101001
     EXPECT_EQ(dst[kNatural[3]], 24) << target.name;
     EXPECT_EQ(dst[kNatural[10]], -16) << target.name;
@@ -444,7 +483,8 @@ TEST(ProgressiveDecoder, correctionsAtTheEndsOfTheRange) {
 
 TEST(ProgressiveDecoder, zerosAreCountedAmongTheKnown) {
   forEachTarget([](const mox::Target& target) {
-    // The sixteenth zero is 17: 3 is corrected among them. The new one stands behind 18, which is 0, and 19, which is known.
+    // The sixteenth zero is 17: 3 is corrected among them. The new one stands behind 18, which is 0, and 19, which is
+    // known.
     Mox16s dst[64] = {};
     dst[kNatural[3]] = 2;
     dst[kNatural[19]] = 2;
@@ -455,14 +495,17 @@ TEST(ProgressiveDecoder, zerosAreCountedAmongTheKnown) {
     EXPECT_EQ(dst[kNatural[3]], 3) << target.name;
     EXPECT_EQ(dst[kNatural[19]], 2) << target.name;
     EXPECT_EQ(dst[kNatural[20]], 1) << target.name;
-    EXPECT_EQ(decoder.position * 8 - static_cast<int>(decoder.state.word(2)), static_cast<int>(bits.text.size())) << target.name;
+    EXPECT_EQ(decoder.position * 8 - static_cast<int>(decoder.state.word(2)), static_cast<int>(bits.text.size()))
+        << target.name;
   });
 }
 
 TEST(ProgressiveDecoder, anySizeIsOneBitInARefinement) {
   forEachTarget([](const mox::Target& target) {
     for (int size = 1; size <= 15; size++) {
-      ScanDecoder decoder({Kind::acRefine, 1, 63, 2}, byteTable(), followed(Bits().number(static_cast<uint32_t>(0x10 + size), 8).number(0, 1).number(0, 8).bytes()));
+      ScanDecoder decoder(
+          {Kind::acRefine, 1, 63, 2}, byteTable(),
+          followed(Bits().number(static_cast<uint32_t>(0x10 + size), 8).number(0, 1).number(0, 8).bytes()));
       Mox16s dst[64] = {};
       EXPECT_EQ(decoder.block(dst), moxStatusOk);
       EXPECT_EQ(dst[kNatural[2]], -4) << target.name;
@@ -481,14 +524,17 @@ TEST(ProgressiveDecoder, acRefineRunsBehindTheBand) {
         std::memset(dst, 0, 128);
         const int start = std::max(1, end - 7);
         dst[kNatural[end]] = 8;
-        ScanDecoder decoder({Kind::acRefine, start, end, 2}, byteTable(), followed({static_cast<uint8_t>(run << 4 | 1), 0xC0}));
+        ScanDecoder decoder({Kind::acRefine, start, end, 2}, byteTable(),
+                            followed({static_cast<uint8_t>(run << 4 | 1), 0xC0}));
         EXPECT_EQ(decoder.block(dst), moxStatusOk) << target.name;
         const int place = start + run;
-        // In the band: the place is filled, and the next byte is a symbol, the end of the band, behind a correction bit.
+        // In the band: the place is filled, and the next byte is a symbol, the end of the band, behind a correction
+        // bit.
         const bool inside = place < end;
         for (int k = 0; k < 64; k++) {
           const int wanted = inside && k == place ? 4 : k != end ? 0 : inside ? 8 : 12;
-          ASSERT_EQ(dst[kNatural[k]], wanted) << target.name << ", " << start << " to " << end << ", run " << run << ", " << k;
+          ASSERT_EQ(dst[kNatural[k]], wanted)
+              << target.name << ", " << start << " to " << end << ", run " << run << ", " << k;
         }
       }
   });
@@ -506,8 +552,10 @@ TEST(ProgressiveDecoder, acRefineKeepsItsStateWhenBitsRunOut) {
         Mox16s dst[64] = {};
         for (int k = 1; k <= 10; k++) dst[kNatural[k]] = static_cast<Mox16s>(k % 2 ? 2 : -2);
         EXPECT_EQ(decoder.block(dst), moxStatusOutOfBuffer) << target.name;
-        const int bits[10] = {1, 0, 1, 1, 0, 1, 1, 0, 0, 0};  // the eighth of 0xB6 is 0, and of the other there is none
-        for (int k = 1; k <= 10; k++) EXPECT_EQ(dst[kNatural[k]], k % 2 ? 2 + bits[k - 1] : -2 - bits[k - 1]) << target.name << k;
+        const int bits[10] = {1, 0, 1, 1, 0,
+                              1, 1, 0, 0, 0};  // the eighth of 0xB6 is 0, and of the other there is none
+        for (int k = 1; k <= 10; k++)
+          EXPECT_EQ(dst[kNatural[k]], k % 2 ? 2 + bits[k - 1] : -2 - bits[k - 1]) << target.name << k;
         EXPECT_EQ(decoder.eobRun(), run ? 3 : 2) << target.name << ": the run stays as it is";
         EXPECT_EQ(decoder.state.word(2), 0u) << target.name;
         EXPECT_EQ(decoder.position, static_cast<int>(source.size())) << target.name;
@@ -551,10 +599,22 @@ TEST(ProgressiveDecoder, truncatedSourcesAndGuardPages) {
         MoxStatus status = moxStatusOk;
         for (int calls = 0; status >= 0 && calls < 20000; calls++) {
           switch (scan.kind) {
-            case Kind::dcFirst: status = moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(src, size, &position, dst, &lastDC, &marker, 0, table.get(), state.get()); break;
-            case Kind::dcRefine: status = moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(src, size, &position, dst, &marker, 0, state.get()); break;
-            case Kind::acFirst: status = moxiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(src, size, &position, dst, &marker, 1, 63, 0, table.get(), state.get()); break;
-            case Kind::acRefine: status = moxiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(src, size, &position, dst, &marker, 1, 63, 0, table.get(), state.get()); break;
+            case Kind::dcFirst:
+              status = moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(src, size, &position, dst, &lastDC, &marker, 0,
+                                                                  table.get(), state.get());
+              break;
+            case Kind::dcRefine:
+              status =
+                  moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(src, size, &position, dst, &marker, 0, state.get());
+              break;
+            case Kind::acFirst:
+              status = moxiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(src, size, &position, dst, &marker, 1, 63, 0,
+                                                                  table.get(), state.get());
+              break;
+            case Kind::acRefine:
+              status = moxiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(src, size, &position, dst, &marker, 1, 63, 0,
+                                                                   table.get(), state.get());
+              break;
           }
           ASSERT_LE(position, size) << target.name;
           if (status == moxStatusError) status = moxStatusOk;
@@ -569,15 +629,16 @@ TEST(ProgressiveDecoder, truncatedSourcesAndGuardPages) {
 
 // ---- There and back -----------------------------------------------------------------------------------------------
 
-// Images of random blocks through whole scripts: DC and bands first without some bits, then one refinement after another,
-// must come back as they were.
+// Images of random blocks through whole scripts: DC and bands first without some bits, then one refinement after
+// another, must come back as they were.
 TEST(ProgressiveRoundTrip, scripts) {
   forEachTarget([](const mox::Target& target) {
     Random random(41);
     for (int n = 0; n < 40; n++) {
       const int count = random.between(1, 200), density = random.below(65), sizes = random.between(1, 10);
       std::vector<Mox16s> image(static_cast<size_t>(count) * 64), decoded(image.size());
-      for (int b = 0; b < count; b++) randomBlock(random, &image[static_cast<size_t>(b) * 64], random.oneIn(3) ? 0 : density, sizes);
+      for (int b = 0; b < count; b++)
+        randomBlock(random, &image[static_cast<size_t>(b) * 64], random.oneIn(3) ? 0 : density, sizes);
       std::vector<Scan> script;
       const int dcLow = random.below(4);
       script.push_back({Kind::dcFirst, 0, 0, dcLow});
@@ -603,9 +664,11 @@ TEST(ProgressiveRoundTrip, scripts) {
         Bytes segment = encoder.segment();
         segment.insert(segment.end(), {0xFF, 0xD9});
         ScanDecoder decoder(scan, table, segment);
-        for (int b = 0; b < count; b++) ASSERT_GE(decoder.block(&decoded[static_cast<size_t>(b) * 64]), 0) << target.name;
+        for (int b = 0; b < count; b++)
+          ASSERT_GE(decoder.block(&decoded[static_cast<size_t>(b) * 64]), 0) << target.name;
         ASSERT_EQ(decoder.eobRun(), 0) << target.name;
-        ASSERT_LT(static_cast<int>(decoder.state.word(2)) - (static_cast<int>(segment.size()) - decoder.position) * 8, 33);
+        ASSERT_LT(static_cast<int>(decoder.state.word(2)) - (static_cast<int>(segment.size()) - decoder.position) * 8,
+                  33);
       }
       ASSERT_EQ(image, decoded) << target.name << ", image " << n;
     }

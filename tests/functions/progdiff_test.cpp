@@ -1,6 +1,6 @@
-// The progressive kernels of every target against the definition, call by call: coefficients, bytes, positions, accumulators,
-// counts, runs, held corrections, predictors, markers and statuses. MOX_HUFFMAN_BLOCKS sets the number of blocks of each
-// test (default 60000).
+// The progressive kernels of every target against the definition, call by call: coefficients, bytes, positions,
+// accumulators, counts, runs, held corrections, predictors, markers and statuses. MOX_HUFFMAN_BLOCKS sets the number
+// of blocks of each test (default 60000).
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -25,7 +25,8 @@ int blocksToTry() {
 
 mox::Band anyBand(Random& random) {
   const int start = random.oneIn(2) ? random.between(1, 6) : random.between(1, 63);
-  return {start, random.oneIn(2) ? 63 : random.between(start, 63), random.oneIn(6) ? random.below(14) : random.below(4)};
+  return {start, random.oneIn(2) ? 63 : random.between(start, 63),
+          random.oneIn(6) ? random.below(14) : random.below(4)};
 }
 
 void anyBlock(Random& random, Mox16s* block, int density, int sizes) {
@@ -38,10 +39,14 @@ void anyBlock(Random& random, Mox16s* block, int density, int sizes) {
 
 RawTable anyTable(Random& random) {
   switch (random.below(8)) {
-    case 0: return typicalAC();
-    case 1: return randomTable(random, random.below(256), random.oneIn(2));  // some symbols have no code
-    case 2: return random.oneIn(4) ? RawTable() : byteTable();
-    default: return fullTable(random);
+    case 0:
+      return typicalAC();
+    case 1:
+      return randomTable(random, random.below(256), random.oneIn(2));  // some symbols have no code
+    case 2:
+      return random.oneIn(4) ? RawTable() : byteTable();
+    default:
+      return fullTable(random);
   }
 }
 
@@ -67,8 +72,10 @@ struct EncoderWorld {
 
 void expectSame(EncoderWorld& expected, EncoderWorld& actual, const char* target, int n) {
   ASSERT_EQ(actual.position, expected.position) << target << ", block " << n;
-  for (int i = 0; i < 5; i++) ASSERT_EQ(actual.state.word(i), expected.state.word(i)) << target << ", block " << n << ", word " << i;
-  ASSERT_EQ(std::memcmp(actual.state.bytes, expected.state.bytes, sizeof actual.state.bytes), 0) << target << ", block " << n;
+  for (int i = 0; i < 5; i++)
+    ASSERT_EQ(actual.state.word(i), expected.state.word(i)) << target << ", block " << n << ", word " << i;
+  ASSERT_EQ(std::memcmp(actual.state.bytes, expected.state.bytes, sizeof actual.state.bytes), 0)
+      << target << ", block " << n;
   ASSERT_EQ(std::memcmp(actual.counts, expected.counts, 1024), 0) << target << ", block " << n;
   const auto x = expected.memory.bytes(), y = actual.memory.bytes();
   ASSERT_EQ(std::memcmp(x.data(), y.data(), x.size()), 0) << target << ", block " << n;
@@ -78,17 +85,24 @@ void expectSame(EncoderWorld& expected, EncoderWorld& actual, const char* target
 void anyState(Random& random, EncoderWorld& expected, EncoderWorld& actual) {
   EncoderState state;
   const uint32_t pending = random.oneIn(10) ? random.any<uint32_t>() : static_cast<uint32_t>(random.below(8));
-  state.setWord(0, random.oneIn(4) ? random.any<uint32_t>() : random.any<uint32_t>() & (0xFFFFFFFFu << (24 - (pending & 7))));
+  state.setWord(
+      0, random.oneIn(4) ? random.any<uint32_t>() : random.any<uint32_t>() & (0xFFFFFFFFu << (24 - (pending & 7))));
   state.setWord(1, random.any<uint32_t>());
   state.setWord(2, pending);
-  state.setWord(3, random.oneIn(4) ? random.any<uint32_t>() : static_cast<uint32_t>(random.oneIn(2) ? random.below(6) : random.between(32700, 32800)));
-  state.setWord(4, random.oneIn(8) ? random.any<uint32_t>() : static_cast<uint32_t>(random.oneIn(2) ? random.below(10) : random.between(850, 1030)));
+  state.setWord(3, random.oneIn(4)
+                       ? random.any<uint32_t>()
+                       : static_cast<uint32_t>(random.oneIn(2) ? random.below(6) : random.between(32700, 32800)));
+  state.setWord(4, random.oneIn(8)
+                       ? random.any<uint32_t>()
+                       : static_cast<uint32_t>(random.oneIn(2) ? random.below(10) : random.between(850, 1030)));
   for (int i = 0; i < 1024; i++) state.bytes[20 + i] = random.any<uint8_t>() & (random.oneIn(500) ? 0xFF : 1);
   expected.state = actual.state = state;
 }
 
-void encodeStream(const mox::Target& target, Random& random, int blocks, EncoderWorld& expected, EncoderWorld& actual) {
-  const mox::ProgEncodeKernels &plain = *mox::targets().first->kernels->progEncode, &fast = *target.kernels->progEncode;
+void encodeStream(const mox::Target& target, Random& random, int blocks, EncoderWorld& expected,
+                  EncoderWorld& actual) {
+  const mox::ProgEncodeKernels &plain = *mox::targets().first->kernels->progEncode,
+                               &fast = *target.kernels->progEncode;
   EncodeTable table(anyTable(random));
   const int size = random.between(1, random.oneIn(2) ? 300 : 4096), start = random.oneIn(10) ? random.below(size) : 0;
   const mox::Band band = anyBand(random);
@@ -98,8 +112,11 @@ void encodeStream(const mox::Target& target, Random& random, int blocks, Encoder
   actual.begin(size, start);
   if (random.oneIn(4)) anyState(random, expected, actual);
   const auto call = [&](const mox::ProgEncodeKernels& kernels, EncoderWorld& world) {
-    if (count) return (refine ? kernels.countACRefine : kernels.countACFirst)(actual.block, world.counts, band, world.state.get());
-    return (refine ? kernels.acRefine : kernels.acFirst)(actual.block, world.dst, world.length, &world.position, band, table.get(), world.state.get());
+    if (count)
+      return (refine ? kernels.countACRefine : kernels.countACFirst)(actual.block, world.counts, band,
+                                                                     world.state.get());
+    return (refine ? kernels.acRefine : kernels.acFirst)(actual.block, world.dst, world.length, &world.position, band,
+                                                         table.get(), world.state.get());
   };
   for (int n = 0; n < blocks; n++) {
     anyBlock(random, actual.block, density, sizes);
@@ -143,10 +160,14 @@ struct DecoderWorld {
   }
   MoxStatus decode(const mox::ProgDecodeKernels& kernels, Kind kind, mox::Band band, DecodeTable& table) {
     switch (kind) {
-      case Kind::dcFirst: return kernels.dcFirst(src, length, &position, block, &lastDC, &marker, band.low, table.get(), state.get());
-      case Kind::dcRefine: return kernels.dcRefine(src, length, &position, block, &marker, band.low, state.get());
-      case Kind::acFirst: return kernels.acFirst(src, length, &position, block, &marker, band, table.get(), state.get());
-      default: return kernels.acRefine(src, length, &position, block, &marker, band, table.get(), state.get());
+      case Kind::dcFirst:
+        return kernels.dcFirst(src, length, &position, block, &lastDC, &marker, band.low, table.get(), state.get());
+      case Kind::dcRefine:
+        return kernels.dcRefine(src, length, &position, block, &marker, band.low, state.get());
+      case Kind::acFirst:
+        return kernels.acFirst(src, length, &position, block, &marker, band, table.get(), state.get());
+      default:
+        return kernels.acRefine(src, length, &position, block, &marker, band, table.get(), state.get());
     }
   }
 };
@@ -155,12 +176,16 @@ void expectSame(const DecoderWorld& expected, const DecoderWorld& actual, const 
   ASSERT_EQ(actual.position, expected.position) << target << ", block " << n;
   ASSERT_EQ(actual.marker, expected.marker) << target << ", block " << n;
   ASSERT_EQ(actual.lastDC, expected.lastDC) << target << ", block " << n;
-  for (int i = 0; i < 6; i++) ASSERT_EQ(actual.state.word(i), expected.state.word(i)) << target << ", block " << n << ", word " << i;
-  for (int k = 0; k < 64; k++) ASSERT_EQ(actual.block[kNatural[k]], expected.block[kNatural[k]]) << target << ", block " << n << ", position " << k;
+  for (int i = 0; i < 6; i++)
+    ASSERT_EQ(actual.state.word(i), expected.state.word(i)) << target << ", block " << n << ", word " << i;
+  for (int k = 0; k < 64; k++)
+    ASSERT_EQ(actual.block[kNatural[k]], expected.block[kNatural[k]])
+        << target << ", block " << n << ", position " << k;
 }
 
 // What the scan's encoder makes of blocks whose earlier scans `known` has, and a marker.
-Bytes validSegment(Random& random, Kind kind, mox::Band band, const RawTable& table, std::vector<Mox16s>& known, int count) {
+Bytes validSegment(Random& random, Kind kind, mox::Band band, const RawTable& table, std::vector<Mox16s>& known,
+                   int count) {
   ScanEncoder encoder({kind, band.start, band.end, band.low}, table, 8000);
   known.assign(static_cast<size_t>(count) * 64, 0);
   const int density = random.below(40), sizes = random.between(1, 6);
@@ -200,8 +225,10 @@ void damage(Random& random, Bytes& segment) {
 }
 
 int decodeStream(const mox::Target& target, Random& random, DecoderWorld& expected, DecoderWorld& actual) {
-  const mox::ProgDecodeKernels &plain = *mox::targets().first->kernels->progDecode, &fast = *target.kernels->progDecode;
-  static const Kind kinds[] = {Kind::dcFirst, Kind::dcRefine, Kind::acFirst, Kind::acFirst, Kind::acRefine, Kind::acRefine, Kind::acRefine};
+  const mox::ProgDecodeKernels &plain = *mox::targets().first->kernels->progDecode,
+                               &fast = *target.kernels->progDecode;
+  static const Kind kinds[] = {Kind::dcFirst,  Kind::dcRefine, Kind::acFirst, Kind::acFirst,
+                               Kind::acRefine, Kind::acRefine, Kind::acRefine};
   const Kind kind = kinds[random.below(7)];
   const mox::Band band = anyBand(random);
   const RawTable raw = random.oneIn(2) ? fullTable(random) : typicalAC();
@@ -254,7 +281,8 @@ TEST(ProgressiveDifferential, decoders) {
   DecoderWorld expected, actual;
   forEachTarget([&](const mox::Target& target) {
     Random random(52);
-    for (int done = 0; done < blocks && !testing::Test::HasFailure();) done += 1 + decodeStream(target, random, expected, actual);
+    for (int done = 0; done < blocks && !testing::Test::HasFailure();)
+      done += 1 + decodeStream(target, random, expected, actual);
   });
 }
 

@@ -45,8 +45,8 @@ struct CheckedCall {
 TEST(ProgressiveEncoder, checksOfDCFirstInOrder) {
   for (const int flush : {0, 1}) {
     CheckedCall c;
-    auto order = checkOrder("DC first", moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1, kBlock, static_cast<Mox8u*>(c.dst), 64,
-                            &c.position, &c.lastDC, 0, c.table, c.state.get(), flush);
+    auto order = checkOrder("DC first", moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1, kBlock,
+                            static_cast<Mox8u*>(c.dst), 64, &c.position, &c.lastDC, 0, c.table, c.state.get(), flush);
     order.breaks<1>(nullptr, moxStatusNullPointer)
         .breaksEach<2>({0, -1, INT32_MIN}, moxStatusBadSize)
         .breaks<3>(nullptr, moxStatusNullPointer)
@@ -59,14 +59,16 @@ TEST(ProgressiveEncoder, checksOfDCFirstInOrder) {
     c.run(order);
   }
   CheckedCall c;
-  EXPECT_EQ(moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(nullptr, c.dst, 64, &c.position, nullptr, 99, nullptr, c.state.get(), -1), moxStatusOk);
+  EXPECT_EQ(moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(nullptr, c.dst, 64, &c.position, nullptr, 99, nullptr,
+                                                       c.state.get(), -1),
+            moxStatusOk);
 }
 
 TEST(ProgressiveEncoder, checksOfDCRefineInOrder) {
   for (const int flush : {0, 1}) {
     CheckedCall c;
-    auto order = checkOrder("DC refine", moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1, kBlock, static_cast<Mox8u*>(c.dst), 64,
-                            &c.position, 0, c.state.get(), flush);
+    auto order = checkOrder("DC refine", moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1, kBlock,
+                            static_cast<Mox8u*>(c.dst), 64, &c.position, 0, c.state.get(), flush);
     order.breaks<1>(nullptr, moxStatusNullPointer)
         .breaksEach<2>({0, -1, INT32_MIN}, moxStatusBadSize)
         .breaks<3>(nullptr, moxStatusNullPointer)
@@ -77,14 +79,16 @@ TEST(ProgressiveEncoder, checksOfDCRefineInOrder) {
     c.run(order);
   }
   CheckedCall c;
-  EXPECT_EQ(moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(nullptr, c.dst, 64, &c.position, -9, c.state.get(), 2), moxStatusOk);
+  EXPECT_EQ(moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(nullptr, c.dst, 64, &c.position, -9, c.state.get(), 2),
+            moxStatusOk);
 }
 
 template <auto Function>
 void checkACEncoder(const char* name) {
   for (const int flush : {0, 1}) {
     CheckedCall c;
-    auto order = checkOrder(name, Function, kBlock, static_cast<Mox8u*>(c.dst), 64, &c.position, 1, 63, 0, c.table, c.state.get(), flush);
+    auto order = checkOrder(name, Function, kBlock, static_cast<Mox8u*>(c.dst), 64, &c.position, 1, 63, 0, c.table,
+                            c.state.get(), flush);
     order.template breaks<1>(nullptr, moxStatusNullPointer)
         .template breaksEach<2>({0, -1, INT32_MIN}, moxStatusBadSize)
         .template breaks<3>(nullptr, moxStatusNullPointer)
@@ -99,7 +103,8 @@ void checkACEncoder(const char* name) {
   }
   CheckedCall c;
   EXPECT_EQ(Function(nullptr, c.dst, 64, &c.position, 0, 99, -1, c.table, c.state.get(), 5), moxStatusOk) << name;
-  EXPECT_EQ(Function(kBlock, c.dst, 64, &c.position, 6, 5, 0, c.table, c.state.get(), 0), moxStatusBadArgument) << name;
+  EXPECT_EQ(Function(kBlock, c.dst, 64, &c.position, 6, 5, 0, c.table, c.state.get(), 0), moxStatusBadArgument)
+      << name;
   EXPECT_EQ(Function(kBlock, c.dst, 64, &c.position, 63, 63, 13, c.table, c.state.get(), 0), moxStatusOk) << name;
 }
 
@@ -129,7 +134,8 @@ void checkACCounter(const char* name) {
 TEST(ProgressiveEncoder, checksOfStatisticsInOrder) {
   int32_t counts[256] = {};
   Mox16s lastDC = 0;
-  checkOrder("DC first statistics", moxiGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1, kBlock, static_cast<int32_t*>(counts), &lastDC, 0)
+  checkOrder("DC first statistics", moxiGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1, kBlock,
+             static_cast<int32_t*>(counts), &lastDC, 0)
       .breaks<0>(nullptr, moxStatusNullPointer)
       .breaks<1>(nullptr, moxStatusNullPointer)
       .breaks<2>(nullptr, moxStatusNullPointer)
@@ -241,7 +247,9 @@ TEST(ProgressiveEncoder, emptyBandsAreWrittenAsARun) {
         ASSERT_EQ(encoder.flush(), moxStatusOk);
         ASSERT_EQ(counter.flush(), moxStatusOk);
         const int runClass = std::bit_width(static_cast<unsigned>(blocks)) - 1;
-        ASSERT_EQ(encoder.segment(), Bits().code(full, runClass * 16).number(static_cast<uint32_t>(blocks), runClass).bytes()) << blocks;
+        ASSERT_EQ(encoder.segment(),
+                  Bits().code(full, runClass * 16).number(static_cast<uint32_t>(blocks), runClass).bytes())
+            << blocks;
         for (int i = 0; i < 256; i++) ASSERT_EQ(counter.counts[i], i == runClass * 16);
         ASSERT_EQ(encoder.eobRun(), 0);
         ASSERT_EQ(counter.eobRun(), 0);
@@ -287,9 +295,12 @@ TEST(ProgressiveEncoder, runsThatNoCallMakes) {
       uint32_t run;
       MoxStatus status;
       int32_t left;
-    } cases[] = {{0x8000, moxStatusOk, 0},       {0xFFFE, moxStatusOk, 0},
-                 {0xFFFF, moxStatusCoefficientRange, 0x8000}, {0x7FFFFFFF, moxStatusCoefficientRange, 0x7FFF8000},
-                 {0x80000000, moxStatusCoefficientRange, INT32_MIN}, {0xFFFFFFFF, moxStatusCoefficientRange, -1}};
+    } cases[] = {{0x8000, moxStatusOk, 0},
+                 {0xFFFE, moxStatusOk, 0},
+                 {0xFFFF, moxStatusCoefficientRange, 0x8000},
+                 {0x7FFFFFFF, moxStatusCoefficientRange, 0x7FFF8000},
+                 {0x80000000, moxStatusCoefficientRange, INT32_MIN},
+                 {0xFFFFFFFF, moxStatusCoefficientRange, -1}};
     for (const auto& c : cases)
       for (const Scan scan : {kACFirst, kACRefine}) {
         ScanEncoder encoder(scan, full);
@@ -318,10 +329,10 @@ TEST(ProgressiveEncoder, acFirstCodesMagnitudesInTheBand) {
     const RawTable ac = typicalAC();
     Mox16s src[64] = {1000};
     for (int k = 0; k < 64; k++) src[kNatural[k]] = 1;  // gone at Al 1
-    src[kNatural[4]] = 500;                               // ahead of the band
-    src[kNatural[6]] = -7;                                // -3: 00 in ones' complement
+    src[kNatural[4]] = 500;                             // ahead of the band
+    src[kNatural[6]] = -7;                              // -3: 00 in ones' complement
     src[kNatural[7]] = 2;
-    src[kNatural[24]] = -2;  // behind 16 zeros
+    src[kNatural[24]] = -2;   // behind 16 zeros
     src[kNatural[30]] = 500;  // behind the band
     ScanEncoder encoder({Kind::acFirst, 5, 29, 1}, ac);
     ScanCounter counter(encoder.scan);
@@ -333,7 +344,8 @@ TEST(ProgressiveEncoder, acFirstCodesMagnitudesInTheBand) {
     Bits expected = Bits().code(ac, 0x12).number(0, 2).code(ac, 0x01).number(1, 1);
     expected.code(ac, 0xF0).code(ac, 0x01).number(0, 1).code(ac, 0x00);
     EXPECT_EQ(encoder.segment(), expected.bytes()) << target.name;
-    for (int i = 0; i < 256; i++) EXPECT_EQ(counter.counts[i], i == 0x12 || i == 0xF0 || i == 0 ? 1 : i == 1 ? 2 : 0) << target.name << i;
+    for (int i = 0; i < 256; i++)
+      EXPECT_EQ(counter.counts[i], i == 0x12 || i == 0xF0 || i == 0 ? 1 : i == 1 ? 2 : 0) << target.name << i;
   });
 }
 
@@ -346,7 +358,9 @@ TEST(ProgressiveEncoder, lastPlaceOfTheBandNeedsNoEnd) {
     EXPECT_EQ(encoder.block(src), moxStatusOk);
     EXPECT_EQ(encoder.eobRun(), 0) << target.name;
     EXPECT_EQ(encoder.flush(), moxStatusOk);
-    EXPECT_EQ(encoder.segment(), Bits().code(ac, 0xF0).code(ac, 0xF0).code(ac, 0xF0).code(ac, 0xE1).number(1, 1).bytes()) << target.name;
+    EXPECT_EQ(encoder.segment(),
+              Bits().code(ac, 0xF0).code(ac, 0xF0).code(ac, 0xF0).code(ac, 0xE1).number(1, 1).bytes())
+        << target.name;
   });
 }
 
@@ -373,7 +387,8 @@ TEST(ProgressiveEncoder, elevenBitsCanBeCodedButNotCounted) {
             EXPECT_EQ(counter.counts[0x10 + size], size <= 10) << target.name;
             EXPECT_EQ(encoder.flush(), moxStatusOk);
             Bits expected = Bits().code(full, 0x20).number(1, 2).code(full, 0xF0);
-            if (size <= 11) expected.code(full, 0x10 + size).number(static_cast<uint32_t>(sign > 0 ? magnitude : ~magnitude), size);
+            if (size <= 11)
+              expected.code(full, 0x10 + size).number(static_cast<uint32_t>(sign > 0 ? magnitude : ~magnitude), size);
             EXPECT_EQ(encoder.segment(), expected.bytes()) << target.name << size;
           }
     Mox16s lowest[64] = {};
@@ -412,7 +427,16 @@ TEST(ProgressiveEncoder, correctionBitsFollowTheNextSymbol) {
     EXPECT_EQ(encoder.flush(), moxStatusOk);
     Bits expected;
     for (int n = 0; n < 2; n++)
-      expected.code(ac, 0x21).number(1, 1).number(1, 1).number(0, 1).code(ac, 0x11).number(0, 1).number(1, 1).code(ac, 0).number(0, 1).number(1, 1);
+      expected.code(ac, 0x21)
+          .number(1, 1)
+          .number(1, 1)
+          .number(0, 1)
+          .code(ac, 0x11)
+          .number(0, 1)
+          .number(1, 1)
+          .code(ac, 0)
+          .number(0, 1)
+          .number(1, 1);
     EXPECT_EQ(encoder.segment(), expected.bytes()) << target.name;
     EXPECT_EQ(counter.flush(), moxStatusOk);
     for (int i = 0; i < 256; i++) EXPECT_EQ(counter.counts[i], i == 0x21 || i == 0x11 || i == 0) << target.name << i;
@@ -434,7 +458,8 @@ TEST(ProgressiveEncoder, runsOf16ZerosOnlyUpToTheLastNewCoefficient) {
     EXPECT_EQ(encoder.corrections(), 1) << target.name;
     EXPECT_EQ(encoder.flush(), moxStatusOk);
     // The known coefficient at 3 is corrected behind the first code; 2 + 16 zeros ahead of 20, of which 16 are coded.
-    const Bits expected = Bits().code(ac, 0xF0).number(1, 1).code(ac, 0x41).number(0, 1).number(0, 1).code(ac, 0).number(1, 1);
+    const Bits expected =
+        Bits().code(ac, 0xF0).number(1, 1).code(ac, 0x41).number(0, 1).number(0, 1).code(ac, 0).number(1, 1);
     EXPECT_EQ(encoder.segment(), expected.bytes()) << target.name;
     EXPECT_EQ(counter.counts[0xF0], 1) << target.name;
   });
@@ -517,7 +542,8 @@ TEST(ProgressiveEncoder, fullDestinationKeepsWhatFits) {
     const RawTable full = fullTable(random);
     std::vector<Mox16s> blocks;
     seededBlocks(random, blocks, 12);
-    for (const Scan scan : {Scan{Kind::dcFirst, 0, 0, 1}, kDCRefine, Scan{Kind::acFirst, 1, 63, 1}, Scan{Kind::acRefine, 2, 60, 1}}) {
+    for (const Scan scan :
+         {Scan{Kind::dcFirst, 0, 0, 1}, kDCRefine, Scan{Kind::acFirst, 1, 63, 1}, Scan{Kind::acRefine, 2, 60, 1}}) {
       ScanEncoder whole(scan, full);
       for (int n = 0; n < 12; n++) ASSERT_EQ(whole.block(&blocks[static_cast<size_t>(n) * 64]), moxStatusOk);
       ASSERT_EQ(whole.flush(), moxStatusOk);
@@ -530,10 +556,25 @@ TEST(ProgressiveEncoder, fullDestinationKeepsWhatFits) {
           const Mox16s* const src = &blocks[static_cast<size_t>(n % 12) * 64];
           const int flush = n == 12;
           switch (scan.kind) {
-            case Kind::dcFirst: status = moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(src, dst, size, &encoder.position, &encoder.lastDC, scan.low, encoder.table.get(), encoder.state.get(), flush); break;
-            case Kind::dcRefine: status = moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(src, dst, size, &encoder.position, scan.low, encoder.state.get(), flush); break;
-            case Kind::acFirst: status = moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(src, dst, size, &encoder.position, scan.start, scan.end, scan.low, encoder.table.get(), encoder.state.get(), flush); break;
-            case Kind::acRefine: status = moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(src, dst, size, &encoder.position, scan.start, scan.end, scan.low, encoder.table.get(), encoder.state.get(), flush); break;
+            case Kind::dcFirst:
+              status = moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(src, dst, size, &encoder.position, &encoder.lastDC,
+                                                                  scan.low, encoder.table.get(), encoder.state.get(),
+                                                                  flush);
+              break;
+            case Kind::dcRefine:
+              status = moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(src, dst, size, &encoder.position, scan.low,
+                                                                   encoder.state.get(), flush);
+              break;
+            case Kind::acFirst:
+              status = moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(src, dst, size, &encoder.position, scan.start,
+                                                                  scan.end, scan.low, encoder.table.get(),
+                                                                  encoder.state.get(), flush);
+              break;
+            case Kind::acRefine:
+              status = moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(src, dst, size, &encoder.position, scan.start,
+                                                                   scan.end, scan.low, encoder.table.get(),
+                                                                   encoder.state.get(), flush);
+              break;
           }
         }
         ASSERT_EQ(status, moxStatusOutOfBuffer) << target.name << size;
@@ -613,7 +654,8 @@ TEST(ProgressiveEncoder, blockIsReadWithinItsPage) {
 
 // ---- Counting -----------------------------------------------------------------------------------------------------
 
-// What is counted is what is coded: the bits of the segment are those of the counted symbols' codes and what follows them.
+// What is counted is what is coded: the bits of the segment are those of the counted symbols' codes and what follows
+// them.
 TEST(ProgressiveEncoder, countsAreThoseOfTheSegment) {
   forEachTarget([](const mox::Target& target) {
     Random random(9);
@@ -630,7 +672,8 @@ TEST(ProgressiveEncoder, countsAreThoseOfTheSegment) {
       RawTable table;
       ASSERT_EQ(moxiEncodeHuffmanRawTableInit_JPEG_8u(counter.counts, table.bits, table.values), moxStatusOk);
       ScanEncoder encoder(scan, table);
-      for (int i = 0; i < 60; i++) ASSERT_EQ(encoder.block(&blocks[static_cast<size_t>(i) * 64]), moxStatusOk) << target.name;
+      for (int i = 0; i < 60; i++)
+        ASSERT_EQ(encoder.block(&blocks[static_cast<size_t>(i) * 64]), moxStatusOk) << target.name;
       ASSERT_EQ(encoder.flush(), moxStatusOk);
       // Without one of them it cannot be coded.
       int k = random.below(table.count());

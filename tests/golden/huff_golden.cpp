@@ -6,7 +6,9 @@ namespace test {
 namespace {
 
 // Full tables and typical ones, and blocks that are empty, sparse and dense.
-RawTable seededTable(Random& random, int i) { return i % 3 == 0 ? typicalAC() : fullTable(random); }
+RawTable seededTable(Random& random, int i) {
+  return i % 3 == 0 ? typicalAC() : fullTable(random);
+}
 
 void seededBlock(Random& random, Mox16s* block, int i) {
   const int densities[] = {0, 1, 5, 20, 64};
@@ -66,7 +68,8 @@ void encode(Digest& digest, Random& random) {
     Mox16s lastDC = 0, block[64];
     for (int n = 0; n < 20; n++) {
       seededBlock(random, block, n);
-      digest.value(moxiEncodeHuffman8x8_JPEG_16s1u_C1(block, dst.data(), 4000, &position, &lastDC, dc.get(), ac.get(), state.get(), n == 19));
+      digest.value(moxiEncodeHuffman8x8_JPEG_16s1u_C1(block, dst.data(), 4000, &position, &lastDC, dc.get(), ac.get(),
+                                                      state.get(), n == 19));
       digest.value(position);
       digest.value(lastDC);
       digest.bytes(state.bytes, sizeof state.bytes);
@@ -83,7 +86,8 @@ void encodeDirect(Digest& digest, Random& random) {
     Mox16s lastDC = 0, block[64];
     for (int n = 0; n < 20; n++) {
       seededBlock(random, block, n);
-      digest.value(moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(block, dst.data(), &position, &lastDC, dc.get(), ac.get()));
+      digest.value(
+          moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(block, dst.data(), &position, &lastDC, dc.get(), ac.get()));
       digest.value(position);
     }
     digest.values(dst);
@@ -121,7 +125,8 @@ void decode(Digest& digest, Random& random) {
     int32_t position = 0, marker = 0;
     Mox16s lastDC = 0, block[64];
     for (int n = 0; n < 100; n++) {
-      digest.value(moxiDecodeHuffman8x8_JPEG_1u16s_C1(src.data(), 1000, &position, block, &lastDC, &marker, dc.get(), ac.get(), state.get()));
+      digest.value(moxiDecodeHuffman8x8_JPEG_1u16s_C1(src.data(), 1000, &position, block, &lastDC, &marker, dc.get(),
+                                                      ac.get(), state.get()));
       digest.values(std::vector<Mox16s>(block, block + 64));
       for (const int32_t v : {position, marker, static_cast<int32_t>(lastDC)}) digest.value(v);
       digest.bytes(state.bytes, sizeof state.bytes);
@@ -138,7 +143,8 @@ void decodeDirect(Digest& digest, Random& random) {
     Mox32u bits = 0;
     Mox16s lastDC = 0, block[64];
     for (int n = 0; n < 100 && position < 998 * 8; n++) {
-      digest.value(moxiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(src.data(), &position, block, &lastDC, &marker, &bits, &count, dc.get(), ac.get()));
+      digest.value(moxiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(src.data(), &position, block, &lastDC, &marker, &bits,
+                                                             &count, dc.get(), ac.get()));
       digest.values(std::vector<Mox16s>(block, block + 64));
       for (const int32_t v : {position, marker, count, static_cast<int32_t>(lastDC)}) digest.value(v);
       digest.value(bits);
@@ -155,23 +161,31 @@ const AddGoldenCases cases{
     {"moxiEncodeHuffmanSpecInit_JPEG_8u", table<MoxEncodeHuffmanSpec, 1024, moxiEncodeHuffmanSpecInit_JPEG_8u>},
     {"moxiDecodeHuffmanSpecInit_JPEG_8u", table<MoxDecodeHuffmanSpec, 1644, moxiDecodeHuffmanSpecInit_JPEG_8u>},
     {"moxiEncodeHuffmanSpecInitAlloc_JPEG_8u",
-     allocatedTable<MoxEncodeHuffmanSpec, 1024, moxiEncodeHuffmanSpecInitAlloc_JPEG_8u, moxiEncodeHuffmanSpecFree_JPEG_8u>},
+     allocatedTable<MoxEncodeHuffmanSpec, 1024, moxiEncodeHuffmanSpecInitAlloc_JPEG_8u,
+                    moxiEncodeHuffmanSpecFree_JPEG_8u>},
     {"moxiEncodeHuffmanSpecFree_JPEG_8u",
-     allocatedTable<MoxEncodeHuffmanSpec, 1024, moxiEncodeHuffmanSpecInitAlloc_JPEG_8u, moxiEncodeHuffmanSpecFree_JPEG_8u>},
+     allocatedTable<MoxEncodeHuffmanSpec, 1024, moxiEncodeHuffmanSpecInitAlloc_JPEG_8u,
+                    moxiEncodeHuffmanSpecFree_JPEG_8u>},
     {"moxiDecodeHuffmanSpecInitAlloc_JPEG_8u",
-     allocatedTable<MoxDecodeHuffmanSpec, 1644, moxiDecodeHuffmanSpecInitAlloc_JPEG_8u, moxiDecodeHuffmanSpecFree_JPEG_8u>},
+     allocatedTable<MoxDecodeHuffmanSpec, 1644, moxiDecodeHuffmanSpecInitAlloc_JPEG_8u,
+                    moxiDecodeHuffmanSpecFree_JPEG_8u>},
     {"moxiDecodeHuffmanSpecFree_JPEG_8u",
-     allocatedTable<MoxDecodeHuffmanSpec, 1644, moxiDecodeHuffmanSpecInitAlloc_JPEG_8u, moxiDecodeHuffmanSpecFree_JPEG_8u>},
+     allocatedTable<MoxDecodeHuffmanSpec, 1644, moxiDecodeHuffmanSpecInitAlloc_JPEG_8u,
+                    moxiDecodeHuffmanSpecFree_JPEG_8u>},
     {"moxiEncodeHuffmanStateInit_JPEG_8u", state<MoxEncodeHuffmanState, 1048, moxiEncodeHuffmanStateInit_JPEG_8u>},
     {"moxiDecodeHuffmanStateInit_JPEG_8u", state<MoxDecodeHuffmanState, 24, moxiDecodeHuffmanStateInit_JPEG_8u>},
     {"moxiEncodeHuffmanStateInitAlloc_JPEG_8u",
-     allocatedState<MoxEncodeHuffmanState, 1044, moxiEncodeHuffmanStateInitAlloc_JPEG_8u, moxiEncodeHuffmanStateFree_JPEG_8u>},
+     allocatedState<MoxEncodeHuffmanState, 1044, moxiEncodeHuffmanStateInitAlloc_JPEG_8u,
+                    moxiEncodeHuffmanStateFree_JPEG_8u>},
     {"moxiEncodeHuffmanStateFree_JPEG_8u",
-     allocatedState<MoxEncodeHuffmanState, 1044, moxiEncodeHuffmanStateInitAlloc_JPEG_8u, moxiEncodeHuffmanStateFree_JPEG_8u>},
+     allocatedState<MoxEncodeHuffmanState, 1044, moxiEncodeHuffmanStateInitAlloc_JPEG_8u,
+                    moxiEncodeHuffmanStateFree_JPEG_8u>},
     {"moxiDecodeHuffmanStateInitAlloc_JPEG_8u",
-     allocatedState<MoxDecodeHuffmanState, 20, moxiDecodeHuffmanStateInitAlloc_JPEG_8u, moxiDecodeHuffmanStateFree_JPEG_8u>},
+     allocatedState<MoxDecodeHuffmanState, 20, moxiDecodeHuffmanStateInitAlloc_JPEG_8u,
+                    moxiDecodeHuffmanStateFree_JPEG_8u>},
     {"moxiDecodeHuffmanStateFree_JPEG_8u",
-     allocatedState<MoxDecodeHuffmanState, 20, moxiDecodeHuffmanStateInitAlloc_JPEG_8u, moxiDecodeHuffmanStateFree_JPEG_8u>},
+     allocatedState<MoxDecodeHuffmanState, 20, moxiDecodeHuffmanStateInitAlloc_JPEG_8u,
+                    moxiDecodeHuffmanStateFree_JPEG_8u>},
     {"moxiEncodeHuffman8x8_JPEG_16s1u_C1", encode},
     {"moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1", encodeDirect},
     {"moxiGetHuffmanStatistics8x8_JPEG_16s_C1", statistics},

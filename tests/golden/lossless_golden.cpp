@@ -22,7 +22,8 @@ template <auto Function>
 void rows(Digest& digest, Random& random) {
   for (const int width : kWidths)
     for (int predictor = 1; predictor <= 7; predictor++) {
-      const auto src = seeded<Mox16s>(random, static_cast<size_t>(width)), above = seeded<Mox16s>(random, static_cast<size_t>(width));
+      const auto src = seeded<Mox16s>(random, static_cast<size_t>(width)),
+                 above = seeded<Mox16s>(random, static_cast<size_t>(width));
       auto dst = seeded<Mox16s>(random, static_cast<size_t>(width));
       digest.value(Function(src.data(), above.data(), dst.data(), width, predictor));
       digest.values(dst);
@@ -41,7 +42,8 @@ void encode(Digest& digest, Random& random) {
     int32_t position = 0;
     for (int n = 0; n <= 100; n++) {
       const Mox16s difference = seededDifference(random);
-      digest.value(moxiEncodeHuffmanOne_JPEG_16s1u_C1(&difference, dst.data(), static_cast<int32_t>(dst.size()), &position, table.get(), state.get(), n == 100));
+      digest.value(moxiEncodeHuffmanOne_JPEG_16s1u_C1(&difference, dst.data(), static_cast<int32_t>(dst.size()),
+                                                      &position, table.get(), state.get(), n == 100));
       digest.value(position);
       digest.bytes(state.bytes, 16);
     }
@@ -59,7 +61,8 @@ void decode(Digest& digest, Random& random) {
     int32_t position = 0, marker = 0;
     for (int n = 0; n < 300; n++) {
       Mox16s difference = 1;
-      digest.value(moxiDecodeHuffmanOne_JPEG_1u16s_C1(src.data(), 400, &position, &difference, &marker, table.get(), state.get()));
+      digest.value(moxiDecodeHuffmanOne_JPEG_1u16s_C1(src.data(), 400, &position, &difference, &marker, table.get(),
+                                                      state.get()));
       digest.value(difference);
       digest.value(position);
       digest.value(marker);

@@ -29,7 +29,8 @@ RawTable codes() {
 // Differences as a photograph has them, or any.
 void differences(Random& random, Mox16s* values, int n) {
   for (int i = 0; i < n; i++)
-    values[i] = random.oneIn(50) ? random.extreme<Mox16s>() : static_cast<Mox16s>(random.any<Mox16s>() >> random.between(9, 15));
+    values[i] = random.oneIn(50) ? random.extreme<Mox16s>()
+                                 : static_cast<Mox16s>(random.any<Mox16s>() >> random.between(9, 15));
 }
 
 template <class Object>
@@ -57,7 +58,8 @@ void decode(const mox::Kernels& k, Feed& f, int n) {
     differences(random, values.data(), n);
     EncoderState state;
     int32_t position = 0;
-    for (const Mox16s value : values) moxiEncodeHuffmanOne_JPEG_16s1u_C1(&value, bytes, length, &position, encoder.get(), state.get(), 0);
+    for (const Mox16s value : values)
+      moxiEncodeHuffmanOne_JPEG_16s1u_C1(&value, bytes, length, &position, encoder.get(), state.get(), 0);
     moxiEncodeHuffmanOne_JPEG_16s1u_C1(nullptr, bytes, length, &position, nullptr, state.get(), 1);
     std::memset(bytes + position, 0, static_cast<size_t>(length - position));
   });

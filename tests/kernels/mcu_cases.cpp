@@ -50,7 +50,8 @@ template <class Sample, int Samples, int Sampling, class Kernel>
 void decode(Feed& f, int n, Kernel kernel) {
   const Shape s = kShapes[Sampling];
   const int width = 8 * s.across * Samples, step = stepOf<Sample>(width, n), luma = s.across * s.down;
-  const Mox16s* const src[] = {blocks(f, n, luma), blocks(f, n, 1), blocks(f, n, 1), Samples == 4 ? blocks(f, n, luma) : nullptr};
+  const Mox16s* const src[] = {blocks(f, n, luma), blocks(f, n, 1), blocks(f, n, 1),
+                               Samples == 4 ? blocks(f, n, luma) : nullptr};
   kernel(src, f.out<Sample>(samples<Sample>(width, 8 * s.down, step)), step);
 }
 
@@ -88,8 +89,8 @@ const AddFormat<Mox16u, 1, &E::bgr555, &D::bgr555> bgr555({"mcu.bgr555To444", "m
                                                            "mcu.444ToBgr555", "mcu.422ToBgr555", "mcu.411ToBgr555"});
 const AddFormat<Mox16u, 1, &E::bgr565, &D::bgr565> bgr565({"mcu.bgr565To444", "mcu.bgr565To422", "mcu.bgr565To411",
                                                            "mcu.444ToBgr565", "mcu.422ToBgr565", "mcu.411ToBgr565"});
-const AddFormat<Mox8u, 4, &E::cmyk, &D::cmyk> cmyk({"mcu.cmykTo444", "mcu.cmykTo422", "mcu.cmykTo411", "mcu.444ToCmyk",
-                                                    "mcu.422ToCmyk", "mcu.411ToCmyk"});
+const AddFormat<Mox8u, 4, &E::cmyk, &D::cmyk> cmyk({"mcu.cmykTo444", "mcu.cmykTo422", "mcu.cmykTo411",
+                                                    "mcu.444ToCmyk", "mcu.422ToCmyk", "mcu.411ToCmyk"});
 const AddFormat<Mox8u, 3, &E::sampleDown, &D::sampleUp> sampling({"mcu.sampleDown444", "mcu.sampleDown422",
                                                                   "mcu.sampleDown411", "mcu.sampleUp444",
                                                                   "mcu.sampleUp422", "mcu.sampleUp411"});

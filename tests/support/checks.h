@@ -1,4 +1,5 @@
-// The order of a function's argument checks: every argument broken alone, every pair, and all from the last to the first.
+// The order of a function's argument checks: every argument broken alone, every pair, and all from the last to the
+// first.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -14,8 +15,8 @@
 
 namespace test {
 
-// One way to break a call: which argument (counted from 0) gets which value, and the status that answers it. A list of
-// them stands in the order in which the function tests.
+// One way to break a call: which argument (counted from 0) gets which value, and the status that answers it. A list
+// of them stands in the order in which the function tests.
 template <class... Args>
 struct Breakage {
   std::string what;
@@ -29,18 +30,19 @@ class CheckOrder {
  public:
   using Function = MoxStatus (*)(Args...);
 
-  CheckOrder(const char* name, Function function, std::tuple<Args...> good) : name_(name), function_(function), good_(good) {}
+  CheckOrder(const char* name, Function function, std::tuple<Args...> good)
+      : name_(name), function_(function), good_(good) {}
 
   // Argument Index gets `bad`.
   template <size_t Index, class Value>
   CheckOrder& breaks(Value bad, MoxStatus status) {
-    breakages_.push_back({"argument " + std::to_string(Index), status, [bad](std::tuple<Args...>& args) {
-                            std::get<Index>(args) = bad;
-                          }});
+    breakages_.push_back({"argument " + std::to_string(Index), status,
+                          [bad](std::tuple<Args...>& args) { std::get<Index>(args) = bad; }});
     return *this;
   }
 
-  // Several values of one argument that one test refuses: each is a breakage of its own, none is paired with the others.
+  // Several values of one argument that one test refuses: each is a breakage of its own, none is paired with the
+  // others.
   template <size_t Index, class Value>
   CheckOrder& breaksEach(std::initializer_list<Value> bad, MoxStatus status) {
     const size_t group = breakages_.size();

@@ -11,9 +11,9 @@
 
 namespace test {
 
-// A kernel's run asks for its buffers in order, inputs and outputs alike. Two feeds of the same seed and layout hand out
-// the same contents, so that the kernels of two targets can be run on them and all their memory be compared, the bytes
-// around the buffers included.
+// A kernel's run asks for its buffers in order, inputs and outputs alike. Two feeds of the same seed and layout hand
+// out the same contents, so that the kernels of two targets can be run on them and all their memory be compared, the
+// bytes around the buffers included.
 class Feed {
  public:
   // Where a buffer lies in its pages: its end at the guard page behind, or its start some bytes after the one before.
@@ -86,8 +86,9 @@ class Feed {
     if (buffers_[next_]->memory.bytes().size() < wanted) buffers_[next_] = std::make_unique<Buffer>(wanted);
     Buffer& buffer = *buffers_[next_++];
     std::memset(buffer.memory.bytes().data(), 0xA5, buffer.memory.bytes().size());
-    T* const values = layout_.atEnd ? buffer.memory.atEnd<T>(count)
-                                    : reinterpret_cast<T*>(buffer.memory.atStart<uint8_t>() + layout_.offset * sizeof(T));
+    T* const values = layout_.atEnd
+                          ? buffer.memory.atEnd<T>(count)
+                          : reinterpret_cast<T*>(buffer.memory.atStart<uint8_t>() + layout_.offset * sizeof(T));
     make(values, count);
     buffer.last = values;
     return values;

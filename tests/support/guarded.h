@@ -26,7 +26,8 @@ class GuardedMemory {
 
   std::span<uint8_t> bytes() { return {first_, size_}; }
 
-  // `count` elements whose last byte is the last one before the guard page; `start`: whose first is the first behind it.
+  // `count` elements whose last byte is the last one before the guard page; `start`: whose first is the first behind
+  // it.
   template <class T>
   T* atEnd(size_t count) {
     return reinterpret_cast<T*>(first_ + size_ - count * sizeof(T));

@@ -19,7 +19,9 @@ class Random {
     return z ^ z >> 31;
   }
 
-  int below(int bound) { return static_cast<int>(static_cast<uint32_t>(bits() >> 32) % static_cast<uint32_t>(bound)); }
+  int below(int bound) {
+    return static_cast<int>(static_cast<uint32_t>(bits() >> 32) % static_cast<uint32_t>(bound));
+  }
   int between(int low, int high) { return low + below(high - low + 1); }
   bool oneIn(int n) { return below(n) == 0; }
 
@@ -34,7 +36,8 @@ class Random {
   template <class T>
   T extreme() {
     const T low = std::numeric_limits<T>::min(), high = std::numeric_limits<T>::max();
-    const T values[] = {low, static_cast<T>(low + 1), 0, 1, static_cast<T>(-1), static_cast<T>(high - 1), high, static_cast<T>(high / 2 + 1)};
+    const T values[] = {low,  static_cast<T>(low + 1),     0, 1, static_cast<T>(-1), static_cast<T>(high - 1),
+                        high, static_cast<T>(high / 2 + 1)};
     return values[below(8)];
   }
 
@@ -49,9 +52,15 @@ template <class T>
 void fill(Random& random, Filling filling, T* values, size_t count) {
   for (size_t i = 0; i < count; i++) {
     switch (filling) {
-      case Filling::any: values[i] = random.any<T>(); break;
-      case Filling::extreme: values[i] = random.extreme<T>(); break;
-      case Filling::small: values[i] = static_cast<T>(random.between(std::is_signed_v<T> ? -9 : 0, 9)); break;
+      case Filling::any:
+        values[i] = random.any<T>();
+        break;
+      case Filling::extreme:
+        values[i] = random.extreme<T>();
+        break;
+      case Filling::small:
+        values[i] = static_cast<T>(random.between(std::is_signed_v<T> ? -9 : 0, 9));
+        break;
     }
   }
 }
