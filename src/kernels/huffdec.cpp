@@ -357,7 +357,6 @@ MOX_INLINE void keep(const Mox8u* next, uint64_t count, bool stuffed, End end, c
 
 enum class Step { more, done, refused };
 
-
 // The coefficient of a symbol whose size is not 0.
 MOX_INLINE Step put(Mox16s* dst, uint64_t& cursor, uint64_t symbol, int value) {
   cursor += symbol;

@@ -10,8 +10,8 @@ namespace mox {
 
 // Arguments are those of the exported functions, already checked.
 struct HuffDecodeKernels {
-  MoxStatus (*block)(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, Mox16s* lastDC, int32_t* marker,
-                     const DecodeSpec* dcTable, const DecodeSpec* acTable, DecodeState* state);
+  MoxStatus (*block)(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, Mox16s* lastDC,
+                     int32_t* marker, const DecodeSpec* dcTable, const DecodeSpec* acTable, DecodeState* state);
   MoxStatus (*direct)(const Mox8u* src, int32_t* bitPosition, Mox16s* dst, Mox16s* lastDC, int32_t* marker,
                       Mox32u* bits, int32_t* count, const DecodeSpec* dcTable, const DecodeSpec* acTable);
 };

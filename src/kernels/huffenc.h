@@ -19,8 +19,9 @@ struct HuffEncodeKernels {
 
 namespace definition {
 
-// The symbols of a block in the order of the segment: dc(difference), then for each non-zero coefficient zeros(), once
-// per 16 zeros ahead of it, and ac(run, value), and end() when the last coefficient is 0. Stops at the first status that is not 0.
+// The symbols of a block in the order of the segment: dc(difference), then for each non-zero coefficient zeros(),
+// once per 16 zeros ahead of it, and ac(run, value), and end() when the last coefficient is 0. Stops at the first
+// status that is not 0.
 template <class Symbols>
 MoxStatus walkBlock(const Mox16s* src, Mox16s* lastDC, Symbols&& symbols) {
   const int difference = src[0] - *lastDC;
@@ -78,7 +79,8 @@ inline MoxStatus flushBits(Mox8u* dst, int32_t length, int32_t* position, Encode
 }
 
 inline MoxStatus encodeBlock(const Mox16s* src, Mox8u* dst, int32_t length, int32_t* position, Mox16s* lastDC,
-                             const EncodeSpec* dcTable, const EncodeSpec* acTable, EncodeState* state, int32_t flush) {
+                             const EncodeSpec* dcTable, const EncodeSpec* acTable, EncodeState* state,
+                             int32_t flush) {
   if (flush) return flushBits(dst, length, position, state);
   BitWriter out(dst, length, *position, *state);
   const MoxStatus status = walkBlock(src, lastDC, SymbolWriter{out, *dcTable, *acTable});

@@ -1,13 +1,14 @@
 // Progressive scans, block by block.
 //
-// Most blocks of a progressive scan take a few bits or none. So what counts is the cost of a call: the bit reader lives in
-// registers and loads its bytes in groups, and a block inside an end-of-band run is done before there is a reader.
+// Most blocks of a progressive scan take a few bits or none. So what counts is the cost of a call: the bit reader
+// lives in registers and loads its bytes in groups, and a block inside an end-of-band run is done before there is a
+// reader.
 //
-// A refinement is the harder part. The definition visits every coefficient of the band and asks for one bit at a time,
-// each a branch that cannot be foreseen. Here the block is a mask of its coefficients that are not 0, in zig-zag order:
-// where a run of zeros ends is the place of the n-th 0 of the mask, the coefficients that it passes are the 1s ahead of it,
-// and as many correction bits are taken at once. Which of them were 1, and the new coefficients, come together as masks,
-// too, and change the block at the end.
+// A refinement is the harder part. The definition visits every coefficient of the band and asks for one bit at a
+// time, each a branch that cannot be foreseen. Here the block is a mask of its coefficients that are not 0, in
+// zig-zag order: where a run of zeros ends is the place of the n-th 0 of the mask, the coefficients that it passes
+// are the 1s ahead of it, and as many correction bits are taken at once. Which of them were 1, and the new
+// coefficients, come together as masks, too, and change the block at the end.
 #include "kernels/progdec.h"
 
 #include "kernels/bitmask.h"
@@ -152,6 +153,7 @@ constexpr auto decodeACRefine = definition::decodeACRefine;
 
 }  // namespace
 
-const ProgDecodeKernels progDecodeKernels = {decodeDCFirst, definition::decodeDCRefine, decodeACFirst, decodeACRefine};
+const ProgDecodeKernels progDecodeKernels = {decodeDCFirst, definition::decodeDCRefine, decodeACFirst,
+                                             decodeACRefine};
 
 }  // namespace mox::MOX_TARGET

@@ -14,8 +14,8 @@ namespace mox {
 struct ProgDecodeKernels {
   MoxStatus (*dcFirst)(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, Mox16s* lastDC,
                        int32_t* marker, int32_t low, const DecodeSpec* table, DecodeState* state);
-  MoxStatus (*dcRefine)(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, int32_t* marker, int32_t low,
-                        DecodeState* state);
+  MoxStatus (*dcRefine)(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, int32_t* marker,
+                        int32_t low, DecodeState* state);
   MoxStatus (*acFirst)(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, int32_t* marker, Band band,
                        const DecodeSpec* table, DecodeState* state);
   MoxStatus (*acRefine)(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, int32_t* marker, Band band,
@@ -42,10 +42,13 @@ MoxStatus taken(const Mox8u* src, int32_t length, int32_t* position, int32_t* ma
 }
 
 // A value in units of 2^low, which wraps at 16 bits.
-constexpr Mox16s scaled(int value, int32_t low) { return static_cast<Mox16s>(static_cast<uint32_t>(value) << low); }
+constexpr Mox16s scaled(int value, int32_t low) {
+  return static_cast<Mox16s>(static_cast<uint32_t>(value) << low);
+}
 
 template <class Reader>
-[[gnu::always_inline]] inline MoxStatus walkDCFirst(Reader& in, Mox16s* dst, Mox16s* lastDC, int32_t low, const DecodeSpec& table) {
+[[gnu::always_inline]] inline MoxStatus walkDCFirst(Reader& in, Mox16s* dst, Mox16s* lastDC, int32_t low,
+                                                    const DecodeSpec& table) {
   int symbol = 0, difference = 0;
   if (const MoxStatus bad = in.symbol(table, symbol)) return bad;
   if (const int size = symbol & 15)
@@ -81,10 +84,11 @@ template <class Reader>
   return moxStatusOk;
 }
 
-// T.81 G.2.2. A run of zeros may carry a coefficient behind the band, and behind the block: as in the sequential decoder
-// up to nine places behind it mean coefficient 63, and any more are an error.
+// T.81 G.2.2. A run of zeros may carry a coefficient behind the band, and behind the block: as in the sequential
+// decoder up to nine places behind it mean coefficient 63, and any more are an error.
 template <class Reader>
-[[gnu::always_inline]] inline MoxStatus walkACFirst(Reader& in, Mox16s* dst, Band band, const DecodeSpec& table, int32_t& blocks) {
+[[gnu::always_inline]] inline MoxStatus walkACFirst(Reader& in, Mox16s* dst, Band band, const DecodeSpec& table,
+                                                    int32_t& blocks) {
   for (int k = band.start; k <= band.end; k++) {
     int symbol = 0, value = 0;
     if (const MoxStatus bad = in.symbol(table, symbol)) return bad;

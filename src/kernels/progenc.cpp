@@ -1,9 +1,9 @@
 // Progressive scans, block by block.
 //
-// As in the sequential encoder, vectors bring a block into zig-zag order and find magnitudes, categories and masks, and
-// the symbols of what is left of it go into a 64-bit accumulator and a buffer of the call. A band of zeros is one test and
-// one more block of the run. In a refinement even the correction bits are a mask: those that follow a symbol are gathered
-// from it at once.
+// As in the sequential encoder, vectors bring a block into zig-zag order and find magnitudes, categories and masks,
+// and the symbols of what is left of it go into a 64-bit accumulator and a buffer of the call. A band of zeros is one
+// test and one more block of the run. In a refinement even the correction bits are a mask: those that follow a symbol
+// are gathered from it at once.
 //
 // A block that cannot be coded this way (a symbol without a code, a magnitude that is too large, a run that must be
 // written early, a state that no call leaves) has left no trace and goes to the definition.
@@ -40,11 +40,14 @@ template <class Map>
 MOX_INLINE uint64_t maskOf(const VMax* lanes, Map map) {
   uint64_t mask = 0;
 #pragma GCC unroll 4
-  for (int i = 0; i < kZigZagVectors; i += 2) mask |= nonZero16(map(lanes[i]), map(lanes[i + 1])) << (kLanes * i & 63);
+  for (int i = 0; i < kZigZagVectors; i += 2)
+    mask |= nonZero16(map(lanes[i]), map(lanes[i + 1])) << (kLanes * i & 63);
   return mask;
 }
 
-constexpr auto kNonZero = [](VMax v) __attribute__((always_inline)) { return v; };
+constexpr auto kNonZero = [](VMax v) __attribute__((always_inline)) {
+  return v;
+};
 
 // What a first scan asks of a block.
 template <int Largest>
@@ -63,7 +66,9 @@ struct FirstBlock {
     }
     const uint64_t inside = positions(band);
     nonZero = maskOf(magnitude, kNonZero) & inside;
-    large = maskOf(magnitude, [](VMax v) __attribute__((always_inline)) { return shrU16<Largest>(v); }) & inside;
+    large = maskOf(
+                magnitude, [](VMax v) __attribute__((always_inline)) { return shrU16<Largest>(v); }) &
+            inside;
   }
 
   alignas(64) uint8_t size[64];
@@ -78,9 +83,12 @@ struct RefineBlock {
     const BandVectors vectors(src, band.low);
     const uint64_t inside = positions(band);
     const uint64_t nonZero = maskOf(vectors.magnitude, kNonZero) & inside;
-    known = maskOf(vectors.magnitude, [](VMax v) __attribute__((always_inline)) { return shrU16<1>(v); }) & inside;
+    known = maskOf(
+                vectors.magnitude, [](VMax v) __attribute__((always_inline)) { return shrU16<1>(v); }) &
+            inside;
     added = nonZero & ~known;
-    odd = maskOf(vectors.magnitude, [](VMax v) __attribute__((always_inline)) { return shl16<15>(v); });
+    odd = maskOf(
+        vectors.magnitude, [](VMax v) __attribute__((always_inline)) { return shl16<15>(v); });
     negative = maskOf(vectors.sign, kNonZero);
     behind = inside;
     if (added) behind &= ~((uint64_t{2} << (63 - __builtin_clzll(added))) - 1);
@@ -167,24 +175,24 @@ MOX_INLINE bool packFirst(const FirstBlock<definition::SegmentOutput::kLargest>&
   return true;
 }
 
-// The zeros and known coefficients ahead of a new one. `passing` are the known ones that remain to be corrected behind
-// its code, `run` the zeros that the code counts.
+// The zeros and known coefficients ahead of a new one. `passing` are the known ones that remain to be corrected
+// behind its code, `run` the zeros that the code counts.
 MOX_INLINE bool packAhead(const RefineBlock& block, uint64_t ahead, const EncodeSpec& table, Packer& out,
                           uint64_t& passing, int& run) {
   passing = block.known & ahead;
   run = __builtin_popcountll(ahead ^ passing);
   while (run > 15) [[unlikely]] {
-    // The code comes where the next coefficient that is not 0 is seen: behind at least 16 zeros, at any one then.
-    const uint64_t sixteenth = nthBit(ahead & ~block.known, 15);
-    const uint64_t until = sixteenth | (sixteenth - 1);
-    if (!out.symbol(table, kZeroRun, 0, 0)) return false;
-    out.flush();
-    const uint64_t corrected = passing & until;
-    packCorrections(gathered(block.odd, corrected), __builtin_popcountll(corrected), out);
-    ahead &= ~until;
-    passing &= ~until;
-    run -= 16;
-  }
+      // The code comes where the next coefficient that is not 0 is seen: behind at least 16 zeros, at any one then.
+      const uint64_t sixteenth = nthBit(ahead & ~block.known, 15);
+      const uint64_t until = sixteenth | (sixteenth - 1);
+      if (!out.symbol(table, kZeroRun, 0, 0)) return false;
+      out.flush();
+      const uint64_t corrected = passing & until;
+      packCorrections(gathered(block.odd, corrected), __builtin_popcountll(corrected), out);
+      ahead &= ~until;
+      passing &= ~until;
+      run -= 16;
+    }
   return true;
 }
 
@@ -208,8 +216,8 @@ MOX_INLINE bool packRefine(const RefineBlock& block, Band band, const EncodeSpec
 
 // Packs a block and appends it; false, without a trace, if it is one for the definition.
 template <class Pack>
-MOX_INLINE bool appendPacked(Mox8u* dst, int32_t length, int32_t* position, const EncodeSpec& table, EncodeState& state,
-                             Pack pack) {
+MOX_INLINE bool appendPacked(Mox8u* dst, int32_t length, int32_t* position, const EncodeSpec& table,
+                             EncodeState& state, Pack pack) {
   const uint32_t low = state.low, pending = static_cast<uint32_t>(state.pending);
   const int32_t at = *position;
   if (static_cast<uint32_t>(at) >= static_cast<uint32_t>(length)) [[unlikely]]
@@ -244,10 +252,11 @@ MoxStatus encodeACFirst(const Mox16s* src, Mox8u* dst, int32_t length, int32_t* 
         state->eobRun++;
         return moxStatusOk;
       }
-    } else if (!block.large && appendPacked(dst, length, position, *table, *state,
-                                            [&](Packer& out) __attribute__((always_inline)) {
-                                              return packFirst(block, band, *table, out);
-                                            })) [[likely]] {
+    } else if (!block.large &&
+               appendPacked(
+                   dst, length, position, *table, *state, [&](Packer & out) __attribute__((always_inline)) {
+                     return packFirst(block, band, *table, out);
+                   })) [[likely]] {
       state->eobRun = !(block.nonZero >> band.end);
       state->correctionCount = 0;
       return moxStatusOk;
@@ -276,9 +285,10 @@ MoxStatus encodeACRefine(const Mox16s* src, Mox8u* dst, int32_t length, int32_t*
         extendRun(block, gathered(block.odd, passing), count, *state);
         return moxStatusOk;
       }
-    } else if (appendPacked(dst, length, position, *table, *state, [&](Packer& out) __attribute__((always_inline)) {
-                 return packRefine(block, band, *table, out);
-               })) [[likely]] {
+    } else if (appendPacked(
+                   dst, length, position, *table, *state, [&](Packer & out) __attribute__((always_inline)) {
+                     return packRefine(block, band, *table, out);
+                   })) [[likely]] {
       state->eobRun = state->correctionCount = 0;
       extendRun(block, gathered(block.odd, passing), count, *state);
       return moxStatusOk;

@@ -9,8 +9,8 @@
 
 namespace mox {
 
-// Arguments are those of the exported functions without the flush flag, already checked. What few bits a DC scan has of a
-// block is nothing for vectors: its functions below are used as they are.
+// Arguments are those of the exported functions without the flush flag, already checked. What few bits a DC scan has
+// of a block is nothing for vectors: its functions below are used as they are.
 struct ProgEncodeKernels {
   MoxStatus (*acFirst)(const Mox16s* src, Mox8u* dst, int32_t length, int32_t* position, Band band,
                        const EncodeSpec* table, EncodeState* state);
@@ -23,11 +23,11 @@ struct ProgEncodeKernels {
 namespace definition {
 
 inline constexpr int kLargestDC = 11;
-inline constexpr int kHighestRunClass = 14;      // of an end-of-band run: 2^14 to 2^15 - 1 blocks
+inline constexpr int kHighestRunClass = 14;       // of an end-of-band run: 2^14 to 2^15 - 1 blocks
 inline constexpr int kMostHeldCorrections = 937;  // 1000 less what one block may add
 
-// Where symbols go: into a segment, with the bits behind them, or into counters. They differ in the largest category, too:
-// one that just can be coded cannot be counted.
+// Where symbols go: into a segment, with the bits behind them, or into counters. They differ in the largest category,
+// too: one that just can be coded cannot be counted.
 struct SegmentOutput {
   static constexpr int kLargest = 11;
   static constexpr bool kHoldsCorrections = true;
@@ -57,8 +57,8 @@ MoxStatus putRun(Output out, uint32_t blocks) {
   return out.bits(blocks, runClass);
 }
 
-// Writes the pending end-of-band run and the correction bits held for it, if there is one. A run that is longer than any
-// caller of these functions can make it goes in two pieces.
+// Writes the pending end-of-band run and the correction bits held for it, if there is one. A run that is longer than
+// any caller of these functions can make it goes in two pieces.
 template <class Output>
 MoxStatus endRun(Output out, EncodeState& state) {
   if (state.eobRun == 0) return moxStatusOk;
@@ -74,8 +74,8 @@ MoxStatus endRun(Output out, EncodeState& state) {
   return moxStatusOk;
 }
 
-// One more block whose band ends in zeros; its `count` correction bits join those that are held. Bits for which the area
-// has no room belong to a run that could not be written: the segment is lost already.
+// One more block whose band ends in zeros; its `count` correction bits join those that are held. Bits for which the
+// area has no room belong to a run that could not be written: the segment is lost already.
 template <class Output>
 MoxStatus extendRun(Output out, EncodeState& state, const uint8_t* corrections, int count) {
   const uint32_t held = static_cast<uint32_t>(state.correctionCount);
@@ -84,10 +84,13 @@ MoxStatus extendRun(Output out, EncodeState& state, const uint8_t* corrections, 
       if (held + i < sizeof state.corrections) state.corrections[held + i] = corrections[i];
   state.correctionCount = static_cast<int32_t>(held + static_cast<uint32_t>(count));
   state.eobRun = static_cast<int32_t>(static_cast<uint32_t>(state.eobRun) + 1);
-  return state.eobRun == kLongestRun || state.correctionCount > kMostHeldCorrections ? endRun(out, state) : moxStatusOk;
+  return state.eobRun == kLongestRun || state.correctionCount > kMostHeldCorrections ? endRun(out, state)
+                                                                                     : moxStatusOk;
 }
 
-constexpr int magnitude(int value, Band band) { return (value < 0 ? -value : value) >> band.low; }
+constexpr int magnitude(int value, Band band) {
+  return (value < 0 ? -value : value) >> band.low;
+}
 
 // T.81 G.1.2.2.
 template <class Output>
@@ -158,14 +161,16 @@ MoxStatus appended(Mox8u* dst, int32_t length, int32_t* position, EncodeState* s
 
 inline MoxStatus encodeACFirst(const Mox16s* src, Mox8u* dst, int32_t length, int32_t* position, Band band,
                                const EncodeSpec* table, EncodeState* state) {
-  return appended(dst, length, position, state,
-                  [&](BitWriter& out) { return walkACFirst(src, band, SegmentOutput{out, *table}, *state); });
+  return appended(dst, length, position, state, [&](BitWriter& out) {
+    return walkACFirst(src, band, SegmentOutput{out, *table}, *state);
+  });
 }
 
 inline MoxStatus encodeACRefine(const Mox16s* src, Mox8u* dst, int32_t length, int32_t* position, Band band,
                                 const EncodeSpec* table, EncodeState* state) {
-  return appended(dst, length, position, state,
-                  [&](BitWriter& out) { return walkACRefine(src, band, SegmentOutput{out, *table}, *state); });
+  return appended(dst, length, position, state, [&](BitWriter& out) {
+    return walkACRefine(src, band, SegmentOutput{out, *table}, *state);
+  });
 }
 
 inline MoxStatus countACFirst(const Mox16s* src, int32_t* counts, Band band, EncodeState* state) {
@@ -176,8 +181,8 @@ inline MoxStatus countACRefine(const Mox16s* src, int32_t* counts, Band band, En
   return walkACRefine(src, band, CounterOutput{counts}, *state);
 }
 
-// The difference that a DC scan codes (T.81 G.1.2.1); false if its category cannot be coded. The predictor is the block's
-// in any case.
+// The difference that a DC scan codes (T.81 G.1.2.1); false if its category cannot be coded. The predictor is the
+// block's in any case.
 inline bool differenceDC(const Mox16s* src, int32_t low, Mox16s* lastDC, int& difference) {
   const int value = src[0] >> low;
   difference = value - *lastDC;
@@ -189,8 +194,7 @@ inline MoxStatus encodeDCFirst(const Mox16s* src, Mox8u* dst, int32_t length, in
                                int32_t low, const EncodeSpec* table, EncodeState* state) {
   int difference = 0;
   if (!differenceDC(src, low, lastDC, difference)) return moxStatusCoefficientRange;
-  return appended(dst, length, position, state,
-                  [&](BitWriter& out) { return out.emitValue(*table, 0, difference); });
+  return appended(dst, length, position, state, [&](BitWriter& out) { return out.emitValue(*table, 0, difference); });
 }
 
 inline MoxStatus encodeDCRefine(const Mox16s* src, Mox8u* dst, int32_t length, int32_t* position, int32_t low,
