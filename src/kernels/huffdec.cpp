@@ -9,6 +9,7 @@
 //     position, the accumulator and the count that a caller finds are those of the plain reader.
 #include "kernels/huffdec.h"
 
+#include "kernels/prefetch.h"
 #include "kernels/vec.h"
 
 namespace mox::MOX_TARGET {
@@ -62,9 +63,7 @@ MOX_INLINE const Mox8u* withoutFF(const Mox8u* next, const Mox8u* end) {
 
 // Also clears a block, which needs the same registers, and asks for one that lies where blocks are mostly put soon.
 [[gnu::noinline]] const Mox8u* prepare(const Mox8u* next, const Mox8u* end, Mox16s* block) {
-  constexpr int kAhead = 4 * 64, kLine = 32;
-  __builtin_prefetch(block + kAhead, 1);
-  __builtin_prefetch(block + kAhead + kLine, 1);
+  prefetchBlocks(block);
   for (int i = 0; i < 64; i += VMax::kBytes / 2) store(block + i, zero<VMax>());
   return withoutFF(next, end) - 8;
 }

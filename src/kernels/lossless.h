@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+
 #include "fixed.h"
 #include "moxj.h"
 

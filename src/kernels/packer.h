@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "bitio.h"
+#include "kernels/prefetch.h"
 #include "kernels/vec.h"
 #include "moxj.h"
 #include "state.h"
@@ -71,13 +72,6 @@ struct PackBuffer {
   uint8_t* end() { return bytes + kBytes; }
   alignas(64) uint8_t bytes[kBytes];
 };
-
-// Blocks are mostly coded in the order in which they lie: four blocks ahead hides a miss of the second cache.
-MOX_INLINE void prefetchBlocks(const Mox16s* src) {
-  constexpr int kAhead = 4 * 64, kLine = 32;
-  __builtin_prefetch(src + kAhead);
-  __builtin_prefetch(src + kAhead + kLine);
-}
 
 // Appends `count` bytes that lie, from last to first, ahead of `end`, and stuffs those of 0xFF.
 [[gnu::noinline]] inline Mox8u* appendBytes(const uint8_t* end, int count, Mox8u* out) {

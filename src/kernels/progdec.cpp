@@ -13,6 +13,7 @@
 
 #include "kernels/bitmask.h"
 #include "kernels/groupreader.h"
+#include "kernels/prefetch.h"
 #include "kernels/vec.h"
 #include "kernels/zigzagblock.h"
 
@@ -20,13 +21,6 @@ namespace mox::MOX_TARGET {
 namespace {
 
 #if MOX_VECTOR
-
-// Blocks are mostly decoded in the order in which they lie.
-MOX_INLINE void prefetchBlock(const Mox16s* dst) {
-  constexpr int kAhead = 4 * 64, kLine = 32;
-  __builtin_prefetch(dst + kAhead, 1);
-  __builtin_prefetch(dst + kAhead + kLine, 1);
-}
 
 MoxStatus decodeDCFirst(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, Mox16s* lastDC,
                         int32_t* marker, int32_t low, const DecodeSpec* table, DecodeState* state) {
@@ -45,7 +39,7 @@ MoxStatus decodeACFirst(const Mox8u* src, int32_t length, int32_t* position, Mox
   }
   if (!GroupReader<true>::takes(*state)) [[unlikely]]
     return definition::decodeACFirst(src, length, position, dst, marker, band, table, state);
-  prefetchBlock(dst);
+  prefetchBlocks(dst);
   GroupReader<true> in(src, length, *position, *marker, *state);
   int32_t blocks = 0;
   const MoxStatus status = definition::walkACFirst(in, dst, band, *table, blocks);
@@ -126,7 +120,7 @@ MOX_INLINE MoxStatus walk(GroupReader<true>& in, Refinement& block, uint64_t res
 
 MoxStatus decodeACRefine(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, int32_t* marker, Band band,
                          const DecodeSpec* table, DecodeState* state) {
-  prefetchBlock(dst);
+  prefetchBlocks(dst);
   const uint64_t rest = positions(band);
   Refinement block{knownPositions(dst) & rest};
   int32_t blocks = state->eobRun;

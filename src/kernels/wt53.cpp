@@ -91,25 +91,16 @@ MOX_INLINE void unliftLanes(const T* low, const T* highBefore, const T* high, co
 
 template <class T>
 void lift(const T* even, const T* odd, const T* nextEven, T* low, const T* highBefore, T* high, ptrdiff_t count) {
-  const auto one = [=](ptrdiff_t i) { liftRow(even, odd, nextEven, low, highBefore, high, i); };
-#if MOX_VECTOR
   eachVector(
       low, count, [=]<int Bytes>(ptrdiff_t i) { liftLanes<T, Bytes>(even, odd, nextEven, low, highBefore, high, i); },
-      one);
-#else
-  for (ptrdiff_t i = 0; i < count; i++) one(i);
-#endif
+      [=](ptrdiff_t i) { liftRow(even, odd, nextEven, low, highBefore, high, i); });
 }
 template <class T>
 void unlift(const T* low, const T* highBefore, const T* high, const T* evenBefore, T* odd, T* even, ptrdiff_t count) {
-  const auto one = [=](ptrdiff_t i) { unliftRow(low, highBefore, high, evenBefore, odd, even, i); };
-#if MOX_VECTOR
   eachVector(
       even, count,
-      [=]<int Bytes>(ptrdiff_t i) { unliftLanes<T, Bytes>(low, highBefore, high, evenBefore, odd, even, i); }, one);
-#else
-  for (ptrdiff_t i = 0; i < count; i++) one(i);
-#endif
+      [=]<int Bytes>(ptrdiff_t i) { unliftLanes<T, Bytes>(low, highBefore, high, evenBefore, odd, even, i); },
+      [=](ptrdiff_t i) { unliftRow(low, highBefore, high, evenBefore, odd, even, i); });
 }
 
 // Rows of callers may overlap in any way: then the elements are taken one by one.

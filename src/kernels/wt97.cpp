@@ -64,6 +64,17 @@ inline constexpr bool kVectors = false;
 template <>
 inline constexpr bool kVectors<Truncating97> = MOX_VECTOR;
 
+// A step of the pipeline along rows that lie apart.
+template <class A, class Step, class T>
+MOX_INLINE void stepAlong(const Step& step, const T* written, ptrdiff_t count) {
+  if constexpr (kVectors<A>)
+    return eachVector(
+        written, count, [&]<int Bytes>(ptrdiff_t i) { step.template lanes<Bytes>(i); },
+        [&](ptrdiff_t i) { step.at(i); });
+#pragma GCC ivdep
+  for (ptrdiff_t i = 0; i < count; i++) step.at(i);
+}
+
 // One step of the pipeline. Where a row is both in and out, each element is read before it is written.
 template <class A>
 struct Lift {
@@ -105,15 +116,7 @@ struct Lift {
     putLanes(element(even2Before, i), L::low(e2, o3, o));
     putLanes(element(odd3Before, i), L::high(o3));
   }
-  void along(ptrdiff_t count) const {
-#if MOX_VECTOR
-    if constexpr (kVectors<A>)
-      return eachVector(
-          evenNow, count, [&]<int Bytes>(ptrdiff_t i) { lanes<Bytes>(i); }, [&](ptrdiff_t i) { at(i); });
-#endif
-#pragma GCC ivdep
-    for (ptrdiff_t i = 0; i < count; i++) at(i);
-  }
+  void along(ptrdiff_t count) const { stepAlong<A>(*this, evenNow, count); }
   void alongAny(ptrdiff_t count) const {
     const size_t bytes = static_cast<size_t>(count) * sizeof(S);
     const auto free = [&](const S* row) {
@@ -166,15 +169,7 @@ struct Unlift {
     putLanes(element(odd3Before, i), L::truncated(L::undoAlpha(o3, e4, e)));
     putLanes(offsetBy(even4Before, i * ptrdiff_t{sizeof(S)}), L::truncated(e4));
   }
-  void along(ptrdiff_t count) const {
-#if MOX_VECTOR
-    if constexpr (kVectors<A>)
-      return eachVector(
-          odd3Before, count, [&]<int Bytes>(ptrdiff_t i) { lanes<Bytes>(i); }, [&](ptrdiff_t i) { at(i); });
-#endif
-#pragma GCC ivdep
-    for (ptrdiff_t i = 0; i < count; i++) at(i);
-  }
+  void along(ptrdiff_t count) const { stepAlong<A>(*this, odd3Before, count); }
   void alongAny(ptrdiff_t count) const {
     const size_t bytes = static_cast<size_t>(count) * sizeof(S);
     const auto free = [&](const S* row) {

@@ -127,13 +127,15 @@ MOX_INLINE bool inBlocksOfAnySize([[maybe_unused]] ptrdiff_t pairs, [[maybe_unus
   return false;
 }
 
-#if MOX_VECTOR
-// Covers a row, each element once: `step` is for vectors, `one` for elements. The widest vectors are aligned with
-// what lies at `written`: stores that straddle cache lines are slow.
+// Covers a row, each element once: `step` is for vectors, `one` for elements, which are all there is on targets
+// without vectors. The widest vectors are aligned with what lies at `written`: stores that straddle cache lines are
+// slow.
 template <class T, class Step, class One>
-MOX_INLINE void eachVector(const T* written, ptrdiff_t count, const Step& step, const One& one) {
-  constexpr ptrdiff_t kSize = sizeof(T), kMost = VMax::kBytes / kSize, kLeast = V128::kBytes / kSize;
+MOX_INLINE void eachVector([[maybe_unused]] const T* written, ptrdiff_t count, [[maybe_unused]] const Step& step,
+                           const One& one) {
   ptrdiff_t i = 0;
+#if MOX_VECTOR
+  constexpr ptrdiff_t kSize = sizeof(T), kMost = VMax::kBytes / kSize, kLeast = V128::kBytes / kSize;
   if (count >= 2 * kMost) {
     const ptrdiff_t lead = static_cast<ptrdiff_t>(-reinterpret_cast<uintptr_t>(written) % VMax::kBytes) / kSize;
     for (; i < lead % kLeast; i++) one(i);
@@ -141,8 +143,8 @@ MOX_INLINE void eachVector(const T* written, ptrdiff_t count, const Step& step, 
   }
   for (; i <= count - kMost; i += kMost) step.template operator()<VMax::kBytes>(i);
   for (; i <= count - kLeast; i += kLeast) step.template operator()<V128::kBytes>(i);
+#endif
   for (; i < count; i++) one(i);
 }
-#endif
 
 }  // namespace mox::MOX_TARGET
