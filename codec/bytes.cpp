@@ -48,9 +48,7 @@ void* takeBytes(std::size_t count, Filling filling) {
   return bytes;
 }
 
-void giveBytes(void* bytes) noexcept {
-  std::free(bytes);
-}
+void giveBytes(void* bytes) noexcept { std::free(bytes); }
 
 void Bytes::reserve(std::size_t count) {
   if (count <= capacity_) return;
@@ -60,9 +58,7 @@ void Bytes::reserve(std::size_t count) {
   capacity_ = count;
 }
 
-void Bytes::grow(std::size_t atLeast) {
-  reserve(std::max({atLeast, capacity_ + capacity_ / 2, std::size_t{4096}}));
-}
+void Bytes::grow(std::size_t atLeast) { reserve(std::max({atLeast, capacity_ + capacity_ / 2, std::size_t{4096}})); }
 
 std::shared_ptr<void> Bytes::release() {
   size_ = capacity_ = 0;

@@ -21,8 +21,6 @@ struct Failure : std::runtime_error {
   ExitStatus status;
 };
 
-[[noreturn]] inline void refuse(const std::string& text) {
-  throw Failure(ExitStatus::refused, text);
-}
+[[noreturn]] inline void refuse(const std::string& text) { throw Failure(ExitStatus::refused, text); }
 
 }  // namespace moxj

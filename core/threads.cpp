@@ -11,13 +11,9 @@ extern "C" {
 
 int32_t threads_omp_of_n_mox = 0;  // not yet set
 
-void moxSetNumThreads(int32_t count) {
-  threads_omp_of_n_mox = count < 1 ? 1 : count;
-}
+void moxSetNumThreads(int32_t count) { threads_omp_of_n_mox = count < 1 ? 1 : count; }
 
-int32_t moxGetNumThreads(void) {
-  return threads_omp_of_n_mox < 1 ? 1 : threads_omp_of_n_mox;
-}
+int32_t moxGetNumThreads(void) { return threads_omp_of_n_mox < 1 ? 1 : threads_omp_of_n_mox; }
 
 }  // extern "C"
 

@@ -63,9 +63,8 @@ static void decode(const Table* dc, const Table* ac, int32_t length, const Mox16
     must(moxiDecodeHuffman8x8_JPEG_1u16s_C1(data, length, &position, block, &lastDc, &marker, dcCode, acCode, state),
          "the decoding of a block");
     /* Rows of the picture are kWidth bytes apart. */
-    must(
-        moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(block, &decoded[i / kBlocksWide * 8][i % kBlocksWide * 8], kWidth, steps),
-        "the inverse transform");
+    must(moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(block, &decoded[i / kBlocksWide * 8][i % kBlocksWide * 8], kWidth, steps),
+         "the inverse transform");
   }
   moxiDecodeHuffmanStateFree_JPEG_8u(state);
   moxiDecodeHuffmanSpecFree_JPEG_8u(acCode);

@@ -14,8 +14,6 @@ static void must(MoxStatus status, const char* what) {
 }
 
 /* A picture of the example's own: waves in both directions. */
-static int sample(int x, int y, int most) {
-  return (x * x / 7 + 5 * y + (x ^ y) % 9) % (most + 1);
-}
+static int sample(int x, int y, int most) { return (x * x / 7 + 5 * y + (x ^ y) % 9) % (most + 1); }
 
 #endif

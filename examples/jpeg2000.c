@@ -13,9 +13,7 @@ static Mox32s picture[kSize][kSize], plane[kSize][kSize];
 static Mox8u data[kHalf * kHalf * 8]; /* a code-block's code string: more than it can take */
 
 /* Wavelet coefficients are numbers; code-blocks are made of signs and magnitudes. */
-static Mox32s signMagnitude(Mox32s value) {
-  return value < 0 ? (Mox32s)((Mox32u)-value | 0x80000000u) : value;
-}
+static Mox32s signMagnitude(Mox32s value) { return value < 0 ? (Mox32s)((Mox32u)-value | 0x80000000u) : value; }
 static Mox32s number(Mox32s word) {
   const Mox32s magnitude = (Mox32s)((Mox32u)word & 0x7FFFFFFFu);
   return word < 0 ? -magnitude : magnitude;

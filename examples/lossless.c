@@ -51,8 +51,7 @@ static void decode(const Mox8u* bits, const Mox8u* values, int32_t length) {
   must(moxiDecodeHuffmanStateInitAlloc_JPEG_8u(&state), "the state");
   for (y = 0; y < kHeight; y++) {
     for (x = 0; x < kWidth; x++)
-      must(moxiDecodeHuffmanOne_JPEG_1u16s_C1(data, length, &position, &row[x], &marker, code, state),
-           "a difference");
+      must(moxiDecodeHuffmanOne_JPEG_1u16s_C1(data, length, &position, &row[x], &marker, code, state), "a difference");
     if (y == 0)
       must(moxiReconstructPredFirstRow_JPEG_16s_C1(row, decoded[0], kWidth, kBits, kPoint), "the first row");
     else

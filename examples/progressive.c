@@ -31,8 +31,8 @@ static MoxStatus put(const Scan* s, const Mox16s* block, int32_t* position, Mox1
   if (s->high == 0)
     return moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(block, data, sizeof data, position, s->start, s->end, s->low,
                                                       code, state, flush);
-  return moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(block, data, sizeof data, position, s->start, s->end, s->low,
-                                                     code, state, flush);
+  return moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(block, data, sizeof data, position, s->start, s->end, s->low, code,
+                                                     state, flush);
 }
 
 /* The same symbols, counted. */
@@ -48,8 +48,8 @@ static MoxStatus count(const Scan* s, const Mox16s* block, int32_t* counts, Mox1
 }
 
 /* A scan adds to what the scans before have left in the block. */
-static MoxStatus take(const Scan* s, int32_t length, int32_t* position, Mox16s* block, Mox16s* lastDc,
-                      int32_t* marker, const MoxDecodeHuffmanSpec* code, MoxDecodeHuffmanState* state) {
+static MoxStatus take(const Scan* s, int32_t length, int32_t* position, Mox16s* block, Mox16s* lastDc, int32_t* marker,
+                      const MoxDecodeHuffmanSpec* code, MoxDecodeHuffmanState* state) {
   if (s->start == 0 && s->high == 0)
     return moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(data, length, position, block, lastDc, marker, s->low, code,
                                                       state);

@@ -66,8 +66,8 @@ std::vector<uint32_t> decode(const Block& block, const Coded& c, std::vector<uin
   lengths.reserve(1);
   const bool checks = block.termination == moxJ2KTermPredictable && passes == c.passes;
   require(moxiDecodeCodeBlock_JPEG2K_1u32s_C1R(
-              bytes.data(), reinterpret_cast<Mox32s*>(coefficients.data()), 4 * block.width, block.width,
-              block.height, block.subband, c.planes, passes, lengths.data(), static_cast<int32_t>(lengths.size()),
+              bytes.data(), reinterpret_cast<Mox32s*>(coefficients.data()), 4 * block.width, block.width, block.height,
+              block.subband, c.planes, passes, lengths.data(), static_cast<int32_t>(lengths.size()),
               (block.options & 31) | (checks ? moxJ2KCheckTermination : 0), nullptr, work.data()) == moxStatusOk);
   return coefficients;
 }

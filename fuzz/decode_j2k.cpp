@@ -11,8 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::span<const std::uint8_t> file(data, size);
   const Limits limits{.maxPixels = 1 << 16, .maxMemory = 1 << 25};
   try {
-    const DecodedImage decoded =
-        j2k::decode(file, limits, {}, {.reduce = size % 2 == 1, .components = size % 3 == 0});
+    const DecodedImage decoded = j2k::decode(file, limits, {}, {.reduce = size % 2 == 1, .components = size % 3 == 0});
     if (decoded.complete != decoded.warning.empty()) std::abort();
   } catch (const Failure&) {
   }

@@ -24,8 +24,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   try {
     using Process = jpeg::TranscodeOptions::Process;
-    const jpeg::Transcoded made = jpeg::transcode(
-        file, {.process = size % 2 ? Process::progressive : Process::sequential}, limits, {}, options);
+    const jpeg::Transcoded made =
+        jpeg::transcode(file, {.process = size % 2 ? Process::progressive : Process::sequential}, limits, {}, options);
     // What was written is whole.
     if (!jpeg::decode({made.file.data(), made.file.size()}, limits).complete) std::abort();
   } catch (const Failure&) {

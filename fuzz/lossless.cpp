@@ -87,8 +87,7 @@ void predictAndBack(const std::vector<Mox16s>& numbers) {
   const std::size_t half = numbers.size() / 2;
   if (half == 0) return;
   const std::int32_t width = static_cast<std::int32_t>(half);
-  const std::vector<Mox16s> row(numbers.begin(), numbers.begin() + width),
-      above(numbers.end() - width, numbers.end());
+  const std::vector<Mox16s> row(numbers.begin(), numbers.begin() + width), above(numbers.end() - width, numbers.end());
   std::vector<Mox16s> differences(half), rebuilt(half);
   for (int predictor = 1; predictor <= 7; predictor++) {
     moxiDiffPredRow_JPEG_16s_C1(row.data(), above.data(), differences.data(), width, predictor);

@@ -110,12 +110,11 @@ std::vector<Mox8u> encode(const Scan& scan, const Image& image, DecodeTable& tab
     if (scan.dc)
       status = scan.refine ? moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(src, segment.data(), length, &position,
                                                                          scan.low, s, flush)
-                           : moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(src, segment.data(), length, &position,
-                                                                        &lastDC, scan.low, spec, s, flush);
+                           : moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(src, segment.data(), length, &position, &lastDC,
+                                                                        scan.low, spec, s, flush);
     else
-      status =
-          (scan.refine ? moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1 : moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1)(
-              src, segment.data(), length, &position, scan.start, scan.end, scan.low, spec, s, flush);
+      status = (scan.refine ? moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1 : moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1)(
+          src, segment.data(), length, &position, scan.start, scan.end, scan.low, spec, s, flush);
     if (status) std::abort();  // there is a code for everything, and room
   }
   segment.resize(static_cast<std::size_t>(position));

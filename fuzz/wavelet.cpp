@@ -18,9 +18,7 @@ struct Input {
 };
 
 using Block = std::unique_ptr<uint8_t[]>;
-Block block(size_t bytes) {
-  return std::make_unique<uint8_t[]>(bytes ? bytes : 1);
-}
+Block block(size_t bytes) { return std::make_unique<uint8_t[]>(bytes ? bytes : 1); }
 
 template <class T>
 struct Functions {
@@ -47,8 +45,7 @@ Block bufferFor(MoxStatus (*size)(const MoxRect*, int32_t*), const MoxRect& roi)
 template <class T>
 bool sameRows(const uint8_t* a, const uint8_t* b, const MoxRect& roi, int32_t step) {
   for (int y = 0; y < roi.height; y++)
-    if (std::memcmp(a + ptrdiff_t{y} * step, b + ptrdiff_t{y} * step, static_cast<size_t>(roi.width) * sizeof(T)) !=
-        0)
+    if (std::memcmp(a + ptrdiff_t{y} * step, b + ptrdiff_t{y} * step, static_cast<size_t>(roi.width) * sizeof(T)) != 0)
       return false;
   return true;
 }

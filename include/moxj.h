@@ -103,7 +103,6 @@ typedef struct MoxLibraryVersion {
 /* The version record of the function set, a constant: the same pointer on every call, never to be freed. */
 MOXJ_API const MoxLibraryVersion* moxjGetLibVersion(void);
 
-
 /* ---- Huffman table specifications and coder states ------------------------------------------------------------ */
 
 /*
@@ -140,20 +139,20 @@ MOXJ_API MoxStatus moxiDecodeHuffmanStateGetBufSize_JPEG_8u(int32_t* pSize);
  *                          is all ones. A decoder's builder takes such lists: the table is of no use, but using it is
  *                          safe
  */
-MOXJ_API MoxStatus moxiEncodeHuffmanSpecInit_JPEG_8u(
-    const Mox8u* pBits, const Mox8u* pHuffVal, MoxEncodeHuffmanSpec* pSpec);
-MOXJ_API MoxStatus moxiDecodeHuffmanSpecInit_JPEG_8u(
-    const Mox8u* pBits, const Mox8u* pHuffVal, MoxDecodeHuffmanSpec* pSpec);
+MOXJ_API MoxStatus
+moxiEncodeHuffmanSpecInit_JPEG_8u(const Mox8u* pBits, const Mox8u* pHuffVal, MoxEncodeHuffmanSpec* pSpec);
+MOXJ_API MoxStatus
+moxiDecodeHuffmanSpecInit_JPEG_8u(const Mox8u* pBits, const Mox8u* pHuffVal, MoxDecodeHuffmanSpec* pSpec);
 
 /*
  * The same in memory that is taken here. A pointer that is handed out must be freed, also when the table was refused.
  *   moxStatusNullPointer   a pointer is null, or the memory cannot be had: *ppSpec is then as it was
  *   moxStatusHuffTable     as above; *ppSpec is set
  */
-MOXJ_API MoxStatus moxiEncodeHuffmanSpecInitAlloc_JPEG_8u(
-    const Mox8u* pBits, const Mox8u* pHuffVal, MoxEncodeHuffmanSpec** ppSpec);
-MOXJ_API MoxStatus moxiDecodeHuffmanSpecInitAlloc_JPEG_8u(
-    const Mox8u* pBits, const Mox8u* pHuffVal, MoxDecodeHuffmanSpec** ppSpec);
+MOXJ_API MoxStatus
+moxiEncodeHuffmanSpecInitAlloc_JPEG_8u(const Mox8u* pBits, const Mox8u* pHuffVal, MoxEncodeHuffmanSpec** ppSpec);
+MOXJ_API MoxStatus
+moxiDecodeHuffmanSpecInitAlloc_JPEG_8u(const Mox8u* pBits, const Mox8u* pHuffVal, MoxDecodeHuffmanSpec** ppSpec);
 
 /*
  * Makes a state as a scan and a restart interval begin with it: no bits, no run. An encoder's flush leaves it so too.
@@ -266,9 +265,8 @@ MOXJ_API MoxStatus moxiDecodeHuffman8x8_JPEG_1u16s_C1(
  * After an error *pSrcCurBitPos, *pPrefetchedBits and *pNumValidBits are as they were.
  */
 MOXJ_API MoxStatus moxiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(
-    const Mox8u* pSrc, int32_t* pSrcCurBitPos, Mox16s* pDst, Mox16s* pLastDC, int32_t* pMarker,
-    Mox32u* pPrefetchedBits, int32_t* pNumValidBits, const MoxDecodeHuffmanSpec* pDCTable,
-    const MoxDecodeHuffmanSpec* pACTable);
+    const Mox8u* pSrc, int32_t* pSrcCurBitPos, Mox16s* pDst, Mox16s* pLastDC, int32_t* pMarker, Mox32u* pPrefetchedBits,
+    int32_t* pNumValidBits, const MoxDecodeHuffmanSpec* pDCTable, const MoxDecodeHuffmanSpec* pACTable);
 
 /* ---- Progressive Huffman coding of 8x8 blocks ----------------------------------------------------------------- */
 
@@ -331,8 +329,8 @@ MOXJ_API MoxStatus moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(
  * or Al out of range: moxStatusBadArgument; in first scans a category above 10, one less than can be coded, and in
  * both a run without a class: moxStatusCoefficientRange.
  */
-MOXJ_API MoxStatus moxiGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(
-    const Mox16s* pSrc, int32_t pDCFreq[256], Mox16s* pLastDC, int32_t Al);
+MOXJ_API MoxStatus
+moxiGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(const Mox16s* pSrc, int32_t pDCFreq[256], Mox16s* pLastDC, int32_t Al);
 MOXJ_API MoxStatus moxiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(
     const Mox16s* pSrc, int32_t pACFreq[256], int32_t Ss, int32_t Se, int32_t Al, MoxEncodeHuffmanState* pState,
     int32_t flush);
@@ -423,16 +421,16 @@ MOXJ_API MoxStatus moxiEncodeHuffmanRawTableInit_JPEG_8u(const int32_t pFreq[256
  * the samples ahead of the point transform. The exponent is taken modulo 32 and Pt not held below P: a Pt from P on is
  * accepted and predicts the first sample by a power of two that means nothing.
  */
-MOXJ_API MoxStatus moxiDiffPredFirstRow_JPEG_16s_C1(
-    const Mox16s* pSrc, Mox16s* pDst, int32_t width, int32_t P, int32_t Pt);
+MOXJ_API MoxStatus
+moxiDiffPredFirstRow_JPEG_16s_C1(const Mox16s* pSrc, Mox16s* pDst, int32_t width, int32_t P, int32_t Pt);
 
 /* Differences of any other row; pPrevRow is the row of samples above. */
-MOXJ_API MoxStatus moxiDiffPredRow_JPEG_16s_C1(
-    const Mox16s* pSrc, const Mox16s* pPrevRow, Mox16s* pDst, int32_t width, int32_t predictor);
+MOXJ_API MoxStatus
+moxiDiffPredRow_JPEG_16s_C1(const Mox16s* pSrc, const Mox16s* pPrevRow, Mox16s* pDst, int32_t width, int32_t predictor);
 
 /* Samples of a first row from its differences; P and Pt as above. */
-MOXJ_API MoxStatus moxiReconstructPredFirstRow_JPEG_16s_C1(
-    const Mox16s* pSrc, Mox16s* pDst, int32_t width, int32_t P, int32_t Pt);
+MOXJ_API MoxStatus
+moxiReconstructPredFirstRow_JPEG_16s_C1(const Mox16s* pSrc, Mox16s* pDst, int32_t width, int32_t P, int32_t Pt);
 
 /* Samples of any other row from its differences; pPrevRow is the row of samples above. */
 MOXJ_API MoxStatus moxiReconstructPredRow_JPEG_16s_C1(
@@ -562,8 +560,8 @@ MOXJ_API MoxStatus moxiDCTQuantFwd8x8_JPEG_16s_C1(const Mox16s* pSrc, Mox16s* pD
 MOXJ_API MoxStatus moxiDCTQuantFwd8x8_JPEG_16s_C1I(Mox16s* pSrcDst, const Mox16u* pFwdTable);
 
 /* A region of 8 by 8 pixels, its rows srcStep bytes apart, to quantised coefficients. */
-MOXJ_API MoxStatus moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(
-    const Mox8u* pSrc, int32_t srcStep, Mox16s* pDst, const Mox16u* pFwdTable);
+MOXJ_API MoxStatus
+moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(const Mox8u* pSrc, int32_t srcStep, Mox16s* pDst, const Mox16u* pFwdTable);
 
 /* Quantised coefficients to samples, without a limit to 8 bits. pSrc and pDst may be the same block. */
 MOXJ_API MoxStatus moxiDCTQuantInv8x8_JPEG_16s_C1(const Mox16s* pSrc, Mox16s* pDst, const Mox16u* pInvTable);
@@ -573,8 +571,8 @@ MOXJ_API MoxStatus moxiDCTQuantInv8x8_JPEG_16s_C1I(Mox16s* pSrcDst, const Mox16u
  * Quantised coefficients to a region of 8 by 8 pixels, its rows dstStep bytes apart: samples plus 128, limited to 0..255.
  * Rows are written from the first to the last, so that with a step below 8 the later ones remain.
  */
-MOXJ_API MoxStatus moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(
-    const Mox16s* pSrc, Mox8u* pDst, int32_t dstStep, const Mox16u* pInvTable);
+MOXJ_API MoxStatus
+moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(const Mox16s* pSrc, Mox8u* pDst, int32_t dstStep, const Mox16u* pInvTable);
 
 /* ---- Level shift ---------------------------------------------------------------------------------------------- */
 
@@ -587,12 +585,12 @@ MOXJ_API MoxStatus moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(
  */
 
 /* dst = src - 128 */
-MOXJ_API MoxStatus moxiSub128_JPEG_8u16s_C1R(
-    const Mox8u* pSrc, int32_t srcStep, Mox16s* pDst, int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus
+moxiSub128_JPEG_8u16s_C1R(const Mox8u* pSrc, int32_t srcStep, Mox16s* pDst, int32_t dstStep, MoxRoiSize roiSize);
 
 /* dst = src + 128, held to 0 .. 255 */
-MOXJ_API MoxStatus moxiAdd128_JPEG_16s8u_C1R(
-    const Mox16s* pSrc, int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus
+moxiAdd128_JPEG_16s8u_C1R(const Mox16s* pSrc, int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
 
 /* ---- Colour conversion ---------------------------------------------------------------------------------------- */
 
@@ -602,8 +600,8 @@ MOXJ_API MoxStatus moxiBGR565ToYCbCr_JPEG_16u8u_C3P3R(
     const Mox16u* pSrc, int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep, MoxRoiSize roiSize);
 MOXJ_API MoxStatus moxiBGRToYCbCr_JPEG_8u_C3P3R(
     const Mox8u* pSrc, int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus moxiBGRToY_JPEG_8u_C3C1R(
-    const Mox8u* pSrc, int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus
+moxiBGRToY_JPEG_8u_C3C1R(const Mox8u* pSrc, int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
 MOXJ_API MoxStatus moxiCMYKToYCCK_JPEG_8u_C4P4R(
     const Mox8u* pSrc, int32_t srcStep, Mox8u* const pDst[4], int32_t dstStep, MoxRoiSize roiSize);
 MOXJ_API MoxStatus moxiCMYKToYCCK_JPEG_8u_P4R(
@@ -616,10 +614,10 @@ MOXJ_API MoxStatus moxiRGBToYCbCr_JPEG_8u_C3P3R(
     const Mox8u* pSrc, int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep, MoxRoiSize roiSize);
 MOXJ_API MoxStatus moxiRGBToYCbCr_JPEG_8u_P3R(
     const Mox8u* const pSrc[3], int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus moxiRGBToY_JPEG_8u_C3C1R(
-    const Mox8u* pSrc, int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus moxiRGBToY_JPEG_8u_P3C1R(
-    const Mox8u* const pSrc[3], int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus
+moxiRGBToY_JPEG_8u_C3C1R(const Mox8u* pSrc, int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus
+moxiRGBToY_JPEG_8u_P3C1R(const Mox8u* const pSrc[3], int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
 MOXJ_API MoxStatus moxiYCCKToCMYK_JPEG_8u_P4C4R(
     const Mox8u* const pSrc[4], int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
 MOXJ_API MoxStatus moxiYCCKToCMYK_JPEG_8u_P4R(
@@ -713,8 +711,8 @@ MOXJ_API MoxStatus moxiSampleUpH2V2_JPEG_8u_C1R(
  * The last sample of an odd srcWidth is neither read nor used; srcWidth 1 writes nothing.
  */
 MOXJ_API MoxStatus moxiSampleDownRowH2V1_Box_JPEG_8u_C1(const Mox8u* pSrc, int32_t srcWidth, Mox8u* pDst);
-MOXJ_API MoxStatus moxiSampleDownRowH2V2_Box_JPEG_8u_C1(
-    const Mox8u* pSrc1, const Mox8u* pSrc2, int32_t srcWidth, Mox8u* pDst);
+MOXJ_API MoxStatus
+moxiSampleDownRowH2V2_Box_JPEG_8u_C1(const Mox8u* pSrc1, const Mox8u* pSrc2, int32_t srcWidth, Mox8u* pDst);
 
 /*
  * The triangle filters of the regions, writing 2 srcWidth samples; in place of the sample before the first and the
@@ -722,8 +720,8 @@ MOXJ_API MoxStatus moxiSampleDownRowH2V2_Box_JPEG_8u_C1(
  * constant row stays constant. srcWidth 1 is allowed: the only sample is its own neighbour on both sides.
  */
 MOXJ_API MoxStatus moxiSampleUpRowH2V1_Triangle_JPEG_8u_C1(const Mox8u* pSrc, int32_t srcWidth, Mox8u* pDst);
-MOXJ_API MoxStatus moxiSampleUpRowH2V2_Triangle_JPEG_8u_C1(
-    const Mox8u* pSrc1, const Mox8u* pSrc2, int32_t srcWidth, Mox8u* pDst);
+MOXJ_API MoxStatus
+moxiSampleUpRowH2V2_Triangle_JPEG_8u_C1(const Mox8u* pSrc1, const Mox8u* pSrc2, int32_t srcWidth, Mox8u* pDst);
 
 /* ---- MCU-level colour, sampling and level shift --------------------------------------------------------------- */
 
@@ -767,103 +765,77 @@ MOXJ_API MoxStatus moxiSampleUpRowH2V2_Triangle_JPEG_8u_C1(
  */
 
 /* Pixels to blocks. */
-MOXJ_API MoxStatus moxiRGBToYCbCr444LS_MCU_8u16s_C3P3R(
-    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-MOXJ_API MoxStatus moxiRGBToYCbCr422LS_MCU_8u16s_C3P3R(
-    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-MOXJ_API MoxStatus moxiRGBToYCbCr411LS_MCU_8u16s_C3P3R(
-    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiRGBToYCbCr444LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiRGBToYCbCr422LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiRGBToYCbCr411LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 
-MOXJ_API MoxStatus moxiBGRToYCbCr444LS_MCU_8u16s_C3P3R(
-    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-MOXJ_API MoxStatus moxiBGRToYCbCr422LS_MCU_8u16s_C3P3R(
-    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-MOXJ_API MoxStatus moxiBGRToYCbCr411LS_MCU_8u16s_C3P3R(
-    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiBGRToYCbCr444LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiBGRToYCbCr422LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiBGRToYCbCr411LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 
-MOXJ_API MoxStatus moxiBGR555ToYCbCr444LS_MCU_16u16s_C3P3R(
-    const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-MOXJ_API MoxStatus moxiBGR555ToYCbCr422LS_MCU_16u16s_C3P3R(
-    const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-MOXJ_API MoxStatus moxiBGR555ToYCbCr411LS_MCU_16u16s_C3P3R(
-    const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus
+moxiBGR555ToYCbCr444LS_MCU_16u16s_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus
+moxiBGR555ToYCbCr422LS_MCU_16u16s_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus
+moxiBGR555ToYCbCr411LS_MCU_16u16s_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 
-MOXJ_API MoxStatus moxiBGR565ToYCbCr444LS_MCU_16u16s_C3P3R(
-    const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-MOXJ_API MoxStatus moxiBGR565ToYCbCr422LS_MCU_16u16s_C3P3R(
-    const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-MOXJ_API MoxStatus moxiBGR565ToYCbCr411LS_MCU_16u16s_C3P3R(
-    const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus
+moxiBGR565ToYCbCr444LS_MCU_16u16s_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus
+moxiBGR565ToYCbCr422LS_MCU_16u16s_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus
+moxiBGR565ToYCbCr411LS_MCU_16u16s_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 
-MOXJ_API MoxStatus moxiCMYKToYCCK444LS_MCU_8u16s_C4P4R(
-    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[4]);
-MOXJ_API MoxStatus moxiCMYKToYCCK422LS_MCU_8u16s_C4P4R(
-    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[4]);
-MOXJ_API MoxStatus moxiCMYKToYCCK411LS_MCU_8u16s_C4P4R(
-    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[4]);
+MOXJ_API MoxStatus moxiCMYKToYCCK444LS_MCU_8u16s_C4P4R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[4]);
+MOXJ_API MoxStatus moxiCMYKToYCCK422LS_MCU_8u16s_C4P4R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[4]);
+MOXJ_API MoxStatus moxiCMYKToYCCK411LS_MCU_8u16s_C4P4R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[4]);
 
 /*
  * Pixels that are Y, Cb, Cr already: Y - 128, and for chroma the mean of the n values that share it, rounded down: (the sum
  * - 128 n) >> log2 n. Chroma of 0 and 1 gives -128.
  */
-MOXJ_API MoxStatus moxiSampleDown444LS_MCU_8u16s_C3P3R(
-    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-MOXJ_API MoxStatus moxiSampleDown422LS_MCU_8u16s_C3P3R(
-    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-MOXJ_API MoxStatus moxiSampleDown411LS_MCU_8u16s_C3P3R(
-    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiSampleDown444LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiSampleDown422LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiSampleDown411LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 
 /* Pixels that are 4:2:2 already, 16 x 8 of them: for every two of a row the bytes Y0, Cb, Y1, Cr. All less 128. */
-MOXJ_API MoxStatus moxiSplit422LS_MCU_8u16s_C2P3R(
-    const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiSplit422LS_MCU_8u16s_C2P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 
 /* Blocks to pixels. */
-MOXJ_API MoxStatus moxiYCbCr444ToRGBLS_MCU_16s8u_P3C3R(
-    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
-MOXJ_API MoxStatus moxiYCbCr422ToRGBLS_MCU_16s8u_P3C3R(
-    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
-MOXJ_API MoxStatus moxiYCbCr411ToRGBLS_MCU_16s8u_P3C3R(
-    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr444ToRGBLS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr422ToRGBLS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr411ToRGBLS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
 
-MOXJ_API MoxStatus moxiYCbCr444ToBGRLS_MCU_16s8u_P3C3R(
-    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
-MOXJ_API MoxStatus moxiYCbCr422ToBGRLS_MCU_16s8u_P3C3R(
-    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
-MOXJ_API MoxStatus moxiYCbCr411ToBGRLS_MCU_16s8u_P3C3R(
-    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr444ToBGRLS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr422ToBGRLS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr411ToBGRLS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
 
-MOXJ_API MoxStatus moxiYCbCr444ToBGR555LS_MCU_16s16u_P3C3R(
-    const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
-MOXJ_API MoxStatus moxiYCbCr422ToBGR555LS_MCU_16s16u_P3C3R(
-    const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
-MOXJ_API MoxStatus moxiYCbCr411ToBGR555LS_MCU_16s16u_P3C3R(
-    const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus
+moxiYCbCr444ToBGR555LS_MCU_16s16u_P3C3R(const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus
+moxiYCbCr422ToBGR555LS_MCU_16s16u_P3C3R(const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus
+moxiYCbCr411ToBGR555LS_MCU_16s16u_P3C3R(const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
 
-MOXJ_API MoxStatus moxiYCbCr444ToBGR565LS_MCU_16s16u_P3C3R(
-    const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
-MOXJ_API MoxStatus moxiYCbCr422ToBGR565LS_MCU_16s16u_P3C3R(
-    const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
-MOXJ_API MoxStatus moxiYCbCr411ToBGR565LS_MCU_16s16u_P3C3R(
-    const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus
+moxiYCbCr444ToBGR565LS_MCU_16s16u_P3C3R(const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus
+moxiYCbCr422ToBGR565LS_MCU_16s16u_P3C3R(const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus
+moxiYCbCr411ToBGR565LS_MCU_16s16u_P3C3R(const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
 
-MOXJ_API MoxStatus moxiYCCK444ToCMYKLS_MCU_16s8u_P4C4R(
-    const Mox16s* const pSrcMCU[4], Mox8u* pDst, int32_t dstStep);
-MOXJ_API MoxStatus moxiYCCK422ToCMYKLS_MCU_16s8u_P4C4R(
-    const Mox16s* const pSrcMCU[4], Mox8u* pDst, int32_t dstStep);
-MOXJ_API MoxStatus moxiYCCK411ToCMYKLS_MCU_16s8u_P4C4R(
-    const Mox16s* const pSrcMCU[4], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCCK444ToCMYKLS_MCU_16s8u_P4C4R(const Mox16s* const pSrcMCU[4], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCCK422ToCMYKLS_MCU_16s8u_P4C4R(const Mox16s* const pSrcMCU[4], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCCK411ToCMYKLS_MCU_16s8u_P4C4R(const Mox16s* const pSrcMCU[4], Mox8u* pDst, int32_t dstStep);
 
 /* To pixels of Y, Cb and Cr: each plus 128, limited to 0..255, chroma repeated. */
-MOXJ_API MoxStatus moxiSampleUp444LS_MCU_16s8u_P3C3R(
-    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
-MOXJ_API MoxStatus moxiSampleUp422LS_MCU_16s8u_P3C3R(
-    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
-MOXJ_API MoxStatus moxiSampleUp411LS_MCU_16s8u_P3C3R(
-    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiSampleUp444LS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiSampleUp422LS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiSampleUp411LS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
 
 /* To 4:2:2 pixels, Y0, Cb, Y1, Cr: each plus 128, limited to 0..255. */
-MOXJ_API MoxStatus moxiJoin422LS_MCU_16s8u_P3C2R(
-    const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiJoin422LS_MCU_16s8u_P3C2R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
 
 /* ---- JPEG 2000 code-blocks ------------------------------------------------------------------------------------ */
 
@@ -878,10 +850,10 @@ MOXJ_API MoxStatus moxiJoin422LS_MCU_16s8u_P3C2R(
 /* Options of the code-block coders. */
 enum {
   /* Both: the coding modes of a codestream's code-block style (Table A.19). */
-  moxJ2KCausal = 0x1,    /* vertically causal contexts: nothing below a stripe counts as significant in it */
-  moxJ2KBypass = 0x2,    /* significance and refinement passes below bit-plane K - 4 are raw bits */
-  moxJ2KTermAll = 0x4,   /* every pass is terminated: a codeword segment of its own */
-  moxJ2KReset = 0x8,     /* the contexts are reset after every pass */
+  moxJ2KCausal = 0x1,     /* vertically causal contexts: nothing below a stripe counts as significant in it */
+  moxJ2KBypass = 0x2,     /* significance and refinement passes below bit-plane K - 4 are raw bits */
+  moxJ2KTermAll = 0x4,    /* every pass is terminated: a codeword segment of its own */
+  moxJ2KReset = 0x8,      /* the contexts are reset after every pass */
   moxJ2KSegSymbol = 0x10, /* the segmentation symbol 1010 ends every cleanup pass */
   /* The encoder. */
   moxJ2KExactLast = 0x20, /* the last coded bit-plane reconstructs exactly: its distortions are counted so */
@@ -954,8 +926,8 @@ MOXJ_API MoxStatus moxiEncodeLoadCodeBlock_JPEG2K_32s_C1R(
  *   moxStatusNullPointer       pDst, pDstLen or pNotFinished is null
  *   moxStatusBadSize           *pDstLen below 1
  */
-MOXJ_API MoxStatus moxiEncodeStoreBits_JPEG2K_1u(
-    Mox8u* pDst, int32_t* pDstLen, MoxJ2KEncodeState* pState, int32_t* pNotFinished);
+MOXJ_API MoxStatus
+moxiEncodeStoreBits_JPEG2K_1u(Mox8u* pDst, int32_t* pDstLen, MoxJ2KEncodeState* pState, int32_t* pNotFinished);
 
 /*
  * The rate of a coding pass (counted from 0): the number of bytes from the start of the block's code string with which
@@ -1190,13 +1162,17 @@ MOXJ_API MoxStatus moxiWTGetBufSize_B53_JPEG2K_32s_C1R(const MoxRect* pRoi, int3
  *   moxStatusBadSize       width or height is below 1
  */
 MOXJ_API MoxStatus moxiWTFwd_B53_JPEG2K_16s_C1R(
-    const Mox16s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi, Mox16s* const pDst[4], const int32_t dstStep[4], Mox8u* pBuffer);
+    const Mox16s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi, Mox16s* const pDst[4], const int32_t dstStep[4],
+    Mox8u* pBuffer);
 MOXJ_API MoxStatus moxiWTInv_B53_JPEG2K_16s_C1R(
-    const Mox16s* const pSrc[4], const int32_t srcStep[4], Mox16s* pDst, int32_t dstStep, const MoxRect* pDstRoi, Mox8u* pBuffer);
+    const Mox16s* const pSrc[4], const int32_t srcStep[4], Mox16s* pDst, int32_t dstStep, const MoxRect* pDstRoi,
+    Mox8u* pBuffer);
 MOXJ_API MoxStatus moxiWTFwd_B53_JPEG2K_32s_C1R(
-    const Mox32s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi, Mox32s* const pDst[4], const int32_t dstStep[4], Mox8u* pBuffer);
+    const Mox32s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi, Mox32s* const pDst[4], const int32_t dstStep[4],
+    Mox8u* pBuffer);
 MOXJ_API MoxStatus moxiWTInv_B53_JPEG2K_32s_C1R(
-    const Mox32s* const pSrc[4], const int32_t srcStep[4], Mox32s* pDst, int32_t dstStep, const MoxRect* pDstRoi, Mox8u* pBuffer);
+    const Mox32s* const pSrc[4], const int32_t srcStep[4], Mox32s* pDst, int32_t dstStep, const MoxRect* pDstRoi,
+    Mox8u* pBuffer);
 
 /*
  * In place. Tested in this order:
@@ -1206,14 +1182,14 @@ MOXJ_API MoxStatus moxiWTInv_B53_JPEG2K_32s_C1R(
  * The size is not tested: a width below 1 counts as 1 for the rows (their first samples are doubled or halved if x is
  * odd) and leaves the columns alone, a height below 1 as 1 for the columns and leaves the rows alone.
  */
-MOXJ_API MoxStatus moxiWTFwd_B53_JPEG2K_16s_C1IR(
-    Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
-MOXJ_API MoxStatus moxiWTInv_B53_JPEG2K_16s_C1IR(
-    Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
-MOXJ_API MoxStatus moxiWTFwd_B53_JPEG2K_32s_C1IR(
-    Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
-MOXJ_API MoxStatus moxiWTInv_B53_JPEG2K_32s_C1IR(
-    Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus
+moxiWTFwd_B53_JPEG2K_16s_C1IR(Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus
+moxiWTInv_B53_JPEG2K_16s_C1IR(Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus
+moxiWTFwd_B53_JPEG2K_32s_C1IR(Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus
+moxiWTInv_B53_JPEG2K_32s_C1IR(Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
 
 /*
  * Rows (Row) or columns (Col) that are not extended: the samples, coefficients or rows around the region are read, so
@@ -1259,17 +1235,17 @@ MOXJ_API MoxStatus moxiWTInvCol_B53_JPEG2K_32s_C1R(
  *   moxStatusBadSize       width is below 1
  */
 MOXJ_API MoxStatus moxiWTFwdColLift_B53_JPEG2K_16s_C1(
-    const Mox16s* pSrc0, const Mox16s* pSrc1, const Mox16s* pSrc2, Mox16s* pDstLow, const Mox16s* pSrcHighPrev, Mox16s* pDstHigh,
-    int32_t width);
+    const Mox16s* pSrc0, const Mox16s* pSrc1, const Mox16s* pSrc2, Mox16s* pDstLow, const Mox16s* pSrcHighPrev,
+    Mox16s* pDstHigh, int32_t width);
 MOXJ_API MoxStatus moxiWTInvColLift_B53_JPEG2K_16s_C1(
-    const Mox16s* pSrcLow, const Mox16s* pSrcHighPrev, const Mox16s* pSrcHigh, const Mox16s* pSrcEvenPrev, Mox16s* pDstOdd,
-    Mox16s* pDstEven, int32_t width);
+    const Mox16s* pSrcLow, const Mox16s* pSrcHighPrev, const Mox16s* pSrcHigh, const Mox16s* pSrcEvenPrev,
+    Mox16s* pDstOdd, Mox16s* pDstEven, int32_t width);
 MOXJ_API MoxStatus moxiWTFwdColLift_B53_JPEG2K_32s_C1(
-    const Mox32s* pSrc0, const Mox32s* pSrc1, const Mox32s* pSrc2, Mox32s* pDstLow, const Mox32s* pSrcHighPrev, Mox32s* pDstHigh,
-    int32_t width);
+    const Mox32s* pSrc0, const Mox32s* pSrc1, const Mox32s* pSrc2, Mox32s* pDstLow, const Mox32s* pSrcHighPrev,
+    Mox32s* pDstHigh, int32_t width);
 MOXJ_API MoxStatus moxiWTInvColLift_B53_JPEG2K_32s_C1(
-    const Mox32s* pSrcLow, const Mox32s* pSrcHighPrev, const Mox32s* pSrcHigh, const Mox32s* pSrcEvenPrev, Mox32s* pDstOdd,
-    Mox32s* pDstEven, int32_t width);
+    const Mox32s* pSrcLow, const Mox32s* pSrcHighPrev, const Mox32s* pSrcHigh, const Mox32s* pSrcEvenPrev,
+    Mox32s* pDstOdd, Mox32s* pDstEven, int32_t width);
 
 /* ---- JPEG 2000 irreversible 9/7 wavelet (ISO/IEC 15444-1, Annex F) ---------------------------------------------- */
 
@@ -1301,21 +1277,25 @@ MOXJ_API MoxStatus moxiWTGetBufSize_D97_JPEG2K_32s_C1R(const MoxRect* pRoi, int3
 
 /* Out of place and in place: the arguments and checks of the 5/3 functions. */
 MOXJ_API MoxStatus moxiWTFwd_D97_JPEG2K_16s_C1R(
-    const Mox16s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi, Mox16s* const pDst[4], const int32_t dstStep[4], Mox8u* pBuffer);
+    const Mox16s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi, Mox16s* const pDst[4], const int32_t dstStep[4],
+    Mox8u* pBuffer);
 MOXJ_API MoxStatus moxiWTInv_D97_JPEG2K_16s_C1R(
-    const Mox16s* const pSrc[4], const int32_t srcStep[4], Mox16s* pDst, int32_t dstStep, const MoxRect* pDstRoi, Mox8u* pBuffer);
+    const Mox16s* const pSrc[4], const int32_t srcStep[4], Mox16s* pDst, int32_t dstStep, const MoxRect* pDstRoi,
+    Mox8u* pBuffer);
 MOXJ_API MoxStatus moxiWTFwd_D97_JPEG2K_32s_C1R(
-    const Mox32s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi, Mox32s* const pDst[4], const int32_t dstStep[4], Mox8u* pBuffer);
+    const Mox32s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi, Mox32s* const pDst[4], const int32_t dstStep[4],
+    Mox8u* pBuffer);
 MOXJ_API MoxStatus moxiWTInv_D97_JPEG2K_32s_C1R(
-    const Mox32s* const pSrc[4], const int32_t srcStep[4], Mox32s* pDst, int32_t dstStep, const MoxRect* pDstRoi, Mox8u* pBuffer);
-MOXJ_API MoxStatus moxiWTFwd_D97_JPEG2K_16s_C1IR(
-    Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
-MOXJ_API MoxStatus moxiWTInv_D97_JPEG2K_16s_C1IR(
-    Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
-MOXJ_API MoxStatus moxiWTFwd_D97_JPEG2K_32s_C1IR(
-    Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
-MOXJ_API MoxStatus moxiWTInv_D97_JPEG2K_32s_C1IR(
-    Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+    const Mox32s* const pSrc[4], const int32_t srcStep[4], Mox32s* pDst, int32_t dstStep, const MoxRect* pDstRoi,
+    Mox8u* pBuffer);
+MOXJ_API MoxStatus
+moxiWTFwd_D97_JPEG2K_16s_C1IR(Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus
+moxiWTInv_D97_JPEG2K_16s_C1IR(Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus
+moxiWTFwd_D97_JPEG2K_32s_C1IR(Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus
+moxiWTInv_D97_JPEG2K_32s_C1IR(Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
 
 /*
  * Rows and columns that are not extended, with the arguments and checks of the 5/3 functions. What is read:
@@ -1372,23 +1352,23 @@ MOXJ_API MoxStatus moxiWTInvCol_D97_JPEG2K_32f_C1R(
  *   moxStatusBadSize       width is below 1
  */
 MOXJ_API MoxStatus moxiWTFwdColLift_D97_JPEG2K_16s_C1(
-    const Mox16s* pSrc0, const Mox16s* pSrc1, const Mox16s* pSrc2, Mox16s* pLowPrev, Mox16s* pDstEven, Mox16s* pHighPrev,
-    Mox16s* pOddPrev, Mox16s* pDstOdd, int32_t width);
+    const Mox16s* pSrc0, const Mox16s* pSrc1, const Mox16s* pSrc2, Mox16s* pLowPrev, Mox16s* pDstEven,
+    Mox16s* pHighPrev, Mox16s* pOddPrev, Mox16s* pDstOdd, int32_t width);
 MOXJ_API MoxStatus moxiWTInvColLift_D97_JPEG2K_16s_C1(
-    const Mox16s* pSrc0, const Mox16s* pSrc1, const Mox16s* pSrc2, Mox16s* pDstEven, Mox16s* pEvenPrev, const Mox16s* pEvenLast,
-    Mox16s* pDstOdd, Mox16s* pOddPrev, int32_t width);
+    const Mox16s* pSrc0, const Mox16s* pSrc1, const Mox16s* pSrc2, Mox16s* pDstEven, Mox16s* pEvenPrev,
+    const Mox16s* pEvenLast, Mox16s* pDstOdd, Mox16s* pOddPrev, int32_t width);
 MOXJ_API MoxStatus moxiWTFwdColLift_D97_JPEG2K_32s_C1(
-    const Mox32s* pSrc0, const Mox32s* pSrc1, const Mox32s* pSrc2, Mox32s* pLowPrev, Mox32s* pDstEven, Mox32s* pHighPrev,
-    Mox32s* pOddPrev, Mox32s* pDstOdd, int32_t width);
+    const Mox32s* pSrc0, const Mox32s* pSrc1, const Mox32s* pSrc2, Mox32s* pLowPrev, Mox32s* pDstEven,
+    Mox32s* pHighPrev, Mox32s* pOddPrev, Mox32s* pDstOdd, int32_t width);
 MOXJ_API MoxStatus moxiWTInvColLift_D97_JPEG2K_32s_C1(
-    const Mox32s* pSrc0, const Mox32s* pSrc1, const Mox32s* pSrc2, Mox32s* pDstEven, Mox32s* pEvenPrev, const Mox32s* pEvenLast,
-    Mox32s* pDstOdd, Mox32s* pOddPrev, int32_t width);
+    const Mox32s* pSrc0, const Mox32s* pSrc1, const Mox32s* pSrc2, Mox32s* pDstEven, Mox32s* pEvenPrev,
+    const Mox32s* pEvenLast, Mox32s* pDstOdd, Mox32s* pOddPrev, int32_t width);
 MOXJ_API MoxStatus moxiWTFwdColLift_D97_JPEG2K_32f_C1(
-    const Mox32f* pSrc0, const Mox32f* pSrc1, const Mox32f* pSrc2, Mox32f* pLowPrev, Mox32f* pDstEven, Mox32f* pHighPrev,
-    Mox32f* pOddPrev, Mox32f* pDstOdd, int32_t width);
+    const Mox32f* pSrc0, const Mox32f* pSrc1, const Mox32f* pSrc2, Mox32f* pLowPrev, Mox32f* pDstEven,
+    Mox32f* pHighPrev, Mox32f* pOddPrev, Mox32f* pDstOdd, int32_t width);
 MOXJ_API MoxStatus moxiWTInvColLift_D97_JPEG2K_32f_C1(
-    const Mox32f* pSrc0, const Mox32f* pSrc1, const Mox32f* pSrc2, Mox32f* pDstEven, Mox32f* pEvenPrev, const Mox32f* pEvenLast,
-    Mox32f* pDstOdd, Mox32f* pOddPrev, int32_t width);
+    const Mox32f* pSrc0, const Mox32f* pSrc1, const Mox32f* pSrc2, Mox32f* pDstEven, Mox32f* pEvenPrev,
+    const Mox32f* pEvenLast, Mox32f* pDstOdd, Mox32f* pOddPrev, int32_t width);
 
 #ifdef __cplusplus
 }

@@ -23,13 +23,11 @@ std::string channelName(const Picture& picture, std::size_t channel) {
   return names[channel];
 }
 
-std::string psnrText(double psnr) {
-  return std::isinf(psnr) ? "equal" : format("%.2f dB", psnr);
-}
+std::string psnrText(double psnr) { return std::isinf(psnr) ? "equal" : format("%.2f dB", psnr); }
 
 std::string lineOf(const std::string& name, const Difference& difference) {
-  return format("%-6s PSNR %-10s max %-4d SSIM %.5f\n", name.c_str(), psnrText(difference.psnr).c_str(),
-                difference.max, difference.ssim);
+  return format("%-6s PSNR %-10s max %-4d SSIM %.5f\n", name.c_str(), psnrText(difference.psnr).c_str(), difference.max,
+                difference.ssim);
 }
 
 // JSON knows no infinity: the PSNR of equal samples is null there.
@@ -65,8 +63,7 @@ std::string sizeOf(const Picture& picture) {
 }
 
 // nullopt after a report of the failure, so that the message names the right one of the two files.
-std::optional<Decoded> readOne(const std::string& path, const Settings& settings, Report& report,
-                               ExitStatus& status) {
+std::optional<Decoded> readOne(const std::string& path, const Settings& settings, Report& report, ExitStatus& status) {
   try {
     return readPicture(openPicture(path, settings.limits), settings.limits, report);
   } catch (const Failure& failure) {

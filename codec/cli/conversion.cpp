@@ -23,9 +23,7 @@ namespace moxj {
 namespace {
 
 // How many threads code one picture.
-int threadsOf(const Settings& settings) {
-  return std::max(1, settings.threads.value_or(moxGetNumThreads()));
-}
+int threadsOf(const Settings& settings) { return std::max(1, settings.threads.value_or(moxGetNumThreads())); }
 
 ReadOptions readOptions(const Settings& settings) {
   ReadOptions options{settings.reading, settings.j2kReading};
@@ -90,9 +88,7 @@ class PnmFile : public RowSink {
   PnmWriter writer_;
 };
 
-bool isPnm(Format format) {
-  return format == Format::ppm || format == Format::pgm || format == Format::pnm;
-}
+bool isPnm(Format format) { return format == Format::ppm || format == Format::pgm || format == Format::pnm; }
 
 // out.pgx: out_0.pgx, out_1.pgx ...
 std::string numbered(const std::string& path, std::size_t number) {

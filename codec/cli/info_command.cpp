@@ -21,9 +21,7 @@ using moxj::textOf;
 
 // ---- JPEG as text -----------------------------------------------------------------------------------------------
 
-std::string line(const char* label, const std::string& text) {
-  return format("%-13s %s\n", label, text.c_str());
-}
+std::string line(const char* label, const std::string& text) { return format("%-13s %s\n", label, text.c_str()); }
 
 std::string qualityText(const jpeg::Info& info) {
   if (!info.quality) return "unknown (no table like those of T.81 Annex K)";
@@ -153,8 +151,8 @@ Json jsonOf(const jpeg::Info& info, std::size_t bytes) {
 std::string textOf(const PictureInfo& info, std::size_t bytes) {
   return line("format", info.format + ", " + info.kind) +
          line("size", format("%llu x %llu pixels, %d channels of %d bits, %zu bytes",
-                             static_cast<unsigned long long>(info.width),
-                             static_cast<unsigned long long>(info.height), info.channels, info.bits, bytes));
+                             static_cast<unsigned long long>(info.width), static_cast<unsigned long long>(info.height),
+                             info.channels, info.bits, bytes));
 }
 
 Json jsonOf(const PictureInfo& info, std::size_t bytes) {

@@ -36,9 +36,7 @@ class Descriptor {
   int descriptor_;
 };
 
-[[noreturn]] void fail() {
-  refuse("cannot be read: " + std::system_category().message(errno));
-}
+[[noreturn]] void fail() { refuse("cannot be read: " + std::system_category().message(errno)); }
 
 struct Unmap {
   std::size_t size;

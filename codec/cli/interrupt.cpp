@@ -130,9 +130,7 @@ TemporaryFile::~TemporaryFile() {
   errno = error;
 }
 
-bool TemporaryFile::close() {
-  return ::close(std::exchange(descriptor_, -1)) == 0;
-}
+bool TemporaryFile::close() { return ::close(std::exchange(descriptor_, -1)) == 0; }
 
 bool TemporaryFile::renameTo(const std::string& target) {
   const bool renamed = std::rename(slots[slot_].path, target.c_str()) == 0;

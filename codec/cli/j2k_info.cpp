@@ -9,17 +9,13 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::string line(const char* label, const std::string& text) {
-  return format("%-13s %s\n", label, text.c_str());
-}
+std::string line(const char* label, const std::string& text) { return format("%-13s %s\n", label, text.c_str()); }
 
 std::string sizeText(j2k::Coord width, j2k::Coord height) {
   return std::to_string(width) + " x " + std::to_string(height);
 }
 
-const char* waveletOf(const j2k::CodingStyle& coding) {
-  return coding.reversible ? "5/3" : "9/7";
-}
+const char* waveletOf(const j2k::CodingStyle& coding) { return coding.reversible ? "5/3" : "9/7"; }
 
 const char* transformOf(const j2k::TileParams& params) {
   return !params.style.transform ? "none" : params.coding[0].reversible ? "RCT" : "ICT";
@@ -41,9 +37,7 @@ std::string segmentText(const j2k::Segment& segment) {
                 static_cast<unsigned long long>(segment.length), segment.name.c_str(), segment.detail.c_str());
 }
 
-Json jsonOf(const j2k::Box& box) {
-  return {{"type", box.type}, {"offset", box.offset}, {"length", box.length}};
-}
+Json jsonOf(const j2k::Box& box) { return {{"type", box.type}, {"offset", box.offset}, {"length", box.length}}; }
 
 Json jsonOf(const j2k::Segment& segment) {
   return {{"marker", segment.marker},
@@ -69,14 +63,13 @@ Json listOf(const std::vector<Element>& elements) {
 std::string textOf(const j2k::Info& info, std::size_t bytes) {
   const j2k::CodingStyle& coding = info.params.coding[0];
   std::string text = line("format", std::string("JPEG 2000, ") + (info.boxed ? "JP2" : "codestream"));
-  text += line("size", sizeText(info.siz.image.width(), info.siz.image.height()) + " pixels, " +
-                           std::to_string(info.siz.components.size()) + " components, " + std::to_string(bytes) +
-                           " bytes");
+  text +=
+      line("size", sizeText(info.siz.image.width(), info.siz.image.height()) + " pixels, " +
+                       std::to_string(info.siz.components.size()) + " components, " + std::to_string(bytes) + " bytes");
   if (!info.colour.empty()) text += line("colour", info.colour);
   if (info.palette > 0) text += line("palette", std::to_string(info.palette) + " entries");
-  text +=
-      line("tiles", std::to_string(info.siz.tiles()) + " of " + sizeText(info.siz.tileWidth, info.siz.tileHeight) +
-                        ", " + std::to_string(info.tileParts) + " tile-parts");
+  text += line("tiles", std::to_string(info.siz.tiles()) + " of " + sizeText(info.siz.tileWidth, info.siz.tileHeight) +
+                            ", " + std::to_string(info.tileParts) + " tile-parts");
   text += line("wavelet", std::string(waveletOf(coding)) + ", " + std::to_string(coding.levels) + " levels");
   text += line("transform", transformOf(info.params));
   text += line("quantisation", std::string(quantisationOf(info.params.quantisation[0])) + ", " +
@@ -87,9 +80,8 @@ std::string textOf(const j2k::Info& info, std::size_t bytes) {
                orderName(info.params.style.order) + ", " + std::to_string(info.params.style.layers) + " layers");
   for (std::size_t c = 0; c < info.siz.components.size(); ++c) text += line("component", componentText(info, c));
   for (const j2k::Box& box : info.boxes)
-    text +=
-        line("box", format("%s, %llu bytes at %llu", box.type.c_str(), static_cast<unsigned long long>(box.length),
-                           static_cast<unsigned long long>(box.offset)));
+    text += line("box", format("%s, %llu bytes at %llu", box.type.c_str(), static_cast<unsigned long long>(box.length),
+                               static_cast<unsigned long long>(box.offset)));
   text += line("segments", "offset   length");
   for (const j2k::Segment& segment : info.segments) text += segmentText(segment);
   return text;

@@ -69,9 +69,7 @@ std::string useModes(const std::string& text, int& modes) {
   return "";
 }
 
-std::string orderName(j2k::Order order) {
-  return std::string(kOrders[static_cast<std::size_t>(order)]);
-}
+std::string orderName(j2k::Order order) { return std::string(kOrders[static_cast<std::size_t>(order)]); }
 
 std::string modeNames(int modes) {
   std::string names;

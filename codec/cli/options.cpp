@@ -84,9 +84,7 @@ Complaint useLossless(std::string_view text, Settings& settings) {
   return "";
 }
 
-FormatKind outputKind(Command command) {
-  return command == Command::encode ? FormatKind::coded : FormatKind::picture;
-}
+FormatKind outputKind(Command command) { return command == Command::encode ? FormatKind::coded : FormatKind::picture; }
 
 Complaint useFormat(const std::string& text, Settings& settings) {
   const FormatKind kind = outputKind(settings.command);
@@ -97,9 +95,7 @@ Complaint useFormat(const std::string& text, Settings& settings) {
 // ---- The tables ---------------------------------------------------------------------------------------------------
 
 // Sets of commands.
-constexpr unsigned setOf(Command command) {
-  return 1u << static_cast<int>(command);
-}
+constexpr unsigned setOf(Command command) { return 1u << static_cast<int>(command); }
 constexpr unsigned kEncode = setOf(Command::encode);
 constexpr unsigned kDecode = setOf(Command::decode);
 constexpr unsigned kTranscode = setOf(Command::transcode);
@@ -130,9 +126,7 @@ constexpr Option kOptions[] = {
     {kEncode | kTranscode, "--progressive", "", "Progressive, in the scans that cjpeg makes",
      [](Settings& s, const std::string&) { return s.jpeg.progressive = true, Complaint(); }, Of::dct},
     {kEncode | kTranscode, "--scans", "FILE", "The scans of a file in the syntax of cjpeg",
-     [](Settings& s, const std::string& text) {
-       return s.scans = text, text.empty() ? "names no file" : Complaint();
-     },
+     [](Settings& s, const std::string& text) { return s.scans = text, text.empty() ? "names no file" : Complaint(); },
      Of::dct},
     {kTranscode, "--sequential", "", "Sequential, with the tables of T.81 Annex K without --optimize",
      [](Settings& s, const std::string&) { return s.sequential = true, Complaint(); }, Of::jpeg},
@@ -223,8 +217,7 @@ struct CommandText {
 };
 
 constexpr CommandText kCommands[] = {
-    {Command::encode, "encode", "IN OUT", 1, SIZE_MAX, "Make a JPEG or JPEG 2000 file of a picture",
-     kConversionNotes},
+    {Command::encode, "encode", "IN OUT", 1, SIZE_MAX, "Make a JPEG or JPEG 2000 file of a picture", kConversionNotes},
     {Command::decode, "decode", "IN OUT", 1, SIZE_MAX, "Make a picture (PNG, PPM, PGM, PGX) of a file",
      kConversionNotes},
     {Command::transcode, "transcode", "IN OUT", 1, SIZE_MAX, "Code a JPEG file's picture anew without loss",

@@ -9,18 +9,12 @@ namespace moxj {
 
 namespace {
 
-[[noreturn]] void misuse(const std::string& text) {
-  throw Failure(ExitStatus::usage, text);
-}
+[[noreturn]] void misuse(const std::string& text) { throw Failure(ExitStatus::usage, text); }
 
-FormatKind outputKind(Command command) {
-  return command == Command::decode ? FormatKind::picture : FormatKind::coded;
-}
+FormatKind outputKind(Command command) { return command == Command::decode ? FormatKind::picture : FormatKind::coded; }
 
 // Where nothing else tells.
-Format defaultFormat(Command command) {
-  return command == Command::decode ? Format::pnm : Format::jpeg;
-}
+Format defaultFormat(Command command) { return command == Command::decode ? Format::pnm : Format::jpeg; }
 
 Format formatFor(const std::string& output, const Settings& settings) {
   if (settings.format) return *settings.format;

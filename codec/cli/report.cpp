@@ -47,15 +47,11 @@ std::string shownName(const std::string& path, bool input) {
   return shown;
 }
 
-std::string quotedName(const std::string& path) {
-  return std::string("'").append(shownName(path, true)).append("'");
-}
+std::string quotedName(const std::string& path) { return std::string("'").append(shownName(path, true)).append("'"); }
 
 Report::Report(bool quiet) : quiet_(quiet), terminal_(!quiet && isatty(STDERR_FILENO)) {}
 
-Report::~Report() {
-  clear();
-}
+Report::~Report() { clear(); }
 
 void Report::error(std::string_view text) {
   const std::lock_guard lock(mutex_);

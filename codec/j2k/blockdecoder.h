@@ -12,9 +12,7 @@ namespace moxj::j2k {
 int coderOptions(int modes);
 
 // The bands' order of the library: 2 and 3 name the contexts of HL and HH.
-inline int coderBand(Orientation orientation) {
-  return orientation == hl ? 2 : orientation == hh ? 3 : 0;
-}
+inline int coderBand(Orientation orientation) { return orientation == hl ? 2 : orientation == hh ? 3 : 0; }
 
 // One for each thread.
 class BlockDecoder {

@@ -24,9 +24,7 @@ constexpr int kFractionBits = 6;
 constexpr std::int32_t kSpare = 1;
 
 // Raw bits are all needed, and a segmentation symbol must be right.
-std::int32_t spareOf(int pass, int modes) {
-  return isRaw(pass, modes) || (modes & segsym) ? 0 : kSpare;
-}
+std::int32_t spareOf(int pass, int modes) { return isRaw(pass, modes) || (modes & segsym) ? 0 : kSpare; }
 
 // What a block costs in packet headers, about.
 constexpr double kHeader = 1.5;
@@ -137,8 +135,8 @@ void BlockEncoder::notePasses(CodedBlock& coded, int passes, int modes, double u
     require(moxiEncodeGetRate_JPEG2K(state_.get(), pass, &rate), "a pass's rate");
     require(moxiEncodeGetDist_JPEG2K(state_.get(), pass, &distortion), "a pass's distortion");
     const bool last = left == 1 || pass + 1 == passes;
-    std::uint32_t end = last ? coded.segmentStarts[segment + 1]
-                             : static_cast<std::uint32_t>(std::max(rate - spareOf(pass, modes), 0));
+    std::uint32_t end =
+        last ? coded.segmentStarts[segment + 1] : static_cast<std::uint32_t>(std::max(rate - spareOf(pass, modes), 0));
     end = std::clamp(end, least, coded.segmentStarts[segment + 1]);
     while (end > least && coded.data[end - 1] == 0xFF) --end;
     coded.passes.push_back({end, segment, distortion * unit});

@@ -37,8 +37,7 @@ class BlockEncoder {
   BlockEncoder(int width, int height);
 
   // `weight` is the square error of the picture for an error of one quantiser step.
-  CodedBlock encode(const Block& block, const Band& band, const TileComponent& component, Plane& plane,
-                    double weight);
+  CodedBlock encode(const Block& block, const Band& band, const TileComponent& component, Plane& plane, double weight);
 
  private:
   struct Release {

@@ -201,9 +201,7 @@ void number(Bytes& body, std::uint32_t value, int size) {
   while (size-- > 0) body.push_back(static_cast<std::uint8_t>(value >> 8 * size));
 }
 
-int depthByte(const Component& c) {
-  return (c.bits - 1) | (c.isSigned ? 128 : 0);
-}
+int depthByte(const Component& c) { return (c.bits - 1) | (c.isSigned ? 128 : 0); }
 
 Bytes imageHeader(const Image& image, bool sameDepth) {
   Bytes body;

@@ -180,8 +180,7 @@ void Decoder::checkTile(const Tile& tile) const {
 std::vector<Plane> Decoder::planesFor(const Tile& tile) {
   std::vector<Plane> planes;
   for (const TileComponent& component : tile.components) {
-    const Rect& rect =
-        component.resolutions[static_cast<std::size_t>(component.coding.levels - options_.reduce)].rect;
+    const Rect& rect = component.resolutions[static_cast<std::size_t>(component.coding.levels - options_.reduce)].rect;
     budget_.take(1, Plane::bytes(rect.width(), rect.height()));
     planes.emplace_back(static_cast<int>(rect.width()), static_cast<int>(rect.height()));
   }

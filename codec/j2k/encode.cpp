@@ -67,9 +67,7 @@ BandPlace bandPlace(int index, int levels) {
   return {levels - (index - 1) / 3, static_cast<Orientation>((index - 1) % 3 + 1)};
 }
 
-int gainOf(Orientation orientation) {
-  return orientation == ll ? 0 : orientation == hh ? 2 : 1;
-}
+int gainOf(Orientation orientation) { return orientation == ll ? 0 : orientation == hh ? 2 : 1; }
 
 Quantisation quantisationOf(int bits, bool reversible, bool transformed, int levels) {
   Quantisation quantisation;

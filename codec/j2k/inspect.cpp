@@ -8,9 +8,7 @@ namespace moxj::j2k {
 
 namespace {
 
-std::string sizeText(Coord width, Coord height) {
-  return std::to_string(width) + " x " + std::to_string(height);
-}
+std::string sizeText(Coord width, Coord height) { return std::to_string(width) + " x " + std::to_string(height); }
 
 // The text of a comment, as far as it can be shown.
 std::string commentOf(ByteSpan body) {
@@ -29,8 +27,7 @@ std::string detailOf(const MarkerSegment& segment, const Siz& siz) {
   };
   switch (segment.marker) {
     case marker::siz:
-      return sizeText(siz.image.width(), siz.image.height()) + ", tiles of " +
-             sizeText(siz.tileWidth, siz.tileHeight);
+      return sizeText(siz.image.width(), siz.image.height()) + ", tiles of " + sizeText(siz.tileWidth, siz.tileHeight);
     case marker::coc:
     case marker::qcc:
     case marker::rgn:

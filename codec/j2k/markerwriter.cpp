@@ -19,8 +19,8 @@ void segment(Bytes& file, int marker, const Bytes& body) {
 void writeSiz(Bytes& file, const Siz& siz) {
   Bytes body;
   put(body, 0, 2);
-  for (const Coord value : {siz.image.x1, siz.image.y1, siz.image.x0, siz.image.y0, siz.tileWidth, siz.tileHeight,
-                            siz.tileX0, siz.tileY0})
+  for (const Coord value :
+       {siz.image.x1, siz.image.y1, siz.image.x0, siz.image.y0, siz.tileWidth, siz.tileHeight, siz.tileX0, siz.tileY0})
     put(body, static_cast<std::uint64_t>(value), 4);
   put(body, siz.components.size(), 2);
   for (const ComponentSize& c : siz.components) {
@@ -81,8 +81,6 @@ void writeTilePartHeader(Bytes& file, int tile, std::uint32_t length) {
   put(file, marker::sod, 2);
 }
 
-void writeEnd(Bytes& file) {
-  put(file, marker::eoc, 2);
-}
+void writeEnd(Bytes& file) { put(file, marker::eoc, 2); }
 
 }  // namespace moxj::j2k

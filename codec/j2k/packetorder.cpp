@@ -92,9 +92,8 @@ class Walk {
 
   bool visitResolutions(int layers) {
     for (auto begin = entries_.begin(); begin != entries_.end();) {
-      const auto end = std::find_if(begin, entries_.end(), [&](const Entry& entry) {
-        return entry.place.resolution != begin->place.resolution;
-      });
+      const auto end = std::find_if(
+          begin, entries_.end(), [&](const Entry& entry) { return entry.place.resolution != begin->place.resolution; });
       for (int layer = 0; layer < layers; ++layer)
         if (!visitLayer(begin, end, layer)) return false;
       begin = end;

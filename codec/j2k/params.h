@@ -91,11 +91,7 @@ struct TileParams {
   std::vector<Progression> progressions;
 };
 
-constexpr Coord ceilDiv(Coord a, Coord b) {
-  return (a + b - 1) / b;
-}
-constexpr Coord ceilShift(Coord a, int bits) {
-  return (a + (Coord{1} << bits) - 1) >> bits;
-}
+constexpr Coord ceilDiv(Coord a, Coord b) { return (a + b - 1) / b; }
+constexpr Coord ceilShift(Coord a, int bits) { return (a + (Coord{1} << bits) - 1) >> bits; }
 
 }  // namespace moxj::j2k

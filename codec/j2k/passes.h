@@ -19,8 +19,6 @@ inline int segmentLength(int pass, int modes) {
 }
 
 // Whether a pass is a significance or refinement pass that is not arithmetically coded.
-inline bool isRaw(int pass, int modes) {
-  return (modes & bypass) && pass >= 10 && (pass - 10) % 3 != 2;
-}
+inline bool isRaw(int pass, int modes) { return (modes & bypass) && pass >= 10 && (pass - 10) % 3 != 2; }
 
 }  // namespace moxj::j2k

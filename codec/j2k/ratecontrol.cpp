@@ -27,8 +27,7 @@ void RateControl::takeSlope(int layer, double slope) {
     const auto end = std::partition_point(block->hull.begin(), block->hull.end(),
                                           [&](const HullPoint& point) { return point.slope >= slope; });
     const int passes = end == block->hull.begin() ? 0 : (end - 1)->passes;
-    block->taken[static_cast<std::size_t>(layer)] =
-        static_cast<std::uint8_t>(std::max(passes, before(*block, layer)));
+    block->taken[static_cast<std::size_t>(layer)] = static_cast<std::uint8_t>(std::max(passes, before(*block, layer)));
   }
 }
 

@@ -11,9 +11,7 @@ namespace moxj::j2k {
 
 namespace {
 
-int levelShift(const TileComponent& component) {
-  return component.isSigned ? 0 : 1 << (component.bits - 1);
-}
+int levelShift(const TileComponent& component) { return component.isSigned ? 0 : 1 << (component.bits - 1); }
 
 template <class From, class To>
 void loadRow(const From* from, int pixelStep, int count, int shift, To* to) {
@@ -67,13 +65,9 @@ void toWhole(float* values, int count) {
   }
 }
 
-float scaleOf(const TileComponent& component) {
-  return static_cast<float>(1 << fractionBits(component.bits));
-}
+float scaleOf(const TileComponent& component) { return static_cast<float>(1 << fractionBits(component.bits)); }
 
-MoxRoiSize rowOf(const Plane& plane, int x) {
-  return {std::min(plane.width() - x, kPixelsOfOneThread), 1};
-}
+MoxRoiSize rowOf(const Plane& plane, int x) { return {std::min(plane.width() - x, kPixelsOfOneThread), 1}; }
 
 void transformRow(std::span<Plane> planes, bool reversible, bool forward, int y) {
   for (int x = 0; x < planes[0].width(); x += kPixelsOfOneThread) {
@@ -96,11 +90,10 @@ void forEachRow(std::span<Plane> planes, int threads, const Work& work) {
   constexpr int kRowsOfATask = 64;
   int rows = 0;
   for (const Plane& plane : planes) rows = std::max(rows, plane.height());
-  forEachTask(static_cast<std::size_t>((rows + kRowsOfATask - 1) / kRowsOfATask), threads,
-              [&](int, std::size_t task) {
-                const int begin = static_cast<int>(task) * kRowsOfATask;
-                for (int y = begin; y < std::min(begin + kRowsOfATask, rows); ++y) work(y);
-              });
+  forEachTask(static_cast<std::size_t>((rows + kRowsOfATask - 1) / kRowsOfATask), threads, [&](int, std::size_t task) {
+    const int begin = static_cast<int>(task) * kRowsOfATask;
+    for (int y = begin; y < std::min(begin + kRowsOfATask, rows); ++y) work(y);
+  });
 }
 
 }  // namespace

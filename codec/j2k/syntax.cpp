@@ -26,9 +26,7 @@ constexpr Name kNames[] = {
 
 constexpr std::size_t kMostProgressions = 255;  // each costs a walk over all precincts
 
-int wordAt(ByteSpan bytes, std::size_t at) {
-  return at + 2 <= bytes.size() ? bytes[at] << 8 | bytes[at + 1] : -1;
-}
+int wordAt(ByteSpan bytes, std::size_t at) { return at + 2 <= bytes.size() ? bytes[at] << 8 | bytes[at + 1] : -1; }
 
 // ---- Marker segments --------------------------------------------------------------------------------------------
 
@@ -311,9 +309,7 @@ std::string markerName(int marker) {
   return "unknown";
 }
 
-Codestream parseCodestream(ByteSpan bytes) {
-  return Parser(bytes).run();
-}
+Codestream parseCodestream(ByteSpan bytes) { return Parser(bytes).run(); }
 
 TileParts sortParts(const Codestream& codestream) {
   TileParts sorted;

@@ -10,9 +10,7 @@ namespace moxj::j2k {
 namespace {
 
 // log2 of the gain of a band's nominal range (Table E.1).
-int gainOf(Orientation orientation) {
-  return orientation == ll ? 0 : orientation == hh ? 2 : 1;
-}
+int gainOf(Orientation orientation) { return orientation == ll ? 0 : orientation == hh ? 2 : 1; }
 
 // The region of a band, `levels` decompositions down (B-15).
 Rect bandRect(const Rect& rect, Orientation orientation, int levels) {

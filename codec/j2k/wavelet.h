@@ -16,8 +16,6 @@ void transformInverse(Plane& plane, const TileComponent& component, int resoluti
 // The library's 9/7 transform cuts off what is below 1 after each pass, so that the samples are given fraction bits:
 // as many as leave room for the growth of 16-bit samples in the 24 bits of a single-precision mantissa and some
 // above.
-inline int fractionBits(int bits) {
-  return bits <= 8 ? 14 : 24 - bits;
-}
+inline int fractionBits(int bits) { return bits <= 8 ? 14 : 24 - bits; }
 
 }  // namespace moxj::j2k

@@ -68,8 +68,7 @@ class TableWriter {
 int RestartInterval::of(int mcusWide) const {
   const std::int64_t mcus = std::int64_t{count} * (inRows ? mcusWide : 1);
   if (mcus > kLargestWord)
-    throw Failure(ExitStatus::limit,
-                  "a restart interval of " + std::to_string(mcus) + " MCUs: JPEG goes up to 65535");
+    throw Failure(ExitStatus::limit, "a restart interval of " + std::to_string(mcus) + " MCUs: JPEG goes up to 65535");
   return static_cast<int>(mcus);
 }
 

@@ -12,9 +12,7 @@ namespace {
 
 // Adobe's convention, followed by nearly everyone: samples are inverted, 255 is no ink. So ink-free paper is white,
 // and black ink dims the others.
-std::uint8_t dimmed(int colour, int black) {
-  return static_cast<std::uint8_t>((colour * black + 127) / 255);
-}
+std::uint8_t dimmed(int colour, int black) { return static_cast<std::uint8_t>((colour * black + 127) / 255); }
 
 template <class Sample>  // Sample(x, ink)
 void paintInks(int width, std::uint8_t* pixels, Sample sample) {

@@ -36,9 +36,7 @@ void requireSupported(const Frame& frame) {
 }
 
 // Not of 8 bits.
-bool isDeep(const Frame& frame) {
-  return frame.precision != 8;
-}
+bool isDeep(const Frame& frame) { return frame.precision != 8; }
 
 struct CoefficientSink {
   Coefficients& coefficients;
@@ -69,8 +67,7 @@ class Decoder {
   DecodedImage runImage() {
     read();
     const bool both = lossless() && options_.inks && frame_->components.size() == 2;
-    const Image image =
-        isDeep(*frame_) || both ? imageOfPlanes() : imageOf(lossless() ? paintPlanes() : paintBlocks());
+    const Image image = isDeep(*frame_) || both ? imageOfPlanes() : imageOf(lossless() ? paintPlanes() : paintBlocks());
     return {image, warning_.empty(), std::move(warning_), std::move(notes_)};
   }
 
@@ -203,8 +200,7 @@ void Decoder::takeFrame(const MarkerSegment& segment) {
   // The sampling factors of a lone component have no effect.
   if (frame_->components.size() == 1) frame_->components[0].horizontal = frame_->components[0].vertical = 1;
   frame_->layOut();
-  if (frame_->components.size() == 2)
-    notes_.push_back("two components of unknown meaning, the first is shown as grey");
+  if (frame_->components.size() == 2) notes_.push_back("two components of unknown meaning, the first is shown as grey");
 }
 
 void Decoder::readScan(const MarkerSegment& segment) {
@@ -359,8 +355,7 @@ CodedPicture readCoefficients(ByteSpan file, const Limits& limits, const Progres
   }
 }
 
-DecodedImage decodeImage(ByteSpan file, const Limits& limits, const Progress& progress,
-                         const DecodeOptions& options) {
+DecodedImage decodeImage(ByteSpan file, const Limits& limits, const Progress& progress, const DecodeOptions& options) {
   try {
     return Decoder(file, limits, options, progress, nullptr).runImage();
   } catch (const std::bad_alloc&) {

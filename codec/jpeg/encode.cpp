@@ -19,9 +19,7 @@ namespace {
 
 constexpr int kLargestWord = 65535;
 
-[[noreturn]] void exceeds(const std::string& what) {
-  throw Failure(ExitStatus::limit, what);
-}
+[[noreturn]] void exceeds(const std::string& what) { throw Failure(ExitStatus::limit, what); }
 
 Frame frameFor(const Picture& picture, const EncodeOptions& options) {
   if (picture.width > kLargestWord || picture.height > kLargestWord) {
@@ -230,8 +228,7 @@ Bytes encode(const Picture& picture, const EncodeOptions& options, const Progres
   const int restartInterval = coding.restart.of(frame.mcusWide);
   if (options.script ? options.script->progressive() : options.progressive) frame.process = marker::sof2;
   const bool colour = frame.components.size() > 1;
-  const Quantisers quantisers{Quantiser(kAnnexKSteps[0], options.quality),
-                              Quantiser(kAnnexKSteps[1], options.quality)};
+  const Quantisers quantisers{Quantiser(kAnnexKSteps[0], options.quality), Quantiser(kAnnexKSteps[1], options.quality)};
 
   Writer writer;
   // Two bits a pixel are enough for many files.

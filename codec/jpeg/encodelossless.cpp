@@ -184,9 +184,9 @@ class DifferenceWriter {
   }
   void end() {
     makeRoom(kMostEndBytes);
-    require(moxiEncodeHuffmanOne_JPEG_16s1u_C1(nullptr, file_.data() + start_, room_, &position_, nullptr,
-                                               state_.get(), 1),
-            "the end of an interval");
+    require(
+        moxiEncodeHuffmanOne_JPEG_16s1u_C1(nullptr, file_.data() + start_, room_, &position_, nullptr, state_.get(), 1),
+        "the end of an interval");
     file_.resize(start_ + static_cast<std::size_t>(position_));
     position_ = room_ = 0;
   }

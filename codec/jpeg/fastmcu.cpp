@@ -43,8 +43,7 @@ void McuSource::load(int x, int y) {
   for (int dy = 0; dy < high; ++dy) {
     const std::uint8_t* const from = picture_.row(std::min(top + dy, picture_.height - 1));
     for (int dx = 0; dx < wide; ++dx)
-      std::memcpy(&edge_[3 * (dy * wide + dx)], from + std::ptrdiff_t{3} * std::min(left + dx, picture_.width - 1),
-                  3);
+      std::memcpy(&edge_[3 * (dy * wide + dx)], from + std::ptrdiff_t{3} * std::min(left + dx, picture_.width - 1), 3);
   }
   require(functions_->toBlocks(edge_.data(), 3 * wide, to.data()), "an MCU's colours");
 }
@@ -94,8 +93,6 @@ void McuPainter::finish() {
   }
 }
 
-Picture McuPainter::picture() const {
-  return sink_ ? Picture() : band_;
-}
+Picture McuPainter::picture() const { return sink_ ? Picture() : band_; }
 
 }  // namespace moxj::jpeg

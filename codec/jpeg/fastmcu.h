@@ -24,8 +24,7 @@ const McuFunctions* mcuFunctionsFor(const Frame& frame);
 // Blocks of an MCU in the order of the stream: of Y, Cb, Cr.
 class McuBlocks {
  public:
-  explicit McuBlocks(const Frame& frame)
-      : luminance_(frame.components[0].horizontal * frame.components[0].vertical) {}
+  explicit McuBlocks(const Frame& frame) : luminance_(frame.components[0].horizontal * frame.components[0].vertical) {}
 
   int count() const { return luminance_ + 2; }
   template <class Sample>  // Mox16s, const or not

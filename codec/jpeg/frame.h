@@ -9,9 +9,7 @@
 
 namespace moxj::jpeg {
 
-constexpr int ceilDiv(int value, int by) {
-  return (value + by - 1) / by;
-}
+constexpr int ceilDiv(int value, int by) { return (value + by - 1) / by; }
 
 struct FrameComponent {
   int id = 0;
@@ -55,9 +53,7 @@ struct ScanHeader {
 // What a scan holds of its blocks (T.81 Annexes F and G).
 enum class ScanKind { sequential, dcFirst, dcRefine, acFirst, acRefine };
 
-constexpr bool isProgressive(ScanKind kind) {
-  return kind != ScanKind::sequential;
-}
+constexpr bool isProgressive(ScanKind kind) { return kind != ScanKind::sequential; }
 
 ScanKind kindOf(const Frame& frame, const ScanHeader& scan);
 

@@ -54,10 +54,10 @@ void judgeQuality(const Frame& frame, const Tables& tables, Info& info) {
 
 void describeFrame(const Frame& frame, const Tables& tables, Info& info) {
   info.process = processName(frame.process);
-  info.supported = (frame.process <= marker::sof2
-                        ? frame.precision == 8
-                        : frame.process == marker::sof3 && frame.precision > 1 && frame.precision <= 16) &&
-                   frame.components.size() <= 4;
+  info.supported =
+      (frame.process <= marker::sof2 ? frame.precision == 8
+                                     : frame.process == marker::sof3 && frame.precision > 1 && frame.precision <= 16) &&
+      frame.components.size() <= 4;
   info.precision = frame.precision;
   info.width = frame.width;
   info.height = frame.height;
@@ -83,9 +83,7 @@ void describeTables(const Tables& tables, Info& info) {
   }
 }
 
-std::string listed(int number) {
-  return " " + std::to_string(number);
-}
+std::string listed(int number) { return " " + std::to_string(number); }
 
 // Segments whose parameters are text show its printable beginning.
 std::string text(ByteSpan body, std::size_t most) {
@@ -173,8 +171,8 @@ void Inspector::walk() {
                std::to_string(frame.precision) + " bits";
       if (!frame_) frame_ = frame;  // a hierarchical file has more, of which the first is the smallest
     }
-    info_.segments.push_back({static_cast<std::uint8_t>(segment->marker), markerName(segment->marker),
-                              segment->offset, segment->end - segment->offset, std::move(detail)});
+    info_.segments.push_back({static_cast<std::uint8_t>(segment->marker), markerName(segment->marker), segment->offset,
+                              segment->end - segment->offset, std::move(detail)});
     if (segment->marker == marker::sos) addScan(*segment);
     if (segment->marker == marker::dnl && frame_ && frame_->height == 0) {
       frame_->height = parseLineCount(*segment);
@@ -206,8 +204,6 @@ void Inspector::addScan(const MarkerSegment& segment) {
 
 }  // namespace
 
-Info inspect(ByteSpan file) {
-  return Inspector(file).run();
-}
+Info inspect(ByteSpan file) { return Inspector(file).run(); }
 
 }  // namespace moxj::jpeg

@@ -49,20 +49,14 @@ inline EncodeSpec makeEncodeSpec(const HuffmanCode& code) {
 inline DecodeSpec makeDecodeSpec(const HuffmanCode& code) {
   return makeObject<DecodeSpec>(moxiDecodeHuffmanSpecInitAlloc_JPEG_8u, code.bits.data(), code.values.data());
 }
-inline EncodeState makeEncodeState() {
-  return makeObject<EncodeState>(moxiEncodeHuffmanStateInitAlloc_JPEG_8u);
-}
-inline DecodeState makeDecodeState() {
-  return makeObject<DecodeState>(moxiDecodeHuffmanStateInitAlloc_JPEG_8u);
-}
+inline EncodeState makeEncodeState() { return makeObject<EncodeState>(moxiEncodeHuffmanStateInitAlloc_JPEG_8u); }
+inline DecodeState makeDecodeState() { return makeObject<DecodeState>(moxiDecodeHuffmanStateInitAlloc_JPEG_8u); }
 
 // Regions of more pixels than this are split among threads, which is of no use for a single row.
 inline constexpr int kPixelsOfOneThread = 8192;
 
 // Bytes from row to row of a strip: an odd number of cache lines, so that the rows of a block do not fall into one
 // set of the cache.
-constexpr std::ptrdiff_t stripStep(int width) {
-  return ((std::ptrdiff_t{width} + 63) / 64 | 1) * 64;
-}
+constexpr std::ptrdiff_t stripStep(int width) { return ((std::ptrdiff_t{width} + 63) / 64 | 1) * 64; }
 
 }  // namespace moxj::jpeg

@@ -53,8 +53,7 @@ void LosslessReader::readDifferences() {
     if (skipping_) continue;
     for (const ScanGeometry::Block& unit : geometry_.blocks) {
       Lines& lines = lines_[static_cast<std::size_t>(unit.selector)];
-      Mox16s* const to =
-          lines.differences.data() + std::ptrdiff_t{lines.width} * unit.dy + mcu * unit.across + unit.dx;
+      Mox16s* const to = lines.differences.data() + std::ptrdiff_t{lines.width} * unit.dy + mcu * unit.across + unit.dx;
       const MoxStatus status = moxiDecodeHuffmanOne_JPEG_1u16s_C1(window(), windowLength_, &position_, to, &marker_,
                                                                   lines.code, state_.get());
       if (status < 0) [[unlikely]] {

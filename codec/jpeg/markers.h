@@ -34,9 +34,7 @@ inline constexpr std::uint8_t jpg0 = 0xF0;
 inline constexpr std::uint8_t jpg13 = 0xFD;
 inline constexpr std::uint8_t com = 0xFE;
 
-constexpr bool isRestart(int code) {
-  return code >= rst0 && code <= rst7;
-}
+constexpr bool isRestart(int code) { return code >= rst0 && code <= rst7; }
 constexpr bool isFrameHeader(int code) {
   return code >= sof0 && code <= sof15 && code != dht && code != jpg && code != dac;
 }

@@ -90,9 +90,8 @@ void SampleStrips::loadSubsampled(int top, int rows) {
     for (int i = 0; i < 2; ++i) {
       const std::uint8_t* const upperRow = chrominance_[i][0].data();
       std::uint8_t* const to = strips_[i + 1].row(y / down);
-      require(down == 1
-                  ? moxiSampleDownRowH2V1_Box_JPEG_8u_C1(upperRow, evenWidth, to)
-                  : moxiSampleDownRowH2V2_Box_JPEG_8u_C1(upperRow, chrominance_[i][lower].data(), evenWidth, to),
+      require(down == 1 ? moxiSampleDownRowH2V1_Box_JPEG_8u_C1(upperRow, evenWidth, to)
+                        : moxiSampleDownRowH2V2_Box_JPEG_8u_C1(upperRow, chrominance_[i][lower].data(), evenWidth, to),
               "down-sampling");
     }
   }

@@ -21,8 +21,7 @@ ScanReader::ScanReader(const Frame& frame, const ScanHeader& scan, const Tables&
   };
   for (const ScanGeometry::Block& block : geometry_.blocks) {
     const ScanHeader::Selector& selector = scan.components[block.selector];
-    blocks_.push_back({block, &lastDc_[block.selector],
-                       usesTable(kind_, kDc) ? specOf(kDc, selector.dcTable) : nullptr,
+    blocks_.push_back({block, &lastDc_[block.selector], usesTable(kind_, kDc) ? specOf(kDc, selector.dcTable) : nullptr,
                        usesTable(kind_, kAc) ? specOf(kAc, selector.acTable) : nullptr});
   }
 }

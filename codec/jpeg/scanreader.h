@@ -78,8 +78,8 @@ MoxStatus ScanReader::decode(const McuBlock& block, Mox16s* to) {
     return moxiDecodeHuffman8x8_JPEG_1u16s_C1(data, windowLength_, &position_, to, block.lastDc, &marker_, block.dc,
                                               block.ac, state_.get());
   } else if constexpr (kind == ScanKind::dcFirst) {
-    return moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(data, windowLength_, &position_, to, block.lastDc, &marker_,
-                                                      low, block.dc, state_.get());
+    return moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(data, windowLength_, &position_, to, block.lastDc, &marker_, low,
+                                                      block.dc, state_.get());
   } else if constexpr (kind == ScanKind::dcRefine) {
     return moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(data, windowLength_, &position_, to, &marker_, low,
                                                        state_.get());

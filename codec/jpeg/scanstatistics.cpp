@@ -12,9 +12,7 @@ namespace {
 
 constexpr int kMostCategory = 15;  // what decoders of blocks take
 
-[[noreturn]] void tooLarge() {
-  refuse("a coefficient that is too large for this kind of scan");
-}
+[[noreturn]] void tooLarge() { refuse("a coefficient that is too large for this kind of scan"); }
 
 }  // namespace
 

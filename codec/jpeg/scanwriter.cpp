@@ -31,8 +31,7 @@ void ScanWriter::makeRoom() {
   start_ += position_;
   position_ = 0;
   file_.resize(start_);
-  if (file_.capacity() - start_ < kMostMcuBytes)
-    file_.reserve(file_.capacity() + file_.capacity() / 2 + kMostMcuBytes);
+  if (file_.capacity() - start_ < kMostMcuBytes) file_.reserve(file_.capacity() + file_.capacity() / 2 + kMostMcuBytes);
   room_ = static_cast<std::int32_t>(
       std::min<std::size_t>(file_.capacity() - start_, std::numeric_limits<std::int32_t>::max()));
 }

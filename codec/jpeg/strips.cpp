@@ -17,10 +17,7 @@ constexpr std::size_t kBandBytes = std::size_t{32} << 10;
 
 Strips::Strips(const Frame& frame, ColourModel model, std::span<const Steps> steps, const DecodeOptions& options,
                RowSink* sink)
-    : frame_(frame),
-      painter_(model, frame.width, options.inks),
-      sink_(sink),
-      straight_(frame.components.size() == 1) {
+    : frame_(frame), painter_(model, frame.width, options.inks), sink_(sink), straight_(frame.components.size() == 1) {
   for (std::size_t i = 0; i < frame.components.size(); ++i) {
     const FrameComponent& c = frame.components[i];
     Strip& strip = strips_.emplace_back(Upsampler(frame, c, options.smooth), steps[i]);

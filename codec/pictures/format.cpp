@@ -26,13 +26,9 @@ constexpr Entry kFormats[] = {
     {Format::pgx, FormatKind::picture, "PGX", {"pgx"}},
 };
 
-const Entry& entryOf(Format format) {
-  return kFormats[static_cast<int>(format)];
-}
+const Entry& entryOf(Format format) { return kFormats[static_cast<int>(format)]; }
 
-char lower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
+char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 bool equalApartFromCase(std::string_view a, std::string_view b) {
   return std::ranges::equal(a, b, [](char x, char y) { return lower(x) == lower(y); });
@@ -40,21 +36,13 @@ bool equalApartFromCase(std::string_view a, std::string_view b) {
 
 constexpr std::array<std::uint8_t, 12> kJp2Signature{0, 0, 0, 12, 'j', 'P', ' ', ' ', 0x0D, 0x0A, 0x87, 0x0A};
 
-bool isSpace(std::uint8_t byte) {
-  return byte == ' ' || (byte >= '\t' && byte <= '\r');
-}
+bool isSpace(std::uint8_t byte) { return byte == ' ' || (byte >= '\t' && byte <= '\r'); }
 
 }  // namespace
 
-FormatKind kindOf(Format format) {
-  return entryOf(format).kind;
-}
-std::string_view labelOf(Format format) {
-  return entryOf(format).label;
-}
-std::string_view extensionOf(Format format) {
-  return entryOf(format).names[0];
-}
+FormatKind kindOf(Format format) { return entryOf(format).kind; }
+std::string_view labelOf(Format format) { return entryOf(format).label; }
+std::string_view extensionOf(Format format) { return entryOf(format).names[0]; }
 
 std::optional<Format> formatNamed(std::string_view name) {
   for (const Entry& entry : kFormats)

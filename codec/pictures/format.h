@@ -32,9 +32,7 @@ std::optional<Format> sniff(std::span<const std::uint8_t> bytes);
 
 inline constexpr const char* kUnknownFormat = "neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX";
 
-inline bool isJpeg2000(Format format) {
-  return format == Format::jp2 || format == Format::j2k;
-}
+inline bool isJpeg2000(Format format) { return format == Format::jp2 || format == Format::j2k; }
 
 // The names of all formats of a kind, for messages: "png, ppm, pgm, pnm".
 std::string formatNames(FormatKind kind);

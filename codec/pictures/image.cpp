@@ -110,8 +110,7 @@ Image sameSize(const Image& image) {
       expandRow(from, y, image.width, rows[i].data());
       const std::int64_t range = std::int64_t{from.most()} - from.least(), most = made.components[i].most();
       if (from.isSigned || range != most)
-        for (std::int32_t& v : rows[i])
-          v = static_cast<std::int32_t>(((v - from.least()) * most + range / 2) / range);
+        for (std::int32_t& v : rows[i]) v = static_cast<std::int32_t>(((v - from.least()) * most + range / 2) / range);
     }
     if (image.colour == Colour::ycc && rows.size() >= 3)
       toRgb(rows[0].data(), rows[1].data(), rows[2].data(), image.width, made.components[0].bits);

@@ -109,8 +109,7 @@ DecodedImage readPgx(const Source& source, const Limits& limits) {
   }
   if (rows < header.height) {
     decoded.complete = false;
-    decoded.warning =
-        "the file ends after " + std::to_string(rows) + " of " + std::to_string(header.height) + " rows";
+    decoded.warning = "the file ends after " + std::to_string(rows) + " of " + std::to_string(header.height) + " rows";
   }
   return decoded;
 }

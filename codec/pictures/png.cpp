@@ -153,9 +153,7 @@ struct Growth {
   }
 };
 
-Growth& growthOf(png_structp png) {
-  return *static_cast<Growth*>(png_get_progressive_ptr(png));
-}
+Growth& growthOf(png_structp png) { return *static_cast<Growth*>(png_get_progressive_ptr(png)); }
 
 void onInfo(png_structp png, png_infop info) {
   Growth& growth = growthOf(png);
@@ -181,14 +179,11 @@ void onRow(png_structp png, png_bytep row, png_uint_32 y, int pass) {
   growth.rows = static_cast<int>(y) + 1;
   if (growth.progress && y % 64 == 0) {
     const auto height = static_cast<std::uint64_t>(growth.picture().height);
-    growth.progress(static_cast<std::uint64_t>(pass) * height + y,
-                    static_cast<std::uint64_t>(growth.passes) * height);
+    growth.progress(static_cast<std::uint64_t>(pass) * height + y, static_cast<std::uint64_t>(growth.passes) * height);
   }
 }
 
-void onEnd(png_structp png, png_infop) {
-  growthOf(png).ended = true;
-}
+void onEnd(png_structp png, png_infop) { growthOf(png).ended = true; }
 
 // Grey or RGB, with opacity where the file has any.
 class DeepReader {
@@ -328,8 +323,7 @@ Content writePng(const Picture& picture, const Progress& progress) {
     png_write_info(png, info);
     for (int y = 0; y < picture.height; ++y) {
       png_write_row(png, picture.row(y));
-      if (progress && y % 64 == 0)
-        progress(static_cast<std::uint64_t>(y), static_cast<std::uint64_t>(picture.height));
+      if (progress && y % 64 == 0) progress(static_cast<std::uint64_t>(y), static_cast<std::uint64_t>(picture.height));
     }
     png_write_end(png, info);
   });

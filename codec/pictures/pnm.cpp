@@ -12,12 +12,8 @@ namespace moxj {
 
 namespace {
 
-bool isSpace(std::uint8_t byte) {
-  return byte == ' ' || (byte >= '\t' && byte <= '\r');
-}
-bool isDigit(std::uint8_t byte) {
-  return byte >= '0' && byte <= '9';
-}
+bool isSpace(std::uint8_t byte) { return byte == ' ' || (byte >= '\t' && byte <= '\r'); }
+bool isDigit(std::uint8_t byte) { return byte >= '0' && byte <= '9'; }
 
 // Walks over the text of a file: numbers between white space and comments.
 class Text {

@@ -25,6 +25,11 @@ LEFT_OUT = "^(mutations|install)$"  # the one would notice every mutant, the oth
 TIMEOUT = 300  # seconds for one test: a mutant may never end
 
 
+def places(find):
+    """Where sources read so. Spaces and line breaks are the formatter's business: any stand for any, none included."""
+    return re.compile(r"\s*".join(map(re.escape, re.findall(r"\w+|\S", find))))
+
+
 def load(texts):
     mutations = tomllib.loads((ROOT / "scripts/mutations.toml").read_text())["mutation"]
     errors = []
@@ -32,7 +37,7 @@ def load(texts):
     for m in mutations:
         kinds.setdefault(m["family"], set()).add(m["kind"])
         source = ROOT / m["file"]
-        count = source.read_text().count(m["find"]) if source.exists() else 0
+        count = len(places(m["find"]).findall(source.read_text())) if source.exists() else 0
         if count != 1:
             errors.append(f"{m['family']}, {m['kind']}: {count} places in {m['file']} read {m['find']!r}")
     for family, found in kinds.items():
@@ -123,7 +128,7 @@ def main():
         began = time.monotonic()
         target = TREE / m["file"]
         original = target.read_text()
-        target.write_text(original.replace(m["find"], m["replace"]))
+        target.write_text(places(m["find"]).sub(lambda _: m["replace"], original))
         try:
             catcher = caught_by(steps_for(m["file"]))
         finally:

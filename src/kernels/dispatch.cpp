@@ -11,9 +11,7 @@ MOX_DECLARE(neon);
 namespace mox {
 namespace {
 
-bool always(const cpu::Processor&) {
-  return true;
-}
+bool always(const cpu::Processor&) { return true; }
 
 constexpr Target kTargets[] = {
     {"scalar", &mox_kernels_scalar, always},
@@ -36,9 +34,7 @@ constexpr Target kTargets[] = {
 
 }  // namespace
 
-TargetList targets() {
-  return {kTargets, static_cast<int>(sizeof kTargets / sizeof kTargets[0])};
-}
+TargetList targets() { return {kTargets, static_cast<int>(sizeof kTargets / sizeof kTargets[0])}; }
 
 constinit const Kernels* kernels::active = &mox_kernels_scalar;
 

@@ -315,8 +315,7 @@ TEST(ColourWords, everyWordComesBackUnchanged) {
       for (const MoxRoiSize roi : {MoxRoiSize{65536, 1}, MoxRoiSize{2, 32768}}) {  // groups; tails
         ASSERT_EQ(format.there(words.data(), 2 * roi.width, ycc.planes, roi.width, roi), moxStatusOk);
         ASSERT_EQ(format.back(ycc.planes, roi.width, back.data(), 2 * roi.width, roi), moxStatusOk);
-        for (unsigned w = 0; w < 65536; w++)
-          ASSERT_EQ(back[w], w & format.mask) << target.name << ", " << format.name;
+        for (unsigned w = 0; w < 65536; w++) ASSERT_EQ(back[w], w & format.mask) << target.name << ", " << format.name;
       }
     }
   });

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <vector>
 
-#include "kernels/dct.h"
+#include "kernels/dct/dct.h"
 #include "moxj.h"
 #include "support/blocks.h"
 #include "support/checks.h"
@@ -197,8 +197,7 @@ TEST(Dct, dequantisationWraps) {
   steps[0] = 100;
   Block wrapped{};
   wrapped[0] = -31072;
-  forEachTarget(
-      [&](const mox::Target& target) { EXPECT_EQ(inverse(levels, steps), inverse(wrapped)) << target.name; });
+  forEachTarget([&](const mox::Target& target) { EXPECT_EQ(inverse(levels, steps), inverse(wrapped)) << target.name; });
 }
 
 // With the largest coefficients the butterfly of the inverse transform saturates, and its last shift leaves at most
@@ -296,8 +295,7 @@ TEST(DctShifted, overlappingRowsAreWrittenFromTheFirstToTheLast) {
     for (int step = 1; step < 8; step++) {
       std::vector<Mox8u> expected(7 * step + 8), region(expected.size());
       for (int i = 0; i < 64; i++) expected[i / 8 * step + i % 8] = whole[i];
-      ASSERT_EQ(moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(levels.data(), region.data(), step, kStepsOf1.data()),
-                moxStatusOk);
+      ASSERT_EQ(moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(levels.data(), region.data(), step, kStepsOf1.data()), moxStatusOk);
       EXPECT_EQ(region, expected) << target.name << ", step " << step;
 
       Samples samples;

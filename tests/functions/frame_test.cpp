@@ -6,8 +6,8 @@
 #include <type_traits>
 #include <vector>
 
-#include "check.h"
-#include "memory.h"
+#include "frame/check.h"
+#include "frame/memory.h"
 #include "moxj.h"
 #include "support/failing_malloc.h"
 
@@ -39,9 +39,7 @@ TEST(Version, layout) {
   EXPECT_EQ(offsetof(MoxLibraryVersion, buildDate), offsetof(MoxLibraryVersion, version) + sizeof(void*));
 }
 
-TEST(Version, theSamePointerOnEveryCall) {
-  EXPECT_EQ(moxjGetLibVersion(), moxjGetLibVersion());
-}
+TEST(Version, theSamePointerOnEveryCall) { EXPECT_EQ(moxjGetLibVersion(), moxjGetLibVersion()); }
 
 // ---- Types that callers see
 
@@ -130,9 +128,7 @@ TEST(Malloc, anExhaustedHeapGivesNothing) {
   EXPECT_EQ(mox::moxMalloc(1), nullptr);
 }
 
-TEST(Malloc, freeIgnoresNull) {
-  mox::moxFree(nullptr);
-}
+TEST(Malloc, freeIgnoresNull) { mox::moxFree(nullptr); }
 
 #if defined(__GLIBC__)
 TEST(Malloc, freeGivesTheBlockBack) {
@@ -184,9 +180,7 @@ TEST(Zero, fillsExactlyWhatIsAsked) {
 // ---- The check chain
 
 // The first link that fails decides; later ones are not asked.
-constexpr mox::Check failing() {
-  return mox::Check().steps(0).pointers(static_cast<int*>(nullptr)).length(0);
-}
+constexpr mox::Check failing() { return mox::Check().steps(0).pointers(static_cast<int*>(nullptr)).length(0); }
 static_assert(failing() == moxStatusBadStep);
 static_assert(mox::Check() == moxStatusOk);
 static_assert(mox::Check().pointers(static_cast<int*>(nullptr)).steps(0) == moxStatusNullPointer);

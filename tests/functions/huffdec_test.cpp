@@ -16,8 +16,7 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 
 struct Decoder {
-  Decoder(const RawTable& dc, const RawTable& ac, Bytes source)
-      : dcTable(dc), acTable(ac), source(std::move(source)) {
+  Decoder(const RawTable& dc, const RawTable& ac, Bytes source) : dcTable(dc), acTable(ac), source(std::move(source)) {
     this->source.reserve(this->source.size() + 1);
   }
 
@@ -28,8 +27,8 @@ struct Decoder {
   }
   MoxStatus direct() {
     std::memset(dst, 0x55, sizeof dst);
-    return moxiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(source.data(), &bitPosition, dst, &lastDC, &marker, &bits,
-                                                     &count, dcTable.get(), acTable.get());
+    return moxiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(source.data(), &bitPosition, dst, &lastDC, &marker, &bits, &count,
+                                                     dcTable.get(), acTable.get());
   }
   int nonZeros() const {
     int n = 0;

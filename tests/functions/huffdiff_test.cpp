@@ -7,8 +7,8 @@
 #include <cstring>
 #include <vector>
 
-#include "kernels/huffdec.h"
-#include "kernels/huffenc.h"
+#include "kernels/entropy/huffdec.h"
+#include "kernels/entropy/huffenc.h"
 #include "support/guarded.h"
 #include "support/huffman.h"
 #include "support/targets.h"
@@ -78,8 +78,7 @@ void expectSame(EncoderWorld& expected, EncoderWorld& actual, const char* target
   ASSERT_EQ(std::memcmp(x.data(), y.data(), x.size()), 0) << target << ", block " << n;
 }
 
-void encodeStream(const mox::Target& target, Random& random, int blocks, EncoderWorld& expected,
-                  EncoderWorld& actual) {
+void encodeStream(const mox::Target& target, Random& random, int blocks, EncoderWorld& expected, EncoderWorld& actual) {
   const mox::HuffEncodeKernels& definition = *mox::targets().first->kernels->huffEncode;
   EncodeTable dc(anyEncoderTable(random)), ac(anyEncoderTable(random));
   const int size = random.between(1, random.oneIn(2) ? 300 : 4096);
@@ -145,8 +144,7 @@ void encodeDirectStream(const mox::Target& target, Random& random, int blocks, E
     target.kernels->huffEncode->direct(block, actual.dst, &actual.position, &actual.lastDC, dc.get(), ac.get());
     ASSERT_EQ(actual.position, expected.position) << target.name << ", block " << n;
     ASSERT_EQ(actual.lastDC, expected.lastDC) << target.name << ", block " << n;
-    ASSERT_EQ(std::memcmp(expected.dst, actual.dst, static_cast<size_t>(written)), 0)
-        << target.name << ", block " << n;
+    ASSERT_EQ(std::memcmp(expected.dst, actual.dst, static_cast<size_t>(written)), 0) << target.name << ", block " << n;
     if (written > 7000) return;
   }
 }
@@ -173,8 +171,7 @@ TEST(HuffmanDifferential, statistics) {
     Mox16s expectedDC = 0, lastDC = 0;
     for (int n = 0; n < blocks; n++) {
       anyBlock(random, block);
-      mox::targets().first->kernels->huffEncode->statistics(block, expected.data(), expected.data() + 256,
-                                                            &expectedDC);
+      mox::targets().first->kernels->huffEncode->statistics(block, expected.data(), expected.data() + 256, &expectedDC);
       target.kernels->huffEncode->statistics(block, counts, counts + 256, &lastDC);
       ASSERT_EQ(lastDC, expectedDC) << target.name << ", block " << n;
       ASSERT_EQ(std::memcmp(counts, expected.data(), 2048), 0) << target.name << ", block " << n;
@@ -312,8 +309,7 @@ struct DecoderWorld {
   }
   MoxStatus decode(const mox::HuffDecodeKernels& kernels, Scene& scene) {
     std::memset(block, 0x55, 128);
-    return kernels.block(src, length, &position, block, &lastDC, &marker, scene.dc.get(), scene.ac.get(),
-                         state.get());
+    return kernels.block(src, length, &position, block, &lastDC, &marker, scene.dc.get(), scene.ac.get(), state.get());
   }
   MoxStatus decodeDirect(const mox::HuffDecodeKernels& kernels, Scene& scene) {
     std::memset(block, 0x55, 128);

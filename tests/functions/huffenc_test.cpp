@@ -22,8 +22,8 @@ struct Encoder {
   MoxStatus block(const Mox16s* src) { return call(src, 0); }
   MoxStatus flush() { return call(nullptr, 1); }
   MoxStatus call(const Mox16s* src, int flush) {
-    return moxiEncodeHuffman8x8_JPEG_16s1u_C1(src, bytes.data(), static_cast<int32_t>(bytes.size()), &position,
-                                              &lastDC, dcTable.get(), acTable.get(), state.get(), flush);
+    return moxiEncodeHuffman8x8_JPEG_16s1u_C1(src, bytes.data(), static_cast<int32_t>(bytes.size()), &position, &lastDC,
+                                              dcTable.get(), acTable.get(), state.get(), flush);
   }
   std::vector<uint8_t> segment() const { return {bytes.begin(), bytes.begin() + position}; }
 
@@ -35,8 +35,7 @@ struct Encoder {
 };
 
 // Codes one block alone and compares with the expected bits.
-void expectBlock(const RawTable& dc, const RawTable& ac, const Mox16s* src, const Bits& expected,
-                 const char* target) {
+void expectBlock(const RawTable& dc, const RawTable& ac, const Mox16s* src, const Bits& expected, const char* target) {
   Encoder encoder(dc, ac);
   EXPECT_EQ(encoder.block(src), moxStatusOk) << target;
   EXPECT_EQ(encoder.lastDC, src[0]) << target;
@@ -47,8 +46,8 @@ void expectBlock(const RawTable& dc, const RawTable& ac, const Mox16s* src, cons
   std::vector<uint8_t> direct(4096, 0xA5);
   int32_t bitPosition = 0;
   Mox16s lastDC = 0;
-  EXPECT_EQ(moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(src, direct.data(), &bitPosition, &lastDC,
-                                                      encoder.dcTable.get(), encoder.acTable.get()),
+  EXPECT_EQ(moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(src, direct.data(), &bitPosition, &lastDC, encoder.dcTable.get(),
+                                                      encoder.acTable.get()),
             moxStatusOk);
   std::vector<uint8_t> whole = expected.bytes();
   if (const int pending = static_cast<int>(expected.text.size() % 8)) {
@@ -98,9 +97,8 @@ TEST(HuffmanEncoder, checksInOrder) {
       .breaks<7>(nullptr, moxStatusNullPointer)
       .run();
   // A flush looks at no more than these.
-  EXPECT_EQ(
-      moxiEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, dst, 64, &position, nullptr, nullptr, nullptr, state.get(), -1),
-      moxStatusOk);
+  EXPECT_EQ(moxiEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, dst, 64, &position, nullptr, nullptr, nullptr, state.get(), -1),
+            moxStatusOk);
 
   int32_t bitPosition = 24;
   checkOrder("encode direct", moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1, static_cast<const Mox16s*>(src),
@@ -282,14 +280,8 @@ TEST(HuffmanEncoder, symbolWithoutCodeStopsWhereItStands) {
     encoder.lastDC = 9;
     EXPECT_EQ(encoder.block(src), moxStatusHuffTable) << target.name;
     EXPECT_EQ(encoder.lastDC, 0) << target.name;
-    const Bits expected = Bits()
-                              .code(typicalDC(), 4)
-                              .number(6, 4)
-                              .code(ac, 1)
-                              .number(1, 1)
-                              .code(ac, 0xF0)
-                              .code(ac, 0xF0)
-                              .code(ac, 0xF0);
+    const Bits expected =
+        Bits().code(typicalDC(), 4).number(6, 4).code(ac, 1).number(1, 1).code(ac, 0xF0).code(ac, 0xF0).code(ac, 0xF0);
     EXPECT_EQ(encoder.state.word(2), expected.text.size() % 8) << target.name;
     EXPECT_EQ(encoder.position, static_cast<int>(expected.bytes().size() - (expected.text.size() % 8 != 0)))
         << target.name;
@@ -349,8 +341,7 @@ TEST(HuffmanEncoder, directFormKeepsTheBitsInFrontAndTouchesNoByteBehind) {
       const uint32_t kept = start ? 0xFE00u & (0xFF00u << (8 - start)) : 0;
       const uint32_t expected = kept | 0xAu << (16 - 6 - start);
       EXPECT_EQ(dst[0], expected >> 8) << target.name << ", from bit " << start;
-      EXPECT_EQ(dst[bytes - 1], (bytes > 1 ? expected : expected >> 8) & 0xFF)
-          << target.name << ", from bit " << start;
+      EXPECT_EQ(dst[bytes - 1], (bytes > 1 ? expected : expected >> 8) & 0xFF) << target.name << ", from bit " << start;
       EXPECT_EQ(position, start + 6) << target.name;
     }
   });

@@ -256,9 +256,8 @@ TEST(HuffmanObjects, overFullDecoderTablesStayInside) {
       left -= b = static_cast<Mox8u>(random.oneIn(2) ? 0 : random.below(std::min(left, 255) + 1));
     fill(random, Filling::any, raw.values, 256);
     uint8_t* const object = memory.atEnd<uint8_t>(1644);
-    ASSERT_EQ(
-        moxiDecodeHuffmanSpecInit_JPEG_8u(raw.bits, raw.values, reinterpret_cast<MoxDecodeHuffmanSpec*>(object)),
-        moxStatusOk);
+    ASSERT_EQ(moxiDecodeHuffmanSpecInit_JPEG_8u(raw.bits, raw.values, reinterpret_cast<MoxDecodeHuffmanSpec*>(object)),
+              moxStatusOk);
     for (int L = 1; L <= 16; L++) ASSERT_EQ(half(object, kLastCode + 2 * L) == 0xFFFF, raw.bits[L - 1] == 0);
     ASSERT_EQ(half(object, kFill), 0);
     uint8_t shifted[1645];

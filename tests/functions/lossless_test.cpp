@@ -14,9 +14,7 @@ namespace {
 using Row = std::vector<Mox16s>;
 using Source = const Mox16s*;
 
-Mox16s pattern(int value) {
-  return static_cast<Mox16s>(static_cast<uint16_t>(value));
-}
+Mox16s pattern(int value) { return static_cast<Mox16s>(static_cast<uint16_t>(value)); }
 
 // The prediction of T.81 H.1.2.1 as the header has it.
 int predict(int predictor, int a, int b, int c) {

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <vector>
 
-#include "kernels/losslesscode.h"
+#include "kernels/entropy/losslesscode.h"
 #include "support/checks.h"
 #include "support/guarded.h"
 #include "support/huffman.h"
@@ -185,8 +185,7 @@ TEST(LosslessCode, aFullDestinationIsNotReported) {
 TEST(LosslessCode, aCategoryWithoutACodeWritesNothingAndIsNotReported) {
   forEachTarget([](const mox::Target& target) {
     Encoder encoder{RawTable()};
-    for (const int d : {0, 1, -700, -32768})
-      EXPECT_EQ(encoder.one(static_cast<Mox16s>(d)), moxStatusOk) << target.name;
+    for (const int d : {0, 1, -700, -32768}) EXPECT_EQ(encoder.one(static_cast<Mox16s>(d)), moxStatusOk) << target.name;
     EXPECT_EQ(encoder.position, 0) << target.name;
     EXPECT_EQ(encoder.state.word(2), 0u) << target.name;
   });

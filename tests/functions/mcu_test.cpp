@@ -98,13 +98,9 @@ void write(Format format, uint8_t* row, int x, Colour c) {
   }
 }
 
-bool converts(Format format) {
-  return format != Format::ycc && format != Format::pairs;
-}
+bool converts(Format format) { return format != Format::ycc && format != Format::pairs; }
 
-int limited(int v) {
-  return std::clamp(v, 0, 255);
-}
+int limited(int v) { return std::clamp(v, 0, 255); }
 
 struct Planes {
   std::vector<Mox16s> plane[4];
@@ -241,12 +237,8 @@ template <class Sample>
 const Pair<Sample>& pairNamed(const Pair<Sample>* pairs, size_t count, const std::string& name) {
   return *std::find_if(pairs, pairs + count, [&](const auto& pair) { return pair.name == name; });
 }
-const Pair<Mox8u>& bytePair(const char* name) {
-  return pairNamed(kBytePairs, std::size(kBytePairs), name);
-}
-const Pair<Mox16u>& wordPair(const char* name) {
-  return pairNamed(kWordPairs, std::size(kWordPairs), name);
-}
+const Pair<Mox8u>& bytePair(const char* name) { return pairNamed(kBytePairs, std::size(kBytePairs), name); }
+const Pair<Mox16u>& wordPair(const char* name) { return pairNamed(kWordPairs, std::size(kWordPairs), name); }
 
 // ---- Checks
 // ----------------------------------------------------------------------------------------------------------

@@ -69,9 +69,8 @@ TEST(ProgressiveDecoder, checksInOrder) {
       .BREAKS_POSITION(c);
   c.run(dcFirst);
 
-  auto dcRefine =
-      checkOrder("DC refine", moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1, static_cast<const Mox8u*>(c.src), 32,
-                 &c.position, static_cast<Mox16s*>(c.dst), &c.marker, 0, c.state.get());
+  auto dcRefine = checkOrder("DC refine", moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1, static_cast<const Mox8u*>(c.src),
+                             32, &c.position, static_cast<Mox16s*>(c.dst), &c.marker, 0, c.state.get());
   dcRefine.breaks<0>(nullptr, moxStatusNullPointer)
       .breaksEach<1>({0, -1, INT32_MIN}, moxStatusBadSize)
       .breaks<2>(nullptr, moxStatusNullPointer)
@@ -255,8 +254,7 @@ TEST(ProgressiveDecoder, blocksInsideARunReadNothing) {
       EXPECT_EQ(decoder.eobRun(), left) << target.name;
       EXPECT_EQ(decoder.position, 1);
       for (int i = 0; i < 6; i++)
-        EXPECT_EQ(decoder.state.word(i),
-                  i == 3 ? static_cast<unsigned>(left) : 0x1000000u + static_cast<unsigned>(i));
+        EXPECT_EQ(decoder.state.word(i), i == 3 ? static_cast<unsigned>(left) : 0x1000000u + static_cast<unsigned>(i));
     }
     for (const Mox16s v : dst) EXPECT_EQ(v, 77);
   });
@@ -552,8 +550,7 @@ TEST(ProgressiveDecoder, acRefineKeepsItsStateWhenBitsRunOut) {
         Mox16s dst[64] = {};
         for (int k = 1; k <= 10; k++) dst[kNatural[k]] = static_cast<Mox16s>(k % 2 ? 2 : -2);
         EXPECT_EQ(decoder.block(dst), moxStatusOutOfBuffer) << target.name;
-        const int bits[10] = {1, 0, 1, 1, 0,
-                              1, 1, 0, 0, 0};  // the eighth of 0xB6 is 0, and of the other there is none
+        const int bits[10] = {1, 0, 1, 1, 0, 1, 1, 0, 0, 0};  // the eighth of 0xB6 is 0, and of the other there is none
         for (int k = 1; k <= 10; k++)
           EXPECT_EQ(dst[kNatural[k]], k % 2 ? 2 + bits[k - 1] : -2 - bits[k - 1]) << target.name << k;
         EXPECT_EQ(decoder.eobRun(), run ? 3 : 2) << target.name << ": the run stays as it is";
@@ -604,8 +601,7 @@ TEST(ProgressiveDecoder, truncatedSourcesAndGuardPages) {
                                                                   table.get(), state.get());
               break;
             case Kind::dcRefine:
-              status =
-                  moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(src, size, &position, dst, &marker, 0, state.get());
+              status = moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(src, size, &position, dst, &marker, 0, state.get());
               break;
             case Kind::acFirst:
               status = moxiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(src, size, &position, dst, &marker, 1, 63, 0,

@@ -7,8 +7,8 @@
 #include <cstring>
 #include <vector>
 
-#include "kernels/progdec.h"
-#include "kernels/progenc.h"
+#include "kernels/entropy/progdec.h"
+#include "kernels/entropy/progenc.h"
 #include "support/guarded.h"
 #include "support/progressive.h"
 #include "support/targets.h"
@@ -99,10 +99,8 @@ void anyState(Random& random, EncoderWorld& expected, EncoderWorld& actual) {
   expected.state = actual.state = state;
 }
 
-void encodeStream(const mox::Target& target, Random& random, int blocks, EncoderWorld& expected,
-                  EncoderWorld& actual) {
-  const mox::ProgEncodeKernels &plain = *mox::targets().first->kernels->progEncode,
-                               &fast = *target.kernels->progEncode;
+void encodeStream(const mox::Target& target, Random& random, int blocks, EncoderWorld& expected, EncoderWorld& actual) {
+  const mox::ProgEncodeKernels &plain = *mox::targets().first->kernels->progEncode, &fast = *target.kernels->progEncode;
   EncodeTable table(anyTable(random));
   const int size = random.between(1, random.oneIn(2) ? 300 : 4096), start = random.oneIn(10) ? random.below(size) : 0;
   const mox::Band band = anyBand(random);
@@ -225,8 +223,7 @@ void damage(Random& random, Bytes& segment) {
 }
 
 int decodeStream(const mox::Target& target, Random& random, DecoderWorld& expected, DecoderWorld& actual) {
-  const mox::ProgDecodeKernels &plain = *mox::targets().first->kernels->progDecode,
-                               &fast = *target.kernels->progDecode;
+  const mox::ProgDecodeKernels &plain = *mox::targets().first->kernels->progDecode, &fast = *target.kernels->progDecode;
   static const Kind kinds[] = {Kind::dcFirst,  Kind::dcRefine, Kind::acFirst, Kind::acFirst,
                                Kind::acRefine, Kind::acRefine, Kind::acRefine};
   const Kind kind = kinds[random.below(7)];

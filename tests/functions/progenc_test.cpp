@@ -45,8 +45,8 @@ struct CheckedCall {
 TEST(ProgressiveEncoder, checksOfDCFirstInOrder) {
   for (const int flush : {0, 1}) {
     CheckedCall c;
-    auto order = checkOrder("DC first", moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1, kBlock,
-                            static_cast<Mox8u*>(c.dst), 64, &c.position, &c.lastDC, 0, c.table, c.state.get(), flush);
+    auto order = checkOrder("DC first", moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1, kBlock, static_cast<Mox8u*>(c.dst),
+                            64, &c.position, &c.lastDC, 0, c.table, c.state.get(), flush);
     order.breaks<1>(nullptr, moxStatusNullPointer)
         .breaksEach<2>({0, -1, INT32_MIN}, moxStatusBadSize)
         .breaks<3>(nullptr, moxStatusNullPointer)
@@ -103,8 +103,7 @@ void checkACEncoder(const char* name) {
   }
   CheckedCall c;
   EXPECT_EQ(Function(nullptr, c.dst, 64, &c.position, 0, 99, -1, c.table, c.state.get(), 5), moxStatusOk) << name;
-  EXPECT_EQ(Function(kBlock, c.dst, 64, &c.position, 6, 5, 0, c.table, c.state.get(), 0), moxStatusBadArgument)
-      << name;
+  EXPECT_EQ(Function(kBlock, c.dst, 64, &c.position, 6, 5, 0, c.table, c.state.get(), 0), moxStatusBadArgument) << name;
   EXPECT_EQ(Function(kBlock, c.dst, 64, &c.position, 63, 63, 13, c.table, c.state.get(), 0), moxStatusOk) << name;
 }
 
@@ -557,18 +556,18 @@ TEST(ProgressiveEncoder, fullDestinationKeepsWhatFits) {
           const int flush = n == 12;
           switch (scan.kind) {
             case Kind::dcFirst:
-              status = moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(src, dst, size, &encoder.position, &encoder.lastDC,
-                                                                  scan.low, encoder.table.get(), encoder.state.get(),
-                                                                  flush);
+              status =
+                  moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(src, dst, size, &encoder.position, &encoder.lastDC,
+                                                             scan.low, encoder.table.get(), encoder.state.get(), flush);
               break;
             case Kind::dcRefine:
               status = moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(src, dst, size, &encoder.position, scan.low,
                                                                    encoder.state.get(), flush);
               break;
             case Kind::acFirst:
-              status = moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(src, dst, size, &encoder.position, scan.start,
-                                                                  scan.end, scan.low, encoder.table.get(),
-                                                                  encoder.state.get(), flush);
+              status =
+                  moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(src, dst, size, &encoder.position, scan.start, scan.end,
+                                                             scan.low, encoder.table.get(), encoder.state.get(), flush);
               break;
             case Kind::acRefine:
               status = moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(src, dst, size, &encoder.position, scan.start,

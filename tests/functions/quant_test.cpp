@@ -4,13 +4,13 @@
 #include <array>
 #include <vector>
 
-#include "kernels/quant.h"
+#include "kernels/dct/quant.h"
+#include "kernels/entropy/zigzag.h"
 #include "moxj.h"
 #include "support/checks.h"
 #include "support/guarded.h"
 #include "support/random.h"
 #include "support/targets.h"
-#include "zigzag.h"
 
 namespace test {
 namespace {
@@ -93,25 +93,19 @@ TEST(QuantTables, quality1IsFiftyfoldUpTo255) {
   for (int k = 0; k < 64; k++) EXPECT_EQ(result[k], std::min(255, 50 * steps[k]));
 }
 
-TEST(QuantTables, quality25Doubles) {
-  EXPECT_EQ(scaled(allOf<Steps>(16), 25), allOf<Steps>(32));
-}
+TEST(QuantTables, quality25Doubles) { EXPECT_EQ(scaled(allOf<Steps>(16), 25), allOf<Steps>(32)); }
 
-TEST(QuantTables, stepsOf0BecomeOne) {
-  EXPECT_EQ(scaled(allOf<Steps>(0), 30), allOf<Steps>(1));
-}
+TEST(QuantTables, stepsOf0BecomeOne) { EXPECT_EQ(scaled(allOf<Steps>(0), 30), allOf<Steps>(1)); }
 
 // Above 100 the scale is negative; far above, forming it would leave 32 bits.
 TEST(QuantTables, quality100AndAboveIsAllOnes) {
   for (const int32_t quality : {100, 101, 150, 25000000, 1 << 30, (1 << 30) + 101, INT32_MAX - 1, INT32_MAX})
-    for (const Mox8u step : {0, 1, 16, 255})
-      EXPECT_EQ(scaled(allOf<Steps>(step), quality), allOf<Steps>(1)) << quality;
+    for (const Mox8u step : {0, 1, 16, 255}) EXPECT_EQ(scaled(allOf<Steps>(step), quality), allOf<Steps>(1)) << quality;
 }
 
 TEST(QuantTables, negativeQualityIsAllOnes) {
   for (const int32_t quality : {-1, -2, -4999, -5000, -5001, INT32_MIN})
-    for (const Mox8u step : {0, 1, 16, 255})
-      EXPECT_EQ(scaled(allOf<Steps>(step), quality), allOf<Steps>(1)) << quality;
+    for (const Mox8u step : {0, 1, 16, 255}) EXPECT_EQ(scaled(allOf<Steps>(step), quality), allOf<Steps>(1)) << quality;
 }
 
 TEST(QuantTables, everyQualityScalesEveryStepByThePercentage) {
@@ -286,9 +280,7 @@ void everyCoefficient() {
   }
 }
 
-TEST(Quant, everyCoefficientUpwards) {
-  everyCoefficient<&mox::QuantKernels::forward, mox::definition::quantise>();
-}
+TEST(Quant, everyCoefficientUpwards) { everyCoefficient<&mox::QuantKernels::forward, mox::definition::quantise>(); }
 
 TEST(Quant, everyCoefficientToEven) {
   everyCoefficient<&mox::QuantKernels::forwardEven, mox::definition::quantiseEven>();

@@ -137,8 +137,7 @@ TEST(SampleMemory, anyNumberOfThreadsGivesTheSame) {
   const int32_t before = threads_omp_of_n_mox;
   Random random(3);
   for (const RegionCase& c : kRegions) {
-    for (const MoxRoiSize roi :
-         {MoxRoiSize{97, 101}, MoxRoiSize{8200, 1}, MoxRoiSize{4100, 2}, MoxRoiSize{1, 8200}}) {
+    for (const MoxRoiSize roi : {MoxRoiSize{97, 101}, MoxRoiSize{8200, 1}, MoxRoiSize{4100, 2}, MoxRoiSize{1, 8200}}) {
       const Reads r = c.reads(roi);
       const int step = r.left + r.columns + r.right;
       Bytes src(static_cast<size_t>(step) * (r.above + r.rows + r.below));

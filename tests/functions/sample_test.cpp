@@ -93,17 +93,14 @@ struct RegionCase {
   std::function<int(const Plane&, int x, int y)> expected;
 };
 
-int columnSum(const Plane& s, int x, int y) {
-  return 3 * s.at(x, y / 2) + s.at(x, y / 2 + (y % 2 ? 1 : -1));
-}
+int columnSum(const Plane& s, int x, int y) { return 3 * s.at(x, y / 2) + s.at(x, y / 2 + (y % 2 ? 1 : -1)); }
 
 const RegionCase kRegions[] = {
     {"down H2V1", moxiSampleDownH2V1_JPEG_8u_C1R, 4, 2,
      [](const Plane& s, int x, int y) { return (s.at(2 * x, y) + s.at(2 * x + 1, y) + 1) >> 1; }},
     {"down H2V2", moxiSampleDownH2V2_JPEG_8u_C1R, 4, 4,
      [](const Plane& s, int x, int y) {
-       return (s.at(2 * x, 2 * y) + s.at(2 * x + 1, 2 * y) + s.at(2 * x, 2 * y + 1) + s.at(2 * x + 1, 2 * y + 1) +
-               3) >>
+       return (s.at(2 * x, 2 * y) + s.at(2 * x + 1, 2 * y) + s.at(2 * x, 2 * y + 1) + s.at(2 * x + 1, 2 * y + 1) + 3) >>
               2;
      }},
     {"up H2V1", moxiSampleUpH2V1_JPEG_8u_C1R, 1, 2,
@@ -129,8 +126,7 @@ void expectRegion(const RegionCase& c, MoxRoiSize dstRoi, Random& random, const 
   for (int y = 0; y < dstRoi.height; y++) {
     for (int x = 0; x < dstStep; x++)
       ASSERT_EQ(dst[size_t(y) * dstStep + x], x < dstRoi.width ? c.expected(src, x, y) : 0xA5)
-          << c.name << " on " << target << ", " << dstRoi.width << " x " << dstRoi.height << ", at " << x << ", "
-          << y;
+          << c.name << " on " << target << ", " << dstRoi.width << " x " << dstRoi.height << ", at " << x << ", " << y;
   }
 }
 
@@ -139,8 +135,7 @@ TEST(Sample, regionsOfEverySize) {
     Random random(1);
     for (const RegionCase& c : kRegions) {
       for (int width = 1; width <= 150; width++) expectRegion(c, {width, 1 + width % 5}, random, target.name);
-      for (const MoxRoiSize roi :
-           {MoxRoiSize{8192, 1}, MoxRoiSize{1, 8193}, MoxRoiSize{131, 67}, MoxRoiSize{2051, 6}})
+      for (const MoxRoiSize roi : {MoxRoiSize{8192, 1}, MoxRoiSize{1, 8193}, MoxRoiSize{131, 67}, MoxRoiSize{2051, 6}})
         expectRegion(c, roi, random, target.name);
     }
   });

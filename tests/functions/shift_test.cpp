@@ -66,12 +66,8 @@ TEST(Shift, stepsAreBytes) {
   EXPECT_EQ(std::memcmp(dst, expected, sizeof dst), 0);
 }
 
-Mox16s shifted(Mox8u sample) {
-  return static_cast<Mox16s>(sample - 128);
-}
-Mox8u shifted(Mox16s value) {
-  return static_cast<Mox8u>(std::clamp(value + 128, 0, 255));
-}
+Mox16s shifted(Mox8u sample) { return static_cast<Mox16s>(sample - 128); }
+Mox8u shifted(Mox16s value) { return static_cast<Mox8u>(std::clamp(value + 128, 0, 255)); }
 
 // Every size of row, source and destination at the end or the start of their pages.
 template <class Src, class Dst, auto Function>

@@ -91,8 +91,8 @@ class EncodeState {
 
   MoxStatus load(const Block& block, int subband, int magnitudeBits, int termKind, int options, Encoded& e) {
     return moxiEncodeLoadCodeBlock_JPEG2K_32s_C1R(
-        reinterpret_cast<const Mox32s*>(block.coefficients.data()), 4 * block.width, block.width, block.height,
-        state_, subband, magnitudeBits, termKind, 0, options, &e.numBitPlanes, &e.numPasses, &e.numSegments);
+        reinterpret_cast<const Mox32s*>(block.coefficients.data()), 4 * block.width, block.width, block.height, state_,
+        subband, magnitudeBits, termKind, 0, options, &e.numBitPlanes, &e.numPasses, &e.numSegments);
   }
 
   // The code string, fetched in pieces of `piece()` bytes.

@@ -46,8 +46,7 @@ class DecodeState {
  public:
   DecodeState(int width, int height, int misalignment = -1)
       : size_(stateSize(width, height)), memory_(size_ + std::max(misalignment, 0)) {
-    uint8_t* const bytes =
-        misalignment < 0 ? memory_.atEnd<uint8_t>(size_) : memory_.atStart<uint8_t>() + misalignment;
+    uint8_t* const bytes = misalignment < 0 ? memory_.atEnd<uint8_t>(size_) : memory_.atStart<uint8_t>() + misalignment;
     state_ = reinterpret_cast<MoxJ2KDecodeState*>(bytes);
     std::memset(bytes, 0xEE, size_);
     EXPECT_EQ(moxiDecodeCBProgrInit_JPEG2K(state_), moxStatusOk);
@@ -55,16 +54,15 @@ class DecodeState {
   operator MoxJ2KDecodeState*() const { return state_; }
 
   void attach(Block& dst, int subband, int planes, int options, int passes) {
-    ASSERT_EQ(
-        moxiDecodeCBProgrAttach_JPEG2K_32s_C1R(reinterpret_cast<Mox32s*>(dst.coefficients.data()), 4 * dst.width,
-                                               dst.width, dst.height, state_, subband, planes, options),
-        moxStatusOk);
+    ASSERT_EQ(moxiDecodeCBProgrAttach_JPEG2K_32s_C1R(reinterpret_cast<Mox32s*>(dst.coefficients.data()), 4 * dst.width,
+                                                     dst.width, dst.height, state_, subband, planes, options),
+              moxStatusOk);
     ASSERT_EQ(moxiDecodeCBProgrSetPassCounter_JPEG2K(passes, state_), moxStatusOk);
   }
   MoxStatus step(const std::vector<uint8_t>& segment) {
     const uint8_t none = 0;
-    return moxiDecodeCBProgrStep_JPEG2K(segment.empty() ? &none : segment.data(),
-                                        static_cast<int32_t>(segment.size()), state_);
+    return moxiDecodeCBProgrStep_JPEG2K(segment.empty() ? &none : segment.data(), static_cast<int32_t>(segment.size()),
+                                        state_);
   }
   int counter() const {
     int32_t count = -99;
@@ -209,8 +207,8 @@ TEST(Tier1Decoder, noSegments) {
       const int32_t length = 1;
       std::vector<uint8_t> buffer(stateSize(9, 6));
       int32_t plane = -7;
-      ASSERT_EQ(moxiDecodeCodeBlock_JPEG2K_1u32s_C1R(&src, reinterpret_cast<Mox32s*>(block.coefficients.data()), 36,
-                                                     9, 6, 0, 6, 16, &length, count, options, &plane, buffer.data()),
+      ASSERT_EQ(moxiDecodeCodeBlock_JPEG2K_1u32s_C1R(&src, reinterpret_cast<Mox32s*>(block.coefficients.data()), 36, 9,
+                                                     6, 0, 6, 16, &length, count, options, &plane, buffer.data()),
                 moxStatusOk);
       EXPECT_EQ(plane, -7);
       for (size_t i = 0; i < block.coefficients.size(); i++) {
@@ -316,9 +314,9 @@ TEST(Tier1Decoder, lengthsBelowOneAreEmptySegments) {
       const uint8_t src = 0x55;
       std::vector<uint8_t> buffer(stateSize(12, 9));
       Block block = emptyBlock(12, 9);
-      EXPECT_EQ(moxiDecodeCodeBlock_JPEG2K_1u32s_C1R(
-                    &src, reinterpret_cast<Mox32s*>(block.coefficients.data()), 48, 12, 9, 0, 4, 10, lengths.data(),
-                    static_cast<int32_t>(lengths.size()), options, nullptr, buffer.data()),
+      EXPECT_EQ(moxiDecodeCodeBlock_JPEG2K_1u32s_C1R(&src, reinterpret_cast<Mox32s*>(block.coefficients.data()), 48, 12,
+                                                     9, 0, 4, 10, lengths.data(), static_cast<int32_t>(lengths.size()),
+                                                     options, nullptr, buffer.data()),
                 expected.status);
       EXPECT_EQ(block.coefficients, expected.block.coefficients) << options;
     }
@@ -387,8 +385,7 @@ TEST(Tier1Decoder, wrongSegmentationSymbolIsOverruledByTheTerminationCheck) {
   // Without the symbol in the string, the decoder reads something else in its place.
   const Encoded e = encoder.encode(block, 0, 31, moxJ2KTermPredictable, moxJ2KTermAll);
   const int symbol = moxJ2KTermAll | moxJ2KSegSymbol, check = moxJ2KTermAll | moxJ2KCheckTermination;
-  EXPECT_EQ(decode(emptyBlock(16, 16), 0, e.numBitPlanes, 1, {e.segments()[0]}, symbol).status,
-            moxStatusDecodeFailed);
+  EXPECT_EQ(decode(emptyBlock(16, 16), 0, e.numBitPlanes, 1, {e.segments()[0]}, symbol).status, moxStatusDecodeFailed);
   EXPECT_EQ(decode(emptyBlock(16, 16), 0, e.numBitPlanes, 1, {e.segments()[0]}, check).status, moxStatusOk);
   // Both: the check after the four decisions decides alone.
   int overruled = 0;

@@ -1,8 +1,8 @@
 // The MQ coder by itself: terminations, markers, stuffing.
 #include "functions/tier1_blocks.h"
 #include "kernels/dispatch.h"
-#include "kernels/t1dec.h"
-#include "kernels/t1enc.h"
+#include "kernels/tier1/t1dec.h"
+#include "kernels/tier1/t1enc.h"
 #include "support/targets.h"
 
 namespace test {

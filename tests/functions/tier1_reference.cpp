@@ -26,9 +26,7 @@ const Row kTable[47] = {
     {0x0049, 41, 38, 0}, {0x0025, 42, 39, 0}, {0x0015, 43, 40, 0}, {0x0009, 44, 41, 0}, {0x0005, 45, 42, 0},
     {0x0001, 45, 43, 0}, {0x5601, 46, 46, 0}};
 
-int initialState(int context) {
-  return context == 0 ? 46 : context == 1 ? 3 : context == 2 ? 4 : 0;
-}
+int initialState(int context) { return context == 0 ? 46 : context == 1 ? 3 : context == 2 ? 4 : 0; }
 
 // The neighbourhood of a coefficient, whatever holds the flags: `significant(x, y)` and `negative(x, y)` may be asked
 // for places outside of the block or hidden by causal contexts, and are then told nothing is there.
@@ -94,9 +92,7 @@ SignContext signContext(Neighbourhood n) {
 }
 
 // Table D.4.
-int refinementContext(Neighbourhood n, bool refined) {
-  return refined ? 18 : n.h + n.v + n.d > 0 ? 17 : 16;
-}
+int refinementContext(Neighbourhood n, bool refined) { return refined ? 18 : n.h + n.v + n.d > 0 ? 17 : 16; }
 
 // ---- The scan
 
@@ -618,9 +614,7 @@ bool Decoder::endOfMqPass(bool good, bool checks) {
 }
 
 namespace {
-uint32_t planeBit(int p) {
-  return p < 0 || p > 30 ? 0 : 1u << p;
-}
+uint32_t planeBit(int p) { return p < 0 || p > 30 ? 0 : 1u << p; }
 
 template <class Visit>
 void inScanOrder(const Block& block, const Visit& visit) {

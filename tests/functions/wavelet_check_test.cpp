@@ -119,8 +119,8 @@ void checksForwardRows(const char* name,
 }
 
 template <class T>
-void checksInverseRows(const char* name, MoxStatus (*function)(const T*, int32_t, const T*, int32_t, MoxRoiSize, T*,
-                                                               int32_t, uint32_t)) {
+void checksInverseRows(const char* name,
+                       MoxStatus (*function)(const T*, int32_t, const T*, int32_t, MoxRoiSize, T*, int32_t, uint32_t)) {
   T low[64] = {}, high[64] = {}, dst[16] = {};
   checkOrder(name, function, low + 32, 4, high + 32, 4, MoxRoiSize{1, 1}, dst, 4, 0u)
       .template breaks<0>(nullptr, moxStatusNullPointer)

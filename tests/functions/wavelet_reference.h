@@ -70,8 +70,7 @@ struct Ref14 {
   static Sample leave(Work v) { return static_cast<Sample>(v); }
 };
 
-inline const float kWeights[] = {-1.5861343145370483f, -0.05298011749982834f, 0.8829110860824585f,
-                                 0.4435068666934967f};
+inline const float kWeights[] = {-1.5861343145370483f, -0.05298011749982834f, 0.8829110860824585f, 0.4435068666934967f};
 inline const float kK = 1.2301740646362305f, kPerK = 0.8128930926322937f;
 
 struct RefFloat {

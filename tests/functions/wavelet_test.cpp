@@ -92,8 +92,7 @@ const Functions<Mox32s> k97_32s = MOX_FUNCTIONS(D97_JPEG2K_32s);
 struct Buffer {
   GuardedMemory memory;
   Mox8u* first;
-  Buffer(MoxStatus (*size)(const MoxRect*, int32_t*), const MoxRect& roi)
-      : memory(sizeOf(size, roi)), first(nullptr) {
+  Buffer(MoxStatus (*size)(const MoxRect*, int32_t*), const MoxRect& roi) : memory(sizeOf(size, roi)), first(nullptr) {
     first = memory.atEnd<Mox8u>(sizeOf(size, roi));
     if (sizeOf(size, roi) == 0) first--;  // nothing may be touched, but it must not be null: the page's last byte
     std::memset(memory.bytes().data(), 0xC3, memory.bytes().size());
@@ -172,8 +171,7 @@ void compareShape(const Functions<typename A::Sample>& functions, Random& random
 
   Subbands<T> bands(roi.width, roi.height);
   plane = source;
-  ASSERT_EQ(functions.forward(plane.data(), plane.step, &roi, bands.pointers, bands.steps, buffer.first),
-            moxStatusOk);
+  ASSERT_EQ(functions.forward(plane.data(), plane.step, &roi, bands.pointers, bands.steps, buffer.first), moxStatusOk);
   plane.expect(source, "source of forward, " + what);
   bands.expect(analysed, "forward, " + what);
   bands = source;
@@ -190,8 +188,8 @@ void comparePlanes(const Functions<typename A::Sample>& functions) {
       for (int phase = 0; phase < 4; phase++)
         compareShape<A>(
             functions, random,
-            {2 * random.between(-9, 9) + (phase & 1), 2 * random.between(0, 9) + (phase >> 1), width, height},
-            filling, target.name);
+            {2 * random.between(-9, 9) + (phase & 1), 2 * random.between(0, 9) + (phase >> 1), width, height}, filling,
+            target.name);
     };
     for (int height = 1; height <= 13; height++)
       for (int width = 1; width <= 13; width++) one(width, height, kFillings[(width + height) % 3]);
@@ -206,18 +204,10 @@ void comparePlanes(const Functions<typename A::Sample>& functions) {
   });
 }
 
-TEST(Wavelet, planes53_16s) {
-  comparePlanes<reference::Ref53<Mox16s>>(k53_16s);
-}
-TEST(Wavelet, planes53_32s) {
-  comparePlanes<reference::Ref53<Mox32s>>(k53_32s);
-}
-TEST(Wavelet, planes97_16s) {
-  comparePlanes<reference::Ref14>(k97_16s);
-}
-TEST(Wavelet, planes97_32s) {
-  comparePlanes<reference::RefTruncating>(k97_32s);
-}
+TEST(Wavelet, planes53_16s) { comparePlanes<reference::Ref53<Mox16s>>(k53_16s); }
+TEST(Wavelet, planes53_32s) { comparePlanes<reference::Ref53<Mox32s>>(k53_32s); }
+TEST(Wavelet, planes97_16s) { comparePlanes<reference::Ref14>(k97_16s); }
+TEST(Wavelet, planes97_32s) { comparePlanes<reference::RefTruncating>(k97_32s); }
 
 // More columns than are filtered at a time, and more rows than are kept account of.
 TEST(Wavelet, wideAndTallPlanes) {
@@ -520,9 +510,7 @@ TEST(Wavelet, rows97) {
   compareLines<reference::Ref16<Mox32s>>(MOX_ROWS(D97_JPEG2K_32s), kReach97);
   compareLines<reference::RefFloat>(MOX_ROWS(D97_JPEG2K_32f), kReach97);
 }
-TEST(Wavelet, columns97) {
-  compareLines<reference::RefFloat>(MOX_COLUMNS(D97_JPEG2K_32f), kReach97);
-}
+TEST(Wavelet, columns97) { compareLines<reference::RefFloat>(MOX_COLUMNS(D97_JPEG2K_32f), kReach97); }
 
 // Bands of one coefficient: what the weights give, and (but for the missing weight with 16 fraction bits) what
 // lifting gives to within its rounding.
@@ -637,8 +625,7 @@ void overlapping(const Call& call, const std::vector<int>& outs, const Formula& 
       T* rows[Rows];
       for (int i = 0; i < Rows; i++) rows[i] = arena.data() + offsets[i];
       ASSERT_EQ(call(rows, width), moxStatusOk);
-      ASSERT_EQ(std::memcmp(arena.data(), expected.data(), kArena * sizeof(T)), 0)
-          << target.name << ", turn " << turn;
+      ASSERT_EQ(std::memcmp(arena.data(), expected.data(), kArena * sizeof(T)), 0) << target.name << ", turn " << turn;
     }
   });
 }

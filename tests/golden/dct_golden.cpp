@@ -1,4 +1,4 @@
-#include "kernels/quant.h"
+#include "kernels/dct/quant.h"
 #include "moxj.h"
 #include "support/blocks.h"
 #include "support/golden.h"

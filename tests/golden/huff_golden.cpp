@@ -6,9 +6,7 @@ namespace test {
 namespace {
 
 // Full tables and typical ones, and blocks that are empty, sparse and dense.
-RawTable seededTable(Random& random, int i) {
-  return i % 3 == 0 ? typicalAC() : fullTable(random);
-}
+RawTable seededTable(Random& random, int i) { return i % 3 == 0 ? typicalAC() : fullTable(random); }
 
 void seededBlock(Random& random, Mox16s* block, int i) {
   const int densities[] = {0, 1, 5, 20, 64};

@@ -63,8 +63,7 @@ void decode(Digest& digest, Random& random) {
       seededBlock(random, block, n);
       digest.value(decoder.block(block));
       digest.bytes(block, sizeof block);
-      for (const int32_t v : {decoder.position, decoder.marker, static_cast<int32_t>(decoder.lastDC)})
-        digest.value(v);
+      for (const int32_t v : {decoder.position, decoder.marker, static_cast<int32_t>(decoder.lastDC)}) digest.value(v);
       digest.bytes(decoder.state.bytes, sizeof decoder.state.bytes);
       decoder.marker = 0;
       if (decoder.eobRun() > 9) decoder.state.setWord(3, 2);

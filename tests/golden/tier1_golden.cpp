@@ -132,23 +132,22 @@ const AddGoldenCases cases{
     {"moxiDecodeGetBufSize_JPEG2K", sizes<moxiDecodeGetBufSize_JPEG2K>},
     {"moxiDecodeCodeBlock_JPEG2K_1u32s_C1R",
      [](Digest& digest, Random& random) {
-       forEachBlock(
-           random, [&](State state, const Source& s, const int32_t* counts, const Bytes& bytes, int options) {
-             std::vector<int32_t> lengths(counts[2] + 1);
-             for (int i = 0; i < counts[2]; i++) moxiEncodeGetTermPassLen_JPEG2K(state, i, &lengths[i]);
-             Destination dst(s.coefficients.size());
-             int32_t size = 0, plane = -1;
-             moxiDecodeGetBufSize_JPEG2K(s.width, s.height, &size);
-             Bytes buffer(size), source = bytes;
-             source.push_back(0);
-             if (random.oneIn(3)) source[random.below(static_cast<int>(source.size()))] ^= 0x10;
-             const int passes = random.oneIn(2) ? counts[1] : random.between(0, counts[1]);
-             digest.value(moxiDecodeCodeBlock_JPEG2K_1u32s_C1R(
-                 source.data(), dst.data(), 4 * s.width, s.width, s.height, options % 5, counts[0], passes,
-                 lengths.data(), counts[2], (options & 31) | (random.below(32) & 5) << 16, &plane, buffer.data()));
-             digest.value(plane);
-             digest.values(dst);
-           });
+       forEachBlock(random, [&](State state, const Source& s, const int32_t* counts, const Bytes& bytes, int options) {
+         std::vector<int32_t> lengths(counts[2] + 1);
+         for (int i = 0; i < counts[2]; i++) moxiEncodeGetTermPassLen_JPEG2K(state, i, &lengths[i]);
+         Destination dst(s.coefficients.size());
+         int32_t size = 0, plane = -1;
+         moxiDecodeGetBufSize_JPEG2K(s.width, s.height, &size);
+         Bytes buffer(size), source = bytes;
+         source.push_back(0);
+         if (random.oneIn(3)) source[random.below(static_cast<int>(source.size()))] ^= 0x10;
+         const int passes = random.oneIn(2) ? counts[1] : random.between(0, counts[1]);
+         digest.value(moxiDecodeCodeBlock_JPEG2K_1u32s_C1R(
+             source.data(), dst.data(), 4 * s.width, s.width, s.height, options % 5, counts[0], passes, lengths.data(),
+             counts[2], (options & 31) | (random.below(32) & 5) << 16, &plane, buffer.data()));
+         digest.value(plane);
+         digest.values(dst);
+       });
      }},
     {"moxiDecodeCBProgrGetStateSize_JPEG2K", sizes<moxiDecodeCBProgrGetStateSize_JPEG2K>},
     {"moxiDecodeCBProgrInit_JPEG2K",

@@ -7,8 +7,7 @@
 namespace test {
 namespace {
 
-constexpr MoxRect kShapes[] = {{0, 0, 1, 1},  {1, 1, 1, 3},  {0, 1, 2, 2},
-                               {1, 0, 37, 5}, {1, 1, 5, 40}, {0, 0, 130, 70}};
+constexpr MoxRect kShapes[] = {{0, 0, 1, 1}, {1, 1, 1, 3}, {0, 1, 2, 2}, {1, 0, 37, 5}, {1, 1, 5, 40}, {0, 0, 130, 70}};
 
 // Floats are made from integers: their bits, and those of sums of products of them, are the same everywhere.
 template <class T>
@@ -111,9 +110,8 @@ void inverseLines(Digest& digest, Random& random) {
       const std::vector<T> low = values<T>(random, width * height), high = values<T>(random, width * height);
       std::vector<T> dst(static_cast<size_t>(2 * roi.width * roi.height));
       const int32_t step = width * static_cast<int32_t>(sizeof(T));
-      digest.value(Function(low.data() + kAround * width + kAround, step, high.data() + kAround * width + kAround,
-                            step, roi, dst.data(), (Columns ? 1 : 2) * roi.width * static_cast<int32_t>(sizeof(T)),
-                            phase));
+      digest.value(Function(low.data() + kAround * width + kAround, step, high.data() + kAround * width + kAround, step,
+                            roi, dst.data(), (Columns ? 1 : 2) * roi.width * static_cast<int32_t>(sizeof(T)), phase));
       digest.values(dst);
     }
   }

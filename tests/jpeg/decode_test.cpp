@@ -125,8 +125,7 @@ class ResyncTest : public testing::Test {
   Picture whole_ = decodeFile(file_).picture;
   std::vector<std::size_t> markers_ = [&] {
     std::vector<std::size_t> found;
-    for (std::size_t at = findMarker(file_, layout_.dataBegin); at < layout_.dataEnd;
-         at = findMarker(file_, at + 2)) {
+    for (std::size_t at = findMarker(file_, layout_.dataBegin); at < layout_.dataEnd; at = findMarker(file_, at + 2)) {
       found.push_back(at);
     }
     return found;
@@ -148,9 +147,7 @@ class ResyncTest : public testing::Test {
   std::string warning_;
 };
 
-TEST_F(ResyncTest, HasAMarkerForEachRowButTheFirst) {
-  EXPECT_EQ(markers_.size(), kRows - 1u);
-}
+TEST_F(ResyncTest, HasAMarkerForEachRowButTheFirst) { EXPECT_EQ(markers_.size(), kRows - 1u); }
 
 TEST_F(ResyncTest, DamageStaysWithinItsInterval) {
   File damaged = file_;

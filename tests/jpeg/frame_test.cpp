@@ -15,9 +15,8 @@ Frame frameOf(int width, int height, std::vector<FrameComponent> components) {
 
 TEST(Frame, ExampleOfTheStandard) {
   // T.81 A.1.1: 512 x 512, factors 4x1, 2x2, 1x1.
-  const Frame frame =
-      frameOf(512, 512,
-              {{.horizontal = 4, .vertical = 1}, {.horizontal = 2, .vertical = 2}, {.horizontal = 1, .vertical = 1}});
+  const Frame frame = frameOf(
+      512, 512, {{.horizontal = 4, .vertical = 1}, {.horizontal = 2, .vertical = 2}, {.horizontal = 1, .vertical = 1}});
   const auto& c = frame.components;
   EXPECT_EQ(c[0].width, 512);
   EXPECT_EQ(c[0].height, 256);

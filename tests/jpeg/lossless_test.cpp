@@ -35,8 +35,7 @@ void expectEqual(const Image& a, const Image& b, int point) {
     ASSERT_EQ(a.components[i].bits, b.components[i].bits);
     for (int y = 0; y < a.height; ++y) {
       for (int x = 0; x < a.width; ++x)
-        ASSERT_EQ(a.components[i].at(x, y) >> point << point, b.components[i].at(x, y))
-            << i << ": " << x << ", " << y;
+        ASSERT_EQ(a.components[i].at(x, y) >> point << point, b.components[i].at(x, y)) << i << ": " << x << ", " << y;
     }
   }
 }
@@ -55,8 +54,8 @@ TEST(Lossless, EveryPrecisionPredictorPointTransformIntervalAndNumberOfComponent
             const Bytes file = encodeLossless(
                 image, {.predictor = predictor, .point = point, .restart = rows, .restartInRows = true}, notes);
             const DecodedImage decoded = decodeImage({file.data(), file.size()}, {}, {}, {.inks = true});
-            SCOPED_TRACE(testing::Message() << bits << " bits, " << components << " components, predictor "
-                                            << predictor << "," << point << ", intervals of " << rows);
+            SCOPED_TRACE(testing::Message() << bits << " bits, " << components << " components, predictor " << predictor
+                                            << "," << point << ", intervals of " << rows);
             ASSERT_TRUE(decoded.complete) << decoded.warning;
             ASSERT_EQ(notes.size(), 0u);
             expectEqual(image, decoded.image, point);
@@ -82,8 +81,7 @@ TEST(Lossless, OpacityIsDroppedWithANote) {
 TEST(Lossless, DepthsThatTheProcessDoesNotHave) {
   std::vector<std::string> notes;
   expectFailure(ExitStatus::refused, "samples of 1 bits", [&] { encodeLossless(testImage(1, 1, 1, 1), {}, notes); });
-  expectFailure(ExitStatus::refused, "samples of 17 bits",
-                [&] { encodeLossless(testImage(17, 1, 9, 1), {}, notes); });
+  expectFailure(ExitStatus::refused, "samples of 17 bits", [&] { encodeLossless(testImage(17, 1, 9, 1), {}, notes); });
   expectFailure(ExitStatus::refused, "5 components", [&] { encodeLossless(testImage(8, 5, 9, 1), {}, notes); });
 }
 

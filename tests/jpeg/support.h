@@ -125,8 +125,7 @@ inline void expectFailure(ExitStatus status, const std::string& words, const std
     ADD_FAILURE() << "no failure, but expected: " << words;
   } catch (const Failure& failure) {
     EXPECT_EQ(failure.status, status) << failure.what();
-    EXPECT_NE(std::string(failure.what()).find(words), std::string::npos)
-        << failure.what() << "\nexpected: " << words;
+    EXPECT_NE(std::string(failure.what()).find(words), std::string::npos) << failure.what() << "\nexpected: " << words;
   }
 }
 

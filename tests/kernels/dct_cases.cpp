@@ -1,4 +1,4 @@
-#include "kernels/dct.h"
+#include "kernels/dct/dct.h"
 
 #include "support/blocks.h"
 #include "support/kernel_case.h"

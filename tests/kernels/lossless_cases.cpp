@@ -1,6 +1,6 @@
-#include "kernels/lossless.h"
+#include "kernels/entropy/lossless.h"
 
-#include "kernels/losslesscode.h"
+#include "kernels/entropy/losslesscode.h"
 #include "support/huffman.h"
 #include "support/kernel_case.h"
 

@@ -1,4 +1,4 @@
-#include "kernels/mcu.h"
+#include "kernels/colour/mcu.h"
 
 #include "support/kernel_case.h"
 
@@ -89,8 +89,8 @@ const AddFormat<Mox16u, 1, &E::bgr555, &D::bgr555> bgr555({"mcu.bgr555To444", "m
                                                            "mcu.444ToBgr555", "mcu.422ToBgr555", "mcu.411ToBgr555"});
 const AddFormat<Mox16u, 1, &E::bgr565, &D::bgr565> bgr565({"mcu.bgr565To444", "mcu.bgr565To422", "mcu.bgr565To411",
                                                            "mcu.444ToBgr565", "mcu.422ToBgr565", "mcu.411ToBgr565"});
-const AddFormat<Mox8u, 4, &E::cmyk, &D::cmyk> cmyk({"mcu.cmykTo444", "mcu.cmykTo422", "mcu.cmykTo411",
-                                                    "mcu.444ToCmyk", "mcu.422ToCmyk", "mcu.411ToCmyk"});
+const AddFormat<Mox8u, 4, &E::cmyk, &D::cmyk> cmyk({"mcu.cmykTo444", "mcu.cmykTo422", "mcu.cmykTo411", "mcu.444ToCmyk",
+                                                    "mcu.422ToCmyk", "mcu.411ToCmyk"});
 const AddFormat<Mox8u, 3, &E::sampleDown, &D::sampleUp> sampling({"mcu.sampleDown444", "mcu.sampleDown422",
                                                                   "mcu.sampleDown411", "mcu.sampleUp444",
                                                                   "mcu.sampleUp422", "mcu.sampleUp411"});

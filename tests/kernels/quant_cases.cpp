@@ -1,4 +1,4 @@
-#include "kernels/quant.h"
+#include "kernels/dct/quant.h"
 
 #include "support/blocks.h"
 #include "support/kernel_case.h"

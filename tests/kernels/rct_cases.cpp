@@ -1,4 +1,4 @@
-#include "kernels/rct.h"
+#include "kernels/wavelet/rct.h"
 
 #include <cmath>
 

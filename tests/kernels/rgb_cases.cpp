@@ -1,4 +1,4 @@
-#include "kernels/rgb.h"
+#include "kernels/colour/rgb.h"
 
 #include "support/kernel_case.h"
 
@@ -9,8 +9,7 @@ using mox::RgbKernels;
 
 template <class Sample, int Samples, auto Kernel>
 void pixels(const mox::Kernels& k, Feed& f, int n) {
-  const Mox8u* const src[] = {f.in<Mox8u>(n), f.in<Mox8u>(n), f.in<Mox8u>(n),
-                              Samples == 4 ? f.in<Mox8u>(n) : nullptr};
+  const Mox8u* const src[] = {f.in<Mox8u>(n), f.in<Mox8u>(n), f.in<Mox8u>(n), Samples == 4 ? f.in<Mox8u>(n) : nullptr};
   (k.rgb->*Kernel)(src, f.out<Sample>(static_cast<size_t>(Samples) * n), n);
 }
 

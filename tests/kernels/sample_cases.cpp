@@ -1,4 +1,4 @@
-#include "kernels/sample.h"
+#include "kernels/colour/sample.h"
 
 #include "support/kernel_case.h"
 
@@ -6,13 +6,9 @@ namespace test {
 namespace {
 
 // Biases in either order, as the kernels may be handed them: n decides.
-mox::Bias bias(int n, int low) {
-  return n % 2 ? mox::Bias{low, low + 1} : mox::Bias{low + 1, low};
-}
+mox::Bias bias(int n, int low) { return n % 2 ? mox::Bias{low, low + 1} : mox::Bias{low + 1, low}; }
 
-size_t columns(int n) {
-  return (static_cast<size_t>(n) + 1) / 2;
-}
+size_t columns(int n) { return (static_cast<size_t>(n) + 1) / 2; }
 
 const AddKernelCases cases{
     {"sample.downH2V1", "outputs", 0, 300, 960,

@@ -1,4 +1,4 @@
-#include "kernels/shift.h"
+#include "kernels/colour/shift.h"
 
 #include "support/kernel_case.h"
 

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "kernels/t1dec.h"
-#include "kernels/t1enc.h"
+#include "kernels/tier1/t1dec.h"
+#include "kernels/tier1/t1enc.h"
 #include "support/kernel_case.h"
 
 namespace test {

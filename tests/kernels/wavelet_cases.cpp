@@ -1,7 +1,7 @@
 #include <cmath>
 
-#include "kernels/wt53.h"
-#include "kernels/wt97.h"
+#include "kernels/wavelet/wt53.h"
+#include "kernels/wavelet/wt97.h"
 #include "support/kernel_case.h"
 
 namespace test {
@@ -113,8 +113,7 @@ void columnForward(const mox::Kernels& k, Feed& f, int n) {
 }
 template <auto Family, auto Columns, class T, int Margin>
 void columnInverse(const mox::Kernels& k, Feed& f, int n) {
-  const int phase = n & 1, height = 1 + n % 5, before = Margin / 2 - 1 + phase,
-            step = n * static_cast<int>(sizeof(T));
+  const int phase = n & 1, height = 1 + n % 5, before = Margin / 2 - 1 + phase, step = n * static_cast<int>(sizeof(T));
   const T* const low = inOut<T>(f, n * (height + Margin - 1));
   const T* const high = inOut<T>(f, n * (height + Margin));
   ((k.*Family)->*Columns)

@@ -1,4 +1,4 @@
-#include "kernels/ycc.h"
+#include "kernels/colour/ycc.h"
 
 #include "support/kernel_case.h"
 

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "kernels/quant.h"
+#include "kernels/dct/quant.h"
 #include "moxj.h"
 #include "support/random.h"
 

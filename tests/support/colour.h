@@ -51,9 +51,7 @@ struct Word {
   static int shift(int c) { return c == 1 ? 5 : (c == 0) == RedIsLow ? 0 : 5 + GreenBits; }
   static int get(Sample* const* pixel, int c) { return *pixel[0] >> shift(c) & ((1 << bits(c)) - 1); }
   // The value of eight bits that a field stands for: its bits, repeated from the top.
-  static int widened(int c, int field) {
-    return bits(c) == 5 ? field << 3 | field >> 2 : field << 2 | field >> 4;
-  }
+  static int widened(int c, int field) { return bits(c) == 5 ? field << 3 | field >> 2 : field << 2 | field >> 4; }
   // The field that stands for the nearest value; the larger of two.
   static int stored(int c, int value) { return kNearest[c][value]; }
   inline static const std::array<std::array<int, 256>, 3> kNearest = [] {
@@ -258,30 +256,29 @@ using Bgr565 = Word<false, 6>;
 
 #define MOX_COLOUR(function, ...) ColourFunction<#function, function, __VA_ARGS__>
 
-using FromByteFunctions = testing::Types<
-    MOX_COLOUR(moxiRGBToYCbCr_JPEG_8u_P3R, Planar<3>, Planar<3>, FromPlanes),
-    MOX_COLOUR(moxiRGBToYCbCr_JPEG_8u_C3P3R, Rgb24, Planar<3>, FromPixels),
-    MOX_COLOUR(moxiBGRToYCbCr_JPEG_8u_C3P3R, Bgr24, Planar<3>, FromPixels),
-    MOX_COLOUR(moxiRGBToY_JPEG_8u_P3C1R, Planar<3>, Interleaved<0>, FromPlanes),
-    MOX_COLOUR(moxiRGBToY_JPEG_8u_C3C1R, Rgb24, Interleaved<0>, FromPixels),
-    MOX_COLOUR(moxiBGRToY_JPEG_8u_C3C1R, Bgr24, Interleaved<0>, FromPixels),
-    MOX_COLOUR(moxiCMYKToYCCK_JPEG_8u_P4R, Planar<4>, Planar<4>, FromCmyk),
-    MOX_COLOUR(moxiCMYKToYCCK_JPEG_8u_C4P4R, Cmyk32, Planar<4>, FromCmyk),
-    MOX_COLOUR(moxiYCbCrToRGB_JPEG_8u_P3R, Planar<3>, Planar<3>, ToRgb),
-    MOX_COLOUR(moxiYCbCrToRGB_JPEG_8u_P3C3R, Planar<3>, Rgb24, ToRgb),
-    MOX_COLOUR(moxiYCbCrToBGR_JPEG_8u_P3C3R, Planar<3>, Bgr24, ToRgb),
-    MOX_COLOUR(moxiYCCKToCMYK_JPEG_8u_P4R, Planar<4>, Planar<4>, ToCmyk),
-    MOX_COLOUR(moxiYCCKToCMYK_JPEG_8u_P4C4R, Planar<4>, Cmyk32, ToCmyk),
-    MOX_COLOUR(moxiYCbCrToRGB555_JPEG_8u16u_P3C3R, Planar<3>, Rgb555, ToRgb),
-    MOX_COLOUR(moxiYCbCrToBGR555_JPEG_8u16u_P3C3R, Planar<3>, Bgr555, ToRgb),
-    MOX_COLOUR(moxiYCbCrToRGB565_JPEG_8u16u_P3C3R, Planar<3>, Rgb565, ToRgb),
-    MOX_COLOUR(moxiYCbCrToBGR565_JPEG_8u16u_P3C3R, Planar<3>, Bgr565, ToRgb)>;
+using FromByteFunctions = testing::Types<MOX_COLOUR(moxiRGBToYCbCr_JPEG_8u_P3R, Planar<3>, Planar<3>, FromPlanes),
+                                         MOX_COLOUR(moxiRGBToYCbCr_JPEG_8u_C3P3R, Rgb24, Planar<3>, FromPixels),
+                                         MOX_COLOUR(moxiBGRToYCbCr_JPEG_8u_C3P3R, Bgr24, Planar<3>, FromPixels),
+                                         MOX_COLOUR(moxiRGBToY_JPEG_8u_P3C1R, Planar<3>, Interleaved<0>, FromPlanes),
+                                         MOX_COLOUR(moxiRGBToY_JPEG_8u_C3C1R, Rgb24, Interleaved<0>, FromPixels),
+                                         MOX_COLOUR(moxiBGRToY_JPEG_8u_C3C1R, Bgr24, Interleaved<0>, FromPixels),
+                                         MOX_COLOUR(moxiCMYKToYCCK_JPEG_8u_P4R, Planar<4>, Planar<4>, FromCmyk),
+                                         MOX_COLOUR(moxiCMYKToYCCK_JPEG_8u_C4P4R, Cmyk32, Planar<4>, FromCmyk),
+                                         MOX_COLOUR(moxiYCbCrToRGB_JPEG_8u_P3R, Planar<3>, Planar<3>, ToRgb),
+                                         MOX_COLOUR(moxiYCbCrToRGB_JPEG_8u_P3C3R, Planar<3>, Rgb24, ToRgb),
+                                         MOX_COLOUR(moxiYCbCrToBGR_JPEG_8u_P3C3R, Planar<3>, Bgr24, ToRgb),
+                                         MOX_COLOUR(moxiYCCKToCMYK_JPEG_8u_P4R, Planar<4>, Planar<4>, ToCmyk),
+                                         MOX_COLOUR(moxiYCCKToCMYK_JPEG_8u_P4C4R, Planar<4>, Cmyk32, ToCmyk),
+                                         MOX_COLOUR(moxiYCbCrToRGB555_JPEG_8u16u_P3C3R, Planar<3>, Rgb555, ToRgb),
+                                         MOX_COLOUR(moxiYCbCrToBGR555_JPEG_8u16u_P3C3R, Planar<3>, Bgr555, ToRgb),
+                                         MOX_COLOUR(moxiYCbCrToRGB565_JPEG_8u16u_P3C3R, Planar<3>, Rgb565, ToRgb),
+                                         MOX_COLOUR(moxiYCbCrToBGR565_JPEG_8u16u_P3C3R, Planar<3>, Bgr565, ToRgb)>;
 
-using FromWordFunctions = testing::Types<
-    MOX_COLOUR(moxiRGB555ToYCbCr_JPEG_16u8u_C3P3R, Rgb555, Planar<3>, FromWords<Rgb555>),
-    MOX_COLOUR(moxiBGR555ToYCbCr_JPEG_16u8u_C3P3R, Bgr555, Planar<3>, FromWords<Bgr555>),
-    MOX_COLOUR(moxiRGB565ToYCbCr_JPEG_16u8u_C3P3R, Rgb565, Planar<3>, FromWords<Rgb565>),
-    MOX_COLOUR(moxiBGR565ToYCbCr_JPEG_16u8u_C3P3R, Bgr565, Planar<3>, FromWords<Bgr565>)>;
+using FromWordFunctions =
+    testing::Types<MOX_COLOUR(moxiRGB555ToYCbCr_JPEG_16u8u_C3P3R, Rgb555, Planar<3>, FromWords<Rgb555>),
+                   MOX_COLOUR(moxiBGR555ToYCbCr_JPEG_16u8u_C3P3R, Bgr555, Planar<3>, FromWords<Bgr555>),
+                   MOX_COLOUR(moxiRGB565ToYCbCr_JPEG_16u8u_C3P3R, Rgb565, Planar<3>, FromWords<Rgb565>),
+                   MOX_COLOUR(moxiBGR565ToYCbCr_JPEG_16u8u_C3P3R, Bgr565, Planar<3>, FromWords<Bgr565>)>;
 
 #undef MOX_COLOUR
 

@@ -19,8 +19,7 @@ struct Scan {
 
 // Codes blocks of one scan into a segment.
 struct ScanEncoder {
-  ScanEncoder(Scan scan, const RawTable& table, size_t size = 1 << 16)
-      : scan(scan), table(table), bytes(size, 0xA5) {}
+  ScanEncoder(Scan scan, const RawTable& table, size_t size = 1 << 16) : scan(scan), table(table), bytes(size, 0xA5) {}
 
   MoxStatus block(const Mox16s* src) { return call(src, 0); }
   MoxStatus flush() { return call(nullptr, 1); }
@@ -31,8 +30,8 @@ struct ScanEncoder {
         return moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(src, bytes.data(), length, &position, &lastDC, scan.low,
                                                           table.get(), state.get(), flush);
       case Kind::dcRefine:
-        return moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(src, bytes.data(), length, &position, scan.low,
-                                                           state.get(), flush);
+        return moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(src, bytes.data(), length, &position, scan.low, state.get(),
+                                                           flush);
       case Kind::acFirst:
         return moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(src, bytes.data(), length, &position, scan.start, scan.end,
                                                           scan.low, table.get(), state.get(), flush);
@@ -95,8 +94,8 @@ struct ScanCounter {
       case Kind::dcFirst:
         return flush ? moxStatusOk : moxiGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(src, counts, &lastDC, scan.low);
       case Kind::acFirst:
-        return moxiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(src, counts, scan.start, scan.end, scan.low,
-                                                               state.get(), flush);
+        return moxiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(src, counts, scan.start, scan.end, scan.low, state.get(),
+                                                               flush);
       default:
         return moxiGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(src, counts, scan.start, scan.end, scan.low,
                                                                 state.get(), flush);

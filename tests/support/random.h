@@ -19,9 +19,7 @@ class Random {
     return z ^ z >> 31;
   }
 
-  int below(int bound) {
-    return static_cast<int>(static_cast<uint32_t>(bits() >> 32) % static_cast<uint32_t>(bound));
-  }
+  int below(int bound) { return static_cast<int>(static_cast<uint32_t>(bits() >> 32) % static_cast<uint32_t>(bound)); }
   int between(int low, int high) { return low + below(high - low + 1); }
   bool oneIn(int n) { return below(n) == 0; }
 

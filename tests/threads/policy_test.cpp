@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "frame/rows.h"
 #include "moxcore.h"
 #include "moxj.h"
-#include "rows.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <vector>
 
-#include "rows.h"
+#include "frame/rows.h"
 
 int main(int argc, char** argv) {
   const bool overlap = argc > 1 && !std::strcmp(argv[1], "overlap");

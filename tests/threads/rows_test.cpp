@@ -1,5 +1,5 @@
 // How the rows of a region are shared out among threads, and where they lie.
-#include "rows.h"
+#include "frame/rows.h"
 
 #include <gtest/gtest.h>
 #include <omp.h>

@@ -72,8 +72,7 @@ std::vector<File> originals() {
     }
   }
   // What the writer does not write: regions of interest, changes of progression, packed packet headers.
-  for (const std::uint8_t shift : {3, 12, 37})
-    files.push_back(withSegment(files[8], {0xFF, 0x5E, 0, 5, 0, 0, shift}));
+  for (const std::uint8_t shift : {3, 12, 37}) files.push_back(withSegment(files[8], {0xFF, 0x5E, 0, 5, 0, 0, shift}));
   files.push_back(withSegment(files[9], {0xFF, 0x5F, 0, 16, 0, 0, 0, 2, 2, 3, 1, 1, 0, 0, 3, 33, 4, 2}));
   files.push_back(withSegment(files[10], {0xFF, 0x60, 0, 9, 0, 0, 0, 0, 2, 0x80, 0x55}));
   return files;

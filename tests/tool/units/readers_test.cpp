@@ -17,8 +17,7 @@ namespace {
 Picture gradient(int width, int height, int channels) {
   Picture picture = Picture::make(width, height, channels);
   for (int y = 0; y < height; ++y)
-    for (std::size_t i = 0; i < picture.rowBytes(); ++i)
-      picture.row(y)[i] = static_cast<std::uint8_t>(y * 31 + i * 5);
+    for (std::size_t i = 0; i < picture.rowBytes(); ++i) picture.row(y)[i] = static_cast<std::uint8_t>(y * 31 + i * 5);
   return picture;
 }
 

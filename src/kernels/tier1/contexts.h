@@ -1,0 +1,188 @@
+// What the code-block coders share: state flags, contexts by the rules of the standard, distortion measures
+// (ISO/IEC 15444-1, Annex D).
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "kernels/tier1/mq.h"
+
+namespace mox::tier1 {
+
+// A stripe is four rows. The flags of a column of it are one 64-bit word, 16 bits a row from the first row up, so
+// that a column without any significant neighbour costs one test, and each coefficient finds all that its contexts
+// depend on in one place.
+enum Flag : uint32_t {
+  kNorthWest = 1u << 0,  // the eight neighbours: significant
+  kNorthEast = 1u << 1,
+  kSouthWest = 1u << 2,
+  kSouthEast = 1u << 3,
+  kNorth = 1u << 4,
+  kSouth = 1u << 5,
+  kWest = 1u << 6,
+  kEast = 1u << 7,
+  kNorthMinus = 1u << 8,  // the four nearest: significant and negative
+  kSouthMinus = 1u << 9,
+  kWestMinus = 1u << 10,
+  kEastMinus = 1u << 11,
+  kSelf = 1u << 12,     // the coefficient itself: significant,
+  kRefined = 1u << 13,  // refined before,
+  kVisited = 1u << 14,  // coded in the significance propagation pass of the current bit-plane
+};
+inline constexpr uint32_t kNeighbours = 0xFF;
+inline constexpr int kSignShift = 4;  // the nearest neighbours and their signs are 8 bits from here
+inline constexpr uint32_t kSignBits = 0xFF;
+
+// A flag in the row whose lane starts at bit `lane`: 16 times the row.
+constexpr uint64_t at(uint32_t flags, int lane) { return static_cast<uint64_t>(flags) << lane; }
+// The same in all four rows.
+constexpr uint64_t inAllRows(uint32_t flags) { return flags * UINT64_C(0x0001000100010001); }
+
+// What a coefficient that becomes significant says to its neighbours, as three words for the column on its left, its
+// own and the one on its right: the lanes of the row above, its own row and the row below from bit 0 up.
+struct Spread {
+  uint64_t left, own, right;
+};
+constexpr Spread spread(bool negative) {
+  const auto column = [](uint32_t above, uint32_t beside, uint32_t below) {
+    return at(above, 0) | at(beside, 16) | at(below, 32);
+  };
+  const uint32_t minus = negative ? ~0u : 0u;
+  return {column(kSouthEast, kEast | (kEastMinus & minus), kNorthEast),
+          column(kSouth | (kSouthMinus & minus), kSelf, kNorth | (kNorthMinus & minus)),
+          column(kSouthWest, kWest | (kWestMinus & minus), kNorthWest)};
+}
+
+// Spread for each row of the stripe and sign: rotated so that its middle is the row. What leaves the stripe comes out
+// at the other end of the word, in the very lane where the stripe above or below keeps it.
+inline constexpr auto kSpread = [] {
+  std::array<std::array<Spread, 2>, 4> table{};
+  const auto rotate = [](uint64_t x, int bits) { return bits == 0 ? x : x << bits | x >> (64 - bits); };
+  for (int row = 0; row < 4; row++)
+    for (int negative = 0; negative < 2; negative++) {
+      const Spread s = spread(negative);
+      const int bits = (16 * row + 48) % 64;
+      table[row][negative] = {rotate(s.left, bits), rotate(s.own, bits), rotate(s.right, bits)};
+    }
+  return table;
+}();
+inline constexpr uint64_t kFirstRow = 0xFFFF, kLastRow = kFirstRow << 48;
+// What of a Spread belongs to the stripe itself.
+inline constexpr uint64_t kWithin[4] = {~kLastRow, ~UINT64_C(0), ~UINT64_C(0), ~kFirstRow};
+
+static_assert(kSpread[1][0].own == (at(kSouth, 0) | at(kSelf, 16) | at(kNorth, 32)));
+static_assert(kSpread[0][1].left == (at(kSouthEast, 48) | at(kEast | kEastMinus, 0) | at(kNorthEast, 16)));
+static_assert((kSpread[3][0].right & kFirstRow) == kNorthWest);
+
+// The symbols between scan and coder: one byte, the context above the decision.
+constexpr uint8_t symbol(int context, int decision) { return static_cast<uint8_t>(context << 1 | decision); }
+
+enum Band { kBandLow, kBandHL, kBandHH, kBands };
+
+constexpr Band bandOf(int32_t subband) { return subband == 2 ? kBandHL : subband == 3 ? kBandHH : kBandLow; }
+
+// Table D.1: the label of a significance context from the numbers of significant neighbours.
+constexpr int significanceLabel(Band band, int horizontal, int vertical, int diagonal) {
+  if (band == kBandHH) {
+    const int nearest = horizontal + vertical;
+    if (diagonal >= 3) return 8;
+    if (diagonal == 2) return nearest >= 1 ? 7 : 6;
+    if (diagonal == 1) return nearest >= 2 ? 5 : nearest == 1 ? 4 : 3;
+    return nearest >= 2 ? 2 : nearest;
+  }
+  const int first = band == kBandHL ? vertical : horizontal, second = band == kBandHL ? horizontal : vertical;
+  if (first == 2) return 8;
+  if (first == 1) return second >= 1 ? 7 : diagonal >= 1 ? 6 : 5;
+  if (second >= 1) return second + 2;
+  return diagonal >= 2 ? 2 : diagonal;
+}
+
+using ContextTable = std::array<uint8_t, 256>;
+
+// An insignificant coefficient's context, by its eight neighbour flags.
+inline constexpr auto kSignificanceContext = [] {
+  std::array<ContextTable, kBands> tables{};
+  for (int band = 0; band < kBands; band++)
+    for (uint32_t flags = 0; flags < 256; flags++) {
+      const auto count = [flags](uint32_t a, uint32_t b) { return !!(flags & a) + !!(flags & b); };
+      const int label = significanceLabel(static_cast<Band>(band), count(kWest, kEast), count(kNorth, kSouth),
+                                          count(kNorthWest, kNorthEast) + count(kSouthWest, kSouthEast));
+      tables[band][flags] = static_cast<uint8_t>(mq::kSignificance + label);
+    }
+  return tables;
+}();
+
+static_assert(kSignificanceContext[kBandLow][0] == 2 && kSignificanceContext[kBandLow][255] == 10);
+static_assert(kSignificanceContext[kBandLow][kNorth | kSouth] == 6);
+static_assert(kSignificanceContext[kBandHL][kNorth | kSouth] == 10);
+static_assert(kSignificanceContext[kBandHH][kNorth | kSouth] == 4);
+
+// Tables D.2 and D.3: the symbol of a plus sign by the nearest neighbours' flags and signs; its decision is the XOR
+// bit.
+inline constexpr std::array<uint8_t, 256> kSignSymbol = [] {
+  std::array<uint8_t, 256> table{};
+  for (uint32_t bits = 0; bits < 256; bits++) {
+    const uint32_t flags = bits << kSignShift;
+    const auto contribution = [flags](uint32_t significant, uint32_t minus) {
+      return !(flags & significant) ? 0 : flags & minus ? -1 : 1;
+    };
+    const auto clamp = [](int sum) { return sum < -1 ? -1 : sum > 1 ? 1 : sum; };
+    int horizontal = clamp(contribution(kWest, kWestMinus) + contribution(kEast, kEastMinus));
+    int vertical = clamp(contribution(kNorth, kNorthMinus) + contribution(kSouth, kSouthMinus));
+    const bool flips = horizontal < 0 || (horizontal == 0 && vertical < 0);
+    if (flips) horizontal = -horizontal, vertical = -vertical;
+    // The labels from 9 up: (0, 0), (0, 1), (1, -1), (1, 0), (1, 1).
+    table[bits] = symbol(mq::kSign + (horizontal ? 3 + vertical : vertical), flips);
+  }
+  return table;
+}();
+
+static_assert(kSignSymbol[0] == symbol(11, 0));
+static_assert(kSignSymbol[(kWest | kWestMinus) >> kSignShift] == symbol(14, 1));
+static_assert(kSignSymbol[(kWest | kWestMinus | kNorth) >> kSignShift] == symbol(13, 1));
+static_assert(kSignSymbol[(kNorth | kSouth | kSouthMinus) >> kSignShift] == symbol(11, 0));
+
+inline constexpr uint8_t kRunBroken = symbol(mq::kRun, 1), kRunOfZeros = symbol(mq::kRun, 0);
+
+// The reduction of the squared error by one coefficient, in units of 2^-13 of the squared step of its bit-plane: a
+// polynomial in j, the six magnitude bits below the coded one, so that j / 64 steps lie above that bit. The decoder
+// is taken to reconstruct in the middle of the interval, or exactly at the last bit-plane of a block coded so.
+inline constexpr int kDistortionScale = 13;
+inline constexpr int kWindowBits = 7;  // the coded bit and the six below it
+
+struct Gain {
+  uint32_t constant, linear, square;  // modulo 2^32
+
+  constexpr int32_t at(uint32_t j) const { return static_cast<int32_t>(constant + linear * j + square * j * j); }
+};
+struct Gains {
+  Gain significance;
+  Gain refinement[2];  // by the decision
+};
+
+// 2 * (64^2 error before - 64^2 error after), where a coefficient of 1 + j / 64 steps was taken for `before` / 64
+// before and, unless `exact`, is taken for `after` / 64 now.
+constexpr Gain gain(int whole, int before, int after, bool exact) {
+  const auto squared = [whole](int estimate) {  // (64 * whole + j - estimate)^2
+    const int constant = 64 * whole - estimate;
+    return Gain{static_cast<uint32_t>(constant * constant), static_cast<uint32_t>(2 * constant), 1};
+  };
+  const Gain x = squared(before), y = exact ? Gain{} : squared(after);
+  return {2 * (x.constant - y.constant), 2 * (x.linear - y.linear), 2 * (x.square - y.square)};
+}
+
+inline constexpr Gains kGain[2] = {
+    {gain(1, 0, 96, false), {gain(0, 64, 32, false), gain(1, 64, 96, false)}},
+    {gain(1, 0, 96, true), {gain(0, 64, 32, true), gain(1, 64, 96, true)}},
+};
+
+static_assert(kGain[0].significance.at(0) == 6144 && kGain[0].significance.at(63) == 6144 + 384 * 63);
+static_assert(kGain[1].significance.at(0) == 8192 && kGain[1].significance.at(63) == 32258);
+static_assert(kGain[0].refinement[0].at(0) == 6144 && kGain[0].refinement[0].at(63) == 6144 - 128 * 63);
+static_assert(kGain[0].refinement[1].at(0) == 128 * 64 - 10240 && kGain[0].refinement[1].at(63) == 128 * 127 - 10240);
+static_assert(kGain[1].refinement[0].at(0) == 8192 && kGain[1].refinement[1].at(63) == 2 * 63 * 63);
+
+constexpr size_t stripesOf(int32_t height) { return (static_cast<size_t>(height) + 3) / 4; }
+
+}  // namespace mox::tier1
