@@ -89,6 +89,22 @@ typedef struct MoxRect {
 
 /* ---- Version -------------------------------------------------------------------------------------------------- */
 
+/*
+ * The version of libmoxj and libmoxcore; the build reads it here. MAJOR rises with a change that breaks programs that
+ * were built against an earlier version.
+ */
+#define MOXJ_VERSION_MAJOR 5
+#define MOXJ_VERSION_MINOR 1
+#define MOXJ_VERSION_PATCH 0
+
+/* As one number that can be compared, 50100 for 5.1.0, and as a string, "5.1.0". */
+#define MOXJ_VERSION (MOXJ_VERSION_MAJOR * 10000 + MOXJ_VERSION_MINOR * 100 + MOXJ_VERSION_PATCH)
+#define MOXJ_VERSION_STRING              \
+  MOXJ_VERSION_QUOTE(MOXJ_VERSION_MAJOR) \
+  "." MOXJ_VERSION_QUOTE(MOXJ_VERSION_MINOR) "." MOXJ_VERSION_QUOTE(MOXJ_VERSION_PATCH)
+#define MOXJ_VERSION_QUOTE(number) MOXJ_VERSION_QUOTE_(number)
+#define MOXJ_VERSION_QUOTE_(number) #number
+
 typedef struct MoxLibraryVersion {
   int32_t major;
   int32_t minor;
@@ -100,7 +116,12 @@ typedef struct MoxLibraryVersion {
   const char* buildDate;
 } MoxLibraryVersion;
 
-/* The version record of the function set, a constant: the same pointer on every call, never to be freed. */
+/*
+ * A fixed record that is part of the interface: major 5, minor 1, majorBuild 80, build 195, targetCpu "a6", name
+ * "moxja6-5.1.dll", version "v5.1", buildDate "Feb 28 2006", whatever the build, the file or the processor. It names
+ * the set of functions and does not describe this library: use the macros above for that. The same pointer on every
+ * call, never to be freed.
+ */
 MOXJ_API const MoxLibraryVersion* moxjGetLibVersion(void);
 
 /* ---- Huffman table specifications and coder states ------------------------------------------------------------ */
