@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 #include "moxj.h"
 
@@ -52,6 +53,20 @@ class Check {
 
   // A scalar argument's set of values.
   constexpr Check& argument(bool allowed) { return require(allowed, moxStatusBadArgument); }
+
+  // The tag that a state begins with. The state may lie at any address.
+  Check& tag(const void* state, uint32_t expected) {
+    if (status_ != moxStatusOk) return *this;
+    uint32_t tag;
+    std::memcpy(&tag, state, sizeof tag);
+    return require(tag == expected, moxStatusContextMismatch);
+  }
+
+  // A condition that looks through pointers or into a state: it is evaluated only if nothing has failed before.
+  template <class Condition>
+  constexpr Check& holds(const Condition& condition, MoxStatus otherwise) {
+    return status_ == moxStatusOk ? require(condition(), otherwise) : *this;
+  }
 
   constexpr Check& require(bool holds, MoxStatus otherwise) {
     if (status_ == moxStatusOk && !holds) status_ = otherwise;

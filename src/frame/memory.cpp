@@ -33,6 +33,12 @@ void moxFree(void* block) {
   std::free(raw);
 }
 
+void moxFreeTagged(void* state) {
+  // volatile: compilers leave out stores to memory that is about to be freed.
+  *static_cast<volatile uint32_t*>(state) = 0;
+  moxFree(state);
+}
+
 MoxStatus moxZero8u(Mox8u* dst, int32_t length) {
   if (const MoxStatus bad = Check().pointers(dst).length(length)) return bad;
   std::memset(dst, 0, static_cast<size_t>(length));

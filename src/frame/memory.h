@@ -14,6 +14,10 @@ void* moxMalloc(int32_t length);
 // Gives a block of moxMalloc back; null is ignored.
 void moxFree(void* block);
 
+// moxFree for a state that begins with a tag. The tag is cleared first, so that another use of the state, a second free
+// above all, is likely to fail its check of the tag.
+void moxFreeTagged(void* state);
+
 // Zero `length` bytes, or `count` 16-bit elements. Null: moxStatusNullPointer; below 1: moxStatusBadSize.
 MoxStatus moxZero8u(Mox8u* dst, int32_t length);
 MoxStatus moxZero16s(Mox16s* dst, int32_t count);
