@@ -2,23 +2,38 @@
  * libmoxj: low-level image-compression functions for JPEG (ITU-T T.81) and JPEG 2000 (ISO/IEC 15444-1).
  *
  * Every function
- *   - checks its arguments in the order that its comment gives, before it touches any data, and returns the
- *     status of the first check that fails; on an error (a negative status) outputs are as they were, unless the
- *     comment says otherwise;
+ *   - checks its arguments in the order that its comment gives, before it touches any data, and returns the status of
+ *     the first check that fails. On an error (a negative status) outputs are unchanged, unless the comment says
+ *     otherwise;
  *   - keeps no state of its own: any function may be called from any thread on distinct data;
- *   - gives the same bits on every processor and for every number of threads.
+ *   - gives the same bits on every processor and for any number of threads.
  *
  * Names. The operation, the standard that it serves, the element types of source and destination (8u: unsigned
- * 8-bit, 16s: signed 16-bit, 16u: unsigned 16-bit, 32s, 32f, 1u: a bit stream) and the layout: C1 one channel,
- * C3 and C4 interleaved pixels, P3 and P4 separate planes, R a region with a row step, I in place.
+ * 8-bit, 16s: signed 16-bit, 16u: unsigned 16-bit, 32s: signed 32-bit, 32f: float, 1u: a bit stream) and the layout:
+ * C1 one channel, C3 and C4 interleaved pixels, P3 and P4 separate planes, R a region with a row step, I in place.
  *
- * Regions are a pointer to the first pixel, a row step in bytes (at least 1) and a size in pixels (at least 1 by 1).
- * No pointer needs any alignment beyond that of its element type; state objects and specifications need none.
- * Source and destination must not overlap, except in the in-place (I) functions.
+ * Regions. A pointer to the first pixel, a row step in bytes (at least 1) and a size in pixels (at least 1 by 1). A
+ * step need not be a multiple of the element's size: rows of 16- and 32-bit elements may lie at odd addresses. State
+ * objects, specifications and work buffers need no alignment. Source and destination must not overlap, except in the
+ * in-place (I) functions.
  *
- * Threads. The functions whose comment says that they share their rows do so through OpenMP when width times height
- * of the region (for sampling: of the destination), as a signed 32-bit product, is above 8192: they ask for as many
- * threads as threads_omp_of_n_mox (moxcore.h) says at that moment. All others stay on the calling thread.
+ * Formulas. >> is the arithmetic shift: it rounds down. a..b includes both ends.
+ *
+ * Threads. These 23 functions share the rows of a large region among threads, by OpenMP; all others stay on the
+ * calling thread:
+ *   colour conversion   the 13 of bytes; the eight of packed words (555, 565) do not
+ *   chroma sampling     the four of regions (moxiSample...R)
+ *   level shift         moxiSub128_JPEG_8u16s_C1R, moxiAdd128_JPEG_16s8u_C1R
+ *   RCT                 the four of 32s (moxiRCT..._JPEG2K_32s_...)
+ * A region is large if its width times its height (for sampling: those of the destination), as a signed 32-bit
+ * product, is above 8192. The threads asked for are threads_omp_of_n_mox (moxcore.h), by default one for each
+ * processor; each takes a contiguous block of rows. Inside a parallel region of the caller, OpenMP decides; by default
+ * the rows then stay on the calling thread. A program that has its own threads sets the count to 1: OpenMP's threads
+ * wait busily for a while after each call (the environment variable OMP_WAIT_POLICY=passive prevents that).
+ *
+ * fork(). OpenMP's threads do not survive it. In the child of a process that has shared rows before, a call that would
+ * share rows hangs (seen with g++'s OpenMP): the child must call exec, or set the count to 1 first. All other
+ * functions are unaffected.
  */
 #ifndef MOXJ_H
 #define MOXJ_H
@@ -59,7 +74,7 @@ typedef enum MoxStatus {
   moxStatusMarkerMet = 10,         /* a marker ended the entropy-coded data that was loaded; not an error */
   moxStatusError = -2,             /* a coefficient position outside the 8x8 block */
   moxStatusBadArgument = -5,       /* a scalar argument outside its range */
-  moxStatusBadSize = -6,           /* a width, height or length below 1 */
+  moxStatusBadSize = -6,           /* a width, height or length below 1, or a size that is too large */
   moxStatusOutOfRange = -7,        /* a magnitude category above 16 */
   moxStatusNullPointer = -8,       /* a required pointer is null, or a Huffman object could not be allocated */
   moxStatusNoMemory = -9,          /* a JPEG 2000 object could not be allocated */
@@ -124,17 +139,42 @@ typedef struct MoxLibraryVersion {
  */
 MOXJ_API const MoxLibraryVersion* moxjGetLibVersion(void);
 
+/* ==== JPEG (ITU-T T.81) ========================================================================================== */
+
+/*
+ * Which functions make a codec, in the order of an encoder; a decoder goes back through the right column. Markers and
+ * segments, the order of blocks and the padding of pictures to whole MCUs are the caller's.
+ *
+ *                         encoder                                      decoder
+ *   tables                moxiQuantFwdRawTableInit (a quality)         -
+ *                         moxiQuantFwdTableInit                        moxiQuantInvTableInit
+ *                         moxiEncodeHuffmanSpecInit                    moxiDecodeHuffmanSpecInit
+ *   planes: colour        moxiRGBToYCbCr...                            moxiYCbCrToRGB...
+ *           sampling      moxiSampleDown...                            moxiSampleUp...
+ *   or, MCU by MCU        moxi...ToYCbCr444LS_MCU...                   moxiYCbCr444To...LS_MCU...
+ *   DCT                   moxiDCTQuantFwd8x8LS (MCUs: without LS)      moxiDCTQuantInv8x8LS (MCUs: without LS)
+ *   baseline              moxiEncodeHuffman8x8_JPEG_16s1u_C1           moxiDecodeHuffman8x8_JPEG_1u16s_C1
+ *   progressive, a scan   moxiEncodeHuffman8x8_DCFirst, _DCRefine,     moxiDecodeHuffman8x8_DCFirst, _DCRefine,
+ *                         _ACFirst, _ACRefine                          _ACFirst, _ACRefine
+ *   lossless, a row       moxiDiffPredFirstRow, moxiDiffPredRow,       moxiDecodeHuffmanOne, then
+ *                         then moxiEncodeHuffmanOne                    moxiReconstructPredFirstRow, ...PredRow
+ *   optimal tables        moxiGetHuffmanStatistics... over a scan, then moxiEncodeHuffmanRawTableInit
+ *
+ * A scan, and a restart interval, begins with an initialised coder state and DC predictors of 0. The encoder ends it by
+ * a call with flush; then comes a marker. The Direct forms code the same bytes without a state, for callers that keep
+ * the bit position themselves.
+ */
+
 /* ---- Huffman table specifications and coder states ------------------------------------------------------------ */
 
 /*
- * A specification is a code table in the form that a coder uses; once built it never changes, and any number of
+ * A specification is a code table in the form that a coder uses. Once built it never changes, and any number of
  * coders and threads may share it. A state belongs to one entropy-coded segment: an encoder's holds the up to 7 bits
- * that fill no byte yet, a decoder's the up to 32 bits that have been loaded ahead; both hold the end-of-band run of
- * the progressive coders.
+ * that do not fill a byte yet, a decoder's the up to 32 bits that were loaded and not used yet. Both hold the
+ * end-of-band run of the progressive coders.
  *
- * Objects live in memory of the caller's, of at least the size that GetBufSize reports and in any alignment (Init), or
- * in memory that InitAlloc takes and Free gives back. Nothing in an object tells its kind: a coder takes what it is
- * given.
+ * Objects live in the caller's memory, of at least the size that GetBufSize reports and at any alignment (Init), or in
+ * memory that InitAlloc allocates and Free frees. They carry no tag: a coder cannot tell an object of the wrong kind.
  */
 typedef struct MoxEncodeHuffmanSpec MoxEncodeHuffmanSpec;
 typedef struct MoxDecodeHuffmanSpec MoxDecodeHuffmanSpec;
@@ -152,13 +192,12 @@ MOXJ_API MoxStatus moxiEncodeHuffmanStateGetBufSize_JPEG_8u(int32_t* pSize);
 MOXJ_API MoxStatus moxiDecodeHuffmanStateGetBufSize_JPEG_8u(int32_t* pSize);
 
 /*
- * Builds a specification from the lists of a DHT segment (T.81 B.2.4.2, Annex C): pBits, the number of codes of lengths
- * 1 to 16; pHuffVal, the symbols in the order of their codes, as many as pBits adds up to (at most 256). No code at all
- * is a valid, empty table. A symbol that is listed twice is coded by its later code.
+ * Builds a specification from the lists of a DHT segment (T.81 B.2.4.2, Annex C): pBits, the number of codes of each
+ * length from 1 to 16 (16 bytes); pHuffVal, the symbols in the order of their codes, as many as pBits adds up to (at
+ * most 256). A table without codes is valid. A symbol that is listed twice is coded by its later code.
  *   moxStatusNullPointer   a pointer is null
- *   moxStatusHuffTable     more than 256 codes; for an encoder also more codes of a length than there are, or one that
- *                          is all ones. A decoder's builder takes such lists: the table is of no use, but using it is
- *                          safe
+ *   moxStatusHuffTable     more than 256 codes; for an encoder also more codes of a length than exist, or a code that
+ *                          is all ones. A decoder's builder takes such lists: the table is useless, but safe to use
  */
 MOXJ_API MoxStatus
 moxiEncodeHuffmanSpecInit_JPEG_8u(const Mox8u* pBits, const Mox8u* pHuffVal, MoxEncodeHuffmanSpec* pSpec);
@@ -166,8 +205,8 @@ MOXJ_API MoxStatus
 moxiDecodeHuffmanSpecInit_JPEG_8u(const Mox8u* pBits, const Mox8u* pHuffVal, MoxDecodeHuffmanSpec* pSpec);
 
 /*
- * The same in memory that is taken here. A pointer that is handed out must be freed, also when the table was refused.
- *   moxStatusNullPointer   a pointer is null, or the memory cannot be had: *ppSpec is then as it was
+ * The same in memory that is allocated here. If *ppSpec is set it must be freed, also when the table was refused.
+ *   moxStatusNullPointer   a pointer is null, or the allocation failed: *ppSpec is unchanged
  *   moxStatusHuffTable     as above; *ppSpec is set
  */
 MOXJ_API MoxStatus
@@ -176,8 +215,9 @@ MOXJ_API MoxStatus
 moxiDecodeHuffmanSpecInitAlloc_JPEG_8u(const Mox8u* pBits, const Mox8u* pHuffVal, MoxDecodeHuffmanSpec** ppSpec);
 
 /*
- * Makes a state as a scan and a restart interval begin with it: no bits, no run. An encoder's flush leaves it so too.
- *   moxStatusNullPointer   the pointer is null; for InitAlloc also: the memory cannot be had, *ppState is as it was
+ * Initialises a state for the beginning of a scan or a restart interval: no bits, no run. An encoder's flush leaves the
+ * state like that too.
+ *   moxStatusNullPointer   the pointer is null; for InitAlloc also: the allocation failed, *ppState is unchanged
  */
 MOXJ_API MoxStatus moxiEncodeHuffmanStateInit_JPEG_8u(MoxEncodeHuffmanState* pState);
 MOXJ_API MoxStatus moxiDecodeHuffmanStateInit_JPEG_8u(MoxDecodeHuffmanState* pState);
@@ -185,7 +225,7 @@ MOXJ_API MoxStatus moxiEncodeHuffmanStateInitAlloc_JPEG_8u(MoxEncodeHuffmanState
 MOXJ_API MoxStatus moxiDecodeHuffmanStateInitAlloc_JPEG_8u(MoxDecodeHuffmanState** ppState);
 
 /*
- * Gives back what an InitAlloc function took.
+ * Frees what an InitAlloc function allocated.
  *   moxStatusNullPointer   the pointer is null
  */
 MOXJ_API MoxStatus moxiEncodeHuffmanSpecFree_JPEG_8u(MoxEncodeHuffmanSpec* pSpec);
@@ -196,18 +236,21 @@ MOXJ_API MoxStatus moxiDecodeHuffmanStateFree_JPEG_8u(MoxDecodeHuffmanState* pSt
 /* ---- Sequential Huffman coding of 8x8 blocks ------------------------------------------------------------------ */
 
 /*
- * One block of quantised coefficients a call: 64 in natural order, row by row; coded in zig-zag order (T.81 F.1.2,
- * F.2.2). *pLastDC is the predictor of the block's component: the caller sets it to 0 where a scan or a restart
- * interval begins; the functions keep it. Markers are the caller's.
+ * One block of quantised coefficients per call: 64 in natural order, row by row; coded in zig-zag order (T.81 F.1.2,
+ * F.2.2). *pLastDC is the DC predictor of the block's component: the caller sets it to 0 at the beginning of a scan or
+ * restart interval, the functions update it. The caller writes and parses markers.
  */
 
 /*
  * Appends a block to an entropy-coded segment. *pDstCurPos is the index of the next byte in the destination of dstLen
- * bytes; a byte of 0xFF is followed by a stuffed 0; up to 7 bits stay in the state. With a flush other than 0 nothing
- * is coded, and pSrc, pLastDC and the tables are not looked at: the bits left are completed with 1-bits to a byte and
- * written, and the state is initialised, as it must be ahead of every marker.
+ * bytes; a byte of 0xFF is followed by a stuffed 0; up to 7 bits stay in the state. Bytes from the final position on
+ * are never touched: the destination may be read-only there, or in use by another thread. A block takes at most 512
+ * bytes, stuffing included.
  *
- * Categories run to 16 (a difference of more than 15 bits, the coefficient -32768), beyond what T.81 gives a meaning.
+ * If flush is not 0, no block is coded, and pSrc, pLastDC and the tables may be null: the pending bits are completed
+ * with 1-bits to a byte and written (at most 2 bytes), and the state is initialised. Every marker needs that first.
+ *
+ * Categories go up to 16 (a difference of more than 15 bits, the coefficient -32768), beyond what T.81 defines.
  *
  *   moxStatusNullPointer    pDst is null
  *   moxStatusBadSize        dstLen below 1
@@ -215,9 +258,9 @@ MOXJ_API MoxStatus moxiDecodeHuffmanStateFree_JPEG_8u(MoxDecodeHuffmanState* pSt
  *   moxStatusOutOfBuffer    flushing: the destination is full; the state is initialised all the same
  *   moxStatusNullPointer    pSrc, pLastDC, pDCTable or pACTable is null
  *   moxStatusHuffTable      a symbol has no code
- *   moxStatusOutOfBuffer    the destination is full, which it also is for a negative position
+ *   moxStatusOutOfBuffer    the destination is full, as it also is if *pDstCurPos is negative
  * After either of the last two the segment is lost: bytes of the block have been written, position and state are those
- * behind the last code or value that fitted whole, *pLastDC is the block's.
+ * after the last code or value that was written whole, *pLastDC is the block's.
  */
 MOXJ_API MoxStatus moxiEncodeHuffman8x8_JPEG_16s1u_C1(
     const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, Mox16s* pLastDC,
@@ -225,10 +268,14 @@ MOXJ_API MoxStatus moxiEncodeHuffman8x8_JPEG_16s1u_C1(
     int32_t flush);
 
 /*
- * The same without a state and without limits. *pDstCurBitPos counts bits: the first ones of the byte that it points
- * into are kept, those behind the block in the last byte become 0, and no further byte is touched. A symbol that has
- * no code is left out. The destination must have room: a block takes at most 64 codes of 16 bits and as many values,
- * and as much again for stuffing. To end a segment the caller sets the bits left in the last byte.
+ * The same without a state and without a limit. *pDstCurBitPos counts bits: the bits before it in its byte are kept,
+ * the bits after the block in the last byte become 0, and no further byte is touched. A symbol that has no code is left
+ * out. The destination must have room for the block: 513 bytes at most, from the byte of the position on. To end a
+ * segment the caller sets the remaining bits of the last byte to 1.
+ *
+ * Positions are 32-bit numbers of bits, so that a destination ends at 256 MiB: for a longer one the caller advances
+ * pDst by whole bytes and reduces *pDstCurBitPos. If *pDstCurBitPos is negative, nothing is done and moxStatusOk is
+ * returned.
  *   moxStatusNullPointer   a pointer is null
  */
 MOXJ_API MoxStatus moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(
@@ -236,54 +283,56 @@ MOXJ_API MoxStatus moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(
     const MoxEncodeHuffmanSpec* pACTable);
 
 /*
- * Adds the symbols of a block to 256 counters each, for moxiEncodeHuffmanRawTableInit_JPEG_8u; nothing clears them, and
- * they wrap.
+ * Adds the symbols of a block to 256 counters each, for moxiEncodeHuffmanRawTableInit_JPEG_8u. The caller clears the
+ * counters first; they wrap.
  *   moxStatusNullPointer   a pointer is null
  */
 MOXJ_API MoxStatus moxiGetHuffmanStatistics8x8_JPEG_16s_C1(
     const Mox16s* pSrc, int32_t pDCFreq[256], int32_t pACFreq[256], Mox16s* pLastDC);
 
 /*
- * Decodes a block. *pSrcCurPos is the index of the next byte to load; bits that were loaded and not used are in the
- * state, which the caller initialises where a scan or restart interval begins. The code of a marker that ends the data
- * is stored in *pMarker, and the position then lies behind it; nothing more is loaded until the caller sets *pMarker
- * to 0 again. Fill bytes ahead of a marker are skipped.
+ * Decodes a block: clears its 64 coefficients, then stores those that are coded. *pSrcCurPos is the index of the next
+ * byte to load; bits that were loaded and not used are in the state, which the caller initialises at the beginning of a
+ * scan or restart interval. The code of a marker that ends the data is stored in *pMarker, and the position is then
+ * after it. Nothing more is loaded until the caller sets *pMarker to 0 again. Fill bytes before a marker are skipped. A
+ * position at srcLen or beyond is no error: only the bits of the state remain.
  *
- * Damaged data: a code that the table does not know counts as symbol 0, once 17 bits have been taken for it; a
- * coefficient up to nine places behind the block is stored as the last one.
+ * Damaged data: a code that is not in the table counts as symbol 0, after 17 bits have been taken for it; a coefficient
+ * up to nine places past the block is stored as the last one.
  *
  *   moxStatusNullPointer   pSrc is null
  *   moxStatusBadArgument   srcLen below 0
  *   moxStatusNullPointer   any other pointer is null
  *   moxStatusBadArgument   *pSrcCurPos below 0
- *   moxStatusOutOfBuffer   bits are needed behind the end of the source or a marker
- *   moxStatusError         a coefficient further behind the block
+ *   moxStatusOutOfBuffer   bits are needed past the end of the source or a marker
+ *   moxStatusError         a coefficient more than nine places past the block
  *   moxStatusMarkerMet     success; this call met the marker
- * After an error the block holds what was decoded, *pLastDC may be the block's, and position, marker and state say how
- * far the data have been used.
+ * After moxStatusOutOfBuffer and moxStatusError the block holds what was decoded, *pLastDC may be the block's, and
+ * position, marker and state say how far the data have been used.
  */
 MOXJ_API MoxStatus moxiDecodeHuffman8x8_JPEG_1u16s_C1(
     const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, Mox16s* pLastDC, int32_t* pMarker,
     const MoxDecodeHuffmanSpec* pDCTable, const MoxDecodeHuffmanSpec* pACTable, MoxDecodeHuffmanState* pState);
 
 /*
- * The same without a state and without a length: the data must end in a marker, behind which nothing is read. Loading
+ * The same without a state and without a length: the data must end in a marker, after which nothing is read. Loading
  * begins at byte *pSrcCurBitPos / 8; the bits that were loaded and not used are the *pNumValidBits lowest of
- * *pPrefetchedBits. Both are 0 where a scan or restart interval begins. On return *pSrcCurBitPos is 8 times the index
- * of the next byte to load.
+ * *pPrefetchedBits. The caller sets *pPrefetchedBits and *pNumValidBits to 0 at the beginning of a scan or restart
+ * interval. On return *pSrcCurBitPos is 8 times the index of the next byte to load; like that of the encoder it ends at
+ * 256 MiB.
  *
- * Bits that run out at a symbol end the call with moxStatusOk: ahead of the block's DC symbol nothing changes but the
- * destination and the marker; ahead of an AC symbol *pNumValidBits becomes 0.
+ * Bits that run out at a symbol end the call with moxStatusOk: before the block's DC symbol nothing changes but the
+ * destination, which is cleared, and the marker; before an AC symbol *pNumValidBits becomes 0.
  *
  *   moxStatusNullPointer        pSrc or pSrcCurBitPos is null
  *   moxStatusBadArgument        *pSrcCurBitPos below 0
  *   moxStatusNullPointer        pDst, pLastDC, pMarker, pPrefetchedBits or pNumValidBits is null
  *   moxStatusBadArgument        *pNumValidBits below 0
  *   moxStatusNullPointer        pDCTable or pACTable is null
- *   moxStatusCoefficientRange   a code that the table does not know
- *   moxStatusOutOfBuffer        bits of a value are needed behind the marker
- *   moxStatusError              a coefficient more than nine places behind the block
- * After an error *pSrcCurBitPos, *pPrefetchedBits and *pNumValidBits are as they were.
+ *   moxStatusCoefficientRange   a code that is not in the table
+ *   moxStatusOutOfBuffer        bits of a value are needed past the marker
+ *   moxStatusError              a coefficient more than nine places past the block
+ * After the last three *pSrcCurBitPos, *pPrefetchedBits and *pNumValidBits are unchanged.
  */
 MOXJ_API MoxStatus moxiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(
     const Mox8u* pSrc, int32_t* pSrcCurBitPos, Mox16s* pDst, Mox16s* pLastDC, int32_t* pMarker, Mox32u* pPrefetchedBits,
@@ -292,63 +341,93 @@ MOXJ_API MoxStatus moxiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(
 /* ---- Progressive Huffman coding of 8x8 blocks ----------------------------------------------------------------- */
 
 /*
- * One block of one scan of a progressive image (T.81 Annex G). Blocks are 64 coefficients in natural order, row by
- * row. A scan codes the DC coefficients, or a band of AC coefficients: zig-zag positions Ss (1 to 63) to Se (Ss to
- * 63). A first scan codes values without their Al (0 to 13) lowest bits, a refinement scan the bit Al of values
+ * One block of one scan of a progressive image per call (T.81 Annex G). Blocks are 64 coefficients in natural order,
+ * row by row. A scan codes the DC coefficients, or a band of AC coefficients: zig-zag positions Ss (1..63) to Se
+ * (Ss..63). A first scan codes values without their Al (0..13) lowest bits; a refining scan codes bit Al of values
  * whose higher bits are known.
  *
- * The encoders append to a segment as the sequential one does: *pDstCurPos is the index of the next byte in the
- * destination of dstLen bytes, bytes of 0xFF are stuffed, up to 7 bits stay pending in the state. The AC encoders
- * also keep there the end-of-band run (EOBRUN, up to 32767 blocks) and, refining, the correction bits held for it.
- * A call with flush not 0 writes what is pending, fills the last byte with 1-bits and clears the state; it looks
- * at no other argument but the destination, the position, the state and, for AC, the table.
+ * Encoders. As for the sequential one, *pDstCurPos is the index of the next byte in the destination of dstLen bytes,
+ * bytes of 0xFF are stuffed, up to 7 bits stay pending in the state, and bytes from the final position on are never
+ * touched. The AC encoders also keep there the end-of-band run (EOBRUN, up to 32767 blocks) and, refining, its
+ * correction bits. A call with a flush other than 0 codes no block: it writes what is pending, fills the last byte with
+ * 1-bits and initialises the state, also if that fails. Arguments that are checked after the flush may then be null or
+ * out of range.
  *
- * Checks of the encoders, in this order: destination null: moxStatusNullPointer; dstLen below 1: moxStatusBadSize;
- * position, AC table or state null: moxStatusNullPointer; the flush, if asked for; source, last DC null:
- * moxStatusNullPointer; Ss, Se, Al out of range: moxStatusBadArgument; DC table null: moxStatusNullPointer. Then,
- * as they arise: a category above 11 (the last DC is already updated), or an end-of-band run that has no class:
- * moxStatusCoefficientRange; a symbol without a code: moxStatusHuffTable; the destination full, which it also is
- * for a negative position: moxStatusOutOfBuffer. Bytes written before such a failure stay, position, pending bits
- * and run are those of the last code or value that was written whole: the segment is lost. A flush that fails
- * clears the state too.
+ * After an error that coding a block or flushing gives, the segment is lost: bytes written before stay; position,
+ * pending bits and run are those of the last code or value that was written whole.
  */
 
 /*
- * First DC scan (T.81 G.1.2.1): the difference from *pLastDC of the coefficient, shifted right arithmetically by
- * Al. The caller sets *pLastDC to 0 where a scan or restart interval begins; one for each component.
+ * First DC scan (T.81 G.1.2.1): the coefficient shifted right by Al, less *pLastDC. The caller sets *pLastDC, one for
+ * each component, to 0 at the beginning of a scan or restart interval.
+ *   moxStatusNullPointer        pDst is null
+ *   moxStatusBadSize            dstLen below 1
+ *   moxStatusNullPointer        pDstCurPos or pState is null
+ *       flush: moxStatusOutOfBuffer if the destination is full
+ *   moxStatusNullPointer        pSrc or pLastDC is null
+ *   moxStatusBadArgument        Al out of range
+ *   moxStatusNullPointer        pDCTable is null
+ *   moxStatusCoefficientRange   a category above 11; *pLastDC is the block's
+ *   moxStatusHuffTable          a category without a code; *pLastDC is the block's
+ *   moxStatusOutOfBuffer        the destination is full, as it also is if *pDstCurPos is negative
  */
 MOXJ_API MoxStatus moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(
     const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, Mox16s* pLastDC, int32_t Al,
     const MoxEncodeHuffmanSpec* pDCTable, MoxEncodeHuffmanState* pState, int32_t flush);
 
-/* Refining DC scan (T.81 G.1.2.1): bit Al of the coefficient. */
+/*
+ * Refining DC scan (T.81 G.1.2.1): bit Al of the coefficient.
+ *   moxStatusNullPointer   pDst is null
+ *   moxStatusBadSize       dstLen below 1
+ *   moxStatusNullPointer   pDstCurPos or pState is null
+ *       flush: moxStatusOutOfBuffer if the destination is full
+ *   moxStatusNullPointer   pSrc is null
+ *   moxStatusBadArgument   Al out of range
+ *   moxStatusOutOfBuffer   the destination is full, as it also is if *pDstCurPos is negative
+ */
 MOXJ_API MoxStatus moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(
     const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, int32_t Al, MoxEncodeHuffmanState* pState,
     int32_t flush);
 
-/* First AC scan (T.81 G.1.2.2): magnitudes shifted right by Al, in categories 1 to 11. */
+/*
+ * First AC scan (T.81 G.1.2.2): magnitudes shifted right by Al, in categories 1 to 11.
+ *   moxStatusNullPointer        pDst is null
+ *   moxStatusBadSize            dstLen below 1
+ *   moxStatusNullPointer        pDstCurPos, pACTable or pState is null
+ *       flush: moxStatusHuffTable or moxStatusOutOfBuffer as below, writing the run
+ *   moxStatusNullPointer        pSrc is null
+ *   moxStatusBadArgument        Ss, Se or Al out of range
+ *   moxStatusCoefficientRange   a category above 11
+ *   moxStatusHuffTable          a symbol has no code
+ *   moxStatusOutOfBuffer        the destination is full, as it also is if *pDstCurPos is negative
+ */
 MOXJ_API MoxStatus moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(
     const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, int32_t Ss, int32_t Se, int32_t Al,
     const MoxEncodeHuffmanSpec* pACTable, MoxEncodeHuffmanState* pState, int32_t flush);
 
 /*
- * Refining AC scan (T.81 G.1.2.3). A run is written before it holds more than 937 + 63 correction bits; the state
- * has room for 1024.
+ * Refining AC scan (T.81 G.1.2.3). A run is written before it holds more than 937 + 63 correction bits; the state has
+ * room for 1024. The checks of the first AC scan; there is no category.
  */
 MOXJ_API MoxStatus moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(
     const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, int32_t Ss, int32_t Se, int32_t Al,
     const MoxEncodeHuffmanSpec* pACTable, MoxEncodeHuffmanState* pState, int32_t flush);
 
 /*
- * The symbols that the encoders would code for a block, added to 256 counters; nothing clears the counters, and
- * they wrap. The AC forms keep the run and the number of correction bits in an encoder state of their own; flush
- * not 0 counts the pending run and clears that state. A refining DC scan has no symbols.
+ * The symbols that the encoders would code for a block, added to 256 counters. The caller clears the counters first;
+ * they wrap. The AC forms keep the run and the number of correction bits in an encoder state, one that no encoder uses
+ * meanwhile; a flush other than 0 counts the pending run and initialises the state. A refining DC scan has no symbols.
  *
- * Checks, in this order: source, counters or last DC null: moxStatusNullPointer; Al out of range:
- * moxStatusBadArgument; a category above 11 (the last DC is already updated): moxStatusCoefficientRange. For AC:
- * counters or state null: moxStatusNullPointer; the flush, if asked for; source null: moxStatusNullPointer; Ss, Se
- * or Al out of range: moxStatusBadArgument; in first scans a category above 10, one less than can be coded, and in
- * both a run without a class: moxStatusCoefficientRange.
+ * DCFirst:
+ *   moxStatusNullPointer        pSrc, pDCFreq or pLastDC is null
+ *   moxStatusBadArgument        Al out of range
+ *   moxStatusCoefficientRange   a category above 11; *pLastDC is the block's
+ * ACFirst, ACRefine:
+ *   moxStatusNullPointer        pACFreq or pState is null
+ *       flush: no further check
+ *   moxStatusNullPointer        pSrc is null
+ *   moxStatusBadArgument        Ss, Se or Al out of range
+ *   moxStatusCoefficientRange   ACFirst: a category above 10, one less than can be coded
  */
 MOXJ_API MoxStatus
 moxiGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(const Mox16s* pSrc, int32_t pDCFreq[256], Mox16s* pLastDC, int32_t Al);
@@ -360,42 +439,71 @@ MOXJ_API MoxStatus moxiGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(
     int32_t flush);
 
 /*
- * The decoders (T.81 G.2) add one scan to a block; they never clear it. *pSrcCurPos is the index of the next byte
- * to load; the bits loaded ahead, at most 32, and the end-of-band run are in the state, which is initialised anew
- * for each scan and restart interval. The code of a marker that ends the data is stored in *pMarker, the position
- * then lies behind it, nothing more is loaded until the caller clears *pMarker, and the call that met the marker
- * gives moxStatusMarkerMet if the bits held were enough for its block.
+ * Decoders (T.81 G.2). Each adds one scan to a block and never clears it: the caller clears all blocks before the first
+ * scan. *pSrcCurPos is the index of the next byte to load. The bits loaded and not used, at most 32, and the
+ * end-of-band run are in the state, which the caller initialises at the beginning of each scan and restart interval.
+ * The code of a marker that ends the data is stored in *pMarker, the position is then after it, and nothing more is
+ * loaded until the caller sets *pMarker to 0. The call that met the marker gives moxStatusMarkerMet if the bits held
+ * were enough for its block.
  *
- * Checks, in this order: source null: moxStatusNullPointer; srcLen below 1 (an empty source, too, which the
- * sequential decoder takes): moxStatusBadSize; position, destination, last DC or marker null:
- * moxStatusNullPointer; Ss, Se, Al out of range: moxStatusBadArgument; table or state null: moxStatusNullPointer;
- * *pSrcCurPos below 0: moxStatusBadArgument. Then moxStatusOutOfBuffer when bits are needed beyond the source's
- * end or beyond a marker. On an error the block holds what was decoded so far; position, marker and state say how
- * far the data has been used.
+ * An empty source (srcLen 0), which the sequential decoder takes, is an error. After moxStatusOutOfBuffer or
+ * moxStatusError the block holds what was decoded so far, and position, marker and state say how far the data have been
+ * used.
  */
 
-/* First DC scan: a difference, added to *pLastDC with 16-bit wrap-around, and shifted left by Al into coefficient 0. */
+/*
+ * First DC scan: a difference, added to *pLastDC with 16-bit wrap-around; the sum shifted left by Al is stored as
+ * coefficient 0.
+ *   moxStatusNullPointer   pSrc is null
+ *   moxStatusBadSize       srcLen below 1
+ *   moxStatusNullPointer   pSrcCurPos, pDst, pLastDC or pMarker is null
+ *   moxStatusBadArgument   Al out of range
+ *   moxStatusNullPointer   pDCTable or pState is null
+ *   moxStatusBadArgument   *pSrcCurPos below 0
+ *   moxStatusOutOfBuffer   bits are needed past the end of the source or a marker
+ *   moxStatusMarkerMet     success; this call met the marker
+ */
 MOXJ_API MoxStatus moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(
     const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, Mox16s* pLastDC, int32_t* pMarker, int32_t Al,
     const MoxDecodeHuffmanSpec* pDCTable, MoxDecodeHuffmanState* pState);
 
-/* Refining DC scan: one bit, which sets bit Al of coefficient 0. No byte is loaded while the state holds a bit. */
+/*
+ * Refining DC scan: one bit, which sets bit Al of coefficient 0. No byte is loaded while the state holds a bit.
+ *   moxStatusNullPointer   pSrc is null
+ *   moxStatusBadSize       srcLen below 1
+ *   moxStatusNullPointer   pSrcCurPos, pDst or pMarker is null
+ *   moxStatusBadArgument   Al out of range
+ *   moxStatusNullPointer   pState is null
+ *   moxStatusBadArgument   *pSrcCurPos below 0
+ *   moxStatusOutOfBuffer   a bit is needed past the end of the source or a marker
+ *   moxStatusMarkerMet     success; this call met the marker
+ */
 MOXJ_API MoxStatus moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(
     const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, int32_t* pMarker, int32_t Al,
     MoxDecodeHuffmanState* pState);
 
 /*
  * First AC scan (T.81 G.2.2). Inside an end-of-band run only the run's count in the state changes. In damaged data
- * a coefficient may lie behind the band: it is stored where it belongs, up to nine places behind the block in
- * coefficient 63, further on not at all (moxStatusError), as in the sequential decoder.
+ * a coefficient may lie past the band: it is stored where it belongs, up to nine places past the block as coefficient
+ * 63, further on not at all (moxStatusError), as in the sequential decoder.
+ *   moxStatusNullPointer   pSrc is null
+ *   moxStatusBadSize       srcLen below 1
+ *   moxStatusNullPointer   pSrcCurPos, pDst or pMarker is null
+ *   moxStatusBadArgument   Ss, Se or Al out of range
+ *   moxStatusNullPointer   pACTable or pState is null
+ *   moxStatusBadArgument   *pSrcCurPos below 0
+ *   moxStatusOutOfBuffer   bits are needed past the end of the source or a marker
+ *   moxStatusError         a coefficient more than nine places past the block
+ *   moxStatusMarkerMet     success; this call met the marker
  */
 MOXJ_API MoxStatus moxiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(
     const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, int32_t* pMarker, int32_t Ss, int32_t Se,
     int32_t Al, const MoxDecodeHuffmanSpec* pACTable, MoxDecodeHuffmanState* pState);
 
 /*
- * Refining AC scan (T.81 G.2.3). In damaged data: any size but 0 counts as 1, a new coefficient for which the band
- * has no place is dropped, and a run whose correction bits run out stays as it is.
+ * Refining AC scan (T.81 G.2.3). In damaged data any size but 0 counts as 1, a new coefficient for which the band has
+ * no place is dropped, and a run whose correction bits run out stays as it is. The checks of the first AC scan, without
+ * moxStatusError.
  */
 MOXJ_API MoxStatus moxiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(
     const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, int32_t* pMarker, int32_t Ss, int32_t Se,
@@ -405,12 +513,13 @@ MOXJ_API MoxStatus moxiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(
 
 /*
  * The table of a DHT segment that codes symbols of the given frequencies in the fewest bits, in codes of at most
- * 16 bits of which none is all ones (T.81 K.2, figures K.1 to K.4). pFreq: one count a symbol; pBits: the number
- * of codes of lengths 1 to 16; pHuffVal: the symbols of frequency above 0, no further entries are written.
- * Frequencies and their sums are held to 0 .. 1000000000. Without any frequency above 0 all counts are 0.
- *
- * Errors, in this order: a pointer null: moxStatusNullPointer; a code of more than 32 bits before lengths are
- * limited, for which frequencies must grow as the Fibonacci numbers do: moxStatusHuffTable.
+ * 16 bits of which none is all ones (T.81 K.2, figures K.1 to K.4). pFreq: one count per symbol; pBits: the number
+ * of codes of each length from 1 to 16; pHuffVal: the symbols of frequency above 0, at most 256; no further bytes are
+ * written. Frequencies and their sums are clamped to 0..1000000000. Without any frequency above 0 all lengths have 0
+ * codes.
+ *   moxStatusNullPointer   a pointer is null
+ *   moxStatusHuffTable     a code of more than 32 bits before lengths are limited, which needs frequencies that grow
+ *                          like the Fibonacci numbers
  */
 MOXJ_API MoxStatus moxiEncodeHuffmanRawTableInit_JPEG_8u(const int32_t pFreq[256], Mox8u pBits[16], Mox8u* pHuffVal);
 
@@ -419,28 +528,27 @@ MOXJ_API MoxStatus moxiEncodeHuffmanRawTableInit_JPEG_8u(const int32_t pFreq[256
 /*
  * Rows of samples and of differences are plain arrays of `width` signed 16-bit elements, one component each. Samples of
  * more than 15 bits are their 16-bit patterns: all sums are taken modulo 65536. Source and destination rows must not
- * overlap. The caller goes from row to row, keeps the row above (of the source when coding, as it was rebuilt when
- * decoding) and shifts the samples by the point transform Pt (T.81 H.1.2.1: right ahead of the prediction, left behind it).
- * A first row is that of a scan and of every restart interval.
+ * overlap. The caller goes from row to row, keeps the row above (of the source when coding, of the reconstruction when
+ * decoding) and shifts the samples by the point transform Pt (T.81 H.1.2.1: right before the prediction, left after the
+ * reconstruction). The first-row functions are for the first row of a scan and of every restart interval.
  *
  * Predictors (T.81 table H.1), of Ra to the left, Rb above and Rc above Ra:
  *   1  Ra    2  Rb    3  Rc    4  Ra + Rb - Rc    5  Ra + ((Rb - Rc) >> 1)    6  Rb + ((Ra - Rc) >> 1)
  *   7  (Ra + Rb) >> 1
- * The first column is always predicted by Rb. The halves of 5, 6 and 7 are those of signed values, rounded down: with
- * samples above 32767 they differ from those of a decoder that takes samples as unsigned (Ra 0x8000 and Rb 0 give
- * 0xC000 by predictor 7).
+ * The first column is always predicted by Rb. The halves of 5, 6 and 7 are those of signed values: with samples above
+ * 32767 they differ from those of a decoder that takes samples as unsigned (Ra 0x8000 and Rb 0 give 0xC000 by
+ * predictor 7). Both directions here predict alike, so that every row is restored exactly.
  *
- * Both directions predict alike, so that every row is restored exactly.
- *
- * Checks of the four functions on rows, in this order: any pointer null (moxStatusNullPointer), width below 1
- * (moxStatusBadSize), then for a first row P outside 2..16 or Pt below 0, for others a predictor outside 1..7
- * (moxStatusBadArgument).
+ * Checks of the four functions on rows, in this order:
+ *   moxStatusNullPointer   a pointer is null
+ *   moxStatusBadSize       width below 1
+ *   moxStatusBadArgument   first rows: P outside 2..16 or Pt below 0; other rows: a predictor outside 1..7
  */
 
 /*
- * Differences of a first row: pSrc[0] - 2^(P - Pt - 1), then each sample less the one to its left. P is the precision of
- * the samples ahead of the point transform. The exponent is taken modulo 32 and Pt not held below P: a Pt from P on is
- * accepted and predicts the first sample by a power of two that means nothing.
+ * Differences of a first row: pSrc[0] - 2^(P - Pt - 1), then each sample minus the one to its left. P is the precision
+ * of the samples before the point transform. Pt is not limited by P: the exponent is taken modulo 32, so that from
+ * Pt = P on the first sample is predicted by a meaningless power of two.
  */
 MOXJ_API MoxStatus
 moxiDiffPredFirstRow_JPEG_16s_C1(const Mox16s* pSrc, Mox16s* pDst, int32_t width, int32_t P, int32_t Pt);
@@ -459,17 +567,18 @@ MOXJ_API MoxStatus moxiReconstructPredRow_JPEG_16s_C1(
 
 /*
  * Appends one difference to an entropy-coded segment (T.81 H.1.2.2): the code of its category, 0 to 16, and the bits of
- * its value, as the sequential encoder codes a DC difference; the difference 32768 (-32768) is category 16, which no value
- * bits follow. pDst, dstLen, pDstCurPos and pState are those of moxiEncodeHuffman8x8_JPEG_16s1u_C1: dstLen bytes in all,
- * *pDstCurPos the index of the next one, bits that fill no byte wait in the state, a byte of 0xFF is followed by 0x00.
+ * its value, as the sequential encoder codes a DC difference; the difference 32768 (-32768) is category 16, without
+ * value bits. pDst, dstLen, pDstCurPos and pState are those of moxiEncodeHuffman8x8_JPEG_16s1u_C1: dstLen bytes in all,
+ * *pDstCurPos the index of the next one, bits that do not fill a byte stay in the state, a byte of 0xFF is followed by
+ * 0x00, bytes from the final position on are never touched.
  *
- * With flush other than 0 the pending bits are completed with 1-bits to a byte (as many of seven as it takes), and the
- * state is cleared; pSrc and pTable are not looked at and may be null.
+ * If flush is not 0, the pending bits are completed with 1-bits to a byte and written, and the state is initialised;
+ * pSrc and pTable may be null.
  *
- * A full destination and a category without a code are NOT reported: the call returns moxStatusOk, the bytes that fitted
- * are written, and of the code and of the value bits what failed is not in the state; value bits are left out where the
- * code failed. A difference takes at most 8 bytes and a flush 2: a destination with as much room behind *pDstCurPos
- * cannot fill up.
+ * A full destination and a category without a code are NOT reported: the call returns moxStatusOk, the bytes that
+ * fitted are written, and a code or value that failed leaves no bits in the state; value bits are left out where the
+ * code failed. A difference takes at most 8 bytes and a flush 2: with as much room after *pDstCurPos the destination
+ * cannot become full.
  *
  *   moxStatusNullPointer   pDst is null
  *   moxStatusBadSize       dstLen below 1
@@ -481,25 +590,24 @@ MOXJ_API MoxStatus moxiEncodeHuffmanOne_JPEG_16s1u_C1(
     MoxEncodeHuffmanState* pState, int32_t flush);
 
 /*
- * Decodes one difference (T.81 H.2.2) as the sequential decoder decodes a DC difference: srcLen, pSrcCurPos, pMarker and
- * pState are those of moxiDecodeHuffman8x8_JPEG_1u16s_C1. Category 16, and any symbol above it, gives -32768 and takes no
- * value bits; a code of no length gives 0. A position outside 0..srcLen has no bytes behind it.
- *
- * Returns moxStatusMarkerMet, a notice, where the bytes loaded by this call ended at a marker; *pDst is valid then.
+ * Decodes one difference (T.81 H.2.2) as the sequential decoder decodes a DC difference: srcLen, pSrcCurPos, pMarker
+ * and pState are those of moxiDecodeHuffman8x8_JPEG_1u16s_C1. Category 16, and any symbol above it, gives -32768 and
+ * takes no value bits; a code that is not in the table gives 0. At a position outside 0..srcLen there are no bytes to
+ * load.
  *
  *   moxStatusNullPointer   pSrc is null
  *   moxStatusBadArgument   srcLen below 0
  *   moxStatusNullPointer   pSrcCurPos, pDst, pMarker, pTable or pState is null
- *   moxStatusOutOfBuffer   the bits run out; *pDst is as it was, position, marker and state are where reading stopped
+ *   moxStatusOutOfBuffer   the bits run out; *pDst is unchanged, position, marker and state are where reading stopped
+ *   moxStatusMarkerMet     success; this call met the marker
  */
 MOXJ_API MoxStatus moxiDecodeHuffmanOne_JPEG_1u16s_C1(
     const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, int32_t* pMarker,
     const MoxDecodeHuffmanSpec* pTable, MoxDecodeHuffmanState* pState);
 
 /*
- * Counts the category of a difference: adds 1 to one of pFreq[0] to pFreq[16], which are never cleared and wrap. 256
- * counters, as table builders take them; the others are not touched.
- *
+ * Counts the category of a difference: adds 1 to one of pFreq[0] to pFreq[16], which the caller clears first and which
+ * wrap. pFreq has 256 counters, as the table builder takes them; the others are not touched.
  *   moxStatusNullPointer   pSrc or pFreq is null
  *   moxStatusOutOfRange    a category above 16, which no 16-bit difference has
  */
@@ -509,7 +617,7 @@ MOXJ_API MoxStatus moxiGetHuffmanStatisticsOne_JPEG_16s_C1(const Mox16s* pSrc, i
 
 /*
  * Three kinds of table, 64 entries each:
- *   raw       steps 1 to 255 as 8-bit values in the zig-zag order of a DQT segment (T.81 B.2.4.1, A.3.6); 0 is no step
+ *   raw       steps 1 to 255 as 8-bit values in the zig-zag order of a DQT segment (T.81 B.2.4.1, A.3.6); 0 is invalid
  *   forward   reciprocals of the steps, about 32768 / step, as 16-bit values in natural (row-major) order
  *   inverse   the steps as 16-bit values in natural order
  *
@@ -517,15 +625,15 @@ MOXJ_API MoxStatus moxiGetHuffmanStatisticsOne_JPEG_16s_C1(const Mox16s* pSrc, i
  * make: every 16-bit value has its meaning, so that 16-bit steps can be put into an inverse table directly. Blocks are
  * 64 signed 16-bit coefficients in natural order: index 8 * row + column, 0 the DC coefficient.
  *
- * Checks of all five functions: any pointer null, moxStatusNullPointer; there are no others.
+ * The only check of all five functions: a pointer is null, moxStatusNullPointer.
  */
 
 /*
  * Scales the steps of a raw table in place for a quality, 1 (coarsest) to 100 (every step 1):
  *   percent = quality < 50 ? 5000 / quality : 200 - 2 * quality
- *   step    = (step * percent + 50) / 100, then limited to 1..255
- * with integer divisions that truncate. 50 leaves the table as it is (a step of 0 becomes 1). Qualities above 100 and
- * below 0 make every step 1. Quality 0 is not checked for: the division by it is undefined.
+ *   step    = (step * percent + 50) / 100, then clamped to 1..255
+ * with integer divisions that truncate. 50 leaves the table unchanged (a step of 0 becomes 1). Qualities above 100 and
+ * below 0 make every step 1. Quality 0 is not checked for: it divides by zero, which is undefined.
  */
 MOXJ_API MoxStatus moxiQuantFwdRawTableInit_JPEG_8u(Mox8u* pRawTable, int32_t quality);
 
@@ -546,7 +654,7 @@ MOXJ_API MoxStatus moxiQuantInvTableInit_JPEG_8u16u(const Mox8u* pRawTable, Mox1
  *   d = (8 c * (r >> 1)) >> 16, with 8 c in 16 bits
  *   c = (d + 1) >> 1
  * so that halves go up (24 by a step of 16 gives 2, -24 gives -1), coefficients of magnitude 4096 and above wrap, and
- * the lowest bit of a reciprocal is not used. The quantisation inside the DCT functions is another one.
+ * the lowest bit of a reciprocal is not used. The quantisation inside the DCT functions differs.
  */
 MOXJ_API MoxStatus moxiQuantFwd8x8_JPEG_16s_C1I(Mox16s* pSrcDst, const Mox16u* pFwdTable);
 
@@ -557,23 +665,25 @@ MOXJ_API MoxStatus moxiQuantInv8x8_JPEG_16s_C1I(Mox16s* pSrcDst, const Mox16u* p
 
 /*
  * The DCT of T.81 A.3.3 and its inverse on blocks of 64 signed 16-bit values in natural order, with the quantisation
- * (T.81 A.3.4) by the tables of the section above: a constant block of samples v has a DC coefficient of 8 v ahead of
- * its quantisation. The LS functions take samples from a region of 8 by 8 unsigned pixels, and put them there, with the
+ * (T.81 A.3.4) by the tables of the section above: a constant block of samples v has a DC coefficient of 8 v before
+ * quantisation. The LS functions take samples from a region of 8 by 8 unsigned pixels, or store them there, with the
  * level shift by 128 (T.81 A.3.1).
  *
- * The transforms are fixed-point ones, and their results are the same on every processor. For 8-bit samples results are
- * within 0.75 of the exact transform, with a mean square error of 0.085 (a rounded exact result has 0.5 and 0.083). Far
- * larger values are allowed: they saturate or wrap at defined places. Coefficients ahead of quantisation are always
- * within -2048 and 2047, samples of the inverse transform within -1024 and 1023.
+ * The transforms work in fixed point. For 8-bit samples results are within 0.75 of the exact transform, with a mean
+ * square error of 0.085 (a rounded exact result has 0.5 and 0.083). Far larger values are allowed: they saturate or
+ * wrap at defined places. Coefficients before quantisation are always within -2048..2047, samples of the inverse
+ * transform within -1024..1023.
  *
  * Forward quantisation: c * r / 32768 to the nearest integer, halves to the even one, for all reciprocals from 0 to
- * 65535. It differs from moxiQuantFwd8x8_JPEG_16s_C1I, which rounds halves up and wraps: the same coefficients and table
- * can give other results there.
- * Dequantisation: as moxiQuantInv8x8_JPEG_16s_C1I.
+ * 65535. It differs from moxiQuantFwd8x8_JPEG_16s_C1I, which rounds halves up and wraps: the same coefficients and
+ * table can give other results there. Dequantisation: as moxiQuantInv8x8_JPEG_16s_C1I.
  *
- * Checks of the functions without LS: any pointer null, moxStatusNullPointer.
- * Checks of the LS functions, in this order: source or destination null (moxStatusNullPointer), step below 1
- * (moxStatusBadStep), table null (moxStatusNullPointer).
+ * Checks of the functions without LS:
+ *   moxStatusNullPointer   a pointer is null
+ * Checks of the LS functions, in this order:
+ *   moxStatusNullPointer   pSrc or pDst is null
+ *   moxStatusBadStep       the step is below 1
+ *   moxStatusNullPointer   the table is null
  */
 
 /* Samples to quantised coefficients. pSrc and pDst may be the same block. */
@@ -584,13 +694,13 @@ MOXJ_API MoxStatus moxiDCTQuantFwd8x8_JPEG_16s_C1I(Mox16s* pSrcDst, const Mox16u
 MOXJ_API MoxStatus
 moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(const Mox8u* pSrc, int32_t srcStep, Mox16s* pDst, const Mox16u* pFwdTable);
 
-/* Quantised coefficients to samples, without a limit to 8 bits. pSrc and pDst may be the same block. */
+/* Quantised coefficients to samples, not limited to 8 bits. pSrc and pDst may be the same block. */
 MOXJ_API MoxStatus moxiDCTQuantInv8x8_JPEG_16s_C1(const Mox16s* pSrc, Mox16s* pDst, const Mox16u* pInvTable);
 MOXJ_API MoxStatus moxiDCTQuantInv8x8_JPEG_16s_C1I(Mox16s* pSrcDst, const Mox16u* pInvTable);
 
 /*
- * Quantised coefficients to a region of 8 by 8 pixels, its rows dstStep bytes apart: samples plus 128, limited to 0..255.
- * Rows are written from the first to the last, so that with a step below 8 the later ones remain.
+ * Quantised coefficients to a region of 8 by 8 pixels, its rows dstStep bytes apart: samples plus 128, clamped to
+ * 0..255. Rows are written from the first to the last; with a step below 8 the later ones overwrite the earlier.
  */
 MOXJ_API MoxStatus
 moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(const Mox16s* pSrc, Mox8u* pDst, int32_t dstStep, const Mox16u* pInvTable);
@@ -601,92 +711,157 @@ moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(const Mox16s* pSrc, Mox8u* pDst, int32_t dst
  * The level shift between unsigned 8-bit samples and signed values (T.81 A.3.1) of a region, for coders that
  * transform blocks of 16-bit values. roiSize counts elements, steps count bytes. Rows are shared among threads.
  *
- * Checks, in this order: pSrc (moxStatusNullPointer), srcStep (moxStatusBadStep), pDst (moxStatusNullPointer),
- * dstStep (moxStatusBadStep), width, then height (moxStatusBadSize).
+ * Checks, in this order:
+ *   moxStatusNullPointer   pSrc is null
+ *   moxStatusBadStep       srcStep below 1
+ *   moxStatusNullPointer   pDst is null
+ *   moxStatusBadStep       dstStep below 1
+ *   moxStatusBadSize       width or height below 1
  */
 
 /* dst = src - 128 */
 MOXJ_API MoxStatus
 moxiSub128_JPEG_8u16s_C1R(const Mox8u* pSrc, int32_t srcStep, Mox16s* pDst, int32_t dstStep, MoxRoiSize roiSize);
 
-/* dst = src + 128, held to 0 .. 255 */
+/* dst = src + 128, clamped to 0..255 */
 MOXJ_API MoxStatus
 moxiAdd128_JPEG_16s8u_C1R(const Mox16s* pSrc, int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
 
 /* ---- Colour conversion ---------------------------------------------------------------------------------------- */
 
+/*
+ * Regions of RGB pixels to YCbCr (JFIF) and of CMYK pixels to YCCK, and back. Planes are in the order Y, Cb, Cr (, K);
+ * R, G, B; C, M, Y, K. All planes of an array share one row step. Pixels that are not planes:
+ *
+ *   RGB, BGR, CMYK   3 or 4 bytes in the order of the name
+ *   RGB555           a 16-bit word: red in bits 0..4, green in 5..9, blue in 10..14
+ *   BGR555           a 16-bit word: blue in bits 0..4, green in 5..9, red in 10..14
+ *   RGB565           a 16-bit word: red in bits 0..4, green in 5..10, blue in 11..15
+ *   BGR565           a 16-bit word: blue in bits 0..4, green in 5..10, red in 11..15
+ *
+ * Words have the byte order of the machine. Bit 15 of a 555 word is ignored when read and 0 when written. A field v
+ * becomes a sample by repeating its upper bits: v << 3 | v >> 2 (5 bits), v << 2 | v >> 4 (6 bits). A sample becomes
+ * the field whose sample is nearest, the larger of two that are equally near.
+ *
+ * Each row is cut into groups of four columns from its start; the up to three columns left are its tail. Groups and
+ * tails have weights of their own, and the same colour can give results that differ by 1. Grey stays grey exactly. Each
+ * result is clamped to 0..255.
+ *
+ * To YCbCr, bytes:
+ *   groups     Y  = (9798 R + 19235 G + 3736 B + 16266) >> 15     from RGB or BGR pixels (C3)
+ *              Y  = (19595 R + 38470 G + 7471 B + 32768) >> 16    from planes, and from CMYK
+ *              Cb = (-5529 R - 10855 G + 16384 B + 4210688) >> 15
+ *              Cr = (16384 R - 13720 G - 2664 B + 4210704) >> 15
+ *   tails      Y  = (19595 R + 38470 G + 7471 B + 32768) >> 16
+ *              Cb = (-11059 R - 21709 G + 32768 B + 8421375) >> 16
+ *              Cr = (32768 R - 27439 G - 5329 B + 8421375) >> 16
+ * To YCbCr, words, all columns:
+ *              Y  = (4899 R + 9617 G + 1868 B + 8192) >> 14
+ *              Cb = (-2764 R - 5428 G + 8192 B + 2105344) >> 14
+ *              Cr = (8192 R - 6860 G - 1332 B + 2105344) >> 14
+ * From YCbCr, bytes and words:
+ *   groups     R  = Y + ((22970 Cr - 2932015) >> 14)
+ *              G  = Y - ((5638 Cb + 11700 Cr - 2211182) >> 14)
+ *              B  = Y + ((29032 Cb - 3708561) >> 14)
+ *   tails      R  = Y + ((91881 (Cr - 128) + 32768) >> 16)
+ *              G  = Y + ((-22554 (Cb - 128) - 46802 (Cr - 128) + 32768) >> 16)
+ *              B  = Y + ((116130 (Cb - 128) + 32768) >> 16)
+ * CMYK: 255 - C, 255 - M and 255 - Y take the places of R, G and B, both ways; K is copied.
+ *
+ * Checks, in this order:
+ *   moxStatusNullPointer   pSrc or pDst is null
+ *   moxStatusNullPointer   a plane pointer in pSrc or pDst is null
+ *   moxStatusBadStep       srcStep or dstStep below 1
+ *   moxStatusBadSize       width or height below 1
+ *
+ * Rows are shared among threads, but not those of the packed words.
+ */
+
+/* To Y, Cb, Cr: from interleaved pixels, from planes, from packed words. */
+MOXJ_API MoxStatus moxiRGBToYCbCr_JPEG_8u_C3P3R(
+    const Mox8u* pSrc, int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus moxiBGRToYCbCr_JPEG_8u_C3P3R(
+    const Mox8u* pSrc, int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus moxiRGBToYCbCr_JPEG_8u_P3R(
+    const Mox8u* const pSrc[3], int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus moxiRGB555ToYCbCr_JPEG_16u8u_C3P3R(
+    const Mox16u* pSrc, int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep, MoxRoiSize roiSize);
 MOXJ_API MoxStatus moxiBGR555ToYCbCr_JPEG_16u8u_C3P3R(
+    const Mox16u* pSrc, int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus moxiRGB565ToYCbCr_JPEG_16u8u_C3P3R(
     const Mox16u* pSrc, int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep, MoxRoiSize roiSize);
 MOXJ_API MoxStatus moxiBGR565ToYCbCr_JPEG_16u8u_C3P3R(
     const Mox16u* pSrc, int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus moxiBGRToYCbCr_JPEG_8u_C3P3R(
-    const Mox8u* pSrc, int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep, MoxRoiSize roiSize);
+
+/* To Y alone: the Y of the functions above. */
+MOXJ_API MoxStatus
+moxiRGBToY_JPEG_8u_C3C1R(const Mox8u* pSrc, int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
 MOXJ_API MoxStatus
 moxiBGRToY_JPEG_8u_C3C1R(const Mox8u* pSrc, int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus
+moxiRGBToY_JPEG_8u_P3C1R(const Mox8u* const pSrc[3], int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
+
+/* To Y, Cb, Cr, K. */
 MOXJ_API MoxStatus moxiCMYKToYCCK_JPEG_8u_C4P4R(
     const Mox8u* pSrc, int32_t srcStep, Mox8u* const pDst[4], int32_t dstStep, MoxRoiSize roiSize);
 MOXJ_API MoxStatus moxiCMYKToYCCK_JPEG_8u_P4R(
     const Mox8u* const pSrc[4], int32_t srcStep, Mox8u* const pDst[4], int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus moxiRGB555ToYCbCr_JPEG_16u8u_C3P3R(
-    const Mox16u* pSrc, int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus moxiRGB565ToYCbCr_JPEG_16u8u_C3P3R(
-    const Mox16u* pSrc, int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus moxiRGBToYCbCr_JPEG_8u_C3P3R(
-    const Mox8u* pSrc, int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus moxiRGBToYCbCr_JPEG_8u_P3R(
+
+/* From Y, Cb, Cr: to interleaved pixels, to planes, to packed words. */
+MOXJ_API MoxStatus moxiYCbCrToRGB_JPEG_8u_P3C3R(
+    const Mox8u* const pSrc[3], int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus moxiYCbCrToBGR_JPEG_8u_P3C3R(
+    const Mox8u* const pSrc[3], int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus moxiYCbCrToRGB_JPEG_8u_P3R(
     const Mox8u* const pSrc[3], int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus
-moxiRGBToY_JPEG_8u_C3C1R(const Mox8u* pSrc, int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus
-moxiRGBToY_JPEG_8u_P3C1R(const Mox8u* const pSrc[3], int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus moxiYCbCrToRGB555_JPEG_8u16u_P3C3R(
+    const Mox8u* const pSrc[3], int32_t srcStep, Mox16u* pDst, int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus moxiYCbCrToBGR555_JPEG_8u16u_P3C3R(
+    const Mox8u* const pSrc[3], int32_t srcStep, Mox16u* pDst, int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus moxiYCbCrToRGB565_JPEG_8u16u_P3C3R(
+    const Mox8u* const pSrc[3], int32_t srcStep, Mox16u* pDst, int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus moxiYCbCrToBGR565_JPEG_8u16u_P3C3R(
+    const Mox8u* const pSrc[3], int32_t srcStep, Mox16u* pDst, int32_t dstStep, MoxRoiSize roiSize);
+
+/* From Y, Cb, Cr, K. */
 MOXJ_API MoxStatus moxiYCCKToCMYK_JPEG_8u_P4C4R(
     const Mox8u* const pSrc[4], int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
 MOXJ_API MoxStatus moxiYCCKToCMYK_JPEG_8u_P4R(
     const Mox8u* const pSrc[4], int32_t srcStep, Mox8u* const pDst[4], int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus moxiYCbCrToBGR555_JPEG_8u16u_P3C3R(
-    const Mox8u* const pSrc[3], int32_t srcStep, Mox16u* pDst, int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus moxiYCbCrToBGR565_JPEG_8u16u_P3C3R(
-    const Mox8u* const pSrc[3], int32_t srcStep, Mox16u* pDst, int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus moxiYCbCrToBGR_JPEG_8u_P3C3R(
-    const Mox8u* const pSrc[3], int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus moxiYCbCrToRGB555_JPEG_8u16u_P3C3R(
-    const Mox8u* const pSrc[3], int32_t srcStep, Mox16u* pDst, int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus moxiYCbCrToRGB565_JPEG_8u16u_P3C3R(
-    const Mox8u* const pSrc[3], int32_t srcStep, Mox16u* pDst, int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus moxiYCbCrToRGB_JPEG_8u_P3C3R(
-    const Mox8u* const pSrc[3], int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus moxiYCbCrToRGB_JPEG_8u_P3R(
-    const Mox8u* const pSrc[3], int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep, MoxRoiSize roiSize);
 
 /* ---- Chroma sampling ------------------------------------------------------------------------------------------ */
 
 /*
  * Down- and up-sampling of one plane of 8-bit samples by two horizontally (H2V1) or by two in both directions
  * (H2V2), as JPEG coders do with chroma. T.81 A.1 gives the relation of the sizes and leaves the filters open;
- * these take the chroma samples to lie midway between luma samples (JFIF).
+ * here chroma samples lie midway between luma samples (JFIF).
  *
  * There are two families, and they round differently:
- *   - regions (..._C1R) go by rows and steps, find the border in memory, and share their rows among threads;
+ *   - regions (..._C1R) have rows and steps, read their border from memory, and share their rows among threads;
  *   - rows (...Row..._C1) make one output row, need no border, and alternate the rounding of down-sampled samples.
  *
- * Regions. The size of the destination says all that is done. The source's size is checked but limits nothing: the
- * caller sees to it that the source holds what the destination needs, W x H being the destination's size.
+ * Regions. The size of the destination determines all work. The size of the source is checked but limits nothing: the
+ * caller ensures that the source holds what the destination needs. For a destination of W x H that is
  *
  *   DownH2V1   2 W columns, H rows
  *   DownH2V2   2 W columns, 2 H rows
- *   UpH2V1     ceil(W / 2) columns, H rows; also the sample before each row and, at an even W, the one behind it
+ *   UpH2V1     ceil(W / 2) columns, H rows; also the sample before each row and, if W is even, the one after it
  *   UpH2V2     ceil(W / 2) columns, ceil(H / 2) rows; the samples beside them as for UpH2V1; also the row above
- *              and, at an even H, the row below, with the samples beside these rows
+ *              and, if H is even, the row below, with the samples beside these rows
  *
- * pSrc points to the first of these columns and rows. What lies beside them is ordinarily the rest of the plane; at
- * its edges the caller has made room there and copied the outermost samples (or whatever the decoder is to see)
- * into it. Nothing else is read.
+ * pSrc points to the first of these columns and rows. Beside them usually lies the rest of the plane; at its edges the
+ * caller has allocated room and filled it, usually with copies of the outermost samples. Nothing else is read.
  *
- * Checks of the regions, in this order: pSrc (moxStatusNullPointer), srcStep (moxStatusBadStep), width, then height
- * of srcRoiSize (moxStatusBadSize), pDst (moxStatusNullPointer), dstStep (moxStatusBadStep), width, then height of
- * dstRoiSize (moxStatusBadSize).
- *
- * Checks of the rows, in this order: all pointers (moxStatusNullPointer), srcWidth (moxStatusBadSize).
+ * Checks of the regions, in this order:
+ *   moxStatusNullPointer   pSrc is null
+ *   moxStatusBadStep       srcStep below 1
+ *   moxStatusBadSize       width or height of srcRoiSize below 1
+ *   moxStatusNullPointer   pDst is null
+ *   moxStatusBadStep       dstStep below 1
+ *   moxStatusBadSize       width or height of dstRoiSize below 1
+ * Checks of the rows, in this order:
+ *   moxStatusNullPointer   a pointer is null
+ *   moxStatusBadSize       srcWidth below 1
  *
  * Below, s is a source row, d a row of the destination, k counts from 0.
  */
@@ -715,17 +890,17 @@ MOXJ_API MoxStatus moxiSampleUpH2V1_JPEG_8u_C1R(
  * The triangle filter in both directions: of the column sums c[k] = 3 near[k] + far[k],
  *   d[2k]   = (3 c[k] + c[k-1] + 8) >> 4
  *   d[2k+1] = (3 c[k] + c[k+1] + 7) >> 4.
- * For row i the nearer source row is floor(i / 2); the farther one is the row above that for an even i, the row
- * below for an odd i. An odd width ends with d[2k].
+ * For row i the nearer source row is floor(i / 2); the farther one is the row above that if i is even, the row
+ * below if i is odd. An odd width ends with d[2k].
  */
 MOXJ_API MoxStatus moxiSampleUpH2V2_JPEG_8u_C1R(
     const Mox8u* pSrc, int32_t srcStep, MoxRoiSize srcRoiSize, Mox8u* pDst, int32_t dstStep, MoxRoiSize dstRoiSize);
 
 /*
  * Box filters that write srcWidth / 2 samples:
- *   H2V1: d[k] = (s[2k] + s[2k+1] + bias) >> 1, the biases 0 and 1 by turns;
- *   H2V2: d[k] = (a[2k] + a[2k+1] + b[2k] + b[2k+1] + bias) >> 2, the biases 1 and 2 by turns; a is pSrc1, the
- *         upper row.
+ *   H2V1: d[k] = (s[2k] + s[2k+1] + bias) >> 1, the bias alternating between 0 and 1;
+ *   H2V2: d[k] = (a[2k] + a[2k+1] + b[2k] + b[2k+1] + bias) >> 2, the bias alternating between 1 and 2; a is pSrc1,
+ *         the upper row.
  * From 16 samples on, d[0] takes the lower bias. Shorter rows end with the lower bias, so that d[0] takes the upper
  * one where the number of outputs is even (srcWidth 4, 8 and 12). The addresses of the rows make no difference.
  *
@@ -736,9 +911,9 @@ MOXJ_API MoxStatus
 moxiSampleDownRowH2V2_Box_JPEG_8u_C1(const Mox8u* pSrc1, const Mox8u* pSrc2, int32_t srcWidth, Mox8u* pDst);
 
 /*
- * The triangle filters of the regions, writing 2 srcWidth samples; in place of the sample before the first and the
- * one behind the last they take the first and the last again. pSrc1 is the nearer row, pSrc2 the farther one. A
- * constant row stays constant. srcWidth 1 is allowed: the only sample is its own neighbour on both sides.
+ * The triangle filters of the regions, writing 2 srcWidth samples; in place of the samples before the first and after
+ * the last they take the first and the last again. pSrc1 is the nearer row, pSrc2 the farther one. A constant row stays
+ * constant. srcWidth 1 is allowed: the only sample is its own neighbour on both sides.
  */
 MOXJ_API MoxStatus moxiSampleUpRowH2V1_Triangle_JPEG_8u_C1(const Mox8u* pSrc, int32_t srcWidth, Mox8u* pDst);
 MOXJ_API MoxStatus
@@ -747,115 +922,111 @@ moxiSampleUpRowH2V2_Triangle_JPEG_8u_C1(const Mox8u* pSrc1, const Mox8u* pSrc2, 
 /* ---- MCU-level colour, sampling and level shift --------------------------------------------------------------- */
 
 /*
- * One minimum coded unit (T.81 A.2) in one pass: on the encoder's side its pixels become the level-shifted 8x8 blocks that
- * the forward DCT takes, on the decoder's side the blocks that the inverse DCT gave become its pixels. A block is 64 signed
- * 16-bit values (sample - 128) in natural order.
+ * One minimum coded unit (T.81 A.2) in one pass: on the encoder's side its pixels become the level-shifted 8x8 blocks
+ * that the forward DCT takes, on the decoder's side the blocks of the inverse DCT become its pixels. A block is 64
+ * signed 16-bit values (sample - 128) in natural order.
  *
  *   name   pixels    blocks of Y (and K)                             blocks of Cb and Cr
  *   444    8 x 8     1                                               1 each, a value per pixel
  *   422    16 x 8    2: left, right                                  1 each, a value per two pixels of a row
  *   411    16 x 16   4: top left, top right, bottom left and right   1 each, a value per square of four pixels
  *
- * The MCU is an array of pointers, one per component (Y, Cb, Cr, and K of CMYK); the blocks of Y lie back to back behind
- * the first, 64 values each, and those of K, which is not sub-sampled, behind the fourth. Pixels are interleaved bytes in
- * the order of the name (CMYK: C, M, Y, K), or 16-bit words: BGR555 has blue in bits 0..4, green in 5..9, red in 10..14,
- * BGR565 green in 5..10 and red in 11..15. pSrc and pDst point to the top left pixel, rows are srcStep or dstStep bytes
- * apart. Nothing but these pixels and blocks is touched.
+ * The MCU is an array of pointers, one per component (Y, Cb, Cr, and K of CMYK). The blocks of Y are consecutive in
+ * memory from the first pointer on, 64 values each, and those of K, which is not sub-sampled, from the fourth on.
+ * Pixels are interleaved bytes in the order of the name, or the 16-bit words BGR555 and BGR565 of the colour
+ * conversions. pSrc and pDst point to the top left pixel, rows are srcStep or dstStep bytes apart. Nothing but these
+ * pixels and blocks is touched.
  *
- * Encoder's side, with >> rounding down:
+ * Encoder's side:
  *   Y  = (4899 R + 9617 G + 1868 B - 2088960) >> 14
  *   Cb = (-2764 R - 5428 G + 8192 B + 8192 n) >> (14 + log2 n), of the sums of R, G and B of the n pixels that share it;
  *   Cr = (8192 R - 6860 G - 1332 B + 8192 n) >> (14 + log2 n)
- * that is the weights of the packed words above. Chroma is centred on 0 and not limited: the purest blue and red give 128.
- * Fields of words become samples by a shift (the low bits are 0: the word 0x7FFF is grey of 248). C, M and Y are
- * complemented and take the places of R, G and B; K is K - 128.
+ * with the weights of the packed words above. Chroma is centred on 0 and not limited: the purest blue and red give 128.
+ * Fields of words become samples by a shift (the low bits are 0: the word 0x7FFF is grey of 248), not as in the colour
+ * conversions. 255 - C, 255 - M and 255 - Y take the places of R, G and B; K becomes K - 128.
  *
- * Decoder's side, for blocks of any 16-bit values, in sums without a limit, each result then limited to 0..255:
+ * Decoder's side, for blocks of any 16-bit values, in sums without a limit, each result then clamped to 0..255:
  *   R = Y + ((11485 Cr + 1052672) >> 13)
  *   G = Y - ((5638 Cb + 11700 Cr - 2088960) >> 14)
  *   B = Y + ((14516 Cb + 1052672) >> 13)
- * Chroma is repeated for the pixels that share it. Words take the upper bits of the limited samples; the bit above BGR555 is
- * 0. C, M and Y are 255 less R, G and B; K is K + 128 limited to 0..255.
+ * Chroma is repeated for the pixels that share it. Words take the upper bits of the clamped samples; bit 15 of BGR555
+ * is 0. C, M and Y are 255 minus R, G and B; K is K + 128 clamped to 0..255.
  *
- * Checks on the encoder's side, in this order: pSrc or pDstMCU null (moxStatusNullPointer), srcStep below 1
- * (moxStatusBadStep), a pointer in pDstMCU null (moxStatusNullPointer).
- * Checks on the decoder's side: pSrcMCU or pDst null, then a pointer in pSrcMCU null (moxStatusNullPointer), dstStep below 1
- * (moxStatusBadStep).
+ * Checks on the encoder's side, in this order:
+ *   moxStatusNullPointer   pSrc or pDstMCU is null
+ *   moxStatusBadStep       srcStep below 1
+ *   moxStatusNullPointer   a pointer in pDstMCU is null
+ * Checks on the decoder's side, in this order:
+ *   moxStatusNullPointer   pSrcMCU or pDst is null
+ *   moxStatusNullPointer   a pointer in pSrcMCU is null
+ *   moxStatusBadStep       dstStep below 1
  *
- * All run on the calling thread: share out MCUs.
+ * All run on the calling thread; a caller parallelises over MCUs.
  */
 
 /* Pixels to blocks. */
 MOXJ_API MoxStatus moxiRGBToYCbCr444LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 MOXJ_API MoxStatus moxiRGBToYCbCr422LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 MOXJ_API MoxStatus moxiRGBToYCbCr411LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-
 MOXJ_API MoxStatus moxiBGRToYCbCr444LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 MOXJ_API MoxStatus moxiBGRToYCbCr422LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 MOXJ_API MoxStatus moxiBGRToYCbCr411LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-
 MOXJ_API MoxStatus
 moxiBGR555ToYCbCr444LS_MCU_16u16s_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 MOXJ_API MoxStatus
 moxiBGR555ToYCbCr422LS_MCU_16u16s_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 MOXJ_API MoxStatus
 moxiBGR555ToYCbCr411LS_MCU_16u16s_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-
 MOXJ_API MoxStatus
 moxiBGR565ToYCbCr444LS_MCU_16u16s_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 MOXJ_API MoxStatus
 moxiBGR565ToYCbCr422LS_MCU_16u16s_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 MOXJ_API MoxStatus
 moxiBGR565ToYCbCr411LS_MCU_16u16s_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-
 MOXJ_API MoxStatus moxiCMYKToYCCK444LS_MCU_8u16s_C4P4R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[4]);
 MOXJ_API MoxStatus moxiCMYKToYCCK422LS_MCU_8u16s_C4P4R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[4]);
 MOXJ_API MoxStatus moxiCMYKToYCCK411LS_MCU_8u16s_C4P4R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[4]);
 
 /*
- * Pixels that are Y, Cb, Cr already: Y - 128, and for chroma the mean of the n values that share it, rounded down: (the sum
- * - 128 n) >> log2 n. Chroma of 0 and 1 gives -128.
+ * Pixels that are Y, Cb, Cr already: Y - 128, and for chroma the mean of the n values that share it, rounded down: (the
+ * sum - 128 n) >> log2 n. Chroma of 0 and 1 gives -128.
  */
 MOXJ_API MoxStatus moxiSampleDown444LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 MOXJ_API MoxStatus moxiSampleDown422LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 MOXJ_API MoxStatus moxiSampleDown411LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 
-/* Pixels that are 4:2:2 already, 16 x 8 of them: for every two of a row the bytes Y0, Cb, Y1, Cr. All less 128. */
+/* Pixels that are 4:2:2 already, 16 x 8 of them: for every two of a row the bytes Y0, Cb, Y1, Cr. All minus 128. */
 MOXJ_API MoxStatus moxiSplit422LS_MCU_8u16s_C2P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 
 /* Blocks to pixels. */
 MOXJ_API MoxStatus moxiYCbCr444ToRGBLS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
 MOXJ_API MoxStatus moxiYCbCr422ToRGBLS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
 MOXJ_API MoxStatus moxiYCbCr411ToRGBLS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
-
 MOXJ_API MoxStatus moxiYCbCr444ToBGRLS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
 MOXJ_API MoxStatus moxiYCbCr422ToBGRLS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
 MOXJ_API MoxStatus moxiYCbCr411ToBGRLS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
-
 MOXJ_API MoxStatus
 moxiYCbCr444ToBGR555LS_MCU_16s16u_P3C3R(const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
 MOXJ_API MoxStatus
 moxiYCbCr422ToBGR555LS_MCU_16s16u_P3C3R(const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
 MOXJ_API MoxStatus
 moxiYCbCr411ToBGR555LS_MCU_16s16u_P3C3R(const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
-
 MOXJ_API MoxStatus
 moxiYCbCr444ToBGR565LS_MCU_16s16u_P3C3R(const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
 MOXJ_API MoxStatus
 moxiYCbCr422ToBGR565LS_MCU_16s16u_P3C3R(const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
 MOXJ_API MoxStatus
 moxiYCbCr411ToBGR565LS_MCU_16s16u_P3C3R(const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
-
 MOXJ_API MoxStatus moxiYCCK444ToCMYKLS_MCU_16s8u_P4C4R(const Mox16s* const pSrcMCU[4], Mox8u* pDst, int32_t dstStep);
 MOXJ_API MoxStatus moxiYCCK422ToCMYKLS_MCU_16s8u_P4C4R(const Mox16s* const pSrcMCU[4], Mox8u* pDst, int32_t dstStep);
 MOXJ_API MoxStatus moxiYCCK411ToCMYKLS_MCU_16s8u_P4C4R(const Mox16s* const pSrcMCU[4], Mox8u* pDst, int32_t dstStep);
 
-/* To pixels of Y, Cb and Cr: each plus 128, limited to 0..255, chroma repeated. */
+/* To pixels of Y, Cb and Cr: each plus 128, clamped to 0..255, chroma repeated. */
 MOXJ_API MoxStatus moxiSampleUp444LS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
 MOXJ_API MoxStatus moxiSampleUp422LS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
 MOXJ_API MoxStatus moxiSampleUp411LS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
 
-/* To 4:2:2 pixels, Y0, Cb, Y1, Cr: each plus 128, limited to 0..255. */
+/* To 4:2:2 pixels, Y0, Cb, Y1, Cr: each plus 128, clamped to 0..255. */
 MOXJ_API MoxStatus moxiJoin422LS_MCU_16s8u_P3C2R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
 
 /* ---- JPEG 2000 code-blocks ------------------------------------------------------------------------------------ */
