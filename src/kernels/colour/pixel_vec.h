@@ -6,6 +6,7 @@
 #pragma once
 
 #include "kernels/colour/pixels.h"
+#include "kernels/vec/prefetch.h"
 #include "kernels/vec/vec.h"
 
 #if MOX_VECTOR

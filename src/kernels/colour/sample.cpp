@@ -1,5 +1,6 @@
 #include "kernels/colour/sample.h"
 
+#include "kernels/vec/prefetch.h"
 #include "kernels/vec/sweep.h"
 
 namespace mox::MOX_TARGET {
