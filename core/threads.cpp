@@ -19,7 +19,7 @@ int32_t moxGetNumThreads(void) { return threads_omp_of_n_mox < 1 ? 1 : threads_o
 
 namespace {
 
-// The whole number in `text`, held to the range of the variable; 0 and false where it is none.
+// Parses a whole number and clamps it to the range of the variable; false if `text` is anything else.
 bool wholeNumber(const char* text, int32_t& value) {
   char* end = nullptr;
   errno = 0;
@@ -29,7 +29,7 @@ bool wholeNumber(const char* text, int32_t& value) {
   return true;
 }
 
-// A program that defines the variable itself has chosen already: its definition is the one that every library sees.
+// A program that defines the variable itself has chosen its value: every library then sees the program's definition.
 __attribute__((constructor)) void setDefault() {
   if (threads_omp_of_n_mox != 0) return;
   int32_t count = 0;

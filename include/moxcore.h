@@ -1,4 +1,4 @@
-/* The core library of the family: how many threads its parallel functions may use. */
+/* libmoxcore: how many threads the parallel functions of libmoxj, and of libraries like it, may use. */
 #ifndef MOXCORE_H
 #define MOXCORE_H
 
@@ -23,12 +23,12 @@ extern "C" {
 #endif
 
 /*
- * The number of threads that a parallel region of any library of the family asks for. The libraries read it
- * each time they start such a region and never write it; values below 1 mean 1.
+ * The number of threads that a parallel region asks for. The libraries read it each time they start such a region and
+ * never write it; values below 1 mean 1. moxj.h lists the functions concerned.
  *
  * When libmoxcore is loaded it is set to the number of processors that OpenMP reports, or to the value of the
- * environment variable MOX_NUM_THREADS where that holds a whole number (below 1: 1; above 2147483647:
- * 2147483647; anything that is not a whole number is ignored).
+ * environment variable MOX_NUM_THREADS if that is a whole number (below 1: 1; above 2147483647: 2147483647; anything
+ * else is ignored).
  *
  * A program that defines the variable itself, with a value other than 0, keeps that value.
  *
@@ -36,7 +36,10 @@ extern "C" {
  */
 extern MOXCORE_API int32_t threads_omp_of_n_mox;
 
-/* Sets threads_omp_of_n_mox; a count below 1 is stored as 1. */
+/*
+ * Sets threads_omp_of_n_mox; a count below 1 is stored as 1. 1 keeps all work on the calling thread: for programs with
+ * their own threads, and in the child after a fork(), where OpenMP's threads do not exist any more.
+ */
 MOXCORE_API void moxSetNumThreads(int32_t count);
 
 /* The number of threads that a parallel region would ask for now: threads_omp_of_n_mox, at least 1. */
