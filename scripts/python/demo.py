@@ -39,7 +39,7 @@ def run(*command, **options):
     return subprocess.run([str(part) for part in command], check=True, text=True, **options)
 
 
-# ---- What is needed ---------------------------------------------------------------------------------------------------
+# ---- What is needed --------------------------------------------------------------------------------------------------
 
 
 def prepare():
@@ -48,7 +48,17 @@ def prepare():
     log.parent.mkdir(exist_ok=True)
     with log.open("w") as output:
         try:
-            run("cmake", "--preset", "release", "-B", BUILD, "-DMOXJ_BUILD_TESTS=OFF", cwd=ROOT, stdout=output, stderr=output)
+            run(
+                "cmake",
+                "--preset",
+                "release",
+                "-B",
+                BUILD,
+                "-DMOXJ_BUILD_TESTS=OFF",
+                cwd=ROOT,
+                stdout=output,
+                stderr=output,
+            )
             run("cmake", "--build", BUILD, "-j", os.cpu_count(), "--target", "moxj", stdout=output, stderr=output)
         except subprocess.CalledProcessError:
             sys.exit(log.read_text()[-3000:] + f"\nThe build failed; the whole log is {log}")
@@ -95,7 +105,7 @@ def pictures():
         return ["generated"], False
 
 
-# ---- What it does -----------------------------------------------------------------------------------------------------
+# ---- What it does ----------------------------------------------------------------------------------------------------
 
 
 def is_grey(picture):
@@ -103,8 +113,8 @@ def is_grey(picture):
 
 
 def codecs(source, quality, sampling, directory, stem):
-    """The commands of both codecs: for each its name, its JPEG file, its decoded picture and how it makes them. Pictures
-    are decoded as PNM, which of grey is PGM with both (djpeg writes that under any name)."""
+    """The commands of both codecs: for each its name, its JPEG file, its decoded picture and how it makes them.
+    Pictures are decoded as PNM; both write a grey one as PGM (djpeg under any name)."""
     ours, theirs = directory / f"{stem}-moxj.jpg", directory / f"{stem}-cjpeg.jpg"
     sample = [] if sampling == "grey" else ["--sample", sampling]
     their_sample = [] if sampling == "grey" else ["-sample", SAMPLINGS[sampling]]
@@ -158,7 +168,9 @@ def speed(name, quality, runs, directory):
     result = {"picture": name, "megapixels": megapixels, "quality": quality}
     ours, theirs = codecs(source, quality, sampling, directory, name)
     for action, step in (("encode", 3), ("decode", 4)):
-        pairs = [(seconds(ours[step]), seconds(theirs[step])) for _ in range(runs + 1)][1:]  # without the first, cold one
+        pairs = [(seconds(ours[step]), seconds(theirs[step])) for _ in range(runs + 1)][
+            1:
+        ]  # without the first, cold one
         result[action] = {
             "moxj": megapixels / statistics.median(mine[0] for mine, _ in pairs),
             "libjpeg-turbo": megapixels / statistics.median(other[0] for _, other in pairs),
@@ -182,15 +194,20 @@ def make_mosaic(names):
     mosaic.save(WORK / "mosaic.ppm")
 
 
-# ---- What it shows ----------------------------------------------------------------------------------------------------
+# ---- What it shows ---------------------------------------------------------------------------------------------------
 
 
 def print_trials(results):
     print(f"\n{'':29}{'moxj':>12}{'':25}{'libjpeg-turbo':>12}")
     print(f"{'picture':12}{'sampling':10}{'quality':>7}" + f"{'bytes':>12}{'bits/px':>9}{'PSNR':>8}{'SSIM':>8}" * 2)
     for t in results:
-        print(f"{t['picture']:12}{t['sampling']:10}{t['quality']:7}" + "".join(
-            f"{c['bytes']:12}{c['bpp']:9.3f}{c['psnr'] or float('inf'):8.2f}{c['ssim']:8.4f}" for c in (t["moxj"], t["libjpeg-turbo"])))
+        print(
+            f"{t['picture']:12}{t['sampling']:10}{t['quality']:7}"
+            + "".join(
+                f"{c['bytes']:12}{c['bpp']:9.3f}{c['psnr'] or float('inf'):8.2f}{c['ssim']:8.4f}"
+                for c in (t["moxj"], t["libjpeg-turbo"])
+            )
+        )
 
 
 def print_speeds(results, runs):
@@ -198,8 +215,13 @@ def print_speeds(results, runs):
     print(f"{'':19}" + "".join(f"{action:>8}:{'moxj':>5}{peer:>8}{'ratio':>7}{'(CPU)':>8}" for action, peer in
                                (("encode", "cjpeg"), ("decode", "djpeg"))))
     for s in results:
-        print(f"{s['picture']:12}{s['quality']:7}" + "".join(
-            f"{a['moxj']:14.1f}{a['libjpeg-turbo']:8.1f}{a['ratio']:7.2f}{a['processor']:8.2f}" for a in (s["encode"], s["decode"])))
+        print(
+            f"{s['picture']:12}{s['quality']:7}"
+            + "".join(
+                f"{a['moxj']:14.1f}{a['libjpeg-turbo']:8.1f}{a['ratio']:7.2f}{a['processor']:8.2f}"
+                for a in (s["encode"], s["decode"])
+            )
+        )
 
 
 def main():
@@ -220,11 +242,24 @@ def main():
         speeds = [speed(name, quality, runs, pathlib.Path(directory))
                   for quality in TIMED_QUALITIES for name in [*names, "mosaic"]]
     print_speeds(speeds, runs)
-    demo_page.write(OUTPUT, {
-        "names": names, "photographs": photographs, "photographs_directory": PHOTOS, "files": WORK, "trials": results,
-        "trials_2000": results_2000,
-        "speeds": speeds, "runs": runs, "crops": CROPS, "crop": CROP_SIZE})
-    (OUTPUT / "figures.json").write_text(json.dumps({"pictures": results, "jpeg2000": results_2000, "speeds": speeds}, indent=1) + "\n")
+    demo_page.write(
+        OUTPUT,
+        {
+            "names": names,
+            "photographs": photographs,
+            "photographs_directory": PHOTOS,
+            "files": WORK,
+            "trials": results,
+            "trials_2000": results_2000,
+            "speeds": speeds,
+            "runs": runs,
+            "crops": CROPS,
+            "crop": CROP_SIZE,
+        },
+    )
+    (OUTPUT / "figures.json").write_text(
+        json.dumps({"pictures": results, "jpeg2000": results_2000, "speeds": speeds}, indent=1) + "\n"
+    )
     print(f"\nThe pictures and all figures: {OUTPUT.relative_to(ROOT)}/index.html")
 
 

@@ -1,4 +1,4 @@
-"""The part of scripts/demo about JPEG 2000: lossless, and at the sizes of three of the JPEG files, beside opj_compress."""
+"""The JPEG 2000 part of scripts/demo: lossless, and at the sizes of three of the JPEG files, beside opj_compress."""
 
 import html
 import json
@@ -44,7 +44,9 @@ def trial(moxj, work, name, stem, size):
 
 def trials(moxj, work, name, jpeg_trials):
     """Lossless first."""
-    found = [{"picture": name, "rate": "lossless", "jpeg": None} | trial(moxj, work, name, f"{name}-2000-lossless", None)]
+    found = [
+        {"picture": name, "rate": "lossless", "jpeg": None} | trial(moxj, work, name, f"{name}-2000-lossless", None)
+    ]
     of_picture = [t for t in jpeg_trials if t["picture"] == name and t["sampling"] in ("grey", "4:2:0")]
     for t in of_picture:
         if t["quality"] in QUALITIES:
@@ -92,8 +94,8 @@ def section(output, work, name, results, left_upper, crop):
 SECTION = string.Template("""
 <section>
 <h2>$title as JPEG 2000</h2>
-<p>By <code>moxj</code> at the sizes of three of the JPEG files above, and lossless; <code>opj_compress</code> of OpenJPEG at
-the same sizes beside it. Both are decoded by <code>moxj</code>.</p>
+<p>By <code>moxj</code> at the sizes of three of the JPEG files above, and lossless; <code>opj_compress</code> of
+OpenJPEG at the same sizes beside it. Both are decoded by <code>moxj</code>.</p>
 <div class="zooms six">
 $zooms
 </div>

@@ -31,7 +31,9 @@ def write(output, demo):
     sections = [picture_section(output, demo, name) for name in demo["names"]]
     for name in demo["names"]:
         chosen = [t for t in demo["trials_2000"] if t["picture"] == name]
-        sections.append(demo_2000.section(output, demo["files"], name, chosen, demo["crops"].get(name, (0, 0)), demo["crop"]))
+        sections.append(
+            demo_2000.section(output, demo["files"], name, chosen, demo["crops"].get(name, (0, 0)), demo["crop"])
+        )
     speed_chart(output / "speed.svg", demo["speeds"])
     (output / "index.html").write_text(page.substitute(
         pictures="\n".join(sections), speeds=speed_table(demo["speeds"]), runs=demo["runs"],
@@ -51,7 +53,7 @@ def shown_sampling(trials):
     return "grey" if trials[0]["sampling"] == "grey" else "4:2:0"
 
 
-# ---- Pictures ---------------------------------------------------------------------------------------------------------
+# ---- Pictures --------------------------------------------------------------------------------------------------------
 
 
 def picture_section(output, demo, name):
@@ -73,7 +75,14 @@ def picture_section(output, demo, name):
 def zooms(output, demo, name, trials, left_upper):
     """One part of the picture, enlarged: as it was, as moxj leaves it, and once as the peer does."""
     sampling = shown_sampling(trials)
-    yield zoom(output, demo["photographs_directory"] / f"{name}.png", f"{name}-original.png", left_upper, demo["crop"], "original")
+    yield zoom(
+        output,
+        demo["photographs_directory"] / f"{name}.png",
+        f"{name}-original.png",
+        left_upper,
+        demo["crop"],
+        "original",
+    )
     for t in trials:
         if t["sampling"] != sampling or t["quality"] not in ZOOMED_QUALITIES:
             continue
@@ -113,8 +122,10 @@ SECTION = string.Template("""
 <section>
 <h2>$title</h2>
 <div class="pair">
-<figure><img src="$name.png" width="$width" height="$height" alt="$title, the original"><figcaption>The original, $width × $height, $png_bytes bytes as PNG</figcaption></figure>
-<figure><img src="$name.jpg" width="$width" height="$height" alt="$title, as JPEG"><figcaption>By moxj, quality $quality, $sampling: $jpeg</figcaption></figure>
+<figure><img src="$name.png" width="$width" height="$height" alt="$title, the original">
+<figcaption>The original, $width × $height, $png_bytes bytes as PNG</figcaption></figure>
+<figure><img src="$name.jpg" width="$width" height="$height" alt="$title, as JPEG">
+<figcaption>By moxj, quality $quality, $sampling: $jpeg</figcaption></figure>
 </div>
 <div class="zooms">
 $zooms
@@ -132,7 +143,7 @@ $rows
 </section>""")
 
 
-# ---- Charts -----------------------------------------------------------------------------------------------------------
+# ---- Charts ----------------------------------------------------------------------------------------------------------
 
 
 def axes(width, height, columns=1):
@@ -173,7 +184,13 @@ def speed_chart(path, speeds):
     figure, plots = axes(10, 0.9 + 0.55 * len(chosen), 2)
     for plot, action in zip(plots, ("encode", "decode")):
         for codec, offset, colour in ((OURS, -0.18, "#3274a1"), (THEIRS, 0.18, "#b0b0b0")):
-            bars = plot.barh([i + offset for i in range(len(chosen))], [s[action][codec] for s in chosen], 0.34, color=colour, label=codec)
+            bars = plot.barh(
+                [i + offset for i in range(len(chosen))],
+                [s[action][codec] for s in chosen],
+                0.34,
+                color=colour,
+                label=codec,
+            )
             plot.bar_label(bars, fmt="%.0f", padding=3, color=INK, fontsize=8)
         plot.set_yticks(range(len(chosen)), [s["picture"] for s in chosen], color=INK)
         plot.invert_yaxis()
@@ -185,6 +202,10 @@ def speed_chart(path, speeds):
 
 def speed_table(speeds):
     return "\n".join(
-        f"<tr><th>{s['picture']}<td>{s['megapixels']:.2f}<td>{s['quality']}" +
-        "".join(f"<td>{a[OURS]:.1f}<td>{a[THEIRS]:.1f}<td>{a['ratio']:.2f}<td>{a['processor']:.2f}" for a in (s["encode"], s["decode"]))
-        for s in speeds)
+        f"<tr><th>{s['picture']}<td>{s['megapixels']:.2f}<td>{s['quality']}"
+        + "".join(
+            f"<td>{a[OURS]:.1f}<td>{a[THEIRS]:.1f}<td>{a['ratio']:.2f}<td>{a['processor']:.2f}"
+            for a in (s["encode"], s["decode"])
+        )
+        for s in speeds
+    )

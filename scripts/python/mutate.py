@@ -18,7 +18,12 @@ TREE = ROOT / "build/mutate/tree"
 BUILD = ROOT / "build/mutate/build"
 KINDS = ["constant", "tail", "shift", "order"]
 # What is built and run for a mutant, the likeliest to notice it first: of the library, and of the tool.
-LIBRARY_STEPS = [("kernel_test", "^kernels$"), ("function_test", "^functions"), ("golden_test", "^golden$"), ("all", ".")]
+LIBRARY_STEPS = [
+    ("kernel_test", "^kernels$"),
+    ("function_test", "^functions"),
+    ("golden_test", "^golden$"),
+    ("all", "."),
+]
 J2K_STEPS = [("all", "^(j2k|tool)")]
 JPEG_STEPS = [("all", "^(jpeg|tool|damage)")]
 LEFT_OUT = "^(mutations|install)$"  # the one would notice every mutant, the other none
@@ -81,8 +86,18 @@ def run(*command):
 
 def configure():
     have_ccache = run("sh", "-c", "command -v ccache")[0]
-    ok, output = run("cmake", "-S", TREE, "--preset", "release", "-B", BUILD, f"-DMOXJ_TARGETS=scalar;{vector_target()}",
-                     "-DCMAKE_CXX_FLAGS_RELEASE=-O1", f"-DCMAKE_CXX_COMPILER_LAUNCHER={'ccache' if have_ccache else ''}")
+    ok, output = run(
+        "cmake",
+        "-S",
+        TREE,
+        "--preset",
+        "release",
+        "-B",
+        BUILD,
+        f"-DMOXJ_TARGETS=scalar;{vector_target()}",
+        "-DCMAKE_CXX_FLAGS_RELEASE=-O1",
+        f"-DCMAKE_CXX_COMPILER_LAUNCHER={'ccache' if have_ccache else ''}",
+    )
     if not ok:
         sys.exit(output)
 
@@ -94,7 +109,7 @@ def steps_for(file):
 
 
 def caught_by(steps):
-    """The test that fails, a static assertion, or None. Mutants that cannot be built for another reason are no mutants."""
+    """The test that fails, a static assertion, or None. A mutant that does not build for another reason is an error."""
     for target, tests in steps:
         ok, output = run("cmake", "--build", BUILD, "-j", str(os.cpu_count()), "--target", target)
         if not ok:
@@ -134,8 +149,13 @@ def main():
         finally:
             target.write_text(original)
         survivors += catcher is None
-        print(f"{m['family']:20} {m['kind']:9} {m['file']:28} {time.monotonic() - began:4.0f}  {catcher or 'NOTHING'}", flush=True)
-    print(f"{len(mutations) - survivors} of {len(mutations)} mutants caught in {(time.monotonic() - start) / 60:.0f} min")
+        print(
+            f"{m['family']:20} {m['kind']:9} {m['file']:28} {time.monotonic() - began:4.0f}  {catcher or 'NOTHING'}",
+            flush=True,
+        )
+    print(
+        f"{len(mutations) - survivors} of {len(mutations)} mutants caught in {(time.monotonic() - start) / 60:.0f} min"
+    )
     sys.exit(1 if survivors else 0)
 
 

@@ -39,8 +39,9 @@ def greatest_difference(a, b):
 
 class PeerTest(support.ToolTest):
     def command(self, *words):
-        result = subprocess.run(list(map(str, words)), cwd=self.directory, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                                timeout=60)
+        result = subprocess.run(
+            list(map(str, words)), cwd=self.directory, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=60
+        )
         self.assertEqual(result.returncode, 0, (words, result.stdout))
 
     def planes(self, stem):

@@ -1,5 +1,5 @@
-"""Whole files: sizes asked for, quality beside opj_compress, what does not depend on threads, parts of files, depths and
-forms of pictures, and the beginnings of JP2 files."""
+"""Whole files: sizes asked for, quality beside opj_compress, what does not depend on threads, parts of files, depths
+and forms of pictures, and the beginnings of JP2 files."""
 
 import json
 import struct
@@ -98,14 +98,18 @@ class FilesTest(peers.PeerTest):
                                                   (["-n", "4", "-POC", poc], 0), (["-PLT", "-TLM", "-TP", "R"], 0))):
             self.peer_encode("opj", "in.ppm", f"{number}.j2k", *options)
             ours = self.moxj_planes(f"{number}.j2k")
-            self.assertLessEqual(peers.greatest_difference(ours, self.peer_planes("opj", f"{number}.j2k")), most, options)
+            self.assertLessEqual(
+                peers.greatest_difference(ours, self.peer_planes("opj", f"{number}.j2k")), most, options
+            )
 
     def test_components_of_different_sizes(self):
         """Of which opj_decompress leaves four alone: three it takes for YCbCr."""
         samples = bytes(support.noise(60, 40, 2)[3]) + bytes(support.noise(30, 20, 2)[3])
         self.write("in.raw", samples)
         for number, options in enumerate(([], ["-I", "-r", "3"])):
-            self.peer_encode("opj", "in.raw", f"{number}.j2k", "-F", "60,40,4,8,u@1x1:2x2:2x2:1x1", "-mct", "0", *options)
+            self.peer_encode(
+                "opj", "in.raw", f"{number}.j2k", "-F", "60,40,4,8,u@1x1:2x2:2x2:1x1", "-mct", "0", *options
+            )
             ours = self.moxj_planes(f"{number}.j2k")
             self.assertEqual([one[2:4] for one in ours], [(60, 40), (30, 20), (30, 20), (60, 40)])
             self.assertLessEqual(peers.greatest_difference(ours, self.peer_planes("opj", f"{number}.j2k")), number)
@@ -157,7 +161,9 @@ class FilesTest(peers.PeerTest):
         palette = struct.pack(">HB3B", 4, 3, 7, 7, 7) + bytes(v for colour in colours for v in colour)
         mapping = b"".join(struct.pack(">HBB", 0, 1, column) for column in range(3))
         order = struct.pack(">H", 3) + b"".join(struct.pack(">HHH", i, 0, (3, 1, 2)[i]) for i in range(3))
-        header = box(b"ihdr", struct.pack(">IIHBBBB", 10, 20, 1, 7, 7, 0, 0)) + box(b"colr", struct.pack(">BBBI", 1, 0, 0, 16))
+        header = box(b"ihdr", struct.pack(">IIHBBBB", 10, 20, 1, 7, 7, 0, 0)) + box(
+            b"colr", struct.pack(">BBBI", 1, 0, 0, 16)
+        )
         header += box(b"pclr", palette) + box(b"cmap", mapping)
         for channels, expected in ((b"", colours), (box(b"cdef", order), [(c[1], c[2], c[0]) for c in colours])):
             data = box(b"jP  ", b"\r\n\x87\n") + box(b"ftyp", b"jp2 \0\0\0\0jp2 ") + box(b"jp2h", header + channels)
@@ -175,7 +181,9 @@ class FilesTest(peers.PeerTest):
                     error="moxj: cut.j2k: warning: the file ends in a tile-part, tile 0 ends in a packet\n")
         self.assertGreater(self.psnr("in.ppm", "out.ppm"), 20)
         self.write("cut.j2k", whole[:60])
-        self.expect(support.REFUSED, "decode", "cut.j2k", "none.ppm", error="moxj: cut.j2k: the file ends in its main header\n")
+        self.expect(
+            support.REFUSED, "decode", "cut.j2k", "none.ppm", error="moxj: cut.j2k: the file ends in its main header\n"
+        )
         self.assertNotIn("none.ppm", self.files())
 
     def test_limits_and_wrong_use(self):
@@ -200,13 +208,22 @@ class FilesTest(peers.PeerTest):
         self.expect(support.OK, "encode", "in.ppm", "out.jp2", "--tile", "32x32", "--levels", "2", "--layers", "3",
                     "--progression", "RPCL", "--modes", "bypass,segsym", "--bpp", "9", "--block", "32x16")
         text = self.expect(support.OK, "info", "out.jp2").decode()
-        for line in ("format        JPEG 2000, JP2", "tiles         4 of 32 x 32, 4 tile-parts", "wavelet       9/7, 2 levels",
-                     "transform     ICT", "code-blocks   32 x 16", "modes         bypass, segsym",
-                     "progression   RPCL, 3 layers", "component     2   1x1  8 bits, unsigned"):
+        for line in (
+            "format        JPEG 2000, JP2",
+            "tiles         4 of 32 x 32, 4 tile-parts",
+            "wavelet       9/7, 2 levels",
+            "transform     ICT",
+            "code-blocks   32 x 16",
+            "modes         bypass, segsym",
+            "progression   RPCL, 3 layers",
+            "component     2   1x1  8 bits, unsigned",
+        ):
             self.assertIn(line + "\n", text)
         info = json.loads(self.expect(support.OK, "info", "--json", "out.jp2"))
-        self.assertEqual((info["width"], info["height"], info["tiles"], info["levels"], info["layers"], info["complete"]),
-                         (64, 50, 4, 2, 3, True))
+        self.assertEqual(
+            (info["width"], info["height"], info["tiles"], info["levels"], info["layers"], info["complete"]),
+            (64, 50, 4, 2, 3, True),
+        )
         self.assertEqual([s["name"] for s in info["segments"]], ["SOC", "SIZ", "COD", "QCD"] + ["SOT"] * 4)
         self.assertEqual(sum(b["length"] for b in info["boxes"] if b["type"] in ("jP  ", "ftyp", "jp2h", "jp2c")),
                          info["bytes"])

@@ -1,6 +1,6 @@
-"""Pairs of options: files by the tool read by the peers, and files by the peers read by the tool. Each list has every pair
-of values of any two of its columns, in rows of which both peers write files that they read themselves, one the other's too
-(they do not with most triples of offsets, tile-parts and lists of precincts)."""
+"""Pairs of options: files by the tool read by the peers, and files by the peers read by the tool. Each list has every
+pair of values of any two of its columns, in rows of which both peers write files that they read themselves, one the
+other's too (they do not with most triples of offsets, tile-parts and lists of precincts)."""
 
 import itertools
 import random
@@ -181,15 +181,17 @@ class OptionsTest(peers.PeerTest):
         if coding == "lossless":
             self.assertEqual(ours, original)
         for peer in peers.PEERS:
-            self.assertLessEqual(peers.greatest_difference(ours, self.peer_planes(peer, name)), most_difference(coding, samples), peer)
+            self.assertLessEqual(
+                peers.greatest_difference(ours, self.peer_planes(peer, name)), most_difference(coding, samples), peer
+            )
 
     def test_written(self):
         self.in_parallel(self.check_written, enumerate(rows(WRITTEN)))
 
     def test_sixteen_bits(self):
-        """A file of so many bits that the quantiser leaves the samples alone is decoded to within 1 level of them by the
-        tool. The peers agree with each other, and are further off than 1 level: so it is their inverse 9/7 transform that
-        makes the difference to the tool's of which most_difference() speaks."""
+        """A file with enough bits that the quantiser leaves the samples alone is decoded to within 1 level of them by
+        the tool. The peers agree with each other, and are further off than 1 level: so it is their inverse 9/7
+        transform that makes the difference to the tool's of which most_difference() speaks."""
         data, kind, original = picture("128x97", "grey16", 1)
         source = self.write(f"fine.{kind}", data)
         self.expect(support.OK, "encode", source, "fine.j2k", "--bpp", "30")
@@ -206,7 +208,9 @@ class OptionsTest(peers.PeerTest):
         options += ["-r", last if layers == "1" else "20,8," + last]
         options += ["-I"] if coding == "lossy" else []
         options += ["-t", tile.replace("x", ",")] if tile != "-" else []
-        options += ["-c", ",".join("[%s]" % one.replace("x", ",") for one in precincts.split(","))] if precincts != "-" else []
+        options += (
+            ["-c", ",".join("[%s]" % one.replace("x", ",") for one in precincts.split(","))] if precincts != "-" else []
+        )
         options += ["-SOP" if opj else "-S"] if "sop" in markers else []
         options += ["-EPH" if opj else "-E"] if "eph" in markers else []
         options += ["-TP" if opj else "-u", parts] if parts != "-" else []
@@ -224,7 +228,9 @@ class OptionsTest(peers.PeerTest):
             if row[10] == "lossless":
                 first = 1 if row[9] == "grey5" else 0  # a peer calls samples of 5 bits 8 bits deep
                 self.assertEqual([plane[first:] for plane in ours], [plane[first:] for plane in original])
-            self.assertLessEqual(peers.greatest_difference(ours, self.peer_planes(peer, name)), most_difference(row[10], row[9]), peer)
+            self.assertLessEqual(
+                peers.greatest_difference(ours, self.peer_planes(peer, name)), most_difference(row[10], row[9]), peer
+            )
 
     def test_read(self):
         self.in_parallel(self.check_read, enumerate(rows(READ)))

@@ -1,5 +1,5 @@
-"""Writes sequential JPEG files of given coefficients: any components, factors, scans and segments that T.81 allows, also
-those that no encoder at hand makes."""
+"""Writes sequential JPEG files of given coefficients: any components, factors, scans and segments that T.81 allows,
+also those that no encoder at hand makes."""
 
 import random
 
@@ -74,7 +74,9 @@ def random_blocks(component, size, most, seed):
     return blocks
 
 
-def jpeg(size, components, scans=None, step=8, restart=0, segments=b"", process=0xC0, wide_steps=False, line_count=None):
+def jpeg(
+    size, components, scans=None, step=8, restart=0, segments=b"", process=0xC0, wide_steps=False, line_count=None
+):
     """`scans` are lists of component indices; without it there is one scan of all. `step` is the one quantiser step."""
     width, height = size
     most = max(c.horizontal for c in components), max(c.vertical for c in components)
@@ -91,7 +93,9 @@ def jpeg(size, components, scans=None, step=8, restart=0, segments=b"", process=
     if restart:
         file += segment(0xDD, restart.to_bytes(2, "big"))
     for number, scan in enumerate(scans):
-        file += segment(0xDA, bytes([len(scan)]) + b"".join(bytes([components[i].identifier, 0]) for i in scan) + b"\0\x3f\0")
+        file += segment(
+            0xDA, bytes([len(scan)]) + b"".join(bytes([components[i].identifier, 0]) for i in scan) + b"\0\x3f\0"
+        )
         file += scan_data(size, components, most, scan, blocks, restart)
         if line_count and number == 0:
             file += segment(0xDC, line_count.to_bytes(2, "big"))

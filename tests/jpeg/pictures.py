@@ -29,7 +29,13 @@ def generated(width, height, channels, seed):
 
 def fetch(directory):
     with tempfile.TemporaryDirectory() as scratch:
-        quiet = {"cwd": scratch, "check": True, "stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL, "timeout": 120}
+        quiet = {
+            "cwd": scratch,
+            "check": True,
+            "stdout": subprocess.DEVNULL,
+            "stderr": subprocess.DEVNULL,
+            "timeout": 120,
+        }
         subprocess.run(["apt-get", "download", "-qq", "python3-skimage"], **quiet)
         subprocess.run(["dpkg", "-x", next(pathlib.Path(scratch).glob("*.deb")), scratch], **quiet)
         for name in NAMES:

@@ -49,7 +49,9 @@ class FastMcu(InteropTest):
 
     def test_other_files_are_coded_as_without(self):
         self.write("grey.pgm", support.pnm(pictures.generated(61, 43, 1, 1)))
-        self.assertEqual(self.run_tool("encode", "grey.pgm", "-", "--fast-mcu"), self.run_tool("encode", "grey.pgm", "-"))
+        self.assertEqual(
+            self.run_tool("encode", "grey.pgm", "-", "--fast-mcu"), self.run_tool("encode", "grey.pgm", "-")
+        )
         for sampling in "1x2", "4x1", "2x2,2x1,1x1":
             self.write("x.jpg", self.cjpeg(support.pnm(pictures.generated(61, 43, 3, 1)), "-sample", sampling))
             self.assertEqual(self.run_tool("decode", "x.jpg", "-", "--fast-mcu"), self.run_tool("decode", "x.jpg", "-"))

@@ -16,8 +16,18 @@ import support
 # Factors of the first component that cjpeg takes (an MCU has at most 10 blocks).
 SAMPLINGS = [f"{h}x{v}" for h in range(1, 5) for v in range(1, 5) if h * v <= 8]
 # Factors of all components, where not only the first is larger.
-ODD_SAMPLINGS = ["1x1,2x2,1x1", "1x1,1x1,2x1", "2x2,1x2,2x1", "2x2,2x1,2x1", "2x1,1x2,1x1", "1x2,2x1,1x1", "4x1,2x1,2x1",
-                 "4x1,1x1,2x1", "1x4,1x2,1x2", "2x2,2x2,1x1"]
+ODD_SAMPLINGS = [
+    "1x1,2x2,1x1",
+    "1x1,1x1,2x1",
+    "2x2,1x2,2x1",
+    "2x2,2x1,2x1",
+    "2x1,1x2,1x1",
+    "1x2,2x1,1x1",
+    "4x1,2x1,2x1",
+    "4x1,1x1,2x1",
+    "1x4,1x2,1x2",
+    "2x2,2x2,1x1",
+]
 # Scans of single components and of pairs.
 SCANS = ["0;1;2;", "0,1;2;", "0;1,2;", "1;0;2;", "2;1;0;"]
 
@@ -208,7 +218,9 @@ class ReadTest(InteropTest):
                     files[name] = cf.jpeg((41, 35), components, scans, restart=restart, wide_steps=len(files) % 2 == 1,
                                           process=0xC1 if len(files) % 3 else 0xC0, segments=cf.JFIF)
         self.assert_close(files)
-        self.assert_close({"grey": cf.jpeg((41, 35), grey), "grey-restart": cf.jpeg((41, 35), grey, restart=4)}, grey=True)
+        self.assert_close(
+            {"grey": cf.jpeg((41, 35), grey), "grey-restart": cf.jpeg((41, 35), grey, restart=4)}, grey=True
+        )
 
     def test_a_line_count_behind_the_scan(self):
         components = [cf.Component(1, 2, 2), cf.Component(2, 1, 1), cf.Component(3, 1, 1)]
@@ -267,12 +279,16 @@ class WriteTest(InteropTest):
         files = {}
         for quality in range(1, 101, 3):
             restart = ("0", "1", "4", "1B", "2B")[quality % 5]
-            self.expect(support.OK, "encode", "picture.ppm", "coded.jpg", "--quality", str(quality), "--restart", restart)
+            self.expect(
+                support.OK, "encode", "picture.ppm", "coded.jpg", "--quality", str(quality), "--restart", restart
+            )
             files[f"q{quality}"] = self.read("coded.jpg")
         self.assert_close(files, plain=False)
 
     def test_grey(self):
-        sources = {f"{c}-{w}": support.pnm(pictures.generated(w, w * 23 % 41, c, w)) for c in (1, 3) for w in range(1, 41)}
+        sources = {
+            f"{c}-{w}": support.pnm(pictures.generated(w, w * 23 % 41, c, w)) for c in (1, 3) for w in range(1, 41)
+        }
         coded = self.encode_all(sources, "--grayscale")
         for data in coded.values():
             self.assertEqual(len(self.frame_factors(data)), 1)

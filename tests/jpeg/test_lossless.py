@@ -15,8 +15,13 @@ def wave(width, height, channels, bits, seed=1, low=0):
     """Smooth, with grain; the `low` lowest bits are 0."""
     source = random.Random(seed)
     most = (1 << bits) - 1
-    samples = [(most * (3 * x + 2 * y + 20 * c) // (3 * width + 2 * height + 60) + source.randint(0, most >> 3)) & most >> low << low
-               for y in range(height) for x in range(width) for c in range(channels)]
+    samples = [
+        (most * (3 * x + 2 * y + 20 * c) // (3 * width + 2 * height + 60) + source.randint(0, most >> 3))
+        & most >> low << low
+        for y in range(height)
+        for x in range(width)
+        for c in range(channels)
+    ]
     return width, height, channels, samples
 
 
@@ -65,7 +70,9 @@ class Exact(LosslessTest):
         self.expect(support.OK, "encode", "in.pgm", "x.jpg", "--lossless", "4,3")
         self.expect(support.OK, "decode", "x.jpg", "out.pgm")
         width, height, channels, samples = wave(19, 13, 1, 10)
-        self.assertEqual(self.read("out.pgm"), pnm((width, height, channels, [value >> 3 << 3 for value in samples]), 10))
+        self.assertEqual(
+            self.read("out.pgm"), pnm((width, height, channels, [value >> 3 << 3 for value in samples]), 10)
+        )
 
     def test_restarts(self):
         for restart, wide in ("1B", 1), ("3B", 3), ("46", 2), ("0", 0):
@@ -122,8 +129,15 @@ class Exact(LosslessTest):
         self.assertGreater(max(picture[3]), 32767)
         self.write("in.pgm", pnm(picture, 16))
         for predictor in "567":
-            self.expect(support.REFUSED, "encode", "in.pgm", "x.jpg", "--lossless", predictor,
-                        error="moxj: in.pgm: predictor %s: decoders differ on it where samples are above 32767\n" % predictor)
+            self.expect(
+                support.REFUSED,
+                "encode",
+                "in.pgm",
+                "x.jpg",
+                "--lossless",
+                predictor,
+                error="moxj: in.pgm: predictor %s: decoders differ on it where samples are above 32767\n" % predictor,
+            )
             file = lossless_file(picture, 16, int(predictor))
             self.write("y.jpg", file)
             self.expect(support.OK, "decode", "y.jpg", "out.pgm")
@@ -152,7 +166,9 @@ def lossless_file(picture, precision, predictor):
     bits = Bits()
     for y in range(height):
         for x in range(width):
-            a, b, c = (samples[(y - dy) * width + x - dx] if x >= dx and y >= dy else 0 for dx, dy in ((1, 0), (0, 1), (1, 1)))
+            a, b, c = (
+                samples[(y - dy) * width + x - dx] if x >= dx and y >= dy else 0 for dx, dy in ((1, 0), (0, 1), (1, 1))
+            )
             if y == 0:
                 predicted = a if x else 1 << precision - 1
             elif x == 0:
@@ -197,7 +213,13 @@ class Other(LosslessTest):
             last = -1
             for length in range(begin + 30, len(file) - 2, 60):
                 self.write("y.jpg", file[:length])
-                self.expect(support.INCOMPLETE, "decode", "y.jpg", "y.ppm", error=re.compile(r"\Amoxj: y\.jpg: warning: [^\n]+\n\Z"))
+                self.expect(
+                    support.INCOMPLETE,
+                    "decode",
+                    "y.jpg",
+                    "y.ppm",
+                    error=re.compile(r"\Amoxj: y\.jpg: warning: [^\n]+\n\Z"),
+                )
                 samples = raw_pnm(self.read("y.ppm"))[3]
                 equal = next((i for i, (a, b) in enumerate(zip(samples, picture[3])) if a != b), len(samples))
                 self.assertGreater(equal, last)
@@ -219,15 +241,43 @@ class Other(LosslessTest):
 
     def test_options(self):
         self.write("in.pgm", pnm(wave(23, 17, 1, 8), 8))
-        for options, words in ((["--lossless=8"], "no predictor"), (["--lossless=0"], "no predictor"), (["--lossless", "1,16"], "no predictor"),
-                               (["--lossless=1,"], "no predictor"), (["--lossless", "--quality", "9"], "--quality is not for lossless"),
-                               (["--progressive", "--lossless"], "--progressive is not for lossless"), (["--lossless", "--optimize"], "not for lossless")):
-            self.expect(support.USAGE, "encode", "in.pgm", "x.jpg", *options, error=re.compile(r"\Amoxj: [^\n]*%s[^\n]*\n\Z" % words))
-        self.expect(support.USAGE, "encode", "in.pgm", "x.jp2", "--lossless=3", error=re.compile("not for JPEG 2000 files"))
-        self.expect(support.LIMIT, "encode", "in.pgm", "x.jpg", "--lossless", "--restart", "24", error=re.compile("whole rows, of 23\n"))
-        self.expect(support.REFUSED, "encode", "in.pgm", "x.jpg", "--lossless=1,8", error=re.compile("leaves nothing of 8 bits"))
+        for options, words in (
+            (["--lossless=8"], "no predictor"),
+            (["--lossless=0"], "no predictor"),
+            (["--lossless", "1,16"], "no predictor"),
+            (["--lossless=1,"], "no predictor"),
+            (["--lossless", "--quality", "9"], "--quality is not for lossless"),
+            (["--progressive", "--lossless"], "--progressive is not for lossless"),
+            (["--lossless", "--optimize"], "not for lossless"),
+        ):
+            self.expect(
+                support.USAGE,
+                "encode",
+                "in.pgm",
+                "x.jpg",
+                *options,
+                error=re.compile(r"\Amoxj: [^\n]*%s[^\n]*\n\Z" % words),
+            )
+        self.expect(
+            support.USAGE, "encode", "in.pgm", "x.jp2", "--lossless=3", error=re.compile("not for JPEG 2000 files")
+        )
+        self.expect(
+            support.LIMIT,
+            "encode",
+            "in.pgm",
+            "x.jpg",
+            "--lossless",
+            "--restart",
+            "24",
+            error=re.compile("whole rows, of 23\n"),
+        )
+        self.expect(
+            support.REFUSED, "encode", "in.pgm", "x.jpg", "--lossless=1,8", error=re.compile("leaves nothing of 8 bits")
+        )
         self.expect(support.OK, "encode", "in.pgm", "x.jpg", "--lossless")
-        self.expect(support.REFUSED, "transcode", "x.jpg", "y.jpg", error="moxj: x.jpg: a lossless JPEG has no coefficients\n")
+        self.expect(
+            support.REFUSED, "transcode", "x.jpg", "y.jpg", error="moxj: x.jpg: a lossless JPEG has no coefficients\n"
+        )
         self.expect(support.LIMIT, "decode", "x.jpg", "y.pgm", "--max-pixels", "390", error=re.compile("--max-pixels"))
 
 
@@ -260,8 +310,14 @@ class Ffmpeg(LosslessTest):
                 worst = 0
                 for i in range(34 * 26):
                     y, cb, cr = (plane[i // 34 // dy * wide + i % 34 // dx] for plane, wide, dx, dy in planes)
-                    exact = y + 1.402 * (cr - 128), y - 0.344136 * (cb - 128) - 0.714136 * (cr - 128), y + 1.772 * (cb - 128)
-                    worst = max([worst] + [abs(min(255, max(0, e)) - s) for e, s in zip(exact, samples[3 * i:3 * i + 3])])
+                    exact = (
+                        y + 1.402 * (cr - 128),
+                        y - 0.344136 * (cb - 128) - 0.714136 * (cr - 128),
+                        y + 1.772 * (cb - 128),
+                    )
+                    worst = max(
+                        [worst] + [abs(min(255, max(0, e)) - s) for e, s in zip(exact, samples[3 * i : 3 * i + 3])]
+                    )
                 self.assertLess(worst, 1.01, (form, predictor))
 
 

@@ -12,9 +12,9 @@ from test_interop import InteropTest, raw_pnm
 # Scans that no default script has: bands of a few coefficients, bits refined one by one, components in any order.
 SCRIPTS = {
     "spectral": "0 1 2: 0-0, 0, 0; 0: 1-2, 0, 0; 0: 3-9, 0, 0; 0: 10-63, 0, 0; 2: 1-63, 0, 0; 1: 1-63, 0, 0;",
-    "bits": "0 1 2: 0-0, 0, 3; 0: 1-63, 0, 3; 1: 1-63, 0, 3; 2: 1-63, 0, 3; 0 1 2: 0-0, 3, 2; 0: 1-63, 3, 2; 1: 1-63, 3, 2;"
-            " 2: 1-63, 3, 2; 0: 1-63, 2, 1; 1: 1-63, 2, 1; 2: 1-63, 2, 1; 0 1 2: 0-0, 2, 1; 0 1 2: 0-0, 1, 0; 0: 1-63, 1, 0;"
-            " 1: 1-63, 1, 0; 2: 1-63, 1, 0;",
+    "bits": "0 1 2: 0-0, 0, 3; 0: 1-63, 0, 3; 1: 1-63, 0, 3; 2: 1-63, 0, 3; 0 1 2: 0-0, 3, 2; 0: 1-63, 3, 2;"
+    " 1: 1-63, 3, 2; 2: 1-63, 3, 2; 0: 1-63, 2, 1; 1: 1-63, 2, 1; 2: 1-63, 2, 1; 0 1 2: 0-0, 2, 1; 0 1 2: 0-0, 1, 0;"
+    " 0: 1-63, 1, 0; 1: 1-63, 1, 0; 2: 1-63, 1, 0;",
     "single": "2: 0-0, 0, 1; 0: 0-0, 0, 1; 1: 0-0, 0, 0; 0: 0-0, 1, 0; 0: 1-63, 0, 1; 2: 0-0, 1, 0; 0: 1-20, 1, 0;"
               " 1: 1-63, 0, 0; 0: 21-63, 1, 0; 2: 1-63, 0, 0;",
     "unfinished": "0 1 2: 0-0, 0, 1; 0: 1-63, 0, 2; 1: 1-5, 0, 1;",
@@ -41,14 +41,18 @@ class ReadTest(ProgressiveTest):
         files = {}
         for sampling in ("1x1", "2x1", "2x2", "1x2", "4x1", "1x1,2x2,1x1"):
             for restart in ("0", "1", "5", "1B"):
-                files[f"s{sampling}-{restart}"] = self.cjpeg(colour, "-progressive", "-sample", sampling, "-restart", restart)
+                files[f"s{sampling}-{restart}"] = self.cjpeg(
+                    colour, "-progressive", "-sample", sampling, "-restart", restart
+                )
         for quality in (1, 20, 60, 95, 100):
             files[f"q{quality}"] = self.cjpeg(colour, "-progressive", "-quality", quality)
             files[f"g{quality}"] = self.cjpeg(grey, "-progressive", "-quality", quality, "-restart", quality % 3)
         for name, script in SCRIPTS.items():
             self.write("script", script.encode())
             for sampling in ("1x1", "2x2"):
-                files[f"{name}-{sampling}"] = self.cjpeg(colour, "-scans", "script", "-quality", 90, "-sample", sampling)
+                files[f"{name}-{sampling}"] = self.cjpeg(
+                    colour, "-scans", "script", "-quality", 90, "-sample", sampling
+                )
         files["rgb"] = self.cjpeg(colour, "-progressive", "-rgb", "-quality", 90)
         for width in range(1, 35, 3):
             picture = support.pnm(pictures.generated(width, width * 23 % 41, 3, width))
@@ -62,7 +66,9 @@ class ReadTest(ProgressiveTest):
     def test_what_jpegtran_makes_of_sequential_files(self):
         picture = support.pnm(pictures.generated(75, 53, 3, 4))
         twins, files = {}, {}
-        for number, options in enumerate((["-progressive"], ["-optimize"], ["-progressive", "-restart", "2"], ["-optimize", "-restart", "1B"])):
+        for number, options in enumerate(
+            (["-progressive"], ["-optimize"], ["-progressive", "-restart", "2"], ["-optimize", "-restart", "1B"])
+        ):
             for sampling in ("1x1", "2x1", "2x2"):
                 name = f"{number}-{sampling}"
                 twins[name] = self.cjpeg(picture, "-sample", sampling, "-quality", 92)
@@ -80,7 +86,9 @@ class ReadTest(ProgressiveTest):
             self.write("x.jpg", file[:length])
             expected = support.INCOMPLETE if length < len(file) - 2 else support.OK
             words = "warning" if expected else "note: the file has no EOI marker"
-            picture = self.expect(expected, "decode", "x.jpg", "-", error=re.compile(r"\Amoxj: x\.jpg: %s[^\n]*\n\Z" % words))
+            picture = self.expect(
+                expected, "decode", "x.jpg", "-", error=re.compile(r"\Amoxj: x\.jpg: %s[^\n]*\n\Z" % words)
+            )
             errors.append(sum((a - b) ** 2 for a, b in zip(raw_pnm(picture)[3], whole[3])))
         self.assertEqual(errors, sorted(errors, reverse=True))
         self.assertEqual(errors[-1], 0)
@@ -118,9 +126,13 @@ class ReadTest(ProgressiveTest):
         file = self.read("x.jpg")
         last = [match.start() for match in re.finditer(rb"\xff\xda", file)][-1]
         self.write("y.jpg", file[:-2] + file[last:-2] * 490 + b"\xff\xd9")
-        self.expect(support.INCOMPLETE, "decode", "y.jpg", "-", error="moxj: y.jpg: warning: scan 11 is out of sequence\n")
+        self.expect(
+            support.INCOMPLETE, "decode", "y.jpg", "-", error="moxj: y.jpg: warning: scan 11 is out of sequence\n"
+        )
         self.write("y.jpg", file[:-2] + file[last:-2] * 491 + b"\xff\xd9")
-        self.expect(support.LIMIT, "decode", "y.jpg", "-", error="moxj: y.jpg: more than the limit of 500 scans (--max-scans)\n")
+        self.expect(
+            support.LIMIT, "decode", "y.jpg", "-", error="moxj: y.jpg: more than the limit of 500 scans (--max-scans)\n"
+        )
 
     def test_the_number_of_pixels_is_limited(self):
         file = bytearray(self.cjpeg(support.pnm(pictures.generated(40, 40, 3, 4)), "-progressive"))
@@ -138,12 +150,29 @@ class ReadTest(ProgressiveTest):
             end = start + 2 + struct.unpack(">H", file[start + 2:start + 4])[0]
             return file[:end - 3] + bytes(values) + file[end:]
 
-        for values, words in ((5, 3, 0), "bad band"), ((0, 5, 0), "bad band"), ((1, 64, 0), "bad band"), ((1, 63, 14), "bad point"), \
-                ((1, 63, 0x31), "refinement of several"):
+        for values, words in (
+            ((5, 3, 0), "bad band"),
+            ((0, 5, 0), "bad band"),
+            ((1, 64, 0), "bad band"),
+            ((1, 63, 14), "bad point"),
+            ((1, 63, 0x31), "refinement of several"),
+        ):
             self.write("x.jpg", with_parameters(1, *values))
-            self.expect(support.INCOMPLETE, "decode", "x.jpg", "-", error=re.compile(r"warning: scan 2 has a %s[^\n]*\n\Z" % words))
+            self.expect(
+                support.INCOMPLETE,
+                "decode",
+                "x.jpg",
+                "-",
+                error=re.compile(r"warning: scan 2 has a %s[^\n]*\n\Z" % words),
+            )
         self.write("x.jpg", with_parameters(0, 1, 63, 0))
-        self.expect(support.REFUSED, "decode", "x.jpg", "-", error=re.compile("scan 1 has AC coefficients of several components"))
+        self.expect(
+            support.REFUSED,
+            "decode",
+            "x.jpg",
+            "-",
+            error=re.compile("scan 1 has AC coefficients of several components"),
+        )
         self.write("x.jpg", with_parameters(5, 1, 63, 0x10))
         self.expect(support.INCOMPLETE, "decode", "x.jpg", "-", error=re.compile("scan 6 is out of sequence"))
 
@@ -155,8 +184,14 @@ class ReadTest(ProgressiveTest):
         self.assertEqual(text.count("\nscan "), 10)
 
 
-OPTIONS = [[], ["--sample", "4:4:4"], ["--sample", "4:2:2", "--quality", "95"], ["--restart", "3"], ["--restart", "2B", "--quality", "30"],
-           ["--quality", "99"]]
+OPTIONS = [
+    [],
+    ["--sample", "4:4:4"],
+    ["--sample", "4:2:2", "--quality", "95"],
+    ["--restart", "3"],
+    ["--restart", "2B", "--quality", "30"],
+    ["--quality", "99"],
+]
 
 
 class WriteTest(ProgressiveTest):
@@ -186,7 +221,11 @@ class WriteTest(ProgressiveTest):
             for options in OPTIONS:
                 sequential = self.encoded(source, *options)
                 pixels = self.djpeg("x.jpg")
-                restart = {"3": ["-restart", "3B"], "2B": ["-restart", "2"]}.get(options[1], []) if "--restart" in options else []
+                restart = (
+                    {"3": ["-restart", "3B"], "2B": ["-restart", "2"]}.get(options[1], [])
+                    if "--restart" in options
+                    else []
+                )
                 same = ["--restart", options[1]] if restart else []
                 for form in "progressive", "optimize":
                     name = (source, options, form)
@@ -211,32 +250,60 @@ class WriteTest(ProgressiveTest):
             self.write("peer.jpg", peer)
             if name != "unfinished":
                 self.assert_pixels(file, pixels, name)
-                self.assertEqual(self.transcoded(self.encoded(source, "--quality", "90"), "--scans", "script"), file, name)
+                self.assertEqual(
+                    self.transcoded(self.encoded(source, "--quality", "90"), "--scans", "script"), file, name
+                )
             self.assertLessEqual(len(self.transcoded(peer, "--scans", "script", "--optimize")), len(peer), name)
 
     def test_bad_scripts_name_file_and_line(self):
-        for script, line, words in ((b"# only\n# comments", 2, "no scans"), (b"0;\n1 2;;", 2, "a component is no number"),
-                                    (b"0 1 2: 0-0, 0 1", 1, None), (b"0 1 2\n: 0-x, 0, 1;", 2, "the last coefficient is no number"),
-                                    (b"0 1 2: 0-0, 0, 0 7;", 1, "must end with ';'"), (b"0 1 2: 0-0, 0, 300;", 1, "the lowest bit is no number"),
-                                    (b"0: 0-0, 0, 0;\n0 1: 1-5, 0, 0;", 2, "AC coefficients of several components"),
-                                    (b"0 1 2: 0-0,0,0;\n\n0: 5-1,0,0;", 3, "bad band"), (b"0 1 2: 0-0,0,14;", 1, "bad point transform"),
-                                    (b"0 1 2: 0-0,0,2;\n0 1 2: 0-0,2,0;", 2, "refinement of several bits"),
-                                    (b"0: 1-63,0,0;\n0 1 2: 0-0,0,0;", 1, "does not go on"), (b"0;\n0;", 2, "does not go on"),
-                                    (b"0 1 2: 0-0,0,0;\n0: 1-63,1,0;", 2, "does not go on"), (b"0;\n2;", 2, "component 1 is in no scan"),
-                                    (b"1 0;\n2;", 1, "rising order"), (b"0 0;", 1, "rising order"), (b"4;", 1, "components are 0 to 3"),
-                                    (b"0 1;", 1, "component 2 of the picture is in no scan"), (b"0 1 2;\n3;", 2, "no component 3 in a picture of 3")):
+        for script, line, words in (
+            (b"# only\n# comments", 2, "no scans"),
+            (b"0;\n1 2;;", 2, "a component is no number"),
+            (b"0 1 2: 0-0, 0 1", 1, None),
+            (b"0 1 2\n: 0-x, 0, 1;", 2, "the last coefficient is no number"),
+            (b"0 1 2: 0-0, 0, 0 7;", 1, "must end with ';'"),
+            (b"0 1 2: 0-0, 0, 300;", 1, "the lowest bit is no number"),
+            (b"0: 0-0, 0, 0;\n0 1: 1-5, 0, 0;", 2, "AC coefficients of several components"),
+            (b"0 1 2: 0-0,0,0;\n\n0: 5-1,0,0;", 3, "bad band"),
+            (b"0 1 2: 0-0,0,14;", 1, "bad point transform"),
+            (b"0 1 2: 0-0,0,2;\n0 1 2: 0-0,2,0;", 2, "refinement of several bits"),
+            (b"0: 1-63,0,0;\n0 1 2: 0-0,0,0;", 1, "does not go on"),
+            (b"0;\n0;", 2, "does not go on"),
+            (b"0 1 2: 0-0,0,0;\n0: 1-63,1,0;", 2, "does not go on"),
+            (b"0;\n2;", 2, "component 1 is in no scan"),
+            (b"1 0;\n2;", 1, "rising order"),
+            (b"0 0;", 1, "rising order"),
+            (b"4;", 1, "components are 0 to 3"),
+            (b"0 1;", 1, "component 2 of the picture is in no scan"),
+            (b"0 1 2;\n3;", 2, "no component 3 in a picture of 3"),
+        ):
             self.write("script.txt", script)
-            expected = r"\Amoxj: (61x43\.pnm: )?script\.txt: line %d: [^\n]*%s[^\n]*\n\Z" % (line, words and re.escape(words))
+            expected = r"\Amoxj: (61x43\.pnm: )?script\.txt: line %d: [^\n]*%s[^\n]*\n\Z" % (
+                line,
+                words and re.escape(words),
+            )
             source = next(self.sources())
             if words:
-                self.expect(support.REFUSED, "encode", source, "x.jpg", "--scans", "script.txt", error=re.compile(expected))
+                self.expect(
+                    support.REFUSED, "encode", source, "x.jpg", "--scans", "script.txt", error=re.compile(expected)
+                )
             else:
                 self.expect(support.OK, "encode", source, "x.jpg", "--scans", "script.txt")
-        self.expect(support.REFUSED, "encode", source, "x.jpg", "--scans", "missing", error=re.compile(r"\Amoxj: missing: [^\n]+\n\Z"))
+        self.expect(
+            support.REFUSED,
+            "encode",
+            source,
+            "x.jpg",
+            "--scans",
+            "missing",
+            error=re.compile(r"\Amoxj: missing: [^\n]+\n\Z"),
+        )
 
     def test_segments(self):
         """APPn and COM stay, in their order; --strip keeps what tells the colours."""
-        extra = b"\xff\xe1\0\x06Exif" + b"\xff\xfe\0\x07hello" + b"\xff\xee\0\x0eAdobe\0\x64\0\0\0\0\0" + b"\xff\xef\0\x03x"
+        extra = (
+            b"\xff\xe1\0\x06Exif" + b"\xff\xfe\0\x07hello" + b"\xff\xee\0\x0eAdobe\0\x64\0\0\0\0\0" + b"\xff\xef\0\x03x"
+        )
         file = self.encoded(next(self.sources()))
         file = file[:20] + extra + file[20:]
         kept = self.transcoded(file, "--progressive")
@@ -258,9 +325,19 @@ class WriteTest(ProgressiveTest):
         self.assert_pixels(progressive, expected, "progressive")
         self.assertEqual(self.transcoded(progressive, "--optimize"), self.transcoded(file, "--optimize"))
         self.write("in.jpg", file)
-        self.expect(support.REFUSED, "transcode", "in.jpg", "y.jpg", "--sequential", error=re.compile("Annex K have no code"))
+        self.expect(
+            support.REFUSED, "transcode", "in.jpg", "y.jpg", "--sequential", error=re.compile("Annex K have no code")
+        )
         self.write("in.jpg", large_block_file([0, 2500] + [0] * 62))
-        self.expect(support.REFUSED, "transcode", "in.jpg", "y.jpg", "--scans", "script", error=re.compile("too large for this kind of scan"))
+        self.expect(
+            support.REFUSED,
+            "transcode",
+            "in.jpg",
+            "y.jpg",
+            "--scans",
+            "script",
+            error=re.compile("too large for this kind of scan"),
+        )
 
     def test_coefficients_of_16_bits(self):
         """Values shifted by 13 bits: -32768, which neither process can code."""
@@ -277,8 +354,14 @@ class WriteTest(ProgressiveTest):
 
     def test_incomplete_files(self):
         file = self.encoded(next(self.sources()), "--progressive")
-        self.write("in.jpg", file[:len(file) // 2])
-        self.expect(support.INCOMPLETE, "transcode", "in.jpg", "out.jpg", error=re.compile(r"\Amoxj: in\.jpg: warning: [^\n]+\n\Z"))
+        self.write("in.jpg", file[: len(file) // 2])
+        self.expect(
+            support.INCOMPLETE,
+            "transcode",
+            "in.jpg",
+            "out.jpg",
+            error=re.compile(r"\Amoxj: in\.jpg: warning: [^\n]+\n\Z"),
+        )
         pixels = self.djpeg("out.jpg")
         self.expect(support.INCOMPLETE, "decode", "in.jpg", "a.pnm", error=re.compile("warning"))
         self.expect(support.OK, "decode", "out.jpg", "b.pnm")
@@ -286,12 +369,20 @@ class WriteTest(ProgressiveTest):
         self.assertEqual(pixels[:2], (61, 43))
 
     def test_usage(self):
-        for options, words in ((["--progressive", "--sequential"], "exclude"), (["--scans", "s", "--progressive"], "without --progressive"),
-                               (["--scans", "s", "--sequential"], "without --sequential"), (["--scans="], "names no file"),
-                               (["--quality", "3"], "no option")):
+        for options, words in (
+            (["--progressive", "--sequential"], "exclude"),
+            (["--scans", "s", "--progressive"], "without --progressive"),
+            (["--scans", "s", "--sequential"], "without --sequential"),
+            (["--scans="], "names no file"),
+            (["--quality", "3"], "no option"),
+        ):
             self.expect(support.USAGE, "transcode", "a.jpg", "b.jpg", *options, error=re.compile(words))
-        self.expect(support.USAGE, "transcode", "a.jpg", "b.png", error="moxj: b.png: 'moxj transcode' writes JPEG files\n")
-        self.expect(support.REFUSED, "transcode", next(self.sources()), "b.jpg", error="moxj: 61x43.pnm: no JPEG file\n")
+        self.expect(
+            support.USAGE, "transcode", "a.jpg", "b.png", error="moxj: b.png: 'moxj transcode' writes JPEG files\n"
+        )
+        self.expect(
+            support.REFUSED, "transcode", next(self.sources()), "b.jpg", error="moxj: 61x43.pnm: no JPEG file\n"
+        )
 
     def test_batches(self):
         for name in "a", "b":

@@ -85,9 +85,23 @@ class Batches(ToolTest):
 
     def test_equal_outputs_are_refused_before_any_work(self):
         os.mkdir(self.path("other"))
-        for a, b in ("in/p0.png", "other/p0.png"), ("in/p0.png", "in/p0.ppm"), ("in/p0.png", "in/p0.png"), ("in/p0.png", "in//p0"):
-            self.expect(USAGE, "decode", "in/p1.png", a, "in/p2.png", b, "--output-dir", "out",
-                        error="moxj: %s and %s would both become out/p0.pnm\n" % (a, b))
+        for a, b in (
+            ("in/p0.png", "other/p0.png"),
+            ("in/p0.png", "in/p0.ppm"),
+            ("in/p0.png", "in/p0.png"),
+            ("in/p0.png", "in//p0"),
+        ):
+            self.expect(
+                USAGE,
+                "decode",
+                "in/p1.png",
+                a,
+                "in/p2.png",
+                b,
+                "--output-dir",
+                "out",
+                error="moxj: %s and %s would both become out/p0.pnm\n" % (a, b),
+            )
             self.assertEqual(self.files(), ["in", "other"])
 
     def test_wrong_use(self):
@@ -106,7 +120,9 @@ class Batches(ToolTest):
         for name in names:
             os.mkfifo(self.path(name))
         for jobs, threads in (1, 1), (3, 3), (100, 6):
-            process = subprocess.Popen([MOXJ, "decode", *names, "--output-dir", "out", "--jobs", str(jobs)], cwd=self.directory)
+            process = subprocess.Popen(
+                [MOXJ, "decode", *names, "--output-dir", "out", "--jobs", str(jobs)], cwd=self.directory
+            )
             deadline = time.monotonic() + 10
             count = 0
             while count < threads and time.monotonic() < deadline:
@@ -124,7 +140,9 @@ class Batches(ToolTest):
         for name in names:
             self.write(name, large)
         for delay in 0.0, 0.01, 0.02, 0.03, 0.05:
-            process = subprocess.Popen([MOXJ, "decode", *names, "--output-dir", "out", "--jobs", "3"], cwd=self.directory)
+            process = subprocess.Popen(
+                [MOXJ, "decode", *names, "--output-dir", "out", "--jobs", "3"], cwd=self.directory
+            )
             time.sleep(delay)
             process.send_signal(signal.SIGTERM)
             self.assertIn(process.wait(), (-signal.SIGTERM, OK))
@@ -172,7 +190,9 @@ class OnTerminal(ToolTest):
         return names
 
     def test_a_batch(self):
-        output = self.run_on_terminal("decode", *self.slow_inputs(), "--output-dir", "out", "--jobs", "1", "--format", "png")
+        output = self.run_on_terminal(
+            "decode", *self.slow_inputs(), "--output-dir", "out", "--jobs", "1", "--format", "png"
+        )
         self.assertIn("\r1 of 5 files", output)
         self.assertEqual(self.screen(output), ["moxj: bad: neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX", ""])
 

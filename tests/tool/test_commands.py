@@ -15,13 +15,35 @@ class CommandLine(ToolTest):
     def test_help_names_every_option(self):
         common = ["--max-pixels", "--threads", "--quiet", "--help"]
         conversion = common + ["IN OUT", "--format", "--output-dir", "--jobs"]
-        for command, words in {(): ["encode", "decode", "transcode", "info", "compare", "Exit status", "--version"],
-                               ("encode",): conversion + ["--quality", "--sample", "--grayscale", "--restart", "--progressive", "--scans",
-                                                           "--optimize", "--lossless", "--fast-mcu"],
-                               ("transcode",): ["IN OUT", "--progressive", "--scans", "--sequential", "--optimize", "--strip",
-                                                "--restart", "--max-scans", "--output-dir"],
-                               ("decode",): conversion + ["--nosmooth", "--fast-mcu", "--max-scans"], ("info",): ["--json"],
-                               ("compare",): common + ["--json"]}.items():
+        for command, words in {
+            (): ["encode", "decode", "transcode", "info", "compare", "Exit status", "--version"],
+            ("encode",): conversion
+            + [
+                "--quality",
+                "--sample",
+                "--grayscale",
+                "--restart",
+                "--progressive",
+                "--scans",
+                "--optimize",
+                "--lossless",
+                "--fast-mcu",
+            ],
+            ("transcode",): [
+                "IN OUT",
+                "--progressive",
+                "--scans",
+                "--sequential",
+                "--optimize",
+                "--strip",
+                "--restart",
+                "--max-scans",
+                "--output-dir",
+            ],
+            ("decode",): conversion + ["--nosmooth", "--fast-mcu", "--max-scans"],
+            ("info",): ["--json"],
+            ("compare",): common + ["--json"],
+        }.items():
             for flag in "--help", "-h":
                 text = self.expect(OK, *command, flag).decode()
                 for word in words:
@@ -29,31 +51,48 @@ class CommandLine(ToolTest):
                 self.assertLessEqual(max(map(len, text.splitlines())), 100)
 
     def test_wrong_use_is_one_line(self):
-        for arguments, cause in (((), "a command is missing (see moxj --help)"),
-                                 (("explode",), "'explode' is no command (see moxj --help)"),
-                                 (("a\nb",), "'a\\x0Ab' is no command (see moxj --help)"),
-                                 (("",), "'' is no command (see moxj --help)"),
-                                 (("encode", "a", "b.png"), "b.png: PNG is written by 'moxj decode'"),
-                                 (("decode", "a", "b.jpg"), "b.jpg: JPEG is written by 'moxj encode'"),
-                                 (("encode", "a", "b"), "b: the name does not tell the format; give --format jpg, jp2, j2k"),
-                                 (("decode", "a", "b.x"),
-                                  "b.x: the name does not tell the format; give --format png, ppm, pgm, pnm, pgx"),
-                                 (("decode", "a", ""), "the output's name is empty"),
-                                 (("compare", "-", "-"), "standard input can be one of two pictures only")):
+        for arguments, cause in (
+            ((), "a command is missing (see moxj --help)"),
+            (("explode",), "'explode' is no command (see moxj --help)"),
+            (("a\nb",), "'a\\x0Ab' is no command (see moxj --help)"),
+            (("",), "'' is no command (see moxj --help)"),
+            (("encode", "a", "b.png"), "b.png: PNG is written by 'moxj decode'"),
+            (("decode", "a", "b.jpg"), "b.jpg: JPEG is written by 'moxj encode'"),
+            (("encode", "a", "b"), "b: the name does not tell the format; give --format jpg, jp2, j2k"),
+            (("decode", "a", "b.x"), "b.x: the name does not tell the format; give --format png, ppm, pgm, pnm, pgx"),
+            (("decode", "a", ""), "the output's name is empty"),
+            (("compare", "-", "-"), "standard input can be one of two pictures only"),
+        ):
             self.expect(USAGE, *arguments, error="moxj: %s\n" % cause)
-        for arguments in (("-x",), ("encode",), ("encode", "a", "--wrong"), ("encode", "a", "b.jpg", "--quality"), ("compare", "a"),
-                          ("compare", "a", "b", "c"), ("info",), ("info", "a", "b"), ("decode", "a", "b.png", "--quality", "9"),
-                          ("encode", "a", "b.jpg", "--quiet=maybe"), ("encode", "a", "b.jpg", "--qu", "9"), ("info", "a", "--quiet")):
+        for arguments in (
+            ("-x",),
+            ("encode",),
+            ("encode", "a", "--wrong"),
+            ("encode", "a", "b.jpg", "--quality"),
+            ("compare", "a"),
+            ("compare", "a", "b", "c"),
+            ("info",),
+            ("info", "a", "b"),
+            ("decode", "a", "b.png", "--quality", "9"),
+            ("encode", "a", "b.jpg", "--quiet=maybe"),
+            ("encode", "a", "b.jpg", "--qu", "9"),
+            ("info", "a", "--quiet"),
+        ):
             self.expect(USAGE, *arguments, error=re.compile(r"\Amoxj: [^\n]+\(see moxj [^\n]*--help\)\n\Z"))
 
     def test_options_may_be_shortened_where_that_is_clear(self):
         self.expect(USAGE, "encode", "a", "b.jpg", "--qual", "101", error=re.compile(r"--quality: '101' is no number"))
 
     def test_values_out_of_range(self):
-        for option, values in {"--quality": ["0", "101", "-1", "x", "", "7x", "75.0", "99999999999"],
-                               "--sample": ["4:1:1", "444", ""], "--restart": ["-1", "65536", "B", "1C", ""],
-                               "--jobs": ["0", "257"], "--threads": ["0", "1025"], "--max-pixels": ["0", "-5", "1099511627777"],
-                               "--format": ["png", "gif", ""]}.items():
+        for option, values in {
+            "--quality": ["0", "101", "-1", "x", "", "7x", "75.0", "99999999999"],
+            "--sample": ["4:1:1", "444", ""],
+            "--restart": ["-1", "65536", "B", "1C", ""],
+            "--jobs": ["0", "257"],
+            "--threads": ["0", "1025"],
+            "--max-pixels": ["0", "-5", "1099511627777"],
+            "--format": ["png", "gif", ""],
+        }.items():
             for value in values:
                 self.expect(USAGE, "encode", "a", "b.jpg", option + "=" + value,
                             error=re.compile(r"\Amoxj: %s[^\n]+\(see moxj encode --help\)\n\Z" % option))
@@ -78,14 +117,29 @@ class Info(ToolTest):
 
     def test_png(self):
         file = png(6, 5, RGB_ALPHA, 16, noise(6, 5, 4, most=65535)[3], interlaced=True)
-        self.assertEqual(self.info(file), {"format": "PNG", "kind": "RGB, transparent, interlaced", "bytes": len(file),
-                                           "width": 6, "height": 5, "channels": 4, "bits": 16})
-        self.assertEqual(self.info(png(6, 5, PALETTE, 2, noise(6, 5, 1, most=3)[3], palette=[(1, 2, 3)] * 4))["kind"], "palette")
+        self.assertEqual(
+            self.info(file),
+            {
+                "format": "PNG",
+                "kind": "RGB, transparent, interlaced",
+                "bytes": len(file),
+                "width": 6,
+                "height": 5,
+                "channels": 4,
+                "bits": 16,
+            },
+        )
+        self.assertEqual(
+            self.info(png(6, 5, PALETTE, 2, noise(6, 5, 1, most=3)[3], palette=[(1, 2, 3)] * 4))["kind"], "palette"
+        )
 
     def test_text(self):
         self.write("in", pnm(noise(7, 5, 1)))
-        self.assertEqual(self.expect(OK, "info", "in"),
-                         b"format        PGM, grey, raw, maximum value 255\nsize          7 x 5 pixels, 1 channels of 8 bits, 46 bytes\n")
+        self.assertEqual(
+            self.expect(OK, "info", "in"),
+            b"format        PGM, grey, raw, maximum value 255\n"
+            b"size          7 x 5 pixels, 1 channels of 8 bits, 46 bytes\n",
+        )
 
     def test_refused(self):
         self.expect(REFUSED, "info", "-", "--json", stdin=b"GIF",
@@ -156,9 +210,12 @@ class Compare(ToolTest):
         picture = noise(30, 20, 3)
         got = self.compare(png_of(picture), pnm(picture, plain=True))
         equal = {"psnr": None, "mse": 0, "max": 0, "ssim": 1}
-        self.assertEqual(got, {"width": 30, "height": 20,
-                               "channels": {"red": equal, "green": equal, "blue": equal}, "all": equal})
-        self.assertEqual(self.expect(OK, "compare", "a", "b").splitlines()[3], b"all    PSNR equal      max 0    SSIM 1.00000")
+        self.assertEqual(
+            got, {"width": 30, "height": 20, "channels": {"red": equal, "green": equal, "blue": equal}, "all": equal}
+        )
+        self.assertEqual(
+            self.expect(OK, "compare", "a", "b").splitlines()[3], b"all    PSNR equal      max 0    SSIM 1.00000"
+        )
 
     def test_one_channel_differs(self):
         a = noise(30, 20, 3)
@@ -184,9 +241,18 @@ class Compare(ToolTest):
         self.write("good", pnm(noise(3, 2, 1)))
         self.write("bad", b"GIF")
         for pair in ("good", "bad"), ("bad", "good"):
-            self.expect(REFUSED, "compare", *pair, error="moxj: bad: neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX\n")
-        self.expect(LIMIT, "compare", "good", "good", "--max-pixels", "5",
-                    error="moxj: good: 3 x 2 pixels are more than the limit of 5 (--max-pixels)\n")
+            self.expect(
+                REFUSED, "compare", *pair, error="moxj: bad: neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX\n"
+            )
+        self.expect(
+            LIMIT,
+            "compare",
+            "good",
+            "good",
+            "--max-pixels",
+            "5",
+            error="moxj: good: 3 x 2 pixels are more than the limit of 5 (--max-pixels)\n",
+        )
 
     def test_an_incomplete_picture(self):
         picture = (3, 2, 1, [0] * 6)

@@ -82,17 +82,24 @@ class Reading(ToolTest):
             for kind, channels in (GREY_ALPHA, 1), (RGB_ALPHA, 3):
                 values = noise(6, 5, channels + 1)[3]
                 kept = [v for i, v in enumerate(values) if i % (channels + 1) < channels]
-                self.assertEqual(self.decoded(png(6, 5, kind, 8, values, interlaced=interlaced), "transparency dropped"),
-                                 (6, 5, channels, kept))
+                self.assertEqual(
+                    self.decoded(png(6, 5, kind, 8, values, interlaced=interlaced), "transparency dropped"),
+                    (6, 5, channels, kept),
+                )
         grey = noise(6, 5, 1, most=3)
         self.assertEqual(self.decoded(png(6, 5, GREY, 2, grey[3], transparency=b"\0\1"), "transparency dropped"),
                          scaled(grey, 3))
         rgb = noise(6, 5, 3)
-        self.assertEqual(self.decoded(png(6, 5, RGB, 8, rgb[3], transparency=b"\0\1\0\2\0\3"), "transparency dropped"), rgb)
+        self.assertEqual(
+            self.decoded(png(6, 5, RGB, 8, rgb[3], transparency=b"\0\1\0\2\0\3"), "transparency dropped"), rgb
+        )
         palette = [(1, 2, 3), (40, 50, 60), (7, 8, 9), (200, 100, 0)]
         self.assertEqual(
-            self.decoded(png(6, 5, PALETTE, 2, grey[3], palette=palette, transparency=b"\0\x80"), "transparency dropped"),
-            (6, 5, 3, [v for index in grey[3] for v in palette[index]]))
+            self.decoded(
+                png(6, 5, PALETTE, 2, grey[3], palette=palette, transparency=b"\0\x80"), "transparency dropped"
+            ),
+            (6, 5, 3, [v for index in grey[3] for v in palette[index]]),
+        )
 
     def test_both_notes_and_quiet(self):
         values = noise(6, 5, 4, most=65535)
@@ -239,7 +246,9 @@ class Refused(ToolTest):
                     error="moxj: /dev/zero: neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX\n")
 
     def test_inputs_that_cannot_be_read(self):
-        self.expect(REFUSED, "decode", "none", "out.png", error="moxj: none: cannot be read: No such file or directory\n")
+        self.expect(
+            REFUSED, "decode", "none", "out.png", error="moxj: none: cannot be read: No such file or directory\n"
+        )
         self.expect(REFUSED, "decode", ".", "out.png", error="moxj: .: cannot be read: Is a directory\n")
 
     def test_names_are_shown_on_one_line(self):
@@ -269,10 +278,13 @@ class Incomplete(ToolTest):
         self.assertEqual(parse_pnm(self.read("out.ppm"))[3], scaled(picture, 65535)[3][:-1] + [0])
 
     def test_plain_pnm_cut_or_damaged(self):
-        self.assertEqual(self.incomplete(b"P3 1 3 255 1 2 3 4", "the file ends after 1 of 3 rows")[3],
-                         [1, 2, 3, 4, 0, 0, 0, 0, 0])
-        self.assertEqual(self.incomplete(b"P3 1 2 255 1 2 3 4 x 5", "something that is not a number stands after 1 of 2 rows")[3],
-                         [1, 2, 3, 4, 0, 0])
+        self.assertEqual(
+            self.incomplete(b"P3 1 3 255 1 2 3 4", "the file ends after 1 of 3 rows")[3], [1, 2, 3, 4, 0, 0, 0, 0, 0]
+        )
+        self.assertEqual(
+            self.incomplete(b"P3 1 2 255 1 2 3 4 x 5", "something that is not a number stands after 1 of 2 rows")[3],
+            [1, 2, 3, 4, 0, 0],
+        )
 
     def test_samples_above_the_maximum_count_as_the_maximum(self):
         cause = "samples above the maximum value of the header"
@@ -313,9 +325,14 @@ class Incomplete(ToolTest):
         file = png_of(picture, interlaced=True, level=0)
         begin = file.index(b"IDAT") + 4 + 2 + 5
         # Pass 1 has 4 rows of 4 samples, passes 2 and 3 as many bytes and twice those; then the file ends in pass 5.
-        self.write("in", file[:begin + 20 + 20 + 36 + 72 + 17 * 4])
-        self.expect(INCOMPLETE, "decode", "in", "out.ppm",
-                    error=re.compile(r"moxj: in: warning: the file ends early, after \d+ of 32 rows of pass 5 of 7\n\Z"))
+        self.write("in", file[: begin + 20 + 20 + 36 + 72 + 17 * 4])
+        self.expect(
+            INCOMPLETE,
+            "decode",
+            "in",
+            "out.ppm",
+            error=re.compile(r"moxj: in: warning: the file ends early, after \d+ of 32 rows of pass 5 of 7\n\Z"),
+        )
         decoded = parse_pnm(self.read("out.ppm"))
         self.assertLessEqual(max(abs(a - b) for a, b in zip(decoded[3][::3], picture[3])), 8)
 
@@ -333,7 +350,11 @@ class Incomplete(ToolTest):
         """Damage anywhere gives a picture, a partial picture or a refusal."""
         statuses = set()
         source = random.Random(7)
-        for file in png_of(smooth(12, 9, 3), pieces=2), png_of(smooth(12, 9, 1), interlaced=True), pnm(smooth(5, 4, 3), plain=True):
+        for file in (
+            png_of(smooth(12, 9, 3), pieces=2),
+            png_of(smooth(12, 9, 1), interlaced=True),
+            pnm(smooth(5, 4, 3), plain=True),
+        ):
             for _ in range(150):
                 data = bytearray(file)
                 for _ in range(source.randint(1, 4)):

@@ -48,12 +48,21 @@ class JpegTest(ToolTest):
 
 class Encoding(JpegTest):
     def test_the_sampling(self):
-        for options, factors in ([], 0x22), (["--sample", "4:2:0"], 0x22), (["--sample=4:2:2"], 0x21), (["--sample", "4:4:4"], 0x11):
+        for options, factors in (
+            ([], 0x22),
+            (["--sample", "4:2:0"], 0x22),
+            (["--sample=4:2:2"], 0x21),
+            (["--sample", "4:4:4"], 0x11),
+        ):
             self.assertEqual(frame(self.encoded(*options)), (8, 45, 70, [(1, factors, 0), (2, 0x11, 1), (3, 0x11, 1)]))
 
     def test_grey(self):
         self.write("grey.pgm", pnm(smooth(70, 45, 1)))
-        for file in self.encoded("--grayscale"), self.encoded(source="grey.pgm"), self.encoded("--sample", "4:2:2", source="grey.pgm"):
+        for file in (
+            self.encoded("--grayscale"),
+            self.encoded(source="grey.pgm"),
+            self.encoded("--sample", "4:2:2", source="grey.pgm"),
+        ):
             self.assertEqual(frame(file), (8, 45, 70, [(1, 0x11, 0)]))
 
     def test_the_quality(self):
@@ -69,7 +78,15 @@ class Encoding(JpegTest):
     def test_restarts(self):
         mcus_wide = {"4:2:0": 5, "4:4:4": 9}
         for sampling, wide in mcus_wide.items():
-            for text, interval in ("0", None), ("0B", None), ("1", 1), ("7", 7), ("1B", wide), ("3B", 3 * wide), ("65535", 65535):
+            for text, interval in (
+                ("0", None),
+                ("0B", None),
+                ("1", 1),
+                ("7", 7),
+                ("1B", wide),
+                ("3B", 3 * wide),
+                ("65535", 65535),
+            ):
                 file = self.encoded("--restart", text, "--sample", sampling)
                 self.assertEqual(body(file, 0xDD), b"" if interval is None else struct.pack(">H", interval))
                 mcus = wide * -(-45 // {"4:2:0": 16, "4:4:4": 8}[sampling])
@@ -82,7 +99,9 @@ class Encoding(JpegTest):
     def test_sizes_beyond_jpeg(self):
         for width, height in (65536, 1), (1, 65536):
             self.write("large.pgm", b"P5 %d %d 255\n" % (width, height) + bytes(65536))
-            self.expect(LIMIT, "encode", "large.pgm", "x.jpg", error=re.compile(r"\Amoxj: large\.pgm: [^\n]*65535[^\n]*\n\Z"))
+            self.expect(
+                LIMIT, "encode", "large.pgm", "x.jpg", error=re.compile(r"\Amoxj: large\.pgm: [^\n]*65535[^\n]*\n\Z")
+            )
         self.assertNotIn("x.jpg", self.files())
         self.write("largest.pgm", b"P5 65535 1 255\n" + bytes(65535))
         self.assertEqual(frame(self.encoded(source="largest.pgm"))[:3], (8, 1, 65535))
@@ -102,7 +121,10 @@ class Encoding(JpegTest):
         for name in "a.png", "b.png", "c.ppm":
             self.assertEqual(self.encoded(source=name), expected)
         self.write("d.png", png(70, 45, RGB, 16, [value * 257 for value in PICTURE[3]]))
-        self.assertEqual(self.expect(OK, "encode", "d.png", "-", error="moxj: d.png: note: samples of 16 bits reduced to 8\n"), expected)
+        self.assertEqual(
+            self.expect(OK, "encode", "d.png", "-", error="moxj: d.png: note: samples of 16 bits reduced to 8\n"),
+            expected,
+        )
 
     def test_a_jpeg_is_a_picture_too(self):
         self.write("one.jpg", self.encoded("--quality", "95"))
@@ -127,9 +149,13 @@ class Encoding(JpegTest):
             for threads in "2", "3", "16":
                 self.assertEqual(self.encoded("--sample", sampling, "--threads", threads, source="wide.ppm"), expected)
             environment = {**os.environ, "MOX_NUM_THREADS": "4"}
-            self.assertEqual(self.expect(OK, "encode", "wide.ppm", "-", "--sample", sampling, env=environment), expected)
+            self.assertEqual(
+                self.expect(OK, "encode", "wide.ppm", "-", "--sample", sampling, env=environment), expected
+            )
             self.write("wide.jpg", expected)
-            pictures = {self.expect(OK, "decode", "wide.jpg", "-", "--threads", threads) for threads in ("1", "2", "3", "16")}
+            pictures = {
+                self.expect(OK, "decode", "wide.jpg", "-", "--threads", threads) for threads in ("1", "2", "3", "16")
+            }
             self.assertEqual(len(pictures), 1)
 
 
@@ -152,14 +178,18 @@ class Decoding(JpegTest):
 
     def test_nosmooth(self):
         self.write("x.jpg", self.encoded())
-        self.assertNotEqual(self.expect(OK, "decode", "x.jpg", "-", "--nosmooth"), self.expect(OK, "decode", "x.jpg", "-"))
+        self.assertNotEqual(
+            self.expect(OK, "decode", "x.jpg", "-", "--nosmooth"), self.expect(OK, "decode", "x.jpg", "-")
+        )
 
     def test_cut_short(self):
         file = self.encoded("--restart", "1B")
         begin = sum(segments(file)[-1][1:]) + 2
         for length in range(begin + 150, len(file) - 2, 97):
             self.write("x.jpg", file[:length])
-            self.expect(INCOMPLETE, "decode", "x.jpg", "x.ppm", error=re.compile(r"\Amoxj: x\.jpg: warning: [^\n]+\n\Z"))
+            self.expect(
+                INCOMPLETE, "decode", "x.jpg", "x.ppm", error=re.compile(r"\Amoxj: x\.jpg: warning: [^\n]+\n\Z")
+            )
             self.assertEqual(parse_pnm(self.read("x.ppm"))[:3], (70, 45, 3))
             os.remove(self.path("x.ppm"))
         for length in 4, 100, begin:
@@ -190,7 +220,12 @@ class Decoding(JpegTest):
     def test_unsupported_processes_by_name(self):
         file = bytearray(self.encoded())
         at = file.index(b"\xff\xc0") + 1
-        for marker, name in {0xCB: "lossless, arithmetic", 0xC9: "arithmetic", 0xCA: "progressive, arithmetic", 0xC5: "(differential|hierarchical)"}.items():
+        for marker, name in {
+            0xCB: "lossless, arithmetic",
+            0xC9: "arithmetic",
+            0xCA: "progressive, arithmetic",
+            0xC5: "(differential|hierarchical)",
+        }.items():
             file[at] = marker
             self.write("x.jpg", file)
             self.expect(REFUSED, "decode", "x.jpg", "x.ppm",
@@ -200,7 +235,13 @@ class Decoding(JpegTest):
             self.assertRegex(information["process"], name)
         file[at], file[at + 3] = 0xC1, 12
         self.write("x.jpg", file)
-        self.expect(REFUSED, "decode", "x.jpg", "x.ppm", error=re.compile(r"\Amoxj: x\.jpg: [^\n]*12 bits[^\n]* not supported\n\Z"))
+        self.expect(
+            REFUSED,
+            "decode",
+            "x.jpg",
+            "x.ppm",
+            error=re.compile(r"\Amoxj: x\.jpg: [^\n]*12 bits[^\n]* not supported\n\Z"),
+        )
 
     def test_standard_streams(self):
         file = self.expect(OK, "encode", "-", "-", stdin=pnm(PICTURE))
@@ -239,13 +280,45 @@ class Info(JpegTest):
         file = self.encoded("--quality", "83", "--restart", "2B", "--sample", "4:2:2")
         self.write("x.jpg", file)
         info = json.loads(self.expect(OK, "info", "x.jpg", "--json"))
-        self.assertEqual({key: info[key] for key in ("format", "process", "supported", "bytes", "width", "height", "bits", "colour",
-                                                     "sampling", "quality", "qualityExact", "restartInterval", "complete")},
-                         {"format": "JPEG", "process": "baseline", "supported": True, "bytes": len(file), "width": 70, "height": 45,
-                          "bits": 8, "colour": "YCbCr", "sampling": "4:2:2", "quality": 83, "qualityExact": True,
-                          "restartInterval": 10, "complete": True})
-        self.assertEqual([(s["marker"], s["offset"], s["length"]) for s in info["segments"][:-1]],
-                         [(marker, at, length + 2) for marker, at, length in segments(file)])
+        self.assertEqual(
+            {
+                key: info[key]
+                for key in (
+                    "format",
+                    "process",
+                    "supported",
+                    "bytes",
+                    "width",
+                    "height",
+                    "bits",
+                    "colour",
+                    "sampling",
+                    "quality",
+                    "qualityExact",
+                    "restartInterval",
+                    "complete",
+                )
+            },
+            {
+                "format": "JPEG",
+                "process": "baseline",
+                "supported": True,
+                "bytes": len(file),
+                "width": 70,
+                "height": 45,
+                "bits": 8,
+                "colour": "YCbCr",
+                "sampling": "4:2:2",
+                "quality": 83,
+                "qualityExact": True,
+                "restartInterval": 10,
+                "complete": True,
+            },
+        )
+        self.assertEqual(
+            [(s["marker"], s["offset"], s["length"]) for s in info["segments"][:-1]],
+            [(marker, at, length + 2) for marker, at, length in segments(file)],
+        )
         self.assertEqual(info["segments"][-1]["marker"], 0xD9)
         tables = body(file, 0xDB)
         # Along the diagonals, odd ones downwards.
@@ -253,10 +326,15 @@ class Info(JpegTest):
         for table in info["quantTables"]:
             coded = tables[65 * table["index"] + 1:65 * table["index"] + 65]
             self.assertEqual([table["steps"][i] for i in zigzag], list(coded))
-        self.assertEqual([(c["id"], c["horizontal"] * 16 + c["vertical"], c["quantTable"]) for c in info["components"]], frame(file)[3])
+        self.assertEqual(
+            [(c["id"], c["horizontal"] * 16 + c["vertical"], c["quantTable"]) for c in info["components"]],
+            frame(file)[3],
+        )
         data = segments(file)[-1]
         scan = info["scans"][0]
-        self.assertEqual((scan["dataOffset"], scan["dataLength"]), (data[1] + 2 + data[2], len(file) - 2 - data[1] - 2 - data[2]))
+        self.assertEqual(
+            (scan["dataOffset"], scan["dataLength"]), (data[1] + 2 + data[2], len(file) - 2 - data[1] - 2 - data[2])
+        )
 
     def test_as_text(self):
         self.write("x.jpg", self.encoded())

@@ -42,7 +42,9 @@ class Replacing(OutputTest):
             self.expect(OK, "decode", "in.png", "out.ppm")
             after = os.stat(self.path("out.ppm"))
             self.assertEqual(self.read("out.ppm"), pnm(PICTURE))
-            self.assertEqual((after.st_mode, after.st_uid, after.st_gid), (before.st_mode, before.st_uid, before.st_gid))
+            self.assertEqual(
+                (after.st_mode, after.st_uid, after.st_gid), (before.st_mode, before.st_uid, before.st_gid)
+            )
 
     def test_readers_of_an_existing_file_keep_the_old_one(self):
         self.write("out.ppm", b"old")
@@ -146,14 +148,22 @@ class Unwritable(OutputTest):
                         error="moxj: standard output: cannot be written: Broken pipe\n")
 
     def test_a_closed_standard_output(self):
-        result = subprocess.run(["sh", "-c", '"$0" decode in.png - >&-', MOXJ], cwd=self.directory, stderr=subprocess.PIPE)
-        self.assertEqual((result.returncode, result.stderr),
-                         (OUTPUT, b"moxj: standard output: cannot be written: Bad file descriptor\n"))
+        result = subprocess.run(
+            ["sh", "-c", '"$0" decode in.png - >&-', MOXJ], cwd=self.directory, stderr=subprocess.PIPE
+        )
+        self.assertEqual(
+            (result.returncode, result.stderr),
+            (OUTPUT, b"moxj: standard output: cannot be written: Bad file descriptor\n"),
+        )
 
     def test_a_closed_standard_input(self):
-        result = subprocess.run(["sh", "-c", '"$0" decode - out.ppm <&-', MOXJ], cwd=self.directory, stderr=subprocess.PIPE)
-        self.assertEqual((result.returncode, result.stderr),
-                         (REFUSED, b"moxj: standard input: cannot be read: Bad file descriptor\n"))
+        result = subprocess.run(
+            ["sh", "-c", '"$0" decode - out.ppm <&-', MOXJ], cwd=self.directory, stderr=subprocess.PIPE
+        )
+        self.assertEqual(
+            (result.returncode, result.stderr),
+            (REFUSED, b"moxj: standard input: cannot be read: Bad file descriptor\n"),
+        )
 
     def test_a_closed_standard_error_does_not_end_up_in_the_picture(self):
         self.write("short.ppm", pnm(PICTURE)[:-1])
