@@ -11,9 +11,9 @@ MoxStatus moxiDecodeHuffman8x8_JPEG_1u16s_C1(const Mox8u* pSrc, int32_t srcLen, 
   if (const MoxStatus bad = Check()
                                 .pointers(pSrc)
                                 .argument(srcLen >= 0)
-                                .pointers(pSrcCurPos, pDst, pLastDC, pMarker, pDCTable, pACTable, pState))
+                                .pointers(pSrcCurPos, pDst, pLastDC, pMarker, pDCTable, pACTable, pState)
+                                .atLeast(pSrcCurPos, 0, moxStatusBadArgument))
     return bad;
-  if (const MoxStatus bad = Check().argument(*pSrcCurPos >= 0)) return bad;
   return kernels::huffDecode().block(pSrc, srcLen, pSrcCurPos, pDst, pLastDC, pMarker, pDCTable, pACTable, pState);
 }
 
@@ -21,11 +21,13 @@ MoxStatus moxiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(const Mox8u* pSrc, int32_t* 
                                                     Mox16s* pLastDC, int32_t* pMarker, Mox32u* pPrefetchedBits,
                                                     int32_t* pNumValidBits, const MoxDecodeHuffmanSpec* pDCTable,
                                                     const MoxDecodeHuffmanSpec* pACTable) {
-  if (const MoxStatus bad = Check().pointers(pSrc, pSrcCurBitPos)) return bad;
-  if (const MoxStatus bad =
-          Check().argument(*pSrcCurBitPos >= 0).pointers(pDst, pLastDC, pMarker, pPrefetchedBits, pNumValidBits))
+  if (const MoxStatus bad = Check()
+                                .pointers(pSrc, pSrcCurBitPos)
+                                .atLeast(pSrcCurBitPos, 0, moxStatusBadArgument)
+                                .pointers(pDst, pLastDC, pMarker, pPrefetchedBits, pNumValidBits)
+                                .atLeast(pNumValidBits, 0, moxStatusBadArgument)
+                                .pointers(pDCTable, pACTable))
     return bad;
-  if (const MoxStatus bad = Check().argument(*pNumValidBits >= 0).pointers(pDCTable, pACTable)) return bad;
   return kernels::huffDecode().direct(pSrc, pSrcCurBitPos, pDst, pLastDC, pMarker, pPrefetchedBits, pNumValidBits,
                                       pDCTable, pACTable);
 }

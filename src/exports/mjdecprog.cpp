@@ -14,9 +14,9 @@ MoxStatus moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(const Mox8u* pSrc, int32_t 
                                 .length(srcLen)
                                 .pointers(pSrcCurPos, pDst, pLastDC, pMarker)
                                 .argument(isPointTransform(Al))
-                                .pointers(pDCTable, pState))
+                                .pointers(pDCTable, pState)
+                                .atLeast(pSrcCurPos, 0, moxStatusBadArgument))
     return bad;
-  if (const MoxStatus bad = Check().argument(*pSrcCurPos >= 0)) return bad;
   return kernels::progDecode().dcFirst(pSrc, srcLen, pSrcCurPos, pDst, pLastDC, pMarker, Al, pDCTable, pState);
 }
 
@@ -28,10 +28,10 @@ MoxStatus moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(const Mox8u* pSrc, int32_t
                                 .length(srcLen)
                                 .pointers(pSrcCurPos, pDst, pMarker)
                                 .argument(isPointTransform(Al))
-                                .pointers(pState))
+                                .pointers(pState)
+                                .atLeast(pSrcCurPos, 0, moxStatusBadArgument))
     return bad;
-  if (const MoxStatus bad = Check().argument(*pSrcCurPos >= 0)) return bad;
-  return kernels::progDecode().dcRefine(pSrc, srcLen, pSrcCurPos, pDst, pMarker, Al, pState);
+  return definition::decodeDCRefine(pSrc, srcLen, pSrcCurPos, pDst, pMarker, Al, pState);
 }
 
 namespace {
@@ -44,9 +44,9 @@ MoxStatus ownmjDecodeAC(const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, 
                                 .length(srcLen)
                                 .pointers(pSrcCurPos, pDst, pMarker)
                                 .argument(isBand(band))
-                                .pointers(pACTable, pState))
+                                .pointers(pACTable, pState)
+                                .atLeast(pSrcCurPos, 0, moxStatusBadArgument))
     return bad;
-  if (const MoxStatus bad = Check().argument(*pSrcCurPos >= 0)) return bad;
   return (kernels::progDecode().*Kernel)(pSrc, srcLen, pSrcCurPos, pDst, pMarker, band, pACTable, pState);
 }
 

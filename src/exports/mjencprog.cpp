@@ -9,19 +9,31 @@ MoxStatus moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(const Mox16s* pSrc, Mox8u* 
                                                      int32_t* pDstCurPos, Mox16s* pLastDC, int32_t Al,
                                                      const MoxEncodeHuffmanSpec* pDCTable,
                                                      MoxEncodeHuffmanState* pState, int32_t flush) {
-  if (const MoxStatus bad = Check().pointers(pDst).length(dstLen).pointers(pDstCurPos, pState)) return bad;
-  if (flush) return definition::flushDC(pDst, dstLen, pDstCurPos, pState);
-  if (const MoxStatus bad = Check().pointers(pSrc, pLastDC).argument(isPointTransform(Al)).pointers(pDCTable))
+  if (const MoxStatus bad = Check()
+                                .pointers(pDst)
+                                .length(dstLen)
+                                .pointers(pDstCurPos, pState)
+                                .unless(flush)
+                                .pointers(pSrc, pLastDC)
+                                .argument(isPointTransform(Al))
+                                .pointers(pDCTable))
     return bad;
+  if (flush) return definition::flushBits(pDst, dstLen, pDstCurPos, pState);
   return definition::encodeDCFirst(pSrc, pDst, dstLen, pDstCurPos, pLastDC, Al, pDCTable, pState);
 }
 
 MoxStatus moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen,
                                                       int32_t* pDstCurPos, int32_t Al, MoxEncodeHuffmanState* pState,
                                                       int32_t flush) {
-  if (const MoxStatus bad = Check().pointers(pDst).length(dstLen).pointers(pDstCurPos, pState)) return bad;
-  if (flush) return definition::flushDC(pDst, dstLen, pDstCurPos, pState);
-  if (const MoxStatus bad = Check().pointers(pSrc).argument(isPointTransform(Al))) return bad;
+  if (const MoxStatus bad = Check()
+                                .pointers(pDst)
+                                .length(dstLen)
+                                .pointers(pDstCurPos, pState)
+                                .unless(flush)
+                                .pointers(pSrc)
+                                .argument(isPointTransform(Al)))
+    return bad;
+  if (flush) return definition::flushBits(pDst, dstLen, pDstCurPos, pState);
   return definition::encodeDCRefine(pSrc, pDst, dstLen, pDstCurPos, Al, pState);
 }
 
@@ -30,17 +42,23 @@ namespace {
 template <auto Kernel>
 MoxStatus ownmjEncodeAC(const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, Band band,
                         const MoxEncodeHuffmanSpec* pACTable, MoxEncodeHuffmanState* pState, int32_t flush) {
-  if (const MoxStatus bad = Check().pointers(pDst).length(dstLen).pointers(pDstCurPos, pACTable, pState)) return bad;
+  if (const MoxStatus bad = Check()
+                                .pointers(pDst)
+                                .length(dstLen)
+                                .pointers(pDstCurPos, pACTable, pState)
+                                .unless(flush)
+                                .pointers(pSrc)
+                                .argument(isBand(band)))
+    return bad;
   if (flush) return definition::flushAC(pDst, dstLen, pDstCurPos, pACTable, pState);
-  if (const MoxStatus bad = Check().pointers(pSrc).argument(isBand(band))) return bad;
   return (kernels::progEncode().*Kernel)(pSrc, pDst, dstLen, pDstCurPos, band, pACTable, pState);
 }
 
 template <auto Kernel>
 MoxStatus ownmjCountAC(const Mox16s* pSrc, int32_t* pACFreq, Band band, MoxEncodeHuffmanState* pState, int32_t flush) {
-  if (const MoxStatus bad = Check().pointers(pACFreq, pState)) return bad;
+  if (const MoxStatus bad = Check().pointers(pACFreq, pState).unless(flush).pointers(pSrc).argument(isBand(band)))
+    return bad;
   if (flush) return definition::flushCounts(pACFreq, pState);
-  if (const MoxStatus bad = Check().pointers(pSrc).argument(isBand(band))) return bad;
   return (kernels::progEncode().*Kernel)(pSrc, pACFreq, band, pState);
 }
 

@@ -48,13 +48,14 @@ MoxStatus moxiReconstructPredRow_JPEG_16s_C1(const Mox16s* pSrc, const Mox16s* p
 MoxStatus moxiEncodeHuffmanOne_JPEG_16s1u_C1(const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos,
                                              const MoxEncodeHuffmanSpec* pTable, MoxEncodeHuffmanState* pState,
                                              int32_t flush) {
-  if (const MoxStatus bad = Check().pointers(pDst).length(dstLen).pointers(pDstCurPos, pState)) return bad;
+  if (const MoxStatus bad =
+          Check().pointers(pDst).length(dstLen).pointers(pDstCurPos, pState).unless(flush).pointers(pSrc, pTable))
+    return bad;
   if (flush) {
     definition::flushBits(pDst, dstLen, pDstCurPos, pState);
-    return moxStatusOk;
+  } else {
+    kernels::losslessCode().encode(*pSrc, pDst, dstLen, pDstCurPos, pTable, pState);
   }
-  if (const MoxStatus bad = Check().pointers(pSrc, pTable)) return bad;
-  kernels::losslessCode().encode(*pSrc, pDst, dstLen, pDstCurPos, pTable, pState);
   return moxStatusOk;
 }
 

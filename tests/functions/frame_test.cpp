@@ -186,6 +186,17 @@ static_assert(mox::Check() == moxStatusOk);
 static_assert(mox::Check().pointers(static_cast<int*>(nullptr)).steps(0) == moxStatusNullPointer);
 static_assert(mox::Check().size({0, 1}) == moxStatusBadSize && mox::Check().size({1, 0}) == moxStatusBadSize);
 static_assert(mox::Check().size({1, 1}).argument(false).length(0) == moxStatusBadArgument);
+// Links that look through a pointer do so only where nothing has failed.
+constexpr int32_t kOne = 1;
+constexpr const int32_t* kNowhere = nullptr;
+static_assert(mox::Check().pointers(kNowhere).atLeast(kNowhere, 0, moxStatusBadSize) == moxStatusNullPointer);
+static_assert(mox::Check().atLeast(&kOne, 1, moxStatusBadSize) == moxStatusOk);
+static_assert(mox::Check().atLeast(&kOne, 2, moxStatusBadSize).argument(false) == moxStatusBadSize);
+static_assert(mox::Check().steps(0).holds([] { return *kNowhere == 1; }, moxStatusBadSize) == moxStatusBadStep);
+static_assert(mox::Check().holds([] { return kOne == 2; }, moxStatusNotAttached) == moxStatusNotAttached);
+static_assert(mox::Check().unless(true).length(0).pointers(kNowhere) == moxStatusOk);
+static_assert(mox::Check().unless(false).length(0) == moxStatusBadSize);
+static_assert(mox::Check().steps(0).unless(true).length(0) == moxStatusBadStep);
 
 }  // namespace
 }  // namespace test

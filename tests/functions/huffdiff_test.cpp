@@ -63,7 +63,7 @@ struct EncoderWorld {
     length = size;
   }
   MoxStatus encode(const mox::HuffEncodeKernels& kernels, const Mox16s* block, EncodeTable& dc, EncodeTable& ac) {
-    return kernels.block(block, dst, length, &position, &lastDC, dc.get(), ac.get(), state.get(), 0);
+    return kernels.block(block, dst, length, &position, &lastDC, dc.get(), ac.get(), state.get());
   }
   Mox8u* dst = nullptr;
   int length = 0;

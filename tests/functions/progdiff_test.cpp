@@ -160,8 +160,6 @@ struct DecoderWorld {
     switch (kind) {
       case Kind::dcFirst:
         return kernels.dcFirst(src, length, &position, block, &lastDC, &marker, band.low, table.get(), state.get());
-      case Kind::dcRefine:
-        return kernels.dcRefine(src, length, &position, block, &marker, band.low, state.get());
       case Kind::acFirst:
         return kernels.acFirst(src, length, &position, block, &marker, band, table.get(), state.get());
       default:
@@ -224,9 +222,9 @@ void damage(Random& random, Bytes& segment) {
 
 int decodeStream(const mox::Target& target, Random& random, DecoderWorld& expected, DecoderWorld& actual) {
   const mox::ProgDecodeKernels &plain = *mox::targets().first->kernels->progDecode, &fast = *target.kernels->progDecode;
-  static const Kind kinds[] = {Kind::dcFirst,  Kind::dcRefine, Kind::acFirst, Kind::acFirst,
+  static const Kind kinds[] = {Kind::dcFirst,  Kind::acFirst,  Kind::acFirst,
                                Kind::acRefine, Kind::acRefine, Kind::acRefine};
-  const Kind kind = kinds[random.below(7)];
+  const Kind kind = kinds[random.below(6)];
   const mox::Band band = anyBand(random);
   const RawTable raw = random.oneIn(2) ? fullTable(random) : typicalAC();
   DecodeTable table(raw);

@@ -107,6 +107,19 @@ class BitWriter {
   }
 };
 
+namespace definition {
+
+// Pads and writes the pending bits; the state is cleared even when the destination is full.
+inline MoxStatus flushBits(Mox8u* dst, int32_t length, int32_t* position, EncodeState* state) {
+  BitWriter out(dst, length, *position, *state);
+  const MoxStatus status = out.pad();
+  *position = out.position;
+  clear(*state);
+  return status;
+}
+
+}  // namespace definition
+
 // The bits of a symbol are not to be had: inside the direct reader only, never returned to a caller.
 inline constexpr MoxStatus kRanOut = static_cast<MoxStatus>(-256);
 

@@ -468,6 +468,6 @@ constexpr auto decodeBlock = definition::decodeBlock;
 
 }  // namespace
 
-const HuffDecodeKernels huffDecodeKernels = {decodeBlock, definition::decodeBlockDirect};
+const HuffDecodeKernels huffDecodeKernels = {.block = decodeBlock, .direct = definition::decodeBlockDirect};
 
 }  // namespace mox::MOX_TARGET

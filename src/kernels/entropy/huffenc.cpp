@@ -157,14 +157,12 @@ MOX_INLINE bool packBlock(const ZigZagBlock& block, int difference, const Encode
 
 [[gnu::noinline, gnu::cold]] MoxStatus encodeSlowly(const Mox16s* src, Mox8u* dst, int32_t length, int32_t* position,
                                                     Mox16s* lastDC, const EncodeSpec* dcTable,
-                                                    const EncodeSpec* acTable, EncodeState* state, int32_t flush) {
-  return definition::encodeBlock(src, dst, length, position, lastDC, dcTable, acTable, state, flush);
+                                                    const EncodeSpec* acTable, EncodeState* state) {
+  return definition::encodeBlock(src, dst, length, position, lastDC, dcTable, acTable, state);
 }
 
 MoxStatus encodeBlock(const Mox16s* src, Mox8u* dst, int32_t length, int32_t* position, Mox16s* lastDC,
-                      const EncodeSpec* dcTable, const EncodeSpec* acTable, EncodeState* state, int32_t flush) {
-  if (flush) [[unlikely]]
-    return encodeSlowly(src, dst, length, position, lastDC, dcTable, acTable, state, flush);
+                      const EncodeSpec* dcTable, const EncodeSpec* acTable, EncodeState* state) {
   prefetchBlocks(src);
   const ZigZagBlock block(src);
   const uint32_t low = state->low, pending = static_cast<uint32_t>(state->pending);
@@ -187,7 +185,7 @@ MoxStatus encodeBlock(const Mox16s* src, Mox8u* dst, int32_t length, int32_t* po
       }
     }
   }
-  return encodeSlowly(src, dst, length, position, lastDC, dcTable, acTable, state, flush);
+  return encodeSlowly(src, dst, length, position, lastDC, dcTable, acTable, state);
 }
 
 void encodeBlockDirect(const Mox16s* src, Mox8u* dst, int32_t* bitPosition, Mox16s* lastDC, const EncodeSpec* dcTable,
@@ -236,6 +234,7 @@ constexpr auto countBlock = definition::countBlock;
 
 }  // namespace
 
-const HuffEncodeKernels huffEncodeKernels = {encodeBlock, encodeBlockDirect, countBlock};
+const HuffEncodeKernels huffEncodeKernels = {
+    .block = encodeBlock, .direct = encodeBlockDirect, .statistics = countBlock};
 
 }  // namespace mox::MOX_TARGET

@@ -11,7 +11,7 @@ namespace mox {
 // Arguments are those of the exported functions, in their order, already checked.
 struct HuffEncodeKernels {
   MoxStatus (*block)(const Mox16s* src, Mox8u* dst, int32_t length, int32_t* position, Mox16s* lastDC,
-                     const EncodeSpec* dcTable, const EncodeSpec* acTable, EncodeState* state, int32_t flush);
+                     const EncodeSpec* dcTable, const EncodeSpec* acTable, EncodeState* state);
   void (*direct)(const Mox16s* src, Mox8u* dst, int32_t* bitPosition, Mox16s* lastDC, const EncodeSpec* dcTable,
                  const EncodeSpec* acTable);
   void (*statistics)(const Mox16s* src, int32_t* dcCounts, int32_t* acCounts, Mox16s* lastDC);
@@ -69,18 +69,8 @@ struct SymbolCounter {
   }
 };
 
-// Pads and writes the pending bits; the state is cleared even when the destination is full.
-inline MoxStatus flushBits(Mox8u* dst, int32_t length, int32_t* position, EncodeState* state) {
-  BitWriter out(dst, length, *position, *state);
-  const MoxStatus status = out.pad();
-  *position = out.position;
-  clear(*state);
-  return status;
-}
-
 inline MoxStatus encodeBlock(const Mox16s* src, Mox8u* dst, int32_t length, int32_t* position, Mox16s* lastDC,
-                             const EncodeSpec* dcTable, const EncodeSpec* acTable, EncodeState* state, int32_t flush) {
-  if (flush) return flushBits(dst, length, position, state);
+                             const EncodeSpec* dcTable, const EncodeSpec* acTable, EncodeState* state) {
   BitWriter out(dst, length, *position, *state);
   const MoxStatus status = walkBlock(src, lastDC, SymbolWriter{out, *dcTable, *acTable});
   *position = out.position;

@@ -202,6 +202,7 @@ void rebuild(const Mox16s* differences, const Mox16s* above, Mox16s* dst, int n,
 
 }  // namespace
 
-const LosslessKernels losslessKernels = {differFirst, differ, rebuildFirst, rebuild};
+const LosslessKernels losslessKernels = {
+    .differFirst = differFirst, .differ = differ, .rebuildFirst = rebuildFirst, .rebuild = rebuild};
 
 }  // namespace mox::MOX_TARGET

@@ -134,6 +134,6 @@ constexpr auto decode = definition::decodeDifference;
 
 }  // namespace
 
-const LosslessCodeKernels losslessCodeKernels = {encode, decode};
+const LosslessCodeKernels losslessCodeKernels = {.encode = encode, .decode = decode};
 
 }  // namespace mox::MOX_TARGET

@@ -147,6 +147,7 @@ constexpr auto decodeACRefine = definition::decodeACRefine;
 
 }  // namespace
 
-const ProgDecodeKernels progDecodeKernels = {decodeDCFirst, definition::decodeDCRefine, decodeACFirst, decodeACRefine};
+const ProgDecodeKernels progDecodeKernels = {
+    .dcFirst = decodeDCFirst, .acFirst = decodeACFirst, .acRefine = decodeACRefine};
 
 }  // namespace mox::MOX_TARGET

@@ -10,12 +10,11 @@
 
 namespace mox {
 
-// Arguments are those of the exported functions, already checked.
+// Arguments are those of the exported functions, already checked. A refinement of DC takes one bit: every target uses
+// the definition.
 struct ProgDecodeKernels {
   MoxStatus (*dcFirst)(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, Mox16s* lastDC,
                        int32_t* marker, int32_t low, const DecodeSpec* table, DecodeState* state);
-  MoxStatus (*dcRefine)(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, int32_t* marker, int32_t low,
-                        DecodeState* state);
   MoxStatus (*acFirst)(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, int32_t* marker, Band band,
                        const DecodeSpec* table, DecodeState* state);
   MoxStatus (*acRefine)(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, int32_t* marker, Band band,

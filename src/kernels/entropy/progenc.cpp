@@ -357,6 +357,7 @@ constexpr auto countACRefine = definition::countACRefine;
 
 }  // namespace
 
-const ProgEncodeKernels progEncodeKernels = {encodeACFirst, encodeACRefine, countACFirst, countACRefine};
+const ProgEncodeKernels progEncodeKernels = {
+    .acFirst = encodeACFirst, .acRefine = encodeACRefine, .countACFirst = countACFirst, .countACRefine = countACRefine};
 
 }  // namespace mox::MOX_TARGET

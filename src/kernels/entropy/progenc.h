@@ -206,13 +206,7 @@ inline MoxStatus countDCFirst(const Mox16s* src, int32_t* counts, Mox16s* lastDC
   return CounterOutput{counts}.symbol(category(difference));
 }
 
-// Flushes write what is pending and clear the state, even when that fails.
-inline MoxStatus flushDC(Mox8u* dst, int32_t length, int32_t* position, EncodeState* state) {
-  const MoxStatus status = appended(dst, length, position, state, [](BitWriter& out) { return out.pad(); });
-  clear(*state);
-  return status;
-}
-
+// Writes what is pending and clears the state, even when that fails. A DC scan has no run: flushBits() does for it.
 inline MoxStatus flushAC(Mox8u* dst, int32_t length, int32_t* position, const EncodeSpec* table, EncodeState* state) {
   const MoxStatus status = appended(dst, length, position, state, [&](BitWriter& out) {
     if (const MoxStatus bad = endRun(SegmentOutput{out, *table}, *state)) return bad;
