@@ -1,9 +1,9 @@
-# Installed files, the packages that find them, and the Debian package.
+# Installed files, and the packages that find them.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS moxj-shared moxj-static moxcore-shared moxcore-static EXPORT moxj-targets)
 install(FILES include/moxj.h include/moxcore.h TYPE INCLUDE)
-if(TARGET moxj)
+if(MOXJ_BUILD_TOOL)
   install(TARGETS moxj)
 endif()
 
@@ -15,14 +15,10 @@ install(FILES ${PROJECT_BINARY_DIR}/moxj-config.cmake ${PROJECT_BINARY_DIR}/moxj
   DESTINATION ${package_dir})
 # Relative, so that an installed copy may be moved.
 file(RELATIVE_PATH prefix_from_pkgconfig /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+# A library by its name is linked as -lNAME, one by its path as it is.
+list(TRANSFORM MOXJ_OPENMP_LINK PREPEND -l REGEX "^[^/-]" OUTPUT_VARIABLE private_libraries)
+list(JOIN private_libraries " " private_libraries)
 foreach(name moxj moxcore)
   configure_file(cmake/${name}.pc.in ${name}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endforeach()
-
-set(CPACK_GENERATOR DEB TGZ)
-set(CPACK_PACKAGE_CONTACT "the libmoxj maintainers <maintainers@example.org>")
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_PACKAGE_NAME libmoxj)
-include(CPack)

@@ -1,10 +1,29 @@
 # What machine the build is for: its kernel targets, and the options that every object of the libraries shares.
 include(CheckCXXSourceCompiles)
 
-set(CMAKE_REQUIRED_FLAGS "${MOXJ_MACHINE_OPTIONS}")
+if(WIN32 OR APPLE)
+  message(FATAL_ERROR "libmoxj is for systems with ELF files (Linux): its kernels are isolated by tools for these")
+endif()
+if(NOT CMAKE_NM OR NOT CMAKE_OBJCOPY)
+  message(FATAL_ERROR "libmoxj needs nm and objcopy (GNU's or LLVM's) to isolate its kernels")
+endif()
+
+list(JOIN MOXJ_MACHINE_OPTIONS " " CMAKE_REQUIRED_FLAGS)
 check_cxx_source_compiles("#if !defined(__x86_64__)\n#error\n#endif\nint main() {}" MOXJ_X86_64)
 check_cxx_source_compiles("#if !defined(__i386__)\n#error\n#endif\nint main() {}" MOXJ_I386)
 check_cxx_source_compiles("#if !defined(__aarch64__)\n#error\n#endif\nint main() {}" MOXJ_AARCH64)
+# Options of the build type are not tried by themselves.
+string(TOUPPER "${CMAKE_BUILD_TYPE}" build_type)
+set(CMAKE_REQUIRED_FLAGS ${CMAKE_CXX_FLAGS_${build_type}})
+unset(MOXJ_EXACT_MATHS CACHE)  # the options may have changed
+check_cxx_source_compiles("#if defined(__FAST_MATH__) || defined(__ASSOCIATIVE_MATH__) || defined(__RECIPROCAL_MATH__)
+#error
+#endif
+int main() {}" MOXJ_EXACT_MATHS)
+if(NOT MOXJ_EXACT_MATHS)
+  message(FATAL_ERROR
+    "libmoxj's results are exact to the bit: it cannot be built with -ffast-math, -Ofast or a part of them")
+endif()
 unset(CMAKE_REQUIRED_FLAGS)
 
 # From the plainest to the best; the last one that the processor runs is chosen when the library is loaded.
@@ -45,11 +64,39 @@ if(NOT MOXJ_SANITIZE)
   set(MOXJ_NO_UNDEFINED -Wl,--no-undefined)
 endif()
 
-find_package(OpenMP REQUIRED COMPONENTS CXX)
-if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  set(MOXJ_OPENMP_LINK gomp)
-else()
-  set(MOXJ_OPENMP_LINK ${OpenMP_CXX_LIBRARIES})
+# What compiles the OpenMP pragma, and what its runtime is linked with; without OpenMP there is one thread.
+set(MOXJ_OPENMP_OPTIONS -Wno-unknown-pragmas)
+set(MOXJ_OPENMP_LINK "")
+if(MOXJ_OPENMP)
+  find_package(OpenMP QUIET COMPONENTS CXX)
 endif()
-# The libraries are linked by the C driver and need no C++ runtime.
-set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES_FOR_PROGRAMS ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
+if(MOXJ_OPENMP AND OpenMP_CXX_FOUND)
+  separate_arguments(MOXJ_OPENMP_OPTIONS UNIX_COMMAND "${OpenMP_CXX_FLAGS}")
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    set(MOXJ_OPENMP_LINK gomp)
+  else()
+    set(MOXJ_OPENMP_LINK ${OpenMP_CXX_LIBRARIES})
+  endif()
+else()
+  message(STATUS "libmoxj without OpenMP: its functions stay on the calling thread")
+endif()
+
+# The machine and the linker that the C driver, which links the library, is given from outside.
+set(MOXJ_DRIVER_OPTIONS ${MOXJ_MACHINE_OPTIONS})
+if(CMAKE_C_COMPILER_TARGET AND CMAKE_C_COMPILE_OPTIONS_TARGET)
+  list(APPEND MOXJ_DRIVER_OPTIONS ${CMAKE_C_COMPILE_OPTIONS_TARGET}${CMAKE_C_COMPILER_TARGET})
+endif()
+if(CMAKE_SYSROOT AND CMAKE_C_COMPILE_OPTIONS_SYSROOT)
+  list(APPEND MOXJ_DRIVER_OPTIONS ${CMAKE_C_COMPILE_OPTIONS_SYSROOT}${CMAKE_SYSROOT})
+endif()
+separate_arguments(given UNIX_COMMAND "${CMAKE_C_FLAGS} ${CMAKE_SHARED_LINKER_FLAGS}")
+set(machine "-m(32|64|x32|abi=.*|(big|little)-endian)|--(target|sysroot|gcc-toolchain)=.*")
+set(linker "-fuse-ld=.*|--ld-path=.*|-B.+")
+set(before_value "-target|--sysroot|-B")
+set(previous "")
+foreach(option IN LISTS given)
+  if(option MATCHES "^(${machine}|${linker}|${before_value})$" OR previous MATCHES "^(${before_value})$")
+    list(APPEND MOXJ_DRIVER_OPTIONS ${option})
+  endif()
+  set(previous ${option})
+endforeach()

@@ -12,6 +12,7 @@
 #include "cli/j2k_options.h"
 #include "cli/limits.h"
 #include "cli/report.h"
+#include "moxj.h"
 
 namespace moxj {
 
@@ -398,7 +399,7 @@ std::variant<Settings, Answer> parseCommandLine(int argc, char** argv) {
   if (argc < 2) throw Failure(ExitStatus::usage, "a command is missing (see moxj --help)");
   const std::string first = argv[1];
   if (first == "--help" || first == "-h") return Answer{generalHelp()};
-  if (first == "--version") return Answer{"moxj " MOXJ_VERSION "\n"};
+  if (first == "--version") return Answer{"moxj " MOXJ_VERSION_STRING "\n"};
   const auto isFirst = [&](const CommandText& command) { return command.name == first; };
   const CommandText* const command = std::ranges::find_if(kCommands, isFirst);
   if (command == std::end(kCommands))

@@ -1,0 +1,16 @@
+# GoogleTest: its sources where they are (Debian's libgtest-dev), so that it has the machine and the sanitizers of the
+# rest; otherwise an installed one.
+set(MOXJ_GOOGLETEST_SOURCE /usr/src/googletest CACHE PATH "GoogleTest's sources")
+if(EXISTS ${MOXJ_GOOGLETEST_SOURCE}/CMakeLists.txt)
+  set(CMAKE_POLICY_DEFAULT_CMP0077 NEW)  # these are its options
+  set(INSTALL_GTEST OFF)
+  set(BUILD_GMOCK OFF)
+  add_subdirectory(${MOXJ_GOOGLETEST_SOURCE} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+  foreach(name gtest gtest_main)
+    if(NOT TARGET GTest::${name})
+      add_library(GTest::${name} ALIAS ${name})
+    endif()
+  endforeach()
+else()
+  find_package(GTest QUIET)
+endif()

@@ -1,0 +1,12 @@
+# The version stands in the header alone; header_version has it as CMake wants it.
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/include/moxj.h)
+set(header_version)
+foreach(part MAJOR MINOR PATCH)
+  file(STRINGS ${CMAKE_CURRENT_SOURCE_DIR}/include/moxj.h line REGEX "^#define MOXJ_VERSION_${part} [0-9]+$")
+  string(REGEX MATCH "[0-9]+$" number "${line}")
+  list(APPEND header_version ${number})
+endforeach()
+list(JOIN header_version . header_version)
+if(NOT header_version MATCHES "^[0-9]+\\.[0-9]+\\.[0-9]+$")
+  message(FATAL_ERROR "include/moxj.h does not define MOXJ_VERSION_MAJOR, _MINOR and _PATCH as numbers")
+endif()
