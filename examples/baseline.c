@@ -1,7 +1,7 @@
 /*
- * Baseline JPEG coding (ITU-T T.81 Annex F) of one grey component, straight on the functions: forward transform and
- * quantisation, Huffman coding with tables made for the picture, and all the way back. A file would put the segments
- * SOI, DQT, SOF0, DHT and SOS in front of the coded data, and EOI behind.
+ * Baseline JPEG coding (ITU-T T.81 Annex F) of one grey component: forward transform and quantisation, Huffman coding
+ * with tables that are optimal for the picture, and back. A file has the segments SOI, DQT, SOF0, DHT and SOS before
+ * the coded data, and EOI after it.
  */
 #include "example.h"
 
@@ -15,9 +15,9 @@ enum {
 
 static Mox8u picture[kHeight][kWidth], decoded[kHeight][kWidth];
 static Mox16s coefficients[kBlocks][64];
-static Mox8u data[kBlocks * 64 * 8]; /* more than any block can take: see moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1 */
+static Mox8u data[kBlocks * 512 + 2]; /* a block takes at most 512 bytes, the end 2 */
 
-/* A Huffman table as a DHT segment has it. */
+/* A Huffman table in the form of a DHT segment. */
 typedef struct Table {
   Mox8u bits[16], values[256];
 } Table;
@@ -32,7 +32,7 @@ static Table tableFor(const int32_t* counts) {
 static int32_t encode(const Table* dc, const Table* ac) {
   MoxEncodeHuffmanSpec *dcCode, *acCode;
   MoxEncodeHuffmanState* state;
-  Mox16s lastDc = 0; /* DC coefficients are coded as differences from the block before */
+  Mox16s lastDc = 0; /* DC coefficients are coded as differences from the previous block */
   int32_t position = 0;
   int i;
   must(moxiEncodeHuffmanSpecInitAlloc_JPEG_8u(dc->bits, dc->values, &dcCode), "the DC code");
@@ -42,7 +42,7 @@ static int32_t encode(const Table* dc, const Table* ac) {
     must(moxiEncodeHuffman8x8_JPEG_16s1u_C1(coefficients[i], data, sizeof data, &position, &lastDc, dcCode, acCode,
                                             state, 0),
          "the coding of a block");
-  /* The last byte is filled up with ones: a marker must begin on a byte. */
+  /* The last byte is filled with ones: a marker begins at a byte. */
   must(moxiEncodeHuffman8x8_JPEG_16s1u_C1(NULL, data, sizeof data, &position, NULL, NULL, NULL, state, 1), "the end");
   moxiEncodeHuffmanStateFree_JPEG_8u(state);
   moxiEncodeHuffmanSpecFree_JPEG_8u(acCode);
@@ -73,7 +73,7 @@ static void decode(const Table* dc, const Table* ac, int32_t length, const Mox16
 
 int main(void) {
   int32_t dcCounts[256] = {0}, acCounts[256] = {0}, length;
-  Mox8u raw[64]; /* quantiser steps in zig-zag order, as a DQT segment has them */
+  Mox8u raw[64]; /* quantiser steps in the zig-zag order of a DQT segment */
   Mox16u reciprocals[64], steps[64];
   Mox16s lastDc = 0;
   Table dc, ac;
@@ -92,7 +92,7 @@ int main(void) {
                                              coefficients[i], reciprocals),
          "the transform");
 
-  /* First pass: which symbols there are. */
+  /* First pass: how often each symbol occurs. */
   for (i = 0; i < kBlocks; i++)
     must(moxiGetHuffmanStatistics8x8_JPEG_16s_C1(coefficients[i], dcCounts, acCounts, &lastDc), "the statistics");
   dc = tableFor(dcCounts);

@@ -1,75 +1,87 @@
 /*
- * The core of JPEG 2000 (ISO/IEC 15444-1) for a grey picture, without loss: one level of the reversible 5/3 wavelet
- * (Annex F), and each of its four subbands coded as a code-block by bit-planes (Annexes C and D) and decoded back. A
- * codestream would put the code strings into packets (Annex B).
+ * JPEG 2000 without loss (ISO/IEC 15444-1): a colour picture through the reversible component transform (Annex G),
+ * three levels of the 5/3 wavelet (Annex F) and the code-block coder (Annexes C and D), and back.
+ *
+ * The code-block style has selective bypass, so that blocks have several codeword segments, some of them raw.
  */
-#include <string.h>
+#include "jpeg2000.h"
 
-#include "example.h"
+enum { kStyle = 0x01 }; /* as in a COD marker segment, Table A.19 */
 
-enum { kSize = 64, kHalf = kSize / 2 };
+static Mox32s picture[kColours][kHeight][kWidth], planes[kColours][kHeight][kWidth];
 
-static Mox32s picture[kSize][kSize], plane[kSize][kSize];
-static Mox8u data[kHalf * kHalf * 8]; /* a code-block's code string: more than it can take */
+typedef struct Coder {
+  MoxJ2KEncodeState* encoder;
+  Mox8u* decoder; /* its work buffer */
+  int32_t passes, segments;
+} Coder;
 
-/* Wavelet coefficients are numbers; code-blocks are made of signs and magnitudes. */
-static Mox32s signMagnitude(Mox32s value) { return value < 0 ? (Mox32s)((Mox32u)-value | 0x80000000u) : value; }
-static Mox32s number(Mox32s word) {
-  const Mox32s magnitude = (Mox32s)((Mox32u)word & 0x7FFFFFFFu);
-  return word < 0 ? -magnitude : magnitude;
+/* Codes a block and decodes it in place. */
+static void throughCoder(Coder* coder, Mox32s* first, int width, int height, int subband) {
+  const int32_t step = sizeof planes[0][0];
+  Block block;
+  int x, y;
+  for (y = 0; y < height; y++)
+    for (x = 0; x < width; x++) first[y * kWidth + x] = toWord(first[y * kWidth + x]);
+  encodeBlock(coder->encoder, first, step, width, height, subband, 0, kStyle, &block);
+  coder->passes += block.passes;
+  coder->segments += block.segments;
+
+  /* The decoder clears the block and leaves its words in the rows of the plane. */
+  must(moxiDecodeCodeBlock_JPEG2K_1u32s_C1R(data + block.start, first, step, width, height, subband, block.bitPlanes,
+                                            block.passes, block.lengths, block.segments, MOXJ_J2K_OPTIONS(kStyle), NULL,
+                                            coder->decoder),
+       "the decoding of a block");
+  for (y = 0; y < height; y++)
+    for (x = 0; x < width; x++) first[y * kWidth + x] = toNumber(first[y * kWidth + x]);
 }
 
-/* Codes a block and puts what a decoder makes of it in its place. Returns the number of bytes. */
-static int32_t throughCoder(MoxJ2KEncodeState* state, Mox8u* buffer, Mox32s* block, int subband) {
-  Mox32s words[kHalf][kHalf];
-  int32_t planes, passes, segments, more, length = sizeof data;
+static void bandThroughCoder(Coder* coder, int colour, const Band* band) {
   int x, y;
-  for (y = 0; y < kHalf; y++)
-    for (x = 0; x < kHalf; x++) words[y][x] = signMagnitude(block[y * kSize + x]);
-  must(moxiEncodeLoadCodeBlock_JPEG2K_32s_C1R(words[0], sizeof words[0], kHalf, kHalf, state, subband, 31,
-                                              moxJ2KTermFlush, 0, 0, &planes, &passes, &segments),
-       "the coding of a block");
-  must(moxiEncodeStoreBits_JPEG2K_1u(data, &length, state, &more), "the code string");
-  if (more) exit(EXIT_FAILURE);
-
-  memset(words, 0, sizeof words);
-  must(moxiDecodeCodeBlock_JPEG2K_1u32s_C1R(data, words[0], sizeof words[0], kHalf, kHalf, subband, planes, passes,
-                                            &length, segments, 0, NULL, buffer),
-       "the decoding of a block");
-  for (y = 0; y < kHalf; y++)
-    for (x = 0; x < kHalf; x++) block[y * kSize + x] = number(words[y][x]);
-  printf("subband %d: %d bit-planes in %d passes, %d bytes\n", subband, (int)planes, (int)passes, (int)length);
-  return length;
+  for (y = 0; y < band->height; y += kBlock)
+    for (x = 0; x < band->width; x += kBlock)
+      throughCoder(coder, &planes[colour][band->y + y][band->x + x],
+                   band->width - x < kBlock ? band->width - x : kBlock,
+                   band->height - y < kBlock ? band->height - y : kBlock, band->subband);
 }
 
 int main(void) {
-  const MoxRect whole = {0, 0, kSize, kSize};
-  MoxJ2KEncodeState* state;
-  Mox8u *waveletBuffer, *blockBuffer;
-  int32_t waveletSize, blockSize, bytes = 0;
-  int x, y, subband;
+  const MoxRect whole = {0, 0, kWidth, kHeight};
+  const MoxRoiSize size = {kWidth, kHeight};
+  Mox32s* const colours[kColours] = {planes[0][0], planes[1][0], planes[2][0]};
+  Band bands[kBands];
+  Coder coder = {NULL, NULL, 0, 0};
+  Mox8u* lineBuffer;
+  int32_t lineSize, blockSize;
+  int c, i, x, y;
 
-  for (y = 0; y < kSize; y++)
-    for (x = 0; x < kSize; x++) picture[y][x] = 2 * x + y + sample(x, y, 7) - 128; /* level-shifted */
-  memcpy(plane, picture, sizeof plane);
+  for (c = 0; c < kColours; c++)
+    for (y = 0; y < kHeight; y++)
+      for (x = 0; x < kWidth; x++) picture[c][y][x] = sample(x + 40 * c, y, 255) - 128; /* level-shifted */
+  memcpy(planes, picture, sizeof planes);
 
-  must(moxiWTGetBufSize_B53_JPEG2K_32s_C1IR(&whole, &waveletSize), "a size");
-  must(moxiDecodeGetBufSize_JPEG2K(kHalf, kHalf, &blockSize), "a size");
-  waveletBuffer = malloc((size_t)waveletSize);
-  blockBuffer = malloc((size_t)blockSize);
-  if (!waveletBuffer || !blockBuffer) return EXIT_FAILURE;
-  must(moxiEncodeInitAlloc_JPEG2K(&state, kHalf, kHalf), "a state");
+  must(moxiWTGetBufSize_B53_JPEG2K_32s_C1IR(&whole, &lineSize), "a size");
+  must(moxiDecodeGetBufSize_JPEG2K(kBlock, kBlock, &blockSize), "a size");
+  must(moxiEncodeInitAlloc_JPEG2K(&coder.encoder, kBlock, kBlock), "a state");
+  lineBuffer = malloc((size_t)lineSize);
+  coder.decoder = malloc((size_t)blockSize);
+  if (!lineBuffer || !coder.decoder) return EXIT_FAILURE;
+  findBands(bands);
 
-  must(moxiWTFwd_B53_JPEG2K_32s_C1IR(plane[0], sizeof plane[0], &whole, waveletBuffer), "the wavelet transform");
-  /* 0 LL: top left, 1 LH: bottom left, 2 HL: top right, 3 HH: bottom right. */
-  for (subband = 0; subband < 4; subband++)
-    bytes += throughCoder(state, blockBuffer, &plane[subband & 1 ? kHalf : 0][subband & 2 ? kHalf : 0], subband);
-  must(moxiWTInv_B53_JPEG2K_32s_C1IR(plane[0], sizeof plane[0], &whole, waveletBuffer), "the inverse transform");
+  must(moxiRCTFwd_JPEG2K_32s_P3IR(colours, sizeof planes[0][0], size), "the component transform");
+  for (c = 0; c < kColours; c++) {
+    transform(moxiWTFwd_B53_JPEG2K_32s_C1IR, 0, planes[c][0], lineBuffer);
+    for (i = 0; i < kBands; i++) bandThroughCoder(&coder, c, &bands[i]);
+    transform(moxiWTInv_B53_JPEG2K_32s_C1IR, 1, planes[c][0], lineBuffer);
+  }
+  must(moxiRCTInv_JPEG2K_32s_P3IR(colours, sizeof planes[0][0], size), "the inverse component transform");
 
-  moxiEncodeFree_JPEG2K(state);
-  free(blockBuffer);
-  free(waveletBuffer);
-  if (memcmp(plane, picture, sizeof plane) != 0) return EXIT_FAILURE;
-  printf("%d samples in %d bytes, and back without a difference\n", kSize * kSize, (int)bytes);
-  return bytes < kSize * kSize ? EXIT_SUCCESS : EXIT_FAILURE;
+  moxiEncodeFree_JPEG2K(coder.encoder);
+  free(coder.decoder);
+  free(lineBuffer);
+  printf("%d samples in %d bytes, %d passes in %d segments", (int)sizeof picture / 4, (int)dataLength,
+         (int)coder.passes, (int)coder.segments);
+  if (memcmp(planes, picture, sizeof picture) != 0) return EXIT_FAILURE;
+  printf(", and back without a difference\n");
+  return dataLength < (int32_t)sizeof picture / 4 ? EXIT_SUCCESS : EXIT_FAILURE;
 }

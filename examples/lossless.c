@@ -1,6 +1,6 @@
 /*
  * Lossless JPEG coding (ITU-T T.81 Annex H) of a 12-bit grey picture: each sample is predicted from its neighbours,
- * and the difference coded by its category and value bits.
+ * and the difference is coded as a category and value bits.
  */
 #include <string.h>
 
@@ -9,12 +9,12 @@
 enum { kWidth = 61, kHeight = 40, kBits = 12, kPoint = 0, kPredictor = 7 };
 
 static Mox16s picture[kHeight][kWidth], differences[kHeight][kWidth], decoded[kHeight][kWidth];
-static Mox8u
-    data[kWidth * kHeight * 8 + 2]; /* a difference takes at most 8 bytes, the end 2: never full, never unreported */
+/* A difference takes at most 8 bytes and the end 2. The encoder does not report a full destination. */
+static Mox8u data[kWidth * kHeight * 8 + 2];
 
 static void predict(void) {
   int y;
-  /* The first row, which begins with half of the range, knows only its left neighbours. */
+  /* The first sample is predicted by half of the range, the rest of the first row by its left neighbours. */
   must(moxiDiffPredFirstRow_JPEG_16s_C1(picture[0], differences[0], kWidth, kBits, kPoint), "the first row");
   for (y = 1; y < kHeight; y++)
     must(moxiDiffPredRow_JPEG_16s_C1(picture[y], picture[y - 1], differences[y], kWidth, kPredictor), "a row");

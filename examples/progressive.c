@@ -1,7 +1,7 @@
 /*
  * Progressive JPEG coding (ITU-T T.81 Annex G) of one component's coefficients in five scans: all DC coefficients
  * without their lowest bit, AC coefficients without theirs in two bands, and the missing bits. Each scan has its own
- * entropy-coded segment and, but for the refinement of DC, its own Huffman table, made from its statistics.
+ * entropy-coded segment and, except for the refinement of DC, its own Huffman table, made from its statistics.
  */
 #include <string.h>
 
@@ -11,7 +11,7 @@ enum { kBlocks = 200 };
 
 typedef struct Scan {
   int start, end; /* zig-zag positions */
-  int high, low;  /* the bit known before (0: none), and the lowest bit of this scan */
+  int high, low;  /* Ah, Al: the lowest bit known before (0: none), and the lowest bit of this scan */
 } Scan;
 
 static const Scan scans[] = {{0, 0, 0, 1}, {1, 5, 0, 1}, {6, 63, 0, 1}, {0, 0, 1, 0}, {1, 63, 1, 0}};
@@ -19,7 +19,7 @@ static const Scan scans[] = {{0, 0, 0, 1}, {1, 5, 0, 1}, {6, 63, 0, 1}, {0, 0, 1
 static Mox16s blocks[kBlocks][64], decoded[kBlocks][64];
 static Mox8u data[kBlocks * 64 * 8];
 
-/* One function a kind of scan. A flush, at the end, writes the pending run of empty blocks and fills up the last
+/* One function for each kind of scan. The flush at the end writes the pending run of empty blocks and fills the last
  * byte. */
 static MoxStatus put(const Scan* s, const Mox16s* block, int32_t* position, Mox16s* lastDc,
                      const MoxEncodeHuffmanSpec* code, MoxEncodeHuffmanState* state, int flush) {
@@ -47,7 +47,7 @@ static MoxStatus count(const Scan* s, const Mox16s* block, int32_t* counts, Mox1
   return moxiGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(block, counts, s->start, s->end, s->low, state, flush);
 }
 
-/* A scan adds to what the scans before have left in the block. */
+/* A scan adds to what the earlier scans left in the block. */
 static MoxStatus take(const Scan* s, int32_t length, int32_t* position, Mox16s* block, Mox16s* lastDc, int32_t* marker,
                       const MoxDecodeHuffmanSpec* code, MoxDecodeHuffmanState* state) {
   if (s->start == 0 && s->high == 0)
@@ -73,7 +73,7 @@ static int32_t encodeScan(const Scan* s, Mox8u* bits, Mox8u* values) {
   must(count(s, NULL, counts, &lastDc, state, 1), "the statistics of the last run");
   must(moxiEncodeHuffmanRawTableInit_JPEG_8u(counts, bits, values), "an optimal table");
   must(moxiEncodeHuffmanSpecInitAlloc_JPEG_8u(bits, values, &code), "a code");
-  lastDc = 0; /* the state is as new after a flush */
+  lastDc = 0; /* the flush has initialised the state */
   for (i = 0; i < kBlocks; i++) must(put(s, blocks[i], &position, &lastDc, code, state, 0), "the coding of a block");
   must(put(s, NULL, &position, NULL, code, state, 1), "the end of a scan");
   moxiEncodeHuffmanSpecFree_JPEG_8u(code);
