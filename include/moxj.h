@@ -19,8 +19,8 @@
  *
  * Formulas. >> is the arithmetic shift: it rounds down. a..b includes both ends.
  *
- * Threads. These 23 functions share the rows of a large region among threads, by OpenMP; all others stay on the
- * calling thread:
+ * Threads. These 23 functions share the rows of a large region among threads, by OpenMP, if the library was built with
+ * it; all others stay on the calling thread:
  *   colour conversion   the 13 of bytes; the eight of packed words (555, 565) do not
  *   chroma sampling     the four of regions (moxiSample...R)
  *   level shift         moxiSub128_JPEG_8u16s_C1R, moxiAdd128_JPEG_16s8u_C1R
@@ -1042,9 +1042,9 @@ MOXJ_API MoxStatus moxiJoin422LS_MCU_16s8u_P3C2R(const Mox16s* const pSrcMCU[3],
  *   code-blocks, encoder    moxiEncodeLoadCodeBlock_JPEG2K_32s_C1R, moxiEncodeStoreBits_JPEG2K_1u, then the queries
  *   code-blocks, decoder    moxiDecodeCodeBlock_JPEG2K_1u32s_C1R
  *
- * A level is coded by calling the wavelet on the region that the low band of the level before fills. The caller does
- * the level shift (Annex G.1), the quantisation (Annex E), the conversion between numbers and the code-blocks' words
- * of sign and magnitude, packets (Annex B) and markers (Annex A).
+ * Each further level transforms the region that the low band of the level before fills; its coordinates are
+ * (x + 1) >> 1 and (y + 1) >> 1. The caller does the level shift (Annex G.1), the quantisation (Annex E), the conversion
+ * between numbers and the code-blocks' words of sign and magnitude, packets (Annex B) and markers (Annex A).
  *
  * The other members: 16s takes half the memory, for samples whose sums fit 16 bits; C1R writes the four bands to
  * separate planes; Row and Col leave the extension of edges to the caller; ColLift is for codecs that stream rows. The
