@@ -1043,8 +1043,8 @@ MOXJ_API MoxStatus moxiJoin422LS_MCU_16s8u_P3C2R(const Mox16s* const pSrcMCU[3],
  *   code-blocks, decoder    moxiDecodeCodeBlock_JPEG2K_1u32s_C1R
  *
  * Each further level transforms the region that the low band of the level before fills; its coordinates are
- * (x + 1) >> 1 and (y + 1) >> 1. The caller does the level shift (Annex G.1), the quantisation (Annex E), the conversion
- * between numbers and the code-blocks' words of sign and magnitude, packets (Annex B) and markers (Annex A).
+ * (x + 1) >> 1 and (y + 1) >> 1. The caller does the level shift (Annex G.1), the quantisation (Annex E), the
+ * conversion between numbers and the code-blocks' words of sign and magnitude, packets (Annex B) and markers (Annex A).
  *
  * The other members: 16s takes half the memory, for samples whose sums fit 16 bits; C1R writes the four bands to
  * separate planes; Row and Col leave the extension of edges to the caller; ColLift is for codecs that stream rows. The
