@@ -1,3 +1,4 @@
+// Allocation of large blocks: huge pages, and pages requested in advance.
 #include "bytes.h"
 
 #include <sys/mman.h>
@@ -13,13 +14,13 @@ namespace {
 
 constexpr std::size_t kPage = 4096;
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
-// From where on one huge page is cheaper than the small ones that it replaces: measured, for memory that is filled.
+// The size from which a huge page is cheaper than the small pages it replaces: measured, for memory that is filled.
 constexpr std::size_t kHugeIfWhole = std::size_t{512} << 10;
 constexpr std::size_t kHugeIfPartly = 2 * kHugePage;
-// From where on it pays to ask for all pages at once; less comes from memory that the heap has in use already.
+// The size from which it pays to request all pages at once: smaller blocks come from pages that the heap already uses.
 constexpr std::size_t kMappedByHeap = std::size_t{128} << 10;
 
-void* takeHugePages(std::size_t count) {
+void* allocateHugePages(std::size_t count) {
   void* bytes = nullptr;
   const std::size_t whole = (count + kHugePage - 1) / kHugePage * kHugePage;
   if (posix_memalign(&bytes, kHugePage, whole) != 0) return nullptr;
@@ -27,7 +28,7 @@ void* takeHugePages(std::size_t count) {
   return bytes;
 }
 
-// The pages that lie in the memory as a whole. A kernel that does not know the request gives them one by one later.
+// Requests all pages that lie entirely within the memory. A kernel without this request maps them one by one later.
 void populate(void* bytes, std::size_t count) {
   const std::size_t begin = (reinterpret_cast<std::uintptr_t>(bytes) + kPage - 1) / kPage * kPage;
   const std::size_t end = (reinterpret_cast<std::uintptr_t>(bytes) + count) / kPage * kPage;
@@ -36,33 +37,35 @@ void populate(void* bytes, std::size_t count) {
 
 }  // namespace
 
-// A page that is touched for the first time costs a fault: for the 192 pages of a picture of 512 x 512 pixels that
-// is a tenth of what its decoding takes. Nothing here is needed, so whatever the kernel does not do is not an error.
-void* takeBytes(std::size_t count, Filling filling) {
+// The first access to each page costs a fault: for the 192 pages of a picture of 512 x 512 pixels, a tenth of the
+// decoding time. All requests to the kernel here are hints, so their failure is not an error.
+void* allocateBytes(std::size_t count, Filling filling) {
   if (count > PTRDIFF_MAX - kHugePage) throw std::bad_alloc();
   const bool whole = filling == Filling::whole;
   const bool huge = count >= (whole ? kHugeIfWhole : kHugeIfPartly);
-  void* const bytes = huge ? takeHugePages(count) : std::malloc(std::max(count, std::size_t{1}));
+  void* const bytes = huge ? allocateHugePages(count) : std::malloc(std::max(count, std::size_t{1}));
   if (bytes == nullptr) throw std::bad_alloc();
   if (whole && !huge && count >= kMappedByHeap) populate(bytes, count);
   return bytes;
 }
 
-void giveBytes(void* bytes) noexcept { std::free(bytes); }
+void freeBytes(void* bytes) noexcept { std::free(bytes); }
 
 void Bytes::reserve(std::size_t count) {
   if (count <= capacity_) return;
-  std::unique_ptr<std::uint8_t[], Give> larger(static_cast<std::uint8_t*>(takeBytes(count, Filling::partly)));
+  std::unique_ptr<std::uint8_t[], Free> larger(static_cast<std::uint8_t*>(allocateBytes(count, Filling::partly)));
   if (size_ > 0) std::memcpy(larger.get(), bytes_.get(), size_);
   bytes_ = std::move(larger);
   capacity_ = count;
 }
 
-void Bytes::grow(std::size_t atLeast) { reserve(std::max({atLeast, capacity_ + capacity_ / 2, std::size_t{4096}})); }
+void Bytes::grow(std::size_t minCapacity) {
+  reserve(std::max({minCapacity, capacity_ + capacity_ / 2, std::size_t{4096}}));
+}
 
 std::shared_ptr<void> Bytes::release() {
   size_ = capacity_ = 0;
-  return std::shared_ptr<void>(bytes_.release(), [](void* bytes) { giveBytes(bytes); });
+  return std::shared_ptr<void>(bytes_.release(), [](void* bytes) { freeBytes(bytes); });
 }
 
 }  // namespace moxj

@@ -1,4 +1,4 @@
-// Memory for files and samples: never filled with zeros that nobody reads, and in huge pages where it is large.
+// Memory for files and samples: never zero-filled without need, and in huge pages if large.
 #pragma once
 
 #include <cstddef>
@@ -10,13 +10,13 @@
 
 namespace moxj {
 
-enum class Filling { partly, whole };  // how much of the memory is going to be used
+enum class Filling { partly, whole };  // how much of the memory will be written
 
-void* takeBytes(std::size_t count, Filling filling);  // throws std::bad_alloc
-void giveBytes(void* bytes) noexcept;
+void* allocateBytes(std::size_t count, Filling filling);  // throws std::bad_alloc
+void freeBytes(void* bytes) noexcept;
 
-// The bytes of a file under construction: a vector whose new elements stay uninitialised and which grows by copying
-// memory (std::vector with an allocator of its own does neither well). Throws std::bad_alloc.
+// The bytes of a file under construction: a vector whose new elements are uninitialised and which grows by memcpy.
+// (std::vector does neither well, even with a custom allocator.) Throws std::bad_alloc.
 class Bytes {
  public:
   Bytes() = default;
@@ -61,16 +61,16 @@ class Bytes {
   }
   void append(std::span<const std::uint8_t> from) { append(from.data(), from.size()); }
 
-  // Hands the memory over; the object is empty then.
+  // Gives up the memory and leaves the object empty.
   std::shared_ptr<void> release();
 
  private:
-  struct Give {
-    void operator()(std::uint8_t* bytes) const noexcept { giveBytes(bytes); }
+  struct Free {
+    void operator()(std::uint8_t* bytes) const noexcept { freeBytes(bytes); }
   };
-  void grow(std::size_t atLeast);  // by half at least
+  void grow(std::size_t minCapacity);  // and by at least half
 
-  std::unique_ptr<std::uint8_t[], Give> bytes_;
+  std::unique_ptr<std::uint8_t[], Free> bytes_;
   std::size_t size_ = 0;
   std::size_t capacity_ = 0;
 };

@@ -10,12 +10,12 @@ enum class ExitStatus {
   ok = 0,
   usage = 1,       // the command line is wrong
   refused = 2,     // the input cannot be read: not a picture, damaged beyond use, or of an unsupported kind
-  incomplete = 3,  // the input is truncated or damaged; what could be had of the picture was written
-  limit = 4,       // the input asks for more than a limit allows
+  incomplete = 3,  // the input is truncated or damaged; the part of the picture that could be decoded was written
+  limit = 4,       // the input needs more than a limit allows
   output = 5       // the output cannot be written
 };
 
-// Its text names the cause, as the end of a sentence that starts with the file's name: no capital, no full stop.
+// Its text is the cause, to be printed after "FILE: ": no capital letter, no full stop.
 struct Failure : std::runtime_error {
   Failure(ExitStatus why, const std::string& text) : std::runtime_error(text), status(why) {}
   ExitStatus status;

@@ -1,4 +1,4 @@
-// Files as a whole: what came in, and what is to go out.
+// Whole files in memory: one that was read, and one to be written.
 #pragma once
 
 #include <cstdint>
@@ -9,14 +9,14 @@
 
 namespace moxj {
 
-// A file that was read or mapped. The bytes may be written to, which does not change the file, so that a picture
-// whose samples lie in the file as they are can use them in place.
+// A file that was read or mapped. The bytes are writable (which does not change the file), so that a picture can use
+// raw samples in place.
 struct Source {
   std::span<std::uint8_t> bytes;
   std::shared_ptr<void> owner;  // keeps the bytes alive
 };
 
-// A file to be written: `head`, then `body`, which lies in memory that `owner` keeps alive.
+// A file to be written: `head`, then `body`, which `owner` keeps alive.
 struct Content {
   Bytes head;
   std::span<const std::uint8_t> body;

@@ -1,4 +1,5 @@
-// Reports of work in progress, called a moderate number of times (once an MCU row, say) from the calling thread.
+// A callback that reports progress. It is called at a moderate rate (once per MCU row, for example), always from the
+// thread that called the coder.
 #pragma once
 
 #include <cstdint>

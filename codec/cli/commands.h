@@ -1,4 +1,4 @@
-// The commands.
+// The entry points of the commands. Each returns the exit status of the process.
 #pragma once
 
 #include "cli/options.h"
@@ -7,7 +7,7 @@
 
 namespace moxj {
 
-// encode, decode and transcode, of one file or a batch.
+// encode, decode and transcode, for one file or a batch.
 ExitStatus runConversion(const Settings& settings, Report& report);
 ExitStatus runInfo(const Settings& settings, Report& report);
 ExitStatus runCompare(const Settings& settings, Report& report);

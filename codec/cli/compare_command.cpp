@@ -1,7 +1,5 @@
-// compare: how far two pictures differ, as text or JSON.
+// compare: measures the difference between two pictures and prints it as text or JSON.
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "cli/commands.h"
@@ -30,7 +28,7 @@ std::string lineOf(const std::string& name, const Difference& difference) {
                 difference.ssim);
 }
 
-// JSON knows no infinity: the PSNR of equal samples is null there.
+// JSON has no infinity: the PSNR of equal samples is null.
 Json jsonOf(const Difference& difference) {
   Json json;
   json["psnr"] = std::isinf(difference.psnr) ? Json(nullptr) : Json(difference.psnr);
@@ -62,12 +60,12 @@ std::string sizeOf(const Picture& picture) {
   return std::to_string(picture.width) + " x " + std::to_string(picture.height);
 }
 
-// nullopt after a report of the failure, so that the message names the right one of the two files.
+// Reports a failure here, so that the message names the right one of the two files, and returns nullopt.
 std::optional<Decoded> readOne(const std::string& path, const Settings& settings, Report& report, ExitStatus& status) {
   try {
     return readPicture(openPicture(path, settings.limits), settings.limits, report);
   } catch (const Failure& failure) {
-    report.fileError(shownName(path, true), failure.what());
+    report.fileError(displayName(path, true), failure.what());
     status = failure.status;
   }
   return std::nullopt;
@@ -77,15 +75,15 @@ std::optional<Decoded> readOne(const std::string& path, const Settings& settings
 
 ExitStatus runCompare(const Settings& settings, Report& report) {
   if (settings.files[0] == "-" && settings.files[1] == "-")
-    throw Failure(ExitStatus::usage, "standard input can be one of two pictures only");
+    throw Failure(ExitStatus::usage, "standard input can be only one of the two pictures");
   ExitStatus status = ExitStatus::ok;
   std::optional<Decoded> a = readOne(settings.files[0], settings, report, status);
   if (!a) return status;
   std::optional<Decoded> b = readOne(settings.files[1], settings, report, status);
   if (!b) return status;
   if (a->picture.width != b->picture.width || a->picture.height != b->picture.height)
-    refuse(shownName(settings.files[1], true) + ": " + sizeOf(b->picture) + " pixels, where " +
-           shownName(settings.files[0], true) + " has " + sizeOf(a->picture));
+    refuse(displayName(settings.files[1], true) + ": " + sizeOf(b->picture) + " pixels, but " +
+           displayName(settings.files[0], true) + " has " + sizeOf(a->picture));
   if (a->picture.channels != b->picture.channels) {
     a->picture = toColour(a->picture);
     b->picture = toColour(b->picture);

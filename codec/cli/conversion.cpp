@@ -1,4 +1,4 @@
-// encode, decode and transcode: pictures from one format into another.
+// encode, decode and transcode: convert pictures from one format to another, one file or a batch.
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
@@ -22,7 +22,7 @@ namespace moxj {
 
 namespace {
 
-// How many threads code one picture.
+// The number of threads for one picture.
 int threadsOf(const Settings& settings) { return std::max(1, settings.threads.value_or(moxGetNumThreads())); }
 
 ReadOptions readOptions(const Settings& settings) {
@@ -33,13 +33,13 @@ ReadOptions readOptions(const Settings& settings) {
 }
 
 Content writeImageAs(const Image& image, const Job& job, Report& report) {
-  const std::string name = shownName(job.input, true);
+  const std::string name = displayName(job.input, true);
   std::vector<std::string> notes;
   Content content;
   if (job.format == Format::pgx) {
     if (image.components.size() > 1)
       refuse(std::to_string(image.components.size()) +
-             " components: a PGX file has one; --components writes a file of each");
+             " components: a PGX file has one; --components writes one file for each");
     content = writePgx(image.components[0]);
   } else {
     content = job.format == Format::png ? writePngImage(image, notes, report.progressOf(name))
@@ -50,7 +50,7 @@ Content writeImageAs(const Image& image, const Job& job, Report& report) {
 }
 
 Content encodeAs(const Picture& picture, const Job& job, const Settings& settings, Report& report) {
-  const Progress progress = report.progressOf(shownName(job.input, true));
+  const Progress progress = report.progressOf(displayName(job.input, true));
   Content content;
   switch (job.format) {
     case Format::jpeg:
@@ -66,10 +66,10 @@ Content encodeAs(const Picture& picture, const Job& job, const Settings& setting
 }
 
 void noteColour(bool dropped, const Job& job, Report& report) {
-  if (dropped) report.fileNote(shownName(job.input, true), "colour dropped");
+  if (dropped) report.fileNote(displayName(job.input, true), "colour dropped");
 }
 
-// Writes the rows of a PGM or PPM file as they come. The file is begun with the first of them.
+// Writes a PGM or PPM file row by row. The file is created when the decoder announces the size of the picture.
 class PnmFile : public RowSink {
  public:
   PnmFile(const std::string& path, Format format)
@@ -90,7 +90,7 @@ class PnmFile : public RowSink {
 
 bool isPnm(Format format) { return format == Format::ppm || format == Format::pgm || format == Format::pnm; }
 
-// out.pgx: out_0.pgx, out_1.pgx ...
+// "out.pgx" becomes "out_0.pgx", "out_1.pgx" ...
 std::string numbered(const std::string& path, std::size_t number) {
   const std::size_t slash = path.rfind('/'), dot = path.rfind('.');
   const bool hasExtension = dot != std::string::npos && (slash == std::string::npos || dot > slash);
@@ -111,7 +111,7 @@ void writeComponents(const Image& image, const Job& job, Report& report) {
   }
 }
 
-// Whether grey or RGB of 8 bits holds all that an image is.
+// Whether 8-bit grey or RGB represents the image without loss.
 bool isPlain(const Image& image) {
   const std::size_t count = image.components.size();
   return (count == 1 || count == 3) && image.interleavedBytes() && image.components[0].bits == 8 && !image.alpha;
@@ -138,7 +138,7 @@ ExitStatus encodeJpeg2000(const PictureFile& file, const Job& job, const Setting
   options.boxes = job.format == Format::jp2;
   options.threads = threadsOf(settings);
   Content content;
-  content.head = j2k::encode(decoded.image, options, settings.limits, report.progressOf(shownName(job.input, true)));
+  content.head = j2k::encode(decoded.image, options, settings.limits, report.progressOf(displayName(job.input, true)));
   writeFile(job.output, content);
   return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;
 }
@@ -155,7 +155,7 @@ ExitStatus encodeLossless(const PictureFile& file, const Job& job, const Setting
   return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;
 }
 
-// The rows of a JPEG file go straight into a file that can be thrown away when nothing comes of it.
+// If the output can be discarded on failure, the rows of a JPEG file are written as they are decoded.
 ExitStatus convertFile(const Job& job, const Settings& settings, Report& report) {
   if (settings.command == Command::transcode) return transcodeFile(job, settings, report);
   const PictureFile file = openPicture(job.input, settings.limits);
@@ -179,16 +179,16 @@ ExitStatus convertFile(const Job& job, const Settings& settings, Report& report)
   return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;
 }
 
-// What went wrong is reported by the name of the file that it is about: the output for what the output does.
+// Reports a failure under the name of the file that caused it: the output for output errors, otherwise the input.
 ExitStatus convert(const Job& job, const Settings& settings, Report& report) {
   try {
     return convertFile(job, settings, report);
   } catch (const Failure& failure) {
-    const bool ofOutput = failure.status == ExitStatus::output;
-    report.fileError(shownName(ofOutput ? job.output : job.input, !ofOutput), failure.what());
+    const bool atOutput = failure.status == ExitStatus::output;
+    report.fileError(displayName(atOutput ? job.output : job.input, !atOutput), failure.what());
     return failure.status;
   } catch (const std::bad_alloc&) {
-    report.fileError(shownName(job.input, true), "not enough memory");
+    report.fileError(displayName(job.input, true), "not enough memory");
     return ExitStatus::limit;
   }
 }
@@ -196,11 +196,11 @@ ExitStatus convert(const Job& job, const Settings& settings, Report& report) {
 void makeDirectory(const std::string& path) {
   std::error_code error;
   std::filesystem::create_directories(path, error);
-  if (error) throw Failure(ExitStatus::output, shownName(path, false) + ": cannot be made: " + error.message());
+  if (error) throw Failure(ExitStatus::output, displayName(path, false) + ": cannot be created: " + error.message());
 }
 
-// The status of the first input that failed, in the order of the command line and not of the clock; a failure counts
-// more than a picture that is only incomplete.
+// The status of the first input that failed, in command-line order (not in order of time). A failure takes precedence
+// over an incomplete picture.
 ExitStatus firstOf(const std::vector<ExitStatus>& statuses) {
   ExitStatus first = ExitStatus::ok;
   for (const ExitStatus status : statuses) {
@@ -222,7 +222,7 @@ ExitStatus convertAll(const std::vector<Job>& jobs, const Settings& settings, Re
   };
   const std::size_t wanted = static_cast<std::size_t>(settings.jobs.value_or(moxGetNumThreads()));
   const std::size_t workers = std::min({wanted, jobs.size(), std::size_t{kMaxJobs}});
-  // Processors that are busy with other files have no time for threads inside one.
+  // The processors are busy with other files: one thread per picture.
   if (workers > 1 && !settings.threads) moxSetNumThreads(1);
   std::vector<std::jthread> threads;
   for (std::size_t worker = 1; worker < workers; ++worker) threads.emplace_back(work);
@@ -232,10 +232,10 @@ ExitStatus convertAll(const std::vector<Job>& jobs, const Settings& settings, Re
 }
 
 jpeg::Script readScript(const std::string& path) {
-  constexpr std::uint64_t kLongestScript = 1 << 20;
-  const std::string name = shownName(path, true);
+  constexpr std::uint64_t kMaxScriptBytes = 1 << 20;
+  const std::string name = displayName(path, true);
   try {
-    const Source source = readFile(path, kLongestScript);
+    const Source source = readFile(path, kMaxScriptBytes);
     return jpeg::parseScript({reinterpret_cast<const char*>(source.bytes.data()), source.bytes.size()}, name);
   } catch (const Failure& failure) {
     const std::string text = failure.what();
@@ -245,9 +245,9 @@ jpeg::Script readScript(const std::string& path) {
 
 }  // namespace
 
-ExitStatus runConversion(const Settings& asked, Report& report) {
-  const std::vector<Job> jobs = planOf(asked);
-  Settings settings = asked;
+ExitStatus runConversion(const Settings& given, Report& report) {
+  const std::vector<Job> jobs = planOf(given);
+  Settings settings = given;
   if (!settings.scans.empty()) settings.jpeg.script = readScript(settings.scans);
   return settings.outputDirectory ? convertAll(jobs, settings, report) : convert(jobs[0], settings, report);
 }

@@ -1,4 +1,4 @@
-// info: what a file is made of, as text or JSON.
+// info: prints the structure of a file as text or JSON.
 #include <nlohmann/json.hpp>
 
 #include "cli/commands.h"
@@ -16,7 +16,7 @@ namespace moxj {
 namespace {
 
 using Json = nlohmann::ordered_json;
-using moxj::jsonOf;  // of JPEG 2000
+using moxj::jsonOf;  // for JPEG 2000
 using moxj::textOf;
 
 // ---- JPEG as text -----------------------------------------------------------------------------------------------
@@ -41,7 +41,7 @@ std::string stepsText(const jpeg::QuantTable& table) {
 }
 
 std::string huffText(const jpeg::HuffTable& table) {
-  return format("%s %d, %d codes", table.ac ? "AC" : "DC", table.index, table.codes);
+  return format("%s %d, %s", table.ac ? "AC" : "DC", table.index, counted(table.codes, "code").c_str());
 }
 
 std::string segmentText(const jpeg::Segment& segment) {
@@ -60,17 +60,16 @@ std::string scanText(const jpeg::Scan& scan, bool lossless) {
                    : format(", coefficients %d to %d", scan.spectralStart, scan.spectralEnd);
   if (!lossless && (scan.approxHigh != 0 || scan.approxLow != 0))
     text += format(", bits %d to %d", scan.approxHigh, scan.approxLow);
-  return text + format(", %llu bytes at %llu", static_cast<unsigned long long>(scan.dataLength),
-                       static_cast<unsigned long long>(scan.dataOffset));
+  return text + ", " + counted(scan.dataLength, "byte") + " at " + std::to_string(scan.dataOffset);
 }
 
 std::string textOf(const jpeg::Info& info, std::size_t bytes) {
   std::string text = line("format", "JPEG, " + info.process + (info.supported ? "" : " (not decoded)"));
-  text += line("size",
-               format("%d x %d pixels, %d bits a sample, %zu bytes", info.width, info.height, info.precision, bytes));
+  text += line("size", format("%d x %d pixels, %d bits per sample, %s", info.width, info.height, info.precision,
+                              counted(bytes, "byte").c_str()));
   text += line("colour", info.colourModel + (info.sampling.empty() ? "" : " " + info.sampling));
   if (info.process != "lossless") text += line("quality", qualityText(info));
-  text += line("restarts", info.restartInterval == 0 ? "none" : format("every %d MCUs", info.restartInterval));
+  text += line("restarts", info.restartInterval == 0 ? "none" : "every " + counted(info.restartInterval, "MCU"));
   for (const jpeg::Component& component : info.components) text += line("component", componentText(component));
   for (const jpeg::QuantTable& table : info.quantTables) text += line("quantisation", stepsText(table));
   for (const jpeg::HuffTable& table : info.huffTables) text += line("Huffman", huffText(table));
@@ -150,9 +149,9 @@ Json jsonOf(const jpeg::Info& info, std::size_t bytes) {
 
 std::string textOf(const PictureInfo& info, std::size_t bytes) {
   return line("format", info.format + ", " + info.kind) +
-         line("size", format("%llu x %llu pixels, %d channels of %d bits, %zu bytes",
-                             static_cast<unsigned long long>(info.width), static_cast<unsigned long long>(info.height),
-                             info.channels, info.bits, bytes));
+         line("size", std::to_string(info.width) + " x " + std::to_string(info.height) + " pixels, " +
+                          counted(info.channels, "channel") + " of " + counted(info.bits, "bit") + ", " +
+                          counted(bytes, "byte"));
 }
 
 Json jsonOf(const PictureInfo& info, std::size_t bytes) {
@@ -161,8 +160,8 @@ Json jsonOf(const PictureInfo& info, std::size_t bytes) {
 }
 
 template <typename Info>
-std::string shown(const Info& info, std::size_t bytes, bool json) {
-  // Texts from the file (comments, say) may be no UTF-8.
+std::string render(const Info& info, std::size_t bytes, bool json) {
+  // Text from the file (a comment, for example) need not be valid UTF-8.
   return json ? jsonOf(info, bytes).dump(2, ' ', false, Json::error_handler_t::replace) + "\n" : textOf(info, bytes);
 }
 
@@ -174,15 +173,15 @@ struct Description {
 Description describe(const std::string& path, const Settings& settings, Report& report) {
   const PictureFile file = openPicture(path, settings.limits);
   const std::size_t bytes = file.source.bytes.size();
-  if (file.format == Format::png) return {shown(describePng(file.source), bytes, settings.json)};
-  if (file.format == Format::pgx) return {shown(describePgx(file.source), bytes, settings.json)};
-  if (file.format == Format::pnm) return {shown(describePnm(file.source), bytes, settings.json)};
-  const auto followed = [&](const auto& info) -> Description {
+  if (file.format == Format::png) return {render(describePng(file.source), bytes, settings.json)};
+  if (file.format == Format::pgx) return {render(describePgx(file.source), bytes, settings.json)};
+  if (file.format == Format::pnm) return {render(describePnm(file.source), bytes, settings.json)};
+  const auto described = [&](const auto& info) -> Description {
     if (!info.complete) report.fileWarning(file.name, info.warning);
-    return {shown(info, bytes, settings.json), info.complete ? ExitStatus::ok : ExitStatus::incomplete};
+    return {render(info, bytes, settings.json), info.complete ? ExitStatus::ok : ExitStatus::incomplete};
   };
-  if (isJpeg2000(file.format)) return followed(j2k::inspect(file.source.bytes));
-  return followed(jpeg::inspect(file.source.bytes));
+  if (isJpeg2000(file.format)) return described(j2k::inspect(file.source.bytes));
+  return described(jpeg::inspect(file.source.bytes));
 }
 
 }  // namespace
@@ -192,7 +191,7 @@ ExitStatus runInfo(const Settings& settings, Report& report) {
   try {
     description = describe(settings.files[0], settings, report);
   } catch (const Failure& failure) {
-    report.fileError(shownName(settings.files[0], true), failure.what());
+    report.fileError(displayName(settings.files[0], true), failure.what());
     return failure.status;
   }
   writeText(description.text);

@@ -1,3 +1,4 @@
+// Maps regular files and reads everything else to its end.
 #include "cli/input.h"
 
 #include <fcntl.h>
@@ -51,7 +52,7 @@ bool map(int descriptor, std::size_t size, Source& source) {
   return true;
 }
 
-void readToEnd(int descriptor, std::uint64_t most, Source& source) {
+void readToEnd(int descriptor, std::uint64_t maxBytes, Source& source) {
   Bytes bytes;
   std::size_t size = 0;
   for (;;) {
@@ -60,12 +61,13 @@ void readToEnd(int descriptor, std::uint64_t most, Source& source) {
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) fail();
     if (count == 0) break;
-    // What is no picture may be endless.
+    // Anything that is not a picture may be endless (a device, for example): stop at once.
     if (size < kSniffed && size + static_cast<std::size_t>(count) >= kSniffed && !sniff({bytes.data(), kSniffed}))
-      refuse(kUnknownFormat);
+      refuse(unrecognised({bytes.data(), kSniffed}));
     size += static_cast<std::size_t>(count);
-    if (size > most)
-      throw Failure(ExitStatus::limit, "more than " + std::to_string(most) + " bytes, too many for --max-pixels");
+    if (size > maxBytes)
+      throw Failure(ExitStatus::limit,
+                    "longer than " + std::to_string(maxBytes) + " bytes, which is too long for --max-pixels");
   }
   std::uint8_t* const data = bytes.data();
   source.owner = bytes.release();
@@ -74,7 +76,7 @@ void readToEnd(int descriptor, std::uint64_t most, Source& source) {
 
 }  // namespace
 
-Source readFile(const std::string& path, std::uint64_t most) {
+Source readFile(const std::string& path, std::uint64_t maxBytes) {
   const Descriptor file(path);
   if (file.get() < 0) fail();
   struct stat status;
@@ -84,7 +86,7 @@ Source readFile(const std::string& path, std::uint64_t most) {
   const bool mapped = S_ISREG(status.st_mode) && status.st_size > 0 && atStart &&
                       static_cast<std::uint64_t>(status.st_size) <= SIZE_MAX &&
                       map(file.get(), static_cast<std::size_t>(status.st_size), source);
-  if (!mapped) readToEnd(file.get(), most, source);
+  if (!mapped) readToEnd(file.get(), maxBytes, source);
   if (source.bytes.empty()) refuse("the file is empty");
   return source;
 }

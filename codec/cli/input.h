@@ -1,4 +1,4 @@
-// Reading files in whole.
+// Reads whole files.
 #pragma once
 
 #include <cstdint>
@@ -8,9 +8,9 @@
 
 namespace moxj {
 
-// A regular file is mapped, so that nothing is copied and only what is used is read; anything else, "-" for standard
-// input too, is read to its end, but no more than `most` bytes. Throws Failure: refused where the file cannot be read
-// or is empty, limit where it is too long.
-Source readFile(const std::string& path, std::uint64_t most);
+// A regular file is mapped: nothing is copied, and only the pages in use are read. Anything else, including "-" for
+// standard input, is read to its end, but at most `maxBytes`. Throws Failure: refused if the file cannot be read or is
+// empty, limit if it is too long.
+Source readFile(const std::string& path, std::uint64_t maxBytes);
 
 }  // namespace moxj

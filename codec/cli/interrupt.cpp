@@ -1,3 +1,4 @@
+// The signal handlers, and the slots that tell them which temporary files exist.
 #include "cli/interrupt.h"
 
 #include <fcntl.h>
@@ -20,39 +21,41 @@ namespace moxj {
 
 namespace {
 
-// Handlers may run at any moment in any thread: they look at these slots only, and call only functions that are safe
-// in a handler. One slot a worker.
+// Handlers may run at any time in any thread. They access only these slots, and call only async-signal-safe functions.
+// There is one slot per worker.
 struct Slot {
   enum State { open, taken, live };
   std::atomic<State> state = open;
   char path[PATH_MAX] = {};
 };
-constinit Slot slots[kMaxJobs];  // in pages that nobody touches before they are needed
+constinit Slot slots[kMaxJobs];  // zero-initialised: pages are mapped on first use
 static_assert(std::atomic<Slot::State>::is_always_lock_free);
 
-// No file may come into being behind a handler's back: whoever makes one says so first and then looks whether the end
-// has begun; the handler begins the end first and then waits for those who said so. It never waits for its own
-// thread, because a thread that makes a file takes no signals meanwhile.
+// No file may be created after a handler has looked at the slots. So a thread that creates a file first counts itself
+// in `creators` and then checks `ending`; a handler first sets `ending` and then waits until `creators` is 0. A handler
+// never waits for its own thread, because signals are blocked while a file is being created.
 std::atomic<bool> ending = false;
-std::atomic<int> makers = 0;
+std::atomic<int> creators = 0;
+bool pipeSignalIgnored = false;  // on entry
 
 [[noreturn]] void waitForTheEnd() {
   for (;;) pause();
 }
 
-class Making {
+// The scope in which a file is created.
+class Creation {
  public:
-  Making() {
+  Creation() {
     sigset_t all;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &mask_);
-    ++makers;
+    ++creators;
     if (!ending) return;
-    --makers;
+    --creators;
     waitForTheEnd();
   }
-  ~Making() {
-    --makers;
+  ~Creation() {
+    --creators;
     pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
   }
 
@@ -62,26 +65,26 @@ class Making {
 
 void removeTemporaries() {
   ending = true;
-  while (makers > 0) sched_yield();
+  while (creators > 0) sched_yield();
   for (const Slot& slot : slots)
     if (slot.state == Slot::live) unlink(slot.path);
 }
 
-// SA_RESETHAND has put the default back, so that the signal now does what it says.
+// SA_RESETHAND has restored the default action, which raise() now triggers.
 extern "C" void endBySignal(int signal) {
   removeTemporaries();
   raise(signal);
 }
 
-extern "C" void endByCutInput(int) {
+extern "C" void endByTruncatedInput(int) {
   removeTemporaries();
-  constexpr char text[] = "moxj: an input file was cut short while it was in use\n";
+  constexpr char text[] = "moxj: an input file was truncated while in use\n";
   [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text, sizeof text - 1);
   _exit(static_cast<int>(ExitStatus::refused));
 }
 
-// There are as many slots as workers, and a worker has one file at a time.
-Slot& takeSlot() {
+// Always finds a slot: there are as many as workers, and each worker has at most one file.
+Slot& claimSlot() {
   for (int i = 0;; i = (i + 1) % kMaxJobs) {
     Slot::State expected = Slot::open;
     if (slots[i].state.compare_exchange_strong(expected, Slot::taken)) return slots[i];
@@ -90,7 +93,7 @@ Slot& takeSlot() {
 
 void handle(int signal, void (*handler)(int)) {
   struct sigaction old = {};
-  // Whoever started the tool with the signal ignored (nohup, a background job of a script) wants it so.
+  // A signal that is already ignored (nohup, a background job of a script) stays ignored.
   if (sigaction(signal, nullptr, &old) == 0 && old.sa_handler == SIG_IGN) return;
   struct sigaction action = {};
   action.sa_handler = handler;
@@ -103,8 +106,16 @@ void handle(int signal, void (*handler)(int)) {
 
 void watchSignals() {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) handle(signal, endBySignal);
-  handle(SIGBUS, endByCutInput);
-  for (const int signal : {SIGPIPE, SIGXFSZ}) ::signal(signal, SIG_IGN);
+  handle(SIGBUS, endByTruncatedInput);
+  ::signal(SIGXFSZ, SIG_IGN);
+  pipeSignalIgnored = ::signal(SIGPIPE, SIG_IGN) == SIG_IGN;
+}
+
+void endByClosedPipe() {
+  if (pipeSignalIgnored) return;
+  removeTemporaries();
+  ::signal(SIGPIPE, SIG_DFL);
+  raise(SIGPIPE);
 }
 
 TemporaryFile::TemporaryFile(const std::string& path, unsigned mode) {
@@ -112,8 +123,8 @@ TemporaryFile::TemporaryFile(const std::string& path, unsigned mode) {
     errno = ENAMETOOLONG;
     return;
   }
-  const Making making;
-  Slot& slot = takeSlot();
+  const Creation creation;
+  Slot& slot = claimSlot();
   std::strcpy(slot.path, path.c_str());
   slot.state = Slot::live;
   slot_ = static_cast<int>(&slot - slots);
@@ -134,7 +145,7 @@ bool TemporaryFile::close() { return ::close(std::exchange(descriptor_, -1)) == 
 
 bool TemporaryFile::renameTo(const std::string& target) {
   const bool renamed = std::rename(slots[slot_].path, target.c_str()) == 0;
-  if (!renamed && ending) waitForTheEnd();  // the file is gone already, which is nobody's error
+  if (!renamed && ending) waitForTheEnd();  // a handler has removed the file: not an error to report
   exists_ = exists_ && !renamed;
   return renamed;
 }

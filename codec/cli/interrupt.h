@@ -1,33 +1,36 @@
-// What must not outlive the process: temporary files, whatever ends it.
+// Temporary files that must not outlive the process, however it ends, and the signal handlers that remove them.
 #pragma once
 
 #include <string>
 
 namespace moxj {
 
-// Installs the handlers: SIGINT, SIGTERM and SIGHUP remove the temporary files and then end the process as they
-// would have; so does SIGBUS, with a message and the status of a refused input, because it says that an input file
-// was cut short while it was in use. Signals that would only say what a failed write says (closed pipe, file size
-// limit) are switched off.
+// Installs the signal handlers:
+//   SIGINT, SIGTERM, SIGHUP   remove the temporary files, then end the process as by default
+//   SIGBUS                    the same, with a message and the status of a refused input: the signal means that a
+//                             mapped input file was truncated while in use
+//   SIGPIPE, SIGXFSZ          ignored: the write that caused them reports the error
 void watchSignals();
 
-// A new file that is to vanish with this object or with the process, unless it was given its final name before.
+// Ends the process as SIGPIPE does by default, after removing the temporary files: for a closed standard output.
+// Returns if SIGPIPE was already ignored when the process started.
+void endByClosedPipe();
+
+// A new file that is removed with this object or when the process ends, unless renameTo() gave it its final name.
 class TemporaryFile {
  public:
-  // Creates the file, which must not exist yet, and opens it for writing. descriptor() is -1 where that failed; errno
-  // says why.
+  // Creates the file, which must not exist yet, and opens it for writing. On failure descriptor() is -1, and errno
+  // has the cause.
   TemporaryFile(const std::string& path, unsigned mode);
   ~TemporaryFile();
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
 
   int descriptor() const { return descriptor_; }
-  bool close();                              // false: errno says why
+  bool close();                              // on failure false, with the cause in errno
   bool renameTo(const std::string& target);  // likewise
 
  private:
-  void forget();
-
   int slot_ = -1;
   int descriptor_ = -1;
   bool exists_ = false;

@@ -1,3 +1,4 @@
+// JPEG 2000 files as text and as JSON.
 #include "cli/j2k_info.h"
 
 #include "cli/j2k_options.h"
@@ -28,8 +29,8 @@ const char* quantisationOf(const j2k::Quantisation& quantisation) {
 
 std::string componentText(const j2k::Info& info, std::size_t c) {
   const j2k::ComponentSize& size = info.siz.components[c];
-  return format("%-3d %dx%d  %d bits, %s", static_cast<int>(c), size.dx, size.dy, size.bits,
-                size.isSigned ? "signed" : "unsigned");
+  return format("%-3d %dx%d  %s, %s", static_cast<int>(c), size.dx, size.dy,
+                counted(static_cast<std::uint64_t>(size.bits), "bit").c_str(), size.isSigned ? "signed" : "unsigned");
 }
 
 std::string segmentText(const j2k::Segment& segment) {
@@ -63,25 +64,27 @@ Json listOf(const std::vector<Element>& elements) {
 std::string textOf(const j2k::Info& info, std::size_t bytes) {
   const j2k::CodingStyle& coding = info.params.coding[0];
   std::string text = line("format", std::string("JPEG 2000, ") + (info.boxed ? "JP2" : "codestream"));
-  text +=
-      line("size", sizeText(info.siz.image.width(), info.siz.image.height()) + " pixels, " +
-                       std::to_string(info.siz.components.size()) + " components, " + std::to_string(bytes) + " bytes");
-  if (!info.colour.empty()) text += line("colour", info.colour);
-  if (info.palette > 0) text += line("palette", std::to_string(info.palette) + " entries");
+  text += line("size", sizeText(info.siz.image.width(), info.siz.image.height()) + " pixels, " +
+                           counted(info.siz.components.size(), "component") + ", " + counted(bytes, "byte"));
+  constexpr std::string_view kNumbered = "colour space ";
+  if (info.colour.starts_with(kNumbered))
+    text += line("colour space", info.colour.substr(kNumbered.size()));
+  else if (!info.colour.empty())
+    text += line("colour", info.colour);
+  if (info.palette > 0)
+    text += line("palette", std::to_string(info.palette) + (info.palette == 1 ? " entry" : " entries"));
   text += line("tiles", std::to_string(info.siz.tiles()) + " of " + sizeText(info.siz.tileWidth, info.siz.tileHeight) +
-                            ", " + std::to_string(info.tileParts) + " tile-parts");
-  text += line("wavelet", std::string(waveletOf(coding)) + ", " + std::to_string(coding.levels) + " levels");
+                            ", " + counted(info.tileParts, "tile-part"));
+  text += line("wavelet", std::string(waveletOf(coding)) + ", " + counted(coding.levels, "level"));
   text += line("transform", transformOf(info.params));
   text += line("quantisation", std::string(quantisationOf(info.params.quantisation[0])) + ", " +
-                                   std::to_string(info.params.quantisation[0].guardBits) + " guard bits");
+                                   counted(info.params.quantisation[0].guardBits, "guard bit"));
   text += line("code-blocks", sizeText(1 << coding.blockWidthLog, 1 << coding.blockHeightLog));
   text += line("modes", modeNames(coding.modes));
-  text += line("progression",
-               orderName(info.params.style.order) + ", " + std::to_string(info.params.style.layers) + " layers");
+  text += line("progression", orderName(info.params.style.order) + ", " + counted(info.params.style.layers, "layer"));
   for (std::size_t c = 0; c < info.siz.components.size(); ++c) text += line("component", componentText(info, c));
   for (const j2k::Box& box : info.boxes)
-    text += line("box", format("%s, %llu bytes at %llu", box.type.c_str(), static_cast<unsigned long long>(box.length),
-                               static_cast<unsigned long long>(box.offset)));
+    text += line("box", box.type + ", " + counted(box.length, "byte") + " at " + std::to_string(box.offset));
   text += line("segments", "offset   length");
   for (const j2k::Segment& segment : info.segments) text += segmentText(segment);
   return text;

@@ -1,4 +1,4 @@
-// What `info` shows of JPEG 2000 files.
+// The output of `info` for JPEG 2000 files.
 #pragma once
 
 #include <nlohmann/json.hpp>

@@ -1,3 +1,4 @@
+// Sizes, packet orders and code-block modes as text.
 #include "cli/j2k_options.h"
 
 #include <bit>
@@ -41,20 +42,20 @@ std::string useBlock(const std::string& text, j2k::EncodeOptions& options) {
     return size >= 4 && size <= 1024 && std::has_single_bit(static_cast<unsigned>(size));
   };
   if (!parseSize(text, width, height) || !allowed(width) || !allowed(height) || width * height > 4096)
-    return "is no WxH of powers of two from 4 to 1024 with at most 4096 coefficients";
+    return "is not WxH with powers of two from 4 to 1024 and at most 4096 coefficients";
   options.blockWidth = width;
   options.blockHeight = height;
   return "";
 }
 
 std::string useTile(const std::string& text, j2k::EncodeOptions& options) {
-  return parseSize(text, options.tileWidth, options.tileHeight) ? "" : "is no WxH of numbers from 1";
+  return parseSize(text, options.tileWidth, options.tileHeight) ? "" : "is not WxH with two positive whole numbers";
 }
 
 std::string useOrder(const std::string& text, j2k::Order& order) {
   for (std::size_t i = 0; i < std::size(kOrders); ++i)
     if (kOrders[i] == text) return order = static_cast<j2k::Order>(i), "";
-  return "is none of LRCP, RLCP, RPCL, PCRL, CPRL";
+  return "is not LRCP, RLCP, RPCL, PCRL or CPRL";
 }
 
 std::string useModes(const std::string& text, int& modes) {
@@ -62,7 +63,7 @@ std::string useModes(const std::string& text, int& modes) {
   for (std::size_t at = 0; at <= text.size();) {
     const std::size_t end = std::min(text.find(',', at), text.size());
     const int mode = modeNamed(std::string_view(text).substr(at, end - at));
-    if (mode == 0) return "is no list of bypass, reset, termall, causal, pterm, segsym";
+    if (mode == 0) return "is not a comma-separated list of bypass, reset, termall, causal, pterm and segsym";
     modes |= mode;
     at = end + 1;
   }

@@ -1,4 +1,4 @@
-// The values of the options of JPEG 2000.
+// Parses and prints the values of the JPEG 2000 options.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace moxj {
 
-// Each answers what is wrong with the text, or nothing.
+// Each returns what is wrong with the text, to follow the quoted text in a message; empty if nothing is.
 std::string useBlock(const std::string& text, j2k::EncodeOptions& options);
 std::string useTile(const std::string& text, j2k::EncodeOptions& options);
 std::string useOrder(const std::string& text, j2k::Order& order);

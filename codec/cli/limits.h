@@ -1,4 +1,4 @@
-// Bounds of the tool itself.
+// Limits of the tool itself.
 #pragma once
 
 namespace moxj {

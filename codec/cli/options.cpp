@@ -1,5 +1,5 @@
-// The command line: a table of options serves getopt_long and the help alike. CLI11 would take a tenth of the time
-// that a small picture takes to code, only to start.
+// Parses the command line. One table of options drives both getopt_long and --help. (A parser library such as CLI11
+// would spend a tenth of the coding time of a small picture on start-up alone.)
 #include "cli/options.h"
 
 #include <getopt.h>
@@ -18,43 +18,43 @@ namespace moxj {
 
 namespace {
 
-constexpr std::uint64_t kMostMemory = std::uint64_t{1} << 40;
-constexpr double kMostRatio = 1e6;
-constexpr int kMostWrittenLayers = 100;
-constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 40;
-constexpr int kMostScans = 1000000;
+constexpr std::uint64_t kMaxMemory = std::uint64_t{1} << 40;
+constexpr double kMaxRatio = 1e6;
+constexpr int kMaxWrittenLayers = 100;
+constexpr std::uint64_t kMaxPixels = std::uint64_t{1} << 40;
+constexpr int kMaxScans = 1000000;
 constexpr std::size_t kHelpColumn = 32;
 
 // ---- Values -------------------------------------------------------------------------------------------------------
 
-// What is wrong with the text of an option, or nothing.
+// What is wrong with the value of an option, to follow the quoted value in the message; empty if nothing is.
 using Complaint = std::string;
 
-// The whole text as a number of a range.
+// Parses the whole text as a number from `min` to `max`.
 template <typename Number>
-bool parseNumber(std::string_view text, Number least, Number most, Number& value) {
+bool parseNumber(std::string_view text, Number min, Number max, Number& value) {
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  return error == std::errc() && end == text.data() + text.size() && value >= least && value <= most;
+  return error == std::errc() && end == text.data() + text.size() && value >= min && value <= max;
 }
 
 std::string shortest(double value) {
   char text[32];
-  return std::string(text, std::to_chars(text, text + sizeof text, value).ptr);
+  return std::string(text, std::to_chars(text, text + sizeof text, value, std::chars_format::fixed).ptr);
 }
 
-// Into a number or an optional one.
+// `Target` is a number or an optional one.
 template <typename Number, typename Target>
-Complaint useNumber(const std::string& text, Number least, Number most, Target& target) {
+Complaint useNumber(const std::string& text, Number min, Number max, Target& target) {
   Number value = 0;
-  if (!parseNumber(text, least, most, value))
-    return "is no number from " + std::to_string(least) + " to " + std::to_string(most);
+  if (!parseNumber(text, min, max, value))
+    return "is not a whole number from " + std::to_string(min) + " to " + std::to_string(max);
   target = value;
   return "";
 }
 
-Complaint useReal(const std::string& text, double least, double most, std::optional<double>& target) {
+Complaint useReal(const std::string& text, double min, double max, std::optional<double>& target) {
   double value = 0;
-  if (!parseNumber(text, least, most, value)) return "is no number from " + shortest(least) + " to " + shortest(most);
+  if (!parseNumber(text, min, max, value)) return "is not a number from " + shortest(min) + " to " + shortest(max);
   target = value;
   return "";
 }
@@ -63,13 +63,15 @@ Complaint useSampling(const std::string& text, jpeg::Sampling& sampling) {
   if (text == "4:4:4") return sampling = jpeg::Sampling::s444, "";
   if (text == "4:2:2") return sampling = jpeg::Sampling::s422, "";
   if (text == "4:2:0") return sampling = jpeg::Sampling::s420, "";
-  return "is none of 4:4:4, 4:2:2, 4:2:0";
+  return "is not 4:4:4, 4:2:2 or 4:2:0";
 }
 
 Complaint useRestart(std::string_view text, jpeg::EncodeOptions& options) {
   options.restartInRows = text.ends_with('B');
   if (options.restartInRows) text.remove_suffix(1);
-  return parseNumber(text, 0, 65535, options.restart) ? "" : "is no number from 0 to 65535, alone or with a B";
+  return parseNumber(text, 0, 65535, options.restart)
+             ? ""
+             : "is not a whole number from 0 to 65535, optionally followed by B";
 }
 
 Complaint useLossless(std::string_view text, Settings& settings) {
@@ -81,7 +83,7 @@ Complaint useLossless(std::string_view text, Settings& settings) {
   const bool pointed = comma != text.npos;
   if (!parseNumber(text.substr(0, comma), 1, 7, options.predictor) ||
       (pointed && !parseNumber(text.substr(comma + 1), 0, 15, options.point)))
-    return "is no predictor from 1 to 7, alone or with a point transform from 0 to 15";
+    return "is not a predictor from 1 to 7, optionally followed by a comma and a point transform from 0 to 15";
   return "";
 }
 
@@ -90,7 +92,7 @@ FormatKind outputKind(Command command) { return command == Command::encode ? For
 Complaint useFormat(const std::string& text, Settings& settings) {
   const FormatKind kind = outputKind(settings.command);
   settings.format = formatNamed(text);
-  return settings.format && kindOf(*settings.format) == kind ? "" : "is none of " + formatNames(kind);
+  return settings.format && kindOf(*settings.format) == kind ? "" : "is not " + formatNames(kind);
 }
 
 // ---- The tables ---------------------------------------------------------------------------------------------------
@@ -105,143 +107,150 @@ constexpr unsigned kShows = setOf(Command::info) | setOf(Command::compare);
 constexpr unsigned kPixelReaders = kEncode | kDecode | setOf(Command::compare);
 constexpr unsigned kReaders = kConversions | setOf(Command::compare);
 
-// Formats that an option of `encode` is for.
+// The formats that an option of `encode` applies to.
 enum class Of { all, jpeg, dct, jpeg2000 };  // dct: JPEG, but not lossless
+
+// The headings of --help.
+enum class Group { general, jpeg, jpeg2000 };
 
 struct Option {
   unsigned commands;
   std::string_view name;
-  std::string_view value;  // shown in the help; empty: the option takes none
+  std::string_view value;  // shown in the help; empty: the option has no value
   std::string_view help;
   Complaint (*use)(Settings&, const std::string& text);
   Of of = Of::all;
+  Group group = of == Of::all ? Group::general : of == Of::jpeg2000 ? Group::jpeg2000 : Group::jpeg;
 };
 
 constexpr Option kOptions[] = {
-    {kEncode, "--quality", "1..100", "From the smallest file to the finest picture (75)",
+    {kEncode, "--quality", "1..100", "Quality from 1 (smallest file) to 100 (best picture); default 75",
      [](Settings& s, const std::string& text) { return useNumber(text, 1, 100, s.jpeg.quality); }, Of::dct},
-    {kEncode, "--sample", "4:4:4|4:2:2|4:2:0", "Chroma sampling (4:2:0)",
+    {kEncode, "--sample", "4:4:4|4:2:2|4:2:0", "Chroma subsampling; default 4:2:0",
      [](Settings& s, const std::string& text) { return useSampling(text, s.jpeg.sampling); }, Of::dct},
-    {kEncode, "--grayscale", "", "Keep the luminance only",
+    {kEncode, "--grayscale", "", "Keep only the luminance",
      [](Settings& s, const std::string&) { return s.jpeg.grayscale = true, Complaint(); }, Of::dct},
-    {kEncode | kTranscode, "--progressive", "", "Progressive, in the scans that cjpeg makes",
+    {kEncode | kTranscode, "--progressive", "", "Progressive, with the same scans as cjpeg",
      [](Settings& s, const std::string&) { return s.jpeg.progressive = true, Complaint(); }, Of::dct},
-    {kEncode | kTranscode, "--scans", "FILE", "The scans of a file in the syntax of cjpeg",
-     [](Settings& s, const std::string& text) { return s.scans = text, text.empty() ? "names no file" : Complaint(); },
+    {kEncode | kTranscode, "--scans", "FILE", "The scans listed in FILE, a scan script as for cjpeg",
+     [](Settings& s, const std::string& text) {
+       return s.scans = text, text.empty() ? "is not a file name" : Complaint();
+     },
      Of::dct},
-    {kTranscode, "--sequential", "", "Sequential, with the tables of T.81 Annex K without --optimize",
+    {kTranscode, "--sequential", "", "Sequential; Annex K Huffman tables unless --optimize is given",
      [](Settings& s, const std::string&) { return s.sequential = true, Complaint(); }, Of::jpeg},
-    {kEncode | kTranscode, "--optimize", "", "Huffman tables of the picture's own (progressive always)",
+    {kEncode | kTranscode, "--optimize", "", "Optimise the Huffman tables (always on for progressive)",
      [](Settings& s, const std::string&) { return s.jpeg.optimize = true, Complaint(); }, Of::dct},
-    {kEncode, "--fast-mcu", "", "Colours and sampling MCU by MCU: a little coarser",
+    {kEncode, "--fast-mcu", "", "Convert and subsample colours MCU by MCU, slightly less accurate",
      [](Settings& s, const std::string&) { return s.jpeg.fastMcu = true, Complaint(); }, Of::dct},
-    {kDecode, "--fast-mcu", "", "JPEG of 4:2:0, 4:2:2, 4:4:4 MCU by MCU, without interpolation",
-     [](Settings& s, const std::string&) { return s.reading.fastMcu = true, Complaint(); }},
-    {kTranscode, "--strip", "", "Leave out APPn and COM segments but those that tell the colours",
+    {kDecode, "--fast-mcu", "", "Decode 4:2:0, 4:2:2 and 4:4:4 MCU by MCU, without interpolation",
+     [](Settings& s, const std::string&) { return s.reading.fastMcu = true, Complaint(); }, Of::all, Group::jpeg},
+    {kTranscode, "--strip", "", "Drop all APPn and COM segments except JFIF and Adobe",
      [](Settings& s, const std::string&) { return s.strip = true, Complaint(); }, Of::jpeg},
-    {kEncode | kTranscode, "--restart", "N|NB", "Restart marker every N MCUs, with NB every N rows of them",
+    {kEncode | kTranscode, "--restart", "N|NB", "Restart marker every N MCUs or, with NB, every N MCU rows",
      [](Settings& s, const std::string& text) { return useRestart(text, s.jpeg); }, Of::jpeg},
-    {kEncode, "--lossless", "[PREDICTOR[,POINT]]", "Exact; of JPEG: predictor 1 to 7 (the best), bits left out",
+    {kEncode, "--lossless", "[P[,T]]", "Lossless; for JPEG, predictor P (1-7, default: best), T bits dropped",
      [](Settings& s, const std::string& text) { return useLossless(text, s); }},
-    {kEncode, "--ratio", "R", "9/7 wavelet, to an R-th of the samples' size",
-     [](Settings& s, const std::string& text) { return useReal(text, 1, kMostRatio, s.j2k.ratio); }, Of::jpeg2000},
-    {kEncode, "--bpp", "B", "9/7 wavelet, to B bits a pixel",
+    {kEncode, "--ratio", "R", "Lossy (9/7 wavelet), to 1/R of the size of the samples",
+     [](Settings& s, const std::string& text) { return useReal(text, 1, kMaxRatio, s.j2k.ratio); }, Of::jpeg2000},
+    {kEncode, "--bpp", "B", "Lossy (9/7 wavelet), to B bits per pixel",
      [](Settings& s, const std::string& text) { return useReal(text, 1e-6, 1e6, s.j2k.bitsPerPixel); }, Of::jpeg2000},
-    {kEncode, "--levels", "0..32", "Decomposition levels (5)",
-     [](Settings& s, const std::string& text) { return useNumber(text, 0, j2k::kMostLevels, s.j2k.levels); },
+    {kEncode, "--levels", "0..32", "Decomposition levels; default 5",
+     [](Settings& s, const std::string& text) { return useNumber(text, 0, j2k::kMaxLevels, s.j2k.levels); },
      Of::jpeg2000},
-    {kEncode, "--block", "WxH", "Code-block size (64x64)",
+    {kEncode, "--block", "WxH", "Code-block size; default 64x64",
      [](Settings& s, const std::string& text) { return useBlock(text, s.j2k); }, Of::jpeg2000},
-    {kEncode, "--tile", "WxH", "Tile size (the picture's)",
+    {kEncode, "--tile", "WxH", "Tile size; default the whole picture",
      [](Settings& s, const std::string& text) { return useTile(text, s.j2k); }, Of::jpeg2000},
-    {kEncode, "--progression", "LRCP|RLCP|RPCL|PCRL|CPRL", "Order of the packets (LRCP)",
+    {kEncode, "--progression", "ORDER", "Packet order: LRCP, RLCP, RPCL, PCRL or CPRL; default LRCP",
      [](Settings& s, const std::string& text) { return useOrder(text, s.j2k.order); }, Of::jpeg2000},
-    {kEncode, "--layers", "N", "Quality layers, the last of the size asked for (1)",
-     [](Settings& s, const std::string& text) { return useNumber(text, 1, kMostWrittenLayers, s.j2k.layers); },
+    {kEncode, "--layers", "N", "Quality layers, the last of the requested size; default 1",
+     [](Settings& s, const std::string& text) { return useNumber(text, 1, kMaxWrittenLayers, s.j2k.layers); },
      Of::jpeg2000},
-    {kEncode, "--modes", "LIST", "Of bypass,reset,termall,causal,pterm,segsym (none)",
+    {kEncode, "--modes", "LIST", "Any of bypass,reset,termall,causal,pterm,segsym; default none",
      [](Settings& s, const std::string& text) { return useModes(text, s.j2k.modes); }, Of::jpeg2000},
-    {kEncode, "--format", "jpg|jp2|j2k", "Format of the output, whatever its name says",
+    {kEncode, "--format", "jpg|jp2|j2k", "Output format, whatever the extension",
      [](Settings& s, const std::string& text) { return useFormat(text, s); }},
-    {kDecode, "--format", "png|ppm|pgm|pnm|pgx", "Format of the output (pnm: ppm or pgm)",
+    {kDecode, "--format", "png|ppm|pgm|pnm|pgx", "Output format, whatever the extension (pnm: ppm or pgm)",
      [](Settings& s, const std::string& text) { return useFormat(text, s); }},
-    {kDecode, "--nosmooth", "", "Repeat the samples of sub-sampled colours, do not interpolate",
-     [](Settings& s, const std::string&) { return s.reading.smooth = false, Complaint(); }},
-    {kDecode, "--reduce", "N", "Halve a JPEG 2000 picture N times: leave out resolutions",
-     [](Settings& s, const std::string& text) { return useNumber(text, 0, j2k::kMostLevels, s.j2kReading.reduce); }},
-    {kDecode, "--layers", "N", "Quality layers of JPEG 2000 to decode (all)",
-     [](Settings& s, const std::string& text) { return useNumber(text, 1, j2k::kMostLayers, s.j2kReading.layers); }},
-    {kDecode, "--components", "", "A PGX or PGM of each component (also inks): OUT_0 ...",
+    {kDecode, "--nosmooth", "", "Upsample by repeating samples instead of interpolating",
+     [](Settings& s, const std::string&) { return s.reading.smooth = false, Complaint(); }, Of::all, Group::jpeg},
+    {kDecode, "--reduce", "N", "Halve the picture N times by skipping resolution levels",
+     [](Settings& s, const std::string& text) { return useNumber(text, 0, j2k::kMaxLevels, s.j2kReading.reduce); },
+     Of::all, Group::jpeg2000},
+    {kDecode, "--layers", "N", "Quality layers to decode; default all",
+     [](Settings& s, const std::string& text) { return useNumber(text, 1, j2k::kMaxLayers, s.j2kReading.layers); },
+     Of::all, Group::jpeg2000},
+    {kDecode, "--components", "", "Write each component or ink to its own PGX or PGM file: OUT_0 ...",
      [](Settings& s, const std::string&) { return s.j2kReading.components = true, Complaint(); }},
-    {kReaders, "--max-scans", "N", "Refuse JPEG files of more scans (500)",
-     [](Settings& s, const std::string& text) { return useNumber(text, 1, kMostScans, s.reading.maxScans); }},
-    {kConversions, "--output-dir", "DIR", "Directory for the outputs of many inputs; made if missing",
+    {kReaders, "--max-scans", "N", "Refuse JPEG files with more scans; default 500",
+     [](Settings& s, const std::string& text) { return useNumber(text, 1, kMaxScans, s.reading.maxScans); }},
+    {kConversions, "--output-dir", "DIR", "Write the outputs to DIR, created if missing",
      [](Settings& s, const std::string& text) { return s.outputDirectory = text, Complaint(); }},
-    {kConversions, "--jobs", "N", "Files at a time, with --output-dir (as many as processors)",
+    {kConversions, "--jobs", "N", "Files coded in parallel with --output-dir; default one per processor",
      [](Settings& s, const std::string& text) { return useNumber(text, 1, kMaxJobs, s.jobs); }},
     {kShows, "--json", "", "Write JSON", [](Settings& s, const std::string&) { return s.json = true, Complaint(); }},
-    {kReaders, "--max-pixels", "N", "Refuse pictures of more pixels (268435456)",
+    {kReaders, "--max-pixels", "N", "Refuse pictures with more pixels; default 268435456",
      [](Settings& s, const std::string& text) {
-       return useNumber(text, std::uint64_t{1}, kMostPixels, s.limits.maxPixels);
+       return useNumber(text, std::uint64_t{1}, kMaxPixels, s.limits.maxPixels);
      }},
-    {kPixelReaders, "--max-memory", "BYTES", "Memory that coding JPEG 2000 may take (1073741824)",
+    {kPixelReaders, "--max-memory", "BYTES", "Memory limit for coding JPEG 2000; default 1073741824",
      [](Settings& s, const std::string& text) {
-       return useNumber(text, std::uint64_t{1}, kMostMemory, s.limits.maxMemory);
+       return useNumber(text, std::uint64_t{1}, kMaxMemory, s.limits.maxMemory);
      }},
-    {kPixelReaders, "--threads", "N", "Threads inside the coding of one picture",
+    {kPixelReaders, "--threads", "N", "Threads per picture (used by JPEG 2000); default one per processor",
      [](Settings& s, const std::string& text) { return useNumber(text, 1, kMaxThreads, s.threads); }},
-    {kReaders, "--quiet", "", "Neither notes nor progress, only warnings and errors",
+    {kReaders, "--quiet", "", "Print warnings and errors only, no notes and no progress",
      [](Settings& s, const std::string&) { return s.quiet = true, Complaint(); }},
 };
 
 constexpr std::string_view kConversionNotes =
-    R"(A file name of - means standard input or output. A finished file replaces an existing one, an
-unfinished one never. With --output-dir all names are inputs, and an output has its input's name
-with the extension of its format. Each file that fails gets a line on standard error; the exit
-status is that of the first of them in the order given.
+    R"(The input is a JPEG, JPEG 2000, PNG, PPM, PGM or PGX file, recognised by its contents. The file name
+- means standard input or output. An existing file is replaced only when the new one is complete.
+With --output-dir all names are inputs; each output has the name of its input, with the extension of
+its format. Each file that fails is reported in one line on standard error; the exit status is that
+of the first failure in the order given.
 )";
 
 constexpr std::string_view kTranscodeNotes =
-    R"(The coefficients stay as they are. Without --progressive, --scans, --sequential and --optimize
-the process stays too, and the tables become the picture's own; --optimize alone is sequential.
-A file name of - means standard input or output. A finished file replaces an existing one, an
-unfinished one never; with --output-dir all names are inputs.
+    R"(The coefficients do not change. Without --progressive, --scans, --sequential and --optimize the
+process does not change either, and the Huffman tables are optimised; --optimize alone makes a
+sequential file. The file name - means standard input or output. An existing file is replaced only
+when the new one is complete. With --output-dir all names are inputs.
 )";
 
 struct CommandText {
   Command command;
   std::string_view name;
   std::string_view files;
-  std::size_t leastFiles, mostFiles;
+  std::size_t minFiles, maxFiles;
   std::string_view help;
   std::string_view notes;
 };
 
 constexpr CommandText kCommands[] = {
-    {Command::encode, "encode", "IN OUT", 1, SIZE_MAX, "Make a JPEG or JPEG 2000 file of a picture", kConversionNotes},
-    {Command::decode, "decode", "IN OUT", 1, SIZE_MAX, "Make a picture (PNG, PPM, PGM, PGX) of a file",
-     kConversionNotes},
-    {Command::transcode, "transcode", "IN OUT", 1, SIZE_MAX, "Code a JPEG file's picture anew without loss",
-     kTranscodeNotes},
-    {Command::info, "info", "FILE", 1, 1, "Show what a file is made of, or the size of other pictures",
-     "A file name of - means standard input.\n"},
-    {Command::compare, "compare", "A B", 2, 2, "Show how far two pictures differ",
-     "PSNR in dB, the largest difference of two samples (0 to 255) and SSIM (1 where equal) are shown\n"
-     "for each channel and for all. The pictures may be of any formats; - means standard input.\n"},
+    {Command::encode, "encode", "IN OUT", 1, SIZE_MAX, "Encode a picture as JPEG or JPEG 2000", kConversionNotes},
+    {Command::decode, "decode", "IN OUT", 1, SIZE_MAX, "Decode a file to PNG, PPM, PGM or PGX", kConversionNotes},
+    {Command::transcode, "transcode", "IN OUT", 1, SIZE_MAX, "Losslessly re-encode a JPEG file", kTranscodeNotes},
+    {Command::info, "info", "FILE", 1, 1, "Print the format, tables and segments of a file",
+     "The file name - means standard input.\n"},
+    {Command::compare, "compare", "A B", 2, 2, "Measure the difference between two pictures",
+     "Prints PSNR in dB, the largest difference between two samples (0 to 255) and SSIM (1 if equal), for\n"
+     "each channel and for all. The formats may differ. The file name - means standard input.\n"},
 };
 
 constexpr std::string_view kNotes = R"(Examples:
-  moxj encode photo.png photo.jpg --quality 90    make a JPEG of a PNG, PPM or PGM picture
-  moxj encode photo.png photo.jp2                 an exact JPEG 2000 file (smaller: --ratio 20)
-  moxj decode photo.jpg photo.png                 make a PNG, PPM or PGM picture of either
-  moxj encode *.png --output-dir jpegs            the same for many files, several at a time
-  moxj transcode photo.jpg small.jpg --progressive    the same picture in a smaller file
-  moxj info photo.jpg                             show what a file is made of
-  moxj compare photo.png photo.jpg                show how far two pictures differ
+  moxj encode photo.png photo.jpg --quality 90      PNG, PPM, PGM or PGX to JPEG
+  moxj encode photo.png photo.jp2                   lossless JPEG 2000 (smaller: --ratio 20)
+  moxj decode photo.jpg photo.png                   JPEG or JPEG 2000 to PNG
+  moxj encode *.png --output-dir jpegs              many files, several in parallel
+  moxj transcode photo.jpg small.jpg --progressive  the same picture in a smaller file
+  moxj info photo.jpg                               format, tables and segments
+  moxj compare photo.png photo.jpg                  PSNR, largest difference and SSIM
 'moxj COMMAND --help' shows the options of a command.
 
-Exit status: 0 done, 1 wrong command line, 2 input refused, 3 picture incomplete (what could be had
-is written), 4 a limit was met, 5 output could not be written.
+Exit status: 0 success, 1 wrong command line, 2 input refused, 3 incomplete picture (the part that
+could be decoded is written), 4 limit exceeded, 5 output cannot be written.
 )";
 
 // ---- Help ---------------------------------------------------------------------------------------------------------
@@ -255,26 +264,33 @@ std::string entry(std::string_view name, std::string_view value, std::string_vie
 
 std::string generalHelp() {
   std::string text =
-      "moxj writes, reads, shows and compares JPEG and JPEG 2000 files.\nUsage: moxj COMMAND FILES "
-      "[OPTIONS]\n\nCommands:\n";
+      "moxj encodes, decodes, inspects and compares JPEG and JPEG 2000 files.\n"
+      "Usage: moxj COMMAND FILES [OPTIONS]\n\nCommands:\n";
   for (const CommandText& command : kCommands) text += entry(command.name, command.files, command.help);
   text += "\nOptions:\n";
   text += entry("-h, --help", "", "Show this help");
-  text += entry("--version", "", "Show the version");
+  text += entry("-V, --version", "", "Show the version");
   return text.append("\n").append(kNotes);
+}
+
+// The options of a command that belong to a group, or none.
+std::string optionsOf(const CommandText& command, Group group, std::string_view heading) {
+  std::string text;
+  for (const Option& option : kOptions)
+    if (option.commands & setOf(command.command) && option.group == group)
+      text += entry(option.name, option.value, option.help);
+  return text.empty() ? text : std::string("\n").append(heading).append(":\n").append(text);
 }
 
 std::string helpOf(const CommandText& command) {
   std::string text(command.help);
   text.append("\nUsage: moxj ").append(command.name).append(" ").append(command.files).append(" [OPTIONS]\n");
-  if (command.mostFiles > 2)
+  if (command.maxFiles > 2)
     text.append("       moxj ").append(command.name).append(" IN... --output-dir DIR [OPTIONS]\n");
-  text += "\nOptions:\n";
-  for (const Option& option : kOptions) {
-    if (!(option.commands & setOf(command.command))) continue;
-    text += entry(option.name, option.value, option.help);
-  }
+  text += optionsOf(command, Group::general, "Options");
   text += entry("-h, --help", "", "Show this help");
+  text += optionsOf(command, Group::jpeg, "JPEG options");
+  text += optionsOf(command, Group::jpeg2000, "JPEG 2000 options");
   return text.append("\n").append(command.notes);
 }
 
@@ -284,14 +300,18 @@ class Parser {
  public:
   explicit Parser(const CommandText& command) : command_(command) { settings_.command = command.command; }
 
-  // The words behind the command's name, in order; getopt_long takes the first one for the name of the program.
+  // `words` are the command's name, which getopt_long skips as the name of the program, and what follows it.
   std::variant<Settings, Answer> parse(int count, char** words) {
     const std::vector<option> known = knownOptions();
-    optind = 0;  // begin anew
+    optind = 0;  // makes getopt_long start over
     opterr = 0;
-    int found = 0;
-    // "-": files come as they stand, among the options; ":": a missing value has an answer of its own.
-    while ((found = getopt_long(count, words, "-:h", known.data(), nullptr)) != -1) {
+    for (;;) {
+      // The word to be scanned next. (While getopt_long is within a cluster of short options, optind is not yet past
+      // the word; after the last letter it is. So the word is noted before the call.)
+      const int word = std::max(optind, 1);
+      // "-": files are reported in place, between the options; ":": a missing value is reported as ':'.
+      const int found = getopt_long(count, words, "-:h", known.data(), nullptr);
+      if (found == -1) break;
       if (found == kFile)
         settings_.files.push_back(optarg);
       else if (found == 'h')
@@ -299,9 +319,9 @@ class Parser {
       else if (found >= kFirstOption)
         useOption(kOptions[found - kFirstOption], count, words);
       else
-        refuse(found, words[optind - 1]);
+        refuse(found, words[word]);
     }
-    settings_.files.insert(settings_.files.end(), words + optind, words + count);  // behind "--"
+    settings_.files.insert(settings_.files.end(), words + optind, words + count);  // after "--"
     checkFiles();
     checkSizes();
     checkProcess();
@@ -309,29 +329,29 @@ class Parser {
   }
 
  private:
-  // What getopt_long answers: 1 for a file, what knownOptions() says for an option.
+  // What getopt_long returns: 1 for a file, the value in knownOptions() for an option.
   static constexpr int kFile = 1, kFirstOption = 256;
 
   std::vector<option> knownOptions() const {
     std::vector<option> known;
-    int answer = kFirstOption;
+    int value = kFirstOption;
     for (const Option& o : kOptions) {
-      if (o.commands & setOf(command_.command)) known.push_back({o.name.data() + 2, argumentOf(o), nullptr, answer});
-      ++answer;
+      if (o.commands & setOf(command_.command)) known.push_back({o.name.data() + 2, argumentOf(o), nullptr, value});
+      ++value;
     }
     known.push_back({"help", no_argument, nullptr, 'h'});
     known.push_back({});
     return known;
   }
 
-  // A value that may be missing is shown in brackets.
+  // The help shows an optional value in brackets.
   static int argumentOf(const Option& option) {
     if (option.value.empty()) return no_argument;
     return option.value.starts_with('[') ? optional_argument : required_argument;
   }
 
-  // getopt_long gives such a value only behind an equals sign; here the next word is one too, if it begins with a
-  // digit.
+  // getopt_long accepts an optional value only after an equals sign. Here the next word is accepted too if it begins
+  // with a digit and has nothing but digits and commas.
   static std::string optionalValue(int count, char** words) {
     if (optarg) return optarg;
     const bool follows = optind < count && words[optind][0] >= '0' && words[optind][0] <= '9';
@@ -348,27 +368,41 @@ class Parser {
     if (used.of == Of::jpeg || used.of == Of::dct) settings_.onlyJpeg = used.name;
     if (used.of == Of::dct) onlyDct_ = used.name;
     if (used.of == Of::jpeg2000) settings_.onlyJpeg2000 = used.name;
-    if (!complaint.empty()) misuse(std::string(used.name) + ": " + quotedName(value) + " " + complaint);
+    if (!complaint.empty()) misuse(std::string(used.name) + ": " + quoted(value) + " " + complaint);
   }
 
   [[noreturn]] void refuse(int found, const std::string& word) const {
     const std::string name = word.substr(0, word.find('='));
     if (found == ':') misuse(name + " needs a value");
     if (optopt >= kFirstOption || optopt == 'h') misuse(name + " takes no value");
-    misuse(quotedName(name) + " is no option");
+    const std::vector<std::string_view> matches = optionsThatBegin(name);
+    if (matches.size() > 1) misuse("ambiguous option " + quoted(name));
+    // "-quality" for "--quality"
+    const bool singleDash = !name.starts_with("--") && optionsThatBegin("-" + name).size() == 1;
+    misuse("unknown option " + quoted(name) + (singleDash && name.size() > 2 ? "; did you mean -" + name + "?" : ""));
+  }
+
+  std::vector<std::string_view> optionsThatBegin(std::string_view name) const {
+    std::vector<std::string_view> matches;
+    for (const Option& option : kOptions)
+      if (option.commands & setOf(command_.command) && option.name.starts_with(name)) matches.push_back(option.name);
+    return matches;
   }
 
   void checkFiles() const {
-    const std::size_t count = settings_.files.size();
-    if (count < command_.leastFiles) misuse("a file name is missing");
-    if (count > command_.mostFiles) misuse(quotedName(settings_.files[command_.mostFiles]) + " is one file too many");
+    const std::size_t count = settings_.files.size(), max = command_.maxFiles;
+    if (count < command_.minFiles) misuse("missing file name");
+    if (count > max)
+      misuse("unexpected argument " + quoted(settings_.files[max]) + "; " + std::string(command_.name) +
+             (max == 1 ? " takes one file" : " takes two files"));
   }
 
   void checkSizes() {
     j2k::EncodeOptions& options = settings_.j2k;
     const bool sized = options.ratio || options.bitsPerPixel;
-    if (options.ratio && options.bitsPerPixel) misuse("--ratio and --bpp are two sizes");
-    if (options.lossless && sized) misuse("--lossless has no size");
+    if (options.ratio && options.bitsPerPixel) misuse("--ratio and --bpp cannot be combined");
+    if (options.lossless && sized)
+      misuse(std::string("--lossless cannot be combined with ") + (options.ratio ? "--ratio" : "--bpp"));
     options.lossless = !sized;
   }
 
@@ -379,9 +413,9 @@ class Parser {
       settings_.lossless->restart = options.restart;
       settings_.lossless->restartInRows = options.restartInRows;
     }
-    if (options.progressive && settings_.sequential) misuse("--progressive and --sequential exclude each other");
-    if (!settings_.scans.empty() && options.progressive) misuse("--scans tells the scans, without --progressive");
-    if (!settings_.scans.empty() && settings_.sequential) misuse("--scans tells the scans, without --sequential");
+    if (options.progressive && settings_.sequential) misuse("--progressive and --sequential cannot be combined");
+    if (!settings_.scans.empty() && options.progressive) misuse("--scans and --progressive cannot be combined");
+    if (!settings_.scans.empty() && settings_.sequential) misuse("--scans and --sequential cannot be combined");
   }
 
   [[noreturn]] void misuse(const std::string& text) const {
@@ -390,21 +424,25 @@ class Parser {
 
   const CommandText& command_;
   Settings settings_;
-  std::string onlyDct_;  // an option that was given and is not for lossless JPEG
+  std::string onlyDct_;  // the last option given that does not apply to lossless JPEG
 };
+
+const CommandText& commandNamed(std::string_view name) {
+  const CommandText* const command = std::ranges::find(kCommands, name, &CommandText::name);
+  if (command == std::end(kCommands))
+    throw Failure(ExitStatus::usage, "unknown command " + quoted(std::string(name)) + " (see moxj --help)");
+  return *command;
+}
 
 }  // namespace
 
 std::variant<Settings, Answer> parseCommandLine(int argc, char** argv) {
-  if (argc < 2) throw Failure(ExitStatus::usage, "a command is missing (see moxj --help)");
-  const std::string first = argv[1];
-  if (first == "--help" || first == "-h") return Answer{generalHelp()};
-  if (first == "--version") return Answer{"moxj " MOXJ_VERSION_STRING "\n"};
-  const auto isFirst = [&](const CommandText& command) { return command.name == first; };
-  const CommandText* const command = std::ranges::find_if(kCommands, isFirst);
-  if (command == std::end(kCommands))
-    throw Failure(ExitStatus::usage, quotedName(first) + " is no command (see moxj --help)");
-  return Parser(*command).parse(argc - 1, argv + 1);
+  if (argc < 2) return Answer{generalHelp(), ExitStatus::usage};
+  const std::string_view first = argv[1];
+  if (first == "--help" || first == "-h" || (first == "help" && argc == 2)) return Answer{generalHelp()};
+  if (first == "help") return Answer{helpOf(commandNamed(argv[2]))};
+  if (first == "--version" || first == "-V") return Answer{"moxj " MOXJ_VERSION_STRING "\n"};
+  return Parser(commandNamed(first)).parse(argc - 1, argv + 1);
 }
 
 }  // namespace moxj

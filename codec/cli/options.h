@@ -1,4 +1,4 @@
-// The command line.
+// The settings of a run, and the parser of the command line that fills them.
 #pragma once
 
 #include <optional>
@@ -26,18 +26,19 @@ struct Settings {
   jpeg::DecodeOptions reading;
   j2k::EncodeOptions j2k;
   j2k::DecodeOptions j2kReading;
-  std::string onlyJpeg, onlyJpeg2000;             // an option of `encode` that was given and is for that format alone
+  std::string onlyJpeg, onlyJpeg2000;             // the last option of `encode` given that applies to that format only
   std::optional<jpeg::LosslessOptions> lossless;  // of JPEG
-  std::string scans;                              // file of the scans to write, empty for none; goes into jpeg.script
+  std::string scans;                              // file with the scan script, empty for none; becomes jpeg.script
   bool sequential = false, strip = false;         // of transcode
   Limits limits;
   bool json = false;
   bool quiet = false;
 };
 
-// What to print, where the command line asks for nothing else: help, the version.
+// The help or the version, to be printed instead of a run.
 struct Answer {
   std::string text;
+  ExitStatus status = ExitStatus::ok;
 };
 
 // Throws Failure (usage).

@@ -1,3 +1,4 @@
+// Temporary files beside their targets, symbolic links, permissions and direct writes.
 #include "cli/output.h"
 
 #include <fcntl.h>
@@ -17,7 +18,7 @@ namespace moxj {
 
 namespace {
 
-constexpr int kMostLinks = 40;
+constexpr int kMaxLinks = 40;
 
 [[noreturn]] void fail(const std::string& what, int error = errno) {
   throw Failure(ExitStatus::output, what + ": " + std::system_category().message(error));
@@ -28,10 +29,10 @@ void skip(iovec& part, std::size_t count) {
   part.iov_len -= count;
 }
 
-// Where a symbolic link leads in the end, whether something is there or not.
+// The final target of a symbolic link, which need not exist.
 std::string followLinks(std::string path) {
   char target[PATH_MAX];
-  for (int links = 0; links < kMostLinks; ++links) {
+  for (int links = 0; links < kMaxLinks; ++links) {
     const ssize_t length = readlink(path.c_str(), target, sizeof target);
     if (length < 0) return path;
     std::string next(target, static_cast<std::size_t>(length));
@@ -40,8 +41,8 @@ std::string followLinks(std::string path) {
   fail("cannot be written", ELOOP);
 }
 
-// In the target's directory, because only within a file system a rename is one step. The name cannot be guessed, so
-// nobody can have put something there.
+// In the directory of the target, because a rename is atomic only within a file system. The name is random, so nobody
+// can have created a file of that name in advance.
 std::string temporaryPath(const std::string& target) {
   std::uint64_t random[2];
   if (getrandom(random, sizeof random, 0) != sizeof random) fail("cannot be written");
@@ -51,13 +52,13 @@ std::string temporaryPath(const std::string& target) {
   return target.substr(0, target.rfind('/') + 1) + name;
 }
 
-void takeOverPermissions(int descriptor, const struct stat& from) {
+void copyPermissions(int descriptor, const struct stat& from) {
   struct stat now;
   if (fstat(descriptor, &now) != 0) fail("cannot be written");
-  // Only a privileged user may hand files over; others keep what they create.
+  // Only a privileged user may change the owner of a file; for others the new file stays theirs.
   if ((now.st_uid != from.st_uid || now.st_gid != from.st_gid) && fchown(descriptor, from.st_uid, from.st_gid) != 0) {
   }
-  if (fchmod(descriptor, from.st_mode & 07777) != 0) fail("its permissions cannot be kept");
+  if (fchmod(descriptor, from.st_mode & 07777) != 0) fail("cannot be given the permissions of the old file");
 }
 
 }  // namespace
@@ -87,7 +88,7 @@ void OutputFile::replace(const std::string& path, const struct stat* existing) {
   if (existing != nullptr && access(target_.c_str(), W_OK) != 0) fail("cannot be written");
   temporary_.emplace(temporaryPath(target_), existing != nullptr ? 0600 : 0666);
   if (temporary_->descriptor() < 0) fail("cannot be created");
-  if (existing != nullptr) takeOverPermissions(temporary_->descriptor(), *existing);
+  if (existing != nullptr) copyPermissions(temporary_->descriptor(), *existing);
 }
 
 void OutputFile::write(std::span<const std::uint8_t> first, std::span<const std::uint8_t> second) {
@@ -96,6 +97,7 @@ void OutputFile::write(std::span<const std::uint8_t> first, std::span<const std:
   while (parts[0].iov_len + parts[1].iov_len > 0) {
     const ssize_t written = writev(temporary_ ? temporary_->descriptor() : direct_, parts, 2);
     if (written < 0 && errno == EINTR) continue;
+    if (written < 0 && errno == EPIPE && direct_ == STDOUT_FILENO) endByClosedPipe();
     if (written < 0) fail("cannot be written");
     const std::size_t count = static_cast<std::size_t>(written);
     const std::size_t ofFirst = std::min(count, parts[0].iov_len);

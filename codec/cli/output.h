@@ -1,4 +1,4 @@
-// Writing a finished file.
+// Writes outputs: a file is either complete or not there at all.
 #pragma once
 
 #include <sys/stat.h>
@@ -14,10 +14,15 @@
 
 namespace moxj {
 
-// Writes a file in whole or not at all: into a temporary file beside the target, which takes the target's name in
-// finish() and vanishes without it. A symbolic link stays and its target is replaced; a file that is replaced keeps
-// its permissions, and a write-protected one stays as it is. What is no regular file (a device, a pipe) is written to
-// directly, "-" stands for standard output. All functions throw Failure (output).
+// Writes a file completely or not at all: to a temporary file in the directory of the target, which finish() renames
+// to the target and which is removed without finish().
+//
+//   the target is a symbolic link      the link stays, the file it points to is replaced
+//   the target exists                  the new file gets its permissions; a write-protected file is not replaced
+//   the target is a device or a pipe   written to directly
+//   "-"                                standard output, written to directly
+//
+// All functions throw Failure (output). A closed pipe as standard output ends the process by SIGPIPE instead.
 class OutputFile {
  public:
   explicit OutputFile(const std::string& path);
@@ -25,7 +30,7 @@ class OutputFile {
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
-  // Two pieces, one after the other, by as few calls as the system allows.
+  // Writes two pieces, one after the other, in as few system calls as possible.
   void write(std::span<const std::uint8_t> first, std::span<const std::uint8_t> second = {});
   void finish();
 
@@ -34,15 +39,15 @@ class OutputFile {
 
   std::string target_;
   std::optional<TemporaryFile> temporary_;
-  int direct_ = -1;  // descriptor of what is written to directly
+  int direct_ = -1;  // descriptor of a target that is written to directly
 };
 
-// What goes to this path can be thrown away as long as it is not finished.
+// Whether an unfinished output to this path leaves no trace.
 bool canBeDiscarded(const std::string& path);
 
 void writeFile(const std::string& path, const Content& content);
 
-// To standard output, which the text of the failure names.
+// Writes to standard output; the text of a Failure includes that name.
 void writeText(std::string_view text);
 
 }  // namespace moxj

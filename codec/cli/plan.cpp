@@ -1,6 +1,8 @@
+// Output names, output formats, and the checks of the two against the options.
 #include "cli/plan.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <map>
 
 #include "cli/report.h"
@@ -13,7 +15,7 @@ namespace {
 
 FormatKind outputKind(Command command) { return command == Command::decode ? FormatKind::picture : FormatKind::coded; }
 
-// Where nothing else tells.
+// For standard output and for batches without --format.
 Format defaultFormat(Command command) { return command == Command::decode ? Format::pnm : Format::jpeg; }
 
 Format formatFor(const std::string& output, const Settings& settings) {
@@ -22,18 +24,23 @@ Format formatFor(const std::string& output, const Settings& settings) {
   const FormatKind kind = outputKind(settings.command);
   const std::optional<Format> format = formatOfPath(output);
   if (settings.command == Command::transcode) {
-    if (format && *format != Format::jpeg) misuse(shownName(output, false) + ": 'moxj transcode' writes JPEG files");
+    if (format && *format != Format::jpeg) misuse(displayName(output, false) + ": 'moxj transcode' writes JPEG files");
     return Format::jpeg;
   }
-  if (!format)
-    misuse(shownName(output, false) + ": the name does not tell the format; give --format " + formatNames(kind));
+  if (!format) {
+    std::error_code error;
+    if (std::filesystem::is_directory(output, error))
+      misuse(displayName(output, false) + ": is a directory; use --output-dir");
+    misuse(displayName(output, false) + ": cannot tell the output format from the name; use --format " +
+           formatNames(kind));
+  }
   if (kindOf(*format) != kind)
-    misuse(shownName(output, false) + ": " + std::string(labelOf(*format)) + " is written by 'moxj " +
+    misuse(displayName(output, false) + ": " + std::string(labelOf(*format)) + " is written by 'moxj " +
            (kind == FormatKind::coded ? "decode'" : "encode'"));
   return *format;
 }
 
-// Options that the format has no use for would be mistakes that nobody notices.
+// Refuses options that do not apply to the format: ignored silently, they would be mistakes that nobody notices.
 void checkOptions(Format format, const Settings& settings) {
   if (settings.command != Command::decode) {
     const std::string& unused = isJpeg2000(format) ? settings.onlyJpeg : settings.onlyJpeg2000;
@@ -58,12 +65,12 @@ std::vector<Job> planBatch(const Settings& settings) {
   std::map<std::string, std::string> inputOf;
   for (const std::string& input : settings.files) {
     if (input == "-") misuse("standard input cannot be part of a batch");
-    if (input.empty() || input.ends_with('/')) misuse(quotedName(input) + " names no file");
+    if (input.empty() || input.ends_with('/')) misuse(quoted(input) + " is not a file name");
     const std::string output = outputIn(*settings.outputDirectory, input, format);
     const auto [other, isNew] = inputOf.emplace(output, input);
     if (!isNew)
-      misuse(shownName(other->second, true) + " and " + shownName(input, true) + " would both become " +
-             shownName(output, false));
+      misuse(displayName(other->second, true) + " and " + displayName(input, true) + " would both become " +
+             displayName(output, false));
     jobs.push_back({input, output, format});
   }
   return jobs;
@@ -73,17 +80,17 @@ std::vector<Job> planBatch(const Settings& settings) {
 
 std::vector<Job> planOf(const Settings& settings) {
   if (settings.outputDirectory) {
-    if (settings.outputDirectory->empty()) misuse("--output-dir needs a name");
+    if (settings.outputDirectory->empty()) misuse("--output-dir needs a directory name");
     return planBatch(settings);
   }
   if (settings.jobs) misuse("--jobs needs --output-dir");
-  if (settings.files.size() == 1) misuse("an output is missing: name a file, - or --output-dir");
+  if (settings.files.size() == 1) misuse("no output given: add a file name, - or --output-dir DIR");
   if (settings.files.size() > 2) misuse("more than one input needs --output-dir");
   const std::string& output = settings.files[1];
-  if (output.empty()) misuse("the output's name is empty");
+  if (output.empty()) misuse("the output name is empty");
   const Format format = formatFor(output, settings);
   checkOptions(format, settings);
-  if (settings.j2kReading.components && output == "-") misuse("--components needs the name of a file");
+  if (settings.j2kReading.components && output == "-") misuse("--components cannot write to standard output");
   return {{settings.files[0], output, format}};
 }
 

@@ -1,4 +1,4 @@
-// Which output each input of a command line gets.
+// Plans the jobs of a command line: the output and the format for each input.
 #pragma once
 
 #include <string>
@@ -14,8 +14,7 @@ struct Job {
   Format format;
 };
 
-// For encode, decode and transcode. Everything that is wrong with the names is found here, before any work. Throws
-// Failure (usage).
+// For encode, decode and transcode. Checks all names before any work starts. Throws Failure (usage).
 std::vector<Job> planOf(const Settings& settings);
 
 }  // namespace moxj

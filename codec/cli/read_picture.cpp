@@ -1,3 +1,4 @@
+// Dispatches to the reader of each format.
 #include "cli/read_picture.h"
 
 #include "cli/input.h"
@@ -35,7 +36,7 @@ DecodedImage readImageAs(const PictureFile& file, const Limits& limits, const Pr
 }
 
 template <class Read>
-void tell(const PictureFile& file, const Read& decoded, Report& report) {
+void reportProblems(const PictureFile& file, const Read& decoded, Report& report) {
   for (const std::string& note : decoded.notes) report.fileNote(file.name, note);
   if (!decoded.complete) report.fileWarning(file.name, decoded.warning);
 }
@@ -60,29 +61,29 @@ Decoded readAs(const PictureFile& file, const Limits& limits, const Progress& pr
 
 }  // namespace
 
-std::uint64_t mostBytes(const Limits& limits) {
+std::uint64_t maxFileBytes(const Limits& limits) {
   constexpr std::uint64_t perPixel = 3 * 6;  // a plain PPM with samples of five digits
-  constexpr std::uint64_t besides = std::uint64_t{64} << 20;
-  return besides + perPixel * limits.maxPixels;
+  constexpr std::uint64_t metadata = std::uint64_t{64} << 20;
+  return metadata + perPixel * limits.maxPixels;
 }
 
 PictureFile openPicture(const std::string& path, const Limits& limits) {
-  const Source source = readFile(path, mostBytes(limits));
+  const Source source = readFile(path, maxFileBytes(limits));
   const std::optional<Format> format = sniff(source.bytes);
-  if (!format) refuse(kUnknownFormat);
-  return {shownName(path, true), source, *format};
+  if (!format) refuse(unrecognised(source.bytes));
+  return {displayName(path, true), source, *format};
 }
 
 Decoded readPicture(const PictureFile& file, const Limits& limits, Report& report, const ReadOptions& options,
                     RowSink* sink) {
   Decoded decoded = readAs(file, limits, report.progressOf(file.name), options, sink);
-  tell(file, decoded, report);
+  reportProblems(file, decoded, report);
   return decoded;
 }
 
 DecodedImage readImage(const PictureFile& file, const Limits& limits, Report& report, const ReadOptions& options) {
   DecodedImage decoded = readImageAs(file, limits, report.progressOf(file.name), options);
-  tell(file, decoded, report);
+  reportProblems(file, decoded, report);
   return decoded;
 }
 

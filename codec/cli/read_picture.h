@@ -1,4 +1,4 @@
-// A picture file of any format, from its name to its samples.
+// Opens and decodes a picture file of any format.
 #pragma once
 
 #include <string>
@@ -13,10 +13,10 @@
 
 namespace moxj {
 
-// The most bytes that a picture within the limits can need in any format, with room for what else a file holds.
-std::uint64_t mostBytes(const Limits& limits);
+// The maximum size of a file with a picture within the limits, in any format and with room for metadata.
+std::uint64_t maxFileBytes(const Limits& limits);
 
-// A file whose first bytes are those of a format.
+// A file whose format has been recognised.
 struct PictureFile {
   std::string name;  // for messages
   Source source;
@@ -31,12 +31,12 @@ struct ReadOptions {
   j2k::DecodeOptions j2k;
 };
 
-// Warnings and notes go to the report. With a sink, which is for JPEG files, the rows go there and the result has no
-// picture. Throws Failure.
+// Reports warnings and notes. With a sink (JPEG files only) the rows go to the sink and the result has no picture.
+// Throws Failure.
 Decoded readPicture(const PictureFile& file, const Limits& limits, Report& report, const ReadOptions& options = {},
                     RowSink* sink = nullptr);
 
-// The same with the depth and the components of the file.
+// The same, but keeps the depth and the components of the file.
 DecodedImage readImage(const PictureFile& file, const Limits& limits, Report& report, const ReadOptions& options);
 
 }  // namespace moxj

@@ -1,3 +1,4 @@
+// Writes messages, and draws the progress line on a terminal.
 #include "cli/report.h"
 
 #include <sys/ioctl.h>
@@ -12,8 +13,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kPatience = 500ms;  // a file that is done before shows no progress
-constexpr auto kInterval = 100ms;  // between two drawings
+constexpr auto kPatience = 500ms;  // no progress is shown for files that take less
+constexpr auto kInterval = 100ms;  // between two updates
 
 void put(std::string_view text) {
   while (!text.empty()) {
@@ -31,7 +32,7 @@ std::size_t columns() {
 
 }  // namespace
 
-std::string shownName(const std::string& path, bool input) {
+std::string displayName(const std::string& path, bool input) {
   if (path == "-") return input ? "standard input" : "standard output";
   std::string shown;
   for (const char c : path) {
@@ -47,7 +48,7 @@ std::string shownName(const std::string& path, bool input) {
   return shown;
 }
 
-std::string quotedName(const std::string& path) { return std::string("'").append(shownName(path, true)).append("'"); }
+std::string quoted(const std::string& path) { return std::string("'").append(displayName(path, true)).append("'"); }
 
 Report::Report(bool quiet) : quiet_(quiet), terminal_(!quiet && isatty(STDERR_FILENO)) {}
 
@@ -76,7 +77,7 @@ void Report::filesDone(std::size_t done, std::size_t total) {
     draw(std::to_string(done) + " of " + std::to_string(total) + " files", 0ms);
 }
 
-// Without control sequences beyond the carriage return: every terminal knows that one.
+// Uses no control sequence but the carriage return, which every terminal supports.
 void Report::draw(const std::string& text, Clock::duration patience) {
   const Clock::time_point now = Clock::now();
   if (now - begin_ < patience || (shown_ > 0 && now - drawn_ < kInterval)) return;

@@ -1,4 +1,4 @@
-// What the tool says on standard error: one line a message, and on a terminal a line that shows progress.
+// Messages on standard error: one line each and, on a terminal, a progress line.
 #pragma once
 
 #include <chrono>
@@ -11,16 +11,16 @@
 
 namespace moxj {
 
-// For messages: "standard input" or "standard output" for "-", and without control characters.
-std::string shownName(const std::string& path, bool input);
+// A path as shown in messages: control characters escaped, "standard input" or "standard output" for "-".
+std::string displayName(const std::string& path, bool input);
 
-// The same between quotes, for what may not be the name of a file.
-std::string quotedName(const std::string& path);
+// The same in quotes, for text that may not be a file name at all.
+std::string quoted(const std::string& path);
 
-// Its functions may be called from any thread.
+// All functions may be called from any thread.
 class Report {
  public:
-  // With `quiet` neither notes nor progress.
+  // `quiet` suppresses notes and progress.
   explicit Report(bool quiet);
   ~Report();
 
@@ -31,7 +31,7 @@ class Report {
     if (!quiet_) error(name + ": note: " + text);
   }
 
-  // Progress of one file, drawn when it takes long. Empty where progress is not shown.
+  // Progress of one file, shown if it takes long. Empty if progress is never shown.
   Progress progressOf(const std::string& name);
   // Progress of a batch.
   void filesDone(std::size_t done, std::size_t total);
@@ -46,7 +46,7 @@ class Report {
   bool terminal_;
   Clock::time_point begin_ = Clock::now();
   Clock::time_point drawn_ = begin_;
-  std::size_t shown_ = 0;  // columns of the line that is on the screen
+  std::size_t shown_ = 0;  // columns of the progress line now on the screen
   std::mutex mutex_;
 };
 

@@ -1,3 +1,4 @@
+// Runs the command of a parsed command line and turns exceptions into messages and exit statuses.
 #include "cli/tool.h"
 
 #include <new>
@@ -25,12 +26,12 @@ ExitStatus run(const Settings& settings, Report& report) {
 }
 
 ExitStatus answerOrRun(int argc, char** argv) {
-  const std::variant<Settings, Answer> wanted = parseCommandLine(argc, argv);
-  if (const Answer* const answer = std::get_if<Answer>(&wanted)) {
+  const std::variant<Settings, Answer> parsed = parseCommandLine(argc, argv);
+  if (const Answer* const answer = std::get_if<Answer>(&parsed)) {
     writeText(answer->text);
-    return ExitStatus::ok;
+    return answer->status;
   }
-  const Settings& settings = std::get<Settings>(wanted);
+  const Settings& settings = std::get<Settings>(parsed);
   Report report(settings.quiet);
   return run(settings, report);
 }

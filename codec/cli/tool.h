@@ -1,4 +1,4 @@
-// The whole tool but for its process.
+// The tool without main(), so that tests can call it.
 #pragma once
 
 namespace moxj {

@@ -1,3 +1,4 @@
+// Translates the settings of the command line into options for jpeg::transcode().
 #include "cli/transcode_file.h"
 
 #include "cli/output.h"
@@ -9,17 +10,17 @@ namespace {
 
 jpeg::TranscodeOptions optionsOf(const Settings& settings) {
   using Process = jpeg::TranscodeOptions::Process;
-  const jpeg::EncodeOptions& asked = settings.jpeg;
+  const jpeg::EncodeOptions& given = settings.jpeg;
   jpeg::TranscodeOptions options;
-  if (asked.progressive)
+  if (given.progressive)
     options.process = Process::progressive;
-  else if (settings.sequential || asked.optimize)
+  else if (settings.sequential || given.optimize)
     options.process = Process::sequential;
-  options.script = asked.script;
-  options.optimize = asked.optimize || !settings.sequential;
+  options.script = given.script;
+  options.optimize = given.optimize || !settings.sequential;
   options.strip = settings.strip;
-  options.restart = asked.restart;
-  options.restartInRows = asked.restartInRows;
+  options.restart = given.restart;
+  options.restartInRows = given.restartInRows;
   return options;
 }
 
@@ -27,15 +28,15 @@ jpeg::TranscodeOptions optionsOf(const Settings& settings) {
 
 ExitStatus transcodeFile(const Job& job, const Settings& settings, Report& report) {
   const PictureFile file = openPicture(job.input, settings.limits);
-  if (file.format != Format::jpeg) refuse("no JPEG file");
-  jpeg::Transcoded made = jpeg::transcode(file.source.bytes, optionsOf(settings), settings.limits,
-                                          report.progressOf(file.name), settings.reading);
-  for (const std::string& note : made.notes) report.fileNote(file.name, note);
-  if (!made.complete) report.fileWarning(file.name, made.warning);
+  if (file.format != Format::jpeg) refuse("not a JPEG file");
+  jpeg::Transcoded result = jpeg::transcode(file.source.bytes, optionsOf(settings), settings.limits,
+                                            report.progressOf(file.name), settings.reading);
+  for (const std::string& note : result.notes) report.fileNote(file.name, note);
+  if (!result.complete) report.fileWarning(file.name, result.warning);
   Content content;
-  content.head = std::move(made.file);
+  content.head = std::move(result.file);
   writeFile(job.output, content);
-  return made.complete ? ExitStatus::ok : ExitStatus::incomplete;
+  return result.complete ? ExitStatus::ok : ExitStatus::incomplete;
 }
 
 }  // namespace moxj

@@ -1,4 +1,4 @@
-// transcode: one JPEG file into another.
+// transcode: re-encodes one JPEG file as another.
 #pragma once
 
 #include "cli/options.h"

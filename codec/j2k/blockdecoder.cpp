@@ -1,3 +1,4 @@
+// Calls the library's code-block decoder, then removes region-of-interest shifts and dequantises.
 #include "j2k/blockdecoder.h"
 
 #include <algorithm>
@@ -12,14 +13,14 @@ namespace moxj::j2k {
 namespace {
 
 constexpr std::uint32_t kSign = 0x80000000u;
-constexpr int kMostPlanes = 31;  // that the library's coefficients hold
+constexpr int kMaxPlanes = 31;  // bit-planes of the library's coefficients
 
 void clear(const Block& block, Plane& plane) {
   for (int y = 0; y < block.height; ++y)
     std::memset(plane.row(block.y + y) + block.x, 0, static_cast<std::size_t>(block.width) * 4);
 }
 
-// A coefficient of a region of interest lies `shift` bits above all others (H.1).
+// Coefficients of a region of interest are scaled up by `shift` bits, above all others (H.1).
 std::uint32_t unshifted(std::uint32_t magnitude, int bit, int shift) {
   return bit < 32 && magnitude >> bit != 0 ? magnitude >> shift : magnitude;
 }
@@ -34,14 +35,14 @@ int coderOptions(int modes) {
 
 const std::uint8_t* BlockDecoder::gather(const Block& block) {
   if (block.chunks.size() == 1) return block.chunks[0].bytes;
-  data_.assign(1, 0);  // there is an address even without data
+  data_.assign(1, 0);  // so that data() is not null even without data
   data_.clear();
   for (const Chunk& chunk : block.chunks) data_.insert(data_.end(), chunk.bytes, chunk.bytes + chunk.size);
   return data_.data();
 }
 
-// An irreversible block is decoded as if it had another bit-plane, never reached: what the decoder adds for the
-// middle of the last interval then has a place even where all bit-planes are known.
+// An irreversible block is decoded as if it had one more bit-plane, which never comes: so there is a bit for the
+// midpoint of the quantisation interval even if all bit-planes are decoded.
 bool BlockDecoder::decode(const Block& block, const Band& band, const TileComponent& component, Plane& plane) {
   const bool reversible = component.coding.reversible;
   const int extra = reversible ? 0 : 1;
@@ -52,19 +53,19 @@ bool BlockDecoder::decode(const Block& block, const Band& band, const TileCompon
     lengths_.push_back(static_cast<std::int32_t>(segment.bytes));
   }
   const int planes = band.bitPlanes + component.shift - block.zeroPlanes;
-  if (passes == 0 || planes < 1 || planes + extra > kMostPlanes) {
+  if (passes == 0 || planes < 1 || planes + extra > kMaxPlanes) {
     clear(block, plane);
     return passes == 0 || planes == 0;
   }
   std::int32_t size = 0;
-  require(moxiDecodeGetBufSize_JPEG2K(block.width, block.height, &size), "a code-block's buffer size");
+  require(moxiDecodeGetBufSize_JPEG2K(block.width, block.height, &size), "the buffer size of a code-block");
   if (work_.size() < static_cast<std::size_t>(size)) work_.resize(static_cast<std::size_t>(size));
   const MoxStatus status = moxiDecodeCodeBlock_JPEG2K_1u32s_C1R(
       gather(block), coefficients_.data(), block.width * 4, block.width, block.height, coderBand(band.orientation),
       planes + extra, passes, lengths_.data(), static_cast<std::int32_t>(lengths_.size()),
       coderOptions(component.coding.modes) | moxJ2KKeepMidpoint | moxJ2KFillOnError, nullptr, work_.data());
-  if (status != moxStatusDecodeFailed) require(status, "a code-block's decoding");
-  // A coefficient of the region of interest has a bit that no other can have.
+  if (status != moxStatusDecodeFailed) require(status, "the decoding of a code-block");
+  // A coefficient of a region of interest is recognised by a bit above the bit-planes of all others.
   if (reversible) {
     placeReversible(block, component.shift, plane);
   } else {
@@ -89,7 +90,7 @@ void BlockDecoder::placeReversible(const Block& block, int shift, Plane& plane) 
 }
 
 void BlockDecoder::placeIrreversible(const Block& block, int shift, float scale, Plane& plane) const {
-  constexpr float kMost = 1 << 29;  // only damaged data get there
+  constexpr float kMaxMagnitude = 1 << 29;  // exceeded by damaged data only
   const std::int32_t* from = coefficients_.data();
   for (int y = 0; y < block.height; ++y, from += block.width) {
     std::int32_t* const to = plane.row(block.y + y) + block.x;
@@ -97,7 +98,7 @@ void BlockDecoder::placeIrreversible(const Block& block, int shift, float scale,
       const auto word = static_cast<std::uint32_t>(from[x]);
       std::uint32_t magnitude = word & ~kSign;
       if (shift > 0) magnitude = unshifted(magnitude, shift + 1, shift);
-      const float size = std::min(static_cast<float>(static_cast<std::int32_t>(magnitude)) * scale, kMost);
+      const float size = std::min(static_cast<float>(static_cast<std::int32_t>(magnitude)) * scale, kMaxMagnitude);
       const std::int32_t value = static_cast<std::int32_t>(size + 0.5f);
       to[x] = static_cast<std::int32_t>(word) < 0 ? -value : value;
     }

@@ -1,4 +1,4 @@
-// From the data of a code-block to the coefficients of a plane.
+// Decodes code-blocks into the coefficients of a plane.
 #pragma once
 
 #include <vector>
@@ -8,16 +8,16 @@
 
 namespace moxj::j2k {
 
-// The options of the library's block coders for a code-block style.
+// The options of the library's block coders that correspond to a code-block style.
 int coderOptions(int modes);
 
-// The bands' order of the library: 2 and 3 name the contexts of HL and HH.
+// The library's numbers for sub-bands: 2 and 3 select the contexts of HL and HH.
 inline int coderBand(Orientation orientation) { return orientation == hl ? 2 : orientation == hh ? 3 : 0; }
 
-// One for each thread.
+// One per thread.
 class BlockDecoder {
  public:
-  // Every coefficient of the block is written. False where data of it could not be decoded.
+  // Writes every coefficient of the block. False if some of its data could not be decoded.
   bool decode(const Block& block, const Band& band, const TileComponent& component, Plane& plane);
 
  private:

@@ -1,3 +1,4 @@
+// Quantises, calls the library's code-block encoder, and computes the points at which a block may be truncated.
 #include "j2k/blockencoder.h"
 
 #include <algorithm>
@@ -15,21 +16,22 @@ namespace {
 
 constexpr std::uint32_t kSign = 0x80000000u;
 constexpr int kMagnitudeBits = 31;
-// Irreversible coefficients keep bits below the quantiser's step, which the block coder counts distortions with.
+// Irreversible coefficients keep fraction bits below the quantiser step, from which the block coder computes
+// distortion.
 constexpr int kFractionBits = 6;
 
-// The rate that is reported for a pass within a segment brings every bit of the coder's registers. Without the last
-// byte a decoder may take some of the pass's last decisions wrongly, but the bytes saved are worth more: 0.01 to
+// The rate reported for a pass inside a segment includes every bit in the coder's registers. Without the last byte a
+// decoder may get the last few decisions of the pass wrong, but the bytes saved gain more than that loses: 0.01 to
 // 0.06 dB on four photographs at 10:1 to 60:1.
 constexpr std::int32_t kSpare = 1;
 
-// Raw bits are all needed, and a segmentation symbol must be right.
+// Every raw bit is needed, and a segmentation symbol must be decoded correctly.
 std::int32_t spareOf(int pass, int modes) { return isRaw(pass, modes) || (modes & segsym) ? 0 : kSpare; }
 
-// What a block costs in packet headers, about.
+// Estimated cost of a block in packet headers, in bytes.
 constexpr double kHeader = 1.5;
 
-// The points from which no other is reached by a steeper line.
+// The upper convex hull of distortion reduction over rate.
 void makeHull(CodedBlock& coded) {
   std::vector<HullPoint>& hull = coded.hull;
   const auto rate = [&](int passes) {
@@ -57,13 +59,13 @@ void makeHull(CodedBlock& coded) {
 
 BlockEncoder::BlockEncoder(int width, int height) {
   MoxJ2KEncodeState* state = nullptr;
-  require(moxiEncodeInitAlloc_JPEG2K(&state, width, height), "a block encoder's initialisation");
+  require(moxiEncodeInitAlloc_JPEG2K(&state, width, height), "the initialisation of a block encoder");
   state_.reset(state);
 }
 
 CodedBlock BlockEncoder::encode(const Block& block, const Band& band, const TileComponent& component, Plane& plane,
                                 double weight) {
-  take(block, band, component, plane);
+  loadCoefficients(block, band, component, plane);
   const CodingStyle& coding = component.coding;
   const int fraction = coding.reversible ? 0 : kFractionBits;
   const int options = coderOptions(coding.modes) | (coding.reversible ? moxJ2KExactLast : 0);
@@ -72,27 +74,28 @@ CodedBlock BlockEncoder::encode(const Block& block, const Band& band, const Tile
                                                  state_.get(), coderBand(band.orientation), kMagnitudeBits - fraction,
                                                  coding.modes & pterm ? moxJ2KTermPredictable : moxJ2KTermShortest, 0,
                                                  options, &planes, &passes, &segments),
-          "a code-block's coding");
+          "the encoding of a code-block");
   CodedBlock coded;
   if (passes == 0) return coded;
   coded.bitPlanes = planes - fraction;
-  if (coded.bitPlanes > band.bitPlanes) refuse("coefficients beyond the range of their sub-band");
-  store(coded);
+  if (coded.bitPlanes > band.bitPlanes) refuse("coefficients exceed the range of their sub-band");
+  fetchData(coded);
   std::uint32_t start = 0;
   for (std::int32_t segment = 0; segment < segments; ++segment) {
     std::int32_t length = 0;
-    require(moxiEncodeGetTermPassLen_JPEG2K(state_.get(), segment, &length), "a segment's length");
+    require(moxiEncodeGetTermPassLen_JPEG2K(state_.get(), segment, &length), "the length of a segment");
     coded.segmentStarts.push_back(start);
     start += static_cast<std::uint32_t>(length);
   }
   coded.segmentStarts.push_back(start);
-  notePasses(coded, passes, coding.modes, weight);
+  recordPasses(coded, passes, coding.modes, weight);
   makeHull(coded);
   return coded;
 }
 
-// Sign and magnitude, divided by the quantiser's step.
-void BlockEncoder::take(const Block& block, const Band& band, const TileComponent& component, Plane& plane) {
+// As sign and magnitude, divided by the quantiser step.
+void BlockEncoder::loadCoefficients(const Block& block, const Band& band, const TileComponent& component,
+                                    Plane& plane) {
   std::int32_t* to = coefficients_.data();
   const auto scale = static_cast<float>(std::ldexp(1 / band.step, kFractionBits - fractionBits(component.bits)));
   for (int y = 0; y < block.height; ++y, to += block.width) {
@@ -111,36 +114,37 @@ void BlockEncoder::take(const Block& block, const Band& band, const TileComponen
   }
 }
 
-void BlockEncoder::store(CodedBlock& coded) {
+void BlockEncoder::fetchData(CodedBlock& coded) {
   std::int32_t more = 1;
   while (more != 0) {
     std::int32_t length = static_cast<std::int32_t>(buffer_.size());
-    require(moxiEncodeStoreBits_JPEG2K_1u(buffer_.data(), &length, state_.get(), &more), "a code-block's bytes");
+    require(moxiEncodeStoreBits_JPEG2K_1u(buffer_.data(), &length, state_.get(), &more), "the data of a code-block");
     coded.data.insert(coded.data.end(), buffer_.begin(), buffer_.begin() + length);
   }
 }
 
-// A rate is held between the ends of its codeword segment, and no pass ends with a byte of 0xFF: what a decoder reads
-// past the end of a segment is the same, and what follows in the codestream must not look like a marker with it.
-void BlockEncoder::notePasses(CodedBlock& coded, int passes, int modes, double unit) {
-  std::uint32_t segment = 0, least = 0;
+// The end of a pass is clamped to its codeword segment and never follows a byte of 0xFF: together with the next byte
+// of the codestream, the 0xFF could look like a marker. A decoder does not miss it, because it reads 0xFF past the end
+// of a segment.
+void BlockEncoder::recordPasses(CodedBlock& coded, int passes, int modes, double weight) {
+  std::uint32_t segment = 0, min = 0;
   int left = segmentLength(0, modes);
   for (int pass = 0; pass < passes; ++pass, --left) {
     if (left == 0) {
       left = segmentLength(pass, modes);
-      least = coded.segmentStarts[++segment];
+      min = coded.segmentStarts[++segment];
     }
     std::int32_t rate = 0;
     double distortion = 0;
-    require(moxiEncodeGetRate_JPEG2K(state_.get(), pass, &rate), "a pass's rate");
-    require(moxiEncodeGetDist_JPEG2K(state_.get(), pass, &distortion), "a pass's distortion");
+    require(moxiEncodeGetRate_JPEG2K(state_.get(), pass, &rate), "the rate of a pass");
+    require(moxiEncodeGetDist_JPEG2K(state_.get(), pass, &distortion), "the distortion of a pass");
     const bool last = left == 1 || pass + 1 == passes;
     std::uint32_t end =
         last ? coded.segmentStarts[segment + 1] : static_cast<std::uint32_t>(std::max(rate - spareOf(pass, modes), 0));
-    end = std::clamp(end, least, coded.segmentStarts[segment + 1]);
-    while (end > least && coded.data[end - 1] == 0xFF) --end;
-    coded.passes.push_back({end, segment, distortion * unit});
-    least = end;
+    end = std::clamp(end, min, coded.segmentStarts[segment + 1]);
+    while (end > min && coded.data[end - 1] == 0xFF) --end;
+    coded.passes.push_back({end, segment, distortion * weight});
+    min = end;
   }
 }
 

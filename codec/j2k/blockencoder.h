@@ -1,4 +1,4 @@
-// From the coefficients of a plane to the data of a code-block.
+// Encodes the coefficients of a plane as code-blocks, with the rates and distortions that rate control needs.
 #pragma once
 
 #include <memory>
@@ -11,15 +11,15 @@
 namespace moxj::j2k {
 
 struct Pass {
-  std::uint32_t end = 0;      // in the block's data: what is needed to decode the pass
-  std::uint32_t segment = 0;  // the codeword segment it belongs to
-  double distortion = 0;      // how much of it is gone after the pass, as a square error of the picture
+  std::uint32_t end = 0;      // offset in the block's data up to which a decoder needs it for this pass
+  std::uint32_t segment = 0;  // index of its codeword segment
+  double distortion = 0;      // total reduction of the picture's squared error after this pass
 };
 
 // A point of the convex hull of distortion over rate.
 struct HullPoint {
   int passes = 0;
-  double slope = 0;  // distortion for a byte, from the point before
+  double slope = 0;  // reduction of distortion per byte since the previous point
 };
 
 struct CodedBlock {
@@ -27,25 +27,25 @@ struct CodedBlock {
   std::vector<std::uint8_t> data;
   std::vector<std::uint32_t> segmentStarts;
   std::vector<Pass> passes;
-  std::vector<HullPoint> hull;      // slopes fall
-  std::vector<std::uint8_t> taken;  // passes up to each layer
+  std::vector<HullPoint> hull;      // in order of decreasing slope
+  std::vector<std::uint8_t> taken;  // for each layer: the number of passes in it and the layers before
 };
 
-// One for each thread.
+// One per thread.
 class BlockEncoder {
  public:
   BlockEncoder(int width, int height);
 
-  // `weight` is the square error of the picture for an error of one quantiser step.
+  // `weight` is the squared error of the picture caused by an error of one quantiser step.
   CodedBlock encode(const Block& block, const Band& band, const TileComponent& component, Plane& plane, double weight);
 
  private:
   struct Release {
     void operator()(MoxJ2KEncodeState* state) const { moxiEncodeFree_JPEG2K(state); }
   };
-  void take(const Block& block, const Band& band, const TileComponent& component, Plane& plane);
-  void store(CodedBlock& coded);
-  void notePasses(CodedBlock& coded, int passes, int modes, double unit);
+  void loadCoefficients(const Block& block, const Band& band, const TileComponent& component, Plane& plane);
+  void fetchData(CodedBlock& coded);
+  void recordPasses(CodedBlock& coded, int passes, int modes, double weight);
 
   std::unique_ptr<MoxJ2KEncodeState, Release> state_;
   std::vector<std::int32_t> coefficients_ = std::vector<std::int32_t>(4096);

@@ -1,3 +1,4 @@
+// Parsing and writing of JP2 boxes, palettes and channel definitions.
 #include "j2k/boxes.h"
 
 #include <algorithm>
@@ -12,9 +13,27 @@ namespace moxj::j2k {
 namespace {
 
 constexpr std::uint8_t kSignature[12] = {0, 0, 0, 12, 'j', 'P', ' ', ' ', 0x0D, 0x0A, 0x87, 0x0A};
-constexpr int kMostDepth = 16;
+constexpr int kMaxDepth = 16;
 
 enum ColourSpace : std::uint32_t { sRgb = 16, greyscale = 17, sYcc = 18 };
+
+// EnumCS of the colr box: ISO/IEC 15444-1 Table I.10 and the additions of ISO/IEC 15444-2.
+std::string colourSpaceName(std::uint32_t space) {
+  struct Name {
+    std::uint32_t space;
+    const char* text;
+  };
+  constexpr Name kNames[] = {{0, "bi-level"}, {1, "YCbCr 1"}, {3, "YCbCr 2"},   {4, "YCbCr 3"}, {9, "PhotoYCC"},
+                             {11, "CMY"},     {12, "CMYK"},   {13, "YCCK"},     {14, "CIELab"}, {15, "bi-level 2"},
+                             {19, "CIEJab"},  {20, "e-sRGB"}, {21, "ROMM-RGB"}, {24, "e-sYCC"}};
+  if (space == sRgb) return "sRGB";
+  if (space == greyscale) return "grey";
+  if (space == sYcc) return "sYCC";
+  std::string name = "colour space " + std::to_string(space);
+  for (const Name& known : kNames)
+    if (known.space == space) name += std::string(" (") + known.text + ")";
+  return name;
+}
 
 struct FoundBox {
   std::string type;
@@ -23,7 +42,7 @@ struct FoundBox {
   std::size_t start;
 };
 
-// The boxes of some bytes; a last box that is cut off has what there is of it.
+// The boxes in a sequence of bytes. The last one may be truncated.
 std::vector<FoundBox> boxesIn(ByteSpan bytes, std::size_t offset) {
   std::vector<FoundBox> found;
   for (std::size_t at = 0; bytes.size() - at >= 8;) {
@@ -54,7 +73,7 @@ class Reader {
     for (const FoundBox& box : boxesIn(file, 0)) {
       list(box);
       if (box.type == "jp2h")
-        for (const FoundBox& inner : boxesIn(box.body, box.offset)) take(inner);
+        for (const FoundBox& inner : boxesIn(box.body, box.offset)) readHeaderBox(inner);
       if (box.type == "jp2c" && boxes_.codestream.empty()) {
         boxes_.codestream = box.body;
         boxes_.codestreamOffset = box.offset;
@@ -70,15 +89,15 @@ class Reader {
     boxes_.list.push_back({type, box.start, box.offset - box.start + box.body.size()});
   }
 
-  void take(const FoundBox& box) {
+  void readHeaderBox(const FoundBox& box) {
     list(box);
-    if (box.type == "colr" && boxes_.colourName.empty()) takeColour(box.body);
-    if (box.type == "pclr") takePalette(box.body);
-    if (box.type == "cmap") takeMappings(box.body);
-    if (box.type == "cdef") takeChannels(box.body);
+    if (box.type == "colr" && boxes_.colourName.empty()) readColour(box.body);
+    if (box.type == "pclr") readPalette(box.body);
+    if (box.type == "cmap") readMappings(box.body);
+    if (box.type == "cdef") readChannels(box.body);
   }
 
-  void takeColour(ByteSpan body) {
+  void readColour(ByteSpan body) {
     ByteReader in(body, "a colr box");
     const int method = in.u8();
     in.u16();  // precedence and approximation
@@ -91,22 +110,19 @@ class Reader {
                     : space == greyscale ? Colour::grey
                     : space == sYcc      ? Colour::ycc
                                          : Colour::unknown;
-    boxes_.colourName = space == sRgb        ? "sRGB"
-                        : space == greyscale ? "grey"
-                        : space == sYcc      ? "sYCC"
-                                             : "colour space " + std::to_string(space);
+    boxes_.colourName = colourSpaceName(space);
   }
 
-  void takePalette(ByteSpan body) {
+  void readPalette(ByteSpan body) {
     ByteReader in(body, "a pclr box");
     const int entries = in.u16(), columns = in.u8();
-    if (entries == 0 || entries > 1024 || columns == 0) refuse("a palette that makes no sense");
+    if (entries == 0 || entries > 1024 || columns == 0) refuse("invalid palette");
     Palette palette;
     for (int i = 0; i < columns; ++i) {
       const int depth = in.u8();
       palette.columns.push_back({(depth & 127) + 1, depth > 127, {}});
-      if (palette.columns.back().bits > kMostDepth || palette.columns.back().isSigned)
-        refuse("a palette of signed values or more than 16 bits is not supported");
+      if (palette.columns.back().bits > kMaxDepth || palette.columns.back().isSigned)
+        refuse("palettes with signed values or more than 16 bits are not supported");
     }
     for (int entry = 0; entry < entries; ++entry)
       for (Palette::Column& column : palette.columns)
@@ -115,7 +131,7 @@ class Reader {
     boxes_.palette = std::move(palette);
   }
 
-  void takeMappings(ByteSpan body) {
+  void readMappings(ByteSpan body) {
     ByteReader in(body, "a cmap box");
     while (in.left() >= 4) {
       const int component = in.u16(), kind = in.u8(), column = in.u8();
@@ -123,7 +139,7 @@ class Reader {
     }
   }
 
-  void takeChannels(ByteSpan body) {
+  void readChannels(ByteSpan body) {
     ByteReader in(body, "a cdef box");
     for (int count = in.u16(); count > 0; --count) boxes_.channels.push_back({in.u16(), in.u16(), in.u16()});
   }
@@ -131,7 +147,7 @@ class Reader {
   Boxes& boxes_;
 };
 
-// A component's samples looked up in a column of a palette.
+// Looks up the samples of a component in a column of a palette.
 void lookUp(const Component& from, const std::vector<std::int32_t>& values, const Component& to) {
   const std::int32_t last = static_cast<std::int32_t>(values.size()) - 1;
   for (int y = 0; y < to.height; ++y) {
@@ -152,7 +168,7 @@ Image withPalette(const Boxes& boxes, const Image& image, const Limits& limits) 
   for (const Mapping& mapping : boxes.mappings) {
     if (mapping.component >= static_cast<int>(image.components.size()) ||
         mapping.column >= static_cast<int>(boxes.palette->columns.size()) || mapping.column < 0)
-      refuse("a palette without a mapping that fits it");
+      refuse("the component mapping does not fit the palette");
     const Component& from = image.components[static_cast<std::size_t>(mapping.component)];
     Component to = from;
     to.bits = boxes.palette->columns[static_cast<std::size_t>(mapping.column)].bits;
@@ -160,8 +176,8 @@ Image withPalette(const Boxes& boxes, const Image& image, const Limits& limits) 
     made.components.push_back(to);
     sources.push_back(&from);
   }
-  if (made.components.empty()) refuse("a palette without a mapping");
-  Budget(limits.maxMemory).take(made.components.size(), image.bytes() * 4);
+  if (made.components.empty()) refuse("the palette has no component mapping");
+  Budget(limits.maxMemory).charge(made.components.size(), image.bytes() * 4);
   made.allocate();
   for (std::size_t i = 0; i < sources.size(); ++i)
     lookUp(*sources[i], boxes.palette->columns[static_cast<std::size_t>(boxes.mappings[i].column)].values,
@@ -169,7 +185,7 @@ Image withPalette(const Boxes& boxes, const Image& image, const Limits& limits) 
   return made;
 }
 
-// Colours in the order of their associations, opacity last.
+// Sorts the channels: colours in the order of their associations, then opacity.
 void orderChannels(const Boxes& boxes, Image& image) {
   const int count = static_cast<int>(image.components.size());
   std::vector<Component> ordered;
@@ -185,7 +201,7 @@ void orderChannels(const Boxes& boxes, Image& image) {
   const std::size_t colours = ordered.size();
   for (const Channel& channel : boxes.channels)
     if (channel.kind == 1 || channel.kind == 2) add(channel);
-  if (colours == 0 || ordered.size() != image.components.size()) return;  // not what a picture is made of
+  if (colours == 0 || ordered.size() != image.components.size()) return;  // an incomplete definition is ignored
   image.components = std::move(ordered);
   image.alpha = image.components.size() == colours + 1;
 }
@@ -210,7 +226,7 @@ Bytes imageHeader(const Image& image, bool sameDepth) {
   number(body, static_cast<std::uint32_t>(image.components.size()), 2);
   number(body, sameDepth ? static_cast<std::uint32_t>(depthByte(image.components[0])) : 255, 1);
   number(body, 7, 1);  // compression type
-  number(body, 0, 2);  // the colour space is known; no intellectual property
+  number(body, 0, 2);  // colour space known; no intellectual property box
   return body;
 }
 
@@ -274,7 +290,7 @@ void writeBoxes(Bytes& file, const Image& image) {
   box(header, "colr", body);
   if (image.alpha) box(header, "cdef", channelDefinitions(image));
   box(file, "jp2h", header);
-  number(file, 0, 4);  // up to the file's end
+  number(file, 0, 4);  // length: up to the end of the file
   file.append("jp2c", 4);
 }
 

@@ -1,4 +1,4 @@
-// The boxes of JP2 files (Annex I).
+// Reads, applies and writes the boxes of JP2 files (Annex I).
 #pragma once
 
 #include <cstdint>
@@ -21,13 +21,13 @@ struct Palette {
   std::vector<Column> columns;
 };
 
-// cmap: where a channel comes from.
+// cmap: the source of a channel.
 struct Mapping {
   int component = 0;
-  int column = -1;  // of the palette; -1: the component itself
+  int column = -1;  // of the palette; -1: the component is used directly
 };
 
-// cdef: what a channel is.
+// cdef: the meaning of a channel.
 struct Channel {
   int number = 0, kind = 0, association = 0;
 };
@@ -44,13 +44,13 @@ struct Boxes {
   std::vector<Box> list;
 };
 
-// A codestream alone is taken as it is. Throws Failure (refused).
+// A bare codestream is accepted too. Throws Failure (refused).
 Boxes readBoxes(std::span<const std::uint8_t> file);
 
-// Applies palette, channel order and colour.
+// Applies palette, channel order and colour space.
 Image applyBoxes(const Boxes& boxes, Image image, const Limits& limits);
 
-// The beginning of a JP2 file, up to its codestream.
+// Writes the beginning of a JP2 file, up to its codestream.
 void writeBoxes(Bytes& file, const Image& image);
 
 }  // namespace moxj::j2k

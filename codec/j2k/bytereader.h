@@ -1,4 +1,4 @@
-// Big-endian numbers of a marker segment or a box.
+// Reads big-endian numbers from a marker segment or a box.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@ namespace moxj::j2k {
 
 class ByteReader {
  public:
-  // `what` names the bytes in the failure of reading past their end.
+  // `what` names the bytes in the failure that reading past their end throws.
   ByteReader(std::span<const std::uint8_t> bytes, const char* what) : bytes_(bytes), what_(what) {}
 
   std::size_t left() const { return bytes_.size(); }

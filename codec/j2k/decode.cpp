@@ -1,4 +1,4 @@
-// The reader: the tiles of a codestream one after the other, the code-blocks of each on all threads.
+// The JPEG 2000 decoder: decodes the tiles of a codestream one after the other, the code-blocks of each in parallel.
 #include <algorithm>
 #include <cstring>
 #include <memory>
@@ -17,16 +17,16 @@ namespace moxj::j2k {
 
 namespace {
 
-constexpr int kMostBits = 16;
+constexpr int kMaxBits = 16;
 
-// The code-blocks and the transforms of a tile. A component's transform waits for its blocks; it stands in the list
-// behind those of the next component, so that there is other work meanwhile.
+// Decodes the code-blocks of a tile and runs its transforms. The transform of a component waits for its blocks. It
+// comes in the task list after the blocks of the next component, so that there is other work in the meantime.
 class TileDecoder {
  public:
   TileDecoder(const Tile& tile, int reduce, int threads, std::span<Plane> planes)
       : tile_(tile), reduce_(reduce), threads_(threads), planes_(planes), left_(planes.size()), decoders_(threads) {}
 
-  // False where data of blocks could not be decoded.
+  // False if the data of a block could not be decoded.
   bool run() {
     for (std::size_t c = 0; c < planes_.size(); ++c) {
       const std::size_t before = tasks_.size();
@@ -67,7 +67,7 @@ class TileDecoder {
       transformInverse(plane, component, resolutions(task.component));
       return;
     }
-    // Whoever waits must not wait for ever, whatever happens here.
+    // Counts down even if decode() throws: otherwise the transform would wait forever.
     const std::unique_ptr<Countdown, void (*)(Countdown*)> done(&left_[task.component],
                                                                 [](Countdown* c) { c->done(); });
     if (!decoders_[static_cast<std::size_t>(worker)].decode(*task.block, *task.band, component, plane)) good_ = false;
@@ -95,7 +95,7 @@ class Decoder {
     for (Coord tile = 0; tile < tiles; ++tile) {
       const auto found = parts.of.find(static_cast<int>(tile));
       if (found == parts.of.end())
-        note(tile, "is missing");
+        noteProblem(tile, "is missing");
       else
         decodeTile(tile, parts, found->second);
       if (progress_) progress_(static_cast<std::uint64_t>(tile) + 1, static_cast<std::uint64_t>(tiles));
@@ -111,7 +111,7 @@ class Decoder {
   std::vector<Plane> planesFor(const Tile& tile);
   std::vector<Window> windowsFor(const Tile& tile) const;
 
-  void note(Coord tile, const std::string& what) {
+  void noteProblem(Coord tile, const std::string& what) {
     if (problems_++ == 0) warning_ = "tile " + std::to_string(tile) + " " + what;
   }
 
@@ -140,14 +140,14 @@ class Decoder {
 void Decoder::layOut() {
   const Rect whole = reducedRect(stream_.siz.image, options_.reduce);
   limits_.check(static_cast<std::uint64_t>(whole.width()), static_cast<std::uint64_t>(whole.height()));
-  if (whole.empty()) refuse("nothing is left of the picture at that resolution");
+  if (whole.empty()) refuse("the picture is empty at that resolution");
   image_.width = static_cast<int>(whole.width());
   image_.height = static_cast<int>(whole.height());
-  budget_.take(stream_.siz.components.size(), sizeof(Component));
+  budget_.charge(stream_.siz.components.size(), sizeof(Component));
   for (const ComponentSize& size : stream_.siz.components) {
-    if (size.bits > kMostBits) refuse("samples of " + std::to_string(size.bits) + " bits are not supported");
+    if (size.bits > kMaxBits) refuse("samples of " + std::to_string(size.bits) + " bits are not supported");
     const Rect rect = reducedRect(componentRect(stream_.siz.image, size), options_.reduce);
-    if (rect.empty()) refuse("a component without samples");
+    if (rect.empty()) refuse("a component has no samples");
     Component component;
     component.width = static_cast<int>(rect.width());
     component.height = static_cast<int>(rect.height());
@@ -157,7 +157,7 @@ void Decoder::layOut() {
     component.isSigned = size.isSigned;
     image_.components.push_back(component);
   }
-  budget_.take(1, image_.bytes());
+  budget_.charge(1, image_.bytes());
   image_.allocate();
   std::memset(image_.owner.get(), 0, static_cast<std::size_t>(image_.bytes()));
 }
@@ -174,14 +174,14 @@ void Decoder::checkTile(const Tile& tile) const {
            c.coding.reversible != first.coding.reversible;
   };
   if (tile.components.size() < 3 || differs(tile.components[1]) || differs(tile.components[2]))
-    refuse("a component transform over components that differ");
+    refuse("a component transform needs three components of equal size and wavelet");
 }
 
 std::vector<Plane> Decoder::planesFor(const Tile& tile) {
   std::vector<Plane> planes;
   for (const TileComponent& component : tile.components) {
     const Rect& rect = component.resolutions[static_cast<std::size_t>(component.coding.levels - options_.reduce)].rect;
-    budget_.take(1, Plane::bytes(rect.width(), rect.height()));
+    budget_.charge(1, Plane::bytes(rect.width(), rect.height()));
     planes.emplace_back(static_cast<int>(rect.width()), static_cast<int>(rect.height()));
   }
   return planes;
@@ -198,24 +198,24 @@ std::vector<Window> Decoder::windowsFor(const Tile& tile) const {
 }
 
 void Decoder::decodeTile(Coord index, const TileParts& parts, const std::vector<const TilePart*>& ofTile) {
-  const std::uint64_t before = budget_.taken();
+  const std::uint64_t before = budget_.used();
   TileParams params;
   try {
     params = paramsOf(stream_, ofTile);
   } catch (const Failure& failure) {
-    return note(index, failure.what());
+    return noteProblem(index, failure.what());
   }
   Tile tile = makeTile(stream_.siz, params, index, budget_);
   checkTile(tile);
   const PacketSource source = packetsOf(parts, ofTile);
-  const PacketsRead read = readPackets(tile, stream_.siz, source, {options_.layers, kMostLevels + 1}, budget_);
+  const PacketsRead read = readPackets(tile, stream_.siz, source, {options_.layers, kMaxLevels + 1}, budget_);
   packets_ += read.packets;
-  if (!read.problem.empty()) note(index, read.problem);
+  if (!read.problem.empty()) noteProblem(index, read.problem);
   std::vector<Plane> planes = planesFor(tile);
   if (!TileDecoder(tile, options_.reduce, options_.threads, planes).run() && read.problem.empty())
-    note(index, "has damaged code-blocks");
+    noteProblem(index, "has damaged code-blocks");
   storeTile(planes, tile, windowsFor(tile), image_, options_.threads);
-  budget_.giveBack(before);
+  budget_.restore(before);
 }
 
 }  // namespace

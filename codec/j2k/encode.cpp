@@ -1,5 +1,5 @@
-// The writer: transforms and codes the tiles one after the other, then cuts all their code-blocks to the size asked
-// for and writes the packets.
+// The JPEG 2000 encoder: transforms and codes the tiles one after the other, then truncates the code-blocks of all
+// tiles to the requested size and writes the packets.
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -22,14 +22,13 @@ namespace moxj::j2k {
 
 namespace {
 
-constexpr std::size_t kMostWritten = 4;
-constexpr int kMostTiles = 65535;
+constexpr std::size_t kMaxWrittenComponents = 4;
+constexpr int kMaxTiles = 65535;
 constexpr int kGuardBits = 2;
-// The step of the quantiser in units of a sample's, before a band's norm: fine enough for sizes near the lossless
-// one.
+// The quantiser step of a band with norm 1, in sample values: fine enough for file sizes close to the lossless one.
 constexpr double kBaseStep = 0.5;
-// How far below the samples' range the steps may go: block coders have 31 bits.
-constexpr int kMostStepBits = 8;
+// Limits the quantiser steps to 2^-8 (before the gain of the band), because block coders have 31 bits.
+constexpr int kMaxStepBits = 8;
 
 Siz sizOf(const Image& image, const EncodeOptions& options) {
   Siz siz;
@@ -37,12 +36,12 @@ Siz sizOf(const Image& image, const EncodeOptions& options) {
   siz.tileWidth = options.tileWidth > 0 ? options.tileWidth : image.width;
   siz.tileHeight = options.tileHeight > 0 ? options.tileHeight : image.height;
   for (const Component& c : image.components) siz.components.push_back({c.bits, c.isSigned, c.dx, c.dy});
-  if (siz.tiles() > kMostTiles)
-    throw Failure(ExitStatus::limit, std::to_string(siz.tiles()) + " tiles: JPEG 2000 goes up to 65535");
+  if (siz.tiles() > kMaxTiles)
+    throw Failure(ExitStatus::limit, std::to_string(siz.tiles()) + " tiles: JPEG 2000 allows at most 65535");
   return siz;
 }
 
-// Whether components have the sizes that their sub-sampling says, in colours that JP2 is written with.
+// Whether the components have the sizes that follow from their sub-sampling, and a colour space that is written.
 bool isOnGrid(const Image& image) {
   return image.colour != Colour::ycc && std::ranges::all_of(image.components, [&](const Component& c) {
            return c.width == ceilDiv(image.width, c.dx) && c.height == ceilDiv(image.height, c.dy);
@@ -57,7 +56,7 @@ bool canTransform(const Image& image) {
   });
 }
 
-// Number of decompositions and orientation of the band with an index in the quantisation's order.
+// The number of decompositions and the orientation of a band, from its index in the quantisation marker segments.
 struct BandPlace {
   int levels;
   Orientation orientation;
@@ -77,12 +76,12 @@ Quantisation quantisationOf(int bits, bool reversible, bool transformed, int lev
     const BandPlace place = bandPlace(index, levels);
     const int range = bits + gainOf(place.orientation);
     std::uint16_t& step = quantisation.steps[static_cast<std::size_t>(index)];
-    if (reversible) {  // differences of colours have a bit more
+    if (reversible) {  // the RCT adds a bit
       step = static_cast<std::uint16_t>((range + transformed) << 11);
       continue;
     }
-    const double least = std::ldexp(1.0, gainOf(place.orientation) - kMostStepBits);
-    const double wanted = std::max(kBaseStep / bandNorm(false, place.orientation, place.levels), least);
+    const double min = std::ldexp(1.0, gainOf(place.orientation) - kMaxStepBits);
+    const double wanted = std::max(kBaseStep / bandNorm(false, place.orientation, place.levels), min);
     const int exponent = static_cast<int>(std::floor(std::log2(wanted)));
     const int mantissa = static_cast<int>((std::ldexp(wanted, -exponent) - 1) * 2048);
     step = static_cast<std::uint16_t>((range - exponent) << 11 | mantissa);
@@ -110,7 +109,7 @@ TileParams paramsFor(const Image& image, const EncodeOptions& options) {
   return params;
 }
 
-// The transforms and the code-blocks of a tile; a block waits for its component's transform.
+// Runs the transforms of a tile and encodes its code-blocks. A block waits for the transform of its component.
 class TileEncoder {
  public:
   TileEncoder(Tile& tile, std::span<Plane> planes, std::deque<CodedBlock>& coded,
@@ -181,7 +180,7 @@ class Encoder {
       : image_(image),
         options_(options),
         progress_(progress),
-        budget_(limits.maxMemory),
+        budget_(limits.maxMemory, options.tileWidth > 0 ? "--max-memory" : "--max-memory, or --tile to need less"),
         siz_(sizOf(image, options)),
         params_(paramsFor(image, options)) {}
 
@@ -223,24 +222,24 @@ class Encoder {
 
 void Encoder::encodeTile(Coord index) {
   Tile& tile = tiles_.emplace_back(makeTile(siz_, params_, index, budget_));
-  const std::uint64_t before = budget_.taken();
+  const std::uint64_t before = budget_.used();
   std::vector<Plane> planes;
   std::vector<Window> windows;
   for (const TileComponent& component : tile.components) {
     const Rect& rect = component.rect;
-    budget_.take(1, Plane::bytes(rect.width(), rect.height()));
+    budget_.charge(1, Plane::bytes(rect.width(), rect.height()));
     planes.emplace_back(static_cast<int>(rect.width()), static_cast<int>(rect.height()));
     windows.push_back({static_cast<int>(rect.x0), static_cast<int>(rect.y0)});
   }
   loadTile(image_, tile, windows, planes, options_.threads);
   const std::size_t first = coded_.size();
   TileEncoder(tile, planes, coded_, encoders_).run();
-  budget_.giveBack(before);
+  budget_.restore(before);
   for (std::size_t i = first; i < coded_.size(); ++i) {
     CodedBlock& coded = coded_[i];
     coded.taken.assign(static_cast<std::size_t>(options_.layers), 0);
-    budget_.take(1, sizeof coded + coded.data.size() + coded.passes.size() * (sizeof(Pass) + sizeof(HullPoint)) +
-                        coded.taken.size());
+    budget_.charge(1, sizeof coded + coded.data.size() + coded.passes.size() * (sizeof(Pass) + sizeof(HullPoint)) +
+                          coded.taken.size());
   }
 }
 
@@ -259,7 +258,8 @@ std::uint64_t Encoder::wantedSize() const {
   return static_cast<std::uint64_t>(std::min(bytes, 1e18));
 }
 
-// The last layer has the size asked for, or everything; those before it fall to a 256th of that, in equal ratios.
+// The last layer has the requested size, or everything. The layers before it get smaller by equal ratios, down to 1/256
+// of that.
 void Encoder::chooseLayers() {
   std::vector<CodedBlock*> blocks;
   for (CodedBlock& block : coded_) blocks.push_back(&block);
@@ -275,10 +275,10 @@ void Encoder::chooseLayers() {
   for (int layer = 0; layer <= last; ++layer) {
     if (layer == last && whole) return control.takeAll(layer);
     const double halvings = last == 0 ? 0 : (last - layer) * std::min(1.0, 8.0 / last);
-    const auto most = static_cast<std::uint64_t>(static_cast<double>(wanted) * std::exp2(-halvings));
-    // A layer that has no room at all stays empty; the last must have it.
-    if (!control.fill(layer, most) && layer == last)
-      throw Failure(ExitStatus::limit, std::to_string(wanted) + " bytes are too few for the headers of the picture");
+    const auto maxSize = static_cast<std::uint64_t>(static_cast<double>(wanted) * std::exp2(-halvings));
+    // If the size does not suffice for the headers, an earlier layer stays empty; in the last it is an error.
+    if (!control.fill(layer, maxSize) && layer == last)
+      throw Failure(ExitStatus::limit, std::to_string(wanted) + " bytes are too few for the headers");
   }
 }
 
@@ -288,7 +288,7 @@ void Encoder::writeTiles() {
     writeTilePartHeader(file_, static_cast<int>(i), 0);
     writers_[i].write(file_, options_.layers);
     const std::uint64_t length = file_.size() - start;
-    if (length > UINT32_MAX) throw Failure(ExitStatus::limit, "a tile of more than 4 GiB");
+    if (length > UINT32_MAX) throw Failure(ExitStatus::limit, "a tile exceeds 4 GiB");
     for (int byte = 0; byte < 4; ++byte)
       file_[start + 6 + static_cast<std::size_t>(byte)] = static_cast<std::uint8_t>(length >> (24 - 8 * byte));
   }
@@ -298,8 +298,8 @@ void Encoder::writeTiles() {
 }  // namespace
 
 Bytes encode(const Image& image, const EncodeOptions& options, const Limits& limits, const Progress& progress) {
-  if (image.components.size() > kMostWritten)
-    refuse(std::to_string(image.components.size()) + " components: JPEG 2000 files of up to 4 are written");
+  if (image.components.size() > kMaxWrittenComponents)
+    refuse(std::to_string(image.components.size()) + " components: at most 4 can be written to JPEG 2000");
   limits.check(static_cast<std::uint64_t>(image.width), static_cast<std::uint64_t>(image.height));
   const Image given = isOnGrid(image) ? image : sameSize(image);
   return Encoder(given, options, limits, progress).run();

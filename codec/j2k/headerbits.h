@@ -1,4 +1,4 @@
-// The bits of packet headers (B.10.1): after a byte of 0xFF the next one holds seven.
+// Reads and writes the bits of packet headers (B.10.1). The byte after 0xFF has only seven bits.
 #pragma once
 
 #include <bit>
@@ -14,7 +14,7 @@ class HeaderReader {
   explicit HeaderReader(std::span<const std::uint8_t> bytes)
       : at_(bytes.data()), begin_(at_), end_(at_ + bytes.size()) {}
 
-  // Past the end there are zeros, and overrun() tells.
+  // Past the end, zeros are read and overrun() becomes true.
   int bit() {
     if (left_ == 0) load();
     return byte_ >> --left_ & 1;
@@ -26,8 +26,8 @@ class HeaderReader {
   }
   bool overrun() const { return overrun_; }
 
-  // The number of bytes of the header: what its last byte has left over is no part of it, but after a 0xFF another
-  // byte follows.
+  // The size of the header in bytes. The rest of its last byte is padding; if that byte is 0xFF, a stuffed byte
+  // follows.
   std::size_t finish() {
     if (byte_ == 0xFF) load();
     left_ = 0;
@@ -84,7 +84,7 @@ class HeaderWriter {
   Bytes& bytes_;
   unsigned byte_ = 0;
   int room_ = 8;
-  int whole_ = 8;  // bits that the byte under construction takes
+  int whole_ = 8;  // capacity of the current byte, in bits
 };
 
 }  // namespace moxj::j2k

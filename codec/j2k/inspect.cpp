@@ -1,4 +1,4 @@
-// What a file is made of.
+// Lists the structure of a file without decoding it.
 #include "j2k/boxes.h"
 #include "j2k/bytereader.h"
 #include "j2k/j2k.h"
@@ -10,11 +10,11 @@ namespace {
 
 std::string sizeText(Coord width, Coord height) { return std::to_string(width) + " x " + std::to_string(height); }
 
-// The text of a comment, as far as it can be shown.
+// The printable characters of a comment.
 std::string commentOf(ByteSpan body) {
-  constexpr std::size_t kMost = 60;
+  constexpr std::size_t kMaxLength = 60;
   std::string text;
-  for (std::size_t i = 2; i < body.size() && text.size() < kMost; ++i)
+  for (std::size_t i = 2; i < body.size() && text.size() < kMaxLength; ++i)
     if (body[i] >= ' ' && body[i] <= '~') text += static_cast<char>(body[i]);
   return text;
 }

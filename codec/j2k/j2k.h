@@ -1,4 +1,5 @@
-// JPEG 2000 files (ISO/IEC 15444-1): codestreams and JP2, over the functions of moxj.h: writer, reader, inspection.
+// JPEG 2000 files (ISO/IEC 15444-1), codestreams and JP2: encoder, decoder and inspection, built on moxj.h. References
+// to Annexes in this directory are to that standard.
 #pragma once
 
 #include <cstdint>
@@ -18,8 +19,8 @@ namespace moxj::j2k {
 // ---- Writing ----------------------------------------------------------------------------------------------------
 
 struct EncodeOptions {
-  bool lossless = false;        // 5/3 and RCT; otherwise 9/7 and ICT. Set where no size is given
-  std::optional<double> ratio;  // size of the samples, whole bits each, to that of the file
+  bool lossless = false;        // 5/3 and RCT, otherwise 9/7 and ICT; set if no size is given
+  std::optional<double> ratio;  // size of the samples, counted in bits, over the size of the file
   std::optional<double> bitsPerPixel;
   int levels = 5;
   int blockWidth = 64, blockHeight = 64;
@@ -31,21 +32,21 @@ struct EncodeOptions {
   int threads = 1;
 };
 
-// Throws Failure (limit) for pictures that the format or the memory does not hold.
+// Throws Failure (limit) for pictures that are too large for the format or the memory limit.
 Bytes encode(const Image& image, const EncodeOptions& options, const Limits& limits, const Progress& progress = {});
 
 // ---- Reading ----------------------------------------------------------------------------------------------------
 
 struct DecodeOptions {
-  int reduce = 0;            // resolutions to leave out
-  int layers = kMostLayers;  // to decode
-  bool components = false;   // as the codestream has them: no palette, no order or colour of JP2
+  int reduce = 0;           // number of resolution levels to skip
+  int layers = kMaxLayers;  // maximum number of layers to decode
+  bool components = false;  // the components of the codestream, ignoring palette, channel order and colour of JP2
   int threads = 1;
 };
 
-// Throws Failure: refused for what is no JPEG 2000 file, damaged before any of the picture could be had, or of an
-// unsupported kind (by name); limit for more pixels or memory than allowed, before they are taken. A picture of which
-// only a part could be had comes with complete = false and a warning.
+// Throws Failure: refused if the file is not JPEG 2000, is damaged before any of the picture can be decoded, or is of
+// an unsupported kind, which is named; limit for more pixels or memory than allowed, before they are allocated. If only
+// a part of the picture can be decoded, the result has complete = false and a warning.
 DecodedImage decode(std::span<const std::uint8_t> file, const Limits& limits, const Progress& progress = {},
                     const DecodeOptions& options = {});
 
@@ -55,7 +56,7 @@ struct Segment {
   int marker = 0;
   std::string name;          // "SIZ", "COD" ...
   std::uint64_t offset = 0;  // in the file
-  std::uint64_t length = 0;  // bytes from there, of SOT those of the whole tile-part
+  std::uint64_t length = 0;  // bytes from there; of SOT, of the whole tile-part
   std::string detail;
 };
 
@@ -66,8 +67,8 @@ struct Box {
 
 struct Info {
   bool boxed = false;  // JP2
-  std::string colour;  // as JP2 has it: "sRGB", "grey", "sYCC", "ICC profile", else empty
-  int palette = 0;     // entries
+  std::string colour;  // of JP2: "sRGB", "grey", "sYCC", "colour space 12 (CMYK)", "ICC profile"; otherwise empty
+  int palette = 0;     // number of entries
   std::vector<Box> boxes;
   Siz siz;
   TileParams params;  // of the main header
@@ -77,7 +78,7 @@ struct Info {
   std::string warning;
 };
 
-// Throws Failure (refused) only where the file is no JPEG 2000 file or has no main header that can be read.
+// Throws Failure (refused) only if the file is not JPEG 2000 or its main header cannot be read.
 Info inspect(std::span<const std::uint8_t> file);
 
 }  // namespace moxj::j2k

@@ -1,4 +1,4 @@
-// Objects of the library with owners, and its statuses where they can only mean a fault of the codec itself.
+// Checks statuses of the library that can only mean a bug in the codec.
 #pragma once
 
 #include <memory>
@@ -16,7 +16,7 @@ inline void require(MoxStatus status, const char* what) {
     throw std::logic_error(std::string(what) + " failed with status " + std::to_string(status));
 }
 
-// Regions of more pixels than this are split among threads by the library.
+// The library splits larger regions among threads.
 inline constexpr int kPixelsOfOneThread = 8192;
 
 }  // namespace moxj::j2k

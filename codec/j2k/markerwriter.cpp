@@ -1,3 +1,4 @@
+// SIZ, COD, QCD, QCC, SOT and their neighbours as bytes.
 #include "j2k/markerwriter.h"
 
 #include "j2k/syntax.h"
@@ -34,7 +35,7 @@ void writeSiz(Bytes& file, const Siz& siz) {
 void writeCod(Bytes& file, const TileParams& params) {
   const CodingStyle& coding = params.coding[0];
   Bytes body;
-  put(body, 0, 1);  // precincts as large as can be; neither SOP nor EPH
+  put(body, 0, 1);  // maximum precincts; neither SOP nor EPH
   put(body, static_cast<std::uint64_t>(params.style.order), 1);
   put(body, static_cast<std::uint64_t>(params.style.layers), 2);
   put(body, params.style.transform, 1);

@@ -1,4 +1,4 @@
-// Writes the markers of a codestream (Annex A).
+// Writes the marker segments of a codestream (Annex A).
 #pragma once
 
 #include "bytes.h"

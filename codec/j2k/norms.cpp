@@ -1,3 +1,4 @@
+// Computes the norms from the synthesis filters instead of storing a table.
 #include "j2k/norms.h"
 
 #include <algorithm>
@@ -9,8 +10,8 @@ namespace moxj::j2k {
 
 namespace {
 
-// One half of the symmetric synthesis filters, from the middle on, low-pass and high-pass: the low-pass one has a DC
-// gain of 2, so that a band's norm is that of the standard's normalisation.
+// The symmetric low-pass and high-pass synthesis filters, from the centre tap on. The low-pass filters have a DC gain
+// of 2, so that the norms are those of the standard's normalisation.
 constexpr double kLow97[] = {1.115087052456994, 0.591271763114247, -0.057543526228500, -0.091271763114250};
 constexpr double kHigh97[] = {0.602949018236360, -0.266864118442875, -0.078223266528990, 0.016864118442875,
                               0.026748757410810};
@@ -25,7 +26,7 @@ Taps whole(std::span<const double> half) {
   return taps;
 }
 
-// What a level of synthesis makes of a function.
+// A function after one more level of synthesis: upsampled by 2 and low-pass filtered.
 Taps synthesised(const Taps& function, const Taps& low) {
   Taps made(2 * function.size() + low.size() - 2);
   for (std::size_t i = 0; i < function.size(); ++i)
@@ -39,14 +40,14 @@ double normOf(const Taps& taps) {
   return std::sqrt(sum);
 }
 
-// Norms in one dimension. Beyond the tenth level a function only gets twice as wide.
+// Norms in one dimension. After the tenth level each further level only doubles the width of a function.
 class Norms {
  public:
   Norms(std::span<const double> lowHalf, std::span<const double> highHalf) {
     const Taps low = whole(lowHalf);
     Taps lows = low, highs = whole(highHalf);
     low_[0] = high_[0] = 1;
-    for (int level = 1; level <= kMostLevels; ++level) {
+    for (int level = 1; level <= kMaxLevels; ++level) {
       constexpr int kMade = 10;
       low_[level] = level <= kMade ? normOf(lows) : low_[level - 1] * std::sqrt(2.0);
       high_[level] = level <= kMade ? normOf(highs) : high_[level - 1] * std::sqrt(2.0);
@@ -59,7 +60,7 @@ class Norms {
   double high(int level) const { return high_[level]; }
 
  private:
-  std::array<double, kMostLevels + 1> low_, high_;
+  std::array<double, kMaxLevels + 1> low_, high_;
 };
 
 }  // namespace
@@ -74,7 +75,7 @@ double bandNorm(bool reversible, Orientation orientation, int levels) {
 
 double componentNorm(bool transformed, bool reversible, int component) {
   if (!transformed || component > 2) return 1;
-  // The lengths of the columns of the inverse matrices: RCT, its rounding apart, and ICT.
+  // The lengths of the columns of the inverse matrices, for the RCT without its rounding.
   constexpr double kRct[] = {1.7320508, 0.8291562, 0.8291562}, kIct[] = {1.7320508, 1.8051000, 1.5733980};
   return reversible ? kRct[component] : kIct[component];
 }

@@ -1,5 +1,8 @@
-// Every order is a sort of the precincts by their places, with the layers inside, but for the first two, which have
-// the layers outside of them.
+// Every progression is a sort of the precincts, combined with a loop over the layers:
+//
+//   RPCL, PCRL, CPRL   sort by resolution, position and component; the layers are the inner loop
+//   LRCP               sort by resolution and component; the layers are the outer loop
+//   RLCP               the same, with the loop over the layers inside each resolution
 #include "j2k/packetorder.h"
 
 #include <algorithm>
@@ -10,12 +13,12 @@ namespace moxj::j2k {
 namespace {
 
 struct Entry {
-  Coord x, y;  // where the precinct's turn comes when a progression goes by position
+  Coord x, y;  // position on the reference grid, for progressions by position
   PacketPlace place;
 };
 
-// Coordinates of precincts on the reference grid (B.12.1.3): the first one starts where the tile does, unless it
-// starts on its own grid.
+// The coordinate of a precinct on the reference grid (B.12.1.3). The first one starts where the tile does, unless it
+// starts on the precinct grid.
 Coord positionOf(Coord number, Coord resolutionStart, Coord tileStart, int precinctLog, int levels, int subsampling) {
   const bool onGrid = (resolutionStart & ((Coord{1} << precinctLog) - 1)) == 0;
   if (number == 0 && !onGrid) return tileStart;
@@ -107,7 +110,7 @@ class Walk {
     return true;
   }
 
-  // What an earlier progression has brought is not repeated.
+  // Packets of an earlier progression are not repeated.
   bool visitOne(const Entry& entry, int layer) {
     PacketPlace place = entry.place;
     TileComponent& component = tile_.components[static_cast<std::size_t>(place.component)];
@@ -134,12 +137,12 @@ std::uint64_t precinctsOf(const Tile& tile) {
 }  // namespace
 
 void forEachPacket(Tile& tile, const Siz& siz, Budget& budget, const std::function<bool(const PacketPlace&)>& visit) {
-  const std::uint64_t before = budget.taken();
-  budget.take(2 * precinctsOf(tile), sizeof(Entry));  // a vector that grows has up to twice what it holds
+  const std::uint64_t before = budget.used();
+  budget.charge(2 * precinctsOf(tile), sizeof(Entry));  // a growing vector has up to twice the capacity it needs
   Walk walk(tile, siz, visit);
   for (const Progression& progression : tile.progressions)
     if (!walk.run(progression)) break;
-  budget.giveBack(before);
+  budget.restore(before);
 }
 
 }  // namespace moxj::j2k

@@ -1,4 +1,4 @@
-// The order of a tile's packets (B.12).
+// The order of the packets of a tile (B.12).
 #pragma once
 
 #include <functional>
@@ -13,8 +13,8 @@ struct PacketPlace {
   int layer = 0;
 };
 
-// Visits the packets of a tile in the order of its progressions, each packet once, until `visit` answers false. Uses
-// and changes Precinct::layersDone.
+// Visits the packets of a tile in the order of its progressions, each packet once, until `visit` returns false. Updates
+// Precinct::layersDone.
 void forEachPacket(Tile& tile, const Siz& siz, Budget& budget, const std::function<bool(const PacketPlace&)>& visit);
 
 }  // namespace moxj::j2k

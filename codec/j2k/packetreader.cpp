@@ -1,3 +1,4 @@
+// Packet headers and bodies, with damage reported as a problem of the tile.
 #include "j2k/packetreader.h"
 
 #include <algorithm>
@@ -12,10 +13,10 @@ namespace moxj::j2k {
 
 namespace {
 
-constexpr int kMostZeroPlanes = 74;  // 31 + 7 - 1 bit-planes and 37 of a region of interest
-constexpr int kMostLengthBits = 32;
+constexpr int kMaxZeroPlanes = 74;  // 31 + 7 - 1 bit-planes, and a shift of 37 for a region of interest
+constexpr int kMaxLengthBits = 32;
 
-// What ends the reading of a tile.
+// Thrown to end the reading of a tile.
 struct Damage {
   const char* text;
 };
@@ -30,7 +31,7 @@ class Reader {
       ++part_;
       at_ = 0;
     }
-    // Packets without a body stand in the packed headers alone.
+    // With packed headers, packets without a body may still follow.
     return part_ == source_.parts.size() && (!source_.packedHeaders || headers_.empty());
   }
 
@@ -60,7 +61,7 @@ class Reader {
  private:
   struct Length {
     Block* block;
-    bool opens;  // a codeword segment
+    bool opens;  // begins a codeword segment
     int passes;
     std::uint32_t bytes;
   };
@@ -82,7 +83,7 @@ class Reader {
       if (!block.included) {
         int planes = 1;
         while (!band.zeroPlanes.decode(i, planes, bit))
-          if (++planes > kMostZeroPlanes + 1) throw Damage{"has a packet header without sense"};
+          if (++planes > kMaxZeroPlanes + 1) throw Damage{"has an invalid packet header"};
         block.zeroPlanes = static_cast<std::int16_t>(planes - 1);
         block.included = true;
       }
@@ -103,20 +104,20 @@ class Reader {
   void readLengths(HeaderReader& bits, Block& block, int passes, int modes) {
     int lengthBits = block.lengthBits;
     while (bits.bit())
-      if (++lengthBits > kMostLengthBits) throw Damage{"has a packet header without sense"};
+      if (++lengthBits > kMaxLengthBits) throw Damage{"has an invalid packet header"};
     block.lengthBits = static_cast<std::int8_t>(lengthBits);
     while (passes > 0) {
       const int count = std::min(passes, segmentLength(block.passes, modes));
       const int width = lengthBits + std::bit_width(static_cast<unsigned>(count)) - 1;
-      if (width > kMostLengthBits) throw Damage{"has a packet header without sense"};
+      if (width > kMaxLengthBits) throw Damage{"has an invalid packet header"};
       lengths_.push_back({&block, opensSegment(block, modes), count, bits.bits(width)});
       block.passes = static_cast<std::int16_t>(block.passes + count);
       passes -= count;
     }
-    if (block.passes > kMostPasses * 4) throw Damage{"has a block of too many passes"};
+    if (block.passes > kMaxPasses * 4) throw Damage{"has a code-block with too many passes"};
   }
 
-  // Whether the pass that comes next begins a codeword segment.
+  // Whether the next pass begins a codeword segment.
   static bool opensSegment(const Block& block, int modes) {
     if (block.passes == 0 || (modes & termall)) return true;
     return (modes & bypass) && block.passes >= 10 && (block.passes - 10) % 3 != 1;
@@ -132,7 +133,7 @@ class Reader {
   }
 
   void add(Block& block, const Length& length, const std::uint8_t* bytes) {
-    budget_.take(2, sizeof(CodewordSegment) + sizeof(Chunk));
+    budget_.charge(2, sizeof(CodewordSegment) + sizeof(Chunk));
     if (length.opens || block.segments.empty()) block.segments.emplace_back();
     block.segments.back().passes += length.passes;
     block.segments.back().bytes += length.bytes;

@@ -1,3 +1,4 @@
+// Packet headers and bodies; a header-only pass gives the size that rate control needs.
 #include "j2k/packetwriter.h"
 
 #include <algorithm>
@@ -14,7 +15,7 @@ int takenBefore(const CodedBlock& coded, int layer) {
   return layer == 0 ? 0 : coded.taken[static_cast<std::size_t>(layer) - 1];
 }
 
-// Calls visit(passes, begin, end) for each codeword segment that a packet brings passes of.
+// Calls visit(passes, begin, end) for each codeword segment to which a packet contributes passes.
 template <class Visit>
 void forEachPiece(const CodedBlock& coded, int from, int to, const Visit& visit) {
   for (int pass = from; pass < to;) {
@@ -70,7 +71,8 @@ Precinct& PacketWriter::precinctOf(const PacketPlace& place) {
       .precincts[place.precinct];
 }
 
-// Forgets what has been written. The trees tell in which layer a block comes first, and its empty bit-planes.
+// Resets the state of the packet headers. The tag trees hold, for each block, the first layer that includes it and the
+// number of its empty bit-planes.
 void PacketWriter::restart(int layers) {
   for (TileComponent& component : tile_.components)
     for (Resolution& resolution : component.resolutions)

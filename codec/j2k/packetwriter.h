@@ -1,4 +1,4 @@
-// Writes the packets of a tile from its coded code-blocks (B.9, B.10).
+// Writes the packets of a tile from its encoded code-blocks (B.9, B.10).
 #pragma once
 
 #include <vector>
@@ -13,13 +13,13 @@ class PacketWriter {
  public:
   PacketWriter(Tile& tile, const Siz& siz, Budget& budget);
 
-  // The packets of the layers below `layers`, as CodedBlock::taken has them.
+  // Writes the packets of the first `layers` layers, with the passes in CodedBlock::taken.
   void write(Bytes& file, int layers);
-  std::uint64_t size(int layers);  // that write() would add
+  std::uint64_t size(int layers);  // the number of bytes that write() would add
 
  private:
   void restart(int layers);
-  std::uint64_t writeHeader(const PacketPlace& place, Bytes& header);  // answers the size of the body
+  std::uint64_t writeHeader(const PacketPlace& place, Bytes& header);  // returns the size of the body
   void writeBodies(const PacketPlace& place, Bytes& file);
   Precinct& precinctOf(const PacketPlace& place);
 

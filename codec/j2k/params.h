@@ -1,4 +1,4 @@
-// What the headers of a codestream say (ISO/IEC 15444-1, Annex A).
+// The parameters in the headers of a codestream (ISO/IEC 15444-1, Annex A).
 #pragma once
 
 #include <array>
@@ -9,13 +9,13 @@
 namespace moxj::j2k {
 
 using ByteSpan = std::span<const std::uint8_t>;
-using Coord = std::int64_t;  // of the reference grid and all that is derived from it
+using Coord = std::int64_t;  // on the reference grid and everything derived from it
 
 // Limits of the standard.
-inline constexpr int kMostLevels = 32;
-inline constexpr int kMostLayers = 65535;
-inline constexpr int kMostComponents = 16384;
-inline constexpr int kMostBands = 3 * kMostLevels + 1;
+inline constexpr int kMaxLevels = 32;
+inline constexpr int kMaxLayers = 65535;
+inline constexpr int kMaxComponents = 16384;
+inline constexpr int kMaxBands = 3 * kMaxLevels + 1;
 
 struct Rect {
   Coord x0 = 0, y0 = 0, x1 = 0, y1 = 0;
@@ -42,28 +42,27 @@ struct Siz {
   Coord tiles() const { return tilesWide() * tilesHigh(); }
 };
 
-// Code-block style, as SPcod has it (Table A.19).
+// Code-block style, as in SPcod (Table A.19).
 enum Mode : int { bypass = 1, reset = 2, termall = 4, causal = 8, pterm = 16, segsym = 32, allModes = 63 };
 
-// COD or COC, what a component has of its own.
+// The parameters of a component in COD or COC.
 struct CodingStyle {
   int levels = 5;
   int blockWidthLog = 6, blockHeightLog = 6;
   int modes = 0;
   bool reversible = true;
-  std::array<std::uint8_t, kMostLevels + 1> precincts;  // exponents of each resolution: width | height << 4
+  std::array<std::uint8_t, kMaxLevels + 1> precincts;  // exponents of each resolution: width | height << 4
 
   CodingStyle() { precincts.fill(0xFF); }
 };
 
 enum class Order : std::uint8_t { lrcp, rlcp, rpcl, pcrl, cprl };
 
-// COD, what all components share.
+// The parameters in COD that all components share.
 struct TileStyle {
   Order order = Order::lrcp;
   int layers = 1;
   bool transform = false;  // of the first three components
-  bool sop = false, eph = false;
 };
 
 // QCD or QCC.
@@ -71,21 +70,21 @@ struct Quantisation {
   enum Kind { none, derived, expounded };
   Kind kind = none;
   int guardBits = 2;
-  std::array<std::uint16_t, kMostBands> steps{};  // exponent << 11 | mantissa, from LL up
+  std::array<std::uint16_t, kMaxBands> steps{};  // exponent << 11 | mantissa, from LL up
 };
 
-// One progression of POC; the whole tile where there is none.
+// One progression of POC. By default, the whole tile.
 struct Progression {
-  int firstResolution = 0, endResolution = kMostLevels + 1;
-  int firstComponent = 0, endComponent = kMostComponents;
-  int endLayer = kMostLayers;
+  int firstResolution = 0, endResolution = kMaxLevels + 1;
+  int firstComponent = 0, endComponent = kMaxComponents;
+  int endLayer = kMaxLayers;
   Order order = Order::lrcp;
 };
 
-// All that can differ from tile to tile.
+// Everything that can differ between tiles.
 struct TileParams {
   TileStyle style;
-  std::vector<CodingStyle> coding;  // of each component
+  std::vector<CodingStyle> coding;  // for each component
   std::vector<Quantisation> quantisation;
   std::vector<int> shift;  // of regions of interest (RGN)
   std::vector<Progression> progressions;

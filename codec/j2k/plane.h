@@ -1,4 +1,4 @@
-// A component's coefficients, and samples before and after them.
+// The coefficients of a tile-component, or its samples before and after the transform.
 #pragma once
 
 #include <cstddef>
@@ -17,14 +17,14 @@ class Plane {
   Plane(int width, int height)
       : width_(width),
         height_(height),
-        // An odd number of cache lines, so that the rows of a column do not fall into one set of the cache.
+        // An odd number of cache lines, so that the samples of a column do not all map to the same cache set.
         step_(((std::ptrdiff_t{width} * 4 + 63) / 64 | 1) * 64),
         memory_(static_cast<std::size_t>(step_) * static_cast<std::size_t>(height)) {}
 
-  // That a plane takes. Throws Failure (limit) where the library's 32-bit steps do not reach from row to row.
+  // The size of a plane. Throws Failure (limit) if its step does not fit the library's 32-bit parameter.
   static std::uint64_t bytes(Coord width, Coord height) {
-    constexpr Coord kMostWidth = Coord{1} << 28;
-    if (width > kMostWidth) throw Failure(ExitStatus::limit, "a tile of " + std::to_string(width) + " columns");
+    constexpr Coord kMaxWidth = Coord{1} << 28;
+    if (width > kMaxWidth) throw Failure(ExitStatus::limit, "a tile has too many columns: " + std::to_string(width));
     return static_cast<std::uint64_t>((width / 16 + 2) * 64) * static_cast<std::uint64_t>(height);
   }
 

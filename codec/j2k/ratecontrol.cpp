@@ -1,3 +1,4 @@
+// Bisection over the slope, then a greedy fill of the remaining bytes.
 #include "j2k/ratecontrol.h"
 
 #include <algorithm>
@@ -32,54 +33,54 @@ void RateControl::takeSlope(int layer, double slope) {
 }
 
 std::pair<double, double> RateControl::slopes() const {
-  double least = HUGE_VAL, most = 0;
+  double min = HUGE_VAL, max = 0;
   for (const CodedBlock* block : blocks_)
     for (const HullPoint& point : block->hull) {
       if (std::isinf(point.slope)) continue;
-      least = std::min(least, point.slope);
-      most = std::max(most, point.slope);
+      min = std::min(min, point.slope);
+      max = std::max(max, point.slope);
     }
-  return {least, most};
+  return {min, max};
 }
 
-bool RateControl::fill(int layer, std::uint64_t most) {
+bool RateControl::fill(int layer, std::uint64_t maxSize) {
   constexpr int kSteps = 40;
   constexpr double kNear = 0.9995;
   takeSlope(layer, 0);
-  if (sizeOf_(layer + 1) <= most) return true;
+  if (sizeOf_(layer + 1) <= maxSize) return true;
   auto [low, high] = slopes();
   high *= 2;
   takeSlope(layer, HUGE_VAL);
   std::uint64_t size = sizeOf_(layer + 1);
-  if (size > most) return false;
-  // The logarithm of the slope is halved: sizes are nearly linear in it.
+  if (size > maxSize) return false;
+  // Bisects the logarithm of the slope, in which the size is nearly linear.
   double fitting = HUGE_VAL;
   for (int step = 0; step < kSteps && high / low > 1 + 1e-9; ++step) {
     const double slope = std::sqrt(low * high);
     takeSlope(layer, slope);
     const std::uint64_t now = sizeOf_(layer + 1);
-    if (now > most) {
+    if (now > maxSize) {
       low = slope;
       continue;
     }
     high = fitting = slope;
     size = now;
-    if (static_cast<double>(now) >= kNear * static_cast<double>(most)) break;
+    if (static_cast<double>(now) >= kNear * static_cast<double>(maxSize)) break;
   }
   takeSlope(layer, fitting);
-  fillRest(layer, most, size);
+  fillRest(layer, maxSize, size);
   return true;
 }
 
-// What is left is given to the blocks that gain most by it, as long as one has something that fits.
-void RateControl::fillRest(int layer, std::uint64_t most, std::uint64_t size) {
+// Spends the remaining bytes on the blocks that gain most per byte, as long as passes fit.
+void RateControl::fillRest(int layer, std::uint64_t maxSize, std::uint64_t size) {
   struct Candidate {
     double slope;
     CodedBlock* block;
     int passes;
   };
   std::vector<Candidate> candidates;
-  const std::uint64_t room = most - size;
+  const std::uint64_t room = maxSize - size;
   for (CodedBlock* block : blocks_) {
     const int from = block->taken[static_cast<std::size_t>(layer)];
     for (int passes = from + 1; passes <= static_cast<int>(block->passes.size()); ++passes) {
@@ -92,15 +93,15 @@ void RateControl::fillRest(int layer, std::uint64_t most, std::uint64_t size) {
   }
   std::stable_sort(candidates.begin(), candidates.end(),
                    [](const Candidate& a, const Candidate& b) { return a.slope > b.slope; });
-  constexpr int kTries = 24;  // each looks at all packet headers
+  constexpr int kTries = 24;  // each codes all packet headers
   int tries = 0;
   for (const Candidate& candidate : candidates) {
     std::uint8_t& taken = candidate.block->taken[static_cast<std::size_t>(layer)];
     const std::uint32_t bytes = bytesOf(*candidate.block, candidate.passes) - bytesOf(*candidate.block, taken);
-    if (candidate.passes <= taken || size + bytes > most) continue;
+    if (candidate.passes <= taken || size + bytes > maxSize) continue;
     const std::uint8_t old = std::exchange(taken, static_cast<std::uint8_t>(candidate.passes));
     const std::uint64_t now = sizeOf_(layer + 1);
-    now <= most ? void(size = now) : void(taken = old);
+    now <= maxSize ? void(size = now) : void(taken = old);
     if (++tries == kTries) return;
   }
 }

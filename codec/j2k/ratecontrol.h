@@ -1,5 +1,5 @@
-// Which passes of each code-block go into which layer: rate-distortion optimal truncation. All blocks are cut at one
-// slope of distortion over rate; the slope is searched for that fills a size.
+// Chooses the passes of each code-block for each layer, by rate-distortion optimal truncation: all blocks are truncated
+// at the same slope of distortion over rate, and a search finds the slope that fills the requested size.
 #pragma once
 
 #include <cstdint>
@@ -12,17 +12,17 @@ namespace moxj::j2k {
 
 class RateControl {
  public:
-  // `sizeOf(layers)` is the size of the whole file with the layers so far.
+  // `sizeOf(layers)` is the size of the whole file with the first `layers` layers.
   RateControl(std::vector<CodedBlock*> blocks, std::function<std::uint64_t(int layers)> sizeOf)
       : blocks_(std::move(blocks)), sizeOf_(std::move(sizeOf)) {}
 
   void takeAll(int layer);
-  // As much as has room in `most` bytes. False where not even an empty layer has.
-  bool fill(int layer, std::uint64_t most);
+  // Takes as much as fits into a file of `maxSize` bytes. False if not even an empty layer fits.
+  bool fill(int layer, std::uint64_t maxSize);
 
  private:
   void takeSlope(int layer, double slope);
-  void fillRest(int layer, std::uint64_t most, std::uint64_t size);
+  void fillRest(int layer, std::uint64_t maxSize, std::uint64_t size);
   std::pair<double, double> slopes() const;
 
   std::vector<CodedBlock*> blocks_;

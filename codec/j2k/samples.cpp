@@ -1,3 +1,4 @@
+// Loads and stores the rows of a tile, with level shift, fixed point and component transforms.
 #include "j2k/samples.h"
 
 #include <algorithm>
@@ -27,21 +28,21 @@ void loadRow(const Component& c, const Window& window, int y, int count, int shi
 }
 
 template <class To>
-void storeRow(const std::int32_t* from, int count, int shift, std::int32_t least, std::int32_t most, int pixelStep,
+void storeRow(const std::int32_t* from, int count, int shift, std::int32_t min, std::int32_t max, int pixelStep,
               To* to) {
   for (int x = 0; x < count; ++x)
-    to[std::ptrdiff_t{x} * pixelStep] = static_cast<To>(std::clamp(from[x], least - shift, most - shift) + shift);
+    to[std::ptrdiff_t{x} * pixelStep] = static_cast<To>(std::clamp(from[x], min - shift, max - shift) + shift);
 }
 
 void storeRow(const std::int32_t* from, const TileComponent& tc, const Component& c, const Window& window, int y,
               int count) {
   const std::ptrdiff_t first = std::ptrdiff_t{window.x} * c.pixelStep;
   const int shift = levelShift(tc);
-  c.wide ? storeRow(from, count, shift, c.least(), c.most(), c.pixelStep, c.numbers(window.y + y) + first)
-         : storeRow(from, count, shift, c.least(), c.most(), c.pixelStep, c.bytes(window.y + y) + first);
+  c.wide ? storeRow(from, count, shift, c.minValue(), c.maxValue(), c.pixelStep, c.numbers(window.y + y) + first)
+         : storeRow(from, count, shift, c.minValue(), c.maxValue(), c.pixelStep, c.bytes(window.y + y) + first);
 }
 
-// Fixed point and single precision; the same memory holds both.
+// Between fixed point and single precision, in place.
 void toFixed(float* values, int count, float scale) {
   for (int x = 0; x < count; ++x) {
     const float value = values[x] * scale;
@@ -55,11 +56,11 @@ void toFloat(std::int32_t* values, int count, float scale) {
     std::memcpy(values + x, &value, 4);
   }
 }
-// To the nearest whole number.
+// To the nearest integer.
 void toWhole(float* values, int count) {
-  constexpr float kMost = 1 << 30;
+  constexpr float kMaxValue = 1 << 30;
   for (int x = 0; x < count; ++x) {
-    const float value = std::clamp(values[x], -kMost, kMost);
+    const float value = std::clamp(values[x], -kMaxValue, kMaxValue);
     const std::int32_t whole = static_cast<std::int32_t>(value < 0 ? value - 0.5f : value + 0.5f);
     std::memcpy(values + x, &whole, 4);
   }
@@ -84,7 +85,7 @@ void transformRow(std::span<Plane> planes, bool reversible, bool forward, int y)
   }
 }
 
-// Calls work(y) for the rows of the highest plane.
+// Calls work(y) for every row of the tallest plane.
 template <class Work>
 void forEachRow(std::span<Plane> planes, int threads, const Work& work) {
   constexpr int kRowsOfATask = 64;

@@ -1,4 +1,4 @@
-// Between the samples of a picture and the planes of a tile: level shift and component transforms.
+// Converts between the samples of a picture and the planes of a tile: level shift and component transforms.
 #pragma once
 
 #include <span>
@@ -10,16 +10,16 @@
 
 namespace moxj::j2k {
 
-// Where a tile's samples lie in the picture's components.
+// The position of a tile in the components of the picture.
 struct Window {
   int x = 0, y = 0;
 };
 
-// Fills the planes of a tile with samples; the irreversible ones with fraction bits (wavelet.h).
+// Fills the planes of a tile with samples; those of the irreversible transform get fraction bits (wavelet.h).
 void loadTile(const Image& image, const Tile& tile, std::span<const Window> windows, std::span<Plane> planes,
               int threads);
 
-// The other way round; the planes are used up.
+// The inverse of loadTile(). Overwrites the planes.
 void storeTile(std::span<Plane> planes, const Tile& tile, std::span<const Window> windows, const Image& image,
                int threads);
 

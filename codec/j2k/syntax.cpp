@@ -1,3 +1,4 @@
+// Main header, tile-part headers and packed packet headers.
 #include "j2k/syntax.h"
 
 #include <algorithm>
@@ -24,7 +25,7 @@ constexpr Name kNames[] = {
     {marker::eoc, "EOC"},
 };
 
-constexpr std::size_t kMostProgressions = 255;  // each costs a walk over all precincts
+constexpr std::size_t kMaxProgressions = 255;  // each costs a walk over all precincts, so the number is limited
 
 int wordAt(ByteSpan bytes, std::size_t at) { return at + 2 <= bytes.size() ? bytes[at] << 8 | bytes[at + 1] : -1; }
 
@@ -32,7 +33,7 @@ int wordAt(ByteSpan bytes, std::size_t at) { return at + 2 <= bytes.size() ? byt
 
 Siz parseSiz(ByteSpan body) {
   ByteReader in(body, "SIZ");
-  in.u16();  // capabilities: markers tell what is needed
+  in.u16();  // capabilities: the marker segments show what is needed
   Siz siz;
   siz.image.x1 = in.u32();
   siz.image.y1 = in.u32();
@@ -43,8 +44,8 @@ Siz parseSiz(ByteSpan body) {
   siz.tileX0 = in.u32();
   siz.tileY0 = in.u32();
   const int components = in.u16();
-  if (components == 0 || components > kMostComponents) refuse("SIZ has no sensible number of components");
-  if (siz.image.empty()) refuse("a picture without pixels");
+  if (components == 0 || components > kMaxComponents) refuse("SIZ has an invalid number of components");
+  if (siz.image.empty()) refuse("the picture has no pixels");
   if (siz.image.x1 > INT_MAX || siz.image.y1 > INT_MAX)
     throw Failure(ExitStatus::limit, "the picture is too wide or too high");
   if (siz.tileWidth == 0 || siz.tileHeight == 0 || siz.tileX0 > siz.image.x0 || siz.tileY0 > siz.image.y0 ||
@@ -58,7 +59,7 @@ Siz parseSiz(ByteSpan body) {
     size.isSigned = depth >> 7;
     size.dx = in.u8();
     size.dy = in.u8();
-    if (size.dx == 0 || size.dy == 0) refuse("SIZ has a component without samples");
+    if (size.dx == 0 || size.dy == 0) refuse("SIZ has a component with a sub-sampling factor of 0");
     if (size.bits > 38) refuse("SIZ has a component of " + std::to_string(size.bits) + " bits");
     siz.components.push_back(size);
   }
@@ -72,12 +73,12 @@ CodingStyle parseStyle(ByteReader& in, bool ownPrecincts) {
   const int width = in.u8(), height = in.u8();
   style.modes = in.u8();
   const int transform = in.u8();
-  if (style.levels > kMostLevels) refuse("more than 32 decomposition levels");
-  if (width > 8 || height > 8 || width + height > 8) refuse("code-blocks of a size that the standard does not allow");
+  if (style.levels > kMaxLevels) refuse("more than 32 decomposition levels");
+  if (width > 8 || height > 8 || width + height > 8) refuse("invalid code-block size");
   style.blockWidthLog = width + 2;
   style.blockHeightLog = height + 2;
   if (style.modes & 0x40) refuse("high-throughput block coding (ISO/IEC 15444-15) is not supported");
-  if (style.modes & ~allModes) refuse("an unknown code-block style");
+  if (style.modes & ~allModes) refuse("unknown code-block style");
   if (transform > 1) refuse("wavelets other than 9/7 and 5/3 (ISO/IEC 15444-2) are not supported");
   style.reversible = transform == 1;
   if (ownPrecincts)
@@ -91,14 +92,14 @@ Quantisation parseQuantisation(ByteReader& in) {
   const int style = in.u8();
   quantisation.guardBits = style >> 5;
   const int kind = style & 31;
-  if (kind > 2) refuse("an unknown kind of quantisation");
+  if (kind > 2) refuse("unknown quantisation style");
   quantisation.kind = static_cast<Quantisation::Kind>(kind);
   if (kind == Quantisation::none) {
-    for (std::size_t i = 0; in.left() >= 1 && i < kMostBands; ++i)
+    for (std::size_t i = 0; in.left() >= 1 && i < kMaxBands; ++i)
       quantisation.steps[i] = static_cast<std::uint16_t>((in.u8() >> 3) << 11);
   } else {
     if (in.left() < 2) refuse("QCD ends early");
-    for (std::size_t i = 0; in.left() >= 2 && i < kMostBands; ++i)
+    for (std::size_t i = 0; in.left() >= 2 && i < kMaxBands; ++i)
       quantisation.steps[i] = static_cast<std::uint16_t>(in.u16());
   }
   return quantisation;
@@ -119,70 +120,69 @@ void parsePoc(ByteSpan body, const Siz& siz, std::vector<Progression>& progressi
     p.endLayer = in.u16();
     p.endResolution = in.u8();
     p.endComponent = static_cast<int>(in.number(size));
-    if (p.endComponent == 0) p.endComponent = size == 1 ? 256 : kMostComponents;
+    if (p.endComponent == 0) p.endComponent = size == 1 ? 256 : kMaxComponents;
     const int order = in.u8();
-    if (order > 4) refuse("an unknown progression order");
+    if (order > 4) refuse("unknown progression order");
     p.order = static_cast<Order>(order);
     progressions.push_back(p);
-    if (progressions.size() > kMostProgressions) refuse("more than 255 changes of progression");
+    if (progressions.size() > kMaxProgressions) refuse("more than 255 progression order changes");
   }
 }
 
-// Takes the segments of a header into the parameters: what holds for all components first, whatever their order.
+// Applies the marker segments of a header to the parameters. Those for all components come first, whatever the order in
+// the header.
 class ParamsReader {
  public:
   ParamsReader(const Siz& siz, TileParams& params) : siz_(siz), params_(params) {}
 
-  void take(const std::vector<MarkerSegment>& header) {
+  void apply(const std::vector<MarkerSegment>& header) {
     for (const MarkerSegment& segment : header) {
-      if (segment.marker == marker::cod) takeCod(segment.body);
-      if (segment.marker == marker::qcd) takeQcd(segment.body);
+      if (segment.marker == marker::cod) applyCod(segment.body);
+      if (segment.marker == marker::qcd) applyQcd(segment.body);
     }
     for (const MarkerSegment& segment : header) {
-      if (segment.marker == marker::coc) takeCoc(segment.body);
-      if (segment.marker == marker::qcc) takeQcc(segment.body);
-      if (segment.marker == marker::rgn) takeRgn(segment.body);
+      if (segment.marker == marker::coc) applyCoc(segment.body);
+      if (segment.marker == marker::qcc) applyQcc(segment.body);
+      if (segment.marker == marker::rgn) applyRgn(segment.body);
     }
   }
 
  private:
-  void takeCod(ByteSpan body) {
+  void applyCod(ByteSpan body) {
     ByteReader in(body, "COD");
     const int style = in.u8();
     const int order = in.u8();
-    if (order > 4) refuse("an unknown progression order");
+    if (order > 4) refuse("unknown progression order");
     params_.style.order = static_cast<Order>(order);
     params_.style.layers = in.u16();
     const int transform = in.u8();
     if (params_.style.layers == 0) refuse("COD has no layers");
     if (transform > 1) refuse("component transforms of ISO/IEC 15444-2 are not supported");
     params_.style.transform = transform == 1;
-    params_.style.sop = style & 2;
-    params_.style.eph = style & 4;
     params_.coding.assign(siz_.components.size(), parseStyle(in, style & 1));
   }
-  void takeQcd(ByteSpan body) {
+  void applyQcd(ByteSpan body) {
     ByteReader in(body, "QCD");
     params_.quantisation.assign(siz_.components.size(), parseQuantisation(in));
   }
-  void takeCoc(ByteSpan body) {
+  void applyCoc(ByteSpan body) {
     ByteReader in(body, "COC");
     const int component = parseComponent(in, siz_);
     if (component < 0) return;
     const int style = in.u8();
     params_.coding[static_cast<std::size_t>(component)] = parseStyle(in, style & 1);
   }
-  void takeQcc(ByteSpan body) {
+  void applyQcc(ByteSpan body) {
     ByteReader in(body, "QCC");
     const int component = parseComponent(in, siz_);
     if (component >= 0) params_.quantisation[static_cast<std::size_t>(component)] = parseQuantisation(in);
   }
-  void takeRgn(ByteSpan body) {
+  void applyRgn(ByteSpan body) {
     ByteReader in(body, "RGN");
     const int component = parseComponent(in, siz_);
-    if (in.u8() != 0) refuse("a region of interest of an unknown kind");
+    if (in.u8() != 0) refuse("unknown region of interest style");
     const int shift = in.u8();
-    if (shift > 37) refuse("a region of interest that is shifted too far");
+    if (shift > 37) refuse("the shift of a region of interest is above 37");
     if (component >= 0) params_.shift[static_cast<std::size_t>(component)] = shift;
   }
 
@@ -197,7 +197,7 @@ class Parser {
   explicit Parser(ByteSpan bytes) : bytes_(bytes) {}
 
   Codestream run() {
-    if (wordAt(bytes_, 0) != marker::soc) refuse("no JPEG 2000 codestream");
+    if (wordAt(bytes_, 0) != marker::soc) refuse("not a JPEG 2000 codestream");
     at_ = 2;
     readMainHeader();
     readTileParts();
@@ -205,7 +205,7 @@ class Parser {
   }
 
  private:
-  // The next segment with a length; nothing where the bytes do not hold it.
+  // The next marker segment, or nothing if the bytes do not contain it.
   std::optional<MarkerSegment> segment() {
     const int marker = wordAt(bytes_, at_), length = wordAt(bytes_, at_ + 2);
     if (marker < 0xFF00 || length < 2 || at_ + 2 + static_cast<std::size_t>(length) > bytes_.size())
@@ -229,7 +229,7 @@ class Parser {
     }
     if (!hasCod || !hasQcd) refuse("the main header has no COD or no QCD");
     stream_.params.shift.assign(stream_.siz.components.size(), 0);
-    ParamsReader(stream_.siz, stream_.params).take(stream_.header);
+    ParamsReader(stream_.siz, stream_.params).apply(stream_.header);
     for (const MarkerSegment& found : stream_.header)
       if (found.marker == marker::poc) parsePoc(found.body, stream_.siz, stream_.params.progressions);
   }
@@ -247,7 +247,7 @@ class Parser {
       if (next < 0)
         stream_.problem = "the file ends without an EOC marker";
       else if (next != marker::sot)
-        stream_.problem = "something else stands where a tile-part should begin";
+        stream_.problem = "a tile-part does not begin with SOT";
       else
         readTilePart();
     }
@@ -263,7 +263,7 @@ class Parser {
     const std::size_t length = in.u32();
     part.number = in.u8();
     part.of = in.u8();
-    if (part.tile >= stream_.siz.tiles()) return void(stream_.problem = "a tile-part of a tile that is not there");
+    if (part.tile >= stream_.siz.tiles()) return void(stream_.problem = "a tile-part belongs to no tile");
     while (wordAt(bytes_, at_) != marker::sod) {
       const std::optional<MarkerSegment> found = segment();
       if (!found) return void(stream_.problem = "the file ends in the header of a tile-part");
@@ -274,7 +274,7 @@ class Parser {
     if (length == 0) end = wordAt(bytes_, bytes_.size() - 2) == marker::eoc ? bytes_.size() - 2 : bytes_.size();
     if (length != 0 && (length < at_ - part.offset || length > bytes_.size() - part.offset)) {
       stream_.problem =
-          length < at_ - part.offset ? "a tile-part that is shorter than its header" : "the file ends in a tile-part";
+          length < at_ - part.offset ? "a tile-part is shorter than its header" : "the file ends in a tile-part";
       end = bytes_.size();
     }
     part.length = end - part.offset;
@@ -288,7 +288,7 @@ class Parser {
   Codestream stream_;
 };
 
-// The bodies of PPM or PPT segments one after the other, in the order of their numbers.
+// Concatenates the bodies of PPM or PPT segments in the order of their indices.
 std::vector<std::uint8_t> joined(std::vector<ByteSpan> bodies) {
   std::stable_sort(bodies.begin(), bodies.end(), [](ByteSpan a, ByteSpan b) { return a[0] < b[0]; });
   std::vector<std::uint8_t> all;
@@ -317,7 +317,7 @@ TileParts sortParts(const Codestream& codestream) {
   std::vector<ByteSpan> bodies;
   addBodies(codestream.header, marker::ppm, bodies);
   sorted.packed = joined(std::move(bodies));
-  // Each tile-part's headers follow their length, in the order of the codestream.
+  // For each tile-part, in the order of the codestream: the length of its packet headers, then the headers.
   ByteReader in(sorted.packed, "PPM");
   for (const TilePart& part : codestream.parts) {
     if (in.left() < 4) break;
@@ -331,7 +331,7 @@ TileParams paramsOf(const Codestream& codestream, const std::vector<const TilePa
   TileParams params = codestream.params;
   std::vector<Progression> progressions;
   for (const TilePart* part : parts) {
-    ParamsReader(codestream.siz, params).take(part->header);
+    ParamsReader(codestream.siz, params).apply(part->header);
     for (const MarkerSegment& segment : part->header)
       if (segment.marker == marker::poc) parsePoc(segment.body, codestream.siz, progressions);
   }

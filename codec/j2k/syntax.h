@@ -1,4 +1,4 @@
-// The markers of a codestream (Annex A), from SOC to EOC.
+// Parses the marker segments of a codestream (Annex A), from SOC to EOC.
 #pragma once
 
 #include <cstdint>
@@ -53,20 +53,19 @@ struct TilePart {
   ByteSpan body;
 };
 
-// A codestream as far as it can be followed.
+// A codestream, as far as it can be parsed.
 struct Codestream {
   Siz siz;
-  std::vector<MarkerSegment> header;  // the main one, from SIZ on
-  TileParams params;                  // as the main header has them
+  std::vector<MarkerSegment> header;  // the main header, from SIZ on
+  TileParams params;                  // from the main header
   std::vector<TilePart> parts;
-  std::string problem;  // why it could not be followed to its end; empty if it could
+  std::string problem;  // why it could not be parsed to its end; empty if it could
 };
 
-// Throws Failure (refused) for what is no codestream, has a main header that cannot be read, or is of a kind that is
-// not supported.
+// Throws Failure (refused) if this is not a codestream, its main header cannot be read, or its kind is not supported.
 Codestream parseCodestream(ByteSpan bytes);
 
-// The tile-parts of each tile, and the packet headers that stand in the main header for each tile-part.
+// The tile-parts of each tile, and the packet headers for each tile-part that are packed in the main header (PPM).
 struct TileParts {
   std::map<int, std::vector<const TilePart*>> of;
   std::map<const TilePart*, ByteSpan> packedHeaders;
@@ -74,7 +73,7 @@ struct TileParts {
 };
 TileParts sortParts(const Codestream& codestream);
 
-// The parameters and the packets of a tile. Throws Failure (refused) where a header cannot be read.
+// The parameters and the packets of a tile. Throws Failure (refused) if a header cannot be read.
 TileParams paramsOf(const Codestream& codestream, const std::vector<const TilePart*>& parts);
 PacketSource packetsOf(const TileParts& parts, const std::vector<const TilePart*>& ofTile);
 

@@ -1,4 +1,4 @@
-// Tag trees (B.10.2): a value for each code-block of a precinct, coded as how far it exceeds the least of its
+// Tag trees (B.10.2): code a value for each code-block of a precinct by its excess over the minimum of its
 // neighbourhood.
 #pragma once
 
@@ -14,8 +14,8 @@ class TagTree {
   TagTree() = default;
   TagTree(int width, int height);
 
-  // How many nodes a tree has at most: a level has a quarter of the nodes below it, rounded up in both directions.
-  static std::uint64_t mostNodes(std::uint64_t width, std::uint64_t height) {
+  // The number of nodes: each level has half the width and half the height of the level below, rounded up.
+  static std::uint64_t maxNodes(std::uint64_t width, std::uint64_t height) {
     std::uint64_t nodes = width * height;
     while (width * height > 1) {
       width = (width + 1) / 2;
@@ -25,16 +25,16 @@ class TagTree {
     return nodes;
   }
 
-  // Encoder: the values of all leaves, then make() once.
+  // Encoder: set the values of all leaves, then call make() once.
   void set(int leaf, int value) { nodes_[static_cast<std::size_t>(leaf)].value = value; }
   void make();
 
-  // For other values.
+  // Encoder: prepares the tree for other values.
   void clear() {
     for (Node& node : nodes_) node.value = INT_MAX, node.low = 0, node.known = false;
   }
 
-  // Codes whether the leaf's value is below the threshold. `put(bit)` takes a bit.
+  // Codes whether the value of the leaf is below the threshold. Writes bits with put(bit).
   template <class Put>
   void encode(int leaf, int threshold, const Put& put) {
     int low = 0;
@@ -50,7 +50,7 @@ class TagTree {
     });
   }
 
-  // Whether the leaf's value is below the threshold. `bit()` gives a bit.
+  // Decodes whether the value of the leaf is below the threshold. Reads bits with bit().
   template <class Bit>
   bool decode(int leaf, int threshold, const Bit& bit) {
     int low = 0;
@@ -70,26 +70,26 @@ class TagTree {
   struct Node {
     int parent = -1;
     int value = INT_MAX;
-    int low = 0;  // what the value is known to reach
+    int low = 0;  // known lower bound of the value
     bool known = false;
   };
 
   // From the root to the leaf.
   template <class Visit>
   void walk(int leaf, const Visit& visit) {
-    int path[kMostDepth];
+    int path[kMaxDepth];
     int depth = 0;
     for (int node = leaf; node >= 0; node = nodes_[static_cast<std::size_t>(node)].parent) path[depth++] = node;
     while (depth > 0) visit(nodes_[static_cast<std::size_t>(path[--depth])]);
   }
 
-  static constexpr int kMostDepth = 33;  // of a tree that is 2^31 wide
+  static constexpr int kMaxDepth = 33;  // of a tree of width 2^31
   std::vector<Node> nodes_;
 };
 
 inline TagTree::TagTree(int width, int height) {
   if (width <= 0 || height <= 0) return;
-  nodes_.resize(mostNodes(static_cast<std::uint64_t>(width), static_cast<std::uint64_t>(height)));
+  nodes_.resize(maxNodes(static_cast<std::uint64_t>(width), static_cast<std::uint64_t>(height)));
   std::size_t at = 0;
   while (std::int64_t{width} * height > 1) {
     const std::size_t above = at + static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
@@ -102,7 +102,7 @@ inline TagTree::TagTree(int width, int height) {
 }
 
 inline void TagTree::make() {
-  // Parents stand behind their children.
+  // Parents come after their children.
   for (const Node& node : nodes_) {
     if (node.parent < 0) continue;
     Node& parent = nodes_[static_cast<std::size_t>(node.parent)];

@@ -1,4 +1,4 @@
-// Work in a fixed order on some threads: each takes the next piece that nobody has.
+// Runs a list of tasks on several threads: each thread takes the next task in the order of the list.
 #pragma once
 
 #include <atomic>
@@ -10,8 +10,8 @@
 
 namespace moxj::j2k {
 
-// Calls work(worker, index) for each index below count, workers numbered from 0. The first exception is thrown again
-// when all workers have ended. A piece may wait for earlier ones.
+// Calls work(worker, index) for each index below `count`; workers are numbered from 0. A task may wait for earlier
+// ones. The first exception is rethrown when all workers have finished.
 template <class Work>
 void forEachTask(std::size_t count, int threads, const Work& work) {
   std::atomic<std::size_t> next = 0;
@@ -36,7 +36,7 @@ void forEachTask(std::size_t count, int threads, const Work& work) {
   if (failure) std::rethrow_exception(failure);
 }
 
-// Counts down; whoever waits goes on when nothing is left.
+// A counter that threads can wait on until it reaches 0.
 class Countdown {
  public:
   void set(std::size_t count) { left_ = count; }

@@ -1,3 +1,4 @@
+// Computes the geometry of a tile: bands, precincts and code-blocks (Annex B), and their quantiser steps (Annex E).
 #include "j2k/tile.h"
 
 #include <algorithm>
@@ -9,10 +10,10 @@ namespace moxj::j2k {
 
 namespace {
 
-// log2 of the gain of a band's nominal range (Table E.1).
+// log2 of the gain of a band (Table E.1).
 int gainOf(Orientation orientation) { return orientation == ll ? 0 : orientation == hh ? 2 : 1; }
 
-// The region of a band, `levels` decompositions down (B-15).
+// The area of a band after `levels` decompositions (B-15).
 Rect bandRect(const Rect& rect, Orientation orientation, int levels) {
   if (levels == 0) return rect;
   const Coord half = Coord{1} << (levels - 1);
@@ -26,7 +27,7 @@ Rect intersection(const Rect& a, const Rect& b) {
   return {std::max(a.x0, b.x0), std::max(a.y0, b.y0), std::min(a.x1, b.x1), std::min(a.y1, b.y1)};
 }
 
-// Lays out a component; the number of what it makes is counted first.
+// Lays out a component. Charges the budget before each allocation.
 class ComponentMaker {
  public:
   ComponentMaker(TileComponent& component, const Quantisation& quantisation, Budget& budget)
@@ -46,7 +47,7 @@ class ComponentMaker {
     resolution.precinctWidthLog = component_.coding.precincts[static_cast<std::size_t>(r)] & 15;
     resolution.precinctHeightLog = component_.coding.precincts[static_cast<std::size_t>(r)] >> 4;
     if (r > 0 && (resolution.precinctWidthLog == 0 || resolution.precinctHeightLog == 0))
-      refuse("precincts of 1 in a resolution above the lowest");
+      refuse("precincts of size 1 above the lowest resolution");
     for (int o = r == 0 ? ll : hl; o <= (r == 0 ? ll : hh); ++o) makeBand(r, static_cast<Orientation>(o));
     if (resolution.rect.empty()) return;
     resolution.precinctsWide = ceilShift(resolution.rect.x1, resolution.precinctWidthLog) -
@@ -54,7 +55,7 @@ class ComponentMaker {
     resolution.precinctsHigh = ceilShift(resolution.rect.y1, resolution.precinctHeightLog) -
                                (resolution.rect.y0 >> resolution.precinctHeightLog);
     const auto count = static_cast<std::uint64_t>(resolution.precinctsWide * resolution.precinctsHigh);
-    budget_.take(count, sizeof(Precinct) + resolution.bands.size() * sizeof(PrecinctBand));
+    budget_.charge(count, sizeof(Precinct) + resolution.bands.size() * sizeof(PrecinctBand));
     resolution.precincts.resize(count);
     for (Coord p = 0; p < static_cast<Coord>(count); ++p) makePrecinct(r, p);
   }
@@ -82,7 +83,7 @@ class ComponentMaker {
     Resolution& resolution = component_.resolutions[static_cast<std::size_t>(r)];
     const Coord px = (resolution.rect.x0 >> resolution.precinctWidthLog) + number % resolution.precinctsWide;
     const Coord py = (resolution.rect.y0 >> resolution.precinctHeightLog) + number / resolution.precinctsWide;
-    // A band's precincts are half as large as those of its resolution, but for the lowest.
+    // Except in the lowest resolution, the precincts of a band are half as large as those of the resolution.
     const int wide = resolution.precinctWidthLog - (r > 0), high = resolution.precinctHeightLog - (r > 0);
     Precinct& precinct = resolution.precincts[static_cast<std::size_t>(number)];
     for (int b = 0; b < static_cast<int>(resolution.bands.size()); ++b) {
@@ -101,8 +102,8 @@ class ComponentMaker {
     const auto blocksWide = static_cast<std::uint64_t>(ceilShift(part.x1, w) - bx);
     const auto blocksHigh = static_cast<std::uint64_t>(ceilShift(part.y1, h) - by);
     constexpr std::uint64_t kTreeNode = 16;
-    budget_.take(blocksWide * blocksHigh, sizeof(Block));
-    budget_.take(TagTree::mostNodes(blocksWide, blocksHigh), 2 * kTreeNode);
+    budget_.charge(blocksWide * blocksHigh, sizeof(Block));
+    budget_.charge(TagTree::maxNodes(blocksWide, blocksHigh), 2 * kTreeNode);
     made.blocksWide = static_cast<int>(blocksWide);
     made.blocksHigh = static_cast<int>(blocksHigh);
     made.inclusion = TagTree(made.blocksWide, made.blocksHigh);
@@ -147,7 +148,7 @@ Step stepOf(const Quantisation& quantisation, int bandIndex, int resolution) {
     const int step = quantisation.steps[static_cast<std::size_t>(bandIndex)];
     return {step >> 11, step & 2047};
   }
-  // Only the step of LL is given; the others' exponents follow from their levels (E-5).
+  // Only the step of LL is given; the exponents of the other bands follow from their levels (E-5).
   const int step = quantisation.steps[0];
   return {std::max(0, (step >> 11) - (resolution > 0 ? resolution - 1 : 0)), step & 2047};
 }
@@ -158,7 +159,7 @@ Tile makeTile(const Siz& siz, const TileParams& params, Coord index, Budget& bud
   tile.style = params.style;
   tile.progressions = params.progressions;
   if (tile.progressions.empty()) tile.progressions.push_back({.order = params.style.order});
-  budget.take(siz.components.size(), sizeof(TileComponent));
+  budget.charge(siz.components.size(), sizeof(TileComponent));
   tile.components.resize(siz.components.size());
   for (std::size_t c = 0; c < siz.components.size(); ++c) {
     TileComponent& component = tile.components[c];

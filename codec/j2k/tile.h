@@ -1,8 +1,10 @@
-// The parts of a tile: components, resolutions, sub-bands, precincts and code-blocks (Annex B).
+// The structure of a tile: components, resolutions, sub-bands, precincts and code-blocks (Annex B).
 //
-// A component's coefficients lie in one plane, in the order that the in-place wavelet leaves: each resolution but the
-// lowest has its LL band, which is the resolution below, in the upper left corner, HL right of it, LH below it and HH
-// in the remaining corner.
+// The coefficients of a component lie in one plane, arranged as the in-place wavelet transform leaves them. Every
+// resolution but the lowest consists of
+//
+//   LL  HL      where LL is the next lower resolution.
+//   LH  HH
 #pragma once
 
 #include <cstdint>
@@ -30,12 +32,12 @@ struct CodewordSegment {
 struct Block {
   std::int32_t x = 0, y = 0;  // in the plane
   std::int16_t width = 0, height = 0;
-  // The state of the packet headers.
+  // State of the packet headers.
   bool included = false;
   std::int8_t lengthBits = 3;  // Lblock
   std::int16_t zeroPlanes = 0;
   std::int16_t passes = 0;
-  // Decoder: the data so far. The last segment may be open for more passes.
+  // Decoder: the data so far. More passes may be added to the last segment.
   std::vector<CodewordSegment> segments;
   std::vector<Chunk> chunks;
   // Encoder.
@@ -46,16 +48,16 @@ enum Orientation : int { ll = 0, hl = 1, lh = 2, hh = 3 };
 
 struct Band {
   Orientation orientation = ll;
-  int index = 0;                        // in the quantisation's steps
-  Rect rect;                            // in the band's own coordinates
+  int index = 0;                        // in Quantisation::steps
+  Rect rect;                            // in the coordinates of the band
   std::int32_t planeX = 0, planeY = 0;  // of its upper left corner
-  int bitPlanes = 0;                    // Mb: the most that a coefficient's magnitude can have
+  int bitPlanes = 0;                    // Mb: maximum number of magnitude bits
   double step = 1;                      // quantiser step
 };
 
 // The code-blocks of one band in one precinct.
 struct PrecinctBand {
-  int band = 0;  // of the resolution's
+  int band = 0;  // index in Resolution::bands
   int blocksWide = 0, blocksHigh = 0;
   TagTree inclusion, zeroPlanes;
   std::vector<Block> blocks;
@@ -86,21 +88,23 @@ struct TileComponent {
 struct Tile {
   Rect rect;
   TileStyle style;
-  std::vector<Progression> progressions;  // one at least
+  std::vector<Progression> progressions;  // at least one
   std::vector<TileComponent> components;
 };
 
-// Rows and columns of a tile on the reference grid.
+// The area of a tile on the reference grid.
 Rect tileRect(const Siz& siz, Coord index);
 
-// The tile-component of a component; `levels` are taken off (sizes of a reduced picture).
+// An area of the reference grid in the samples of a component.
 Rect componentRect(const Rect& grid, const ComponentSize& component);
+
+// The same area with `levels` resolution levels skipped.
 Rect reducedRect(const Rect& rect, int levels);
 
-// Throws Failure: limit where the budget does not allow for it, refused for what the reader has no code for.
+// Throws Failure: limit if the tile exceeds the budget, refused if it is not supported.
 Tile makeTile(const Siz& siz, const TileParams& params, Coord index, Budget& budget);
 
-// The exponent and the mantissa of a band's step.
+// The exponent and the mantissa of the quantiser step of a band.
 struct Step {
   int exponent, mantissa;
 };

@@ -1,3 +1,4 @@
+// Runs the library's transforms level by level on the plane of a tile-component.
 #include "j2k/wavelet.h"
 
 #include <functional>
@@ -17,7 +18,7 @@ Bytes bufferFor(const MoxRect& rect, bool reversible) {
   int32_t size = 0;
   require(reversible ? moxiWTGetBufSize_B53_JPEG2K_32s_C1IR(&rect, &size)
                      : moxiWTGetBufSize_D97_JPEG2K_32s_C1IR(&rect, &size),
-          "a wavelet's buffer size");
+          "the buffer size of a wavelet transform");
   return Bytes(static_cast<std::size_t>(size) + 1);
 }
 

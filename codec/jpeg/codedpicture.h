@@ -1,4 +1,4 @@
-// A picture as a file has it: coefficients, and what stands beside them.
+// A JPEG file decoded up to its quantised coefficients, for transcoding.
 #pragma once
 
 #include <memory>
@@ -14,15 +14,15 @@ namespace moxj::jpeg {
 
 struct CodedPicture {
   Frame frame;
-  std::vector<Steps> steps;  // of each component
+  std::vector<Steps> steps;  // for each component
   std::unique_ptr<Coefficients> coefficients;
   ColourModel model;
-  std::vector<MarkerSegment> segments;  // APPn and COM, within the file
-  std::string warning;                  // as in Decoded: empty where nothing is missing
+  std::vector<MarkerSegment> segments;  // APPn and COM; they point into the file
+  std::string warning;                  // as in Decoded; empty if nothing is missing
   std::vector<std::string> notes;
 };
 
-// As decode(), up to the coefficients.
+// Like decode(), but stops at the coefficients.
 CodedPicture readCoefficients(ByteSpan file, const Limits& limits, const Progress& progress,
                               const DecodeOptions& options);
 

@@ -1,4 +1,4 @@
-// The quantised coefficients of a whole picture, for files whose scans each have a part of them.
+// The quantised coefficients of a whole picture, for files with several scans.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@
 
 namespace moxj::jpeg {
 
-// Blocks are 0 until they are written, and memory is taken only for pages that are.
+// Blocks are 0 until they are written. Memory is used only for pages that are written (calloc).
 class Coefficients {
  public:
   explicit Coefficients(const Frame& frame) {

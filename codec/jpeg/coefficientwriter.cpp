@@ -1,3 +1,4 @@
+// Codes each scan from the stored coefficients: statistics, tables, data.
 #include "jpeg/coefficientwriter.h"
 
 #include <cstring>
@@ -10,9 +11,9 @@ namespace moxj::jpeg {
 
 namespace {
 
-constexpr int kLargestWord = 65535;
+constexpr int kMaxWord = 65535;
 
-// Gives the blocks of a scan to a writer or to statistics.
+// Passes the blocks of a scan to a ScanWriter or a statistics object.
 template <class Sink>
 void walk(const Frame& frame, const ScanHeader& scan, const Coefficients& coefficients, Sink& sink) {
   const ScanGeometry geometry(frame, scan);
@@ -39,7 +40,7 @@ Codes optimalCodes(const Frame& frame, const ScanHeader& scan, const Coefficient
   return band.codes();
 }
 
-// Writes the tables of a scan; those of Annex K only once.
+// Writes the Huffman tables of scans; with `once`, each table only the first time.
 class TableWriter {
  public:
   explicit TableWriter(Writer& writer) : writer_(writer) {}
@@ -67,8 +68,9 @@ class TableWriter {
 
 int RestartInterval::of(int mcusWide) const {
   const std::int64_t mcus = std::int64_t{count} * (inRows ? mcusWide : 1);
-  if (mcus > kLargestWord)
-    throw Failure(ExitStatus::limit, "a restart interval of " + std::to_string(mcus) + " MCUs: JPEG goes up to 65535");
+  if (mcus > kMaxWord)
+    throw Failure(ExitStatus::limit,
+                  "a restart interval of " + std::to_string(mcus) + " MCUs: JPEG allows at most 65535");
   return static_cast<int>(mcus);
 }
 
@@ -97,7 +99,7 @@ void fillMcus(const Frame& frame, Coefficients& coefficients) {
     const FrameComponent& c = frame.components[component];
     for (int y = 0; y < c.paddedHigh; ++y) {
       for (int x = y < c.blocksHigh ? c.blocksWide : 0; x < c.paddedWide; ++x) {
-        // In the order of the stream: to the left within the MCU, or the last block of the row above.
+        // The preceding block in the order of the stream: to the left within the MCU, or the last of the row above.
         const bool first = x % c.horizontal == 0;
         const Mox16s* const before = first ? coefficients.block(component, x + c.horizontal - 1, y - 1)
                                            : coefficients.block(component, x - 1, y);

@@ -1,4 +1,4 @@
-// Writes the scans of a picture whose coefficients are all there.
+// Writes the scans of a picture from its complete coefficients.
 #pragma once
 
 #include <vector>
@@ -11,8 +11,8 @@
 namespace moxj::jpeg {
 
 struct RestartInterval {
-  int count = 0;        // 0 none, in MCUs ...
-  bool inRows = false;  // ... or in MCU rows, of each scan
+  int count = 0;        // 0: none
+  bool inRows = false;  // the unit is the MCU row of each scan instead of the MCU
 
   // In MCUs. Throws Failure (limit) above 65535.
   int of(int mcusWide) const;
@@ -20,17 +20,17 @@ struct RestartInterval {
 
 struct Coding {
   std::vector<ScanHeader> scans;
-  bool optimal = false;  // tables of their own for each scan, without which they are those of Annex K; progressive
-                         // scans always have their own
+  bool optimal = false;  // optimal tables for each scan; progressive scans always have them, others those of Annex K
   RestartInterval restart;
 };
 
-// From the tables of the first scan to the data of the last. Blocks that only fill up MCUs are written as they are:
-// fillMcus() is to have been called. The tables of the selectors are 0 and 1.
+// Writes everything from the tables of the first scan to the data of the last. The table selectors of the scans are 0
+// or 1. Padding blocks are written as they are: call fillMcus() first.
 void writeScans(Writer& writer, const Frame& frame, const Coefficients& coefficients, const Coding& coding,
                 const Progress& progress);
 
-// Makes the blocks that only fill up MCUs what costs least: no AC, and the DC coefficient of the block before.
+// Sets the padding blocks, which only complete MCUs at the edges, to what is cheapest to code: no AC coefficients and
+// the DC coefficient of the preceding block.
 void fillMcus(const Frame& frame, Coefficients& coefficients);
 
 }  // namespace moxj::jpeg

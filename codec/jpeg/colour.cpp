@@ -1,3 +1,4 @@
+// Detects the colour model, and converts rows of components to pixels.
 #include "jpeg/colour.h"
 
 #include <algorithm>
@@ -10,8 +11,8 @@ namespace moxj::jpeg {
 
 namespace {
 
-// Adobe's convention, followed by nearly everyone: samples are inverted, 255 is no ink. So ink-free paper is white,
-// and black ink dims the others.
+// Adobe's convention, which nearly all encoders follow: samples are inverted, 255 is no ink. So without ink the paper
+// is white, and black ink dims the other colours.
 std::uint8_t dimmed(int colour, int black) { return static_cast<std::uint8_t>((colour * black + 127) / 255); }
 
 template <class Sample>  // Sample(x, ink)

@@ -1,4 +1,4 @@
-// Which colours the components stand for, and rows of components as grey or RGB pixels.
+// The colour model of a file, and the conversion of its components to grey or RGB pixels.
 #pragma once
 
 #include <cstdint>
@@ -11,15 +11,15 @@ namespace moxj::jpeg {
 
 enum class ColourModel { grey, ycbcr, rgb, cmyk, ycck, unknown };
 
-// As JFIF and Adobe's APP14 segment say. Without either, three components are YCbCr unless their identifiers spell
+// From the JFIF and Adobe (APP14) segments. Without either, three components are YCbCr unless their identifiers spell
 // RGB, and four are CMYK.
 ColourModel colourModelOf(const Frame& frame, const Tables& tables);
 const char* nameOf(ColourModel model);
 
-// Turns a row of each component into a row of a picture.
+// Converts a row of each component to a row of pixels.
 class RowPainter {
  public:
-  // Four inks become RGB, or stay if they are asked for.
+  // Converts CMYK to RGB unless `inks` is set.
   RowPainter(ColourModel model, int width, bool inks = false);
 
   int channels() const { return channels_; }

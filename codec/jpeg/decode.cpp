@@ -1,7 +1,8 @@
-// The reader: follows the segments of a file, decodes its scans and gives as much of the picture as there is.
+// The JPEG decoder: walks through the segments of a file, decodes its scans and produces as much of the picture as
+// possible.
 //
-// Where one scan has all components in full, as in nearly every file, its blocks go straight through the inverse
-// transform and the picture is painted as they come. Otherwise the coefficients of all scans are collected first.
+// If a single scan has all components and coefficients, as in nearly every sequential file, each block is transformed
+// and painted at once. Otherwise the coefficients of all scans are collected first.
 #include <array>
 #include <exception>
 #include <memory>
@@ -25,9 +26,9 @@ namespace moxj::jpeg {
 
 namespace {
 
-// Refuses by name what the reader has no code for.
+// Refuses, by name, the processes and forms that are not supported.
 void requireSupported(const Frame& frame) {
-  const std::string process = processName(frame.process);
+  const std::string process = processAdjective(frame.process);
   if (frame.process > marker::sof3) refuse(process + " JPEG is not supported");
   const bool lossless = frame.process == marker::sof3;
   if (lossless ? frame.precision < 2 || frame.precision > 16 : frame.precision != 8)
@@ -35,7 +36,7 @@ void requireSupported(const Frame& frame) {
   if (frame.components.size() > 4) refuse(std::to_string(frame.components.size()) + " components are not supported");
 }
 
-// Not of 8 bits.
+// Whether 8-bit samples would change the depth.
 bool isDeep(const Frame& frame) { return frame.precision != 8; }
 
 struct CoefficientSink {
@@ -63,7 +64,7 @@ class Decoder {
     return {picture, warning_.empty(), std::move(warning_), std::move(notes_)};
   }
 
-  // The same without loss of depth.
+  // The same, keeping the depth of the file.
   DecodedImage runImage() {
     read();
     const bool both = lossless() && options_.inks && frame_->components.size() == 2;
@@ -79,7 +80,7 @@ class Decoder {
     CodedPicture coded{*frame_, {}, std::move(coefficients_), colourModelOf(*frame_, tables_), std::move(kept_),
                        {},      {}};
     for (std::size_t i = 0; i < frame_->components.size(); ++i) {
-      if (!read_[i].read) read_[i].steps.fill(1);  // there is nothing to be quantised
+      if (!read_[i].read) read_[i].steps.fill(1);  // any table will do: all coefficients are 0
       coded.steps.push_back(read_[i].steps);
     }
     coded.warning = std::move(warning_);
@@ -102,7 +103,7 @@ class Decoder {
   void readScan(const MarkerSegment& segment);
   void checkScan(const ScanHeader& scan);
   void readLossless(const ScanHeader& scan, std::size_t offset);
-  void ended(const EntropyReader& reader, std::size_t end);
+  void finishScan(const EntropyReader& reader, std::size_t end);
   void collect(ScanReader& reader, const ScanHeader& scan, std::size_t offset);
   std::unique_ptr<Painter> makePainter() const;
   Picture paintBlocks();
@@ -133,13 +134,13 @@ class Decoder {
   std::optional<Frame> frame_;
   struct ReadComponent {
     bool read = false;
-    Steps steps{};    // as they were at its scan
-    int mcuRows = 0;  // of the frame, that have blocks of it
+    Steps steps{};    // as defined at its first scan
+    int mcuRows = 0;  // MCU rows of the frame with decoded blocks
   };
   std::array<ReadComponent, 4> read_;
   Progression progression_;
   int scans_ = 0;
-  bool ended_ = false;  // by an EOI marker
+  bool hasEoi_ = false;
   std::unique_ptr<Coefficients> coefficients_;
   std::unique_ptr<Painter> painter_;
   std::optional<std::vector<SamplePlane>> planes_;  // of a lossless frame
@@ -157,30 +158,30 @@ void Decoder::readSegments() {
       readScan(*segment);
       if (painter_) break;
     } else if (segment->marker == marker::eoi) {
-      ended_ = true;
+      hasEoi_ = true;
       break;
     } else if (segment->marker == marker::dhp || segment->marker == marker::exp) {
       refuse("hierarchical JPEG is not supported");
     } else if (segment->marker == marker::dac) {
       refuse("arithmetic coding is not supported");
     } else if (segment->marker == marker::soi) {
-      refuse("an SOI marker within the picture");
+      refuse("SOI marker inside the picture");
     } else {
       tables_.take(*segment);
       if (keep_ && marker::isKept(segment->marker)) kept_.push_back(*segment);
     }
   }
   if (!frame_) refuse("the file has no frame header");
-  if (!allRead()) damaged("the file ends before all components are there");
-  if (progressive() && !ended_) {
-    // An encoder may leave bits out; without an EOI marker nobody knows that it did.
+  if (!allRead()) damaged("the file ends before all components are present");
+  if (progressive() && !hasEoi_) {
+    // An encoder may omit the lowest bits on purpose; without an EOI marker the scans for them may as well be lost.
     if (!allFinished()) damaged("the file ends before its last scan");
     if (warning_.empty()) notes_.push_back("the file has no EOI marker");
   }
 }
 
 void Decoder::takeFrame(const MarkerSegment& segment) {
-  if (frame_) refuse("more than one frame header");
+  if (frame_) refuse("the file has more than one frame header");
   frame_ = parseFrame(segment);
   requireSupported(*frame_);
   if (frame_->height == 0) {
@@ -193,18 +194,18 @@ void Decoder::takeFrame(const MarkerSegment& segment) {
       ahead.seek(findScanEnd(file_, next->end));
       next = ahead.next();
     }
-    if (!next || next->marker != marker::dnl) refuse("the height of the picture is not given");
+    if (!next || next->marker != marker::dnl) refuse("the file does not give the height of the picture");
     frame_->height = parseLineCount(*next);
   }
   limits_.check(frame_->width, frame_->height);
   // The sampling factors of a lone component have no effect.
   if (frame_->components.size() == 1) frame_->components[0].horizontal = frame_->components[0].vertical = 1;
   frame_->layOut();
-  if (frame_->components.size() == 2) notes_.push_back("two components of unknown meaning, the first is shown as grey");
+  if (frame_->components.size() == 2) notes_.push_back("two components of unknown meaning, the first is used as grey");
 }
 
 void Decoder::readScan(const MarkerSegment& segment) {
-  if (!frame_) refuse("a scan without a frame header");
+  if (!frame_) refuse("a scan comes before the frame header");
   if (++scans_ > options_.maxScans) {
     throw Failure(ExitStatus::limit,
                   "more than the limit of " + std::to_string(options_.maxScans) + " scans (--max-scans)");
@@ -226,10 +227,10 @@ void Decoder::readScan(const MarkerSegment& segment) {
   } else {
     collect(reader, scan, segment.end);
   }
-  ended(reader, segment.end + reader.end());
+  finishScan(reader, segment.end + reader.end());
 }
 
-void Decoder::ended(const EntropyReader& reader, std::size_t end) {
+void Decoder::finishScan(const EntropyReader& reader, std::size_t end) {
   goodMcus_ += reader.goodMcus();
   walker_.seek(end);
   if (!reader.damage().empty()) {
@@ -247,10 +248,10 @@ void Decoder::readLossless(const ScanHeader& scan, std::size_t offset) {
     reader.readRow(*planes_);
     if (row % 64 == 0) report(offset, file_.size());
   }
-  ended(reader, offset + reader.end());
+  finishScan(reader, offset + reader.end());
 }
 
-// Throws Failure where the scan cannot be read; tells the damage where it can, but should not be there.
+// Throws Failure if the scan cannot be decoded; reports a scan that can be decoded but violates the standard.
 void Decoder::checkScan(const ScanHeader& scan) {
   const char* const fault = progressive() ? Progression::fault(scan) : nullptr;
   if (fault) refuse(std::string("scan ") + std::to_string(scans_) + " has " + fault);
@@ -258,7 +259,7 @@ void Decoder::checkScan(const ScanHeader& scan) {
     const int table = frame_->components[selector.component].quantTable;
     ReadComponent& component = read_[selector.component];
     if (component.read && progressive()) continue;
-    if (component.read) refuse("a component is coded twice");
+    if (component.read) refuse("a component is coded in more than one scan");
     if (lossless()) continue;
     if (!tables_.steps[table]) refuse("quantisation table " + std::to_string(table) + " is not defined");
     component.steps = *tables_.steps[table];
@@ -340,7 +341,7 @@ Decoded run(RowSink* sink, ByteSpan file, const Limits& limits, const Progress& 
   try {
     return Decoder(file, limits, options, progress, sink).run();
   } catch (const std::bad_alloc&) {
-    throw Failure(ExitStatus::limit, "no memory for the picture");
+    throw Failure(ExitStatus::limit, "not enough memory for the picture");
   }
 }
 
@@ -351,7 +352,7 @@ CodedPicture readCoefficients(ByteSpan file, const Limits& limits, const Progres
   try {
     return Decoder(file, limits, options, progress, nullptr).runCoded();
   } catch (const std::bad_alloc&) {
-    throw Failure(ExitStatus::limit, "no memory for the picture");
+    throw Failure(ExitStatus::limit, "not enough memory for the picture");
   }
 }
 
@@ -359,7 +360,7 @@ DecodedImage decodeImage(ByteSpan file, const Limits& limits, const Progress& pr
   try {
     return Decoder(file, limits, options, progress, nullptr).runImage();
   } catch (const std::bad_alloc&) {
-    throw Failure(ExitStatus::limit, "no memory for the picture");
+    throw Failure(ExitStatus::limit, "not enough memory for the picture");
   }
 }
 
@@ -370,7 +371,7 @@ bool holdsImage(ByteSpan file) {
       if (marker::isFrameHeader(segment->marker)) return isDeep(parseFrame(*segment));
       if (segment->marker == marker::sos) return false;
     }
-  } catch (const Failure&) {  // the decoder will tell
+  } catch (const Failure&) {  // the decoder will report it
   }
   return false;
 }

@@ -1,5 +1,5 @@
-// The writer: a baseline JFIF file in one pass, an MCU row at a time; with optimal tables or several scans, the
-// coefficients of the whole picture first.
+// The JPEG encoder. A baseline file with the Annex K tables is written in one pass, one MCU row at a time. For optimal
+// tables or several scans, the coefficients of the whole picture are computed first.
 #include <array>
 #include <cstring>
 
@@ -17,14 +17,14 @@ namespace moxj::jpeg {
 
 namespace {
 
-constexpr int kLargestWord = 65535;
+constexpr int kMaxWord = 65535;
 
 [[noreturn]] void exceeds(const std::string& what) { throw Failure(ExitStatus::limit, what); }
 
 Frame frameFor(const Picture& picture, const EncodeOptions& options) {
-  if (picture.width > kLargestWord || picture.height > kLargestWord) {
+  if (picture.width > kMaxWord || picture.height > kMaxWord) {
     exceeds(std::to_string(picture.width) + " x " + std::to_string(picture.height) +
-            " pixels: JPEG goes up to 65535 x 65535");
+            " pixels: JPEG allows at most 65535 x 65535");
   }
   Frame frame{.process = marker::sof0, .width = picture.width, .height = picture.height, .components = {{.id = 1}}};
   if (picture.channels == 3 && !options.grayscale) {
@@ -38,7 +38,7 @@ Frame frameFor(const Picture& picture, const EncodeOptions& options) {
   return frame;
 }
 
-// A table of Annex K at some quality, as the file has it and as the transform takes it.
+// A table of Annex K at some quality: as the file stores it, and as the transform needs it.
 struct Quantiser {
   Steps steps;
   std::array<Mox16u, 64> reciprocals;
@@ -54,7 +54,7 @@ struct Quantiser {
 
 using Quantisers = std::array<Quantiser, 2>;
 
-// Quantised coefficients of a picture, made from the samples of each component.
+// Computes quantised coefficients from the samples of each component.
 class StripSource {
  public:
   StripSource(const Picture& picture, const Frame& frame, const Quantisers& quantisers)
@@ -62,7 +62,7 @@ class StripSource {
 
   void beginRow(int row) { strips_.loadRow(row); }
   void beginMcu(int) {}
-  // The block that is the `index`-th of an MCU; `x` in blocks of the whole row.
+  // Transforms a block of an MCU (the one with number `index`); `x` counts the blocks of the whole row.
   void transform(const ScanGeometry::Block& block, int, int x, Mox16s* coefficients) const {
     const int table = frame_.components[block.component].quantTable;
     moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(strips_.block(block.component, x, block.dy), strips_.step(block.component),
@@ -75,7 +75,7 @@ class StripSource {
   SampleStrips strips_;
 };
 
-// The same, made from the pixels of each MCU.
+// Computes them from the pixels of each MCU.
 class FastSource {
  public:
   FastSource(const Picture& picture, const Frame& frame, const Quantisers& quantisers)
@@ -95,14 +95,14 @@ class FastSource {
   int row_ = 0;
 };
 
-// Blocks are transformed some at a time and then written: coding is full of branches that are hard to predict, and
-// each that was not would throw away what the processor has begun of the next transform.
+// Blocks are transformed in groups and then coded. Entropy coding has many unpredictable branches, and each
+// misprediction would discard the work the processor has already begun on the next transform.
 constexpr int kBlocksAtOnce = 24;
 
-// MCUs of a row whose blocks are made at once.
+// A group of MCUs in a row.
 struct Run {
   int row, first, end;
-  bool real[kBlocksAtOnce];  // or only there to fill up an MCU
+  bool real[kBlocksAtOnce];  // false: a padding block, which only completes an MCU
 };
 
 template <class Source, class Sink>
@@ -134,12 +134,12 @@ void put(const ScanGeometry& geometry, const Run& run, Sink& sink) {
   }
 }
 
-// Makes the blocks of all MCUs. The sink has three members:
+// Computes the blocks of all MCUs. The sink has three members:
 //   Mox16s* place(int index, const ScanGeometry::Block& block, int x, int y)
-//                    where the coefficients of a run's `index`-th block shall go
+//                    returns the destination of the coefficients of block `index` of a run
 //   beginMcu()
 //   put(int index, const ScanGeometry::Block& block, bool real)
-//                    they are there, or the block only fills up the MCU
+//                    called when the coefficients are stored; not `real`: a padding block
 template <class Source, class Sink>
 void makeBlocks(const Frame& frame, Source& source, Sink& sink, const Progress& progress) {
   ScanHeader all;
@@ -157,7 +157,7 @@ void makeBlocks(const Frame& frame, Source& source, Sink& sink, const Progress& 
   }
 }
 
-// Chooses the source.
+// Selects the source.
 template <class Sink>
 void makeBlocks(const Picture& picture, const Frame& frame, const Quantisers& quantisers, bool fast, Sink&& sink,
                 const Progress& progress) {
@@ -170,7 +170,7 @@ void makeBlocks(const Picture& picture, const Frame& frame, const Quantisers& qu
   }
 }
 
-// Into the one scan of a file.
+// Writes the blocks to the single scan of a file.
 struct ScanSink {
   ScanWriter& writer;
   alignas(64) Mox16s blocks[kBlocksAtOnce][64];
@@ -179,7 +179,7 @@ struct ScanSink {
   void beginMcu() { writer.beginMcu(); }
   void put(int index, const ScanGeometry::Block& block, bool real) {
     Mox16s* const coefficients = blocks[index];
-    if (!real) {  // what costs least
+    if (!real) {  // cheapest to code
       std::memset(coefficients, 0, sizeof blocks[index]);
       coefficients[0] = writer.lastDc(block.selector);
     }
@@ -197,7 +197,7 @@ struct CoefficientSink {
   void put(int, const ScanGeometry::Block&, bool) {}
 };
 
-// Scans are of these frames' own tables: 0 for the first component, 1 for the others.
+// The first component uses tables 0, the others tables 1.
 void selectTables(std::vector<ScanHeader>& scans) {
   for (ScanHeader& scan : scans) {
     for (ScanHeader::Selector& selector : scan.components)
@@ -231,7 +231,7 @@ Bytes encode(const Picture& picture, const EncodeOptions& options, const Progres
   const Quantisers quantisers{Quantiser(kAnnexKSteps[0], options.quality), Quantiser(kAnnexKSteps[1], options.quality)};
 
   Writer writer;
-  // Two bits a pixel are enough for many files.
+  // Two bits per pixel are enough for many files.
   writer.file().reserve(std::size_t{4096} + picture.rowBytes() * static_cast<std::size_t>(picture.height) / 12);
   writer.marker(marker::soi);
   writer.jfif();

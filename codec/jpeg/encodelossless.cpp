@@ -1,4 +1,4 @@
-// The lossless writer (T.81 Annex H): one scan of all components in two passes, statistics and data.
+// The lossless JPEG encoder (T.81 Annex H): one scan with all components, in two passes, statistics and data.
 #include <array>
 #include <limits>
 
@@ -13,11 +13,11 @@ namespace moxj::jpeg {
 
 namespace {
 
-constexpr int kPredictors = 7, kLargestWord = 65535;
-// A difference takes at most 8 bytes, and the end of an interval 2, with its marker 4.
-constexpr std::size_t kMostDifferenceBytes = 8, kMostEndBytes = 4;
+constexpr int kPredictors = 7, kMaxWord = 65535;
+// The maximum size of a coded difference, and of the end of an interval with its marker.
+constexpr std::size_t kMaxDifferenceBytes = 8, kMaxEndBytes = 4;
 
-// What the file is made of: grey, RGB, inks or others, of one size.
+// The image as coded: components of equal size, without opacity.
 Image codedComponents(const Image& image, std::vector<std::string>& notes) {
   Image coded = sameSize(image);
   auto& components = coded.components;
@@ -25,16 +25,18 @@ Image codedComponents(const Image& image, std::vector<std::string>& notes) {
     notes.push_back("transparency dropped");
     components.pop_back();
   }
-  if (components.size() > 4) refuse(std::to_string(components.size()) + " components: lossless JPEG is written of 4");
+  if (components.size() > 4)
+    refuse(std::to_string(components.size()) + " components: at most 4 can be written to lossless JPEG");
   return coded;
 }
 
 Frame frameFor(const Image& image, const LosslessOptions& options) {
   const int bits = image.components[0].bits;
-  if (image.width > kLargestWord || image.height > kLargestWord)
+  if (image.width > kMaxWord || image.height > kMaxWord)
     throw Failure(ExitStatus::limit, std::to_string(image.width) + " x " + std::to_string(image.height) +
-                                         " pixels: JPEG goes up to 65535 x 65535");
-  if (bits < 2 || bits > 16) refuse("samples of " + std::to_string(bits) + " bits: lossless JPEG has 2 to 16");
+                                         " pixels: JPEG allows at most 65535 x 65535");
+  if (bits < 2 || bits > 16)
+    refuse("samples of " + std::to_string(bits) + (bits == 1 ? " bit" : " bits") + ": lossless JPEG allows 2 to 16");
   if (options.point >= bits)
     refuse("a point transform of " + std::to_string(options.point) + " leaves nothing of " + std::to_string(bits) +
            " bits");
@@ -51,7 +53,7 @@ Frame frameFor(const Image& image, const LosslessOptions& options) {
   return frame;
 }
 
-// The differences of a row of each component, for any predictor.
+// Computes the differences of a row of each component, for any predictor.
 class Rows {
  public:
   Rows(const Image& image, const Frame& frame, int point, int restartRows)
@@ -69,22 +71,22 @@ class Rows {
         current_[i][static_cast<std::size_t>(x)] = static_cast<Mox16s>(image_.components[i].at(x, y) >> point_);
     }
   }
-  // All predictors are the same then.
+  // The first row of an interval, where all predictors are equivalent.
   bool first() const { return first_; }
 
   const Mox16s* differences(std::size_t component, int predictor) {
     Mox16s* const to = differences_[component].data();
     if (first_)
       require(moxiDiffPredFirstRow_JPEG_16s_C1(current_[component].data(), to, image_.width, precision_, point_),
-              "a first row");
+              "the prediction of a first row");
     else
       require(moxiDiffPredRow_JPEG_16s_C1(current_[component].data(), above_[component].data(), to, image_.width,
                                           predictor),
-              "a row");
+              "the prediction of a row");
     return to;
   }
 
-  // Samples that decoders predict differently from, by halves.
+  // Whether the row has samples for which decoders disagree on the halves in predictors 5 to 7.
   bool beyondSigned() const {
     for (const std::vector<Mox16s>& row : current_) {
       for (const Mox16s sample : row) {
@@ -102,7 +104,7 @@ class Rows {
   std::array<std::vector<Mox16s>, 4> differences_;
 };
 
-// Bits of the data that the counts stand for, and of the table itself.
+// The number of bits that a code needs for the counted data and for its table.
 std::uint64_t bitsOf(const SymbolCounts& counts, const HuffmanCode& code) {
   std::uint64_t bits = 8 * code.values.size();
   std::size_t at = 0;
@@ -115,7 +117,7 @@ std::uint64_t bitsOf(const SymbolCounts& counts, const HuffmanCode& code) {
   return bits;
 }
 
-// How often each component has differences of each category, for each predictor that may be used.
+// Counts the categories of the differences of each component, for each allowed predictor.
 class Statistics {
  public:
   Statistics(Rows& rows, int height, int width, std::size_t components, int only)
@@ -123,8 +125,7 @@ class Statistics {
     for (int y = 0; y < height; ++y) {
       rows.load(y);
       if (last_ > 4 && rows.beyondSigned()) {
-        if (only > 0)
-          refuse("predictor " + std::to_string(only) + ": decoders differ on it where samples are above 32767");
+        if (only > 0) refuse("predictor " + std::to_string(only) + ": decoders disagree on it for samples above 32767");
         last_ = 4;
       }
       for (std::size_t i = 0; i < components; ++i) {
@@ -137,16 +138,16 @@ class Statistics {
     }
   }
 
-  // The predictor of the smallest file.
+  // The predictor with the smallest file.
   int best() const {
     int best = first_;
-    std::uint64_t least = std::numeric_limits<std::uint64_t>::max();
+    std::uint64_t minBits = std::numeric_limits<std::uint64_t>::max();
     for (int predictor = first_; predictor <= last_; ++predictor) {
       std::uint64_t bits = 0;
       for (const auto& component : counts_)
         bits += bitsOf(component[predictor - 1], optimalCode(component[predictor - 1]));
-      if (bits >= least) continue;
-      least = bits;
+      if (bits >= minBits) continue;
+      minBits = bits;
       best = predictor;
     }
     return best;
@@ -160,7 +161,7 @@ class Statistics {
   int first_, last_;
 };
 
-// The differences of all components, sample by sample.
+// Codes the differences of all components, interleaved sample by sample.
 class DifferenceWriter {
  public:
   DifferenceWriter(Bytes& file, const std::vector<HuffmanCode>& codes) : file_(file), state_(makeEncodeState()) {
@@ -168,7 +169,7 @@ class DifferenceWriter {
   }
 
   void row(const std::array<const Mox16s*, 4>& differences, int width) {
-    makeRoom(kMostDifferenceBytes * specs_.size() * static_cast<std::size_t>(width));
+    makeRoom(kMaxDifferenceBytes * specs_.size() * static_cast<std::size_t>(width));
     for (int x = 0; x < width; ++x) {
       for (std::size_t i = 0; i < specs_.size(); ++i)
         require(moxiEncodeHuffmanOne_JPEG_16s1u_C1(differences[i] + x, file_.data() + start_, room_, &position_,
@@ -183,7 +184,7 @@ class DifferenceWriter {
     nextRestart_ = (nextRestart_ + 1) % 8;
   }
   void end() {
-    makeRoom(kMostEndBytes);
+    makeRoom(kMaxEndBytes);
     require(
         moxiEncodeHuffmanOne_JPEG_16s1u_C1(nullptr, file_.data() + start_, room_, &position_, nullptr, state_.get(), 1),
         "the end of an interval");
@@ -192,7 +193,7 @@ class DifferenceWriter {
   }
 
  private:
-  // The file ends with its room while rows are written.
+  // While rows are written, the file is extended by `room_` bytes that are not used up yet.
   void makeRoom(std::size_t bytes) {
     const std::size_t used = room_ == 0 ? file_.size() : start_ + static_cast<std::size_t>(position_);
     file_.resize(used);
@@ -215,7 +216,7 @@ int restartRowsFor(const Frame& frame, const LosslessOptions& options) {
   const int interval = RestartInterval{options.restart, options.restartInRows}.of(frame.width);
   if (interval % frame.width != 0)
     throw Failure(ExitStatus::limit, "a restart interval of " + std::to_string(interval) +
-                                         " samples: lossless JPEG has whole rows, of " + std::to_string(frame.width));
+                                         " samples: lossless JPEG needs whole rows, of " + std::to_string(frame.width));
   return interval / frame.width;
 }
 

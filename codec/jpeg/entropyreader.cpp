@@ -1,3 +1,4 @@
+// Recovery from damage: missing data, restart markers out of sequence, early ends.
 #include "jpeg/entropyreader.h"
 
 #include <algorithm>
@@ -7,7 +8,7 @@
 
 namespace moxj::jpeg {
 
-// Files without DHT segments (frames of Motion JPEG) are meant to be read with the tables of Annex K.
+// Files without DHT segments (frames of Motion JPEG) use the tables of Annex K.
 const HuffmanCode& codeOf(const Tables& tables, TableClass tableClass, int index) {
   if (tables.codes[tableClass][index]) return *tables.codes[tableClass][index];
   if (index < 2) return kAnnexKCodes[tableClass][index];
@@ -21,14 +22,14 @@ EntropyReader::EntropyReader(const Frame& frame, const ScanHeader& scan, const T
       data_(data),
       mcusToRestart_(tables.restartInterval) {
   if (scan.components.size() > 1 && geometry_.blocks.size() > 10) {
-    refuse("an MCU of " + std::to_string(geometry_.blocks.size()) + " blocks, of which T.81 allows 10");
+    refuse("an MCU of " + std::to_string(geometry_.blocks.size()) + " blocks: T.81 allows at most 10");
   }
 }
 
 void EntropyReader::moveWindow() {
   windowStart_ += position_;
   position_ = 0;
-  if (windowStart_ == data_.size() && windowStart_ > 0) {  // the progressive decoders take no empty source
+  if (windowStart_ == data_.size() && windowStart_ > 0) {  // the progressive decoders reject an empty source
     --windowStart_;
     position_ = 1;
   }
@@ -37,12 +38,12 @@ void EntropyReader::moveWindow() {
 }
 
 bool EntropyReader::unitFailed(MoxStatus status) {
-  if (status == moxStatusError) {  // more coefficients than a block has
+  if (status == moxStatusError) {  // more coefficients than fit in a block
     damaged("damaged data");
     return true;
   }
   if (status != moxStatusOutOfBuffer && !data_.empty()) require(status, "the decoding of a unit");
-  if (marker::isReserved(marker_)) {  // of no meaning, so likely a damaged byte of the data
+  if (marker::isReserved(marker_)) {  // has no meaning, so probably a damaged data byte
     damaged("damaged data");
     marker_ = 0;
     return true;
@@ -70,10 +71,11 @@ void EntropyReader::startInterval() {
     if (marker::isRestart(marker_)) {
       const int ahead = (marker_ - marker::rst0 - due) & 7;
       if (ahead == 0) return resume();
-      damaged("a restart marker out of sequence");
-      // One or two ahead: markers are lost, and this one waits until its interval is due. One or two behind: it was
-      // to come earlier and is passed over. Others: its number may be damaged; there is nothing better than to go on
-      // here.
+      damaged("restart marker out of sequence");
+      // The distance from the expected number decides (modulo 8):
+      //   +1, +2   markers were lost; this one is kept until its interval is reached
+      //   -1, -2   this one is late; it is skipped
+      //   others   its number may be damaged; decoding resumes here for want of anything better
       if (ahead <= 2) return;
       if (ahead < 6) return resume();
     } else if (!marker::isReserved(marker_)) {
@@ -85,15 +87,15 @@ void EntropyReader::startInterval() {
   }
 }
 
-// Makes `marker_` the next marker, if it is not there already. False where there is none.
+// Makes `marker_` the next marker, unless it is already set. False if there is none.
 bool EntropyReader::seekMarker() {
   if (marker_ != 0) return true;
   const std::size_t from = windowStart_ + position_;
   const std::size_t at = findMarker(data_, from);
-  // An encoder may fill up with zeros or ones; other bytes were coefficients, and something ahead of them was
+  // An encoder may pad with zeros or ones. Any other bytes are unread coefficients, so something before them was
   // misread.
   const auto isFill = [](int byte) { return byte == 0 || byte == 0xFF; };
-  if (!std::all_of(data_.begin() + from, data_.begin() + at, isFill)) damaged("data that belongs to no block");
+  if (!std::all_of(data_.begin() + from, data_.begin() + at, isFill)) damaged("extra data before a marker");
   if (at == data_.size()) return false;
   marker_ = data_[at + 1];
   windowStart_ = at + 2;

@@ -1,4 +1,4 @@
-// The entropy-coded data of a scan: its restart intervals and markers, and what to do where it is damaged.
+// Reads the entropy-coded data of a scan: restart intervals, markers, and recovery from damage.
 #pragma once
 
 #include <array>
@@ -12,44 +12,44 @@
 
 namespace moxj::jpeg {
 
-// Where the data is damaged, units (blocks or samples) are missing up to the next restart marker that fits in;
-// without restart intervals, up to the end of the scan.
+// After damage, units (blocks or samples) are missing up to the next plausible restart marker or, without restart
+// intervals, up to the end of the scan.
 class EntropyReader {
  public:
   const ScanGeometry& geometry() const { return geometry_; }
-  bool exhausted() const { return exhausted_; }  // all units to come are missing
+  bool exhausted() const { return exhausted_; }  // all further units are missing
   std::int64_t goodMcus() const { return goodMcus_; }
-  const std::string& damage() const { return damage_; }  // the first that was met, as Failure's text; or empty
+  const std::string& damage() const { return damage_; }  // the first damage, worded as in Failure; empty if none
 
-  // To be called behind the last row: offset in `data` of the marker that ends the scan, or the size of `data`.
+  // To be called after the last row. The offset in `data` of the marker that ends the scan, or the size of `data`.
   std::size_t end();
 
  protected:
-  // `data` begins with the scan's first byte and ends with the file.
+  // `data` extends from the first byte of the scan to the end of the file.
   EntropyReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data);
   ~EntropyReader() = default;
 
-  // Predictions begin anew.
+  // Resets the predictions.
   virtual void restarted() = 0;
 
   const Mox8u* window() const { return data_.data() + windowStart_; }
-  // To be called ahead of each MCU row.
+  // To be called before each MCU row.
   void moveWindow();
-  // To be called ahead of each MCU.
+  // To be called before each MCU.
   void beginMcu() {
     if (restartInterval_ != 0 && mcusToRestart_-- == 0) startInterval();
   }
-  // The unit cannot be had in full. True where what there is of it may still be used and the next unit tried.
+  // Handles a unit that could not be decoded completely. Always true: the decoded part of the unit may be used.
   bool unitFailed(MoxStatus status);
   void damaged(const char* what);
 
   ScanGeometry geometry_;
   DecodeState state_;
 
-  // The library's positions are 32-bit: it is given a window that moves on with each row.
+  // The library's positions are 32-bit, so it gets a window of the data that advances with each row.
   std::int32_t windowLength_ = 0;
   std::int32_t position_ = 0;
-  std::int32_t marker_ = 0;  // the one that the position lies behind, 0 none
+  std::int32_t marker_ = 0;  // the marker just before the position; 0: none
 
   int row_ = 0;
   const int restartInterval_;
@@ -64,12 +64,12 @@ class EntropyReader {
   ByteSpan data_;
   std::size_t windowStart_ = 0;
   int mcusToRestart_;
-  int nextRestart_ = 0;  // number of the restart marker that is due
+  int nextRestart_ = 0;  // number of the next restart marker
   bool exhausted_ = false;
   std::string damage_;
 };
 
-// The code of a scan's table. Throws Failure (refused) where it is not there.
+// The Huffman table of a scan. Throws Failure (refused) if it is not defined.
 const HuffmanCode& codeOf(const Tables& tables, TableClass tableClass, int index);
 
 }  // namespace moxj::jpeg

@@ -1,3 +1,4 @@
+// Pixels to blocks and back with the library's MCU functions; edges are padded in a buffer.
 #include "jpeg/fastmcu.h"
 
 #include <algorithm>
@@ -37,7 +38,8 @@ void McuSource::load(int x, int y) {
   const std::array<Mox16s*, 3> to = layout_.pointers(blocks_);
   if (left + wide <= picture_.width && top + high <= picture_.height) {
     const int step = static_cast<int>(picture_.step);
-    require(functions_->toBlocks(picture_.row(top) + std::ptrdiff_t{3} * left, step, to.data()), "an MCU's colours");
+    require(functions_->toBlocks(picture_.row(top) + std::ptrdiff_t{3} * left, step, to.data()),
+            "the colour conversion of an MCU");
     return;
   }
   for (int dy = 0; dy < high; ++dy) {
@@ -45,7 +47,7 @@ void McuSource::load(int x, int y) {
     for (int dx = 0; dx < wide; ++dx)
       std::memcpy(&edge_[3 * (dy * wide + dx)], from + std::ptrdiff_t{3} * std::min(left + dx, picture_.width - 1), 3);
   }
-  require(functions_->toBlocks(edge_.data(), 3 * wide, to.data()), "an MCU's colours");
+  require(functions_->toBlocks(edge_.data(), 3 * wide, to.data()), "the colour conversion of an MCU");
 }
 
 McuPainter::McuPainter(const Frame& frame, std::vector<Steps> steps, RowSink* sink)
@@ -73,7 +75,7 @@ void McuPainter::finishRow() {
     const Mox16s* const blocks = row_.data() + std::ptrdiff_t{mcu} * layout_.count() * 64;
     require(functions_->toPixels(layout_.pointers(blocks).data(), band_.row(top) + std::ptrdiff_t{3} * mcu * wide,
                                  static_cast<std::int32_t>(band_.step)),
-            "an MCU's colours");
+            "the colour conversion of an MCU");
   }
   if (sink_) {
     band_.height = std::min(high, frame_.height - mcuRow_ * high);

@@ -1,4 +1,4 @@
-// The short way between pixels and blocks: one function for the colours, the sampling and the level shift of an MCU.
+// The fast path between pixels and blocks: colour conversion, sampling and level shift of an MCU in one function.
 #pragma once
 
 #include <array>
@@ -12,16 +12,16 @@
 
 namespace moxj::jpeg {
 
-// The library's functions for a form of sampling.
+// The library's functions for one kind of sampling.
 struct McuFunctions {
   MoxStatus (*toBlocks)(const Mox8u* pixels, std::int32_t step, Mox16s* const blocks[3]);
   MoxStatus (*toPixels)(const Mox16s* const blocks[3], Mox8u* pixels, std::int32_t step);
 };
 
-// For three components, of which the second and third are sub-sampled as in 4:4:4, 4:2:2 or 4:2:0; otherwise null.
+// For three components with 4:4:4, 4:2:2 or 4:2:0 sampling; otherwise null.
 const McuFunctions* mcuFunctionsFor(const Frame& frame);
 
-// Blocks of an MCU in the order of the stream: of Y, Cb, Cr.
+// The layout of the blocks of an MCU, in the order of the stream: Y, Cb, Cr.
 class McuBlocks {
  public:
   explicit McuBlocks(const Frame& frame) : luminance_(frame.components[0].horizontal * frame.components[0].vertical) {}
@@ -36,10 +36,11 @@ class McuBlocks {
   int luminance_;
 };
 
-// Pixels of a picture as blocks ahead of the transform, MCU by MCU; those beyond its edges repeat the ones there.
+// Converts the pixels of a picture to blocks for the transform, MCU by MCU. The pixels at the edges are repeated beyond
+// them.
 class McuSource {
  public:
-  // The frame has its functions.
+  // Needs mcuFunctionsFor(frame).
   McuSource(const Picture& picture, const Frame& frame);
 
   void load(int x, int y);  // in MCUs
@@ -57,7 +58,7 @@ class McuSource {
 // Paints a picture from the blocks of MCUs.
 class McuPainter final : public Painter {
  public:
-  // The frame has its functions. The sink may be null.
+  // Needs mcuFunctionsFor(frame). The sink may be null.
   McuPainter(const Frame& frame, std::vector<Steps> steps, RowSink* sink);
 
   void put(int component, int x, int y, const Mox16s* coefficients) override;
@@ -72,7 +73,7 @@ class McuPainter final : public Painter {
   const std::vector<Steps> steps_;
   RowSink* sink_;
   std::vector<Mox16s> row_;  // blocks of the current MCU row
-  Picture band_;             // whole MCUs: of the picture or, with a sink, of one row
+  Picture band_;             // whole MCUs: of the picture or, with a sink, of one MCU row
   int mcuRow_ = 0;
 };
 

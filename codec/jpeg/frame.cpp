@@ -1,3 +1,4 @@
+// Sizes in samples, blocks and MCUs from the sampling factors.
 #include "jpeg/frame.h"
 
 #include <algorithm>
@@ -7,16 +8,16 @@
 namespace moxj::jpeg {
 
 void Frame::layOut() {
-  mostHorizontal = mostVertical = 1;
+  maxHorizontal = maxVertical = 1;
   for (const FrameComponent& c : components) {
-    mostHorizontal = std::max(mostHorizontal, c.horizontal);
-    mostVertical = std::max(mostVertical, c.vertical);
+    maxHorizontal = std::max(maxHorizontal, c.horizontal);
+    maxVertical = std::max(maxVertical, c.vertical);
   }
   mcusWide = ceilDiv(width, mcuWidth());
   mcusHigh = ceilDiv(height, mcuHeight());
   for (FrameComponent& c : components) {
-    c.width = ceilDiv(width * c.horizontal, mostHorizontal);
-    c.height = ceilDiv(height * c.vertical, mostVertical);
+    c.width = ceilDiv(width * c.horizontal, maxHorizontal);
+    c.height = ceilDiv(height * c.vertical, maxVertical);
     c.blocksWide = ceilDiv(c.width, unit);
     c.blocksHigh = ceilDiv(c.height, unit);
     c.paddedWide = mcusWide * c.horizontal;

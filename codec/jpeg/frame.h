@@ -1,4 +1,4 @@
-// A frame, its scans, and the geometry that follows from the sampling factors (T.81 A.1.1, A.2).
+// Frames, scans, and the geometry that follows from the sampling factors (T.81 A.1.1, A.2).
 #pragma once
 
 #include <cstdint>
@@ -16,28 +16,27 @@ struct FrameComponent {
   int horizontal = 1, vertical = 1;  // sampling factors, 1 to 4
   int quantTable = 0;
 
-  // The rest is laid out by Frame.
-  int width = 0, height = 0;  // in samples
-  int blocksWide = 0,
-      blocksHigh = 0;  // blocks (units of the frame) that hold samples; a scan of this component alone has just these
-  int paddedWide = 0, paddedHigh = 0;  // and with those that fill up the MCUs of an interleaved scan
+  // Set by Frame::layOut().
+  int width = 0, height = 0;           // in samples
+  int blocksWide = 0, blocksHigh = 0;  // blocks (units of the frame) with samples: those of a non-interleaved scan
+  int paddedWide = 0, paddedHigh = 0;  // the same with the padding blocks of an interleaved scan
 };
 
 struct Frame {
   std::uint8_t process = 0;  // marker code of the frame header
   int precision = 8;
-  int width = 0, height = 0;  // height 0: a DNL segment is to give it
+  int width = 0, height = 0;  // height 0: a DNL segment follows
   std::vector<FrameComponent> components;
-  int unit = 8;  // rows and columns of samples that are coded as one: blocks, or in a lossless frame single samples
+  int unit = 8;  // width and height of a coded unit: a block or, in a lossless frame, a sample
 
-  int mostHorizontal = 1, mostVertical = 1;  // largest sampling factors
-  int mcusWide = 0, mcusHigh = 0;            // of an interleaved scan
+  int maxHorizontal = 1, maxVertical = 1;  // largest sampling factors
+  int mcusWide = 0, mcusHigh = 0;          // of an interleaved scan
 
   // Derives the geometry from the size and the sampling factors.
   void layOut();
 
-  int mcuWidth() const { return unit * mostHorizontal; }
-  int mcuHeight() const { return unit * mostVertical; }
+  int mcuWidth() const { return unit * maxHorizontal; }
+  int mcuHeight() const { return unit * maxVertical; }
 };
 
 struct ScanHeader {
@@ -50,14 +49,14 @@ struct ScanHeader {
   int approxHigh = 0, approxLow = 0;
 };
 
-// What a scan holds of its blocks (T.81 Annexes F and G).
+// Which part of the coefficients a scan codes (T.81 Annexes F and G).
 enum class ScanKind { sequential, dcFirst, dcRefine, acFirst, acRefine };
 
 constexpr bool isProgressive(ScanKind kind) { return kind != ScanKind::sequential; }
 
 ScanKind kindOf(const Frame& frame, const ScanHeader& scan);
 
-// Whether a scan is coded with a Huffman table of a class.
+// Whether a kind of scan uses Huffman tables of a class.
 constexpr bool usesTable(ScanKind kind, TableClass tableClass) {
   if (kind == ScanKind::sequential) return true;
   return tableClass == kDc ? kind == ScanKind::dcFirst : kind == ScanKind::acFirst || kind == ScanKind::acRefine;
@@ -81,8 +80,8 @@ void forKind(ScanKind kind, Action&& action) {
   }
 }
 
-// The MCUs of a scan. A scan of one component has one block an MCU, whatever the sampling factors, and only blocks
-// that hold samples (T.81 A.2.2); others have horizontal x vertical blocks of each component (A.2.3).
+// The MCUs of a scan. In a scan of one component, an MCU is one block, whatever the sampling factors, and there are no
+// padding blocks (T.81 A.2.2). Otherwise an MCU has horizontal x vertical blocks of each component (A.2.3).
 struct ScanGeometry {
   struct Block {
     int component = 0;         // index in the frame

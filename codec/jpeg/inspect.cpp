@@ -1,4 +1,4 @@
-// What a file is made of, without decoding it.
+// Lists the structure of a file without decoding it.
 #include <algorithm>
 #include <cstdlib>
 
@@ -10,11 +10,11 @@ namespace moxj::jpeg {
 
 namespace {
 
-// "4:2:0" and the like: how many chrominance samples there are in the rows of a block of 4 x 2 pixels.
+// "4:2:0" and the like: the number of chrominance samples in the rows of a block of 4 x 2 pixels.
 std::string samplingName(const Frame& frame) {
   const auto& c = frame.components;
   if (c.size() < 3 || c[1].horizontal != c[2].horizontal || c[1].vertical != c[2].vertical) return "";
-  const bool first = c[0].horizontal == frame.mostHorizontal && c[0].vertical == frame.mostVertical;
+  const bool first = c[0].horizontal == frame.maxHorizontal && c[0].vertical == frame.maxVertical;
   const bool last = c.size() == 3 || (c[3].horizontal == c[0].horizontal && c[3].vertical == c[0].vertical);
   if (!first || !last || c[0].horizontal % c[1].horizontal != 0 || c[0].vertical % c[1].vertical != 0) return "";
   const struct {
@@ -29,13 +29,13 @@ std::string samplingName(const Frame& frame) {
   return "";
 }
 
-// The quality whose tables differ least from the file's: the first component's from the luminance table, another's
-// from the chrominance table.
-void judgeQuality(const Frame& frame, const Tables& tables, Info& info) {
+// Finds the quality whose Annex K tables differ least from those of the file. The table of the first component is
+// compared with the luminance table, that of the second with the chrominance table.
+void estimateQuality(const Frame& frame, const Tables& tables, Info& info) {
   int luminance = frame.components[0].quantTable;
   int chrominance = frame.components.size() < 3 ? luminance : frame.components[1].quantTable;
   if (!tables.steps[luminance] || !tables.steps[chrominance]) return;
-  long least = -1;
+  long smallest = -1;
   for (int quality = 1; quality <= 100; ++quality) {
     long difference = 0;
     const auto compare = [&](int table, const Steps& annexK) {
@@ -44,12 +44,12 @@ void judgeQuality(const Frame& frame, const Tables& tables, Info& info) {
     };
     compare(luminance, kAnnexKSteps[0]);
     if (chrominance != luminance) compare(chrominance, kAnnexKSteps[1]);
-    if (least < 0 || difference < least) {
-      least = difference;
+    if (smallest < 0 || difference < smallest) {
+      smallest = difference;
       info.quality = quality;
     }
   }
-  info.qualityExact = least == 0;
+  info.qualityExact = smallest == 0;
 }
 
 void describeFrame(const Frame& frame, const Tables& tables, Info& info) {
@@ -85,14 +85,14 @@ void describeTables(const Tables& tables, Info& info) {
 
 std::string listed(int number) { return " " + std::to_string(number); }
 
-// Segments whose parameters are text show its printable beginning.
-std::string text(ByteSpan body, std::size_t most) {
-  std::string shown;
-  for (const std::uint8_t byte : body.first(std::min(body.size(), most))) {
+// The printable text at the beginning of a segment.
+std::string text(ByteSpan body, std::size_t maxLength) {
+  std::string printable;
+  for (const std::uint8_t byte : body.first(std::min(body.size(), maxLength))) {
     if (byte < ' ' || byte > '~') break;
-    shown += static_cast<char>(byte);
+    printable += static_cast<char>(byte);
   }
-  return shown;
+  return printable;
 }
 
 std::string detailOf(const MarkerSegment& segment, const Tables& tables) {
@@ -142,7 +142,7 @@ class Inspector {
     if (!frame_) refuse("the file has no frame header");
     describeFrame(*frame_, tables_, info_);
     describeTables(tables_, info_);
-    judgeQuality(*frame_, tables_, info_);
+    estimateQuality(*frame_, tables_, info_);
     return std::move(info_);
   }
 
@@ -169,7 +169,7 @@ void Inspector::walk() {
       const Frame frame = parseFrame(*segment);
       detail = std::to_string(frame.width) + " x " + std::to_string(frame.height) + ", " +
                std::to_string(frame.precision) + " bits";
-      if (!frame_) frame_ = frame;  // a hierarchical file has more, of which the first is the smallest
+      if (!frame_) frame_ = frame;  // a hierarchical file has several; the first is the smallest
     }
     info_.segments.push_back({static_cast<std::uint8_t>(segment->marker), markerName(segment->marker), segment->offset,
                               segment->end - segment->offset, std::move(detail)});
@@ -184,7 +184,7 @@ void Inspector::walk() {
 }
 
 void Inspector::addScan(const MarkerSegment& segment) {
-  if (!frame_) refuse("a scan without a frame header");
+  if (!frame_) refuse("a scan comes before the frame header");
   const ScanHeader header = parseScan(segment, *frame_);
   Scan scan{.components = {},
             .spectralStart = header.spectralStart,

@@ -1,4 +1,4 @@
-// Objects of the library with owners, and its statuses where they can only mean a fault of the codec itself.
+// Owners for the library's objects, and checks of statuses that can only mean a bug in the codec.
 #pragma once
 
 #include <cstddef>
@@ -25,21 +25,21 @@ using EncodeState = std::unique_ptr<MoxEncodeHuffmanState, Releaser<moxiEncodeHu
 using DecodeSpec = std::unique_ptr<MoxDecodeHuffmanSpec, Releaser<moxiDecodeHuffmanSpecFree_JPEG_8u>>;
 using DecodeState = std::unique_ptr<MoxDecodeHuffmanState, Releaser<moxiDecodeHuffmanStateFree_JPEG_8u>>;
 
-// For calls that cannot fail on arguments that the codec has checked.
+// For calls that cannot fail, because the codec has checked the arguments.
 inline void require(MoxStatus status, const char* what) {
   if (status < 0) [[unlikely]] {
     throw std::logic_error(std::string(what) + " failed with status " + std::to_string(status));
   }
 }
 
-// Makes an object with one of the InitAlloc functions, which report a lack of memory as a null pointer.
+// Creates an object with one of the InitAlloc functions, which report an allocation failure as a null pointer.
 template <class Owner, class Init, class... Arguments>
 Owner makeObject(Init init, Arguments... arguments) {
   typename Owner::pointer object = nullptr;
   const MoxStatus status = init(arguments..., &object);
   Owner owner(object);
   if (status == moxStatusNullPointer) throw std::bad_alloc();
-  require(status, "a Huffman object's initialisation");
+  require(status, "the initialisation of a Huffman object");
   return owner;
 }
 
@@ -52,11 +52,11 @@ inline DecodeSpec makeDecodeSpec(const HuffmanCode& code) {
 inline EncodeState makeEncodeState() { return makeObject<EncodeState>(moxiEncodeHuffmanStateInitAlloc_JPEG_8u); }
 inline DecodeState makeDecodeState() { return makeObject<DecodeState>(moxiDecodeHuffmanStateInitAlloc_JPEG_8u); }
 
-// Regions of more pixels than this are split among threads, which is of no use for a single row.
+// The library splits larger regions among threads, which does not pay for a single row.
 inline constexpr int kPixelsOfOneThread = 8192;
 
-// Bytes from row to row of a strip: an odd number of cache lines, so that the rows of a block do not fall into one
-// set of the cache.
+// Bytes from one row of a strip to the next: an odd number of cache lines, so that the rows of a block do not all map
+// to the same cache set.
 constexpr std::ptrdiff_t stripStep(int width) { return ((std::ptrdiff_t{width} + 63) / 64 | 1) * 64; }
 
 }  // namespace moxj::jpeg

@@ -1,3 +1,4 @@
+// Upsampling, ink conversion and output of lossless samples.
 #include "jpeg/lossless.h"
 
 #include <algorithm>
@@ -9,7 +10,7 @@ namespace moxj::jpeg {
 
 namespace {
 
-// A component as bytes, a row at a time.
+// The rows of a component as bytes, upsampled to the size of the picture.
 class ByteRows {
  public:
   ByteRows(const Frame& frame, const FrameComponent& component, const SamplePlane& plane, bool smooth)
@@ -38,12 +39,12 @@ class ByteRows {
   std::vector<std::uint8_t> rows_[2];
 };
 
-// A component of an image that a plane becomes, at the size of the picture.
+// Fills a component of an image from a plane, upsampled to the size of the picture by repetition.
 void fill(const Frame& frame, const FrameComponent& c, const SamplePlane& plane, const moxj::Component& to) {
   for (int y = 0; y < to.height; ++y) {
-    const std::uint16_t* const from = plane.row(std::min(y * c.vertical / frame.mostVertical, c.height - 1));
+    const std::uint16_t* const from = plane.row(std::min(y * c.vertical / frame.maxVertical, c.height - 1));
     for (int x = 0; x < to.width; ++x) {
-      const int value = from[std::min(x * c.horizontal / frame.mostHorizontal, c.width - 1)];
+      const int value = from[std::min(x * c.horizontal / frame.maxHorizontal, c.width - 1)];
       if (to.wide)
         to.numbers(y)[std::ptrdiff_t{x} * to.pixelStep] = value;
       else
@@ -52,12 +53,12 @@ void fill(const Frame& frame, const FrameComponent& c, const SamplePlane& plane,
   }
 }
 
-// Ink x black, as the painter of bytes does it.
-void dim(std::vector<SamplePlane>& planes, int most) {
+// Multiplies the inks by black, as RowPainter does for bytes.
+void dim(std::vector<SamplePlane>& planes, int max) {
   for (int ink = 0; ink < 3; ++ink) {
     for (std::size_t i = 0; i < planes[3].samples.size(); ++i) {
       const std::int64_t product = std::int64_t{planes[ink].samples[i]} * planes[3].samples[i];
-      planes[ink].samples[i] = static_cast<std::uint16_t>((product + most / 2) / most);
+      planes[ink].samples[i] = static_cast<std::uint16_t>((product + max / 2) / max);
     }
   }
 }

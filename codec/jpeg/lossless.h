@@ -1,4 +1,4 @@
-// Files of the lossless process (T.81 Annex H): what a decoder makes of their samples.
+// Converts the decoded samples of lossless files (T.81 Annex H) to pictures and images.
 #pragma once
 
 #include <vector>
@@ -11,14 +11,14 @@
 
 namespace moxj::jpeg {
 
-// Planes of mid-grey.
+// Planes for the components of a frame, filled with mid-grey.
 std::vector<SamplePlane> makePlanes(const Frame& frame);
 
-// Pictures of 8 bits, as those of the other processes are made. The sink may be null.
+// An 8-bit picture, produced as for the other processes. The sink may be null.
 Picture paintSamples(const Frame& frame, ColourModel model, const std::vector<SamplePlane>& planes,
                      const DecodeOptions& options, RowSink* sink);
 
-// Samples of other depths: grey, RGB or YCbCr; of CMYK, if inks are not asked for, RGB.
+// An image of any depth: grey, RGB or YCbCr. CMYK is converted to RGB unless options.inks is set.
 Image imageOfSamples(const Frame& frame, ColourModel model, const std::vector<SamplePlane>& planes,
                      const DecodeOptions& options);
 

@@ -1,3 +1,4 @@
+// Decodes differences and reconstructs rows from them.
 #include "jpeg/losslessreader.h"
 
 #include <algorithm>
@@ -9,7 +10,7 @@ namespace moxj::jpeg {
 
 namespace {
 
-constexpr int kMostPredictor = 7;
+constexpr int kMaxPredictor = 7;
 
 }  // namespace
 
@@ -18,9 +19,9 @@ LosslessReader::LosslessReader(const Frame& frame, const ScanHeader& scan, const
       precision_(frame.precision),
       predictor_(scan.spectralStart),
       point_(scan.approxLow) {
-  if (predictor_ < 1 || predictor_ > kMostPredictor) refuse("a scan with predictor " + std::to_string(predictor_));
-  if (point_ >= precision_) refuse("a point transform of " + std::to_string(point_) + " bits");
-  if (restartInterval_ % geometry_.mcusWide != 0) refuse("a restart interval that ends within a row");
+  if (predictor_ < 1 || predictor_ > kMaxPredictor) refuse("invalid predictor " + std::to_string(predictor_));
+  if (point_ >= precision_) refuse("invalid point transform of " + std::to_string(point_) + " bits");
+  if (restartInterval_ % geometry_.mcusWide != 0) refuse("the restart interval is not a whole number of rows");
   for (const ScanHeader::Selector& selector : scan.components) {
     DecodeSpec& spec = specs_[selector.dcTable];
     if (!spec) spec = makeDecodeSpec(codeOf(tables, kDc, selector.dcTable));
@@ -67,24 +68,24 @@ void LosslessReader::readDifferences() {
 
 void LosslessReader::rebuild(Lines& lines, SamplePlane& plane, int mcuRow, bool first) {
   const bool wide = precision_ - point_ > 15 && predictor_ >= 5;
-  const unsigned most = (1u << (precision_ - point_)) - 1;
+  const unsigned max = (1u << (precision_ - point_)) - 1;
   for (int dy = 0; dy < lines.down; ++dy) {
     const Mox16s* const differences = lines.differences.data() + std::ptrdiff_t{lines.width} * dy;
     Mox16s* const row = lines.current.data();
     if (first && dy == 0) {
       require(moxiReconstructPredFirstRow_JPEG_16s_C1(differences, row, lines.width, precision_, point_),
-              "a first row");
+              "the reconstruction of a first row");
     } else if (wide) {
       reconstructUnsignedRow(differences, lines.above.data(), row, lines.width, predictor_);
     } else {
       require(moxiReconstructPredRow_JPEG_16s_C1(differences, lines.above.data(), row, lines.width, predictor_),
-              "a row");
+              "the reconstruction of a row");
     }
     std::uint16_t* const to = plane.row(mcuRow * lines.down + dy);
     for (int x = 0; x < lines.width; ++x) {
       const unsigned value = static_cast<std::uint16_t>(row[x]);
-      if (value > most) outOfRange_ = true;
-      to[x] = static_cast<std::uint16_t>(std::min(value, most) << point_);
+      if (value > max) outOfRange_ = true;
+      to[x] = static_cast<std::uint16_t>(std::min(value, max) << point_);
     }
     std::swap(lines.current, lines.above);
   }

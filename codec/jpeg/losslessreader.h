@@ -1,4 +1,4 @@
-// Decodes a scan of a lossless file (T.81 Annex H), MCU row by MCU row.
+// Decodes the scans of lossless files (T.81 Annex H), MCU row by MCU row.
 #pragma once
 
 #include <array>
@@ -9,7 +9,7 @@
 
 namespace moxj::jpeg {
 
-// The samples of a component, those that only fill up MCUs included.
+// The samples of a component, including padding.
 struct SamplePlane {
   std::ptrdiff_t step = 0;  // samples from one row to the next
   std::vector<std::uint16_t> samples;
@@ -18,13 +18,13 @@ struct SamplePlane {
   const std::uint16_t* row(int y) const { return samples.data() + step * y; }
 };
 
-// Where a row breaks off, the rest of it is as predicted; rows of which there is nothing stay as they are.
+// If data is missing in a row, the rest of the row has differences of 0. A row without any data is not changed.
 class LosslessReader : public EntropyReader {
  public:
-  // Throws Failure (refused) where the tables that the scan needs are not there or its parameters make no sense.
+  // Throws Failure (refused) if a table is missing or the parameters are invalid.
   LosslessReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data);
 
-  // The next MCU row into the planes of the frame's components.
+  // Decodes the next MCU row into the planes of the components.
   void readRow(std::vector<SamplePlane>& planes);
 
  private:
@@ -43,7 +43,7 @@ class LosslessReader : public EntropyReader {
 
   const int precision_, predictor_, point_;
   std::array<DecodeSpec, 4> specs_;
-  std::vector<Lines> lines_;  // of each component of the scan
+  std::vector<Lines> lines_;  // for each component of the scan
   bool firstRow_ = true;      // of the scan or a restart interval
   bool outOfRange_ = false;
 };

@@ -1,3 +1,4 @@
+// Names of markers and processes.
 #include "jpeg/markers.h"
 
 #include <array>
@@ -20,15 +21,23 @@ std::string markerName(int code) {
   return {'0', 'x', kDigits[code >> 4 & 15], kDigits[code & 15]};
 }
 
-// The codes are regular: the low two bits give the process, bit 2 a differential frame of a hierarchical file, bit 3
-// arithmetic coding.
-std::string processName(int frameHeader) {
+// The codes are regular: bits 0 and 1 give the process, bit 2 is set for a differential frame of a hierarchical file,
+// and bit 3 for arithmetic coding.
+constexpr int kDifferential = 4, kArithmetic = 8;
+
+static std::string nameWithoutCoder(int frameHeader) {
   static constexpr std::array kProcesses{"baseline", "extended sequential", "progressive", "lossless"};
-  std::string name = kProcesses[frameHeader & 3];
-  if (frameHeader & 4)
-    name = std::string("hierarchical, differential ") + ((frameHeader & 3) == 1 ? "sequential" : name);
-  if (frameHeader & 8) name += ", arithmetic coding";
-  return name;
+  const std::string name = kProcesses[frameHeader & 3];
+  if (!(frameHeader & kDifferential)) return name;
+  return "hierarchical, differential " + ((frameHeader & 3) == 1 ? "sequential" : name);
+}
+
+std::string processName(int frameHeader) {
+  return nameWithoutCoder(frameHeader) + (frameHeader & kArithmetic ? ", arithmetic coding" : "");
+}
+
+std::string processAdjective(int frameHeader) {
+  return (frameHeader & kArithmetic ? "arithmetic-coded " : "") + nameWithoutCoder(frameHeader);
 }
 
 }  // namespace moxj::jpeg

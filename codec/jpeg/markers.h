@@ -1,4 +1,4 @@
-// The marker codes of T.81 Table B.1, and their names.
+// The marker codes of T.81 Table B.1, with their names.
 #pragma once
 
 #include <cstdint>
@@ -38,7 +38,7 @@ constexpr bool isRestart(int code) { return code >= rst0 && code <= rst7; }
 constexpr bool isFrameHeader(int code) {
   return code >= sof0 && code <= sof15 && code != dht && code != jpg && code != dac;
 }
-constexpr bool isKept(int code) {  // says something of the picture, not of its coding
+constexpr bool isKept(int code) {  // describes the picture, not its coding
   return (code >= app0 && code <= app15) || code == com;
 }
 constexpr bool isReserved(int code) {  // has no meaning in any process
@@ -53,7 +53,10 @@ constexpr bool standsAlone(int code) {  // no length and no parameters follow
 // "SOI", "DQT", "APP14" ...; "0x02" and the like for reserved codes.
 std::string markerName(int code);
 
-// What a frame header announces, in words: "baseline", "progressive", "lossless, arithmetic coding" ...
+// The coding process of a frame header: "baseline", "progressive", "lossless, arithmetic coding" ...
 std::string processName(int frameHeader);
+
+// The same as an adjective: "arithmetic-coded lossless" ...
+std::string processAdjective(int frameHeader);
 
 }  // namespace moxj::jpeg

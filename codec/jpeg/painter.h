@@ -1,4 +1,4 @@
-// What a decoder hands the blocks of a picture to.
+// The interface through which a decoder turns blocks into a picture.
 #pragma once
 
 #include "moxj.h"
@@ -12,11 +12,11 @@ class Painter {
 
   // A block of the current MCU row; (x, y) in blocks of the whole component.
   virtual void put(int component, int x, int y, const Mox16s* coefficients) = 0;
-  // All blocks of the current MCU row are there.
+  // Ends the current MCU row.
   virtual void finishRow() = 0;
-  // There are no more blocks: what is left of the picture is as if they were empty.
+  // Ends the picture. Missing MCU rows are painted as if all their blocks were empty.
   virtual void finish() = 0;
-  // Empty where there is a sink.
+  // Empty if there is a sink.
   virtual Picture picture() const = 0;
 };
 

@@ -1,3 +1,4 @@
+// Predictors 5 to 7 on unsigned samples.
 #include "jpeg/predict.h"
 
 #include <cstdint>

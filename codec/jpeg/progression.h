@@ -1,4 +1,4 @@
-// How much of each coefficient the scans of a progressive file have brought so far (T.81 G.1.1.1).
+// Tracks which bits of each coefficient the scans of a progressive file have coded so far (T.81 G.1.1.1).
 #pragma once
 
 #include <algorithm>
@@ -14,17 +14,17 @@ class Progression {
     for (auto& component : lowest_) component.fill(kNothing);
   }
 
-  // What no progressive scan may say of itself, or null.
+  // Why a progressive scan header is illegal, to follow "the scan has"; null if it is legal.
   static const char* fault(const ScanHeader& scan) {
     const int start = scan.spectralStart, end = scan.spectralEnd;
-    if (end > 63 || start > end || (start == 0 && end > 0)) return "a bad band of coefficients";
-    if (start > 0 && scan.components.size() > 1) return "AC coefficients of several components";
-    if (scan.approxLow > kMostApprox) return "a bad point transform";
-    if (scan.approxHigh != 0 && scan.approxHigh != scan.approxLow + 1) return "a refinement of several bits";
+    if (end > 63 || start > end || (start == 0 && end > 0)) return "an invalid band of coefficients";
+    if (start > 0 && scan.components.size() > 1) return "AC coefficients of more than one component";
+    if (scan.approxLow > kMaxApprox) return "an invalid point transform";
+    if (scan.approxHigh != 0 && scan.approxHigh != scan.approxLow + 1) return "a refinement of more than one bit";
     return nullptr;
   }
 
-  // False where the scan does not go on where those before it have ended.
+  // False if the scan does not continue where the earlier ones ended.
   bool take(const ScanHeader& scan) {
     bool fits = true;
     for (const ScanHeader::Selector& selector : scan.components) {
@@ -39,16 +39,16 @@ class Progression {
   }
 
   bool begun(int component) const { return lowest_[component][0] != kNothing; }
-  // Every bit of every coefficient is there.
+  // Every bit of every coefficient has been coded.
   bool finished(int component) const {
     const auto& lowest = lowest_[component];
     return std::all_of(lowest.begin(), lowest.end(), [](int bit) { return bit == 0; });
   }
 
  private:
-  static constexpr int kNothing = -1, kMostApprox = 13;
+  static constexpr int kNothing = -1, kMaxApprox = 13;
 
-  std::array<std::array<int, 64>, 4> lowest_;  // bit of each coefficient that is known, in zig-zag order
+  std::array<std::array<int, 64>, 4> lowest_;  // known bit of each coefficient, in zig-zag order
 };
 
 }  // namespace moxj::jpeg

@@ -1,3 +1,4 @@
+// Colour conversion, down-sampling and padding of one MCU row.
 #include "jpeg/samplestrips.h"
 
 #include <algorithm>
@@ -22,7 +23,7 @@ SampleStrips::SampleStrips(const Picture& picture, const Frame& frame) : picture
     strip.step = stripStep(strip.paddedWidth);
     strip.samples.resize(strip.step * 8 * c.vertical);
   }
-  if (frame.mostHorizontal > 1) {
+  if (frame.maxHorizontal > 1) {
     for (auto& component : chrominance_) {
       for (auto& row : component) row.resize(2 * frame.components[1].width);
     }
@@ -32,7 +33,7 @@ SampleStrips::SampleStrips(const Picture& picture, const Frame& frame) : picture
 void SampleStrips::loadRow(int mcuRow) {
   const int top = mcuRow * frame_.mcuHeight();
   const int rows = std::min(frame_.mcuHeight(), frame_.height - top);
-  if (frame_.mostHorizontal > 1) {
+  if (frame_.maxHorizontal > 1) {
     loadSubsampled(top, rows);
   } else {
     for (int y = 0; y < rows; ++y) {
@@ -75,11 +76,11 @@ void SampleStrips::loadColour(const std::uint8_t* pixels, std::uint8_t* luminanc
   }
 }
 
-// The colours of one or two rows go through buffers that stay in the innermost cache.
+// The chrominance of one or two rows goes through buffers that stay in the first-level cache.
 void SampleStrips::loadSubsampled(int top, int rows) {
   const int width = frame_.width;
   const int evenWidth = 2 * frame_.components[1].width;
-  const int down = frame_.mostVertical;
+  const int down = frame_.maxVertical;
   for (int y = 0; y < rows; y += down) {
     for (int i = 0; i < down && y + i < rows; ++i) {
       std::uint8_t* const colours[2] = {chrominance_[0][i].data(), chrominance_[1][i].data()};

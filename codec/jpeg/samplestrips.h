@@ -1,4 +1,4 @@
-// From pixels to the samples of each component, one MCU row at a time in buffers that stay in the cache.
+// Converts pixels to the samples of each component, one MCU row at a time, in buffers that stay in the cache.
 #pragma once
 
 #include <cstddef>
@@ -10,17 +10,16 @@
 
 namespace moxj::jpeg {
 
-// Samples beyond the picture's edges, up to whole blocks, repeat those at the edges. Blocks that only fill up MCUs
-// are not made.
+// The samples at the edges of the picture are repeated up to whole blocks. There are no padding blocks to whole MCUs.
 class SampleStrips {
  public:
-  // The frame has one component, or three of which the second and third are sub-sampled by 1 or 2 across and by 1 or,
-  // if they are by 2 across, 2 down.
+  // The frame has one component, or three with 4:4:4, 4:2:2 or 4:2:0 sampling.
   SampleStrips(const Picture& picture, const Frame& frame);
 
   void loadRow(int mcuRow);
 
-  // The first sample of a block of the loaded MCU row; `y` in blocks of the MCU row, `x` of the whole row.
+  // The first sample of a block in the loaded MCU row. `x` counts the blocks of the whole row, `y` those of the MCU
+  // row.
   const std::uint8_t* block(int component, int x, int y) const {
     const Strip& strip = strips_[component];
     return strip.samples.data() + strip.step * 8 * y + std::ptrdiff_t{8} * x;

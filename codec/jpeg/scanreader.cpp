@@ -1,3 +1,4 @@
+// Builds the Huffman tables of a scan and the list of blocks of an MCU.
 #include "jpeg/scanreader.h"
 
 #include <algorithm>
@@ -13,7 +14,7 @@ ScanReader::ScanReader(const Frame& frame, const ScanHeader& scan, const Tables&
     if (!spec) {
       const HuffmanCode& code = codeOf(tables, tableClass, index);
       if (tableClass == kDc && std::any_of(code.values.begin(), code.values.end(), [](int v) { return v > 15; })) {
-        refuse("a Huffman table of DC categories above 15");
+        refuse("a Huffman table has DC categories above 15");
       }
       spec = makeDecodeSpec(code);
     }

@@ -1,4 +1,4 @@
-// Decodes the entropy-coded data of a scan of blocks, MCU row by MCU row, over restart markers and damage.
+// Decodes the entropy-coded data of a scan of blocks, MCU row by MCU row, across restart markers and damage.
 #pragma once
 
 #include <array>
@@ -8,18 +8,19 @@
 
 namespace moxj::jpeg {
 
-// Missing blocks stay empty: all coefficients 0; in a progressive file, as the scans before have left them.
+// Missing blocks have all coefficients 0 or, in a progressive file, those of the earlier scans.
 class ScanReader : public EntropyReader {
  public:
-  // Throws Failure (refused) where the tables that
-  // the scan needs are not there or no good.
+  // Throws Failure (refused) if a table that the scan needs is missing or invalid.
   ScanReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data);
 
-  // Decodes the next MCU row. The sink has two members that are called for each block in turn:
-  //   Mox16s* begin(int component, int blockX, int blockY)   where the coefficients shall go, natural order
+  // Decodes the next MCU row. The sink has two members, which are called for each block in turn:
+  //
+  //   Mox16s* begin(int component, int blockX, int blockY)
+  //     returns the destination of the coefficients (in natural order); for a progressive scan it holds the
+  //     coefficients of the earlier scans
   //   void end(int component, int blockX, int blockY, const Mox16s* coefficients)
-  // Empty blocks come with `coefficients` elsewhere and nothing written to what begin() gave. What begin() gives a
-  // progressive scan holds what the scans before have left.
+  //     `coefficients` is that destination or, for a missing block, an array of zeros
   template <class Sink>
   void readRow(Sink&& sink);
 
@@ -39,7 +40,7 @@ class ScanReader : public EntropyReader {
   ScanHeader scan_;
   ScanKind kind_;
   std::vector<McuBlock> blocks_;
-  std::array<std::array<DecodeSpec, 4>, 2> specs_;  // [table class][index], those in use
+  std::array<std::array<DecodeSpec, 4>, 2> specs_;  // [table class][index], null if not in use
   std::array<Mox16s, 4> lastDc_{};
 };
 

@@ -1,3 +1,4 @@
+// Symbol counts from the library, with our own count for bands that it does not cover.
 #include "jpeg/scanstatistics.h"
 
 #include <algorithm>
@@ -10,9 +11,9 @@ namespace moxj::jpeg {
 
 namespace {
 
-constexpr int kMostCategory = 15;  // what decoders of blocks take
+constexpr int kMaxCategory = 15;  // that decoders accept
 
-[[noreturn]] void tooLarge() { refuse("a coefficient that is too large for this kind of scan"); }
+[[noreturn]] void tooLarge() { refuse("a coefficient is too large for this kind of scan"); }
 
 }  // namespace
 
@@ -55,7 +56,7 @@ void ScanStatistics::restart() {
 
 void ScanStatistics::end() {
   flushRun();
-  const auto hasCategory16 = [](const SymbolCounts& counts) { return counts[kMostCategory + 1] != 0; };
+  const auto hasCategory16 = [](const SymbolCounts& counts) { return counts[kMaxCategory + 1] != 0; };
   if (usesTable(kind_, kDc) && std::any_of(counts_[kDc].begin(), counts_[kDc].end(), hasCategory16)) tooLarge();
 }
 
@@ -78,7 +79,7 @@ void BandStatistics::count(const Mox16s* coefficients) {
     countRun();
     counts_[0xF0] += zeros / 16;
     const int category = std::bit_width(static_cast<unsigned>(magnitude));
-    if (category > kMostCategory) tooLarge();
+    if (category > kMaxCategory) tooLarge();
     ++counts_[zeros % 16 << 4 | category];
     zeros = 0;
   }

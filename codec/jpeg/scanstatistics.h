@@ -1,4 +1,4 @@
-// The symbols that a scan will be coded with, counted, and the tables that code them in the fewest bits.
+// Counts the Huffman symbols of a scan, and makes the tables that code them in the fewest bits.
 #pragma once
 
 #include <array>
@@ -10,13 +10,13 @@
 
 namespace moxj::jpeg {
 
-// How often each symbol occurs.
+// The number of occurrences of each symbol.
 using SymbolCounts = std::array<std::int32_t, 256>;
 
-// The table of the fewest bits.
+// The table that codes the symbols in the fewest bits.
 HuffmanCode optimalCode(const SymbolCounts& counts);
 
-// Takes the same calls as ScanWriter.
+// Has the same interface as ScanWriter.
 class ScanStatistics {
  public:
   ScanStatistics(ScanKind kind, const ScanHeader& scan, int restartInterval);
@@ -34,10 +34,10 @@ class ScanStatistics {
 
   void end();
 
-  // Magnitudes of 11 bits in a first AC scan can be coded, but the library does not count them: count again with
-  // BandStatistics.
+  // In a first AC scan, magnitudes of 11 bits can be coded, but the library does not count them. Use BandStatistics
+  // instead.
   bool incomplete() const { return incomplete_; }
-  // Codes of the tables that have symbols.
+  // Codes for the tables that have symbols.
   Codes codes() const;
 
  private:
@@ -75,7 +75,7 @@ MoxStatus ScanStatistics::count(int selector, const Mox16s* from) {
   return moxStatusOk;
 }
 
-// The same for first AC scans alone, with magnitudes of any size.
+// The same for first AC scans only, for magnitudes of any size.
 class BandStatistics {
  public:
   BandStatistics(const ScanHeader& scan, int restartInterval)

@@ -1,3 +1,4 @@
+// The output buffer, restart markers, and the end of a scan.
 #include "jpeg/scanwriter.h"
 
 #include <algorithm>
@@ -31,22 +32,21 @@ void ScanWriter::makeRoom() {
   start_ += position_;
   position_ = 0;
   file_.resize(start_);
-  if (file_.capacity() - start_ < kMostMcuBytes) file_.reserve(file_.capacity() + file_.capacity() / 2 + kMostMcuBytes);
+  if (file_.capacity() - start_ < kMaxMcuBytes) file_.reserve(file_.capacity() + file_.capacity() / 2 + kMaxMcuBytes);
   room_ = static_cast<std::int32_t>(
       std::min<std::size_t>(file_.capacity() - start_, std::numeric_limits<std::int32_t>::max()));
 }
 
 void ScanWriter::failed(MoxStatus status) {
-  if (status == moxStatusCoefficientRange) refuse("a coefficient that is too large for this kind of scan");
-  if (status == moxStatusHuffTable)
-    refuse("a coefficient that the tables of Annex K have no code for (--optimize has)");
+  if (status == moxStatusCoefficientRange) refuse("a coefficient is too large for this kind of scan");
+  if (status == moxStatusHuffTable) refuse("the Annex K tables have no code for a coefficient (use --optimize)");
   require(status, "the coding of a block");
   throw std::logic_error("the coding of a block");
 }
 
-// Writes the pending end-of-band run and fills up the last byte with ones.
+// Writes the pending end-of-band run and pads the last byte with ones.
 void ScanWriter::flush() {
-  if (room_ - position_ < kMostMcuBytes) makeRoom();
+  if (room_ - position_ < kMaxMcuBytes) makeRoom();
   forKind(kind_, [&](auto kind) {
     const MoxStatus status = code<kind()>(coders_[0], nullptr, 1);
     if (status < 0) failed(status);

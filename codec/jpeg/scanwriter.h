@@ -1,4 +1,4 @@
-// Codes the blocks of a scan into a file under construction.
+// Codes the blocks of a scan and appends them to a file.
 #pragma once
 
 #include <array>
@@ -18,13 +18,13 @@ class ScanWriter {
  public:
   ScanWriter(Bytes& file, ScanKind kind, const ScanHeader& scan, const Codes& codes, int restartInterval);
 
-  // To be called ahead of each MCU: writes a restart marker where one is due.
+  // To be called before each MCU. Writes a restart marker if one is due.
   void beginMcu() {
     if (restartInterval_ != 0 && mcusToRestart_-- == 0) restart();
-    if (room_ - position_ < kMostMcuBytes) makeRoom();
+    if (room_ - position_ < kMaxMcuBytes) makeRoom();
   }
 
-  // The next block; `selector` is the index of its component in the scan header. Throws Failure (refused) for a
+  // Codes the next block; `selector` is the index of its component in the scan header. Throws Failure (refused) for a
   // coefficient that cannot be coded.
   template <ScanKind kind>
   void put(int selector, const Mox16s* coefficients) {
@@ -33,15 +33,15 @@ class ScanWriter {
       failed(status);
   }
 
-  // The DC value that costs the next block of the component least.
+  // The DC value of the last block of the component, which is the cheapest to code next.
   Mox16s lastDc(int selector) const { return coders_[selector].lastDc; }
 
   void end();
 
  private:
-  // An MCU has at most 10 blocks. A block has 64 values, each of at most a code of 16 bits and 16 bits behind it, and
-  // each byte may need another one after it. An end-of-band run with its correction bits is much less than that.
-  static constexpr int kMostMcuBytes = 10 * 64 * 4 * 2;
+  // An MCU has at most 10 blocks of 64 values. Each value takes a code of at most 16 bits and at most 16 more bits, and
+  // each byte may be followed by a stuffed zero. An end-of-band run with its correction bits takes much less.
+  static constexpr int kMaxMcuBytes = 10 * 64 * 4 * 2;
 
   struct Coder {
     Mox16s lastDc = 0;

@@ -1,3 +1,4 @@
+// Parses and checks scan scripts; makes the default scans.
 #include "jpeg/script.h"
 
 #include <algorithm>
@@ -10,8 +11,8 @@ namespace moxj::jpeg {
 
 namespace {
 
-constexpr int kMostBlocks = 10;  // of an MCU (T.81 B.2.3)
-constexpr int kMostComponents = 4;
+constexpr int kMaxBlocks = 10;  // in an MCU (T.81 B.2.3)
+constexpr int kMaxComponents = 4;
 
 class Parser {
  public:
@@ -23,7 +24,7 @@ class Parser {
       const int line = line_;
       script.entries.push_back({parseScan(), line});
     }
-    if (script.entries.empty()) fail(line_, "there are no scans");
+    if (script.entries.empty()) fail(line_, "the script has no scans");
     return script;
   }
 
@@ -43,7 +44,7 @@ class Parser {
     skip(",-");
     scan.spectralEnd = number("the last coefficient");
     skip(",-");
-    scan.approxHigh = number("the bit before");
+    scan.approxHigh = number("the previous bit");
     skip(",-");
     scan.approxLow = number("the lowest bit");
     return end(scan);
@@ -59,7 +60,7 @@ class Parser {
     int value = 0;
     const auto [end, error] = std::from_chars(left_.data(), left_.data() + left_.size(), value);
     if (error != std::errc() || value < 0 || value > 255)
-      fail(line_, std::string(what) + " is no number from 0 to 255");
+      fail(line_, std::string(what) + " is not a whole number from 0 to 255");
     left_.remove_prefix(static_cast<std::size_t>(end - left_.data()));
     skipSpace();
     return value;
@@ -74,7 +75,7 @@ class Parser {
     if (!left_.empty() && separators.find(left_[0]) != separators.npos) left_.remove_prefix(1);
     skipSpace();
   }
-  // With comments, which go on to the end of the line.
+  // Also skips comments, which extend to the end of the line.
   void skipSpace() {
     bool comment = false;
     for (; !left_.empty(); left_.remove_prefix(1)) {
@@ -99,11 +100,11 @@ bool whole(const ScanHeader& scan) {
 
 // What is wrong with the components of a scan, or null.
 const char* componentsFault(const ScanHeader& scan) {
-  if (scan.components.size() > kMostComponents) return "a scan has at most 4 components";
+  if (scan.components.size() > kMaxComponents) return "a scan has at most 4 components";
   for (std::size_t i = 0; i < scan.components.size(); ++i) {
-    if (scan.components[i].component >= kMostComponents) return "components are 0 to 3";
+    if (scan.components[i].component >= kMaxComponents) return "components are 0 to 3";
     if (i > 0 && scan.components[i].component <= scan.components[i - 1].component)
-      return "components of a scan must stand in rising order";
+      return "the components of a scan must be in ascending order";
   }
   return nullptr;
 }
@@ -117,7 +118,7 @@ void check(const Script& script, const Parser& parser) {
     };
     failIf(componentsFault(entry.scan));
     if (script.progressive()) failIf(Progression::fault(entry.scan), "the scan has ");
-    failIf(progression.take(entry.scan) ? nullptr : "the scan does not go on where those before it have ended");
+    failIf(progression.take(entry.scan) ? nullptr : "the scan does not continue where the earlier scans ended");
     components = std::max(components, entry.scan.components.back().component + 1);
   }
   for (int i = 0; i < components; ++i) {
@@ -135,7 +136,7 @@ int blocksOfMcu(const Frame& frame, const ScanHeader& scan) {
   return blocks;
 }
 
-// Scans under construction.
+// Builds a list of scans.
 class List {
  public:
   explicit List(const Frame& frame) : frame_(frame), components_(static_cast<int>(frame.components.size())) {}
@@ -149,7 +150,7 @@ class List {
   void all(int start, int end, int high, int low) {
     ScanHeader scan{{}, start, end, high, low};
     for (int i = 0; i < components_; ++i) scan.components.push_back({i, 0, 0});
-    if (components_ > 1 && blocksOfMcu(frame_, scan) > kMostBlocks) return each(start, end, high, low);
+    if (components_ > 1 && blocksOfMcu(frame_, scan) > kMaxBlocks) return each(start, end, high, low);
     scans_.push_back(scan);
   }
   std::vector<ScanHeader> take() { return std::move(scans_); }
@@ -181,12 +182,12 @@ std::vector<ScanHeader> scansOf(const Script& script, const Frame& frame) {
     const auto fail = [&](const std::string& cause) {
       refuse(script.name + ": line " + std::to_string(entry.line) + ": " + cause);
     };
-    const int most = entry.scan.components.back().component;
-    if (most >= components)
-      fail("there is no component " + std::to_string(most) + " in a picture of " + std::to_string(components));
-    if (entry.scan.components.size() > 1 && blocksOfMcu(frame, entry.scan) > kMostBlocks)
-      fail("an MCU of more than 10 blocks");
-    last = std::max(last, most);
+    const int highest = entry.scan.components.back().component;
+    if (highest >= components)
+      fail("there is no component " + std::to_string(highest) + " in a picture of " + std::to_string(components));
+    if (entry.scan.components.size() > 1 && blocksOfMcu(frame, entry.scan) > kMaxBlocks)
+      fail("an MCU has more than 10 blocks");
+    last = std::max(last, highest);
     scans.push_back(entry.scan);
   }
   if (last + 1 < components)

@@ -1,4 +1,4 @@
-// Which scans a file is written in.
+// The scans that a file is written with: scan scripts and the default scans.
 #pragma once
 
 #include <string>
@@ -9,17 +9,17 @@
 
 namespace moxj::jpeg {
 
-// Scans as a user has listed them, in the syntax of cjpeg:
+// A scan script, in the syntax of cjpeg:
 //
-//   0 1 2: 0-0, 0, 1;    # components, first and last coefficient, bit known before (0 if none), lowest bit
-//   0 1 2;               # all coefficients, in full
+//   0 1 2: 0-0, 0, 1;    # components: first and last coefficient, Ah (0 in a first scan), Al
+//   0 1 2;               # all bits of all coefficients
 //
-// Components count from 0 and stand in the order of the frame. A list in which every scan has all coefficients in
-// full is sequential, any other progressive.
+// Components are counted from 0, in the order of the frame. If every scan has all bits of all coefficients, the file is
+// sequential, otherwise progressive.
 struct Script {
   struct Entry {
     ScanHeader scan;
-    int line = 0;  // of the text, where the entry begins
+    int line = 0;  // line of the text on which the entry begins
   };
   std::string name;  // of the file, for messages
   std::vector<Entry> entries;
@@ -27,17 +27,17 @@ struct Script {
   bool progressive() const;
 };
 
-// Throws Failure (refused), which names the file, the line and the cause: what is no script, or whose scans do not
-// make up a picture.
+// Throws Failure (refused) if the text is not a script or its scans do not make up a picture. The failure names the
+// file, the line and the cause.
 Script parseScript(std::string_view text, const std::string& name);
 
-// Its scans, for a picture. Throws Failure (refused) where they are for another number of components.
+// The scans of a script for a frame. Throws Failure (refused) if they are for a different number of components.
 std::vector<ScanHeader> scansOf(const Script& script, const Frame& frame);
 
-// One scan of all components; one of each where an MCU would have too many blocks.
+// One scan with all components, or one scan per component if an MCU would have too many blocks.
 std::vector<ScanHeader> sequentialScans(const Frame& frame);
 
-// The scans that cjpeg makes without a script; those of three YCbCr components have chrominance early.
+// The default scans of cjpeg. For three YCbCr components, chrominance comes early.
 std::vector<ScanHeader> progressiveScans(const Frame& frame, bool ycbcr);
 
 }  // namespace moxj::jpeg

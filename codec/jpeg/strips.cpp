@@ -1,3 +1,4 @@
+// Upsampling and painting of one MCU row, and the band that goes to a sink.
 #include "jpeg/strips.h"
 
 #include <algorithm>
@@ -10,7 +11,7 @@ namespace moxj::jpeg {
 namespace {
 
 constexpr std::uint8_t kEmptySample = 128;
-// Of a band: few calls of the sink, and still within the cache.
+// Size of a band: large enough for few calls of the sink, small enough for the cache.
 constexpr std::size_t kBandBytes = std::size_t{32} << 10;
 
 }  // namespace
@@ -29,10 +30,10 @@ Strips::Strips(const Frame& frame, ColourModel model, std::span<const Steps> ste
     strip.samples.resize(strip.step * (8 * c.vertical + 1));
     strip.first = strip.samples.data() + strip.step;
   }
-  takeMemory();
+  allocateBand();
 }
 
-void Strips::takeMemory() {
+void Strips::allocateBand() {
   const std::size_t rowBytes =
       straight_ ? std::size_t{8} * frame_.components[0].paddedWide : std::size_t(painter_.channels()) * frame_.width;
   const int all = frame_.mcuHeight() * frame_.mcusHigh;
@@ -48,7 +49,7 @@ void Strips::takeMemory() {
   strips_[0].first = band_.samples;
 }
 
-// The rows above the first and below the last repeat these.
+// The first and the last row are repeated beyond the edges.
 const std::uint8_t* Strips::rowOf(const Strip& strip, int y) const {
   return strip.first + strip.step * (std::clamp(y, 0, strip.height - 1) - 8 * strip.firstBlockRow);
 }
@@ -80,7 +81,7 @@ void Strips::finishRow() {
   if (straight_ && !last) strips_[0].first = paintedRow(painted_);
 }
 
-// Hands the band over where the rows to come would not fit into it.
+// Passes the band to the sink if `rows` more rows would not fit into it.
 void Strips::makeRoom(int rows) {
   if (sink_ && painted_ - bandBegin_ + rows > bandRows_) flush();
 }
@@ -92,7 +93,8 @@ void Strips::flush() {
   bandBegin_ = painted_;
 }
 
-// Behind one empty MCU row, which may still take part in the smoothing of the last one, all rows are the same.
+// Paints the missing rows: one empty MCU row, which may take part in the interpolation of the last one before it, and
+// then copies of its last row.
 void Strips::finish() {
   if (mcuRow_ < frame_.mcusHigh) {
     for (Strip& strip : strips_) std::memset(strip.first, kEmptySample, strip.step * 8 * strip.blockRows);

@@ -1,4 +1,4 @@
-// From coefficients to pixels, one MCU row at a time in buffers that stay in the cache.
+// Converts coefficients to pixels, one MCU row at a time, in buffers that stay in the cache.
 #pragma once
 
 #include <cstddef>
@@ -17,13 +17,13 @@
 
 namespace moxj::jpeg {
 
-// Each component has a strip that holds the samples of one MCU row and the row above them. Where a triangle filter
-// looks one row further down, the last row of an MCU row is painted with the next one. A lone component is decoded
-// straight into what is painted: the whole picture or, where its rows go to a sink, a band of it that stays in the
-// cache too. (Memory that is written once and read once costs as much as the inverse transform.)
+// Each component has a strip with the samples of one MCU row and the row above it. A triangle filter also needs the row
+// below, so the last row of an MCU row is then painted together with the next MCU row. A single component needs no
+// strip: it is decoded directly into the picture or, with a sink, into a band that stays in the cache. (Memory written
+// once and read once costs as much as the inverse transform.)
 class Strips final : public Painter {
  public:
-  // `steps` are those of each component. The sink may be null.
+  // `steps` are the quantiser steps of each component. The sink may be null.
   Strips(const Frame& frame, ColourModel model, std::span<const Steps> steps, const DecodeOptions& options,
          RowSink* sink);
 
@@ -45,14 +45,14 @@ class Strips final : public Painter {
     Upsampler upsampler;
     Steps steps;
     int height = 0;         // of the component
-    int blockRows = 0;      // in an MCU row
+    int blockRows = 0;      // per MCU row
     int firstBlockRow = 0;  // of the current MCU row
     std::ptrdiff_t step = 0;
-    std::uint8_t* first = nullptr;  // the MCU row's first sample; the row above is in front of it
+    std::uint8_t* first = nullptr;  // first sample of the MCU row; the row above precedes it
     std::vector<std::uint8_t> samples;
   };
 
-  void takeMemory();
+  void allocateBand();
   const std::uint8_t* rowOf(const Strip& strip, int y) const;
   std::uint8_t* paintedRow(int y) const { return band_.row(y - bandBegin_); }
   void paintRow(int y);
@@ -63,13 +63,13 @@ class Strips final : public Painter {
   std::vector<Strip> strips_;
   RowPainter painter_;
   RowSink* sink_;
-  Picture band_;  // what is painted into: the whole picture or the rows that the sink is to have next
+  Picture band_;  // the rows being painted: the whole picture, or the next rows for the sink
   int bandBegin_ = 0, bandRows_ = 0;
-  const std::uint8_t* lastRow_ = nullptr;  // the last one painted
-  bool straight_;                          // into the band
-  int rowsLate_ = 0;                       // painted with the next MCU row
+  const std::uint8_t* lastRow_ = nullptr;  // the last painted row
+  bool straight_;                          // the samples are decoded directly into the band
+  int rowsLate_ = 0;                       // rows that are painted with the next MCU row
   int mcuRow_ = 0;
-  int painted_ = 0;  // rows of the picture
+  int painted_ = 0;  // number of painted rows
 };
 
 }  // namespace moxj::jpeg

@@ -1,3 +1,4 @@
+// Parsing and validation of marker segments.
 #include "jpeg/syntax.h"
 
 #include <algorithm>
@@ -11,7 +12,7 @@ namespace moxj::jpeg {
 
 namespace {
 
-// Reads the parameters of one segment and names it where they do not add up.
+// Reads the parameters of a segment, and names the segment if they are invalid.
 class Parameters {
  public:
   explicit Parameters(const MarkerSegment& segment) : name_(markerName(segment.marker)), left_(segment.body) {}
@@ -45,7 +46,7 @@ void takeSteps(Parameters in, Tables& tables) {
     const int selector = in.byte();
     const int index = selector & 15;
     const int wide = selector >> 4;
-    if (wide > 1 || index > 3) in.bad("has a bad table selector " + std::to_string(selector));
+    if (wide > 1 || index > 3) in.bad("has an invalid table selector " + std::to_string(selector));
     Steps steps;
     for (int position = 0; position < 64; ++position) {
       const int step = wide ? in.word() : in.byte();
@@ -57,7 +58,7 @@ void takeSteps(Parameters in, Tables& tables) {
   }
 }
 
-// Annex C assigns the codes of each length in sequence; they must fit in that many bits.
+// Annex C assigns the codes of each length in sequence; they must fit in the number of bits.
 bool overfull(const HuffmanCode& code) {
   int room = 1;
   for (const int count : code.bits) {
@@ -72,12 +73,12 @@ void takeCodes(Parameters in, Tables& tables) {
     const int selector = in.byte();
     const int index = selector & 15;
     const int tableClass = selector >> 4;
-    if (tableClass > kAc || index > 3) in.bad("has a bad table selector " + std::to_string(selector));
+    if (tableClass > kAc || index > 3) in.bad("has an invalid table selector " + std::to_string(selector));
     HuffmanCode code;
     const ByteSpan bits = in.take(16);
     std::copy(bits.begin(), bits.end(), code.bits.begin());
     const int count = std::accumulate(bits.begin(), bits.end(), 0);
-    if (count > 256 || overfull(code)) in.bad("has more codes than there can be");
+    if (count > 256 || overfull(code)) in.bad("has too many codes");
     const ByteSpan values = in.take(count);
     if (tableClass == kDc && std::any_of(values.begin(), values.end(), [](int value) { return value > 16; })) {
       in.bad("has a DC category above 16");
@@ -99,7 +100,7 @@ SegmentWalker::SegmentWalker(ByteSpan file) : file_(file) {
 
 std::optional<MarkerSegment> SegmentWalker::next() {
   const std::size_t found = findMarker(file_, at_);
-  for (; at_ < found; ++at_) strayBytes_ += file_[at_] != 0xFF;  // others than fill bytes
+  for (; at_ < found; ++at_) strayBytes_ += file_[at_] != 0xFF;  // fill bytes do not count
   if (found >= file_.size()) return std::nullopt;
   MarkerSegment segment{.marker = file_[found + 1], .offset = found, .end = found + 2, .body = {}};
   if (!marker::standsAlone(segment.marker)) {
@@ -107,7 +108,7 @@ std::optional<MarkerSegment> SegmentWalker::next() {
     const std::size_t left = file_.size() - segment.end;
     if (left < 2) refuse("the file ends within the " + markerName(segment.marker) + " segment");
     const std::size_t length = file_[found + 2] << 8 | file_[found + 3];
-    if (length < 2) refuse("the " + markerName(segment.marker) + " segment has a bad length");
+    if (length < 2) refuse("the " + markerName(segment.marker) + " segment has an invalid length");
     if (length > left) refuse("the file ends within the " + markerName(segment.marker) + " segment");
     segment.end += length;
     segment.body = file_.subspan(found + 4, length - 2);
@@ -143,8 +144,8 @@ Frame parseFrame(const MarkerSegment& segment) {
   frame.height = in.word();
   frame.width = in.word();
   const int count = in.byte();
-  if (frame.width == 0) in.bad("says a width of 0");
-  if (count == 0) in.bad("says that there are no components");
+  if (frame.width == 0) in.bad("gives a width of 0");
+  if (count == 0) in.bad("has no components");
   for (int i = 0; i < count; ++i) {
     FrameComponent c;
     c.id = in.byte();
@@ -167,18 +168,18 @@ ScanHeader parseScan(const MarkerSegment& segment, const Frame& frame) {
   Parameters in(segment);
   ScanHeader scan;
   const int count = in.byte();
-  if (count < 1 || count > 4) in.bad("says that there are " + std::to_string(count) + " components");
+  if (count < 1 || count > 4) in.bad("has " + std::to_string(count) + " components");
   std::vector<bool> taken(frame.components.size());
   for (int i = 0; i < count; ++i) {
     const int id = in.byte();
     const int selectors = in.byte();
-    // Where several components of a frame have the same identifier, the first that is still free.
+    // If several components of a frame have the same identifier, the first one that is not in the scan yet.
     int component = 0;
     while (component < static_cast<int>(taken.size()) && (taken[component] || frame.components[component].id != id)) {
       ++component;
     }
     if (component == static_cast<int>(taken.size()))
-      in.bad("names component " + std::to_string(id) + ", of which the frame has no more");
+      in.bad("refers to component " + std::to_string(id) + ", which is not in the frame or named twice");
     if (selectors >> 4 > 3 || (selectors & 15) > 3) in.bad("refers to a Huffman table above 3");
     taken[component] = true;
     scan.components.push_back({component, selectors >> 4, selectors & 15});
@@ -195,7 +196,7 @@ int parseLineCount(const MarkerSegment& segment) {
   Parameters in(segment);
   const int lines = in.word();
   in.end();
-  if (lines == 0) in.bad("says a height of 0");
+  if (lines == 0) in.bad("gives a height of 0");
   return lines;
 }
 

@@ -1,3 +1,4 @@
+// The tables of T.81 Annex K as data.
 #include "jpeg/tables.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// The tables of T.81 Annex K that most files are made with, and the zig-zag order.
+// The zig-zag order and the tables of T.81 Annex K, which most files use.
 #pragma once
 
 #include <algorithm>
@@ -8,8 +8,8 @@
 
 namespace moxj::jpeg {
 
-// Natural (row-major) index of each position of the zig-zag sequence (T.81 Figure A.6): along each anti-diagonal,
-// upwards on even ones and downwards on odd ones.
+// The natural (row-major) index of each position of the zig-zag sequence (T.81 Figure A.6): upwards along even
+// anti-diagonals, downwards along odd ones.
 inline constexpr std::array<std::uint8_t, 64> kZigZag = [] {
   std::array<std::uint8_t, 64> order{};
   int at = 0;
@@ -27,7 +27,7 @@ static_assert(kZigZag[1] == 1 && kZigZag[2] == 8 && kZigZag[35] == 56 && kZigZag
 // Quantiser steps in natural order.
 using Steps = std::array<std::uint16_t, 64>;
 
-// Steps that a baseline file cannot have.
+// Whether the steps need 16 bits, which a baseline file does not allow.
 inline bool isWide(const Steps& steps) {
   return std::any_of(steps.begin(), steps.end(), [](int step) { return step > 255; });
 }
@@ -35,10 +35,10 @@ inline bool isWide(const Steps& steps) {
 // T.81 Tables K.1 (luminance) and K.2 (chrominance), in natural order as printed there.
 extern const std::array<Steps, 2> kAnnexKSteps;
 
-// A table of Annex K at a quality of 1 to 100 by the customary rule: quality 50 is the table itself.
+// A table of Annex K scaled to a quality from 1 to 100 by the customary rule: quality 50 is the table itself.
 Steps scaledSteps(const Steps& steps, int quality, int largestStep);
 
-// A Huffman table as a DHT segment has it: how many codes there are of each length, and their symbols in order.
+// A Huffman table as in a DHT segment: the number of codes of each length, and their symbols in order.
 struct HuffmanCode {
   std::array<std::uint8_t, 16> bits{};
   std::vector<std::uint8_t> values;

@@ -1,4 +1,4 @@
-// From one file to another without decoding the picture.
+// Transcoding: re-encodes a file without decoding it further than to its coefficients.
 #include <algorithm>
 #include <new>
 
@@ -18,7 +18,7 @@ bool isProgressive(const CodedPicture& picture, const TranscodeOptions& options)
   return options.process == Process::progressive;
 }
 
-// Luminance and chrominance (and with it, black) have tables of their own.
+// Chrominance uses tables 1; luminance, black and all other components use tables 0.
 int tableOf(const CodedPicture& picture, int component) {
   const bool chrominance = component == 1 || component == 2;
   return chrominance && (picture.model == ColourModel::ycbcr || picture.model == ColourModel::ycck) ? 1 : 0;
@@ -36,7 +36,7 @@ std::vector<ScanHeader> scansFor(const CodedPicture& picture, const Frame& frame
   return scans;
 }
 
-// The different tables of steps, to which the components of the frame are made to refer.
+// The distinct tables of quantiser steps. Sets the references of the frame's components to them.
 std::vector<Steps> tablesFor(const CodedPicture& picture, Frame& frame) {
   std::vector<Steps> tables;
   for (std::size_t i = 0; i < picture.steps.size(); ++i) {
@@ -47,19 +47,19 @@ std::vector<Steps> tablesFor(const CodedPicture& picture, Frame& frame) {
   return tables;
 }
 
-// Shifted far enough, the values of a scan may become the one of 16 bits that no scan can code.
+// A large point transform in a damaged file can produce -32768, which no scan can code.
 void requireCodable(const CodedPicture& picture) {
   for (int i = 0; i < static_cast<int>(picture.frame.components.size()); ++i) {
     const FrameComponent& c = picture.frame.components[i];
     for (int y = 0; y < c.blocksHigh; ++y) {
       const Mox16s* const row = picture.coefficients->block(i, 0, y);
       if (*std::min_element(row, row + std::ptrdiff_t{64} * c.blocksWide) == -32768)
-        refuse("a coefficient that is too large to be coded");
+        refuse("a coefficient is too large to be coded");
     }
   }
 }
 
-bool saysColours(const MarkerSegment& segment) {
+bool definesColours(const MarkerSegment& segment) {
   return (segment.marker == marker::app0 || segment.marker == marker::app14) && Tables().take(segment);
 }
 
@@ -85,7 +85,7 @@ Transcoded transcode(std::span<const std::uint8_t> file, const TranscodeOptions&
   writer.file().reserve(file.size() + file.size() / 2 + 4096);
   writer.marker(marker::soi);
   for (const MarkerSegment& segment : picture.segments) {
-    if (!options.strip || saysColours(segment)) writer.copy(segment);
+    if (!options.strip || definesColours(segment)) writer.copy(segment);
   }
   for (std::size_t i = 0; i < tables.size(); ++i) writer.steps(static_cast<int>(i), tables[i]);
   writer.frame(frame);

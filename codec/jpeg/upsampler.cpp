@@ -1,3 +1,4 @@
+// Triangle filters from the library, and repetition for all other ratios.
 #include "jpeg/upsampler.h"
 
 #include "jpeg/library.h"
@@ -13,7 +14,7 @@ void repeat(const std::uint8_t* from, int width, std::uint8_t* to) {
   }
 }
 
-// The bias alternates from row to row so that halves do not all go the same way.
+// The bias alternates between rows, so that halves are not always rounded in the same direction.
 void triangleDown(const std::uint8_t* near, const std::uint8_t* far, int width, int bias, std::uint8_t* to) {
   for (int x = 0; x < width; ++x) to[x] = static_cast<std::uint8_t>((3 * near[x] + far[x] + bias) >> 2);
 }
@@ -24,13 +25,13 @@ Upsampler::Upsampler(const Frame& frame, const FrameComponent& component, bool s
     : width_(component.width),
       outputWidth_(frame.width),
       horizontal_(component.horizontal),
-      mostHorizontal_(frame.mostHorizontal),
+      maxHorizontal_(frame.maxHorizontal),
       vertical_(component.vertical),
-      mostVertical_(frame.mostVertical) {
-  const bool doubleWidth = mostHorizontal_ == 2 * horizontal_;
-  const bool doubleHeight = mostVertical_ == 2 * vertical_;
-  const bool fullWidth = mostHorizontal_ == horizontal_;
-  const bool fullHeight = mostVertical_ == vertical_;
+      maxVertical_(frame.maxVertical) {
+  const bool doubleWidth = maxHorizontal_ == 2 * horizontal_;
+  const bool doubleHeight = maxVertical_ == 2 * vertical_;
+  const bool fullWidth = maxHorizontal_ == horizontal_;
+  const bool fullHeight = maxVertical_ == vertical_;
   const bool wideEnough = width_ > 2;
   if (smooth && doubleWidth && fullHeight && wideEnough) {
     method_ = Method::triangleH2V1;
@@ -41,7 +42,7 @@ Upsampler::Upsampler(const Frame& frame, const FrameComponent& component, bool s
   } else {
     method_ = fullWidth ? Method::copy : Method::repeat;
   }
-  if (method_ != Method::copy) row_.resize(outputWidth_ + mostHorizontal_);
+  if (method_ != Method::copy) row_.resize(outputWidth_ + maxHorizontal_);
 }
 
 const std::uint8_t* Upsampler::row(const std::uint8_t* near, const std::uint8_t* far, bool upper) {
@@ -61,7 +62,7 @@ const std::uint8_t* Upsampler::row(const std::uint8_t* near, const std::uint8_t*
     case Method::repeat:
       break;
   }
-  const int times = mostHorizontal_ % horizontal_ == 0 ? mostHorizontal_ / horizontal_ : 0;
+  const int times = maxHorizontal_ % horizontal_ == 0 ? maxHorizontal_ / horizontal_ : 0;
   if (times == 2) {
     repeat<2>(near, width_, to);
   } else if (times == 3) {
@@ -69,7 +70,7 @@ const std::uint8_t* Upsampler::row(const std::uint8_t* near, const std::uint8_t*
   } else if (times == 4) {
     repeat<4>(near, width_, to);
   } else {
-    for (int x = 0; x < outputWidth_; ++x) to[x] = near[(2 * x + 1) * horizontal_ / (2 * mostHorizontal_)];
+    for (int x = 0; x < outputWidth_; ++x) to[x] = near[(2 * x + 1) * horizontal_ / (2 * maxHorizontal_)];
   }
   return to;
 }

@@ -1,3 +1,4 @@
+// Serialises marker segments.
 #include "jpeg/writer.h"
 
 #include "jpeg/markers.h"
@@ -19,7 +20,7 @@ void Writer::segment(int code, int bodyBytes) {
   word(bodyBytes + 2);
 }
 
-// Version 1.01, square pixels of no known size, no thumbnail.
+// Version 1.01, square pixels of unknown size, no thumbnail.
 void Writer::jfif() {
   static constexpr std::uint8_t kBody[] = {'J', 'F', 'I', 'F', 0, 1, 1, 0, 0, 1, 0, 1, 0, 0};
   segment(marker::app0, sizeof kBody);

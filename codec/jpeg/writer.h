@@ -1,4 +1,4 @@
-// Marker segments into a file under construction.
+// Writes the marker segments of a file.
 #pragma once
 
 #include <cstdint>
@@ -17,8 +17,8 @@ class Writer {
 
   void marker(int code);
   void jfif();
-  void adobe();                               // components as they are, without a colour transform
-  void steps(int index, const Steps& steps);  // of 8 bits if they fit
+  void adobe();                               // says that there is no colour transform
+  void steps(int index, const Steps& steps);  // with 8 bits if they fit
   void frame(const Frame& frame);
   void code(TableClass tableClass, int index, const HuffmanCode& code);
   void restartInterval(int mcus);

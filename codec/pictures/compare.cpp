@@ -1,3 +1,4 @@
+// Mean squared error and SSIM, channel by channel.
 #include "pictures/compare.h"
 
 #include <algorithm>
@@ -26,7 +27,8 @@ std::vector<double> gaussian(int taps) {
   return weights;
 }
 
-// What the index is made of: weighted sums of both pictures' samples, their squares and their product.
+// The index is computed from these moments: windowed means of the samples of both pictures, of their squares and of
+// their product.
 enum Moment { meanA, meanB, squareA, squareB, product, momentCount };
 using MomentRow = std::array<std::vector<double>, momentCount>;
 
@@ -39,8 +41,8 @@ double similarity(const double (&m)[momentCount]) {
          ((meanSquares + kLuminanceTerm) * (variances + kContrastTerm));
 }
 
-// One channel's index. The window is a product of two one-dimensional ones: rows are filtered as they come and the
-// last ones are kept in a ring, over which the columns are filtered.
+// The index of one channel. The window is separable: each row is filtered once and kept in a ring of the last rows,
+// over which the columns are filtered.
 class Ssim {
  public:
   Ssim(const Picture& a, const Picture& b, int channel)

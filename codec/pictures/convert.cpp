@@ -1,3 +1,4 @@
+// Colour to luminance, and grey to three equal channels.
 #include "pictures/convert.h"
 
 #include "failure.h"
@@ -9,10 +10,10 @@ Picture toGrey(const Picture& picture) {
   if (picture.channels == 1) return picture;
   Picture grey = Picture::make(picture.width, picture.height, 1);
   for (int y = 0; y < picture.height; ++y) {
-    // A row at a time: the steps of a large picture need not fit the function's 32 bits.
+    // Row by row: the step of a large picture may not fit the 32 bits of the function's parameter.
     const MoxStatus status =
         moxiRGBToY_JPEG_8u_C3C1R(picture.row(y), picture.width * 3, grey.row(y), picture.width, {picture.width, 1});
-    if (status != moxStatusOk) refuse("the picture cannot be reduced to grey");
+    if (status != moxStatusOk) refuse("cannot convert the picture to grey");
   }
   return grey;
 }

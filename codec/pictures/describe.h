@@ -1,4 +1,4 @@
-// What `moxj info` tells of a picture file that is not JPEG.
+// What `moxj info` prints about PNG, PNM and PGX files.
 #pragma once
 
 #include <cstdint>
@@ -11,8 +11,8 @@ struct PictureInfo {
   std::string kind;    // "RGB, interlaced", "grey, plain" ...
   std::uint64_t width = 0;
   std::uint64_t height = 0;
-  int channels = 0;  // as the file has them, alpha included
-  int bits = 0;      // a sample
+  int channels = 0;  // in the file, alpha included
+  int bits = 0;      // per sample
 };
 
 }  // namespace moxj

@@ -1,3 +1,4 @@
+// The table of formats, and recognition by first bytes.
 #include "pictures/format.h"
 
 #include <algorithm>
@@ -11,7 +12,7 @@ struct Entry {
   Format format;
   FormatKind kind;
   std::string_view label;
-  std::array<std::string_view, 4> names;  // the first is the extension of files that are named by the tool
+  std::array<std::string_view, 4> names;  // the first is the extension of outputs in a batch
 };
 
 // In the order of the enumeration.
@@ -30,7 +31,7 @@ const Entry& entryOf(Format format) { return kFormats[static_cast<int>(format)];
 
 char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-bool equalApartFromCase(std::string_view a, std::string_view b) {
+bool equalIgnoringCase(std::string_view a, std::string_view b) {
   return std::ranges::equal(a, b, [](char x, char y) { return lower(x) == lower(y); });
 }
 
@@ -47,7 +48,7 @@ std::string_view extensionOf(Format format) { return entryOf(format).names[0]; }
 std::optional<Format> formatNamed(std::string_view name) {
   for (const Entry& entry : kFormats)
     for (const std::string_view known : entry.names)
-      if (!known.empty() && equalApartFromCase(known, name)) return entry.format;
+      if (!known.empty() && equalIgnoringCase(known, name)) return entry.format;
   return std::nullopt;
 }
 
@@ -70,11 +71,27 @@ std::optional<Format> sniff(std::span<const std::uint8_t> bytes) {
   return std::nullopt;
 }
 
+std::string unrecognised(std::span<const std::uint8_t> bytes) {
+  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  using namespace std::string_view_literals;
+  const char* name = nullptr;
+  if (text.starts_with("II*\0"sv) || text.starts_with("MM\0*"sv)) name = "TIFF";
+  if (text.starts_with("BM"sv) && text.size() >= 10 && text.substr(6, 4) == "\0\0\0\0"sv) name = "BMP";
+  if (text.starts_with("GIF87a"sv) || text.starts_with("GIF89a"sv)) name = "GIF";
+  if (text.starts_with("RIFF"sv) && text.size() >= 12 && text.substr(8, 4) == "WEBP"sv) name = "WebP";
+  if (name) return std::string(name) + " files are not supported";
+  return "unrecognised format (not JPEG, JPEG 2000, PNG, PPM, PGM or PGX)";
+}
+
 std::string formatNames(FormatKind kind) {
   std::string list;
-  for (const Entry& entry : kFormats)
-    if (entry.kind == kind) list.append(list.empty() ? "" : ", ").append(entry.names[0]);
-  return list;
+  std::string_view last;
+  for (const Entry& entry : kFormats) {
+    if (entry.kind != kind) continue;
+    if (!last.empty()) list.append(list.empty() ? "" : ", ").append(last);
+    last = entry.names[0];
+  }
+  return list.append(list.empty() ? "" : " or ").append(last);
 }
 
 }  // namespace moxj

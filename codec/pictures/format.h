@@ -21,20 +21,21 @@ FormatKind kindOf(Format format);
 std::string_view labelOf(Format format);      // "JPEG"
 std::string_view extensionOf(Format format);  // "jpg"
 
-// By any of its names ("jpg", "jpeg" ...), letter case apart.
+// By any of its names ("jpg", "jpeg" ...), regardless of case.
 std::optional<Format> formatNamed(std::string_view name);
 
-// By the extension of a path, if it has one that is known.
+// By the extension of a path, if it is a known one.
 std::optional<Format> formatOfPath(std::string_view path);
 
-// By the first 3 bytes of a file, of jp2 12: jpeg, jp2, j2k, png, pnm or pgx.
+// By the first 3 bytes of a file (12 for jp2): jpeg, jp2, j2k, png, pnm or pgx.
 std::optional<Format> sniff(std::span<const std::uint8_t> bytes);
 
-inline constexpr const char* kUnknownFormat = "neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX";
+// The reason for refusing a file that sniff() does not recognise. Names TIFF, BMP, GIF and WebP.
+std::string unrecognised(std::span<const std::uint8_t> bytes);
 
 inline bool isJpeg2000(Format format) { return format == Format::jp2 || format == Format::j2k; }
 
-// The names of all formats of a kind, for messages: "png, ppm, pgm, pnm".
+// The names of all formats of a kind, for messages: "jpg, jp2 or j2k".
 std::string formatNames(FormatKind kind);
 
 }  // namespace moxj

@@ -1,3 +1,4 @@
+// Allocation of images, and their conversion to equal sizes and to 8-bit pictures.
 #include "pictures/image.h"
 
 #include <algorithm>
@@ -15,17 +16,17 @@ bool isPlainByte(const Component& c, const Component& first) {
   return c.bits <= 8 && !c.isSigned && c.width == first.width && c.height == first.height && c.dx == 1 && c.dy == 1;
 }
 
-// A row of a component at the size of the whole, its samples repeated where it is sub-sampled.
+// A row of a component at the size of the image; sub-sampled components are upsampled by repetition.
 void expandRow(const Component& c, int y, int width, std::int32_t* to) {
   const int row = std::min(y / c.dy, c.height - 1);
   for (int x = 0; x < width; ++x) to[x] = c.at(std::min(x / c.dx, c.width - 1), row);
 }
 
-// From YCbCr as ITU-R BT.601 has it, full range.
+// From full-range YCbCr (ITU-R BT.601), in place.
 void toRgb(std::int32_t* a, std::int32_t* b, std::int32_t* c, int width, int bits) {
-  const std::int32_t most = (1 << bits) - 1;
+  const std::int32_t max = (1 << bits) - 1;
   const double half = 1 << (bits - 1);
-  const auto store = [&](double value) { return std::clamp(static_cast<std::int32_t>(std::lround(value)), 0, most); };
+  const auto store = [&](double value) { return std::clamp(static_cast<std::int32_t>(std::lround(value)), 0, max); };
   for (int x = 0; x < width; ++x) {
     const double y = a[x], cb = b[x] - half, cr = c[x] - half;
     a[x] = store(y + 1.402 * cr);
@@ -35,8 +36,8 @@ void toRgb(std::int32_t* a, std::int32_t* b, std::int32_t* c, int width, int bit
 }
 
 std::uint8_t toByte(std::int32_t value, const Component& c) {
-  const std::int64_t range = std::int64_t{c.most()} - c.least();
-  return static_cast<std::uint8_t>((std::int64_t{255} * (value - c.least()) + range / 2) / range);
+  const std::int64_t range = std::int64_t{c.maxValue()} - c.minValue();
+  return static_cast<std::uint8_t>((std::int64_t{255} * (value - c.minValue()) + range / 2) / range);
 }
 
 }  // namespace
@@ -56,10 +57,10 @@ void Image::allocate() {
   const bool interleaved = interleavedBytes();
   try {
     if (bytes() > PTRDIFF_MAX) throw std::bad_alloc();
-    owner = std::shared_ptr<void>(takeBytes(static_cast<std::size_t>(bytes()), Filling::whole), giveBytes);
+    owner = std::shared_ptr<void>(allocateBytes(static_cast<std::size_t>(bytes()), Filling::whole), freeBytes);
   } catch (const std::bad_alloc&) {
     throw Failure(ExitStatus::limit,
-                  "no memory for a picture of " + std::to_string(width) + " x " + std::to_string(height) + " pixels");
+                  "not enough memory for " + std::to_string(width) + " x " + std::to_string(height) + " pixels");
   }
   std::uint8_t* at = static_cast<std::uint8_t*>(owner.get());
   const int count = static_cast<int>(components.size());
@@ -108,9 +109,10 @@ Image sameSize(const Image& image) {
     for (std::size_t i = 0; i < rows.size(); ++i) {
       const Component& from = image.components[i];
       expandRow(from, y, image.width, rows[i].data());
-      const std::int64_t range = std::int64_t{from.most()} - from.least(), most = made.components[i].most();
-      if (from.isSigned || range != most)
-        for (std::int32_t& v : rows[i]) v = static_cast<std::int32_t>(((v - from.least()) * most + range / 2) / range);
+      const std::int64_t range = std::int64_t{from.maxValue()} - from.minValue(), max = made.components[i].maxValue();
+      if (from.isSigned || range != max)
+        for (std::int32_t& v : rows[i])
+          v = static_cast<std::int32_t>(((v - from.minValue()) * max + range / 2) / range);
     }
     if (image.colour == Colour::ycc && rows.size() >= 3)
       toRgb(rows[0].data(), rows[1].data(), rows[2].data(), image.width, made.components[0].bits);
@@ -136,7 +138,7 @@ Picture toPicture(const Image& image, std::vector<std::string>& notes) {
   if (same.alpha || count == 2 || count == 4)
     notes.push_back("transparency dropped");
   else if (count > 4)
-    notes.push_back("only the first 3 of " + std::to_string(count) + " components shown");
+    notes.push_back("only the first 3 of " + std::to_string(count) + " components used");
   const Component& first = same.components[0];
   if (first.bits > 8) notes.push_back("samples of " + std::to_string(first.bits) + " bits reduced to 8");
   bool inOrder = true;

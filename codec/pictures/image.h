@@ -1,4 +1,4 @@
-// Pictures of any depth, number and size of components: what JPEG 2000 files hold.
+// Images with any number of components, each with its own size, depth and sign: what JPEG 2000 files can hold.
 #pragma once
 
 #include <cstddef>
@@ -11,14 +11,14 @@
 
 namespace moxj {
 
-// The samples of a component, bytes or 32-bit numbers, wherever they lie: interleaved with others or in a plane.
+// A view of the samples of a component: bytes or 32-bit numbers, interleaved with other components or planar.
 struct Component {
   int width = 0, height = 0;
   int dx = 1, dy = 1;  // sub-sampling
   int bits = 8;
   bool isSigned = false;
   bool wide = false;        // 32-bit samples
-  int pixelStep = 1;        // samples from one to the next of a row
+  int pixelStep = 1;        // samples from one sample of a row to the next
   std::ptrdiff_t step = 0;  // bytes from one row to the next
   std::uint8_t* samples = nullptr;
 
@@ -27,8 +27,8 @@ struct Component {
   std::int32_t at(int x, int y) const {
     return wide ? numbers(y)[std::ptrdiff_t{x} * pixelStep] : bytes(y)[std::ptrdiff_t{x} * pixelStep];
   }
-  std::int32_t least() const { return isSigned ? -(1 << (bits - 1)) : 0; }
-  std::int32_t most() const { return (1 << (isSigned ? bits - 1 : bits)) - 1; }
+  std::int32_t minValue() const { return isSigned ? -(1 << (bits - 1)) : 0; }
+  std::int32_t maxValue() const { return (1 << (isSigned ? bits - 1 : bits)) - 1; }
 };
 
 enum class Colour { grey, rgb, ycc, unknown };
@@ -41,21 +41,21 @@ struct Image {
   std::vector<Component> components;
   std::shared_ptr<void> owner;
 
-  // Planes of 32-bit samples or, if all have at most 8 bits without sign and one size, interleaved bytes. The
-  // components have everything but their samples. Throws Failure (limit).
+  // Allocates the samples of `components`, which are otherwise complete: interleaved bytes if all components have the
+  // same size and at most 8 unsigned bits, planes of 32-bit samples if not. Throws Failure (limit).
   void allocate();
-  bool interleavedBytes() const;  // what allocate() makes of it
-  std::uint64_t bytes() const;    // that it takes
+  bool interleavedBytes() const;  // the choice of allocate()
+  std::uint64_t bytes() const;    // the size that allocate() needs
 };
 
-// The same samples.
+// An image that shares the samples of the picture.
 Image imageOf(const Picture& picture);
 
-// Components of one size, without YCbCr; what `picture` formats can hold. Components that are sub-sampled are
-// repeated.
+// Components of equal size without YCbCr, as the `picture` formats need them. Sub-sampled components are upsampled by
+// repetition.
 Image sameSize(const Image& image);
 
-// Grey or RGB of 8 bits; what is lost is noted.
+// 8-bit grey or RGB, with a note for everything that is lost.
 Picture toPicture(const Image& image, std::vector<std::string>& notes);
 
 struct DecodedImage {

@@ -1,3 +1,4 @@
+// The PGX header and big-endian or little-endian samples.
 #include "pictures/pgx.h"
 
 #include <climits>
@@ -10,8 +11,8 @@ namespace moxj {
 
 namespace {
 
-constexpr int kMostBits = 16;
-constexpr std::size_t kMostHeader = 128;
+constexpr int kMaxBits = 16;
+constexpr std::size_t kMaxHeaderBytes = 128;
 
 struct Header {
   bool little = false, isSigned = false;
@@ -20,11 +21,11 @@ struct Header {
   std::size_t size = 0;  // bytes
 };
 
-// "PG", the order of bytes, the sign, bits, width, height: a line.
+// The header is one line: "PG", byte order (ML or LM), sign, bits, width, height.
 class HeaderReader {
  public:
   explicit HeaderReader(std::span<const std::uint8_t> bytes)
-      : bytes_(bytes.first(std::min(bytes.size(), kMostHeader))) {}
+      : bytes_(bytes.first(std::min(bytes.size(), kMaxHeaderBytes))) {}
 
   Header read() {
     Header header;
@@ -32,7 +33,7 @@ class HeaderReader {
     skipBlanks();
     const char first = next(), second = next();
     if (!(first == 'M' && second == 'L') && !(first == 'L' && second == 'M'))
-      refuse("a PGX header without the order of bytes");
+      refuse("the PGX header does not give the byte order");
     header.little = first == 'L';
     skipBlanks();
     if (peek() == '+' || peek() == '-') header.isSigned = next() == '-';
@@ -40,11 +41,11 @@ class HeaderReader {
     header.width = number();
     header.height = number();
     if (peek() == '\r') next();
-    if (next() != '\n') refuse("a PGX header that does not end with its line");
+    if (next() != '\n') refuse("the PGX header is not a single line");
     header.size = at_;
-    if (header.bits < 1 || header.bits > kMostBits)
+    if (header.bits < 1 || header.bits > kMaxBits)
       refuse("PGX samples of " + std::to_string(header.bits) + " bits are not supported");
-    if (header.width == 0 || header.height == 0) refuse("a picture without pixels");
+    if (header.width == 0 || header.height == 0) refuse("the picture has no pixels");
     return header;
   }
 
@@ -60,7 +61,7 @@ class HeaderReader {
   }
   std::uint64_t number() {
     skipBlanks();
-    if (peek() < '0' || peek() > '9') refuse("a PGX header holds something that is not a number");
+    if (peek() < '0' || peek() > '9') refuse("the PGX header has something that is not a number");
     std::uint64_t value = 0;
     while (peek() >= '0' && peek() <= '9')
       value = std::min<std::uint64_t>(value * 10 + static_cast<unsigned>(next() - '0'), UINT32_MAX);

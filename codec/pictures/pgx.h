@@ -1,4 +1,4 @@
-// PGX files: one component of up to 31 bits, with or without sign, as the conformance files of JPEG 2000 have them.
+// PGX files: one component of up to 16 bits, signed or unsigned. The format of the JPEG 2000 conformance files.
 #pragma once
 
 #include "file.h"
@@ -7,7 +7,7 @@
 
 namespace moxj {
 
-// A file that ends early gives the rows so far.
+// A truncated file gives the complete rows; the others are black.
 DecodedImage readPgx(const Source& source, const Limits& limits);
 
 Content writePgx(const Component& component);

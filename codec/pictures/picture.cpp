@@ -1,3 +1,4 @@
+// Allocation of pictures, and the pixel limit.
 #include "pictures/picture.h"
 
 #include <algorithm>
@@ -18,10 +19,10 @@ Picture Picture::make(int width, int height, int channels, std::size_t rowBytes,
   std::size_t size = 0;
   try {
     if (__builtin_mul_overflow(step, rows, &size) || size > PTRDIFF_MAX) throw std::bad_alloc();
-    picture.owner = std::shared_ptr<void>(takeBytes(size, Filling::whole), giveBytes);
+    picture.owner = std::shared_ptr<void>(allocateBytes(size, Filling::whole), freeBytes);
   } catch (const std::bad_alloc&) {
     throw Failure(ExitStatus::limit,
-                  "no memory for a picture of " + std::to_string(width) + " x " + std::to_string(height) + " pixels");
+                  "not enough memory for " + std::to_string(width) + " x " + std::to_string(height) + " pixels");
   }
   picture.step = static_cast<std::ptrdiff_t>(step);
   picture.samples = static_cast<std::uint8_t*>(picture.owner.get());

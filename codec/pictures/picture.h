@@ -1,4 +1,4 @@
-// Pictures in memory, and what a reader hands over with one.
+// 8-bit pictures in memory, and the result of a reader.
 #pragma once
 
 #include <cstddef>
@@ -9,8 +9,8 @@
 
 namespace moxj {
 
-// Interleaved 8-bit samples: grey (1 channel) or red, green, blue (3 channels), top row first. Copies share the
-// samples. Pictures of deeper samples or of separate planes are to be a type of their own beside this one.
+// Interleaved 8-bit samples, top row first: grey (1 channel) or red, green, blue (3 channels). Copies share the
+// samples. For other depths and planar samples see Image.
 struct Picture {
   int width = 0;
   int height = 0;
@@ -19,8 +19,8 @@ struct Picture {
   std::uint8_t* samples = nullptr;
   std::shared_ptr<void> owner;  // keeps the samples alive
 
-  // Takes memory for a picture without filling it. `rowBytes` and `rows` may ask for more than the picture needs, so
-  // that a decoder can store whole blocks at its edges. Throws Failure (limit) where there is no memory.
+  // Allocates an uninitialised picture. `rowBytes` and `rows` may be larger than the picture, so that a decoder can
+  // store whole blocks at its edges. Throws Failure (limit) if there is not enough memory.
   static Picture make(int width, int height, int channels, std::size_t rowBytes = 0, std::size_t rows = 0);
 
   std::uint8_t* row(int y) const { return samples + step * y; }
@@ -28,31 +28,31 @@ struct Picture {
   bool packed() const { return static_cast<std::size_t>(step) == rowBytes(); }
 };
 
-// Takes a picture as its rows come, so that none of it needs to be kept.
+// Receives a picture row by row, so that the decoder need not keep it.
 class RowSink {
  public:
   virtual ~RowSink() = default;
   // Once, before any row.
   virtual void begin(int width, int height, int channels) = 0;
-  // The next rows, as a picture of their own, whose samples may be overwritten afterwards.
+  // The next rows, as a picture whose samples are valid only during the call.
   virtual void rows(const Picture& band) = 0;
 };
 
-// Checked before memory is taken for a picture. The number is compared in pixels: width times height.
+// Checked before memory is allocated for a picture.
 struct Limits {
-  std::uint64_t maxPixels = 268435456;
-  std::uint64_t maxMemory = std::uint64_t{1} << 30;  // bytes that a coder of JPEG 2000 takes
+  std::uint64_t maxPixels = 268435456;               // width x height
+  std::uint64_t maxMemory = std::uint64_t{1} << 30;  // bytes, for coding JPEG 2000
 
-  // Throws Failure (limit) where the picture has more pixels than allowed.
+  // Throws Failure (limit) if the picture has more pixels than allowed.
   void check(std::uint64_t width, std::uint64_t height) const;
 };
 
-// A picture that a reader made of a file.
+// The result of a reader.
 struct Decoded {
   Picture picture;
-  bool complete = true;            // false: part of the picture is missing or was guessed, `warning` says why
-  std::string warning;             // cause, as in Failure
-  std::vector<std::string> notes;  // what the picture lost by intent: an alpha channel, bits beyond 8
+  bool complete = true;            // false: part of the picture is missing or wrong, for the reason in `warning`
+  std::string warning;             // worded as in Failure
+  std::vector<std::string> notes;  // what was left out by design: an alpha channel, bits beyond 8
 };
 
 }  // namespace moxj

@@ -1,3 +1,4 @@
+// The libpng wrapper (errors by longjmp, no exceptions through C frames), and the readers and writers on top of it.
 #include "pictures/png.h"
 
 #include <png.h>
@@ -16,13 +17,13 @@ namespace {
 
 constexpr std::size_t kTextSize = 128;
 
-// Of the levels 1 to 9 the one that takes half the time of the default, 6, for 3 % (photographs) to 15 % (text) more
-// bytes, measured on decoded JPEG files.
+// Takes half the time of the default level, 6, for 3 % (photographs) to 15 % (text) more bytes, measured on decoded
+// JPEG files.
 constexpr int kCompression = 4;
 
-// libpng reports errors by a jump, which must not pass over objects with destructors. So each of its calls is made
-// inside protect(), by a function object that captures references and owns nothing. protect() stays a function of its
-// own, so that what the work changed is in memory and not in a register that the jump restores.
+// libpng reports errors by longjmp, which must not skip destructors. So it is called only inside protect(), by a
+// function object that captures references and owns nothing. protect() is never inlined: everything that the work
+// changes is then in memory, not in a register that longjmp restores.
 class Session {
  public:
   enum class Direction { read, write };
@@ -35,14 +36,14 @@ class Session {
     info_ = png_ ? png_create_info_struct(png_) : nullptr;
     if (!info_) {
       destroy();
-      throw Failure(ExitStatus::limit, "no memory for the PNG library");
+      throw Failure(ExitStatus::limit, "not enough memory for libpng");
     }
   }
   ~Session() { destroy(); }
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  // False where libpng gave up; error() says why.
+  // False if libpng failed, for the reason in error().
   template <typename Work>
   [[gnu::noinline]] bool protect(const Work& work) {
     if (setjmp(jump_)) return false;
@@ -89,7 +90,7 @@ void copyIn(png_structp png, png_bytep to, png_size_t count) {
   cursor.left -= count;
 }
 
-// Bytes for libpng, which cannot let exceptions through.
+// The output of libpng, through which no exception may pass.
 struct Collector {
   Bytes& bytes;
   bool full = false;
@@ -103,7 +104,7 @@ void copyOut(png_structp png, png_bytep from, png_size_t count) {
   } catch (const std::bad_alloc&) {
     collector.full = true;
   }
-  png_error(png, "no memory");
+  png_error(png, "not enough memory");
 }
 
 struct Header {
@@ -131,15 +132,15 @@ Header readHeader(const Source& source) {
   return header;
 }
 
-// A picture that grows row by row. The reader is fed by us instead of asking for bytes, because it then gives every
-// row that the bytes at hand hold: the other way a short file would lose all that its last 8 KiB hold.
+// A picture that grows row by row. The progressive (push) reader delivers every row that the available bytes contain;
+// with the pull reader, a truncated file would lose the rows in its last 8 KiB.
 struct Growth {
   const Header& header;
   Decoded& decoded;
   const Progress& progress;
   int passes = 1;
   int pass = 0;
-  int rows = 0;  // of this pass
+  int rows = 0;  // in this pass
   bool ended = false;
 
   const Picture& picture() const { return decoded.picture; }
@@ -161,10 +162,10 @@ void onInfo(png_structp png, png_infop info) {
   if (header.bits == 16) png_set_scale_16(png);
   if (header.colour == PNG_COLOR_TYPE_PALETTE) png_set_palette_to_rgb(png);
   if (header.colour == PNG_COLOR_TYPE_GRAY && header.bits < 8) png_set_expand_gray_1_2_4_to_8(png);
-  png_set_strip_alpha(png);  // also what a tRNS chunk gives a palette
+  png_set_strip_alpha(png);  // also the alpha that a tRNS chunk adds to a palette
   growth.passes = png_set_interlace_handling(png);
   png_read_update_info(png, info);
-  if (png_get_rowbytes(png, info) != growth.picture().rowBytes()) png_error(png, "an unsupported form of PNG");
+  if (png_get_rowbytes(png, info) != growth.picture().rowBytes()) png_error(png, "unsupported kind of PNG");
 }
 
 void onRow(png_structp png, png_bytep row, png_uint_32 y, int pass) {
@@ -172,7 +173,7 @@ void onRow(png_structp png, png_bytep row, png_uint_32 y, int pass) {
   if (y >= static_cast<png_uint_32>(growth.picture().height)) return;
   std::uint8_t* const to = growth.picture().row(static_cast<int>(y));
   if (growth.interlaced())
-    png_progressive_combine_row(png, to, row);  // spreads early pixels over those that later passes bring
+    png_progressive_combine_row(png, to, row);  // fills in the pixels of later passes with those of earlier ones
   else
     std::memcpy(to, row, growth.picture().rowBytes());
   growth.pass = pass;
@@ -185,7 +186,7 @@ void onRow(png_structp png, png_bytep row, png_uint_32 y, int pass) {
 
 void onEnd(png_structp png, png_infop) { growthOf(png).ended = true; }
 
-// Grey or RGB, with opacity where the file has any.
+// Reads grey or RGB, with opacity if the file has it.
 class DeepReader {
  public:
   DeepReader(const Source& source, const Header& header)
@@ -203,7 +204,7 @@ class DeepReader {
       const int passes = png_set_interlace_handling(png);
       png_read_update_info(png, info);
       if (png_get_rowbytes(png, info) * decoded_.image.height != memory_.size())
-        png_error(png, "an unsupported form of PNG");
+        png_error(png, "unsupported kind of PNG");
       for (int pass = 0; pass < passes; ++pass)
         for (rows_ = 0; rows_ < decoded_.image.height; ++rows_) png_read_row(png, row(rows_), nullptr);
       png_read_end(png, nullptr);
@@ -262,13 +263,13 @@ class DeepReader {
   int rows_ = 0;
 };
 
-// Samples of the whole range of 8 or 16 bits.
+// A row scaled to the full range of 8 or 16 bits.
 void scaledRow(const Image& image, int y, int count, int bits, std::uint8_t* to) {
-  const std::uint32_t most = static_cast<std::uint32_t>(image.components[0].most()), full = (1u << bits) - 1;
+  const std::uint32_t max = static_cast<std::uint32_t>(image.components[0].maxValue()), full = (1u << bits) - 1;
   for (int x = 0; x < image.width; ++x) {
     for (int channel = 0; channel < count; ++channel) {
       const auto value = static_cast<std::uint32_t>(image.components[static_cast<std::size_t>(channel)].at(x, y));
-      const auto scaled = static_cast<std::uint32_t>((std::uint64_t{value} * full + most / 2) / most);
+      const auto scaled = static_cast<std::uint32_t>((std::uint64_t{value} * full + max / 2) / max);
       if (bits == 16) *to++ = static_cast<std::uint8_t>(scaled >> 8);
       *to++ = static_cast<std::uint8_t>(scaled);
     }

@@ -1,4 +1,4 @@
-// PNG files.
+// Reads and writes PNG files with libpng.
 #pragma once
 
 #include "file.h"
@@ -9,16 +9,17 @@
 
 namespace moxj {
 
-// Grey of any depth becomes 8-bit grey, RGB and palettes 8-bit RGB; 16-bit samples and transparency are dropped with
-// a note. Gamma and colour profiles are not applied. A file that ends early or is damaged gives what came before.
+// Grey of any depth becomes 8-bit grey, RGB and palettes become 8-bit RGB. 16-bit samples are reduced and transparency
+// is dropped, with notes. Gamma and colour profiles are not applied. A truncated or damaged file gives the picture up
+// to that point.
 Decoded readPng(const Source& source, const Limits& limits, const Progress& progress = {});
 
 Content writePng(const Picture& picture, const Progress& progress = {});
 
-// With 16-bit samples and opacity as the file has them.
+// Keeps 16-bit samples and opacity.
 DecodedImage readPngImage(const Source& source, const Limits& limits, const Progress& progress = {});
 
-// Of 8 or 16 bits, to which fewer are scaled; 2 and 4 components have the last as opacity.
+// Writes 8 or 16 bits per sample; other depths are scaled up. The last of 2 or 4 components is opacity.
 Content writePngImage(const Image& image, std::vector<std::string>& notes, const Progress& progress = {});
 
 PictureInfo describePng(const Source& source);

@@ -1,3 +1,4 @@
+// PNM headers and samples, plain and raw, scaled to 8 bits or at full depth.
 #include "pictures/pnm.h"
 
 #include <algorithm>
@@ -15,7 +16,7 @@ namespace {
 bool isSpace(std::uint8_t byte) { return byte == ' ' || (byte >= '\t' && byte <= '\r'); }
 bool isDigit(std::uint8_t byte) { return byte >= '0' && byte <= '9'; }
 
-// Walks over the text of a file: numbers between white space and comments.
+// Scans the text of a file: numbers separated by white space and comments.
 class Text {
  public:
   explicit Text(std::span<const std::uint8_t> bytes) : at_(bytes.data()), end_(at_ + bytes.size()) {}
@@ -32,7 +33,7 @@ class Text {
     while (at_ < end_ && *at_ != '\n' && *at_ != '\r') ++at_;
   }
 
-  // The next number; false where there is none. A number too large for its type becomes the largest.
+  // The next number; false if there is none. Saturates.
   bool number(std::uint64_t& value) {
     skipBlanks();
     if (atEnd() || !isDigit(*at_)) return false;
@@ -55,7 +56,7 @@ struct Header {
 };
 
 Header readHeader(Text& text) {
-  if (text.left() < 2) refuse("no PPM or PGM file");
+  if (text.left() < 2) refuse("not a PPM or PGM file");
   const int type = text.at()[1] - '0';
   text.skip(2);
   if (type == 1 || type == 4) refuse("PBM bitmaps are not supported");
@@ -65,14 +66,14 @@ Header readHeader(Text& text) {
   header.channels = type % 3 == 0 ? 3 : 1;
   std::uint64_t maxval = 0;
   if (!text.number(header.width) || !text.number(header.height) || !text.number(maxval))
-    refuse(text.atEnd() ? "the file ends in its header" : "the header holds something that is not a number");
-  if (header.width == 0 || header.height == 0) refuse("a picture without pixels");
-  if (maxval == 0 || maxval > 65535) refuse("the maximum value is not from 1 to 65535");
+    refuse(text.atEnd() ? "the file ends in its header" : "the header has something that is not a number");
+  if (header.width == 0 || header.height == 0) refuse("the picture has no pixels");
+  if (maxval == 0 || maxval > 65535) refuse("the maximum value is not between 1 and 65535");
   header.maxval = static_cast<int>(maxval);
   return header;
 }
 
-// One white-space character, or a comment with its line's end, separates a header from raw samples.
+// The header is separated from raw samples by one white-space character, or by a comment up to the end of its line.
 void skipToRaster(Text& text) {
   if (!text.atEnd() && *text.at() == '#') text.skipComment();
   if (!text.atEnd() && isSpace(*text.at())) text.skip(1);
@@ -90,7 +91,7 @@ class Scale {
   std::uint32_t maxval_;
 };
 
-// Takes samples one after the other into a picture; those above the maximum value count as it and are remembered.
+// Stores samples in a picture, one after the other. Samples above the maximum value are clamped to it and reported.
 class Sink {
  public:
   Sink(const Picture& picture, int maxval)
@@ -132,33 +133,33 @@ void readRaw(const Text& text, int maxval, Sink& sink) {
   }
 }
 
-void judge(Decoded& decoded, const Sink& sink, bool atEnd) {
+void setWarning(Decoded& decoded, const Sink& sink, bool atEnd) {
   const std::size_t rowBytes = decoded.picture.rowBytes();
   if (!sink.full()) {
     decoded.complete = false;
-    decoded.warning = std::string(atEnd ? "the file ends" : "something that is not a number stands") + " after " +
+    decoded.warning = std::string(atEnd ? "the file ends" : "the file has something that is not a number") + " after " +
                       std::to_string(sink.count() / rowBytes) + " of " + std::to_string(decoded.picture.height) +
                       " rows";
   } else if (sink.tooLarge()) {
     decoded.complete = false;
-    decoded.warning = "samples above the maximum value of the header";
+    decoded.warning = "samples above the maximum value in the header";
   }
 }
 
-// Samples as they are into the components of an image.
+// Stores samples without scaling in the components of an image.
 class DeepReader {
  public:
   DeepReader(Text& text, const Header& header, const Image& image) : text_(text), header_(header), image_(image) {}
 
   void read(DecodedImage& decoded) {
     std::uint64_t count = 0, value = 0;
-    const std::uint64_t most = static_cast<std::uint64_t>(header_.maxval);
+    const std::uint64_t max = static_cast<std::uint64_t>(header_.maxval);
     const auto channels = static_cast<std::uint64_t>(header_.channels);
     const std::uint64_t size = header_.width * header_.height * channels;
     bool tooLarge = false;
     for (; count < size && next(value); ++count) {
-      tooLarge |= value > most;
-      put(count / channels, count % channels, static_cast<std::int32_t>(std::min(value, most)));
+      tooLarge |= value > max;
+      put(count / channels, count % channels, static_cast<std::int32_t>(std::min(value, max)));
     }
     if (count == 0) refuse("no samples follow the header");
     decoded.complete = count == size && !tooLarge;
@@ -166,7 +167,7 @@ class DeepReader {
       decoded.warning = "the file ends after " + std::to_string(count / channels / header_.width) + " of " +
                         std::to_string(header_.height) + " rows";
     else if (tooLarge)
-      decoded.warning = "samples above the maximum value of the header";
+      decoded.warning = "samples above the maximum value in the header";
   }
 
  private:
@@ -233,7 +234,7 @@ Decoded readPnm(const Source& source, const Limits& limits) {
   Sink sink(picture, header.maxval);
   header.plain ? readPlain(text, sink) : readRaw(text, header.maxval, sink);
   if (sink.count() == 0) refuse("no samples follow the header");
-  judge(decoded, sink, !header.plain || text.atEnd());
+  setWarning(decoded, sink, !header.plain || text.atEnd());
   sink.blackenRest();
   return decoded;
 }
@@ -303,7 +304,7 @@ Content writePnmImage(const Image& given, Format format, std::vector<std::string
   const Component& first = image.components[0];
   if (format == Format::pgm && count >= 3) notes.push_back("only the first component written");
   const std::string header = std::string(colour ? "P6\n" : "P5\n") + std::to_string(image.width) + " " +
-                             std::to_string(image.height) + "\n" + std::to_string(first.most()) + "\n";
+                             std::to_string(image.height) + "\n" + std::to_string(first.maxValue()) + "\n";
   Content content;
   content.head.append(header.data(), header.size());
   const std::size_t channels = colour ? 3 : 1;

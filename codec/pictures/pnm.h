@@ -1,4 +1,4 @@
-// The Netpbm formats PGM and PPM, plain (P2, P3) and raw (P5, P6).
+// Reads and writes the Netpbm formats PGM and PPM, plain (P2, P3) and raw (P5, P6).
 #pragma once
 
 #include <functional>
@@ -14,13 +14,13 @@
 
 namespace moxj {
 
-// Samples with a maximum value other than 255 are scaled, 16-bit ones with a note. Raw samples of 8 bits are used
-// where they lie in the source. A file that ends early gives the rows so far, the others black. Only the first
-// picture of a file is read.
+// Samples with a maximum value other than 255 are scaled to 8 bits, deeper ones with a note. Raw 8-bit samples are
+// used in place, without a copy. A truncated file gives the samples it has; the rest is black. Only the first picture
+// of a file is read.
 Decoded readPnm(const Source& source, const Limits& limits);
 
-// Writes raw PGM or PPM: as the format says (grey is written three times into a PPM, of colour a PGM gets the
-// luminance), or, for pnm, as the picture has it. `write` gets the file piece by piece, two pieces a call.
+// Writes raw PGM or PPM. A grey picture in a PPM has equal red, green and blue; a colour picture in a PGM is reduced
+// to its luminance. Format::pnm is PPM for colour and PGM for grey. `write` receives the file in pieces, two per call.
 class PnmWriter : public RowSink {
  public:
   using Piece = std::span<const std::uint8_t>;
@@ -40,13 +40,13 @@ class PnmWriter : public RowSink {
   std::string header_;  // until it is written
 };
 
-// The same of a whole picture, whose samples are not copied where they lie as the file has them.
+// Writes a whole picture, without a copy if its samples are laid out as in the file.
 Content writePnm(const Picture& picture, Format format);
 
-// With the depth of the file: as many bits as its maximum value needs, the samples as they are.
+// Keeps the depth of the file: as many bits as the maximum value needs. The samples are not scaled.
 DecodedImage readPnmImage(const Source& source, const Limits& limits);
 
-// Raw PGM or PPM with a maximum value of all bits set; 2 components and 4 lose the last, with a note.
+// Raw PGM or PPM with a maximum value of 2^bits - 1. The last of 2 or 4 components is dropped with a note.
 Content writePnmImage(const Image& image, Format format, std::vector<std::string>& notes);
 
 PictureInfo describePnm(const Source& source);

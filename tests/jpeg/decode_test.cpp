@@ -158,7 +158,7 @@ TEST_F(ResyncTest, DamageStaysWithinItsInterval) {
 
 TEST_F(ResyncTest, ALostIntervalIsGrey) {
   EXPECT_EQ(differing(without(file_, markers_[3], markers_[4])), std::vector<int>{-4});
-  EXPECT_TRUE(warning_.starts_with("a restart marker out of sequence (in MCU row 5 of 24)")) << warning_;
+  EXPECT_TRUE(warning_.starts_with("restart marker out of sequence (in MCU row 5 of 24)")) << warning_;
   EXPECT_EQ(differing(without(file_, markers_[3], markers_[5])), (std::vector<int>{-4, -5}));
 }
 
@@ -189,7 +189,7 @@ TEST_F(ResyncTest, ARepeatedIntervalIsPassedOver) {
 
 TEST_F(ResyncTest, StrayBytesAheadOfAMarkerArePassedOver) {
   EXPECT_EQ(differing(withInserted(file_, markers_[3], {0x12, 0x34, 0x56, 0x78, 0x9A})), std::vector<int>{});
-  EXPECT_TRUE(warning_.starts_with("data that belongs to no block")) << warning_;
+  EXPECT_TRUE(warning_.starts_with("extra data before a marker")) << warning_;
   const Decoded filled = decodeFile(withInserted(file_, markers_[3], {0, 0, 0xFF, 0xFF}));
   EXPECT_TRUE(filled.complete) << filled.warning;
 }
@@ -220,7 +220,7 @@ TEST(Decode, TwoComponentsShowTheFirst) {
   const Decoded decoded = decodeFile(file);
   EXPECT_EQ(decoded.picture.channels, 1);
   ASSERT_FALSE(decoded.notes.empty());
-  EXPECT_EQ(decoded.notes[0], "two components of unknown meaning, the first is shown as grey");
+  EXPECT_EQ(decoded.notes[0], "two components of unknown meaning, the first is used as grey");
   EXPECT_EQ(inspect(file).colourModel, "unknown");
 }
 
@@ -237,7 +237,7 @@ TEST(Decode, AComponentCodedTwiceEndsThePicture) {
   for (int times = 0; times < 2; ++times) first.insert(first.end(), scan.begin(), scan.end());
   const Decoded decoded = decodeFile(first);
   EXPECT_FALSE(decoded.complete);
-  EXPECT_EQ(decoded.warning, "a component is coded twice");
+  EXPECT_EQ(decoded.warning, "a component is coded in more than one scan");
   EXPECT_LE(largestDifference(decoded.picture, flat), 1);
 }
 

@@ -1,3 +1,4 @@
+// Lossless files round trip exactly, for every depth, predictor and layout.
 #include "pictures/image.h"
 #include "support.h"
 
@@ -80,7 +81,7 @@ TEST(Lossless, OpacityIsDroppedWithANote) {
 
 TEST(Lossless, DepthsThatTheProcessDoesNotHave) {
   std::vector<std::string> notes;
-  expectFailure(ExitStatus::refused, "samples of 1 bits", [&] { encodeLossless(testImage(1, 1, 1, 1), {}, notes); });
+  expectFailure(ExitStatus::refused, "samples of 1 bit: ", [&] { encodeLossless(testImage(1, 1, 1, 1), {}, notes); });
   expectFailure(ExitStatus::refused, "samples of 17 bits", [&] { encodeLossless(testImage(17, 1, 9, 1), {}, notes); });
   expectFailure(ExitStatus::refused, "5 components", [&] { encodeLossless(testImage(8, 5, 9, 1), {}, notes); });
 }

@@ -44,7 +44,7 @@ void checkStrips(const Picture& picture, int horizontal, int vertical) {
     for (std::size_t i = 0; i < frame.components.size(); ++i) {
       const FrameComponent& c = frame.components[i];
       const std::vector<File> full = converted(picture, static_cast<int>(i));
-      const int across = frame.mostHorizontal / c.horizontal, down = frame.mostVertical / c.vertical;
+      const int across = frame.maxHorizontal / c.horizontal, down = frame.maxVertical / c.vertical;
       // Rows and columns beyond the component's are the last one; pixels beyond the picture are the last ones.
       const auto expected = [&](int x, int y) {
         x = std::min(x, c.width - 1);

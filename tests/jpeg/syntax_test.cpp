@@ -79,11 +79,11 @@ TEST_F(HeaderTest, OtherThanJpegIsRefused) {
 
 TEST_F(HeaderTest, UnsupportedProcessesAreRefusedByName) {
   const std::size_t sof = layout_.find(marker::sof0).offset + 1;
-  expectRefused(with(sof, 0xCA), "progressive, arithmetic coding JPEG is not supported");
-  expectRefused(with(sof, 0xCB), "lossless, arithmetic coding JPEG is not supported");
-  expectRefused(with(sof, 0xC3), "a scan with predictor 0");
+  expectRefused(with(sof, 0xCA), "arithmetic-coded progressive JPEG is not supported");
+  expectRefused(with(sof, 0xCB), "arithmetic-coded lossless JPEG is not supported");
+  expectRefused(with(sof, 0xC3), "invalid predictor 0");
   expectRefused(with(sof, 0xC5), "hierarchical, differential sequential JPEG is not supported");
-  expectRefused(with(sof, 0xC9), "extended sequential, arithmetic coding JPEG is not supported");
+  expectRefused(with(sof, 0xC9), "arithmetic-coded extended sequential JPEG is not supported");
   expectRefused(with(at(marker::sof0, 0), 12), "12 bits is not supported");
   const File dhp{0xFF, 0xDE, 0, 3, 0};
   expectRefused(withInserted(file_, 2, dhp), "hierarchical JPEG is not supported");
@@ -100,46 +100,46 @@ TEST_F(HeaderTest, BadFrameHeadersAreRefused) {
   expectRefused(with(at(marker::sof0, 7), 0x15), "sampling factors of 1x5");
   expectRefused(with(at(marker::sof0, 8), 4), "refers to quantisation table 4");
   expectRefused(with(at(marker::sof0, 8), 3), "quantisation table 3 is not defined");
-  expectRefused(with(at(marker::sof0, 5), 0), "no components");
+  expectRefused(with(at(marker::sof0, 5), 0), "the SOF0 segment has no components");
   expectRefused(with(at(marker::sof0, 5), 2), "is too long");
   expectRefused(with(at(marker::sof0, 5), 4), "is too short");
   expectRefused(with(at(marker::sof0, 4), 0), "a width of 0");
   File again = file_;
   const MarkerSegment& sof = layout_.find(marker::sof0);
   again.insert(again.begin() + sof.end, file_.begin() + sof.offset, file_.begin() + sof.end);
-  expectRefused(again, "more than one frame header");
+  expectRefused(again, "the file has more than one frame header");
 }
 
 TEST_F(HeaderTest, BadScanHeadersAreRefused) {
-  expectRefused(with(at(marker::sos, 0), 0), "says that there are 0 components");
-  expectRefused(with(at(marker::sos, 0), 5), "says that there are 5 components");
-  expectRefused(with(at(marker::sos, 1), 9), "names component 9");
-  expectRefused(with(at(marker::sos, 3), 1), "names component 1");  // a second time
+  expectRefused(with(at(marker::sos, 0), 0), "the SOS segment has 0 components");
+  expectRefused(with(at(marker::sos, 0), 5), "the SOS segment has 5 components");
+  expectRefused(with(at(marker::sos, 1), 9), "refers to component 9");
+  expectRefused(with(at(marker::sos, 3), 1), "refers to component 1");  // a second time
   expectRefused(with(at(marker::sos, 2), 0x40), "a Huffman table above 3");
   expectRefused(with(at(marker::sos, 2), 0x20), "Huffman table 2, which is not defined");
   expectRefused(with(at(marker::sof0, 7), 0x44), "an MCU of 18 blocks");
   const MarkerSegment& sof = layout_.find(marker::sof0);
-  expectRefused(without(file_, sof.offset, sof.end), "a scan without a frame header");
+  expectRefused(without(file_, sof.offset, sof.end), "a scan comes before the frame header");
 }
 
 TEST_F(HeaderTest, BadTablesAreRefused) {
-  expectRefused(with(at(marker::dqt, 0), 0x04), "bad table selector");
-  expectRefused(with(at(marker::dqt, 0), 0x20), "bad table selector");
+  expectRefused(with(at(marker::dqt, 0), 0x04), "invalid table selector");
+  expectRefused(with(at(marker::dqt, 0), 0x20), "invalid table selector");
   expectRefused(with(at(marker::dqt, 0), 0x10), "is too short");
   expectRefused(with(at(marker::dqt, 7), 0), "a quantiser step of 0");
-  expectRefused(with(at(marker::dht, 0), 0x21), "bad table selector");
-  expectRefused(with(at(marker::dht, 1), 3), "more codes than there can be");
-  expectRefused(with(at(marker::dht, 16), 255), "more codes than there can be");
+  expectRefused(with(at(marker::dht, 0), 0x21), "invalid table selector");
+  expectRefused(with(at(marker::dht, 1), 3), "has too many codes");
+  expectRefused(with(at(marker::dht, 16), 255), "has too many codes");
   expectRefused(with(at(marker::dht, 17), 17), "a DC category above 16");
   expectRefused(with(at(marker::dht, 17), 16), "DC categories above 15");
 }
 
 TEST_F(HeaderTest, BadSegmentsAreRefused) {
   const std::size_t dqt = layout_.find(marker::dqt).offset;
-  expectRefused(with(dqt + 3, 1), "the DQT segment has a bad length");
+  expectRefused(with(dqt + 3, 1), "the DQT segment has an invalid length");
   expectRefused(with(dqt + 2, 255), "the file ends within the DQT segment");
   expectRefused(with(dqt + 1, 0x77), "unknown marker 0x77");
-  expectRefused(withInserted(file_, 2, {0xFF, 0xD8}), "an SOI marker within the picture");
+  expectRefused(withInserted(file_, 2, {0xFF, 0xD8}), "SOI marker inside the picture");
   expectRefused(withInserted(file_, 2, {0xFF, 0xDD, 0, 3, 0}), "the DRI segment is too short");
   expectRefused(withInserted(file_, 2, {0xFF, 0xDD, 0, 5, 0, 0, 0}), "the DRI segment is too long");
   expectRefused(File(file_.begin(), file_.begin() + dqt + 3), "the file ends within the DQT segment");
@@ -161,7 +161,7 @@ TEST_F(HeaderTest, LineCountMayFollowTheScan) {
   const Decoded decoded = decodeFile(later);
   EXPECT_TRUE(decoded.complete) << decoded.warning;
   EXPECT_EQ(largestDifference(decoded.picture, decodeFile(file_).picture), 0);
-  expectRefused(with(at(marker::sof0, 2), 0), "the height of the picture is not given");
+  expectRefused(with(at(marker::sof0, 2), 0), "the file does not give the height of the picture");
 }
 
 TEST_F(HeaderTest, TablesOfAnnexKAreAssumedWhereNoneAreDefined) {

@@ -1,4 +1,4 @@
-"""moxj beside cjpeg and djpeg: what they write it reads, to nearly the same pixels, and what it writes they read."""
+"""moxj, cjpeg and djpeg read each other's files, with nearly the same pixels."""
 
 import collections
 import itertools
@@ -13,29 +13,19 @@ import coefficient_files as cf
 import pictures
 import support
 
-# Factors of the first component that cjpeg takes (an MCU has at most 10 blocks).
+# Factors of the first component that cjpeg accepts (an MCU has at most 10 blocks).
 SAMPLINGS = [f"{h}x{v}" for h in range(1, 5) for v in range(1, 5) if h * v <= 8]
-# Factors of all components, where not only the first is larger.
-ODD_SAMPLINGS = [
-    "1x1,2x2,1x1",
-    "1x1,1x1,2x1",
-    "2x2,1x2,2x1",
-    "2x2,2x1,2x1",
-    "2x1,1x2,1x1",
-    "1x2,2x1,1x1",
-    "4x1,2x1,2x1",
-    "4x1,1x1,2x1",
-    "1x4,1x2,1x2",
-    "2x2,2x2,1x1",
-]
-# Scans of single components and of pairs.
+# Factors of all components, with larger ones not only in the first.
+ODD_SAMPLINGS = ["1x1,2x2,1x1", "1x1,1x1,2x1", "2x2,1x2,2x1", "2x2,2x1,2x1", "2x1,1x2,1x1",
+                 "1x2,2x1,1x1", "4x1,2x1,2x1", "4x1,1x1,2x1", "1x4,1x2,1x2", "2x2,2x2,1x1"]
+# Scans with one component and with two.
 SCANS = ["0;1;2;", "0,1;2;", "0;1,2;", "1;0;2;", "2;1;0;"]
 
 
-# Calibrated once. Single samples:
+# Measured once. The largest difference of a sample:
 MOST_GREY = 1
 MOST_COLOUR = 4
-# Parts and mean of all samples of a group of files:
+# Fractions and mean over all samples of a group of files:
 EQUAL_GREY = 0.97
 WITHIN_2_COLOUR = 0.999
 MEAN_COLOUR = 0.1
@@ -47,7 +37,7 @@ def raw_pnm(data):
 
 
 class Difference:
-    """How far the samples of pictures are apart, all in all."""
+    """The distribution of the differences between the samples of pictures."""
 
     def __init__(self):
         self.counts = collections.Counter()
@@ -70,7 +60,7 @@ class Difference:
 
 class InteropTest(support.ToolTest):
     def tool(self, name, *arguments, stdin=b""):
-        """What the program writes, and its warnings."""
+        """The output of the program, and its warnings."""
         result = subprocess.run([name, *map(str, arguments)], cwd=self.directory, input=stdin, stdout=subprocess.PIPE,
                                 stderr=subprocess.PIPE, timeout=60)
         self.assertEqual(result.returncode, 0, (name, arguments, result.stderr))
@@ -102,8 +92,8 @@ class InteropTest(support.ToolTest):
         return {name: pathlib.Path(directory, name + ".jpg").read_bytes() for name in pictures_}
 
     def assert_close(self, files, grey=False, plain=True, equal_grey=EQUAL_GREY):
-        """Samples are at most 1 (grey) or 4 from djpeg's in its default form and without smoothing, and all in all as
-        near as the limits below."""
+        """Compares with djpeg, with its default options and without smoothing. Samples differ by at most 1 (grey) or 4,
+        and their distribution keeps to the bounds at the head of this file."""
         for ours, theirs in [([], [])] + [(["--nosmooth"], ["-nosmooth"])] * plain:
             all_files = Difference()
             for name, picture in self.decode_all(files, *ours).items():
@@ -204,7 +194,7 @@ class ReadTest(InteropTest):
         self.assert_close(files)
 
     def test_forms_that_cjpeg_does_not_write(self):
-        """16-bit steps, SOF1, scans in any order, restarts in all of them, components in MCUs that they do not fill."""
+        """16-bit steps, SOF1, scans in any order, restarts in all of them, components with partly filled MCUs."""
         triple = [cf.Component(10, 2, 2), cf.Component(20, 1, 1), cf.Component(30, 1, 2)]
         wide = [cf.Component(10, 4, 1), cf.Component(20, 2, 1), cf.Component(30, 1, 1)]
         high = [cf.Component(10, 1, 4), cf.Component(20, 1, 2), cf.Component(30, 1, 1)]
@@ -235,12 +225,12 @@ class ReadTest(InteropTest):
         self.write("p.jpg", self.cjpeg(picture, "-progressive", "-arithmetic"))
         self.write("a.jpg", self.cjpeg(picture, "-arithmetic"))
         self.expect(support.REFUSED, "decode", "p.jpg", "out.ppm",
-                    error="moxj: p.jpg: progressive, arithmetic coding JPEG is not supported\n")
+                    error="moxj: p.jpg: arithmetic-coded progressive JPEG is not supported\n")
         self.expect(support.REFUSED, "decode", "a.jpg", "out.ppm",
-                    error="moxj: a.jpg: extended sequential, arithmetic coding JPEG is not supported\n")
+                    error="moxj: a.jpg: arithmetic-coded extended sequential JPEG is not supported\n")
 
     def test_damaged_files(self):
-        """Through the tool: each has its picture, whole or in part, or a reason."""
+        """Every damaged file gives a complete picture, a partial one, or a reason for the refusal."""
         source = random.Random(5)
         picture = support.pnm(pictures.generated(67, 45, 3, 7))
         original = self.cjpeg(picture, "-quality", 85, "-restart", "3B")
@@ -292,11 +282,11 @@ class WriteTest(InteropTest):
         coded = self.encode_all(sources, "--grayscale")
         for data in coded.values():
             self.assertEqual(len(self.frame_factors(data)), 1)
-        # Grain at quality 75 has more values near a half than any file of ReadTest: 0.9696 are equal.
+        # Noise at quality 75 has more values near a half than any file of ReadTest: 0.9696 are equal.
         self.assert_close(coded, grey=True, plain=False, equal_grey=0.965)
 
     def test_as_good_as_cjpeg(self):
-        """Photographs: about the bytes and about the distance from the original that cjpeg has at the same quality."""
+        """Photographs: about the same size and the same error as cjpeg at the same quality."""
         directory, names = pictures.photographs()
         for name in names:
             picture = (directory / f"{name}.ppm").read_bytes()

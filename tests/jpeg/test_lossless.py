@@ -1,4 +1,4 @@
-"""Lossless files: there and back to the bit, beside ffmpeg, with samples of 2 to 16 bits."""
+"""Lossless JPEG: exact round trips, interoperability with ffmpeg, samples of 2 to 16 bits."""
 
 import random
 import re
@@ -12,7 +12,7 @@ from test_interop import InteropTest, raw_pnm
 
 
 def wave(width, height, channels, bits, seed=1, low=0):
-    """Smooth, with grain; the `low` lowest bits are 0."""
+    """A smooth picture with noise; the `low` lowest bits are 0."""
     source = random.Random(seed)
     most = (1 << bits) - 1
     samples = [
@@ -110,7 +110,7 @@ class Exact(LosslessTest):
             self.assertEqual(self.read("y.jpg"), self.read("x.jpg"))
 
     def test_inks(self):
-        """A CMYK file of cjpeg's scans, whose inks come back exactly from a lossless one."""
+        """The inks of a CMYK file survive a lossless file exactly."""
         four = [cf.Component(i, 1, 1) for i in range(4)]
         for transform in 0, 2:
             self.write("in.jpg", cf.jpeg((21, 15), four, segments=cf.adobe(transform)))
@@ -124,20 +124,14 @@ class Exact(LosslessTest):
             self.assertEqual(self.read("x.ppm"), self.read("in.ppm"))
 
     def test_samples_above_32767(self):
-        """Predictors 5 to 7 are never written for them, but read as T.81 has them: halves of numbers without sign."""
+        """Predictors 5 to 7 are never written for them, but read as T.81 defines them, with unsigned samples."""
         picture = wave(31, 23, 1, 16)
         self.assertGreater(max(picture[3]), 32767)
         self.write("in.pgm", pnm(picture, 16))
         for predictor in "567":
-            self.expect(
-                support.REFUSED,
-                "encode",
-                "in.pgm",
-                "x.jpg",
-                "--lossless",
-                predictor,
-                error="moxj: in.pgm: predictor %s: decoders differ on it where samples are above 32767\n" % predictor,
-            )
+            self.expect(support.REFUSED, "encode", "in.pgm", "x.jpg", "--lossless", predictor,
+                        error="moxj: in.pgm: predictor %s: decoders disagree on it for samples above 32767\n"
+                              % predictor)
             file = lossless_file(picture, 16, int(predictor))
             self.write("y.jpg", file)
             self.expect(support.OK, "decode", "y.jpg", "out.pgm")
@@ -161,7 +155,7 @@ class Bits:
 
 
 def lossless_file(picture, precision, predictor):
-    """Grey, with codes of 5 bits, by the rules of T.81 Annex H for samples without sign."""
+    """A grey file with 5-bit codes, by the rules of T.81 Annex H for unsigned samples."""
     width, height, _, samples = picture
     bits = Bits()
     for y in range(height):
@@ -192,7 +186,7 @@ class Other(LosslessTest):
         self.write("in.pgm", pnm(wave(23, 17, 1, 12), 12))
         self.expect(support.OK, "encode", "in.pgm", "x.jpg", "--lossless", "6,2")
         text = self.expect(support.OK, "info", "x.jpg").decode()
-        for words in "JPEG, lossless\n", "23 x 17 pixels, 12 bits a sample", "predictor 6, point transform 2":
+        for words in "JPEG, lossless\n", "23 x 17 pixels, 12 bits per sample", "predictor 6, point transform 2":
             self.assertIn(words, text)
         self.assertNotIn("quality", text)
 
@@ -241,39 +235,19 @@ class Other(LosslessTest):
 
     def test_options(self):
         self.write("in.pgm", pnm(wave(23, 17, 1, 8), 8))
-        for options, words in (
-            (["--lossless=8"], "no predictor"),
-            (["--lossless=0"], "no predictor"),
-            (["--lossless", "1,16"], "no predictor"),
-            (["--lossless=1,"], "no predictor"),
-            (["--lossless", "--quality", "9"], "--quality is not for lossless"),
-            (["--progressive", "--lossless"], "--progressive is not for lossless"),
-            (["--lossless", "--optimize"], "not for lossless"),
-        ):
-            self.expect(
-                support.USAGE,
-                "encode",
-                "in.pgm",
-                "x.jpg",
-                *options,
-                error=re.compile(r"\Amoxj: [^\n]*%s[^\n]*\n\Z" % words),
-            )
-        self.expect(
-            support.USAGE, "encode", "in.pgm", "x.jp2", "--lossless=3", error=re.compile("not for JPEG 2000 files")
-        )
-        self.expect(
-            support.LIMIT,
-            "encode",
-            "in.pgm",
-            "x.jpg",
-            "--lossless",
-            "--restart",
-            "24",
-            error=re.compile("whole rows, of 23\n"),
-        )
-        self.expect(
-            support.REFUSED, "encode", "in.pgm", "x.jpg", "--lossless=1,8", error=re.compile("leaves nothing of 8 bits")
-        )
+        for options, words in ((["--lossless=8"], "not a predictor"), (["--lossless=0"], "not a predictor"),
+                               (["--lossless", "1,16"], "not a predictor"), (["--lossless=1,"], "not a predictor"),
+                               (["--lossless", "--quality", "9"], "--quality is not for lossless"),
+                               (["--progressive", "--lossless"], "--progressive is not for lossless"),
+                               (["--lossless", "--optimize"], "not for lossless")):
+            self.expect(support.USAGE, "encode", "in.pgm", "x.jpg", *options,
+                        error=re.compile(r"\Amoxj: [^\n]*%s[^\n]*\n\Z" % words))
+        self.expect(support.USAGE, "encode", "in.pgm", "x.jp2", "--lossless=3",
+                    error=re.compile("not for JPEG 2000 files"))
+        self.expect(support.LIMIT, "encode", "in.pgm", "x.jpg", "--lossless", "--restart", "24",
+                    error=re.compile("whole rows, of 23\n"))
+        self.expect(support.REFUSED, "encode", "in.pgm", "x.jpg", "--lossless=1,8",
+                    error=re.compile("leaves nothing of 8 bits"))
         self.expect(support.OK, "encode", "in.pgm", "x.jpg", "--lossless")
         self.expect(
             support.REFUSED, "transcode", "x.jpg", "y.jpg", error="moxj: x.jpg: a lossless JPEG has no coefficients\n"
@@ -283,7 +257,7 @@ class Other(LosslessTest):
 
 class Ffmpeg(LosslessTest):
     def test_reads_what_we_write(self):
-        """Of 8 bits: grey and RGB (its formats gray and bgr24), with every predictor."""
+        """8-bit grey and RGB (ffmpeg's formats gray and bgr24), with every predictor."""
         for channels, form in (1, "gray"), (3, "rgb24"):
             picture = wave(34, 26, channels, 8)
             self.write("in.pnm", pnm(picture, 8))
@@ -294,7 +268,7 @@ class Ffmpeg(LosslessTest):
                     self.assertEqual(list(raw), picture[3], (channels, predictor, restart))
 
     def test_we_read_what_it_writes(self):
-        """Its YCbCr forms, whose planes it tells; RGB is within a rounding of what the planes give."""
+        """Its YCbCr formats, compared by planes. The RGB output is within rounding of the conversion of the planes."""
         self.write("in.ppm", support.pnm(pictures.generated(34, 26, 3, 1)))
         for form, across, down in ("yuvj444p", 1, 1), ("yuvj422p", 2, 1), ("yuvj420p", 2, 2):
             for predictor in "1", "2", "3":

@@ -1,4 +1,4 @@
-"""Runs the tool, and makes and reads pictures without it."""
+"""Runs the tool; makes and parses pictures independently of it."""
 
 import os
 import random
@@ -12,10 +12,11 @@ import zlib
 MOXJ = os.environ["MOXJ"]
 
 OK, USAGE, REFUSED, INCOMPLETE, LIMIT, OUTPUT = range(6)
+UNRECOGNISED = "unrecognised format (not JPEG, JPEG 2000, PNG, PPM, PGM or PGX)"
 
 
 class ToolTest(unittest.TestCase):
-    """A test with an empty directory of its own as the working directory."""
+    """A test whose working directory is a new, empty directory."""
 
     maxDiff = 2000
 
@@ -44,15 +45,15 @@ class ToolTest(unittest.TestCase):
         return sorted(os.listdir(self.path(directory)))
 
     def moxj(self, *arguments, stdin=b"", stdout=subprocess.PIPE, **options):
-        """Runs the tool; the result has returncode, stdout, stderr (text)."""
+        """Runs the tool. The result has returncode, stdout and stderr (as text)."""
         result = subprocess.run([MOXJ, *arguments], cwd=self.directory, input=stdin, stdout=stdout,
                                 stderr=subprocess.PIPE, timeout=60, **options)
         result.stderr = result.stderr.decode()
         return result
 
     def expect(self, status, *arguments, error="", **options):
-        """Runs the tool and checks its status, and that its standard error is exactly `error`, a text or an expression
-        that must match all of it."""
+        """Runs the tool and checks its exit status and its standard error. `error` is the exact text, or a regular
+        expression to be found in it. Returns standard output."""
         result = self.moxj(*arguments, **options)
         if isinstance(error, str):
             self.assertEqual((result.returncode, result.stderr), (status, error), arguments)
@@ -98,7 +99,7 @@ def pnm(picture, most=255, plain=False, comment=b"", separator=b"\n"):
 
 
 def parse_pnm(data):
-    """Raw 8-bit files as the tool writes them: nothing but P5 or P6, the sizes, 255 and samples."""
+    """A raw 8-bit file as the tool writes it: P5 or P6, the size, 255 and the samples, nothing else."""
     magic, size, most, samples = data.split(b"\n", 3)
     width, height = map(int, size.split())
     channels = {b"P5": 1, b"P6": 3}[magic]
@@ -119,7 +120,7 @@ def chunk(name, data):
 
 
 def png_rows(values, width, height, channels, bits):
-    """Rows of a pass, with filter bytes, all unfiltered."""
+    """The rows of a pass, each with a filter byte of 0 (none)."""
     rows = b""
     for y in range(height):
         row = values[y * width * channels:(y + 1) * width * channels]
@@ -176,7 +177,7 @@ def unfilter(kind, row, above, distance):
 
 
 def parse_png(data):
-    """8-bit grey and RGB files without interlacing, every checksum checked."""
+    """Parses a non-interlaced 8-bit grey or RGB file and checks every CRC."""
     assert data[:8] == SIGNATURE
     at, compressed, header = 8, b"", None
     while at < len(data):

@@ -1,4 +1,4 @@
-"""Many files at once, and progress on a terminal."""
+"""Batches of files, and progress on a terminal."""
 
 import fcntl
 import os
@@ -48,19 +48,19 @@ class Batches(ToolTest):
         self.expect(OK, "decode", "in/p0.png", "--output-dir", ".")
         self.assertEqual(self.read("p0.pnm"), pnm(self.pictures["p0"]))
 
-    def test_the_directory_is_made(self):
+    def test_the_directory_is_created(self):
         self.expect(OK, "decode", "in/p0.png", "--output-dir", "a/b/c")
         self.assertEqual(self.files("a/b/c"), ["p0.pnm"])
 
-    def test_a_directory_that_cannot_be_made(self):
+    def test_a_directory_that_cannot_be_created(self):
         self.expect(OUTPUT, "decode", "in/p0.png", "--output-dir", "in/p1.png/x",
-                    error="moxj: in/p1.png/x: cannot be made: Not a directory\n")
+                    error="moxj: in/p1.png/x: cannot be created: Not a directory\n")
 
     def test_one_line_for_each_failing_file_and_the_others_are_done(self):
         self.write("in/bad.png", b"GIF")
         self.write("in/large.ppm", pnm(noise(50, 50, 1)))
         self.write("in/short.pgm", pnm(noise(5, 5, 1))[:-1])
-        lines = {"bad": "moxj: in/bad.png: neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX",
+        lines = {"bad": "moxj: in/bad.png: " + UNRECOGNISED,
                  "none": "moxj: in/none: cannot be read: No such file or directory",
                  "large": "moxj: in/large.ppm: 50 x 50 pixels are more than the limit of 2000 (--max-pixels)",
                  "short": "moxj: in/short.pgm: warning: the file ends after 4 of 5 rows"}
@@ -106,16 +106,16 @@ class Batches(ToolTest):
 
     def test_wrong_use(self):
         for arguments, error in (((*self.inputs,), "more than one input needs --output-dir"),
-                                 (("in/p0.png",), "an output is missing: name a file, - or --output-dir"),
+                                 (("in/p0.png",), "no output given: add a file name, - or --output-dir DIR"),
                                  (("in/p0.png", "x.ppm", "--jobs", "2"), "--jobs needs --output-dir"),
                                  (("-", "--output-dir", "out"), "standard input cannot be part of a batch"),
-                                 (("in/", "--output-dir", "out"), "'in/' names no file"),
-                                 (("in/p0.png", "--output-dir", ""), "--output-dir needs a name")):
+                                 (("in/", "--output-dir", "out"), "'in/' is not a file name"),
+                                 (("in/p0.png", "--output-dir", ""), "--output-dir needs a directory name")):
             self.expect(USAGE, "decode", *arguments, error="moxj: %s\n" % error)
         self.assertEqual(self.files(), ["in"])
 
     def test_no_more_threads_than_asked_for(self):
-        """Counted while every worker waits for a named pipe to be filled."""
+        """Counts the threads while every worker waits for data from a named pipe."""
         names = ["pipe%d" % i for i in range(6)]
         for name in names:
             os.mkfifo(self.path(name))
@@ -134,7 +134,7 @@ class Batches(ToolTest):
                 self.write(name, pnm(noise(3, 3, 1)))
             self.assertEqual(process.wait(), OK)
 
-    def test_an_interrupt_ends_the_batch_without_remains(self):
+    def test_an_interrupted_batch_leaves_no_temporary_files(self):
         large = b"P6 3000 3000 255\n" + bytes(27000000)
         names = ["large%d.ppm" % i for i in range(6)]
         for name in names:
@@ -152,7 +152,7 @@ class Batches(ToolTest):
 
 
 class OnTerminal(ToolTest):
-    """Progress is shown on a terminal, and nowhere else."""
+    """Progress is shown only on a terminal."""
 
     def run_on_terminal(self, *arguments, columns=80):
         master, slave = pty.openpty()
@@ -173,7 +173,7 @@ class OnTerminal(ToolTest):
         return output.decode().replace("\r\n", "\n")
 
     def screen(self, output):
-        """What is on the screen in the end, line by line."""
+        """The final contents of the screen, line by line."""
         lines = []
         for line in output.split("\n"):
             cells = []
@@ -194,18 +194,18 @@ class OnTerminal(ToolTest):
             "decode", *self.slow_inputs(), "--output-dir", "out", "--jobs", "1", "--format", "png"
         )
         self.assertIn("\r1 of 5 files", output)
-        self.assertEqual(self.screen(output), ["moxj: bad: neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX", ""])
+        self.assertEqual(self.screen(output), ["moxj: bad: " + UNRECOGNISED, ""])
 
     def test_quiet(self):
         output = self.run_on_terminal("decode", *self.slow_inputs(), "--output-dir", "out", "--quiet")
-        self.assertEqual(output, "moxj: bad: neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX\n")
+        self.assertEqual(output, "moxj: bad: " + UNRECOGNISED + "\n")
 
     def test_not_a_terminal(self):
         self.expect(REFUSED, "decode", *self.slow_inputs(), "--output-dir", "out",
-                    error="moxj: bad: neither JPEG nor JPEG 2000 nor PNG, PPM, PGM or PGX\n")
+                    error="moxj: bad: " + UNRECOGNISED + "\n")
 
     def test_a_single_file_that_takes_long(self):
-        """Made larger until it does, on any machine."""
+        """The picture is made larger until it does, so that this works on any machine."""
         for side in 2400, 4800, 7200:
             name = "n" * 60 + ".ppm"
             self.write(name, b"P6 %d %d 255\n" % (side, side) + random.Random(1).randbytes(side * side * 3))
@@ -221,7 +221,7 @@ class OnTerminal(ToolTest):
         self.assertEqual({len(part) for part in output.split("\r") if part.strip()}, {39})
 
     def test_a_single_file_that_is_quick(self):
-        """Measured, too: on a machine with too much to do nothing is quick, and progress is right."""
+        """Times the run too: on a busy machine even a small picture may take long, and then progress is correct."""
         self.write("in.ppm", pnm(noise(20, 20, 3)))
         for _ in range(10):
             begin = time.monotonic()

@@ -1,4 +1,4 @@
-"""encode, decode and info on JPEG files: what options do to the file, statuses, batches, streams, threads."""
+"""encode, decode and info on JPEG files: the effect of options, exit statuses, batches, streams and threads."""
 
 import json
 import os
@@ -11,7 +11,7 @@ PICTURE = smooth(70, 45, 3)
 
 
 def segments(file):
-    """(marker, offset, length without the marker) of everything up to the scan's data."""
+    """(marker, offset, length without the marker) of all segments up to the data of the scan."""
     at = 2
     found = [(0xD8, 0, 0)]
     while True:
@@ -24,7 +24,7 @@ def segments(file):
 
 
 def body(file, marker):
-    """The bodies of all segments of a kind, one after the other."""
+    """The bodies of all segments of a kind, in order."""
     return b"".join(file[at + 4:at + 2 + length] for m, at, length in segments(file) if m == marker)
 
 
@@ -68,7 +68,7 @@ class Encoding(JpegTest):
     def test_the_quality(self):
         tables = {quality: body(self.encoded("--quality", quality), 0xDB) for quality in ("1", "50", "75", "100")}
         self.assertEqual(tables["75"], body(self.encoded(), 0xDB))
-        # T.81 Annex K as it is, DC and the first AC steps; all of 255, and all of 1.
+        # DC and the first AC steps: the tables of T.81 Annex K unscaled; all 255; all 1.
         self.assertEqual(list(tables["50"][:6]), [0, 16, 11, 12, 14, 12])
         self.assertEqual(set(tables["100"][1:65]), {1})
         self.assertEqual(max(tables["1"][1:65]), 255)
@@ -113,7 +113,7 @@ class Encoding(JpegTest):
         self.assertEqual(frame(self.read("out.jpg"))[:3], (8, 45, 70))
 
     def test_of_every_kind_of_picture(self):
-        """The same samples give the same file, whatever they come in; notes go to standard error."""
+        """The same samples give the same file, whatever the input format. Notes go to standard error."""
         expected = self.encoded()
         self.write("a.png", png_of(PICTURE))
         self.write("b.png", png_of(PICTURE, interlaced=True))
@@ -220,19 +220,19 @@ class Decoding(JpegTest):
     def test_unsupported_processes_by_name(self):
         file = bytearray(self.encoded())
         at = file.index(b"\xff\xc0") + 1
-        for marker, name in {
-            0xCB: "lossless, arithmetic",
-            0xC9: "arithmetic",
-            0xCA: "progressive, arithmetic",
-            0xC5: "(differential|hierarchical)",
-        }.items():
+        for marker, process, refusal in ((0xCB, "lossless, arithmetic coding", "arithmetic-coded lossless"),
+                                         (0xC9, "extended sequential, arithmetic coding",
+                                          "arithmetic-coded extended sequential"),
+                                         (0xCA, "progressive, arithmetic coding", "arithmetic-coded progressive"),
+                                         (0xC5, "hierarchical, differential sequential",
+                                          "hierarchical, differential sequential")):
             file[at] = marker
             self.write("x.jpg", file)
             self.expect(REFUSED, "decode", "x.jpg", "x.ppm",
-                        error=re.compile(r"\Amoxj: x\.jpg: [^\n]*%s[^\n]* not supported\n\Z" % name))
+                        error="moxj: x.jpg: %s JPEG is not supported\n" % refusal)
             information = json.loads(self.expect(OK, "info", "x.jpg", "--json"))
             self.assertFalse(information["supported"])
-            self.assertRegex(information["process"], name)
+            self.assertEqual(information["process"], process)
         file[at], file[at + 3] = 0xC1, 12
         self.write("x.jpg", file)
         self.expect(
@@ -321,7 +321,7 @@ class Info(JpegTest):
         )
         self.assertEqual(info["segments"][-1]["marker"], 0xD9)
         tables = body(file, 0xDB)
-        # Along the diagonals, odd ones downwards.
+        # Along the diagonals, downwards on odd ones.
         zigzag = sorted(range(64), key=lambda i: (i // 8 + i % 8, i // 8 if (i // 8 + i % 8) % 2 else i % 8))
         for table in info["quantTables"]:
             coded = tables[65 * table["index"] + 1:65 * table["index"] + 65]

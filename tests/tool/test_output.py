@@ -1,4 +1,4 @@
-"""How outputs come into being: whole or not at all, whatever ends the tool."""
+"""Outputs are written completely or not at all, however the tool ends."""
 
 import os
 import pty
@@ -96,7 +96,7 @@ class Replacing(OutputTest):
     def test_a_refused_input_leaves_the_existing_output(self):
         self.write("out.ppm", b"old")
         self.write("bad", b"P5 0 0 255 ")
-        self.expect(REFUSED, "decode", "bad", "out.ppm", error="moxj: bad: a picture without pixels\n")
+        self.expect(REFUSED, "decode", "bad", "out.ppm", error="moxj: bad: the picture has no pixels\n")
         self.assertEqual(self.read("out.ppm"), b"old")
         self.assertEqual(self.files(), ["bad", "in.png", "out.ppm"])
 
@@ -140,11 +140,19 @@ class Unwritable(OutputTest):
         self.fails("out.ppm", "cannot be written: File too large", preexec_fn=limit)
         self.assertEqual(self.read("out.ppm"), b"old")
 
-    def test_a_closed_pipe(self):
+    def closed_pipe(self):
         reader, writer = os.pipe()
         os.close(reader)
-        with os.fdopen(writer, "wb") as pipe:
-            self.expect(OUTPUT, "decode", "in.png", "-", stdout=pipe,
+        return os.fdopen(writer, "wb")
+
+    def test_a_closed_pipe_ends_the_tool_silently(self):
+        for arguments in ("decode", "in.png", "-"), ("--help",), ("info", "in.png"):
+            with self.closed_pipe() as pipe:
+                self.expect(-signal.SIGPIPE, *arguments, stdout=pipe)
+
+    def test_a_closed_pipe_is_an_error_if_its_signal_is_ignored(self):
+        with self.closed_pipe() as pipe:
+            self.expect(OUTPUT, "decode", "in.png", "-", stdout=pipe, restore_signals=False,
                         error="moxj: standard output: cannot be written: Broken pipe\n")
 
     def test_a_closed_standard_output(self):
@@ -182,7 +190,7 @@ class Unwritable(OutputTest):
             self.skipTest("the tool is where others cannot run it")
         self.fails("new.ppm", "cannot be created: Permission denied", **stranger)
         self.fails("out.ppm", "cannot be written: Permission denied", **stranger)
-        # A file of others in a directory that is open for all: to be replaced it has to be writable.
+        # A file of another user in a world-writable directory is replaced only if it is writable.
         os.chmod(self.directory, 0o777)
         os.chmod(self.path("out.ppm"), 0o644)
         self.fails("out.ppm", "cannot be written: Permission denied", **stranger)
@@ -226,7 +234,7 @@ class Devices(OutputTest):
 
 class Interrupted(OutputTest):
     def interrupt(self, signal_number):
-        """Ends the tool while the temporary file is there: its directory is watched, and its writing takes long."""
+        """Ends the tool while the temporary file exists. The file is large, and its directory is polled."""
         self.write("large.ppm", b"P6 8000 8000 255\n" + bytes(8000 * 8000 * 3))
         self.write("out.ppm", b"old")
         for _ in range(20):
@@ -261,7 +269,7 @@ class Interrupted(OutputTest):
         self.assertEqual(process.wait(), OK)
         self.assertEqual(self.read("out.ppm"), pnm(PICTURE))
 
-    def test_an_input_that_is_cut_short_while_it_is_in_use(self):
+    def test_an_input_that_is_truncated_while_in_use(self):
         self.write("large.ppm", b"P2 3000 3000 255\n" + b"7 " * 9000000)
         process = subprocess.Popen([MOXJ, "decode", "large.ppm", "out.png"], cwd=self.directory, stderr=subprocess.PIPE)
         mapped = False
@@ -269,7 +277,7 @@ class Interrupted(OutputTest):
             with open("/proc/%d/maps" % process.pid) as maps:
                 mapped = "large.ppm" in maps.read()
         os.truncate(self.path("large.ppm"), 0)
-        self.assertEqual(process.stderr.read(), b"moxj: an input file was cut short while it was in use\n")
+        self.assertEqual(process.stderr.read(), b"moxj: an input file was truncated while in use\n")
         self.assertEqual(process.wait(), REFUSED)
         process.stderr.close()
         self.assertEqual(self.files(), ["in.png", "large.ppm"])

@@ -91,7 +91,7 @@ void decodeOne(const File& file, const DecodeOptions& options, Outcomes& outcome
     for (const Component& c : decoded.image.components)
       for (int y = 0; y < c.height; ++y)
         for (int x = 0; x < c.width; ++x)
-          if (c.at(x, y) < c.least() || c.at(x, y) > c.most()) FAIL() << "a sample of " << c.at(x, y);
+          if (c.at(x, y) < c.minValue() || c.at(x, y) > c.maxValue()) FAIL() << "a sample of " << c.at(x, y);
   } catch (const Failure& failure) {
     EXPECT_NE(std::string(failure.what()), "");
     if (failure.status == ExitStatus::refused) {
@@ -109,7 +109,7 @@ TEST(Damage, EveryFileEndsWithAPictureOrAReason) {
   Outcomes outcomes;
   for (int i = 0; i < kFiles; ++i) {
     const File file = test::damaged(files[static_cast<std::size_t>(i) % files.size()], random, 0, 260);
-    decodeOne(file, {.reduce = i % 5 == 0, .layers = i % 7 == 0 ? 1 : kMostLayers, .threads = 1 + i % 2}, outcomes);
+    decodeOne(file, {.reduce = i % 5 == 0, .layers = i % 7 == 0 ? 1 : kMaxLayers, .threads = 1 + i % 2}, outcomes);
     try {
       inspect(file);
     } catch (const Failure& failure) {

@@ -25,7 +25,7 @@ File losslessFile(int bits, int components, int predictor, int restart) {
   image.allocate();
   for (const moxj::Component& c : image.components) {
     for (int i = 0; i < c.width * c.height; ++i) {
-      const int value = i * 37 % 97 * (std::min(c.most(), 32767) / 97), x = i % c.width, y = i / c.width;
+      const int value = i * 37 % 97 * (std::min(c.maxValue(), 32767) / 97), x = i % c.width, y = i / c.width;
       if (c.wide)
         c.numbers(y)[std::ptrdiff_t{x} * c.pixelStep] = value;
       else

@@ -54,17 +54,17 @@ TEST(Bytes, MovesLeaveNothingBehind) {
 TEST(Bytes, EverySizeCanBeFilled) {
   for (const Filling filling : {Filling::partly, Filling::whole}) {
     for (const std::size_t count : {0, 1, 4095, 131071, 131072, 524287, 524288, 2097152, 4194303, 4194305}) {
-      std::uint8_t* const bytes = static_cast<std::uint8_t*>(takeBytes(count, filling));
+      std::uint8_t* const bytes = static_cast<std::uint8_t*>(allocateBytes(count, filling));
       std::fill_n(bytes, count, std::uint8_t{1});
-      giveBytes(bytes);
+      freeBytes(bytes);
     }
   }
 }
 
 TEST(Bytes, RefusesWhatNoMemoryHolds) {
   for (const Filling filling : {Filling::partly, Filling::whole}) {
-    EXPECT_THROW(takeBytes(SIZE_MAX, filling), std::bad_alloc);
-    EXPECT_THROW(takeBytes(PTRDIFF_MAX, filling), std::bad_alloc);
+    EXPECT_THROW(allocateBytes(SIZE_MAX, filling), std::bad_alloc);
+    EXPECT_THROW(allocateBytes(PTRDIFF_MAX, filling), std::bad_alloc);
   }
   Bytes bytes(3);
   EXPECT_THROW(bytes.resize(SIZE_MAX), std::bad_alloc);

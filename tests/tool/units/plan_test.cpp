@@ -20,7 +20,8 @@ TEST(Format, ByName) {
   EXPECT_EQ(formatOfPath("a.png/"), std::nullopt);
   EXPECT_EQ(formatOfPath("a.b/c.d.Png"), Format::png);
   EXPECT_EQ(formatOfPath(".png"), Format::png);
-  EXPECT_EQ(formatNames(FormatKind::picture), "png, ppm, pgm, pnm, pgx");
+  EXPECT_EQ(formatNames(FormatKind::picture), "png, ppm, pgm, pnm or pgx");
+  EXPECT_EQ(formatNames(FormatKind::coded), "jpg, jp2 or j2k");
   for (const Format format : {Format::jpeg, Format::png, Format::ppm, Format::pgm, Format::pnm})
     EXPECT_EQ(formatNamed(extensionOf(format)), format);
 }
