@@ -1,5 +1,5 @@
-// Any bytes, cut into any segments, with any options, through both code-block decoders: the same status, bit-plane
-// and coefficients from the decoder in one call and from the steps, each on a target of its own.
+// Decodes arbitrary bytes, divided into arbitrary segments, with arbitrary options, with both code-block decoders on
+// different targets. The one-call decoder and the stepwise one must give the same status, bit-plane and coefficients.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>
@@ -27,7 +27,7 @@ struct Result {
   int32_t plane = 0;
 };
 
-// A work buffer of exactly the size that is asked for, in any alignment.
+// A work buffer of exactly the requested size, at any alignment.
 class Work {
  public:
   Work(const Block& block, int misalignment, int filling) : misalignment_(misalignment) {
@@ -78,7 +78,7 @@ Result inSteps(const Block& block, std::vector<Mox32s> coefficients, Work work) 
     if (r.status != moxStatusOk) break;
   }
   require(moxiDecodeCBProgrGetCurBitPlaneNum_JPEG2K(state, &r.plane) == moxStatusOk);
-  // What the decoder in one call does in the end.
+  // The last step of the one-call decoder.
   const bool fills = r.status != moxStatusOk && (block.options & moxJ2KFillOnError);
   const bool clears = !(block.options & moxJ2KKeepMidpoint) && r.plane >= 1;
   const uint32_t step = r.plane >= 0 && r.plane < 31 ? 1u << r.plane : 0;

@@ -1,5 +1,5 @@
-// Any coefficients with any modes through the code-block encoder, its code string fetched in pieces of any size, and
-// back through the decoder: all of them, or the passes that a rate is said to be enough for.
+// Encodes arbitrary coefficients with arbitrary modes, fetches the code string in pieces of any size, and decodes it:
+// all passes, or those for which a reported rate should suffice.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>
@@ -107,7 +107,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::vector<uint32_t> back = decode(block, coded, coded.bytes, coded.lengths, coded.passes);
   for (size_t i = 0; i < back.size(); i++) {
     const uint32_t magnitude = lowest > 30 ? 0 : (block.coefficients[i] & 0x7FFFFFFF) >> lowest << lowest;
-    // Where every pass is a segment the last cleanup pass has gone on to the next bit-plane, and the half step stays.
+    // If every pass is a segment, the last cleanup pass has advanced to the next bit-plane, and the half step remains.
     const uint32_t half = magnitude && lowest > 0 && (block.options & moxJ2KTermAll) ? 1u << (lowest - 1) : 0;
     require(back[i] == (magnitude ? magnitude | half | (block.coefficients[i] & 0x80000000) : 0));
   }

@@ -1,4 +1,4 @@
-// Any bytes through the JPEG 2000 reader: a picture, whole or in part, or a Failure; nothing else may happen.
+// Decodes arbitrary bytes as JPEG 2000: the result must be a complete picture, a partial one or a Failure.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

@@ -1,5 +1,5 @@
-// Any bytes through the JPEG reader and, as coefficients, into other files: a picture, whole or in part, or a
-// Failure; nothing else may happen.
+// Decodes arbitrary bytes as JPEG, and transcodes them: the result must be a complete picture, a partial one or a
+// Failure.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -26,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using Process = jpeg::TranscodeOptions::Process;
     const jpeg::Transcoded made =
         jpeg::transcode(file, {.process = size % 2 ? Process::progressive : Process::sequential}, limits, {}, options);
-    // What was written is whole.
+    // The output of the transcoder must be complete.
     if (!jpeg::decode({made.file.data(), made.file.size()}, limits).complete) std::abort();
   } catch (const Failure&) {
   }

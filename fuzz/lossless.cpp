@@ -1,5 +1,5 @@
-// Single differences: any bytes through the decoder with any table, and whatever it gives through the encoder and
-// back; the same numbers as rows through every predictor and back.
+// Lossless coding: decodes arbitrary bytes with an arbitrary table, and encodes and decodes the resulting differences;
+// then predicts and reconstructs the same numbers as rows, with every predictor.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -17,7 +17,7 @@ void require(bool holds) {
   if (!holds) std::abort();
 }
 
-// A Huffman object in the caller's bytes, of any alignment.
+// A Huffman object in memory of the caller, at any alignment.
 template <class Object, std::size_t Size>
 struct Bytes {
   std::uint8_t bytes[Size + 1];
@@ -29,9 +29,9 @@ using DecodeTable = Bytes<MoxDecodeHuffmanSpec, 1644>;
 using EncodeState = Bytes<MoxEncodeHuffmanState, 1048>;
 using DecodeState = Bytes<MoxDecodeHuffmanState, 24>;
 
-// The differences that the decoder finds; it goes on behind markers as a caller does behind restart markers.
+// Decodes differences. After a marker, decoding continues as after a restart marker.
 std::vector<Mox16s> decoded(const Mox8u* src, std::size_t size, const MoxDecodeHuffmanSpec* table) {
-  const std::vector<Mox8u> source(src, src + size);  // of its own, so that the sanitizer sees its ends
+  const std::vector<Mox8u> source(src, src + size);  // a copy, so that the sanitizer knows its ends
   std::vector<Mox16s> differences;
   DecodeState state;
   moxiDecodeHuffmanStateInit_JPEG_8u(state.get());
@@ -56,7 +56,7 @@ std::vector<Mox16s> decoded(const Mox8u* src, std::size_t size, const MoxDecodeH
   return differences;
 }
 
-// All 17 categories, with codes as long as `lengths` (5 to 16 bits) makes them.
+// A table of all 17 categories, with code lengths (5 to 16 bits) from `lengths`.
 void makeTables(std::uint8_t length, MoxEncodeHuffmanSpec* encoder, MoxDecodeHuffmanSpec* decoder) {
   Mox8u bits[16] = {}, values[256];
   bits[4 + length % 12] = 17;
@@ -79,7 +79,7 @@ void encodeAndBack(const std::vector<Mox16s>& differences, std::uint8_t length) 
   moxiEncodeHuffmanOne_JPEG_16s1u_C1(nullptr, segment.data(), static_cast<std::int32_t>(segment.size()), &position,
                                      nullptr, state.get(), 1);
   const std::vector<Mox16s> back = decoded(segment.data(), static_cast<std::size_t>(position), decoder.get());
-  // Padding can be read as further differences where codes are short.
+  // With short codes, padding may decode as further differences.
   require(back.size() >= differences.size() && std::equal(differences.begin(), differences.end(), back.begin()));
 }
 

@@ -1,5 +1,5 @@
-// The functions of progressive scans: the decoders on any bytes with any tables, and what the encoders make of the
-// blocks that come out, which the decoders must give back.
+// Progressive scans: decodes arbitrary bytes with arbitrary tables, then encodes the resulting blocks, which the
+// decoders must restore.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -31,7 +31,7 @@ Scan anyScan(Input& in) {
   return {(kind & 1) != 0, (kind & 2) != 0, start, start + in.below(64 - start), kind >> 4 & 7};
 }
 
-// BITS and HUFFVAL of whatever the input says.
+// BITS and HUFFVAL from the input.
 void anyTable(Input& in, Mox8u bits[16], Mox8u values[256]) {
   int left = 256;
   for (int i = 0; i < 16; i++) left -= bits[i] = static_cast<Mox8u>(std::min({in.byte(), left, 255}));
@@ -73,7 +73,7 @@ struct Decoder {
   }
 };
 
-// The scan of an image, coded with the table that is optimal for it. Empty if a value of it cannot be counted.
+// Encodes a scan of an image with its optimal table. Empty if a value cannot be counted.
 std::vector<Mox8u> encode(const Scan& scan, const Image& image, DecodeTable& table) {
   std::int32_t counts[256] = {}, position = 0;
   EncodeState counting, state;
@@ -115,14 +115,14 @@ std::vector<Mox8u> encode(const Scan& scan, const Image& image, DecodeTable& tab
     else
       status = (scan.refine ? moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1 : moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1)(
           src, segment.data(), length, &position, scan.start, scan.end, scan.low, spec, s, flush);
-    if (status) std::abort();  // there is a code for everything, and room
+    if (status) std::abort();  // every symbol has a code, and there is room
   }
   segment.resize(static_cast<std::size_t>(position));
   segment.insert(segment.end(), {0xFF, 0xD9});
   return segment;
 }
 
-// What the earlier scans and this one leave of a coefficient.
+// The value of a coefficient after the earlier scans and this one.
 Mox16s known(const Scan& scan, int k, int value, int low) {
   if (scan.dc) return k == 0 ? static_cast<Mox16s>(value >> low << low) : Mox16s{0};
   const int magnitude = std::abs(value) >> low << low;
@@ -161,7 +161,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   DecodeTable table;
   Image image(kBlocks * 64);
   if (in.left == 0 || moxiDecodeHuffmanSpecInit_JPEG_8u(bits, values, table.as<MoxDecodeHuffmanSpec>())) return 0;
-  // A copy of its own, so that a read beyond it is seen.
+  // A copy, so that the sanitizer sees reads past its end.
   const std::vector<std::uint8_t> source(in.data, in.data + in.left);
   Decoder decoder{scan, table, source.data(), static_cast<std::int32_t>(source.size())};
   for (std::size_t n = 0; n < 4 * kBlocks; n++) {

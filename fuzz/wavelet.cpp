@@ -1,6 +1,6 @@
-// Any region, phase and step through the wavelets: the 5/3 transforms of either sample type restore it exactly, in
-// place and (where the fixed split lets them) out of place; the 9/7 transforms write nothing but the region. Every
-// buffer is an allocation of its own of exactly the documented size, for the sanitizer to watch.
+// Wavelet transforms of arbitrary regions, phases and steps. The 5/3 transforms of both sample types must restore the
+// region exactly, in place and (where the fixed split allows) out of place; the 9/7 transforms must write only the
+// region. Every buffer is allocated with exactly the documented size, so that the sanitizer sees every violation.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -41,7 +41,7 @@ Block bufferFor(MoxStatus (*size)(const MoxRect*, int32_t*), const MoxRect& roi)
   return block(static_cast<size_t>(bytes));
 }
 
-// The samples of each row, without what lies between the rows.
+// The samples of all rows, without the bytes between the rows.
 template <class T>
 bool sameRows(const uint8_t* a, const uint8_t* b, const MoxRect& roi, int32_t step) {
   for (int y = 0; y < roi.height; y++)
@@ -58,7 +58,7 @@ void run(const Functions<T>& f, Input in) {
       static_cast<size_t>(step) * static_cast<size_t>(roi.height - 1) + static_cast<size_t>(roi.width) * sizeof(T);
   const Block source = block(bytes), plane = block(bytes);
   for (size_t i = 0; i < bytes; i++) source[i] = static_cast<uint8_t>(in.byte() + i * 37 % 251);
-  if (roi.width == 1 || roi.height == 1)  // lone odd samples are doubled: keep to a quarter of the range
+  if (roi.width == 1 || roi.height == 1)  // single odd samples are doubled: use a quarter of the range
     for (int y = 0; y < roi.height; y++)
       for (int x = 0; x < roi.width; x++) {
         uint8_t* const p = source.get() + ptrdiff_t{y} * step + x * static_cast<int>(sizeof(T));

@@ -1,4 +1,4 @@
-// The signal handlers, and the slots that tell them which temporary files exist.
+// The signal handlers, and the slots with the names of the temporary files that they remove.
 #include "cli/interrupt.h"
 
 #include <fcntl.h>

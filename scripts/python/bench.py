@@ -1,5 +1,5 @@
-"""Times every kernel on every target that this machine runs: nanoseconds per item, and how many times faster than the
-scalar definition each target is. Medians of repetitions in random order, CPU time of one thread.
+"""Times every kernel on every target that this machine supports: nanoseconds per item, and the speed-up of each target
+over the scalar definition. Medians of repetitions in random order, CPU time of one thread.
 
 usage: scripts/bench [REGULAR EXPRESSION of kernel names] [options of Google Benchmark]"""
 

@@ -1,7 +1,7 @@
-"""Shows what moxj does, on photographs, beside cjpeg, djpeg and opj_compress: builds, encodes and decodes at several
-qualities, samplings and sizes, prints the figures and writes demo-output/index.html.
+"""Compares moxj with cjpeg, djpeg and opj_compress on photographs: builds, encodes and decodes at several qualities,
+samplings and sizes, prints the results and writes demo-output/index.html.
 
-usage: scripts/demo [--runs N]     N interleaved runs for each time, 11 unless said"""
+usage: scripts/demo [--runs N]     N interleaved runs for each time, 11 by default"""
 
 import argparse
 import json
@@ -69,7 +69,7 @@ def prepare():
 
 
 def fetch_photographs():
-    """The photographs that Debian's python3-skimage carries, taken out of the package without installing it."""
+    """The photographs in Debian's python3-skimage, extracted from the package without installing it."""
     with tempfile.TemporaryDirectory() as scratch:
         quiet = {"cwd": scratch, "stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
         run("apt-get", "download", "-qq", "python3-skimage", **quiet)
@@ -80,7 +80,7 @@ def fetch_photographs():
 
 
 def generate_picture():
-    """Stands in where no photograph can be had: a sky, hills with grain, and edges."""
+    """A substitute if there are no photographs: a sky, hills with noise, and edges."""
     noise = numpy.random.default_rng(1)
     y, x = numpy.mgrid[0:600, 0:800]
     sky = numpy.stack([110 + y / 6, 150 + y / 8, 230 - y / 10], axis=2)
@@ -113,8 +113,8 @@ def is_grey(picture):
 
 
 def codecs(source, quality, sampling, directory, stem):
-    """The commands of both codecs: for each its name, its JPEG file, its decoded picture and how it makes them.
-    Pictures are decoded as PNM; both write a grey one as PGM (djpeg under any name)."""
+    """For each codec: its name, its JPEG file, its decoded picture, and the commands that make them. Pictures are
+    decoded to PNM; both codecs write a grey one as PGM (djpeg under any name)."""
     ours, theirs = directory / f"{stem}-moxj.jpg", directory / f"{stem}-cjpeg.jpg"
     sample = [] if sampling == "grey" else ["--sample", sampling]
     their_sample = [] if sampling == "grey" else ["-sample", SAMPLINGS[sampling]]
@@ -129,7 +129,7 @@ def codecs(source, quality, sampling, directory, stem):
 
 
 def trials(name):
-    """Every quality and sampling of a picture with both codecs: sizes and distances from the original."""
+    """Sizes and errors of both codecs for every quality and sampling of a picture."""
     source = WORK / f"{name}.ppm"
     with Image.open(PHOTOS / f"{name}.png") as picture:
         picture.save(source)
@@ -150,7 +150,7 @@ def trials(name):
 
 
 def seconds(command):
-    """How long a command takes: elapsed, and on the processor."""
+    """The elapsed time and the processor time of a command."""
     start = time.perf_counter()
     child = os.posix_spawnp(str(command[0]), [str(part) for part in command], os.environ)
     _, status, usage = os.wait4(child, 0)
@@ -161,7 +161,7 @@ def seconds(command):
 
 
 def speed(name, quality, runs, directory):
-    """Both codecs by turns; the median of each, and of the ratios of neighbouring runs."""
+    """Runs both codecs alternately; the median time of each, and the median ratio of adjacent runs."""
     source = WORK / f"{name}.ppm"
     with Image.open(source) as picture:
         megapixels, sampling = picture.width * picture.height / 1e6, "grey" if is_grey(picture) else "4:2:0"
@@ -181,7 +181,7 @@ def speed(name, quality, runs, directory):
 
 
 def make_mosaic(names):
-    """The pictures repeated to 4096 x 3072: so large that starting a program counts little."""
+    """The pictures repeated to 4096 x 3072: so large that the start of a program hardly matters."""
     mosaic = Image.new("RGB", (4096, 3072))
     x = y = row = 0
     while y < mosaic.height:
@@ -237,7 +237,7 @@ def main():
     demo_2000.print_trials(results_2000)
     print("\nMeasuring speed", flush=True)
     make_mosaic(names)
-    # In memory where that can be had: discs are not what is compared.
+    # In memory if possible, because disks are not what is compared.
     with tempfile.TemporaryDirectory(dir="/dev/shm" if os.access("/dev/shm", os.W_OK) else None) as directory:
         speeds = [speed(name, quality, runs, pathlib.Path(directory))
                   for quality in TIMED_QUALITIES for name in [*names, "mosaic"]]

@@ -1,4 +1,4 @@
-"""The JPEG 2000 part of scripts/demo: lossless, and at the sizes of three of the JPEG files, beside opj_compress."""
+"""The JPEG 2000 part of scripts/demo: compares with opj_compress, losslessly and at the sizes of three JPEG files."""
 
 import html
 import json
@@ -26,7 +26,7 @@ def measured(moxj, source, coded, decoded, pixels):
 
 
 def trial(moxj, work, name, stem, size):
-    """Both codecs at a size, or lossless without one."""
+    """Both codecs at a given size, or lossless."""
     source = work / f"{name}.ppm"
     with Image.open(source) as picture:
         pixels, raw = picture.width * picture.height, picture.width * picture.height * len(picture.getbands())
@@ -36,7 +36,7 @@ def trial(moxj, work, name, stem, size):
     quiet(moxj, "encode", source, ours, *our_size, "--quiet")
     quiet(moxj, "decode", ours, ours.with_suffix(".ppm"), "--quiet")
     quiet("opj_compress", "-i", source, "-o", theirs, *their_size)
-    # The same decoder for both: it is the encoders that differ.
+    # The same decoder for both, because only the encoders are compared.
     quiet(moxj, "decode", theirs, theirs.with_suffix(".ppm"), "--quiet")
     return {MOXJ_2000: measured(moxj, source, ours, ours.with_suffix(".ppm"), pixels),
             PEER_2000: measured(moxj, source, theirs, theirs.with_suffix(".ppm"), pixels)}
@@ -70,7 +70,7 @@ def print_trials(results):
 
 
 def section(output, work, name, results, left_upper, crop):
-    """The same part of the picture by JPEG and by JPEG 2000, and a table."""
+    """The same detail of the picture as JPEG and as JPEG 2000, and a table."""
     zooms, rows = [], []
     x, y = left_upper
 

@@ -1,4 +1,4 @@
-"""The page of scripts/demo: the pictures, enlarged parts of them, charts and tables."""
+"""Writes the page of scripts/demo: pictures, enlarged details, charts and tables."""
 
 import html
 import pathlib
@@ -73,7 +73,7 @@ def picture_section(output, demo, name):
 
 
 def zooms(output, demo, name, trials, left_upper):
-    """One part of the picture, enlarged: as it was, as moxj leaves it, and once as the peer does."""
+    """An enlarged detail of the picture: the original, the result of moxj, and that of the peer."""
     sampling = shown_sampling(trials)
     yield zoom(
         output,

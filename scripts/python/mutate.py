@@ -1,4 +1,4 @@
-"""Shows that the tests would notice a mistake: applies each small change of scripts/mutations.toml alone to a copy of
+"""Shows that the tests detect mistakes: applies each small change of scripts/mutations.toml separately to a copy of
 the sources, builds, runs the suite, and demands that it fails.
 
 usage: scripts/mutate [--check] [TEXT...]
@@ -17,7 +17,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 TREE = ROOT / "build/mutate/tree"
 BUILD = ROOT / "build/mutate/build"
 KINDS = ["constant", "tail", "shift", "order"]
-# What is built and run for a mutant, the likeliest to notice it first: of the library, and of the tool.
+# What is built and run for a mutant of the library and of the tool, most likely detectors first.
 LIBRARY_STEPS = [
     ("kernel_test", "^kernels$"),
     ("function_test", "^functions"),
@@ -31,7 +31,7 @@ TIMEOUT = 300  # seconds for one test: a mutant may never end
 
 
 def places(find):
-    """Where sources read so. Spaces and line breaks are the formatter's business: any stand for any, none included."""
+    """The places where the sources match a text. White space does not matter, because a formatter may change it."""
     return re.compile(r"\s*".join(map(re.escape, re.findall(r"\w+|\S", find))))
 
 
@@ -55,7 +55,7 @@ def load(texts):
 
 
 def copy_sources():
-    """Files that are the same keep their time stamps, so that the next run builds little."""
+    """Copies only files that differ, so that the time stamps of the others stay and the next build is small."""
     listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "-z"], cwd=ROOT, check=True,
                             capture_output=True, text=True).stdout
     names = {name for name in listed.split("\0") if name and (ROOT / name).is_file()}
@@ -118,7 +118,7 @@ def caught_by(steps):
             sys.exit(f"The mutant does not compile:\n{output[-3000:]}")
         test = ["ctest", "--test-dir", BUILD, "--stop-on-failure", "--timeout", str(TIMEOUT), "--output-on-failure"]
         ok, output = run(*test, "-R", tests, "-E", LEFT_OUT, "--no-tests=error")
-        # Only what fails again has noticed the mutant: an unsteady test proves nothing.
+        # Only a repeated failure counts: a flaky test proves nothing.
         if not ok and not run(*test, "--rerun-failed")[0]:
             named = re.search(r"\[  FAILED  \] (\S+)", output) or re.search(r"Test +#\d+: (\S+) .*\*\*\*", output)
             return named[1].rstrip(",")

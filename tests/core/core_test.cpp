@@ -1,5 +1,5 @@
-// The thread count of libmoxcore. The library is loaded anew for every case, because it reads its environment
-// variable when it is loaded.
+// The thread count of libmoxcore. Each case loads the library again, because it reads its environment variable when it
+// is loaded.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #ifdef _OPENMP
@@ -20,7 +20,7 @@ int32_t processors() { return 1; }
 
 class Core {
  public:
-  // Loads the library with MOX_NUM_THREADS set so, or not set at all.
+  // Loads the library with MOX_NUM_THREADS set to a value, or unset.
   explicit Core(const char* setting) {
     if (setting)
       setenv("MOX_NUM_THREADS", setting, 1);
@@ -81,7 +81,7 @@ TEST(Core, theSetterStoresAtLeastOne) {
   }
 }
 
-// The variable may be written directly, too.
+// The variable may also be written directly.
 TEST(Core, theGetterTellsAtLeastOne) {
   Core core(nullptr);
   for (const int32_t count : {0, -1, INT32_MIN}) {

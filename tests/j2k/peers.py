@@ -1,4 +1,4 @@
-"""Runs the codecs of OpenJPEG and Grok beside the tool."""
+"""Runs the codecs of OpenJPEG and Grok for comparison with the tool."""
 
 import concurrent.futures
 import os
@@ -31,7 +31,7 @@ def pgx(bits, signed, width, height, samples):
 
 
 def greatest_difference(a, b):
-    """Over all components; None where they differ in more than samples."""
+    """The greatest difference over all components; None if they differ in more than their samples."""
     if [one[:4] for one in a] != [one[:4] for one in b]:
         return None
     return max(abs(p - q) for one, other in zip(a, b) for p, q in zip(one[4], other[4]))
@@ -45,7 +45,7 @@ class PeerTest(support.ToolTest):
         self.assertEqual(result.returncode, 0, (words, result.stdout))
 
     def planes(self, stem):
-        """The PGX files that a decoder has written: all components."""
+        """All components of a decoded picture, from the decoder's PGX files."""
         found = sorted(pathlib.Path(self.directory).glob(stem + "_*.pgx"))
         return [parse_pgx(path.read_bytes()) for path in found or [pathlib.Path(self.path(stem + ".pgx"))]]
 
@@ -61,7 +61,7 @@ class PeerTest(support.ToolTest):
         self.command(f"{peer}_compress", "-i", picture, "-o", name, *options)
 
     def in_parallel(self, function, items):
-        """Each in a subtest of its own."""
+        """Runs each check in a subtest."""
         with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
             for item, future in [(item, pool.submit(function, item)) for item in items]:
                 with self.subTest(item):

@@ -1,5 +1,5 @@
-"""Whole files: sizes asked for, quality beside opj_compress, what does not depend on threads, parts of files, depths
-and forms of pictures, and the beginnings of JP2 files."""
+"""Whole files: requested sizes, quality compared with opj_compress, independence of threads, truncated files, depths
+and kinds of pictures, and JP2 boxes."""
 
 import json
 import re
@@ -27,13 +27,13 @@ class FilesTest(peers.PeerTest):
         return len(self.read(name))
 
     def test_sizes_are_kept(self):
-        """Between 0.1 bits a pixel and 90 % of lossless."""
+        """From 0.1 bits per pixel to 90 % of the lossless size."""
         for name, data in self.photographs().items():
             self.write("in.ppm", data)
             width, height = map(int, data.split(b"\n")[1].split())
             self.expect(support.OK, "encode", "in.ppm", "whole.j2k")
-            most = 0.9 * 8 * self.size_of("whole.j2k") / (width * height)
-            for bits in (0.1, 0.25, 1, 3, most):
+            highest = 0.9 * 8 * self.size_of("whole.j2k") / (width * height)
+            for bits in (0.1, 0.25, 1, 3, highest):
                 for options in ([], ["--layers", "4", "--levels", "3"], ["--tile", "200x300"], ["--block", "16x16"]):
                     self.expect(support.OK, "encode", "in.ppm", "out.j2k", "--bpp", f"{bits:.4f}", *options)
                     wanted = float(f"{bits:.4f}") * width * height / 8
@@ -49,7 +49,7 @@ class FilesTest(peers.PeerTest):
                     error="moxj: in.ppm: 24 bytes are too few for the headers\n")
 
     def test_as_good_as_opj_compress(self):
-        """At the same bytes at most 0.05 dB worse, and better on average."""
+        """At the same size at most 0.05 dB worse, and better on average."""
         differences = []
         for name, data in self.photographs().items():
             self.write("in.ppm", data)
@@ -77,7 +77,7 @@ class FilesTest(peers.PeerTest):
             self.assertEqual(planes[0], planes[2])
 
     def test_fewer_resolutions_and_layers(self):
-        """As the peers leave them out."""
+        """Skipped resolution levels, as with the peers."""
         self.write("in.ppm", support.pnm(pictures.generated(101, 67, 3, 2)))
         for options in ([], ["--bpp", "4"], ["--tile", "40x64"]):
             self.expect(support.OK, "encode", "in.ppm", "out.j2k", "--layers", "3", "--levels", "4", *options)
@@ -95,16 +95,16 @@ class FilesTest(peers.PeerTest):
     def test_regions_of_interest_and_changes_of_progression(self):
         self.write("in.ppm", support.pnm(pictures.generated(90, 70, 3, 3)))
         poc = "T1=0,0,1,2,3,RLCP/T1=2,0,1,4,3,CPRL"
-        for number, (options, most) in enumerate(((["-ROI", "c=0,U=9"], 0), (["-ROI", "c=1,U=12", "-I", "-r", "5"], 1),
+        for number, (options, bound) in enumerate(((["-ROI", "c=0,U=9"], 0), (["-ROI", "c=1,U=12", "-I", "-r", "5"], 1),
                                                   (["-n", "4", "-POC", poc], 0), (["-PLT", "-TLM", "-TP", "R"], 0))):
             self.peer_encode("opj", "in.ppm", f"{number}.j2k", *options)
             ours = self.moxj_planes(f"{number}.j2k")
             self.assertLessEqual(
-                peers.greatest_difference(ours, self.peer_planes("opj", f"{number}.j2k")), most, options
+                peers.greatest_difference(ours, self.peer_planes("opj", f"{number}.j2k")), bound, options
             )
 
     def test_components_of_different_sizes(self):
-        """Of which opj_decompress leaves four alone: three it takes for YCbCr."""
+        """Four components, which opj_decompress does not convert; it would treat three as YCbCr."""
         samples = bytes(support.noise(60, 40, 2)[3]) + bytes(support.noise(30, 20, 2)[3])
         self.write("in.raw", samples)
         for number, options in enumerate(([], ["-I", "-r", "3"])):
@@ -125,16 +125,16 @@ class FilesTest(peers.PeerTest):
 
     def test_every_depth_through_pgx_and_pnm(self):
         for bits in range(1, 17):
-            most = (1 << bits) - 1
+            maxval = (1 << bits) - 1
             for signed in False, True:
-                least = -(1 << (bits - 1)) if signed else 0
-                values = [value + least for value in support.noise(31, 23, 1, bits, most)[3]]
+                lowest = -(1 << (bits - 1)) if signed else 0
+                values = [value + lowest for value in support.noise(31, 23, 1, bits, maxval)[3]]
                 data = peers.pgx(bits, signed, 31, 23, values)
                 self.write("in.pgx", data)
                 self.expect(support.OK, "encode", "in.pgx", "out.j2k")
                 self.expect(support.OK, "decode", "out.j2k", "out.pgx")
                 self.assertEqual(peers.parse_pgx(self.read("out.pgx")), (bits, signed, 31, 23, values))
-            picture = support.pnm(support.noise(31, 23, 3, bits, most), most)
+            picture = support.pnm(support.noise(31, 23, 3, bits, maxval), maxval)
             self.write("in.ppm", picture)
             self.expect(support.OK, "encode", "in.ppm", "out.jp2")
             self.expect(support.OK, "decode", "out.jp2", "out.ppm")

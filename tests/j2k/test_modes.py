@@ -1,4 +1,4 @@
-"""Every set of code-block modes, written by the tool and read by the peers, and the other way round."""
+"""Every set of code-block modes, encoded by the tool and decoded by the peers, and vice versa."""
 
 import random
 import unittest
@@ -15,7 +15,7 @@ def names_of(modes):
 
 
 def picture():
-    """Enough grain for bit-planes that are not arithmetically coded."""
+    """Enough noise for bit-planes with raw coding passes."""
     source = random.Random(7)
     width, height, channels, samples = support.smooth(WIDTH, HEIGHT, 3)
     return width, height, channels, [min(255, max(0, value + source.randint(-40, 40))) for value in samples]
@@ -28,7 +28,7 @@ class ModesTest(peers.PeerTest):
         self.write("in.ppm", support.pnm(self.picture))
         self.original = [(8, False, WIDTH, HEIGHT, self.picture[3][c::3]) for c in range(3)]
 
-    def check_written(self, modes, options, most):
+    def check_written(self, modes, options, bound):
         name = f"w{modes}{'l' if options else ''}.j2k"
         mode_options = ["--modes", names_of(modes)] if modes else []
         self.expect(support.OK, "encode", "in.ppm", name, "--levels", "3", *mode_options, *options)
@@ -36,16 +36,16 @@ class ModesTest(peers.PeerTest):
         if not options:
             self.assertEqual(ours, self.original)
         for peer in peers.PEERS:
-            self.assertLessEqual(peers.greatest_difference(ours, self.peer_planes(peer, name)), most, peer)
+            self.assertLessEqual(peers.greatest_difference(ours, self.peer_planes(peer, name)), bound, peer)
 
-    def check_read(self, modes, options, most):
+    def check_read(self, modes, options, bound):
         for peer in peers.PEERS:
             name = f"r{modes}{'l' if options else ''}{peer}.j2k"
             self.peer_encode(peer, "in.ppm", name, "-n", "4", "-M", modes, *options)
             ours = self.moxj_planes(name)
             if not options:
                 self.assertEqual(ours, self.original)
-            self.assertLessEqual(peers.greatest_difference(ours, self.peer_planes(peer, name)), most, peer)
+            self.assertLessEqual(peers.greatest_difference(ours, self.peer_planes(peer, name)), bound, peer)
 
     def test_written_lossless(self):
         self.in_parallel(lambda modes: self.check_written(modes, [], 0), range(64))

@@ -1,6 +1,6 @@
-"""Pairs of options: files by the tool read by the peers, and files by the peers read by the tool. Each list has every
-pair of values of any two of its columns, in rows of which both peers write files that they read themselves, one the
-other's too (they do not with most triples of offsets, tile-parts and lists of precincts)."""
+"""Pairs of options: the peers decode files of the tool, and the tool decodes files of the peers. Each list has every
+pair of values of any two of its columns. In the rows of files by the peers, both peers can decode their own files, and
+one those of the other. (With most combinations of offsets, tile-parts and precinct lists they cannot.)"""
 
 import itertools
 import random
@@ -126,25 +126,25 @@ def samples_of(name):
 
 
 def picture(size, name, seed):
-    """A file of a picture, the name of its format, and its planes: waves with grain."""
+    """A picture of waves with noise: its file, the extension, and its planes."""
     width, height = map(int, size.split("x"))
     kind, bits = samples_of(name)
     channels = support.CHANNELS[KINDS[kind]]
-    source, most = random.Random(seed), (1 << bits) - 1
+    source, maxval = random.Random(seed), (1 << bits) - 1
     values = []
     for y in range(height):
         for x in range(width):
             for c in range(channels):
                 wave = (x * (3 + c) + y * (5 - c)) % 97 / 96
-                values.append(min(most, max(0, round(wave * most * 0.8 + source.uniform(-0.1, 0.3) * most))))
+                values.append(min(maxval, max(0, round(wave * maxval * 0.8 + source.uniform(-0.1, 0.3) * maxval))))
     planes = [(bits, False, width, height, values[c::channels]) for c in range(channels)]
     if kind in ("greya", "rgba"):
         return support.png(width, height, KINDS[kind], bits, values), "png", planes
-    return support.pnm((width, height, channels, values), most), "pgm" if channels == 1 else "ppm", planes
+    return support.pnm((width, height, channels, values), maxval), "pgm" if channels == 1 else "ppm", planes
 
 
 def size_for(planes, tile, levels, layers):
-    """Bits a pixel: half of what the samples have, and room for the headers of all packets."""
+    """Bits per pixel: half the size of the samples, and room for the headers of all packets."""
     bits, _, width, height, _ = planes[0]
     tile_width, tile_height = map(int, tile.split("x")) if tile != "-" else (width, height)
     tiles = -(-width // tile_width) * -(-height // tile_height)
@@ -152,8 +152,8 @@ def size_for(planes, tile, levels, layers):
     return bits * len(planes) / 2 + 8 * headers / (width * height)
 
 
-def most_difference(coding, samples):
-    """Between two decoders. At 16 bits the peers are themselves some levels off: see test_sixteen_bits."""
+def max_difference(coding, samples):
+    """Between two decoders. At 16 bits the peers themselves are off by some levels: see test_sixteen_bits."""
     return 0 if coding == "lossless" else 8 if samples_of(samples)[1] == 16 else 1
 
 
@@ -182,16 +182,16 @@ class OptionsTest(peers.PeerTest):
             self.assertEqual(ours, original)
         for peer in peers.PEERS:
             self.assertLessEqual(
-                peers.greatest_difference(ours, self.peer_planes(peer, name)), most_difference(coding, samples), peer
+                peers.greatest_difference(ours, self.peer_planes(peer, name)), max_difference(coding, samples), peer
             )
 
     def test_written(self):
         self.in_parallel(self.check_written, enumerate(rows(WRITTEN)))
 
     def test_sixteen_bits(self):
-        """A file with enough bits that the quantiser leaves the samples alone is decoded to within 1 level of them by
-        the tool. The peers agree with each other, and are further off than 1 level: so it is their inverse 9/7
-        transform that makes the difference to the tool's of which most_difference() speaks."""
+        """With enough bits to make the quantisation error negligible, the tool decodes to within 1 level of the
+        samples. The peers agree with each other but are off by more than 1 level: so the difference that max_difference()
+        allows is due to their inverse 9/7 transforms."""
         data, kind, original = picture("128x97", "grey16", 1)
         source = self.write(f"fine.{kind}", data)
         self.expect(support.OK, "encode", source, "fine.j2k", "--bpp", "30")
@@ -229,7 +229,7 @@ class OptionsTest(peers.PeerTest):
                 first = 1 if row[9] == "grey5" else 0  # a peer calls samples of 5 bits 8 bits deep
                 self.assertEqual([plane[first:] for plane in ours], [plane[first:] for plane in original])
             self.assertLessEqual(
-                peers.greatest_difference(ours, self.peer_planes(peer, name)), most_difference(row[10], row[9]), peer
+                peers.greatest_difference(ours, self.peer_planes(peer, name)), max_difference(row[10], row[9]), peer
             )
 
     def test_read(self):

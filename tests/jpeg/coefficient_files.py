@@ -3,7 +3,7 @@ also those that no encoder at hand makes."""
 
 import random
 
-# All codes have 8 bits: few enough that the all-ones code stays free.
+# All codes have 8 bits, and there are few enough that the all-ones code stays free.
 DC_SYMBOLS = list(range(12))
 AC_SYMBOLS = [0x00, 0xF0] + [run << 4 | category for run in range(6) for category in range(1, 4)]
 
@@ -56,12 +56,12 @@ def put_block(bits, block, last_dc):
     bits.put(AC_SYMBOLS.index(0x00), 8)
 
 
-def random_blocks(component, size, most, seed):
+def random_blocks(component, size, factors, seed):
     """Coefficients of every block of a component, those that fill up MCUs included: {(x, y): 64 in zig-zag order}. Few,
     small and early ones: these give smooth pictures, and need no more symbols than there are."""
     width, height = size
-    wide = ceil_div(width, 8 * most[0]) * component.horizontal
-    high = ceil_div(height, 8 * most[1]) * component.vertical
+    wide = ceil_div(width, 8 * factors[0]) * component.horizontal
+    high = ceil_div(height, 8 * factors[1]) * component.vertical
     source = random.Random(seed)
     blocks = {}
     for y in range(high):
@@ -79,9 +79,9 @@ def jpeg(
 ):
     """`scans` are lists of component indices; without it there is one scan of all. `step` is the one quantiser step."""
     width, height = size
-    most = max(c.horizontal for c in components), max(c.vertical for c in components)
+    factors = max(c.horizontal for c in components), max(c.vertical for c in components)
     scans = scans or [list(range(len(components)))]
-    blocks = [random_blocks(c, size, most, seed) for seed, c in enumerate(components)]
+    blocks = [random_blocks(c, size, factors, seed) for seed, c in enumerate(components)]
     file = b"\xff\xd8" + segments
     file += segment(0xDB, b"\x10" + step.to_bytes(2, "big") * 64 if wide_steps else b"\0" + bytes([step] * 64))
     header_height = 0 if line_count else height
@@ -96,21 +96,21 @@ def jpeg(
         file += segment(
             0xDA, bytes([len(scan)]) + b"".join(bytes([components[i].identifier, 0]) for i in scan) + b"\0\x3f\0"
         )
-        file += scan_data(size, components, most, scan, blocks, restart)
+        file += scan_data(size, components, factors, scan, blocks, restart)
         if line_count and number == 0:
             file += segment(0xDC, line_count.to_bytes(2, "big"))
     return file + b"\xff\xd9"
 
 
-def scan_data(size, components, most, scan, blocks, restart):
+def scan_data(size, components, factors, scan, blocks, restart):
     width, height = size
     if len(scan) == 1:
         c = components[scan[0]]
-        wide = ceil_div(ceil_div(width * c.horizontal, most[0]), 8)
-        high = ceil_div(ceil_div(height * c.vertical, most[1]), 8)
+        wide = ceil_div(ceil_div(width * c.horizontal, factors[0]), 8)
+        high = ceil_div(ceil_div(height * c.vertical, factors[1]), 8)
         order = [[(scan[0], x, y)] for y in range(high) for x in range(wide)]
     else:
-        wide, high = ceil_div(width, 8 * most[0]), ceil_div(height, 8 * most[1])
+        wide, high = ceil_div(width, 8 * factors[0]), ceil_div(height, 8 * factors[1])
         order = [[(i, mx * components[i].horizontal + dx, my * components[i].vertical + dy)
                   for i in scan for dy in range(components[i].vertical) for dx in range(components[i].horizontal)]
                  for my in range(high) for mx in range(wide)]

@@ -1,4 +1,4 @@
-// The reader on whole, cut and damaged files.
+// The decoder on complete, truncated and damaged files.
 #include "support.h"
 
 namespace moxj::jpeg {
@@ -77,7 +77,7 @@ TEST(Decode, MissingEndMarkerIsOnlyNoted) {
   EXPECT_EQ(decoded.notes[0], "the file has no EOI marker");
 }
 
-// Smooth pictures have at least two bytes in each MCU row, so every cut but that of the last byte is noticed.
+// Smooth pictures have at least two bytes in each MCU row, so every truncation by more than a byte is noticed.
 TEST(Decode, EveryTruncationGivesTheRowsThatAreThere) {
   for (const int channels : {1, 3}) {
     const File file = fileOf(testPicture(48, 64, channels), {.restart = channels == 1 ? 0 : 2});
@@ -91,7 +91,7 @@ TEST(Decode, EveryTruncationGivesTheRowsThatAreThere) {
         ++withPicture;
         EXPECT_FALSE(decoded.complete) << size;
         EXPECT_NE(decoded.warning.find("the file ends within the picture"), std::string::npos) << decoded.warning;
-        // Rows far above the cut are right, those far below it are grey.
+        // Rows far above the point of truncation are correct, those far below it are grey.
         const double part = double(size - layout.dataBegin) / double(layout.dataEnd - layout.dataBegin);
         const int right = static_cast<int>(64 * part) - 40;
         EXPECT_EQ(largestDifference(decoded.picture, whole, 0, right), 0) << size;
@@ -116,7 +116,7 @@ TEST(Decode, ANoteOfTheRowWhereDataEnds) {
       << decoded.warning;
 }
 
-// One restart interval a MCU row of 16 pixel rows; grey pictures have no smoothing across them.
+// One restart interval per MCU row of 16 pixel rows. Grey pictures are not interpolated across MCU rows.
 class ResyncTest : public testing::Test {
  protected:
   static constexpr int kRows = 24;
@@ -131,7 +131,7 @@ class ResyncTest : public testing::Test {
     return found;
   }();
 
-  // Rows of MCUs that are not as in the whole picture; those that are grey are listed as negative numbers.
+  // The MCU rows that differ from the complete picture. Grey ones are listed as negative numbers.
   std::vector<int> differing(const File& file) {
     const Decoded decoded = decodeFile(file);
     EXPECT_FALSE(decoded.complete);
@@ -169,7 +169,7 @@ TEST_F(ResyncTest, AnEmptiedIntervalIsGrey) {
 
 TEST_F(ResyncTest, ADamagedMarkerCostsItsInterval) {
   File damaged = file_;
-  damaged[markers_[3]] = 0x11;  // so the data of two intervals is one
+  damaged[markers_[3]] = 0x11;  // joins the data of two intervals
   EXPECT_EQ(differing(damaged), std::vector<int>{-4});
   damaged = file_;
   damaged[markers_[3] + 1] = 0x22;  // a reserved marker
@@ -205,8 +205,8 @@ TEST_F(ResyncTest, WithoutIntervalsTheRestIsGrey) {
 }
 
 TEST(Decode, TwoComponentsShowTheFirst) {
-  // A file of three whose third is taken out of the headers: what follows it in each MCU is lost, but in a flat
-  // picture all blocks are the same.
+  // A file of three components whose third is removed from the headers. The data of each MCU is then misread, but in a
+  // flat picture all blocks are the same.
   Picture flat = Picture::make(24, 24, 3);
   std::memset(flat.samples, 128, flat.rowBytes() * 24);
   File file = fileOf(flat, {.sampling = Sampling::s444});
@@ -224,7 +224,7 @@ TEST(Decode, TwoComponentsShowTheFirst) {
   EXPECT_EQ(inspect(file).colourModel, "unknown");
 }
 
-// Scans of their own, made from a file with one scan by a header for the first component alone.
+// Separate scans, made from a file with one scan by giving it a header for the first component only.
 TEST(Decode, AComponentCodedTwiceEndsThePicture) {
   Picture flat = Picture::make(24, 24, 3);
   std::memset(flat.samples, 90, flat.rowBytes() * 24);
@@ -242,7 +242,7 @@ TEST(Decode, AComponentCodedTwiceEndsThePicture) {
 }
 
 TEST(Decode, OrderOfComponentsInTheScanIsFree) {
-  // A picture of equal blocks of a grey colour: the DC differences of all but the first MCU are 0, in whatever order.
+  // A picture of one grey: the DC differences of all MCUs but the first are 0, in any order of components.
   Picture grey = Picture::make(32, 32, 3);
   std::memset(grey.samples, 200, grey.rowBytes() * 32);
   File file = fileOf(grey, {.sampling = Sampling::s444});
@@ -273,7 +273,7 @@ TEST(Decode, ColourModelsFollowTheirSegments) {
   EXPECT_EQ(inspect(bare).colourModel, "YCbCr");
   EXPECT_EQ(inspect(withInserted(bare, 2, adobe(0))).colourModel, "RGB");
   EXPECT_EQ(inspect(withInserted(bare, 2, adobe(1))).colourModel, "YCbCr");
-  EXPECT_EQ(inspect(withInserted(file, 2, adobe(0))).colourModel, "YCbCr");  // JFIF counts more
+  EXPECT_EQ(inspect(withInserted(file, 2, adobe(0))).colourModel, "YCbCr");  // JFIF takes precedence
   EXPECT_EQ(inspect(lettered("RGB")).colourModel, "RGB");
   EXPECT_EQ(inspect(lettered("rgb")).colourModel, "YCbCr");
   const Picture ycbcr = decodeFile(bare).picture;

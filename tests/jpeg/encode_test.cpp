@@ -1,4 +1,4 @@
-// The writer: structure of its files, limits, and the picture that comes back.
+// The encoder: structure of its files, limits, and the picture that a decoder gets back.
 #include <cmath>
 
 #include "support.h"
@@ -68,7 +68,7 @@ TEST(Encode, SamplingAndQualityAreAsAskedFor) {
   for (int quality = 1; quality <= 100; ++quality) {
     const Info info = inspect(fileOf(picture, {.quality = quality}));
     ASSERT_TRUE(info.qualityExact) << quality;
-    // Very low qualities differ only in steps that are all 255.
+    // The lowest qualities have the same tables: all steps are 255.
     EXPECT_EQ(info.quality, quality);
     EXPECT_EQ(info.process, "baseline");
     EXPECT_TRUE(info.supported);

@@ -70,7 +70,7 @@ TEST(ScanGeometry, AScanOfOneComponentHasOnlyBlocksWithSamples) {
   EXPECT_EQ(geometry.blocks.size(), 1u);
 }
 
-// Every output sample of a repeating up-sampler is the one whose extent holds its centre.
+// Upsampling by repetition takes the input sample whose extent contains the centre of the output sample.
 TEST(Upsampler, RepeatsTheNearestSampleForEveryRatio) {
   for (int most = 1; most <= 4; ++most) {
     for (int own = 1; own <= most; ++own) {

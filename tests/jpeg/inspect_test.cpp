@@ -1,4 +1,4 @@
-// What inspect() tells of a file.
+// The structure that inspect() reports.
 #include "support.h"
 
 namespace moxj::jpeg {
@@ -30,7 +30,7 @@ TEST(Inspect, TellsFrameTablesAndScans) {
   const Layout layout(file);
   EXPECT_EQ(info.scans[0].dataOffset, layout.dataBegin);
   EXPECT_EQ(info.scans[0].dataLength, layout.dataEnd - layout.dataBegin);
-  // Segments and data are the whole file.
+  // Segments and scan data cover the whole file.
   std::uint64_t sum = info.scans[0].dataLength;
   for (const Segment& segment : info.segments) sum += segment.length;
   EXPECT_EQ(sum, file.size());

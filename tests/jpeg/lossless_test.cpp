@@ -5,8 +5,8 @@
 namespace moxj::jpeg {
 namespace {
 
-// Samples from 0 to `most`, all extremes among them.
-Image testImage(int bits, int components, int most, std::uint32_t seed) {
+// Samples from 0 to `max`, including many extremes.
+Image testImage(int bits, int components, int max, std::uint32_t seed) {
   Image image;
   image.width = 9;
   image.height = 7;
@@ -19,8 +19,8 @@ Image testImage(int bits, int components, int most, std::uint32_t seed) {
       seed = seed * 1664525 + 1013904223;
       const int kind = static_cast<int>(seed >> 28), x = i % c.width, y = i / c.width;
       const int value = kind == 0   ? 0
-                        : kind == 1 ? most
-                                    : static_cast<int>((seed >> 8) % (static_cast<unsigned>(most) + 1));
+                        : kind == 1 ? max
+                                    : static_cast<int>((seed >> 8) % (static_cast<unsigned>(max) + 1));
       if (c.wide)
         c.numbers(y)[std::ptrdiff_t{x} * c.pixelStep] = value;
       else

@@ -1,4 +1,4 @@
-"""Photographs for tests, from a Debian package that has them as data; a generated picture where it cannot be had."""
+"""Photographs for tests, from a Debian package; generated pictures if it is not available."""
 
 import math
 import os
@@ -14,7 +14,7 @@ NAMES = ["astronaut", "coffee"]
 
 
 def generated(width, height, channels, seed):
-    """Waves, an edge and grain, with frequencies that depend on the seed."""
+    """Waves, an edge and noise, with frequencies that depend on the seed."""
     source = random.Random(seed)
     waves = [source.uniform(0.02, 0.6) for _ in range(6)]
     edge = source.uniform(0.3, 0.7) * width
@@ -44,7 +44,7 @@ def fetch(directory):
 
 
 def photographs():
-    """The directory of the PPM files, which is kept for the next time, and their names."""
+    """The directory of the PPM files, which is kept for later runs, and their names."""
     directory = pathlib.Path(os.environ.get("TEST_PICTURES", tempfile.gettempdir())) / "moxj-test-pictures"
     directory.mkdir(parents=True, exist_ok=True)
     try:

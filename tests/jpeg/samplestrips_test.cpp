@@ -1,4 +1,4 @@
-// The samples that the writer's blocks are made of: conversion, sub-sampling, edges.
+// The samples of the encoder's blocks: conversion, sub-sampling, edges.
 #include "jpeg/samplestrips.h"
 
 #include "jpeg/library.h"
@@ -45,7 +45,7 @@ void checkStrips(const Picture& picture, int horizontal, int vertical) {
       const FrameComponent& c = frame.components[i];
       const std::vector<File> full = converted(picture, static_cast<int>(i));
       const int across = frame.maxHorizontal / c.horizontal, down = frame.maxVertical / c.vertical;
-      // Rows and columns beyond the component's are the last one; pixels beyond the picture are the last ones.
+      // The last row and column of a component are repeated beyond it, and so are the last pixels of the picture.
       const auto expected = [&](int x, int y) {
         x = std::min(x, c.width - 1);
         y = std::min(y, c.height - 1);

@@ -1,4 +1,4 @@
-// Pictures and files for the tests of the JPEG reader and writer.
+// Pictures and files for the tests of the JPEG decoder and encoder.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@ namespace moxj::jpeg {
 
 using File = std::vector<std::uint8_t>;
 
-// Smooth waves and, with `noise`, grain: every block differs from its neighbours.
+// Smooth waves, with `noise` added: every block differs from its neighbours.
 inline Picture testPicture(int width, int height, int channels, int noise = 20, std::uint32_t seed = 1) {
   Picture picture = Picture::make(width, height, channels);
   for (int y = 0; y < height; ++y) {
@@ -52,7 +52,7 @@ struct Collector : RowSink {
   }
 };
 
-// Decodes in both ways, as a whole and row by row: they must agree in everything.
+// Decodes a file as a whole and row by row, and checks that both agree in everything.
 inline Decoded decodeFile(const File& file, const DecodeOptions& options = {}, const Limits& limits = {}) {
   Collector collector;
   Decoded inRows, whole;
@@ -80,7 +80,7 @@ inline Decoded decodeFile(const File& file, const DecodeOptions& options = {}, c
   return whole;
 }
 
-// The segments of a file up to its first scan, and where that scan's data is.
+// The segments of a file up to its first scan, and the position of the data of that scan.
 struct Layout {
   std::vector<MarkerSegment> segments;
   std::size_t dataBegin = 0, dataEnd = 0;
@@ -102,7 +102,7 @@ struct Layout {
     ADD_FAILURE() << "no " << markerName(code) << " segment";
     std::abort();
   }
-  // Index in the file of a segment's parameters.
+  // Offset of the parameters of a segment in the file.
   std::size_t body(int code) const { return find(code).offset + 4; }
 };
 
@@ -118,7 +118,7 @@ inline File withInserted(const File& file, std::size_t at, const File& bytes) {
   return longer;
 }
 
-// Runs `action` and expects a Failure with this status and a text that has `words` in it.
+// Runs `action` and expects a Failure with this status and a text that contains `words`.
 inline void expectFailure(ExitStatus status, const std::string& words, const std::function<void()>& action) {
   try {
     action();

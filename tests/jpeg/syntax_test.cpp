@@ -1,4 +1,4 @@
-// Marker segments: what is read, what is passed over, what is refused and in which words.
+// Marker segments: which are read, which are skipped, which are refused, and the messages.
 #include "jpeg/syntax.h"
 
 #include "moxj.h"

@@ -1,4 +1,4 @@
-"""--fast-mcu: colours, sampling and level shift by the functions on MCUs."""
+"""--fast-mcu: colour conversion, sampling and level shift with the MCU functions."""
 
 import unittest
 
@@ -16,9 +16,9 @@ class FastMcu(InteropTest):
         return self.expect(support.OK, *arguments)
 
     def test_encoded_files(self):
-        """djpeg shows nearly what the other way gives (bounds measured once), and the same for every process."""
+        """djpeg decodes nearly the same picture as without the option (bounds measured once), for every process."""
         for source in self.sources():
-            for sampling, most in ("4:4:4", 10), ("4:2:2", 18), ("4:2:0", 18):
+            for sampling, bound in ("4:4:4", 10), ("4:2:2", 18), ("4:2:0", 18):
                 options = ["--sample", sampling, "--quality", "90"]
                 self.write("exact.jpg", self.run_tool("encode", source, "-", *options))
                 exact = self.djpeg("exact.jpg", "-nosmooth")
@@ -29,11 +29,11 @@ class FastMcu(InteropTest):
                 self.assertEqual(shown[1:], shown[:1] * 2)
                 difference = Difference()
                 difference.add(shown[0][3], exact[3])
-                self.assertLessEqual(difference.most(), most, (source, sampling))
+                self.assertLessEqual(difference.largest(), bound, (source, sampling))
                 self.assertLess(difference.mean(), 0.25 if sampling == "4:4:4" else 1.7, (source, sampling))
 
     def test_decoded_pictures(self):
-        """A rounding apart from repeated samples; into rows (PNM) and as a whole (PNG)."""
+        """Equal to repeated samples up to rounding, by rows (PNM) and as a whole (PNG)."""
         for source in self.sources():
             for sampling in "4:4:4", "4:2:2", "4:2:0":
                 for form in [], ["--progressive"], ["--restart", "1"]:
@@ -43,7 +43,7 @@ class FastMcu(InteropTest):
                     self.assertEqual(fast[:3], exact[:3])
                     difference = Difference()
                     difference.add(fast[3], exact[3])
-                    self.assertLessEqual(difference.most(), 2, (source, sampling))
+                    self.assertLessEqual(difference.largest(), 2, (source, sampling))
                     self.run_tool("decode", "x.jpg", "x.png", "--fast-mcu")
                     self.assertEqual(bytes(support.parse_png(self.read("x.png"))[3]), fast[3])
 

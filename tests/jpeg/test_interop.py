@@ -23,8 +23,8 @@ SCANS = ["0;1;2;", "0,1;2;", "0;1,2;", "1;0;2;", "2;1;0;"]
 
 
 # Measured once. The largest difference of a sample:
-MOST_GREY = 1
-MOST_COLOUR = 4
+MAX_GREY = 1
+MAX_COLOUR = 4
 # Fractions and mean over all samples of a group of files:
 EQUAL_GREY = 0.97
 WITHIN_2_COLOUR = 0.999
@@ -45,17 +45,18 @@ class Difference:
     def add(self, a, b):
         self.counts.update(map(abs, map(operator.sub, a, b)))
 
-    def part(self, most):
-        return sum(count for value, count in self.counts.items() if value <= most) / sum(self.counts.values())
+    def part(self, bound):
+        return sum(count for value, count in self.counts.items() if value <= bound) / sum(self.counts.values())
 
     def mean(self):
         return sum(value * count for value, count in self.counts.items()) / sum(self.counts.values())
 
-    def most(self):
+    def largest(self):
         return max(self.counts)
 
     def __str__(self):
-        return f"most {self.most()}, equal {self.part(0):.4f}, within 2 {self.part(2):.5f}, mean {self.mean():.4f}"
+        return (f"largest {self.largest()}, equal {self.part(0):.4f}, within 2 {self.part(2):.5f}, "
+                f"mean {self.mean():.4f}")
 
 
 class InteropTest(support.ToolTest):
@@ -101,7 +102,7 @@ class InteropTest(support.ToolTest):
                 self.assertEqual(picture[:3], expected[:3], name)
                 one = Difference()
                 one.add(picture[3], expected[3])
-                self.assertLessEqual(one.most(), MOST_GREY if grey else MOST_COLOUR, (name, ours))
+                self.assertLessEqual(one.largest(), MAX_GREY if grey else MAX_COLOUR, (name, ours))
                 all_files.counts.update(one.counts)
             if os.environ.get("SHOW_DIFFERENCES"):
                 print(f"{self.id().split('.')[-1]:34} {''.join(ours):10} {all_files}")
@@ -212,7 +213,7 @@ class ReadTest(InteropTest):
             {"grey": cf.jpeg((41, 35), grey), "grey-restart": cf.jpeg((41, 35), grey, restart=4)}, grey=True
         )
 
-    def test_a_line_count_behind_the_scan(self):
+    def test_a_line_count_after_the_scan(self):
         components = [cf.Component(1, 2, 2), cf.Component(2, 1, 1), cf.Component(3, 1, 1)]
         for scans in (None, [[0], [1], [2]]):
             plain = cf.jpeg((41, 35), components, scans)

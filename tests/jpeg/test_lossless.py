@@ -14,10 +14,10 @@ from test_interop import InteropTest, raw_pnm
 def wave(width, height, channels, bits, seed=1, low=0):
     """A smooth picture with noise; the `low` lowest bits are 0."""
     source = random.Random(seed)
-    most = (1 << bits) - 1
+    maxval = (1 << bits) - 1
     samples = [
-        (most * (3 * x + 2 * y + 20 * c) // (3 * width + 2 * height + 60) + source.randint(0, most >> 3))
-        & most >> low << low
+        (maxval * (3 * x + 2 * y + 20 * c) // (3 * width + 2 * height + 60) + source.randint(0, maxval >> 3))
+        & maxval >> low << low
         for y in range(height)
         for x in range(width)
         for c in range(channels)
@@ -87,8 +87,8 @@ class Exact(LosslessTest):
 
     def test_extremes(self):
         for bits in 8, 16:
-            most = (1 << bits) - 1
-            for pattern in [0, most], [most // 2 + 1, 0], [most], [0], [0, 0, most]:
+            maxval = (1 << bits) - 1
+            for pattern in [0, maxval], [maxval // 2 + 1, 0], [maxval], [0], [0, 0, maxval]:
                 samples = (pattern * 200)[:121]
                 for predictor in "", "=1", "=4":
                     self.round_trip(pnm((11, 11, 1, samples), bits), "--lossless" + predictor)

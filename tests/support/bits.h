@@ -1,4 +1,4 @@
-// Expected segments, written as the bits that they are made of.
+// Expected segments, written as bits.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Blocks and tables as a codec meets them, beside the arbitrary ones that the fillings give.
+// Typical blocks and tables of a codec. (The fillings of random.h give arbitrary ones.)
 #pragma once
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 
 namespace test {
 
-// Steps that grow with the frequency, as the tables of a codec at some quality do; 1 among them at high qualities.
+// Quantiser steps that grow with frequency, as in the tables of a codec. At high qualities some of them are 1.
 inline void realisticSteps(Random& random, Mox16u* steps) {
   const int slope = random.oneIn(3) ? 0 : random.between(1, 16);
   for (int i = 0; i < 64; i++)
@@ -21,7 +21,7 @@ inline void realisticReciprocals(Random& random, Mox16u* reciprocals) {
   for (int i = 0; i < 64; i++) reciprocals[i] = mox::definition::reciprocal(static_cast<Mox8u>(reciprocals[i]));
 }
 
-// Quantised coefficients: a DC, few and falling AC coefficients, mostly whole rows and columns of zeros.
+// Quantised coefficients: a DC coefficient, a few decreasing AC coefficients, and mostly rows and columns of zeros.
 inline void realisticLevels(Random& random, Mox16s* levels) {
   std::fill_n(levels, 64, Mox16s{0});
   levels[0] = static_cast<Mox16s>(random.between(-128, 127));

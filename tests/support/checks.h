@@ -1,5 +1,5 @@
-// The order of a function's argument checks: every argument broken alone, every pair, and all from the last to the
-// first.
+// Tests the order of a function's argument checks: breaks each argument alone, every pair, and all of them from the
+// last to the first.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,8 +15,8 @@
 
 namespace test {
 
-// One way to break a call: which argument (counted from 0) gets which value, and the status that answers it. A list
-// of them stands in the order in which the function tests.
+// One way to break a call: an argument (counted from 0), its bad value, and the resulting status. Lists of these are in
+// the order of the function's checks.
 template <class... Args>
 struct Breakage {
   std::string what;
@@ -41,8 +41,8 @@ class CheckOrder {
     return *this;
   }
 
-  // Several values of one argument that one test refuses: each is a breakage of its own, none is paired with the
-  // others.
+  // Several values of one argument that the same check refuses: each is a separate breakage, and they are not paired
+  // with each other.
   template <size_t Index, class Value>
   CheckOrder& breaksEach(std::initializer_list<Value> bad, MoxStatus status) {
     const size_t group = breakages_.size();
@@ -59,7 +59,7 @@ class CheckOrder {
     return *this;
   }
 
-  // Memory that a refused call must leave as it is.
+  // Memory that a refused call must not change.
   CheckOrder& untouched(const void* memory, size_t bytes) {
     const uint8_t* const first = static_cast<const uint8_t*>(memory);
     watched_.push_back({first, std::vector<uint8_t>(first, first + bytes)});
@@ -72,7 +72,7 @@ class CheckOrder {
       for (size_t j = i + 1; j < breakages_.size(); j++)
         if (breakages_[i].group < 0 || breakages_[i].group != breakages_[j].group) expect({i, j});
     }
-    // Broken from the last to the first, the statuses come out in reverse.
+    // Breaking the arguments from the last to the first gives the statuses in reverse order.
     std::vector<size_t> broken;
     for (size_t i = breakages_.size(); i-- > 0;) {
       broken.insert(broken.begin(), i);
@@ -87,8 +87,8 @@ class CheckOrder {
     std::vector<uint8_t> before;
   };
 
-  // The breakages in test order: the first of them decides. Applied from the last, so that it also wins where two of
-  // them set the same argument.
+  // The breakages in the order of the checks: the first one determines the status. They are applied from the last, so
+  // that the first also wins if two of them set the same argument.
   void expect(const std::vector<size_t>& broken) {
     std::tuple<Args...> args = good_;
     std::string what = name_;

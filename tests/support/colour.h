@@ -1,5 +1,5 @@
-// The colour functions as the tests know them: the layouts of their images, the arithmetic that they promise, written
-// out once more, and the list of them all.
+// The colour functions as the tests see them: the layouts of their images, an independent version of their documented
+// arithmetic, and a list of all functions.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -40,7 +40,7 @@ struct Interleaved {
   static int stored(int, int value) { return value; }
 };
 
-// Words hold fields: set() and get() take and give these.
+// The channels of packed words are bit fields, which set() and get() access.
 template <bool RedIsLow, int GreenBits>
 struct Word {
   using Sample = Mox16u;
@@ -50,9 +50,9 @@ struct Word {
   static int bits(int c) { return c == 1 ? GreenBits : 5; }
   static int shift(int c) { return c == 1 ? 5 : (c == 0) == RedIsLow ? 0 : 5 + GreenBits; }
   static int get(Sample* const* pixel, int c) { return *pixel[0] >> shift(c) & ((1 << bits(c)) - 1); }
-  // The value of eight bits that a field stands for: its bits, repeated from the top.
+  // The eight-bit value of a field: its bits, repeated from the top.
   static int widened(int c, int field) { return bits(c) == 5 ? field << 3 | field >> 2 : field << 2 | field >> 4; }
-  // The field that stands for the nearest value; the larger of two.
+  // The field with the nearest eight-bit value; of two, the larger.
   static int stored(int c, int value) { return kNearest[c][value]; }
   inline static const std::array<std::array<int, 256>, 3> kNearest = [] {
     std::array<std::array<int, 256>, 3> nearest{};
@@ -95,7 +95,7 @@ class Image {
   void set(int x, int y, int c, int value) { Layout::set(pixel(x, y).data(), c, value); }
   int get(int x, int y, int c) const { return Layout::get(pixel(x, y).data(), c); }
 
-  // Whether all bytes outside the pixels are as they were at first.
+  // Whether all bytes outside the pixels are unchanged.
   bool gapsUntouched() {
     for (int i = 0; i < Layout::kPlanes; i++) {
       std::vector<uint8_t> now(memory_[i]->bytes().begin(), memory_[i]->bytes().end());
@@ -151,7 +151,7 @@ struct TailTables {
 };
 inline const TailTables kTailTables;
 
-// The tail of the way back: two tables of shifted terms, two of terms that are added before the shift.
+// The tail of the inverse conversion: two tables of shifted terms, and two of terms that are added before the shift.
 struct InverseTailTables {
   int red[256], blue[256], greenOfCb[256], greenOfCr[256];
 
@@ -175,7 +175,7 @@ inline Triple chromaOfGroups(int y, int r, int g, int b) {
 }
 inline Triple complemented(Triple t) { return {255 - t[0], 255 - t[1], 255 - t[2]}; }
 
-// What a member makes of three channels on a group's columns and on the tail's.
+// The results of a function for three channels, in the columns of a group and in those of the tail.
 struct FromPixels {
   static Triple group(Triple t) {
     return chromaOfGroups(clamped((9798 * t[0] + 19235 * t[1] + 3736 * t[2] + 16266) >> 15), t[0], t[1], t[2]);
@@ -236,7 +236,7 @@ struct ColourFunction {
   static MoxStatus call(const Image<Src>& src, const Image<Dst>& dst) {
     return Function(src.argument(), src.step(), dst.argument(), dst.step(), src.roi());
   }
-  // What the function has to write at column x of a row of `width`, from the channels that it read there.
+  // The expected output at column x of a row of `width`, from the channels read there.
   static Triple expected(Triple channels, int x, int width) {
     const Triple exact = x < width / 4 * 4 ? Rule::group(channels) : Rule::tail(channels);
     return {Dst::stored(0, exact[0]), Dst::stored(1, exact[1]), Dst::stored(2, exact[2])};

@@ -1,4 +1,4 @@
-// Damage as storage and transport do it to files.
+// Damages files as storage and transport do.
 #pragma once
 
 #include <cstddef>
@@ -8,8 +8,8 @@
 
 namespace test {
 
-// A copy that is cut off, has a byte too many or too few, or wrong bits: in the headers, which are the `headerBytes`
-// from `headerStart` on, or anywhere.
+// A copy that is truncated, has an extra or a missing byte, or wrong bits: in the headers (`headerBytes` bytes from
+// `headerStart` on) or anywhere.
 inline std::vector<std::uint8_t> damaged(const std::vector<std::uint8_t>& original, std::mt19937& random,
                                          std::size_t headerStart, std::size_t headerBytes) {
   const auto below = [&](std::size_t count) { return static_cast<std::size_t>(random() % count); };

@@ -1,9 +1,9 @@
-// Allocation failures: this program is linked so that the library's calls of malloc come here first.
+// Simulates allocation failures: the test program is linked so that the library's calls of malloc come here first.
 #pragma once
 
 namespace test {
 
-// While an object of this kind lives, malloc gives nothing to the library, or nothing after so many successes.
+// While an object of this class exists, malloc fails for the library, after `after` successful calls.
 class FailingMalloc {
  public:
   explicit FailingMalloc(int after = 0) { active = true, successes = after; }

@@ -1,4 +1,4 @@
-// The buffers of one kernel run: each between guard pages, at every alignment, inputs filled from a seed.
+// The buffers of a kernel run: each one between guard pages, at every alignment, with inputs filled from a seed.
 #pragma once
 
 #include <cstdint>
@@ -11,12 +11,13 @@
 
 namespace test {
 
-// A kernel's run asks for its buffers in order, inputs and outputs alike. Two feeds of the same seed and layout hand
-// out the same contents, so that the kernels of two targets can be run on them and all their memory be compared, the
-// bytes around the buffers included.
+// A kernel's run requests its inputs and outputs in order. Two feeds with the same seed and layout provide the same
+// contents, so that the kernels of two targets can run on them and all their memory can be compared, including the
+// bytes around the buffers.
 class Feed {
  public:
-  // Where a buffer lies in its pages: its end at the guard page behind, or its start some bytes after the one before.
+  // The position of a buffer in its pages: ending at the guard page after it, or starting some bytes after the one
+  // before.
   struct Layout {
     bool atEnd = true;
     int offset = 0;
@@ -30,7 +31,7 @@ class Feed {
     replay_ = false;
   }
 
-  // From now on hands out the buffers of the last run again, as they are: for timing.
+  // From now on provides the buffers of the last run again, unchanged: for timing.
   void replay() {
     next_ = 0;
     replay_ = true;
@@ -52,7 +53,7 @@ class Feed {
       fill(random_, Filling::any, reinterpret_cast<uint8_t*>(values), n * sizeof(T));
     });
   }
-  // An input that is written over.
+  // An input that the kernel overwrites.
   template <class T>
   T* inOut(size_t count) {
     return take<T>(count, [this](T* values, size_t n) { fill(random_, filling_, values, n); });
@@ -61,7 +62,7 @@ class Feed {
   Random& random() { return random_; }
   bool replaying() const { return replay_; }
 
-  // Whether all memory of the run holds the same bytes in both.
+  // Whether all memory of the run has the same contents in both.
   static bool same(const Feed& a, const Feed& b) {
     if (a.next_ != b.next_) return false;
     for (size_t i = 0; i < a.next_; i++) {

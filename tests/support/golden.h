@@ -1,4 +1,5 @@
-// Golden checksums: what every exported function gives for seeded inputs, equal on every target and machine.
+// Golden checksums: the results of every exported function for seeded inputs, which are the same on every target and
+// machine.
 #pragma once
 
 #include <cstdint>

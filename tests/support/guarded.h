@@ -1,4 +1,4 @@
-// Memory between two inaccessible pages: what reads or writes past its end (or before its start) faults.
+// Memory between two inaccessible pages: a read or write past its end (or before its start) faults.
 #pragma once
 
 #include <sys/mman.h>
@@ -26,8 +26,7 @@ class GuardedMemory {
 
   std::span<uint8_t> bytes() { return {first_, size_}; }
 
-  // `count` elements whose last byte is the last one before the guard page; `start`: whose first is the first behind
-  // it.
+  // `count` elements that end just before the guard page; with `start`, that begin just after the one before them.
   template <class T>
   T* atEnd(size_t count) {
     return reinterpret_cast<T*>(first_ + size_ - count * sizeof(T));

@@ -17,7 +17,7 @@ inline constexpr int kNatural[64] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32,
                                      35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,
                                      58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
 
-// BITS and HUFFVAL as a DHT segment carries them; values behind the coded ones are noise that nothing may depend on.
+// BITS and HUFFVAL as in a DHT segment. The values after the coded ones are noise on which nothing may depend.
 struct RawTable {
   Mox8u bits[16] = {};
   Mox8u values[256] = {};
@@ -45,15 +45,15 @@ inline RawTable typicalAC() {  // Table K.5
            0xE3, 0xE4, 0xE5, 0xE6, 0xE7, 0xE8, 0xE9, 0xEA, 0xF1, 0xF2, 0xF3, 0xF4, 0xF5, 0xF6, 0xF7, 0xF8, 0xF9, 0xFA}};
 }
 
-// A random prefix code of `count` symbols, every length's last code point left free, as an encoder needs it. `steep`
-// codes get longer quickly.
+// A random prefix code for `count` symbols. The last code point of every length stays free, as an encoder needs it. The
+// lengths of `steep` codes increase quickly.
 inline RawTable randomTable(Random& random, int count, bool steep) {
   RawTable table;
   int left = count;
   uint32_t room = 1;  // free code points of the length
   for (int length = 1; length <= 16 && left > 0; length++) {
     room *= 2;
-    // Enough must stay free for the rest: each point that is left grows to 2^(16 - length) of them.
+    // Enough code points must stay free for the rest: each free one becomes 2^(16 - length) codes of 16 bits.
     int most = static_cast<int>(room) - 1;
     while (most > 0 && (static_cast<int64_t>(room) - most) << (16 - length) <= left - most) most--;
     if (length == 16) most = left;
@@ -87,7 +87,7 @@ struct DecodeTable {
   MoxStatus status;
 };
 
-// The states as the caller sees them: bytes, with their words at fixed places.
+// The states as the caller sees them: bytes, with words at fixed offsets.
 struct EncoderState {
   EncoderState() { moxiEncodeHuffmanStateInit_JPEG_8u(get()); }
   MoxEncodeHuffmanState* get() { return reinterpret_cast<MoxEncodeHuffmanState*>(bytes); }

@@ -1,4 +1,4 @@
-// The list of kernels: one line each, for the kernel test and for the benchmark.
+// The list of kernels, one line each, for the kernel test and the benchmark.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@
 namespace test {
 
 struct KernelCase {
-  // Runs one kernel of the given target on `n` items (pixels, samples, blocks: what `item` says).
+  // Runs a kernel of the given target on `n` items (pixels, samples or blocks, as named by `item`).
   using Run = void (*)(const mox::Kernels& kernels, Feed& feed, int n);
 
   const char* name;  // family.kernel

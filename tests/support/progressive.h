@@ -1,5 +1,4 @@
-// Scans of progressive images for tests: an encoder with its segment, a decoder with its source, the four kinds of
-// scan.
+// Progressive scans for tests: the four kinds of scan, an encoder with its segment, a decoder with its source.
 #pragma once
 
 #include <cstring>
@@ -17,7 +16,7 @@ struct Scan {
   int32_t start, end, low;
 };
 
-// Codes blocks of one scan into a segment.
+// Encodes the blocks of a scan into a segment.
 struct ScanEncoder {
   ScanEncoder(Scan scan, const RawTable& table, size_t size = 1 << 16) : scan(scan), table(table), bytes(size, 0xA5) {}
 
@@ -52,7 +51,7 @@ struct ScanEncoder {
   EncoderState state;
 };
 
-// Decodes blocks of one scan from a source.
+// Decodes the blocks of a scan from a source.
 struct ScanDecoder {
   ScanDecoder(Scan scan, const RawTable& table, std::vector<uint8_t> source)
       : scan(scan), table(table), source(std::move(source)) {}
@@ -84,7 +83,7 @@ struct ScanDecoder {
   DecoderState state;
 };
 
-// Counts the symbols of one scan that has some.
+// Counts the symbols of a scan that uses Huffman codes.
 struct ScanCounter {
   explicit ScanCounter(Scan scan) : scan(scan) {}
   MoxStatus block(const Mox16s* src) { return call(src, 0); }
@@ -109,7 +108,7 @@ struct ScanCounter {
   EncoderState state;
 };
 
-// Symbol v has the 8-bit code v, but 255, which has nine: bytes are symbols.
+// Symbol v has the 8-bit code v (255 has nine bits), so that bytes are symbols.
 inline RawTable byteTable() {
   RawTable table;
   table.bits[7] = 255;

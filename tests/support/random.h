@@ -43,7 +43,7 @@ class Random {
   uint64_t state_;
 };
 
-// What a test fills its inputs with.
+// The contents of a test's inputs.
 enum class Filling { any, extreme, small };
 
 template <class T>

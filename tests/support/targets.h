@@ -1,4 +1,4 @@
-// Runs a piece of a test once per target that this machine can execute, with the library's kernels set to it.
+// Runs a part of a test once for each target that this machine can execute, with the library's kernels set to it.
 #pragma once
 
 #include "kernels/dispatch.h"

@@ -66,9 +66,9 @@ class ToolTest(unittest.TestCase):
 # ---- Pictures: (width, height, channels, samples) ----------------------------------------------------------------
 
 
-def noise(width, height, channels, seed=1, most=255):
+def noise(width, height, channels, seed=1, maxval=255):
     source = random.Random(seed)
-    return width, height, channels, [source.randint(0, most) for _ in range(width * height * channels)]
+    return width, height, channels, [source.randint(0, maxval) for _ in range(width * height * channels)]
 
 
 def smooth(width, height, channels):
@@ -79,31 +79,31 @@ def smooth(width, height, channels):
     return width, height, channels, samples
 
 
-def scaled(picture, most):
-    """8-bit samples from samples up to `most`, rounded."""
+def scaled(picture, maxval):
+    """8-bit samples from samples up to `maxval`, rounded."""
     width, height, channels, samples = picture
-    return width, height, channels, [(value * 255 * 2 + most) // (2 * most) for value in samples]
+    return width, height, channels, [(value * 255 * 2 + maxval) // (2 * maxval) for value in samples]
 
 
-def pack(value, most):
-    return struct.pack(">H", value) if most > 255 else bytes([value])
+def pack(value, maxval):
+    return struct.pack(">H", value) if maxval > 255 else bytes([value])
 
 
-def pnm(picture, most=255, plain=False, comment=b"", separator=b"\n"):
+def pnm(picture, maxval=255, plain=False, comment=b"", separator=b"\n"):
     width, height, channels, samples = picture
     kind = (2 if plain else 5) + (channels == 3)
-    header = b"P%d%s%s%d %d\n%d" % (kind, separator, comment, width, height, most)
+    header = b"P%d%s%s%d %d\n%d" % (kind, separator, comment, width, height, maxval)
     if plain:
         return header + b"\n" + b"".join(b"%d%s" % (v, b"\n" if i % 7 == 6 else b" ") for i, v in enumerate(samples))
-    return header + separator[:1] + b"".join(pack(value, most) for value in samples)
+    return header + separator[:1] + b"".join(pack(value, maxval) for value in samples)
 
 
 def parse_pnm(data):
     """A raw 8-bit file as the tool writes it: P5 or P6, the size, 255 and the samples, nothing else."""
-    magic, size, most, samples = data.split(b"\n", 3)
+    magic, size, maxval, samples = data.split(b"\n", 3)
     width, height = map(int, size.split())
     channels = {b"P5": 1, b"P6": 3}[magic]
-    assert most == b"255" and len(samples) == width * height * channels, (size, most, len(samples))
+    assert maxval == b"255" and len(samples) == width * height * channels, (size, maxval, len(samples))
     return width, height, channels, list(samples)
 
 

@@ -137,7 +137,7 @@ class Info(ToolTest):
         self.assertEqual(self.info(b"P2 9 8 1000 0")["kind"], "grey, plain, maximum value 1000")
 
     def test_png(self):
-        file = png(6, 5, RGB_ALPHA, 16, noise(6, 5, 4, most=65535)[3], interlaced=True)
+        file = png(6, 5, RGB_ALPHA, 16, noise(6, 5, 4, maxval=65535)[3], interlaced=True)
         self.assertEqual(
             self.info(file),
             {
@@ -151,7 +151,7 @@ class Info(ToolTest):
             },
         )
         self.assertEqual(
-            self.info(png(6, 5, PALETTE, 2, noise(6, 5, 1, most=3)[3], palette=[(1, 2, 3)] * 4))["kind"], "palette"
+            self.info(png(6, 5, PALETTE, 2, noise(6, 5, 1, maxval=3)[3], palette=[(1, 2, 3)] * 4))["kind"], "palette"
         )
 
     def test_text(self):

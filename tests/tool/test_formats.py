@@ -1,4 +1,4 @@
-"""Pictures in and out: every form of PNG, PPM and PGM that is read, each form that is written, and what is refused."""
+"""Pictures in and out: every kind of PNG, PPM and PGM that is read or written, and everything that is refused."""
 
 import os
 import re
@@ -31,16 +31,16 @@ class Reading(ToolTest):
 
     def test_every_maximum_value_is_scaled(self):
         for plain in False, True:
-            for most in 1, 2, 15, 63, 100, 254, 255:
-                picture = noise(16, 5, 3, most, most)
-                self.assertEqual(self.decoded(pnm(picture, most, plain)), scaled(picture, most), most)
+            for maxval in 1, 2, 15, 63, 100, 254, 255:
+                picture = noise(16, 5, 3, maxval, maxval)
+                self.assertEqual(self.decoded(pnm(picture, maxval, plain)), scaled(picture, maxval), maxval)
 
     def test_samples_of_more_than_8_bits_are_reduced_with_a_note(self):
         for plain in False, True:
-            for most, bits in (256, 9), (1000, 10), (4095, 12), (32767, 15), (65535, 16):
-                picture = noise(16, 5, 3, most, most)
-                self.assertEqual(self.decoded(pnm(picture, most, plain), "samples of %d bits reduced to 8" % bits),
-                                 scaled(picture, most))
+            for maxval, bits in (256, 9), (1000, 10), (4095, 12), (32767, 15), (65535, 16):
+                picture = noise(16, 5, 3, maxval, maxval)
+                self.assertEqual(self.decoded(pnm(picture, maxval, plain), "samples of %d bits reduced to 8" % bits),
+                                 scaled(picture, maxval))
 
     def test_comments_and_blanks_in_headers(self):
         picture = noise(4, 3, 1)
@@ -62,17 +62,17 @@ class Reading(ToolTest):
         for interlaced in False, True:
             for width, height in (1, 1), (9, 4), (33, 17):
                 for bits in 1, 2, 4, 8, 16:
-                    most = (1 << bits) - 1
-                    grey = noise(width, height, 1, bits, most)
+                    maxval = (1 << bits) - 1
+                    grey = noise(width, height, 1, bits, maxval)
                     note = "samples of 16 bits reduced to 8" if bits == 16 else ""
                     file = png(width, height, GREY, bits, grey[3], interlaced=interlaced)
-                    self.assertEqual(self.decoded(file, note), scaled(grey, most))
+                    self.assertEqual(self.decoded(file, note), scaled(grey, maxval))
                     if bits >= 8:
-                        rgb = noise(width, height, 3, bits, most)
+                        rgb = noise(width, height, 3, bits, maxval)
                         file = png(width, height, RGB, bits, rgb[3], interlaced=interlaced)
-                        self.assertEqual(self.decoded(file, note), scaled(rgb, most))
+                        self.assertEqual(self.decoded(file, note), scaled(rgb, maxval))
                     if bits <= 8:
-                        palette = [(i * 7 % 256, i * 31 % 256, 255 - i) for i in range(most + 1)]
+                        palette = [(i * 7 % 256, i * 31 % 256, 255 - i) for i in range(maxval + 1)]
                         file = png(width, height, PALETTE, bits, grey[3], palette=palette, interlaced=interlaced)
                         self.assertEqual(self.decoded(file),
                                          (width, height, 3, [v for index in grey[3] for v in palette[index]]))
@@ -86,7 +86,7 @@ class Reading(ToolTest):
                     self.decoded(png(6, 5, kind, 8, values, interlaced=interlaced), "transparency dropped"),
                     (6, 5, channels, kept),
                 )
-        grey = noise(6, 5, 1, most=3)
+        grey = noise(6, 5, 1, maxval=3)
         self.assertEqual(self.decoded(png(6, 5, GREY, 2, grey[3], transparency=b"\0\1"), "transparency dropped"),
                          scaled(grey, 3))
         rgb = noise(6, 5, 3)
@@ -102,7 +102,7 @@ class Reading(ToolTest):
         )
 
     def test_both_notes_and_quiet(self):
-        values = noise(6, 5, 4, most=65535)
+        values = noise(6, 5, 4, maxval=65535)
         self.write("in", png(6, 5, RGB_ALPHA, 16, values[3]))
         self.expect(OK, "decode", "in", "-", error="moxj: in: note: samples of 16 bits reduced to 8\n"
                     "moxj: in: note: transparency dropped\n")
@@ -206,8 +206,8 @@ class Refused(ToolTest):
             self.refused(data, "the header has something that is not a number")
         self.refused(b"P5 0 1 255 ", "the picture has no pixels")
         self.refused(b"P6 1 0 255 ", "the picture has no pixels")
-        for most in 0, 65536, 99999999999999999999999:
-            self.refused(b"P5 1 1 %d\nxxxx" % most, "the maximum value is not between 1 and 65535")
+        for maxval in 0, 65536, 99999999999999999999999:
+            self.refused(b"P5 1 1 %d\nxxxx" % maxval, "the maximum value is not between 1 and 65535")
         self.refused(b"P5 2 2 255", "the file ends after its header")
         self.refused(b"P5 2 2 255\n", "the file ends after its header")
         self.refused(b"P2 2 2 255\nx", "no samples follow the header")
@@ -278,7 +278,7 @@ class Incomplete(ToolTest):
             self.assertEqual(picture[3], samples[:kept] + [0] * (240 - kept))
 
     def test_16_bit_pnm_cut_inside_a_sample(self):
-        picture = noise(10, 8, 3, most=65535)
+        picture = noise(10, 8, 3, maxval=65535)
         self.write("in", pnm(picture, 65535)[:-1])
         self.expect(INCOMPLETE, "decode", "in", "out.ppm", error="moxj: in: note: samples of 16 bits reduced to 8\n"
                     "moxj: in: warning: the file ends after 7 of 8 rows\n")

@@ -1,6 +1,5 @@
-// Ten thousand damaged files through the reader, each of which must end in time with a picture, whole or in part, or
-// with a Failure, within the memory that it is allowed. Run under the sanitizers it shows that no byte of a file
-// leads out of bounds.
+// Decodes ten thousand damaged files. Each must give a complete picture, a partial one or a Failure, in bounded time
+// and within the memory limit. Under the sanitizers, this shows that no byte of a file causes an access out of bounds.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -41,7 +40,7 @@ Image testImage(int width, int height, int components, int bits) {
   return image;
 }
 
-// A copy with a segment put in at the end of the main header.
+// A copy with a segment inserted at the end of the main header.
 File withSegment(File file, std::initializer_list<std::uint8_t> segment) {
   constexpr std::uint8_t kSot[] = {0xFF, 0x90, 0, 10};
   const auto at = std::search(file.begin(), file.end(), std::begin(kSot), std::end(kSot));
@@ -71,7 +70,7 @@ std::vector<File> originals() {
       }
     }
   }
-  // What the writer does not write: regions of interest, changes of progression, packed packet headers.
+  // Features that the encoder does not use: regions of interest, progression changes, packed packet headers.
   for (const std::uint8_t shift : {3, 12, 37}) files.push_back(withSegment(files[8], {0xFF, 0x5E, 0, 5, 0, 0, shift}));
   files.push_back(withSegment(files[9], {0xFF, 0x5F, 0, 16, 0, 0, 0, 2, 2, 3, 1, 1, 0, 0, 3, 33, 4, 2}));
   files.push_back(withSegment(files[10], {0xFF, 0x60, 0, 9, 0, 0, 0, 0, 2, 0x80, 0x55}));
@@ -87,7 +86,7 @@ void decodeOne(const File& file, const DecodeOptions& options, Outcomes& outcome
     const DecodedImage decoded = decode(file, kLimits, {}, options);
     EXPECT_EQ(decoded.complete, decoded.warning.empty());
     ++(decoded.complete ? outcomes.whole : outcomes.partly);
-    // Every sample is there to be read, within its range.
+    // Every sample must be readable and within its range.
     for (const Component& c : decoded.image.components)
       for (int y = 0; y < c.height; ++y)
         for (int x = 0; x < c.width; ++x)
@@ -122,7 +121,7 @@ TEST(Damage, EveryFileEndsWithAPictureOrAReason) {
   EXPECT_GT(outcomes.refused, kFiles / 50);
 }
 
-// A file that is cut off gives more of the picture the more there is of it, until all is there.
+// The longer a truncated file, the better the picture, until it is complete.
 TEST(Damage, TruncatedFilesGiveThePictureSoFar) {
   const Image image = testImage(128, 96, 3, 8);
   EncodeOptions options;
@@ -146,7 +145,7 @@ TEST(Damage, TruncatedFilesGiveThePictureSoFar) {
   EXPECT_EQ(lastError, 0);
 }
 
-// What a header claims is counted before memory is taken for it.
+// The sizes in a header are charged before memory is allocated for them.
 TEST(Damage, MemoryHasALimit) {
   EncodeOptions options;
   options.lossless = true;

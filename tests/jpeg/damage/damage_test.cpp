@@ -1,5 +1,5 @@
-// Ten thousand damaged files through the reader, each of which must end in time with a picture, whole or in part, or
-// with a Failure. Run under the sanitizers it shows that no byte of a file leads out of bounds.
+// Decodes ten thousand damaged files. Each must give a complete picture, a partial one or a Failure, in bounded time.
+// Under the sanitizers, this shows that no byte of a file causes an access out of bounds.
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -14,7 +14,7 @@ namespace {
 constexpr int kFiles = 10000;
 constexpr std::uint64_t kMaxPixels = 1 << 20;  // damaged sizes cost no more than this
 
-// Of samples up to 32767, so that every predictor may be written.
+// An image with samples up to 32767, so that all predictors are allowed.
 File losslessFile(int bits, int components, int predictor, int restart) {
   Image image;
   image.width = 45;
@@ -47,7 +47,7 @@ std::vector<File> originals() {
       }
     }
   }
-  // Progressive files, and those of other tables.
+  // Progressive files, and files with other tables.
   for (const int channels : {1, 3}) {
     for (const int restart : {0, 3}) {
       files.push_back(fileOf(testPicture(67, 45, channels, 30), {.restart = restart, .progressive = true}));
@@ -59,7 +59,7 @@ std::vector<File> originals() {
       files.push_back(losslessFile(bits, components, 1 + (bits + components) % 7, bits == 8 ? 0 : 45));
     }
   }
-  // The same coded data under other frame headers: more factors, four components, scans of their own.
+  // The same coded data with other frame headers: more factors, four components, separate scans.
   File copy = fileOf(testPicture(67, 45, 3, 30), {.quality = 85, .restart = 3});
   const Layout layout(copy);
   for (const int factors : {0x12, 0x41, 0x14, 0x32}) {
@@ -82,7 +82,7 @@ void decodeOne(const File& file, const DecodeOptions& options, Outcomes& outcome
     const Decoded decoded = decodeFile(file, options, {.maxPixels = kMaxPixels});
     EXPECT_EQ(decoded.complete, decoded.warning.empty());
     ++(decoded.complete ? outcomes.whole : outcomes.partly);
-    // Every sample is there to be read.
+    // Every sample must be readable.
     std::uint8_t all = 0;
     for (int y = 0; y < decoded.picture.height; ++y) {
       for (std::size_t i = 0; i < decoded.picture.rowBytes(); ++i) all |= decoded.picture.row(y)[i];
@@ -100,7 +100,7 @@ void decodeOne(const File& file, const DecodeOptions& options, Outcomes& outcome
   }
 }
 
-// Images and coefficients: as decode() does, but what comes of them cannot be seen so easily.
+// Images and coefficients, which use the same code as decode(): without a check of the results.
 void recodeOne(const File& file) {
   const Limits limits{.maxPixels = kMaxPixels};
   const DecodeOptions options{.maxScans = 50};

@@ -1,4 +1,4 @@
-// The growable buffer.
+// Bytes, the growable buffer, and its allocation functions.
 #include "bytes.h"
 
 #include <gtest/gtest.h>
@@ -41,7 +41,7 @@ TEST(Bytes, MovesLeaveNothingBehind) {
   EXPECT_EQ(from.size(), 0u);
   EXPECT_EQ(from.capacity(), 0u);
   EXPECT_EQ(to[4], 9);
-  from.push_back(1);  // may be used again
+  from.push_back(1);  // it can be used again
   from = std::move(to);
   EXPECT_EQ(to.size(), 0u);
   EXPECT_EQ(from.size(), 5u);

@@ -1,4 +1,4 @@
-// Formats by name and content, and the outputs that inputs get.
+// Recognition of formats by name and content, the pixel limit, and the planning of outputs.
 #include "cli/plan.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// The readers of pictures on files that end at the last byte of a page: nothing behind it may be read.
+// The picture readers on files that end at the last byte of a page: nothing after it may be read.
 #include <gtest/gtest.h>
 
 #include <algorithm>
