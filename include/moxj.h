@@ -1607,14 +1607,15 @@ MOXJ_API MoxStatus moxiWTInvColLift_B53_JPEG2K_32s_C1(
  *   16 bits      -103949       -3472         57862        -            80621        53274
  *   single, hex  BFCB0673      BD5901AE      3F620676     3EE31355     3F9D7658     3F5019C3
  *
- * delta / K = 0.360523644 is a separate constant where delta and the scaling of low coefficients are one step: 23627
- * with 16 bits, 3EB8968E in single precision.
+ * Division by K is multiplication by the constant 1/K; delta / K = 0.360523644 is a separate constant where delta and
+ * the scaling of low coefficients are one step: 23627 with 16 bits, 3EB8968E in single precision.
  *
  * The members' arithmetics:
  *   16s C1R, C1IR          14 fraction bits, each product (c (a + b) + 8192) >> 14, every result cut to its low 16 bits
- *   32s C1R, C1IR          single precision on integers. Two integers that a step adds are added first, wrapping. After
- *                          each of the two passes results are truncated toward zero; above 2^31 they become 2147483647,
- *                          below -2^31 they become -2^31, and 2^31 itself gives -2^31
+ *   32s C1R, C1IR          single precision on integers. Two integers that a step adds are added first, wrapping; back
+ *                          e = K L - delta ((H + H') / K). After each of the two passes results are truncated toward
+ *                          zero; above 2^31 they become 2147483647, below -2^31 they become -2^31, and 2^31 itself
+ *                          gives -2^31
  *   16s, 32s Row, ColLift  16 fraction bits, products of 64 bits, + 32768 and >> 16. Delta and scaling are one step:
  *                          L = 1/K e + delta/K (o + o'), and back e = K L - delta/K (H + H'). 16s results saturate
  *                          after every step, 32s ones wrap
