@@ -1,7 +1,12 @@
 // The code-block decoders (ISO/IEC 15444-1, Annexes C and D): pass by pass, and in one call.
+//
+// A state is one piece of memory at any address: its fields, which every function copies out and back in, and a flag
+// word for each column of a stripe. Step runs the passes of one codeword segment; which pass comes next is part of the
+// state, so that decoding goes on with the next segment. The one-call decoder is Attach and a Step for each segment.
 #include <algorithm>
 #include <cstring>
 
+#include "exports/mj2cb.h"
 #include "frame/check.h"
 #include "frame/memory.h"
 #include "frame/rows.h"
@@ -14,22 +19,26 @@ namespace {
 
 using namespace tier1;
 
-constexpr uint32_t kDecodeTag = 0x4C4D536A;
-constexpr int kAlignment = 32;
-constexpr int kFieldsSize = 388;  // what a state's size allows for everything but the flags
+// What a state's size has for everything but the flags: the fields, and the slack that aligns the flags. The reported
+// size is part of the interface and does not change with the fields.
+constexpr int kFieldsSize = 388;
+constexpr int kAlignment = 32;  // of the flags, as the allocator's
 
-// What the next segment, or with moxJ2KTermAll the next pass, is.
+// The kind of the next segment, or with moxJ2KTermAll of the next pass.
 enum class Next : int32_t { firstSegment, refinement, significance, cleanupAfterRaw, rawRefinement, rawSignificance };
 constexpr Next kCleanup = Next::firstSegment;  // with moxJ2KTermAll
 
-// The fields of a state, which lies in bytes of any alignment: a function copies them out and back in. The flags
-// follow at the next multiple of kAlignment, one 64-bit word for each column of a stripe and one at either end.
+// What can be asked of a state. Any other value, as a damaged state may have it, counts as attached.
+enum class Attachment : int32_t { none, attached, failed };
+
+// The flags follow at the next multiple of kAlignment, with a spare word at either end of a stripe.
 struct Fields {
   uint32_t tag;
-  bool attached, failed;
+  int32_t maxWidth, maxHeight;  // of a block
+  Attachment attachment;
   Mox32s* dst;
   int32_t dstStep, width, height;
-  Band band;
+  Subband subband;
   int32_t options;
   int32_t plane;      // the current bit-plane
   int32_t threshold;  // the lowest bit-plane whose significance and refinement passes are MQ-coded
@@ -39,26 +48,24 @@ struct Fields {
 };
 static_assert(sizeof(Fields) + kAlignment - 1 <= kFieldsSize);
 
-bool has(int32_t options, int32_t option) { return (options & option) != 0; }
-
-uint64_t* flagsOf(MoxJ2KDecodeState* state) {
-  uint8_t* const behind = reinterpret_cast<uint8_t*>(state) + sizeof(Fields);
-  return reinterpret_cast<uint64_t*>(behind + (-reinterpret_cast<uintptr_t>(behind) & (kAlignment - 1)));
+FlagWord* flagsOf(MoxJ2KDecodeState* state) {
+  uint8_t* const end = reinterpret_cast<uint8_t*>(state) + sizeof(Fields);
+  return reinterpret_cast<FlagWord*>(end + (-reinterpret_cast<uintptr_t>(end) & (kAlignment - 1)));
 }
 
-// The size is that of rows of 32-bit words, two coefficients each, with a spare word at both ends and a spare row
-// above and below. Two such rows have room for one stripe of the flags, and a last stripe that only one of them
-// stands for has the spare rows.
+// The size is that of rows of 32-bit words, two coefficients each, with a spare word at both ends and a spare row above
+// and below. Two such rows have room for the flags of one stripe; a last stripe that has only one takes a spare row.
 uint64_t stateSize(int32_t width, int32_t height) {
   const uint64_t rowBytes = (UINT64_C(4) * width + 8 + 31) / 32 * 32;
   return rowBytes * ((UINT64_C(1) + height) / 2 + 2) + kFieldsSize;
 }
 
 MoxStatus getStateSize(int32_t width, int32_t height, int32_t* pSize) {
-  if (const MoxStatus bad = Check().length(height).length(width).pointers(pSize)) return bad;
-  const uint64_t size = stateSize(width, height);
-  if (size > INT32_MAX) return moxStatusBadSize;
-  *pSize = static_cast<int32_t>(size);
+  const auto isRepresentable = [=] { return stateSize(width, height) <= INT32_MAX; };
+  if (const MoxStatus bad =
+          Check().length(height).length(width).pointers(pSize).holds(isRepresentable, moxStatusBadSize))
+    return bad;
+  *pSize = static_cast<int32_t>(stateSize(width, height));
   return moxStatusOk;
 }
 
@@ -71,41 +78,39 @@ Fields fieldsOf(const MoxJ2KDecodeState* state) {
 }
 void setFields(MoxJ2KDecodeState* state, const Fields& fields) { std::memcpy(state, &fields, sizeof fields); }
 
-// The first checks of a function that takes a state.
-Check stateCheck(const MoxJ2KDecodeState* state) {
-  Check check;
-  check.pointers(state);
-  uint32_t tag = 0;
-  if (!check) std::memcpy(&tag, state, sizeof tag);
-  return check.require(tag == kDecodeTag, moxStatusContextMismatch);
-}
-
-void initialise(MoxJ2KDecodeState* state) {
+void initialise(MoxJ2KDecodeState* state, int32_t maxWidth, int32_t maxHeight) {
   Fields fields{};
   fields.tag = kDecodeTag;
+  fields.maxWidth = maxWidth;
+  fields.maxHeight = maxHeight;
   setFields(state, fields);
+}
+
+bool hasRoom(const MoxJ2KDecodeState* state, int32_t width, int32_t height) {
+  const Fields fields = fieldsOf(state);
+  return width <= fields.maxWidth && height <= fields.maxHeight;
 }
 
 void attach(MoxJ2KDecodeState* state, Mox32s* dst, int32_t dstStep, int32_t width, int32_t height, int32_t subband,
             int32_t numBitPlanes, int32_t options) {
-  Fields fields{};
-  fields.tag = kDecodeTag;
-  fields.attached = true;
+  Fields fields = fieldsOf(state);
+  fields.attachment = Attachment::attached;
   fields.dst = dst;
   fields.dstStep = dstStep;
   fields.width = width;
   fields.height = height;
-  fields.band = bandOf(subband);
+  fields.subband = subbandOf(subband);
   fields.options = options;
   fields.plane = std::max(numBitPlanes, INT32_MIN + 1) - 1;
   fields.threshold = has(options, moxJ2KBypass) ? std::max(numBitPlanes, 4) - 4 : 0;
+  fields.counter = 0;
   fields.next = Next::firstSegment;
   fields.contexts.reset();
   setFields(state, fields);
   if (!has(options, moxJ2KKeepDestination))
     for (int y = 0; y < height; y++) std::memset(rowAt(dst, dstStep, y), 0, sizeof(Mox32s) * width);
   if (!has(options, moxJ2KKeepFlags))
-    std::memset(flagsOf(state), 0, sizeof(uint64_t) * (static_cast<size_t>(width) + 2) * stripesOf(height));
+    std::memset(flagsOf(state), 0, sizeof(FlagWord) * (static_cast<size_t>(width) + 2) * stripesOf(height));
 }
 
 // ---- Step
@@ -118,14 +123,14 @@ constexpr uint32_t bitsBelow(int p) { return p <= 0 ? 0 : p < 31 ? (1u << p) - 1
 // The decoding of one segment.
 class Segment {
  public:
-  Segment(Fields& fields, uint64_t* flags, const uint8_t* bytes, int32_t length)
+  Segment(Fields& fields, FlagWord* flags, const uint8_t* bytes, int32_t length)
       : fields_(fields), bytes_(bytes), length_(length) {
     pass_.flags = flags + 1;
     pass_.dst = fields.dst;
     pass_.dstStep = fields.dstStep;
     pass_.width = fields.width;
     pass_.height = fields.height;
-    pass_.significance = &kSignificanceContext[fields.band];
+    pass_.significance = &kSignificanceContext[fields.subband];
     pass_.mq.contexts = fields.contexts;
   }
   ~Segment() { fields_.contexts = pass_.mq.contexts; }
@@ -153,7 +158,7 @@ class Segment {
     return true;
   }
 
-  // All passes of the segment that are wanted; false: undecodable.
+  // All passes of the segment that the counter allows; false: undecodable.
   bool allPasses() {
     const bool checks = has(fields_.options, moxJ2KCheckTermination);
     switch (fields_.next) {
@@ -228,8 +233,7 @@ class Segment {
   void rawSignificance() { run(kernels::tier1Decode().significance[true][causal()]); }
   void rawRefinement() { run(kernels::tier1Decode().refinement[true]); }
 
-  // The check of the termination, where there is one, decides alone: a wrong segmentation symbol before it counts for
-  // nothing.
+  // The check of the termination, where there is one, decides alone: it overrules a wrong segmentation symbol.
   bool endOfMqPass(bool good, bool checks) {
     if (checks) good = mq::endsPredictably(pass_.mq, bytes_);
     if (has(fields_.options, moxJ2KReset)) pass_.mq.contexts.reset();
@@ -244,14 +248,16 @@ class Segment {
 
 MoxStatus step(const uint8_t* segment, int32_t length, MoxJ2KDecodeState* state) {
   Fields fields = fieldsOf(state);
-  if (fields.failed) return moxStatusDecodeFailed;
+  if (fields.attachment == Attachment::failed) return moxStatusDecodeFailed;
   if (fields.counter < 1 || fields.plane < 0) return moxStatusOk;
+  bool good;
   {
     Segment s(fields, flagsOf(state), segment, length);
-    fields.failed = !(has(fields.options, moxJ2KTermAll) ? s.onePass() : s.allPasses());
+    good = has(fields.options, moxJ2KTermAll) ? s.onePass() : s.allPasses();
   }
+  if (!good) fields.attachment = Attachment::failed;
   setFields(state, fields);
-  return fields.failed ? moxStatusDecodeFailed : moxStatusOk;
+  return good ? moxStatusOk : moxStatusDecodeFailed;
 }
 
 // ---- The one-call decoder's last steps
@@ -286,6 +292,7 @@ MoxStatus moxiDecodeCodeBlock_JPEG2K_1u32s_C1R(const Mox8u* pSrc, Mox32s* pDst, 
           Check().pointers(pSrc, pBuffer).length(height).length(width).pointers(pSegmentLengths, pDst).steps(dstStep))
     return bad;
   MoxJ2KDecodeState* const state = reinterpret_cast<MoxJ2KDecodeState*>(pBuffer);
+  initialise(state, width, height);
   attach(state, pDst, dstStep, width, height, subband, numBitPlanes, options);
   moxiDecodeCBProgrSetPassCounter_JPEG2K(numPasses, state);
   MoxStatus status = moxStatusOk;
@@ -315,7 +322,7 @@ MoxStatus moxiDecodeCBProgrGetStateSize_JPEG2K(int32_t width, int32_t height, in
 
 MoxStatus moxiDecodeCBProgrInit_JPEG2K(MoxJ2KDecodeState* pState) {
   if (const MoxStatus bad = Check().pointers(pState)) return bad;
-  initialise(pState);
+  initialise(pState, INT32_MAX, INT32_MAX);  // how much memory there is only the caller knows
   return moxStatusOk;
 }
 
@@ -325,44 +332,48 @@ MoxStatus moxiDecodeCBProgrInitAlloc_JPEG2K(MoxJ2KDecodeState** ppState, int32_t
   void* const block = size > INT32_MAX ? nullptr : moxMalloc(static_cast<int32_t>(size));
   *ppState = static_cast<MoxJ2KDecodeState*>(block);
   if (!block) return moxStatusNoMemory;
-  initialise(*ppState);
+  initialise(*ppState, width, height);
   return moxStatusOk;
 }
 
 MoxStatus moxiDecodeCBProgrFree_JPEG2K(MoxJ2KDecodeState* pState) {
-  if (const MoxStatus bad = stateCheck(pState)) return bad;
-  moxFree(pState);
+  if (const MoxStatus bad = Check().pointers(pState).tag(pState, kDecodeTag)) return bad;
+  moxFreeTagged(pState);
   return moxStatusOk;
 }
 
 MoxStatus moxiDecodeCBProgrAttach_JPEG2K_32s_C1R(Mox32s* pDst, int32_t dstStep, int32_t width, int32_t height,
                                                  MoxJ2KDecodeState* pState, int32_t subband, int32_t numBitPlanes,
                                                  int32_t options) {
-  if (const MoxStatus bad = stateCheck(pState).pointers(pDst).steps(dstStep).length(height).length(width)) return bad;
+  if (const MoxStatus bad = Check()
+                                .pointers(pState)
+                                .tag(pState, kDecodeTag)
+                                .pointers(pDst)
+                                .steps(dstStep)
+                                .length(height)
+                                .length(width)
+                                .holds([=] { return hasRoom(pState, width, height); }, moxStatusBadSize))
+    return bad;
   attach(pState, pDst, dstStep, width, height, subband, numBitPlanes, options);
   return moxStatusOk;
 }
 
 MoxStatus moxiDecodeCBProgrStep_JPEG2K(const Mox8u* pSegment, int32_t length, MoxJ2KDecodeState* pState) {
-  Check check;
-  check.pointers(pSegment, pState);
-  if (!check) check = stateCheck(pState);
-  if (!check) check.require(fieldsOf(pState).attached, moxStatusNotAttached);
-  if (const MoxStatus bad = check) return bad;
+  const auto attached = [=] { return fieldsOf(pState).attachment != Attachment::none; };
+  if (const MoxStatus bad =
+          Check().pointers(pSegment, pState).tag(pState, kDecodeTag).holds(attached, moxStatusNotAttached))
+    return bad;
   return step(pSegment, length, pState);
 }
 
 MoxStatus moxiDecodeCBProgrGetPassCounter_JPEG2K(MoxJ2KDecodeState* pState, int32_t* pCount) {
-  Check check;
-  check.pointers(pState, pCount);
-  if (!check) check = stateCheck(pState);
-  if (const MoxStatus bad = check) return bad;
+  if (const MoxStatus bad = Check().pointers(pState, pCount).tag(pState, kDecodeTag)) return bad;
   *pCount = fieldsOf(pState).counter;
   return moxStatusOk;
 }
 
 MoxStatus moxiDecodeCBProgrSetPassCounter_JPEG2K(int32_t count, MoxJ2KDecodeState* pState) {
-  if (const MoxStatus bad = stateCheck(pState)) return bad;
+  if (const MoxStatus bad = Check().pointers(pState).tag(pState, kDecodeTag)) return bad;
   Fields fields = fieldsOf(pState);
   fields.counter = count;
   setFields(pState, fields);
@@ -370,7 +381,7 @@ MoxStatus moxiDecodeCBProgrSetPassCounter_JPEG2K(int32_t count, MoxJ2KDecodeStat
 }
 
 MoxStatus moxiDecodeCBProgrGetCurBitPlaneNum_JPEG2K(MoxJ2KDecodeState* pState, int32_t* pBitPlane) {
-  if (const MoxStatus bad = stateCheck(pState).pointers(pBitPlane)) return bad;
+  if (const MoxStatus bad = Check().pointers(pState).tag(pState, kDecodeTag).pointers(pBitPlane)) return bad;
   *pBitPlane = fieldsOf(pState).plane;
   return moxStatusOk;
 }

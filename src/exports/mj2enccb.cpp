@@ -1,13 +1,13 @@
 // The code-block encoder (ISO/IEC 15444-1, Annexes C and D).
 //
-// LoadCodeBlock scans the bit-planes and leaves a tape of symbols, one byte a decision. The first StoreBits runs the
-// MQ and raw coders over the whole tape, pass by pass, into a buffer of the state's that holds the longest code
-// string there can be; from then on it copies out. So neither the scan nor the coder ever has to stop in the middle
-// of a loop.
+// LoadCodeBlock scans the bit-planes and leaves a tape of symbols, one byte a decision. The first StoreBits runs the MQ
+// and raw coders over the whole tape, pass by pass, into a buffer of the state that holds the longest possible code
+// string; from then on StoreBits copies. So neither the scan nor the coder ever has to stop in the middle of a loop.
 #include <algorithm>
 #include <bit>
 #include <cstring>
 
+#include "exports/mj2cb.h"
 #include "frame/check.h"
 #include "frame/memory.h"
 #include "kernels/dispatch.h"
@@ -19,7 +19,6 @@ namespace {
 
 using namespace tier1;
 
-constexpr uint32_t kEncodeTag = 0x4C4D5344;
 constexpr int kMagnitudeBits = 31;
 constexpr int kMaxPasses = 3 * kMagnitudeBits - 2;
 
@@ -31,9 +30,9 @@ struct Pass {
   bool raw;
 };
 
-// Bounds for a block of so many columns of four. Each coefficient takes one decision in every bit-plane and one sign;
-// a column's run is broken once, which takes at most two decisions more than its coefficients would (the run, two for
-// the position, in place of one for the first coefficient). Each bit-plane may end with a segmentation symbol.
+// Bounds for a block with `columns` columns of four. Each coefficient takes one decision in every bit-plane and one
+// sign; a column's run is broken once, which takes at most two decisions more than its coefficients would (the run and
+// two for the position, in place of one for the first coefficient). Each bit-plane may end with a segmentation symbol.
 constexpr int64_t symbolsBound(int64_t columns) {
   return columns * (4 * (kMagnitudeBits + 1) + 2) + 4 * kMagnitudeBits + kSymbolSlack;
 }
@@ -46,6 +45,7 @@ constexpr int64_t bytesBound(int64_t columns) { return symbolsBound(columns) * 1
 
 struct MoxJ2KEncodeState {
   uint32_t tag;
+  int32_t maxWidth, maxHeight;  // of a block
   int32_t options;
   mox::mq::Termination termination;
   int32_t numPasses, numSegments;
@@ -54,8 +54,8 @@ struct MoxJ2KEncodeState {
   int32_t delivered;  // bytes of it that the caller has
   mox::Pass passes[mox::kMaxPasses];
   int32_t segmentLengths[mox::kMaxPasses];
-  mox::tier1::MqEncoder coder;
-  // Parts of the one block behind the state.
+  mox::mq::Encoder coder;
+  // Parts of one allocation, in this order.
   mox::tier1::Chunk* chunks;
   uint32_t* coefficients;
   uint8_t* windows;
@@ -71,12 +71,12 @@ struct Layout {
   int64_t stride;  // of a stripe's chunks
   int64_t chunks, coefficients, windows, symbols, bytes;
 
-  // An overflow is no concern here: the sizes are products of numbers that fits() has found small.
+  // Nothing overflows: fits() has found the product of the sides small.
   Layout(int32_t width, int32_t height) {
     const int64_t stripes = static_cast<int64_t>(stripesOf(height));
     stride = static_cast<int64_t>(chunksOf(width)) + 2;
     chunks = static_cast<int64_t>(sizeof(Chunk)) * stride * (stripes + 2);
-    windows = 4 * kChunkColumns * (stride - 2) * stripes;
+    windows = static_cast<int64_t>(kChunkSize) * (stride - 2) * stripes;
     coefficients = static_cast<int64_t>(sizeof(uint32_t)) * windows;
     symbols = symbolsBound(width * stripes);
     bytes = bytesBound(width * stripes);
@@ -91,7 +91,7 @@ struct Layout {
 
 void freeState(MoxJ2KEncodeState* state) {
   moxFree(state->chunks);
-  moxFree(state);
+  moxFreeTagged(state);
 }
 
 MoxJ2KEncodeState* newState(int32_t width, int32_t height) {
@@ -108,32 +108,38 @@ MoxJ2KEncodeState* newState(int32_t width, int32_t height) {
   state->symbols = next += layout.windows;
   state->bytes = next + layout.symbols;
   state->tag = kEncodeTag;
+  state->maxWidth = width;
+  state->maxHeight = height;
   return state;
 }
 
 // ---- LoadCodeBlock
 
-bool has(int32_t options, int32_t option) { return (options & option) != 0; }
-
 struct Block {
   const Mox32s* src;
   int32_t srcStep, width, height;
-  Band band;
+  Subband subband;
   int lowest;  // the lowest coded bit-plane
 };
 
-// Cuts the block into passes on the tape; gives the number of its bit-planes.
+// Turns the block into passes on the tape. Returns the number of its bit-planes.
 int scanBlock(MoxJ2KEncodeState& state, const Block& block) {
   const Tier1EncodeKernels& kernels = kernels::tier1Encode();
   const Layout layout(block.width, block.height);
   Chunk* const chunks = state.chunks + layout.stride + 1;
   std::memset(state.chunks, 0, layout.chunks);
-  const uint32_t all = kernels.arrange(block.src, block.srcStep, block.width, block.height, state.coefficients, chunks);
+  const uint32_t all = arrange(block.src, block.srcStep, block.width, block.height, state.coefficients, chunks);
   const int planes = std::bit_width(all & 0x7FFFFFFF);
 
-  ScanPass scan{chunks,       state.windows, block.width,
-                block.height, block.band,    has(state.options, moxJ2KCausal),
-                false,        state.symbols, 0};
+  ScanPass scan{.chunks = chunks,
+                .windows = state.windows,
+                .width = block.width,
+                .height = block.height,
+                .subband = block.subband,
+                .causal = has(state.options, moxJ2KCausal),
+                .exact = false,
+                .symbols = state.symbols,
+                .distortion = 0};
   Pass* next = state.passes;
   for (int plane = planes - 1; plane >= block.lowest; plane--) {
     kernels.window(state.coefficients, layout.windows, plane, state.windows);
@@ -142,12 +148,12 @@ int scanBlock(MoxJ2KEncodeState& state, const Block& block) {
     const auto pass = [&](void (*kernel)(ScanPass&), bool isRaw) {
       const uint8_t* const first = scan.symbols;
       kernel(scan);
-      *next++ = {static_cast<int32_t>(scan.distortion),
-                 2 * (plane - block.lowest) - kDistortionScale,
-                 0,
-                 first,
-                 scan.symbols,
-                 isRaw};
+      *next++ = {.distortion = static_cast<int32_t>(scan.distortion),
+                 .exponent = 2 * (plane - block.lowest) - kDistortionScale,
+                 .rate = 0,
+                 .symbols = first,
+                 .symbolsEnd = scan.symbols,
+                 .raw = isRaw};
     };
     if (plane < planes - 1) {
       pass(kernels.significance[raw], raw);
@@ -177,7 +183,7 @@ int countSegments(const MoxJ2KEncodeState& state) {
 
 // ---- StoreBits
 
-// Turns the whole tape into the code string, segment by segment, and notes the passes' rates.
+// Turns the whole tape into the code string, segment by segment, and records the rates of the passes.
 class CodeString {
  public:
   explicit CodeString(MoxJ2KEncodeState& state)
@@ -196,7 +202,7 @@ class CodeString {
         state_.segmentLengths[segment++] = finish(state_.passes[pass].raw);
       else
         toCome = state_.passes[pass].raw ? raw_.partial() : mq::bytesToCome(coder_, first_);
-      noteRate(pass, toCome);
+      recordRate(pass, toCome);
       if (has(state_.options, moxJ2KReset)) coder_.contexts.reset();
     }
     state_.length = static_cast<int32_t>(end_ - begin_);
@@ -226,7 +232,7 @@ class CodeString {
     }
   }
 
-  // Ends the segment; gives its length.
+  // Ends the segment. Returns its length.
   int32_t finish(bool raw) {
     end_ = raw ? raw_.finish() : mq::finish(coder_, state_.termination, first_);
     const int32_t length = static_cast<int32_t>(end_ - first_);
@@ -235,8 +241,8 @@ class CodeString {
     return length;
   }
 
-  // Where a rate is certain no earlier pass needs more.
-  void noteRate(int pass, int toCome) {
+  // A rate without bytes to come is exact: no earlier pass needs more.
+  void recordRate(int pass, int toCome) {
     const int32_t rate = static_cast<int32_t>(end_ - begin_) + toCome;
     state_.passes[pass].rate = rate;
     if (toCome == 0)
@@ -244,7 +250,7 @@ class CodeString {
   }
 
   MoxJ2KEncodeState& state_;
-  MqEncoder& coder_;
+  mq::Encoder& coder_;
   mq::RawWriter raw_;
   uint8_t* const begin_;
   uint8_t* first_;  // of the current segment
@@ -254,25 +260,21 @@ class CodeString {
 
 // ---- Queries
 
-uint32_t tagOf(const MoxJ2KEncodeState* state) {
-  uint32_t tag;
-  std::memcpy(&tag, state, sizeof tag);
-  return tag;
-}
-
-// The first checks of every function that takes a state: the state itself, then the places of the results.
-template <class... Results>
-Check stateAnd(const MoxJ2KEncodeState* state, const Results*... results) {
-  Check check;
-  check.pointers(state);
-  if (!check) check.require(tagOf(state) == kEncodeTag, moxStatusContextMismatch);
-  return check.pointers(results...);
-}
-
 // distortion * 2^exponent. The exponents lie between -13 and 47.
 double scaled(int32_t distortion, int exponent) {
   const double power = static_cast<double>(UINT64_C(1) << (exponent < 0 ? -exponent : exponent));
   return exponent > 0 ? distortion * power : distortion / power;
+}
+
+// A query for one of `count` passes or segments.
+template <class Result>
+MoxStatus checkQuery(const MoxJ2KEncodeState* state, int32_t number, const int32_t MoxJ2KEncodeState::*count,
+                     const Result* result) {
+  return Check()
+      .pointers(state)
+      .tag(state, kEncodeTag)
+      .pointers(result)
+      .holds([=] { return number < state->*count && number >= 0; }, moxStatusBadPassNumber);
 }
 
 }  // namespace
@@ -296,11 +298,16 @@ MoxStatus moxiEncodeLoadCodeBlock_JPEG2K_32s_C1R(const Mox32s* pSrc, int32_t src
                                                  MoxJ2KEncodeState* pState, int32_t subband, int32_t magnitudeBits,
                                                  int32_t termKind, int32_t /*reserved*/, int32_t options,
                                                  int32_t* pNumBitPlanes, int32_t* pNumPasses, int32_t* pNumSegments) {
-  if (const MoxStatus bad = stateAnd(pState, pNumBitPlanes, pNumPasses, pNumSegments)
-                                .length(height)
-                                .length(width)
-                                .pointers(pSrc)
-                                .steps(srcStep))
+  if (const MoxStatus bad =
+          Check()
+              .pointers(pState)
+              .tag(pState, kEncodeTag)
+              .pointers(pNumBitPlanes, pNumPasses, pNumSegments)
+              .length(height)
+              .length(width)
+              .holds([=] { return width <= pState->maxWidth && height <= pState->maxHeight; }, moxStatusBadSize)
+              .pointers(pSrc)
+              .steps(srcStep))
     return bad;
   MoxJ2KEncodeState& state = *pState;
   state.options = options;
@@ -311,7 +318,7 @@ MoxStatus moxiEncodeLoadCodeBlock_JPEG2K_32s_C1R(const Mox32s* pSrc, int32_t src
   state.length = state.delivered = 0;
   std::memset(state.segmentLengths, 0, sizeof state.segmentLengths);
   const int lowest = kMagnitudeBits - std::clamp(magnitudeBits, 0, kMagnitudeBits);
-  *pNumBitPlanes = scanBlock(state, {pSrc, srcStep, width, height, bandOf(subband), lowest});
+  *pNumBitPlanes = scanBlock(state, {pSrc, srcStep, width, height, subbandOf(subband), lowest});
   *pNumPasses = state.numPasses;
   *pNumSegments = state.numSegments = countSegments(state);
   return moxStatusOk;
@@ -319,9 +326,12 @@ MoxStatus moxiEncodeLoadCodeBlock_JPEG2K_32s_C1R(const Mox32s* pSrc, int32_t src
 
 MoxStatus moxiEncodeStoreBits_JPEG2K_1u(Mox8u* pDst, int32_t* pDstLen, MoxJ2KEncodeState* pState,
                                         int32_t* pNotFinished) {
-  Check check = stateAnd(pState, pDst, pDstLen, pNotFinished);
-  if (!check) check.length(*pDstLen);
-  if (const MoxStatus bad = check) return bad;
+  if (const MoxStatus bad = Check()
+                                .pointers(pState)
+                                .tag(pState, kEncodeTag)
+                                .pointers(pDst, pDstLen, pNotFinished)
+                                .holds([=] { return *pDstLen >= 1; }, moxStatusBadSize))
+    return bad;
   MoxJ2KEncodeState& state = *pState;
   if (!state.coded) CodeString(state).code();
   state.coded = true;
@@ -334,17 +344,13 @@ MoxStatus moxiEncodeStoreBits_JPEG2K_1u(Mox8u* pDst, int32_t* pDstLen, MoxJ2KEnc
 }
 
 MoxStatus moxiEncodeGetRate_JPEG2K(MoxJ2KEncodeState* pState, int32_t pass, int32_t* pRate) {
-  Check check = stateAnd(pState, pRate);
-  if (!check) check.require(pass < pState->numPasses && pass >= 0, moxStatusBadPassNumber);
-  if (const MoxStatus bad = check) return bad;
+  if (const MoxStatus bad = checkQuery(pState, pass, &MoxJ2KEncodeState::numPasses, pRate)) return bad;
   *pRate = pState->passes[pass].rate;
   return moxStatusOk;
 }
 
 MoxStatus moxiEncodeGetDist_JPEG2K(MoxJ2KEncodeState* pState, int32_t pass, double* pDist) {
-  Check check = stateAnd(pState, pDist);
-  if (!check) check.require(pass < pState->numPasses && pass >= 0, moxStatusBadPassNumber);
-  if (const MoxStatus bad = check) return bad;
+  if (const MoxStatus bad = checkQuery(pState, pass, &MoxJ2KEncodeState::numPasses, pDist)) return bad;
   double sum = 0;
   for (int i = 0; i <= pass; i++) sum += scaled(pState->passes[i].distortion, pState->passes[i].exponent);
   *pDist = sum;
@@ -352,9 +358,7 @@ MoxStatus moxiEncodeGetDist_JPEG2K(MoxJ2KEncodeState* pState, int32_t pass, doub
 }
 
 MoxStatus moxiEncodeGetTermPassLen_JPEG2K(MoxJ2KEncodeState* pState, int32_t segment, int32_t* pLength) {
-  Check check = stateAnd(pState, pLength);
-  if (!check) check.require(segment < pState->numSegments && segment >= 0, moxStatusBadPassNumber);
-  if (const MoxStatus bad = check) return bad;
+  if (const MoxStatus bad = checkQuery(pState, segment, &MoxJ2KEncodeState::numSegments, pLength)) return bad;
   *pLength = pState->segmentLengths[segment];
   return moxStatusOk;
 }

@@ -1,4 +1,5 @@
-// The code-block coders against the flow charts of the standard, on every target.
+// The code-block coders against an independent reading of the standard (tier1_reference.h), on every target: the
+// definition, which is the scalar target, and those that are compared with it again in the kernel test.
 #include "functions/tier1_blocks.h"
 #include "support/targets.h"
 
@@ -87,7 +88,7 @@ TEST(Tier1Compare, roundTrip) {
       ASSERT_EQ(d.block.coefficients[i], expected) << what;
     }
     if (e.numPasses < 2) continue;
-    // Cut off behind a pass: the same as the whole string decoded up to there.
+    // Cut off after a pass: the same as the whole string decoded up to there.
     const int passes = random.between(1, e.numPasses);
     std::vector<std::vector<uint8_t>> segments = e.segments();
     size_t left = e.rates[passes - 1];

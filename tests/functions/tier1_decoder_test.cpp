@@ -41,7 +41,7 @@ TEST(Tier1Decoder, sizes) {
   }
 }
 
-// A state of the caller's between guard pages, in any alignment.
+// A state in the caller's memory, between guard pages, in any alignment.
 class DecodeState {
  public:
   DecodeState(int width, int height, int misalignment = -1)
@@ -172,6 +172,44 @@ TEST(Tier1Decoder, initAllocAndFree) {
   EXPECT_EQ(state, nullptr);
 }
 
+// An allocated state knows the largest block that it is for; a larger one is refused before anything is touched.
+TEST(Tier1Decoder, blockLargerThanTheState) {
+  MoxJ2KDecodeState* state = nullptr;
+  ASSERT_EQ(moxiDecodeCBProgrInitAlloc_JPEG2K(&state, 12, 9), moxStatusOk);
+  std::vector<Mox32s> dst(64 * 64, 7);
+  for (int block = 0; block < 2; block++) {  // the second time as well
+    checkOrder("Attach", moxiDecodeCBProgrAttach_JPEG2K_32s_C1R, dst.data(), 256, 12, 9, state, 0, 5, 0)
+        .breaksEach<1>({0, -1, INT32_MIN}, moxStatusBadStep)
+        .breaksEach<3>({0, -1, INT32_MIN}, moxStatusBadSize)
+        .breaksEach<2>({0, -1, INT32_MIN}, moxStatusBadSize)
+        .breaksEach<3>({10, 64, INT32_MAX}, moxStatusBadSize)
+        .breaksEach<2>({13, 64, INT32_MAX}, moxStatusBadSize)
+        .untouched(dst.data(), dst.size() * sizeof dst[0])
+        .run();
+  }
+  // The block attached before stays attached.
+  ASSERT_EQ(moxiDecodeCBProgrAttach_JPEG2K_32s_C1R(dst.data(), 256, 12, 9, state, 0, 5, 0), moxStatusOk);
+  ASSERT_EQ(moxiDecodeCBProgrAttach_JPEG2K_32s_C1R(dst.data(), 256, 13, 9, state, 0, 7, 0), moxStatusBadSize);
+  int32_t plane = -7;
+  ASSERT_EQ(moxiDecodeCBProgrGetCurBitPlaneNum_JPEG2K(state, &plane), moxStatusOk);
+  EXPECT_EQ(plane, 4);
+  EXPECT_EQ(moxiDecodeCBProgrFree_JPEG2K(state), moxStatusOk);
+
+  // Memory that the caller provides is as large as the caller says.
+  DecodeState own(64, 64);
+  Block large = emptyBlock(64, 64);
+  own.attach(large, 0, 5, 0, 1);
+}
+
+TEST(Tier1Decoder, freeClearsTheTag) {
+  MoxJ2KDecodeState* state = nullptr;
+  ASSERT_EQ(moxiDecodeCBProgrInitAlloc_JPEG2K(&state, 4, 4), moxStatusOk);
+  const WatchedFree watch(state);
+  EXPECT_EQ(moxiDecodeCBProgrFree_JPEG2K(state), moxStatusOk);
+  EXPECT_TRUE(WatchedFree::freed);
+  EXPECT_EQ(WatchedFree::firstWord, 0u);
+}
+
 TEST(Tier1Decoder, oneCallChecksInOrder) {
   const Mox8u src[4] = {1, 2, 3, 4};
   Mox32s dst[4] = {1, 2, 3, 4};
@@ -191,7 +229,7 @@ TEST(Tier1Decoder, oneCallChecksInOrder) {
       .untouched(&plane, sizeof plane)
       .untouched(buffer, sizeof buffer)
       .run();
-  // No one needs to know the bit-plane.
+  // The bit-plane is optional.
   EXPECT_EQ(
       moxiDecodeCodeBlock_JPEG2K_1u32s_C1R(src, dst, 8, 2, 2, 0, 3, 7, lengths, 1, moxJ2KSegSymbol, nullptr, buffer),
       moxStatusDecodeFailed);
@@ -335,7 +373,7 @@ TEST(Tier1Decoder, failureSticks) {
     state.attach(dst, 0, e.numBitPlanes, options, e.numPasses);
     const int before = state.counter();
     ASSERT_EQ(state.step({0x12, 0x34}), moxStatusDecodeFailed);
-    // The failed pass counts as done only where each pass has a segment of its own.
+    // The failed pass counts as done only where each pass is a segment.
     EXPECT_EQ(state.counter(), options & 4 ? before - 1 : before);
     EXPECT_EQ(state.plane(), e.numBitPlanes - 1);
     const Block partly = dst;
@@ -472,7 +510,7 @@ TEST(Tier1Decoder, flagsAreKept) {
   EXPECT_NE(dst.coefficients, first.coefficients);
 }
 
-// Flags that no one has cleared, a destination of noise, any bytes: nothing outside of the state, the destination or
+// Flags that were never cleared, a destination of noise, any bytes: nothing outside the state, the destination or
 // the segment is touched.
 TEST(Tier1Decoder, flagsOfAnyKind) {
   Random random(13);

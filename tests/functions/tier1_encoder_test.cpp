@@ -66,11 +66,40 @@ TEST(Tier1Encoder, loadChecksInOrder) {
       .breaks<12>(nullptr, moxStatusNullPointer)
       .breaksEach<3>({0, -1, INT32_MIN}, moxStatusBadSize)
       .breaksEach<2>({0, -1, INT32_MIN}, moxStatusBadSize)
+      .breaksEach<3>({9, INT32_MAX}, moxStatusBadSize)  // the state is for 8 x 8
+      .breaksEach<2>({9, INT32_MAX}, moxStatusBadSize)
       .breaks<0>(nullptr, moxStatusNullPointer)
       .breaksEach<1>({0, -1, INT32_MIN}, moxStatusBadStep)
       .untouched(out, sizeof out)
       .untouched(states.other, sizeof states.other)
       .run();
+}
+
+// A block that is larger than those the state is for, by a row or a column: refused, and the state keeps the block that
+// it holds.
+TEST(Tier1Encoder, blockLargerThanTheState) {
+  Random random(16);
+  EncodeState state(12, 9);
+  const Block largest = makeBlock(random, 12, 9, Content::wavelet, 8);
+  const Encoded expected = state.encode(largest, 0, 31, 0, moxJ2KTermAll);
+  for (const auto& [width, height] : {std::pair{13, 9}, {12, 10}, {13, 1}, {1, 10}, {64, 64}}) {
+    Encoded e;
+    ASSERT_EQ(state.load(makeBlock(random, width, height, Content::noise, 8), 0, 31, 0, 0, e), moxStatusBadSize);
+    EXPECT_EQ(e.numPasses, -1);
+    Encoded kept{expected.numBitPlanes, expected.numPasses, expected.numSegments, {}, {}, {}, {}};
+    state.query(kept);
+    EXPECT_EQ(kept.rates, expected.rates);
+    EXPECT_EQ(kept.segmentLengths, expected.segmentLengths);
+  }
+}
+
+TEST(Tier1Encoder, freeClearsTheTag) {
+  MoxJ2KEncodeState* state = nullptr;
+  ASSERT_EQ(moxiEncodeInitAlloc_JPEG2K(&state, 4, 4), moxStatusOk);
+  const WatchedFree watch(state);
+  EXPECT_EQ(moxiEncodeFree_JPEG2K(state), moxStatusOk);
+  EXPECT_TRUE(WatchedFree::freed);
+  EXPECT_EQ(WatchedFree::firstWord, 0u);
 }
 
 TEST(Tier1Encoder, storeChecksInOrder) {
@@ -306,7 +335,7 @@ TEST(Tier1Encoder, reportsAreZeroBeforeTheFirstStore) {
   }
 }
 
-TEST(Tier1Encoder, ratesPointBehindNoByteOfFF) {
+TEST(Tier1Encoder, ratesEndInNoByteOfFF) {
   EncodeState state(64, 64);
   Random random(13);
   int trimmed = 0;
@@ -324,7 +353,7 @@ TEST(Tier1Encoder, ratesPointBehindNoByteOfFF) {
   EXPECT_GT(trimmed, 0);
 }
 
-// A pass without decisions in a segment of its own.
+// A pass without decisions that is a segment.
 TEST(Tier1Encoder, emptySegments) {
   EncodeState state(4, 4);
   Block block = emptyBlock(1, 1);

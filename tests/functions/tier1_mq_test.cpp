@@ -20,7 +20,7 @@ struct Registers {
 Bytes finished(const Registers& r, mox::mq::Termination kind) {
   Bytes buffer(r.out.size() + 20, 0xEE);
   std::copy(r.out.begin(), r.out.end(), buffer.begin() + 1);
-  mox::tier1::MqEncoder coder;
+  mox::mq::Encoder coder;
   coder.contexts.reset();
   coder.a = r.a;
   coder.ct = r.ct;
@@ -35,17 +35,17 @@ TEST(Tier1Mq, shortestTermination) {
   using mox::mq::kShortest;
   // Ones from B on are inside of the interval: nothing is added.
   EXPECT_EQ(finished({{0x12}, 0xFF, 0x8000, 0x7FFFF, 8}, kShortest), (Bytes{0x12}));
-  // B is needed, and ones behind it do.
+  // B is needed, and ones after it do.
   EXPECT_EQ(finished({{0x12}, 0x34, 0x8000, 0x7FFFF, 8}, kShortest), (Bytes{0x12, 0x34}));
   // One byte more.
   EXPECT_EQ(finished({{0x12}, 0x34, 0x8000, 0x08000, 8}, kShortest), (Bytes{0x12, 0x34, 0x10}));
   // A carry that has not reached B yet.
   EXPECT_EQ(finished({{0x12}, 0x34, 0x8000, 0x87FFF, 8}, kShortest), (Bytes{0x12, 0x35, 0x0F}));
-  // A carry into 0xFE, behind which the next byte has seven bits.
+  // A carry into 0xFE, after which the next byte has seven bits.
   EXPECT_EQ(finished({{0x12}, 0xFE, 0x8000, 0x87FFF, 8}, kShortest), (Bytes{0x12, 0xFF, 0x07}));
   // A carry into 0xFF goes to the next byte's top bit.
   EXPECT_EQ(finished({{0x12}, 0xFF, 0x8000, 0x84000, 8}, kShortest), (Bytes{0x12, 0xFF, 0x84}));
-  // Behind 0xFF the seven bits of B are ones, too: neither they nor the 0xFF need be there.
+  // After 0xFF the seven bits of B are ones, too: neither they nor the 0xFF need be there.
   EXPECT_EQ(finished({{0x12, 0xFF}, 0x7F, 0x8000, 0xFFFFF, 7}, kShortest), (Bytes{0x12}));
   EXPECT_EQ(finished({{0x12, 0xFF, 0x7F}, 0xFF, 0x8000, 0x7FFFF, 8}, kShortest), (Bytes{0x12}));
   EXPECT_EQ(finished({{0xFF}, 0x7F, 0x8000, 0xFFFFF, 7}, kShortest), (Bytes{}));
@@ -119,7 +119,7 @@ TEST(Tier1Mq, nothingShorterThanTheShortest) {
   }
 }
 
-// 0xFF 0x8F is data, 0xFF 0x90 a marker, behind which nothing is read.
+// 0xFF 0x8F is data, 0xFF 0x90 a marker, after which nothing is read.
 TEST(Tier1Mq, markerEndsTheData) {
   Random random(3);
   int differences = 0;
@@ -135,9 +135,9 @@ TEST(Tier1Mq, markerEndsTheData) {
     for (size_t k = 6; k < marker.size(); k++) marker[k] ^= random.any<uint8_t>();
     const auto decoded = [&](const Bytes& b) { return decode(empty, 0, 8, 22, {b}, 0).block.coefficients; };
     EXPECT_EQ(decoded(data), decoded(marker));
-    const Bytes cut(data.begin(), data.begin() + 4), cutBehindFF(data.begin(), data.begin() + 5);
+    const Bytes cut(data.begin(), data.begin() + 4), cutAfterFF(data.begin(), data.begin() + 5);
     EXPECT_EQ(decoded(data), decoded(cut));
-    EXPECT_EQ(decoded(data), decoded(cutBehindFF));
+    EXPECT_EQ(decoded(data), decoded(cutAfterFF));
     data[5] = marker[5] = 0x8F;
     differences += decoded(data) != decoded(marker);
   }
@@ -153,7 +153,7 @@ TEST(Tier1Mq, codedDecisionsComeBack) {
       Bytes symbols(count + mox::tier1::kSymbolSlack), buffer(count * 3 + 40);
       for (int k = 0; k < count; k++)
         symbols[k] = mox::tier1::symbol(random.below(contexts), random.oneIn(odds) ^ (k / 700 & 1));
-      mox::tier1::MqEncoder coder;
+      mox::mq::Encoder coder;
       coder.contexts.reset();
       mox::mq::start(coder, buffer.data() + 1);
       target.kernels->tier1Encode->code(coder, symbols.data(), symbols.data() + count);

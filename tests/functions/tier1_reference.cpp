@@ -28,8 +28,8 @@ const Row kTable[47] = {
 
 int initialState(int context) { return context == 0 ? 46 : context == 1 ? 3 : context == 2 ? 4 : 0; }
 
-// The neighbourhood of a coefficient, whatever holds the flags: `significant(x, y)` and `negative(x, y)` may be asked
-// for places outside of the block or hidden by causal contexts, and are then told nothing is there.
+// The neighbourhood of a coefficient, whatever holds the flags: `significant(x, y)` and `negative(x, y)` are not asked
+// for places outside the block or hidden by causal contexts; nothing is there.
 struct Neighbourhood {
   int h, v, d;  // numbers of significant neighbours
   int sh, sv;   // sign contributions, -1 to 1
@@ -400,7 +400,7 @@ class MqEncoder {
       c_ <<= ct_;
       byteOut();
     }
-    // The fewer of them, the larger the value with ones behind: as few as stay below the interval's end.
+    // The fewer of them, the larger the value with ones after them: as few as stay below the interval's end.
     const auto inside = [&](size_t length) {
       Fraction value;
       int position = addBytes(value, {bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(length)});

@@ -15,7 +15,7 @@ constexpr int kHeight = 11;  // two whole stripes and a part of one
 constexpr int kStripes = 3;
 
 // The passes of bit-planes 9 to 4 of a block of n x kHeight coefficients, which lie in chunks.
-void scan(const Tier1EncodeKernels& kernels, Feed& f, int n, Band band, bool raw, bool causal) {
+void scan(const Tier1EncodeKernels& kernels, Feed& f, int n, Subband subband, bool raw, bool causal) {
   const size_t values = static_cast<size_t>(n) * kHeight, stride = chunksOf(n) + 2;
   const size_t count = chunksOf(n) * kStripes * 4 * kChunkColumns, all = stride * (kStripes + 2);
   const Mox32s* const src = f.in<Mox32s>(values, [&](Random& random, Mox32s* block) {
@@ -32,8 +32,8 @@ void scan(const Tier1EncodeKernels& kernels, Feed& f, int n, Band band, bool raw
   size_t* const counts = f.out<size_t>(18);
   std::fill(chunks, chunks + all, Chunk{});
   Chunk* const first = chunks + stride + 1;
-  kernels.arrange(src, 4 * n, n, kHeight, coefficients, first);
-  ScanPass pass{first, windows, n, kHeight, band, causal, causal, symbols, 0};
+  arrange(src, 4 * n, n, kHeight, coefficients, first);
+  ScanPass pass{first, windows, n, kHeight, subband, causal, causal, symbols, 0};
   int i = 0;
   const auto run = [&](void (*kernel)(ScanPass&)) {
     uint8_t* const before = pass.symbols;
@@ -47,11 +47,11 @@ void scan(const Tier1EncodeKernels& kernels, Feed& f, int n, Band band, bool raw
     run(kernels.refinement);
     run(kernels.cleanup);
   }
-  // What lies behind the last symbol may be anything.
+  // What follows the last symbol may be anything.
   std::fill(pass.symbols, pass.symbols + kSymbolSlack, 0);
 }
 
-void decodePasses(const Tier1DecodeKernels& kernels, Feed& f, int n, int band, bool raw, bool causal) {
+void decodePasses(const Tier1DecodeKernels& kernels, Feed& f, int n, Subband subband, bool raw, bool causal) {
   const size_t words = (static_cast<size_t>(n) + 2) * kStripes;
   uint64_t* const flags = f.out<uint64_t>(words);
   Mox32s* const dst = f.out<Mox32s>(static_cast<size_t>(n) * kHeight);
@@ -65,7 +65,7 @@ void decodePasses(const Tier1DecodeKernels& kernels, Feed& f, int n, int band, b
   pass.dstStep = 4 * n;
   pass.width = n;
   pass.height = kHeight;
-  pass.significance = &kSignificanceContext[band];
+  pass.significance = &kSignificanceContext[subband];
   pass.mq.contexts.reset();
   mq::start(pass.mq, bytes, length);
   mq::start(pass.raw, bytes, length);
@@ -85,14 +85,6 @@ void decodePasses(const Tier1DecodeKernels& kernels, Feed& f, int n, int band, b
 }
 
 const AddKernelCases cases{
-    {"tier1Encode.arrange", "columns", 1, 80, 64,
-     [](const Kernels& k, Feed& f, int n) {
-       const int height = 1 + n % 9;
-       const Mox32s* const src = f.in<Mox32s>(static_cast<size_t>(n) * height);
-       uint32_t* const coefficients = f.out<uint32_t>(chunksOf(n) * stripesOf(height) * 4 * kChunkColumns);
-       Chunk* const chunks = f.out<Chunk>((chunksOf(n) + 2) * stripesOf(height) - 2);
-       *f.out<uint32_t>(1) = k.tier1Encode->arrange(src, 4 * n, n, height, coefficients, chunks);
-     }},
     {"tier1Encode.window", "chunks", 1, 31, 31,
      [](const Kernels& k, Feed& f, int n) {  // at every bit-plane once
        const size_t count = static_cast<size_t>(n) * 4 * kChunkColumns;
@@ -100,13 +92,13 @@ const AddKernelCases cases{
        k.tier1Encode->window(coefficients, count, n - 1, f.out<uint8_t>(count));
      }},
     {"tier1Encode.passes", "columns", 1, 40, 64,
-     [](const Kernels& k, Feed& f, int n) { scan(*k.tier1Encode, f, n, kBandLow, false, false); }},
+     [](const Kernels& k, Feed& f, int n) { scan(*k.tier1Encode, f, n, kSubbandLow, false, false); }},
     {"tier1Encode.passesCausal", "columns", 1, 40, 64,
-     [](const Kernels& k, Feed& f, int n) { scan(*k.tier1Encode, f, n, kBandHL, false, true); }},
+     [](const Kernels& k, Feed& f, int n) { scan(*k.tier1Encode, f, n, kSubbandHL, false, true); }},
     {"tier1Encode.passesRaw", "columns", 1, 40, 64,
-     [](const Kernels& k, Feed& f, int n) { scan(*k.tier1Encode, f, n, kBandHH, true, false); }},
+     [](const Kernels& k, Feed& f, int n) { scan(*k.tier1Encode, f, n, kSubbandHH, true, false); }},
     {"tier1Encode.passesRawCausal", "columns", 1, 40, 64,
-     [](const Kernels& k, Feed& f, int n) { scan(*k.tier1Encode, f, n, kBandLow, true, true); }},
+     [](const Kernels& k, Feed& f, int n) { scan(*k.tier1Encode, f, n, kSubbandLow, true, true); }},
     {"tier1Encode.code", "decisions", 0, 300, 4096,
      [](const Kernels& k, Feed& f, int n) {
        const uint8_t* const symbols = f.in<uint8_t>(n, [n](Random& random, uint8_t* values) {
@@ -114,7 +106,7 @@ const AddKernelCases cases{
        });
        uint8_t* const out = f.out<uint8_t>(static_cast<size_t>(n) * 15 / 7 + 8);
        uint64_t* const registers = f.out<uint64_t>(mq::kContexts + 4);
-       MqEncoder coder;
+       mq::Encoder coder;
        coder.contexts.reset();
        mq::start(coder, out + 1);
        k.tier1Encode->code(coder, symbols, symbols + n);
@@ -125,13 +117,13 @@ const AddKernelCases cases{
        registers[mq::kContexts + 3] = static_cast<uint64_t>(coder.out - out);
      }},
     {"tier1Decode.passes", "columns", 1, 40, 64,
-     [](const Kernels& k, Feed& f, int n) { decodePasses(*k.tier1Decode, f, n, kBandLow, false, false); }},
+     [](const Kernels& k, Feed& f, int n) { decodePasses(*k.tier1Decode, f, n, kSubbandLow, false, false); }},
     {"tier1Decode.passesCausal", "columns", 1, 40, 64,
-     [](const Kernels& k, Feed& f, int n) { decodePasses(*k.tier1Decode, f, n, kBandHL, false, true); }},
+     [](const Kernels& k, Feed& f, int n) { decodePasses(*k.tier1Decode, f, n, kSubbandHL, false, true); }},
     {"tier1Decode.passesRaw", "columns", 1, 40, 64,
-     [](const Kernels& k, Feed& f, int n) { decodePasses(*k.tier1Decode, f, n, kBandHH, true, false); }},
+     [](const Kernels& k, Feed& f, int n) { decodePasses(*k.tier1Decode, f, n, kSubbandHH, true, false); }},
     {"tier1Decode.passesRawCausal", "columns", 1, 40, 64,
-     [](const Kernels& k, Feed& f, int n) { decodePasses(*k.tier1Decode, f, n, kBandLow, true, true); }},
+     [](const Kernels& k, Feed& f, int n) { decodePasses(*k.tier1Decode, f, n, kSubbandLow, true, true); }},
 };
 
 }  // namespace

@@ -1,5 +1,8 @@
-// Simulates allocation failures: the test program is linked so that the library's calls of malloc come here first.
+// Simulates allocation failures, and sees what is freed: the test program is linked so that the library's calls of
+// malloc and free come here first.
 #pragma once
+
+#include <cstdint>
 
 namespace test {
 
@@ -10,6 +13,16 @@ class FailingMalloc {
   ~FailingMalloc() { active = false; }
   static bool active;
   static int successes;
+};
+
+// Records the first word of a block of the library's allocator at the moment the block is freed.
+class WatchedFree {
+ public:
+  explicit WatchedFree(const void* block) { watched = block, freed = false; }
+  ~WatchedFree() { watched = nullptr; }
+  static const void* watched;
+  static bool freed;
+  static uint32_t firstWord;
 };
 
 }  // namespace test

@@ -8,6 +8,7 @@
 namespace mox::tier1 {
 
 inline constexpr int kChunkColumns = 16;
+inline constexpr size_t kChunkSize = 4 * kChunkColumns;  // coefficients
 
 // Sixteen columns of a stripe.
 struct Chunk {
@@ -58,19 +59,19 @@ using SignSymbols = Numbers<symbol(mq::kSign, 0), 4>;
 using RefinementSymbols = Numbers<symbol(mq::kRefinement, 0), 3>;
 
 // Table D.1.
-template <Band kBand>
+template <Subband kSubband>
 constexpr SignificanceSymbols significance(uint64_t decisions, const Neighbours& of) {
   const uint64_t pair1 = of.nw | of.ne, pair2 = of.sw | of.se, both1 = of.nw & of.ne, both2 = of.sw & of.se;
-  const uint64_t d1 = pair1 | pair2, d2 = both1 | both2 | (pair1 & pair2);  // at least so many
+  const uint64_t d1 = pair1 | pair2, d2 = both1 | both2 | (pair1 & pair2);  // at least one, at least two
   const uint64_t h1 = of.w | of.e, h2 = of.w & of.e, v1 = of.n | of.s, v2 = of.n & of.s;
-  if constexpr (kBand == kBandHH) {
+  if constexpr (kSubband == kSubbandHH) {
     const uint64_t d3 = (both1 & pair2) | (both2 & pair1), x1 = h1 | v1, x2 = h2 | v2 | (h1 & v1);
     const uint64_t two = d2 & ~d3, one = d1 & ~d2;
     return {{decisions, (two & x1) | (one & ~(x1 & ~x2)) | (~d1 & x1 & ~x2), two | (one & ~x1) | (~d1 & x2),
              two | (one & x1), d3}};
   } else {
-    const uint64_t a1 = kBand == kBandHL ? v1 : h1, a2 = kBand == kBandHL ? v2 : h2;
-    const uint64_t b1 = kBand == kBandHL ? h1 : v1, b2 = kBand == kBandHL ? h2 : v2;
+    const uint64_t a1 = kSubband == kSubbandHL ? v1 : h1, a2 = kSubband == kSubbandHL ? v2 : h2;
+    const uint64_t b1 = kSubband == kSubbandHL ? h1 : v1, b2 = kSubband == kSubbandHL ? h2 : v2;
     const uint64_t one = a1 & ~a2;
     return {{decisions, (one & (b1 | ~d1)) | (~a1 & ((b1 & ~b2) | (~b1 & d1 & ~d2))),
              (one & (b1 | d1)) | (~a1 & ((b1 & ~b2) | (~b1 & d2))), one | (~a1 & b2), a2}};
@@ -110,17 +111,18 @@ constexpr Neighbours combinations(int from, const std::array<uint32_t, 8>& flags
   return all;
 }
 
-template <Band kBand>
+template <Subband kSubband>
 constexpr bool significanceIsRight() {
   for (int from = 0; from < 256; from += 64) {
     const Neighbours of =
         combinations(from, {kNorth, kSouth, kWest, kEast, kNorthWest, kNorthEast, kSouthWest, kSouthEast});
     for (int i = 0; i < 64; i++)
-      if (significance<kBand>(0, of).at(i) != symbol(kSignificanceContext[kBand][from + i], 0)) return false;
+      if (significance<kSubband>(0, of).at(i) != symbol(kSignificanceContext[kSubband][from + i], 0)) return false;
   }
   return true;
 }
-static_assert(significanceIsRight<kBandLow>() && significanceIsRight<kBandHL>() && significanceIsRight<kBandHH>());
+static_assert(significanceIsRight<kSubbandLow>() && significanceIsRight<kSubbandHL>() &&
+              significanceIsRight<kSubbandHH>());
 
 constexpr bool signIsRight() {
   constexpr auto bit = [](uint32_t flag) { return flag >> kSignShift; };

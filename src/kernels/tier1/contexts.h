@@ -1,5 +1,5 @@
-// What the code-block coders share: state flags, contexts by the rules of the standard, distortion measures
-// (ISO/IEC 15444-1, Annex D).
+// What the code-block coders share (ISO/IEC 15444-1, Annex D): state flags, contexts by the rules of Tables D.1 to D.4,
+// distortion measures.
 #pragma once
 
 #include <array>
@@ -7,12 +7,13 @@
 #include <cstdint>
 
 #include "kernels/tier1/mq.h"
+#include "moxj.h"
 
 namespace mox::tier1 {
 
-// A stripe is four rows. The flags of a column of it are one 64-bit word, 16 bits a row from the first row up, so
-// that a column without any significant neighbour costs one test, and each coefficient finds all that its contexts
-// depend on in one place.
+// A stripe is four rows. The flags of one of its columns are a 64-bit word, 16 bits a row from the first row up: a
+// column without any significant neighbour costs one test, and each coefficient finds in one place all that its
+// contexts depend on.
 enum Flag : uint32_t {
   kNorthWest = 1u << 0,  // the eight neighbours: significant
   kNorthEast = 1u << 1,
@@ -39,8 +40,8 @@ constexpr uint64_t at(uint32_t flags, int lane) { return static_cast<uint64_t>(f
 // The same in all four rows.
 constexpr uint64_t inAllRows(uint32_t flags) { return flags * UINT64_C(0x0001000100010001); }
 
-// What a coefficient that becomes significant says to its neighbours, as three words for the column on its left, its
-// own and the one on its right: the lanes of the row above, its own row and the row below from bit 0 up.
+// The flags that a coefficient which becomes significant sets, as three words for the column on its left, its own and
+// the one on its right: the lanes of the row above, its own row and the row below, from bit 0 up.
 struct Spread {
   uint64_t left, own, right;
 };
@@ -54,8 +55,8 @@ constexpr Spread spread(bool negative) {
           column(kSouthWest, kWest | (kWestMinus & minus), kNorthWest)};
 }
 
-// Spread for each row of the stripe and sign: rotated so that its middle is the row. What leaves the stripe comes out
-// at the other end of the word, in the very lane where the stripe above or below keeps it.
+// Spread for each row of the stripe and sign: rotated so that its middle is the row. What leaves the stripe comes in
+// at the other end of the word, in the lane where the stripe above or below keeps it.
 inline constexpr auto kSpread = [] {
   std::array<std::array<Spread, 2>, 4> table{};
   const auto rotate = [](uint64_t x, int bits) { return bits == 0 ? x : x << bits | x >> (64 - bits); };
@@ -68,7 +69,7 @@ inline constexpr auto kSpread = [] {
   return table;
 }();
 inline constexpr uint64_t kFirstRow = 0xFFFF, kLastRow = kFirstRow << 48;
-// What of a Spread belongs to the stripe itself.
+// The part of a Spread that belongs to the stripe itself.
 inline constexpr uint64_t kWithin[4] = {~kLastRow, ~UINT64_C(0), ~UINT64_C(0), ~kFirstRow};
 
 static_assert(kSpread[1][0].own == (at(kSouth, 0) | at(kSelf, 16) | at(kNorth, 32)));
@@ -78,20 +79,24 @@ static_assert((kSpread[3][0].right & kFirstRow) == kNorthWest);
 // The symbols between scan and coder: one byte, the context above the decision.
 constexpr uint8_t symbol(int context, int decision) { return static_cast<uint8_t>(context << 1 | decision); }
 
-enum Band { kBandLow, kBandHL, kBandHH, kBands };
+// What Table D.1 tells apart: LL and LH, HL, HH.
+enum Subband : int32_t { kSubbandLow, kSubbandHL, kSubbandHH, kSubbands };
 
-constexpr Band bandOf(int32_t subband) { return subband == 2 ? kBandHL : subband == 3 ? kBandHH : kBandLow; }
+constexpr Subband subbandOf(int32_t number) {
+  return number == moxJ2KSubbandHL ? kSubbandHL : number == moxJ2KSubbandHH ? kSubbandHH : kSubbandLow;
+}
 
 // Table D.1: the label of a significance context from the numbers of significant neighbours.
-constexpr int significanceLabel(Band band, int horizontal, int vertical, int diagonal) {
-  if (band == kBandHH) {
+constexpr int significanceLabel(Subband subband, int horizontal, int vertical, int diagonal) {
+  if (subband == kSubbandHH) {
     const int nearest = horizontal + vertical;
     if (diagonal >= 3) return 8;
     if (diagonal == 2) return nearest >= 1 ? 7 : 6;
     if (diagonal == 1) return nearest >= 2 ? 5 : nearest == 1 ? 4 : 3;
     return nearest >= 2 ? 2 : nearest;
   }
-  const int first = band == kBandHL ? vertical : horizontal, second = band == kBandHL ? horizontal : vertical;
+  const bool swapped = subband == kSubbandHL;
+  const int first = swapped ? vertical : horizontal, second = swapped ? horizontal : vertical;
   if (first == 2) return 8;
   if (first == 1) return second >= 1 ? 7 : diagonal >= 1 ? 6 : 5;
   if (second >= 1) return second + 2;
@@ -102,21 +107,21 @@ using ContextTable = std::array<uint8_t, 256>;
 
 // An insignificant coefficient's context, by its eight neighbour flags.
 inline constexpr auto kSignificanceContext = [] {
-  std::array<ContextTable, kBands> tables{};
-  for (int band = 0; band < kBands; band++)
+  std::array<ContextTable, kSubbands> tables{};
+  for (int subband = 0; subband < kSubbands; subband++)
     for (uint32_t flags = 0; flags < 256; flags++) {
       const auto count = [flags](uint32_t a, uint32_t b) { return !!(flags & a) + !!(flags & b); };
-      const int label = significanceLabel(static_cast<Band>(band), count(kWest, kEast), count(kNorth, kSouth),
+      const int label = significanceLabel(static_cast<Subband>(subband), count(kWest, kEast), count(kNorth, kSouth),
                                           count(kNorthWest, kNorthEast) + count(kSouthWest, kSouthEast));
-      tables[band][flags] = static_cast<uint8_t>(mq::kSignificance + label);
+      tables[subband][flags] = static_cast<uint8_t>(mq::kSignificance + label);
     }
   return tables;
 }();
 
-static_assert(kSignificanceContext[kBandLow][0] == 2 && kSignificanceContext[kBandLow][255] == 10);
-static_assert(kSignificanceContext[kBandLow][kNorth | kSouth] == 6);
-static_assert(kSignificanceContext[kBandHL][kNorth | kSouth] == 10);
-static_assert(kSignificanceContext[kBandHH][kNorth | kSouth] == 4);
+static_assert(kSignificanceContext[kSubbandLow][0] == 2 && kSignificanceContext[kSubbandLow][255] == 10);
+static_assert(kSignificanceContext[kSubbandLow][kNorth | kSouth] == 6);
+static_assert(kSignificanceContext[kSubbandHL][kNorth | kSouth] == 10);
+static_assert(kSignificanceContext[kSubbandHH][kNorth | kSouth] == 4);
 
 // Tables D.2 and D.3: the symbol of a plus sign by the nearest neighbours' flags and signs; its decision is the XOR
 // bit.
@@ -143,6 +148,11 @@ static_assert(kSignSymbol[(kWest | kWestMinus) >> kSignShift] == symbol(14, 1));
 static_assert(kSignSymbol[(kWest | kWestMinus | kNorth) >> kSignShift] == symbol(13, 1));
 static_assert(kSignSymbol[(kNorth | kSouth | kSouthMinus) >> kSignShift] == symbol(11, 0));
 
+// Table D.4: a refinement's context, by the neighbours' flags.
+constexpr int refinementContext(uint32_t flags, bool refined) {
+  return mq::kRefinement + (refined ? 2 : (flags & kNeighbours) != 0 ? 1 : 0);
+}
+
 inline constexpr uint8_t kRunBroken = symbol(mq::kRun, 1), kRunOfZeros = symbol(mq::kRun, 0);
 
 // The reduction of the squared error by one coefficient, in units of 2^-13 of the squared step of its bit-plane: a
@@ -150,6 +160,14 @@ inline constexpr uint8_t kRunBroken = symbol(mq::kRun, 1), kRunOfZeros = symbol(
 // is taken to reconstruct in the middle of the interval, or exactly at the last bit-plane of a block coded so.
 inline constexpr int kDistortionScale = 13;
 inline constexpr int kWindowBits = 7;  // the coded bit and the six below it
+
+// These bits of a coefficient, at bit-plane `plane`; zeros below bit-plane 0.
+constexpr uint8_t windowOf(uint32_t coefficient, int plane) {
+  const int below = plane + 1 - kWindowBits;
+  return static_cast<uint8_t>((below > 0 ? coefficient >> below : coefficient << -below) & ((1u << kWindowBits) - 1));
+}
+constexpr int decisionOf(uint8_t window) { return window >> (kWindowBits - 1); }
+constexpr uint32_t fractionOf(uint8_t window) { return window & ((1u << (kWindowBits - 1)) - 1); }
 
 struct Gain {
   uint32_t constant, linear, square;  // modulo 2^32

@@ -1,28 +1,12 @@
 // Where codeword segments begin and end: the MQ coder's initialisation and termination, and the check of the latter.
+// Compiled once: it runs once a segment and has nothing for a vector unit.
 #include "kernels/tier1/mq.h"
 
-#include "kernels/tier1/t1dec.h"
-#include "kernels/tier1/t1enc.h"
-
 namespace mox::mq {
-
-using tier1::MqDecoder;
-using tier1::MqEncoder;
-using tier1::RawReader;
-
 namespace {
 
-// The shifts that complete B, and BYTEOUT.
-void shiftOut(MqEncoder& coder) {
-  const definition::Out out = definition::byteOut(coder.c << coder.ct, 0);
-  coder.c = out.c;
-  coder.ct = out.ct;
-  *coder.out++ = out.byte;
-  *coder.out = out.next;
-}
-
-// FLUSH (C.2.9), which sets as many bits of C to 1 as it can. A last byte of 0xFF stays behind.
-void flush(MqEncoder& coder) {
+// FLUSH (C.2.9), which sets as many bits of C to 1 as it can. A last byte of 0xFF is dropped.
+void flush(Encoder& coder) {
   const uint64_t top = coder.a + coder.c;
   coder.c |= 0xFFFF;
   if (coder.c >= top) coder.c -= 0x8000;
@@ -33,7 +17,7 @@ void flush(MqEncoder& coder) {
 }
 
 // Predictable termination (D.4.2).
-void flushPredictably(MqEncoder& coder) {
+void flushPredictably(Encoder& coder) {
   int bits = 12 - coder.ct;
   while (bits > 0) {
     shiftOut(coder);
@@ -42,11 +26,11 @@ void flushPredictably(MqEncoder& coder) {
   if (*coder.out != 0xFF) shiftOut(coder);
 }
 
-// Appends bytes of the interval's base until all-ones behind them, as the decoder reads past the end of a segment,
-// make a value inside of the interval. Of all strings as long, these bytes with ones behind them are the smallest
+// Appends bytes of the interval's base until they make a value inside the interval when all-ones follow them, as the
+// decoder reads past the end of a segment. Of all strings of that length, these bytes followed by ones are the smallest
 // value not below the base: where they are not enough, no others are.
-void flushShortest(MqEncoder& coder, const uint8_t* first) {
-  // The interval with B's lowest bit at bit 27.
+void flushShortest(Encoder& coder, const uint8_t* first) {
+  // The interval, with B's lowest bit at bit 27.
   uint64_t low = coder.c << coder.ct, high = (coder.c + coder.a) << coder.ct;
   const auto append = [&](uint64_t byte) {
     *coder.out++ = static_cast<uint8_t>(byte);
@@ -54,11 +38,11 @@ void flushShortest(MqEncoder& coder, const uint8_t* first) {
     low = (low - (byte << 27)) << bits;
     high = (high - (byte << 27)) << bits;
   };
-  // Ones from B on come up to this.
+  // What all-ones from B on stay below.
   const auto ones = [&] { return UINT64_C(1) << (coder.out > first && coder.out[-1] == 0xFF ? 34 : 35); };
   if (coder.out < first) append(0);
   while (low >= ones() || high < ones()) append(low >> 27 < 0xFF ? low >> 27 : 0xFF);
-  // Ones at the end of what was out before go without saying, too.
+  // Also drop trailing ones of bytes already output: the decoder supplies them.
   for (;;) {
     const ptrdiff_t length = coder.out - first;
     if (length >= 1 && coder.out[-1] == 0xFF)
@@ -72,7 +56,7 @@ void flushShortest(MqEncoder& coder, const uint8_t* first) {
 
 }  // namespace
 
-void start(MqEncoder& coder, uint8_t* first) {
+void start(Encoder& coder, uint8_t* first) {
   coder.a = 0x8000;
   coder.c = 0;
   coder.ct = 12;
@@ -80,7 +64,7 @@ void start(MqEncoder& coder, uint8_t* first) {
   *coder.out = 0;
 }
 
-uint8_t* finish(MqEncoder& coder, Termination kind, uint8_t* first) {
+uint8_t* finish(Encoder& coder, Termination kind, uint8_t* first) {
   if (kind == kShortest)
     flushShortest(coder, first);
   else if (kind == kPredictable)
@@ -90,20 +74,20 @@ uint8_t* finish(MqEncoder& coder, Termination kind, uint8_t* first) {
   return coder.out;
 }
 
-int bytesToCome(const MqEncoder& coder, const uint8_t* first) {
+int bytesToCome(const Encoder& coder, const uint8_t* first) {
   const int threeBytes = *coder.out >= 0xFE ? 22 : 23;
   return (coder.out >= first ? 1 : 0) + (27 - coder.ct > threeBytes ? 4 : 3);
 }
 
-void start(MqDecoder& coder, const uint8_t* segment, int32_t length) {
+void start(Decoder& coder, const uint8_t* segment, int32_t length) {
   coder.at = segment;
   coder.end = segment + (length > 0 ? length : 0);
   coder.marker = false;
-  coder.a = static_cast<tier1::Word>(0x8000) << (tier1::kWordBits - 16);
-  coder.c = static_cast<tier1::Word>(definition::byteAt(coder.at, coder.end) ^ 0xFF) << (tier1::kWordBits - 16);
+  coder.a = static_cast<Word>(0x8000) << (kWordBits - 16);
+  coder.c = static_cast<Word>(byteAt(coder.at, coder.end) ^ 0xFF) << (kWordBits - 16);
   coder.ahead = 0;
   coder.read = 0;
-  definition::byteIn(coder);
+  byteIn(coder);
   coder.c <<= 7;
   coder.ahead -= 7;
 }
@@ -112,28 +96,28 @@ void start(RawReader& reader, const uint8_t* segment, int32_t length) {
   reader = {segment, segment + (length > 0 ? length : 0), 0, 0};
 }
 
-bool endsPredictably(const MqDecoder& coder, const uint8_t* segment) {
+bool endsPredictably(const Decoder& coder, const uint8_t* segment) {
   // The registers of the flow charts, which take a byte only when the next shift needs one.
   const uint64_t used = coder.read - coder.ahead;
   const uint8_t* at = segment;
   uint64_t taken = 0;
   bool marker = false;
   do {
-    const uint32_t byte = definition::byteAt(at, coder.end);
-    marker = marker || (byte == 0xFF && definition::byteAt(at + (at < coder.end), coder.end) >= 0x90);
+    const uint32_t byte = byteAt(at, coder.end);
+    marker = marker || (byte == 0xFF && byteAt(at + (at < coder.end), coder.end) >= 0x90);
     at += !marker;
     taken += byte == 0xFF && !marker ? 7 : 8;
   } while (taken < used);
   uint32_t ct = static_cast<uint32_t>(taken - used);
 
-  if (!marker && (definition::byteAt(at, coder.end) < 0xFF || ct != 0)) return false;
+  if (!marker && (byteAt(at, coder.end) < 0xFF || ct != 0)) return false;
   if (ct == 1) return true;
   if (ct == 0) {
-    if (!marker && definition::byteAt(at + (at < coder.end), coder.end) < 0x90) return false;
+    if (!marker && byteAt(at + (at < coder.end), coder.end) < 0x90) return false;
     ct = 8;
   }
-  const uint32_t a = static_cast<uint32_t>(coder.a >> (tier1::kWordBits - 16));
-  const uint32_t c = static_cast<uint32_t>(coder.c >> (tier1::kWordBits - 16));
+  const uint32_t a = static_cast<uint32_t>(coder.a >> (kWordBits - 16));
+  const uint32_t c = static_cast<uint32_t>(coder.c >> (kWordBits - 16));
   return c >= a - (0x8000u >> (ct - 1));
 }
 

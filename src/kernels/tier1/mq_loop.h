@@ -1,12 +1,12 @@
-// The decision loops of the MQ coder (ISO/IEC 15444-1, C.2 and C.3).
+// The decision loops of the MQ coder (ISO/IEC 15444-1, C.2 and C.3) without branches.
 //
-// In the flow charts a decision takes three or four branches that depend on the data, and half of the decisions are
-// all but random: each wrong guess of the processor costs more than the whole decision should. Here the cases become
-// masks. With the interval cut into an upper part A - Qe and a lower part Qe, an LPS is coded in the smaller of the
-// two, so:
+// In the flow charts, which mq.h follows, a decision takes three or four branches that depend on the data, and half
+// of the decisions are close to random: each misprediction costs more than the whole decision should. Here the cases
+// become masks. With the interval cut into an upper part A - Qe and a lower part Qe, an LPS is coded in the smaller of
+// the two, so:
 //
-//   lower part taken  <=>  (LPS) xor (upper part < Qe)        when encoding
-//   LPS               <=>  (lower part taken) xor (upper part < Qe)        when decoding
+//   encoding   lower part taken  <=>  (LPS) xor (upper part < Qe)
+//   decoding   LPS               <=>  (lower part taken) xor (upper part < Qe)
 //
 // Both renormalised parts are formed before it is known which is needed; that of Qe comes from a table. What is left
 // on the path from one decision to the next are a subtraction, a count of leading zeros, a shift and a selection, and
@@ -17,8 +17,7 @@
 #include <bit>
 #include <cstdint>
 
-#include "kernels/tier1/t1dec.h"
-#include "kernels/tier1/t1enc.h"
+#include "kernels/tier1/mq.h"
 
 // Hides where a value comes from, so that no compiler makes a branch of a selection.
 #define MOX_OPAQUE(value) asm("" : "+r"(value))
@@ -62,7 +61,7 @@ inline constexpr auto kCodingStep = [] {
   return steps;
 }();
 
-inline void encodeSymbols(tier1::MqEncoder& coder, const uint8_t* symbols, const uint8_t* end) {
+inline void encodeSymbols(mq::Encoder& coder, const uint8_t* symbols, const uint8_t* end) {
   uint16_t states[mq::kContexts];
   for (int k = 0; k < mq::kContexts; k++) states[k] = static_cast<uint16_t>(coder.contexts.state[k] * kBytesPerState);
   const char* const steps = reinterpret_cast<const char*>(kCodingStep.data());
@@ -87,7 +86,7 @@ inline void encodeSymbols(tier1::MqEncoder& coder, const uint8_t* symbols, const
     c = (c + (step.qeLow & ~lower)) << shift;
     ct -= static_cast<int>(shift);
     while (ct <= 0) {
-      const definition::Out o = definition::byteOut(c, ct);
+      const mq::Out o = mq::byteOut(c, ct);
       *out++ = o.byte;
       c = o.c, ct = o.ct;
       *out = o.next;
@@ -114,19 +113,19 @@ inline constexpr auto kStateWord = [] {
 }();
 
 struct MqRegister {
-  tier1::Word c;
+  mq::Word c;
   int ahead;
 };
 
 // A shift by `shift` that needs more bits than C holds: the bytes come in where they are due.
-[[gnu::noinline]] static MqRegister shiftAcross(tier1::MqDecoder& coder, MqRegister r, int shift) {
+[[gnu::noinline]] static MqRegister shiftAcross(mq::Decoder& coder, MqRegister r, int shift) {
   coder.c = r.c;
   coder.ahead = r.ahead;
   while (shift > coder.ahead) {
     coder.c <<= coder.ahead;
     shift -= coder.ahead;
     coder.ahead = 0;
-    definition::byteIn(coder);
+    mq::byteIn(coder);
   }
   return {coder.c << shift, coder.ahead - shift};
 }
@@ -134,7 +133,7 @@ struct MqRegister {
 // The decoder with its registers in locals, for as long as a pass runs.
 class MqSource {
  public:
-  explicit MqSource(tier1::MqDecoder& coder) : home_(coder), a_(coder.a), c_(coder.c), ahead_(coder.ahead) {
+  explicit MqSource(mq::Decoder& coder) : home_(coder), a_(coder.a), c_(coder.c), ahead_(coder.ahead) {
     next_ = kStateWord;
     for (int k = 0; k < mq::kContexts; k++) words_[k] = next_[coder.contexts.state[k]];
   }
@@ -145,7 +144,7 @@ class MqSource {
   MqSource(const MqSource&) = delete;
 
   [[gnu::always_inline]] uint32_t decide(int context) {
-    using tier1::kWordBits, tier1::Word;
+    using mq::kWordBits, mq::Word;
     const uint64_t word = words_[context];
     const Word qe = static_cast<Word>(word >> (64 - kWordBits)) & kTop;
     const uint64_t afterMps = next_[static_cast<uint8_t>(word)];
@@ -171,23 +170,23 @@ class MqSource {
     return ((static_cast<uint32_t>(word) >> 16) ^ lps) & 1;
   }
 
-  // The same where the MPS is all but certain and seldom needs a shift: there a branch is guessed right.
+  // The same for a context whose MPS is nearly certain and seldom needs a shift: there a branch is predicted well.
   [[gnu::always_inline]] uint32_t decideSkewed(int context) {
     const uint64_t word = words_[context];
-    const tier1::Word upper = a_ - (static_cast<tier1::Word>(word >> (64 - tier1::kWordBits)) & kTop);
-    if (c_ >= upper || upper >> (tier1::kWordBits - 1) == 0) return decide(context);
+    const mq::Word upper = a_ - (static_cast<mq::Word>(word >> (64 - mq::kWordBits)) & kTop);
+    if (c_ >= upper || upper >> (mq::kWordBits - 1) == 0) return decide(context);
     a_ = upper;
     return static_cast<uint32_t>(word >> 16) & 1;
   }
 
  private:
-  static constexpr tier1::Word kTop = static_cast<tier1::Word>(0xFFFF) << (tier1::kWordBits - 16);
+  static constexpr mq::Word kTop = static_cast<mq::Word>(0xFFFF) << (mq::kWordBits - 16);
 
-  tier1::MqDecoder& home_;
-  tier1::Word a_, c_;
+  mq::Decoder& home_;
+  mq::Word a_, c_;
   int ahead_;
   uint64_t words_[mq::kContexts];
-  // A copy beside it, as the loops have no register to spare for the address of the table.
+  // A copy of kStateWord on the stack, 752 bytes a pass: the loops have no register to spare for the table's address.
   std::array<uint64_t, mq::kStates> next_;
 };
 
