@@ -1,6 +1,4 @@
 // The reversible 5/3 wavelet of JPEG 2000.
-#include "kernels/wavelet/wt53.h"
-
 #include "exports/mj2wt.h"
 
 namespace mox {

@@ -1,6 +1,4 @@
 // The irreversible 9/7 wavelet of JPEG 2000.
-#include "kernels/wavelet/wt97.h"
-
 #include "exports/mj2wt.h"
 
 namespace mox {

@@ -16,8 +16,7 @@
 #include "kernels/tier1/t1dec.h"
 #include "kernels/tier1/t1enc.h"
 #include "kernels/wavelet/rct.h"
-#include "kernels/wavelet/wt53.h"
-#include "kernels/wavelet/wt97.h"
+#include "kernels/wavelet/wt.h"
 
 #define MOX_PASTE(a, b) a##b
 #define MOX_TABLE_NAME(target) MOX_PASTE(mox_kernels_, target)

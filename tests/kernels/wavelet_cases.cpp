@@ -1,7 +1,6 @@
 #include <cmath>
 
-#include "kernels/wavelet/wt53.h"
-#include "kernels/wavelet/wt97.h"
+#include "kernels/wavelet/wt.h"
 #include "support/kernel_case.h"
 
 namespace test {

@@ -1,300 +1,220 @@
-#include "kernels/wavelet/wt53.h"
-
-#include "kernels/wavelet/wtplane.h"
-#include "kernels/wavelet/wtvec.h"
+// The reversible 5/3 wavelet on planes, rows, columns and single steps.
+//
+// The naive filter goes over a line twice, once for each lifting step. Here both steps are taken at once, in
+// registers: as soon as H(k) is there, L(k) is, which needs H(k - 1) besides; on the way back x(2k), and with x(2k - 2)
+// the sample between, x(2k - 1). That is one step of the pipelines below. Down the columns, at the even row e = 2k:
+//
+//   row        e - 2   e - 1    e         e + 1   e + 2
+//   forward            H(k-1)   x -> L    x -> H  x           L(k) and H(k) are finished
+//   inverse    x       H -> x   L -> x    H(k)                x(2k - 1) and x(2k) are finished
+//
+// Only the rows at the ends of a column, which lack neighbours, are lifted one step after another.
+#include "kernels/wavelet/lifting53.h"
+#include "kernels/wavelet/plane.h"
 
 namespace mox::MOX_TARGET {
 namespace {
 
-using definition::Lifting53;
+// What the pipelines keep from one step to the next, and the step.
+template <class A, class X>
+struct Forward53 {
+  static constexpr int kAhead = 0, kWarmUp = 1;
+  X high;  // H(k - 1)
 
-// The definition, lane by lane.
-template <class T>
-struct Halves;
-
-template <>
-struct Halves<Mox32s> {
-  template <class U, class V>
-  MOX_INLINE static U half(V a, V b) {
-    return (U)((V)((U)a + (U)b) >> 1);
+  template <class State>
+  MOX_INLINE static Forward53 all(const State& s) {
+    return {MOX_TARGET::all<X>(s.high)};
   }
-  template <class U, class V>
-  MOX_INLINE static U quarter(V a, V b) {
-    return (U)((V)((U)a + (U)b + 2) >> 2);
-  }
-};
-
-template <>
-struct Halves<Mox16s> {
-  template <class U, class V>
-  MOX_INLINE static U half(V a, V b) {
-    return (U)(a & b) + (U)((a ^ b) >> 1);
-  }
-  template <class U, class V>
-  MOX_INLINE static U quarter(V a, V b) {
-    const U mean = half<U>(a, b);
-    return mean - (U)((V)mean >> 1);
+  template <LanesAre What = LanesAre::pairs>
+  MOX_INLINE LowHigh<X> step(X even, X odd, X nextEven) {
+    const X h = A::predict(odd, even, nextEven);
+    const X l = A::update(even, before<What>(high, h), h);
+    high = h;
+    return {l, h};
   }
 };
 
-template <class T, int Bytes>
-struct Lanes53 {
-  using V = Lanes<T, Bytes>;
-  using U = Lanes<std::make_unsigned_t<T>, Bytes>;
-  using H = Halves<T>;
-  static constexpr int kPairs = kLanes<V>;
-  MOX_INLINE static V predict(V odd, V a, V b) { return (V)((U)odd - H::template half<U>(a, b)); }
-  MOX_INLINE static V update(V even, V a, V b) { return (V)((U)even + H::template quarter<U>(a, b)); }
-  MOX_INLINE static V undoUpdate(V low, V a, V b) { return (V)((U)low - H::template quarter<U>(a, b)); }
-  MOX_INLINE static V undoPredict(V high, V a, V b) { return (V)((U)high + H::template half<U>(a, b)); }
-};
+template <class A, class X>
+struct Inverse53 {
+  static constexpr int kAhead = 1, kWarmUp = 1;
+  X sample;  // x(2k - 2)
 
-// One step of the pipeline. Where a row is both in and out, each element is read before it is written.
-template <class T, class F = Lifting53<T>>
-inline void liftRow(const T* even, const T* odd, const T* nextEven, T* low, const T* highBefore, T* high, ptrdiff_t i) {
-  const T e = get(even, i), h = F::predict(get(odd, i), e, get(nextEven, i)), l = F::update(e, get(highBefore, i), h);
-  put(high, i, h);
-  put(low, i, l);
-}
-template <class T, class F = Lifting53<T>>
-inline void unliftRow(const T* low, const T* highBefore, const T* high, const T* evenBefore, T* odd, T* even,
-                      ptrdiff_t i) {
-  const T before = get(highBefore, i), e = F::undoUpdate(get(low, i), before, get(high, i));
-  const T o = F::undoPredict(before, get(evenBefore, i), e);
-  put(odd, i, o);
-  put(even, i, e);
-}
-
-template <class T, int Bytes>
-MOX_INLINE void liftLanes(const T* even, const T* odd, const T* nextEven, T* low, const T* highBefore, T* high,
-                          ptrdiff_t i) {
-  using L = Lanes53<T, Bytes>;
-  using V = typename L::V;
-  const V e = lanesAt<V>(element(even, i));
-  const V h = L::predict(lanesAt<V>(element(odd, i)), e, lanesAt<V>(element(nextEven, i)));
-  const V l = L::update(e, lanesAt<V>(element(highBefore, i)), h);
-  putLanes(element(high, i), h);
-  putLanes(element(low, i), l);
-}
-template <class T, int Bytes>
-MOX_INLINE void unliftLanes(const T* low, const T* highBefore, const T* high, const T* evenBefore, T* odd, T* even,
-                            ptrdiff_t i) {
-  using L = Lanes53<T, Bytes>;
-  using V = typename L::V;
-  const V before = lanesAt<V>(element(highBefore, i));
-  const V e = L::undoUpdate(lanesAt<V>(element(low, i)), before, lanesAt<V>(element(high, i)));
-  const V o = L::undoPredict(before, lanesAt<V>(element(evenBefore, i)), e);
-  putLanes(element(odd, i), o);
-  putLanes(element(even, i), e);
-}
-
-template <class T>
-void lift(const T* even, const T* odd, const T* nextEven, T* low, const T* highBefore, T* high, ptrdiff_t count) {
-  eachVector(
-      low, count, [=]<int Bytes>(ptrdiff_t i) { liftLanes<T, Bytes>(even, odd, nextEven, low, highBefore, high, i); },
-      [=](ptrdiff_t i) { liftRow(even, odd, nextEven, low, highBefore, high, i); });
-}
-template <class T>
-void unlift(const T* low, const T* highBefore, const T* high, const T* evenBefore, T* odd, T* even, ptrdiff_t count) {
-  eachVector(
-      even, count,
-      [=]<int Bytes>(ptrdiff_t i) { unliftLanes<T, Bytes>(low, highBefore, high, evenBefore, odd, even, i); },
-      [=](ptrdiff_t i) { unliftRow(low, highBefore, high, evenBefore, odd, even, i); });
-}
-
-// Rows of callers may overlap in any way: then the elements are taken one by one.
-template <class T>
-void liftAny(const T* even, const T* odd, const T* nextEven, T* low, const T* highBefore, T* high, int count) {
-  const size_t bytes = static_cast<size_t>(count) * sizeof(T);
-  if (allApart(low, bytes, even, odd, nextEven, highBefore, high) &&
-      allApart(high, bytes, even, odd, nextEven, highBefore))
-    return lift(even, odd, nextEven, low, highBefore, high, count);
-  for (ptrdiff_t i = 0; i < count; i++) liftRow(even, odd, nextEven, low, highBefore, high, i);
-}
-template <class T>
-void unliftAny(const T* low, const T* highBefore, const T* high, const T* evenBefore, T* odd, T* even, int count) {
-  const size_t bytes = static_cast<size_t>(count) * sizeof(T);
-  if (allApart(odd, bytes, low, highBefore, high, evenBefore, even) &&
-      allApart(even, bytes, low, highBefore, high, evenBefore))
-    return unlift(low, highBefore, high, evenBefore, odd, even, count);
-  for (ptrdiff_t i = 0; i < count; i++) unliftRow(low, highBefore, high, evenBefore, odd, even, i);
-}
-
-// Coefficients and samples one by one, straight from a line.
-template <class T, Edges How>
-struct Analysis {
-  using F = Lifting53<T>;
-  Samples<How, T> x;
-  T high(ptrdiff_t j) const { return F::predict(x.odd(j), x.even(j), x.even(j + 1)); }
-  T low(ptrdiff_t j) const { return F::update(x.even(j), high(j - 1), high(j)); }
-};
-template <class T, Edges How>
-struct Synthesis {
-  using F = Lifting53<T>;
-  Coefficients<How, T> c;
-  T even(ptrdiff_t j) const { return F::undoUpdate(c.low(j), c.high(j - 1), c.high(j)); }
-  T odd(ptrdiff_t j) const { return F::undoPredict(c.high(j), even(j), even(j + 1)); }
-};
-
-template <class T, Edges How, int Bytes>
-struct ForwardBlocks : Lanes53<T, Bytes> {
-  using L = Lanes53<T, Bytes>;
-  using V = typename L::V;
-  const Analysis<T, How>& line;
-  T *low, *high;
-  V before;  // the high coefficients of the block before
-
-  ForwardBlocks(const Analysis<T, How>& l, T* lows, T* highs) : line(l), low(lows), high(highs) {}
-  MOX_INLINE void start(ptrdiff_t p) { before = alike<V>(line.high(p - 1)); }
-  MOX_INLINE Pairs<V> load(ptrdiff_t p) const { return pairsAt<V>(line.x.first, 2 * p + line.x.line.phase); }
-  MOX_INLINE Pairs<V> beyond(ptrdiff_t p) const { return {alike<V>(line.x.even(p)), V{}}; }
-  MOX_INLINE void step(ptrdiff_t p, Pairs<V> x, Pairs<V> next) {
-    const V h = L::predict(x.odd, x.even, after(x.even, next.even));
-    putLanes(element(high, p + line.x.line.phase), h);
-    putLanes(element(low, p), L::update(x.even, oneBefore(before, h), h));
-    before = h;
+  template <class State>
+  MOX_INLINE static Inverse53 all(const State& s) {
+    return {MOX_TARGET::all<X>(s.sample)};
+  }
+  X even() const { return sample; }
+  template <LanesAre What = LanesAre::pairs>
+  MOX_INLINE EvenOdd<X> step(X highBefore, X low, X high) {
+    const X now = A::undoUpdate(low, highBefore, high), last = before<What>(sample, now);
+    sample = now;
+    return {last, A::undoPredict(highBefore, last, now)};
   }
 };
 
-template <class T, Edges How, int Bytes>
-struct InverseBlocks : Lanes53<T, Bytes> {
-  using L = Lanes53<T, Bytes>;
-  using V = typename L::V;
-  const Synthesis<T, How>& line;
-  T* dst;
-  V before;  // the high coefficients of the block before
-
-  InverseBlocks(const Synthesis<T, How>& l, T* d) : line(l), dst(d) {}
-  MOX_INLINE void start(ptrdiff_t p) { before = alike<V>(line.c.high(p - 1)); }
-  MOX_INLINE Pairs<V> load(ptrdiff_t p) {
-    const V h = lanesAt<V>(element(line.c.highs, p + line.c.line.phase));
-    const V e = L::undoUpdate(lanesAt<V>(element(line.c.lows, p)), oneBefore(before, h), h);
-    before = h;
-    return {e, h};
-  }
-  MOX_INLINE Pairs<V> beyond(ptrdiff_t p) const { return {alike<V>(line.even(p)), V{}}; }
-  MOX_INLINE void step(ptrdiff_t p, Pairs<V> x, Pairs<V> next) const {
-    putPairs(dst, 2 * p + line.c.line.phase, x.even, L::undoPredict(x.odd, x.even, after(x.even, next.even)));
-  }
-};
-
-template <class T>
-struct Filter53 {
+// The steps on rows.
+template <class A, class T = typename A::Sample>
+struct ForwardRows53 {
   using Sample = T;
-  using F = Lifting53<T>;
+  static constexpr bool kVectors = true;
+  static constexpr size_t kRead = 4;
+
+  const T *even, *odd, *nextEven, *highBefore;
+  T *low, *high;
+
+  std::array<const void*, 6> rows() const { return {even, odd, nextEven, highBefore, low, high}; }
+  const T* target() const { return low; }
+  template <class X>
+  MOX_INLINE void lift(ptrdiff_t i) const {
+    Forward53<A, X> state{at<X>(highBefore, i)};
+    const LowHigh<X> out = state.template step<LanesAre::columns>(at<X>(even, i), at<X>(odd, i), at<X>(nextEven, i));
+    putAt(high, i, out.high);
+    putAt(low, i, out.low);
+  }
+};
+
+template <class A, class T = typename A::Sample>
+struct InverseRows53 {
+  using Sample = T;
+  static constexpr bool kVectors = true;
+  static constexpr size_t kRead = 4;
+
+  const T *highBefore, *low, *high, *evenBefore;
+  T *odd, *even;
+
+  std::array<const void*, 6> rows() const { return {highBefore, low, high, evenBefore, odd, even}; }
+  const T* target() const { return even; }
+  template <class X>
+  MOX_INLINE void lift(ptrdiff_t i) const {
+    Inverse53<A, X> state{at<X>(evenBefore, i)};
+    const EvenOdd<X> out = state.template step<LanesAre::columns>(at<X>(highBefore, i), at<X>(low, i), at<X>(high, i));
+    putAt(odd, i, out.odd);
+    putAt(even, i, state.sample);
+  }
+};
+
+template <class A>
+struct Filter53 {
+  using Sample = typename A::Sample;
+  using T = Sample;
+  template <class X>
+  using Forward = Forward53<A, X>;
+  template <class X>
+  using Inverse = Inverse53<A, X>;
   static constexpr ptrdiff_t kShortest = 3;  // shorter lines have rules of their own
 
   template <Edges How>
   static void forwardLine(const T* src, T* low, T* high, Line line) {
-    const Analysis<T, How> to{{src, line}};
-    const ptrdiff_t whole = line.wholePairs();
-    if (line.phase) put<T>(high, 0, to.high(-1));
-    if (!forwardInBlocks<How>(to, low, high))
-      for (ptrdiff_t j = 0; j < whole; j++) {
-        put<T>(low, j, to.low(j));
-        put<T>(high, j + line.phase, to.high(j));
-      }
-    if (whole < line.lows()) put<T>(low, whole, to.low(whole));
+    ForwardLine<Filter53, How>{{src, line}, low, high}.run();
   }
-
   template <Edges How>
   static void inverseLine(const T* low, const T* high, T* dst, Line line) {
-    const Synthesis<T, How> from{{low, high, line}};
-    const ptrdiff_t whole = line.wholePairs();
-    if (line.phase) put<T>(dst, 0, from.odd(-1));
-    if (!inverseInBlocks<How>(from, dst))
-      for (ptrdiff_t j = 0; j < whole; j++) {
-        put<T>(dst, 2 * j + line.phase, from.even(j));
-        put<T>(dst, 2 * j + line.phase + 1, from.odd(j));
-      }
-    if (whole < line.lows()) put<T>(dst, 2 * whole + line.phase, from.even(whole));
+    InverseLine<Filter53, How>{{low, high, line}, dst}.run();
   }
 
-  template <Edges How>
-  static bool forwardInBlocks(const Analysis<T, How>& line, T* low, T* high) {
-    return inBlocksOfAnySize(line.x.line.wholePairs(),
-                             [&]<int Bytes>() { return ForwardBlocks<T, How, Bytes>(line, low, high); });
-  }
-  template <Edges How>
-  static bool inverseInBlocks(const Synthesis<T, How>& line, T* dst) {
-    return inBlocksOfAnySize(line.c.line.wholePairs(),
-                             [&]<int Bytes>() { return InverseBlocks<T, How, Bytes>(line, dst); });
-  }
-
-  template <Edges How, class Rows>
-  static void forwardColumns(const Rows& rows, ptrdiff_t count, int phase, ptrdiff_t width) {
-    const Column<How> column{count};
-    const ptrdiff_t begin = firstEven(How == Edges::given ? -2 : -1, phase);
-    for (ptrdiff_t e = begin; e - 1 < count; e += 2) {
+  template <Edges How, RowPipeline<T> Rows>
+  static void forwardColumns(const Rows& rows, Line line, ptrdiff_t width) {
+    const Column<How> column{line.count};
+    const auto in = [&](ptrdiff_t i) { return RowOf<T>{rows.in(column(i))}; };
+    const auto state = [&](ptrdiff_t i) { return RowOf<T>{rows.state(column(i))}; };
+    for (ptrdiff_t e = firstEven(How == Edges::given ? -2 : -1, line.phase); e - 1 < line.count; e += 2) {
       rows.need(e + 2);
-      if (e >= 1 && e + 2 < count) {
-        lift<T>(rows.in(e), rows.in(e + 1), rows.in(e + 2), rows.state(e), rows.state(e - 1), rows.state(e + 1), width);
+      if (e >= 1 && e + 2 < line.count) {
+        forwardRows(rows.in(e), rows.in(e + 1), rows.in(e + 2), rows.state(e - 1), rows.state(e), rows.state(e + 1),
+                    width);
       } else {
         if (column.has(e + 1, 1))
-          alongRow<T>(rows.state(e + 1), width, F::predict, rows.in(e + 1), rows.in(column(e)), rows.in(column(e + 2)));
+          alongRow<T>(rows.state(e + 1), width, A::template predict<T>, in(e + 1), in(e), in(e + 2));
         if (column.has(e, 0))
-          alongRow<T>(rows.state(e), width, F::update, rows.in(e), constant(rows.state(column(e - 1))),
-                      constant(rows.state(column(e + 1))));
+          alongRow<T>(rows.state(e), width, A::template update<T>, in(e), state(e - 1), state(e + 1));
       }
       if (column.has(e - 1, 0)) rows.done(e - 1);
       if (column.has(e, 0)) rows.done(e);
     }
   }
 
-  template <Edges How, class Rows>
-  static void inverseColumns(const Rows& rows, ptrdiff_t count, int phase, ptrdiff_t width) {
-    const Column<How> column{count};
-    for (ptrdiff_t e = firstEven(-1, phase); e - 1 < count; e += 2) {
+  template <Edges How, RowPipeline<T> Rows>
+  static void inverseColumns(const Rows& rows, Line line, ptrdiff_t width) {
+    const Column<How> column{line.count};
+    const auto in = [&](ptrdiff_t i) { return RowOf<T>{rows.in(column(i))}; };
+    const auto state = [&](ptrdiff_t i) { return RowOf<T>{rows.state(column(i))}; };
+    for (ptrdiff_t e = firstEven(-1, line.phase); e - 1 < line.count; e += 2) {
       rows.need(e + 1);
-      if (e >= 2 && e + 1 < count) {
-        unlift<T>(rows.in(e), rows.in(e - 1), rows.in(e + 1), rows.state(e - 2), rows.state(e - 1), rows.state(e),
-                  width);
+      if (e >= 2 && e + 1 < line.count) {
+        inverseRows(rows.in(e - 1), rows.in(e), rows.in(e + 1), rows.state(e - 2), rows.state(e - 1), rows.state(e),
+                    width);
       } else {
-        if (column.has(e, 1))
-          alongRow<T>(rows.state(e), width, F::undoUpdate, rows.in(e), rows.in(column(e - 1)), rows.in(column(e + 1)));
+        if (column.has(e, 1)) alongRow<T>(rows.state(e), width, A::template undoUpdate<T>, in(e), in(e - 1), in(e + 1));
         if (column.has(e - 1, 0))
-          alongRow<T>(rows.state(e - 1), width, F::undoPredict, rows.in(e - 1), constant(rows.state(column(e - 2))),
-                      constant(rows.state(column(e))));
+          alongRow<T>(rows.state(e - 1), width, A::template undoPredict<T>, in(e - 1), state(e - 2), state(e));
       }
     }
+  }
+
+  [[gnu::noinline]] static void forwardRows(const T* even, const T* odd, const T* nextEven, const T* highBefore, T* low,
+                                            T* high, ptrdiff_t width) {
+    alongRows(ForwardRows53<A>{even, odd, nextEven, highBefore, low, high}, width);
+  }
+  [[gnu::noinline]] static void inverseRows(const T* highBefore, const T* low, const T* high, const T* evenBefore,
+                                            T* odd, T* even, ptrdiff_t width) {
+    alongRows(InverseRows53<A>{highBefore, low, high, evenBefore, odd, even}, width);
   }
 
   // Two samples: elements of `even` and `odd` become those of `low` and `high`, which may be the same rows crosswise.
   static void forwardPair(const T* even, const T* odd, T* low, T* high, ptrdiff_t count) {
     for (ptrdiff_t i = 0; i < count; i++) {
-      const T e = get(even, i), d = F::difference(e, get(odd, i));
-      put<T>(low, i, F::lowOfPair(e, d));
-      put<T>(high, i, d);
+      const T e = get(even, i), d = A::difference(e, get(odd, i));
+      put(low, i, A::lowOfPair(e, d));
+      put(high, i, d);
     }
   }
   static void inversePair(const T* low, const T* high, T* even, T* odd, ptrdiff_t count) {
     for (ptrdiff_t i = 0; i < count; i++) {
-      const T d = get(high, i), e = F::evenOfPair(get(low, i), d);
-      put<T>(even, i, e);
-      put<T>(odd, i, F::oddOfPair(e, d));
+      const T d = get(high, i), e = A::evenOfPair(get(low, i), d);
+      put(even, i, e);
+      put(odd, i, A::oddOfPair(e, d));
     }
   }
-
- private:
-  static const T* constant(const T* row) { return row; }
 };
 
 template <class T>
-void forwardRow(const T* src, T* low, T* high, int count, int phase) {
-  Filter53<T>::template forwardLine<Edges::given>(src, low, high, {2 * ptrdiff_t{count}, phase});
-}
+using Filter = Filter53<Lifting53Of<T>>;
+
 template <class T>
-void inverseRow(const T* low, const T* high, T* dst, int count, int phase) {
-  Filter53<T>::template inverseLine<Edges::given>(low, high, dst, {2 * ptrdiff_t{count}, phase});
-}
+constexpr WtRowKernels<T> rowKernels = {
+    .forward =
+        [](const T* src, T* low, T* high, int count, int phase) {
+          Filter<T>::template forwardLine<Edges::given>(src, low, high, {2 * ptrdiff_t{count}, phase});
+        },
+    .inverse =
+        [](const T* low, const T* high, T* dst, int count, int phase) {
+          Filter<T>::template inverseLine<Edges::given>(low, high, dst, {2 * ptrdiff_t{count}, phase});
+        },
+};
+
+template <class T>
+constexpr Wt53LiftKernels<T> liftKernels = {
+    .forward =
+        [](const T* even, const T* odd, const T* nextEven, T* low, const T* highBefore, T* high, int count) {
+          alongAnyRows(ForwardRows53<Lifting53Of<T>>{even, odd, nextEven, highBefore, low, high}, count);
+        },
+    .inverse =
+        [](const T* low, const T* highBefore, const T* high, const T* evenBefore, T* odd, T* even, int count) {
+          alongAnyRows(InverseRows53<Lifting53Of<T>>{highBefore, low, high, evenBefore, odd, even}, count);
+        },
+};
 
 }  // namespace
 
 const Wt53Kernels wt53Kernels = {
-    planeKernels<Filter53<Mox16s>>,           planeKernels<Filter53<Mox32s>>,
-    {forwardRow<Mox16s>, inverseRow<Mox16s>}, {forwardRow<Mox32s>, inverseRow<Mox32s>},
-    columnKernels<Filter53<Mox16s>>,          columnKernels<Filter53<Mox32s>>,
-    {liftAny<Mox16s>, unliftAny<Mox16s>},     {liftAny<Mox32s>, unliftAny<Mox32s>},
+    .plane16s = planeKernels<Filter<Mox16s>>,
+    .plane32s = planeKernels<Filter<Mox32s>>,
+    .row16s = rowKernels<Mox16s>,
+    .row32s = rowKernels<Mox32s>,
+    .column16s = columnKernels<Filter<Mox16s>>,
+    .column32s = columnKernels<Filter<Mox32s>>,
+    .lift16s = liftKernels<Mox16s>,
+    .lift32s = liftKernels<Mox32s>,
 };
 
 }  // namespace mox::MOX_TARGET

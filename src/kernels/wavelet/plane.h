@@ -1,22 +1,22 @@
 // One decomposition level of a plane, for any wavelet filter: columns, then rows; back, rows, then columns.
 //
-// In place there is a line buffer and no more, and the rows of the low and the high band have to be sorted (Mallat
-// order). So the columns are lifted where they are, and the row filter, which cannot work in place anyway, carries
-// each row to its place: along the cycles of the permutation, one row of each cycle waiting in the line buffer. That
-// is two sweeps over memory. Out of place the filtered columns need not be stored at all: each row goes through the
-// row filter as soon as it leaves the pipeline of the column filter. That is one sweep.
+// In place there is only a line buffer, and the rows of the low and the high band must be sorted (Mallat order). So the
+// columns are lifted where they are, and the row filter, which cannot work in place anyway, moves each row to its
+// place: along the cycles of the permutation, one row of each cycle waiting in the line buffer. That is two passes over
+// memory. Out of place the filtered columns need not be stored at all: each row goes through the row filter as soon as
+// it leaves the pipeline of the column filter. That is one pass.
+//
+// A Filter has, besides what lines.h asks of it,
+//   forwardLine, inverseLine          a line of kShortest samples and more
+//   forwardColumns, inverseColumns    as many rows, from a RowPipeline
+//   forwardPair, inversePair          lines of two samples, where kShortest is 3
 #pragma once
 
-#include "kernels/wavelet/wtcolumn.h"
+#include <cstring>
+
+#include "kernels/wavelet/columns.h"
 
 namespace mox::MOX_TARGET {
-
-template <class T>
-struct Plane {
-  T* first;
-  ptrdiff_t step;
-  T* row(ptrdiff_t y) const { return offsetBy(first, y * step); }
-};
 
 // Positions of rows before and after sorting.
 struct Sorting {
@@ -29,28 +29,28 @@ struct Sorting {
   }
 };
 
-// Which rows have been moved. Beyond kMost rows nobody keeps account: a row is then the first of its cycle that the
-// loop meets if no row of the cycle comes before it.
-class Moved {
+// Which rows have been moved. Above kMaxRows there is no bitmap; a row is then the first of its cycle that the loop
+// meets if it is the cycle's smallest.
+class MovedRows {
  public:
-  static constexpr ptrdiff_t kMost = 1 << 17;
-  explicit Moved(ptrdiff_t count) : known_(count <= kMost) {
-    if (known_) std::memset(bits_, 0, static_cast<size_t>(count + 7) / 8);
+  static constexpr ptrdiff_t kMaxRows = 1 << 17;
+  explicit MovedRows(ptrdiff_t count) : inBitmap_(count <= kMaxRows) {
+    if (inBitmap_) std::memset(bits_, 0, static_cast<size_t>(count + 7) / 8);
   }
   void add(ptrdiff_t i) {
-    if (known_) bits_[i >> 3] = static_cast<uint8_t>(bits_[i >> 3] | 1 << (i & 7));
+    if (inBitmap_) bits_[i >> 3] = static_cast<uint8_t>(bits_[i >> 3] | 1 << (i & 7));
   }
   template <class From>
   bool has(ptrdiff_t i, const From& from) const {
-    if (known_) return bits_[i >> 3] >> (i & 7) & 1;
+    if (inBitmap_) return bits_[i >> 3] >> (i & 7) & 1;
     for (ptrdiff_t k = from(i); k != i; k = from(k))
       if (k < i) return true;
     return false;
   }
 
  private:
-  bool known_;
-  uint8_t bits_[kMost / 8];
+  bool inBitmap_;
+  uint8_t bits_[kMaxRows / 8];
 };
 
 // Calls `move(source, destination)` such that row `i` receives what row `from(i)` held; `from` is a permutation. The
@@ -58,7 +58,7 @@ class Moved {
 template <class T, class From, class Move>
 void permuteRows(Plane<T> plane, ptrdiff_t count, size_t rowBytes, void* spare, const From& from, const Move& move) {
   if (count < 1) return;
-  Moved moved(count);
+  MovedRows moved(count);
   for (ptrdiff_t start = 0; start < count; start++) {
     if (moved.has(start, from)) continue;
     std::memcpy(spare, plane.row(start), rowBytes);
@@ -73,7 +73,7 @@ void permuteRows(Plane<T> plane, ptrdiff_t count, size_t rowBytes, void* spare, 
   }
 }
 
-// A lone sample: at an odd coordinate a high-pass coefficient, which is twice the sample.
+// A single sample at an odd coordinate is a high-pass coefficient: twice the sample.
 template <class T>
 inline T doubledIfOdd(T v, int phase) {
   return static_cast<T>(static_cast<uint32_t>(v) << phase);
@@ -83,8 +83,7 @@ inline T halvedIfOdd(T v, int phase) {
   return static_cast<T>(v / (phase + 1));
 }
 
-// Columns this many bytes wide are filtered at a time: the rows of a step of the pipeline stay in the second-level
-// cache.
+// Columns are filtered in strips so wide, in bytes, that the rows of a step stay in the second-level cache.
 inline constexpr ptrdiff_t kStripBytes = 1 << 15;
 
 template <class Filter>
@@ -100,7 +99,7 @@ struct Level {
     else if (line.count == 2)
       Filter::forwardPair(element(src, line.phase), element(src, 1 - line.phase), dst, element(dst, 1), 1);
     else
-      put<T>(dst, 0, doubledIfOdd(get(src, 0), line.phase));
+      put(dst, 0, doubledIfOdd(get(src, 0), line.phase));
   }
   static void inverseLine(const T* src, T* dst, Line line) {
     if (line.count >= Filter::kShortest)
@@ -108,42 +107,42 @@ struct Level {
     else if (line.count == 2)
       Filter::inversePair(src, element(src, 1), element(dst, line.phase), element(dst, 1 - line.phase), 1);
     else
-      put<T>(dst, 0, halvedIfOdd(get(src, 0), line.phase));
+      put(dst, 0, halvedIfOdd(get(src, 0), line.phase));
   }
 
   template <class Strip>
   static void eachStrip(Plane<T> plane, ptrdiff_t width, const Strip& strip) {
     constexpr ptrdiff_t kStrip = kStripBytes / static_cast<ptrdiff_t>(sizeof(T));
     for (ptrdiff_t x = 0; x < width; x += kStrip)
-      strip(RowsInPlace<T>{element(plane.first, x), plane.step}, std::min(kStrip, width - x));
+      strip(RowsInPlace<T>{{element(plane.first, x), plane.step}}, std::min(kStrip, width - x));
   }
 
   static void forwardColumns(Plane<T> plane, ptrdiff_t width, Line column) {
     if (column.count >= Filter::kShortest)
       eachStrip(plane, width, [&](const RowsInPlace<T>& rows, ptrdiff_t columns) {
-        Filter::template forwardColumns<Edges::mirrored>(rows, column.count, column.phase, columns);
+        Filter::template forwardColumns<Edges::mirrored>(rows, column, columns);
       });
     else if (column.count == 2)
       Filter::forwardPair(plane.row(column.phase), plane.row(1 - column.phase), plane.row(0), plane.row(1), width);
     else
       alongRow<T>(
-          plane.first, width, [&](T v) { return doubledIfOdd(v, column.phase); }, constant(plane.first));
+          plane.first, width, [&](T v) { return doubledIfOdd(v, column.phase); }, RowOf<T>{plane.first});
   }
   static void inverseColumns(Plane<T> plane, ptrdiff_t width, Line column) {
     if (column.count >= Filter::kShortest)
       eachStrip(plane, width, [&](const RowsInPlace<T>& rows, ptrdiff_t columns) {
-        Filter::template inverseColumns<Edges::mirrored>(rows, column.count, column.phase, columns);
+        Filter::template inverseColumns<Edges::mirrored>(rows, column, columns);
       });
     else if (column.count == 2)
       Filter::inversePair(plane.row(0), plane.row(1), plane.row(column.phase), plane.row(1 - column.phase), width);
     else
       alongRow<T>(
-          plane.first, width, [&](T v) { return halvedIfOdd(v, column.phase); }, constant(plane.first));
+          plane.first, width, [&](T v) { return halvedIfOdd(v, column.phase); }, RowOf<T>{plane.first});
   }
 
   // Filters each row, and puts row from(i) into place i.
   template <class From, class Row>
-  static void carryRows(Plane<T> plane, const MoxRect& roi, Mox8u* line, const From& from, const Row& row) {
+  static void moveRows(Plane<T> plane, const MoxRect& roi, Mox8u* line, const From& from, const Row& row) {
     T few[2];  // for the regions that the reported size is 0 for
     const size_t bytes = static_cast<size_t>(std::max(roi.width, 1)) * sizeof(T);
     void* const spare = bytes <= sizeof few ? static_cast<void*>(few) : line;
@@ -155,13 +154,13 @@ struct Level {
     const Sorting sorting{down(roi)};
     const bool sort = roi.height >= Filter::kShortest && roi.width >= 1;
     forwardColumns(plane, roi.width, down(roi));
-    carryRows(
+    moveRows(
         plane, roi, line, [&](ptrdiff_t i) { return sort ? sorting.unsorted(i) : i; }, forwardLine);
   }
   static void inverseInPlace(Plane<T> plane, const MoxRect& roi, Mox8u* line) {
     const Sorting sorting{down(roi)};
     const bool sort = roi.height >= Filter::kShortest && roi.width >= 1;
-    carryRows(
+    moveRows(
         plane, roi, line, [&](ptrdiff_t i) { return sort ? sorting.sorted(i) : i; }, inverseLine);
     inverseColumns(plane, roi.width, down(roi));
   }
@@ -177,17 +176,17 @@ struct Level {
   // The subbands and their places in a plane in Mallat order: split at (size + 1) / 2 whatever the phase, so that
   // with an odd phase and an odd size the first high coefficient counts as low.
   template <class S>
-  struct Bands {
+  struct Subbands {
     S* const* planes;
     const int32_t* steps;
     ptrdiff_t lowColumns, lowRows;
-    Bands(S* const* p, const int32_t* s, const MoxRect& roi)
+    Subbands(S* const* p, const int32_t* s, const MoxRect& roi)
         : planes(p), steps(s), lowColumns((ptrdiff_t{roi.width} + 1) >> 1), lowRows((ptrdiff_t{roi.height} + 1) >> 1) {}
     S* low(ptrdiff_t y) const { return y < lowRows ? at(0, y) : at(1, y - lowRows); }
     S* high(ptrdiff_t y) const { return y < lowRows ? at(2, y) : at(3, y - lowRows); }
 
    private:
-    S* at(int band, ptrdiff_t y) const { return offsetBy(planes[band], y * steps[band]); }
+    S* at(int band, ptrdiff_t y) const { return bytesAfter(planes[band], y * steps[band]); }
   };
 
   // Whether the whole pipeline can run without a copy of the plane: enough of it for the rows that are on their way,
@@ -211,7 +210,7 @@ struct Level {
   struct ForwardSweep {
     Plane<const T> src;
     Plane<T> ring;
-    Bands<T> bands;
+    Subbands<T> bands;
     Line row;
     Sorting sorting;
     const T* in(ptrdiff_t i) const { return src.row(i); }
@@ -223,7 +222,7 @@ struct Level {
     }
   };
   struct InverseSweep {
-    Bands<const T> bands;
+    Subbands<const T> bands;
     Plane<T> ring, dst;
     Line row;
     Sorting sorting;
@@ -243,10 +242,10 @@ struct Level {
                       Mox8u* buffer) {
     const Plane<const T> from{src, srcStep};
     const Plane<T> copy = bufferPlane(roi, buffer);
-    const Bands<T> bands(dst, dstStep, roi);
+    const Subbands<T> bands(dst, dstStep, roi);
     if (sweeps(roi)) {
       const ForwardSweep rows{from, ring(roi, buffer), bands, across(roi), {down(roi)}};
-      return Filter::template forwardColumns<Edges::mirrored>(rows, roi.height, roi.y & 1, roi.width);
+      return Filter::template forwardColumns<Edges::mirrored>(rows, down(roi), roi.width);
     }
     for (ptrdiff_t y = 0; y < roi.height; y++)
       std::memcpy(copy.row(y), from.row(y), static_cast<size_t>(roi.width) * sizeof(T));
@@ -262,10 +261,10 @@ struct Level {
   static void inverse(const T* const src[4], const int32_t srcStep[4], T* dst, int32_t dstStep, const MoxRect& roi,
                       Mox8u* buffer) {
     const Plane<T> to{dst, dstStep}, copy = bufferPlane(roi, buffer);
-    const Bands<const T> bands(src, srcStep, roi);
+    const Subbands<const T> bands(src, srcStep, roi);
     if (sweeps(roi)) {
       const InverseSweep rows{bands, ring(roi, buffer), to, across(roi), {down(roi)}};
-      return Filter::template inverseColumns<Edges::mirrored>(rows, roi.height, roi.y & 1, roi.width);
+      return Filter::template inverseColumns<Edges::mirrored>(rows, down(roi), roi.width);
     }
     for (ptrdiff_t y = 0; y < roi.height; y++) {
       T* const row = copy.row(y);
@@ -277,84 +276,20 @@ struct Level {
     for (ptrdiff_t y = 0; y < roi.height; y++)
       std::memcpy(to.row(y), copy.row(y), static_cast<size_t>(roi.width) * sizeof(T));
   }
-
-  static const T* constant(const T* row) { return row; }
 };
 
-template <class Filter>
-inline constexpr WtPlaneKernels<typename Filter::Sample> planeKernels = {
-    [](typename Filter::Sample* plane, int32_t step, const MoxRect& roi, Mox8u* line) {
-      Level<Filter>::forwardInPlace({plane, step}, roi, line);
-    },
-    [](typename Filter::Sample* plane, int32_t step, const MoxRect& roi, Mox8u* line) {
-      Level<Filter>::inverseInPlace({plane, step}, roi, line);
-    },
-    Level<Filter>::forward,
-    Level<Filter>::inverse,
+template <class Filter, class T = typename Filter::Sample>
+inline constexpr WtPlaneKernels<T> planeKernels = {
+    .forwardInPlace =
+        [](T* plane, int32_t step, const MoxRect& roi, Mox8u* line) {
+          Level<Filter>::forwardInPlace({plane, step}, roi, line);
+        },
+    .inverseInPlace =
+        [](T* plane, int32_t step, const MoxRect& roi, Mox8u* line) {
+          Level<Filter>::inverseInPlace({plane, step}, roi, line);
+        },
+    .forward = Level<Filter>::forward,
+    .inverse = Level<Filter>::inverse,
 };
-
-// Columns with the rows around them given. What the pipeline needs of rows beyond the ends lives on the stack, a
-// strip of columns at a time.
-template <class Filter>
-struct GivenColumns {
-  using T = typename Filter::Sample;
-  static constexpr ptrdiff_t kStrip = 512, kSpare = 16;
-
-  struct Rows {
-    Plane<const T> samples, lows, highs;  // forward: the first; inverse: the others
-    Plane<T> outs, outLows, outHighs;     // the other way round
-    Line column;
-    bool inverse;
-    T (*spare)[kStrip];
-
-    bool high(ptrdiff_t i) const { return (i + column.phase) & 1; }
-    ptrdiff_t band(ptrdiff_t i) const { return (high(i) ? i - 1 + column.phase : i - column.phase) >> 1; }
-    const T* in(ptrdiff_t i) const {
-      return !inverse ? samples.row(i) : high(i) ? highs.row(band(i)) : lows.row(band(i));
-    }
-    T* state(ptrdiff_t i) const {
-      if (i < 0 || i >= column.count) return spare[i & (kSpare - 1)];
-      return inverse ? outs.row(i) : high(i) ? outHighs.row(band(i)) : outLows.row(band(i));
-    }
-    void need(ptrdiff_t) const {}
-    void done(ptrdiff_t) const {}
-  };
-
-  template <class Strip>
-  static void eachStrip(ptrdiff_t width, const Strip& strip) {
-    T spare[kSpare][kStrip];
-    for (ptrdiff_t x = 0; x < width; x += kStrip) strip(x, std::min(kStrip, width - x), spare);
-  }
-
-  static void forward(const T* src, int32_t srcStep, T* low, int32_t lowStep, T* high, int32_t highStep, MoxRoiSize roi,
-                      int phase) {
-    const Line column{2 * ptrdiff_t{roi.height}, phase};
-    eachStrip(roi.width, [&](ptrdiff_t x, ptrdiff_t columns, T(*spare)[kStrip]) {
-      const Rows rows{{element(src, x), srcStep},   {},     {},    {},   {element(low, x), lowStep},
-                      {element(high, x), highStep}, column, false, spare};
-      Filter::template forwardColumns<Edges::given>(rows, column.count, phase, columns);
-    });
-  }
-  static void inverse(const T* low, int32_t lowStep, const T* high, int32_t highStep, MoxRoiSize roi, T* dst,
-                      int32_t dstStep, int phase) {
-    const Line column{2 * ptrdiff_t{roi.height}, phase};
-    eachStrip(roi.width, [&](ptrdiff_t x, ptrdiff_t columns, T(*spare)[kStrip]) {
-      const Rows rows{{},
-                      {element(low, x), lowStep},
-                      {element(high, x), highStep},
-                      {element(dst, x), dstStep},
-                      {},
-                      {},
-                      column,
-                      true,
-                      spare};
-      Filter::template inverseColumns<Edges::given>(rows, column.count, phase, columns);
-    });
-  }
-};
-
-template <class Filter>
-inline constexpr WtColumnKernels<typename Filter::Sample> columnKernels = {GivenColumns<Filter>::forward,
-                                                                           GivenColumns<Filter>::inverse};
 
 }  // namespace mox::MOX_TARGET

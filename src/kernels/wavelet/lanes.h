@@ -1,0 +1,172 @@
+// Elements and vectors of them under one set of names: the arithmetics and the lifting steps of the wavelets are
+// written once, over X, which is an element (Mox16s, Mox32s, Mox32f) or one of the compiler's own vectors of elements.
+// An element is a vector of one lane.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+#include <utility>
+
+#include "kernels/bytes.h"
+#include "kernels/vec/vec.h"
+#include "moxj.h"
+
+namespace mox::MOX_TARGET {
+
+template <class T, int Bytes>
+struct LanesOf {
+  typedef T Type __attribute__((vector_size(Bytes)));
+};
+template <class T, int Bytes>
+using Lanes = typename LanesOf<T, Bytes>::Type;
+
+template <class X>
+struct LaneOf {
+  using Type = std::remove_cvref_t<decltype(std::declval<X>()[0])>;
+};
+template <class X>
+requires std::is_arithmetic_v<X>
+struct LaneOf<X> {
+  using Type = X;
+};
+template <class X>
+using Lane = typename LaneOf<X>::Type;
+template <class X>
+inline constexpr int kLanes = static_cast<int>(sizeof(X) / sizeof(Lane<X>));
+template <class X>
+inline constexpr bool kIsVector = !std::is_arithmetic_v<X>;
+
+// As many T as X has lanes.
+template <class T, class X>
+struct LikeOf {
+  using Type = Lanes<T, kLanes<X>* static_cast<int>(sizeof(T))>;
+};
+template <class T, class X>
+requires std::is_arithmetic_v<X>
+struct LikeOf<T, X> {
+  using Type = T;
+};
+template <class T, class X>
+using Like = typename LikeOf<T, X>::Type;
+
+// ---- Memory: the lanes from element `i` of a row on ----------------------------------------------------------------
+
+template <class X>
+MOX_INLINE X at(const void* row, ptrdiff_t i) {
+  return get<X>(element(static_cast<const Lane<X>*>(row), i));
+}
+template <class X>
+MOX_INLINE void putAt(void* row, ptrdiff_t i, X v) {
+  put<X>(element(static_cast<Lane<X>*>(row), i), v);
+}
+
+// ---- Arithmetic ----------------------------------------------------------------------------------------------------
+
+template <class X>
+MOX_INLINE constexpr X all(Lane<X> value) {
+  if constexpr (kIsVector<X>)
+    return X{} + value;
+  else
+    return value;
+}
+
+// Sums and differences of integers, wrapping.
+template <class X>
+MOX_INLINE constexpr X wrapAdd(X a, X b) {
+  using U = Like<std::make_unsigned_t<Lane<X>>, X>;
+  return (X)((U)a + (U)b);
+}
+template <class X>
+MOX_INLINE constexpr X wrapSub(X a, X b) {
+  using U = Like<std::make_unsigned_t<Lane<X>>, X>;
+  return (X)((U)a - (U)b);
+}
+
+template <class To, class X>
+MOX_INLINE constexpr Like<To, X> converted(X v) {
+  if constexpr (kIsVector<X>)
+    return __builtin_convertvector(v, Like<To, X>);
+  else
+    return static_cast<To>(v);
+}
+
+// ---- Order ---------------------------------------------------------------------------------------------------------
+
+// Lane i of the result is lane `Index::at(i, lanes)` of a followed by b.
+template <class Index, class V, size_t... I>
+MOX_INLINE V shuffledBy(V a, V b, std::index_sequence<I...>) {
+  return __builtin_shufflevector(a, b, Index::at(static_cast<int>(I), static_cast<int>(sizeof...(I)))...);
+}
+template <class Index, class V>
+MOX_INLINE V shuffled(V a, V b) {
+  return shuffledBy<Index>(a, b, std::make_index_sequence<kLanes<V>>());
+}
+
+struct EvenLanes {
+  static constexpr int at(int i, int) { return 2 * i; }
+};
+struct OddLanes {
+  static constexpr int at(int i, int) { return 2 * i + 1; }
+};
+struct LowerZip {
+  static constexpr int at(int i, int lanes) { return i / 2 + (i & 1) * lanes; }
+};
+struct UpperZip {
+  static constexpr int at(int i, int lanes) { return lanes / 2 + LowerZip::at(i, lanes); }
+};
+template <int Count>
+struct From {
+  static constexpr int at(int i, int lanes) { return i + (Count < 0 ? lanes + Count : Count); }
+};
+
+// The lanes of `v` and of `next`, which follow it, from lane Count on.
+template <int Count, class V>
+MOX_INLINE V after(V v, V next) {
+  if constexpr (Count == 0)
+    return v;
+  else
+    return shuffled<From<Count>>(v, next);
+}
+// `v` one lane later, what precedes it at the end of `last`.
+template <class X>
+MOX_INLINE X oneBefore(X last, X v) {
+  if constexpr (kIsVector<X>)
+    return shuffled<From<-1>>(last, v);
+  else
+    return last;
+}
+
+// What the lanes of a lifting step are: a block of pairs of one line, or one pair of each of so many columns.
+enum class LanesAre { pairs, columns };
+
+// The pairs before those of `now`: in the lane before, or what the last step has left.
+template <LanesAre What, class X>
+MOX_INLINE X before(X last, X now) {
+  if constexpr (What == LanesAre::pairs)
+    return oneBefore(last, now);
+  else
+    return last;
+}
+
+// As many pairs as X has lanes, their even and their odd halves.
+template <class X>
+struct EvenOdd {
+  X even, odd;
+};
+template <class X>
+struct LowHigh {
+  X low, high;
+};
+template <class X>
+MOX_INLINE EvenOdd<X> takeApart(const void* row, ptrdiff_t i) {
+  const X a = at<X>(row, i), b = at<X>(row, i + kLanes<X>);
+  return {shuffled<EvenLanes>(a, b), shuffled<OddLanes>(a, b)};
+}
+template <class X>
+MOX_INLINE void putTogether(void* row, ptrdiff_t i, EvenOdd<X> v) {
+  putAt(row, i, shuffled<LowerZip>(v.even, v.odd));
+  putAt(row, i + kLanes<X>, shuffled<UpperZip>(v.even, v.odd));
+}
+
+}  // namespace mox::MOX_TARGET
