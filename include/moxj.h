@@ -200,20 +200,20 @@ MOXJ_API MoxStatus moxiDecodeHuffmanStateGetBufSize_JPEG_8u(int32_t* pSize);
  *   moxStatusHuffTable     more than 256 codes; for an encoder also more codes of a length than exist, or a code that
  *                          is all ones. A decoder's builder takes such lists: the table is useless, but safe to use
  */
-MOXJ_API MoxStatus
-moxiEncodeHuffmanSpecInit_JPEG_8u(const Mox8u* pBits, const Mox8u* pHuffVal, MoxEncodeHuffmanSpec* pSpec);
-MOXJ_API MoxStatus
-moxiDecodeHuffmanSpecInit_JPEG_8u(const Mox8u* pBits, const Mox8u* pHuffVal, MoxDecodeHuffmanSpec* pSpec);
+MOXJ_API MoxStatus moxiEncodeHuffmanSpecInit_JPEG_8u(
+    const Mox8u* pBits, const Mox8u* pHuffVal, MoxEncodeHuffmanSpec* pSpec);
+MOXJ_API MoxStatus moxiDecodeHuffmanSpecInit_JPEG_8u(
+    const Mox8u* pBits, const Mox8u* pHuffVal, MoxDecodeHuffmanSpec* pSpec);
 
 /*
  * The same in memory that is allocated here. If *ppSpec is set it must be freed, also when the table was refused.
  *   moxStatusNullPointer   a pointer is null, or the allocation failed: *ppSpec is unchanged
  *   moxStatusHuffTable     as above; *ppSpec is set
  */
-MOXJ_API MoxStatus
-moxiEncodeHuffmanSpecInitAlloc_JPEG_8u(const Mox8u* pBits, const Mox8u* pHuffVal, MoxEncodeHuffmanSpec** ppSpec);
-MOXJ_API MoxStatus
-moxiDecodeHuffmanSpecInitAlloc_JPEG_8u(const Mox8u* pBits, const Mox8u* pHuffVal, MoxDecodeHuffmanSpec** ppSpec);
+MOXJ_API MoxStatus moxiEncodeHuffmanSpecInitAlloc_JPEG_8u(
+    const Mox8u* pBits, const Mox8u* pHuffVal, MoxEncodeHuffmanSpec** ppSpec);
+MOXJ_API MoxStatus moxiDecodeHuffmanSpecInitAlloc_JPEG_8u(
+    const Mox8u* pBits, const Mox8u* pHuffVal, MoxDecodeHuffmanSpec** ppSpec);
 
 /*
  * Initialises a state for the beginning of a scan or a restart interval: no bits, no run. An encoder's flush leaves the
@@ -263,10 +263,9 @@ MOXJ_API MoxStatus moxiDecodeHuffmanStateFree_JPEG_8u(MoxDecodeHuffmanState* pSt
  * After either of the last two the segment is lost: bytes of the block have been written, position and state are those
  * after the last code or value that was written whole, *pLastDC is the block's.
  */
-MOXJ_API MoxStatus moxiEncodeHuffman8x8_JPEG_16s1u_C1(
-    const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, Mox16s* pLastDC,
-    const MoxEncodeHuffmanSpec* pDCTable, const MoxEncodeHuffmanSpec* pACTable, MoxEncodeHuffmanState* pState,
-    int32_t flush);
+MOXJ_API MoxStatus moxiEncodeHuffman8x8_JPEG_16s1u_C1(const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen,
+    int32_t* pDstCurPos, Mox16s* pLastDC, const MoxEncodeHuffmanSpec* pDCTable, const MoxEncodeHuffmanSpec* pACTable,
+    MoxEncodeHuffmanState* pState, int32_t flush);
 
 /*
  * The same without a state and without a limit. *pDstCurBitPos counts bits: the bits before it in its byte are kept,
@@ -279,9 +278,8 @@ MOXJ_API MoxStatus moxiEncodeHuffman8x8_JPEG_16s1u_C1(
  * returned.
  *   moxStatusNullPointer   a pointer is null
  */
-MOXJ_API MoxStatus moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(
-    const Mox16s* pSrc, Mox8u* pDst, int32_t* pDstCurBitPos, Mox16s* pLastDC, const MoxEncodeHuffmanSpec* pDCTable,
-    const MoxEncodeHuffmanSpec* pACTable);
+MOXJ_API MoxStatus moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const Mox16s* pSrc, Mox8u* pDst, int32_t* pDstCurBitPos,
+    Mox16s* pLastDC, const MoxEncodeHuffmanSpec* pDCTable, const MoxEncodeHuffmanSpec* pACTable);
 
 /*
  * Adds the symbols of a block to 256 counters each, for moxiEncodeHuffmanRawTableInit_JPEG_8u. The caller clears the
@@ -311,9 +309,9 @@ MOXJ_API MoxStatus moxiGetHuffmanStatistics8x8_JPEG_16s_C1(
  * After moxStatusOutOfBuffer and moxStatusError the block holds what was decoded, *pLastDC may be the block's, and
  * position, marker and state say how far the data have been used.
  */
-MOXJ_API MoxStatus moxiDecodeHuffman8x8_JPEG_1u16s_C1(
-    const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, Mox16s* pLastDC, int32_t* pMarker,
-    const MoxDecodeHuffmanSpec* pDCTable, const MoxDecodeHuffmanSpec* pACTable, MoxDecodeHuffmanState* pState);
+MOXJ_API MoxStatus moxiDecodeHuffman8x8_JPEG_1u16s_C1(const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos,
+    Mox16s* pDst, Mox16s* pLastDC, int32_t* pMarker, const MoxDecodeHuffmanSpec* pDCTable,
+    const MoxDecodeHuffmanSpec* pACTable, MoxDecodeHuffmanState* pState);
 
 /*
  * The same without a state and without a length: the data must end in a marker, after which nothing is read. Loading
@@ -335,9 +333,9 @@ MOXJ_API MoxStatus moxiDecodeHuffman8x8_JPEG_1u16s_C1(
  *   moxStatusError              a coefficient more than nine places past the block
  * After the last three *pSrcCurBitPos, *pPrefetchedBits and *pNumValidBits are unchanged.
  */
-MOXJ_API MoxStatus moxiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(
-    const Mox8u* pSrc, int32_t* pSrcCurBitPos, Mox16s* pDst, Mox16s* pLastDC, int32_t* pMarker, Mox32u* pPrefetchedBits,
-    int32_t* pNumValidBits, const MoxDecodeHuffmanSpec* pDCTable, const MoxDecodeHuffmanSpec* pACTable);
+MOXJ_API MoxStatus moxiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(const Mox8u* pSrc, int32_t* pSrcCurBitPos, Mox16s* pDst,
+    Mox16s* pLastDC, int32_t* pMarker, Mox32u* pPrefetchedBits, int32_t* pNumValidBits,
+    const MoxDecodeHuffmanSpec* pDCTable, const MoxDecodeHuffmanSpec* pACTable);
 
 /* ---- Progressive Huffman coding of 8x8 blocks ----------------------------------------------------------------- */
 
@@ -372,9 +370,9 @@ MOXJ_API MoxStatus moxiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(
  *   moxStatusHuffTable          a category without a code; *pLastDC is the block's
  *   moxStatusOutOfBuffer        the destination is full, as it also is if *pDstCurPos is negative
  */
-MOXJ_API MoxStatus moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(
-    const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, Mox16s* pLastDC, int32_t Al,
-    const MoxEncodeHuffmanSpec* pDCTable, MoxEncodeHuffmanState* pState, int32_t flush);
+MOXJ_API MoxStatus moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen,
+    int32_t* pDstCurPos, Mox16s* pLastDC, int32_t Al, const MoxEncodeHuffmanSpec* pDCTable,
+    MoxEncodeHuffmanState* pState, int32_t flush);
 
 /*
  * Refining DC scan (T.81 G.1.2.1): bit Al of the coefficient.
@@ -386,9 +384,8 @@ MOXJ_API MoxStatus moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(
  *   moxStatusBadArgument   Al out of range
  *   moxStatusOutOfBuffer   the destination is full, as it also is if *pDstCurPos is negative
  */
-MOXJ_API MoxStatus moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(
-    const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, int32_t Al, MoxEncodeHuffmanState* pState,
-    int32_t flush);
+MOXJ_API MoxStatus moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen,
+    int32_t* pDstCurPos, int32_t Al, MoxEncodeHuffmanState* pState, int32_t flush);
 
 /*
  * First AC scan (T.81 G.1.2.2): magnitudes shifted right by Al, in categories 1 to 11.
@@ -402,17 +399,17 @@ MOXJ_API MoxStatus moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(
  *   moxStatusHuffTable          a symbol has no code
  *   moxStatusOutOfBuffer        the destination is full, as it also is if *pDstCurPos is negative
  */
-MOXJ_API MoxStatus moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(
-    const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, int32_t Ss, int32_t Se, int32_t Al,
-    const MoxEncodeHuffmanSpec* pACTable, MoxEncodeHuffmanState* pState, int32_t flush);
+MOXJ_API MoxStatus moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen,
+    int32_t* pDstCurPos, int32_t Ss, int32_t Se, int32_t Al, const MoxEncodeHuffmanSpec* pACTable,
+    MoxEncodeHuffmanState* pState, int32_t flush);
 
 /*
  * Refining AC scan (T.81 G.1.2.3). A run is written before it holds more than 937 + 63 correction bits; the state has
  * room for 1024. The checks of the first AC scan; there is no category.
  */
-MOXJ_API MoxStatus moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(
-    const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, int32_t Ss, int32_t Se, int32_t Al,
-    const MoxEncodeHuffmanSpec* pACTable, MoxEncodeHuffmanState* pState, int32_t flush);
+MOXJ_API MoxStatus moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen,
+    int32_t* pDstCurPos, int32_t Ss, int32_t Se, int32_t Al, const MoxEncodeHuffmanSpec* pACTable,
+    MoxEncodeHuffmanState* pState, int32_t flush);
 
 /*
  * The symbols that the encoders would code for a block, added to 256 counters. The caller clears the counters first;
@@ -430,14 +427,12 @@ MOXJ_API MoxStatus moxiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(
  *   moxStatusBadArgument        Ss, Se or Al out of range
  *   moxStatusCoefficientRange   ACFirst: a category above 10, one less than can be coded
  */
-MOXJ_API MoxStatus
-moxiGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(const Mox16s* pSrc, int32_t pDCFreq[256], Mox16s* pLastDC, int32_t Al);
-MOXJ_API MoxStatus moxiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(
-    const Mox16s* pSrc, int32_t pACFreq[256], int32_t Ss, int32_t Se, int32_t Al, MoxEncodeHuffmanState* pState,
-    int32_t flush);
-MOXJ_API MoxStatus moxiGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(
-    const Mox16s* pSrc, int32_t pACFreq[256], int32_t Ss, int32_t Se, int32_t Al, MoxEncodeHuffmanState* pState,
-    int32_t flush);
+MOXJ_API MoxStatus moxiGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(
+    const Mox16s* pSrc, int32_t pDCFreq[256], Mox16s* pLastDC, int32_t Al);
+MOXJ_API MoxStatus moxiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(const Mox16s* pSrc, int32_t pACFreq[256], int32_t Ss,
+    int32_t Se, int32_t Al, MoxEncodeHuffmanState* pState, int32_t flush);
+MOXJ_API MoxStatus moxiGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(const Mox16s* pSrc, int32_t pACFreq[256],
+    int32_t Ss, int32_t Se, int32_t Al, MoxEncodeHuffmanState* pState, int32_t flush);
 
 /*
  * Decoders (T.81 G.2). Each adds one scan to a block and never clears it: the caller clears all blocks before the first
@@ -464,9 +459,9 @@ MOXJ_API MoxStatus moxiGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(
  *   moxStatusOutOfBuffer   bits are needed past the end of the source or a marker
  *   moxStatusMarkerMet     success; this call met the marker
  */
-MOXJ_API MoxStatus moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(
-    const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, Mox16s* pLastDC, int32_t* pMarker, int32_t Al,
-    const MoxDecodeHuffmanSpec* pDCTable, MoxDecodeHuffmanState* pState);
+MOXJ_API MoxStatus moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos,
+    Mox16s* pDst, Mox16s* pLastDC, int32_t* pMarker, int32_t Al, const MoxDecodeHuffmanSpec* pDCTable,
+    MoxDecodeHuffmanState* pState);
 
 /*
  * Refining DC scan: one bit, which sets bit Al of coefficient 0. No byte is loaded while the state holds a bit.
@@ -479,9 +474,8 @@ MOXJ_API MoxStatus moxiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(
  *   moxStatusOutOfBuffer   a bit is needed past the end of the source or a marker
  *   moxStatusMarkerMet     success; this call met the marker
  */
-MOXJ_API MoxStatus moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(
-    const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, int32_t* pMarker, int32_t Al,
-    MoxDecodeHuffmanState* pState);
+MOXJ_API MoxStatus moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos,
+    Mox16s* pDst, int32_t* pMarker, int32_t Al, MoxDecodeHuffmanState* pState);
 
 /*
  * First AC scan (T.81 G.2.2). Inside an end-of-band run only the run's count in the state changes. In damaged data
@@ -497,18 +491,18 @@ MOXJ_API MoxStatus moxiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(
  *   moxStatusError         a coefficient more than nine places past the block
  *   moxStatusMarkerMet     success; this call met the marker
  */
-MOXJ_API MoxStatus moxiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(
-    const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, int32_t* pMarker, int32_t Ss, int32_t Se,
-    int32_t Al, const MoxDecodeHuffmanSpec* pACTable, MoxDecodeHuffmanState* pState);
+MOXJ_API MoxStatus moxiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos,
+    Mox16s* pDst, int32_t* pMarker, int32_t Ss, int32_t Se, int32_t Al, const MoxDecodeHuffmanSpec* pACTable,
+    MoxDecodeHuffmanState* pState);
 
 /*
  * Refining AC scan (T.81 G.2.3). In damaged data any size but 0 counts as 1, a new coefficient for which the band has
  * no place is dropped, and a run whose correction bits run out stays as it is. The checks of the first AC scan, without
  * moxStatusError.
  */
-MOXJ_API MoxStatus moxiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(
-    const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, int32_t* pMarker, int32_t Ss, int32_t Se,
-    int32_t Al, const MoxDecodeHuffmanSpec* pACTable, MoxDecodeHuffmanState* pState);
+MOXJ_API MoxStatus moxiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos,
+    Mox16s* pDst, int32_t* pMarker, int32_t Ss, int32_t Se, int32_t Al, const MoxDecodeHuffmanSpec* pACTable,
+    MoxDecodeHuffmanState* pState);
 
 /* ---- Optimal Huffman tables ----------------------------------------------------------------------------------- */
 
@@ -551,16 +545,16 @@ MOXJ_API MoxStatus moxiEncodeHuffmanRawTableInit_JPEG_8u(const int32_t pFreq[256
  * of the samples before the point transform. Pt is not limited by P: the exponent is taken modulo 32, so that from
  * Pt = P on the first sample is predicted by a meaningless power of two.
  */
-MOXJ_API MoxStatus
-moxiDiffPredFirstRow_JPEG_16s_C1(const Mox16s* pSrc, Mox16s* pDst, int32_t width, int32_t P, int32_t Pt);
+MOXJ_API MoxStatus moxiDiffPredFirstRow_JPEG_16s_C1(
+    const Mox16s* pSrc, Mox16s* pDst, int32_t width, int32_t P, int32_t Pt);
 
 /* Differences of any other row; pPrevRow is the row of samples above. */
-MOXJ_API MoxStatus
-moxiDiffPredRow_JPEG_16s_C1(const Mox16s* pSrc, const Mox16s* pPrevRow, Mox16s* pDst, int32_t width, int32_t predictor);
+MOXJ_API MoxStatus moxiDiffPredRow_JPEG_16s_C1(
+    const Mox16s* pSrc, const Mox16s* pPrevRow, Mox16s* pDst, int32_t width, int32_t predictor);
 
 /* Samples of a first row from its differences; P and Pt as above. */
-MOXJ_API MoxStatus
-moxiReconstructPredFirstRow_JPEG_16s_C1(const Mox16s* pSrc, Mox16s* pDst, int32_t width, int32_t P, int32_t Pt);
+MOXJ_API MoxStatus moxiReconstructPredFirstRow_JPEG_16s_C1(
+    const Mox16s* pSrc, Mox16s* pDst, int32_t width, int32_t P, int32_t Pt);
 
 /* Samples of any other row from its differences; pPrevRow is the row of samples above. */
 MOXJ_API MoxStatus moxiReconstructPredRow_JPEG_16s_C1(
@@ -586,9 +580,8 @@ MOXJ_API MoxStatus moxiReconstructPredRow_JPEG_16s_C1(
  *   moxStatusNullPointer   pDstCurPos or pState is null
  *   moxStatusNullPointer   without flush: pSrc or pTable is null
  */
-MOXJ_API MoxStatus moxiEncodeHuffmanOne_JPEG_16s1u_C1(
-    const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen, int32_t* pDstCurPos, const MoxEncodeHuffmanSpec* pTable,
-    MoxEncodeHuffmanState* pState, int32_t flush);
+MOXJ_API MoxStatus moxiEncodeHuffmanOne_JPEG_16s1u_C1(const Mox16s* pSrc, Mox8u* pDst, int32_t dstLen,
+    int32_t* pDstCurPos, const MoxEncodeHuffmanSpec* pTable, MoxEncodeHuffmanState* pState, int32_t flush);
 
 /*
  * Decodes one difference (T.81 H.2.2) as the sequential decoder decodes a DC difference: srcLen, pSrcCurPos, pMarker
@@ -602,9 +595,8 @@ MOXJ_API MoxStatus moxiEncodeHuffmanOne_JPEG_16s1u_C1(
  *   moxStatusOutOfBuffer   the bits run out; *pDst is unchanged, position, marker and state are where reading stopped
  *   moxStatusMarkerMet     success; this call met the marker
  */
-MOXJ_API MoxStatus moxiDecodeHuffmanOne_JPEG_1u16s_C1(
-    const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos, Mox16s* pDst, int32_t* pMarker,
-    const MoxDecodeHuffmanSpec* pTable, MoxDecodeHuffmanState* pState);
+MOXJ_API MoxStatus moxiDecodeHuffmanOne_JPEG_1u16s_C1(const Mox8u* pSrc, int32_t srcLen, int32_t* pSrcCurPos,
+    Mox16s* pDst, int32_t* pMarker, const MoxDecodeHuffmanSpec* pTable, MoxDecodeHuffmanState* pState);
 
 /*
  * Counts the category of a difference: adds 1 to one of pFreq[0] to pFreq[16], which the caller clears first and which
@@ -692,8 +684,8 @@ MOXJ_API MoxStatus moxiDCTQuantFwd8x8_JPEG_16s_C1(const Mox16s* pSrc, Mox16s* pD
 MOXJ_API MoxStatus moxiDCTQuantFwd8x8_JPEG_16s_C1I(Mox16s* pSrcDst, const Mox16u* pFwdTable);
 
 /* A region of 8 by 8 pixels, its rows srcStep bytes apart, to quantised coefficients. */
-MOXJ_API MoxStatus
-moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(const Mox8u* pSrc, int32_t srcStep, Mox16s* pDst, const Mox16u* pFwdTable);
+MOXJ_API MoxStatus moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(
+    const Mox8u* pSrc, int32_t srcStep, Mox16s* pDst, const Mox16u* pFwdTable);
 
 /* Quantised coefficients to samples, not limited to 8 bits. pSrc and pDst may be the same block. */
 MOXJ_API MoxStatus moxiDCTQuantInv8x8_JPEG_16s_C1(const Mox16s* pSrc, Mox16s* pDst, const Mox16u* pInvTable);
@@ -703,8 +695,8 @@ MOXJ_API MoxStatus moxiDCTQuantInv8x8_JPEG_16s_C1I(Mox16s* pSrcDst, const Mox16u
  * Quantised coefficients to a region of 8 by 8 pixels, its rows dstStep bytes apart: samples plus 128, clamped to
  * 0..255. Rows are written from the first to the last; with a step below 8 the later ones overwrite the earlier.
  */
-MOXJ_API MoxStatus
-moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(const Mox16s* pSrc, Mox8u* pDst, int32_t dstStep, const Mox16u* pInvTable);
+MOXJ_API MoxStatus moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(
+    const Mox16s* pSrc, Mox8u* pDst, int32_t dstStep, const Mox16u* pInvTable);
 
 /* ---- Level shift ---------------------------------------------------------------------------------------------- */
 
@@ -721,12 +713,12 @@ moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(const Mox16s* pSrc, Mox8u* pDst, int32_t dst
  */
 
 /* dst = src - 128 */
-MOXJ_API MoxStatus
-moxiSub128_JPEG_8u16s_C1R(const Mox8u* pSrc, int32_t srcStep, Mox16s* pDst, int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus moxiSub128_JPEG_8u16s_C1R(
+    const Mox8u* pSrc, int32_t srcStep, Mox16s* pDst, int32_t dstStep, MoxRoiSize roiSize);
 
 /* dst = src + 128, clamped to 0..255 */
-MOXJ_API MoxStatus
-moxiAdd128_JPEG_16s8u_C1R(const Mox16s* pSrc, int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus moxiAdd128_JPEG_16s8u_C1R(
+    const Mox16s* pSrc, int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
 
 /* ---- Colour conversion ---------------------------------------------------------------------------------------- */
 
@@ -795,12 +787,12 @@ MOXJ_API MoxStatus moxiBGR565ToYCbCr_JPEG_16u8u_C3P3R(
     const Mox16u* pSrc, int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep, MoxRoiSize roiSize);
 
 /* To Y alone: the Y of the functions above. */
-MOXJ_API MoxStatus
-moxiRGBToY_JPEG_8u_C3C1R(const Mox8u* pSrc, int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus
-moxiBGRToY_JPEG_8u_C3C1R(const Mox8u* pSrc, int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
-MOXJ_API MoxStatus
-moxiRGBToY_JPEG_8u_P3C1R(const Mox8u* const pSrc[3], int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus moxiRGBToY_JPEG_8u_C3C1R(
+    const Mox8u* pSrc, int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus moxiBGRToY_JPEG_8u_C3C1R(
+    const Mox8u* pSrc, int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
+MOXJ_API MoxStatus moxiRGBToY_JPEG_8u_P3C1R(
+    const Mox8u* const pSrc[3], int32_t srcStep, Mox8u* pDst, int32_t dstStep, MoxRoiSize roiSize);
 
 /* To Y, Cb, Cr, K. */
 MOXJ_API MoxStatus moxiCMYKToYCCK_JPEG_8u_C4P4R(
@@ -908,8 +900,8 @@ MOXJ_API MoxStatus moxiSampleUpH2V2_JPEG_8u_C1R(
  * The last sample of an odd srcWidth is neither read nor used; srcWidth 1 writes nothing.
  */
 MOXJ_API MoxStatus moxiSampleDownRowH2V1_Box_JPEG_8u_C1(const Mox8u* pSrc, int32_t srcWidth, Mox8u* pDst);
-MOXJ_API MoxStatus
-moxiSampleDownRowH2V2_Box_JPEG_8u_C1(const Mox8u* pSrc1, const Mox8u* pSrc2, int32_t srcWidth, Mox8u* pDst);
+MOXJ_API MoxStatus moxiSampleDownRowH2V2_Box_JPEG_8u_C1(
+    const Mox8u* pSrc1, const Mox8u* pSrc2, int32_t srcWidth, Mox8u* pDst);
 
 /*
  * The triangle filters of the regions, writing 2 srcWidth samples; in place of the samples before the first and after
@@ -917,8 +909,8 @@ moxiSampleDownRowH2V2_Box_JPEG_8u_C1(const Mox8u* pSrc1, const Mox8u* pSrc2, int
  * constant. srcWidth 1 is allowed: the only sample is its own neighbour on both sides.
  */
 MOXJ_API MoxStatus moxiSampleUpRowH2V1_Triangle_JPEG_8u_C1(const Mox8u* pSrc, int32_t srcWidth, Mox8u* pDst);
-MOXJ_API MoxStatus
-moxiSampleUpRowH2V2_Triangle_JPEG_8u_C1(const Mox8u* pSrc1, const Mox8u* pSrc2, int32_t srcWidth, Mox8u* pDst);
+MOXJ_API MoxStatus moxiSampleUpRowH2V2_Triangle_JPEG_8u_C1(
+    const Mox8u* pSrc1, const Mox8u* pSrc2, int32_t srcWidth, Mox8u* pDst);
 
 /* ---- MCU-level colour, sampling and level shift --------------------------------------------------------------- */
 
@@ -973,18 +965,18 @@ MOXJ_API MoxStatus moxiRGBToYCbCr411LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_
 MOXJ_API MoxStatus moxiBGRToYCbCr444LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 MOXJ_API MoxStatus moxiBGRToYCbCr422LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 MOXJ_API MoxStatus moxiBGRToYCbCr411LS_MCU_8u16s_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-MOXJ_API MoxStatus
-moxiBGR555ToYCbCr444LS_MCU_16u16s_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-MOXJ_API MoxStatus
-moxiBGR555ToYCbCr422LS_MCU_16u16s_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-MOXJ_API MoxStatus
-moxiBGR555ToYCbCr411LS_MCU_16u16s_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-MOXJ_API MoxStatus
-moxiBGR565ToYCbCr444LS_MCU_16u16s_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-MOXJ_API MoxStatus
-moxiBGR565ToYCbCr422LS_MCU_16u16s_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
-MOXJ_API MoxStatus
-moxiBGR565ToYCbCr411LS_MCU_16u16s_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiBGR555ToYCbCr444LS_MCU_16u16s_C3P3R(
+    const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiBGR555ToYCbCr422LS_MCU_16u16s_C3P3R(
+    const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiBGR555ToYCbCr411LS_MCU_16u16s_C3P3R(
+    const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiBGR565ToYCbCr444LS_MCU_16u16s_C3P3R(
+    const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiBGR565ToYCbCr422LS_MCU_16u16s_C3P3R(
+    const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
+MOXJ_API MoxStatus moxiBGR565ToYCbCr411LS_MCU_16u16s_C3P3R(
+    const Mox16u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[3]);
 MOXJ_API MoxStatus moxiCMYKToYCCK444LS_MCU_8u16s_C4P4R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[4]);
 MOXJ_API MoxStatus moxiCMYKToYCCK422LS_MCU_8u16s_C4P4R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[4]);
 MOXJ_API MoxStatus moxiCMYKToYCCK411LS_MCU_8u16s_C4P4R(const Mox8u* pSrc, int32_t srcStep, Mox16s* const pDstMCU[4]);
@@ -1007,18 +999,18 @@ MOXJ_API MoxStatus moxiYCbCr411ToRGBLS_MCU_16s8u_P3C3R(const Mox16s* const pSrcM
 MOXJ_API MoxStatus moxiYCbCr444ToBGRLS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
 MOXJ_API MoxStatus moxiYCbCr422ToBGRLS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
 MOXJ_API MoxStatus moxiYCbCr411ToBGRLS_MCU_16s8u_P3C3R(const Mox16s* const pSrcMCU[3], Mox8u* pDst, int32_t dstStep);
-MOXJ_API MoxStatus
-moxiYCbCr444ToBGR555LS_MCU_16s16u_P3C3R(const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
-MOXJ_API MoxStatus
-moxiYCbCr422ToBGR555LS_MCU_16s16u_P3C3R(const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
-MOXJ_API MoxStatus
-moxiYCbCr411ToBGR555LS_MCU_16s16u_P3C3R(const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
-MOXJ_API MoxStatus
-moxiYCbCr444ToBGR565LS_MCU_16s16u_P3C3R(const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
-MOXJ_API MoxStatus
-moxiYCbCr422ToBGR565LS_MCU_16s16u_P3C3R(const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
-MOXJ_API MoxStatus
-moxiYCbCr411ToBGR565LS_MCU_16s16u_P3C3R(const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr444ToBGR555LS_MCU_16s16u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr422ToBGR555LS_MCU_16s16u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr411ToBGR555LS_MCU_16s16u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr444ToBGR565LS_MCU_16s16u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr422ToBGR565LS_MCU_16s16u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
+MOXJ_API MoxStatus moxiYCbCr411ToBGR565LS_MCU_16s16u_P3C3R(
+    const Mox16s* const pSrcMCU[3], Mox16u* pDst, int32_t dstStep);
 MOXJ_API MoxStatus moxiYCCK444ToCMYKLS_MCU_16s8u_P4C4R(const Mox16s* const pSrcMCU[4], Mox8u* pDst, int32_t dstStep);
 MOXJ_API MoxStatus moxiYCCK422ToCMYKLS_MCU_16s8u_P4C4R(const Mox16s* const pSrcMCU[4], Mox8u* pDst, int32_t dstStep);
 MOXJ_API MoxStatus moxiYCCK411ToCMYKLS_MCU_16s8u_P4C4R(const Mox16s* const pSrcMCU[4], Mox8u* pDst, int32_t dstStep);
@@ -1124,7 +1116,7 @@ enum {
  */
 #define MOXJ_J2K_OPTIONS(style)                                                                     \
   (((0x01 & (style)) << 1) | ((0x02 & (style)) << 2) | (0x04 & (style)) | ((0x08 & (style)) >> 3) | \
-   ((0x10 & (style)) << 16) | ((0x20 & (style)) >> 1))
+      ((0x10 & (style)) << 16) | ((0x20 & (style)) >> 1))
 #define MOXJ_J2K_TERM_KIND(style) ((0x10 & (style)) ? moxJ2KTermPredictable : moxJ2KTermFlush)
 
 /* ---- Code-block encoder --------------------------------------------------------------------------------------- */
@@ -1169,10 +1161,9 @@ MOXJ_API MoxStatus moxiEncodeFree_JPEG2K(MoxJ2KEncodeState* pState);
  *   moxStatusNullPointer       pSrc is null
  *   moxStatusBadStep           srcStep below 1
  */
-MOXJ_API MoxStatus moxiEncodeLoadCodeBlock_JPEG2K_32s_C1R(
-    const Mox32s* pSrc, int32_t srcStep, int32_t width, int32_t height, MoxJ2KEncodeState* pState, int32_t subband,
-    int32_t magnitudeBits, int32_t termKind, int32_t reserved, int32_t options, int32_t* pNumBitPlanes,
-    int32_t* pNumPasses, int32_t* pNumSegments);
+MOXJ_API MoxStatus moxiEncodeLoadCodeBlock_JPEG2K_32s_C1R(const Mox32s* pSrc, int32_t srcStep, int32_t width,
+    int32_t height, MoxJ2KEncodeState* pState, int32_t subband, int32_t magnitudeBits, int32_t termKind,
+    int32_t reserved, int32_t options, int32_t* pNumBitPlanes, int32_t* pNumPasses, int32_t* pNumSegments);
 
 /*
  * Delivers the code string of the loaded block, its codeword segments one after the other: at most *pDstLen bytes,
@@ -1194,8 +1185,8 @@ MOXJ_API MoxStatus moxiEncodeLoadCodeBlock_JPEG2K_32s_C1R(
  *   moxStatusNullPointer       pDst, pDstLen or pNotFinished is null
  *   moxStatusBadSize           *pDstLen below 1
  */
-MOXJ_API MoxStatus
-moxiEncodeStoreBits_JPEG2K_1u(Mox8u* pDst, int32_t* pDstLen, MoxJ2KEncodeState* pState, int32_t* pNotFinished);
+MOXJ_API MoxStatus moxiEncodeStoreBits_JPEG2K_1u(
+    Mox8u* pDst, int32_t* pDstLen, MoxJ2KEncodeState* pState, int32_t* pNotFinished);
 
 /*
  * The rate of a coding pass: a number of bytes from the start of the block's code string with which every pass up to
@@ -1293,10 +1284,9 @@ MOXJ_API MoxStatus moxiDecodeGetBufSize_JPEG2K(int32_t width, int32_t height, in
  *   moxStatusBadStep       dstStep below 1
  *   moxStatusDecodeFailed  see above; the destination has been written
  */
-MOXJ_API MoxStatus moxiDecodeCodeBlock_JPEG2K_1u32s_C1R(
-    const Mox8u* pSrc, Mox32s* pDst, int32_t dstStep, int32_t width, int32_t height, int32_t subband,
-    int32_t numBitPlanes, int32_t numPasses, const int32_t* pSegmentLengths, int32_t numSegments, int32_t options,
-    int32_t* pCurBitPlane, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiDecodeCodeBlock_JPEG2K_1u32s_C1R(const Mox8u* pSrc, Mox32s* pDst, int32_t dstStep, int32_t width,
+    int32_t height, int32_t subband, int32_t numBitPlanes, int32_t numPasses, const int32_t* pSegmentLengths,
+    int32_t numSegments, int32_t options, int32_t* pCurBitPlane, Mox8u* pBuffer);
 
 /*
  * The pass-by-pass decoder. Once: moxiDecodeCBProgrGetStateSize_JPEG2K and moxiDecodeCBProgrInit_JPEG2K on the
@@ -1349,9 +1339,8 @@ MOXJ_API MoxStatus moxiDecodeCBProgrFree_JPEG2K(MoxJ2KDecodeState* pState);
  *   moxStatusBadStep           dstStep below 1
  *   moxStatusBadSize           height or width below 1, or above that of InitAlloc
  */
-MOXJ_API MoxStatus moxiDecodeCBProgrAttach_JPEG2K_32s_C1R(
-    Mox32s* pDst, int32_t dstStep, int32_t width, int32_t height, MoxJ2KDecodeState* pState, int32_t subband,
-    int32_t numBitPlanes, int32_t options);
+MOXJ_API MoxStatus moxiDecodeCBProgrAttach_JPEG2K_32s_C1R(Mox32s* pDst, int32_t dstStep, int32_t width, int32_t height,
+    MoxJ2KDecodeState* pState, int32_t subband, int32_t numBitPlanes, int32_t options);
 
 /*
  * Decodes the passes of the next codeword segment, length bytes at pSegment (below 1: none; past its end a segment
@@ -1499,18 +1488,14 @@ MOXJ_API MoxStatus moxiWTGetBufSize_B53_JPEG2K_32s_C1R(const MoxRect* pRoi, int3
  *   moxStatusBadStep       one of their four steps is below 1
  *   moxStatusBadSize       width or height below 1
  */
-MOXJ_API MoxStatus moxiWTFwd_B53_JPEG2K_16s_C1R(
-    const Mox16s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi, Mox16s* const pDst[4], const int32_t dstStep[4],
-    Mox8u* pBuffer);
-MOXJ_API MoxStatus moxiWTInv_B53_JPEG2K_16s_C1R(
-    const Mox16s* const pSrc[4], const int32_t srcStep[4], Mox16s* pDst, int32_t dstStep, const MoxRect* pDstRoi,
-    Mox8u* pBuffer);
-MOXJ_API MoxStatus moxiWTFwd_B53_JPEG2K_32s_C1R(
-    const Mox32s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi, Mox32s* const pDst[4], const int32_t dstStep[4],
-    Mox8u* pBuffer);
-MOXJ_API MoxStatus moxiWTInv_B53_JPEG2K_32s_C1R(
-    const Mox32s* const pSrc[4], const int32_t srcStep[4], Mox32s* pDst, int32_t dstStep, const MoxRect* pDstRoi,
-    Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTFwd_B53_JPEG2K_16s_C1R(const Mox16s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi,
+    Mox16s* const pDst[4], const int32_t dstStep[4], Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTInv_B53_JPEG2K_16s_C1R(const Mox16s* const pSrc[4], const int32_t srcStep[4], Mox16s* pDst,
+    int32_t dstStep, const MoxRect* pDstRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTFwd_B53_JPEG2K_32s_C1R(const Mox32s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi,
+    Mox32s* const pDst[4], const int32_t dstStep[4], Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTInv_B53_JPEG2K_32s_C1R(const Mox32s* const pSrc[4], const int32_t srcStep[4], Mox32s* pDst,
+    int32_t dstStep, const MoxRect* pDstRoi, Mox8u* pBuffer);
 
 /*
  * In place. Checks, in this order:
@@ -1520,14 +1505,14 @@ MOXJ_API MoxStatus moxiWTInv_B53_JPEG2K_32s_C1R(
  * The size is not tested, and never an error: a width below 1 counts as 1 for the rows (their first samples are doubled
  * or halved if x is odd) and leaves the columns alone, a height below 1 as 1 for the columns and leaves the rows alone.
  */
-MOXJ_API MoxStatus
-moxiWTFwd_B53_JPEG2K_16s_C1IR(Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
-MOXJ_API MoxStatus
-moxiWTInv_B53_JPEG2K_16s_C1IR(Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
-MOXJ_API MoxStatus
-moxiWTFwd_B53_JPEG2K_32s_C1IR(Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
-MOXJ_API MoxStatus
-moxiWTInv_B53_JPEG2K_32s_C1IR(Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTFwd_B53_JPEG2K_16s_C1IR(
+    Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTInv_B53_JPEG2K_16s_C1IR(
+    Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTFwd_B53_JPEG2K_32s_C1IR(
+    Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTInv_B53_JPEG2K_32s_C1IR(
+    Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
 
 /*
  * Rows (Row) or columns (Col) that are not extended: the samples, coefficients or rows around the region are read, so
@@ -1543,30 +1528,22 @@ moxiWTInv_B53_JPEG2K_32s_C1IR(Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect
  *   moxStatusBadStep       a step below 1
  *   moxStatusBadSize       height or width below 1
  */
-MOXJ_API MoxStatus moxiWTFwdRow_B53_JPEG2K_16s_C1R(
-    const Mox16s* pSrc, int32_t srcStep, Mox16s* pDstLow, int32_t dstLowStep, Mox16s* pDstHigh, int32_t dstHighStep,
-    MoxRoiSize dstRoiSize, uint32_t phase);
-MOXJ_API MoxStatus moxiWTInvRow_B53_JPEG2K_16s_C1R(
-    const Mox16s* pSrcLow, int32_t srcLowStep, const Mox16s* pSrcHigh, int32_t srcHighStep, MoxRoiSize srcRoiSize,
-    Mox16s* pDst, int32_t dstStep, uint32_t phase);
-MOXJ_API MoxStatus moxiWTFwdRow_B53_JPEG2K_32s_C1R(
-    const Mox32s* pSrc, int32_t srcStep, Mox32s* pDstLow, int32_t dstLowStep, Mox32s* pDstHigh, int32_t dstHighStep,
-    MoxRoiSize dstRoiSize, uint32_t phase);
-MOXJ_API MoxStatus moxiWTInvRow_B53_JPEG2K_32s_C1R(
-    const Mox32s* pSrcLow, int32_t srcLowStep, const Mox32s* pSrcHigh, int32_t srcHighStep, MoxRoiSize srcRoiSize,
-    Mox32s* pDst, int32_t dstStep, uint32_t phase);
-MOXJ_API MoxStatus moxiWTFwdCol_B53_JPEG2K_16s_C1R(
-    const Mox16s* pSrc, int32_t srcStep, Mox16s* pDstLow, int32_t dstLowStep, Mox16s* pDstHigh, int32_t dstHighStep,
-    MoxRoiSize dstRoiSize, uint32_t phase);
-MOXJ_API MoxStatus moxiWTInvCol_B53_JPEG2K_16s_C1R(
-    const Mox16s* pSrcLow, int32_t srcLowStep, const Mox16s* pSrcHigh, int32_t srcHighStep, MoxRoiSize srcRoiSize,
-    Mox16s* pDst, int32_t dstStep, uint32_t phase);
-MOXJ_API MoxStatus moxiWTFwdCol_B53_JPEG2K_32s_C1R(
-    const Mox32s* pSrc, int32_t srcStep, Mox32s* pDstLow, int32_t dstLowStep, Mox32s* pDstHigh, int32_t dstHighStep,
-    MoxRoiSize dstRoiSize, uint32_t phase);
-MOXJ_API MoxStatus moxiWTInvCol_B53_JPEG2K_32s_C1R(
-    const Mox32s* pSrcLow, int32_t srcLowStep, const Mox32s* pSrcHigh, int32_t srcHighStep, MoxRoiSize srcRoiSize,
-    Mox32s* pDst, int32_t dstStep, uint32_t phase);
+MOXJ_API MoxStatus moxiWTFwdRow_B53_JPEG2K_16s_C1R(const Mox16s* pSrc, int32_t srcStep, Mox16s* pDstLow,
+    int32_t dstLowStep, Mox16s* pDstHigh, int32_t dstHighStep, MoxRoiSize dstRoiSize, uint32_t phase);
+MOXJ_API MoxStatus moxiWTInvRow_B53_JPEG2K_16s_C1R(const Mox16s* pSrcLow, int32_t srcLowStep, const Mox16s* pSrcHigh,
+    int32_t srcHighStep, MoxRoiSize srcRoiSize, Mox16s* pDst, int32_t dstStep, uint32_t phase);
+MOXJ_API MoxStatus moxiWTFwdRow_B53_JPEG2K_32s_C1R(const Mox32s* pSrc, int32_t srcStep, Mox32s* pDstLow,
+    int32_t dstLowStep, Mox32s* pDstHigh, int32_t dstHighStep, MoxRoiSize dstRoiSize, uint32_t phase);
+MOXJ_API MoxStatus moxiWTInvRow_B53_JPEG2K_32s_C1R(const Mox32s* pSrcLow, int32_t srcLowStep, const Mox32s* pSrcHigh,
+    int32_t srcHighStep, MoxRoiSize srcRoiSize, Mox32s* pDst, int32_t dstStep, uint32_t phase);
+MOXJ_API MoxStatus moxiWTFwdCol_B53_JPEG2K_16s_C1R(const Mox16s* pSrc, int32_t srcStep, Mox16s* pDstLow,
+    int32_t dstLowStep, Mox16s* pDstHigh, int32_t dstHighStep, MoxRoiSize dstRoiSize, uint32_t phase);
+MOXJ_API MoxStatus moxiWTInvCol_B53_JPEG2K_16s_C1R(const Mox16s* pSrcLow, int32_t srcLowStep, const Mox16s* pSrcHigh,
+    int32_t srcHighStep, MoxRoiSize srcRoiSize, Mox16s* pDst, int32_t dstStep, uint32_t phase);
+MOXJ_API MoxStatus moxiWTFwdCol_B53_JPEG2K_32s_C1R(const Mox32s* pSrc, int32_t srcStep, Mox32s* pDstLow,
+    int32_t dstLowStep, Mox32s* pDstHigh, int32_t dstHighStep, MoxRoiSize dstRoiSize, uint32_t phase);
+MOXJ_API MoxStatus moxiWTInvCol_B53_JPEG2K_32s_C1R(const Mox32s* pSrcLow, int32_t srcLowStep, const Mox32s* pSrcHigh,
+    int32_t srcHighStep, MoxRoiSize srcRoiSize, Mox32s* pDst, int32_t dstStep, uint32_t phase);
 
 /*
  * One lifting step down the columns, on rows of `width` elements, for codecs that stream rows. Forward: from x(2k),
@@ -1576,18 +1553,14 @@ MOXJ_API MoxStatus moxiWTInvCol_B53_JPEG2K_32s_C1R(
  *   moxStatusNullPointer   a row is null
  *   moxStatusBadSize       width below 1
  */
-MOXJ_API MoxStatus moxiWTFwdColLift_B53_JPEG2K_16s_C1(
-    const Mox16s* pSrc0, const Mox16s* pSrc1, const Mox16s* pSrc2, Mox16s* pDstLow, const Mox16s* pSrcHighPrev,
-    Mox16s* pDstHigh, int32_t width);
-MOXJ_API MoxStatus moxiWTInvColLift_B53_JPEG2K_16s_C1(
-    const Mox16s* pSrcLow, const Mox16s* pSrcHighPrev, const Mox16s* pSrcHigh, const Mox16s* pSrcEvenPrev,
-    Mox16s* pDstOdd, Mox16s* pDstEven, int32_t width);
-MOXJ_API MoxStatus moxiWTFwdColLift_B53_JPEG2K_32s_C1(
-    const Mox32s* pSrc0, const Mox32s* pSrc1, const Mox32s* pSrc2, Mox32s* pDstLow, const Mox32s* pSrcHighPrev,
-    Mox32s* pDstHigh, int32_t width);
-MOXJ_API MoxStatus moxiWTInvColLift_B53_JPEG2K_32s_C1(
-    const Mox32s* pSrcLow, const Mox32s* pSrcHighPrev, const Mox32s* pSrcHigh, const Mox32s* pSrcEvenPrev,
-    Mox32s* pDstOdd, Mox32s* pDstEven, int32_t width);
+MOXJ_API MoxStatus moxiWTFwdColLift_B53_JPEG2K_16s_C1(const Mox16s* pSrc0, const Mox16s* pSrc1, const Mox16s* pSrc2,
+    Mox16s* pDstLow, const Mox16s* pSrcHighPrev, Mox16s* pDstHigh, int32_t width);
+MOXJ_API MoxStatus moxiWTInvColLift_B53_JPEG2K_16s_C1(const Mox16s* pSrcLow, const Mox16s* pSrcHighPrev,
+    const Mox16s* pSrcHigh, const Mox16s* pSrcEvenPrev, Mox16s* pDstOdd, Mox16s* pDstEven, int32_t width);
+MOXJ_API MoxStatus moxiWTFwdColLift_B53_JPEG2K_32s_C1(const Mox32s* pSrc0, const Mox32s* pSrc1, const Mox32s* pSrc2,
+    Mox32s* pDstLow, const Mox32s* pSrcHighPrev, Mox32s* pDstHigh, int32_t width);
+MOXJ_API MoxStatus moxiWTInvColLift_B53_JPEG2K_32s_C1(const Mox32s* pSrcLow, const Mox32s* pSrcHighPrev,
+    const Mox32s* pSrcHigh, const Mox32s* pSrcEvenPrev, Mox32s* pDstOdd, Mox32s* pDstEven, int32_t width);
 
 /* ---- JPEG 2000 irreversible 9/7 wavelet (ISO/IEC 15444-1, Annex F) ---------------------------------------------- */
 
@@ -1647,26 +1620,22 @@ MOXJ_API MoxStatus moxiWTGetBufSize_D97_JPEG2K_32s_C1IR(const MoxRect* pRoi, int
 MOXJ_API MoxStatus moxiWTGetBufSize_D97_JPEG2K_32s_C1R(const MoxRect* pRoi, int32_t* pSize);
 
 /* Out of place and in place: the arguments and checks of the 5/3 functions. */
-MOXJ_API MoxStatus moxiWTFwd_D97_JPEG2K_16s_C1R(
-    const Mox16s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi, Mox16s* const pDst[4], const int32_t dstStep[4],
-    Mox8u* pBuffer);
-MOXJ_API MoxStatus moxiWTInv_D97_JPEG2K_16s_C1R(
-    const Mox16s* const pSrc[4], const int32_t srcStep[4], Mox16s* pDst, int32_t dstStep, const MoxRect* pDstRoi,
-    Mox8u* pBuffer);
-MOXJ_API MoxStatus moxiWTFwd_D97_JPEG2K_32s_C1R(
-    const Mox32s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi, Mox32s* const pDst[4], const int32_t dstStep[4],
-    Mox8u* pBuffer);
-MOXJ_API MoxStatus moxiWTInv_D97_JPEG2K_32s_C1R(
-    const Mox32s* const pSrc[4], const int32_t srcStep[4], Mox32s* pDst, int32_t dstStep, const MoxRect* pDstRoi,
-    Mox8u* pBuffer);
-MOXJ_API MoxStatus
-moxiWTFwd_D97_JPEG2K_16s_C1IR(Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
-MOXJ_API MoxStatus
-moxiWTInv_D97_JPEG2K_16s_C1IR(Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
-MOXJ_API MoxStatus
-moxiWTFwd_D97_JPEG2K_32s_C1IR(Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
-MOXJ_API MoxStatus
-moxiWTInv_D97_JPEG2K_32s_C1IR(Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTFwd_D97_JPEG2K_16s_C1R(const Mox16s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi,
+    Mox16s* const pDst[4], const int32_t dstStep[4], Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTInv_D97_JPEG2K_16s_C1R(const Mox16s* const pSrc[4], const int32_t srcStep[4], Mox16s* pDst,
+    int32_t dstStep, const MoxRect* pDstRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTFwd_D97_JPEG2K_32s_C1R(const Mox32s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi,
+    Mox32s* const pDst[4], const int32_t dstStep[4], Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTInv_D97_JPEG2K_32s_C1R(const Mox32s* const pSrc[4], const int32_t srcStep[4], Mox32s* pDst,
+    int32_t dstStep, const MoxRect* pDstRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTFwd_D97_JPEG2K_16s_C1IR(
+    Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTInv_D97_JPEG2K_16s_C1IR(
+    Mox16s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTFwd_D97_JPEG2K_32s_C1IR(
+    Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
+MOXJ_API MoxStatus moxiWTInv_D97_JPEG2K_32s_C1IR(
+    Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect* pRoi, Mox8u* pBuffer);
 
 /*
  * Rows and columns that are not extended, with the arguments and checks of the 5/3 functions. What is read:
@@ -1682,30 +1651,22 @@ moxiWTInv_D97_JPEG2K_32s_C1IR(Mox32s* pSrcDst, int32_t srcDstStep, const MoxRect
  * Back, a sample at an even coordinate comes from 7 coefficients, one at an odd coordinate from 9, by the weights of
  * the other band (H, L), with the sign of every other one changed; with 16 bits -3771 takes the place of the 0.
  */
-MOXJ_API MoxStatus moxiWTFwdRow_D97_JPEG2K_16s_C1R(
-    const Mox16s* pSrc, int32_t srcStep, Mox16s* pDstLow, int32_t dstLowStep, Mox16s* pDstHigh, int32_t dstHighStep,
-    MoxRoiSize dstRoiSize, uint32_t phase);
-MOXJ_API MoxStatus moxiWTInvRow_D97_JPEG2K_16s_C1R(
-    const Mox16s* pSrcLow, int32_t srcLowStep, const Mox16s* pSrcHigh, int32_t srcHighStep, MoxRoiSize srcRoiSize,
-    Mox16s* pDst, int32_t dstStep, uint32_t phase);
-MOXJ_API MoxStatus moxiWTFwdRow_D97_JPEG2K_32s_C1R(
-    const Mox32s* pSrc, int32_t srcStep, Mox32s* pDstLow, int32_t dstLowStep, Mox32s* pDstHigh, int32_t dstHighStep,
-    MoxRoiSize dstRoiSize, uint32_t phase);
-MOXJ_API MoxStatus moxiWTInvRow_D97_JPEG2K_32s_C1R(
-    const Mox32s* pSrcLow, int32_t srcLowStep, const Mox32s* pSrcHigh, int32_t srcHighStep, MoxRoiSize srcRoiSize,
-    Mox32s* pDst, int32_t dstStep, uint32_t phase);
-MOXJ_API MoxStatus moxiWTFwdRow_D97_JPEG2K_32f_C1R(
-    const Mox32f* pSrc, int32_t srcStep, Mox32f* pDstLow, int32_t dstLowStep, Mox32f* pDstHigh, int32_t dstHighStep,
-    MoxRoiSize dstRoiSize, uint32_t phase);
-MOXJ_API MoxStatus moxiWTInvRow_D97_JPEG2K_32f_C1R(
-    const Mox32f* pSrcLow, int32_t srcLowStep, const Mox32f* pSrcHigh, int32_t srcHighStep, MoxRoiSize srcRoiSize,
-    Mox32f* pDst, int32_t dstStep, uint32_t phase);
-MOXJ_API MoxStatus moxiWTFwdCol_D97_JPEG2K_32f_C1R(
-    const Mox32f* pSrc, int32_t srcStep, Mox32f* pDstLow, int32_t dstLowStep, Mox32f* pDstHigh, int32_t dstHighStep,
-    MoxRoiSize dstRoiSize, uint32_t phase);
-MOXJ_API MoxStatus moxiWTInvCol_D97_JPEG2K_32f_C1R(
-    const Mox32f* pSrcLow, int32_t srcLowStep, const Mox32f* pSrcHigh, int32_t srcHighStep, MoxRoiSize srcRoiSize,
-    Mox32f* pDst, int32_t dstStep, uint32_t phase);
+MOXJ_API MoxStatus moxiWTFwdRow_D97_JPEG2K_16s_C1R(const Mox16s* pSrc, int32_t srcStep, Mox16s* pDstLow,
+    int32_t dstLowStep, Mox16s* pDstHigh, int32_t dstHighStep, MoxRoiSize dstRoiSize, uint32_t phase);
+MOXJ_API MoxStatus moxiWTInvRow_D97_JPEG2K_16s_C1R(const Mox16s* pSrcLow, int32_t srcLowStep, const Mox16s* pSrcHigh,
+    int32_t srcHighStep, MoxRoiSize srcRoiSize, Mox16s* pDst, int32_t dstStep, uint32_t phase);
+MOXJ_API MoxStatus moxiWTFwdRow_D97_JPEG2K_32s_C1R(const Mox32s* pSrc, int32_t srcStep, Mox32s* pDstLow,
+    int32_t dstLowStep, Mox32s* pDstHigh, int32_t dstHighStep, MoxRoiSize dstRoiSize, uint32_t phase);
+MOXJ_API MoxStatus moxiWTInvRow_D97_JPEG2K_32s_C1R(const Mox32s* pSrcLow, int32_t srcLowStep, const Mox32s* pSrcHigh,
+    int32_t srcHighStep, MoxRoiSize srcRoiSize, Mox32s* pDst, int32_t dstStep, uint32_t phase);
+MOXJ_API MoxStatus moxiWTFwdRow_D97_JPEG2K_32f_C1R(const Mox32f* pSrc, int32_t srcStep, Mox32f* pDstLow,
+    int32_t dstLowStep, Mox32f* pDstHigh, int32_t dstHighStep, MoxRoiSize dstRoiSize, uint32_t phase);
+MOXJ_API MoxStatus moxiWTInvRow_D97_JPEG2K_32f_C1R(const Mox32f* pSrcLow, int32_t srcLowStep, const Mox32f* pSrcHigh,
+    int32_t srcHighStep, MoxRoiSize srcRoiSize, Mox32f* pDst, int32_t dstStep, uint32_t phase);
+MOXJ_API MoxStatus moxiWTFwdCol_D97_JPEG2K_32f_C1R(const Mox32f* pSrc, int32_t srcStep, Mox32f* pDstLow,
+    int32_t dstLowStep, Mox32f* pDstHigh, int32_t dstHighStep, MoxRoiSize dstRoiSize, uint32_t phase);
+MOXJ_API MoxStatus moxiWTInvCol_D97_JPEG2K_32f_C1R(const Mox32f* pSrcLow, int32_t srcLowStep, const Mox32f* pSrcHigh,
+    int32_t srcHighStep, MoxRoiSize srcRoiSize, Mox32f* pDst, int32_t dstStep, uint32_t phase);
 
 /*
  * One step of a pipeline down the columns, on eight rows of `width` elements. Rows enter two at a time and leave,
@@ -1731,24 +1692,18 @@ MOXJ_API MoxStatus moxiWTInvCol_D97_JPEG2K_32f_C1R(
  *   moxStatusNullPointer   a row is null
  *   moxStatusBadSize       width below 1
  */
-MOXJ_API MoxStatus moxiWTFwdColLift_D97_JPEG2K_16s_C1(
-    const Mox16s* pSrc0, const Mox16s* pSrc1, const Mox16s* pSrc2, Mox16s* pLowPrev, Mox16s* pDstEven,
-    Mox16s* pHighPrev, Mox16s* pOddPrev, Mox16s* pDstOdd, int32_t width);
-MOXJ_API MoxStatus moxiWTInvColLift_D97_JPEG2K_16s_C1(
-    const Mox16s* pSrc0, const Mox16s* pSrc1, const Mox16s* pSrc2, Mox16s* pDstEven, Mox16s* pEvenPrev,
-    const Mox16s* pEvenLast, Mox16s* pDstOdd, Mox16s* pOddPrev, int32_t width);
-MOXJ_API MoxStatus moxiWTFwdColLift_D97_JPEG2K_32s_C1(
-    const Mox32s* pSrc0, const Mox32s* pSrc1, const Mox32s* pSrc2, Mox32s* pLowPrev, Mox32s* pDstEven,
-    Mox32s* pHighPrev, Mox32s* pOddPrev, Mox32s* pDstOdd, int32_t width);
-MOXJ_API MoxStatus moxiWTInvColLift_D97_JPEG2K_32s_C1(
-    const Mox32s* pSrc0, const Mox32s* pSrc1, const Mox32s* pSrc2, Mox32s* pDstEven, Mox32s* pEvenPrev,
-    const Mox32s* pEvenLast, Mox32s* pDstOdd, Mox32s* pOddPrev, int32_t width);
-MOXJ_API MoxStatus moxiWTFwdColLift_D97_JPEG2K_32f_C1(
-    const Mox32f* pSrc0, const Mox32f* pSrc1, const Mox32f* pSrc2, Mox32f* pLowPrev, Mox32f* pDstEven,
-    Mox32f* pHighPrev, Mox32f* pOddPrev, Mox32f* pDstOdd, int32_t width);
-MOXJ_API MoxStatus moxiWTInvColLift_D97_JPEG2K_32f_C1(
-    const Mox32f* pSrc0, const Mox32f* pSrc1, const Mox32f* pSrc2, Mox32f* pDstEven, Mox32f* pEvenPrev,
-    const Mox32f* pEvenLast, Mox32f* pDstOdd, Mox32f* pOddPrev, int32_t width);
+MOXJ_API MoxStatus moxiWTFwdColLift_D97_JPEG2K_16s_C1(const Mox16s* pSrc0, const Mox16s* pSrc1, const Mox16s* pSrc2,
+    Mox16s* pLowPrev, Mox16s* pDstEven, Mox16s* pHighPrev, Mox16s* pOddPrev, Mox16s* pDstOdd, int32_t width);
+MOXJ_API MoxStatus moxiWTInvColLift_D97_JPEG2K_16s_C1(const Mox16s* pSrc0, const Mox16s* pSrc1, const Mox16s* pSrc2,
+    Mox16s* pDstEven, Mox16s* pEvenPrev, const Mox16s* pEvenLast, Mox16s* pDstOdd, Mox16s* pOddPrev, int32_t width);
+MOXJ_API MoxStatus moxiWTFwdColLift_D97_JPEG2K_32s_C1(const Mox32s* pSrc0, const Mox32s* pSrc1, const Mox32s* pSrc2,
+    Mox32s* pLowPrev, Mox32s* pDstEven, Mox32s* pHighPrev, Mox32s* pOddPrev, Mox32s* pDstOdd, int32_t width);
+MOXJ_API MoxStatus moxiWTInvColLift_D97_JPEG2K_32s_C1(const Mox32s* pSrc0, const Mox32s* pSrc1, const Mox32s* pSrc2,
+    Mox32s* pDstEven, Mox32s* pEvenPrev, const Mox32s* pEvenLast, Mox32s* pDstOdd, Mox32s* pOddPrev, int32_t width);
+MOXJ_API MoxStatus moxiWTFwdColLift_D97_JPEG2K_32f_C1(const Mox32f* pSrc0, const Mox32f* pSrc1, const Mox32f* pSrc2,
+    Mox32f* pLowPrev, Mox32f* pDstEven, Mox32f* pHighPrev, Mox32f* pOddPrev, Mox32f* pDstOdd, int32_t width);
+MOXJ_API MoxStatus moxiWTInvColLift_D97_JPEG2K_32f_C1(const Mox32f* pSrc0, const Mox32f* pSrc1, const Mox32f* pSrc2,
+    Mox32f* pDstEven, Mox32f* pEvenPrev, const Mox32f* pEvenLast, Mox32f* pDstOdd, Mox32f* pOddPrev, int32_t width);
 
 #ifdef __cplusplus
 }
