@@ -1,5 +1,5 @@
 #include "moxj.h"
-#include "support/golden.h"
+#include "support/golden_huffman.h"
 #include "support/huffman.h"
 
 namespace test {
@@ -20,39 +20,39 @@ void size(Digest& digest, Random&) {
   digest.value(size);
 }
 
-template <class Object, size_t Bytes, auto Init>
+template <class Object, auto Init>
 void table(Digest& digest, Random& random) {
   for (int i = 0; i < 20; i++) {
     const RawTable raw = i == 0 ? typicalDC() : seededTable(random, i);
-    uint8_t object[Bytes];
+    uint8_t object[sizeof(Object)];
     digest.value(Init(raw.bits, raw.values, reinterpret_cast<Object*>(object)));
-    digest.bytes(object, Bytes);
+    digestObject(digest, *reinterpret_cast<Object*>(object));
   }
 }
 
-template <class Object, size_t Bytes, auto InitAlloc, auto Free>
+template <class Object, auto InitAlloc, auto Free>
 void allocatedTable(Digest& digest, Random& random) {
   const RawTable raw = seededTable(random, 1);
   Object* object = nullptr;
   digest.value(InitAlloc(raw.bits, raw.values, &object));
-  digest.bytes(object, Bytes);
+  digestObject(digest, *object);
   digest.value(Free(object));
   digest.value(Free(nullptr));
 }
 
-template <class Object, size_t Bytes, auto Init>
+template <class Object, auto Init>
 void state(Digest& digest, Random& random) {
-  uint8_t object[Bytes];
+  uint8_t object[sizeof(Object)];
   for (uint8_t& b : object) b = random.any<uint8_t>();
   digest.value(Init(reinterpret_cast<Object*>(object)));
-  digest.bytes(object, Bytes);
+  digestWholeState<Object>(digest, object);
 }
 
-template <class Object, size_t Bytes, auto InitAlloc, auto Free>
+template <class Object, auto InitAlloc, auto Free>
 void allocatedState(Digest& digest, Random&) {
   Object* object = nullptr;
   digest.value(InitAlloc(&object));
-  digest.bytes(object, Bytes);
+  digestObject(digest, *object);
   digest.value(Free(object));
   digest.value(Free(nullptr));
 }
@@ -70,7 +70,7 @@ void encode(Digest& digest, Random& random) {
                                                       state.get(), n == 19));
       digest.value(position);
       digest.value(lastDC);
-      digest.bytes(state.bytes, sizeof state.bytes);
+      digestWholeState<MoxEncodeHuffmanState>(digest, state.bytes);
     }
     digest.values(dst);
   }
@@ -127,7 +127,7 @@ void decode(Digest& digest, Random& random) {
                                                       ac.get(), state.get()));
       digest.values(std::vector<Mox16s>(block, block + 64));
       for (const int32_t v : {position, marker, static_cast<int32_t>(lastDC)}) digest.value(v);
-      digest.bytes(state.bytes, sizeof state.bytes);
+      digestWholeState<MoxDecodeHuffmanState>(digest, state.bytes);
       marker = 0;
     }
   }
@@ -156,33 +156,29 @@ const AddGoldenCases cases{
     {"moxiDecodeHuffmanSpecGetBufSize_JPEG_8u", size<moxiDecodeHuffmanSpecGetBufSize_JPEG_8u>},
     {"moxiEncodeHuffmanStateGetBufSize_JPEG_8u", size<moxiEncodeHuffmanStateGetBufSize_JPEG_8u>},
     {"moxiDecodeHuffmanStateGetBufSize_JPEG_8u", size<moxiDecodeHuffmanStateGetBufSize_JPEG_8u>},
-    {"moxiEncodeHuffmanSpecInit_JPEG_8u", table<MoxEncodeHuffmanSpec, 1024, moxiEncodeHuffmanSpecInit_JPEG_8u>},
-    {"moxiDecodeHuffmanSpecInit_JPEG_8u", table<MoxDecodeHuffmanSpec, 1644, moxiDecodeHuffmanSpecInit_JPEG_8u>},
+    {"moxiEncodeHuffmanSpecInit_JPEG_8u", table<MoxEncodeHuffmanSpec, moxiEncodeHuffmanSpecInit_JPEG_8u>},
+    {"moxiDecodeHuffmanSpecInit_JPEG_8u", table<MoxDecodeHuffmanSpec, moxiDecodeHuffmanSpecInit_JPEG_8u>},
     {"moxiEncodeHuffmanSpecInitAlloc_JPEG_8u",
-     allocatedTable<MoxEncodeHuffmanSpec, 1024, moxiEncodeHuffmanSpecInitAlloc_JPEG_8u,
-                    moxiEncodeHuffmanSpecFree_JPEG_8u>},
+     allocatedTable<MoxEncodeHuffmanSpec, moxiEncodeHuffmanSpecInitAlloc_JPEG_8u, moxiEncodeHuffmanSpecFree_JPEG_8u>},
     {"moxiEncodeHuffmanSpecFree_JPEG_8u",
-     allocatedTable<MoxEncodeHuffmanSpec, 1024, moxiEncodeHuffmanSpecInitAlloc_JPEG_8u,
-                    moxiEncodeHuffmanSpecFree_JPEG_8u>},
+     allocatedTable<MoxEncodeHuffmanSpec, moxiEncodeHuffmanSpecInitAlloc_JPEG_8u, moxiEncodeHuffmanSpecFree_JPEG_8u>},
     {"moxiDecodeHuffmanSpecInitAlloc_JPEG_8u",
-     allocatedTable<MoxDecodeHuffmanSpec, 1644, moxiDecodeHuffmanSpecInitAlloc_JPEG_8u,
-                    moxiDecodeHuffmanSpecFree_JPEG_8u>},
+     allocatedTable<MoxDecodeHuffmanSpec, moxiDecodeHuffmanSpecInitAlloc_JPEG_8u, moxiDecodeHuffmanSpecFree_JPEG_8u>},
     {"moxiDecodeHuffmanSpecFree_JPEG_8u",
-     allocatedTable<MoxDecodeHuffmanSpec, 1644, moxiDecodeHuffmanSpecInitAlloc_JPEG_8u,
-                    moxiDecodeHuffmanSpecFree_JPEG_8u>},
-    {"moxiEncodeHuffmanStateInit_JPEG_8u", state<MoxEncodeHuffmanState, 1048, moxiEncodeHuffmanStateInit_JPEG_8u>},
-    {"moxiDecodeHuffmanStateInit_JPEG_8u", state<MoxDecodeHuffmanState, 24, moxiDecodeHuffmanStateInit_JPEG_8u>},
+     allocatedTable<MoxDecodeHuffmanSpec, moxiDecodeHuffmanSpecInitAlloc_JPEG_8u, moxiDecodeHuffmanSpecFree_JPEG_8u>},
+    {"moxiEncodeHuffmanStateInit_JPEG_8u", state<MoxEncodeHuffmanState, moxiEncodeHuffmanStateInit_JPEG_8u>},
+    {"moxiDecodeHuffmanStateInit_JPEG_8u", state<MoxDecodeHuffmanState, moxiDecodeHuffmanStateInit_JPEG_8u>},
     {"moxiEncodeHuffmanStateInitAlloc_JPEG_8u",
-     allocatedState<MoxEncodeHuffmanState, 1044, moxiEncodeHuffmanStateInitAlloc_JPEG_8u,
+     allocatedState<MoxEncodeHuffmanState, moxiEncodeHuffmanStateInitAlloc_JPEG_8u,
                     moxiEncodeHuffmanStateFree_JPEG_8u>},
     {"moxiEncodeHuffmanStateFree_JPEG_8u",
-     allocatedState<MoxEncodeHuffmanState, 1044, moxiEncodeHuffmanStateInitAlloc_JPEG_8u,
+     allocatedState<MoxEncodeHuffmanState, moxiEncodeHuffmanStateInitAlloc_JPEG_8u,
                     moxiEncodeHuffmanStateFree_JPEG_8u>},
     {"moxiDecodeHuffmanStateInitAlloc_JPEG_8u",
-     allocatedState<MoxDecodeHuffmanState, 20, moxiDecodeHuffmanStateInitAlloc_JPEG_8u,
+     allocatedState<MoxDecodeHuffmanState, moxiDecodeHuffmanStateInitAlloc_JPEG_8u,
                     moxiDecodeHuffmanStateFree_JPEG_8u>},
     {"moxiDecodeHuffmanStateFree_JPEG_8u",
-     allocatedState<MoxDecodeHuffmanState, 20, moxiDecodeHuffmanStateInitAlloc_JPEG_8u,
+     allocatedState<MoxDecodeHuffmanState, moxiDecodeHuffmanStateInitAlloc_JPEG_8u,
                     moxiDecodeHuffmanStateFree_JPEG_8u>},
     {"moxiEncodeHuffman8x8_JPEG_16s1u_C1", encode},
     {"moxiEncodeHuffman8x8_Direct_JPEG_16s1u_C1", encodeDirect},

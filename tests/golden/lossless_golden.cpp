@@ -1,5 +1,5 @@
 #include "moxj.h"
-#include "support/golden.h"
+#include "support/golden_huffman.h"
 #include "support/huffman.h"
 
 namespace test {
@@ -45,7 +45,7 @@ void encode(Digest& digest, Random& random) {
       digest.value(moxiEncodeHuffmanOne_JPEG_16s1u_C1(&difference, dst.data(), static_cast<int32_t>(dst.size()),
                                                       &position, table.get(), state.get(), n == 100));
       digest.value(position);
-      digest.bytes(state.bytes, 16);
+      digest.words<uint32_t>(state.bytes, 16);
     }
     digest.values(dst);
   }
@@ -66,7 +66,7 @@ void decode(Digest& digest, Random& random) {
       digest.value(difference);
       digest.value(position);
       digest.value(marker);
-      digest.bytes(state.bytes, sizeof state.bytes);
+      digestWholeState<MoxDecodeHuffmanState>(digest, state.bytes);
     }
   }
 }
@@ -77,7 +77,7 @@ void statistics(Digest& digest, Random& random) {
     const Mox16s difference = seededDifference(random);
     digest.value(moxiGetHuffmanStatisticsOne_JPEG_16s_C1(&difference, counts));
   }
-  digest.bytes(counts, sizeof counts);
+  digest.value(counts);
 }
 
 const AddGoldenCases cases{

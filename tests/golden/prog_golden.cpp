@@ -1,5 +1,5 @@
 #include "moxj.h"
-#include "support/golden.h"
+#include "support/golden_huffman.h"
 #include "support/huffman.h"
 #include "support/progressive.h"
 
@@ -27,7 +27,7 @@ void encode(Digest& digest, Random& random) {
       digest.value(encoder.call(block, n == 39));
       digest.value(encoder.position);
       digest.value(encoder.lastDC);
-      digest.bytes(encoder.state.bytes, sizeof encoder.state.bytes);
+      digestWholeState<MoxEncodeHuffmanState>(digest, encoder.state.bytes);
     }
     digest.values(encoder.bytes);
   }
@@ -42,9 +42,9 @@ void count(Digest& digest, Random& random) {
       seededBlock(random, block, n);
       digest.value(counter.call(block, n == 39));
       digest.value(counter.lastDC);
-      digest.bytes(counter.state.bytes, sizeof counter.state.bytes);
+      digestWholeState<MoxEncodeHuffmanState>(digest, counter.state.bytes);
     }
-    digest.bytes(counter.counts, sizeof counter.counts);
+    digest.value(counter.counts);
   }
 }
 
@@ -62,9 +62,9 @@ void decode(Digest& digest, Random& random) {
     for (int n = 0; n < 100; n++) {
       seededBlock(random, block, n);
       digest.value(decoder.block(block));
-      digest.bytes(block, sizeof block);
+      digest.value(block);
       for (const int32_t v : {decoder.position, decoder.marker, static_cast<int32_t>(decoder.lastDC)}) digest.value(v);
-      digest.bytes(decoder.state.bytes, sizeof decoder.state.bytes);
+      digestWholeState<MoxDecodeHuffmanState>(digest, decoder.state.bytes);
       decoder.marker = 0;
       if (decoder.eobRun() > 9) decoder.state.setWord(3, 2);
     }

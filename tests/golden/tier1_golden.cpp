@@ -79,7 +79,7 @@ const AddGoldenCases cases{
      [](Digest& digest, Random&) {
        State state = nullptr;
        digest.value(moxiEncodeInitAlloc_JPEG2K(&state, 64, 64));
-       digest.bytes(state, 4);
+       digest.words<uint32_t>(state, 4);
        moxiEncodeFree_JPEG2K(state);
        digest.value(moxiEncodeInitAlloc_JPEG2K(&state, 0, 64));
      }},
@@ -93,7 +93,7 @@ const AddGoldenCases cases{
     {"moxiEncodeLoadCodeBlock_JPEG2K_32s_C1R",
      [](Digest& digest, Random& random) {
        forEachBlock(random, [&](State, const Source&, const int32_t* counts, const Bytes&, int) {
-         digest.bytes(counts, 3 * sizeof *counts);
+         digest.words<int32_t>(counts, 3 * sizeof *counts);
        });
      }},
     {"moxiEncodeStoreBits_JPEG2K_1u",
@@ -154,14 +154,14 @@ const AddGoldenCases cases{
      [](Digest& digest, Random&) {
        Bytes memory(484);
        digest.value(moxiDecodeCBProgrInit_JPEG2K(reinterpret_cast<DecodeState>(memory.data())));
-       digest.bytes(memory.data(), 4);
+       digest.words<uint32_t>(memory.data(), 4);
        digest.value(moxiDecodeCBProgrInit_JPEG2K(nullptr));
      }},
     {"moxiDecodeCBProgrInitAlloc_JPEG2K",
      [](Digest& digest, Random&) {
        DecodeState state = nullptr;
        digest.value(moxiDecodeCBProgrInitAlloc_JPEG2K(&state, 64, 64));
-       digest.bytes(state, 4);
+       digest.words<uint32_t>(state, 4);
        moxiDecodeCBProgrFree_JPEG2K(state);
        digest.value(moxiDecodeCBProgrInitAlloc_JPEG2K(&state, 64, 0));
      }},

@@ -2,32 +2,46 @@
 // machine.
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
+#include <type_traits>
 #include <vector>
 
 #include "support/random.h"
 
 namespace test {
 
-class Digest {  // FNV-1a over little-endian bytes
+class Digest {  // FNV-1a over the bytes of numbers, the lowest first on every machine
  public:
   void bytes(const void* data, size_t count) {
     const uint8_t* const p = static_cast<const uint8_t*>(data);
-    for (size_t i = 0; i < count; i++) hash_ = (hash_ ^ p[i]) * 0x100000001B3u;
+    for (size_t i = 0; i < count; i++) byte(p[i]);
   }
   template <class T>
   void value(const T& v) {
-    bytes(&v, sizeof v);
+    words<T>(&v, sizeof v);
   }
   template <class T>
   void values(const std::vector<T>& v) {
-    bytes(v.data(), v.size() * sizeof(T));
+    words<T>(v.data(), v.size() * sizeof(T));
+  }
+  // Memory that holds numbers of this type, in any alignment.
+  template <class T>
+  void words(const void* data, size_t size) {
+    using Word = std::remove_all_extents_t<T>;
+    static_assert(std::is_arithmetic_v<Word> || std::is_enum_v<Word>);
+    const uint8_t* const p = static_cast<const uint8_t*>(data);
+    for (size_t i = 0; i < size; i += sizeof(Word))
+      for (size_t k = 0; k < sizeof(Word); k++)
+        byte(p[std::endian::native == std::endian::little ? i + k : i + sizeof(Word) - 1 - k]);
   }
   uint64_t hash() const { return hash_; }
 
  private:
+  void byte(uint8_t b) { hash_ = (hash_ ^ b) * 0x100000001B3u; }
+
   uint64_t hash_ = 0xCBF29CE484222325u;
 };
 

@@ -72,8 +72,8 @@ struct Contexts {
 // ---- Encoding
 
 // The encoder's registers (C.2), with B, the byte under construction, kept above the code register in `c`: its lowest
-// bit is bit 27 once `ct` more shifts have been made. A carry so moves into B by itself; `out` points to B as it was
-// without the carry.
+// bit is bit 27 once `ct` more shifts have been made. So a carry moves into B by itself. `out` points to the place of B
+// in the code string, which holds it without the carry.
 struct Encoder {
   Contexts contexts;
   uint32_t a;
@@ -89,7 +89,7 @@ struct Out {
   uint8_t byte, next;
 };
 
-// BYTEOUT (C.2.6). The last shift may have gone past the one that completed B: by -ct places. The upper bits of c are B
+// BYTEOUT (C.2.7). The last shift may have gone past the one that completed B: by -ct places. The upper bits of c are B
 // with its carry. 0xFF leaves only seven bits for the next byte, whose top bit takes a carry into the 0xFF.
 constexpr Out byteOut(uint64_t c, int ct) {
   const int position = 27 - ct;
@@ -114,7 +114,7 @@ inline void shiftOut(Encoder& coder) {
   *coder.out = out.next;
 }
 
-// RENORME (C.2.5).
+// RENORME (C.2.6).
 inline void renormalise(Encoder& coder) {
   do {
     coder.a <<= 1;
@@ -123,8 +123,8 @@ inline void renormalise(Encoder& coder) {
   } while ((coder.a & 0x8000) == 0);
 }
 
-// ENCODE (C.2.2) with CODEMPS and CODELPS (C.2.4). The MPS has the upper part of the interval, A - Qe from Qe on, the
-// LPS the lower part, Qe; they change places where A - Qe is the smaller one.
+// ENCODE (C.2.2) with CODEMPS and CODELPS (C.2.4). The interval is cut into an upper part A - Qe for the MPS and a
+// lower part Qe for the LPS. Where A - Qe is the smaller part, they change places.
 inline void encode(Encoder& coder, int context, int decision) {
   uint8_t& state = coder.contexts.state[context];
   const uint32_t qe = kProbability[state >> 1].qe;
