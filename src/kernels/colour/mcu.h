@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <type_traits>
 
+#include "kernels/bytes.h"
 #include "kernels/colour/pixels.h"
 #include "kernels/colour/rgb.h"
 #include "kernels/colour/shift.h"
@@ -13,8 +14,8 @@
 
 namespace mox {
 
-// The index of a kernel among those of its pixel format: chroma per pixel, per two pixels of a row, per square of
-// four.
+// The index of a kernel among those of its pixel format: one chroma value per pixel, per two pixels of a row, per square
+// of four.
 enum McuSampling { mcu444, mcu422, mcu411, mcuSamplings };
 
 template <class Kernel>
@@ -56,18 +57,7 @@ using Mcu444 = McuShape<1, 1>;
 using Mcu422 = McuShape<2, 1>;
 using Mcu411 = McuShape<2, 2>;
 
-// Row y of pixels or of luminance, in bytes apart as every region's.
-template <class Sample>
-Sample* mcuRow(Sample* first, ptrdiff_t step, int y) {
-  if constexpr (std::is_const_v<Sample>) {
-    return reinterpret_cast<Sample*>(reinterpret_cast<const char*>(first) + y * step);
-  } else {
-    return reinterpret_cast<Sample*>(reinterpret_cast<char*>(first) + y * step);
-  }
-}
-
-// ---- Pixel formats
-// -------------------------------------------------------------------------------------------------
+// ---- Pixel formats -------------------------------------------------------------------------------------------------
 
 // Inks in the places of the colours that they take away.
 struct InkPixel : CmykPixel {
@@ -78,14 +68,15 @@ struct InkPixel : CmykPixel {
 // Fields that become samples, and samples that become fields, by a shift alone.
 template <class Word>
 struct ShiftedPixel : Word {
-  static constexpr Rgb read(const Mox16u* pixel) {
-    return {Word::kRed.raise(Word::kRed.of(*pixel)), Word::kGreen.raise(Word::kGreen.of(*pixel)),
-            Word::kBlue.raise(Word::kBlue.of(*pixel))};
+  static Rgb read(const Mox16u* pixel) {
+    const int word = get<Mox16u>(pixel);
+    return {Word::kRed.raise(Word::kRed.of(word)), Word::kGreen.raise(Word::kGreen.of(word)),
+            Word::kBlue.raise(Word::kBlue.of(word))};
   }
-  static constexpr void write(Mox16u* pixel, Rgb c) {
-    *pixel = static_cast<Mox16u>(Word::kRed.truncate(c.red) << Word::kRed.shift |
-                                 Word::kGreen.truncate(c.green) << Word::kGreen.shift |
-                                 Word::kBlue.truncate(c.blue) << Word::kBlue.shift);
+  static void write(Mox16u* pixel, Rgb c) {
+    put(pixel, static_cast<Mox16u>(Word::kRed.truncate(c.red) << Word::kRed.shift |
+                                   Word::kGreen.truncate(c.green) << Word::kGreen.shift |
+                                   Word::kBlue.truncate(c.blue) << Word::kBlue.shift));
   }
 };
 
@@ -98,7 +89,7 @@ namespace definition {
 
 // Pixel x of a row; Y, Cb and Cr stand in the places of red, green and blue.
 template <class Pixel>
-constexpr Rgb mcuPixel(const typename Pixel::Sample* row, int x) {
+inline Rgb mcuPixel(const typename Pixel::Sample* row, int x) {
   if constexpr (std::is_same_v<Pixel, PairPixel>) {
     const Mox8u* const pair = row + 4 * (x / 2);
     return {pair[2 * (x % 2)], pair[1], pair[3]};
@@ -108,7 +99,7 @@ constexpr Rgb mcuPixel(const typename Pixel::Sample* row, int x) {
 }
 
 template <class Pixel>
-constexpr void putMcuPixel(typename Pixel::Sample* row, int x, Rgb c) {
+inline void putMcuPixel(typename Pixel::Sample* row, int x, Rgb c) {
   if constexpr (std::is_same_v<Pixel, PairPixel>) {
     Mox8u* const pair = row + 4 * (x / 2);
     pair[2 * (x % 2)] = static_cast<Mox8u>(c.red);
@@ -119,11 +110,10 @@ constexpr void putMcuPixel(typename Pixel::Sample* row, int x, Rgb c) {
   }
 }
 
-// ---- Conversions
-// ---------------------------------------------------------------------------------------------------
+// ---- Conversions ---------------------------------------------------------------------------------------------------
 
-// Y has the weights of packed words, as chroma, which is however centred on 0 and rounded once, over the sum of
-// `count` pixels: blue and red reach 128.
+// Chroma has the weights of packed words, as Y has, but is centred on 0 and rounded once, over the sum of `count` pixels.
+// Pure blue and pure red reach 128.
 constexpr int centredChroma(const WeightedSum& weights, Rgb sum, int count) {
   const int weighted = weights.red * sum.red + weights.green * sum.green + weights.blue * sum.blue;
   return (weighted + (count << (weights.bits - 1))) >>
@@ -139,7 +129,7 @@ struct ColourMcu {
   static constexpr Rgb pixel(Ycc c) { return kRgbMcu.of(c); }
 };
 
-// Pixels that are Y, Cb, Cr already. Means of chroma are rounded down.
+// Pixels that are Y, Cb and Cr already. Means of chroma are rounded down.
 struct SampleMcu {
   static constexpr int y(Rgb c) { return c.red - 128; }
   static constexpr int cb(Rgb sum, int count) { return mean(sum.green, count); }
@@ -158,13 +148,13 @@ static_assert(ColourMcu::cb({0, 0, 255}, 1) == 128 && ColourMcu::cb({0, 0, 1020}
 static_assert(same(kRgbMcu.of({0, 0, 0}), {128, 128, 128}) && same(kRgbMcu.of({127, 0, 0}), {255, 255, 255}));
 static_assert(SampleMcu::cb({0, 1, 0}, 2) == -128);
 
-// Where the value of pixel (x, y) stands in a plane of as many blocks as luminance has.
+// The index of pixel (x, y) in a plane that has as many blocks as luminance.
 template <class Shape>
 constexpr int mcuLuma(int x, int y) {
   return 64 * (y / 8 * Shape::kAcross + x / 8) + 8 * (y % 8) + x % 8;
 }
 
-// One chroma value and the pixels that share it, for all of them.
+// Calls body(x, y, index) for each chroma value: its index and the top left of the pixels that share it.
 template <class Shape, class Body>
 constexpr void forEachChroma(const Body& body) {
   for (int y = 0; y < 8; y++)
@@ -176,7 +166,7 @@ void mcuToBlocks(const typename Pixel::Sample* src, int32_t step, Mox16s* const 
   forEachChroma<Shape>([&](int left, int top, int chroma) {
     Rgb sum{};
     for (int y = top; y < top + Shape::kDown; y++) {
-      const typename Pixel::Sample* const row = mcuRow(src, step, y);
+      const typename Pixel::Sample* const row = bytesAfter(src, y * ptrdiff_t{step});
       for (int x = left; x < left + Shape::kAcross; x++) {
         const Rgb c = mcuPixel<Pixel>(row, x);
         sum = {sum.red + c.red, sum.green + c.green, sum.blue + c.blue};
@@ -194,7 +184,7 @@ template <class Conversion, class Pixel, class Shape>
 void mcuToPixels(const Mox16s* const src[], typename Pixel::Sample* dst, int32_t step) {
   forEachChroma<Shape>([&](int left, int top, int chroma) {
     for (int y = top; y < top + Shape::kDown; y++) {
-      typename Pixel::Sample* const row = mcuRow(dst, step, y);
+      typename Pixel::Sample* const row = bytesAfter(dst, y * ptrdiff_t{step});
       for (int x = left; x < left + Shape::kAcross; x++) {
         const int luma = mcuLuma<Shape>(x, y);
         putMcuPixel<Pixel>(row, x, Conversion::pixel({src[0][luma], src[1][chroma], src[2][chroma]}));

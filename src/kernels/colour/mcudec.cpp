@@ -1,5 +1,10 @@
-// Blocks of an MCU to pixels in one pass. Values of any size are allowed, and results are those of sums without a
-// limit: what saturates here on the way to bytes would have been cut off in any case.
+// Blocks of an MCU to pixels, in one pass.
+//
+// The definition visits each chroma value and the pixels that share it (mcuToPixels). Here a step takes kRows rows of
+// eight values of each block, computes what chroma adds to the colours once, repeats it for the pixels that share it, adds
+// luminance, and stores pixels; nothing is kept in memory in between. Block values may be of any size, and the results are
+// those of sums without a limit: what saturates here on the way to bytes would have been clamped in any case. An MCU has
+// no ragged end: nothing is left to the definition.
 #include "kernels/colour/mcu.h"
 #include "kernels/colour/mcu_vec.h"
 
@@ -18,14 +23,15 @@ struct Centred {
   V red, green, blue;
 };
 
-// The weight of a single chroma value is 1 and some more, below 1: (weight * c + half) >> bits is c + ((more * c +
-// half)
-// >> bits), and that is a rounding product with `more` of 15 bits. Both parts have the same sign, so that Y and one
-// of them saturate only where Y and both are far outside of the bytes, on the same side.
+// Red and blue: the weight of their one chroma value is 1 + m with 0 < m < 1, so that
+//   (weight * c + half) >> bits  is  c + ((more * c + half) >> bits),
+// where the second term is a rounding product with `more`, m in 15 bits. Both terms have the same sign: a sum of Y and
+// one of them saturates only where all three are far outside of the bytes, on the same side.
 constexpr int moreThanOne(int weight, int bits) { return (weight - (1 << bits)) << (15 - bits); }
 
-// Green loses cr, and of cb and cr in 32 bits what the weights are without that: it is less than 2^15 in 16 bits, and
-// where Y - cr saturates it does not lead back to the bytes.
+// Green = Y - cr - rest with rest = (kGreenCb * cb + kGreenCr * cr + half) >> bits. The magnitudes of these two weights
+// add up to less than 1, so that rest fits 16 bits; where Y - cr saturates, |rest| is too small to bring the sum back into
+// 0 to 255.
 constexpr int kGreenCb = kRgbMcu.green.cb, kGreenCr = kRgbMcu.green.cr - (1 << kRgbMcu.green.bits);
 static_assert(moreThanOne(kRgbMcu.red.cr, kRgbMcu.red.bits) < 1 << 15 &&
               moreThanOne(kRgbMcu.blue.cb, kRgbMcu.blue.bits) < 1 << 15);
@@ -101,7 +107,7 @@ MOX_INLINE Chroma right(Chroma c) {
   return c;
 }
 
-// a + 128, or 255 less that, within 0 to 255.
+// a + 128, or 255 less that, clamped to 0 to 255, in bytes.
 template <bool Complement>
 MOX_INLINE V bytes(V a, V b) {
   return bitXor(packs16(a, b), fixed32<V, (Complement ? 0x7F7F7F7F : -0x7F7F7F80)>());
@@ -117,13 +123,13 @@ MOX_INLINE void putPixels(const Centred& a, const Centred& b, const Mox16s* cons
   if constexpr (kInk) {
     const V black = bytes<false>(loadApart<V>(src[3] + first, apart), loadApart<V>(src[3] + second, apart));
     storeEights(here, there, step, red, green, blue, black);
-#if defined(__AVX512VBMI__)
-  } else if constexpr (sizeof *here == 1 && Shape::kAcross == 1) {
-    constexpr bool kRedFirst = Pixel::kRed == 0;
-    const V third = kRedFirst ? blue : red;
-    storeFourRows<0>(here, step, bytes<false>(kRedFirst ? a.red : a.blue, a.green), third);
-    storeFourRows<1>(there, step, bytes<false>(kRedFirst ? b.red : b.blue, b.green), third);
-#endif
+  } else if constexpr (kHasPermute8<V> && sizeof *here == 1 && Shape::kAcross == 1) {
+    // The first two samples of eight pixels side by side, the third ones of both vectors.
+    const Samples3<V> x = inSampleOrder<Pixel>(a.red, a.green, a.blue),
+                      y = inSampleOrder<Pixel>(b.red, b.green, b.blue);
+    const V third = inSampleOrder<Pixel>(red, green, blue).third;
+    storeFourRows<0>(here, step, bytes<false>(x.first, x.second), third);
+    storeFourRows<1>(there, step, bytes<false>(y.first, y.second), third);
   } else {
     storeEights<Pixel>(here, there, step, red, green, blue);
   }
@@ -132,14 +138,15 @@ MOX_INLINE void putPixels(const Centred& a, const Centred& b, const Mox16s* cons
 template <class Conversion, class Pixel, class Shape>
 void toPixels(const Mox16s* const src[], typename Pixel::Sample* dst, int32_t step) {
   using Chroma = typename Vectored<Conversion>::type;
-  constexpr int kEight = 8 * Pixel::kSamples, kRowBytes = 16;
+  constexpr int kEightBytes = 8 * Pixel::kSamples * sizeof *dst, kRowBytes = 16;
+  const ptrdiff_t apart = step;
   if constexpr (Shape::kAcross == 1) {
     for (int r = 0; r < 8; r += 2 * kRows) {
       const int first = 8 * r, second = 8 * (r + kRows);
       const Chroma a(load<V>(src[1] + first), load<V>(src[2] + first));
       const Chroma b(load<V>(src[1] + second), load<V>(src[2] + second));
       putPixels<Pixel, Shape>(a.pixels(load<V>(src[0] + first)), b.pixels(load<V>(src[0] + second)), src, first, second,
-                              kRowBytes, mcuRow(dst, step, r), mcuRow(dst, step, r + kRows), step);
+                              kRowBytes, bytesAfter(dst, r * apart), bytesAfter(dst, (r + kRows) * apart), apart);
     }
   } else {
     for (int r = 0; r < 8; r += kRows) {
@@ -149,10 +156,10 @@ void toPixels(const Mox16s* const src[], typename Pixel::Sample* dst, int32_t st
       for (int i = 0; i < Shape::kDown; i++) {  // the rows that share chroma
         constexpr ptrdiff_t kApart = Shape::kDown * kRowBytes;
         const int first = mcuLuma<Shape>(0, Shape::kDown * r + i), second = first + 64;
-        typename Pixel::Sample* const row = mcuRow(dst, step, Shape::kDown * r + i);
+        typename Pixel::Sample* const row = bytesAfter(dst, (Shape::kDown * r + i) * apart);
         putPixels<Pixel, Shape>(a.pixels(loadApart<V>(src[0] + first, kApart)),
                                 b.pixels(loadApart<V>(src[0] + second, kApart)), src, first, second, kApart, row,
-                                row + kEight, Shape::kDown * static_cast<ptrdiff_t>(step));
+                                bytesAfter(row, kEightBytes), Shape::kDown * apart);
       }
     }
   }
@@ -163,7 +170,7 @@ void join422(const Mox16s* const src[], Mox8u* dst, int32_t step) {
     const V y = bytes<false>(load<V>(src[0] + 8 * r), load<V>(src[0] + 64 + 8 * r));
     const V cb = load<V>(src[1] + 8 * r), cr = load<V>(src[2] + 8 * r);
     const V chroma = bytes<false>(low16(cb, cr), high16(cb, cr));
-    Mox8u* const row = mcuRow(dst, step, r);
+    Mox8u* const row = bytesAfter(dst, r * ptrdiff_t{step});
     storeApart(row, step, low8(y, chroma));
     storeApart(row + 16, step, high8(y, chroma));
   }

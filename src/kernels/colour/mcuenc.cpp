@@ -1,5 +1,10 @@
-// Pixels of an MCU to blocks in one pass: what the vectors hold becomes a row of each block, nothing is kept in
-// between.
+// Pixels of an MCU to blocks, in one pass.
+//
+// The definition visits each chroma value and the pixels that share it (mcuToBlocks). Here a step takes kRows rows of
+// sixteen columns, or of eight where every pixel has chroma of its own, as vectors whose 128-bit blocks are rows of eight
+// pixels: their results are rows of the blocks that are stored as they are, and nothing is kept in memory in between.
+// Pixels that share chroma are added before chroma is computed, which rounds once, as the definition does. An MCU has no
+// ragged end: nothing is left to the definition.
 #include "kernels/colour/mcu.h"
 #include "kernels/colour/mcu_vec.h"
 #include "kernels/colour/ycc_vec.h"
@@ -17,18 +22,18 @@ constexpr int kRows = kMcuRows<V>;
 // What a conversion takes from colours: Y, and two channels whose sums over the pixels that share chroma give it.
 
 struct VectorColours {
-  // The differences of blue and of red from green, so many fold that their sums just stay within 16 bits.
+  // The factor of the differences of blue and of red from green: the largest whose sums fit 16 bits.
   template <int Shared>
   static constexpr int kScale = Shared == 4 ? 16 : 32;
 
   MOX_INLINE static V y(const Colours<V>& c) { return sub16(luma<kYccWord.y>(c), set16<V>(128)); }
   template <int Shared>
   MOX_INLINE static V first(const Colours<V>& c) {
-    return c.sum<0, -kScale<Shared>, kScale<Shared>>();
+    return c.template sum<0, -kScale<Shared>, kScale<Shared>>();
   }
   template <int Shared>
   MOX_INLINE static V second(const Colours<V>& c) {
-    return c.sum<kScale<Shared>, -kScale<Shared>, 0>();
+    return c.template sum<kScale<Shared>, -kScale<Shared>, 0>();
   }
   template <int Shared>
   MOX_INLINE static V cb(V blue, V red) {
@@ -84,15 +89,16 @@ MOX_INLINE V pairSums(V left, V right) {
   return packs32(dot16(left, ones), dot16(right, ones));
 }
 
-// Places in an MCU of the vectors that step r of it takes, each with kRows rows: without sharing, rows r and r +
-// kRows; else the left and the right of chroma rows r on; with rows shared, left and right of the even rows, then of
-// the odd.
+// The vectors of step r, of kRows rows of eight pixels each:
+//   444   rows from r on; rows from r + kRows on
+//   422   rows from r on, left; the same, right
+//   411   even rows of those from 2 r on, left; the same, right; odd rows, left; the same, right
 template <class Shape>
 constexpr int kVectors = 2 * Shape::kDown;
 template <class Shape>
 constexpr int kStepRows = Shape::kAcross == 1 ? 2 * kRows : kRows;
 
-// The plane's part of those vectors.
+// Stores one plane's values of those vectors.
 template <class Shape>
 MOX_INLINE void storeLuma(Mox16s* plane, int r, const V (&v)[kVectors<Shape>]) {
   if constexpr (Shape::kAcross == 1) {
@@ -110,13 +116,13 @@ MOX_INLINE void storeLuma(Mox16s* plane, int r, const V (&v)[kVectors<Shape>]) {
 
 template <class Conversion, class Pixel, class Shape>
 MOX_INLINE void convertRows(const typename Pixel::Sample* src, ptrdiff_t step, Mox16s* const dst[], int r) {
-  constexpr int kEight = 8 * Pixel::kSamples, kShared = Shape::kShared, kCount = kVectors<Shape>;
+  constexpr int kEightBytes = 8 * Pixel::kSamples * sizeof *src, kShared = Shape::kShared, kCount = kVectors<Shape>;
   const ptrdiff_t apart = Shape::kDown * step;
   V y[kCount], black[kCount], first[kCount], second[kCount];
 #pragma GCC unroll 2
   for (int i = 0; i < kCount; i += 2) {
-    const auto* const here = mcuRow(src, step, Shape::kDown * r + i / 2);
-    const auto* const there = Shape::kAcross == 2 ? here + kEight : mcuRow(src, step, r + kRows);
+    const auto* const here = bytesAfter(src, (Shape::kDown * r + i / 2) * step);
+    const auto* const there = Shape::kAcross == 2 ? bytesAfter(here, kEightBytes) : bytesAfter(src, (r + kRows) * step);
     Colours<V> c[2];
     loadEights<Pixel>(here, there, apart, c);
     if constexpr (std::is_same_v<Pixel, InkPixel>) {
@@ -154,11 +160,11 @@ void toBlocks(const typename Pixel::Sample* src, int32_t step, Mox16s* const dst
     convertRows<typename Vectored<Conversion>::type, Pixel, Shape>(src, step, dst, r);
 }
 
-// Luminance in the lower bytes of words, Cb and Cr by turns in the upper ones.
+// Pairs of pixels Y0 Cb Y1 Cr: luminance in the lower bytes of words, Cb and Cr by turns in the upper ones.
 void split422(const Mox8u* src, int32_t step, Mox16s* const dst[]) {
   const V centre = set16<V>(128), lower = set16<V>(0xFF), even = set32<V>(1), odd = set32<V>(1 << 16);
   for (int r = 0; r < 8; r += kRows) {
-    const Mox8u* const row = mcuRow(src, step, r);
+    const Mox8u* const row = bytesAfter(src, r * ptrdiff_t{step});
     const V left = loadApart<V>(row, step), right = loadApart<V>(row + 16, step);
     storeLuma<Mcu422>(dst[0], r, {sub16(bitAnd(left, lower), centre), sub16(bitAnd(right, lower), centre)});
     const V chroma[] = {shrU16<8>(left), shrU16<8>(right)};

@@ -2,6 +2,7 @@
 // this file; the conversions are templates over it.
 #pragma once
 
+#include "kernels/bytes.h"
 #include "moxj.h"
 
 namespace mox {
@@ -68,7 +69,7 @@ struct Field {
   constexpr int truncate(int sample) const { return sample >> (8 - bits); }
 };
 
-// One 16-bit word a pixel. Low and High are the colours of the lowest and the highest field, which have five bits.
+// One 16-bit word a pixel, at any address. Low and High are the colours of the lowest and the highest field, which have five bits.
 // Bits above the fields are ignored where they are read and 0 where they are written.
 template <bool RedIsLow, int GreenBits>
 struct WordPixel {
@@ -77,12 +78,13 @@ struct WordPixel {
   static constexpr Field kLow{0, 5}, kGreen{5, GreenBits}, kHigh{5 + GreenBits, 5};
   static constexpr Field kRed = RedIsLow ? kLow : kHigh, kBlue = RedIsLow ? kHigh : kLow;
 
-  static constexpr Rgb read(const Mox16u* pixel) {
-    return {kRed.widen(kRed.of(*pixel)), kGreen.widen(kGreen.of(*pixel)), kBlue.widen(kBlue.of(*pixel))};
+  static Rgb read(const Mox16u* pixel) {
+    const int word = get<Mox16u>(pixel);
+    return {kRed.widen(kRed.of(word)), kGreen.widen(kGreen.of(word)), kBlue.widen(kBlue.of(word))};
   }
-  static constexpr void write(Mox16u* pixel, Rgb c) {
-    *pixel = static_cast<Mox16u>(kRed.narrow(c.red) << kRed.shift | kGreen.narrow(c.green) << kGreen.shift |
-                                 kBlue.narrow(c.blue) << kBlue.shift);
+  static void write(Mox16u* pixel, Rgb c) {
+    put(pixel, static_cast<Mox16u>(kRed.narrow(c.red) << kRed.shift | kGreen.narrow(c.green) << kGreen.shift |
+                                   kBlue.narrow(c.blue) << kBlue.shift));
   }
 };
 using Rgb555Pixel = WordPixel<true, 5>;

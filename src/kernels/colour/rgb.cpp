@@ -1,17 +1,25 @@
+// YCbCr to RGB, a row at a time.
+//
+// The plain loop adds to Y, for each colour, a term of chroma in 32 bits, and clamps: YccRow::at(), then a put(). The
+// vectors take V::kBytes pixels a step and compute in 16 bits, Y times 64. The terms of red and blue are upper halves of
+// one product each, with the rounding hidden in the lower byte of a factor; that of green, which has two weights, is summed
+// by bytes of the weights. All are proved by the compiler against the definition, for every chroma value (red, blue) or by
+// bounds (green). Packing to bytes clamps; emit() brings the bytes into the layout of the pixels (pixel_store.h). Rows of
+// less than a vector, and the tail of up to three pixels, which has weights of its own, are left to the definition.
 #include "kernels/colour/rgb.h"
 
 #include <cstring>
 
-#include "kernels/colour/pixel_vec.h"
+#include "kernels/colour/pixel_store.h"
+#include "kernels/vec/sweep.h"
 
 namespace mox::MOX_TARGET {
 namespace {
 
 using namespace definition;
 
-#if MOX_VECTOR
-// Red and blue: what chroma less 128 adds, 64-fold, is the upper half of one 16-bit product. The chroma stands in the
-// upper byte of the other factor, and a constant in its lower byte stands for the rounding.
+// Red and blue: what chroma less 128 adds, times 64, is the upper half of one 16-bit product. The chroma stands in the
+// upper byte of one factor; a constant in its lower byte does the rounding.
 struct OneChroma {
   int factor, rounding;
 
@@ -30,22 +38,19 @@ static_assert(kRed.equals(kRgbGroup.red, true) && kBlue.equals(kRgbGroup.blue, f
 // One half of a vector's pixels, in 16 bits.
 template <class V>
 struct YccHalf {
-  V y;           // 64-fold
+  V y;           // times 64
   V cbUp, crUp;  // less 128 in the upper byte, the rounding in the lower
-#if MOX_DOT8
-  V cbAndCr;  // pairs of bytes, less 128
+  V cbAndCr;     // with dot8: both as pairs of bytes, less 128
 
   // Sum of both, less 128 each, times weights up to 255.
   template <int Cb, int Cr>
   MOX_INLINE V sum() const {
-    return dot8(setPair8<V>(Cb, Cr), cbAndCr);
+    if constexpr (kHasDot8) {
+      return dot8(setPair8<V>(Cb, Cr), cbAndCr);
+    } else {
+      return add16(mulLow16(shr16<8>(cbUp), set16<V>(Cb)), mulLow16(shr16<8>(crUp), set16<V>(Cr)));
+    }
   }
-#else
-  template <int Cb, int Cr>
-  MOX_INLINE V sum() const {
-    return add16(mulLow16(shr16<8>(cbUp), set16<V>(Cb)), mulLow16(shr16<8>(crUp), set16<V>(Cr)));
-  }
-#endif
 
   MOX_INLINE V red() const { return shr16<6>(add16(y, mulHigh16(crUp, set16<V>(kRed.factor)))); }
   MOX_INLINE V blue() const { return shr16<6>(add16(y, mulHigh16(cbUp, set16<V>(kBlue.factor)))); }
@@ -69,103 +74,78 @@ MOX_INLINE void halves(V y, V cb, V cr, YccHalf<V> (&half)[2]) {
   half[0].y = shl16<6>(low8(y, zero<V>())), half[1].y = shl16<6>(high8(y, zero<V>()));
   half[0].cbUp = low8(cbRounding, cb), half[1].cbUp = high8(cbRounding, cb);
   half[0].crUp = low8(crRounding, cr), half[1].crUp = high8(crRounding, cr);
-#if MOX_DOT8
-  half[0].cbAndCr = low8(cb, cr), half[1].cbAndCr = high8(cb, cr);
-#endif
+  if constexpr (kHasDot8) half[0].cbAndCr = low8(cb, cr), half[1].cbAndCr = high8(cb, cr);
 }
-#endif
 
 struct YccRow {
   const Mox8u *y, *cb, *cr;
 
-  Ycc at(int x) const { return {y[x], cb[x], cr[x]}; }
-#if MOX_VECTOR
+  Ycc at(ptrdiff_t x) const { return {y[x], cb[x], cr[x]}; }
   MOX_INLINE void prefetch(ptrdiff_t x) const {
     prefetchAhead<1, 512>(y + x), prefetchAhead<1, 512>(cb + x), prefetchAhead<1, 512>(cr + x);
   }
-#endif
 };
 
-// Where the colours of a row go, by the layout of their samples: put() takes one pixel, store() a vector of each
-// colour.
+// Where the colours of a row go, by the layout of their samples: put() takes one pixel, emit() a vector of each colour.
 template <class Pixel>
 struct PixelRow {
   typename Pixel::Sample* pixels;
 
-  void put(int x, Rgb c) const { Pixel::write(pixels + Pixel::kSamples * x, c); }
-#if MOX_VECTOR
+  void put(ptrdiff_t x, Rgb c) const { Pixel::write(pixels + Pixel::kSamples * x, c); }
   template <class V>
-  MOX_INLINE void store(ptrdiff_t x, V red, V green, V blue) const {
-    if constexpr (sizeof *pixels == 2) {
-      storeWords<Pixel>(pixels + x, red, green, blue);
-    } else {
-      Mox8u* const p = pixels + Pixel::kSamples * x;
-      prefetchAhead<Pixel::kSamples * V::kBytes>(p);
-      storeMerged(p, Pixel::kRed == 0 ? red : blue, green, Pixel::kRed == 0 ? blue : red);
-    }
+  MOX_INLINE void emit(ptrdiff_t x, V red, V green, V blue) const {
+    storePixels<Pixel>(pixels + Pixel::kSamples * x, red, green, blue);
   }
-#endif
 };
 
 struct CmykRow {
   const Mox8u* black;
   Mox8u* pixels;
 
-  void put(int x, Rgb c) const {
+  void put(ptrdiff_t x, Rgb c) const {
     CmykPixel::write(pixels + CmykPixel::kSamples * x, c);
     pixels[CmykPixel::kSamples * x + CmykPixel::kBlack] = black[x];
   }
-#if MOX_VECTOR
   template <class V>
-  MOX_INLINE void store(ptrdiff_t x, V cyan, V magenta, V yellow) const {
-    Mox8u* const p = pixels + CmykPixel::kSamples * x;
-    prefetchAhead<CmykPixel::kSamples * V::kBytes>(p);
-    storeMerged(p, cyan, magenta, yellow, load<V>(black + x));
+  MOX_INLINE void emit(ptrdiff_t x, V cyan, V magenta, V yellow) const {
+    storePixels<CmykPixel>(pixels + CmykPixel::kSamples * x, cyan, magenta, yellow, load<V>(black + x));
   }
-#endif
 };
 
 struct PlaneRow {
   Mox8u *red, *green, *blue;
 
-  void put(int x, Rgb c) const {
+  void put(ptrdiff_t x, Rgb c) const {
     red[x] = static_cast<Mox8u>(c.red);
     green[x] = static_cast<Mox8u>(c.green);
     blue[x] = static_cast<Mox8u>(c.blue);
   }
-#if MOX_VECTOR
   template <class V>
-  MOX_INLINE void store(ptrdiff_t x, V r, V g, V b) const {
-    MOX_TARGET::store(red + x, r), MOX_TARGET::store(green + x, g), MOX_TARGET::store(blue + x, b);
+  MOX_INLINE void emit(ptrdiff_t x, V r, V g, V b) const {
+    store(red + x, r), store(green + x, g), store(blue + x, b);
   }
-#endif
 };
 
 template <class Row>
 struct Complement : Row {
-  void put(int x, Rgb c) const { Row::put(x, complement(c)); }
-#if MOX_VECTOR
+  void put(ptrdiff_t x, Rgb c) const { Row::put(x, complement(c)); }
   template <class V>
-  MOX_INLINE void store(ptrdiff_t x, V red, V green, V blue) const {
+  MOX_INLINE void emit(ptrdiff_t x, V red, V green, V blue) const {
     const V all = set8<V>(0xFF);
-    Row::store(x, bitXor(red, all), bitXor(green, all), bitXor(blue, all));
+    Row::emit(x, bitXor(red, all), bitXor(green, all), bitXor(blue, all));
   }
-#endif
 };
 
 template <class Target>
 void convert(const YccRow& src, const Target& dst, int width) {
-  int x = 0;
-#if MOX_VECTOR
-  x = cover(
+  ptrdiff_t x = cover(
       groupColumns(width), [&]<class V>(ptrdiff_t at) __attribute__((always_inline)) {
         src.prefetch(at);
         YccHalf<V> half[2];
         halves(load<V>(src.y + at), load<V>(src.cb + at), load<V>(src.cr + at), half);
-        dst.store(at, packsU16(half[0].red(), half[1].red()), packsU16(half[0].green(), half[1].green()),
-                  packsU16(half[0].blue(), half[1].blue()));
+        dst.emit(at, packsU16(half[0].red(), half[1].red()), packsU16(half[0].green(), half[1].green()),
+                 packsU16(half[0].blue(), half[1].blue()));
       });
-#endif
   for (; x < groupColumns(width); x++) dst.put(x, kRgbGroup.of(src.at(x)));
   for (; x < width; x++) dst.put(x, kRgbTail.of(src.at(x)));
 }

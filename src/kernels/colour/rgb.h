@@ -41,7 +41,7 @@ struct RgbMatrix {
   }
 };
 
-// The tail of a row, the columns behind its last full group of four: the weights apply to chroma less 128.
+// The tail of a row, the columns after its last full group of four: the weights apply to chroma less 128.
 inline constexpr RgbMatrix kRgbTail{{0, 91881, 32768 - 91881 * 128, 16},
                                     {-22554, -46802, 32768 + (22554 + 46802) * 128, 16},
                                     {116130, 0, 32768 - 116130 * 128, 16}};

@@ -1,3 +1,16 @@
+// Down- and up-sampling by two, a row at a time.
+//
+// The plain loops form each output from two, four or three samples in integers (sample.h). The vectors:
+//
+//   downH2V1, downH2V2   dotU8 adds neighbouring bytes to sums of 16 bits; bias, shift and a pack follow. Steps begin at
+//                        even outputs, so that the alternating biases keep their lanes.
+//   upH2V1               averages of bytes alone, two a result; one step a column.
+//   upH2V2               column sums 3 n + f by dotU8, then along the row; one step a gap between two columns.
+//
+// The same code serves every target. AVX-512 differs in the width of VMax and, in upH2V2 alone, by kHasShlJoined16; other
+// differences between targets lie in the operations (vec/): dotU8 is one instruction from SSSE3 on, packsU16Linear has a
+// permutation on AVX2 and AVX-512. Rows shorter than a vector are left to the plain loops, and so are the ends of
+// up-sampled rows, whose neighbours come from elsewhere.
 #include "kernels/colour/sample.h"
 
 #include "kernels/vec/prefetch.h"
@@ -8,9 +21,7 @@ namespace {
 
 constexpr int biasAt(Bias bias, ptrdiff_t i) { return i % 2 ? bias.odd : bias.even; }
 
-#if MOX_VECTOR
-
-// What a step reads and writes, a while ahead: farther where it reads the more. Measured (AVX-512): up-sampling 6 to
+// Prefetches what a later step reads and writes, farther ahead where it reads more. Measured (AVX-512): up-sampling 6 to
 // 14 % faster in the second-level cache and a quarter beyond the caches, down-sampling up to 6 % and up to 18 %.
 // Vectors of 128 bits, which would ask for each line several times, do without.
 template <class V, int Reads, int Writes>
@@ -21,7 +32,7 @@ MOX_INLINE void prefetchAround(const Mox8u* src, const Mox8u* dst) {
   }
 }
 
-// Where a step of down-sampling had best begin: an even output, so that the biases keep their lanes.
+// Where a step of down-sampling begins best: at an even output, so that the biases keep their lanes.
 inline ptrdiff_t evenLead(const Mox8u* src) { return bytesToLine(src) / 4 * 2; }
 
 // The biases of consecutive outputs as 16-bit lanes, from output i on.
@@ -40,22 +51,17 @@ MOX_INLINE V downQuads(const Mox8u* upper, const Mox8u* lower, V bias) {
   return shrU16<2>(add16(add16(dotU8<1, 1>(load<V>(upper)), dotU8<1, 1>(load<V>(lower))), bias));
 }
 
-#endif
-
 void downH2V1(const Mox8u* src, Mox8u* dst, ptrdiff_t count, Bias bias) {
-#if MOX_VECTOR
   if (sweepBytes(0, count, evenLead(src), [=]<class V>(ptrdiff_t i) {
         prefetchAround<V, 2 * V::kBytes, V::kBytes>(src + 2 * i, dst + i);
         const V round = biases<V>(bias, i);
         store(dst + i, packsU16Linear(downPairs(src + 2 * i, round), downPairs(src + 2 * i + V::kBytes, round)));
       }))
     return;
-#endif
   for (ptrdiff_t i = 0; i < count; i++) dst[i] = definition::downH2V1(src[2 * i], src[2 * i + 1], biasAt(bias, i));
 }
 
 void downH2V2(const Mox8u* upper, const Mox8u* lower, Mox8u* dst, ptrdiff_t count, Bias bias) {
-#if MOX_VECTOR
   if (sweepBytes(0, count, evenLead(upper), [=]<class V>(ptrdiff_t i) {
         const V round = biases<V>(bias, i);
         const Mox8u *const a = upper + 2 * i, *const b = lower + 2 * i;
@@ -64,15 +70,12 @@ void downH2V2(const Mox8u* upper, const Mox8u* lower, Mox8u* dst, ptrdiff_t coun
         store(dst + i, packsU16Linear(downQuads(a, b, round), downQuads(a + V::kBytes, b + V::kBytes, round)));
       }))
     return;
-#endif
   for (ptrdiff_t i = 0; i < count; i++)
     dst[i] = definition::downH2V2(upper[2 * i], upper[2 * i + 1], lower[2 * i], lower[2 * i + 1], biasAt(bias, i));
 }
 
-// Along rows alone, up-sampling goes from column to column, outputs 2 k and 2 k + 1 of column k, so that stores can
-// begin on cache lines. The first and the last column have a neighbour from elsewhere.
-
-#if MOX_VECTOR
+// Along rows alone, up-sampling goes from column to column, outputs 2 k and 2 k + 1 of column k, so that stores can begin
+// on cache lines.
 
 // The triangle filter in bytes, by averages of two: with avg rounding halves up and floorAvg down,
 //   (3 b + c + 2) >> 2 = avg(b, floorAvg(b, c)), (3 b + a + 1) >> 2 = floorAvg(b, avg(a, b)).
@@ -86,8 +89,6 @@ MOX_INLINE void upColumns(const Mox8u* src, Mox8u* dst) {
   storeBlocks(dst, low8(left, right), high8(left, right));
 }
 
-#endif
-
 void upH2V1(const Mox8u* src, int before, int after, Mox8u* dst, ptrdiff_t count) {
   if (count == 0) return;
   const ptrdiff_t last = (count - 1) / 2;
@@ -96,61 +97,53 @@ void upH2V1(const Mox8u* src, int before, int after, Mox8u* dst, ptrdiff_t count
   if (last == 0) return;
   dst[2 * last] = definition::upLeft(src[last], src[last - 1]);
   if (count % 2 == 0) dst[count - 1] = definition::upRight(src[last], after);
-#if MOX_VECTOR
   if (sweepBytes(1, last, bytesToLine(dst + 2) / 2, [=]<class V>(ptrdiff_t k) { upColumns<V>(src + k, dst + 2 * k); }))
     return;
-#endif
   for (ptrdiff_t k = 1; k < last; k++) {
     dst[2 * k] = definition::upLeft(src[k], src[k - 1]);
     dst[2 * k + 1] = definition::upRight(src[k], src[k + 1]);
   }
 }
 
-#if MOX_VECTOR
-
-// In both directions at once the sums cost more than the stores, so this goes from gap to gap: outputs 2 k - 1 and 2
-// k, to the right of column k - 1 and to the left of column k, depend on the same two sums. Ahead of the first gap
-// and behind the last there is one output each.
+// In both directions at once the sums cost more than the stores, so this goes from gap to gap: outputs 2 k - 1 and 2 k,
+// to the right of column k - 1 and to the left of column k, depend on the same two sums. One output lies before the first
+// gap, one after the last.
 
 // Column sums of bytes that interleaving has put side by side come doubled: the average of two is the plain sum of
-// both columns. What makes gaps of the doubled sums a and b has (first + 7) >> 4 and (second + 8) >> 4 alternate.
-#if MOX_SHIFT_JOINED
+// both columns. With kHasShlJoined16 they come times 32.
 template <class V>
 MOX_INLINE V doubledSums(V nearAndFar) {
-  return dotU8<96, 32>(nearAndFar);
+  if constexpr (kHasShlJoined16) {
+    return dotU8<96, 32>(nearAndFar);
+  } else {
+    return dotU8<6, 2>(nearAndFar);
+  }
 }
 
-// Everything is 16-fold here, so that the upper byte of first is a result, which the shift moves below second's.
-template <class V>
-MOX_INLINE V upGapsOfSums(V a, V b) {
-  const V both = avgU16(a, b);
-  const V first = add16(add16(both, a), set16<V>(7 << 4));
-  return shlJoined16<8>(mulRound16(avgU16(both, b), set16<V>(1 << 8)), first);
-}
-#else
-template <class V>
-MOX_INLINE V doubledSums(V nearAndFar) {
-  return dotU8<6, 2>(nearAndFar);
-}
-
+// (first + 7) >> 4 in the lower bytes, (second + 8) >> 4 in the upper ones.
 template <class V>
 MOX_INLINE V narrowPairs(V first, V second) {
-#if defined(MOX_DOT8) || defined(MOX_TARGET_IS_neon)
-  // (first + 7) >> 4 rounds halves down, as the negative of the negative rounded up does.
-  return sub16(shl16<8>(mulRound16(second, set16<V>(1 << 11))), mulRound16(first, set16<V>(-(1 << 11))));
-#else
-  // mulRound16 is slow here.
-  const V high = bitAnd(shl16<4>(add16(second, set16<V>(8))), set16<V>(0xFF00));
-  return bitOr(shrU16<4>(add16(first, set16<V>(7))), high);
-#endif
+  if constexpr (kHasMulRound16) {
+    // (first + 7) >> 4 rounds halves down, as the negative of the negative rounded up does.
+    return sub16(shl16<8>(mulRound16(second, set16<V>(1 << 11))), mulRound16(first, set16<V>(-(1 << 11))));
+  } else {
+    const V high = bitAnd(shl16<4>(add16(second, set16<V>(8))), set16<V>(0xFF00));
+    return bitOr(shrU16<4>(add16(first, set16<V>(7))), high);
+  }
 }
 
+// The two outputs of each gap, side by side, from the doubled sums of the columns to its left and right.
 template <class V>
 MOX_INLINE V upGapsOfSums(V a, V b) {
   const V both = avgU16(a, b);
-  return narrowPairs(add16(both, a), add16(both, b));
+  if constexpr (kHasShlJoined16) {
+    // Everything is times 16, so that the upper byte of first is a result, which the shift moves below second's.
+    const V first = add16(add16(both, a), set16<V>(7 << 4));
+    return shlJoined16<8>(mulRound16(avgU16(both, b), set16<V>(1 << 8)), first);
+  } else {
+    return narrowPairs(add16(both, a), add16(both, b));
+  }
 }
-#endif
 
 template <class V>
 MOX_INLINE void upGaps(const Mox8u* near, const Mox8u* far, Mox8u* dst) {
@@ -162,19 +155,15 @@ MOX_INLINE void upGaps(const Mox8u* near, const Mox8u* far, Mox8u* dst) {
   storeBlocks(dst - 1, upGapsOfSums(beforeLow, low), upGapsOfSums(beforeHigh, high));
 }
 
-#endif
-
 void upH2V2(const Mox8u* near, const Mox8u* far, int before, int after, Mox8u* dst, ptrdiff_t count) {
   if (count == 0) return;
   const ptrdiff_t columns = (count + 1) / 2;
   const auto sum = [=](ptrdiff_t k) { return definition::columnSum(near[k], far[k]); };
   dst[0] = definition::upLeftOfSums(sum(0), before);
   if (count % 2 == 0) dst[count - 1] = definition::upRightOfSums(sum(columns - 1), after);
-#if MOX_VECTOR
   if (sweepBytes(1, columns, bytesToLine(near + 1),
                  [=]<class V>(ptrdiff_t k) { upGaps<V>(near + k, far + k, dst + 2 * k); }))
     return;
-#endif
   for (ptrdiff_t k = 1; k < columns; k++) {
     dst[2 * k - 1] = definition::upRightOfSums(sum(k - 1), sum(k));
     dst[2 * k] = definition::upLeftOfSums(sum(k), sum(k - 1));
@@ -183,6 +172,11 @@ void upH2V2(const Mox8u* near, const Mox8u* far, int before, int after, Mox8u* d
 
 }  // namespace
 
-const SampleKernels sampleKernels = {downH2V1, downH2V2, upH2V1, upH2V2};
+const SampleKernels sampleKernels = {
+    .downH2V1 = downH2V1,
+    .downH2V2 = downH2V2,
+    .upH2V1 = upH2V1,
+    .upH2V2 = upH2V2,
+};
 
 }  // namespace mox::MOX_TARGET

@@ -1,65 +1,63 @@
+// RGB to YCbCr, a row at a time.
+//
+// The plain loop takes a pixel, forms three sums of products in 32 bits and stores three bytes: PixelRow::at(), then
+// YccRow::put(). The vectors take V::kBytes pixels a step: a row's fetch() brings their colours into registers as bytes
+// (pixel_load.h), ycc_vec.h computes each result exactly in 16 bits, emit() packs the results to bytes in the order of the
+// pixels and stores them, one vector a plane. cover() moves the last vector back to end with the last whole group of four;
+// rows of less than a vector, and the tail of up to three pixels, which has weights of its own, are left to the
+// definition.
 #include "kernels/colour/ycc.h"
 
 #include <cstring>
 
-#include "kernels/colour/pixel_vec.h"
+#include "kernels/colour/pixel_load.h"
 #include "kernels/colour/ycc_vec.h"
+#include "kernels/vec/sweep.h"
 
 namespace mox::MOX_TARGET {
 namespace {
 
 using namespace definition;
 
-// Rows of colours, by the layout of their samples: at() is one pixel, load() both halves of a vector of them.
+// Rows of colours, by the layout of their samples: at() is one pixel, fetch() both halves of a vector of them.
 template <class Pixel>
 struct PixelRow {
   const typename Pixel::Sample* pixels;
 
-  Rgb at(int x) const { return Pixel::read(pixels + Pixel::kSamples * x); }
-#if MOX_VECTOR
+  Rgb at(ptrdiff_t x) const { return Pixel::read(pixels + Pixel::kSamples * x); }
   template <class V>
-  static constexpr bool kOrdered = sizeof(typename Pixel::Sample) == 1 && kOrderedHalves<Pixel, V>;
+  static constexpr bool kOrdered = kOrderedHalves<Pixel, V>;
 
   template <class V>
-  MOX_INLINE void load(ptrdiff_t x, Colours<V> (&half)[2]) const {
-    if constexpr (sizeof *pixels == 1) {
-      loadPixels<Pixel>(pixels + Pixel::kSamples * x, half);
-    } else {
-      loadWords<Pixel>(pixels + x, half);
-    }
+  MOX_INLINE void fetch(ptrdiff_t x, Colours<V> (&half)[2]) const {
+    loadPixels<Pixel>(pixels + Pixel::kSamples * x, half);
   }
-#endif
 };
 
 struct PlaneRow {
   const Mox8u *red, *green, *blue;
 
-  Rgb at(int x) const { return {red[x], green[x], blue[x]}; }
-#if MOX_VECTOR
+  Rgb at(ptrdiff_t x) const { return {red[x], green[x], blue[x]}; }
   template <class V>
   static constexpr bool kOrdered = false;
 
   template <class V>
-  MOX_INLINE void load(ptrdiff_t x, Colours<V> (&half)[2]) const {
-    halves(MOX_TARGET::load<V>(red + x), MOX_TARGET::load<V>(green + x), MOX_TARGET::load<V>(blue + x), half);
+  MOX_INLINE void fetch(ptrdiff_t x, Colours<V> (&half)[2]) const {
+    Colours<V>::halves(load<V>(red + x), load<V>(green + x), load<V>(blue + x), half);
   }
-#endif
 };
 
 template <class Row>
 struct Complement : Row {
-  Rgb at(int x) const { return complement(Row::at(x)); }
-#if MOX_VECTOR
+  Rgb at(ptrdiff_t x) const { return complement(Row::at(x)); }
   template <class V>
-  MOX_INLINE void load(ptrdiff_t x, Colours<V> (&half)[2]) const {
-    Row::load(x, half);
+  MOX_INLINE void fetch(ptrdiff_t x, Colours<V> (&half)[2]) const {
+    Row::fetch(x, half);
 #pragma GCC unroll 2
     for (Colours<V>& colours : half) colours = colours.complement();
   }
-#endif
 };
 
-#if MOX_VECTOR
 // The bytes of both halves in the order of the pixels.
 template <bool Ordered, class V>
 MOX_INLINE V packed(V low, V high) {
@@ -69,36 +67,32 @@ MOX_INLINE V packed(V low, V high) {
     return packsU16(low, high);
   }
 }
-#endif
 
-// Where the results of a row go.
+// Where the results of a row go: put() takes one pixel, emit() a vector of them.
 struct LumaRow {
   Mox8u* y;
 
-  void put(int x, const YccMatrix& matrix, Rgb c) const { y[x] = static_cast<Mox8u>(matrix.y.of(c)); }
-#if MOX_VECTOR
+  void put(ptrdiff_t x, const YccMatrix& matrix, Rgb c) const { y[x] = static_cast<Mox8u>(matrix.y.of(c)); }
   template <YccMatrix Matrix, bool Ordered, class V>
-  MOX_INLINE void store(ptrdiff_t x, const Colours<V> (&half)[2]) const {
-    MOX_TARGET::store(y + x, packed<Ordered>(luma<Matrix.y>(half[0]), luma<Matrix.y>(half[1])));
+  MOX_INLINE void emit(ptrdiff_t x, const Colours<V> (&half)[2]) const {
+    store(y + x, packed<Ordered>(luma<Matrix.y>(half[0]), luma<Matrix.y>(half[1])));
   }
-#endif
 };
 
 struct YccRow {
   LumaRow luma;
   Mox8u *cb, *cr;
 
-  void put(int x, const YccMatrix& matrix, Rgb c) const {
+  void put(ptrdiff_t x, const YccMatrix& matrix, Rgb c) const {
     luma.put(x, matrix, c);
     cb[x] = static_cast<Mox8u>(matrix.cb.of(c));
     cr[x] = static_cast<Mox8u>(matrix.cr.of(c));
   }
-#if MOX_VECTOR
   template <YccMatrix Matrix, bool Ordered, class V>
-  MOX_INLINE void store(ptrdiff_t x, const Colours<V> (&half)[2]) const {
+  MOX_INLINE void emit(ptrdiff_t x, const Colours<V> (&half)[2]) const {
     static_assert(Matrix.cb.blue == 1 << (Matrix.cb.bits - 1) && Matrix.cr.red == 1 << (Matrix.cr.bits - 1));
     constexpr int k = kDifferenceScale;
-    luma.store<Matrix, Ordered>(x, half);
+    luma.emit<Matrix, Ordered>(x, half);
     V blues[2], reds[2];
 #pragma GCC unroll 2
     for (int i = 0; i < 2; i++) {
@@ -106,23 +100,19 @@ struct YccRow {
       blues[i] = chroma<Matrix.cb, Matrix.cb.red>(blue, red);
       reds[i] = chroma<Matrix.cr, Matrix.cr.blue>(red, blue);
     }
-    MOX_TARGET::store(cb + x, packed<Ordered>(blues[0], blues[1]));
-    MOX_TARGET::store(cr + x, packed<Ordered>(reds[0], reds[1]));
+    store(cb + x, packed<Ordered>(blues[0], blues[1]));
+    store(cr + x, packed<Ordered>(reds[0], reds[1]));
   }
-#endif
 };
 
 template <YccMatrix Group, YccMatrix Tail, class Source, class Target>
 void convert(const Source& src, const Target& dst, int width) {
-  int x = 0;
-#if MOX_VECTOR
-  x = cover(
+  ptrdiff_t x = cover(
       groupColumns(width), [&]<class V>(ptrdiff_t at) __attribute__((always_inline)) {
         Colours<V> half[2];
-        src.load(at, half);
-        dst.template store<Group, Source::template kOrdered<V>>(at, half);
+        src.fetch(at, half);
+        dst.template emit<Group, Source::template kOrdered<V>>(at, half);
       });
-#endif
   for (; x < groupColumns(width); x++) dst.put(x, Group, src.at(x));
   for (; x < width; x++) dst.put(x, Tail, src.at(x));
 }
@@ -134,16 +124,13 @@ YccRow row(Mox8u* const planes[]) { return {{planes[0]}, planes[1], planes[2]}; 
 void black(const Mox8u* src, Mox8u* dst, int width) {
   constexpr int kSamples = CmykPixel::kSamples;
   static_assert(CmykPixel::kBlack == 3);
-  int x = 0;
-#if MOX_VECTOR
-  x = cover(
+  ptrdiff_t x = cover(
       width, [&]<class V>(ptrdiff_t at) __attribute__((always_inline)) {
         V k[4];
 #pragma GCC unroll 4
         for (int i = 0; i < 4; i++) k[i] = shrU32<24>(loadApart<V>(src + kSamples * (at + 4 * i), 16 * kSamples));
         store(dst + at, packsU16(packs32(k[0], k[1]), packs32(k[2], k[3])));
       });
-#endif
   for (; x < width; x++) dst[x] = src[kSamples * x + CmykPixel::kBlack];
 }
 

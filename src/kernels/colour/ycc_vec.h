@@ -1,14 +1,102 @@
 // Luminance and chroma of vectors of colours, exact in 16 bits: the arithmetic that rows and MCUs share.
+//
+// A weight of the definition has 14 to 16 fraction bits, so that its product with a sample takes 32. Luminance splits the
+// weights into bytes and carries from the lower sum to the upper one; chroma, whose weights add up to 0, is a sum of
+// differences from green, one of them halved, the other the upper half of a 16-bit product. Both are proved where they
+// stand, by the compiler.
 #pragma once
 
-#include "kernels/colour/pixel_vec.h"
 #include "kernels/colour/ycc.h"
+#include "kernels/vec/vec.h"
 
-#if MOX_VECTOR
 namespace mox::MOX_TARGET {
 
 using definition::WeightedSum;
 
+// ---- Colours -------------------------------------------------------------------------------------------------------
+//
+// The colours of as many pixels as V has 16-bit lanes. ofWords() makes them of three vectors of 16-bit lanes, halves()
+// two of them of three vectors of bytes; sum<R, G, B>() is the weighted sum in 16 bits, which may wrap.
+template <class V, bool Pairs = kHasDot8>
+struct Colours;
+
+// With dot8: pairs of bytes, one of each a pixel; green is in both, for weights of more than seven bits.
+template <class V>
+struct Colours<V, true> {
+  V rg, bg;
+
+  MOX_INLINE static Colours ofWords(V red, V green, V blue) {
+    const V upper = shl16<8>(green);
+    return {bitOr(red, upper), bitOr(blue, upper)};
+  }
+  MOX_INLINE static void halves(V red, V green, V blue, Colours (&half)[2]) {
+    half[0] = {low8(red, green), low8(blue, green)};
+    half[1] = {high8(red, green), high8(blue, green)};
+  }
+  MOX_INLINE Colours complement() const { return {bitXor(rg, set8<V>(0xFF)), bitXor(bg, set8<V>(0xFF))}; }
+
+  MOX_INLINE V reds() const { return bitAnd(rg, set16<V>(0xFF)); }
+  MOX_INLINE V greens() const { return shrU16<8>(rg); }
+  MOX_INLINE V blues() const { return bitAnd(bg, set16<V>(0xFF)); }
+
+  // The part of green's weight that is paired with red: as much as keeps that pair's sum below 2^15. The rest is paired
+  // with blue.
+  static constexpr int greenWithRed(int red, int green, int blue) {
+    const int room = red > 0 ? 128 - red : 127;
+    return blue == 0 || (red != 0 && green < room) ? green : red == 0 ? 0 : room;
+  }
+
+  template <int Red, int Green, int Blue>
+  MOX_INLINE V sum() const {
+    constexpr int withRed = greenWithRed(Red, Green, Blue), withBlue = Green - withRed;
+    // No pair's sum saturates: 255 * 128 is below 2^15.
+    static_assert(Red <= 127 && withRed <= 127 && Red + withRed <= 128 && Red >= -128 && withRed >= -128);
+    static_assert(Blue <= 127 && withBlue <= 127 && Blue + withBlue <= 128 && Blue >= -128 && withBlue >= -128);
+    if constexpr (Red == 0 && withRed == 0) {
+      return dot8(bg, setPair8<V>(Blue, withBlue));
+    } else if constexpr (Blue == 0 && withBlue == 0) {
+      return dot8(rg, setPair8<V>(Red, withRed));
+    } else {
+      return add16(dot8(rg, setPair8<V>(Red, withRed)), dot8(bg, setPair8<V>(Blue, withBlue)));
+    }
+  }
+};
+
+// Without: one 16-bit lane a pixel in each of three vectors.
+template <class V>
+struct Colours<V, false> {
+  V red, green, blue;  // 16-bit lanes
+
+  MOX_INLINE static Colours ofWords(V r, V g, V b) { return {r, g, b}; }
+  MOX_INLINE static void halves(V r, V g, V b, Colours (&half)[2]) {
+    const V none = zero<V>();
+    half[0] = {low8(r, none), low8(g, none), low8(b, none)};
+    half[1] = {high8(r, none), high8(g, none), high8(b, none)};
+  }
+  MOX_INLINE Colours complement() const {
+    const V bytes = set16<V>(0xFF);
+    return {bitXor(red, bytes), bitXor(green, bytes), bitXor(blue, bytes)};
+  }
+
+  MOX_INLINE V reds() const { return red; }
+  MOX_INLINE V greens() const { return green; }
+  MOX_INLINE V blues() const { return blue; }
+
+  template <int Red, int Green, int Blue>
+  MOX_INLINE V sum() const {
+    if constexpr (Red == 0 && Green == -Blue) {
+      return mulLow16(sub16(blue, green), set16<V>(Blue));
+    } else if constexpr (Blue == 0 && Green == -Red) {
+      return mulLow16(sub16(red, green), set16<V>(Red));
+    } else {
+      const V redAndGreen = add16(mulLow16(red, set16<V>(Red)), mulLow16(green, set16<V>(Green)));
+      return add16(redAndGreen, mulLow16(blue, set16<V>(Blue)));
+    }
+  }
+};
+
+// ---- Luminance -----------------------------------------------------------------------------------------------------
+//
 // Y in 16 bits. Its weights, scaled to 16 fraction bits, are split into bytes: 256 * high + low, low signed. So
 //   (red * R + ... + rounding) >> 16  is  (high.red * R + ... + ((low.red * R + ... + rounding) >> 8)) >> 8,
 // where both inner sums are never negative and below 2^16.
@@ -34,11 +122,13 @@ MOX_INLINE V luma(const Colours<V>& c) {
   return shrU16<8>(add16(c.template sum<high.red, high.green, high.blue>(), shrU16<8>(lows)));
 }
 
+// ---- Chroma --------------------------------------------------------------------------------------------------------
+//
 // Cb and Cr in 16 bits. Their weights add up to 0 and one of them is a half, so that in the differences u and v of
 // the other two colours from green, u that of the half (v of the small weight),
 //   (half * u + weight * v + rounding) >> bits  is  128 + ((u + 1 + ((weight * v + more) >> (bits - 1))) >> 1),
-// with `more` what the rounding exceeds 128.5 by. The shifted product is the upper half of one of 16 bits. Both
-// differences come 32-fold, which leaves room for the one step of the weight that `more` takes.
+// where `more` is the excess of the rounding over 128.5. The shifted product is the upper half of a 16-bit product. Both
+// differences come times 32, which leaves room to take `more` off v before it is multiplied.
 constexpr int kDifferenceScale = 32;
 
 constexpr int moreThanHalf(WeightedSum sum) { return sum.rounding - (257 << (sum.bits - 1)); }
@@ -61,7 +151,7 @@ MOX_INLINE V chroma(V u, V v) {
   return shr16<6>(add16(add16(u, set16<V>(257 * kDifferenceScale)), product));
 }
 
-// The same less 128, of Shared pixels, from the sums of their differences, Scale-fold: one rounding, none before.
+// As chroma(), centred on 0, of `Shared` pixels: u and v are sums of differences times Scale, rounded once.
 template <WeightedSum Sum, int Weight, int Shared, int Scale, class V>
 MOX_INLINE V centredChroma(V u, V v) {
   constexpr int factor = chromaFactor(Weight, Sum.bits), half = Shared * Scale;
@@ -75,4 +165,3 @@ MOX_INLINE V centredChroma(V u, V v) {
 }
 
 }  // namespace mox::MOX_TARGET
-#endif

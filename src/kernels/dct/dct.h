@@ -7,6 +7,7 @@
 
 #include <cstddef>
 
+#include "kernels/bytes.h"
 #include "kernels/dct/fixed.h"
 #include "kernels/dct/quant.h"
 #include "moxj.h"
@@ -169,17 +170,17 @@ constexpr void inverseDct(const Mox16s* src, Mox16s* dst) {
   for (int column = 0; column < 8; column++) inverseColumn(y + column, dst + column);
 }
 
-constexpr void forwardDctQuant(const Mox16s* src, Mox16s* dst, const Mox16u* reciprocals) {
+inline void forwardDctQuant(const Mox16s* src, Mox16s* dst, const Mox16u* reciprocals) {
   forwardDct(src, dst);
-  for (int i = 0; i < 64; i++) dst[i] = quantiseEven(dst[i], reciprocals[i]);
+  for (int i = 0; i < 64; i++) dst[i] = quantiseEven(dst[i], get(reciprocals, i));
 }
 
-constexpr void inverseDctQuant(const Mox16s* src, Mox16s* dst, const Mox16u* steps) {
-  for (int i = 0; i < 64; i++) dst[i] = dequantise(src[i], steps[i]);
+inline void inverseDctQuant(const Mox16s* src, Mox16s* dst, const Mox16u* steps) {
+  for (int i = 0; i < 64; i++) dst[i] = dequantise(src[i], get(steps, i));
   inverseDct(dst, dst);
 }
 
-constexpr void forwardDctQuantShifted(const Mox8u* src, ptrdiff_t step, Mox16s* dst, const Mox16u* reciprocals) {
+inline void forwardDctQuantShifted(const Mox8u* src, ptrdiff_t step, Mox16s* dst, const Mox16u* reciprocals) {
   for (int row = 0; row < 8; row++)
     for (int column = 0; column < 8; column++)
       dst[8 * row + column] = static_cast<Mox16s>(src[row * step + column] - 128);
@@ -187,7 +188,7 @@ constexpr void forwardDctQuantShifted(const Mox8u* src, ptrdiff_t step, Mox16s* 
 }
 
 // The addition of 128 wraps, unlike that of the region function: from 32640 up a value becomes 0.
-constexpr void inverseDctQuantShifted(const Mox16s* src, Mox8u* dst, ptrdiff_t step, const Mox16u* steps) {
+inline void inverseDctQuantShifted(const Mox16s* src, Mox8u* dst, ptrdiff_t step, const Mox16u* steps) {
   Mox16s values[64] = {};
   inverseDctQuant(src, values, steps);
   for (int row = 0; row < 8; row++)

@@ -68,19 +68,20 @@ MOX_INLINE Folded fold(Row row) {
   return x;
 }
 
+template <class V = V128>
 MOX_INLINE Folded foldSamples(const Mox8u* src, ptrdiff_t step) {
-#if defined(__SSSE3__)
-  Folded x;
+  if constexpr (kHasDot8) {
+    Folded x;
 #pragma GCC unroll 4
-  for (int i = 0; i < 4; i++) {
-    const V128 pairs = low8(loadLow8(src + i * step), loadLow8(src + (7 - i) * step));
-    x.sum[i] = dotU8<8, 8>(pairs);
-    x.difference[i] = i == 1 || i == 2 ? dotU8<16, -16>(pairs) : dotU8<8, -8>(pairs);
+    for (int i = 0; i < 4; i++) {
+      const V pairs = low8(loadLow8<V>(src + i * step), loadLow8<V>(src + (7 - i) * step));
+      x.sum[i] = dotU8<8, 8>(pairs);
+      x.difference[i] = i == 1 || i == 2 ? dotU8<16, -16>(pairs) : dotU8<8, -8>(pairs);
+    }
+    return x;
+  } else {
+    return fold<Exact>([=](int i) { return load8As16<V>(src + i * step); });
   }
-  return x;
-#else
-  return fold<Exact>([=](int i) { return load8As16<V128>(src + i * step); });
-#endif
 }
 
 template <class With>
@@ -112,33 +113,33 @@ template <class With, int Half, class V>
 MOX_INLINE V forwardRow(V sums, V differences, int row) {
   constexpr int k01 = Half ? 0xAA : 0x00, k23 = Half ? 0xFF : 0x55;
   const V even =
-      dotAdd16(dot16(shuffle32<k01>(sums), kPairs.load<V>(0, row)), shuffle32<k23>(sums), kPairs.load<V>(1, row));
-  const V odd = dotAdd16(dot16(shuffle32<k01>(differences), kPairs.load<V>(2, row)), shuffle32<k23>(differences),
-                         kPairs.load<V>(3, row));
+      dotAdd16(dot16(shuffle32<k01>(sums), kPairs.ofRows<V>(0, row)), shuffle32<k23>(sums), kPairs.ofRows<V>(1, row));
+  const V odd = dotAdd16(dot16(shuffle32<k01>(differences), kPairs.ofRows<V>(2, row)), shuffle32<k23>(differences),
+                         kPairs.ofRows<V>(3, row));
   // Of the shift by 20, 16 bits are the choice of the high halves; the rounding below them does not reach up.
   return With::roundedShift4(highHalves32(even, odd));
 }
 
-MOX_INLINE void assemble(const V128* rows, V128& v) { v = rows[0]; }
-#if defined(__AVX2__)
-MOX_INLINE void assemble(const V128* rows, V256& v) { v = join(rows[0], rows[1]); }
-#endif
-#if defined(__AVX512BW__)
-MOX_INLINE void assemble(const V128* rows, V512& v) { v = join(join(rows[0], rows[1]), join(rows[2], rows[3])); }
-#endif
+template <class V>
+MOX_INLINE V assembled(const V128* rows) {
+  if constexpr (V::kBytes == V128::kBytes) {
+    return rows[0];
+  } else {
+    using Half = typename V::Half;
+    return join(assembled<Half>(rows), assembled<Half>(rows + Half::kBytes / 16));
+  }
+}
 
 // Vectors of rows in pairs, so that the sums of both fill one.
 template <class With>
 MOX_INLINE void forwardRows(const V128* y, Mox16s* dst, const Mox16u* reciprocals) {
   constexpr int kRows = VMax::kBytes / 16;
   const auto put = [=](VMax coefficients, int row) {
-    store(dst + 8 * row, quantiseEven(coefficients, load<VMax>(reciprocals + 8 * row)));
+    store(dst + 8 * row, quantiseEven(coefficients, load<VMax>(element(reciprocals, 8 * row))));
   };
 #pragma GCC unroll 4
   for (int row = 0; row < 8; row += 2 * kRows) {
-    VMax a, b;
-    assemble(y + row, a);
-    assemble(y + row + kRows, b);
+    const VMax a = assembled<VMax>(y + row), b = assembled<VMax>(y + row + kRows);
     const VMax left = low64(a, b), right = reverse16(high64(a, b));
     const VMax sums = With::add(left, right), differences = With::sub(left, right);
     put(forwardRow<With, 0>(sums, differences, row), row);
@@ -154,10 +155,15 @@ void forwardDct(const Mox16s* src, Mox16s* dst, const Mox16u* reciprocals) {
   forwardRows<Saturating>(y, dst, reciprocals);
 }
 
-// The level shift takes 64 * 128 from output 0 of the columns and nothing from the others, so it is left until then.
-// Up to there sums are 0 to 4080 and differences within 4080, so that output 0 is 16320 at most, outputs 2, 4 and 6
-// are within 8160, and 1, 3, 5 and 7 within (2040 + 0.354 * 8160) * 1.67 < 8220. The sums of the rows are within 2 *
-// 8220, and those of their products within 4 * 16384 * 16440 < 2^31 - 2^19: nothing saturates or wraps.
+// The level shift takes 64 * 128 from output 0 of the columns and nothing from the others, so it is left until then. Up to
+// there nothing saturates or wraps:
+//   sums                    0 to 4080
+//   differences             within 4080
+//   output 0                at most 16320
+//   outputs 2, 4 and 6      within 8160
+//   outputs 1, 3, 5 and 7   within (2040 + 0.354 * 8160) * 1.67 < 8220
+//   sums of the rows        within 2 * 8220
+//   of their products       within 4 * 16384 * 16440 < 2^31 - 2^19
 void forwardDctShifted(const Mox8u* src, ptrdiff_t step, Mox16s* dst, const Mox16u* reciprocals) {
   V128 y[8];
   forwardColumns<Exact>(foldSamples(src, step), y);

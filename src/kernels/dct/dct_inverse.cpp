@@ -33,10 +33,11 @@ constexpr RowRoundings kRoundings = rowRoundings();
 // The vector of rows from `row` on, dequantised and transformed.
 template <class V>
 MOX_INLINE V inverseRow(const Mox16s* src, const Mox16u* steps, int row) {
-  const V x = mulLow16(load<V>(src + 8 * row), load<V>(steps + 8 * row));
-  const V even = dotAdd16(dotAdd16(load<V>(kRoundings.at[row]), repeatPair16<0>(x), kPairs.load<V>(0, row)),
-                          repeatPair16<4>(x), kPairs.load<V>(1, row));
-  const V odd = dotAdd16(dot16(repeatPair16<1>(x), kPairs.load<V>(2, row)), repeatPair16<5>(x), kPairs.load<V>(3, row));
+  const V x = mulLow16(load<V>(src + 8 * row), load<V>(element(steps, 8 * row)));
+  const V even = dotAdd16(dotAdd16(load<V>(kRoundings.at[row]), repeatPair16<0>(x), kPairs.ofRows<V>(0, row)),
+                          repeatPair16<4>(x), kPairs.ofRows<V>(1, row));
+  const V odd =
+      dotAdd16(dot16(repeatPair16<1>(x), kPairs.ofRows<V>(2, row)), repeatPair16<5>(x), kPairs.ofRows<V>(3, row));
   return reverseHigh16(packs32(shr32<12>(add32(even, odd)), shr32<12>(sub32(even, odd))));
 }
 
@@ -49,18 +50,20 @@ MOX_INLINE bool lowerHalfIsZero(const Mox16s* src) {
       bitOr(bitOr(load<V128>(src + 32), load<V128>(src + 40)), bitOr(load<V128>(src + 48), load<V128>(src + 56))));
 }
 
-#if defined(__AVX2__)
-
-// Two rows in a vector. Where the pairs are chosen well, the even and the odd half of the butterfly need the same
+// ---- Two rows a vector ---------------------------------------------------------------------------------------------
+//
+// Where the pairs are chosen well, the even and the odd half of the butterfly need the same
 // operations and only their factors differ.
+template <class V>
 struct RowsByTwo {
-  V256 y01, y23, y45, y67;
+  V y01, y23, y45, y67;
 };
 
-MOX_INLINE RowsByTwo inverseRows(const Mox16s* src, const Mox16u* steps) {
-  const V256 y01 = inverseRow<V256>(src, steps, 0), y23 = inverseRow<V256>(src, steps, 2);
-  if (lowerHalfIsZero(src)) return {y01, y23, zero<V256>(), zero<V256>()};
-  return {y01, y23, inverseRow<V256>(src, steps, 4), inverseRow<V256>(src, steps, 6)};
+template <class V>
+MOX_INLINE RowsByTwo<V> inverseRows(const Mox16s* src, const Mox16u* steps) {
+  const V y01 = inverseRow<V>(src, steps, 0), y23 = inverseRow<V>(src, steps, 2);
+  if (lowerHalfIsZero(src)) return {y01, y23, zero<V>(), zero<V>()};
+  return {y01, y23, inverseRow<V>(src, steps, 4), inverseRow<V>(src, steps, 6)};
 }
 
 struct Factors {
@@ -79,40 +82,43 @@ constexpr Factors factors() {
 
 constexpr Factors kFactors = factors();
 
+template <class V>
 struct Results {
-  V256 out03, out12, out74, out65;
+  V out03, out12, out74, out65;
 };
 
-MOX_INLINE Results inverseColumns(const RowsByTwo& y) {
-  const V256 tan21 = fixed<V256>(kFactors.tan2Tan1), tan3 = fixed<V256>(kFactors.noneTan3);
-  const V256 y21 = lowThenHigh(y.y23, y.y01), y03 = lowThenHigh(y.y01, y.y23);
+template <class V>
+MOX_INLINE Results<V> inverseColumns(const RowsByTwo<V>& y) {
+  const V tan21 = fixed<V>(kFactors.tan2Tan1), tan3 = fixed<V>(kFactors.noneTan3);
+  const V y21 = lowThenHigh(y.y23, y.y01), y03 = lowThenHigh(y.y01, y.y23);
 
-  const V256 e2z = adds16(y21, mulHigh16(y.y67, tan21)), e3w = subs16(mulHigh16(y21, tan21), y.y67);
-  const V256 y03t = adds16(y03, mulHigh16(y03, tan3)), y45t = adds16(y.y45, mulHigh16(y.y45, tan3));
-  const V256 a0u = adds16(y03, y45t), a1v = lowThenHigh(subs16(y03, y45t), subs16(y.y45, y03t));
+  const V e2z = adds16(y21, mulHigh16(y.y67, tan21)), e3w = subs16(mulHigh16(y21, tan21), y.y67);
+  const V y03t = adds16(y03, mulHigh16(y03, tan3)), y45t = adds16(y.y45, mulHigh16(y.y45, tan3));
+  const V a0u = adds16(y03, y45t), a1v = lowThenHigh(subs16(y03, y45t), subs16(y.y45, y03t));
 
-  const V256 b0P7 = adds16(a0u, e2z), b3 = subs16(a0u, e2z),
-             tm = subs16(e2z, a0u);  // of b3 the low half, of tm the high
-  const V256 b1P3 = adds16(a1v, e3w), b2 = subs16(a1v, e3w), wm = subs16(e3w, a1v);
-  const V256 pq = bothHigh(adds16(tm, wm), subs16(tm, wm));
+  const V b0P7 = adds16(a0u, e2z);
+  const V b3 = subs16(a0u, e2z), tm = subs16(e2z, a0u);  // of b3 the low half is used, of tm the high
+  const V b1P3 = adds16(a1v, e3w), b2 = subs16(a1v, e3w), wm = subs16(e3w, a1v);
+  const V pq = bothHigh(adds16(tm, wm), subs16(tm, wm));
 
-  const V256 even03 = bothLow(b0P7, b3), odd03 = bothHigh(b0P7, b1P3);
-  const V256 even12 = bothLow(b1P3, b2), odd12 = adds16(pq, mulHigh16(pq, fixed<V256>(kFactors.cos4)));
+  const V even03 = bothLow(b0P7, b3), odd03 = bothHigh(b0P7, b1P3);
+  const V even12 = bothLow(b1P3, b2), odd12 = adds16(pq, mulHigh16(pq, fixed<V>(kFactors.cos4)));
   return {shr16<5>(adds16(even03, odd03)), shr16<5>(adds16(even12, odd12)), shr16<5>(subs16(even03, odd03)),
           shr16<5>(subs16(even12, odd12))};
 }
 
-MOX_INLINE void inverseBlock(const Mox16s* src, const Mox16u* steps, V128* out) {
-  const Results r = inverseColumns(inverseRows(src, steps));
+template <class V>
+MOX_INLINE void inverseByTwo(const Mox16s* src, const Mox16u* steps, V128* out) {
+  const Results<V> r = inverseColumns(inverseRows<V>(src, steps));
   out[0] = lowHalf(r.out03), out[3] = highHalf(r.out03);
   out[1] = lowHalf(r.out12), out[2] = highHalf(r.out12);
   out[7] = lowHalf(r.out74), out[4] = highHalf(r.out74);
   out[6] = lowHalf(r.out65), out[5] = highHalf(r.out65);
 }
 
-#else
+// ---- One row a vector ----------------------------------------------------------------------------------------------
 
-MOX_INLINE void inverseBlock(const Mox16s* src, const Mox16u* steps, V128* out) {
+MOX_INLINE void inverseByOne(const Mox16s* src, const Mox16u* steps, V128* out) {
   using namespace dct;
   V128 y[8];
 #pragma GCC unroll 4
@@ -144,7 +150,14 @@ MOX_INLINE void inverseBlock(const Mox16s* src, const Mox16u* steps, V128* out) 
   }
 }
 
-#endif
+template <class V = V256>
+MOX_INLINE void inverseBlock(const Mox16s* src, const Mox16u* steps, V128* out) {
+  if constexpr (kHas256) {
+    inverseByTwo<V>(src, steps, out);
+  } else {
+    inverseByOne(src, steps, out);
+  }
+}
 
 }  // namespace
 

@@ -1,7 +1,7 @@
 // What the vector kernels of both transforms share: the row matrices as a row pass reads them.
 //
-// The transforms stay in registers from the first load to the last store: what one pass stored narrow, the next could
-// not load wide without waiting for it. Rows fill vectors of the target's width, one row in each 128-bit block, and
+// The transforms stay in registers from the first load to the last store: a pass could not load wide what the one before
+// had stored narrow without waiting for it. Rows fill vectors of the target's width, one row in each 128-bit block, and
 // are multiplied by their matrices pair by pair: two neighbouring 16-bit lanes times two matrix entries give one
 // 32-bit sum.
 #pragma once
@@ -9,7 +9,6 @@
 #include "kernels/dct/dct.h"
 #include "kernels/vec/vec.h"
 
-#if MOX_VECTOR
 namespace mox::MOX_TARGET {
 
 void forwardDct(const Mox16s* src, Mox16s* dst, const Mox16u* reciprocals);
@@ -22,10 +21,9 @@ struct RowPairs {
   alignas(64) Mox16s at[4][8][8];
 
   template <class V>
-  MOX_INLINE V load(int pair, int row) const {
-    return MOX_TARGET::load<V>(at[pair][row]);
+  MOX_INLINE V ofRows(int pair, int row) const {
+    return load<V>(at[pair][row]);
   }
 };
 
 }  // namespace mox::MOX_TARGET
-#endif

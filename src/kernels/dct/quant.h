@@ -1,7 +1,7 @@
 // Quantisation of one 8x8 block of coefficients (T.81 A.3.4), by multiplication with the reciprocals of the steps.
 //
-// Two quantisers live side by side and differ on purpose: the stand-alone one rounds halves upwards and wraps, the
-// one behind the forward DCT rounds to nearest with ties to even and saturates.
+// There are two quantisers, which differ on purpose: the stand-alone one rounds halves upwards and wraps; the one after
+// the forward DCT rounds to nearest, ties to even, and saturates. Tables may lie at any address.
 #pragma once
 
 #include "kernels/dct/fixed.h"
@@ -19,7 +19,7 @@ struct QuantKernels {
 namespace definition {
 
 // 32768 / step. The quotient is taken with 16 fraction bits; a fraction of one half goes down to an even integer, but
-// an odd integer goes up from 32767/65536 already: uneven, and kept. A step of 0 has no reciprocal.
+// an odd integer goes up from 32767/65536 on: uneven, and kept. A step of 0 has no reciprocal.
 constexpr Mox16u reciprocal(Mox8u step) {
   if (step == 0) return 65535;
   const uint32_t quotient = (uint32_t{32768} << 16) / step;
@@ -40,7 +40,7 @@ constexpr Mox16s quantise(Mox16s coefficient, Mox16u reciprocal) {
 static_assert(quantise(100, 2048) == 6 && quantise(-100, 2048) == -6);
 static_assert(quantise(24, 2048) == 2 && quantise(-24, 2048) == -1);
 
-// The quantiser behind the forward DCT: to nearest, ties to even.
+// The quantiser after the forward DCT: to nearest, ties to even.
 // |product| <= 32768 * 65535 and the largest positive one is 32767 * 65535, so that adding 16384 stays below 2^31.
 constexpr Mox16s quantiseEven(Mox16s coefficient, Mox16u reciprocal) {
   const int32_t product = coefficient * static_cast<int32_t>(reciprocal);

@@ -4,7 +4,6 @@
 #include "kernels/dct/quant.h"
 #include "kernels/vec/vec.h"
 
-#if MOX_VECTOR
 namespace mox::MOX_TARGET {
 
 // definition::quantise on every lane.
@@ -14,10 +13,10 @@ MOX_INLINE V quantise(V coefficients, V reciprocals) {
   return shr16<1>(add16(doubled, set16<V>(1)));
 }
 
-// definition::quantiseEven on every lane. The multiplication rounds halves upwards: where the product lies half-way,
-// an odd result is one too large. A reciprocal from 32768 up, which is what steps of 1 and 0 have, reads as 65536 too
-// small; what is missing then is twice the coefficient, exactly. Of its two additions the first can only leave 16
-// bits, for c = -32768 and R = 32768, where the rounded product has left them as well.
+// definition::quantiseEven on every lane. The multiplication rounds halves upwards: where the product lies half-way, an
+// odd result is one too large. Reciprocals of 32768 and more, those of steps 1 and 0, look negative: 65536 too small. That
+// costs exactly 2 c, added back below; of the two additions the first leaves 16 bits only for c = -32768 and a reciprocal
+// of 32768, where the rounded product has left them too: the result is right whatever the target makes of that product.
 template <class V>
 MOX_INLINE V quantiseEven(V coefficients, V reciprocals) {
   const V rounded = mulRound16(coefficients, reciprocals), product = mulLow16(coefficients, reciprocals);
@@ -28,4 +27,3 @@ MOX_INLINE V quantiseEven(V coefficients, V reciprocals) {
 }
 
 }  // namespace mox::MOX_TARGET
-#endif

@@ -31,7 +31,8 @@ MOX_INLINE V128 load<V128>(const void* p) {
   return wrap(vld1q_u8(static_cast<const uint8_t*>(p)));
 }
 MOX_INLINE void store(void* p, V128 a) { vst1q_u8(static_cast<uint8_t*>(p), u8(a)); }
-MOX_INLINE V128 loadLow8(const void* p) {
+template <>
+MOX_INLINE V128 loadLow8<V128>(const void* p) {
   return wrap(vcombine_u8(vld1_u8(static_cast<const uint8_t*>(p)), vdup_n_u8(0)));
 }
 MOX_INLINE void storeLow8(void* p, V128 a) { vst1_u8(static_cast<uint8_t*>(p), vget_low_u8(u8(a))); }

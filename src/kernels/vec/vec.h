@@ -11,7 +11,7 @@
 //
 //   Memory, at any address
 //     load<V>(p)  store(p, a)           all bytes
-//     loadLow8(p)  storeLow8(p, a)      V128: eight bytes to and from the lower half; loads clear the upper half
+//     loadLow8<V>(p)  storeLow8(p, a)   V128: eight bytes to and from the lower half; loads clear the upper half
 //     storeHigh8(p, a)                  V128: the upper eight bytes
 //     load8As16<V>(p)                   as many unsigned bytes as V has 16-bit lanes, widened
 //     loadSame<V>(p)                    the same 16 bytes in each block
@@ -80,6 +80,10 @@
 
 namespace mox::MOX_TARGET {
 
+struct V128;
+struct V256;
+struct V512;
+
 enum class Isa { scalar, sse2, sse41, avx2, avx512, neon };
 inline constexpr Isa kIsa = Isa::MOX_TARGET;
 
@@ -89,6 +93,9 @@ inline constexpr Isa kIsa = Isa::MOX_TARGET;
 
 // Vectors at all: without them (the scalar target) kernels are the definitions.
 inline constexpr bool kHasVectors = kIsa != Isa::scalar;
+
+// V256; also below V512.
+inline constexpr bool kHas256 = kIsa == Isa::avx2 || kIsa == Isa::avx512;
 
 // shuffle8(a, order): the bytes of each block in the order of the table's; 0 where its byte has the top bit set.
 inline constexpr bool kHasShuffle8 = kIsa >= Isa::sse41;
@@ -113,7 +120,7 @@ inline constexpr bool kHasShlJoined16 = kIsa == Isa::avx512;
 //   permute8Where<Mask>(old, a, order)     the same where bit i of the mask is set, elsewhere old
 //   permute16Linear(a, b, order)           16-bit lane i is lane order[i] of a followed by b
 //   join256(a, b)  join256High(a, b)       the lower, the upper halves of both
-//   storeWhere<Mask>(p, a)                 V256 and V512: stores the bytes whose bit is set
+//   storeWhere<Mask>(p, a)                 also V256: stores the bytes whose bit is set
 template <class V>
 inline constexpr bool kHasPermute8 = V::kBytes == 64;
 
@@ -136,6 +143,8 @@ inline constexpr bool kHasBitDeposit = false;
 
 template <class V>
 V load(const void* p) = delete;
+template <class V>
+V loadLow8(const void* p) = delete;
 template <class V>
 V load8As16(const uint8_t* p) = delete;
 template <class V>
@@ -238,11 +247,7 @@ MOX_INLINE void storeFirst(void* p, V a, int n) {
 // Names of capabilities for the preprocessor, until no file asks for them any more.
 #if defined(MOX_TARGET_IS_sse41) || defined(MOX_TARGET_IS_avx2) || defined(MOX_TARGET_IS_avx512)
 #define MOX_SHUFFLE8 1
-#define MOX_DOT8 1
 #endif
 #if defined(MOX_TARGET_IS_neon)
 #define MOX_SHUFFLE8 1
-#endif
-#if defined(MOX_TARGET_IS_avx512)
-#define MOX_SHIFT_JOINED 1
 #endif

@@ -36,7 +36,10 @@ MOX_INLINE V128 set32<V128>(int x) {
   return {_mm_set1_epi32(x)};
 }
 
-MOX_INLINE V128 loadLow8(const void* p) { return {_mm_loadl_epi64(static_cast<const __m128i*>(p))}; }
+template <>
+MOX_INLINE V128 loadLow8<V128>(const void* p) {
+  return {_mm_loadl_epi64(static_cast<const __m128i*>(p))};
+}
 MOX_INLINE void storeLow8(void* p, V128 a) { _mm_storel_epi64(static_cast<__m128i*>(p), a.r); }
 
 MOX_INLINE V128 sub8(V128 a, V128 b) { return {_mm_sub_epi8(a.r, b.r)}; }

@@ -205,8 +205,9 @@ MOX_INLINE void storeWhere(void* p, V512 a) {
   _mm512_mask_storeu_epi8(p, Mask, a.r);
 }
 // A mask of bytes: one of 64-bit lanes would become a masked extraction, which faults for what the mask leaves out.
-template <uint32_t Mask>
+template <uint64_t Mask>
 MOX_INLINE void storeWhere(void* p, V256 a) {
+  static_assert(Mask >> 32 == 0);
   _mm256_mask_storeu_epi8(p, Mask, a.r);
 }
 template <>
