@@ -1,5 +1,6 @@
 // Quantisation tables and the quantisation of single blocks.
 #include "frame/check.h"
+#include "kernels/bytes.h"
 #include "kernels/dct/quant.h"
 #include "kernels/dispatch.h"
 #include "kernels/entropy/zigzag.h"
@@ -37,14 +38,14 @@ MoxStatus moxiQuantFwdTableInit_JPEG_8u16u(const Mox8u* pRawTable, Mox16u* pFwdT
   for (int i = 0; i < 64; i++) {
     const Mox8u step = pRawTable[kZigZag.index[i]];
     if (step == 0) status = moxStatusDivByZero;
-    pFwdTable[i] = definition::reciprocal(step);
+    put(pFwdTable, i, definition::reciprocal(step));
   }
   return status;
 }
 
 MoxStatus moxiQuantInvTableInit_JPEG_8u16u(const Mox8u* pRawTable, Mox16u* pInvTable) {
   if (const MoxStatus bad = Check().pointers(pInvTable).pointers(pRawTable)) return bad;
-  for (int i = 0; i < 64; i++) pInvTable[i] = pRawTable[kZigZag.index[i]];
+  for (int i = 0; i < 64; i++) put(pInvTable, i, pRawTable[kZigZag.index[i]]);
   return moxStatusOk;
 }
 

@@ -28,7 +28,7 @@ inline Processor ask() {
   __cpuid(1, a, b, here.leaf1c, here.leaf1d);
   constexpr uint32_t kOsxsave = 1u << 27, kAvx2 = 1u << 5;
   if (!all(here.leaf1c, kOsxsave) || last < 7) return here;
-  // Volatile: it must not be asked ahead of the test above.
+  // Volatile: it must not move before the test above.
   __asm__ volatile("xgetbv" : "=a"(here.saved), "=d"(d) : "c"(0));
   __cpuid_count(7, 0, a, here.leaf7b, here.leaf7c, d);
   if (all(here.leaf7b, kAvx2)) __cpuid(0x80000001, a, b, here.extended1c, d);

@@ -1,8 +1,7 @@
 // Pixels of an MCU to blocks, in one pass.
 //
-// The definition visits each chroma value and the pixels that share it (mcuToBlocks). Here a step takes kRows rows of
-// sixteen columns, or of eight where every pixel has chroma of its own, as vectors whose 128-bit blocks are rows of eight
-// pixels: their results are rows of the blocks that are stored as they are, and nothing is kept in memory in between.
+// The definition visits each chroma value and the pixels that share it (mcuToBlocks). Here a step takes vectors whose
+// 128-bit blocks are rows of eight pixels (which rows: kVectors, below): their results are rows of the blocks that are stored as they are, and nothing is kept in memory in between.
 // Pixels that share chroma are added before chroma is computed, which rounds once, as the definition does. An MCU has no
 // ragged end: nothing is left to the definition.
 #include "kernels/colour/mcu.h"

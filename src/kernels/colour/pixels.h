@@ -21,8 +21,8 @@ constexpr int clamp8(int value) { return value < 0 ? 0 : value > 255 ? 255 : val
 
 namespace definition {
 
-// The columns of a row go in groups of four; what is left at its end, up to three columns, is the tail. The
-// conversions have weights of their own for groups and tail, and both are required results.
+// The columns of a row go in groups of four; what is left at its end, up to three columns, is the tail. Groups and tail
+// have different weights, and both results are required.
 constexpr int groupColumns(int width) { return width & ~3; }
 
 }  // namespace definition

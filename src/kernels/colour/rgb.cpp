@@ -5,7 +5,7 @@
 // one product each, with the rounding hidden in the lower byte of a factor; that of green, which has two weights, is summed
 // by bytes of the weights. All are proved by the compiler against the definition, for every chroma value (red, blue) or by
 // bounds (green). Packing to bytes clamps; emit() brings the bytes into the layout of the pixels (pixel_store.h). Rows of
-// less than a vector, and the tail of up to three pixels, which has weights of its own, are left to the definition.
+// less than a vector, and the tail of up to three pixels, which has other weights, are left to the definition.
 #include "kernels/colour/rgb.h"
 
 #include <cstring>

@@ -4,7 +4,7 @@
 // YccRow::put(). The vectors take V::kBytes pixels a step: a row's fetch() brings their colours into registers as bytes
 // (pixel_load.h), ycc_vec.h computes each result exactly in 16 bits, emit() packs the results to bytes in the order of the
 // pixels and stores them, one vector a plane. cover() moves the last vector back to end with the last whole group of four;
-// rows of less than a vector, and the tail of up to three pixels, which has weights of its own, are left to the
+// rows of less than a vector, and the tail of up to three pixels, which has other weights, are left to the
 // definition.
 #include "kernels/colour/ycc.h"
 

@@ -1,4 +1,9 @@
-// The forward transform: columns eight at a time, one 128-bit vector a row; then rows, as many as a vector holds.
+// The forward transform.
+//
+// The definition takes one column, then one row at a time (dct.h). Here the butterfly runs on all eight columns at once, a
+// 128-bit vector being a row; then rows, as many as a vector holds, are multiplied by their matrices (dct_vec.h) and
+// quantised on their way out. Blocks of 8-bit samples, where nothing saturates, take a shorter arithmetic (Exact). Nothing
+// is left to the definition.
 #include "kernels/dct/dct_vec.h"
 #include "kernels/dct/quant_vec.h"
 

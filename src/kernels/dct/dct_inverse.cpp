@@ -1,5 +1,9 @@
-// The inverse transform: rows, as many as a vector holds; then columns eight at a time, on wide targets two rows a
-// vector.
+// The inverse transform.
+//
+// The definition takes one row, then one column at a time (dct.h). Here rows, as many as a vector holds, are dequantised and
+// multiplied by their matrices (dct_vec.h); rows 4 to 7 are skipped where they are zero, as they mostly are. Then the
+// butterfly runs on all eight columns at once, a 128-bit vector being a row, or 256 bits two rows that need the same
+// operations. Nothing is left to the definition.
 #include "kernels/dct/dct_vec.h"
 
 #if MOX_VECTOR
@@ -52,8 +56,8 @@ MOX_INLINE bool lowerHalfIsZero(const Mox16s* src) {
 
 // ---- Two rows a vector ---------------------------------------------------------------------------------------------
 //
-// Where the pairs are chosen well, the even and the odd half of the butterfly need the same
-// operations and only their factors differ.
+// Where the pairs are chosen well, the even and the odd half of the butterfly need the same operations, and only their
+// factors differ.
 template <class V>
 struct RowsByTwo {
   V y01, y23, y45, y67;

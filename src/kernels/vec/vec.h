@@ -94,7 +94,7 @@ inline constexpr Isa kIsa = Isa::MOX_TARGET;
 // Vectors at all: without them (the scalar target) kernels are the definitions.
 inline constexpr bool kHasVectors = kIsa != Isa::scalar;
 
-// V256; also below V512.
+// The type V256 and the operations on its halves (on AVX-512 as well, beside V512).
 inline constexpr bool kHas256 = kIsa == Isa::avx2 || kIsa == Isa::avx512;
 
 // shuffle8(a, order): the bytes of each block in the order of the table's; 0 where its byte has the top bit set.
@@ -139,7 +139,7 @@ inline constexpr bool kHasBitDeposit = kIsa == Isa::avx2 || kIsa == Isa::avx512;
 inline constexpr bool kHasBitDeposit = false;
 #endif
 
-// ---- Operations that are told their type ---------------------------------------------------------------------------
+// ---- Operations with their type as an argument ---------------------------------------------------------------------
 
 template <class V>
 V load(const void* p) = delete;
