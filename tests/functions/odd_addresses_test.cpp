@@ -1,5 +1,6 @@
-// Rows of 16-bit values, packed words and quantisation tables at odd addresses: the results are those at even ones. (What
-// reads them through misaligned pointers is right on most processors; the undefined-behaviour sanitizer reports it.)
+// Rows of 16-bit values, packed words and quantisation tables at odd addresses: the results are those at even ones.
+// (What reads them through misaligned pointers is right on most processors; the undefined-behaviour sanitizer reports
+// it.)
 #include <gtest/gtest.h>
 
 #include <cstring>

@@ -1,5 +1,5 @@
-// The vector stores of pixels against the definition of each format, in every order of three samples; and, refused by the
-// compiler, a format with a sample for which the store has no value.
+// The vector stores of pixels against the definition of each format, in every order of three samples; and, refused by
+// the compiler, a format with a sample for which the store has no value.
 #include "kernels/colour/pixel_store.h"
 
 #include <cstdio>

@@ -14,8 +14,8 @@
 
 namespace mox {
 
-// The index of a kernel among those of its pixel format: one chroma value per pixel, per two pixels of a row, per square
-// of four.
+// The index of a kernel among those of its pixel format: one chroma value per pixel, per two pixels of a row, per
+// square of four.
 enum McuSampling { mcu444, mcu422, mcu411, mcuSamplings };
 
 template <class Kernel>
@@ -112,8 +112,8 @@ inline void putMcuPixel(typename Pixel::Sample* row, int x, Rgb c) {
 
 // ---- Conversions ---------------------------------------------------------------------------------------------------
 
-// Chroma has the weights of packed words, as Y has, but is centred on 0 and rounded once, over the sum of `count` pixels.
-// Pure blue and pure red reach 128.
+// Chroma has the weights of packed words, as Y has, but is centred on 0 and rounded once, over the sum of `count`
+// pixels. Pure blue and pure red reach 128.
 constexpr int centredChroma(const WeightedSum& weights, Rgb sum, int count) {
   const int weighted = weights.red * sum.red + weights.green * sum.green + weights.blue * sum.blue;
   return (weighted + (count << (weights.bits - 1))) >>

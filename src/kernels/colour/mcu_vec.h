@@ -1,7 +1,7 @@
-// Vectors of an MCU. Blocks have rows of eight, and so have these: a 128-bit block of a vector holds eight pixels in
-// 16 bits, and the blocks are rows, `step` bytes apart. Two such vectors go together: the left and the right eight
-// columns of the same rows, or other rows of the same columns. In bytes they become one vector; in each of its blocks the
-// eight bytes of the first stand before those of the second.
+// Vectors of an MCU. Blocks have rows of eight, and so have these: a 128-bit block of a vector holds eight pixels in 16
+// bits, and the blocks are rows, `step` bytes apart. Two such vectors go together: the left and the right eight columns
+// of the same rows, or other rows of the same columns. In bytes they become one vector; in each of its blocks the eight
+// bytes of the first stand before those of the second.
 #pragma once
 
 #include "kernels/bytes.h"

@@ -1,10 +1,10 @@
 // Blocks of an MCU to pixels, in one pass.
 //
 // The definition visits each chroma value and the pixels that share it (mcuToPixels). Here a step takes kRows rows of
-// eight values of each block, computes what chroma adds to the colours once, repeats it for the pixels that share it, adds
-// luminance, and stores pixels; nothing is kept in memory in between. Block values may be of any size, and the results are
-// those of sums without a limit: what saturates here on the way to bytes would have been clamped in any case. An MCU has
-// no ragged end: nothing is left to the definition.
+// eight values of each block, computes what chroma adds to the colours once, repeats it for the pixels that share it,
+// adds luminance, and stores pixels; nothing is kept in memory in between. Block values may be of any size, and the
+// results are those of sums without a limit: what saturates here on the way to bytes would have been clamped in any
+// case. An MCU has no ragged end: nothing is left to the definition.
 #include "kernels/colour/mcu.h"
 #include "kernels/colour/mcu_vec.h"
 
@@ -30,8 +30,8 @@ struct Centred {
 constexpr int moreThanOne(int weight, int bits) { return (weight - (1 << bits)) << (15 - bits); }
 
 // Green = Y - cr - rest with rest = (kGreenCb * cb + kGreenCr * cr + half) >> bits. The magnitudes of these two weights
-// add up to less than 1, so that rest fits 16 bits; where Y - cr saturates, |rest| is too small to bring the sum back into
-// 0 to 255.
+// add up to less than 1, so that rest fits 16 bits; where Y - cr saturates, |rest| is too small to bring the sum back
+// into 0 to 255.
 constexpr int kGreenCb = kRgbMcu.green.cb, kGreenCr = kRgbMcu.green.cr - (1 << kRgbMcu.green.bits);
 static_assert(moreThanOne(kRgbMcu.red.cr, kRgbMcu.red.bits) < 1 << 15 &&
               moreThanOne(kRgbMcu.blue.cb, kRgbMcu.blue.bits) < 1 << 15);

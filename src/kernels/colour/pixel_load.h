@@ -1,8 +1,8 @@
 // Vectors of pixels from rows of every layout, as colours in registers.
 //
-// A step of a conversion takes as many pixels as a vector has bytes. What is computed in 16 bits is held in two vectors,
-// the halves that low8 and high8 make of bytes in order, so that the narrowing packs, which work within 128-bit blocks as
-// these do, restore the order.
+// A step of a conversion takes as many pixels as a vector has bytes. What is computed in 16 bits is held in two
+// vectors, the halves that low8 and high8 make of bytes in order, so that the narrowing packs, which work within
+// 128-bit blocks as these do, restore the order.
 #pragma once
 
 #include "kernels/bytes.h"

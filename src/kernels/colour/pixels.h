@@ -69,8 +69,8 @@ struct Field {
   constexpr int truncate(int sample) const { return sample >> (8 - bits); }
 };
 
-// One 16-bit word a pixel, at any address. Low and High are the colours of the lowest and the highest field, which have five bits.
-// Bits above the fields are ignored where they are read and 0 where they are written.
+// One 16-bit word a pixel, at any address. Low and High are the colours of the lowest and the highest field, which have
+// five bits. Bits above the fields are ignored where they are read and 0 where they are written.
 template <bool RedIsLow, int GreenBits>
 struct WordPixel {
   using Sample = Mox16u;

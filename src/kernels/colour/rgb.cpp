@@ -1,11 +1,12 @@
 // YCbCr to RGB, a row at a time.
 //
 // The plain loop adds to Y, for each colour, a term of chroma in 32 bits, and clamps: YccRow::at(), then a put(). The
-// vectors take V::kBytes pixels a step and compute in 16 bits, Y times 64. The terms of red and blue are upper halves of
-// one product each, with the rounding hidden in the lower byte of a factor; that of green, which has two weights, is summed
-// by bytes of the weights. All are proved by the compiler against the definition, for every chroma value (red, blue) or by
-// bounds (green). Packing to bytes clamps; emit() brings the bytes into the layout of the pixels (pixel_store.h). Rows of
-// less than a vector, and the tail of up to three pixels, which has other weights, are left to the definition.
+// vectors take V::kBytes pixels a step and compute in 16 bits, Y times 64. The terms of red and blue are upper halves
+// of one product each, with the rounding hidden in the lower byte of a factor; that of green, which has two weights, is
+// summed by bytes of the weights. All are proved by the compiler against the definition, for every chroma value (red,
+// blue) or by bounds (green). Packing to bytes clamps; emit() brings the bytes into the layout of the pixels
+// (pixel_store.h). Rows of less than a vector, and the tail of up to three pixels, which has other weights, are left to
+// the definition.
 #include "kernels/colour/rgb.h"
 
 #include <cstring>

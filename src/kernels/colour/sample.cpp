@@ -2,15 +2,15 @@
 //
 // The plain loops form each output from two, four or three samples in integers (sample.h). The vectors:
 //
-//   downH2V1, downH2V2   dotU8 adds neighbouring bytes to sums of 16 bits; bias, shift and a pack follow. Steps begin at
-//                        even outputs, so that the alternating biases keep their lanes.
+//   downH2V1, downH2V2   dotU8 adds neighbouring bytes in 16 bits; bias, shift and a pack follow. Steps begin at even
+//                        outputs, so that the alternating biases keep their lanes.
 //   upH2V1               averages of bytes alone, two a result; one step a column.
 //   upH2V2               column sums 3 n + f by dotU8, then along the row; one step a gap between two columns.
 //
-// The same code serves every target. AVX-512 differs in the width of VMax and, in upH2V2 alone, by kHasShlJoined16; other
-// differences between targets lie in the operations (vec/): dotU8 is one instruction from SSSE3 on, packsU16Linear has a
-// permutation on AVX2 and AVX-512. Rows shorter than a vector are left to the plain loops, and so are the ends of
-// up-sampled rows, whose neighbours come from elsewhere.
+// The same code serves every target. AVX-512 differs in the width of VMax and, in upH2V2 alone, by kHasShlJoined16;
+// other differences between targets lie in the operations (vec/): dotU8 is one instruction from SSSE3 on,
+// packsU16Linear has a permutation on AVX2 and AVX-512. Rows shorter than a vector are left to the plain loops, and so
+// are the ends of up-sampled rows, whose neighbours come from elsewhere.
 #include "kernels/colour/sample.h"
 
 #include "kernels/vec/prefetch.h"
@@ -21,8 +21,8 @@ namespace {
 
 constexpr int biasAt(Bias bias, ptrdiff_t i) { return i % 2 ? bias.odd : bias.even; }
 
-// Prefetches what a later step reads and writes, farther ahead where it reads more. Measured (AVX-512): up-sampling 6 to
-// 14 % faster in the second-level cache and a quarter beyond the caches, down-sampling up to 6 % and up to 18 %.
+// Prefetches what a later step reads and writes, farther ahead where it reads more. Measured (AVX-512): up-sampling 6
+// to 14 % faster in the second-level cache and a quarter beyond the caches, down-sampling up to 6 % and up to 18 %.
 // Vectors of 128 bits, which would ask for each line several times, do without.
 template <class V, int Reads, int Writes>
 MOX_INLINE void prefetchAround(const Mox8u* src, const Mox8u* dst) {
@@ -74,8 +74,8 @@ void downH2V2(const Mox8u* upper, const Mox8u* lower, Mox8u* dst, ptrdiff_t coun
     dst[i] = definition::downH2V2(upper[2 * i], upper[2 * i + 1], lower[2 * i], lower[2 * i + 1], biasAt(bias, i));
 }
 
-// Along rows alone, up-sampling goes from column to column, outputs 2 k and 2 k + 1 of column k, so that stores can begin
-// on cache lines.
+// Along rows alone, up-sampling goes from column to column, outputs 2 k and 2 k + 1 of column k, so that stores can
+// begin on cache lines.
 
 // The triangle filter in bytes, by averages of two: with avg rounding halves up and floorAvg down,
 //   (3 b + c + 2) >> 2 = avg(b, floorAvg(b, c)), (3 b + a + 1) >> 2 = floorAvg(b, avg(a, b)).
@@ -106,8 +106,8 @@ void upH2V1(const Mox8u* src, int before, int after, Mox8u* dst, ptrdiff_t count
 }
 
 // In both directions at once the sums cost more than the stores, so this goes from gap to gap: outputs 2 k - 1 and 2 k,
-// to the right of column k - 1 and to the left of column k, depend on the same two sums. One output lies before the first
-// gap, one after the last.
+// to the right of column k - 1 and to the left of column k, depend on the same two sums. One output lies before the
+// first gap, one after the last.
 
 // Column sums of bytes that interleaving has put side by side come doubled: the average of two is the plain sum of
 // both columns. With kHasShlJoined16 they come times 32.

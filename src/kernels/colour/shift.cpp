@@ -1,6 +1,6 @@
-// The level shift of a row: one addition a value, and widening or narrowing between 8 and 16 bits. The vectors take whole
-// widest vectors; the rest of a row, at most two of them, is left to the definition. Rows of 16-bit values may lie at odd
-// addresses.
+// The level shift of a row: one addition a value, and widening or narrowing between 8 and 16 bits. The vectors take
+// whole widest vectors; the rest of a row, at most two of them, is left to the definition. Rows of 16-bit values may
+// lie at odd addresses.
 #include "kernels/colour/shift.h"
 
 #include "kernels/bytes.h"

@@ -2,9 +2,9 @@
 //
 // The plain loop takes a pixel, forms three sums of products in 32 bits and stores three bytes: PixelRow::at(), then
 // YccRow::put(). The vectors take V::kBytes pixels a step: a row's fetch() brings their colours into registers as bytes
-// (pixel_load.h), ycc_vec.h computes each result exactly in 16 bits, emit() packs the results to bytes in the order of the
-// pixels and stores them, one vector a plane. cover() moves the last vector back to end with the last whole group of four;
-// rows of less than a vector, and the tail of up to three pixels, which has other weights, are left to the
+// (pixel_load.h), ycc_vec.h computes each result exactly in 16 bits, emit() packs the results to bytes in the order of
+// the pixels and stores them, one vector a plane. cover() moves the last vector back to end with the last whole group
+// of four; rows of less than a vector, and the tail of up to three pixels, which has other weights, are left to the
 // definition.
 #include "kernels/colour/ycc.h"
 
@@ -26,7 +26,7 @@ struct PixelRow {
 
   Rgb at(ptrdiff_t x) const { return Pixel::read(pixels + Pixel::kSamples * x); }
   template <class V>
-  static constexpr bool kOrdered = kOrderedHalves<Pixel, V>;
+  [[maybe_unused]] static constexpr bool kOrdered = kOrderedHalves<Pixel, V>;
 
   template <class V>
   MOX_INLINE void fetch(ptrdiff_t x, Colours<V> (&half)[2]) const {
@@ -39,7 +39,7 @@ struct PlaneRow {
 
   Rgb at(ptrdiff_t x) const { return {red[x], green[x], blue[x]}; }
   template <class V>
-  static constexpr bool kOrdered = false;
+  [[maybe_unused]] static constexpr bool kOrdered = false;
 
   template <class V>
   MOX_INLINE void fetch(ptrdiff_t x, Colours<V> (&half)[2]) const {

@@ -1,9 +1,9 @@
 // Luminance and chroma of vectors of colours, exact in 16 bits: the arithmetic that rows and MCUs share.
 //
-// A weight of the definition has 14 to 16 fraction bits, so that its product with a sample takes 32. Luminance splits the
-// weights into bytes and carries from the lower sum to the upper one; chroma, whose weights add up to 0, is a sum of
-// differences from green, one of them halved, the other the upper half of a 16-bit product. Both are proved where they
-// stand, by the compiler.
+// A weight of the definition has 14 to 16 fraction bits, so that its product with a sample takes 32. Luminance splits
+// the weights into bytes and carries from the lower sum to the upper one; chroma, whose weights add up to 0, is a sum
+// of differences from green, one of them halved, the other the upper half of a 16-bit product. Both are proved where
+// they stand, by the compiler.
 #pragma once
 
 #include "kernels/colour/ycc.h"
@@ -127,8 +127,8 @@ MOX_INLINE V luma(const Colours<V>& c) {
 // Cb and Cr in 16 bits. Their weights add up to 0 and one of them is a half, so that in the differences u and v of
 // the other two colours from green, u that of the half (v of the small weight),
 //   (half * u + weight * v + rounding) >> bits  is  128 + ((u + 1 + ((weight * v + more) >> (bits - 1))) >> 1),
-// where `more` is the excess of the rounding over 128.5. The shifted product is the upper half of a 16-bit product. Both
-// differences come times 32, which leaves room to take `more` off v before it is multiplied.
+// where `more` is the excess of the rounding over 128.5. The shifted product is the upper half of a 16-bit product.
+// Both differences come times 32, which leaves room to take `more` off v before it is multiplied.
 constexpr int kDifferenceScale = 32;
 
 constexpr int moreThanHalf(WeightedSum sum) { return sum.rounding - (257 << (sum.bits - 1)); }

@@ -1,5 +1,5 @@
-// Which code transforms a block: the definition on the target without vectors, dct_forward.cpp and dct_inverse.cpp on all
-// others.
+// Which code transforms a block: the definition on the target without vectors, dct_forward.cpp and dct_inverse.cpp on
+// all others.
 #include "kernels/dct/dct.h"
 
 #include "kernels/dct/dct_vec.h"

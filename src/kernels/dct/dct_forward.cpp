@@ -1,9 +1,9 @@
 // The forward transform.
 //
-// The definition takes one column, then one row at a time (dct.h). Here the butterfly runs on all eight columns at once, a
-// 128-bit vector being a row; then rows, as many as a vector holds, are multiplied by their matrices (dct_vec.h) and
-// quantised on their way out. Blocks of 8-bit samples, where nothing saturates, take a shorter arithmetic (Exact). Nothing
-// is left to the definition.
+// The definition takes one column, then one row at a time (dct.h). Here the butterfly runs on all eight columns at
+// once, a 128-bit vector being a row; then rows, as many as a vector holds, are multiplied by their matrices
+// (dct_vec.h) and quantised on their way out. Blocks of 8-bit samples, where nothing saturates, take a shorter
+// arithmetic (Exact). Nothing is left to the definition.
 #include "kernels/dct/dct_vec.h"
 #include "kernels/dct/quant_vec.h"
 
@@ -160,8 +160,8 @@ void forwardDct(const Mox16s* src, Mox16s* dst, const Mox16u* reciprocals) {
   forwardRows<Saturating>(y, dst, reciprocals);
 }
 
-// The level shift takes 64 * 128 from output 0 of the columns and nothing from the others, so it is left until then. Up to
-// there nothing saturates or wraps:
+// The level shift takes 64 * 128 from output 0 of the columns and nothing from the others, so it is left until then. Up
+// to there nothing saturates or wraps:
 //   sums                    0 to 4080
 //   differences             within 4080
 //   output 0                at most 16320

@@ -1,9 +1,9 @@
 // The inverse transform.
 //
-// The definition takes one row, then one column at a time (dct.h). Here rows, as many as a vector holds, are dequantised and
-// multiplied by their matrices (dct_vec.h); rows 4 to 7 are skipped where they are zero, as they mostly are. Then the
-// butterfly runs on all eight columns at once, a 128-bit vector being a row, or 256 bits two rows that need the same
-// operations. Nothing is left to the definition.
+// The definition takes one row, then one column at a time (dct.h). Here rows, as many as a vector holds, are
+// dequantised and multiplied by their matrices (dct_vec.h); rows 4 to 7 are skipped where they are zero, as they mostly
+// are. Then the butterfly runs on all eight columns at once, a 128-bit vector being a row, or 256 bits two rows that
+// need the same operations. Nothing is left to the definition.
 #include "kernels/dct/dct_vec.h"
 
 #if MOX_VECTOR
@@ -122,31 +122,32 @@ MOX_INLINE void inverseByTwo(const Mox16s* src, const Mox16u* steps, V128* out) 
 
 // ---- One row a vector ----------------------------------------------------------------------------------------------
 
-MOX_INLINE void inverseByOne(const Mox16s* src, const Mox16u* steps, V128* out) {
+template <class V>
+MOX_INLINE void inverseByOne(const Mox16s* src, const Mox16u* steps, V* out) {
   using namespace dct;
-  V128 y[8];
+  V y[8];
 #pragma GCC unroll 4
-  for (int row = 0; row < 4; row++) y[row] = inverseRow<V128>(src, steps, row);
+  for (int row = 0; row < 4; row++) y[row] = inverseRow<V>(src, steps, row);
   if (lowerHalfIsZero(src)) {
 #pragma GCC unroll 4
-    for (int row = 4; row < 8; row++) y[row] = zero<V128>();
+    for (int row = 4; row < 8; row++) y[row] = zero<V>();
   } else {
 #pragma GCC unroll 4
-    for (int row = 4; row < 8; row++) y[row] = inverseRow<V128>(src, steps, row);
+    for (int row = 4; row < 8; row++) y[row] = inverseRow<V>(src, steps, row);
   }
 
-  const auto timesTan3 = [](V128 v) { return adds16(v, mulHigh16(v, set16<V128>(kTan3Minus1))); };
-  const auto timesCos4 = [](V128 v) { return adds16(v, mulHigh16(v, set16<V128>(kCos4Minus1))); };
-  const V128 tan1 = set16<V128>(kTan1), tan2 = set16<V128>(kTan2);
+  const auto timesTan3 = [](V v) { return adds16(v, mulHigh16(v, set16<V>(kTan3Minus1))); };
+  const auto timesCos4 = [](V v) { return adds16(v, mulHigh16(v, set16<V>(kCos4Minus1))); };
+  const V tan1 = set16<V>(kTan1), tan2 = set16<V>(kTan2);
 
-  const V128 u = adds16(y[3], timesTan3(y[5])), v = subs16(y[5], timesTan3(y[3]));
-  const V128 z = adds16(y[1], mulHigh16(y[7], tan1)), w = subs16(mulHigh16(y[1], tan1), y[7]);
-  const V128 tm = subs16(z, u), wm = subs16(w, v);
-  const V128 odd[4] = {adds16(z, u), timesCos4(adds16(tm, wm)), timesCos4(subs16(tm, wm)), adds16(w, v)};
+  const V u = adds16(y[3], timesTan3(y[5])), v = subs16(y[5], timesTan3(y[3]));
+  const V z = adds16(y[1], mulHigh16(y[7], tan1)), w = subs16(mulHigh16(y[1], tan1), y[7]);
+  const V tm = subs16(z, u), wm = subs16(w, v);
+  const V odd[4] = {adds16(z, u), timesCos4(adds16(tm, wm)), timesCos4(subs16(tm, wm)), adds16(w, v)};
 
-  const V128 e2 = adds16(y[2], mulHigh16(y[6], tan2)), e3 = subs16(mulHigh16(y[2], tan2), y[6]);
-  const V128 a0 = adds16(y[0], y[4]), a1 = subs16(y[0], y[4]);
-  const V128 even[4] = {adds16(a0, e2), adds16(a1, e3), subs16(a1, e3), subs16(a0, e2)};
+  const V e2 = adds16(y[2], mulHigh16(y[6], tan2)), e3 = subs16(mulHigh16(y[2], tan2), y[6]);
+  const V a0 = adds16(y[0], y[4]), a1 = subs16(y[0], y[4]);
+  const V even[4] = {adds16(a0, e2), adds16(a1, e3), subs16(a1, e3), subs16(a0, e2)};
 #pragma GCC unroll 4
   for (int row = 0; row < 4; row++) {
     out[row] = shr16<5>(adds16(even[row], odd[row]));
@@ -159,7 +160,7 @@ MOX_INLINE void inverseBlock(const Mox16s* src, const Mox16u* steps, V128* out) 
   if constexpr (kHas256) {
     inverseByTwo<V>(src, steps, out);
   } else {
-    inverseByOne(src, steps, out);
+    inverseByOne<V128>(src, steps, out);
   }
 }
 

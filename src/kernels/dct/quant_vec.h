@@ -14,9 +14,10 @@ MOX_INLINE V quantise(V coefficients, V reciprocals) {
 }
 
 // definition::quantiseEven on every lane. The multiplication rounds halves upwards: where the product lies half-way, an
-// odd result is one too large. Reciprocals of 32768 and more, those of steps 1 and 0, look negative: 65536 too small. That
-// costs exactly 2 c, added back below; of the two additions the first leaves 16 bits only for c = -32768 and a reciprocal
-// of 32768, where the rounded product has left them too: the result is right whatever the target makes of that product.
+// odd result is one too large. Reciprocals of 32768 and more, those of steps 1 and 0, look negative: 65536 too small.
+// That costs exactly 2 c, added back below; of the two additions the first leaves 16 bits only for c = -32768 and a
+// reciprocal of 32768, where the rounded product has left them too: the result is right whatever the target makes of
+// that product.
 template <class V>
 MOX_INLINE V quantiseEven(V coefficients, V reciprocals) {
   const V rounded = mulRound16(coefficients, reciprocals), product = mulLow16(coefficients, reciprocals);

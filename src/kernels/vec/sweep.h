@@ -9,8 +9,8 @@ namespace mox::MOX_TARGET {
 // How far it is from an address to the next cache line: loads that straddle two are slower.
 inline ptrdiff_t bytesToLine(const void* p) { return static_cast<ptrdiff_t>(-reinterpret_cast<uintptr_t>(p) % 64); }
 
-// For long steps: calls step.operator()<V>(x), from one place, for vectors of V::kBytes items that cover 0 to count - 1,
-// and returns count. V is the widest type that the row has room for; without room for any, or without vectors, it
+// For long steps: calls step.operator()<V>(x), from one place, for vectors of V::kBytes items that cover 0 to count -
+// 1, and returns count. V is the widest type that the row has room for; without room for any, or without vectors, it
 // returns 0 and calls nothing.
 template <class V = VMax, class Step>
 MOX_INLINE ptrdiff_t cover(ptrdiff_t count, const Step& step) {

@@ -18,8 +18,8 @@
 //     loadApart<V>(p, d)                block i from p + i * d
 //     storeApart(p, d, a)               block i to p + i * d
 //     storeHalvesApart(l, h, d, a)      the lower eight bytes of block i to l + i * d, the upper ones to h + i * d
-//     storeBlocks(p, l, h)              2 * kBytes: block 0 of l, block 0 of h, block 1 of l ... What low8 and high8 (or
-//                                       low16 and high16 ...) of two vectors made, in linear order
+//     storeBlocks(p, l, h)              2 * kBytes: block 0 of l, block 0 of h, block 1 of l ... So the results of
+//                                       low8 and high8 (or low16 and high16 ...) come into linear order
 //     storeFirst(p, a, n)               VMax: the first n bytes, n >= 1; all of them from kBytes on
 //   Constants
 //     zero<V>()  set8<V>(x)  set16<V>(x)  set32<V>(x)     x in every lane
@@ -216,7 +216,7 @@ using VMax = V128;
 
 namespace mox::MOX_TARGET {
 
-// ---- The first bytes of a vector, where there are no bit masks -------------------------------------------------------
+// ---- The first bytes of a vector, where there are no bit masks -----------------------------------------------------
 
 template <class V>
 struct OnesThenZeros {

@@ -249,8 +249,8 @@ MOX_INLINE V128 reverse16(V128 a) {
 #endif
 }
 MOX_INLINE V128 reverseHigh16(V128 a) { return {_mm_shufflehi_epi16(a.r, _MM_SHUFFLE(0, 1, 2, 3))}; }
-// A constant that stays in memory. In a function too short to build its constants before a loop, those that the compiler
-// makes from general registers cost two or three instructions each, on the port of the shuffles.
+// A constant that stays in memory. In a function too short to build its constants before a loop, those that the
+// compiler makes from general registers cost two or three instructions each, on the port of the shuffles.
 template <class V>
 MOX_INLINE V fixed(const void* p) {
   asm("" : "+r"(p));
