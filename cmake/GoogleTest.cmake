@@ -2,7 +2,8 @@
 # rest; otherwise an installed one.
 set(MOXJ_GOOGLETEST_SOURCE /usr/src/googletest CACHE PATH "GoogleTest's sources")
 if(EXISTS ${MOXJ_GOOGLETEST_SOURCE}/CMakeLists.txt)
-  set(CMAKE_POLICY_DEFAULT_CMP0077 NEW)  # these are its options
+  set(CMAKE_POLICY_DEFAULT_CMP0069 NEW)  # it may be built with link-time optimisation
+  set(CMAKE_POLICY_DEFAULT_CMP0077 NEW)  # its options are set here
   set(INSTALL_GTEST OFF)
   set(BUILD_GMOCK OFF)
   add_subdirectory(${MOXJ_GOOGLETEST_SOURCE} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)

@@ -9,3 +9,22 @@ foreach(what names needs data headers)
   add_test(NAME library-${what} COMMAND sh -c "exec ${CMAKE_CURRENT_SOURCE_DIR}/library/check ${what}")
   set_tests_properties(library-${what} PROPERTIES ENVIRONMENT "${library_environment}")
 endforeach()
+
+# The objects as the build links them, for other linkers. Bytecode for link-time optimisation is not for all of these.
+if(NOT CMAKE_CROSSCOMPILING AND NOT CMAKE_INTERPROCEDURAL_OPTIMIZATION AND NOT CMAKE_CXX_FLAGS MATCHES "-flto")
+  foreach(target IN LISTS MOXJ_TARGETS ITEMS frame)
+    string(REPLACE kernels-frame frame objects moxj-kernels-${target})
+    file(GENERATE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/objects-${target}
+      CONTENT "$<JOIN:$<TARGET_OBJECTS:${objects}>,\n>\n")
+  endforeach()
+  list(JOIN MOXJ_TARGETS " " targets)
+  list(JOIN MOXJ_DRIVER_OPTIONS " " driver_options)
+  list(TRANSFORM MOXJ_OPENMP_LINK PREPEND -l REGEX "^[^/-]" OUTPUT_VARIABLE openmp_link)
+  list(JOIN openmp_link " " openmp_link)
+  set(merge_environment ${library_environment} OBJCOPY=${CMAKE_OBJCOPY} CMAKE=${CMAKE_COMMAND}
+    CHECK_MERGED=${PROJECT_SOURCE_DIR}/cmake/CheckMerged.cmake EXPORTED=${PROJECT_SOURCE_DIR}/src/moxj.map
+    OBJECTS=${CMAKE_CURRENT_BINARY_DIR} "TARGETS=${targets}" "DRIVER_OPTIONS=${driver_options}"
+    "OPENMP_LINK=${openmp_link}" EXAMPLE=$<TARGET_FILE:readme_example>)
+  add_test(NAME library-merge COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/library/merge)
+  set_tests_properties(library-merge PROPERTIES ENVIRONMENT "${merge_environment}")
+endif()
