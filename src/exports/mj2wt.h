@@ -11,22 +11,20 @@
 
 namespace mox {
 
-// Bytes of the line buffer: the longest line and `margin` samples on either side, compared as unsigned numbers;
-// nothing where both lines are shorter than `shortest`.
-template <class T>
-constexpr uint32_t wtLineBytes(const MoxRect& roi, int shortest, uint32_t margin) {
-  if (roi.width < shortest && roi.height < shortest) return 0;
-  const auto bytes = [margin](int32_t count) {
-    return static_cast<uint32_t>(sizeof(T)) * (static_cast<uint32_t>(count) + 2 * margin);
-  };
+// Bytes of the line buffer: the longest line and Margin samples on either side, compared as unsigned numbers; nothing
+// where both lines are shorter than Shortest.
+template <class T, int Shortest, uint32_t Margin>
+constexpr uint32_t wtLineBytes(const MoxRect& roi) {
+  if (roi.width < Shortest && roi.height < Shortest) return 0;
+  const auto bytes = [](int32_t count) { return uint32_t{sizeof(T)} * (static_cast<uint32_t>(count) + 2 * Margin); };
   return std::max(bytes(roi.width), bytes(roi.height));
 }
 
-// Bytes of a copy of the region, each row a multiple of 32; wraps.
-template <class T>
-constexpr uint32_t wtPlaneBytes(const MoxRect& roi) {
-  const uint32_t row = (static_cast<uint32_t>(sizeof(T)) * static_cast<uint32_t>(roi.width) + 31) & ~uint32_t{31};
-  return row * static_cast<uint32_t>(roi.height);
+// The same and a copy of the region, each row a multiple of 32; wraps.
+template <class T, int Shortest, uint32_t Margin>
+constexpr uint32_t wtPlaneAndLineBytes(const MoxRect& roi) {
+  const uint32_t row = (uint32_t{sizeof(T)} * static_cast<uint32_t>(roi.width) + 31) & ~uint32_t{31};
+  return row * static_cast<uint32_t>(roi.height) + wtLineBytes<T, Shortest, Margin>(roi);
 }
 
 inline MoxStatus wtReport(const MoxRect* pRoi, int32_t* pSize, uint32_t (*bytes)(const MoxRect&)) {

@@ -1,37 +1,22 @@
 // The irreversible 9/7 wavelet of JPEG 2000.
 #include "exports/mj2wt.h"
 
-namespace mox {
-namespace {
-
-template <class T>
-uint32_t lineBytes(const MoxRect& roi) {
-  return wtLineBytes<T>(roi, 2, 4);
-}
-template <class T>
-uint32_t planeAndLineBytes(const MoxRect& roi) {
-  return wtPlaneBytes<T>(roi) + lineBytes<T>(roi);
-}
-
-}  // namespace
-}  // namespace mox
-
 using namespace mox;
 
 MoxStatus moxiWTGetBufSize_D97_JPEG2K_16s_C1IR(const MoxRect* pRoi, int32_t* pSize) {
-  return wtReport(pRoi, pSize, lineBytes<Mox16s>);
+  return wtReport(pRoi, pSize, wtLineBytes<Mox16s, 2, 4>);
 }
 
 MoxStatus moxiWTGetBufSize_D97_JPEG2K_16s_C1R(const MoxRect* pRoi, int32_t* pSize) {
-  return wtReport(pRoi, pSize, planeAndLineBytes<Mox16s>);
+  return wtReport(pRoi, pSize, wtPlaneAndLineBytes<Mox16s, 2, 4>);
 }
 
 MoxStatus moxiWTGetBufSize_D97_JPEG2K_32s_C1IR(const MoxRect* pRoi, int32_t* pSize) {
-  return wtReport(pRoi, pSize, lineBytes<Mox32s>);
+  return wtReport(pRoi, pSize, wtLineBytes<Mox32s, 2, 4>);
 }
 
 MoxStatus moxiWTGetBufSize_D97_JPEG2K_32s_C1R(const MoxRect* pRoi, int32_t* pSize) {
-  return wtReport(pRoi, pSize, planeAndLineBytes<Mox32s>);
+  return wtReport(pRoi, pSize, wtPlaneAndLineBytes<Mox32s, 2, 4>);
 }
 
 MoxStatus moxiWTFwd_D97_JPEG2K_16s_C1R(const Mox16s* pSrc, int32_t srcStep, const MoxRect* pSrcRoi,

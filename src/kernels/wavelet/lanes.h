@@ -93,32 +93,24 @@ MOX_INLINE constexpr Like<To, X> converted(X v) {
 
 // ---- Order ---------------------------------------------------------------------------------------------------------
 
-// Lane i of the result is lane `Index::at(i, lanes)` of a followed by b.
-template <class Index, class V, size_t... I>
+// Lane i of the result is lane `Index(i, lanes)` of a followed by b.
+template <auto Index, class V, size_t... I>
 MOX_INLINE V shuffledBy(V a, V b, std::index_sequence<I...>) {
-  return __builtin_shufflevector(a, b, Index::at(static_cast<int>(I), static_cast<int>(sizeof...(I)))...);
+  return __builtin_shufflevector(a, b, Index(static_cast<int>(I), static_cast<int>(sizeof...(I)))...);
 }
-template <class Index, class V>
+template <auto Index, class V>
 MOX_INLINE V shuffled(V a, V b) {
   return shuffledBy<Index>(a, b, std::make_index_sequence<kLanes<V>>());
 }
 
-struct EvenLanes {
-  static constexpr int at(int i, int) { return 2 * i; }
-};
-struct OddLanes {
-  static constexpr int at(int i, int) { return 2 * i + 1; }
-};
-struct LowerZip {
-  static constexpr int at(int i, int lanes) { return i / 2 + (i & 1) * lanes; }
-};
-struct UpperZip {
-  static constexpr int at(int i, int lanes) { return lanes / 2 + LowerZip::at(i, lanes); }
-};
-template <int Count>
-struct From {
-  static constexpr int at(int i, int lanes) { return i + (Count < 0 ? lanes + Count : Count); }
-};
+constexpr int evenLanes(int i, int) { return 2 * i; }
+constexpr int oddLanes(int i, int) { return 2 * i + 1; }
+constexpr int lowerZip(int i, int lanes) { return i / 2 + (i & 1) * lanes; }
+constexpr int upperZip(int i, int lanes) { return lanes / 2 + lowerZip(i, lanes); }
+template <int First>
+constexpr int lanesFrom(int i, int lanes) {
+  return i + (First < 0 ? lanes + First : First);
+}
 
 // The lanes of `v` and of `next`, which follow it, from lane Count on.
 template <int Count, class V>
@@ -126,13 +118,13 @@ MOX_INLINE V after(V v, V next) {
   if constexpr (Count == 0)
     return v;
   else
-    return shuffled<From<Count>>(v, next);
+    return shuffled<lanesFrom<Count>>(v, next);
 }
 // `v` one lane later, what precedes it at the end of `last`.
 template <class X>
 MOX_INLINE X oneBefore(X last, X v) {
   if constexpr (kIsVector<X>)
-    return shuffled<From<-1>>(last, v);
+    return shuffled<lanesFrom<-1>>(last, v);
   else
     return last;
 }
@@ -161,12 +153,12 @@ struct LowHigh {
 template <class X>
 MOX_INLINE EvenOdd<X> takeApart(const void* row, ptrdiff_t i) {
   const X a = at<X>(row, i), b = at<X>(row, i + kLanes<X>);
-  return {shuffled<EvenLanes>(a, b), shuffled<OddLanes>(a, b)};
+  return {shuffled<evenLanes>(a, b), shuffled<oddLanes>(a, b)};
 }
 template <class X>
 MOX_INLINE void putTogether(void* row, ptrdiff_t i, EvenOdd<X> v) {
-  putAt(row, i, shuffled<LowerZip>(v.even, v.odd));
-  putAt(row, i + kLanes<X>, shuffled<UpperZip>(v.even, v.odd));
+  putAt(row, i, shuffled<lowerZip>(v.even, v.odd));
+  putAt(row, i + kLanes<X>, shuffled<upperZip>(v.even, v.odd));
 }
 
 }  // namespace mox::MOX_TARGET

@@ -42,35 +42,20 @@ struct Lifting97 : Arithmetic {
   using A = Arithmetic;
   static_assert(sizeof(typename A::Sample) == sizeof(typename A::Work));
 
-  template <class X>
-  MOX_INLINE static constexpr auto predict(X odd, X a, X b) {
+  MOX_INLINE static constexpr auto predict(auto odd, auto a, auto b) {
     return A::plus(A::start(odd), A::alpha, A::sum(a, b));
   }
-  template <class X, class W>
-  MOX_INLINE static constexpr W update(X even, W a, W b) {
+  MOX_INLINE static constexpr auto update(auto even, auto a, auto b) {
     return A::plus(A::start(even), A::beta, A::sum(a, b));
   }
-  template <class W>
-  MOX_INLINE static constexpr W predict2(W odd, W a, W b) {
-    return A::plus(odd, A::gamma, A::sum(a, b));
-  }
-  template <class W>
-  MOX_INLINE static constexpr auto low(W even, W a, W b) {
-    return A::low(even, A::sum(a, b));
-  }
+  MOX_INLINE static constexpr auto predict2(auto odd, auto a, auto b) { return A::plus(odd, A::gamma, A::sum(a, b)); }
+  MOX_INLINE static constexpr auto low(auto even, auto a, auto b) { return A::low(even, A::sum(a, b)); }
   // high and undoDelta are the arithmetic's own.
-  template <class X, class W>
-  MOX_INLINE static constexpr W undoGamma(X high, W a, W b) {
+  MOX_INLINE static constexpr auto undoGamma(auto high, auto a, auto b) {
     return A::minus(A::unscaled(high), A::gamma, A::sum(a, b));
   }
-  template <class W>
-  MOX_INLINE static constexpr W undoBeta(W even, W a, W b) {
-    return A::minus(even, A::beta, A::sum(a, b));
-  }
-  template <class W>
-  MOX_INLINE static constexpr W undoAlpha(W odd, W a, W b) {
-    return A::minus(odd, A::alpha, A::sum(a, b));
-  }
+  MOX_INLINE static constexpr auto undoBeta(auto even, auto a, auto b) { return A::minus(even, A::beta, A::sum(a, b)); }
+  MOX_INLINE static constexpr auto undoAlpha(auto odd, auto a, auto b) { return A::minus(odd, A::alpha, A::sum(a, b)); }
 };
 
 // ---- Single precision ----------------------------------------------------------------------------------------------
@@ -101,14 +86,8 @@ struct Weights97 {
                          gamma = std::bit_cast<float>(0x3F620676u), delta = std::bit_cast<float>(0x3EE31355u),
                          k = std::bit_cast<float>(0x3F9D7658u), perK = std::bit_cast<float>(0x3F5019C3u),
                          deltaPerK = std::bit_cast<float>(0x3EB8968Eu);
-  template <class W>
-  MOX_INLINE static constexpr W plus(W v, float weight, W sum) {
-    return v + weight * sum;
-  }
-  template <class W>
-  MOX_INLINE static constexpr W minus(W v, float weight, W sum) {
-    return v - weight * sum;
-  }
+  MOX_INLINE static constexpr auto plus(auto v, float weight, auto sum) { return v + weight * sum; }
+  MOX_INLINE static constexpr auto minus(auto v, float weight, auto sum) { return v - weight * sum; }
 };
 
 struct Float : Weights97 {
@@ -136,10 +115,7 @@ struct Plane32 : Weights97 {
   using Sample = Mox32s;
   using Work = Mox32f;
   static constexpr bool kVectors = true;
-  template <class X>
-  MOX_INLINE static constexpr Like<Work, X> start(X v) {
-    return converted<Work>(v);
-  }
+  MOX_INLINE static constexpr auto start(auto v) { return converted<Work>(v); }
   template <class V>
   MOX_INLINE static constexpr Like<Work, V> sum(V a, V b) {
     if constexpr (std::is_same_v<Lane<V>, Sample>)
@@ -147,26 +123,13 @@ struct Plane32 : Weights97 {
     else
       return a + b;
   }
-  template <class W>
-  MOX_INLINE static constexpr Like<Sample, W> low(W even, W sum) {
-    return truncated(plus(even, delta, sum) * perK);
-  }
-  template <class W>
-  MOX_INLINE static constexpr Like<Sample, W> high(W odd) {
-    return truncated(odd * k);
-  }
-  template <class X>
-  MOX_INLINE static constexpr Like<Work, X> undoDelta(X low, X a, X b) {
+  MOX_INLINE static constexpr auto low(auto even, auto sum) { return truncated(plus(even, delta, sum) * perK); }
+  MOX_INLINE static constexpr auto high(auto odd) { return truncated(odd * k); }
+  MOX_INLINE static constexpr auto undoDelta(auto low, auto a, auto b) {
     return start(low) * k - delta * (sum(a, b) * perK);
   }
-  template <class X>
-  MOX_INLINE static constexpr Like<Work, X> unscaled(X high) {
-    return start(high) * perK;
-  }
-  template <class W>
-  MOX_INLINE static constexpr Like<Sample, W> finished(W v) {
-    return truncated(v);
-  }
+  MOX_INLINE static constexpr auto unscaled(auto high) { return start(high) * perK; }
+  MOX_INLINE static constexpr auto finished(auto v) { return truncated(v); }
 };
 
 // ---- Fixed point ---------------------------------------------------------------------------------------------------

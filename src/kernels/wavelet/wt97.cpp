@@ -268,70 +268,57 @@ struct Filter97 {
 
 // ---- Given edges: lines with one coefficient in each band go through the filters as wholes -------------------------
 
-// sample(i) is the sample at position i, low(i) and high(i) the coefficient i places on.
-template <class A, class Sample, class Put>
-inline void onePair(int phase, const Sample& sample, const Put& result) {
+// For `width` columns; a row is a column whose rows are its elements.
+template <class A, class T = typename A::Sample>
+void forwardWhole(Plane<const T> samples, T* low, T* high, ptrdiff_t width, int phase) {
   using Weights = AnalysisWeights<typename A::Weight>;
-  const int low = phase, high = 1 - phase;
-  result(A::ofWeighted(weighted(Weights::low, [&](int i) { return sample(low + i); })),
-         A::ofWeighted(weighted(Weights::high, [&](int i) { return sample(high + i); })));
+  for (ptrdiff_t x = 0; x < width; x++) {
+    const auto around = [&](ptrdiff_t centre) { return [=](int i) { return get(samples.row(centre + i), x); }; };
+    const T l = A::ofWeighted(weighted(Weights::low, around(phase)));
+    const T h = A::ofWeighted(weighted(Weights::high, around(1 - phase)));
+    put(low, x, l);
+    put(high, x, h);
+  }
 }
-template <class A, class Low, class High, class Put>
-inline void onePairBack(int phase, const Low& low, const High& high, const Put& result) {
+template <class A, class T = typename A::Sample>
+void inverseWhole(Plane<const T> lows, Plane<const T> highs, Plane<T> samples, ptrdiff_t width, int phase) {
   using Weights = SynthesisWeights<typename A::Weight>;
-  const int even = phase, odd = 1 - phase;
-  const auto value = [&](int i) { return (i + phase) & 1 ? high((i - 1 + phase) >> 1) : low((i - phase) >> 1); };
-  result(A::ofWeighted(weighted(Weights::even, [&](int i) { return value(even + i); })),
-         A::ofWeighted(weighted(Weights::odd, [&](int i) { return value(odd + i); })));
+  for (ptrdiff_t x = 0; x < width; x++) {
+    const auto around = [&](ptrdiff_t centre) {
+      return [=](int distance) {
+        const ptrdiff_t i = centre + distance;
+        return get((i + phase) & 1 ? highs.row((i - 1 + phase) >> 1) : lows.row((i - phase) >> 1), x);
+      };
+    };
+    const T even = A::ofWeighted(weighted(Weights::even, around(phase)));
+    const T odd = A::ofWeighted(weighted(Weights::odd, around(1 - phase)));
+    put(samples.row(phase), x, even);
+    put(samples.row(1 - phase), x, odd);
+  }
 }
 
 template <class A, class T = typename A::Sample>
 void forwardRow(const T* src, T* low, T* high, int count, int phase) {
   if (count > 1) return Filter97<A>::template forwardLine<Edges::given>(src, low, high, {2 * ptrdiff_t{count}, phase});
-  onePair<A>(
-      phase, [=](int i) { return get(src, i); },
-      [=](T l, T h) {
-        put(low, 0, l);
-        put(high, 0, h);
-      });
+  forwardWhole<A>({src, sizeof(T)}, low, high, 1, phase);
 }
 template <class A, class T = typename A::Sample>
 void inverseRow(const T* low, const T* high, T* dst, int count, int phase) {
   if (count > 1) return Filter97<A>::template inverseLine<Edges::given>(low, high, dst, {2 * ptrdiff_t{count}, phase});
-  onePairBack<A>(
-      phase, [=](int i) { return get(low, i); }, [=](int i) { return get(high, i); },
-      [=](T even, T odd) {
-        put(dst, phase, even);
-        put(dst, 1 - phase, odd);
-      });
+  inverseWhole<A>({low, sizeof(T)}, {high, sizeof(T)}, {dst, sizeof(T)}, 1, phase);
 }
 
 template <class A, class T = typename A::Sample>
 void forwardColumn(const T* src, int32_t srcStep, T* low, int32_t lowStep, T* high, int32_t highStep, MoxRoiSize roi,
                    int phase) {
   if (roi.height > 1) return columnKernels<Filter97<A>>.forward(src, srcStep, low, lowStep, high, highStep, roi, phase);
-  const Plane<const T> samples{src, srcStep};
-  for (ptrdiff_t x = 0; x < roi.width; x++)
-    onePair<A>(
-        phase, [=](int i) { return get(samples.row(i), x); },
-        [=](T l, T h) {
-          put(low, x, l);
-          put(high, x, h);
-        });
+  forwardWhole<A>({src, srcStep}, low, high, roi.width, phase);
 }
 template <class A, class T = typename A::Sample>
 void inverseColumn(const T* low, int32_t lowStep, const T* high, int32_t highStep, MoxRoiSize roi, T* dst,
                    int32_t dstStep, int phase) {
   if (roi.height > 1) return columnKernels<Filter97<A>>.inverse(low, lowStep, high, highStep, roi, dst, dstStep, phase);
-  const Plane<const T> lows{low, lowStep}, highs{high, highStep};
-  const Plane<T> samples{dst, dstStep};
-  for (ptrdiff_t x = 0; x < roi.width; x++)
-    onePairBack<A>(
-        phase, [=](int i) { return get(lows.row(i), x); }, [=](int i) { return get(highs.row(i), x); },
-        [=](T even, T odd) {
-          put(samples.row(phase), x, even);
-          put(samples.row(1 - phase), x, odd);
-        });
+  inverseWhole<A>({low, lowStep}, {high, highStep}, {dst, dstStep}, roi.width, phase);
 }
 
 template <class A, class T = typename A::Sample>
