@@ -54,6 +54,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # Without it inline constants come out as unique symbols, which no version script hides.
   list(APPEND MOXJ_LIBRARY_OPTIONS -fno-gnu-unique)
 endif()
+if(CMAKE_CXX_FLAGS MATCHES "_GLIBCXX_ASSERTIONS")
+  # They report through the C++ runtime, which the libraries do without.
+  list(APPEND MOXJ_LIBRARY_OPTIONS -U_GLIBCXX_ASSERTIONS -Wp,-U_GLIBCXX_ASSERTIONS)
+endif()
 if(MOXJ_I386)
   # The x87 would give other float bits.
   list(APPEND MOXJ_LIBRARY_OPTIONS -msse2 -mfpmath=sse)
