@@ -85,11 +85,13 @@ inline void encodeSymbols(mq::Encoder& coder, const uint8_t* symbols, const uint
     a = upperA ^ ((upperA ^ step.renormalised) & lower);
     c = (c + (step.qeLow & ~lower)) << shift;
     ct -= static_cast<int>(shift);
-    while (ct <= 0) {
-      const mq::Out o = mq::byteOut(c, ct);
-      *out++ = o.byte;
-      c = o.c, ct = o.ct;
-      *out = o.next;
+    if (ct <= 0) [[unlikely]] {
+      do {
+        const mq::Out o = mq::byteOut(c, ct);
+        *out++ = o.byte;
+        c = o.c, ct = o.ct;
+        *out = o.next;
+      } while (ct <= 0);
     }
   }
   for (int k = 0; k < mq::kContexts; k++) coder.contexts.state[k] = static_cast<uint8_t>(states[k] / kBytesPerState);
