@@ -1,9 +1,9 @@
-// Decodes arbitrary bytes as JPEG 2000: the result must be a complete picture, a partial one or a Failure.
+// Decodes arbitrary bytes as JPEG 2000: the result must be a complete picture, a partial one or a Problem.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
-#include "failure.h"
+#include "base/problem.h"
 #include "j2k/j2k.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -13,11 +13,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   try {
     const DecodedImage decoded = j2k::decode(file, limits, {}, {.reduce = size % 2 == 1, .components = size % 3 == 0});
     if (decoded.complete != decoded.warning.empty()) std::abort();
-  } catch (const Failure&) {
+  } catch (const Problem&) {
   }
   try {
     j2k::inspect(file);
-  } catch (const Failure&) {
+  } catch (const Problem&) {
   }
   return 0;
 }

@@ -1,10 +1,10 @@
 // Decodes arbitrary bytes as JPEG, and transcodes them: the result must be a complete picture, a partial one or a
-// Failure.
+// Problem.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
-#include "failure.h"
+#include "base/problem.h"
 #include "jpeg/jpeg.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -16,11 +16,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   try {
     const Decoded decoded = jpeg::decode(file, limits, {}, options);
     if (decoded.complete != decoded.warning.empty()) std::abort();
-  } catch (const Failure&) {
+  } catch (const Problem&) {
   }
   try {
     jpeg::decodeImage(file, limits, {}, options);
-  } catch (const Failure&) {
+  } catch (const Problem&) {
   }
   try {
     using Process = jpeg::TranscodeOptions::Process;
@@ -28,11 +28,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         jpeg::transcode(file, {.process = size % 2 ? Process::progressive : Process::sequential}, limits, {}, options);
     // The output of the transcoder must be complete.
     if (!jpeg::decode({made.file.data(), made.file.size()}, limits).complete) std::abort();
-  } catch (const Failure&) {
+  } catch (const Problem&) {
   }
   try {
     jpeg::inspect(file);
-  } catch (const Failure&) {
+  } catch (const Problem&) {
   }
   return 0;
 }

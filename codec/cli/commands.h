@@ -1,9 +1,9 @@
 // The entry points of the commands. Each returns the exit status of the process.
 #pragma once
 
+#include "cli/exit_status.h"
 #include "cli/options.h"
 #include "cli/report.h"
-#include "failure.h"
 
 namespace moxj {
 

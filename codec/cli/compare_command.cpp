@@ -64,9 +64,10 @@ std::string sizeOf(const Picture& picture) {
 std::optional<Decoded> readOne(const std::string& path, const Settings& settings, Report& report, ExitStatus& status) {
   try {
     return readPicture(openPicture(path, settings.limits), settings.limits, report);
-  } catch (const Failure& failure) {
-    report.fileError(displayName(path, true), failure.what());
-    status = failure.status;
+  } catch (const std::exception& exception) {
+    const Ending ending = endingOf(exception);
+    report.fileError(displayName(path, true), ending.text);
+    status = ending.status;
   }
   return std::nullopt;
 }
@@ -75,15 +76,15 @@ std::optional<Decoded> readOne(const std::string& path, const Settings& settings
 
 ExitStatus runCompare(const Settings& settings, Report& report) {
   if (settings.files[0] == "-" && settings.files[1] == "-")
-    throw Failure(ExitStatus::usage, "standard input can be only one of the two pictures");
+    throw Misuse("standard input can be only one of the two pictures");
   ExitStatus status = ExitStatus::ok;
   std::optional<Decoded> a = readOne(settings.files[0], settings, report, status);
   if (!a) return status;
   std::optional<Decoded> b = readOne(settings.files[1], settings, report, status);
   if (!b) return status;
   if (a->picture.width != b->picture.width || a->picture.height != b->picture.height)
-    refuse(displayName(settings.files[1], true) + ": " + sizeOf(b->picture) + " pixels, but " +
-           displayName(settings.files[0], true) + " has " + sizeOf(a->picture));
+    fail(Kind::badOption, displayName(settings.files[1], true) + ": " + sizeOf(b->picture) + " pixels, but " +
+                              displayName(settings.files[0], true) + " has " + sizeOf(a->picture));
   if (a->picture.channels != b->picture.channels) {
     a->picture = toColour(a->picture);
     b->picture = toColour(b->picture);

@@ -1,8 +1,8 @@
 // encode, decode and transcode: convert pictures from one format to another, one file or a batch.
 #include <algorithm>
 #include <atomic>
+#include <exception>
 #include <filesystem>
-#include <new>
 #include <optional>
 #include <thread>
 
@@ -38,8 +38,8 @@ Content writeImageAs(const Image& image, const Job& job, Report& report) {
   Content content;
   if (job.format == Format::pgx) {
     if (image.components.size() > 1)
-      refuse(std::to_string(image.components.size()) +
-             " components: a PGX file has one; --components writes one file for each");
+      fail(Kind::unsupported, std::to_string(image.components.size()) +
+                                  " components: a PGX file has one; --components writes one file for each");
     content = writePgx(image.components[0]);
   } else {
     content = job.format == Format::png ? writePngImage(image, notes, report.progressOf(name))
@@ -129,7 +129,7 @@ ExitStatus decodeImage(const PictureFile& file, const Job& job, const Settings& 
   } else {
     writeFile(job.output, writeImageAs(decoded.image, job, report));
   }
-  return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;
+  return statusOf(decoded);
 }
 
 ExitStatus encodeJpeg2000(const PictureFile& file, const Job& job, const Settings& settings, Report& report) {
@@ -140,7 +140,7 @@ ExitStatus encodeJpeg2000(const PictureFile& file, const Job& job, const Setting
   Content content;
   content.head = j2k::encode(decoded.image, options, settings.limits, report.progressOf(displayName(job.input, true)));
   writeFile(job.output, content);
-  return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;
+  return statusOf(decoded);
 }
 
 ExitStatus encodeLossless(const PictureFile& file, const Job& job, const Settings& settings, Report& report) {
@@ -152,7 +152,7 @@ ExitStatus encodeLossless(const PictureFile& file, const Job& job, const Setting
   content.head = jpeg::encodeLossless(decoded.image, *settings.lossless, notes, report.progressOf(file.name));
   for (const std::string& note : notes) report.fileNote(file.name, note);
   writeFile(job.output, content);
-  return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;
+  return statusOf(decoded);
 }
 
 // If the output can be discarded on failure, the rows of a JPEG file are written as they are decoded.
@@ -165,38 +165,36 @@ ExitStatus convertFile(const Job& job, const Settings& settings, Report& report)
       isJpeg2000(file.format) ||
       (file.format == Format::jpeg && (settings.j2kReading.components || jpeg::holdsImage(file.source.bytes)));
   if (asImage && settings.command == Command::decode) return decodeImage(file, job, settings, report);
-  if (settings.j2kReading.components) refuse("--components is for JPEG and JPEG 2000 files");
+  if (settings.j2kReading.components) fail(Kind::badOption, "--components is for JPEG and JPEG 2000 files");
   if (file.format == Format::jpeg && isPnm(job.format) && canBeDiscarded(job.output)) {
     PnmFile output(job.output, job.format);
     const Decoded decoded = readPicture(file, settings.limits, report, readOptions(settings), &output);
     noteColour(output.dropsColour(), job, report);
     output.finish();
-    return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;
+    return statusOf(decoded);
   }
   const Decoded decoded = readPicture(file, settings.limits, report, readOptions(settings));
   noteColour(job.format == Format::pgm && decoded.picture.channels == 3, job, report);
   writeFile(job.output, encodeAs(decoded.picture, job, settings, report));
-  return decoded.complete ? ExitStatus::ok : ExitStatus::incomplete;
+  return statusOf(decoded);
 }
 
 // Reports a failure under the name of the file that caused it: the output for output errors, otherwise the input.
 ExitStatus convert(const Job& job, const Settings& settings, Report& report) {
   try {
     return convertFile(job, settings, report);
-  } catch (const Failure& failure) {
-    const bool atOutput = failure.status == ExitStatus::output;
-    report.fileError(displayName(atOutput ? job.output : job.input, !atOutput), failure.what());
-    return failure.status;
-  } catch (const std::bad_alloc&) {
-    report.fileError(displayName(job.input, true), "not enough memory");
-    return ExitStatus::limit;
+  } catch (const std::exception& exception) {
+    const Ending ending = endingOf(exception);
+    const bool atOutput = ending.status == ExitStatus::output;
+    report.fileError(displayName(atOutput ? job.output : job.input, !atOutput), ending.text);
+    return ending.status;
   }
 }
 
 void makeDirectory(const std::string& path) {
   std::error_code error;
   std::filesystem::create_directories(path, error);
-  if (error) throw Failure(ExitStatus::output, displayName(path, false) + ": cannot be created: " + error.message());
+  if (error) fail(Kind::output, displayName(path, false) + ": cannot be created: " + error.message());
 }
 
 // The status of the first input that failed, in command-line order (not in order of time). A failure takes precedence
@@ -237,9 +235,9 @@ jpeg::Script readScript(const std::string& path) {
   try {
     const Source source = readFile(path, kMaxScriptBytes);
     return jpeg::parseScript({reinterpret_cast<const char*>(source.bytes.data()), source.bytes.size()}, name);
-  } catch (const Failure& failure) {
-    const std::string text = failure.what();
-    throw Failure(failure.status, text.starts_with(name) ? text : name + ": " + text);
+  } catch (const Problem& problem) {
+    const std::string text = problem.what();
+    throw Problem(problem.kind, text.starts_with(name) ? text : name + ": " + text, problem.setting);
   }
 }
 

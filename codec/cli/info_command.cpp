@@ -177,8 +177,7 @@ Description describe(const std::string& path, const Settings& settings, Report& 
   if (file.format == Format::pgx) return {render(describePgx(file.source), bytes, settings.json)};
   if (file.format == Format::pnm) return {render(describePnm(file.source), bytes, settings.json)};
   const auto described = [&](const auto& info) -> Description {
-    if (!info.complete) report.fileWarning(file.name, info.warning);
-    return {render(info, bytes, settings.json), info.complete ? ExitStatus::ok : ExitStatus::incomplete};
+    return {render(info, bytes, settings.json), reportOutcome(report, file.name, info)};
   };
   if (isJpeg2000(file.format)) return described(j2k::inspect(file.source.bytes));
   return described(jpeg::inspect(file.source.bytes));
@@ -190,9 +189,10 @@ ExitStatus runInfo(const Settings& settings, Report& report) {
   Description description;
   try {
     description = describe(settings.files[0], settings, report);
-  } catch (const Failure& failure) {
-    report.fileError(displayName(settings.files[0], true), failure.what());
-    return failure.status;
+  } catch (const std::exception& exception) {
+    const Ending ending = endingOf(exception);
+    report.fileError(displayName(settings.files[0], true), ending.text);
+    return ending.status;
   }
   writeText(description.text);
   return description.status;

@@ -12,7 +12,7 @@
 #include <new>
 #include <system_error>
 
-#include "failure.h"
+#include "base/problem.h"
 #include "pictures/format.h"
 
 namespace moxj {
@@ -37,7 +37,7 @@ class Descriptor {
   int descriptor_;
 };
 
-[[noreturn]] void fail() { refuse("cannot be read: " + std::system_category().message(errno)); }
+[[noreturn]] void fail() { moxj::fail(Kind::input, "cannot be read: " + std::system_category().message(errno)); }
 
 struct Unmap {
   std::size_t size;
@@ -63,11 +63,10 @@ void readToEnd(int descriptor, std::uint64_t maxBytes, Source& source) {
     if (count == 0) break;
     // Anything that is not a picture may be endless (a device, for example): stop at once.
     if (size < kSniffed && size + static_cast<std::size_t>(count) >= kSniffed && !sniff({bytes.data(), kSniffed}))
-      refuse(unrecognised({bytes.data(), kSniffed}));
+      fail(Kind::notThisFormat, unrecognised({bytes.data(), kSniffed}));
     size += static_cast<std::size_t>(count);
     if (size > maxBytes)
-      throw Failure(ExitStatus::limit,
-                    "longer than " + std::to_string(maxBytes) + " bytes, which is too long for --max-pixels");
+      fail(Kind::limit, "longer than " + std::to_string(maxBytes) + " bytes, which is too long for --max-pixels");
   }
   std::uint8_t* const data = bytes.data();
   source.owner = bytes.release();
@@ -87,7 +86,7 @@ Source readFile(const std::string& path, std::uint64_t maxBytes) {
                       static_cast<std::uint64_t>(status.st_size) <= SIZE_MAX &&
                       map(file.get(), static_cast<std::size_t>(status.st_size), source);
   if (!mapped) readToEnd(file.get(), maxBytes, source);
-  if (source.bytes.empty()) refuse("the file is empty");
+  if (source.bytes.empty()) fail(Kind::notThisFormat, "the file is empty");
   return source;
 }
 

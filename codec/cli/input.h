@@ -4,12 +4,12 @@
 #include <cstdint>
 #include <string>
 
-#include "file.h"
+#include "base/file.h"
 
 namespace moxj {
 
 // A regular file is mapped: nothing is copied, and only the pages in use are read. Anything else, including "-" for
-// standard input, is read to its end, but at most `maxBytes`. Throws Failure: refused if the file cannot be read or is
+// standard input, is read to its end, but at most `maxBytes`. Throws Problem: refused if the file cannot be read or is
 // empty, limit if it is too long.
 Source readFile(const std::string& path, std::uint64_t maxBytes);
 

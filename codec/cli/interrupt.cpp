@@ -14,8 +14,8 @@
 #include <initializer_list>
 #include <utility>
 
+#include "cli/exit_status.h"
 #include "cli/limits.h"
-#include "failure.h"
 
 namespace moxj {
 

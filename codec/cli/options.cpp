@@ -250,7 +250,7 @@ constexpr std::string_view kNotes = R"(Examples:
 'moxj COMMAND --help' shows the options of a command.
 
 Exit status: 0 success, 1 wrong command line, 2 input refused, 3 incomplete picture (the part that
-could be decoded is written), 4 limit exceeded, 5 output cannot be written.
+could be decoded is written), 4 limit exceeded, 5 output cannot be written, 6 internal error.
 )";
 
 // ---- Help ---------------------------------------------------------------------------------------------------------
@@ -419,7 +419,7 @@ class Parser {
   }
 
   [[noreturn]] void misuse(const std::string& text) const {
-    throw Failure(ExitStatus::usage, text + " (see moxj " + std::string(command_.name) + " --help)");
+    throw Misuse(text + " (see moxj " + std::string(command_.name) + " --help)");
   }
 
   const CommandText& command_;
@@ -430,7 +430,7 @@ class Parser {
 const CommandText& commandNamed(std::string_view name) {
   const CommandText* const command = std::ranges::find(kCommands, name, &CommandText::name);
   if (command == std::end(kCommands))
-    throw Failure(ExitStatus::usage, "unknown command " + quoted(std::string(name)) + " (see moxj --help)");
+    throw Misuse("unknown command " + quoted(std::string(name)) + " (see moxj --help)");
   return *command;
 }
 

@@ -6,7 +6,7 @@
 #include <variant>
 #include <vector>
 
-#include "failure.h"
+#include "cli/exit_status.h"
 #include "j2k/j2k.h"
 #include "jpeg/jpeg.h"
 #include "pictures/format.h"
@@ -41,7 +41,7 @@ struct Answer {
   ExitStatus status = ExitStatus::ok;
 };
 
-// Throws Failure (usage).
+// Throws Problem (usage).
 std::variant<Settings, Answer> parseCommandLine(int argc, char** argv);
 
 }  // namespace moxj

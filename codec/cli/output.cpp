@@ -12,7 +12,7 @@
 #include <system_error>
 #include <utility>
 
-#include "failure.h"
+#include "base/problem.h"
 
 namespace moxj {
 
@@ -21,7 +21,7 @@ namespace {
 constexpr int kMaxLinks = 40;
 
 [[noreturn]] void fail(const std::string& what, int error = errno) {
-  throw Failure(ExitStatus::output, what + ": " + std::system_category().message(error));
+  fail(Kind::output, what + ": " + std::system_category().message(error));
 }
 
 void skip(iovec& part, std::size_t count) {
@@ -70,7 +70,7 @@ OutputFile::OutputFile(const std::string& path) {
   } else if (stat(path.c_str(), &existing) != 0) {
     replace(path, nullptr);
   } else if (S_ISDIR(existing.st_mode)) {
-    throw Failure(ExitStatus::output, "cannot be written: it is a directory");
+    fail(Kind::output, "cannot be written: it is a directory");
   } else if (S_ISREG(existing.st_mode)) {
     replace(path, &existing);
   } else {
@@ -128,8 +128,8 @@ void writeFile(const std::string& path, const Content& content) {
 void writeText(std::string_view text) {
   try {
     OutputFile("-").write({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
-  } catch (const Failure& failure) {
-    throw Failure(failure.status, std::string("standard output: ") + failure.what());
+  } catch (const Problem& problem) {
+    throw Problem(problem.kind, std::string("standard output: ") + problem.what());
   }
 }
 

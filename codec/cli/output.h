@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/file.h"
 #include "cli/interrupt.h"
-#include "file.h"
 
 namespace moxj {
 
@@ -22,7 +22,7 @@ namespace moxj {
 //   the target is a device or a pipe   written to directly
 //   "-"                                standard output, written to directly
 //
-// All functions throw Failure (output). A closed pipe as standard output ends the process by SIGPIPE instead.
+// All functions throw Problem (output). A closed pipe as standard output ends the process by SIGPIPE instead.
 class OutputFile {
  public:
   explicit OutputFile(const std::string& path);
@@ -47,7 +47,7 @@ bool canBeDiscarded(const std::string& path);
 
 void writeFile(const std::string& path, const Content& content);
 
-// Writes to standard output; the text of a Failure includes that name.
+// Writes to standard output; the text of a Problem includes that name.
 void writeText(std::string_view text);
 
 }  // namespace moxj

@@ -11,7 +11,7 @@ namespace moxj {
 
 namespace {
 
-[[noreturn]] void misuse(const std::string& text) { throw Failure(ExitStatus::usage, text); }
+[[noreturn]] void misuse(const std::string& text) { throw Misuse(text); }
 
 FormatKind outputKind(Command command) { return command == Command::decode ? FormatKind::picture : FormatKind::coded; }
 

@@ -1,8 +1,8 @@
 // Dispatches to the reader of each format.
 #include "cli/read_picture.h"
 
+#include "base/problem.h"
 #include "cli/input.h"
-#include "failure.h"
 #include "jpeg/jpeg.h"
 #include "pictures/format.h"
 #include "pictures/pgx.h"
@@ -15,7 +15,7 @@ namespace {
 
 Decoded reduced(DecodedImage image) {
   Picture picture = toPicture(image.image, image.notes);
-  return {picture, image.complete, std::move(image.warning), std::move(image.notes)};
+  return {std::move(static_cast<Outcome&>(image)), picture};
 }
 
 DecodedImage readImageAs(const PictureFile& file, const Limits& limits, const Progress& progress,
@@ -33,12 +33,6 @@ DecodedImage readImageAs(const PictureFile& file, const Limits& limits, const Pr
     default:
       return readPnmImage(file.source, limits);
   }
-}
-
-template <class Read>
-void reportProblems(const PictureFile& file, const Read& decoded, Report& report) {
-  for (const std::string& note : decoded.notes) report.fileNote(file.name, note);
-  if (!decoded.complete) report.fileWarning(file.name, decoded.warning);
 }
 
 Decoded readAs(const PictureFile& file, const Limits& limits, const Progress& progress, const ReadOptions& options,
@@ -70,20 +64,20 @@ std::uint64_t maxFileBytes(const Limits& limits) {
 PictureFile openPicture(const std::string& path, const Limits& limits) {
   const Source source = readFile(path, maxFileBytes(limits));
   const std::optional<Format> format = sniff(source.bytes);
-  if (!format) refuse(unrecognised(source.bytes));
+  if (!format) fail(Kind::notThisFormat, unrecognised(source.bytes));
   return {displayName(path, true), source, *format};
 }
 
 Decoded readPicture(const PictureFile& file, const Limits& limits, Report& report, const ReadOptions& options,
                     RowSink* sink) {
   Decoded decoded = readAs(file, limits, report.progressOf(file.name), options, sink);
-  reportProblems(file, decoded, report);
+  reportOutcome(report, file.name, decoded);
   return decoded;
 }
 
 DecodedImage readImage(const PictureFile& file, const Limits& limits, Report& report, const ReadOptions& options) {
   DecodedImage decoded = readImageAs(file, limits, report.progressOf(file.name), options);
-  reportProblems(file, decoded, report);
+  reportOutcome(report, file.name, decoded);
   return decoded;
 }
 

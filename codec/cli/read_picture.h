@@ -3,8 +3,8 @@
 
 #include <string>
 
+#include "base/file.h"
 #include "cli/report.h"
-#include "file.h"
 #include "j2k/j2k.h"
 #include "jpeg/jpeg.h"
 #include "pictures/format.h"
@@ -23,7 +23,7 @@ struct PictureFile {
   Format format;
 };
 
-// Throws Failure.
+// Throws Problem.
 PictureFile openPicture(const std::string& path, const Limits& limits);
 
 struct ReadOptions {
@@ -32,7 +32,7 @@ struct ReadOptions {
 };
 
 // Reports warnings and notes. With a sink (JPEG files only) the rows go to the sink and the result has no picture.
-// Throws Failure.
+// Throws Problem.
 Decoded readPicture(const PictureFile& file, const Limits& limits, Report& report, const ReadOptions& options = {},
                     RowSink* sink = nullptr);
 

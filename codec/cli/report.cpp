@@ -94,4 +94,12 @@ void Report::clear() {
   shown_ = 0;
 }
 
+ExitStatus statusOf(const Outcome& outcome) { return outcome.complete ? ExitStatus::ok : ExitStatus::incomplete; }
+
+ExitStatus reportOutcome(Report& report, const std::string& name, const Outcome& outcome) {
+  for (const std::string& note : outcome.notes) report.fileNote(name, note);
+  if (!outcome.complete) report.fileWarning(name, outcome.warning);
+  return statusOf(outcome);
+}
+
 }  // namespace moxj

@@ -7,7 +7,9 @@
 #include <string>
 #include <string_view>
 
-#include "progress.h"
+#include "base/outcome.h"
+#include "base/progress.h"
+#include "cli/exit_status.h"
 
 namespace moxj {
 
@@ -49,5 +51,11 @@ class Report {
   std::size_t shown_ = 0;  // columns of the progress line now on the screen
   std::mutex mutex_;
 };
+
+// The status of an outcome: ok or incomplete.
+ExitStatus statusOf(const Outcome& outcome);
+
+// Prints notes and warning of a file and returns the status.
+ExitStatus reportOutcome(Report& report, const std::string& name, const Outcome& outcome);
 
 }  // namespace moxj

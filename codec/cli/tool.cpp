@@ -1,7 +1,7 @@
 // Runs the command of a parsed command line and turns exceptions into messages and exit statuses.
 #include "cli/tool.h"
 
-#include <new>
+#include <exception>
 
 #include "cli/commands.h"
 #include "cli/options.h"
@@ -39,16 +39,13 @@ ExitStatus answerOrRun(int argc, char** argv) {
 }  // namespace
 
 int runTool(int argc, char** argv) {
-  ExitStatus status = ExitStatus::limit;
   try {
-    status = answerOrRun(argc, argv);
-  } catch (const Failure& failure) {
-    Report(false).error(failure.what());
-    status = failure.status;
-  } catch (const std::bad_alloc&) {
-    Report(false).error("not enough memory");
+    return static_cast<int>(answerOrRun(argc, argv));
+  } catch (const std::exception& exception) {
+    const Ending ending = endingOf(exception);
+    Report(false).error(ending.text);
+    return static_cast<int>(ending.status);
   }
-  return static_cast<int>(status);
 }
 
 }  // namespace moxj

@@ -28,15 +28,14 @@ jpeg::TranscodeOptions optionsOf(const Settings& settings) {
 
 ExitStatus transcodeFile(const Job& job, const Settings& settings, Report& report) {
   const PictureFile file = openPicture(job.input, settings.limits);
-  if (file.format != Format::jpeg) refuse("not a JPEG file");
+  if (file.format != Format::jpeg) fail(Kind::notThisFormat, "not a JPEG file");
   jpeg::Transcoded result = jpeg::transcode(file.source.bytes, optionsOf(settings), settings.limits,
                                             report.progressOf(file.name), settings.reading);
-  for (const std::string& note : result.notes) report.fileNote(file.name, note);
-  if (!result.complete) report.fileWarning(file.name, result.warning);
+  const ExitStatus status = reportOutcome(report, file.name, result);
   Content content;
   content.head = std::move(result.file);
   writeFile(job.output, content);
-  return result.complete ? ExitStatus::ok : ExitStatus::incomplete;
+  return status;
 }
 
 }  // namespace moxj

@@ -7,7 +7,7 @@
 
 namespace moxj {
 
-// Throws Failure.
+// Throws Problem.
 ExitStatus transcodeFile(const Job& job, const Settings& settings, Report& report);
 
 }  // namespace moxj

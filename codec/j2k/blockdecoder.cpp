@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "j2k/library.h"
+#include "base/library.h"
 #include "j2k/wavelet.h"
 
 namespace moxj::j2k {

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "failure.h"
+#include "base/problem.h"
 #include "j2k/blockdecoder.h"
 #include "j2k/passes.h"
 #include "j2k/wavelet.h"
@@ -78,7 +78,7 @@ CodedBlock BlockEncoder::encode(const Block& block, const Band& band, const Tile
   CodedBlock coded;
   if (passes == 0) return coded;
   coded.bitPlanes = planes - fraction;
-  if (coded.bitPlanes > band.bitPlanes) refuse("coefficients exceed the range of their sub-band");
+  if (coded.bitPlanes > band.bitPlanes) fail(Kind::unsupported, "coefficients exceed the range of their sub-band");
   fetchData(coded);
   std::uint32_t start = 0;
   for (std::int32_t segment = 0; segment < segments; ++segment) {

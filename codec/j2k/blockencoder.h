@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "j2k/library.h"
+#include "base/library.h"
 #include "j2k/plane.h"
 #include "j2k/tile.h"
 

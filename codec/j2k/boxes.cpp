@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "failure.h"
-#include "j2k/budget.h"
-#include "j2k/bytereader.h"
+#include "base/bigendian.h"
+#include "base/budget.h"
+#include "base/problem.h"
 
 namespace moxj::j2k {
 
@@ -79,7 +79,7 @@ class Reader {
         boxes_.codestreamOffset = box.offset;
       }
     }
-    if (boxes_.codestream.empty()) refuse("the JP2 file has no codestream");
+    if (boxes_.codestream.empty()) fail(Kind::damaged, "the JP2 file has no codestream");
   }
 
  private:
@@ -116,13 +116,13 @@ class Reader {
   void readPalette(ByteSpan body) {
     ByteReader in(body, "a pclr box");
     const int entries = in.u16(), columns = in.u8();
-    if (entries == 0 || entries > 1024 || columns == 0) refuse("invalid palette");
+    if (entries == 0 || entries > 1024 || columns == 0) fail(Kind::damaged, "invalid palette");
     Palette palette;
     for (int i = 0; i < columns; ++i) {
       const int depth = in.u8();
       palette.columns.push_back({(depth & 127) + 1, depth > 127, {}});
       if (palette.columns.back().bits > kMaxDepth || palette.columns.back().isSigned)
-        refuse("palettes with signed values or more than 16 bits are not supported");
+        fail(Kind::unsupported, "palettes with signed values or more than 16 bits are not supported");
     }
     for (int entry = 0; entry < entries; ++entry)
       for (Palette::Column& column : palette.columns)
@@ -168,7 +168,7 @@ Image withPalette(const Boxes& boxes, const Image& image, const Limits& limits) 
   for (const Mapping& mapping : boxes.mappings) {
     if (mapping.component >= static_cast<int>(image.components.size()) ||
         mapping.column >= static_cast<int>(boxes.palette->columns.size()) || mapping.column < 0)
-      refuse("the component mapping does not fit the palette");
+      fail(Kind::damaged, "the component mapping does not fit the palette");
     const Component& from = image.components[static_cast<std::size_t>(mapping.component)];
     Component to = from;
     to.bits = boxes.palette->columns[static_cast<std::size_t>(mapping.column)].bits;
@@ -176,7 +176,7 @@ Image withPalette(const Boxes& boxes, const Image& image, const Limits& limits) 
     made.components.push_back(to);
     sources.push_back(&from);
   }
-  if (made.components.empty()) refuse("the palette has no component mapping");
+  if (made.components.empty()) fail(Kind::damaged, "the palette has no component mapping");
   Budget(limits.maxMemory).charge(made.components.size(), image.bytes() * 4);
   made.allocate();
   for (std::size_t i = 0; i < sources.size(); ++i)
@@ -207,38 +207,35 @@ void orderChannels(const Boxes& boxes, Image& image) {
 }
 
 void box(Bytes& file, const char* type, const Bytes& body) {
-  const std::size_t length = body.size() + 8;
-  for (int shift = 24; shift >= 0; shift -= 8) file.push_back(static_cast<std::uint8_t>(length >> shift));
+  ByteWriter(file).u32(body.size() + 8);
   file.append(type, 4);
   file.append(body.data(), body.size());
-}
-
-void number(Bytes& body, std::uint32_t value, int size) {
-  while (size-- > 0) body.push_back(static_cast<std::uint8_t>(value >> 8 * size));
 }
 
 int depthByte(const Component& c) { return (c.bits - 1) | (c.isSigned ? 128 : 0); }
 
 Bytes imageHeader(const Image& image, bool sameDepth) {
   Bytes body;
-  number(body, static_cast<std::uint32_t>(image.height), 4);
-  number(body, static_cast<std::uint32_t>(image.width), 4);
-  number(body, static_cast<std::uint32_t>(image.components.size()), 2);
-  number(body, sameDepth ? static_cast<std::uint32_t>(depthByte(image.components[0])) : 255, 1);
-  number(body, 7, 1);  // compression type
-  number(body, 0, 2);  // colour space known; no intellectual property box
+  ByteWriter out(body);
+  out.u32(image.height);
+  out.u32(image.width);
+  out.u16(image.components.size());
+  out.u8(sameDepth ? depthByte(image.components[0]) : 255);
+  out.u8(7);   // compression type
+  out.u16(0);  // colour space known; no intellectual property box
   return body;
 }
 
 Bytes channelDefinitions(const Image& image) {
   Bytes body;
+  ByteWriter out(body);
   const auto count = static_cast<std::uint32_t>(image.components.size());
-  number(body, count, 2);
+  out.u16(count);
   for (std::uint32_t i = 0; i < count; ++i) {
     const bool opacity = i + 1 == count;
-    number(body, i, 2);
-    number(body, opacity, 2);
-    number(body, opacity ? 0 : i + 1, 2);
+    out.u16(i);
+    out.u16(opacity);
+    out.u16(opacity ? 0 : i + 1);
   }
   return body;
 }
@@ -271,7 +268,7 @@ void writeBoxes(Bytes& file, const Image& image) {
   file.append(kSignature, sizeof kSignature);
   Bytes type;
   type.append("jp2 ", 4);
-  number(type, 0, 4);
+  ByteWriter(type).u32(0);
   type.append("jp2 ", 4);
   box(file, "ftyp", type);
   Bytes header;
@@ -280,17 +277,17 @@ void writeBoxes(Bytes& file, const Image& image) {
   box(header, "ihdr", imageHeader(image, sameDepth));
   Bytes body;
   if (!sameDepth) {
-    for (const Component& c : image.components) number(body, static_cast<std::uint32_t>(depthByte(c)), 1);
+    for (const Component& c : image.components) ByteWriter(body).u8(depthByte(c));
     box(header, "bpcc", body);
     body.clear();
   }
-  number(body, 1, 1);
-  number(body, 0, 2);
-  number(body, image.components.size() >= 3 ? sRgb : greyscale, 4);
+  ByteWriter(body).u8(1);
+  ByteWriter(body).u16(0);
+  ByteWriter(body).u32(image.components.size() >= 3 ? sRgb : greyscale);
   box(header, "colr", body);
   if (image.alpha) box(header, "cdef", channelDefinitions(image));
   box(file, "jp2h", header);
-  number(file, 0, 4);  // length: up to the end of the file
+  ByteWriter(file).u32(0);  // length: up to the end of the file
   file.append("jp2c", 4);
 }
 

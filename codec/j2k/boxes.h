@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "bytes.h"
+#include "base/bytes.h"
 #include "j2k/j2k.h"
 
 namespace moxj::j2k {
@@ -44,7 +44,7 @@ struct Boxes {
   std::vector<Box> list;
 };
 
-// A bare codestream is accepted too. Throws Failure (refused).
+// A bare codestream is accepted too. Throws Problem.
 Boxes readBoxes(std::span<const std::uint8_t> file);
 
 // Applies palette, channel order and colour space.

@@ -3,11 +3,11 @@
 #include <cstring>
 #include <memory>
 
+#include "base/budget.h"
+#include "base/library.h"
 #include "j2k/blockdecoder.h"
 #include "j2k/boxes.h"
-#include "j2k/budget.h"
 #include "j2k/j2k.h"
-#include "j2k/library.h"
 #include "j2k/samples.h"
 #include "j2k/syntax.h"
 #include "j2k/tasks.h"
@@ -100,7 +100,7 @@ class Decoder {
         decodeTile(tile, parts, found->second);
       if (progress_) progress_(static_cast<std::uint64_t>(tile) + 1, static_cast<std::uint64_t>(tiles));
     }
-    if (packets_ == 0) refuse(stream_.problem.empty() ? "the file has no picture" : stream_.problem);
+    if (packets_ == 0) fail(Kind::damaged, stream_.problem.empty() ? "the file has no picture" : stream_.problem);
     return finish();
   }
 
@@ -140,14 +140,15 @@ class Decoder {
 void Decoder::layOut() {
   const Rect whole = reducedRect(stream_.siz.image, options_.reduce);
   limits_.check(static_cast<std::uint64_t>(whole.width()), static_cast<std::uint64_t>(whole.height()));
-  if (whole.empty()) refuse("the picture is empty at that resolution");
+  if (whole.empty()) fail(Kind::badOption, "the picture is empty at that resolution");
   image_.width = static_cast<int>(whole.width());
   image_.height = static_cast<int>(whole.height());
   budget_.charge(stream_.siz.components.size(), sizeof(Component));
   for (const ComponentSize& size : stream_.siz.components) {
-    if (size.bits > kMaxBits) refuse("samples of " + std::to_string(size.bits) + " bits are not supported");
+    if (size.bits > kMaxBits)
+      fail(Kind::unsupported, "samples of " + std::to_string(size.bits) + " bits are not supported");
     const Rect rect = reducedRect(componentRect(stream_.siz.image, size), options_.reduce);
-    if (rect.empty()) refuse("a component has no samples");
+    if (rect.empty()) fail(Kind::damaged, "a component has no samples");
     Component component;
     component.width = static_cast<int>(rect.width());
     component.height = static_cast<int>(rect.height());
@@ -165,8 +166,10 @@ void Decoder::layOut() {
 void Decoder::checkTile(const Tile& tile) const {
   for (const TileComponent& component : tile.components)
     if (component.coding.levels < options_.reduce)
-      refuse("--reduce " + std::to_string(options_.reduce) + ": the picture has " +
-             std::to_string(component.coding.levels) + " levels");
+      fail(Kind::badOption,
+           "reduce " + std::to_string(options_.reduce) + ": the picture has " +
+               std::to_string(component.coding.levels) + " levels",
+           Setting::reduce);
   if (!tile.style.transform) return;
   const auto differs = [&](const TileComponent& c) {
     const TileComponent& first = tile.components[0];
@@ -174,7 +177,7 @@ void Decoder::checkTile(const Tile& tile) const {
            c.coding.reversible != first.coding.reversible;
   };
   if (tile.components.size() < 3 || differs(tile.components[1]) || differs(tile.components[2]))
-    refuse("a component transform needs three components of equal size and wavelet");
+    fail(Kind::damaged, "a component transform needs three components of equal size and wavelet");
 }
 
 std::vector<Plane> Decoder::planesFor(const Tile& tile) {
@@ -202,8 +205,8 @@ void Decoder::decodeTile(Coord index, const TileParts& parts, const std::vector<
   TileParams params;
   try {
     params = paramsOf(stream_, ofTile);
-  } catch (const Failure& failure) {
-    return noteProblem(index, failure.what());
+  } catch (const Problem& problem) {
+    return noteProblem(index, problem.what());
   }
   Tile tile = makeTile(stream_.siz, params, index, budget_);
   checkTile(tile);

@@ -6,9 +6,9 @@
 #include <deque>
 #include <memory>
 
+#include "base/budget.h"
 #include "j2k/blockencoder.h"
 #include "j2k/boxes.h"
-#include "j2k/budget.h"
 #include "j2k/j2k.h"
 #include "j2k/markerwriter.h"
 #include "j2k/norms.h"
@@ -37,7 +37,7 @@ Siz sizOf(const Image& image, const EncodeOptions& options) {
   siz.tileHeight = options.tileHeight > 0 ? options.tileHeight : image.height;
   for (const Component& c : image.components) siz.components.push_back({c.bits, c.isSigned, c.dx, c.dy});
   if (siz.tiles() > kMaxTiles)
-    throw Failure(ExitStatus::limit, std::to_string(siz.tiles()) + " tiles: JPEG 2000 allows at most 65535");
+    fail(Kind::limit, std::to_string(siz.tiles()) + " tiles: JPEG 2000 allows at most 65535");
   return siz;
 }
 
@@ -180,7 +180,7 @@ class Encoder {
       : image_(image),
         options_(options),
         progress_(progress),
-        budget_(limits.maxMemory, options.tileWidth > 0 ? "--max-memory" : "--max-memory, or --tile to need less"),
+        budget_(limits.maxMemory, options.tileWidth > 0 ? Setting::maxMemory : Setting::maxMemoryOrTiles),
         siz_(sizOf(image, options)),
         params_(paramsFor(image, options)) {}
 
@@ -278,7 +278,7 @@ void Encoder::chooseLayers() {
     const auto maxSize = static_cast<std::uint64_t>(static_cast<double>(wanted) * std::exp2(-halvings));
     // If the size does not suffice for the headers, an earlier layer stays empty; in the last it is an error.
     if (!control.fill(layer, maxSize) && layer == last)
-      throw Failure(ExitStatus::limit, std::to_string(wanted) + " bytes are too few for the headers");
+      fail(Kind::limit, std::to_string(wanted) + " bytes are too few for the headers");
   }
 }
 
@@ -288,7 +288,7 @@ void Encoder::writeTiles() {
     writeTilePartHeader(file_, static_cast<int>(i), 0);
     writers_[i].write(file_, options_.layers);
     const std::uint64_t length = file_.size() - start;
-    if (length > UINT32_MAX) throw Failure(ExitStatus::limit, "a tile exceeds 4 GiB");
+    if (length > UINT32_MAX) fail(Kind::limit, "a tile exceeds 4 GiB");
     for (int byte = 0; byte < 4; ++byte)
       file_[start + 6 + static_cast<std::size_t>(byte)] = static_cast<std::uint8_t>(length >> (24 - 8 * byte));
   }
@@ -299,7 +299,8 @@ void Encoder::writeTiles() {
 
 Bytes encode(const Image& image, const EncodeOptions& options, const Limits& limits, const Progress& progress) {
   if (image.components.size() > kMaxWrittenComponents)
-    refuse(std::to_string(image.components.size()) + " components: at most 4 can be written to JPEG 2000");
+    fail(Kind::unsupported,
+         std::to_string(image.components.size()) + " components: at most 4 can be written to JPEG 2000");
   limits.check(static_cast<std::uint64_t>(image.width), static_cast<std::uint64_t>(image.height));
   const Image given = isOnGrid(image) ? image : sameSize(image);
   return Encoder(given, options, limits, progress).run();

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <span>
 
-#include "bytes.h"
+#include "base/bytes.h"
 
 namespace moxj::j2k {
 

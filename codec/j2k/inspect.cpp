@@ -1,6 +1,6 @@
 // Lists the structure of a file without decoding it.
+#include "base/bigendian.h"
 #include "j2k/boxes.h"
-#include "j2k/bytereader.h"
 #include "j2k/j2k.h"
 #include "j2k/syntax.h"
 

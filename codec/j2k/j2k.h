@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "bytes.h"
-#include "failure.h"
+#include "base/bytes.h"
+#include "base/problem.h"
+#include "base/progress.h"
 #include "j2k/params.h"
 #include "pictures/image.h"
-#include "progress.h"
 
 namespace moxj::j2k {
 
@@ -32,7 +32,7 @@ struct EncodeOptions {
   int threads = 1;
 };
 
-// Throws Failure (limit) for pictures that are too large for the format or the memory limit.
+// Throws Problem (limit) for pictures that are too large for the format or the memory limit.
 Bytes encode(const Image& image, const EncodeOptions& options, const Limits& limits, const Progress& progress = {});
 
 // ---- Reading ----------------------------------------------------------------------------------------------------
@@ -44,7 +44,7 @@ struct DecodeOptions {
   int threads = 1;
 };
 
-// Throws Failure: refused if the file is not JPEG 2000, is damaged before any of the picture can be decoded, or is of
+// Throws Problem: refused if the file is not JPEG 2000, is damaged before any of the picture can be decoded, or is of
 // an unsupported kind, which is named; limit for more pixels or memory than allowed, before they are allocated. If only
 // a part of the picture can be decoded, the result has complete = false and a warning.
 DecodedImage decode(std::span<const std::uint8_t> file, const Limits& limits, const Progress& progress = {},
@@ -65,7 +65,8 @@ struct Box {
   std::uint64_t offset = 0, length = 0;
 };
 
-struct Info {
+// Not complete if the file is truncated or damaged.
+struct Info : Outcome {
   bool boxed = false;  // JP2
   std::string colour;  // of JP2: "sRGB", "grey", "sYCC", "colour space 12 (CMYK)", "ICC profile"; otherwise empty
   int palette = 0;     // number of entries
@@ -74,11 +75,9 @@ struct Info {
   TileParams params;  // of the main header
   std::vector<Segment> segments;
   std::uint64_t tileParts = 0;
-  bool complete = true;
-  std::string warning;
 };
 
-// Throws Failure (refused) only if the file is not JPEG 2000 or its main header cannot be read.
+// Throws Problem only if the file is not JPEG 2000 or its main header cannot be read.
 Info inspect(std::span<const std::uint8_t> file);
 
 }  // namespace moxj::j2k

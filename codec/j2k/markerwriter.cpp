@@ -1,33 +1,32 @@
 // SIZ, COD, QCD, QCC, SOT and their neighbours as bytes.
 #include "j2k/markerwriter.h"
 
+#include "base/bigendian.h"
 #include "j2k/syntax.h"
 
 namespace moxj::j2k {
 
 namespace {
 
-void put(Bytes& bytes, std::uint64_t value, int size) {
-  while (size-- > 0) bytes.push_back(static_cast<std::uint8_t>(value >> 8 * size));
-}
-
 void segment(Bytes& file, int marker, const Bytes& body) {
-  put(file, static_cast<std::uint64_t>(marker), 2);
-  put(file, body.size() + 2, 2);
+  ByteWriter out(file);
+  out.u16(marker);
+  out.u16(body.size() + 2);
   file.append(body.data(), body.size());
 }
 
 void writeSiz(Bytes& file, const Siz& siz) {
   Bytes body;
-  put(body, 0, 2);
+  ByteWriter out(body);
+  out.u16(0);
   for (const Coord value :
        {siz.image.x1, siz.image.y1, siz.image.x0, siz.image.y0, siz.tileWidth, siz.tileHeight, siz.tileX0, siz.tileY0})
-    put(body, static_cast<std::uint64_t>(value), 4);
-  put(body, siz.components.size(), 2);
+    out.u32(value);
+  out.u16(siz.components.size());
   for (const ComponentSize& c : siz.components) {
-    put(body, static_cast<std::uint64_t>((c.bits - 1) | (c.isSigned ? 128 : 0)), 1);
-    put(body, static_cast<std::uint64_t>(c.dx), 1);
-    put(body, static_cast<std::uint64_t>(c.dy), 1);
+    out.u8((c.bits - 1) | (c.isSigned ? 128 : 0));
+    out.u8(c.dx);
+    out.u8(c.dy);
   }
   segment(file, marker::siz, body);
 }
@@ -35,38 +34,39 @@ void writeSiz(Bytes& file, const Siz& siz) {
 void writeCod(Bytes& file, const TileParams& params) {
   const CodingStyle& coding = params.coding[0];
   Bytes body;
-  put(body, 0, 1);  // maximum precincts; neither SOP nor EPH
-  put(body, static_cast<std::uint64_t>(params.style.order), 1);
-  put(body, static_cast<std::uint64_t>(params.style.layers), 2);
-  put(body, params.style.transform, 1);
-  put(body, static_cast<std::uint64_t>(coding.levels), 1);
-  put(body, static_cast<std::uint64_t>(coding.blockWidthLog - 2), 1);
-  put(body, static_cast<std::uint64_t>(coding.blockHeightLog - 2), 1);
-  put(body, static_cast<std::uint64_t>(coding.modes), 1);
-  put(body, coding.reversible, 1);
+  ByteWriter out(body);
+  out.u8(0);  // maximum precincts; neither SOP nor EPH
+  out.u8(params.style.order);
+  out.u16(params.style.layers);
+  out.u8(params.style.transform);
+  out.u8(coding.levels);
+  out.u8(coding.blockWidthLog - 2);
+  out.u8(coding.blockHeightLog - 2);
+  out.u8(coding.modes);
+  out.u8(coding.reversible);
   segment(file, marker::cod, body);
 }
 
 void putQuantisation(Bytes& body, const Quantisation& quantisation, int levels) {
-  put(body, static_cast<std::uint64_t>(quantisation.kind | quantisation.guardBits << 5), 1);
+  ByteWriter out(body);
+  out.u8(quantisation.kind | quantisation.guardBits << 5);
   for (std::size_t band = 0; band < static_cast<std::size_t>(3 * levels + 1); ++band) {
     const std::uint16_t step = quantisation.steps[band];
-    quantisation.kind == Quantisation::none ? put(body, static_cast<std::uint64_t>(step >> 11 << 3), 1)
-                                            : put(body, step, 2);
+    quantisation.kind == Quantisation::none ? out.u8(step >> 11 << 3) : out.u16(step);
   }
 }
 
 }  // namespace
 
 void writeMainHeader(Bytes& file, const Siz& siz, const TileParams& params) {
-  put(file, marker::soc, 2);
+  ByteWriter(file).u16(marker::soc);
   writeSiz(file, siz);
   writeCod(file, params);
   const int levels = params.coding[0].levels;
   for (std::size_t c = 0; c < siz.components.size(); ++c) {
     if (c > 0 && params.quantisation[c].steps == params.quantisation[0].steps) continue;
     Bytes body;
-    if (c > 0) put(body, c, 1);
+    if (c > 0) ByteWriter(body).u8(c);
     putQuantisation(body, params.quantisation[c], levels);
     segment(file, c == 0 ? marker::qcd : marker::qcc, body);
   }
@@ -74,14 +74,15 @@ void writeMainHeader(Bytes& file, const Siz& siz, const TileParams& params) {
 
 void writeTilePartHeader(Bytes& file, int tile, std::uint32_t length) {
   Bytes body;
-  put(body, static_cast<std::uint64_t>(tile), 2);
-  put(body, length, 4);
-  put(body, 0, 1);
-  put(body, 1, 1);
+  ByteWriter out(body);
+  out.u16(tile);
+  out.u32(length);
+  out.u8(0);
+  out.u8(1);
   segment(file, marker::sot, body);
-  put(file, marker::sod, 2);
+  ByteWriter(file).u16(marker::sod);
 }
 
-void writeEnd(Bytes& file) { put(file, marker::eoc, 2); }
+void writeEnd(Bytes& file) { ByteWriter(file).u16(marker::eoc); }
 
 }  // namespace moxj::j2k

@@ -1,7 +1,7 @@
 // Writes the marker segments of a codestream (Annex A).
 #pragma once
 
-#include "bytes.h"
+#include "base/bytes.h"
 #include "j2k/params.h"
 
 namespace moxj::j2k {

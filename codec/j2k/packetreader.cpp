@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <bit>
 
-#include "failure.h"
+#include "base/problem.h"
 #include "j2k/headerbits.h"
 #include "j2k/packetorder.h"
 #include "j2k/passes.h"

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "bytes.h"
+#include "base/bytes.h"
 #include "j2k/packetorder.h"
 #include "j2k/tile.h"
 

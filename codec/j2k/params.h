@@ -3,12 +3,13 @@
 
 #include <array>
 #include <cstdint>
-#include <span>
 #include <vector>
+
+#include "base/arithmetic.h"
+#include "base/bytes.h"
 
 namespace moxj::j2k {
 
-using ByteSpan = std::span<const std::uint8_t>;
 using Coord = std::int64_t;  // on the reference grid and everything derived from it
 
 // Limits of the standard.
@@ -37,8 +38,8 @@ struct Siz {
   Coord tileX0 = 0, tileY0 = 0;
   std::vector<ComponentSize> components;
 
-  Coord tilesWide() const { return (image.x1 - tileX0 + tileWidth - 1) / tileWidth; }
-  Coord tilesHigh() const { return (image.y1 - tileY0 + tileHeight - 1) / tileHeight; }
+  Coord tilesWide() const { return ceilDiv(image.x1 - tileX0, tileWidth); }
+  Coord tilesHigh() const { return ceilDiv(image.y1 - tileY0, tileHeight); }
   Coord tiles() const { return tilesWide() * tilesHigh(); }
 };
 
@@ -90,7 +91,6 @@ struct TileParams {
   std::vector<Progression> progressions;
 };
 
-constexpr Coord ceilDiv(Coord a, Coord b) { return (a + b - 1) / b; }
 constexpr Coord ceilShift(Coord a, int bits) { return (a + (Coord{1} << bits) - 1) >> bits; }
 
 }  // namespace moxj::j2k

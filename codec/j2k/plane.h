@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
-#include "bytes.h"
-#include "failure.h"
+#include "base/bytes.h"
+#include "base/problem.h"
 #include "j2k/params.h"
 
 namespace moxj::j2k {
@@ -21,10 +21,10 @@ class Plane {
         step_(((std::ptrdiff_t{width} * 4 + 63) / 64 | 1) * 64),
         memory_(static_cast<std::size_t>(step_) * static_cast<std::size_t>(height)) {}
 
-  // The size of a plane. Throws Failure (limit) if its step does not fit the library's 32-bit parameter.
+  // The size of a plane. Throws Problem (limit) if its step does not fit the library's 32-bit parameter.
   static std::uint64_t bytes(Coord width, Coord height) {
     constexpr Coord kMaxWidth = Coord{1} << 28;
-    if (width > kMaxWidth) throw Failure(ExitStatus::limit, "a tile has too many columns: " + std::to_string(width));
+    if (width > kMaxWidth) fail(Kind::limit, "a tile has too many columns: " + std::to_string(width));
     return static_cast<std::uint64_t>((width / 16 + 2) * 64) * static_cast<std::uint64_t>(height);
   }
 

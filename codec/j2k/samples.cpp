@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "j2k/library.h"
+#include "base/library.h"
 #include "j2k/tasks.h"
 #include "j2k/wavelet.h"
 

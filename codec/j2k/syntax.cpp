@@ -5,8 +5,8 @@
 #include <climits>
 #include <optional>
 
-#include "failure.h"
-#include "j2k/bytereader.h"
+#include "base/bigendian.h"
+#include "base/problem.h"
 
 namespace moxj::j2k {
 
@@ -44,14 +44,13 @@ Siz parseSiz(ByteSpan body) {
   siz.tileX0 = in.u32();
   siz.tileY0 = in.u32();
   const int components = in.u16();
-  if (components == 0 || components > kMaxComponents) refuse("SIZ has an invalid number of components");
-  if (siz.image.empty()) refuse("the picture has no pixels");
-  if (siz.image.x1 > INT_MAX || siz.image.y1 > INT_MAX)
-    throw Failure(ExitStatus::limit, "the picture is too wide or too high");
+  if (components == 0 || components > kMaxComponents) fail(Kind::damaged, "SIZ has an invalid number of components");
+  if (siz.image.empty()) fail(Kind::damaged, "the picture has no pixels");
+  if (siz.image.x1 > INT_MAX || siz.image.y1 > INT_MAX) fail(Kind::limit, "the picture is too wide or too high");
   if (siz.tileWidth == 0 || siz.tileHeight == 0 || siz.tileX0 > siz.image.x0 || siz.tileY0 > siz.image.y0 ||
       siz.tileX0 + siz.tileWidth <= siz.image.x0 || siz.tileY0 + siz.tileHeight <= siz.image.y0)
-    refuse("SIZ has tiles that do not fit the picture");
-  if (siz.tiles() > 65535) refuse("SIZ has more than 65535 tiles");
+    fail(Kind::damaged, "SIZ has tiles that do not fit the picture");
+  if (siz.tiles() > 65535) fail(Kind::damaged, "SIZ has more than 65535 tiles");
   for (int c = 0; c < components; ++c) {
     const int depth = in.u8();
     ComponentSize size;
@@ -59,8 +58,8 @@ Siz parseSiz(ByteSpan body) {
     size.isSigned = depth >> 7;
     size.dx = in.u8();
     size.dy = in.u8();
-    if (size.dx == 0 || size.dy == 0) refuse("SIZ has a component with a sub-sampling factor of 0");
-    if (size.bits > 38) refuse("SIZ has a component of " + std::to_string(size.bits) + " bits");
+    if (size.dx == 0 || size.dy == 0) fail(Kind::damaged, "SIZ has a component with a sub-sampling factor of 0");
+    if (size.bits > 38) fail(Kind::damaged, "SIZ has a component of " + std::to_string(size.bits) + " bits");
     siz.components.push_back(size);
   }
   return siz;
@@ -73,13 +72,13 @@ CodingStyle parseStyle(ByteReader& in, bool ownPrecincts) {
   const int width = in.u8(), height = in.u8();
   style.modes = in.u8();
   const int transform = in.u8();
-  if (style.levels > kMaxLevels) refuse("more than 32 decomposition levels");
-  if (width > 8 || height > 8 || width + height > 8) refuse("invalid code-block size");
+  if (style.levels > kMaxLevels) fail(Kind::damaged, "more than 32 decomposition levels");
+  if (width > 8 || height > 8 || width + height > 8) fail(Kind::damaged, "invalid code-block size");
   style.blockWidthLog = width + 2;
   style.blockHeightLog = height + 2;
-  if (style.modes & 0x40) refuse("high-throughput block coding (ISO/IEC 15444-15) is not supported");
-  if (style.modes & ~allModes) refuse("unknown code-block style");
-  if (transform > 1) refuse("wavelets other than 9/7 and 5/3 (ISO/IEC 15444-2) are not supported");
+  if (style.modes & 0x40) fail(Kind::unsupported, "high-throughput block coding (ISO/IEC 15444-15) is not supported");
+  if (style.modes & ~allModes) fail(Kind::unsupported, "unknown code-block style");
+  if (transform > 1) fail(Kind::unsupported, "wavelets other than 9/7 and 5/3 (ISO/IEC 15444-2) are not supported");
   style.reversible = transform == 1;
   if (ownPrecincts)
     for (int r = 0; r <= style.levels; ++r)
@@ -92,13 +91,13 @@ Quantisation parseQuantisation(ByteReader& in) {
   const int style = in.u8();
   quantisation.guardBits = style >> 5;
   const int kind = style & 31;
-  if (kind > 2) refuse("unknown quantisation style");
+  if (kind > 2) fail(Kind::damaged, "unknown quantisation style");
   quantisation.kind = static_cast<Quantisation::Kind>(kind);
   if (kind == Quantisation::none) {
     for (std::size_t i = 0; in.left() >= 1 && i < kMaxBands; ++i)
       quantisation.steps[i] = static_cast<std::uint16_t>((in.u8() >> 3) << 11);
   } else {
-    if (in.left() < 2) refuse("QCD ends early");
+    if (in.left() < 2) fail(Kind::damaged, "QCD ends early");
     for (std::size_t i = 0; in.left() >= 2 && i < kMaxBands; ++i)
       quantisation.steps[i] = static_cast<std::uint16_t>(in.u16());
   }
@@ -122,10 +121,10 @@ void parsePoc(ByteSpan body, const Siz& siz, std::vector<Progression>& progressi
     p.endComponent = static_cast<int>(in.number(size));
     if (p.endComponent == 0) p.endComponent = size == 1 ? 256 : kMaxComponents;
     const int order = in.u8();
-    if (order > 4) refuse("unknown progression order");
+    if (order > 4) fail(Kind::damaged, "unknown progression order");
     p.order = static_cast<Order>(order);
     progressions.push_back(p);
-    if (progressions.size() > kMaxProgressions) refuse("more than 255 progression order changes");
+    if (progressions.size() > kMaxProgressions) fail(Kind::damaged, "more than 255 progression order changes");
   }
 }
 
@@ -152,12 +151,12 @@ class ParamsReader {
     ByteReader in(body, "COD");
     const int style = in.u8();
     const int order = in.u8();
-    if (order > 4) refuse("unknown progression order");
+    if (order > 4) fail(Kind::damaged, "unknown progression order");
     params_.style.order = static_cast<Order>(order);
     params_.style.layers = in.u16();
     const int transform = in.u8();
-    if (params_.style.layers == 0) refuse("COD has no layers");
-    if (transform > 1) refuse("component transforms of ISO/IEC 15444-2 are not supported");
+    if (params_.style.layers == 0) fail(Kind::damaged, "COD has no layers");
+    if (transform > 1) fail(Kind::unsupported, "component transforms of ISO/IEC 15444-2 are not supported");
     params_.style.transform = transform == 1;
     params_.coding.assign(siz_.components.size(), parseStyle(in, style & 1));
   }
@@ -180,9 +179,9 @@ class ParamsReader {
   void applyRgn(ByteSpan body) {
     ByteReader in(body, "RGN");
     const int component = parseComponent(in, siz_);
-    if (in.u8() != 0) refuse("unknown region of interest style");
+    if (in.u8() != 0) fail(Kind::damaged, "unknown region of interest style");
     const int shift = in.u8();
-    if (shift > 37) refuse("the shift of a region of interest is above 37");
+    if (shift > 37) fail(Kind::damaged, "the shift of a region of interest is above 37");
     if (component >= 0) params_.shift[static_cast<std::size_t>(component)] = shift;
   }
 
@@ -197,7 +196,7 @@ class Parser {
   explicit Parser(ByteSpan bytes) : bytes_(bytes) {}
 
   Codestream run() {
-    if (wordAt(bytes_, 0) != marker::soc) refuse("not a JPEG 2000 codestream");
+    if (wordAt(bytes_, 0) != marker::soc) fail(Kind::notThisFormat, "not a JPEG 2000 codestream");
     at_ = 2;
     readMainHeader();
     readTileParts();
@@ -219,15 +218,16 @@ class Parser {
     bool hasCod = false, hasQcd = false;
     while (wordAt(bytes_, at_) != marker::sot && wordAt(bytes_, at_) != marker::eoc) {
       const std::optional<MarkerSegment> found = segment();
-      if (!found) refuse("the file ends in its main header");
-      if (stream_.header.empty() != (found->marker == marker::siz)) refuse("the main header does not begin with SIZ");
+      if (!found) fail(Kind::damaged, "the file ends in its main header");
+      if (stream_.header.empty() != (found->marker == marker::siz))
+        fail(Kind::damaged, "the main header does not begin with SIZ");
       if (found->marker == marker::siz) stream_.siz = parseSiz(found->body);
       if (found->marker == marker::cap) noteCapabilities(found->body);
       hasCod |= found->marker == marker::cod;
       hasQcd |= found->marker == marker::qcd;
       stream_.header.push_back(*found);
     }
-    if (!hasCod || !hasQcd) refuse("the main header has no COD or no QCD");
+    if (!hasCod || !hasQcd) fail(Kind::damaged, "the main header has no COD or no QCD");
     stream_.params.shift.assign(stream_.siz.components.size(), 0);
     ParamsReader(stream_.siz, stream_.params).apply(stream_.header);
     for (const MarkerSegment& found : stream_.header)
@@ -237,7 +237,7 @@ class Parser {
   static void noteCapabilities(ByteSpan body) {
     constexpr int kPart15 = 0x00020000;
     if (body.size() >= 4 && (ByteReader(body, "CAP").u32() & kPart15))
-      refuse("high-throughput block coding (ISO/IEC 15444-15) is not supported");
+      fail(Kind::unsupported, "high-throughput block coding (ISO/IEC 15444-15) is not supported");
   }
 
   void readTileParts() {

@@ -62,7 +62,7 @@ struct Codestream {
   std::string problem;  // why it could not be parsed to its end; empty if it could
 };
 
-// Throws Failure (refused) if this is not a codestream, its main header cannot be read, or its kind is not supported.
+// Throws Problem if this is not a codestream, its main header cannot be read, or its kind is not supported.
 Codestream parseCodestream(ByteSpan bytes);
 
 // The tile-parts of each tile, and the packet headers for each tile-part that are packed in the main header (PPM).
@@ -73,7 +73,7 @@ struct TileParts {
 };
 TileParts sortParts(const Codestream& codestream);
 
-// The parameters and the packets of a tile. Throws Failure (refused) if a header cannot be read.
+// The parameters and the packets of a tile. Throws Problem if a header cannot be read.
 TileParams paramsOf(const Codestream& codestream, const std::vector<const TilePart*>& parts);
 PacketSource packetsOf(const TileParts& parts, const std::vector<const TilePart*>& ofTile);
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "failure.h"
+#include "base/problem.h"
 
 namespace moxj::j2k {
 
@@ -47,7 +47,7 @@ class ComponentMaker {
     resolution.precinctWidthLog = component_.coding.precincts[static_cast<std::size_t>(r)] & 15;
     resolution.precinctHeightLog = component_.coding.precincts[static_cast<std::size_t>(r)] >> 4;
     if (r > 0 && (resolution.precinctWidthLog == 0 || resolution.precinctHeightLog == 0))
-      refuse("precincts of size 1 above the lowest resolution");
+      fail(Kind::damaged, "precincts of size 1 above the lowest resolution");
     for (int o = r == 0 ? ll : hl; o <= (r == 0 ? ll : hh); ++o) makeBand(r, static_cast<Orientation>(o));
     if (resolution.rect.empty()) return;
     resolution.precinctsWide = ceilShift(resolution.rect.x1, resolution.precinctWidthLog) -

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "j2k/library.h"
+#include "base/library.h"
 
 namespace moxj::j2k {
 

@@ -12,14 +12,12 @@
 
 namespace moxj::jpeg {
 
-struct CodedPicture {
+struct CodedPicture : Outcome {
   Frame frame;
   std::vector<Steps> steps;  // for each component
   std::unique_ptr<Coefficients> coefficients;
   ColourModel model;
   std::vector<MarkerSegment> segments;  // APPn and COM; they point into the file
-  std::string warning;                  // as in Decoded; empty if nothing is missing
-  std::vector<std::string> notes;
 };
 
 // Like decode(), but stops at the coefficients.

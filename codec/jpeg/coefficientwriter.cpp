@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "failure.h"
+#include "base/problem.h"
 #include "jpeg/scanstatistics.h"
 #include "jpeg/scanwriter.h"
 
@@ -69,8 +69,7 @@ class TableWriter {
 int RestartInterval::of(int mcusWide) const {
   const std::int64_t mcus = std::int64_t{count} * (inRows ? mcusWide : 1);
   if (mcus > kMaxWord)
-    throw Failure(ExitStatus::limit,
-                  "a restart interval of " + std::to_string(mcus) + " MCUs: JPEG allows at most 65535");
+    fail(Kind::limit, "a restart interval of " + std::to_string(mcus) + " MCUs: JPEG allows at most 65535");
   return static_cast<int>(mcus);
 }
 

@@ -3,10 +3,10 @@
 
 #include <vector>
 
+#include "base/progress.h"
 #include "jpeg/coefficients.h"
 #include "jpeg/frame.h"
 #include "jpeg/writer.h"
-#include "progress.h"
 
 namespace moxj::jpeg {
 
@@ -14,7 +14,7 @@ struct RestartInterval {
   int count = 0;        // 0: none
   bool inRows = false;  // the unit is the MCU row of each scan instead of the MCU
 
-  // In MCUs. Throws Failure (limit) above 65535.
+  // In MCUs. Throws Problem (limit) above 65535.
   int of(int mcusWide) const;
 };
 

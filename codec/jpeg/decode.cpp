@@ -29,11 +29,12 @@ namespace {
 // Refuses, by name, the processes and forms that are not supported.
 void requireSupported(const Frame& frame) {
   const std::string process = processAdjective(frame.process);
-  if (frame.process > marker::sof3) refuse(process + " JPEG is not supported");
+  if (frame.process > marker::sof3) fail(Kind::unsupported, process + " JPEG is not supported");
   const bool lossless = frame.process == marker::sof3;
   if (lossless ? frame.precision < 2 || frame.precision > 16 : frame.precision != 8)
-    refuse(process + " JPEG of " + std::to_string(frame.precision) + " bits is not supported");
-  if (frame.components.size() > 4) refuse(std::to_string(frame.components.size()) + " components are not supported");
+    fail(Kind::unsupported, process + " JPEG of " + std::to_string(frame.precision) + " bits is not supported");
+  if (frame.components.size() > 4)
+    fail(Kind::unsupported, std::to_string(frame.components.size()) + " components are not supported");
 }
 
 // Whether 8-bit samples would change the depth.
@@ -61,7 +62,7 @@ class Decoder {
   Decoded run() {
     read();
     const Picture picture = lossless() ? paintPlanes() : paintBlocks();
-    return {picture, warning_.empty(), std::move(warning_), std::move(notes_)};
+    return {std::move(outcome_), picture};
   }
 
   // The same, keeping the depth of the file.
@@ -69,22 +70,20 @@ class Decoder {
     read();
     const bool both = lossless() && options_.inks && frame_->components.size() == 2;
     const Image image = isDeep(*frame_) || both ? imageOfPlanes() : imageOf(lossless() ? paintPlanes() : paintBlocks());
-    return {image, warning_.empty(), std::move(warning_), std::move(notes_)};
+    return {std::move(outcome_), image};
   }
 
   // Coefficients instead of a picture.
   CodedPicture runCoded() {
     keep_ = true;
     read();
-    if (lossless()) refuse("a lossless JPEG has no coefficients");
-    CodedPicture coded{*frame_, {}, std::move(coefficients_), colourModelOf(*frame_, tables_), std::move(kept_),
-                       {},      {}};
+    if (lossless()) fail(Kind::unsupported, "a lossless JPEG has no coefficients");
+    CodedPicture coded{{}, *frame_, {}, std::move(coefficients_), colourModelOf(*frame_, tables_), std::move(kept_)};
     for (std::size_t i = 0; i < frame_->components.size(); ++i) {
       if (!read_[i].read) read_[i].steps.fill(1);  // any table will do: all coefficients are 0
       coded.steps.push_back(read_[i].steps);
     }
-    coded.warning = std::move(warning_);
-    coded.notes = std::move(notes_);
+    static_cast<Outcome&>(coded) = std::move(outcome_);
     return coded;
   }
 
@@ -92,11 +91,11 @@ class Decoder {
   void read() {
     try {
       readSegments();
-    } catch (const Failure& failure) {
-      if (goodMcus_ == 0 || failure.status == ExitStatus::limit) throw;
-      damaged(failure.what());
+    } catch (const Problem& problem) {
+      if (goodMcus_ == 0 || !liesInFile(problem.kind)) throw;
+      damaged(problem.what());
     }
-    if (goodMcus_ == 0) refuse(warning_.empty() ? "the file has no picture" : warning_);
+    if (goodMcus_ == 0) fail(Kind::damaged, outcome_.complete ? "the file has no picture" : outcome_.warning);
   }
   void readSegments();
   void takeFrame(const MarkerSegment& segment);
@@ -117,9 +116,7 @@ class Decoder {
   void report(std::uint64_t done, std::uint64_t total) const {
     if (progress_) progress_(done, total);
   }
-  void damaged(const std::string& what) {
-    if (warning_.empty()) warning_ = what;
-  }
+  void damaged(const std::string& what) { outcome_.incomplete(what); }
 
   ByteSpan file_;
   SegmentWalker walker_;
@@ -145,8 +142,7 @@ class Decoder {
   std::unique_ptr<Painter> painter_;
   std::optional<std::vector<SamplePlane>> planes_;  // of a lossless frame
   std::int64_t goodMcus_ = 0;
-  std::string warning_;
-  std::vector<std::string> notes_;
+  Outcome outcome_;
 };
 
 void Decoder::readSegments() {
@@ -161,27 +157,27 @@ void Decoder::readSegments() {
       hasEoi_ = true;
       break;
     } else if (segment->marker == marker::dhp || segment->marker == marker::exp) {
-      refuse("hierarchical JPEG is not supported");
+      fail(Kind::unsupported, "hierarchical JPEG is not supported");
     } else if (segment->marker == marker::dac) {
-      refuse("arithmetic coding is not supported");
+      fail(Kind::unsupported, "arithmetic coding is not supported");
     } else if (segment->marker == marker::soi) {
-      refuse("SOI marker inside the picture");
+      fail(Kind::damaged, "SOI marker inside the picture");
     } else {
       tables_.take(*segment);
       if (keep_ && marker::isKept(segment->marker)) kept_.push_back(*segment);
     }
   }
-  if (!frame_) refuse("the file has no frame header");
+  if (!frame_) fail(Kind::damaged, "the file has no frame header");
   if (!allRead()) damaged("the file ends before all components are present");
   if (progressive() && !hasEoi_) {
     // An encoder may omit the lowest bits on purpose; without an EOI marker the scans for them may as well be lost.
     if (!allFinished()) damaged("the file ends before its last scan");
-    if (warning_.empty()) notes_.push_back("the file has no EOI marker");
+    if (outcome_.complete) outcome_.notes.push_back("the file has no EOI marker");
   }
 }
 
 void Decoder::takeFrame(const MarkerSegment& segment) {
-  if (frame_) refuse("the file has more than one frame header");
+  if (frame_) fail(Kind::damaged, "the file has more than one frame header");
   frame_ = parseFrame(segment);
   requireSupported(*frame_);
   if (frame_->height == 0) {
@@ -194,21 +190,21 @@ void Decoder::takeFrame(const MarkerSegment& segment) {
       ahead.seek(findScanEnd(file_, next->end));
       next = ahead.next();
     }
-    if (!next || next->marker != marker::dnl) refuse("the file does not give the height of the picture");
+    if (!next || next->marker != marker::dnl) fail(Kind::damaged, "the file does not give the height of the picture");
     frame_->height = parseLineCount(*next);
   }
   limits_.check(frame_->width, frame_->height);
   // The sampling factors of a lone component have no effect.
   if (frame_->components.size() == 1) frame_->components[0].horizontal = frame_->components[0].vertical = 1;
   frame_->layOut();
-  if (frame_->components.size() == 2) notes_.push_back("two components of unknown meaning, the first is used as grey");
+  if (frame_->components.size() == 2)
+    outcome_.notes.push_back("two components of unknown meaning, the first is used as grey");
 }
 
 void Decoder::readScan(const MarkerSegment& segment) {
-  if (!frame_) refuse("a scan comes before the frame header");
+  if (!frame_) fail(Kind::damaged, "a scan comes before the frame header");
   if (++scans_ > options_.maxScans) {
-    throw Failure(ExitStatus::limit,
-                  "more than the limit of " + std::to_string(options_.maxScans) + " scans (--max-scans)");
+    fail(Kind::limit, "more than the limit of " + std::to_string(options_.maxScans) + " scans", Setting::maxScans);
   }
   const ScanHeader scan = parseScan(segment, *frame_);
   checkScan(scan);
@@ -236,7 +232,7 @@ void Decoder::finishScan(const EntropyReader& reader, std::size_t end) {
   if (!reader.damage().empty()) {
     damaged(reader.damage());
   } else if (end == file_.size() && !progressive() && allRead()) {
-    notes_.push_back("the file has no EOI marker");
+    outcome_.notes.push_back("the file has no EOI marker");
   }
 }
 
@@ -251,17 +247,17 @@ void Decoder::readLossless(const ScanHeader& scan, std::size_t offset) {
   finishScan(reader, offset + reader.end());
 }
 
-// Throws Failure if the scan cannot be decoded; reports a scan that can be decoded but violates the standard.
+// Throws Problem if the scan cannot be decoded; reports a scan that can be decoded but violates the standard.
 void Decoder::checkScan(const ScanHeader& scan) {
   const char* const fault = progressive() ? Progression::fault(scan) : nullptr;
-  if (fault) refuse(std::string("scan ") + std::to_string(scans_) + " has " + fault);
+  if (fault) fail(Kind::damaged, std::string("scan ") + std::to_string(scans_) + " has " + fault);
   for (const ScanHeader::Selector& selector : scan.components) {
     const int table = frame_->components[selector.component].quantTable;
     ReadComponent& component = read_[selector.component];
     if (component.read && progressive()) continue;
-    if (component.read) refuse("a component is coded in more than one scan");
+    if (component.read) fail(Kind::damaged, "a component is coded in more than one scan");
     if (lossless()) continue;
-    if (!tables_.steps[table]) refuse("quantisation table " + std::to_string(table) + " is not defined");
+    if (!tables_.steps[table]) fail(Kind::damaged, "quantisation table " + std::to_string(table) + " is not defined");
     component.steps = *tables_.steps[table];
   }
   if (progressive() && !progression_.take(scan)) damaged("scan " + std::to_string(scans_) + " is out of sequence");
@@ -313,7 +309,7 @@ Picture Decoder::paintBlocks() {
 
 Picture Decoder::paintPlanes() {
   if (!isDeep(*frame_)) return paintSamples(*frame_, colourModelOf(*frame_, tables_), *planes_, options_, sink_);
-  const Picture picture = toPicture(imageOfPlanes(), notes_);
+  const Picture picture = toPicture(imageOfPlanes(), outcome_.notes);
   if (!sink_) return picture;
   sink_->begin(picture.width, picture.height, picture.channels);
   sink_->rows(picture);
@@ -341,7 +337,7 @@ Decoded run(RowSink* sink, ByteSpan file, const Limits& limits, const Progress& 
   try {
     return Decoder(file, limits, options, progress, sink).run();
   } catch (const std::bad_alloc&) {
-    throw Failure(ExitStatus::limit, "not enough memory for the picture");
+    fail(Kind::noMemory, "not enough memory for the picture");
   }
 }
 
@@ -352,7 +348,7 @@ CodedPicture readCoefficients(ByteSpan file, const Limits& limits, const Progres
   try {
     return Decoder(file, limits, options, progress, nullptr).runCoded();
   } catch (const std::bad_alloc&) {
-    throw Failure(ExitStatus::limit, "not enough memory for the picture");
+    fail(Kind::noMemory, "not enough memory for the picture");
   }
 }
 
@@ -360,7 +356,7 @@ DecodedImage decodeImage(ByteSpan file, const Limits& limits, const Progress& pr
   try {
     return Decoder(file, limits, options, progress, nullptr).runImage();
   } catch (const std::bad_alloc&) {
-    throw Failure(ExitStatus::limit, "not enough memory for the picture");
+    fail(Kind::noMemory, "not enough memory for the picture");
   }
 }
 
@@ -371,7 +367,7 @@ bool holdsImage(ByteSpan file) {
       if (marker::isFrameHeader(segment->marker)) return isDeep(parseFrame(*segment));
       if (segment->marker == marker::sos) return false;
     }
-  } catch (const Failure&) {  // the decoder will report it
+  } catch (const Problem&) {  // the decoder will report it
   }
   return false;
 }

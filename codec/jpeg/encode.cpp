@@ -19,7 +19,7 @@ namespace {
 
 constexpr int kMaxWord = 65535;
 
-[[noreturn]] void exceeds(const std::string& what) { throw Failure(ExitStatus::limit, what); }
+[[noreturn]] void exceeds(const std::string& what) { fail(Kind::limit, what); }
 
 Frame frameFor(const Picture& picture, const EncodeOptions& options) {
   if (picture.width > kMaxWord || picture.height > kMaxWord) {

@@ -2,7 +2,7 @@
 #include <array>
 #include <limits>
 
-#include "failure.h"
+#include "base/problem.h"
 #include "jpeg/coefficientwriter.h"
 #include "jpeg/jpeg.h"
 #include "jpeg/library.h"
@@ -26,20 +26,22 @@ Image codedComponents(const Image& image, std::vector<std::string>& notes) {
     components.pop_back();
   }
   if (components.size() > 4)
-    refuse(std::to_string(components.size()) + " components: at most 4 can be written to lossless JPEG");
+    fail(Kind::unsupported,
+         std::to_string(components.size()) + " components: at most 4 can be written to lossless JPEG");
   return coded;
 }
 
 Frame frameFor(const Image& image, const LosslessOptions& options) {
   const int bits = image.components[0].bits;
   if (image.width > kMaxWord || image.height > kMaxWord)
-    throw Failure(ExitStatus::limit, std::to_string(image.width) + " x " + std::to_string(image.height) +
-                                         " pixels: JPEG allows at most 65535 x 65535");
+    fail(Kind::limit, std::to_string(image.width) + " x " + std::to_string(image.height) +
+                          " pixels: JPEG allows at most 65535 x 65535");
   if (bits < 2 || bits > 16)
-    refuse("samples of " + std::to_string(bits) + (bits == 1 ? " bit" : " bits") + ": lossless JPEG allows 2 to 16");
+    fail(Kind::unsupported,
+         "samples of " + std::to_string(bits) + (bits == 1 ? " bit" : " bits") + ": lossless JPEG allows 2 to 16");
   if (options.point >= bits)
-    refuse("a point transform of " + std::to_string(options.point) + " leaves nothing of " + std::to_string(bits) +
-           " bits");
+    fail(Kind::badOption, "a point transform of " + std::to_string(options.point) + " leaves nothing of " +
+                              std::to_string(bits) + " bits");
   Frame frame{.process = marker::sof3,
               .precision = bits,
               .width = image.width,
@@ -125,7 +127,9 @@ class Statistics {
     for (int y = 0; y < height; ++y) {
       rows.load(y);
       if (last_ > 4 && rows.beyondSigned()) {
-        if (only > 0) refuse("predictor " + std::to_string(only) + ": decoders disagree on it for samples above 32767");
+        if (only > 0)
+          fail(Kind::badOption,
+               "predictor " + std::to_string(only) + ": decoders disagree on it for samples above 32767");
         last_ = 4;
       }
       for (std::size_t i = 0; i < components; ++i) {
@@ -215,8 +219,8 @@ class DifferenceWriter {
 int restartRowsFor(const Frame& frame, const LosslessOptions& options) {
   const int interval = RestartInterval{options.restart, options.restartInRows}.of(frame.width);
   if (interval % frame.width != 0)
-    throw Failure(ExitStatus::limit, "a restart interval of " + std::to_string(interval) +
-                                         " samples: lossless JPEG needs whole rows, of " + std::to_string(frame.width));
+    fail(Kind::limit, "a restart interval of " + std::to_string(interval) +
+                          " samples: lossless JPEG needs whole rows, of " + std::to_string(frame.width));
   return interval / frame.width;
 }
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "failure.h"
+#include "base/problem.h"
 
 namespace moxj::jpeg {
 
@@ -12,7 +12,7 @@ namespace moxj::jpeg {
 const HuffmanCode& codeOf(const Tables& tables, TableClass tableClass, int index) {
   if (tables.codes[tableClass][index]) return *tables.codes[tableClass][index];
   if (index < 2) return kAnnexKCodes[tableClass][index];
-  refuse("the scan uses Huffman table " + std::to_string(index) + ", which is not defined");
+  fail(Kind::damaged, "the scan uses Huffman table " + std::to_string(index) + ", which is not defined");
 }
 
 EntropyReader::EntropyReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data)
@@ -22,7 +22,7 @@ EntropyReader::EntropyReader(const Frame& frame, const ScanHeader& scan, const T
       data_(data),
       mcusToRestart_(tables.restartInterval) {
   if (scan.components.size() > 1 && geometry_.blocks.size() > 10) {
-    refuse("an MCU of " + std::to_string(geometry_.blocks.size()) + " blocks: T.81 allows at most 10");
+    fail(Kind::damaged, "an MCU of " + std::to_string(geometry_.blocks.size()) + " blocks: T.81 allows at most 10");
   }
 }
 

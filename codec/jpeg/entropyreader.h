@@ -19,7 +19,7 @@ class EntropyReader {
   const ScanGeometry& geometry() const { return geometry_; }
   bool exhausted() const { return exhausted_; }  // all further units are missing
   std::int64_t goodMcus() const { return goodMcus_; }
-  const std::string& damage() const { return damage_; }  // the first damage, worded as in Failure; empty if none
+  const std::string& damage() const { return damage_; }  // the first damage, worded as in Problem; empty if none
 
   // To be called after the last row. The offset in `data` of the marker that ends the scan, or the size of `data`.
   std::size_t end();
@@ -69,7 +69,7 @@ class EntropyReader {
   std::string damage_;
 };
 
-// The Huffman table of a scan. Throws Failure (refused) if it is not defined.
+// The Huffman table of a scan. Throws Problem if it is not defined.
 const HuffmanCode& codeOf(const Tables& tables, TableClass tableClass, int index);
 
 }  // namespace moxj::jpeg

@@ -5,11 +5,10 @@
 #include <type_traits>
 #include <vector>
 
+#include "base/arithmetic.h"
 #include "jpeg/tables.h"
 
 namespace moxj::jpeg {
-
-constexpr int ceilDiv(int value, int by) { return (value + by - 1) / by; }
 
 struct FrameComponent {
   int id = 0;

@@ -135,11 +135,11 @@ class Inspector {
   Info run() {
     try {
       walk();
-    } catch (const Failure& failure) {
+    } catch (const Problem& problem) {
       if (!frame_) throw;
-      incomplete(failure.what());
+      info_.incomplete(problem.what());
     }
-    if (!frame_) refuse("the file has no frame header");
+    if (!frame_) fail(Kind::damaged, "the file has no frame header");
     describeFrame(*frame_, tables_, info_);
     describeTables(tables_, info_);
     estimateQuality(*frame_, tables_, info_);
@@ -149,10 +149,6 @@ class Inspector {
  private:
   void walk();
   void addScan(const MarkerSegment& segment);
-  void incomplete(const std::string& warning) {
-    if (info_.complete) info_.warning = warning;
-    info_.complete = false;
-  }
 
   ByteSpan file_;
   SegmentWalker walker_;
@@ -180,11 +176,11 @@ void Inspector::walk() {
     }
     if (segment->marker == marker::eoi) return;
   }
-  incomplete("the file ends without an EOI marker");
+  info_.incomplete("the file ends without an EOI marker");
 }
 
 void Inspector::addScan(const MarkerSegment& segment) {
-  if (!frame_) refuse("a scan comes before the frame header");
+  if (!frame_) fail(Kind::damaged, "a scan comes before the frame header");
   const ScanHeader header = parseScan(segment, *frame_);
   Scan scan{.components = {},
             .spectralStart = header.spectralStart,

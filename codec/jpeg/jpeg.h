@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "bytes.h"
-#include "failure.h"
+#include "base/bytes.h"
+#include "base/problem.h"
+#include "base/progress.h"
 #include "jpeg/script.h"
 #include "pictures/image.h"
 #include "pictures/picture.h"
-#include "progress.h"
 
 namespace moxj::jpeg {
 
@@ -36,7 +36,7 @@ struct EncodeOptions {
   std::optional<Script> script = {};  // the scans, sequential or progressive; overrides `progressive`
 };
 
-// Encodes a picture as a JFIF file; by default baseline with the tables of T.81 Annex K. Throws Failure (limit) for
+// Encodes a picture as a JFIF file; by default baseline with the tables of T.81 Annex K. Throws Problem (limit) for
 // pictures with more than 65535 rows or columns and for restart intervals above 65535 MCUs.
 Bytes encode(const Picture& picture, const EncodeOptions& options, const Progress& progress = {});
 
@@ -49,7 +49,7 @@ struct LosslessOptions {
 
 // Encodes an image as a lossless file (T.81 Annex H) of 2 to 16 bits: grey, RGB or, with four components, inks. Two
 // components are written without a meaning. Opacity is dropped with a note. Decoders disagree on predictors 5 to 7 for
-// samples above 32767, so these are not chosen for such images. Throws Failure: refused for depths or options that
+// samples above 32767, so these are not chosen for such images. Throws Problem: refused for depths or options that
 // lossless files do not allow; limit as encode() does.
 Bytes encodeLossless(const Image& image, const LosslessOptions& options, std::vector<std::string>& notes,
                      const Progress& progress = {});
@@ -65,14 +65,14 @@ struct DecodeOptions {
   int maxScans = 500;  // files with more are refused: each scan costs as much time as the whole picture
 };
 
-// Decodes a file to grey or RGB. Throws Failure: refused if the file is not JPEG, is damaged before any of the picture
+// Decodes a file to grey or RGB. Throws Problem: refused if the file is not JPEG, is damaged before any of the picture
 // can be decoded, or uses an unsupported process, which is named; limit for more pixels than allowed, before memory is
 // allocated, or more scans. If only a part of the picture can be decoded, the result has complete = false and a
 // warning.
 Decoded decode(std::span<const std::uint8_t> file, const Limits& limits, const Progress& progress = {},
                const DecodeOptions& options = {});
 
-// The same, but the rows go to the sink and the result has no picture. If Failure is thrown, discard the rows that have
+// The same, but the rows go to the sink and the result has no picture. If Problem is thrown, discard the rows that have
 // gone to the sink.
 Decoded decodeInto(RowSink& sink, std::span<const std::uint8_t> file, const Limits& limits,
                    const Progress& progress = {}, const DecodeOptions& options = {});
@@ -96,14 +96,12 @@ struct TranscodeOptions {
   bool restartInRows = false;
 };
 
-struct Transcoded {
+// If it is not complete, coefficients missing from the input are 0.
+struct Transcoded : Outcome {
   Bytes file;
-  bool complete = true;  // false: coefficients missing from the input are 0, for the reason in `warning`
-  std::string warning;
-  std::vector<std::string> notes;
 };
 
-// Re-encodes the same coefficients with other scans and Huffman tables. Throws Failure as encode() and decode() do, and
+// Re-encodes the same coefficients with other scans and Huffman tables. Throws Problem as encode() and decode() do, and
 // (refused) for coefficients that cannot be coded as requested.
 Transcoded transcode(std::span<const std::uint8_t> file, const TranscodeOptions& options, const Limits& limits,
                      const Progress& progress = {}, const DecodeOptions& reading = {});
@@ -153,8 +151,8 @@ struct Scan {
   std::uint64_t dataLength = 0;  // up to the marker that ends it, restart markers included
 };
 
-// The structure of a file, as far as it can be parsed.
-struct Info {
+// The structure of a file, as far as it can be parsed: not complete if the file is truncated or damaged.
+struct Info : Outcome {
   std::string process;     // "baseline", "extended sequential", "progressive", "lossless" ... and the coder
   bool supported = false;  // by decode()
   int precision = 0;       // bits per sample
@@ -170,11 +168,9 @@ struct Info {
   bool qualityExact = false;            // the tables are exactly those
   std::vector<Segment> segments;
   std::vector<Scan> scans;
-  bool complete = true;  // false: the file is truncated or damaged, as described in `warning`
-  std::string warning;
 };
 
-// Throws Failure (refused) only if the file is not JPEG or has no readable frame header.
+// Throws Problem only if the file is not JPEG or has no readable frame header.
 Info inspect(std::span<const std::uint8_t> file);
 
 }  // namespace moxj::jpeg

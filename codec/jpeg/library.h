@@ -1,14 +1,12 @@
-// Owners for the library's objects, and checks of statuses that can only mean a bug in the codec.
+// Owners for the library's objects.
 #pragma once
 
 #include <cstddef>
 #include <memory>
 #include <new>
-#include <stdexcept>
-#include <string>
 
+#include "base/library.h"
 #include "jpeg/tables.h"
-#include "moxj.h"
 
 namespace moxj::jpeg {
 
@@ -24,13 +22,6 @@ using EncodeSpec = std::unique_ptr<MoxEncodeHuffmanSpec, Releaser<moxiEncodeHuff
 using EncodeState = std::unique_ptr<MoxEncodeHuffmanState, Releaser<moxiEncodeHuffmanStateFree_JPEG_8u>>;
 using DecodeSpec = std::unique_ptr<MoxDecodeHuffmanSpec, Releaser<moxiDecodeHuffmanSpecFree_JPEG_8u>>;
 using DecodeState = std::unique_ptr<MoxDecodeHuffmanState, Releaser<moxiDecodeHuffmanStateFree_JPEG_8u>>;
-
-// For calls that cannot fail, because the codec has checked the arguments.
-inline void require(MoxStatus status, const char* what) {
-  if (status < 0) [[unlikely]] {
-    throw std::logic_error(std::string(what) + " failed with status " + std::to_string(status));
-  }
-}
 
 // Creates an object with one of the InitAlloc functions, which report an allocation failure as a null pointer.
 template <class Owner, class Init, class... Arguments>
@@ -51,9 +42,6 @@ inline DecodeSpec makeDecodeSpec(const HuffmanCode& code) {
 }
 inline EncodeState makeEncodeState() { return makeObject<EncodeState>(moxiEncodeHuffmanStateInitAlloc_JPEG_8u); }
 inline DecodeState makeDecodeState() { return makeObject<DecodeState>(moxiDecodeHuffmanStateInitAlloc_JPEG_8u); }
-
-// The library splits larger regions among threads, which does not pay for a single row.
-inline constexpr int kPixelsOfOneThread = 8192;
 
 // Bytes from one row of a strip to the next: an odd number of cache lines, so that the rows of a block do not all map
 // to the same cache set.

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "failure.h"
+#include "base/problem.h"
 #include "jpeg/upsampler.h"
 
 namespace moxj::jpeg {
@@ -102,12 +102,12 @@ Image imageOfSamples(const Frame& frame, ColourModel model, const std::vector<Sa
                      const DecodeOptions& options) {
   const bool inks = options.inks && (model == ColourModel::cmyk || model == ColourModel::unknown);
   if (model == ColourModel::ycck)
-    refuse("lossless YCCK of " + std::to_string(frame.precision) + " bits is not supported");
+    fail(Kind::unsupported, "lossless YCCK of " + std::to_string(frame.precision) + " bits is not supported");
   std::vector<SamplePlane> dimmed;
   if (model == ColourModel::cmyk && !inks) {
     for (const FrameComponent& c : frame.components) {
       if (c.paddedWide != frame.components[0].paddedWide || c.paddedHigh != frame.components[0].paddedHigh)
-        refuse("sub-sampled inks of " + std::to_string(frame.precision) + " bits are not supported");
+        fail(Kind::unsupported, "sub-sampled inks of " + std::to_string(frame.precision) + " bits are not supported");
     }
     dimmed = planes;
     dim(dimmed, (1 << frame.precision) - 1);

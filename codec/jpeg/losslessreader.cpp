@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "failure.h"
+#include "base/problem.h"
 #include "jpeg/predict.h"
 
 namespace moxj::jpeg {
@@ -19,9 +19,11 @@ LosslessReader::LosslessReader(const Frame& frame, const ScanHeader& scan, const
       precision_(frame.precision),
       predictor_(scan.spectralStart),
       point_(scan.approxLow) {
-  if (predictor_ < 1 || predictor_ > kMaxPredictor) refuse("invalid predictor " + std::to_string(predictor_));
-  if (point_ >= precision_) refuse("invalid point transform of " + std::to_string(point_) + " bits");
-  if (restartInterval_ % geometry_.mcusWide != 0) refuse("the restart interval is not a whole number of rows");
+  if (predictor_ < 1 || predictor_ > kMaxPredictor)
+    fail(Kind::damaged, "invalid predictor " + std::to_string(predictor_));
+  if (point_ >= precision_) fail(Kind::damaged, "invalid point transform of " + std::to_string(point_) + " bits");
+  if (restartInterval_ % geometry_.mcusWide != 0)
+    fail(Kind::damaged, "the restart interval is not a whole number of rows");
   for (const ScanHeader::Selector& selector : scan.components) {
     DecodeSpec& spec = specs_[selector.dcTable];
     if (!spec) spec = makeDecodeSpec(codeOf(tables, kDc, selector.dcTable));

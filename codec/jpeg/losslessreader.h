@@ -21,7 +21,7 @@ struct SamplePlane {
 // If data is missing in a row, the rest of the row has differences of 0. A row without any data is not changed.
 class LosslessReader : public EntropyReader {
  public:
-  // Throws Failure (refused) if a table is missing or the parameters are invalid.
+  // Throws Problem if a table is missing or the parameters are invalid.
   LosslessReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data);
 
   // Decodes the next MCU row into the planes of the components.

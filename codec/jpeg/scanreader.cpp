@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "failure.h"
+#include "base/problem.h"
 
 namespace moxj::jpeg {
 
@@ -14,7 +14,7 @@ ScanReader::ScanReader(const Frame& frame, const ScanHeader& scan, const Tables&
     if (!spec) {
       const HuffmanCode& code = codeOf(tables, tableClass, index);
       if (tableClass == kDc && std::any_of(code.values.begin(), code.values.end(), [](int v) { return v > 15; })) {
-        refuse("a Huffman table has DC categories above 15");
+        fail(Kind::damaged, "a Huffman table has DC categories above 15");
       }
       spec = makeDecodeSpec(code);
     }

@@ -11,7 +11,7 @@ namespace moxj::jpeg {
 // Missing blocks have all coefficients 0 or, in a progressive file, those of the earlier scans.
 class ScanReader : public EntropyReader {
  public:
-  // Throws Failure (refused) if a table that the scan needs is missing or invalid.
+  // Throws Problem if a table that the scan needs is missing or invalid.
   ScanReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data);
 
   // Decodes the next MCU row. The sink has two members, which are called for each block in turn:

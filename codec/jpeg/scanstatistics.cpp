@@ -5,7 +5,7 @@
 #include <bit>
 #include <cstdlib>
 
-#include "failure.h"
+#include "base/problem.h"
 
 namespace moxj::jpeg {
 
@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kMaxCategory = 15;  // that decoders accept
 
-[[noreturn]] void tooLarge() { refuse("a coefficient is too large for this kind of scan"); }
+[[noreturn]] void tooLarge() { fail(Kind::unsupported, "a coefficient is too large for this kind of scan"); }
 
 }  // namespace
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "failure.h"
+#include "base/problem.h"
 #include "jpeg/markers.h"
 
 namespace moxj::jpeg {
@@ -38,10 +38,11 @@ void ScanWriter::makeRoom() {
 }
 
 void ScanWriter::failed(MoxStatus status) {
-  if (status == moxStatusCoefficientRange) refuse("a coefficient is too large for this kind of scan");
-  if (status == moxStatusHuffTable) refuse("the Annex K tables have no code for a coefficient (use --optimize)");
+  if (status == moxStatusCoefficientRange) fail(Kind::unsupported, "a coefficient is too large for this kind of scan");
+  if (status == moxStatusHuffTable)
+    fail(Kind::unsupported, "the Annex K tables have no code for a coefficient", Setting::optimize);
   require(status, "the coding of a block");
-  throw std::logic_error("the coding of a block");
+  fail(Kind::internal, "the coding of a block");
 }
 
 // Writes the pending end-of-band run and pads the last byte with ones.

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "bytes.h"
+#include "base/bytes.h"
 #include "jpeg/frame.h"
 #include "jpeg/library.h"
 
@@ -24,7 +24,7 @@ class ScanWriter {
     if (room_ - position_ < kMaxMcuBytes) makeRoom();
   }
 
-  // Codes the next block; `selector` is the index of its component in the scan header. Throws Failure (refused) for a
+  // Codes the next block; `selector` is the index of its component in the scan header. Throws Problem for a
   // coefficient that cannot be coded.
   template <ScanKind kind>
   void put(int selector, const Mox16s* coefficients) {

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "failure.h"
+#include "base/problem.h"
 #include "jpeg/progression.h"
 
 namespace moxj::jpeg {
@@ -29,7 +29,7 @@ class Parser {
   }
 
   [[noreturn]] void fail(int line, const std::string& cause) const {
-    refuse(name_ + ": line " + std::to_string(line) + ": " + cause);
+    throw Problem(Kind::badOption, name_ + ": line " + std::to_string(line) + ": " + cause);
   }
 
  private:
@@ -180,7 +180,7 @@ std::vector<ScanHeader> scansOf(const Script& script, const Frame& frame) {
   int last = 0;
   for (const Script::Entry& entry : script.entries) {
     const auto fail = [&](const std::string& cause) {
-      refuse(script.name + ": line " + std::to_string(entry.line) + ": " + cause);
+      throw Problem(Kind::badOption, script.name + ": line " + std::to_string(entry.line) + ": " + cause);
     };
     const int highest = entry.scan.components.back().component;
     if (highest >= components)
@@ -191,8 +191,8 @@ std::vector<ScanHeader> scansOf(const Script& script, const Frame& frame) {
     scans.push_back(entry.scan);
   }
   if (last + 1 < components)
-    refuse(script.name + ": line " + std::to_string(script.entries.back().line) + ": component " +
-           std::to_string(last + 1) + " of the picture is in no scan");
+    throw Problem(Kind::badOption, script.name + ": line " + std::to_string(script.entries.back().line) +
+                                       ": component " + std::to_string(last + 1) + " of the picture is in no scan");
   return scans;
 }
 

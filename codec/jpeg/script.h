@@ -27,11 +27,11 @@ struct Script {
   bool progressive() const;
 };
 
-// Throws Failure (refused) if the text is not a script or its scans do not make up a picture. The failure names the
+// Throws Problem if the text is not a script or its scans do not make up a picture. The text names the
 // file, the line and the cause.
 Script parseScript(std::string_view text, const std::string& name);
 
-// The scans of a script for a frame. Throws Failure (refused) if they are for a different number of components.
+// The scans of a script for a frame. Throws Problem if they are for a different number of components.
 std::vector<ScanHeader> scansOf(const Script& script, const Frame& frame);
 
 // One scan with all components, or one scan per component if an MCU would have too many blocks.

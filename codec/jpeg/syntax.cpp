@@ -6,50 +6,30 @@
 #include <numeric>
 #include <string>
 
-#include "failure.h"
+#include "base/bigendian.h"
 
 namespace moxj::jpeg {
 
 namespace {
 
-// Reads the parameters of a segment, and names the segment if they are invalid.
-class Parameters {
- public:
-  explicit Parameters(const MarkerSegment& segment) : name_(markerName(segment.marker)), left_(segment.body) {}
+// Reads the parameters of a segment.
+ByteReader parametersOf(const MarkerSegment& segment) {
+  return ByteReader(segment.body, "the " + markerName(segment.marker) + " segment", "is too short");
+}
 
-  bool empty() const { return left_.empty(); }
-  std::size_t left() const { return left_.size(); }
-  ByteSpan take(std::size_t count) {
-    if (count > left_.size()) bad("is too short");
-    const ByteSpan taken = left_.first(count);
-    left_ = left_.subspan(count);
-    return taken;
-  }
-  int byte() { return take(1)[0]; }
-  int word() {
-    const ByteSpan two = take(2);
-    return two[0] << 8 | two[1];
-  }
-  int highNibble() const { return left_.empty() ? 0 : left_[0] >> 4; }
-  void end() const {
-    if (!left_.empty()) bad("is too long");
-  }
-  [[noreturn]] void bad(const std::string& what) const { refuse("the " + name_ + " segment " + what); }
+void requireEnd(const ByteReader& in) {
+  if (!in.empty()) in.bad("is too long");
+}
 
- private:
-  std::string name_;
-  ByteSpan left_;
-};
-
-void takeSteps(Parameters in, Tables& tables) {
+void takeSteps(ByteReader in, Tables& tables) {
   while (!in.empty()) {
-    const int selector = in.byte();
+    const int selector = in.u8();
     const int index = selector & 15;
     const int wide = selector >> 4;
     if (wide > 1 || index > 3) in.bad("has an invalid table selector " + std::to_string(selector));
     Steps steps;
     for (int position = 0; position < 64; ++position) {
-      const int step = wide ? in.word() : in.byte();
+      const int step = wide ? in.u16() : in.u8();
       if (step == 0) in.bad("has a quantiser step of 0");
       steps[kZigZag[position]] = static_cast<std::uint16_t>(step);
     }
@@ -68,9 +48,9 @@ bool overfull(const HuffmanCode& code) {
   return false;
 }
 
-void takeCodes(Parameters in, Tables& tables) {
+void takeCodes(ByteReader in, Tables& tables) {
   while (!in.empty()) {
-    const int selector = in.byte();
+    const int selector = in.u8();
     const int index = selector & 15;
     const int tableClass = selector >> 4;
     if (tableClass > kAc || index > 3) in.bad("has an invalid table selector " + std::to_string(selector));
@@ -95,7 +75,7 @@ bool startsWith(ByteSpan body, const char* text, std::size_t length) {
 }  // namespace
 
 SegmentWalker::SegmentWalker(ByteSpan file) : file_(file) {
-  if (file.size() < 2 || file[0] != 0xFF || file[1] != marker::soi) refuse("not a JPEG file");
+  if (file.size() < 2 || file[0] != 0xFF || file[1] != marker::soi) fail(Kind::notThisFormat, "not a JPEG file");
 }
 
 std::optional<MarkerSegment> SegmentWalker::next() {
@@ -104,12 +84,12 @@ std::optional<MarkerSegment> SegmentWalker::next() {
   if (found >= file_.size()) return std::nullopt;
   MarkerSegment segment{.marker = file_[found + 1], .offset = found, .end = found + 2, .body = {}};
   if (!marker::standsAlone(segment.marker)) {
-    if (marker::isReserved(segment.marker)) refuse("unknown marker " + markerName(segment.marker));
+    if (marker::isReserved(segment.marker)) fail(Kind::damaged, "unknown marker " + markerName(segment.marker));
     const std::size_t left = file_.size() - segment.end;
-    if (left < 2) refuse("the file ends within the " + markerName(segment.marker) + " segment");
+    if (left < 2) fail(Kind::damaged, "the file ends within the " + markerName(segment.marker) + " segment");
     const std::size_t length = file_[found + 2] << 8 | file_[found + 3];
-    if (length < 2) refuse("the " + markerName(segment.marker) + " segment has an invalid length");
-    if (length > left) refuse("the file ends within the " + markerName(segment.marker) + " segment");
+    if (length < 2) fail(Kind::damaged, "the " + markerName(segment.marker) + " segment has an invalid length");
+    if (length > left) fail(Kind::damaged, "the file ends within the " + markerName(segment.marker) + " segment");
     segment.end += length;
     segment.body = file_.subspan(found + 4, length - 2);
   }
@@ -136,43 +116,43 @@ std::size_t findScanEnd(ByteSpan data, std::size_t from) {
 }
 
 Frame parseFrame(const MarkerSegment& segment) {
-  Parameters in(segment);
+  ByteReader in = parametersOf(segment);
   Frame frame;
   frame.process = static_cast<std::uint8_t>(segment.marker);
   if (frame.process == marker::sof3) frame.unit = 1;
-  frame.precision = in.byte();
-  frame.height = in.word();
-  frame.width = in.word();
-  const int count = in.byte();
+  frame.precision = in.u8();
+  frame.height = in.u16();
+  frame.width = in.u16();
+  const int count = in.u8();
   if (frame.width == 0) in.bad("gives a width of 0");
   if (count == 0) in.bad("has no components");
   for (int i = 0; i < count; ++i) {
     FrameComponent c;
-    c.id = in.byte();
-    const int factors = in.byte();
+    c.id = in.u8();
+    const int factors = in.u8();
     c.horizontal = factors >> 4;
     c.vertical = factors & 15;
-    c.quantTable = in.byte();
+    c.quantTable = in.u8();
     if (std::min(c.horizontal, c.vertical) < 1 || std::max(c.horizontal, c.vertical) > 4) {
       in.bad("has sampling factors of " + std::to_string(c.horizontal) + "x" + std::to_string(c.vertical));
     }
     if (c.quantTable > 3) in.bad("refers to quantisation table " + std::to_string(c.quantTable));
     frame.components.push_back(c);
   }
-  in.end();
+  requireEnd(in);
   frame.layOut();
   return frame;
 }
 
 ScanHeader parseScan(const MarkerSegment& segment, const Frame& frame) {
-  Parameters in(segment);
+  ByteReader in = parametersOf(segment);
   ScanHeader scan;
-  const int count = in.byte();
+  const int count = in.u8();
   if (count < 1 || count > 4) in.bad("has " + std::to_string(count) + " components");
   std::vector<bool> taken(frame.components.size());
   for (int i = 0; i < count; ++i) {
-    const int id = in.byte();
-    const int selectors = in.byte();
+    const int id = in.u8();
+    const int selectors = in.u8();
     // If several components of a frame have the same identifier, the first one that is not in the scan yet.
     int component = 0;
     while (component < static_cast<int>(taken.size()) && (taken[component] || frame.components[component].id != id)) {
@@ -184,18 +164,18 @@ ScanHeader parseScan(const MarkerSegment& segment, const Frame& frame) {
     taken[component] = true;
     scan.components.push_back({component, selectors >> 4, selectors & 15});
   }
-  scan.spectralStart = in.byte();
-  scan.spectralEnd = in.byte();
-  scan.approxHigh = in.highNibble();
-  scan.approxLow = in.byte() & 15;
-  in.end();
+  scan.spectralStart = in.u8();
+  scan.spectralEnd = in.u8();
+  scan.approxHigh = in.peek() >> 4;
+  scan.approxLow = in.u8() & 15;
+  requireEnd(in);
   return scan;
 }
 
 int parseLineCount(const MarkerSegment& segment) {
-  Parameters in(segment);
-  const int lines = in.word();
-  in.end();
+  ByteReader in = parametersOf(segment);
+  const int lines = in.u16();
+  requireEnd(in);
   if (lines == 0) in.bad("gives a height of 0");
   return lines;
 }
@@ -203,15 +183,15 @@ int parseLineCount(const MarkerSegment& segment) {
 bool Tables::take(const MarkerSegment& segment) {
   switch (segment.marker) {
     case marker::dqt:
-      takeSteps(Parameters(segment), *this);
+      takeSteps(parametersOf(segment), *this);
       return true;
     case marker::dht:
-      takeCodes(Parameters(segment), *this);
+      takeCodes(parametersOf(segment), *this);
       return true;
     case marker::dri: {
-      Parameters in(segment);
-      restartInterval = in.word();
-      in.end();
+      ByteReader in = parametersOf(segment);
+      restartInterval = in.u16();
+      requireEnd(in);
       return true;
     }
     case marker::app0:

@@ -5,15 +5,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <span>
 
+#include "base/bytes.h"
 #include "jpeg/frame.h"
 #include "jpeg/markers.h"
 #include "jpeg/tables.h"
 
 namespace moxj::jpeg {
-
-using ByteSpan = std::span<const std::uint8_t>;
 
 struct MarkerSegment {
   int marker = 0;
@@ -25,10 +23,10 @@ struct MarkerSegment {
 // Iterates over the marker segments. The caller must skip the entropy-coded data after an SOS segment.
 class SegmentWalker {
  public:
-  // Throws Failure (refused) if the file does not begin with SOI.
+  // Throws Problem if the file does not begin with SOI.
   explicit SegmentWalker(ByteSpan file);
 
-  // The next segment, or none at the end of the file. Skips fill bytes and stray bytes. Throws Failure (refused) for a
+  // The next segment, or none at the end of the file. Skips fill bytes and stray bytes. Throws Problem for a
   // segment with an invalid length or one that extends past the end of the file.
   std::optional<MarkerSegment> next();
 
@@ -48,7 +46,7 @@ std::size_t findMarker(ByteSpan data, std::size_t from);
 // The same, skipping restart markers: the end of the entropy-coded data of a scan.
 std::size_t findScanEnd(ByteSpan data, std::size_t from);
 
-// Parse the parameters of segments. All throw Failure (refused) with the cause.
+// Parse the parameters of segments. All throw Problem with the cause.
 Frame parseFrame(const MarkerSegment& segment);  // of any process, laid out
 ScanHeader parseScan(const MarkerSegment& segment, const Frame& frame);
 int parseLineCount(const MarkerSegment& segment);  // DNL

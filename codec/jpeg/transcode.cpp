@@ -54,7 +54,7 @@ void requireCodable(const CodedPicture& picture) {
     for (int y = 0; y < c.blocksHigh; ++y) {
       const Mox16s* const row = picture.coefficients->block(i, 0, y);
       if (*std::min_element(row, row + std::ptrdiff_t{64} * c.blocksWide) == -32768)
-        refuse("a coefficient is too large to be coded");
+        fail(Kind::damaged, "a coefficient is too large to be coded");
     }
   }
 }
@@ -91,7 +91,7 @@ Transcoded transcode(std::span<const std::uint8_t> file, const TranscodeOptions&
   writer.frame(frame);
   writeScans(writer, frame, *picture.coefficients, coding, progress);
   writer.marker(marker::eoi);
-  return {std::move(writer.file()), picture.warning.empty(), std::move(picture.warning), std::move(picture.notes)};
+  return {std::move(static_cast<Outcome&>(picture)), std::move(writer.file())};
 }
 
 }  // namespace moxj::jpeg

@@ -5,19 +5,14 @@
 
 namespace moxj::jpeg {
 
-void Writer::word(int value) {
-  byte(value >> 8);
-  byte(value & 255);
-}
-
 void Writer::marker(int code) {
-  byte(0xFF);
-  byte(code);
+  out_.u8(0xFF);
+  out_.u8(code);
 }
 
 void Writer::segment(int code, int bodyBytes) {
   marker(code);
-  word(bodyBytes + 2);
+  out_.u16(bodyBytes + 2);
 }
 
 // Version 1.01, square pixels of unknown size, no thumbnail.
@@ -36,33 +31,33 @@ void Writer::adobe() {
 void Writer::steps(int index, const Steps& steps) {
   const bool wide = isWide(steps);
   segment(marker::dqt, wide ? 129 : 65);
-  byte(int{wide} << 4 | index);
-  for (const int natural : kZigZag) wide ? word(steps[natural]) : byte(steps[natural]);
+  out_.u8(int{wide} << 4 | index);
+  for (const int natural : kZigZag) wide ? out_.u16(steps[natural]) : out_.u8(steps[natural]);
 }
 
 void Writer::frame(const Frame& frame) {
   segment(frame.process, 6 + 3 * static_cast<int>(frame.components.size()));
-  byte(frame.precision);
-  word(frame.height);
-  word(frame.width);
-  byte(static_cast<int>(frame.components.size()));
+  out_.u8(frame.precision);
+  out_.u16(frame.height);
+  out_.u16(frame.width);
+  out_.u8(static_cast<int>(frame.components.size()));
   for (const FrameComponent& c : frame.components) {
-    byte(c.id);
-    byte(c.horizontal << 4 | c.vertical);
-    byte(c.quantTable);
+    out_.u8(c.id);
+    out_.u8(c.horizontal << 4 | c.vertical);
+    out_.u8(c.quantTable);
   }
 }
 
 void Writer::code(TableClass tableClass, int index, const HuffmanCode& code) {
   segment(marker::dht, 17 + static_cast<int>(code.values.size()));
-  byte(tableClass << 4 | index);
+  out_.u8(tableClass << 4 | index);
   file_.append(code.bits);
   file_.append(code.values);
 }
 
 void Writer::restartInterval(int mcus) {
   segment(marker::dri, 2);
-  word(mcus);
+  out_.u16(mcus);
 }
 
 void Writer::copy(const MarkerSegment& copied) {
@@ -72,14 +67,14 @@ void Writer::copy(const MarkerSegment& copied) {
 
 void Writer::scan(const Frame& frame, const ScanHeader& scan) {
   segment(marker::sos, 4 + 2 * static_cast<int>(scan.components.size()));
-  byte(static_cast<int>(scan.components.size()));
+  out_.u8(static_cast<int>(scan.components.size()));
   for (const ScanHeader::Selector& selector : scan.components) {
-    byte(frame.components[selector.component].id);
-    byte(selector.dcTable << 4 | selector.acTable);
+    out_.u8(frame.components[selector.component].id);
+    out_.u8(selector.dcTable << 4 | selector.acTable);
   }
-  byte(scan.spectralStart);
-  byte(scan.spectralEnd);
-  byte(scan.approxHigh << 4 | scan.approxLow);
+  out_.u8(scan.spectralStart);
+  out_.u8(scan.spectralEnd);
+  out_.u8(scan.approxHigh << 4 | scan.approxLow);
 }
 
 }  // namespace moxj::jpeg

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-#include "bytes.h"
+#include "base/bigendian.h"
 #include "jpeg/frame.h"
 #include "jpeg/syntax.h"
 #include "jpeg/tables.h"
@@ -13,6 +13,10 @@ namespace moxj::jpeg {
 
 class Writer {
  public:
+  Writer() = default;
+  Writer(const Writer&) = delete;
+  Writer& operator=(const Writer&) = delete;
+
   Bytes& file() { return file_; }
 
   void marker(int code);
@@ -26,11 +30,10 @@ class Writer {
   void copy(const MarkerSegment& segment);
 
  private:
-  void byte(int value) { file_.push_back(static_cast<std::uint8_t>(value)); }
-  void word(int value);
   void segment(int code, int bodyBytes);
 
   Bytes file_;
+  ByteWriter out_{file_};
 };
 
 }  // namespace moxj::jpeg

@@ -1,8 +1,7 @@
 // Colour to luminance, and grey to three equal channels.
 #include "pictures/convert.h"
 
-#include "failure.h"
-#include "moxj.h"
+#include "base/library.h"
 
 namespace moxj {
 
@@ -11,9 +10,8 @@ Picture toGrey(const Picture& picture) {
   Picture grey = Picture::make(picture.width, picture.height, 1);
   for (int y = 0; y < picture.height; ++y) {
     // Row by row: the step of a large picture may not fit the 32 bits of the function's parameter.
-    const MoxStatus status =
-        moxiRGBToY_JPEG_8u_C3C1R(picture.row(y), picture.width * 3, grey.row(y), picture.width, {picture.width, 1});
-    if (status != moxStatusOk) refuse("cannot convert the picture to grey");
+    require(moxiRGBToY_JPEG_8u_C3C1R(picture.row(y), picture.width * 3, grey.row(y), picture.width, {picture.width, 1}),
+            "the conversion to grey");
   }
   return grey;
 }

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <new>
 
-#include "bytes.h"
-#include "failure.h"
+#include "base/bytes.h"
+#include "base/problem.h"
 
 namespace moxj {
 
@@ -59,8 +59,7 @@ void Image::allocate() {
     if (bytes() > PTRDIFF_MAX) throw std::bad_alloc();
     owner = std::shared_ptr<void>(allocateBytes(static_cast<std::size_t>(bytes()), Filling::whole), freeBytes);
   } catch (const std::bad_alloc&) {
-    throw Failure(ExitStatus::limit,
-                  "not enough memory for " + std::to_string(width) + " x " + std::to_string(height) + " pixels");
+    fail(Kind::noMemory, "not enough memory for " + std::to_string(width) + " x " + std::to_string(height) + " pixels");
   }
   std::uint8_t* at = static_cast<std::uint8_t*>(owner.get());
   const int count = static_cast<int>(components.size());

@@ -42,7 +42,7 @@ struct Image {
   std::shared_ptr<void> owner;
 
   // Allocates the samples of `components`, which are otherwise complete: interleaved bytes if all components have the
-  // same size and at most 8 unsigned bits, planes of 32-bit samples if not. Throws Failure (limit).
+  // same size and at most 8 unsigned bits, planes of 32-bit samples if not. Throws Problem (noMemory).
   void allocate();
   bool interleavedBytes() const;  // the choice of allocate()
   std::uint64_t bytes() const;    // the size that allocate() needs
@@ -58,11 +58,8 @@ Image sameSize(const Image& image);
 // 8-bit grey or RGB, with a note for everything that is lost.
 Picture toPicture(const Image& image, std::vector<std::string>& notes);
 
-struct DecodedImage {
+struct DecodedImage : Outcome {
   Image image;
-  bool complete = true;
-  std::string warning;
-  std::vector<std::string> notes;
 };
 
 }  // namespace moxj

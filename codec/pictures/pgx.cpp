@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "failure.h"
+#include "base/problem.h"
 
 namespace moxj {
 
@@ -33,7 +33,7 @@ class HeaderReader {
     skipBlanks();
     const char first = next(), second = next();
     if (!(first == 'M' && second == 'L') && !(first == 'L' && second == 'M'))
-      refuse("the PGX header does not give the byte order");
+      fail(Kind::damaged, "the PGX header does not give the byte order");
     header.little = first == 'L';
     skipBlanks();
     if (peek() == '+' || peek() == '-') header.isSigned = next() == '-';
@@ -41,11 +41,11 @@ class HeaderReader {
     header.width = number();
     header.height = number();
     if (peek() == '\r') next();
-    if (next() != '\n') refuse("the PGX header is not a single line");
+    if (next() != '\n') fail(Kind::damaged, "the PGX header is not a single line");
     header.size = at_;
     if (header.bits < 1 || header.bits > kMaxBits)
-      refuse("PGX samples of " + std::to_string(header.bits) + " bits are not supported");
-    if (header.width == 0 || header.height == 0) refuse("the picture has no pixels");
+      fail(Kind::unsupported, "PGX samples of " + std::to_string(header.bits) + " bits are not supported");
+    if (header.width == 0 || header.height == 0) fail(Kind::damaged, "the picture has no pixels");
     return header;
   }
 
@@ -61,7 +61,7 @@ class HeaderReader {
   }
   std::uint64_t number() {
     skipBlanks();
-    if (peek() < '0' || peek() > '9') refuse("the PGX header has something that is not a number");
+    if (peek() < '0' || peek() > '9') fail(Kind::damaged, "the PGX header has something that is not a number");
     std::uint64_t value = 0;
     while (peek() >= '0' && peek() <= '9')
       value = std::min<std::uint64_t>(value * 10 + static_cast<unsigned>(next() - '0'), UINT32_MAX);
@@ -85,8 +85,7 @@ std::int32_t sampleAt(const std::uint8_t* at, const Header& header) {
 DecodedImage readPgx(const Source& source, const Limits& limits) {
   const Header header = HeaderReader(source.bytes).read();
   limits.check(header.width, header.height);
-  if (header.width > INT_MAX / 4 || header.height > INT_MAX)
-    throw Failure(ExitStatus::limit, "the picture is too wide or too high");
+  if (header.width > INT_MAX / 4 || header.height > INT_MAX) fail(Kind::limit, "the picture is too wide or too high");
   DecodedImage decoded;
   Image& image = decoded.image;
   image.width = static_cast<int>(header.width);
@@ -99,7 +98,7 @@ DecodedImage readPgx(const Source& source, const Limits& limits) {
   const std::span<const std::uint8_t> raster = std::span<const std::uint8_t>(source.bytes).subspan(header.size);
   const std::size_t size = header.bits > 8 ? 2 : 1;
   const std::uint64_t rows = std::min(header.height, raster.size() / (header.width * size));
-  if (raster.empty()) refuse("the file ends after its header");
+  if (raster.empty()) fail(Kind::damaged, "the file ends after its header");
   const Component& c = image.components[0];
   const std::uint8_t* at = raster.data();
   for (int y = 0; y < static_cast<int>(rows); ++y) {

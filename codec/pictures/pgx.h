@@ -1,7 +1,7 @@
 // PGX files: one component of up to 16 bits, signed or unsigned. The format of the JPEG 2000 conformance files.
 #pragma once
 
-#include "file.h"
+#include "base/file.h"
 #include "pictures/describe.h"
 #include "pictures/image.h"
 

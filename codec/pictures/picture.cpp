@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <new>
 
-#include "bytes.h"
-#include "failure.h"
+#include "base/bytes.h"
+#include "base/problem.h"
 
 namespace moxj {
 
@@ -21,8 +21,7 @@ Picture Picture::make(int width, int height, int channels, std::size_t rowBytes,
     if (__builtin_mul_overflow(step, rows, &size) || size > PTRDIFF_MAX) throw std::bad_alloc();
     picture.owner = std::shared_ptr<void>(allocateBytes(size, Filling::whole), freeBytes);
   } catch (const std::bad_alloc&) {
-    throw Failure(ExitStatus::limit,
-                  "not enough memory for " + std::to_string(width) + " x " + std::to_string(height) + " pixels");
+    fail(Kind::noMemory, "not enough memory for " + std::to_string(width) + " x " + std::to_string(height) + " pixels");
   }
   picture.step = static_cast<std::ptrdiff_t>(step);
   picture.samples = static_cast<std::uint8_t*>(picture.owner.get());
@@ -32,9 +31,10 @@ Picture Picture::make(int width, int height, int channels, std::size_t rowBytes,
 void Limits::check(std::uint64_t width, std::uint64_t height) const {
   std::uint64_t pixels = 0;
   if (!__builtin_mul_overflow(width, height, &pixels) && pixels <= maxPixels) return;
-  throw Failure(ExitStatus::limit, std::to_string(width) + " x " + std::to_string(height) +
-                                       " pixels are more than the limit of " + std::to_string(maxPixels) +
-                                       " (--max-pixels)");
+  fail(Kind::limit,
+       std::to_string(width) + " x " + std::to_string(height) + " pixels are more than the limit of " +
+           std::to_string(maxPixels),
+       Setting::maxPixels);
 }
 
 }  // namespace moxj

@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <string>
-#include <vector>
+
+#include "base/outcome.h"
 
 namespace moxj {
 
@@ -20,7 +20,7 @@ struct Picture {
   std::shared_ptr<void> owner;  // keeps the samples alive
 
   // Allocates an uninitialised picture. `rowBytes` and `rows` may be larger than the picture, so that a decoder can
-  // store whole blocks at its edges. Throws Failure (limit) if there is not enough memory.
+  // store whole blocks at its edges. Throws Problem (noMemory) if there is not enough.
   static Picture make(int width, int height, int channels, std::size_t rowBytes = 0, std::size_t rows = 0);
 
   std::uint8_t* row(int y) const { return samples + step * y; }
@@ -43,16 +43,13 @@ struct Limits {
   std::uint64_t maxPixels = 268435456;               // width x height
   std::uint64_t maxMemory = std::uint64_t{1} << 30;  // bytes, for coding JPEG 2000
 
-  // Throws Failure (limit) if the picture has more pixels than allowed.
+  // Throws Problem (limit) if the picture has more pixels than allowed.
   void check(std::uint64_t width, std::uint64_t height) const;
 };
 
 // The result of a reader.
-struct Decoded {
+struct Decoded : Outcome {
   Picture picture;
-  bool complete = true;            // false: part of the picture is missing or wrong, for the reason in `warning`
-  std::string warning;             // worded as in Failure
-  std::vector<std::string> notes;  // what was left out by design: an alpha channel, bits beyond 8
 };
 
 }  // namespace moxj

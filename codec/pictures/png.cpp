@@ -9,7 +9,7 @@
 #include <cstring>
 #include <vector>
 
-#include "failure.h"
+#include "base/problem.h"
 
 namespace moxj {
 
@@ -36,7 +36,7 @@ class Session {
     info_ = png_ ? png_create_info_struct(png_) : nullptr;
     if (!info_) {
       destroy();
-      throw Failure(ExitStatus::limit, "not enough memory for libpng");
+      fail(Kind::noMemory, "not enough memory for libpng");
     }
   }
   ~Session() { destroy(); }
@@ -128,7 +128,7 @@ Header readHeader(const Source& source) {
                  nullptr);
     header.transparent = png_get_valid(png, info, PNG_INFO_tRNS) != 0 || (header.colour & PNG_COLOR_MASK_ALPHA) != 0;
   });
-  if (!good) refuse(session.error());
+  if (!good) fail(Kind::damaged, session.error());
   return header;
 }
 
@@ -210,7 +210,7 @@ class DeepReader {
       png_read_end(png, nullptr);
     });
     if (!good) {
-      if (rows_ == 0) refuse(session_.error());
+      if (rows_ == 0) fail(Kind::damaged, session_.error());
       decoded_.complete = false;
       decoded_.warning = std::string(session_.error()) + ", after " + std::to_string(rows_) + " of " +
                          std::to_string(decoded_.image.height) + " rows";
@@ -285,7 +285,7 @@ void clear(const Picture& picture, int firstRow) {
 Decoded readPng(const Source& source, const Limits& limits, const Progress& progress) {
   const Header header = readHeader(source);
   limits.check(header.width, header.height);
-  if (header.width > INT_MAX / 3) throw Failure(ExitStatus::limit, "the picture is too wide");
+  if (header.width > INT_MAX / 3) fail(Kind::limit, "the picture is too wide");
 
   Decoded decoded;
   const bool colour = (header.colour & PNG_COLOR_MASK_COLOR) != 0;
@@ -303,7 +303,7 @@ Decoded readPng(const Source& source, const Limits& limits, const Progress& prog
   });
   if (good && growth.ended && growth.full()) return decoded;
   const std::string cause = !good ? session.error() : growth.ended ? session.warning() : "the file ends early";
-  if (growth.empty()) refuse(cause);
+  if (growth.empty()) fail(Kind::damaged, cause);
   decoded.complete = false;
   decoded.warning = cause + ", " + growth.place();
   if (!growth.interlaced()) clear(decoded.picture, growth.rows);
@@ -328,7 +328,7 @@ Content writePng(const Picture& picture, const Progress& progress) {
     }
     png_write_end(png, info);
   });
-  if (!good) throw Failure(collector.full ? ExitStatus::limit : ExitStatus::output, session.error());
+  if (!good) fail(collector.full ? Kind::noMemory : Kind::output, session.error());
   return content;
 }
 
@@ -336,10 +336,10 @@ DecodedImage readPngImage(const Source& source, const Limits& limits, const Prog
   const Header header = readHeader(source);
   if (header.bits != 16 && !header.transparent) {
     Decoded decoded = readPng(source, limits, progress);
-    return {imageOf(decoded.picture), decoded.complete, decoded.warning, decoded.notes};
+    return {decoded, imageOf(decoded.picture)};
   }
   limits.check(header.width, header.height);
-  if (header.width > INT_MAX / 16) throw Failure(ExitStatus::limit, "the picture is too wide");
+  if (header.width > INT_MAX / 16) fail(Kind::limit, "the picture is too wide");
   return DeepReader(source, header).read();
 }
 
@@ -369,7 +369,7 @@ Content writePngImage(const Image& given, std::vector<std::string>& notes, const
     }
     png_write_end(png, info);
   });
-  if (!good) throw Failure(collector.full ? ExitStatus::limit : ExitStatus::output, session.error());
+  if (!good) fail(collector.full ? Kind::noMemory : Kind::output, session.error());
   return content;
 }
 

@@ -1,11 +1,11 @@
 // Reads and writes PNG files with libpng.
 #pragma once
 
-#include "file.h"
+#include "base/file.h"
+#include "base/progress.h"
 #include "pictures/describe.h"
 #include "pictures/image.h"
 #include "pictures/picture.h"
-#include "progress.h"
 
 namespace moxj {
 

@@ -6,7 +6,7 @@
 #include <climits>
 #include <cstring>
 
-#include "failure.h"
+#include "base/problem.h"
 #include "pictures/convert.h"
 
 namespace moxj {
@@ -56,19 +56,19 @@ struct Header {
 };
 
 Header readHeader(Text& text) {
-  if (text.left() < 2) refuse("not a PPM or PGM file");
+  if (text.left() < 2) fail(Kind::notThisFormat, "not a PPM or PGM file");
   const int type = text.at()[1] - '0';
   text.skip(2);
-  if (type == 1 || type == 4) refuse("PBM bitmaps are not supported");
-  if (type == 7) refuse("PAM files are not supported");
+  if (type == 1 || type == 4) fail(Kind::unsupported, "PBM bitmaps are not supported");
+  if (type == 7) fail(Kind::unsupported, "PAM files are not supported");
   Header header;
   header.plain = type < 4;
   header.channels = type % 3 == 0 ? 3 : 1;
   std::uint64_t maxval = 0;
   if (!text.number(header.width) || !text.number(header.height) || !text.number(maxval))
-    refuse(text.atEnd() ? "the file ends in its header" : "the header has something that is not a number");
-  if (header.width == 0 || header.height == 0) refuse("the picture has no pixels");
-  if (maxval == 0 || maxval > 65535) refuse("the maximum value is not between 1 and 65535");
+    fail(Kind::damaged, text.atEnd() ? "the file ends in its header" : "the header has something that is not a number");
+  if (header.width == 0 || header.height == 0) fail(Kind::damaged, "the picture has no pixels");
+  if (maxval == 0 || maxval > 65535) fail(Kind::damaged, "the maximum value is not between 1 and 65535");
   header.maxval = static_cast<int>(maxval);
   return header;
 }
@@ -161,7 +161,7 @@ class DeepReader {
       tooLarge |= value > max;
       put(count / channels, count % channels, static_cast<std::int32_t>(std::min(value, max)));
     }
-    if (count == 0) refuse("no samples follow the header");
+    if (count == 0) fail(Kind::damaged, "no samples follow the header");
     decoded.complete = count == size && !tooLarge;
     if (count < size)
       decoded.warning = "the file ends after " + std::to_string(count / channels / header_.width) + " of " +
@@ -210,10 +210,9 @@ Decoded readPnm(const Source& source, const Limits& limits) {
   Text text(source.bytes);
   const Header header = readHeader(text);
   limits.check(header.width, header.height);
-  if (header.width > INT_MAX / 3 || header.height > INT_MAX)
-    throw Failure(ExitStatus::limit, "the picture is too wide or too high");
+  if (header.width > INT_MAX / 3 || header.height > INT_MAX) fail(Kind::limit, "the picture is too wide or too high");
   if (!header.plain) skipToRaster(text);
-  if (text.atEnd()) refuse("the file ends after its header");
+  if (text.atEnd()) fail(Kind::damaged, "the file ends after its header");
 
   Decoded decoded;
   Picture& picture = decoded.picture;
@@ -233,7 +232,7 @@ Decoded readPnm(const Source& source, const Limits& limits) {
   picture = Picture::make(static_cast<int>(header.width), static_cast<int>(header.height), header.channels);
   Sink sink(picture, header.maxval);
   header.plain ? readPlain(text, sink) : readRaw(text, header.maxval, sink);
-  if (sink.count() == 0) refuse("no samples follow the header");
+  if (sink.count() == 0) fail(Kind::damaged, "no samples follow the header");
   setWarning(decoded, sink, !header.plain || text.atEnd());
   sink.blackenRest();
   return decoded;
@@ -274,13 +273,12 @@ DecodedImage readPnmImage(const Source& source, const Limits& limits) {
   const Header header = readHeader(text);
   if (header.maxval == 255) {
     Decoded decoded = readPnm(source, limits);
-    return {imageOf(decoded.picture), decoded.complete, decoded.warning, decoded.notes};
+    return {decoded, imageOf(decoded.picture)};
   }
   limits.check(header.width, header.height);
-  if (header.width > INT_MAX / 12 || header.height > INT_MAX)
-    throw Failure(ExitStatus::limit, "the picture is too wide or too high");
+  if (header.width > INT_MAX / 12 || header.height > INT_MAX) fail(Kind::limit, "the picture is too wide or too high");
   if (!header.plain) skipToRaster(text);
-  if (text.atEnd()) refuse("the file ends after its header");
+  if (text.atEnd()) fail(Kind::damaged, "the file ends after its header");
   DecodedImage decoded;
   Image& image = decoded.image;
   image.width = static_cast<int>(header.width);

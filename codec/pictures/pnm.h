@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "file.h"
+#include "base/file.h"
 #include "pictures/describe.h"
 #include "pictures/format.h"
 #include "pictures/image.h"

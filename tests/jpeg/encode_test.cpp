@@ -129,11 +129,11 @@ TEST(Encode, BlocksBeyondThePictureCostLittle) {
 TEST(Encode, LimitsOfTheFormat) {
   Picture wide = testPicture(8, 1, 1);
   wide.width = 65536;
-  expectFailure(ExitStatus::limit, "65536 x 1 pixels", [&] { fileOf(wide); });
+  expectProblem(Kind::limit, "65536 x 1 pixels", [&] { fileOf(wide); });
   std::swap(wide.width, wide.height);
-  expectFailure(ExitStatus::limit, "1 x 65536 pixels", [&] { fileOf(wide); });
+  expectProblem(Kind::limit, "1 x 65536 pixels", [&] { fileOf(wide); });
   const Picture picture = testPicture(48, 16, 3);
-  expectFailure(ExitStatus::limit, "65538 MCUs", [&] { fileOf(picture, {.restart = 21846, .restartInRows = true}); });
+  expectProblem(Kind::limit, "65538 MCUs", [&] { fileOf(picture, {.restart = 21846, .restartInRows = true}); });
   EXPECT_NO_THROW(fileOf(picture, {.restart = 21845, .restartInRows = true}));
 }
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "failure.h"
+#include "base/problem.h"
 #include "jpeg/jpeg.h"
 #include "jpeg/syntax.h"
 
@@ -59,12 +59,12 @@ inline Decoded decodeFile(const File& file, const DecodeOptions& options = {}, c
   std::string failure;
   try {
     inRows = decodeInto(collector, file, limits, {}, options);
-  } catch (const Failure& thrown) {
+  } catch (const Problem& thrown) {
     failure = thrown.what();
   }
   try {
     whole = decode(file, limits, {}, options);
-  } catch (const Failure& thrown) {
+  } catch (const Problem& thrown) {
     EXPECT_EQ(failure, thrown.what());
     throw;
   }
@@ -118,19 +118,19 @@ inline File withInserted(const File& file, std::size_t at, const File& bytes) {
   return longer;
 }
 
-// Runs `action` and expects a Failure with this status and a text that contains `words`.
-inline void expectFailure(ExitStatus status, const std::string& words, const std::function<void()>& action) {
+// Runs `action` and expects a Problem of this kind and a text that contains `words`.
+inline void expectProblem(Kind kind, const std::string& words, const std::function<void()>& action) {
   try {
     action();
     ADD_FAILURE() << "no failure, but expected: " << words;
-  } catch (const Failure& failure) {
-    EXPECT_EQ(failure.status, status) << failure.what();
-    EXPECT_NE(std::string(failure.what()).find(words), std::string::npos) << failure.what() << "\nexpected: " << words;
+  } catch (const Problem& problem) {
+    EXPECT_EQ(problem.kind, kind) << problem.what();
+    EXPECT_NE(std::string(problem.what()).find(words), std::string::npos) << problem.what() << "\nexpected: " << words;
   }
 }
 
-inline void expectRefused(const File& file, const std::string& words) {
-  expectFailure(ExitStatus::refused, words, [&] { decodeFile(file); });
+inline void expectRefused(const File& file, const std::string& words, Kind kind = Kind::damaged) {
+  expectProblem(kind, words, [&] { decodeFile(file); });
 }
 
 inline int largestDifference(const Picture& a, const Picture& b, int firstRow = 0, int endRow = 1 << 30) {

@@ -70,24 +70,24 @@ class HeaderTest : public testing::Test {
 };
 
 TEST_F(HeaderTest, OtherThanJpegIsRefused) {
-  expectRefused({}, "not a JPEG file");
-  expectRefused({0xFF}, "not a JPEG file");
-  expectRefused({0x89, 'P', 'N', 'G'}, "not a JPEG file");
+  expectRefused({}, "not a JPEG file", Kind::notThisFormat);
+  expectRefused({0xFF}, "not a JPEG file", Kind::notThisFormat);
+  expectRefused({0x89, 'P', 'N', 'G'}, "not a JPEG file", Kind::notThisFormat);
   expectRefused({0xFF, 0xD8}, "the file has no frame header");
   expectRefused({0xFF, 0xD8, 0xFF, 0xD9}, "the file has no frame header");
 }
 
 TEST_F(HeaderTest, UnsupportedProcessesAreRefusedByName) {
   const std::size_t sof = layout_.find(marker::sof0).offset + 1;
-  expectRefused(with(sof, 0xCA), "arithmetic-coded progressive JPEG is not supported");
-  expectRefused(with(sof, 0xCB), "arithmetic-coded lossless JPEG is not supported");
+  expectRefused(with(sof, 0xCA), "arithmetic-coded progressive JPEG is not supported", Kind::unsupported);
+  expectRefused(with(sof, 0xCB), "arithmetic-coded lossless JPEG is not supported", Kind::unsupported);
   expectRefused(with(sof, 0xC3), "invalid predictor 0");
-  expectRefused(with(sof, 0xC5), "hierarchical, differential sequential JPEG is not supported");
-  expectRefused(with(sof, 0xC9), "arithmetic-coded extended sequential JPEG is not supported");
-  expectRefused(with(at(marker::sof0, 0), 12), "12 bits is not supported");
+  expectRefused(with(sof, 0xC5), "hierarchical, differential sequential JPEG is not supported", Kind::unsupported);
+  expectRefused(with(sof, 0xC9), "arithmetic-coded extended sequential JPEG is not supported", Kind::unsupported);
+  expectRefused(with(at(marker::sof0, 0), 12), "12 bits is not supported", Kind::unsupported);
   const File dhp{0xFF, 0xDE, 0, 3, 0};
-  expectRefused(withInserted(file_, 2, dhp), "hierarchical JPEG is not supported");
-  expectRefused(withInserted(file_, 2, {0xFF, 0xCC, 0, 2}), "arithmetic coding is not supported");
+  expectRefused(withInserted(file_, 2, dhp), "hierarchical JPEG is not supported", Kind::unsupported);
+  expectRefused(withInserted(file_, 2, {0xFF, 0xCC, 0, 2}), "arithmetic coding is not supported", Kind::unsupported);
 }
 
 TEST_F(HeaderTest, ExtendedSequentialIsReadLikeBaseline) {
@@ -183,8 +183,8 @@ TEST_F(HeaderTest, ComponentsOfOneIdentifierAreTakenInTurn) {
 TEST_F(HeaderTest, LimitsAreCheckedAheadOfMemory) {
   File huge = file_;
   for (int i = 1; i <= 4; ++i) huge[at(marker::sof0, i)] = 0xFF;
-  expectFailure(ExitStatus::limit, "65535 x 65535 pixels", [&] { decodeFile(huge); });
-  expectFailure(ExitStatus::limit, "40 x 24 pixels", [&] { decodeFile(file_, {}, {.maxPixels = 959}); });
+  expectProblem(Kind::limit, "65535 x 65535 pixels", [&] { decodeFile(huge); });
+  expectProblem(Kind::limit, "40 x 24 pixels", [&] { decodeFile(file_, {}, {.maxPixels = 959}); });
   EXPECT_TRUE(decodeFile(file_, {}, {.maxPixels = 960}).complete);
 }
 

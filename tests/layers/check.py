@@ -13,7 +13,7 @@ import tempfile
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 INTERFACE = ["include"]
 SHARED = ["src/kernels/bytes.h"]  # access to memory at any address, for all of src
-ENGINE = ["codec/pictures", "codec/*", *INTERFACE]
+ENGINE = ["codec/pictures", "codec/base", *INTERFACE]
 
 # The layers, the lowest first: a folder, or the files directly in it (/*), or one file, and what it may include besides
 # itself. The first that holds a file decides. What is not named here may not be included.
@@ -36,8 +36,8 @@ LAYERS = {
         *SHARED,
         *INTERFACE,
     ],
-    "codec/*": INTERFACE,
-    "codec/pictures": ["codec/*", *INTERFACE],
+    "codec/base": INTERFACE,
+    "codec/pictures": ["codec/base", *INTERFACE],
     "codec/jpeg": ENGINE,
     "codec/j2k": ENGINE,
     "codec/cli": ["codec/jpeg", "codec/j2k", *ENGINE],
@@ -121,7 +121,7 @@ UPWARD = [
     ("codec/jpeg", "src/kernels"),
     ("codec/j2k", "src/kernels/wavelet"),
     ("codec/pictures", "codec/cli"),
-    ("codec", "codec/pictures"),
+    ("codec/base", "codec/pictures"),
     ("codec/cli", "src/frame"),
 ]
 

@@ -1,4 +1,4 @@
-// Decodes ten thousand damaged files. Each must give a complete picture, a partial one or a Failure, in bounded time
+// Decodes ten thousand damaged files. Each must give a complete picture, a partial one or a Problem, in bounded time
 // and within the memory limit. Under the sanitizers, this shows that no byte of a file causes an access out of bounds.
 #include <gtest/gtest.h>
 
@@ -91,12 +91,12 @@ void decodeOne(const File& file, const DecodeOptions& options, Outcomes& outcome
       for (int y = 0; y < c.height; ++y)
         for (int x = 0; x < c.width; ++x)
           if (c.at(x, y) < c.minValue() || c.at(x, y) > c.maxValue()) FAIL() << "a sample of " << c.at(x, y);
-  } catch (const Failure& failure) {
-    EXPECT_NE(std::string(failure.what()), "");
-    if (failure.status == ExitStatus::refused) {
+  } catch (const Problem& problem) {
+    EXPECT_NE(std::string(problem.what()), "");
+    if (liesInFile(problem.kind)) {
       ++outcomes.refused;
     } else {
-      EXPECT_EQ(failure.status, ExitStatus::limit) << failure.what();
+      EXPECT_EQ(problem.kind, Kind::limit) << problem.what();
       ++outcomes.limit;
     }
   }
@@ -111,8 +111,8 @@ TEST(Damage, EveryFileEndsWithAPictureOrAReason) {
     decodeOne(file, {.reduce = i % 5 == 0, .layers = i % 7 == 0 ? 1 : kMaxLayers, .threads = 1 + i % 2}, outcomes);
     try {
       inspect(file);
-    } catch (const Failure& failure) {
-      EXPECT_NE(failure.status, ExitStatus::ok);
+    } catch (const Problem& problem) {
+      EXPECT_TRUE(liesInFile(problem.kind) || problem.kind == Kind::limit || problem.kind == Kind::badOption);
     }
   }
   std::printf("%d files: %d whole, %d in part, %d refused, %d over the limit\n", kFiles, outcomes.whole,
@@ -154,8 +154,8 @@ TEST(Damage, MemoryHasALimit) {
   try {
     decode({file.data(), file.size()}, {.maxMemory = 1 << 18});
     FAIL();
-  } catch (const Failure& failure) {
-    EXPECT_EQ(failure.status, ExitStatus::limit);
+  } catch (const Problem& problem) {
+    EXPECT_EQ(problem.kind, Kind::limit);
   }
 }
 

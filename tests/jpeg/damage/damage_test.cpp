@@ -1,4 +1,4 @@
-// Decodes ten thousand damaged files. Each must give a complete picture, a partial one or a Failure, in bounded time.
+// Decodes ten thousand damaged files. Each must give a complete picture, a partial one or a Problem, in bounded time.
 // Under the sanitizers, this shows that no byte of a file causes an access out of bounds.
 #include <cstdio>
 #include <cstdlib>
@@ -89,12 +89,12 @@ void decodeOne(const File& file, const DecodeOptions& options, Outcomes& outcome
     }
     [[maybe_unused]] static volatile std::uint8_t sink;
     sink = all;
-  } catch (const Failure& failure) {
-    EXPECT_NE(std::string(failure.what()), "");
-    if (failure.status == ExitStatus::refused) {
+  } catch (const Problem& problem) {
+    EXPECT_NE(std::string(problem.what()), "");
+    if (liesInFile(problem.kind)) {
       ++outcomes.refused;
     } else {
-      EXPECT_EQ(failure.status, ExitStatus::limit) << failure.what();
+      EXPECT_EQ(problem.kind, Kind::limit) << problem.what();
       ++outcomes.limit;
     }
   }
@@ -106,15 +106,15 @@ void recodeOne(const File& file) {
   const DecodeOptions options{.maxScans = 50};
   try {
     decodeImage(file, limits, {}, options);
-  } catch (const Failure& failure) {
-    EXPECT_NE(std::string(failure.what()), "");
+  } catch (const Problem& problem) {
+    EXPECT_NE(std::string(problem.what()), "");
   }
   try {
     const Transcoded made = transcode(file, {.process = TranscodeOptions::Process::progressive}, limits, {}, options);
     const Transcoded back = transcode(made.file, {.process = TranscodeOptions::Process::sequential}, limits);
     EXPECT_TRUE(back.complete) << back.warning;
-  } catch (const Failure& failure) {
-    EXPECT_NE(std::string(failure.what()), "");
+  } catch (const Problem& problem) {
+    EXPECT_NE(std::string(problem.what()), "");
   }
 }
 
@@ -128,8 +128,8 @@ TEST(Damage, EveryFileEndsWithAPictureOrAReason) {
     recodeOne(file);
     try {
       inspect(file);
-    } catch (const Failure& failure) {
-      EXPECT_EQ(failure.status, ExitStatus::refused);
+    } catch (const Problem& problem) {
+      EXPECT_TRUE(liesInFile(problem.kind));
     }
   }
   std::printf("%d files: %d whole, %d in part, %d refused, %d over the limit\n", kFiles, outcomes.whole,

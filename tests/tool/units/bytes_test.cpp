@@ -1,5 +1,5 @@
 // Bytes, the growable buffer, and its allocation functions.
-#include "bytes.h"
+#include "base/bytes.h"
 
 #include <gtest/gtest.h>
 

@@ -40,9 +40,9 @@ TEST(Format, ByContent) {
 TEST(Limits, CountsPixelsWithoutOverflow) {
   const Limits limits{100};
   EXPECT_NO_THROW(limits.check(10, 10));
-  EXPECT_THROW(limits.check(101, 1), Failure);
-  EXPECT_THROW(limits.check(std::uint64_t{1} << 32, std::uint64_t{1} << 32), Failure);
-  EXPECT_THROW(limits.check(UINT64_MAX, UINT64_MAX), Failure);
+  EXPECT_THROW(limits.check(101, 1), Problem);
+  EXPECT_THROW(limits.check(std::uint64_t{1} << 32, std::uint64_t{1} << 32), Problem);
+  EXPECT_THROW(limits.check(UINT64_MAX, UINT64_MAX), Problem);
   EXPECT_NO_THROW(Limits{UINT64_MAX}.check(UINT64_MAX, 1));
 }
 
@@ -71,7 +71,7 @@ TEST(Plan, Batch) {
   EXPECT_EQ(jobs[2].output, "/a.c.jpg");
   EXPECT_EQ(jobs[2].input, "a.c.png");
   settings.files.push_back("y/a.b.ppm");
-  EXPECT_THROW(planOf(settings), Failure);
+  EXPECT_THROW(planOf(settings), Misuse);
 }
 
 }  // namespace

@@ -10,6 +10,8 @@
 
 namespace moxj {
 
+using ByteSpan = std::span<const std::uint8_t>;
+
 enum class Filling { partly, whole };  // how much of the memory will be written
 
 void* allocateBytes(std::size_t count, Filling filling);  // throws std::bad_alloc
@@ -59,7 +61,7 @@ class Bytes {
     resize(before + count);
     if (count > 0) std::memcpy(data() + before, from, count);
   }
-  void append(std::span<const std::uint8_t> from) { append(from.data(), from.size()); }
+  void append(ByteSpan from) { append(from.data(), from.size()); }
 
   // Gives up the memory and leaves the object empty.
   std::shared_ptr<void> release();

@@ -19,7 +19,7 @@ struct Source {
 // A file to be written: `head`, then `body`, which `owner` keeps alive.
 struct Content {
   Bytes head;
-  std::span<const std::uint8_t> body;
+  ByteSpan body;
   std::shared_ptr<void> owner;
 };
 
