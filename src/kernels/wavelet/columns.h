@@ -174,11 +174,8 @@ struct GivenColumns {
                       int phase) {
     const Line column{2 * ptrdiff_t{roi.height}, phase};
     eachStrip(roi.width, [&](ptrdiff_t x, ptrdiff_t columns, Spare* spare) {
-      const Rows<true> rows{.samples = {element(src, x), srcStep},
-                            .lows = {element(low, x), lowStep},
-                            .highs = {element(high, x), highStep},
-                            .column = column,
-                            .spare = spare};
+      const Rows<true> rows{
+          {element(src, x), srcStep}, {element(low, x), lowStep}, {element(high, x), highStep}, column, spare};
       Filter::template forwardColumns<Edges::given>(rows, column, columns);
     });
   }
@@ -186,11 +183,8 @@ struct GivenColumns {
                       int32_t dstStep, int phase) {
     const Line column{2 * ptrdiff_t{roi.height}, phase};
     eachStrip(roi.width, [&](ptrdiff_t x, ptrdiff_t columns, Spare* spare) {
-      const Rows<false> rows{.samples = {element(dst, x), dstStep},
-                             .lows = {element(low, x), lowStep},
-                             .highs = {element(high, x), highStep},
-                             .column = column,
-                             .spare = spare};
+      const Rows<false> rows{
+          {element(dst, x), dstStep}, {element(low, x), lowStep}, {element(high, x), highStep}, column, spare};
       Filter::template inverseColumns<Edges::given>(rows, column, columns);
     });
   }

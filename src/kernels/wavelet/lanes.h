@@ -22,33 +22,26 @@ template <class T, int Bytes>
 using Lanes = typename LanesOf<T, Bytes>::Type;
 
 template <class X>
-struct LaneOf {
-  using Type = std::remove_cvref_t<decltype(std::declval<X>()[0])>;
+struct ShapeOf {
+  using Lane = std::remove_cvref_t<decltype(std::declval<X>()[0])>;
+  template <class T>
+  using Like = Lanes<T, static_cast<int>(sizeof(X) / sizeof(Lane) * sizeof(T))>;
 };
 template <class X>
 requires std::is_arithmetic_v<X>
-struct LaneOf<X> {
-  using Type = X;
+struct ShapeOf<X> {
+  using Lane = X;
+  template <class T>
+  using Like = T;
 };
 template <class X>
-using Lane = typename LaneOf<X>::Type;
+using Lane = typename ShapeOf<X>::Lane;
+template <class T, class X>  // as many T as X has lanes
+using Like = typename ShapeOf<X>::template Like<T>;
 template <class X>
 inline constexpr int kLanes = static_cast<int>(sizeof(X) / sizeof(Lane<X>));
 template <class X>
 inline constexpr bool kIsVector = !std::is_arithmetic_v<X>;
-
-// As many T as X has lanes.
-template <class T, class X>
-struct LikeOf {
-  using Type = Lanes<T, kLanes<X>* static_cast<int>(sizeof(T))>;
-};
-template <class T, class X>
-requires std::is_arithmetic_v<X>
-struct LikeOf<T, X> {
-  using Type = T;
-};
-template <class T, class X>
-using Like = typename LikeOf<T, X>::Type;
 
 // ---- Memory: the lanes from element `i` of a row on ----------------------------------------------------------------
 

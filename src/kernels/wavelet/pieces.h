@@ -54,23 +54,15 @@ MOX_INLINE void loadPiece(Samples<How, T> x, ptrdiff_t from, ptrdiff_t to, T* ev
   even[to - from] = x.even(to);
 }
 
-// The coefficients of the low band that belong to pairs `from` to `to`, and those of the high band.
-template <Edges How, class T>
-MOX_INLINE void loadLows(Coefficients<How, T> c, ptrdiff_t from, ptrdiff_t to, T* low) {
+// The coefficients of a band that belong to pairs `from` to `to`. The band has those of pairs `begin` to `end`, and
+// one(p) is that of pair p.
+template <Edges How, class T, class One>
+MOX_INLINE void loadBand(const T* band, ptrdiff_t begin, ptrdiff_t end, const One& one, ptrdiff_t from, ptrdiff_t to,
+                         T* out) {
   eachInPiece<How>(
-      from, to, 0, c.line.lows(), [&](ptrdiff_t p) { low[p - from] = c.low(p); },
+      from, to, begin, end, [&](ptrdiff_t p) { out[p - from] = one(p); },
       [&](ptrdiff_t first, ptrdiff_t last) {
-        std::memcpy(low + (first - from), element(c.lows, first), static_cast<size_t>(last - first) * sizeof(T));
-      });
-}
-template <Edges How, class T>
-MOX_INLINE void loadHighs(Coefficients<How, T> c, ptrdiff_t from, ptrdiff_t to, T* high) {
-  const int phase = c.line.phase;
-  eachInPiece<How>(
-      from, to, -phase, c.line.highs() - phase, [&](ptrdiff_t p) { high[p - from] = c.high(p); },
-      [&](ptrdiff_t first, ptrdiff_t last) {
-        std::memcpy(high + (first - from), element(c.highs, first + phase),
-                    static_cast<size_t>(last - first) * sizeof(T));
+        std::memcpy(out + (first - from), element(band, first - begin), static_cast<size_t>(last - first) * sizeof(T));
       });
 }
 

@@ -180,17 +180,19 @@ struct Filter97 {
       const ptrdiff_t end = std::max(std::min(to, line.lows()), std::min(to, line.highs() - line.phase) + 1);
       const ptrdiff_t pairs = end - from;
       // Element 0 is the pair before `from`; of the high coefficients the one before that.
-      loadLows(c, from - 1, end + 1, low);
-      loadHighs(c, from - 2, end + 1, highFromBefore);
+      const auto oneLow = [&](ptrdiff_t p) { return c.low(p); };
+      const auto oneHigh = [&](ptrdiff_t p) { return c.high(p); };
+      loadBand<How>(lows, 0, line.lows(), oneLow, from - 1, end + 1, low);
+      loadBand<How>(highs, -line.phase, line.highs() - line.phase, oneHigh, from - 2, end + 1, highFromBefore);
       const T* const high = highFromBefore + 1;
       alongRow<W>(even, pairs + 2, undoDelta, low, high - 1, high);
       alongRow<W>(odd, pairs + 1, undoGamma, high, even, even + 1);
       alongRow<W>(even + 1, pairs, undoBeta, even + 1, odd, odd + 1);
-      const W* const e = even + (1 - from);
-      const W* const o = odd + (1 - from);
+      const W* const e = even + 1;
+      const W* const o = odd + 1;
       storePiece(
-          dst, line, from, to, [=](ptrdiff_t p) { return finished(e[p]); },
-          [=](ptrdiff_t p) { return undoAlpha(o[p], e[p], e[p + 1]); });
+          dst, line, from, to, [=](ptrdiff_t p) { return finished(e[p - from]); },
+          [=](ptrdiff_t p) { return undoAlpha(o[p - from], e[p - from], e[p - from + 1]); });
     });
   }
 
