@@ -4,9 +4,9 @@
 // registers: as soon as H(k) is there, L(k) is, which needs H(k - 1) besides; on the way back x(2k), and with x(2k - 2)
 // the sample between, x(2k - 1). That is one step of the pipelines below. Down the columns, at the even row e = 2k:
 //
-//   row        e - 2   e - 1    e         e + 1   e + 2
-//   forward            H(k-1)   x -> L    x -> H  x           L(k) and H(k) are finished
-//   inverse    x       H -> x   L -> x    H(k)                x(2k - 1) and x(2k) are finished
+//   row       e - 2   e - 1     e        e + 1    e + 2
+//   forward           H(k-1)    x -> L   x -> H   x        rows e - 1 and e are finished
+//   inverse   x       H -> x    L -> x   H(k)              rows e - 1 and e are finished
 //
 // Only the rows at the ends of a column, which lack neighbours, are lifted one step after another.
 #include "kernels/wavelet/lifting53.h"
