@@ -1,7 +1,7 @@
 #include "kernels/entropy/lossless.h"
 
 #include "kernels/entropy/losslesscode.h"
-#include "support/huffman.h"
+#include "support/coder_cases.h"
 #include "support/kernel_case.h"
 
 namespace test {
@@ -33,15 +33,10 @@ void differences(Random& random, Mox16s* values, int n) {
                                  : static_cast<Mox16s>(random.any<Mox16s>() >> random.between(9, 15));
 }
 
-template <class Object>
-Object* cleared(Feed& f, size_t bytes) {
-  return reinterpret_cast<Object*>(std::memset(f.out<Mox8u>(bytes), 0, bytes));
-}
-
 void encode(const mox::Kernels& k, Feed& f, int n) {
   static EncodeTable table(codes());
   const Mox16s* const src = f.in<Mox16s>(n, [n](Random& random, Mox16s* values) { differences(random, values, n); });
-  auto* const state = cleared<MoxEncodeHuffmanState>(f, 1048);
+  auto* const state = encoderState(f);
   const int32_t length = 4 * n + 1;  // few rows are longer, and then the destination is full
   Mox8u* const dst = f.out<Mox8u>(length);
   int32_t position = 0;
@@ -63,7 +58,7 @@ void decode(const mox::Kernels& k, Feed& f, int n) {
     moxiEncodeHuffmanOne_JPEG_16s1u_C1(nullptr, bytes, length, &position, nullptr, state.get(), 1);
     std::memset(bytes + position, 0, static_cast<size_t>(length - position));
   });
-  auto* const state = cleared<MoxDecodeHuffmanState>(f, 24);
+  auto* const state = decoderState(f);
   Mox16s* const dst = f.out<Mox16s>(n);
   int32_t position = 0, marker = 0;
   for (int i = 0; i < n; i++) k.losslessCode->decode(src, length, &position, dst + i, &marker, table.get(), state);

@@ -1,8 +1,7 @@
 // Symbols packed into a 64-bit accumulator and from there into a segment, for the kernel files of the block encoders.
 #pragma once
 
-#include <cstring>
-
+#include "kernels/bytes.h"
 #include "kernels/entropy/bitio.h"
 #include "kernels/entropy/state.h"
 #include "kernels/vec/prefetch.h"
@@ -14,8 +13,8 @@ namespace mox::MOX_TARGET {
 
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the buffer holds the accumulator's bytes from last to first");
 
-// Bits on their way into the buffer that ends at `next`: the last `used` of the accumulator are not yet stored, those
-// above are.
+// Bits on their way into a buffer that is filled downwards from its end: the last `used` bits of the accumulator are not
+// yet stored, those above them are.
 struct Packer {
   uint64_t accumulator;
   uint64_t used;
@@ -29,24 +28,22 @@ struct Packer {
   // At most 63 bits: stores them and keeps those that fill no byte.
   MOX_INLINE void flush() {
     const uint64_t word = accumulator << (-used & 63);
-    std::memcpy(next - 8, &word, sizeof word);
+    put(next - 8, word);
     next -= used >> 3 & 7;
     used &= 7;
   }
 
-  // A code and, behind it, the low `size` bits of `bits`; false if there is no code.
+  // A code, followed by the low `size` bits of `bits`; false if there is no code.
   MOX_INLINE bool symbol(const EncodeSpec& table, uint64_t symbol, uint64_t size, uint64_t bits) {
     const uint8_t* const entry = reinterpret_cast<const uint8_t*>(table.code + symbol);
-    uint16_t code;
-    std::memcpy(&code, entry, sizeof code);
-    const uint64_t length = entry[2];
+    const uint64_t code = get<uint16_t>(entry), length = entry[2];
     if (length == 0) [[unlikely]]
       return false;
-    add(uint64_t{code} << size | lowBits(bits, size), length + size);
+    add(code << size | lowBits(bits, size), length + size);
     return true;
   }
 
-  // The coefficient at a position that lies behind that of the last one, zeros between them.
+  // The coefficient at `position`, and the zeros between it and the one before, at `last`.
   template <class Block>
   MOX_INLINE bool coefficient(const EncodeSpec& table, const Block& block, uint64_t position, uint64_t last) {
     uint64_t distance = position - last;
@@ -63,8 +60,8 @@ struct Packer {
   MOX_INLINE static uint64_t lowBits(uint64_t bits, uint64_t count) { return bits & ((uint64_t{1} << count) - 1); }
 };
 
-// The bytes of a block that is flushed so many times: a flush stores eight and keeps at most seven of them, even if
-// the table's bytes are noise. A vector that is read from the last bytes fits too.
+// Room for the bytes of a block that is flushed that many times: a flush stores eight bytes and keeps at most seven of
+// them, even if the table holds noise. A vector may be read up to the buffer's end, however few bytes there are.
 template <int Flushes>
 struct PackBuffer {
   static constexpr int kBytes = Flushes * 7 + 8 + 64;
@@ -72,7 +69,7 @@ struct PackBuffer {
   alignas(64) uint8_t bytes[kBytes];
 };
 
-// Appends `count` bytes that lie, from last to first, ahead of `end`, and stuffs those of 0xFF.
+// Appends `count` bytes that lie, from last to first, before `end`, and stuffs those of 0xFF.
 [[gnu::noinline]] inline Mox8u* appendBytes(const uint8_t* end, int count, Mox8u* out) {
   for (int i = 1; i <= count; i++) {
     *out++ = end[-i];
@@ -81,18 +78,44 @@ struct PackBuffer {
   return out;
 }
 
-// The same with one vector, which holds them all or the first of them; false if there is room for no vector or a byte
-// of 0xFF among them.
+// Stores `count` bytes, at least one word's and at most two words', as two words that may overlap.
+template <class Word>
+MOX_INLINE void storeOverlapping(const uint8_t* bytes, int count, Mox8u* out) {
+  const ptrdiff_t last = count - static_cast<ptrdiff_t>(sizeof(Word));
+  put(out, get<Word>(bytes));
+  put(out + last, get<Word>(bytes + last));
+}
+
+// Stores the first `count` bytes of a vector. Bytes of the destination past them belong to the caller, who may have
+// made them read-only or have another thread write them: they are neither written nor read.
+MOX_INLINE void storeExactly(VMax bytes, int count, Mox8u* out) {
+  if constexpr (kHasMaskedStore8) {
+    storeFirst(out, bytes, count);
+  } else {
+    alignas(VMax::kBytes) uint8_t copy[VMax::kBytes];
+    store(copy, bytes);
+    if (count >= 16) return storeOverlapping<V128>(copy, count, out);
+    if (count >= 8) return storeOverlapping<uint64_t>(copy, count, out);
+    if (count >= 4) return storeOverlapping<uint32_t>(copy, count, out);
+    if (count == 0) return;
+    out[0] = copy[0];
+    out[count / 2] = copy[count / 2];
+    out[count - 1] = copy[count - 1];
+  }
+}
+
+// Appends them, or as many as a vector holds; false if there is no room for these, or a byte of 0xFF among them.
 MOX_INLINE bool appendVector(const uint8_t* end, int count, Mox8u* out, int room) {
+  const int here = count < VMax::kBytes ? count : VMax::kBytes;
   const VMax bytes = reverse8(load<VMax>(end - VMax::kBytes));
-  if (room < VMax::kBytes || anyFirstEqual8(bytes, set8<VMax>(-1), count)) [[unlikely]]
+  if (room < here || anyFirstEqual8(bytes, set8<VMax>(-1), here)) [[unlikely]]
     return false;
-  storeFirst(out, bytes, count);
+  storeExactly(bytes, here, out);
   return true;
 }
 
-// The same where `room` bytes of destination are left; null, with nothing written that the definition would not
-// write, if they might be too few.
+// Appends any number of bytes where `room` bytes of destination are left. Null if they might be too few: what has been
+// written by then is what the definition writes there, too.
 [[gnu::noinline]] inline Mox8u* appendLong(const uint8_t* end, int count, Mox8u* out, int room) {
   constexpr int kStep = VMax::kBytes;
   for (int done = 0; done < count; done += kStep)

@@ -20,7 +20,6 @@
 //     storeHalvesApart(l, h, d, a)      the lower eight bytes of block i to l + i * d, the upper ones to h + i * d
 //     storeBlocks(p, l, h)              2 * kBytes: block 0 of l, block 0 of h, block 1 of l ... So the results of
 //                                       low8 and high8 (or low16 and high16 ...) come into linear order
-//     storeFirst(p, a, n)               VMax: the first n bytes, n >= 1; all of them from kBytes on
 //   Constants
 //     zero<V>()  set8<V>(x)  set16<V>(x)  set32<V>(x)     x in every lane
 //     setPair8<V>(x, y)                 bytes x, y, x, y ...
@@ -49,7 +48,7 @@
 //     equalBytes(a, b)  nonZero8(a)     one bit for each byte, the first lowest: is equal, is not 0
 //     nonZero16(a, b)                   one bit for each 16-bit lane of a, then of b: is not 0
 //     anyBits(a)  allZero(a)            whether any bit is set, whether none is (allZero: V128)
-//     anyFirstEqual8(a, b, n)           VMax: whether one of the first n bytes, n >= 1, is equal
+//     anyFirstEqual8(a, b, n)           VMax: whether one of the first n bytes, n <= kBytes, is equal
 //   Order, within each block
 //     low8 low16 low64                  the lower halves of a and b, interleaved by lanes: a0 b0 a1 b1 ...
 //     high8 high16 high64               the upper halves
@@ -124,6 +123,10 @@ inline constexpr bool kHasShlJoined16 = kIsa == Isa::avx512;
 template <class V>
 inline constexpr bool kHasPermute8 = V::kBytes == 64;
 
+// storeFirst(p, a, n): VMax: the first n bytes, all of them from kBytes on; no other byte is touched. Without masked
+// stores a kernel must store the last bytes as words.
+inline constexpr bool kHasMaskedStore8 = kIsa == Isa::avx512;
+
 // loadInterleaved(p, v), storeInterleaved(p, a, b, c[, d]): 3 or 4 vectors whose bytes are interleaved in memory;
 // storeHalvesInterleaved(low, high, a, b, c): their lower halves to `low`, their upper halves to `high`.
 inline constexpr bool kHasInterleaved = kIsa == Isa::neon;
@@ -172,6 +175,9 @@ MOX_INLINE uint64_t nonZero16(V a, V b) {
   return nonZero8(packedInOrder(packs16(a, b)));
 }
 
+template <class V>
+void storeFirst(void* p, V a, int n);
+
 uint64_t depositBits(uint64_t from, uint64_t mask);
 uint64_t extractBits(uint64_t from, uint64_t mask);
 
@@ -216,30 +222,10 @@ using VMax = V128;
 
 namespace mox::MOX_TARGET {
 
-// ---- The first bytes of a vector, where there are no bit masks -----------------------------------------------------
-
-template <class V>
-struct OnesThenZeros {
-  alignas(V::kBytes) uint8_t at[2 * V::kBytes];
-
-  constexpr OnesThenZeros() : at() {
-    for (int i = 0; i < V::kBytes; i++) at[i] = 0xFF;
-  }
-};
-template <class V>
-inline constexpr OnesThenZeros<V> kOnesThenZeros;
-
-template <class V>
-MOX_INLINE V firstMask(int n) {
-  return load<V>(kOnesThenZeros<V>.at + V::kBytes - (n > V::kBytes ? V::kBytes : n));
-}
+// V512 has a mask for it.
 template <class V>
 MOX_INLINE bool anyFirstEqual8(V a, V b, int n) {
-  return anyBits(bitAnd(equal8(a, b), firstMask<V>(n)));
-}
-template <class V>
-MOX_INLINE void storeFirst(void* p, V a, int n) {
-  store(p, select(firstMask<V>(n), a, load<V>(p)));
+  return (equalBytes(a, b) & ((uint64_t{1} << n) - 1)) != 0;
 }
 
 }  // namespace mox::MOX_TARGET
