@@ -19,20 +19,20 @@ MoxStatus moxiYCbCrToBGR_JPEG_8u_P3C3R(const Mox8u* const pSrc[3], int32_t srcSt
 
 MoxStatus moxiYCbCrToRGB555_JPEG_8u16u_P3C3R(const Mox8u* const pSrc[3], int32_t srcStep, Mox16u* pDst, int32_t dstStep,
                                              MoxRoiSize roiSize) {
-  return planesToPixels<3, Rows::serial>(kernels::rgb().rgb555, pSrc, srcStep, pDst, dstStep, roiSize);
+  return planesToPixels<3, RowLoop::serial>(kernels::rgb().rgb555, pSrc, srcStep, pDst, dstStep, roiSize);
 }
 
 MoxStatus moxiYCbCrToBGR555_JPEG_8u16u_P3C3R(const Mox8u* const pSrc[3], int32_t srcStep, Mox16u* pDst, int32_t dstStep,
                                              MoxRoiSize roiSize) {
-  return planesToPixels<3, Rows::serial>(kernels::rgb().bgr555, pSrc, srcStep, pDst, dstStep, roiSize);
+  return planesToPixels<3, RowLoop::serial>(kernels::rgb().bgr555, pSrc, srcStep, pDst, dstStep, roiSize);
 }
 
 MoxStatus moxiYCbCrToRGB565_JPEG_8u16u_P3C3R(const Mox8u* const pSrc[3], int32_t srcStep, Mox16u* pDst, int32_t dstStep,
                                              MoxRoiSize roiSize) {
-  return planesToPixels<3, Rows::serial>(kernels::rgb().rgb565, pSrc, srcStep, pDst, dstStep, roiSize);
+  return planesToPixels<3, RowLoop::serial>(kernels::rgb().rgb565, pSrc, srcStep, pDst, dstStep, roiSize);
 }
 
 MoxStatus moxiYCbCrToBGR565_JPEG_8u16u_P3C3R(const Mox8u* const pSrc[3], int32_t srcStep, Mox16u* pDst, int32_t dstStep,
                                              MoxRoiSize roiSize) {
-  return planesToPixels<3, Rows::serial>(kernels::rgb().bgr565, pSrc, srcStep, pDst, dstStep, roiSize);
+  return planesToPixels<3, RowLoop::serial>(kernels::rgb().bgr565, pSrc, srcStep, pDst, dstStep, roiSize);
 }

@@ -24,20 +24,20 @@ MoxStatus moxiBGRToYCbCr_JPEG_8u_C3P3R(const Mox8u* pSrc, int32_t srcStep, Mox8u
 
 MoxStatus moxiRGB555ToYCbCr_JPEG_16u8u_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep,
                                              MoxRoiSize roiSize) {
-  return pixelsToPlanes<3, Rows::serial>(kernels::ycc().rgb555, pSrc, srcStep, pDst, dstStep, roiSize);
+  return pixelsToPlanes<3, RowLoop::serial>(kernels::ycc().rgb555, pSrc, srcStep, pDst, dstStep, roiSize);
 }
 
 MoxStatus moxiBGR555ToYCbCr_JPEG_16u8u_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep,
                                              MoxRoiSize roiSize) {
-  return pixelsToPlanes<3, Rows::serial>(kernels::ycc().bgr555, pSrc, srcStep, pDst, dstStep, roiSize);
+  return pixelsToPlanes<3, RowLoop::serial>(kernels::ycc().bgr555, pSrc, srcStep, pDst, dstStep, roiSize);
 }
 
 MoxStatus moxiRGB565ToYCbCr_JPEG_16u8u_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep,
                                              MoxRoiSize roiSize) {
-  return pixelsToPlanes<3, Rows::serial>(kernels::ycc().rgb565, pSrc, srcStep, pDst, dstStep, roiSize);
+  return pixelsToPlanes<3, RowLoop::serial>(kernels::ycc().rgb565, pSrc, srcStep, pDst, dstStep, roiSize);
 }
 
 MoxStatus moxiBGR565ToYCbCr_JPEG_16u8u_C3P3R(const Mox16u* pSrc, int32_t srcStep, Mox8u* const pDst[3], int32_t dstStep,
                                              MoxRoiSize roiSize) {
-  return pixelsToPlanes<3, Rows::serial>(kernels::ycc().bgr565, pSrc, srcStep, pDst, dstStep, roiSize);
+  return pixelsToPlanes<3, RowLoop::serial>(kernels::ycc().bgr565, pSrc, srcStep, pDst, dstStep, roiSize);
 }

@@ -9,16 +9,16 @@ namespace mox {
 namespace {
 
 constexpr int kSymbols = 256;
-constexpr int kReserved = kSymbols;  // a symbol of frequency 1, so that no other one gets the code of all ones
+constexpr int kReserved = kSymbols;  // a symbol of frequency 1, so that no other gets the code of all ones
 constexpr int kNone = -1;
-constexpr int32_t kMostFrequent = 1000000000;  // frequencies and their sums are held to it
+constexpr int32_t kMaxFrequency = 1000000000;  // frequencies and their sums are clamped to it
 constexpr int kLongest = 32, kLongestAllowed = 16;
 
 // Code sizes by merging the two rarest groups of symbols until one is left (figure K.1).
 class CodeSizes {
  public:
   explicit CodeSizes(const int32_t* frequencies) {
-    for (int i = 0; i < kSymbols; i++) frequency_[i] = std::clamp(frequencies[i], 0, kMostFrequent);
+    for (int i = 0; i < kSymbols; i++) frequency_[i] = std::clamp(frequencies[i], 0, kMaxFrequency);
     frequency_[kReserved] = 1;
     std::fill_n(next_, kSymbols + 1, kNone);
     for (;;) {
@@ -30,10 +30,11 @@ class CodeSizes {
   int operator[](int symbol) const { return size_[symbol]; }
 
  private:
-  // The group of the lowest frequency but `other`, of several the last; groups are named by their first symbol.
+  // The group with the lowest frequency, the last one of several, other than `other`. A group is named by its first
+  // symbol.
   int find(int other) const {
     int found = kNone;
-    int32_t lowest = kMostFrequent;
+    int32_t lowest = kMaxFrequency;
     for (int i = 0; i <= kReserved; i++)
       if (frequency_[i] != 0 && frequency_[i] <= lowest && i != other) {
         lowest = frequency_[i];
@@ -43,14 +44,14 @@ class CodeSizes {
   }
 
   void merge(int group, int added) {
-    frequency_[group] = std::min(frequency_[group] + frequency_[added], kMostFrequent);
+    frequency_[group] = std::min(frequency_[group] + frequency_[added], kMaxFrequency);
     frequency_[added] = 0;
     const int last = lengthen(group);
     next_[last] = added;
     lengthen(added);
   }
 
-  // One bit more for every symbol of a chain; returns the last of it.
+  // Adds a bit to the code of every symbol of a chain; returns the last symbol.
   int lengthen(int symbol) {
     for (;; symbol = next_[symbol]) {
       size_[symbol]++;
@@ -63,8 +64,8 @@ class CodeSizes {
   int next_[kSymbols + 1];
 };
 
-// Moves codes that are too long up the tree (figure K.3): a pair of them leaves its prefix, which becomes a code, one
-// bit shorter, in place of one of them; the other goes beside a shorter code, which becomes the prefix of both.
+// Moves codes that are too long up the tree (figure K.3). Of a pair of them, one takes the place of their common prefix,
+// one bit shorter; for the other, a shorter code becomes the prefix of both.
 void limitSizes(int counts[kLongest + 1]) {
   for (int i = kLongest; i > kLongestAllowed; i--)
     while (counts[i] > 0) {
@@ -77,7 +78,7 @@ void limitSizes(int counts[kLongest + 1]) {
     }
 }
 
-// The reserved symbol has one of the longest codes. Without any symbol there is not even that.
+// Removes the reserved symbol's code, which is one of the longest.
 void dropReserved(int counts[kLongest + 1]) {
   int longest = kLongestAllowed;
   while (longest > 0 && counts[longest] == 0) longest--;
@@ -100,7 +101,7 @@ MoxStatus moxiEncodeHuffmanRawTableInit_JPEG_8u(const int32_t pFreq[256], Mox8u 
   limitSizes(counts);
   dropReserved(counts);
   for (int length = 1; length <= kLongestAllowed; length++) pBits[length - 1] = static_cast<Mox8u>(counts[length]);
-  // Lengths go by position: only the order comes from the sizes, and in it nothing has changed.
+  // Lengths are given by position. The sizes give only the order, which limiting has not changed.
   for (int size = 1; size <= kLongest; size++)
     for (int symbol = 0; symbol < kSymbols; symbol++)
       if (sizes[symbol] == size) *pHuffVal++ = static_cast<Mox8u>(symbol);

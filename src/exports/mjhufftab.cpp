@@ -20,7 +20,7 @@ struct Codes {
   uint32_t next[17];          // the code that would follow the last one of each length
 };
 
-// Generates the codes; false when the counts add up to more than 256. Nothing behind the offending count is read.
+// Generates the codes; false when the counts add up to more than 256. Nothing past the count that exceeds it is read.
 bool generate(const Mox8u* bits, Codes& codes) {
   uint32_t code = 0;
   for (int length = 1; length <= 16; length++) {
@@ -36,7 +36,7 @@ bool generate(const Mox8u* bits, Codes& codes) {
   return true;
 }
 
-// An encoder needs every code to fit its length, and none to be all ones, which padding could complete.
+// In an encoder every code must fit its length, and none may be all ones, which padding could complete.
 bool fits(const Codes& codes) {
   for (int length = 1; length <= 16; length++)
     if (codes.next[length] >= 1u << length) return false;
@@ -47,7 +47,7 @@ MoxStatus ownmjBuild(const Mox8u* bits, const Mox8u* values, EncodeSpec& spec) {
   std::memset(&spec, 0, sizeof spec);
   Codes codes;
   if (!generate(bits, codes) || !fits(codes)) return moxStatusHuffTable;
-  for (int k = 0; k < codes.count; k++)  // of a value that occurs twice the later code stays
+  for (int k = 0; k < codes.count; k++)  // a value that occurs twice keeps its later code
     spec.code[values[k]] = static_cast<uint32_t>(codes.length[k]) << 16 | codes.value[k];
   return moxStatusOk;
 }
@@ -87,7 +87,7 @@ MoxStatus ownmjSize(int32_t* pSize) {
   return moxStatusOk;
 }
 
-// The objects have no constructor: whatever bytes they hold is for the builder to overwrite.
+// The objects have no constructor: the builder overwrites whatever bytes they hold.
 template <class Object>
 Object* ownmjAlloc() {
   return static_cast<Object*>(moxMalloc(static_cast<int32_t>(sizeof(Object))));
@@ -105,7 +105,7 @@ MoxStatus ownmjInit(const Mox8u* pBits, const Mox8u* pHuffVal, Spec* pSpec) {
   return ownmjBuild(pBits, pHuffVal, *pSpec);
 }
 
-// Hands the object out even when it could not be built: the caller must free it in any case.
+// Returns the object even when it could not be built: the caller must free it in any case.
 template <class Spec>
 MoxStatus ownmjInitAlloc(const Mox8u* pBits, const Mox8u* pHuffVal, Spec** ppSpec) {
   if (const MoxStatus bad = Check().pointers(pBits, pHuffVal, ppSpec)) return bad;

@@ -54,7 +54,7 @@ MoxStatus moxiEncodeHuffmanOne_JPEG_16s1u_C1(const Mox16s* pSrc, Mox8u* pDst, in
   if (flush) {
     definition::flushBits(pDst, dstLen, pDstCurPos, pState);
   } else {
-    kernels::losslessCode().encode(*pSrc, pDst, dstLen, pDstCurPos, pTable, pState);
+    kernels::losslessCode().encode(get<Mox16s>(pSrc), pDst, dstLen, pDstCurPos, pTable, pState);
   }
   return moxStatusOk;
 }
@@ -70,7 +70,7 @@ MoxStatus moxiDecodeHuffmanOne_JPEG_1u16s_C1(const Mox8u* pSrc, int32_t srcLen, 
 
 MoxStatus moxiGetHuffmanStatisticsOne_JPEG_16s_C1(const Mox16s* pSrc, int32_t pFreq[256]) {
   if (const MoxStatus bad = Check().pointers(pSrc, pFreq)) return bad;
-  const int size = category(*pSrc);
-  if (size > definition::kLargestCategory) return moxStatusOutOfRange;  // never, of 16 bits
+  const int size = category(get<Mox16s>(pSrc));
+  if (size > definition::kLargestCategory) return moxStatusOutOfRange;  // never with 16 bits
   return definition::SymbolCounter::add(pFreq, size);
 }

@@ -8,8 +8,8 @@
 namespace mox {
 namespace {
 
-// Percentage by which the steps of a table are scaled. A quality of 0 has none: the division is the caller's fault,
-// as the header says. Above 100 nothing changes any more: every step is 1 already.
+// The percentage that the steps of a table are scaled by. There is none for a quality of 0: as the header says, callers
+// must not ask for it. From 100 on every step is 1.
 int32_t scaleOfQuality(int32_t quality) {
   if (quality < 50) return 5000 / quality;
   return quality < 100 ? 200 - 2 * quality : 0;
@@ -31,6 +31,8 @@ MoxStatus moxiQuantFwdRawTableInit_JPEG_8u(Mox8u* pRawTable, int32_t quality) {
   for (int k = 0; k < 64; k++) pRawTable[k] = scaledStep(pRawTable[k], scale);
   return moxStatusOk;
 }
+
+// Tables of 16-bit elements may begin at odd addresses.
 
 MoxStatus moxiQuantFwdTableInit_JPEG_8u16u(const Mox8u* pRawTable, Mox16u* pFwdTable) {
   if (const MoxStatus bad = Check().pointers(pRawTable, pFwdTable)) return bad;

@@ -18,36 +18,36 @@ struct PlaneRows {
 };
 
 // Whether threads share the rows, or the calling thread converts them all.
-enum class Rows { shared, serial };
+enum class RowLoop { shared, serial };
 
-template <Rows How, class Row>
+template <RowLoop Loop, class Row>
 void eachRow(MoxRoiSize roi, const Row& row) {
-  if constexpr (How == Rows::shared) {
+  if constexpr (Loop == RowLoop::shared) {
     forEachRow(roi, row);
   } else {
     for (int y = 0; y < roi.height; y++) row(y);
   }
 }
 
-template <int Planes, Rows How = Rows::shared, class Pixel, class Sample>
+template <int Planes, RowLoop Loop = RowLoop::shared, class Pixel, class Sample>
 MoxStatus pixelsToPlanes(void (*convert)(const Pixel*, Sample* const*, int), const Pixel* pSrc, int32_t srcStep,
                          Sample* const* pDst, int32_t dstStep, MoxRoiSize roi) {
   if (const MoxStatus bad =
           Check().pointers(pSrc, pDst).template planes<Planes>(pDst).steps(srcStep, dstStep).size(roi))
     return bad;
-  eachRow<How>(roi, [=](int y) {
+  eachRow<Loop>(roi, [=](int y) {
     convert(rowAt(pSrc, srcStep, y), PlaneRows<Planes, Sample>(pDst, dstStep, y).rows, roi.width);
   });
   return moxStatusOk;
 }
 
-template <int Planes, Rows How = Rows::shared, class Sample, class Pixel>
+template <int Planes, RowLoop Loop = RowLoop::shared, class Sample, class Pixel>
 MoxStatus planesToPixels(void (*convert)(const Sample* const*, Pixel*, int), const Sample* const* pSrc, int32_t srcStep,
                          Pixel* pDst, int32_t dstStep, MoxRoiSize roi) {
   if (const MoxStatus bad =
           Check().pointers(pSrc, pDst).template planes<Planes>(pSrc).steps(srcStep, dstStep).size(roi))
     return bad;
-  eachRow<How>(roi, [=](int y) {
+  eachRow<Loop>(roi, [=](int y) {
     convert(PlaneRows<Planes, const Sample>(pSrc, srcStep, y).rows, rowAt(pDst, dstStep, y), roi.width);
   });
   return moxStatusOk;
@@ -70,11 +70,11 @@ MoxStatus planesToPlanes(void (*convert)(const Sample* const*, Sample* const*, i
   return moxStatusOk;
 }
 
-template <int Planes, Rows How, class Sample>
+template <int Planes, RowLoop Loop, class Sample>
 MoxStatus planesInPlace(void (*convert)(Sample* const*, int), Sample* const* pSrcDst, int32_t step, MoxRoiSize roi) {
   if (const MoxStatus bad = Check().pointers(pSrcDst).template planes<Planes>(pSrcDst).steps(step).size(roi))
     return bad;
-  eachRow<How>(roi, [=](int y) { convert(PlaneRows<Planes, Sample>(pSrcDst, step, y).rows, roi.width); });
+  eachRow<Loop>(roi, [=](int y) { convert(PlaneRows<Planes, Sample>(pSrcDst, step, y).rows, roi.width); });
   return moxStatusOk;
 }
 

@@ -11,7 +11,7 @@ namespace mox {
 namespace {
 
 constexpr uintptr_t kAlignment = 32;
-// Room ahead of the block for the heap's own start, and for the alignment: with a 4-byte pointer 36 bytes in all.
+// Room before the block for the address of the heap's own block, and for the alignment.
 constexpr uintptr_t kSlack = sizeof(void*) + kAlignment;
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The aligned allocator behind every InitAlloc and Free function, and the zero fills.
+// The aligned allocator of every InitAlloc and Free function, and the zero fills.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@ namespace mox {
 // exhausted. The word before the block holds the start of the heap's own block.
 void* moxMalloc(int32_t length);
 
-// Gives a block of moxMalloc back; null is ignored.
+// Frees a block of moxMalloc; null is ignored.
 void moxFree(void* block);
 
 // moxFree for a state that begins with a tag. The tag is cleared first, so that another use of the state, a second free

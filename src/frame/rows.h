@@ -3,19 +3,17 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <type_traits>
 
+#include "kernels/bytes.h"
 #include "moxcore.h"
 #include "moxj.h"
 
 namespace mox {
 
-// Row `y` of a region whose rows lie `step` bytes apart; rows above the first have negative numbers. The byte offset
-// is formed in ptrdiff_t: no size overflows it.
+// Row `y` of a region whose rows lie `step` bytes apart; rows above the first have negative numbers.
 template <class Pixel>
 Pixel* rowAt(Pixel* first, int32_t step, ptrdiff_t y) {
-  using Byte = typename std::conditional<std::is_const<Pixel>::value, const char, char>::type;
-  return reinterpret_cast<Pixel*>(reinterpret_cast<Byte*>(first) + y * step);
+  return bytesAfter(first, y * step);
 }
 
 // Regions of at most this many pixels stay on the calling thread: starting threads would cost more than it saves.
@@ -26,9 +24,10 @@ constexpr bool worthThreads(MoxRoiSize roi) {
   return static_cast<int32_t>(static_cast<uint32_t>(roi.width) * static_cast<uint32_t>(roi.height)) > kSerialPixels;
 }
 
-// Calls `row(y)` for every row of the region. Above kSerialPixels the rows are shared out in contiguous blocks among
-// as many threads as the core library's variable asks for at this moment. Rows are independent, so the result is the
-// same for any number of threads; inside a caller's own parallel region OpenMP runs them on the calling thread.
+// Calls `row(y)` for every row of the region. Above kSerialPixels the rows are divided in contiguous blocks among as
+// many threads as the core library's variable asks for at this moment. Rows are independent, so the result is the same
+// for any number of threads. Inside a caller's own parallel region OpenMP runs them on the calling thread. OpenMP's
+// threads do not survive fork(): a child of a process that has been here must not come here.
 template <class Row>
 void forEachRow(MoxRoiSize roi, const Row& row) {
   if (!worthThreads(roi)) {

@@ -1,6 +1,7 @@
 // Rows of lossless JPEG: check orders, the predictors, round trips.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <vector>
 
 #include "moxj.h"
@@ -164,6 +165,44 @@ TEST(Lossless, rowsFollowThePredictorsAndAreRestored) {
           ASSERT_EQ(rebuilt, src) << target.name << ", predictor " << predictor << ", width " << width;
         }
       }
+  });
+}
+
+// The bytes of a row at an odd address.
+struct OddRow {
+  explicit OddRow(const Row& values) : bytes(2 * values.size() + 1) {
+    std::memcpy(bytes.data() + 1, values.data(), 2 * values.size());
+  }
+  Mox16s* get() { return reinterpret_cast<Mox16s*>(bytes.data() + 1); }
+  Row values() const {
+    Row row((bytes.size() - 1) / 2);
+    std::memcpy(row.data(), bytes.data() + 1, 2 * row.size());
+    return row;
+  }
+  std::vector<Mox8u> bytes;
+};
+
+TEST(Lossless, rowsMayBeginAtOddAddresses) {
+  forEachTarget([](const mox::Target& target) {
+    Random random(5);
+    for (int n = 1; n < 80; n++) {
+      const size_t size = static_cast<size_t>(n);
+      Row src(size), above(size), expected(size);
+      for (Mox16s& value : src) value = random.any<Mox16s>();
+      for (Mox16s& value : above) value = random.any<Mox16s>();
+      OddRow oddSrc(src), oddAbove(above), oddDst(expected);
+      for (const auto function : {moxiDiffPredFirstRow_JPEG_16s_C1, moxiReconstructPredFirstRow_JPEG_16s_C1}) {
+        function(src.data(), expected.data(), n, 12, 1);
+        function(oddSrc.get(), oddDst.get(), n, 12, 1);
+        ASSERT_EQ(oddDst.values(), expected) << target.name << ", " << n << " columns";
+      }
+      for (const auto function : {moxiDiffPredRow_JPEG_16s_C1, moxiReconstructPredRow_JPEG_16s_C1})
+        for (int predictor = 1; predictor <= 7; predictor++) {
+          function(src.data(), above.data(), expected.data(), n, predictor);
+          function(oddSrc.get(), oddAbove.get(), oddDst.get(), n, predictor);
+          ASSERT_EQ(oddDst.values(), expected) << target.name << ", " << n << " columns, predictor " << predictor;
+        }
+    }
   });
 }
 

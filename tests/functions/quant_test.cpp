@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <vector>
 
 #include "kernels/dct/quant.h"
@@ -200,6 +201,18 @@ Mox16s quantised(Mox16s coefficient, Mox16u reciprocal) {
   EXPECT_EQ(moxiQuantFwd8x8_JPEG_16s_C1I(block.data(), allOf<Table>(reciprocal).data()), moxStatusOk);
   EXPECT_EQ(block, allOf<Block>(block[0]));
   return block[0];
+}
+
+TEST(QuantTables, mayBeginAtOddAddresses) {
+  const Steps steps = someSteps();
+  for (const auto init : {moxiQuantFwdTableInit_JPEG_8u16u, moxiQuantInvTableInit_JPEG_8u16u}) {
+    Table expected, table;
+    std::array<Mox8u, 129> odd;
+    init(steps.data(), expected.data());
+    init(steps.data(), reinterpret_cast<Mox16u*>(odd.data() + 1));
+    std::memcpy(table.data(), odd.data() + 1, 128);
+    EXPECT_EQ(table, expected);
+  }
 }
 
 TEST(Quant, roundsHalvesUpwards) {

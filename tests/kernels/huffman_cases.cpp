@@ -115,11 +115,11 @@ void decodeDirect(const mox::Kernels& k, Feed& f, int n) {
 }
 
 const AddKernelCases cases{
-    {"huffEncode.block", "blocks", 1, 48, kTimedBlocks, encode},
-    {"huffEncode.direct", "blocks", 1, 48, kTimedBlocks, encodeDirect},
-    {"huffEncode.statistics", "blocks", 1, 48, kTimedBlocks, count},
-    {"huffDecode.block", "blocks", 1, 96, kTimedBlocks, decode},
-    {"huffDecode.direct", "blocks", 1, 96, kTimedBlocks, decodeDirect},
+    {"huffEncode.block", "blocks", 1, 18, kTimedBlocks, encode},
+    {"huffEncode.direct", "blocks", 1, 18, kTimedBlocks, encodeDirect},
+    {"huffEncode.statistics", "blocks", 1, 18, kTimedBlocks, count},
+    {"huffDecode.block", "blocks", 1, 36, kTimedBlocks, decode},
+    {"huffDecode.direct", "blocks", 1, 36, kTimedBlocks, decodeDirect},
 };
 
 }  // namespace

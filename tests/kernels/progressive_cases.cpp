@@ -112,13 +112,13 @@ void decode(const mox::Kernels& k, Feed& f, int n) {
 using mox::ProgEncodeKernels;
 
 const AddKernelCases cases{
-    {"progEncode.acFirst", "blocks", 1, 48, kTimedBlocks, encode<&ProgEncodeKernels::acFirst>},
-    {"progEncode.acRefine", "blocks", 1, 48, kTimedBlocks, encode<&ProgEncodeKernels::acRefine>},
-    {"progEncode.countACFirst", "blocks", 1, 48, kTimedBlocks, count<&ProgEncodeKernels::countACFirst>},
-    {"progEncode.countACRefine", "blocks", 1, 48, kTimedBlocks, count<&ProgEncodeKernels::countACRefine>},
-    {"progDecode.dcFirst", "blocks", 1, 96, kTimedBlocks, decode<Kind::dcFirst>},
-    {"progDecode.acFirst", "blocks", 1, 96, kTimedBlocks, decode<Kind::acFirst>},
-    {"progDecode.acRefine", "blocks", 1, 96, kTimedBlocks, decode<Kind::acRefine>},
+    {"progEncode.acFirst", "blocks", 1, 18, kTimedBlocks, encode<&ProgEncodeKernels::acFirst>},
+    {"progEncode.acRefine", "blocks", 1, 18, kTimedBlocks, encode<&ProgEncodeKernels::acRefine>},
+    {"progEncode.countACFirst", "blocks", 1, 18, kTimedBlocks, count<&ProgEncodeKernels::countACFirst>},
+    {"progEncode.countACRefine", "blocks", 1, 18, kTimedBlocks, count<&ProgEncodeKernels::countACRefine>},
+    {"progDecode.dcFirst", "blocks", 1, 36, kTimedBlocks, decode<Kind::dcFirst>},
+    {"progDecode.acFirst", "blocks", 1, 36, kTimedBlocks, decode<Kind::acFirst>},
+    {"progDecode.acRefine", "blocks", 1, 36, kTimedBlocks, decode<Kind::acRefine>},
 };
 
 }  // namespace

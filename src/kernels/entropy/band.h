@@ -17,7 +17,7 @@ constexpr bool isBand(Band band) {
   return band.start >= 1 && band.start <= 63 && band.end >= band.start && band.end <= 63 && isPointTransform(band.low);
 }
 
-// Blocks of an end-of-band run (T.81 G.1.2.2): EOBRUN has 15 bits.
+// The longest end-of-band run in blocks (T.81 G.1.2.2): EOBRUN has 15 bits.
 inline constexpr int32_t kLongestRun = 0x7FFF;
 
 }  // namespace mox

@@ -30,14 +30,14 @@ static_assert(category(-32768) == 16 && category(65535) == 16 && category(-65535
 static_assert(valueBits(-3, 2) == 0 && valueBits(3, 2) == 3 && valueBits(-65535, 16) == 0);
 static_assert(extend(0, 1) == -1 && extend(1, 1) == 1 && extend(0, 15) == -32767 && extend(3, 3) == -4);
 
-// Appends bits to a destination. `low` holds the pending ones left-aligned under bit 23, so that the next byte is
-// always bits 16 to 23; the bytes written before stay above them, as far as 32 bits reach.
+// Appends bits to a destination. The pending ones are bits 23 and below of `low`, so that the next byte is always bits 16
+// to 23; the bytes written before stay above them, as far as 32 bits reach.
 class BitWriter {
  public:
   BitWriter(Mox8u* dst, int32_t length, int32_t position, const EncodeState& state)
       : dst(dst), length(length), position(position), low(state.low), high(state.high), pending(state.pending & 7) {}
 
-  // Without a limit or a state: the pending bits are the first of the byte that the position points into.
+  // Without a length and a state: the pending bits are the first ones of the byte that the position lies in.
   BitWriter(Mox8u* dst, int32_t bitPosition)
       : dst(dst), length(INT32_MAX), position(bitPosition / 8), low(0), high(0), pending(bitPosition % 8) {
     if (pending) low = static_cast<uint32_t>(dst[position] & 0xFF00 >> pending) << 16;
@@ -71,19 +71,19 @@ class BitWriter {
   }
 
   MoxStatus emitCode(const EncodeSpec& table, int symbol) {
-    // Category 16 behind a run of 15 would be symbol 256, which no table codes.
+    // Category 16 after a run of 15 would be symbol 256, which no table codes.
     const uint32_t entry = symbol < 256 ? table.code[symbol] : 0;
     return emit(entry & 0xFFFF, static_cast<int>(entry >> 16));
   }
 
-  // The code of `run` zeros and the value behind them, then the value's bits.
+  // The code of `run` zeros and the value after them, then the value's bits.
   MoxStatus emitValue(const EncodeSpec& table, int run, int value) {
     const int size = category(value);
     if (const MoxStatus bad = emitCode(table, run * 16 + size)) return bad;
     return size > 0 ? emit(valueBits(value, size), size) : moxStatusOk;
   }
 
-  // Completes the last byte with 1-bits (T.81 F.1.2.3); those that then fill no byte stay pending.
+  // Completes the last byte with 1-bits (T.81 F.1.2.3); 1-bits beyond it stay pending.
   MoxStatus pad() { return emit(0x7F, 7); }
 
   Mox8u* dst;
@@ -91,7 +91,7 @@ class BitWriter {
   int32_t position;  // of the next byte; outside 0 .. length - 1 the destination is full
   uint32_t low, high;
   int32_t pending;
-  MoxStatus withoutCode = moxStatusHuffTable;  // what emitting a symbol that has no code comes to
+  MoxStatus withoutCode = moxStatusHuffTable;  // the status of emitting a symbol that has no code
 
  private:
   bool full() const { return static_cast<uint32_t>(position) >= static_cast<uint32_t>(length); }
@@ -120,17 +120,19 @@ inline MoxStatus flushBits(Mox8u* dst, int32_t length, int32_t* position, Encode
 
 }  // namespace definition
 
-// The bits of a symbol are not to be had: inside the direct reader only, never returned to a caller.
+// Not enough bits are left for a symbol. Used inside the direct reader only, never returned to a caller.
 inline constexpr MoxStatus kRanOut = static_cast<MoxStatus>(-256);
 
 // Takes bits from a source. The last `count` bits of the accumulator are unread; the bytes before stay above them, as
 // far as 32 bits reach.
 //
-// The direct reader (Direct) differs from the buffered one in three ways: a lookup with fewer than 8 bits pads them
-// with zeros, bits that are not to be had give kRanOut for a symbol, and a code that no length knows is an error.
+// The direct reader (Direct) differs from the buffered one in three ways:
+//   - a lookup with fewer than 8 bits pads them with zeros;
+//   - too few bits for a symbol give kRanOut;
+//   - a code that no length has is an error.
 //
-// The wide reader (Wide), which the AC decoders of progressive scans use, shifts its bytes through all 64 bits of the
-// accumulator; it loads as the others do, but takes up to 64 bits that a state brings along.
+// The wide reader (Wide), for the AC decoders of progressive scans, shifts its bytes through all 64 bits of the
+// accumulator. It loads as the others do, but accepts a state that holds up to 64 bits.
 template <bool Direct, bool Wide = false>
 class BitReader {
  public:
@@ -173,7 +175,7 @@ class BitReader {
     return moxStatusOk;
   }
 
-  // The next bit, for which no byte behind its own is loaded.
+  // The next bit; loads no byte past its own.
   MoxStatus bit(uint32_t& bit) {
     if (count < 1) {
       if (marker || position >= length) return moxStatusOutOfBuffer;
@@ -182,7 +184,7 @@ class BitReader {
     return take(1, bit);
   }
 
-  // Loads bytes until no more fit. An error when the bits that are held then are fewer than wanted.
+  // Loads bytes until no more fit; an error if fewer bits than `wanted` are held then.
   MoxStatus fill(int wanted) {
     while (!marker && count < kEnough && position < length)
       if (const MoxStatus bad = loadByte()) return bad;
@@ -201,7 +203,7 @@ class BitReader {
 
   uint32_t lookup() const { return (count < kLookup ? low << (kLookup - count) : above(count - kLookup)) & 0xFF; }
 
-  // One byte of data. 0xFF 0x00 is 0xFF; 0xFF may be repeated; 0xFF and any other byte are a marker.
+  // One byte of data. 0xFF 0x00 is 0xFF, and 0xFF may be repeated; 0xFF and any other byte are a marker.
   MoxStatus loadByte() {
     uint32_t byte = src[position++];
     if (byte == 0xFF) {
@@ -222,8 +224,8 @@ class BitReader {
     return moxStatusOk;
   }
 
-  // A code of at least `size` bits, found through the per-length arrays. The seventeenth bit is taken before a code
-  // is given up as unknown.
+  // A code of at least `size` bits, found by the arrays that have an entry per length. A seventeenth bit is taken before
+  // a code counts as unknown.
   MoxStatus longSymbol(const DecodeSpec& table, int size, int& symbol) {
     uint32_t code = 0;
     if (const MoxStatus bad = take(size, code)) return Direct ? kRanOut : bad;

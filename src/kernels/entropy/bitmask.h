@@ -1,4 +1,4 @@
-// Masks of one bit a zig-zag position, for the kernel files of the progressive coders.
+// Masks with one bit per zig-zag position, for the kernel files of the progressive coders.
 #pragma once
 
 #include <cstdint>
@@ -13,12 +13,9 @@ static_assert(positions({1, 63, 0}) == ~uint64_t{1} && positions({63, 63, 0}) ==
 
 // The n-th (from 0) bit of a mask that is set; 0 if there is none.
 MOX_INLINE uint64_t nthBit(uint64_t mask, int n) {
-#if defined(__BMI2__) && defined(__x86_64__)
-  return _pdep_u64(uint64_t{1} << n, mask);
-#else
+  if constexpr (kHasBitDeposit) return depositBits(uint64_t{1} << n, mask);
   for (; n > 0; n--) mask &= mask - 1;
   return mask & -mask;
-#endif
 }
 
 constexpr uint64_t reversed(uint64_t bits) {
@@ -31,11 +28,9 @@ constexpr uint64_t reversed(uint64_t bits) {
 }
 static_assert(reversed(1) == uint64_t{1} << 63 && reversed(0x5000000000000006u) == 0x600000000000000Au);
 
-// The bits of `from`, of which the lowest belongs to the highest position, at the positions of a mask.
+// The lowest bits of `from` at the positions of a mask: the lowest one at the highest position.
 MOX_INLINE uint64_t spread(uint64_t from, uint64_t mask) {
-#if defined(__BMI2__) && defined(__x86_64__)
-  return _pdep_u64(reversed(from) >> (-__builtin_popcountll(mask) & 63), mask);
-#else
+  if constexpr (kHasBitDeposit) return depositBits(reversed(from) >> (-__builtin_popcountll(mask) & 63), mask);
   uint64_t to = 0;
   for (; from; from >>= 1) {
     const uint64_t highest = uint64_t{1} << (63 - __builtin_clzll(mask));
@@ -43,18 +38,14 @@ MOX_INLINE uint64_t spread(uint64_t from, uint64_t mask) {
     mask ^= highest;
   }
   return to;
-#endif
 }
 
-// The other way round: the bits of `from` at the positions of a mask, that of the highest position lowest.
+// The inverse: the bits of `from` at the positions of a mask, moved together: that of the highest position lowest.
 MOX_INLINE uint64_t gathered(uint64_t from, uint64_t mask) {
-#if defined(__BMI2__) && defined(__x86_64__)
-  return reversed(_pext_u64(from, mask)) >> (-__builtin_popcountll(mask) & 63);
-#else
+  if constexpr (kHasBitDeposit) return reversed(extractBits(from, mask)) >> (-__builtin_popcountll(mask) & 63);
   uint64_t to = 0;
   for (; mask; mask &= mask - 1) to = to << 1 | (from & mask & -mask ? 1 : 0);
   return to;
-#endif
 }
 
 }  // namespace mox::MOX_TARGET

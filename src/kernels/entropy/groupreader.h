@@ -1,11 +1,14 @@
-// A bit reader that stays in registers and loads its bytes in groups, for the kernel files: at every point it holds
-// what the plain reader would hold, so that a caller may stop anywhere and find the plain reader's position,
-// accumulator, count and marker. What needs a decision (a byte of 0xFF, the end of the source, a marker that has been
-// met, a code that is not in the lookup table) is left to the plain reader itself.
+// A bit reader that stays in registers and loads its bytes in groups, for the kernel files. At every point it holds what
+// the plain reader would hold, so that a caller may stop anywhere and find the plain reader's position, accumulator, count
+// and marker. Whatever needs a decision (a byte of 0xFF, the end of the source, a marker that has been met, a code that
+// needs bits not yet loaded) is left to the plain reader itself.
 #pragma once
 
 #include "kernels/entropy/bitio.h"
+#include "kernels/entropy/longcode.h"
 #include "kernels/entropy/state.h"
+#include "kernels/entropy/words.h"
+#include "kernels/vec/bits.h"
 #include "kernels/vec/vec.h"
 #include "moxj.h"
 
@@ -15,7 +18,7 @@ namespace mox::MOX_TARGET {
 template <bool Wide>
 class GroupReader {
  public:
-  // What a state may hold for this reader; the plain one copes with any other.
+  // Whether this reader can continue from a state; the plain one can from any.
   static bool takes(const DecodeState& state) { return state.count >= 0 && state.count <= (Wide ? 64 : 32); }
 
   MOX_INLINE GroupReader(const Mox8u* src, int32_t length, int32_t position, int32_t marker, const DecodeState& state)
@@ -45,9 +48,11 @@ class GroupReader {
     const uint32_t entry = table.fast[now_.bits >> ((now_.count - kLookup) & 63) & 0xFF];
     const int32_t taken = static_cast<int32_t>(entry >> 16);
     if (taken < 1 || taken > kLookup) [[unlikely]] {
-      const uint32_t found = longCode(now_.bits, now_.count, table);
-      if (found == 0) return symbolSlowly(table, symbol);
-      now_.count -= static_cast<int32_t>(found >> 16);
+      // The zeros past the bits held may make up a code that is too long.
+      const uint32_t found = longCode(table, now_.bits << (-now_.count & 63));
+      const int32_t length = static_cast<int32_t>(found >> 16);
+      if (found == 0 || length > now_.count) return symbolSlowly(table, symbol);
+      now_.count -= length;
       symbol = found & 0xFF;
       return moxStatusOk;
     }
@@ -59,7 +64,7 @@ class GroupReader {
   MOX_INLINE MoxStatus take(int wanted, uint32_t& bits) {
     if (now_.count < wanted && !load()) [[unlikely]]
       if (const MoxStatus bad = fillSlowly(wanted)) return bad;
-    bits = static_cast<uint32_t>(last(wanted));
+    bits = static_cast<uint32_t>(next(wanted));
     return moxStatusOk;
   }
 
@@ -74,15 +79,13 @@ class GroupReader {
   // number.
   MOX_INLINE MoxStatus takeEach(int& wanted, uint64_t& bits) {
     if (wanted <= now_.count) [[likely]] {
-      bits = bits << wanted | last(wanted);
+      bits = bits << wanted | next(wanted);
       return moxStatusOk;
     }
     return takeEachFilling(wanted, bits);
   }
 
  private:
-  static constexpr int kLookup = 8;
-
   struct Now {
     uint64_t bits;
     uint32_t high;  // of a reader that is not wide: the upper word, which loads clear
@@ -91,36 +94,24 @@ class GroupReader {
   };
 
   // The next `count` (0 to 63) bits.
-  MOX_INLINE uint64_t last(int count) {
+  MOX_INLINE uint64_t next(int count) {
     now_.count -= count;
-    return now_.bits >> (now_.count & 63) & ((uint64_t{1} << count) - 1);
+    return lowBits(now_.bits >> (now_.count & 63), static_cast<uint64_t>(count));
   }
 
-  // As many bytes as fit 32 bits, if they are there and none is 0xFF. At least one must fit.
+  // As many bytes as fit 32 bits, at least one, if the source has four and none of these is 0xFF.
   MOX_INLINE bool load() {
     if (now_.marker != 0 || length_ - now_.position < 4) [[unlikely]]
       return false;
-    uint32_t word;
-    __builtin_memcpy(&word, src_ + now_.position, sizeof word);
-    if ((~word - 0x01010101u) & word & 0x80808080u) [[unlikely]]
+    const uint32_t word = bigEndian32(src_ + now_.position);
+    if (bytesOfFF(word)) [[unlikely]]
       return false;
     const int bits = (32 - now_.count) & ~7;
-    now_.bits = now_.bits << bits | uint64_t{__builtin_bswap32(word)} >> (32 - bits);
+    now_.bits = now_.bits << bits | uint64_t{word} >> (32 - bits);
     now_.high = 0;
     now_.position += bits >> 3;
     now_.count += bits;
     return true;
-  }
-
-  // Codes of more than 8 bits among those that are held: length << 16 | symbol, or 0.
-  [[gnu::noinline]] static uint32_t longCode(uint64_t bits, int32_t count, const DecodeSpec& table) {
-    for (int size = kLookup + 1; size <= 16 && size <= count; size++) {
-      const uint32_t code = static_cast<uint32_t>(bits >> ((count - size) & 63)) & ((1u << size) - 1);
-      if (table.lastCode[size] == kNoCode || code > table.lastCode[size]) continue;
-      const uint32_t index = (table.firstIndex[size] - table.firstCode[size] + code) & 0xFF;
-      return static_cast<uint32_t>(size) << 16 | (table.symbol[index] & 0xFF);
-    }
-    return 0;
   }
 
   MOX_INLINE MoxStatus takeEachFilling(int& wanted, uint64_t& bits) {
@@ -132,13 +123,13 @@ class GroupReader {
           return bad;
         }
       const int here = left < now_.count ? left : now_.count;
-      bits = bits << here | last(here);
+      bits = bits << here | next(here);
       left -= here;
     }
     return moxStatusOk;
   }
 
-  // The plain reader goes on from here. By value, so that the reader itself has no address and stays in registers.
+  // The plain reader continues from here. By value, so that nothing takes this reader's address and it stays in registers.
   using Plain = BitReader<false, Wide>;
   static Plain plain(const Now& now, const Mox8u* src, int32_t length) {
     return {src,

@@ -1,14 +1,19 @@
-// The fast decoder of a block. The plain reader of the definition loads a few bytes whenever it runs low, which is a
-// branch per code that nobody can predict. Here
+// Sequential Huffman decoding of a block from a 64-bit window. Read from decodeBlock, the last function, upwards.
 //
-//   - a window of 64 bits, its next bit on top, is refilled before every two symbols by one 8-byte load without a
-//     branch, up to a limit ahead of which there is no 0xFF; a stuffed 0xFF 0x00 is taken on the way; anything else
-//     that needs a decision (a marker, fill bytes, the end of the data, a position outside the block) is left to the
-//     definition, which then decodes the block from its start;
-//   - how many bits the plain reader would hold is counted along, by a table off the critical path, so that the
-//     position, the accumulator and the count that a caller finds are those of the plain reader.
+// The plain reader of the definition loads a few bytes whenever it runs low: a branch per code that no processor can
+// predict. Here
+//
+//   - a window of 64 bits, its next bit on top, is refilled before every two symbols by one 8-byte load without a branch,
+//     up to a limit before which there is no 0xFF. A stuffed 0xFF 0x00 is handled on the way. Whatever else needs a
+//     decision (a marker, fill bytes, the end of the data, a position outside the block) is left to the definition, which
+//     then decodes the block from its start;
+//   - a table keeps account, off the critical path, of how many bits the plain reader would hold, so that the position,
+//     the accumulator and the count that a caller finds are those of the plain reader.
 #include "kernels/entropy/huffdec.h"
 
+#include "kernels/entropy/longcode.h"
+#include "kernels/entropy/words.h"
+#include "kernels/vec/bits.h"
 #include "kernels/vec/prefetch.h"
 #include "kernels/vec/vec.h"
 
@@ -17,33 +22,9 @@ namespace {
 
 #if MOX_VECTOR
 
-constexpr int kLookup = 8;  // a code of up to so many bits is found by the table
-
-// ---- Codes of more than 8 bits ------------------------------------------------------------------------------------
-
-// By how much a code of 9, 10 ... 16 bits is shifted out of 16, as factors whose product's upper half is it; the last
-// one is not shifted at all.
-alignas(16) constexpr uint16_t kShifts[8] = {1 << 9, 1 << 10, 1 << 11, 1 << 12, 1 << 13, 1 << 14, 1 << 15, 0};
-alignas(16) constexpr uint16_t kUnshifted[8] = {0, 0, 0, 0, 0, 0, 0, 0xFFFF};
-
-// The code at the top of the window, as its length << 16 | symbol; 0 if no length knows it. The shortest length
-// counts whose last code is not below the bits: all of them are looked at together, as none can be foreseen.
-[[gnu::noinline]] uint32_t longCode(const DecodeSpec& table, uint64_t window) {
-  const uint32_t bits = static_cast<uint32_t>(window >> 48);
-  const V128 all = set16<V128>(static_cast<int>(bits)), last = load<V128>(&table.lastCode[kLookup + 1]);
-  const V128 code = bitOr(mulHighU16(all, load<V128>(kShifts)), bitAnd(all, load<V128>(kUnshifted)));
-  const V128 within = equal16(subsU16(code, last), zero<V128>());
-  const V128 ones = set16<V128>(-1);
-  const uint64_t found = equalBytes(bitAndNot(equal16(last, ones), within), ones);
-  if (found == 0) return 0;
-  const int length = kLookup + 1 + __builtin_ctzll(found) / 2;
-  const uint32_t index = table.firstIndex[length] - table.firstCode[length] + (bits >> (16 - length));
-  return static_cast<uint32_t>(length) << 16 | (table.symbol[index & 0xFF] & 0xFF);
-}
-
 // ---- The window ---------------------------------------------------------------------------------------------------
 
-// The end of the bytes from `next` on that are known to be no 0xFF: so many are looked at, without a branch on what
+// The end of the bytes from `next` on that are known not to be 0xFF. kSeen bytes are looked at, without a branch on what
 // they are.
 constexpr int kSeen = VMax::kBytes < 32 ? 32 : VMax::kBytes;
 
@@ -57,44 +38,24 @@ MOX_INLINE const Mox8u* withoutFF(const Mox8u* next, const Mox8u* end) {
                             : 64);
 }
 
-[[gnu::noinline]] const Mox8u* findLast(const Mox8u* next, const Mox8u* end) { return withoutFF(next, end) - 8; }
+// The last address whose next 8 bytes hold no 0xFF. A number: for a short source it may lie before its first byte.
+[[gnu::noinline]] uintptr_t findLast(const Mox8u* next, const Mox8u* end) {
+  return reinterpret_cast<uintptr_t>(withoutFF(next, end)) - 8;
+}
 
-// Also clears a block, which needs the same registers, and asks for one that lies where blocks are mostly put soon.
-[[gnu::noinline]] const Mox8u* prepare(const Mox8u* next, const Mox8u* end, Mox16s* block) {
+// Also clears the block, which needs vector registers too, and prefetches the block that is likely to follow soon.
+[[gnu::noinline]] uintptr_t prepare(const Mox8u* next, const Mox8u* end, Mox16s* block) {
   prefetchBlocks(block);
   for (int i = 0; i < 64; i += VMax::kBytes / 2) store(block + i, zero<VMax>());
-  return withoutFF(next, end) - 8;
+  return reinterpret_cast<uintptr_t>(withoutFF(next, end)) - 8;
 }
-
-// Nothing below needs vector registers. Were they allowed, the compiler would keep there what it uses in every turn
-// of the loop.
-#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__)
-#pragma GCC push_options
-#pragma GCC target("general-regs-only")
-#endif
-
-inline uint32_t bigEndian32(const Mox8u* p) {
-  uint32_t word;
-  __builtin_memcpy(&word, p, sizeof word);
-  return __builtin_bswap32(word);
-}
-
-inline uint64_t bigEndian64(const Mox8u* p) {
-  uint64_t word;
-  __builtin_memcpy(&word, p, sizeof word);
-  return __builtin_bswap64(word);
-}
-
-// Bit 7 of the bytes that are 0xFF, and perhaps of bytes above the lowest of those: 0xFE, where a borrow comes in.
-constexpr uint64_t bytesOfFF(uint64_t word) { return (~word - 0x0101010101010101u) & word & 0x8080808080808080u; }
-static_assert(bytesOfFF(0xFEFDFC807F000102u) == 0 && bytesOfFF(0x00000000FF000000u) == 0x80000000u);
 
 // ---- What the plain reader holds ----------------------------------------------------------------------------------
 
 constexpr int kPlainBits = 32;  // of the plain reader's accumulator
 constexpr int kMaxValueBits = 15;
 
-// Whole bytes are loaded, as many as fit.
+// As many whole bytes are loaded as fit.
 constexpr int filled(int held) { return held + (kPlainBits - held) / 8 * 8; }
 
 // After a value of `size` bits.
@@ -111,8 +72,8 @@ constexpr int heldAfterLong(int held, int length, int size) {
   return heldAfterValue(held < 0 ? held + kPlainBits : held, size);
 }
 
-// As a table: computed, it would be a third of all instructions. A row for each number of bits that are held, a
-// column for each short code and value; an entry is where the row for the bits held then begins.
+// As a table: computing it would be a third of all instructions. There is a row for each number of bits held, and a
+// column for each short code and value. An entry is the start of the row for the bits held after them.
 struct HeldRows {
   static constexpr int kColumns = kLookup * (kMaxValueBits + 1);
   uint16_t next[(kPlainBits + 1) * kColumns];
@@ -122,15 +83,15 @@ struct HeldRows {
   static constexpr uint64_t column(uint64_t length, uint64_t size) { return size * kLookup + length - 1; }
 };
 
-// Natural positions, 16 times each: a cursor is 16 times a position and 15 more, so that a symbol, run and size at
-// once, is added to it. Those behind the block, as far as a run may lead, all mean coefficient 63 until the block is
-// refused.
+// Natural positions, 16 entries for each position: a cursor is 16 times a position and 15 more, so that a whole symbol,
+// its run in the upper four bits, is added to it. Positions past the block, as far as a run can lead, mean coefficient 63
+// until the block is refused.
 struct Natural {
   uint8_t at[(64 + 16) * 16];
 };
 constexpr uint64_t cursorAt(uint64_t position) { return position * 16 - 1; }
 
-// In one piece: the loop has no register to spare for a second address.
+// One object, because the loop has no register to spare for a second address.
 struct Tables {
   HeldRows held;
   Natural natural;
@@ -154,28 +115,19 @@ struct Source {
   bool stuffed;  // a stuffed byte has been loaded
 };
 
-// The low bits, none if `count` is 0.
-MOX_INLINE uint64_t lowest(uint64_t bits, uint64_t count) {
-#if defined(__BMI2__) && defined(__x86_64__)
-  return __builtin_ia32_bzhi_di(bits, count);
-#else
-  return bits & ((uint64_t{1} << count) - 1);
-#endif
-}
-
 struct Window {
-  Window(const Mox8u* start, const Mox8u* lastWhole, uint32_t low, int32_t held)
+  Window(const Mox8u* start, uintptr_t lastWhole, uint32_t low, int32_t held)
       : next(start),
         last(lastWhole),
         bits(static_cast<uint64_t>(low) << 1 << (63 - held)),
         count(static_cast<uint32_t>(held)),
         heldRow(HeldRows::row(held)) {}
 
-  // At least 56 bits: two symbols, each a code and its value, of which one has a long code. False if that cannot be
-  // had without a decision.
+  // At least 56 bits: two symbols, each a code and its value, of which one has a long code. False if that takes a
+  // decision.
   MOX_INLINE bool refill(Source& source) {
-    if (next > last) [[unlikely]] {
-      // On a copy: a window whose address is known outside would live in memory, not in registers.
+    if (reinterpret_cast<uintptr_t>(next) > last) [[unlikely]] {
+      // On a copy: a window whose address is passed on would live in memory instead of registers.
       Window copy = *this;
       const bool enough = copy.refillRarely(source);
       *this = copy;
@@ -187,49 +139,48 @@ struct Window {
     return true;
   }
 
-  // The next code and the value behind it, then a refill: the plain reader may have loaded more than the window by
-  // then. False if the code is unknown, or the window cannot be refilled.
+  // The next code and its value, then a refill, as the plain reader may have loaded more than the window by then. False
+  // if the code is unknown or the window cannot be refilled.
   MOX_INLINE bool takeLong(Source& source, const DecodeSpec& table, uint64_t& symbol, int& value) {
     const uint32_t found = longCode(table, bits);
     if (found == 0) return false;
     const uint64_t length = found >> 16, size = found & 15;
     heldRow = HeldRows::row(heldAfterLong(HeldRows::held(heldRow), static_cast<int>(length), static_cast<int>(size)));
     symbol = found & 0xFF;
-    value = valueBehind(length, size);
+    value = valueAfter(length, size);
     drop(length, size);
     return refill(source);
   }
 
-  // The value of `size` bits, perhaps none, behind a code. A top bit of 0 means a negative one.
-  MOX_INLINE int valueBehind(uint64_t length, uint64_t size) const {
-    const uint64_t behind = bits << length;
-    const uint64_t negative = static_cast<uint64_t>(static_cast<int64_t>(~behind) >> 63);
-    return static_cast<int>(lowest(bits >> (-(length + size) & 63), size) - lowest(negative, size));
+  // The value of `size` bits, perhaps none, after a code. A top bit of 0 means a negative value.
+  MOX_INLINE int valueAfter(uint64_t length, uint64_t size) const {
+    const uint64_t rest = bits << length;
+    const uint64_t negative = static_cast<uint64_t>(static_cast<int64_t>(~rest) >> 63);
+    return static_cast<int>(lowBits(bits >> (-(length + size) & 63), size) - lowBits(negative, size));
   }
 
   MOX_INLINE void holdAfter(uint64_t length, uint64_t size) {
     heldRow = kTables.held.next[heldRow + HeldRows::column(length, size)];
   }
   MOX_INLINE void drop(uint64_t length, uint64_t size) {
-    bits = bits << length << size;  // not by their sum, which would be a step more
+    bits = bits << length << size;  // not by their sum, which would be one more step
     count -= length + size;
   }
 
-  const Mox8u* next;  // byte to load
-  const Mox8u* last;  // up to here, none of the next 8 bytes is 0xFF
-  uint64_t bits;      // unread ones from the top
+  const Mox8u* next;  // the byte to load
+  uintptr_t last;     // up to this address, none of the next 8 bytes is 0xFF
+  uint64_t bits;      // the unread ones from the top
   uint64_t count;     // of them, at most 63
-  uint64_t heldRow;   // what the plain reader holds
+  uint64_t heldRow;   // what the plain reader would hold
 
  private:
-  // Where one of the next 8 bytes is 0xFF, as it mostly is when the limit is near, and a stuffed 0x00 follows it:
-  // without the latter they are 7 bytes of data. (The eighth byte is never taken, nor is it looked at behind.)
+  // Refills if one of the next 8 bytes is 0xFF, as is likely near the limit, and a stuffed 0x00 follows it: without the
+  // 0x00 they are 7 bytes of data. (The eighth byte is never taken, so what follows it does not matter.)
   bool refillAcrossFF(Source& source) {
     if (source.end - next < 8) return false;
-    uint64_t bytes;
-    __builtin_memcpy(&bytes, next, sizeof bytes);  // the first one lowest
+    uint64_t bytes = get<uint64_t>(next);  // the first one lowest
     const uint64_t found = bytesOfFF(bytes);
-    const int at = found ? __builtin_ctzll(found) - 7 : 56;  // in bits
+    const int at = found ? __builtin_ctzll(found) - 7 : 56;  // of the 0xFF, in bits
     const uint64_t upTo = (uint64_t{2} << (at + 7)) - 1;     // all ones for the last byte
     if ((found & (found - 1)) != 0 || (bytes >> 8 >> at & (at < 56 ? 0xFF : 0)) != 0) return false;
     bytes = (bytes & upTo) | (bytes >> 8 & ~upTo);
@@ -243,7 +194,7 @@ struct Window {
     return true;
   }
 
-  // Also looks for the next limit, for the refills to come.
+  // Also looks for the next limit.
   [[gnu::noinline]] bool refillRarely(Source& source) {
     if (refillAcrossFF(source)) return true;
     while (count < 56 && next < source.end) {
@@ -261,25 +212,23 @@ struct Window {
   }
 };
 
-// Where a number comes from, of the compiler.
+// Hides from the compiler where a number comes from. Without it results are the same and decoding is slower.
 MOX_INLINE void hide([[maybe_unused]] uint64_t& number) {
 #if defined(__LP64__)
   asm("" : "+r"(number));
 #endif
 }
 
-// A code at the top of the window as the lookup table has it, of 0 or any other impossible length if it has none.
+// The code at the top of the window by the lookup table. If that has none, the length is 0 or another impossible one.
 struct ShortCode {
   MOX_INLINE ShortCode(const DecodeSpec& table, uint64_t bits) {
-    // Length and symbol are loaded apart, and each from an index of its own, for fewer steps ahead of the next code.
+    // Length and symbol are loaded separately, each by its own index: fewer steps before the next code.
     const uint8_t* const entries = reinterpret_cast<const uint8_t*>(table.fast);
     uint64_t index = bits >> (64 - kLookup), same = index;
     hide(same);
-    uint16_t both;
-    __builtin_memcpy(&both, entries + 4 * index + 2, sizeof both);
-    length = both;
+    length = get<uint16_t>(entries + 4 * index + 2);
     symbol = entries[4 * same];
-    // Else the compiler computes with bytes and widens each of them again.
+    // Otherwise the compiler computes with bytes and widens each of them again.
     hide(length);
     hide(symbol);
   }
@@ -287,7 +236,7 @@ struct ShortCode {
   uint64_t length, symbol;
 };
 
-// ---- The state behind a block -------------------------------------------------------------------------------------
+// ---- The state after a block --------------------------------------------------------------------------------------
 
 // Where the data byte that ends at `at` begins.
 const Mox8u* before(const Mox8u* at, const Mox8u* start) {
@@ -295,7 +244,7 @@ const Mox8u* before(const Mox8u* at, const Mox8u* start) {
   return at > start && at[0] == 0 && at[-1] == 0xFF ? at - 1 : at;
 }
 
-// The last four data bytes ahead of `at`; where fewer have been loaded, what the accumulator held before them.
+// The last four data bytes before `at`. Where fewer have been loaded, the bits that the accumulator held come first.
 uint32_t lastBytes(const Mox8u* at, const Mox8u* start, uint32_t startLow) {
   uint32_t bytes = 0;
   for (int shift = 0; shift < 32; shift += 8) {
@@ -306,8 +255,8 @@ uint32_t lastBytes(const Mox8u* at, const Mox8u* start, uint32_t startLow) {
   return bytes;
 }
 
-// What the plain reader holds ahead of the last code, once it has loaded what it needs of it, and how many bits that
-// code has. Told apart, because the position then does not wait for the code to be looked up.
+// The bits that the plain reader holds before the last code, once it has loaded the code's bytes, and the bits of that
+// code. Two numbers, so that the position does not wait for the code to be looked up.
 struct End {
   int held, taken;
 };
@@ -322,7 +271,7 @@ struct End {
 }
 
 // Position, accumulator and count as the plain reader would leave them, after a block that began at `position`.
-// `count` is what the window holds ahead of the last code.
+// `count` is what the window holds before the last code.
 MOX_INLINE void keep(const Mox8u* next, uint64_t count, bool stuffed, End end, const Mox8u* src, int32_t* position,
                      DecodeState* state) {
   const int32_t begun = *position;
@@ -330,8 +279,8 @@ MOX_INLINE void keep(const Mox8u* next, uint64_t count, bool stuffed, End end, c
   state->count = end.held - end.taken;
   if (stuffed) [[unlikely]]
     return keepStuffed(next, surplus, src, position, state);
-  // The last four bytes; where fewer have been loaded, what the accumulator held before them. There are four bytes
-  // behind the start, or the window would not have been full.
+  // The last four bytes. Where fewer have been loaded, the bits that the accumulator held come first. There are four bytes
+  // after the start, or the window could not have been filled.
   const Mox8u* const start = src + begun;
   const ptrdiff_t loaded = next - surplus - start;
   const ptrdiff_t skipped = loaded < 4 ? 0 : loaded - 4;
@@ -355,7 +304,7 @@ MOX_INLINE Step put(Mox16s* dst, uint64_t& cursor, uint64_t symbol, int value) {
   return cursor <= cursorAt(64 + kZigZagGuards) ? Step::done : Step::refused;
 }
 
-// The last zero of a run is written, too.
+// The last zero of the run is stored, too.
 MOX_INLINE Step putZeros(Mox16s* dst, uint64_t& cursor) { return put(dst, cursor, kZeroRun + 1, 0); }
 
 // A symbol with a long code.
@@ -389,7 +338,7 @@ MOX_INLINE Step step(Window& in, Source& source, const DecodeSpec& table, Mox16s
     if (now == Step::done) end = {HeldRows::held(in.heldRow), 0};
     return now;
   }
-  const int value = in.valueBehind(code.length, size);
+  const int value = in.valueAfter(code.length, size);
   in.holdAfter(code.length, size);
   in.drop(code.length, size);
   const Step now = put(dst, cursor, code.symbol, value);
@@ -404,14 +353,13 @@ MOX_INLINE bool takeDC(Window& in, Source& source, const DecodeSpec& table, int&
     return in.takeLong(source, table, symbol, difference);
   }
   const uint64_t size = code.symbol & 15;
-  difference = in.valueBehind(code.length, size);
+  difference = in.valueAfter(code.length, size);
   in.holdAfter(code.length, size);
   in.drop(code.length, size);
   return true;
 }
 
-// False if the block is one for the definition; the destination may hold part of it then, and nothing else has
-// changed.
+// False if the block is one for the definition. The destination may then hold a part of it; nothing else has changed.
 MOX_INLINE bool decodeFast(Window& in, Source& source, Mox16s* dst, Mox16s lastDC, uint64_t& cursor, End& end,
                            const DecodeSpec& dcTable, const DecodeSpec& acTable) {
   int difference = 0;
@@ -425,12 +373,12 @@ MOX_INLINE bool decodeFast(Window& in, Source& source, Mox16s* dst, Mox16s lastD
     now = step(in, source, acTable, dst, cursor, end);
     if (now != Step::more) break;
   }
-  // The plain reader has never loaded more than the window: it last loads at the second value, at most 8 + 15 + 8
-  // bits behind a refill, up to 32 bits ahead; the window reached the last byte that begins within 63.
+  // The plain reader has never loaded more than the window. Its last load is at the second value, at most 8 + 15 + 8 bits
+  // after a refill, and reaches 32 bits further; the window reaches the last byte that begins within 63 bits.
   return now == Step::done;
 }
 
-// Out of the way of the registers.
+// Out of line, so that the caller keeps its registers.
 [[gnu::noinline]] MoxStatus decodePlainly(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst,
                                           Mox16s* lastDC, int32_t* marker, const DecodeSpec* dcTable,
                                           const DecodeSpec* acTable, DecodeState* state) {
@@ -455,10 +403,6 @@ MoxStatus decodeBlock(const Mox8u* src, int32_t length, int32_t* position, Mox16
   }
   return decodePlainly(src, length, position, dst, lastDC, marker, dcTable, acTable, state);
 }
-
-#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__)
-#pragma GCC pop_options
-#endif
 
 #else
 

@@ -30,7 +30,7 @@ MoxStatus decodeDC(BitReader<Direct>& in, const DecodeSpec& table, Mox16s* dst, 
   return moxStatusOk;
 }
 
-// `cursor` ends behind the last position that a symbol has reached: above 64 if a run of zeros was too long.
+// `cursor` ends after the last position that a symbol has reached: above 64 if a run of zeros was too long.
 template <bool Direct>
 MoxStatus decodeAC(BitReader<Direct>& in, const DecodeSpec& table, Mox16s* dst, int& cursor) {
   for (cursor = 1; cursor < 64;) {
@@ -67,8 +67,8 @@ inline MoxStatus decodeBlock(const Mox8u* src, int32_t length, int32_t* position
   return in.notice;
 }
 
-// Bits that run out ahead of a DC symbol leave position, bits and count as they are, ahead of an AC symbol they drop
-// the bits that are left: neither is an error. A failure leaves the three as they are.
+// When the bits run out before a DC symbol, position, bits and count stay as they are; before an AC symbol, the bits left
+// are dropped. Neither is an error. A failure leaves the three as they are.
 inline MoxStatus decodeBlockDirect(const Mox8u* src, int32_t* bitPosition, Mox16s* dst, Mox16s* lastDC, int32_t* marker,
                                    Mox32u* bits, int32_t* count, const DecodeSpec* dcTable, const DecodeSpec* acTable) {
   BitReader<true> in{src, INT32_MAX, *bitPosition / 8, *marker, *bits, 0, *count};

@@ -19,9 +19,8 @@ struct HuffEncodeKernels {
 
 namespace definition {
 
-// The symbols of a block in the order of the segment: dc(difference), then for each non-zero coefficient zeros(),
-// once per 16 zeros ahead of it, and ac(run, value), and end() when the last coefficient is 0. Stops at the first
-// status that is not 0.
+// Calls the symbols of a block in the order of the segment: dc(difference); for each coefficient that is not 0, zeros()
+// once per 16 zeros before it and ac(run, value); end() if the last coefficient is 0. Stops at the first failure.
 template <class Symbols>
 MoxStatus walkBlock(const Mox16s* src, Mox16s* lastDC, Symbols&& symbols) {
   const int difference = src[0] - *lastDC;
@@ -62,7 +61,7 @@ struct SymbolCounter {
   MoxStatus ac(int run, int value) { return add(acCounts, run * 16 + category(value)); }
   MoxStatus end() { return add(acCounts, kEndOfBlock); }
   static MoxStatus add(int32_t* counts, int symbol, int times = 1) {
-    // Symbol 256 (category 16 behind a run of 15) has no counter. Counts wrap.
+    // Symbol 256 (category 16 after a run of 15) has no counter. Counts wrap.
     if (symbol < 256)
       counts[symbol] = static_cast<int32_t>(static_cast<uint32_t>(counts[symbol]) + static_cast<uint32_t>(times));
     return moxStatusOk;

@@ -1,12 +1,15 @@
-// Differences know all their neighbours, and go a vector at a time. Samples that are rebuilt wait for the one to the
-// left, but only predictors 6 and 7 halve it: for the others the row is a sum of known terms,
+// Rows of lossless JPEG: differences, and samples from differences.
 //
-//   1     a row is the running sum of its differences
-//   4     a row less the row above is
-//   5     as 1, of the differences and half of what the row above rises
+// A difference depends on samples alone, so whole vectors of them are computed at once. A sample depends on the one to
+// its left. But only predictors 6 and 7 halve that one; with the others a row is a sum of known terms:
 //
-// and running sums of a vector take as many steps as its lanes have bits to count. Predictors 6 and 7 remain serial,
-// with the shortest chain from sample to sample that wraps as 16 bits do: shift, add, mask.
+//   predictor 1    the prefix sums of the differences
+//   predictor 4    the row above, plus the prefix sums of the differences
+//   predictor 5    the prefix sums of the differences plus half of what the row above rises from column to column
+//
+// A prefix sum over n lanes takes log2 n steps, and from vector to vector one addition. Predictors 6 and 7 stay serial,
+// with the shortest chain from sample to sample that wraps as 16 bits do: shift, add, mask. What is left at the end of a
+// row goes to the definition.
 #include "kernels/entropy/lossless.h"
 
 #include "kernels/vec/vec.h"
@@ -16,11 +19,10 @@ namespace {
 
 #if MOX_VECTOR
 
-// ---- Differences
-// ---------------------------------------------------------------------------------------------------
+// ---- Differences --------------------------------------------------------------------------------------------------
 
-// (a - b) >> 1 and (a + b) >> 1 of signed lanes, as if in 17 bits: as rounded-up means of unsigned ones, which differ
-// by the sign bit and, rounded down, by all bits.
+// (a - b) >> 1 and (a + b) >> 1 of signed lanes, as if in 17 bits, from avgU16, a mean of unsigned lanes that rounds up.
+// Toggling the sign bit makes lanes unsigned; complementing both operands and the result rounds down.
 template <class V>
 MOX_INLINE V halfDifference(V a, V b) {
   const V sign = set16<V>(0x8000);
@@ -43,8 +45,7 @@ MOX_INLINE V predicted(V a, V b, V c) {
   if constexpr (Predictor == 7) return halfSum(a, b);
 }
 
-// Calls step.operator()<V>(x) for vectors that cover columns from `first` on, as many as whole vectors do; returns
-// the first column that is left.
+// Calls step.operator()<V>(x) for the whole vectors from column `first` on; returns the first column that is left.
 template <class Step>
 MOX_INLINE int wholeVectors(int first, int n, const Step& step) {
   int x = first;
@@ -55,12 +56,12 @@ MOX_INLINE int wholeVectors(int first, int n, const Step& step) {
 }
 
 void differFirst(const Mox16s* src, Mox16s* dst, int n, Mox16s origin) {
-  dst[0] = wrap16(src[0] - origin);
-  int x = wholeVectors(
+  definition::differFirst(src, dst, 1, origin);
+  const int x = wholeVectors(
       1, n, [&]<class V>(int at) __attribute__((always_inline)) {
-        store(dst + at, sub16(load<V>(src + at), load<V>(src + at - 1)));
+        store(element(dst, at), sub16(load<V>(element(src, at)), load<V>(element(src, at - 1))));
       });
-  for (; x < n; x++) dst[x] = wrap16(src[x] - src[x - 1]);
+  definition::differFirst(src, dst, n, origin, x);
 }
 
 template <int Predictor>
@@ -68,35 +69,31 @@ void differRow(const Mox16s* src, const Mox16s* above, Mox16s* dst, int n) {
   definition::differ<Predictor>(src, above, dst, 1);
   const int x = wholeVectors(
       1, n, [&]<class V>(int at) __attribute__((always_inline)) {
-        const V a = load<V>(src + at - 1), b = load<V>(above + at), c = load<V>(above + at - 1);
-        store(dst + at, sub16(load<V>(src + at), predicted<Predictor>(a, b, c)));
+        const V a = load<V>(element(src, at - 1)), b = load<V>(element(above, at)), c = load<V>(element(above, at - 1));
+        store(element(dst, at), sub16(load<V>(element(src, at)), predicted<Predictor>(a, b, c)));
       });
   definition::differ<Predictor>(src, above, dst, n, x);
 }
 
-// ---- Samples
-// -------------------------------------------------------------------------------------------------------
+// ---- Samples ------------------------------------------------------------------------------------------------------
 
-MOX_INLINE V128 runningSums(V128 a) {
+MOX_INLINE V128 prefixSums(V128 a) {
   a = add16(a, slideBytes<14>(zero<V128>(), a));
   a = add16(a, slideBytes<12>(zero<V128>(), a));
   return add16(a, slideBytes<8>(zero<V128>(), a));
 }
 
-// dst[x] = start + term(from) + ... + term(x) + offset(x) for the whole vectors from column `from` on; start becomes
-// the sum without an offset. Returns the first column that is left. From vector to vector the chain is one addition.
+// dst[x] = start + term(from) + ... + term(x) + offset(x) for the whole vectors from column `from` on. Returns the first
+// column that is left.
 template <class Term, class Offset>
-MOX_INLINE int sumUp(int from, int n, Mox16s& start, Mox16s* dst, const Term& term, const Offset& offset) {
+MOX_INLINE int sumUp(int from, int n, Mox16s start, Mox16s* dst, const Term& term, const Offset& offset) {
   V128 carry = set16<V128>(start);
   int x = from;
   for (; n - x >= 8; x += 8) {
-    const V128 sums = runningSums(term(x));
-    store(dst + x, add16(add16(sums, carry), offset(x)));
+    const V128 sums = prefixSums(term(x));
+    store(element(dst, x), add16(add16(sums, carry), offset(x)));
     carry = add16(carry, repeatLast16(sums));
   }
-  alignas(16) Mox16s last[8];
-  store(last, carry);
-  start = last[0];
   return x;
 }
 
@@ -104,16 +101,15 @@ constexpr auto noOffset = [](int) __attribute__((always_inline)) { return zero<V
 
 int sumOfDifferences(const Mox16s* differences, Mox16s* dst, int n, Mox16s start) {
   return sumUp(
-      0, n, start, dst, [=](int x) { return load<V128>(differences + x); }, noOffset);
+      0, n, start, dst, [=](int x) { return load<V128>(element(differences, x)); }, noOffset);
 }
 
 void rebuildFirst(const Mox16s* differences, Mox16s* dst, int n, Mox16s origin) {
-  int x = sumOfDifferences(differences, dst, n, origin);
-  if (x == 0) definition::rebuildFirst(differences, dst, 1, origin), x = 1;
-  for (; x < n; x++) dst[x] = wrap16(differences[x] + dst[x - 1]);
+  const int x = sumOfDifferences(differences, dst, n, origin);
+  definition::rebuildFirst(differences, dst, n, origin, x);
 }
 
-// What the sample to the left is halved into, and what is added to it then, both known ahead.
+// The part of a sample's prediction that does not wait for the sample to the left, plus the difference.
 template <int Predictor>
 MOX_INLINE uint32_t known(Mox16s difference, Mox16s b, Mox16s c) {
   const uint32_t high = static_cast<uint32_t>(difference) << 16;
@@ -121,36 +117,34 @@ MOX_INLINE uint32_t known(Mox16s difference, Mox16s b, Mox16s c) {
   return high + (static_cast<uint32_t>(b) << 16) - (static_cast<uint32_t>(c) << 15);
 }
 
-// A sample stands in the upper half of 32 bits, which wrap as it does; its half, and that of its neighbour, have one
-// bit of fraction, which goes when their sum is complete.
+// The sample is the upper half of a word of 32 bits, which wraps as the sample does. Halves have one bit of fraction in
+// the lower half, which is cleared once the sum is complete.
 template <int Predictor>
 int rebuildSerially(const Mox16s* differences, const Mox16s* above, Mox16s* dst, int n) {
-  uint32_t sample = static_cast<uint32_t>(dst[0]) << 16;
+  uint32_t sample = static_cast<uint32_t>(get(dst, 0)) << 16;
   for (int x = 1; x < n; x++) {
     const uint32_t half = static_cast<uint32_t>(static_cast<int32_t>(sample) >> 1);
-    sample = (half + known<Predictor>(differences[x], above[x], above[x - 1])) & 0xFFFF0000u;
-    dst[x] = static_cast<Mox16s>(sample >> 16);
+    sample = (half + known<Predictor>(get(differences, x), get(above, x), get(above, x - 1))) & 0xFFFF0000u;
+    put(dst, x, static_cast<Mox16s>(sample >> 16));
   }
   return n;
 }
 
-// Columns 1 to x - 1, or 0 to x - 1 at least; returns x.
+// Rebuilds the columns before x, but for column 0 perhaps, which holds its sample already; returns x.
 template <int Predictor>
 MOX_INLINE int rebuildVectors(const Mox16s* differences, const Mox16s* above, Mox16s* dst, int n) {
   if constexpr (Predictor == 1) {
-    return sumOfDifferences(differences, dst, n, above[0]);
+    return sumOfDifferences(differences, dst, n, get(above, 0));
   } else if constexpr (Predictor == 4) {
-    Mox16s start = 0;
     return sumUp(
-        0, n, start, dst, [=](int x) { return load<V128>(differences + x); },
-        [=](int x) { return load<V128>(above + x); });
+        0, n, 0, dst, [=](int x) { return load<V128>(element(differences, x)); },
+        [=](int x) { return load<V128>(element(above, x)); });
   } else if constexpr (Predictor == 5) {
-    Mox16s start = dst[0];
     return sumUp(
-        1, n, start, dst,
+        1, n, get(dst, 0), dst,
         [=](int x) {
-          const V128 rise = halfDifference(load<V128>(above + x), load<V128>(above + x - 1));
-          return add16(load<V128>(differences + x), rise);
+          const V128 rise = halfDifference(load<V128>(element(above, x)), load<V128>(element(above, x - 1)));
+          return add16(load<V128>(element(differences, x)), rise);
         },
         noOffset);
   } else if constexpr (Predictor == 6 || Predictor == 7) {
@@ -158,7 +152,8 @@ MOX_INLINE int rebuildVectors(const Mox16s* differences, const Mox16s* above, Mo
   } else {
     return wholeVectors(
         1, n, [&]<class V>(int at) __attribute__((always_inline)) {
-          store(dst + at, add16(load<V>(differences + at), load<V>(above + at - (Predictor == 3))));
+          const V predicted = load<V>(element(above, Predictor == 3 ? at - 1 : at));
+          store(element(dst, at), add16(load<V>(element(differences, at)), predicted));
         });
   }
 }
@@ -172,8 +167,10 @@ void rebuildRow(const Mox16s* differences, const Mox16s* above, Mox16s* dst, int
 
 #else
 
-constexpr auto differFirst = definition::differFirst;
-constexpr auto rebuildFirst = definition::rebuildFirst;
+void differFirst(const Mox16s* src, Mox16s* dst, int n, Mox16s origin) { definition::differFirst(src, dst, n, origin); }
+void rebuildFirst(const Mox16s* differences, Mox16s* dst, int n, Mox16s origin) {
+  definition::rebuildFirst(differences, dst, n, origin);
+}
 
 template <int Predictor>
 void differRow(const Mox16s* src, const Mox16s* above, Mox16s* dst, int n) {

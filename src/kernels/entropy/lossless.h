@@ -1,15 +1,13 @@
 // Prediction of lossless JPEG (T.81 H.1.2), row by row: samples to differences and back, modulo 65536.
 #pragma once
 
-#include <algorithm>
-
+#include "kernels/bytes.h"
 #include "kernels/dct/fixed.h"
 #include "moxj.h"
 
 namespace mox {
 
-// `n` is at least 1. In the first column the value ahead of the first row is `origin`, in other rows the sample
-// above.
+// `n` is at least 1. The first sample is predicted by `origin` in the first row, by the sample above in other rows.
 struct LosslessKernels {
   void (*differFirst)(const Mox16s* src, Mox16s* dst, int n, Mox16s origin);
   void (*differ)(const Mox16s* src, const Mox16s* above, Mox16s* dst, int n, int predictor);
@@ -43,27 +41,30 @@ static_assert(losslessOrigin(8, 8) == 0 && losslessOrigin(2, INT32_MAX) == 4);
 static_assert(wrap16(predict<4>(-1, -1, 0)) == -2 && wrap16(predict<7>(-32768, 0, 5)) == -16384);
 static_assert(predict<5>(0, 0, 1) == -1 && predict<6>(32767, 0, -32768) == 32767);
 
-inline void differFirst(const Mox16s* src, Mox16s* dst, int n, Mox16s origin) {
-  dst[0] = wrap16(src[0] - origin);
-  for (int x = 1; x < n; x++) dst[x] = wrap16(src[x] - src[x - 1]);
+// Rows may begin at odd addresses.
+
+inline void differFirst(const Mox16s* src, Mox16s* dst, int n, Mox16s origin, int from = 0) {
+  if (from == 0) put(dst, from++, wrap16(get(src, 0) - origin));
+  for (int x = from; x < n; x++) put(dst, x, wrap16(get(src, x) - get(src, x - 1)));
 }
 
 template <int Predictor>
 void differ(const Mox16s* src, const Mox16s* above, Mox16s* dst, int n, int from = 0) {
-  if (from == 0) dst[from++] = wrap16(src[0] - above[0]);
-  for (int x = from; x < n; x++) dst[x] = wrap16(src[x] - predict<Predictor>(src[x - 1], above[x], above[x - 1]));
+  if (from == 0) put(dst, from++, wrap16(get(src, 0) - get(above, 0)));
+  for (int x = from; x < n; x++)
+    put(dst, x, wrap16(get(src, x) - predict<Predictor>(get(src, x - 1), get(above, x), get(above, x - 1))));
 }
 
-inline void rebuildFirst(const Mox16s* differences, Mox16s* dst, int n, Mox16s origin) {
-  dst[0] = wrap16(differences[0] + origin);
-  for (int x = 1; x < n; x++) dst[x] = wrap16(differences[x] + dst[x - 1]);
+inline void rebuildFirst(const Mox16s* differences, Mox16s* dst, int n, Mox16s origin, int from = 0) {
+  if (from == 0) put(dst, from++, wrap16(get(differences, 0) + origin));
+  for (int x = from; x < n; x++) put(dst, x, wrap16(get(differences, x) + get(dst, x - 1)));
 }
 
 template <int Predictor>
 void rebuild(const Mox16s* differences, const Mox16s* above, Mox16s* dst, int n, int from = 0) {
-  if (from == 0) dst[from++] = wrap16(differences[0] + above[0]);
-  for (int x = std::max(from, 1); x < n; x++)
-    dst[x] = wrap16(differences[x] + predict<Predictor>(dst[x - 1], above[x], above[x - 1]));
+  if (from == 0) put(dst, from++, wrap16(get(differences, 0) + get(above, 0)));
+  for (int x = from; x < n; x++)
+    put(dst, x, wrap16(get(differences, x) + predict<Predictor>(get(dst, x - 1), get(above, x), get(above, x - 1))));
 }
 
 }  // namespace definition

@@ -1,6 +1,7 @@
 // Huffman coding of the differences of lossless JPEG, one at a time (T.81 H.1.2.2, H.2.2).
 #pragma once
 
+#include "kernels/bytes.h"
 #include "kernels/entropy/bitio.h"
 #include "kernels/entropy/huffenc.h"
 #include "kernels/entropy/state.h"
@@ -21,7 +22,7 @@ namespace definition {
 // The category of the difference 32768, whose code no value bits follow.
 inline constexpr int kLargestCategory = 16;
 
-// What fails is not reported: the position tells that a destination is full.
+// Failures are not reported: the position shows that a destination is full.
 inline void encodeDifference(Mox16s difference, Mox8u* dst, int32_t length, int32_t* position, const EncodeSpec* table,
                              EncodeState* state) {
   BitWriter out(dst, length, *position, *state);
@@ -31,7 +32,7 @@ inline void encodeDifference(Mox16s difference, Mox8u* dst, int32_t length, int3
   out.keep(*state);
 }
 
-// Categories above 16, which no table should have, count as 16. A position outside the source has nothing behind it.
+// Categories above 16, which no table should have, count as 16. A position outside the source has no data after it.
 inline MoxStatus decodeDifference(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, int32_t* marker,
                                   const DecodeSpec* table, DecodeState* state) {
   BitReader<false> in{src,         *position < 0 ? *position : length, *position, *marker, state->low, state->high,
@@ -46,7 +47,7 @@ inline MoxStatus decodeDifference(const Mox8u* src, int32_t length, int32_t* pos
   state->high = in.high;
   state->count = in.count;
   if (status) return status;
-  *dst = static_cast<Mox16s>(difference);
+  put(dst, static_cast<Mox16s>(difference));
   return in.notice;
 }
 

@@ -1,14 +1,13 @@
-// Progressive scans, block by block.
+// Progressive decoding of a block.
 //
-// Most blocks of a progressive scan take a few bits or none. So what counts is the cost of a call: the bit reader
-// lives in registers and loads its bytes in groups, and a block inside an end-of-band run is done before there is a
-// reader.
+// Most blocks of a progressive scan take a few bits or none, so the cost of a call is what counts: the bit reader lives
+// in registers and loads its bytes in groups, and a block inside an end-of-band run is done before there is a reader.
 //
-// A refinement is the harder part. The definition visits every coefficient of the band and asks for one bit at a
-// time, each a branch that cannot be foreseen. Here the block is a mask of its coefficients that are not 0, in
-// zig-zag order: where a run of zeros ends is the place of the n-th 0 of the mask, the coefficients that it passes
-// are the 1s ahead of it, and as many correction bits are taken at once. Which of them were 1, and the new
-// coefficients, come together as masks, too, and change the block at the end.
+// Refinements are harder. The definition visits every coefficient of the band and asks for one bit at a time, each a
+// branch that cannot be predicted. Here the block is a mask of its coefficients that are not 0, in zig-zag order. A run of
+// zeros ends at the n-th 0 of the mask; the coefficients that it passes are the 1s before that, and their correction bits
+// are taken all at once. These bits, and the new coefficients, are collected as masks, too, and applied to the block at
+// the end. States that no call leaves go to the definition.
 #include "kernels/entropy/progdec.h"
 
 #include "kernels/entropy/bitmask.h"
@@ -60,7 +59,7 @@ MOX_INLINE uint64_t knownPositions(const Mox16s* src) {
   return known;
 }
 
-// Corrects the known coefficients of a mask, and puts new ones where they have been found.
+// Corrects the coefficients of one mask and stores new ones at the positions of another.
 MOX_INLINE void refine(Mox16s* dst, int32_t low, uint64_t corrections, uint64_t added, uint64_t negative) {
   for (; corrections; corrections &= corrections - 1) {
     Mox16s& coefficient = dst[kZigZag.natural[__builtin_ctzll(corrections)]];
@@ -72,11 +71,11 @@ MOX_INLINE void refine(Mox16s* dst, int32_t low, uint64_t corrections, uint64_t 
   }
 }
 
-// What has been read of a block.
+// What has been read for a block.
 struct Refinement {
   uint64_t known;
-  uint64_t passed = 0;  // known ones whose correction bits have been taken
-  uint64_t bits = 0;    // these, the last one lowest
+  uint64_t passed = 0;  // the known ones whose correction bits have been taken
+  uint64_t bits = 0;    // these bits, the last one lowest
   uint64_t added = 0, negative = 0;
 
   MOX_INLINE MoxStatus pass(GroupReader<true>& in, uint64_t passing) {
@@ -104,7 +103,7 @@ MOX_INLINE MoxStatus walk(GroupReader<true>& in, Refinement& block, uint64_t res
     }
     if (size > 0)
       if (const MoxStatus bad = in.take(1, positive)) return bad;
-    const uint64_t place = nthBit(rest & ~known, run);  // none: all the rest is passed
+    const uint64_t place = nthBit(rest & ~known, run);  // 0: all the rest is passed
     if (const MoxStatus bad = block.pass(in, known & rest & (place - 1))) return bad;
     if (size > 0) {
       block.added |= place;

@@ -23,10 +23,10 @@ struct ProgDecodeKernels {
 
 namespace definition {
 
-// The steps that a kernel's reader shares are always inlined: a reader that has an address lives in memory, not in
-// registers.
+// The steps that the kernels' reader shares are always inlined: a reader whose address is taken lives in memory instead
+// of registers.
 
-// Runs `decode` on a reader and keeps what it leaves, whatever comes of it.
+// Runs `decode` on a reader and keeps the reader's state, even after a failure.
 template <bool Wide, class Decode>
 MoxStatus taken(const Mox8u* src, int32_t length, int32_t* position, int32_t* marker, DecodeState* state,
                 Decode&& decode) {
@@ -71,7 +71,7 @@ inline MoxStatus decodeDCRefine(const Mox8u* src, int32_t length, int32_t* posit
   });
 }
 
-// The blocks of an end-of-band run that a symbol of class `runClass` (0 to 14) starts, this one included.
+// The length of the end-of-band run that a symbol of class `runClass` (0 to 14) starts, this block included.
 template <class Reader>
 [[gnu::always_inline]] inline MoxStatus takeRun(Reader& in, int runClass, int32_t& blocks) {
   uint32_t rest = 0;
@@ -81,8 +81,8 @@ template <class Reader>
   return moxStatusOk;
 }
 
-// T.81 G.2.2. A run of zeros may carry a coefficient behind the band, and behind the block: as in the sequential
-// decoder up to nine places behind it mean coefficient 63, and any more are an error.
+// T.81 G.2.2. A run of zeros may lead past the band and past the block. As in the sequential decoder, up to nine
+// positions past the block mean coefficient 63, and any more are an error.
 template <class Reader>
 [[gnu::always_inline]] inline MoxStatus walkACFirst(Reader& in, Mox16s* dst, Band band, const DecodeSpec& table,
                                                     int32_t& blocks) {
@@ -116,15 +116,15 @@ inline MoxStatus decodeACFirst(const Mox8u* src, int32_t length, int32_t* positi
   });
 }
 
-// The bit of a coefficient that is refined, and where there is none yet, its next one: away from 0, once.
+// A coefficient whose correction bit is 1: it moves away from 0 by that bit's value, unless the bit is set already.
 constexpr Mox16s corrected(Mox16s coefficient, int32_t low) {
   if (coefficient >> low & 1) return coefficient;
   return static_cast<Mox16s>(coefficient + (coefficient < 0 ? -(1 << low) : 1 << low));
 }
 static_assert(corrected(4, 1) == 6 && corrected(-4, 1) == -6 && corrected(2, 1) == 2);
 
-// T.81 G.2.3. Passes the coefficients from `k` on, each that is not 0 with its correction bit, up to the place behind
-// `zeros` (0 to 15) that are 0, or to the end of the band.
+// T.81 G.2.3. Passes the coefficients from `k` on and reads the correction bit of each that is not 0. Stops at the
+// coefficient of 0 that follows `zeros` (0 to 15) others, or at the end of the band.
 template <class Reader>
 MoxStatus passCoefficients(Reader& in, Mox16s* dst, Band band, int& k, int zeros) {
   for (; k <= band.end; k++) {
@@ -140,7 +140,7 @@ MoxStatus passCoefficients(Reader& in, Mox16s* dst, Band band, int& k, int zeros
   return moxStatusOk;
 }
 
-// Any size but 0 counts as 1. A new coefficient for which the band has no place left is dropped.
+// Any size but 0 counts as 1. A new coefficient that the band has no position left for is dropped.
 template <class Reader>
 MoxStatus walkACRefine(Reader& in, Mox16s* dst, Band band, const DecodeSpec& table, int32_t& blocks) {
   int k = band.start;
@@ -164,7 +164,7 @@ MoxStatus walkACRefine(Reader& in, Mox16s* dst, Band band, const DecodeSpec& tab
   return moxStatusOk;
 }
 
-// A run that is under way, or has been read, stays in the state as it is when the correction bits run out.
+// When the correction bits run out, a run that was pending or has just been read stays in the state.
 inline MoxStatus decodeACRefine(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, int32_t* marker,
                                 Band band, const DecodeSpec* table, DecodeState* state) {
   return taken<true>(src, length, position, marker, state, [&](auto& in) {

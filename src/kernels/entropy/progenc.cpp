@@ -1,9 +1,8 @@
-// Progressive scans, block by block.
+// Progressive encoding of a block.
 //
-// As in the sequential encoder, vectors bring a block into zig-zag order and find magnitudes, categories and masks,
-// and the symbols of what is left of it go into a 64-bit accumulator and a buffer of the call. A band of zeros is one
-// test and one more block of the run. In a refinement even the correction bits are a mask: those that follow a symbol
-// are gathered from it at once.
+// As in the sequential encoder, vectors bring a block into zig-zag order and compute magnitudes, categories and masks, and
+// the symbols go into a 64-bit accumulator and a buffer of the call. A band of zeros is one test and one more block of the
+// run. In a refinement the correction bits are a mask as well: those that follow a symbol are gathered from it at once.
 //
 // A block that cannot be coded this way (a symbol without a code, a magnitude that is too large, a run that must be
 // written early, a state that no call leaves) has left no trace and goes to the definition.
@@ -12,6 +11,7 @@
 #include "kernels/entropy/bitmask.h"
 #include "kernels/entropy/packer.h"
 #include "kernels/entropy/zigzagblock.h"
+#include "kernels/vec/bits.h"
 #include "kernels/vec/vec.h"
 
 namespace mox::MOX_TARGET {
@@ -35,7 +35,7 @@ struct BandVectors {
   VMax magnitude[kZigZagVectors], sign[kZigZagVectors];
 };
 
-// One bit for each lane of all vectors whose image is not 0.
+// One bit for each lane of all vectors: whether `map` of it is not 0.
 template <class Map>
 MOX_INLINE uint64_t maskOf(const VMax* lanes, Map map) {
   uint64_t mask = 0;
@@ -46,7 +46,7 @@ MOX_INLINE uint64_t maskOf(const VMax* lanes, Map map) {
 
 constexpr auto kNonZero = [](VMax v) __attribute__((always_inline)) { return v; };
 
-// What a first scan asks of a block.
+// What a first scan needs of a block.
 template <int Largest>
 struct FirstBlock {
   static_assert(Largest <= ZigZagBlock::kLargest);
@@ -74,7 +74,7 @@ struct FirstBlock {
   bool large;  // a category above Largest
 };
 
-// What a refinement asks.
+// What a refinement needs of it.
 struct RefineBlock {
   MOX_INLINE RefineBlock(const Mox16s* src, Band band) {
     const BandVectors vectors(src, band.low);
@@ -87,45 +87,44 @@ struct RefineBlock {
     odd = maskOf(
         vectors.magnitude, [](VMax v) __attribute__((always_inline)) { return shl16<15>(v); });
     negative = maskOf(vectors.sign, kNonZero);
-    behind = inside;
-    if (added) behind &= ~((uint64_t{2} << (63 - __builtin_clzll(added))) - 1);
+    tail = inside;
+    if (added) tail &= ~((uint64_t{2} << (63 - __builtin_clzll(added))) - 1);
   }
-  uint64_t known, added;   // magnitudes above 1; of 1
+  uint64_t known, added;   // magnitudes above 1; magnitudes of 1, the new coefficients
   uint64_t odd, negative;  // bit 0 of magnitudes; signs
-  uint64_t behind;         // the band behind the last coefficient that is added
+  uint64_t tail;           // the band after the last new coefficient
 };
 
 // ---- Runs ---------------------------------------------------------------------------------------------------------
 
-// A run that calls of the encoders leave.
+// Whether calls of the encoders can have left such a run.
 MOX_INLINE bool isRun(const EncodeState& state) {
   return static_cast<uint32_t>(state.eobRun) < static_cast<uint32_t>(kLongestRun) &&
-         static_cast<uint32_t>(state.correctionCount) <= (state.eobRun ? definition::kMostHeldCorrections : 0);
+         static_cast<uint32_t>(state.correctionCount) <= (state.eobRun ? definition::kMaxHeldCorrections : 0);
 }
 
-// Whether one more block with so many correction bits joins the run without ending it.
+// Whether one more block, with that many correction bits, joins the run without ending it.
 MOX_INLINE bool joins(int32_t run, int32_t held, int corrections) {
-  return run + 1 < kLongestRun && held + corrections <= definition::kMostHeldCorrections;
+  return run + 1 < kLongestRun && held + corrections <= definition::kMaxHeldCorrections;
 }
 
 // Eight correction bits from as many bytes, the first of them highest.
 MOX_INLINE uint64_t eightCorrections(const uint8_t* bytes) {
-  uint64_t word;
-  std::memcpy(&word, bytes, sizeof word);
+  const uint64_t word = get<uint64_t>(bytes);
   // Byte i of the word, from the lowest, goes to bit 63 - i.
   return (word & 0x0101010101010101u) * 0x8040201008040201u >> 56;
 }
 
 // ---- Packing ------------------------------------------------------------------------------------------------------
 
-// The bits of a mask's coefficients, behind what is flushed.
+// Correction bits, after a flush.
 MOX_INLINE void packCorrections(uint64_t bits, int count, Packer& out) {
-  constexpr int kMost = 48;
-  for (; count > kMost; count -= kMost) {
-    out.add(Packer::lowBits(bits >> (count - kMost), kMost), kMost);
+  constexpr int kMax = 48;  // of one flush
+  for (; count > kMax; count -= kMax) {
+    out.add(lowBits(bits >> (count - kMax), kMax), kMax);
     out.flush();
   }
-  out.add(Packer::lowBits(bits, static_cast<uint64_t>(count)), static_cast<uint64_t>(count));
+  out.add(lowBits(bits, static_cast<uint64_t>(count)), static_cast<uint64_t>(count));
   out.flush();
 }
 
@@ -146,8 +145,8 @@ MOX_INLINE bool packRun(const EncodeState& state, const EncodeSpec& table, Packe
   return true;
 }
 
-// The flushes of a block: its run, for each coefficient its code and its corrections, codes of 16 zeros and theirs.
-using Buffer = PackBuffer<1 + (definition::kMostHeldCorrections + 7) / 8 + 2 * (63 + 3) + 2>;
+// The flushes of a block: its run and that run's corrections; codes and corrections of coefficients and of 16 zeros.
+using Buffer = PackBuffer<1 + (definition::kMaxHeldCorrections + 7) / 8 + 2 * (63 + 3) + 2>;
 static_assert(7 + 16 + 14 < 64 && 7 + 48 < 64);
 
 MOX_INLINE bool packFirst(const FirstBlock<definition::SegmentOutput::kLargest>& block, Band band,
@@ -172,21 +171,21 @@ MOX_INLINE bool packFirst(const FirstBlock<definition::SegmentOutput::kLargest>&
   return true;
 }
 
-// The zeros and known coefficients ahead of a new one. `passing` are the known ones that remain to be corrected
-// behind its code, `run` the zeros that the code counts.
-MOX_INLINE bool packAhead(const RefineBlock& block, uint64_t ahead, const EncodeSpec& table, Packer& out,
-                          uint64_t& passing, int& run) {
-  passing = block.known & ahead;
-  run = __builtin_popcountll(ahead ^ passing);
+// The zeros and known coefficients before a new one: codes of 16 zeros with the corrections that follow them. What the
+// new one's code must count and correct remains: `run` zeros and the known coefficients of `passing`.
+MOX_INLINE bool packBefore(const RefineBlock& block, uint64_t before, const EncodeSpec& table, Packer& out,
+                           uint64_t& passing, int& run) {
+  passing = block.known & before;
+  run = __builtin_popcountll(before ^ passing);
   while (run > 15) {
-    // The code comes where the next coefficient that is not 0 is seen: behind at least 16 zeros, at any one then.
-    const uint64_t sixteenth = nthBit(ahead & ~block.known, 15);
+    // The code is due at the first coefficient that is not 0 after 16 zeros: it corrects those before its last zero.
+    const uint64_t sixteenth = nthBit(before & ~block.known, 15);
     const uint64_t until = sixteenth | (sixteenth - 1);
     if (!out.symbol(table, kZeroRun, 0, 0)) return false;
     out.flush();
     const uint64_t corrected = passing & until;
     packCorrections(gathered(block.odd, corrected), __builtin_popcountll(corrected), out);
-    ahead &= ~until;
+    before &= ~until;
     passing &= ~until;
     run -= 16;
   }
@@ -199,7 +198,7 @@ MOX_INLINE bool packRefine(const RefineBlock& block, Band band, const EncodeSpec
     const uint64_t place = left & -left;
     uint64_t passing;
     int run;
-    if (!packAhead(block, rest & (place - 1), table, out, passing, run)) return false;
+    if (!packBefore(block, rest & (place - 1), table, out, passing, run)) return false;
     if (!out.symbol(table, static_cast<uint64_t>(run * 16 + 1), 1, block.negative & place ? 0 : 1)) [[unlikely]]
       return false;
     out.flush();
@@ -211,7 +210,7 @@ MOX_INLINE bool packRefine(const RefineBlock& block, Band band, const EncodeSpec
 
 // ---- Blocks -------------------------------------------------------------------------------------------------------
 
-// Packs a block and appends it; false, without a trace, if it is one for the definition.
+// Packs a block and appends it. If it is one for the definition: false, with no trace left.
 template <class Pack>
 MOX_INLINE bool appendPacked(Mox8u* dst, int32_t length, int32_t* position, const EncodeSpec& table, EncodeState& state,
                              Pack pack) {
@@ -223,17 +222,18 @@ MOX_INLINE bool appendPacked(Mox8u* dst, int32_t length, int32_t* position, cons
   Packer out{low >> (24 - pending), pending, buffer.end()};
   if (!packRun(state, table, out) || !pack(out)) [[unlikely]]
     return false;
-  const Mox8u* const behind = append(buffer.end(), static_cast<int>(buffer.end() - out.next), dst + at, length - at);
-  if (!behind) [[unlikely]]
+  const Mox8u* const next = append(buffer.end(), static_cast<int>(buffer.end() - out.next), dst + at, length - at);
+  if (!next) [[unlikely]]
     return false;
-  *position = static_cast<int32_t>(behind - dst);
+  *position = static_cast<int32_t>(next - dst);
   state.low = static_cast<uint32_t>(out.accumulator << (24 - out.used));
   state.high = 0;
   state.pending = static_cast<int32_t>(out.used);
   return true;
 }
 
-// A state that no call has left may hold bits below the pending ones, which the definition would mix with new ones.
+// Whether calls can have left the state. Another may hold bits below the pending ones, which the definition mixes with
+// new ones.
 MOX_INLINE bool isClean(const EncodeState& state) {
   const uint32_t pending = static_cast<uint32_t>(state.pending);
   return pending < 8 && state.low << (8 + pending) == 0 && isRun(state);
@@ -267,14 +267,14 @@ MOX_INLINE void extendRun(const RefineBlock& block, uint64_t corrections, int co
   uint8_t* const area = state.corrections + state.correctionCount;
   for (int i = 0; i < count; i++) area[i] = corrections >> (count - 1 - i) & 1;
   state.correctionCount += count;
-  state.eobRun += block.behind != 0;
+  state.eobRun += block.tail != 0;
 }
 
 MoxStatus encodeACRefine(const Mox16s* src, Mox8u* dst, int32_t length, int32_t* position, Band band,
                          const EncodeSpec* table, EncodeState* state) {
   prefetchBlocks(src);
   const RefineBlock block(src, band);
-  const uint64_t passing = block.known & block.behind;
+  const uint64_t passing = block.known & block.tail;
   const int count = __builtin_popcountll(passing);
   if (isClean(*state)) [[likely]] {
     if (!block.added) {
@@ -326,7 +326,7 @@ MoxStatus countACFirst(const Mox16s* src, int32_t* counts, Band band, EncodeStat
 MoxStatus countACRefine(const Mox16s* src, int32_t* counts, Band band, EncodeState* state) {
   prefetchBlocks(src);
   const RefineBlock block(src, band);
-  const int count = __builtin_popcountll(block.known & block.behind);
+  const int count = __builtin_popcountll(block.known & block.tail);
   if (!isRun(*state)) [[unlikely]]
     return definition::countACRefine(src, counts, band, state);
   if (!block.added && !joins(state->eobRun, state->correctionCount, count)) [[unlikely]]
@@ -342,7 +342,7 @@ MoxStatus countACRefine(const Mox16s* src, int32_t* counts, Band band, EncodeSta
     rest &= ~(place | (place - 1));
   }
   state->correctionCount += count;
-  state->eobRun += block.behind != 0;
+  state->eobRun += block.tail != 0;
   return moxStatusOk;
 }
 

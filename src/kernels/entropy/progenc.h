@@ -9,8 +9,8 @@
 
 namespace mox {
 
-// Arguments are those of the exported functions without the flush flag, already checked. What few bits a DC scan has
-// of a block is nothing for vectors: its functions below are used as they are.
+// Arguments are those of the exported functions without the flush flag, already checked. A DC scan has too few bits per
+// block for vectors to help: every target uses the definitions.
 struct ProgEncodeKernels {
   MoxStatus (*acFirst)(const Mox16s* src, Mox8u* dst, int32_t length, int32_t* position, Band band,
                        const EncodeSpec* table, EncodeState* state);
@@ -23,11 +23,11 @@ struct ProgEncodeKernels {
 namespace definition {
 
 inline constexpr int kLargestDC = 11;
-inline constexpr int kHighestRunClass = 14;       // of an end-of-band run: 2^14 to 2^15 - 1 blocks
-inline constexpr int kMostHeldCorrections = 937;  // 1000 less what one block may add
+inline constexpr int kHighestRunClass = 14;      // of an end-of-band run: 2^14 to 2^15 - 1 blocks
+inline constexpr int kMaxHeldCorrections = 937;  // 1000 less what one block may add
 
-// Where symbols go: into a segment, with the bits behind them, or into counters. They differ in the largest category,
-// too: one that just can be coded cannot be counted.
+// Where symbols go: into a segment, followed by their bits, or into counters. The largest category differs, too: 11 can
+// be coded but not counted.
 struct SegmentOutput {
   static constexpr int kLargest = 11;
   static constexpr bool kHoldsCorrections = true;
@@ -48,7 +48,7 @@ struct CounterOutput {
   MoxStatus bits(uint32_t, int) { return moxStatusOk; }
 };
 
-// An end-of-band run of `blocks`: the symbol of its class, and what the class leaves open.
+// An end-of-band run of `blocks`: the symbol of its class and the bits that the class leaves open.
 template <class Output>
 MoxStatus putRun(Output out, uint32_t blocks) {
   const int runClass = std::bit_width(blocks) - 1;
@@ -57,8 +57,8 @@ MoxStatus putRun(Output out, uint32_t blocks) {
   return out.bits(blocks, runClass);
 }
 
-// Writes the pending end-of-band run and the correction bits held for it, if there is one. A run that is longer than
-// any caller of these functions can make it goes in two pieces.
+// Writes the pending end-of-band run, if there is one, and its correction bits. A run longer than calls of these functions
+// can make it is written in two pieces.
 template <class Output>
 MoxStatus endRun(Output out, EncodeState& state) {
   if (state.eobRun == 0) return moxStatusOk;
@@ -74,8 +74,8 @@ MoxStatus endRun(Output out, EncodeState& state) {
   return moxStatusOk;
 }
 
-// One more block whose band ends in zeros; its `count` correction bits join those that are held. Bits for which the
-// area has no room belong to a run that could not be written: the segment is lost already.
+// One more block whose band ends in zeros; its `count` correction bits join those of the run. Bits that do not fit the
+// area belong to a run that could not be written: the segment is lost already.
 template <class Output>
 MoxStatus extendRun(Output out, EncodeState& state, const uint8_t* corrections, int count) {
   const uint32_t held = static_cast<uint32_t>(state.correctionCount);
@@ -84,7 +84,7 @@ MoxStatus extendRun(Output out, EncodeState& state, const uint8_t* corrections, 
       if (held + i < sizeof state.corrections) state.corrections[held + i] = corrections[i];
   state.correctionCount = static_cast<int32_t>(held + static_cast<uint32_t>(count));
   state.eobRun = static_cast<int32_t>(static_cast<uint32_t>(state.eobRun) + 1);
-  return state.eobRun == kLongestRun || state.correctionCount > kMostHeldCorrections ? endRun(out, state) : moxStatusOk;
+  return state.eobRun == kLongestRun || state.correctionCount > kMaxHeldCorrections ? endRun(out, state) : moxStatusOk;
 }
 
 constexpr int magnitude(int value, Band band) { return (value < 0 ? -value : value) >> band.low; }
@@ -114,7 +114,7 @@ MoxStatus walkACFirst(const Mox16s* src, Band band, Output out, EncodeState& sta
 // T.81 G.1.2.3. The correction bits of coefficients that are passed follow the next symbol.
 template <class Output>
 MoxStatus walkACRefine(const Mox16s* src, Band band, Output out, EncodeState& state) {
-  int lastNew = 0;  // behind it no more runs of 16 zeros are coded
+  int lastNew = 0;  // after it no more runs of 16 zeros are coded
   for (int k = band.start; k <= band.end; k++)
     if (magnitude(src[kZigZag.natural[k]], band) == 1) lastNew = k;
   int run = 0, passed = 0;
@@ -146,7 +146,7 @@ MoxStatus walkACRefine(const Mox16s* src, Band band, Output out, EncodeState& st
   return run > 0 || passed > 0 ? extendRun(out, state, corrections, passed) : moxStatusOk;
 }
 
-// Runs `walk` on a writer and keeps what it leaves, whatever comes of it.
+// Runs `walk` on a writer and keeps the writer's state, even after a failure.
 template <class Walk>
 MoxStatus appended(Mox8u* dst, int32_t length, int32_t* position, EncodeState* state, Walk&& walk) {
   BitWriter out(dst, length, *position, *state);
@@ -178,8 +178,8 @@ inline MoxStatus countACRefine(const Mox16s* src, int32_t* counts, Band band, En
   return walkACRefine(src, band, CounterOutput{counts}, *state);
 }
 
-// The difference that a DC scan codes (T.81 G.1.2.1); false if its category cannot be coded. The predictor is the
-// block's in any case.
+// The difference that a DC scan codes (T.81 G.1.2.1); false if its category cannot be coded. The predictor becomes the
+// block's value in any case.
 inline bool differenceDC(const Mox16s* src, int32_t low, Mox16s* lastDC, int& difference) {
   const int value = src[0] >> low;
   difference = value - *lastDC;

@@ -5,7 +5,8 @@
 
 namespace mox {
 
-// Positions behind the block that a decoder's run of zeros may reach before it is an error: all mean coefficient 63.
+// A decoder's run of zeros may lead this many positions past the block before it is an error; all of them mean
+// coefficient 63.
 inline constexpr int kZigZagGuards = 9;
 
 // The walk along the anti-diagonals and its inverse; natural positions are 8 * row + column.
