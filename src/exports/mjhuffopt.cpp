@@ -64,8 +64,8 @@ class CodeSizes {
   int next_[kSymbols + 1];
 };
 
-// Moves codes that are too long up the tree (figure K.3). Of a pair of them, one takes the place of their common prefix,
-// one bit shorter; for the other, a shorter code becomes the prefix of both.
+// Moves codes that are too long up the tree (figure K.3). Of a pair of them, one takes the place of their common
+// prefix, one bit shorter; for the other, a shorter code becomes the prefix of both.
 void limitSizes(int counts[kLongest + 1]) {
   for (int i = kLongest; i > kLongestAllowed; i--)
     while (counts[i] > 0) {

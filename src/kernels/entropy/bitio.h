@@ -30,8 +30,8 @@ static_assert(category(-32768) == 16 && category(65535) == 16 && category(-65535
 static_assert(valueBits(-3, 2) == 0 && valueBits(3, 2) == 3 && valueBits(-65535, 16) == 0);
 static_assert(extend(0, 1) == -1 && extend(1, 1) == 1 && extend(0, 15) == -32767 && extend(3, 3) == -4);
 
-// Appends bits to a destination. The pending ones are bits 23 and below of `low`, so that the next byte is always bits 16
-// to 23; the bytes written before stay above them, as far as 32 bits reach.
+// Appends bits to a destination. The pending ones are bits 23 and below of `low`, so that the next byte is always
+// bits 16 to 23; the bytes written before stay above them, as far as 32 bits reach.
 class BitWriter {
  public:
   BitWriter(Mox8u* dst, int32_t length, int32_t position, const EncodeState& state)
@@ -224,8 +224,8 @@ class BitReader {
     return moxStatusOk;
   }
 
-  // A code of at least `size` bits, found by the arrays that have an entry per length. A seventeenth bit is taken before
-  // a code counts as unknown.
+  // A code of at least `size` bits, found by the arrays that have an entry per length. A seventeenth bit is taken
+  // before a code counts as unknown.
   MoxStatus longSymbol(const DecodeSpec& table, int size, int& symbol) {
     uint32_t code = 0;
     if (const MoxStatus bad = take(size, code)) return Direct ? kRanOut : bad;

@@ -1,7 +1,7 @@
-// A bit reader that stays in registers and loads its bytes in groups, for the kernel files. At every point it holds what
-// the plain reader would hold, so that a caller may stop anywhere and find the plain reader's position, accumulator, count
-// and marker. Whatever needs a decision (a byte of 0xFF, the end of the source, a marker that has been met, a code that
-// needs bits not yet loaded) is left to the plain reader itself.
+// A bit reader that stays in registers and loads its bytes in groups, for the kernel files. At every point it holds
+// what the plain reader would hold, so that a caller may stop anywhere and find the plain reader's position,
+// accumulator, count and marker. Whatever needs a decision (a byte of 0xFF, the end of the source, a marker that has
+// been met, a code that needs bits not yet loaded) is left to the plain reader itself.
 #pragma once
 
 #include "kernels/entropy/bitio.h"
@@ -129,7 +129,8 @@ class GroupReader {
     return moxStatusOk;
   }
 
-  // The plain reader continues from here. By value, so that nothing takes this reader's address and it stays in registers.
+  // The plain reader continues from here. By value, so that nothing takes this reader's address and it stays in
+  // registers.
   using Plain = BitReader<false, Wide>;
   static Plain plain(const Now& now, const Mox8u* src, int32_t length) {
     return {src,

@@ -3,10 +3,10 @@
 // The plain reader of the definition loads a few bytes whenever it runs low: a branch per code that no processor can
 // predict. Here
 //
-//   - a window of 64 bits, its next bit on top, is refilled before every two symbols by one 8-byte load without a branch,
-//     up to a limit before which there is no 0xFF. A stuffed 0xFF 0x00 is handled on the way. Whatever else needs a
-//     decision (a marker, fill bytes, the end of the data, a position outside the block) is left to the definition, which
-//     then decodes the block from its start;
+//   - a window of 64 bits, its next bit on top, is refilled before every two symbols by one 8-byte load without a
+//     branch, up to a limit before which there is no 0xFF. A stuffed 0xFF 0x00 is handled on the way. Whatever else
+//     needs a decision (a marker, fill bytes, the end of the data, a position outside the block) is left to the
+//     definition, which then decodes the block from its start;
 //   - a table keeps account, off the critical path, of how many bits the plain reader would hold, so that the position,
 //     the accumulator and the count that a caller finds are those of the plain reader.
 #include "kernels/entropy/huffdec.h"
@@ -24,8 +24,8 @@ namespace {
 
 // ---- The window ---------------------------------------------------------------------------------------------------
 
-// The end of the bytes from `next` on that are known not to be 0xFF. kSeen bytes are looked at, without a branch on what
-// they are.
+// The end of the bytes from `next` on that are known not to be 0xFF. kSeen bytes are looked at, without a branch on
+// what they are.
 constexpr int kSeen = VMax::kBytes < 32 ? 32 : VMax::kBytes;
 
 MOX_INLINE const Mox8u* withoutFF(const Mox8u* next, const Mox8u* end) {
@@ -83,9 +83,9 @@ struct HeldRows {
   static constexpr uint64_t column(uint64_t length, uint64_t size) { return size * kLookup + length - 1; }
 };
 
-// Natural positions, 16 entries for each position: a cursor is 16 times a position and 15 more, so that a whole symbol,
-// its run in the upper four bits, is added to it. Positions past the block, as far as a run can lead, mean coefficient 63
-// until the block is refused.
+// Natural positions, 16 entries for each position: a cursor is 16 times a position and 15 more, so that a whole
+// symbol, its run in the upper four bits, is added to it. Positions past the block, as far as a run can lead, mean
+// coefficient 63 until the block is refused.
 struct Natural {
   uint8_t at[(64 + 16) * 16];
 };
@@ -279,8 +279,8 @@ MOX_INLINE void keep(const Mox8u* next, uint64_t count, bool stuffed, End end, c
   state->count = end.held - end.taken;
   if (stuffed) [[unlikely]]
     return keepStuffed(next, surplus, src, position, state);
-  // The last four bytes. Where fewer have been loaded, the bits that the accumulator held come first. There are four bytes
-  // after the start, or the window could not have been filled.
+  // The last four bytes. Where fewer have been loaded, the bits that the accumulator held come first. There are four
+  // bytes after the start, or the window could not have been filled.
   const Mox8u* const start = src + begun;
   const ptrdiff_t loaded = next - surplus - start;
   const ptrdiff_t skipped = loaded < 4 ? 0 : loaded - 4;
@@ -373,8 +373,8 @@ MOX_INLINE bool decodeFast(Window& in, Source& source, Mox16s* dst, Mox16s lastD
     now = step(in, source, acTable, dst, cursor, end);
     if (now != Step::more) break;
   }
-  // The plain reader has never loaded more than the window. Its last load is at the second value, at most 8 + 15 + 8 bits
-  // after a refill, and reaches 32 bits further; the window reaches the last byte that begins within 63 bits.
+  // The plain reader has never loaded more than the window. Its last load is at the second value, at most 8 + 15 + 8
+  // bits after a refill, and reaches 32 bits further; the window reaches the last byte that begins within 63 bits.
   return now == Step::done;
 }
 

@@ -67,8 +67,8 @@ inline MoxStatus decodeBlock(const Mox8u* src, int32_t length, int32_t* position
   return in.notice;
 }
 
-// When the bits run out before a DC symbol, position, bits and count stay as they are; before an AC symbol, the bits left
-// are dropped. Neither is an error. A failure leaves the three as they are.
+// When the bits run out before a DC symbol, position, bits and count stay as they are; before an AC symbol, the bits
+// left are dropped. Neither is an error. A failure leaves the three as they are.
 inline MoxStatus decodeBlockDirect(const Mox8u* src, int32_t* bitPosition, Mox16s* dst, Mox16s* lastDC, int32_t* marker,
                                    Mox32u* bits, int32_t* count, const DecodeSpec* dcTable, const DecodeSpec* acTable) {
   BitReader<true> in{src, INT32_MAX, *bitPosition / 8, *marker, *bits, 0, *count};

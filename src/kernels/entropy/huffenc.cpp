@@ -1,9 +1,9 @@
 // Sequential Huffman encoding of a block: all its symbols first, then one store.
 //
-// The definition visits all 64 coefficients and moves every code and every value into the accumulator by itself, byte by
-// byte. Here vectors bring the block into zig-zag order and compute categories, value bits and a mask of the coefficients
-// that are not 0. The loop runs over the mask, so that zeros cost nothing: the zeros before a coefficient are a
-// difference of positions. Code and value enter a 64-bit accumulator together.
+// The definition visits all 64 coefficients and moves every code and every value into the accumulator by itself, byte
+// by byte. Here vectors bring the block into zig-zag order and compute categories, value bits and a mask of the
+// coefficients that are not 0. The loop runs over the mask, so that zeros cost nothing: the zeros before a
+// coefficient are a difference of positions. Code and value enter a 64-bit accumulator together.
 //
 // No processor can predict when the accumulator of such different blocks is full. So after every second symbol all its
 // eight bytes are stored, and the next store begins after those that were complete: no branch. The bytes go into a

@@ -7,9 +7,9 @@
 //   predictor 4    the row above, plus the prefix sums of the differences
 //   predictor 5    the prefix sums of the differences plus half of what the row above rises from column to column
 //
-// A prefix sum over n lanes takes log2 n steps, and from vector to vector one addition. Predictors 6 and 7 stay serial,
-// with the shortest chain from sample to sample that wraps as 16 bits do: shift, add, mask. What is left at the end of a
-// row goes to the definition.
+// A prefix sum over n lanes takes log2 n steps, and from vector to vector one addition. Predictors 6 and 7 stay
+// serial, with the shortest chain from sample to sample that wraps as 16 bits do: shift, add, mask. What is left at
+// the end of a row goes to the definition.
 #include "kernels/entropy/lossless.h"
 
 #include "kernels/vec/vec.h"
@@ -21,8 +21,8 @@ namespace {
 
 // ---- Differences --------------------------------------------------------------------------------------------------
 
-// (a - b) >> 1 and (a + b) >> 1 of signed lanes, as if in 17 bits, from avgU16, a mean of unsigned lanes that rounds up.
-// Toggling the sign bit makes lanes unsigned; complementing both operands and the result rounds down.
+// (a - b) >> 1 and (a + b) >> 1 of signed lanes, as if in 17 bits, from avgU16, a mean of unsigned lanes that rounds
+// up. Toggling the sign bit makes lanes unsigned; complementing both operands and the result rounds down.
 template <class V>
 MOX_INLINE V halfDifference(V a, V b) {
   const V sign = set16<V>(0x8000);
@@ -83,8 +83,8 @@ MOX_INLINE V128 prefixSums(V128 a) {
   return add16(a, slideBytes<8>(zero<V128>(), a));
 }
 
-// dst[x] = start + term(from) + ... + term(x) + offset(x) for the whole vectors from column `from` on. Returns the first
-// column that is left.
+// dst[x] = start + term(from) + ... + term(x) + offset(x) for the whole vectors from column `from` on. Returns the
+// first column that is left.
 template <class Term, class Offset>
 MOX_INLINE int sumUp(int from, int n, Mox16s start, Mox16s* dst, const Term& term, const Offset& offset) {
   V128 carry = set16<V128>(start);

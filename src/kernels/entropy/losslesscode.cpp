@@ -1,15 +1,16 @@
 // Huffman coding of the differences of lossless JPEG, one per call.
 //
-// The cost of such a call is the way of the state through memory and, in a plain coder, branches that follow the data:
-// how many bytes are complete, whether there are enough bits, whether there is a value. Here there are no such branches.
+// The cost of such a call is the way of the state through memory and, in a plain coder, branches that follow the
+// data: how many bytes are complete, whether there are enough bits, whether there is a value. Here there are no such
+// branches.
 //
 //   - The encoder puts code and value into an accumulator of 64 bits and stores each of the four bytes that can be
 //     complete: to the destination or, if it is not complete, to a byte of its own.
 //   - The decoder loads bytes as the plain one does, all that it would at once or none: a shift by as many bits as that
 //     makes, which may be 0.
 //
-// Whatever needs a decision (a byte of 0xFF, the ends of the buffers, long or missing codes, states that no coder leaves)
-// has left no trace and goes to the definition.
+// Whatever needs a decision (a byte of 0xFF, the ends of the buffers, long or missing codes, states that no coder
+// leaves) has left no trace and goes to the definition.
 #include "kernels/entropy/losslesscode.h"
 
 #include "kernels/entropy/words.h"
@@ -59,9 +60,10 @@ void encode(Mox16s difference, Mox8u* dst, int32_t length, int32_t* position, co
     const int bytes = static_cast<int>(total >> 3);
     const uint64_t fromTop = all << (64 - total);
     if (!bytesOfFF(fromTop & ~(~uint64_t{0} >> (8 * bytes)))) [[likely]] {
-      // Bytes past the position are the caller's: those that are not complete go to a byte of this call instead. Addresses
-      // are selected as numbers, and the compiler must not see that nobody reads that byte. Otherwise it skips those
-      // stores by branches that cannot be predicted: 10.8 ns a call instead of 8 (losslessCode.encode of the benchmark).
+      // Bytes past the position are the caller's: those that are not complete go to a byte of this call instead.
+      // Addresses are selected as numbers, and the compiler must not see that nobody reads that byte. Otherwise it
+      // skips those stores by branches that cannot be predicted: 10.8 ns a call instead of 8 (losslessCode.encode of
+      // the benchmark).
       Mox8u unused;
       uintptr_t out = reinterpret_cast<uintptr_t>(dst + at), aside = reinterpret_cast<uintptr_t>(&unused);
       asm("" : "+r"(aside));
@@ -85,8 +87,8 @@ MoxStatus decode(const Mox8u* src, int32_t length, int32_t* position, Mox16s* ds
   const uint32_t held = static_cast<uint32_t>(state->count);
   if (*marker == 0 && held <= kFull && at >= 0 && at <= length - 4) [[likely]] {
     const uint64_t next = uint64_t{bigEndian32(src + at)} << 32;
-    // The bits that are loaded before the code, and before the value: whole bytes, until no more fit. After the first load
-    // four bytes hold enough for the second.
+    // The bits that are loaded before the code, and before the value: whole bytes, until no more fit. After the first
+    // load four bytes hold enough for the second.
     static_assert(kFull - 7 - kLookup >= 15);
     const uint32_t first = onlyIf(held < kLookup, (kFull - held) & ~7u);
     const uint64_t bits = uint64_t{state->low} << first | next >> 1 >> (63 - first);

@@ -14,8 +14,8 @@ namespace mox::MOX_TARGET {
 
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the buffer holds the accumulator's bytes from last to first");
 
-// Bits on their way into a buffer that is filled downwards from its end: the last `used` bits of the accumulator are not
-// yet stored, those above them are.
+// Bits on their way into a buffer that is filled downwards from its end: the last `used` bits of the accumulator are
+// not yet stored, those above them are.
 struct Packer {
   uint64_t accumulator;
   uint64_t used;

@@ -1,8 +1,9 @@
 // Progressive encoding of a block.
 //
-// As in the sequential encoder, vectors bring a block into zig-zag order and compute magnitudes, categories and masks, and
-// the symbols go into a 64-bit accumulator and a buffer of the call. A band of zeros is one test and one more block of the
-// run. In a refinement the correction bits are a mask as well: those that follow a symbol are gathered from it at once.
+// As in the sequential encoder, vectors bring a block into zig-zag order and compute magnitudes, categories and
+// masks, and the symbols go into a 64-bit accumulator and a buffer of the call. A band of zeros is one test and one
+// more block of the run. In a refinement the correction bits are a mask as well: those that follow a symbol are
+// gathered from it at once.
 //
 // A block that cannot be coded this way (a symbol without a code, a magnitude that is too large, a run that must be
 // written early, a state that no call leaves) has left no trace and goes to the definition.

@@ -57,8 +57,8 @@ MoxStatus putRun(Output out, uint32_t blocks) {
   return out.bits(blocks, runClass);
 }
 
-// Writes the pending end-of-band run, if there is one, and its correction bits. A run longer than calls of these functions
-// can make it is written in two pieces.
+// Writes the pending end-of-band run, if there is one, and its correction bits. A run longer than calls of these
+// functions can make it is written in two pieces.
 template <class Output>
 MoxStatus endRun(Output out, EncodeState& state) {
   if (state.eobRun == 0) return moxStatusOk;

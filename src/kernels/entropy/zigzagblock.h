@@ -1,5 +1,5 @@
-// The AC coefficients of a block in zig-zag order, with the category and the value bits of each: for the kernel files of
-// the Huffman coders.
+// The AC coefficients of a block in zig-zag order, with the category and the value bits of each: for the kernel files
+// of the Huffman coders.
 #pragma once
 
 #include <bit>
@@ -38,8 +38,8 @@ constexpr ZigZagLanes zigZagLanes() {
 }
 alignas(64) inline constexpr ZigZagLanes kZigZagLanes = zigZagLanes();
 
-// Where bytes can be shuffled within blocks: the byte order that brings the coefficients of one row to their lanes in one
-// vector of the result, and 0 to all other lanes.
+// Where bytes can be shuffled within blocks: the byte order that brings the coefficients of one row to their lanes in
+// one vector of the result, and 0 to all other lanes.
 struct RowOrder {
   uint8_t of[VMax::kBytes];
   bool used;
@@ -115,8 +115,8 @@ alignas(16) inline constexpr uint8_t kWidths[3][16] = {{0, 1, 2, 2, 3, 3, 3, 3, 
                                                        {0, 5, 6, 6, 7, 7, 7, 7, 8, 8, 8, 8, 8, 8, 8, 8},
                                                        {0, 9, 10, 10, 11, 11, 11, 11, 12, 12, 12, 12, 12, 12, 12, 12}};
 
-// The numbers of bits of the 16-bit magnitudes in two vectors, as bytes. Those above ZigZagBlock::kLargest may be wrong;
-// then `high` gets bits of kTooHigh.
+// The numbers of bits of the 16-bit magnitudes in two vectors, as bytes. Those above ZigZagBlock::kLargest may be
+// wrong; then `high` gets bits of kTooHigh.
 inline constexpr int kTooHigh = 0xF0;
 
 template <class V>

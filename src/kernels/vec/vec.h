@@ -229,11 +229,3 @@ MOX_INLINE bool anyFirstEqual8(V a, V b, int n) {
 }
 
 }  // namespace mox::MOX_TARGET
-
-// Names of capabilities for the preprocessor, until no file asks for them any more.
-#if defined(MOX_TARGET_IS_sse41) || defined(MOX_TARGET_IS_avx2) || defined(MOX_TARGET_IS_avx512)
-#define MOX_SHUFFLE8 1
-#endif
-#if defined(MOX_TARGET_IS_neon)
-#define MOX_SHUFFLE8 1
-#endif
