@@ -23,7 +23,7 @@ import demo_page
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 BUILD = ROOT / "build/demo"
 MOXJ = BUILD / "bin/moxj"
-PHOTOS = BUILD / "photographs"  # kept, so that a second run needs no network
+PHOTOS = ROOT / "build/photographs"
 WORK = BUILD / "files"
 OUTPUT = ROOT / "demo-output"
 
@@ -68,17 +68,6 @@ def prepare():
     OUTPUT.mkdir()
 
 
-def fetch_photographs():
-    """The photographs in Debian's python3-skimage, extracted from the package without installing it."""
-    with tempfile.TemporaryDirectory() as scratch:
-        quiet = {"cwd": scratch, "stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
-        run("apt-get", "download", "-qq", "python3-skimage", **quiet)
-        run("dpkg", "-x", next(pathlib.Path(scratch).glob("*.deb")), scratch, **quiet)
-        for name in CROPS:
-            found = next(pathlib.Path(scratch).glob(f"usr/lib/python3/dist-packages/skimage/data/{name}.png"))
-            shutil.copy(found, PHOTOS)
-
-
 def generate_picture():
     """A substitute if there are no photographs: a sky, hills with noise, and edges."""
     noise = numpy.random.default_rng(1)
@@ -94,15 +83,11 @@ def generate_picture():
 
 def pictures():
     """The pictures' names, and whether they are photographs."""
-    try:
-        if not all((PHOTOS / f"{name}.png").exists() for name in CROPS):
-            print("Taking photographs from Debian's python3-skimage", flush=True)
-            fetch_photographs()
+    run(ROOT / "scripts/photos")
+    if all((PHOTOS / f"{name}.png").exists() for name in CROPS):
         return list(CROPS), True
-    except (subprocess.CalledProcessError, OSError, StopIteration):
-        print("The photographs cannot be had: using a generated picture")
-        generate_picture()
-        return ["generated"], False
+    generate_picture()
+    return ["generated"], False
 
 
 # ---- What it does ----------------------------------------------------------------------------------------------------

@@ -1,16 +1,15 @@
-"""Photographs for tests, from a Debian package; generated pictures if it is not available."""
+"""Pictures for tests: photographs, which scripts/photos fetches before the run, and generated ones."""
 
 import math
 import os
 import pathlib
 import random
-import subprocess
-import sys
-import tempfile
+import unittest
 
 import support  # tests/tool
 
 NAMES = ["astronaut", "coffee"]
+PHOTOGRAPHS = pathlib.Path(__file__).resolve().parent.parent.parent / "build/photographs"
 
 
 def generated(width, height, channels, seed):
@@ -27,31 +26,15 @@ def generated(width, height, channels, seed):
     return width, height, channels, bytes(samples)
 
 
-def fetch(directory):
-    with tempfile.TemporaryDirectory() as scratch:
-        quiet = {
-            "cwd": scratch,
-            "check": True,
-            "stdout": subprocess.DEVNULL,
-            "stderr": subprocess.DEVNULL,
-            "timeout": 120,
-        }
-        subprocess.run(["apt-get", "download", "-qq", "python3-skimage"], **quiet)
-        subprocess.run(["dpkg", "-x", next(pathlib.Path(scratch).glob("*.deb")), scratch], **quiet)
-        for name in NAMES:
-            found = next(pathlib.Path(scratch).glob(f"usr/lib/python3/dist-packages/skimage/data/{name}.png"))
-            (directory / f"{name}.ppm").write_bytes(support.pnm(support.parse_png(found.read_bytes())))
-
-
 def photographs():
-    """The directory of the PPM files, which is kept for later runs, and their names."""
-    directory = pathlib.Path(os.environ.get("TEST_PICTURES", tempfile.gettempdir())) / "moxj-test-pictures"
-    directory.mkdir(parents=True, exist_ok=True)
-    try:
-        if not all((directory / f"{name}.ppm").exists() for name in NAMES):
-            fetch(directory)
-        return directory, NAMES
-    except (subprocess.SubprocessError, OSError, StopIteration):
-        print("The photographs cannot be had: using a generated picture", file=sys.stderr)
-        (directory / "generated.ppm").write_bytes(support.pnm(generated(480, 360, 3, 1)))
-        return directory, ["generated"]
+    """The directory of the PPM files, and their names; a test that asks for what scripts/photos could not fetch is
+    skipped."""
+    for name in NAMES:
+        picture, source = PHOTOGRAPHS / f"{name}.ppm", PHOTOGRAPHS / f"{name}.png"
+        if not source.exists():
+            raise unittest.SkipTest(f"{source} is missing: scripts/photos fetches it")
+        if not picture.exists():
+            part = picture.with_suffix(f".{os.getpid()}")  # others may be doing the same
+            part.write_bytes(support.pnm(support.parse_png(source.read_bytes())))
+            part.replace(picture)
+    return PHOTOGRAPHS, NAMES

@@ -10,5 +10,5 @@ get_filename_component(openmp_directory "${OpenMP_omp_LIBRARY}" REALPATH)
 get_filename_component(openmp_directory "${openmp_directory}" DIRECTORY)
 find_library(MOXJ_ARCHER archer HINTS ${openmp_directory} REQUIRED)
 get_property(all_tests DIRECTORY PROPERTY TESTS)
-set_tests_properties(${all_tests} PROPERTIES ENVIRONMENT
+set_property(TEST ${all_tests} APPEND PROPERTY ENVIRONMENT
   "MOX_NUM_THREADS=4;OMP_TOOL_LIBRARIES=${MOXJ_ARCHER};TSAN_OPTIONS=ignore_noninstrumented_modules=1")
