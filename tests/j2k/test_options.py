@@ -190,8 +190,8 @@ class OptionsTest(peers.PeerTest):
 
     def test_sixteen_bits(self):
         """With enough bits to make the quantisation error negligible, the tool decodes to within 1 level of the
-        samples. The peers agree with each other but are off by more than 1 level: so the difference that max_difference()
-        allows is due to their inverse 9/7 transforms."""
+        samples. The peers agree with each other but are off by more than 1 level: so the difference that
+        max_difference() allows is due to their inverse 9/7 transforms."""
         data, kind, original = picture("128x97", "grey16", 1)
         source = self.write(f"fine.{kind}", data)
         self.expect(support.OK, "encode", source, "fine.j2k", "--bpp", "30")
