@@ -35,10 +35,7 @@ struct Argument {
   template <size_t Index, class Order>
   void breakPlanes(Order& order) {
     if constexpr (Layout::kPlanes > 1) {
-      for (auto& planes : missing)
-        order.breaksBy(
-            Index == 0 ? "source plane" : "destination plane",
-            [p = planes.data()](auto& args) { std::get<Index>(args) = p; }, moxStatusNullPointer);
+      for (auto& planes : missing) order.template breaks<Index>(planes.data(), moxStatusNullPointer);
     }
   }
 };

@@ -4,10 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <functional>
 #include <string>
 #include <tuple>
+#include <type_traits>
 #include <vector>
 
 #include "moxj.h"
@@ -17,69 +17,33 @@ namespace test {
 
 // One way to break a call: an argument (counted from 0), its bad value, and the resulting status. Lists of these are in
 // the order of the function's checks.
-template <class... Args>
 struct Breakage {
   std::string what;
   MoxStatus status;
-  std::function<void(std::tuple<Args...>&)> apply;
-  int group = -1;  // breakages of one group are never tried together
+  size_t offset;                     // of the argument in the tuple of all
+  std::vector<uint8_t> value;        // its bytes
+  std::function<void(void*)> apply;  // instead, where there is one
+  int group = -1;                    // breakages of one group are never tried together
 };
 
-template <class... Args>
-class CheckOrder {
+// What does not depend on the function's type, compiled once (support/checks.cpp).
+class AnyCheckOrder {
  public:
-  using Function = MoxStatus (*)(Args...);
+  virtual ~AnyCheckOrder() = default;
+  void run();
 
-  CheckOrder(const char* name, Function function, std::tuple<Args...> good)
-      : name_(name), function_(function), good_(good) {}
+ protected:
+  explicit AnyCheckOrder(const char* name) : name_(name) {}
 
-  // Argument Index gets `bad`.
-  template <size_t Index, class Value>
-  CheckOrder& breaks(Value bad, MoxStatus status) {
-    breakages_.push_back({"argument " + std::to_string(Index), status,
-                          [bad](std::tuple<Args...>& args) { std::get<Index>(args) = bad; }});
-    return *this;
-  }
+  void addValue(size_t index, size_t offset, const void* value, size_t bytes, MoxStatus status);
+  void addChange(const char* what, std::function<void(void*)> apply, MoxStatus status);
+  void groupFrom(size_t first);
+  size_t count() const { return breakages_.size(); }
+  void watch(const void* memory, size_t bytes);
 
-  // Several values of one argument that the same check refuses: each is a separate breakage, and they are not paired
-  // with each other.
-  template <size_t Index, class Value>
-  CheckOrder& breaksEach(std::initializer_list<Value> bad, MoxStatus status) {
-    const size_t group = breakages_.size();
-    for (const Value value : bad) {
-      breaks<Index>(value, status);
-      breakages_.back().group = static_cast<int>(group);
-    }
-    return *this;
-  }
-
-  // Any other change of the arguments.
-  CheckOrder& breaksBy(const char* what, std::function<void(std::tuple<Args...>&)> apply, MoxStatus status) {
-    breakages_.push_back({what, status, std::move(apply)});
-    return *this;
-  }
-
-  // Memory that a refused call must not change.
-  CheckOrder& untouched(const void* memory, size_t bytes) {
-    const uint8_t* const first = static_cast<const uint8_t*>(memory);
-    watched_.push_back({first, std::vector<uint8_t>(first, first + bytes)});
-    return *this;
-  }
-
-  void run() {
-    for (size_t i = 0; i < breakages_.size(); i++) {
-      expect({i});
-      for (size_t j = i + 1; j < breakages_.size(); j++)
-        if (breakages_[i].group < 0 || breakages_[i].group != breakages_[j].group) expect({i, j});
-    }
-    // Breaking the arguments from the last to the first gives the statuses in reverse order.
-    std::vector<size_t> broken;
-    for (size_t i = breakages_.size(); i-- > 0;) {
-      broken.insert(broken.begin(), i);
-      expect(broken);
-    }
-    EXPECT_GE(std::apply(function_, good_), 0) << name_ << " with good arguments";
-  }
+  // Applies breakages from the last to the first, so that the first also wins if two of them set the same argument.
+  void breakArguments(void* arguments, const std::vector<size_t>& broken) const;
+  virtual MoxStatus call(const std::vector<size_t>& broken) const = 0;
 
  private:
   struct Watched {
@@ -87,23 +51,66 @@ class CheckOrder {
     std::vector<uint8_t> before;
   };
 
-  // The breakages in the order of the checks: the first one determines the status. They are applied from the last, so
-  // that the first also wins if two of them set the same argument.
-  void expect(const std::vector<size_t>& broken) {
-    std::tuple<Args...> args = good_;
-    std::string what = name_;
-    for (size_t k = broken.size(); k-- > 0;) breakages_[broken[k]].apply(args);
-    for (const size_t i : broken) what += ", " + breakages_[i].what;
-    EXPECT_EQ(std::apply(function_, args), breakages_[broken[0]].status) << what;
-    for (const Watched& w : watched_)
-      EXPECT_EQ(std::memcmp(w.memory, w.before.data(), w.before.size()), 0) << what << ": memory was changed";
-  }
+  void expect(const std::vector<size_t>& broken) const;
 
   std::string name_;
-  Function function_;
-  std::tuple<Args...> good_;
-  std::vector<Breakage<Args...>> breakages_;
+  std::vector<Breakage> breakages_;
   std::vector<Watched> watched_;
+};
+
+template <class... Args>
+class CheckOrder : public AnyCheckOrder {
+ public:
+  using Function = MoxStatus (*)(Args...);
+  using Arguments = std::tuple<Args...>;
+  static_assert((std::is_trivially_copyable_v<Args> && ...));
+
+  CheckOrder(const char* name, Function function, Arguments good)
+      : AnyCheckOrder(name), function_(function), good_(good) {}
+
+  // Argument Index gets `bad`.
+  template <size_t Index, class Value>
+  CheckOrder& breaks(Value bad, MoxStatus status) {
+    const std::tuple_element_t<Index, Arguments> value = bad;
+    const size_t offset =
+        reinterpret_cast<const char*>(&std::get<Index>(good_)) - reinterpret_cast<const char*>(&good_);
+    addValue(Index, offset, &value, sizeof value, status);
+    return *this;
+  }
+
+  // Several values of one argument that the same check refuses: each is a separate breakage, and they are not paired
+  // with each other.
+  template <size_t Index, class Value>
+  CheckOrder& breaksEach(std::initializer_list<Value> bad, MoxStatus status) {
+    const size_t first = count();
+    for (const Value value : bad) breaks<Index>(value, status);
+    groupFrom(first);
+    return *this;
+  }
+
+  // Any other change of the arguments.
+  template <class Change>
+  CheckOrder& breaksBy(const char* what, Change change, MoxStatus status) {
+    addChange(
+        what, [change](void* arguments) { change(*static_cast<Arguments*>(arguments)); }, status);
+    return *this;
+  }
+
+  // Memory that a refused call must not change.
+  CheckOrder& untouched(const void* memory, size_t bytes) {
+    watch(memory, bytes);
+    return *this;
+  }
+
+ private:
+  MoxStatus call(const std::vector<size_t>& broken) const override {
+    Arguments arguments = good_;
+    breakArguments(&arguments, broken);
+    return std::apply(function_, arguments);
+  }
+
+  Function function_;
+  Arguments good_;
 };
 
 template <class... Args, class... Good>
