@@ -16,7 +16,7 @@ inline void digestObject(Digest& digest, const MoxDecodeHuffmanSpec& object) {
   digest.words<uint16_t>(object.firstCode, sizeof object.firstCode);
   digest.words<uint16_t>(object.lastCode, sizeof object.lastCode);
   digest.words<uint16_t>(object.firstIndex, sizeof object.firstIndex);
-  digest.bytes(object.fill, sizeof object.fill);
+  digest.bytes(object.padding, sizeof object.padding);
 }
 
 // Of a state all but its last word, which nothing sets.
