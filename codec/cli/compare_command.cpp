@@ -63,7 +63,7 @@ std::string sizeOf(const Picture& picture) {
 // Reports a failure here, so that the message names the right one of the two files, and returns nullopt.
 std::optional<Decoded> readOne(const std::string& path, const Settings& settings, Report& report, ExitStatus& status) {
   try {
-    return readPicture(openPicture(path, settings.limits), settings.limits, report);
+    return readPicture(openPicture(path, settings.limits), settings.limits, report, readOptions(settings));
   } catch (const std::exception& exception) {
     const Ending ending = endingOf(exception);
     report.fileError(displayName(path, true), ending.text);

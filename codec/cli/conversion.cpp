@@ -1,11 +1,12 @@
 // encode, decode and transcode: convert pictures from one format to another, one file or a batch.
 #include <algorithm>
 #include <atomic>
+#include <deque>
 #include <exception>
 #include <filesystem>
 #include <optional>
-#include <thread>
 
+#include "base/workers.h"
 #include "cli/commands.h"
 #include "cli/input.h"
 #include "cli/limits.h"
@@ -21,16 +22,6 @@
 namespace moxj {
 
 namespace {
-
-// The number of threads for one picture.
-int threadsOf(const Settings& settings) { return std::max(1, settings.threads.value_or(moxGetNumThreads())); }
-
-ReadOptions readOptions(const Settings& settings) {
-  ReadOptions options{settings.reading, settings.j2kReading};
-  options.j2k.threads = threadsOf(settings);
-  options.jpeg.inks = settings.j2kReading.components;
-  return options;
-}
 
 Content writeImageAs(const Image& image, const Job& job, Report& report) {
   const std::string name = displayName(job.input, true);
@@ -98,7 +89,20 @@ std::string numbered(const std::string& path, std::size_t number) {
   return stem + "_" + std::to_string(number) + path.substr(stem.size());
 }
 
+// Does something with one of several outputs, which a failure then names.
+template <class Work>
+void forOutput(const std::string& path, const Work& work) {
+  try {
+    work(path);
+  } catch (const Problem& problem) {
+    if (problem.kind == Kind::output) throw OutputProblem(problem, path);
+    throw;
+  }
+}
+
+// All files are written before the first gets its name: none is there if one cannot be written.
 void writeComponents(const Image& image, const Job& job, Report& report) {
+  std::deque<OutputFile> files;
   for (std::size_t c = 0; c < image.components.size(); ++c) {
     Image one = image;
     one.components = {image.components[c]};
@@ -107,8 +111,15 @@ void writeComponents(const Image& image, const Job& job, Report& report) {
     one.components[0].dx = one.components[0].dy = 1;
     one.colour = Colour::grey;
     one.alpha = false;
-    writeFile(numbered(job.output, c), writeImageAs(one, job, report));
+    const Content content = writeImageAs(one, job, report);
+    forOutput(numbered(job.output, c), [&](const std::string& path) {
+      OutputFile& file = files.emplace_back(path);
+      file.write({content.head.data(), content.head.size()}, content.body);
+      file.close();
+    });
   }
+  for (std::size_t c = 0; c < files.size(); ++c)
+    forOutput(numbered(job.output, c), [&](const std::string&) { files[c].finish(); });
 }
 
 // Whether 8-bit grey or RGB represents the image without loss.
@@ -159,6 +170,7 @@ ExitStatus encodeLossless(const PictureFile& file, const Job& job, const Setting
 ExitStatus convertFile(const Job& job, const Settings& settings, Report& report) {
   if (settings.command == Command::transcode) return transcodeFile(job, settings, report);
   const PictureFile file = openPicture(job.input, settings.limits);
+  if (settings.command == Command::decode) checkInput(file.format, settings);
   if (isJpeg2000(job.format)) return encodeJpeg2000(file, job, settings, report);
   if (job.format == Format::jpeg && settings.lossless) return encodeLossless(file, job, settings, report);
   const bool asImage =
@@ -186,7 +198,8 @@ ExitStatus convert(const Job& job, const Settings& settings, Report& report) {
   } catch (const std::exception& exception) {
     const Ending ending = endingOf(exception);
     const bool atOutput = ending.status == ExitStatus::output;
-    report.fileError(displayName(atOutput ? job.output : job.input, !atOutput), ending.text);
+    const std::string& output = ending.output.empty() ? job.output : ending.output;
+    report.fileError(displayName(atOutput ? output : job.input, !atOutput), ending.text);
     return ending.status;
   }
 }
@@ -211,21 +224,15 @@ ExitStatus firstOf(const std::vector<ExitStatus>& statuses) {
 ExitStatus convertAll(const std::vector<Job>& jobs, const Settings& settings, Report& report) {
   makeDirectory(*settings.outputDirectory);
   std::vector<ExitStatus> statuses(jobs.size());
-  std::atomic<std::size_t> next = 0, done = 0;
-  const auto work = [&] {
-    for (std::size_t job; (job = next++) < jobs.size();) {
-      statuses[job] = convert(jobs[job], settings, report);
-      report.filesDone(++done, jobs.size());
-    }
-  };
+  std::atomic<std::size_t> done = 0;
   const std::size_t wanted = static_cast<std::size_t>(settings.jobs.value_or(moxGetNumThreads()));
   const std::size_t workers = std::min({wanted, jobs.size(), std::size_t{kMaxJobs}});
   // The processors are busy with other files: one thread per picture.
   if (workers > 1 && !settings.threads) moxSetNumThreads(1);
-  std::vector<std::jthread> threads;
-  for (std::size_t worker = 1; worker < workers; ++worker) threads.emplace_back(work);
-  work();
-  threads.clear();
+  Workers(static_cast<int>(workers)).forEach(jobs.size(), [&](int, std::size_t job) {
+    statuses[job] = convert(jobs[job], settings, report);
+    report.filesDone(++done, jobs.size());
+  });
   return firstOf(statuses);
 }
 

@@ -57,7 +57,8 @@ Ending endingOf(const std::exception& exception) {
   const Problem* const problem = dynamic_cast<const Problem*>(&exception);
   if (!problem || problem->kind == Kind::internal)
     return {ExitStatus::internal, std::string("internal error: ") + exception.what()};
-  return {statusOf(problem->kind), messageOf(*problem)};
+  const OutputProblem* const named = dynamic_cast<const OutputProblem*>(problem);
+  return {statusOf(problem->kind), messageOf(*problem), named ? named->path : ""};
 }
 
 }  // namespace moxj

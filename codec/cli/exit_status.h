@@ -4,6 +4,7 @@
 #include <exception>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "base/problem.h"
 
@@ -24,10 +25,17 @@ struct Misuse : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// One of several outputs cannot be written.
+struct OutputProblem : Problem {
+  OutputProblem(const Problem& problem, std::string p) : Problem(problem), path(std::move(p)) {}
+  std::string path;
+};
+
 // How a run ends that an exception has stopped.
 struct Ending {
   ExitStatus status;
-  std::string text;  // one line; names the option that the user can change
+  std::string text;         // one line; names the option that the user can change
+  std::string output = {};  // of an OutputProblem
 };
 Ending endingOf(const std::exception& exception);
 

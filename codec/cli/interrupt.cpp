@@ -2,7 +2,6 @@
 #include "cli/interrupt.h"
 
 #include <fcntl.h>
-#include <limits.h>
 #include <sched.h>
 #include <signal.h>
 #include <unistd.h>
@@ -10,26 +9,29 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <initializer_list>
+#include <string>
 #include <utility>
 
 #include "cli/exit_status.h"
-#include "cli/limits.h"
 
 namespace moxj {
 
+// Handlers may run at any time in any thread. They access only the slots and call only async-signal-safe functions. A
+// slot is never freed, so a handler can walk along the list at any time; a path changes only while its slot is not
+// live.
+struct TemporaryFile::Slot {
+  enum State { open, taken, live };
+  std::atomic<State> state = taken;
+  std::string path;
+  Slot* next = nullptr;
+};
+
 namespace {
 
-// Handlers may run at any time in any thread. They access only these slots, and call only async-signal-safe functions.
-// There is one slot per worker.
-struct Slot {
-  enum State { open, taken, live };
-  std::atomic<State> state = open;
-  char path[PATH_MAX] = {};
-};
-constinit Slot slots[kMaxJobs];  // zero-initialised: pages are mapped on first use
-static_assert(std::atomic<Slot::State>::is_always_lock_free);
+using Slot = TemporaryFile::Slot;
+constinit std::atomic<Slot*> slots = nullptr;
+static_assert(std::atomic<Slot::State>::is_always_lock_free && std::atomic<Slot*>::is_always_lock_free);
 
 // No file may be created after a handler has looked at the slots. So a thread that creates a file first counts itself
 // in `creators` and then checks `ending`; a handler first sets `ending` and then waits until `creators` is 0. A handler
@@ -66,8 +68,8 @@ class Creation {
 void removeTemporaries() {
   ending = true;
   while (creators > 0) sched_yield();
-  for (const Slot& slot : slots)
-    if (slot.state == Slot::live) unlink(slot.path);
+  for (const Slot* slot = slots; slot; slot = slot->next)
+    if (slot->state == Slot::live) unlink(slot->path.c_str());
 }
 
 // SA_RESETHAND has restored the default action, which raise() now triggers.
@@ -83,12 +85,17 @@ extern "C" void endByTruncatedInput(int) {
   _exit(static_cast<int>(ExitStatus::refused));
 }
 
-// Always finds a slot: there are as many as workers, and each worker has at most one file.
-Slot& claimSlot() {
-  for (int i = 0;; i = (i + 1) % kMaxJobs) {
+// An open slot or a new one.
+Slot* claimSlot() {
+  for (Slot* slot = slots; slot; slot = slot->next) {
     Slot::State expected = Slot::open;
-    if (slots[i].state.compare_exchange_strong(expected, Slot::taken)) return slots[i];
+    if (slot->state.compare_exchange_strong(expected, Slot::taken)) return slot;
   }
+  Slot* const made = new Slot;
+  made->next = slots;
+  while (!slots.compare_exchange_weak(made->next, made)) {
+  }
+  return made;
 }
 
 void handle(int signal, void (*handler)(int)) {
@@ -119,32 +126,26 @@ void endByClosedPipe() {
 }
 
 TemporaryFile::TemporaryFile(const std::string& path, unsigned mode) {
-  if (path.size() >= PATH_MAX) {
-    errno = ENAMETOOLONG;
-    return;
-  }
   const Creation creation;
-  Slot& slot = claimSlot();
-  std::strcpy(slot.path, path.c_str());
-  slot.state = Slot::live;
-  slot_ = static_cast<int>(&slot - slots);
+  slot_ = claimSlot();
+  slot_->path = path;
+  slot_->state = Slot::live;
   descriptor_ = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
   exists_ = descriptor_ >= 0;
 }
 
 TemporaryFile::~TemporaryFile() {
-  if (slot_ < 0) return;
   const int error = errno;
   if (descriptor_ >= 0) ::close(descriptor_);
-  if (exists_) unlink(slots[slot_].path);
-  slots[slot_].state = Slot::open;
+  if (exists_) unlink(slot_->path.c_str());
+  slot_->state = Slot::open;
   errno = error;
 }
 
-bool TemporaryFile::close() { return ::close(std::exchange(descriptor_, -1)) == 0; }
+bool TemporaryFile::close() { return descriptor_ < 0 || ::close(std::exchange(descriptor_, -1)) == 0; }
 
 bool TemporaryFile::renameTo(const std::string& target) {
-  const bool renamed = std::rename(slots[slot_].path, target.c_str()) == 0;
+  const bool renamed = std::rename(slot_->path.c_str(), target.c_str()) == 0;
   if (!renamed && ending) waitForTheEnd();  // a handler has removed the file: not an error to report
   exists_ = exists_ && !renamed;
   return renamed;

@@ -30,8 +30,10 @@ class TemporaryFile {
   bool close();                              // on failure false, with the cause in errno
   bool renameTo(const std::string& target);  // likewise
 
+  struct Slot;  // where the signal handlers find its path
+
  private:
-  int slot_ = -1;
+  Slot* slot_ = nullptr;
   int descriptor_ = -1;
   bool exists_ = false;
 };

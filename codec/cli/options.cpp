@@ -107,7 +107,7 @@ constexpr unsigned kShows = setOf(Command::info) | setOf(Command::compare);
 constexpr unsigned kPixelReaders = kEncode | kDecode | setOf(Command::compare);
 constexpr unsigned kReaders = kConversions | setOf(Command::compare);
 
-// The formats that an option of `encode` applies to.
+// The formats that an option applies to: of the output or, for `decode`, of the input.
 enum class Of { all, jpeg, dct, jpeg2000 };  // dct: JPEG, but not lossless
 
 // The headings of --help.
@@ -144,7 +144,7 @@ constexpr Option kOptions[] = {
     {kEncode, "--fast-mcu", "", "Convert and subsample colours MCU by MCU, slightly less accurate",
      [](Settings& s, const std::string&) { return s.jpeg.fastMcu = true, Complaint(); }, Of::dct},
     {kDecode, "--fast-mcu", "", "Decode 4:2:0, 4:2:2 and 4:4:4 MCU by MCU, without interpolation",
-     [](Settings& s, const std::string&) { return s.reading.fastMcu = true, Complaint(); }, Of::all, Group::jpeg},
+     [](Settings& s, const std::string&) { return s.reading.fastMcu = true, Complaint(); }, Of::jpeg},
     {kTranscode, "--strip", "", "Drop all APPn and COM segments except JFIF and Adobe",
      [](Settings& s, const std::string&) { return s.strip = true, Complaint(); }, Of::jpeg},
     {kEncode | kTranscode, "--restart", "N|NB", "Restart marker every N MCUs or, with NB, every N MCU rows",
@@ -174,13 +174,13 @@ constexpr Option kOptions[] = {
     {kDecode, "--format", "png|ppm|pgm|pnm|pgx", "Output format, whatever the extension (pnm: ppm or pgm)",
      [](Settings& s, const std::string& text) { return useFormat(text, s); }},
     {kDecode, "--nosmooth", "", "Upsample by repeating samples instead of interpolating",
-     [](Settings& s, const std::string&) { return s.reading.smooth = false, Complaint(); }, Of::all, Group::jpeg},
+     [](Settings& s, const std::string&) { return s.reading.smooth = false, Complaint(); }, Of::jpeg},
     {kDecode, "--reduce", "N", "Halve the picture N times by skipping resolution levels",
      [](Settings& s, const std::string& text) { return useNumber(text, 0, j2k::kMaxLevels, s.j2kReading.reduce); },
-     Of::all, Group::jpeg2000},
+     Of::jpeg2000},
     {kDecode, "--layers", "N", "Quality layers to decode; default all",
      [](Settings& s, const std::string& text) { return useNumber(text, 1, j2k::kMaxLayers, s.j2kReading.layers); },
-     Of::all, Group::jpeg2000},
+     Of::jpeg2000},
     {kDecode, "--components", "", "Write each component or ink to its own PGX or PGM file: OUT_0 ...",
      [](Settings& s, const std::string&) { return s.j2kReading.components = true, Complaint(); }},
     {kReaders, "--max-scans", "N", "Refuse JPEG files with more scans; default 500",

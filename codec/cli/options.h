@@ -26,7 +26,8 @@ struct Settings {
   jpeg::DecodeOptions reading;
   j2k::EncodeOptions j2k;
   j2k::DecodeOptions j2kReading;
-  std::string onlyJpeg, onlyJpeg2000;             // the last option of `encode` given that applies to that format only
+  // The last option given that applies to that format only: of the output of `encode`, of the input of `decode`.
+  std::string onlyJpeg, onlyJpeg2000;
   std::optional<jpeg::LosslessOptions> lossless;  // of JPEG
   std::string scans;                              // file with the scan script, empty for none; becomes jpeg.script
   bool sequential = false, strip = false;         // of transcode

@@ -80,7 +80,7 @@ OutputFile::OutputFile(const std::string& path) {
 }
 
 OutputFile::~OutputFile() {
-  if (direct_ > STDERR_FILENO) close(direct_);
+  if (direct_ > STDERR_FILENO) ::close(direct_);
 }
 
 void OutputFile::replace(const std::string& path, const struct stat* existing) {
@@ -106,12 +106,15 @@ void OutputFile::write(std::span<const std::uint8_t> first, std::span<const std:
   }
 }
 
+void OutputFile::close() {
+  const bool closed =
+      temporary_ ? temporary_->close() : direct_ <= STDERR_FILENO || ::close(std::exchange(direct_, -1)) == 0;
+  if (!closed) fail("cannot be written");
+}
+
 void OutputFile::finish() {
-  if (temporary_) {
-    if (!temporary_->close() || !temporary_->renameTo(target_)) fail("cannot be written");
-  } else if (direct_ > STDERR_FILENO && close(std::exchange(direct_, -1)) != 0) {
-    fail("cannot be written");
-  }
+  close();
+  if (temporary_ && !temporary_->renameTo(target_)) fail("cannot be written");
 }
 
 bool canBeDiscarded(const std::string& path) {

@@ -1,9 +1,12 @@
 // Dispatches to the reader of each format.
 #include "cli/read_picture.h"
 
+#include <algorithm>
 #include "base/problem.h"
+
 #include "cli/input.h"
 #include "jpeg/jpeg.h"
+#include "moxcore.h"
 #include "pictures/format.h"
 #include "pictures/pgx.h"
 #include "pictures/png.h"
@@ -66,6 +69,23 @@ PictureFile openPicture(const std::string& path, const Limits& limits) {
   const std::optional<Format> format = sniff(source.bytes);
   if (!format) fail(Kind::notThisFormat, unrecognised(source.bytes));
   return {displayName(path, true), source, *format};
+}
+
+int threadsOf(const Settings& settings) { return std::max(1, settings.threads.value_or(moxGetNumThreads())); }
+
+ReadOptions readOptions(const Settings& settings) {
+  ReadOptions options{settings.reading, settings.j2kReading};
+  options.j2k.threads = threadsOf(settings);
+  options.jpeg.inks = settings.j2kReading.components;
+  return options;
+}
+
+void checkInput(Format format, const Settings& settings) {
+  const auto refuse = [&](const std::string& option) {
+    if (!option.empty()) fail(Kind::badOption, option + " is not for " + std::string(labelOf(format)) + " files");
+  };
+  if (format != Format::jpeg) refuse(settings.onlyJpeg);
+  if (!isJpeg2000(format)) refuse(settings.onlyJpeg2000);
 }
 
 Decoded readPicture(const PictureFile& file, const Limits& limits, Report& report, const ReadOptions& options,

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "base/file.h"
+#include "cli/options.h"
 #include "cli/report.h"
 #include "j2k/j2k.h"
 #include "jpeg/jpeg.h"
@@ -30,6 +31,16 @@ struct ReadOptions {
   jpeg::DecodeOptions jpeg;
   j2k::DecodeOptions j2k;
 };
+
+// As the command line asks for.
+ReadOptions readOptions(const Settings& settings);
+
+// The number of threads for one picture.
+int threadsOf(const Settings& settings);
+
+// Throws Problem (badOption) if an option of `decode` does not apply to files of this format: ignored silently, it
+// would be a mistake that nobody notices.
+void checkInput(Format format, const Settings& settings);
 
 // Reports warnings and notes. With a sink (JPEG files only) the rows go to the sink and the result has no picture.
 // Throws Problem.

@@ -65,6 +65,7 @@ Progress Report::progressOf(const std::string& name) {
   return [this, name](std::uint64_t done, std::uint64_t total) {
     const std::lock_guard lock(mutex_);
     draw(name + ": " + std::to_string(total == 0 ? 100 : done * 100 / total) + " %", kPatience);
+    return true;
   };
 }
 

@@ -5,12 +5,12 @@
 
 #include "base/budget.h"
 #include "base/library.h"
+#include "base/workers.h"
 #include "j2k/blockdecoder.h"
 #include "j2k/boxes.h"
 #include "j2k/j2k.h"
 #include "j2k/samples.h"
 #include "j2k/syntax.h"
-#include "j2k/tasks.h"
 #include "j2k/wavelet.h"
 
 namespace moxj::j2k {
@@ -23,8 +23,8 @@ constexpr int kMaxBits = 16;
 // comes in the task list after the blocks of the next component, so that there is other work in the meantime.
 class TileDecoder {
  public:
-  TileDecoder(const Tile& tile, int reduce, int threads, std::span<Plane> planes)
-      : tile_(tile), reduce_(reduce), threads_(threads), planes_(planes), left_(planes.size()), decoders_(threads) {}
+  TileDecoder(const Tile& tile, int reduce, Workers& workers, std::span<Plane> planes, std::span<BlockDecoder> decoders)
+      : tile_(tile), reduce_(reduce), workers_(workers), planes_(planes), decoders_(decoders), left_(planes.size()) {}
 
   // False if the data of a block could not be decoded.
   bool run() {
@@ -35,7 +35,7 @@ class TileDecoder {
       if (c > 0) tasks_.push_back({c - 1, nullptr, nullptr});
     }
     tasks_.push_back({planes_.size() - 1, nullptr, nullptr});
-    forEachTask(tasks_.size(), threads_, [&](int worker, std::size_t index) { work(worker, tasks_[index]); });
+    workers_.forEach(tasks_.size(), [&](int worker, std::size_t index) { work(worker, tasks_[index]); });
     return good_;
   }
 
@@ -74,18 +74,25 @@ class TileDecoder {
   }
 
   const Tile& tile_;
-  int reduce_, threads_;
+  int reduce_;
+  Workers& workers_;
   std::span<Plane> planes_;
+  std::span<BlockDecoder> decoders_;
   std::vector<Task> tasks_;
   std::vector<Countdown> left_;
-  std::vector<BlockDecoder> decoders_;
   std::atomic<bool> good_ = true;
 };
 
 class Decoder {
  public:
   Decoder(ByteSpan file, const Limits& limits, const DecodeOptions& options, const Progress& progress)
-      : boxes_(readBoxes(file)), limits_(limits), options_(options), progress_(progress), budget_(limits.maxMemory) {}
+      : boxes_(readBoxes(file)),
+        limits_(limits),
+        options_(options),
+        progress_(progress),
+        budget_(limits.maxMemory),
+        workers_(options.threads),
+        decoders_(static_cast<std::size_t>(options.threads)) {}
 
   DecodedImage run() {
     stream_ = parseCodestream(boxes_.codestream);
@@ -98,7 +105,7 @@ class Decoder {
         noteProblem(tile, "is missing");
       else
         decodeTile(tile, parts, found->second);
-      if (progress_) progress_(static_cast<std::uint64_t>(tile) + 1, static_cast<std::uint64_t>(tiles));
+      reportProgress(progress_, tile + 1, tiles);
     }
     if (packets_ == 0) fail(Kind::damaged, stream_.problem.empty() ? "the file has no picture" : stream_.problem);
     return finish();
@@ -130,6 +137,8 @@ class Decoder {
   const DecodeOptions& options_;
   const Progress& progress_;
   Budget budget_;
+  Workers workers_;
+  std::vector<BlockDecoder> decoders_;  // for each worker
   Codestream stream_;
   Image image_;
   std::uint64_t packets_ = 0;
@@ -215,9 +224,9 @@ void Decoder::decodeTile(Coord index, const TileParts& parts, const std::vector<
   packets_ += read.packets;
   if (!read.problem.empty()) noteProblem(index, read.problem);
   std::vector<Plane> planes = planesFor(tile);
-  if (!TileDecoder(tile, options_.reduce, options_.threads, planes).run() && read.problem.empty())
+  if (!TileDecoder(tile, options_.reduce, workers_, planes, decoders_).run() && read.problem.empty())
     noteProblem(index, "has damaged code-blocks");
-  storeTile(planes, tile, windowsFor(tile), image_, options_.threads);
+  storeTile(planes, tile, windowsFor(tile), image_, workers_);
   budget_.restore(before);
 }
 

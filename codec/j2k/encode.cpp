@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "base/budget.h"
+#include "base/workers.h"
 #include "j2k/blockencoder.h"
 #include "j2k/boxes.h"
 #include "j2k/j2k.h"
@@ -15,7 +16,6 @@
 #include "j2k/packetwriter.h"
 #include "j2k/ratecontrol.h"
 #include "j2k/samples.h"
-#include "j2k/tasks.h"
 #include "j2k/wavelet.h"
 
 namespace moxj::j2k {
@@ -112,9 +112,9 @@ TileParams paramsFor(const Image& image, const EncodeOptions& options) {
 // Runs the transforms of a tile and encodes its code-blocks. A block waits for the transform of its component.
 class TileEncoder {
  public:
-  TileEncoder(Tile& tile, std::span<Plane> planes, std::deque<CodedBlock>& coded,
+  TileEncoder(Tile& tile, std::span<Plane> planes, std::deque<CodedBlock>& coded, Workers& workers,
               std::vector<std::unique_ptr<BlockEncoder>>& encoders)
-      : tile_(tile), planes_(planes), encoders_(encoders), left_(planes.size()) {
+      : tile_(tile), planes_(planes), workers_(workers), encoders_(encoders), left_(planes.size()) {
     for (std::size_t c = 0; c < planes.size(); ++c) {
       left_[c].set(1);
       tasks_.push_back({c, nullptr, nullptr, 0, nullptr});
@@ -123,8 +123,7 @@ class TileEncoder {
   }
 
   void run() {
-    forEachTask(tasks_.size(), static_cast<int>(encoders_.size()),
-                [&](int worker, std::size_t index) { work(worker, tasks_[index]); });
+    workers_.forEach(tasks_.size(), [&](int worker, std::size_t index) { work(worker, tasks_[index]); });
   }
 
  private:
@@ -169,6 +168,7 @@ class TileEncoder {
 
   Tile& tile_;
   std::span<Plane> planes_;
+  Workers& workers_;
   std::vector<std::unique_ptr<BlockEncoder>>& encoders_;
   std::vector<Countdown> left_;
   std::vector<Task> tasks_;
@@ -182,15 +182,16 @@ class Encoder {
         progress_(progress),
         budget_(limits.maxMemory, options.tileWidth > 0 ? Setting::maxMemory : Setting::maxMemoryOrTiles),
         siz_(sizOf(image, options)),
-        params_(paramsFor(image, options)) {}
+        params_(paramsFor(image, options)),
+        workers_(options.threads) {}
 
   Bytes run() {
-    for (int thread = 0; thread < options_.threads; ++thread)
+    for (int worker = 0; worker < workers_.count(); ++worker)
       encoders_.push_back(std::make_unique<BlockEncoder>(options_.blockWidth, options_.blockHeight));
     const Coord tiles = siz_.tiles();
     for (Coord index = 0; index < tiles; ++index) {
       encodeTile(index);
-      if (progress_) progress_(static_cast<std::uint64_t>(index) + 1, static_cast<std::uint64_t>(tiles));
+      reportProgress(progress_, index + 1, tiles);
     }
     if (options_.boxes) writeBoxes(file_, image_);
     writeMainHeader(file_, siz_, params_);
@@ -213,7 +214,8 @@ class Encoder {
   Budget budget_;
   Siz siz_;
   TileParams params_;
-  std::vector<std::unique_ptr<BlockEncoder>> encoders_;
+  Workers workers_;
+  std::vector<std::unique_ptr<BlockEncoder>> encoders_;  // for each worker
   std::deque<Tile> tiles_;
   std::deque<CodedBlock> coded_;
   std::deque<PacketWriter> writers_;
@@ -231,9 +233,9 @@ void Encoder::encodeTile(Coord index) {
     planes.emplace_back(static_cast<int>(rect.width()), static_cast<int>(rect.height()));
     windows.push_back({static_cast<int>(rect.x0), static_cast<int>(rect.y0)});
   }
-  loadTile(image_, tile, windows, planes, options_.threads);
+  loadTile(image_, tile, windows, planes, workers_);
   const std::size_t first = coded_.size();
-  TileEncoder(tile, planes, coded_, encoders_).run();
+  TileEncoder(tile, planes, coded_, workers_, encoders_).run();
   budget_.restore(before);
   for (std::size_t i = first; i < coded_.size(); ++i) {
     CodedBlock& coded = coded_[i];

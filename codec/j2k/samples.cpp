@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "base/library.h"
-#include "j2k/tasks.h"
 #include "j2k/wavelet.h"
 
 namespace moxj::j2k {
@@ -87,11 +86,11 @@ void transformRow(std::span<Plane> planes, bool reversible, bool forward, int y)
 
 // Calls work(y) for every row of the tallest plane.
 template <class Work>
-void forEachRow(std::span<Plane> planes, int threads, const Work& work) {
+void forEachRow(std::span<Plane> planes, Workers& workers, const Work& work) {
   constexpr int kRowsOfATask = 64;
   int rows = 0;
   for (const Plane& plane : planes) rows = std::max(rows, plane.height());
-  forEachTask(static_cast<std::size_t>((rows + kRowsOfATask - 1) / kRowsOfATask), threads, [&](int, std::size_t task) {
+  workers.forEach(static_cast<std::size_t>(ceilDiv(rows, kRowsOfATask)), [&](int, std::size_t task) {
     const int begin = static_cast<int>(task) * kRowsOfATask;
     for (int y = begin; y < std::min(begin + kRowsOfATask, rows); ++y) work(y);
   });
@@ -100,9 +99,9 @@ void forEachRow(std::span<Plane> planes, int threads, const Work& work) {
 }  // namespace
 
 void loadTile(const Image& image, const Tile& tile, std::span<const Window> windows, std::span<Plane> planes,
-              int threads) {
+              Workers& workers) {
   const bool reversible = tile.components[0].coding.reversible;
-  forEachRow(planes, threads, [&](int y) {
+  forEachRow(planes, workers, [&](int y) {
     for (std::size_t c = 0; c < planes.size(); ++c) {
       if (y >= planes[c].height()) continue;
       const int count = planes[c].width(), shift = levelShift(tile.components[c]);
@@ -117,8 +116,8 @@ void loadTile(const Image& image, const Tile& tile, std::span<const Window> wind
 }
 
 void storeTile(std::span<Plane> planes, const Tile& tile, std::span<const Window> windows, const Image& image,
-               int threads) {
-  forEachRow(planes, threads, [&](int y) {
+               Workers& workers) {
+  forEachRow(planes, workers, [&](int y) {
     for (std::size_t c = 0; c < planes.size(); ++c) {
       const TileComponent& component = tile.components[c];
       if (y < planes[c].height() && !component.coding.reversible)

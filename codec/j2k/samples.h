@@ -4,6 +4,7 @@
 #include <span>
 #include <vector>
 
+#include "base/workers.h"
 #include "j2k/plane.h"
 #include "j2k/tile.h"
 #include "pictures/image.h"
@@ -17,10 +18,10 @@ struct Window {
 
 // Fills the planes of a tile with samples; those of the irreversible transform get fraction bits (wavelet.h).
 void loadTile(const Image& image, const Tile& tile, std::span<const Window> windows, std::span<Plane> planes,
-              int threads);
+              Workers& workers);
 
 // The inverse of loadTile(). Overwrites the planes.
 void storeTile(std::span<Plane> planes, const Tile& tile, std::span<const Window> windows, const Image& image,
-               int threads);
+               Workers& workers);
 
 }  // namespace moxj::j2k

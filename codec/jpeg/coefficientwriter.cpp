@@ -89,7 +89,7 @@ void writeScans(Writer& writer, const Frame& frame, const Coefficients& coeffici
     writer.scan(frame, scan);
     ScanWriter data(writer.file(), kind, scan, codes, restart);
     walk(frame, scan, coefficients, data);
-    if (progress) progress(++done, coding.scans.size());
+    reportProgress(progress, ++done, coding.scans.size());
   }
 }
 

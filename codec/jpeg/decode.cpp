@@ -113,9 +113,6 @@ class Decoder {
   bool progressive() const { return frame_->process == marker::sof2; }
   bool allRead() const;
   bool allFinished() const;
-  void report(std::uint64_t done, std::uint64_t total) const {
-    if (progress_) progress_(done, total);
-  }
   void damaged(const std::string& what) { outcome_.incomplete(what); }
 
   ByteSpan file_;
@@ -218,7 +215,7 @@ void Decoder::readScan(const MarkerSegment& segment) {
     for (int row = 0; row < reader.geometry().mcusHigh && !reader.exhausted(); ++row) {
       reader.readRow(sink);
       painter_->finishRow();
-      report(row + 1, frame_->mcusHigh);
+      reportProgress(progress_, row + 1, frame_->mcusHigh);
     }
   } else {
     collect(reader, scan, segment.end);
@@ -242,7 +239,7 @@ void Decoder::readLossless(const ScanHeader& scan, std::size_t offset) {
   if (!planes_) planes_ = makePlanes(*frame_);
   for (int row = 0; row < reader.geometry().mcusHigh && !reader.exhausted(); ++row) {
     reader.readRow(*planes_);
-    if (row % 64 == 0) report(offset, file_.size());
+    if (row % 64 == 0) reportProgress(progress_, offset, file_.size());
   }
   finishScan(reader, offset + reader.end());
 }
@@ -274,7 +271,7 @@ void Decoder::collect(ScanReader& reader, const ScanHeader& scan, std::size_t of
       int& mcuRows = read_[selector.component].mcuRows;
       mcuRows = std::max(mcuRows, row / blockRows + 1);
     }
-    report(offset, file_.size());
+    reportProgress(progress_, offset, file_.size());
   }
 }
 
@@ -328,7 +325,7 @@ void Decoder::paintCoefficients() {
       }
     }
     painter_->finishRow();
-    report(row + 1, frame_->mcusHigh);
+    reportProgress(progress_, row + 1, frame_->mcusHigh);
   }
 }
 

@@ -153,7 +153,7 @@ void makeBlocks(const Frame& frame, Source& source, Sink& sink, const Progress& 
       transform(frame, geometry, run, source, sink);
       put(geometry, run, sink);
     }
-    if (progress) progress(static_cast<std::uint64_t>(row) + 1, static_cast<std::uint64_t>(geometry.mcusHigh));
+    reportProgress(progress, row + 1, geometry.mcusHigh);
   }
 }
 

@@ -257,7 +257,7 @@ Bytes encodeLossless(const Image& image, const LosslessOptions& options, std::ve
     std::array<const Mox16s*, 4> differences{};
     for (std::size_t i = 0; i < components; ++i) differences[i] = rows.differences(i, predictor);
     data.row(differences, frame.width);
-    if (progress && y % 64 == 0) progress(static_cast<std::uint64_t>(y), static_cast<std::uint64_t>(frame.height));
+    if (y % 64 == 0) reportProgress(progress, y, frame.height);
   }
   data.end();
   writer.marker(marker::eoi);

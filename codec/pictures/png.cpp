@@ -94,6 +94,17 @@ void copyIn(png_structp png, png_bytep to, png_size_t count) {
 struct Collector {
   Bytes& bytes;
   bool full = false;
+  bool cancelled = false;
+
+  void report(png_structp png, const Progress& progress, int row, int rows) {
+    cancelled = progress && !progress(static_cast<std::uint64_t>(row), static_cast<std::uint64_t>(rows));
+    if (cancelled) png_error(png, "cancelled");
+  }
+  // After libpng has failed.
+  [[noreturn]] void failFor(const char* error) const {
+    if (cancelled) failCancelled();
+    fail(full ? Kind::noMemory : Kind::output, error);
+  }
 };
 
 void copyOut(png_structp png, png_bytep from, png_size_t count) {
@@ -142,6 +153,7 @@ struct Growth {
   int pass = 0;
   int rows = 0;  // in this pass
   bool ended = false;
+  bool cancelled = false;
 
   const Picture& picture() const { return decoded.picture; }
   bool interlaced() const { return header.interlace != PNG_INTERLACE_NONE; }
@@ -180,7 +192,9 @@ void onRow(png_structp png, png_bytep row, png_uint_32 y, int pass) {
   growth.rows = static_cast<int>(y) + 1;
   if (growth.progress && y % 64 == 0) {
     const auto height = static_cast<std::uint64_t>(growth.picture().height);
-    growth.progress(static_cast<std::uint64_t>(pass) * height + y, static_cast<std::uint64_t>(growth.passes) * height);
+    growth.cancelled = !growth.progress(static_cast<std::uint64_t>(pass) * height + y,
+                                        static_cast<std::uint64_t>(growth.passes) * height);
+    if (growth.cancelled) png_error(png, "cancelled");
   }
 }
 
@@ -301,6 +315,7 @@ Decoded readPng(const Source& source, const Limits& limits, const Progress& prog
     png_set_progressive_read_fn(png, &growth, onInfo, onRow, onEnd);
     png_process_data(png, info, source.bytes.data(), source.bytes.size());
   });
+  if (growth.cancelled) failCancelled();
   if (good && growth.ended && growth.full()) return decoded;
   const std::string cause = !good ? session.error() : growth.ended ? session.warning() : "the file ends early";
   if (growth.empty()) fail(Kind::damaged, cause);
@@ -324,11 +339,11 @@ Content writePng(const Picture& picture, const Progress& progress) {
     png_write_info(png, info);
     for (int y = 0; y < picture.height; ++y) {
       png_write_row(png, picture.row(y));
-      if (progress && y % 64 == 0) progress(static_cast<std::uint64_t>(y), static_cast<std::uint64_t>(picture.height));
+      if (y % 64 == 0) collector.report(png, progress, y, picture.height);
     }
     png_write_end(png, info);
   });
-  if (!good) fail(collector.full ? Kind::noMemory : Kind::output, session.error());
+  if (!good) collector.failFor(session.error());
   return content;
 }
 
@@ -365,11 +380,11 @@ Content writePngImage(const Image& given, std::vector<std::string>& notes, const
     for (int y = 0; y < image.height; ++y) {
       scaledRow(image, y, count, bits, row.data());
       png_write_row(png, row.data());
-      if (progress && y % 64 == 0) progress(static_cast<std::uint64_t>(y), static_cast<std::uint64_t>(image.height));
+      if (y % 64 == 0) collector.report(png, progress, y, image.height);
     }
     png_write_end(png, info);
   });
-  if (!good) fail(collector.full ? Kind::noMemory : Kind::output, session.error());
+  if (!good) collector.failFor(session.error());
   return content;
 }
 

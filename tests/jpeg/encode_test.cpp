@@ -154,6 +154,7 @@ TEST(Encode, ProgressGoesByRows) {
   const Progress progress = [&](std::uint64_t rows, std::uint64_t total) {
     EXPECT_EQ(total, 7u);
     done.push_back(rows);
+    return true;
   };
   const Bytes bytes = encode(picture, {}, progress);
   decode({bytes.data(), bytes.size()}, {}, progress);

@@ -4,6 +4,7 @@ import json
 import math
 import os
 import re
+import resource
 import unittest
 
 from support import *
@@ -274,6 +275,66 @@ class Compare(ToolTest):
         self.write("a", pnm(noise(3, 2, 1)))
         for pair in ("a", "-"), ("-", "a"):
             self.expect(OK, "compare", *pair, stdin=self.read("a"))
+
+
+class OptionsOfInputs(ToolTest):
+    """Options of `decode` are refused for inputs of formats to which they do not apply."""
+
+    def setUp(self):
+        super().setUp()
+        self.write("a.ppm", pnm(smooth(40, 30, 3)))
+        self.expect(OK, "encode", "a.ppm", "a.jpg")
+        self.expect(OK, "encode", "a.ppm", "a.jp2")
+
+    def test_each_option(self):
+        for option, good, bad in ((("--reduce", "1"), "a.jp2", {"a.jpg": "JPEG", "a.ppm": "PPM/PGM"}),
+                                  (("--layers", "1"), "a.jp2", {"a.jpg": "JPEG", "a.ppm": "PPM/PGM"}),
+                                  (("--nosmooth",), "a.jpg", {"a.jp2": "JPEG 2000", "a.ppm": "PPM/PGM"}),
+                                  (("--fast-mcu",), "a.jpg", {"a.jp2": "JPEG 2000", "a.ppm": "PPM/PGM"})):
+            self.expect(OK, "decode", good, "out.png", *option)
+            os.remove(self.path("out.png"))
+            for name, label in bad.items():
+                self.expect(REFUSED, "decode", name, "out.png", *option,
+                            error=f"moxj: {name}: {option[0]} is not for {label} files\n")
+                self.assertNotIn("out.png", self.files())
+
+    def test_each_file_of_a_batch(self):
+        os.rename(self.path("a.jp2"), self.path("b.jp2"))
+        self.expect(REFUSED, "decode", "a.jpg", "b.jp2", "--output-dir", "out", "--reduce", "1", "--format", "ppm",
+                    error="moxj: a.jpg: --reduce is not for JPEG files\n")
+        self.assertEqual(self.files("out"), ["b.ppm"])
+
+    def test_limits_hold_for_compare(self):
+        self.expect(OK, "encode", "a.ppm", "p.jpg", "--progressive")
+        self.expect(LIMIT, "compare", "p.jpg", "a.ppm", "--max-scans", "1",
+                    error="moxj: p.jpg: more than the limit of 1 scans (--max-scans)\n")
+        self.expect(LIMIT, "compare", "a.ppm", "p.jpg", "--max-scans", "9",
+                    error="moxj: p.jpg: more than the limit of 9 scans (--max-scans)\n")
+        self.expect(OK, "compare", "a.ppm", "p.jpg", "--max-scans", "10")
+
+
+@unittest.skipIf(os.environ.get("SANITIZERS"), "sanitizers need more address space")
+class FewThreads(ToolTest):
+    """Fewer threads than asked for where no more can be started: the same outputs, no word."""
+
+    SPACE = 120 << 20  # of addresses, for the stacks of some threads
+
+    def expect_in_little_space(self, *arguments):
+        limit = lambda: resource.setrlimit(resource.RLIMIT_AS, (self.SPACE, self.SPACE))
+        return self.expect(OK, *arguments, preexec_fn=limit)
+
+    def test_of_a_picture(self):
+        self.write("a.ppm", pnm(smooth(640, 480, 3)))
+        for name in "a.ppm", "a.jp2":
+            command = ("encode", name, "-", "--format", "jp2") if name == "a.ppm" else ("decode", name, "-")
+            made = self.expect(OK, *command, "--threads", "1")
+            self.assertEqual(self.expect_in_little_space(*command, "--threads", "64"), made)
+            self.write("a.jp2", made)
+
+    def test_of_a_batch(self):
+        names = [self.write(f"{i}.ppm", pnm(smooth(64, 48, 3))) for i in range(80)]
+        self.expect_in_little_space("encode", *names, "--output-dir", "out", "--jobs", "64")
+        self.assertEqual(len(self.files("out")), 80)
 
 
 if __name__ == "__main__":

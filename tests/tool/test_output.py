@@ -202,6 +202,27 @@ class Unwritable(OutputTest):
                     **stranger)
 
 
+class Components(ToolTest):
+    """The files of --components: all of them or none."""
+
+    def setUp(self):
+        super().setUp()
+        self.write("a.ppm", pnm(smooth(40, 30, 3)))
+        self.expect(OK, "encode", "a.ppm", "a.jp2")
+
+    def test_all(self):
+        self.expect(OK, "decode", "a.jp2", "out.pgx", "--components")
+        self.assertEqual(self.files(), ["a.jp2", "a.ppm", "out_0.pgx", "out_1.pgx", "out_2.pgx"])
+
+    def test_none_if_one_cannot_be_written(self):
+        os.mkdir(self.path("out_2.pgx"))
+        self.write("out_0.pgx", b"old")
+        self.expect(OUTPUT, "decode", "a.jp2", "out.pgx", "--components",
+                    error="moxj: out_2.pgx: cannot be written: it is a directory\n")
+        self.assertEqual(self.files(), ["a.jp2", "a.ppm", "out_0.pgx", "out_2.pgx"])
+        self.assertEqual(self.read("out_0.pgx"), b"old")
+
+
 class Devices(OutputTest):
     def test_devices_are_written_to_and_not_replaced(self):
         self.expect(OK, "decode", "in.png", "/dev/null", "--format", "ppm")
