@@ -45,7 +45,7 @@ Content encodeAs(const Picture& picture, const Job& job, const Settings& setting
   Content content;
   switch (job.format) {
     case Format::jpeg:
-      content.head = jpeg::encode(picture, settings.jpeg, progress);
+      content.head = jpeg::encode(picture, settings.jpeg, progress, settings.limits);
       return content;
     case Format::png:
       return writePng(picture, progress);

@@ -194,7 +194,7 @@ constexpr Option kOptions[] = {
      [](Settings& s, const std::string& text) {
        return useNumber(text, std::uint64_t{1}, kMaxPixels, s.limits.maxPixels);
      }},
-    {kPixelReaders, "--max-memory", "BYTES", "Memory limit for coding JPEG 2000; default 1073741824",
+    {kReaders, "--max-memory", "BYTES", "Memory limit for reading or coding a picture; default 1073741824",
      [](Settings& s, const std::string& text) {
        return useNumber(text, std::uint64_t{1}, kMaxMemory, s.limits.maxMemory);
      }},

@@ -16,8 +16,10 @@ namespace moxj {
 
 namespace {
 
-Decoded reduced(DecodedImage image) {
-  Picture picture = toPicture(image.image, image.notes);
+Decoded reduced(DecodedImage image, const Limits& limits) {
+  Budget budget(limits.maxMemory);
+  budget.charge(1, image.image.bytes());
+  Picture picture = toPicture(image.image, image.notes, &budget);
   return {std::move(static_cast<Outcome&>(image)), picture};
 }
 
@@ -46,9 +48,9 @@ Decoded readAs(const PictureFile& file, const Limits& limits, const Progress& pr
                   : jpeg::decode(file.source.bytes, limits, progress, options.jpeg);
     case Format::jp2:
     case Format::j2k:
-      return reduced(j2k::decode(file.source.bytes, limits, progress, options.j2k));
+      return reduced(j2k::decode(file.source.bytes, limits, progress, options.j2k), limits);
     case Format::pgx:
-      return reduced(readPgx(file.source, limits));
+      return reduced(readPgx(file.source, limits), limits);
     case Format::png:
       return readPng(file.source, limits, progress);
     default:

@@ -304,7 +304,8 @@ Bytes encode(const Image& image, const EncodeOptions& options, const Limits& lim
     fail(Kind::unsupported,
          std::to_string(image.components.size()) + " components: at most 4 can be written to JPEG 2000");
   limits.check(static_cast<std::uint64_t>(image.width), static_cast<std::uint64_t>(image.height));
-  const Image given = isOnGrid(image) ? image : sameSize(image);
+  Budget budget(limits.maxMemory);
+  const Image given = isOnGrid(image) ? image : sameSize(image, &budget);
   return Encoder(given, options, limits, progress).run();
 }
 

@@ -7,6 +7,7 @@
 #include <new>
 #include <vector>
 
+#include "base/budget.h"
 #include "jpeg/frame.h"
 #include "moxj.h"
 
@@ -15,9 +16,11 @@ namespace moxj::jpeg {
 // Blocks are 0 until they are written. Memory is used only for pages that are written (calloc).
 class Coefficients {
  public:
-  explicit Coefficients(const Frame& frame) {
+  // Charged to the budget first. Throws Problem (limit) or std::bad_alloc.
+  Coefficients(const Frame& frame, Budget& budget) {
     for (const FrameComponent& c : frame.components) {
       const std::size_t blocks = static_cast<std::size_t>(c.paddedWide) * static_cast<std::size_t>(c.paddedHigh);
+      budget.charge(blocks, 64 * sizeof(Mox16s));
       Plane& plane = planes_.emplace_back();
       plane.blocksWide = c.paddedWide;
       plane.samples.reset(static_cast<Mox16s*>(std::calloc(blocks, 64 * sizeof(Mox16s))));

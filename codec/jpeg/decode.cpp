@@ -57,7 +57,13 @@ class Decoder {
  public:
   // Without a sink the whole picture is kept.
   Decoder(ByteSpan file, const Limits& limits, const DecodeOptions& options, const Progress& progress, RowSink* sink)
-      : file_(file), walker_(file), limits_(limits), options_(options), progress_(progress), sink_(sink) {}
+      : file_(file),
+        walker_(file),
+        limits_(limits),
+        options_(options),
+        progress_(progress),
+        sink_(sink),
+        budget_(limits.maxMemory) {}
 
   Decoded run() {
     read();
@@ -104,11 +110,13 @@ class Decoder {
   void readLossless(const ScanHeader& scan, std::size_t offset);
   void finishScan(const EntropyReader& reader, std::size_t end);
   void collect(ScanReader& reader, const ScanHeader& scan, std::size_t offset);
-  std::unique_ptr<Painter> makePainter() const;
+  std::unique_ptr<Painter> makePainter();
   Picture paintBlocks();
   void paintCoefficients();
   Picture paintPlanes();
-  Image imageOfPlanes() const { return imageOfSamples(*frame_, colourModelOf(*frame_, tables_), *planes_, options_); }
+  Image imageOfPlanes() {
+    return imageOfSamples(*frame_, colourModelOf(*frame_, tables_), *planes_, options_, budget_);
+  }
   bool lossless() const { return frame_->process == marker::sof3; }
   bool progressive() const { return frame_->process == marker::sof2; }
   bool allRead() const;
@@ -121,6 +129,7 @@ class Decoder {
   const DecodeOptions& options_;
   const Progress& progress_;
   RowSink* sink_;
+  Budget budget_;
   bool keep_ = false;
   std::vector<MarkerSegment> kept_;
 
@@ -236,7 +245,7 @@ void Decoder::finishScan(const EntropyReader& reader, std::size_t end) {
 void Decoder::readLossless(const ScanHeader& scan, std::size_t offset) {
   LosslessReader reader(*frame_, scan, tables_, file_.subspan(offset));
   for (const ScanHeader::Selector& selector : scan.components) read_[selector.component].read = true;
-  if (!planes_) planes_ = makePlanes(*frame_);
+  if (!planes_) planes_ = makePlanes(*frame_, budget_);
   for (int row = 0; row < reader.geometry().mcusHigh && !reader.exhausted(); ++row) {
     reader.readRow(*planes_);
     if (row % 64 == 0) reportProgress(progress_, offset, file_.size());
@@ -261,7 +270,7 @@ void Decoder::checkScan(const ScanHeader& scan) {
 }
 
 void Decoder::collect(ScanReader& reader, const ScanHeader& scan, std::size_t offset) {
-  if (!coefficients_) coefficients_ = std::make_unique<Coefficients>(*frame_);
+  if (!coefficients_) coefficients_ = std::make_unique<Coefficients>(*frame_, budget_);
   const bool interleaved = scan.components.size() > 1;
   CoefficientSink sink{*coefficients_};
   for (int row = 0; row < reader.geometry().mcusHigh && !reader.exhausted(); ++row) {
@@ -275,13 +284,13 @@ void Decoder::collect(ScanReader& reader, const ScanHeader& scan, std::size_t of
   }
 }
 
-std::unique_ptr<Painter> Decoder::makePainter() const {
+std::unique_ptr<Painter> Decoder::makePainter() {
   std::vector<Steps> steps;
   for (std::size_t i = 0; i < frame_->components.size(); ++i) steps.push_back(read_[i].steps);
   const ColourModel model = colourModelOf(*frame_, tables_);
   if (options_.fastMcu && model == ColourModel::ycbcr && mcuFunctionsFor(*frame_))
-    return std::make_unique<McuPainter>(*frame_, std::move(steps), sink_);
-  return std::make_unique<Strips>(*frame_, model, steps, options_, sink_);
+    return std::make_unique<McuPainter>(*frame_, std::move(steps), sink_, budget_);
+  return std::make_unique<Strips>(*frame_, model, steps, options_, sink_, budget_);
 }
 
 bool Decoder::allRead() const {
@@ -305,8 +314,9 @@ Picture Decoder::paintBlocks() {
 }
 
 Picture Decoder::paintPlanes() {
-  if (!isDeep(*frame_)) return paintSamples(*frame_, colourModelOf(*frame_, tables_), *planes_, options_, sink_);
-  const Picture picture = toPicture(imageOfPlanes(), outcome_.notes);
+  if (!isDeep(*frame_))
+    return paintSamples(*frame_, colourModelOf(*frame_, tables_), *planes_, options_, sink_, budget_);
+  const Picture picture = toPicture(imageOfPlanes(), outcome_.notes, &budget_);
   if (!sink_) return picture;
   sink_->begin(picture.width, picture.height, picture.channels);
   sink_->rows(picture);

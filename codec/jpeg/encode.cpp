@@ -222,7 +222,7 @@ void writeTables(Writer& writer, const Frame& frame) {
 
 }  // namespace
 
-Bytes encode(const Picture& picture, const EncodeOptions& options, const Progress& progress) {
+Bytes encode(const Picture& picture, const EncodeOptions& options, const Progress& progress, const Limits& limits) {
   Frame frame = frameFor(picture, options);
   const Coding coding{scansFor(frame, options), options.optimize, {options.restart, options.restartInRows}};
   const int restartInterval = coding.restart.of(frame.mcusWide);
@@ -246,7 +246,8 @@ Bytes encode(const Picture& picture, const EncodeOptions& options, const Progres
     makeBlocks(picture, frame, quantisers, options.fastMcu, ScanSink{data, {}}, progress);
     data.end();
   } else {
-    Coefficients coefficients(frame);
+    Budget budget(limits.maxMemory);
+    Coefficients coefficients(frame, budget);
     makeBlocks(picture, frame, quantisers, options.fastMcu, CoefficientSink{coefficients}, {});
     fillMcus(frame, coefficients);
     writeScans(writer, frame, coefficients, coding, progress);

@@ -50,12 +50,12 @@ void McuSource::load(int x, int y) {
   require(functions_->toBlocks(edge_.data(), 3 * wide, to.data()), "the colour conversion of an MCU");
 }
 
-McuPainter::McuPainter(const Frame& frame, std::vector<Steps> steps, RowSink* sink)
+McuPainter::McuPainter(const Frame& frame, std::vector<Steps> steps, RowSink* sink, Budget& budget)
     : frame_(frame), functions_(mcuFunctionsFor(frame)), layout_(frame), steps_(std::move(steps)), sink_(sink) {
   row_.resize(std::size_t{64} * static_cast<std::size_t>(layout_.count()) * static_cast<std::size_t>(frame.mcusWide));
   const std::size_t rows = static_cast<std::size_t>(frame.mcuHeight()) * (sink ? 1 : frame.mcusHigh);
   const int height = std::min(frame.height, static_cast<int>(rows));
-  band_ = Picture::make(frame.width, height, 3, std::size_t{3} * frame.mcuWidth() * frame.mcusWide, rows);
+  band_ = Picture::make(frame.width, height, 3, &budget, std::size_t{3} * frame.mcuWidth() * frame.mcusWide, rows);
   if (sink) sink->begin(frame.width, frame.height, 3);
 }
 

@@ -59,7 +59,7 @@ class McuSource {
 class McuPainter final : public Painter {
  public:
   // Needs mcuFunctionsFor(frame). The sink may be null.
-  McuPainter(const Frame& frame, std::vector<Steps> steps, RowSink* sink);
+  McuPainter(const Frame& frame, std::vector<Steps> steps, RowSink* sink, Budget& budget);
 
   void put(int component, int x, int y, const Mox16s* coefficients) override;
   void finishRow() override;

@@ -37,8 +37,9 @@ struct EncodeOptions {
 };
 
 // Encodes a picture as a JFIF file; by default baseline with the tables of T.81 Annex K. Throws Problem (limit) for
-// pictures with more than 65535 rows or columns and for restart intervals above 65535 MCUs.
-Bytes encode(const Picture& picture, const EncodeOptions& options, const Progress& progress = {});
+// pictures with more than 65535 rows or columns, for restart intervals above 65535 MCUs, and for more memory than allowed.
+Bytes encode(const Picture& picture, const EncodeOptions& options, const Progress& progress = {},
+             const Limits& limits = {});
 
 struct LosslessOptions {
   int predictor = 0;  // 1 to 7 (T.81 Table H.1); 0: the one with the smallest file
@@ -66,8 +67,8 @@ struct DecodeOptions {
 };
 
 // Decodes a file to grey or RGB. Throws Problem: refused if the file is not JPEG, is damaged before any of the picture
-// can be decoded, or uses an unsupported process, which is named; limit for more pixels than allowed, before memory is
-// allocated, or more scans. If only a part of the picture can be decoded, the result has complete = false and a
+// can be decoded, or uses an unsupported process, which is named; limit for more pixels, memory or scans than allowed, before
+// memory is allocated. If only a part of the picture can be decoded, the result has complete = false and a
 // warning.
 Decoded decode(std::span<const std::uint8_t> file, const Limits& limits, const Progress& progress = {},
                const DecodeOptions& options = {});

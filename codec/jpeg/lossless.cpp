@@ -65,11 +65,13 @@ void dim(std::vector<SamplePlane>& planes, int max) {
 
 }  // namespace
 
-std::vector<SamplePlane> makePlanes(const Frame& frame) {
+std::vector<SamplePlane> makePlanes(const Frame& frame, Budget& budget) {
   std::vector<SamplePlane> planes;
   for (const FrameComponent& c : frame.components) {
     SamplePlane& plane = planes.emplace_back();
     plane.step = c.paddedWide;
+    budget.charge(static_cast<std::uint64_t>(c.paddedWide) * static_cast<std::uint64_t>(c.paddedHigh),
+                  sizeof plane.samples[0]);
     plane.samples.assign(static_cast<std::size_t>(c.paddedWide) * static_cast<std::size_t>(c.paddedHigh),
                          static_cast<std::uint16_t>(1 << (frame.precision - 1)));
   }
@@ -77,7 +79,7 @@ std::vector<SamplePlane> makePlanes(const Frame& frame) {
 }
 
 Picture paintSamples(const Frame& frame, ColourModel model, const std::vector<SamplePlane>& planes,
-                     const DecodeOptions& options, RowSink* sink) {
+                     const DecodeOptions& options, RowSink* sink, Budget& budget) {
   constexpr int kBandRows = 16;
   RowPainter painter(model, frame.width, options.inks);
   std::vector<ByteRows> components;
@@ -85,7 +87,7 @@ Picture paintSamples(const Frame& frame, ColourModel model, const std::vector<Sa
   for (std::size_t i = 0; i < planes.size(); ++i)
     components.emplace_back(frame, frame.components[i], planes[i], options.smooth);
   const int bandRows = sink ? std::min(kBandRows, frame.height) : frame.height;
-  Picture band = Picture::make(frame.width, bandRows, painter.channels());
+  Picture band = Picture::make(frame.width, bandRows, painter.channels(), &budget);
   if (sink) sink->begin(frame.width, frame.height, painter.channels());
   for (int y = 0; y < frame.height; ++y) {
     const std::uint8_t* rows[4] = {};
@@ -99,7 +101,7 @@ Picture paintSamples(const Frame& frame, ColourModel model, const std::vector<Sa
 }
 
 Image imageOfSamples(const Frame& frame, ColourModel model, const std::vector<SamplePlane>& planes,
-                     const DecodeOptions& options) {
+                     const DecodeOptions& options, Budget& budget) {
   const bool inks = options.inks && (model == ColourModel::cmyk || model == ColourModel::unknown);
   if (model == ColourModel::ycck)
     fail(Kind::unsupported, "lossless YCCK of " + std::to_string(frame.precision) + " bits is not supported");
@@ -109,6 +111,7 @@ Image imageOfSamples(const Frame& frame, ColourModel model, const std::vector<Sa
       if (c.paddedWide != frame.components[0].paddedWide || c.paddedHigh != frame.components[0].paddedHigh)
         fail(Kind::unsupported, "sub-sampled inks of " + std::to_string(frame.precision) + " bits are not supported");
     }
+    for (const SamplePlane& plane : planes) budget.charge(plane.samples.size(), sizeof plane.samples[0]);
     dimmed = planes;
     dim(dimmed, (1 << frame.precision) - 1);
   }
@@ -123,7 +126,7 @@ Image imageOfSamples(const Frame& frame, ColourModel model, const std::vector<Sa
                                                : Colour::rgb;
   image.components.assign(static_cast<std::size_t>(count),
                           {.width = frame.width, .height = frame.height, .bits = frame.precision});
-  image.allocate();
+  image.allocate(&budget);
   for (std::size_t i = 0; i < image.components.size(); ++i)
     fill(frame, frame.components[i], dimmed.empty() ? planes[i] : dimmed[i], image.components[i]);
   return image;

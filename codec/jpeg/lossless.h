@@ -1,4 +1,5 @@
-// Converts the decoded samples of lossless files (T.81 Annex H) to pictures and images.
+// Converts the decoded samples of lossless files (T.81 Annex H) to pictures and images. All memory is charged to the
+// budget.
 #pragma once
 
 #include <vector>
@@ -12,14 +13,14 @@
 namespace moxj::jpeg {
 
 // Planes for the components of a frame, filled with mid-grey.
-std::vector<SamplePlane> makePlanes(const Frame& frame);
+std::vector<SamplePlane> makePlanes(const Frame& frame, Budget& budget);
 
 // An 8-bit picture, produced as for the other processes. The sink may be null.
 Picture paintSamples(const Frame& frame, ColourModel model, const std::vector<SamplePlane>& planes,
-                     const DecodeOptions& options, RowSink* sink);
+                     const DecodeOptions& options, RowSink* sink, Budget& budget);
 
 // An image of any depth: grey, RGB or YCbCr. CMYK is converted to RGB unless options.inks is set.
 Image imageOfSamples(const Frame& frame, ColourModel model, const std::vector<SamplePlane>& planes,
-                     const DecodeOptions& options);
+                     const DecodeOptions& options, Budget& budget);
 
 }  // namespace moxj::jpeg

@@ -17,7 +17,7 @@ constexpr std::size_t kBandBytes = std::size_t{32} << 10;
 }  // namespace
 
 Strips::Strips(const Frame& frame, ColourModel model, std::span<const Steps> steps, const DecodeOptions& options,
-               RowSink* sink)
+               RowSink* sink, Budget& budget)
     : frame_(frame), painter_(model, frame.width, options.inks), sink_(sink), straight_(frame.components.size() == 1) {
   for (std::size_t i = 0; i < frame.components.size(); ++i) {
     const FrameComponent& c = frame.components[i];
@@ -30,10 +30,10 @@ Strips::Strips(const Frame& frame, ColourModel model, std::span<const Steps> ste
     strip.samples.resize(strip.step * (8 * c.vertical + 1));
     strip.first = strip.samples.data() + strip.step;
   }
-  allocateBand();
+  allocateBand(budget);
 }
 
-void Strips::allocateBand() {
+void Strips::allocateBand(Budget& budget) {
   const std::size_t rowBytes =
       straight_ ? std::size_t{8} * frame_.components[0].paddedWide : std::size_t(painter_.channels()) * frame_.width;
   const int all = frame_.mcuHeight() * frame_.mcusHigh;
@@ -43,7 +43,8 @@ void Strips::allocateBand() {
     bandRows_ = std::min(all, enough);
     sink_->begin(frame_.width, frame_.height, painter_.channels());
   }
-  band_ = Picture::make(frame_.width, std::min(frame_.height, bandRows_), painter_.channels(), rowBytes, bandRows_);
+  band_ = Picture::make(frame_.width, std::min(frame_.height, bandRows_), painter_.channels(), &budget, rowBytes,
+                        bandRows_);
   if (!straight_) return;
   strips_[0].step = band_.step;
   strips_[0].first = band_.samples;

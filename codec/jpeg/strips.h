@@ -25,7 +25,7 @@ class Strips final : public Painter {
  public:
   // `steps` are the quantiser steps of each component. The sink may be null.
   Strips(const Frame& frame, ColourModel model, std::span<const Steps> steps, const DecodeOptions& options,
-         RowSink* sink);
+         RowSink* sink, Budget& budget);
 
   void put(int component, int x, int y, const Mox16s* coefficients) override {
     Strip& strip = strips_[component];
@@ -52,7 +52,7 @@ class Strips final : public Painter {
     std::vector<std::uint8_t> samples;
   };
 
-  void allocateBand();
+  void allocateBand(Budget& budget);
   const std::uint8_t* rowOf(const Strip& strip, int y) const;
   std::uint8_t* paintedRow(int y) const { return band_.row(y - bandBegin_); }
   void paintRow(int y);

@@ -53,7 +53,8 @@ std::uint64_t Image::bytes() const {
   return size;
 }
 
-void Image::allocate() {
+void Image::allocate(Budget* budget) {
+  if (budget) budget->charge(1, bytes());
   const bool interleaved = interleavedBytes();
   try {
     if (bytes() > PTRDIFF_MAX) throw std::bad_alloc();
@@ -88,7 +89,7 @@ Image imageOf(const Picture& picture) {
   return image;
 }
 
-Image sameSize(const Image& image) {
+Image sameSize(const Image& image, Budget* budget) {
   const bool same = std::ranges::all_of(image.components, [&](const Component& c) {
     return c.width == image.width && c.height == image.height && c.bits == image.components[0].bits && !c.isSigned;
   });
@@ -101,7 +102,7 @@ Image sameSize(const Image& image) {
     c.isSigned = false;
     for (const Component& other : image.components) c.bits = std::max(c.bits, other.bits);
   }
-  made.allocate();
+  made.allocate(budget);
   std::vector<std::vector<std::int32_t>> rows(made.components.size(),
                                               std::vector<std::int32_t>(static_cast<std::size_t>(image.width)));
   for (int y = 0; y < image.height; ++y) {
@@ -130,8 +131,8 @@ Image sameSize(const Image& image) {
   return made;
 }
 
-Picture toPicture(const Image& image, std::vector<std::string>& notes) {
-  const Image same = sameSize(image);
+Picture toPicture(const Image& image, std::vector<std::string>& notes, Budget* budget) {
+  const Image same = sameSize(image, budget);
   const int count = static_cast<int>(same.components.size());
   const int channels = count >= 3 ? 3 : 1;
   if (same.alpha || count == 2 || count == 4)
@@ -145,7 +146,7 @@ Picture toPicture(const Image& image, std::vector<std::string>& notes) {
     inOrder &= same.components[static_cast<std::size_t>(channel)].samples == first.samples + channel;
   if (!first.wide && first.bits == 8 && count == channels && inOrder)
     return {same.width, same.height, channels, first.step, first.samples, same.owner};
-  Picture picture = Picture::make(same.width, same.height, channels);
+  Picture picture = Picture::make(same.width, same.height, channels, budget);
   for (int channel = 0; channel < channels; ++channel) {
     const Component& c = same.components[static_cast<std::size_t>(channel)];
     for (int y = 0; y < same.height; ++y)

@@ -42,8 +42,9 @@ struct Image {
   std::shared_ptr<void> owner;
 
   // Allocates the samples of `components`, which are otherwise complete: interleaved bytes if all components have the
-  // same size and at most 8 unsigned bits, planes of 32-bit samples if not. Throws Problem (noMemory).
-  void allocate();
+  // same size and at most 8 unsigned bits, planes of 32-bit samples if not. Charged to the
+  // budget if there is one. Throws Problem (limit or noMemory).
+  void allocate(Budget* budget = nullptr);
   bool interleavedBytes() const;  // the choice of allocate()
   std::uint64_t bytes() const;    // the size that allocate() needs
 };
@@ -53,10 +54,10 @@ Image imageOf(const Picture& picture);
 
 // Components of equal size without YCbCr, as the `picture` formats need them. Sub-sampled components are upsampled by
 // repetition.
-Image sameSize(const Image& image);
+Image sameSize(const Image& image, Budget* budget = nullptr);
 
 // 8-bit grey or RGB, with a note for everything that is lost.
-Picture toPicture(const Image& image, std::vector<std::string>& notes);
+Picture toPicture(const Image& image, std::vector<std::string>& notes, Budget* budget = nullptr);
 
 struct DecodedImage : Outcome {
   Image image;

@@ -93,7 +93,8 @@ DecodedImage readPgx(const Source& source, const Limits& limits) {
   image.colour = Colour::grey;
   image.components.push_back(
       {.width = image.width, .height = image.height, .bits = header.bits, .isSigned = header.isSigned});
-  image.allocate();
+  Budget budget(limits.maxMemory);
+  image.allocate(&budget);
   std::memset(image.owner.get(), 0, static_cast<std::size_t>(image.bytes()));
   const std::span<const std::uint8_t> raster = std::span<const std::uint8_t>(source.bytes).subspan(header.size);
   const std::size_t size = header.bits > 8 ? 2 : 1;

@@ -9,13 +9,14 @@
 
 namespace moxj {
 
-Picture Picture::make(int width, int height, int channels, std::size_t rowBytes, std::size_t rows) {
+Picture Picture::make(int width, int height, int channels, Budget* budget, std::size_t rowBytes, std::size_t rows) {
   Picture picture;
   picture.width = width;
   picture.height = height;
   picture.channels = channels;
   const std::size_t step = std::max(rowBytes, picture.rowBytes());
   rows = std::max(rows, static_cast<std::size_t>(height));
+  if (budget) budget->charge(rows, step);
   std::size_t size = 0;
   try {
     if (__builtin_mul_overflow(step, rows, &size) || size > PTRDIFF_MAX) throw std::bad_alloc();

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "base/budget.h"
 #include "base/outcome.h"
 
 namespace moxj {
@@ -19,9 +20,10 @@ struct Picture {
   std::uint8_t* samples = nullptr;
   std::shared_ptr<void> owner;  // keeps the samples alive
 
-  // Allocates an uninitialised picture. `rowBytes` and `rows` may be larger than the picture, so that a decoder can
-  // store whole blocks at its edges. Throws Problem (noMemory) if there is not enough.
-  static Picture make(int width, int height, int channels, std::size_t rowBytes = 0, std::size_t rows = 0);
+  // Allocates an uninitialised picture, charged to the budget if there is one. `rowBytes` and `rows` may be larger than
+  // the picture, so that a decoder can store whole blocks at its edges. Throws Problem (limit or noMemory).
+  static Picture make(int width, int height, int channels, Budget* budget = nullptr, std::size_t rowBytes = 0,
+                      std::size_t rows = 0);
 
   std::uint8_t* row(int y) const { return samples + step * y; }
   std::size_t rowBytes() const { return static_cast<std::size_t>(width) * static_cast<std::size_t>(channels); }
@@ -41,7 +43,7 @@ class RowSink {
 // Checked before memory is allocated for a picture.
 struct Limits {
   std::uint64_t maxPixels = 268435456;               // width x height
-  std::uint64_t maxMemory = std::uint64_t{1} << 30;  // bytes, for coding JPEG 2000
+  std::uint64_t maxMemory = std::uint64_t{1} << 30;  // bytes that a reader or a writer may hold
 
   // Throws Problem (limit) if the picture has more pixels than allowed.
   void check(std::uint64_t width, std::uint64_t height) const;

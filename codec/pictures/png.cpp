@@ -203,8 +203,8 @@ void onEnd(png_structp png, png_infop) { growthOf(png).ended = true; }
 // Reads grey or RGB, with opacity if the file has it.
 class DeepReader {
  public:
-  DeepReader(const Source& source, const Header& header)
-      : header_(header), cursor_{source.bytes.data(), source.bytes.size()} {}
+  DeepReader(const Source& source, const Header& header, const Limits& limits)
+      : header_(header), cursor_{source.bytes.data(), source.bytes.size()}, budget_(limits.maxMemory) {}
 
   DecodedImage read() {
     makeImage();
@@ -243,9 +243,11 @@ class DeepReader {
     image.alpha = header_.transparent;
     image.components.assign((colour ? 3u : 1u) + image.alpha,
                             {.width = image.width, .height = image.height, .bits = header_.bits == 16 ? 16 : 8});
-    image.allocate();
-    memory_.resize(static_cast<std::size_t>(image.width) * image.components.size() *
-                   static_cast<std::size_t>(image.height) * (header_.bits == 16 ? 2 : 1));
+    image.allocate(&budget_);
+    const std::size_t rowBytes =
+        static_cast<std::size_t>(image.width) * image.components.size() * (header_.bits == 16 ? 2 : 1);
+    budget_.charge(rowBytes, static_cast<std::uint64_t>(image.height));
+    memory_.resize(rowBytes * static_cast<std::size_t>(image.height));
     std::memset(memory_.data(), 0, memory_.size());
   }
   std::uint8_t* row(int y) {
@@ -271,6 +273,7 @@ class DeepReader {
 
   const Header& header_;
   Cursor cursor_;
+  Budget budget_;
   Session session_{Session::Direction::read};
   DecodedImage decoded_;
   Bytes memory_;
@@ -305,7 +308,9 @@ Decoded readPng(const Source& source, const Limits& limits, const Progress& prog
   const bool colour = (header.colour & PNG_COLOR_MASK_COLOR) != 0;
   if (header.bits == 16) decoded.notes.push_back("samples of 16 bits reduced to 8");
   if (header.transparent) decoded.notes.push_back("transparency dropped");
-  decoded.picture = Picture::make(static_cast<int>(header.width), static_cast<int>(header.height), colour ? 3 : 1);
+  Budget budget(limits.maxMemory);
+  decoded.picture =
+      Picture::make(static_cast<int>(header.width), static_cast<int>(header.height), colour ? 3 : 1, &budget);
   Growth growth{header, decoded, progress};
   if (growth.interlaced()) clear(decoded.picture, 0);
 
@@ -355,7 +360,7 @@ DecodedImage readPngImage(const Source& source, const Limits& limits, const Prog
   }
   limits.check(header.width, header.height);
   if (header.width > INT_MAX / 16) fail(Kind::limit, "the picture is too wide");
-  return DeepReader(source, header).read();
+  return DeepReader(source, header, limits).read();
 }
 
 Content writePngImage(const Image& given, std::vector<std::string>& notes, const Progress& progress) {

@@ -229,7 +229,8 @@ Decoded readPnm(const Source& source, const Limits& limits) {
     picture.owner = source.owner;
     return decoded;
   }
-  picture = Picture::make(static_cast<int>(header.width), static_cast<int>(header.height), header.channels);
+  Budget budget(limits.maxMemory);
+  picture = Picture::make(static_cast<int>(header.width), static_cast<int>(header.height), header.channels, &budget);
   Sink sink(picture, header.maxval);
   header.plain ? readPlain(text, sink) : readRaw(text, header.maxval, sink);
   if (sink.count() == 0) fail(Kind::damaged, "no samples follow the header");
@@ -288,7 +289,8 @@ DecodedImage readPnmImage(const Source& source, const Limits& limits) {
                           {.width = image.width,
                            .height = image.height,
                            .bits = static_cast<int>(std::bit_width(static_cast<unsigned>(header.maxval)))});
-  image.allocate();
+  Budget budget(limits.maxMemory);
+  image.allocate(&budget);
   std::memset(image.owner.get(), 0, static_cast<std::size_t>(image.bytes()));
   DeepReader(text, header, image).read(decoded);
   return decoded;

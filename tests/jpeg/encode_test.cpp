@@ -112,7 +112,7 @@ TEST(Encode, GreyOfAColourPictureIsItsLuminance) {
 
 TEST(Encode, RowsMayHaveAnyStep) {
   const Picture packed = testPicture(37, 29, 3);
-  Picture wide = Picture::make(37, 29, 3, 200);
+  Picture wide = Picture::make(37, 29, 3, nullptr, 200);
   std::memset(wide.samples, 0xAA, 200 * 29);
   for (int y = 0; y < 29; ++y) std::memcpy(wide.row(y), packed.row(y), packed.rowBytes());
   EXPECT_EQ(fileOf(wide), fileOf(packed));

@@ -5,7 +5,9 @@ import math
 import os
 import re
 import resource
+import struct
 import unittest
+import zlib
 
 from support import *
 
@@ -335,6 +337,54 @@ class FewThreads(ToolTest):
         names = [self.write(f"{i}.ppm", pnm(smooth(64, 48, 3))) for i in range(80)]
         self.expect_in_little_space("encode", *names, "--output-dir", "out", "--jobs", "64")
         self.assertEqual(len(self.files("out")), 80)
+
+
+class MemoryLimit(ToolTest):
+    """Small files that claim large pictures."""
+
+    REFUSAL = re.compile(r"\Amoxj: [^:\n]+: at least \d+ bytes of memory are needed, the limit is 50000000 "
+                         r"\(--max-memory\)\n\Z")
+
+    def claim(self, name, marker, size=16000):
+        """A JPEG file with another size in its frame header, and 20 kB."""
+        file = self.read(name)
+        at = file.index(bytes([0xFF, marker])) + 5
+        return self.write("big-" + name, file[:at] + struct.pack(">HH", size, size) + file[at + 4:].ljust(20000, b"a"))
+
+    def refuse(self, *arguments):
+        limits = lambda: (resource.setrlimit(resource.RLIMIT_CPU, (1, 1)),
+                          os.environ.get("SANITIZERS") or resource.setrlimit(resource.RLIMIT_AS, (256 << 20, 256 << 20)))
+        self.expect(LIMIT, *arguments, "--max-memory", "50000000", error=self.REFUSAL, preexec_fn=limits)
+        self.assertFalse([name for name in self.files() if name.startswith("out")])
+
+    def test_of_readers(self):
+        self.write("a.ppm", pnm(smooth(64, 48, 3)))
+        for name, marker, *options in (("base.jpg", 0xC0), ("prog.jpg", 0xC2, "--progressive"),
+                                       ("less.jpg", 0xC3, "--lossless", "1")):
+            self.expect(OK, "encode", "a.ppm", name, *options)
+            big = self.claim(name, marker)
+            for command in ("decode", big, "out.png"), ("encode", big, "out.jp2"), ("compare", big, "a.ppm"):
+                self.refuse(*command)
+            if marker != 0xC3:
+                self.refuse("transcode", big, "out.jpg")
+            self.expect(OK, "decode", name, "small.png", "--max-memory", "50000000")
+        self.write("big.png", SIGNATURE + chunk(b"IHDR", struct.pack(">IIBBBBB", 16000, 16000, 8, RGB, 0, 0, 0)) +
+                   chunk(b"IDAT", zlib.compress(bytes(20000))) + chunk(b"IEND", b""))
+        self.write("deep.png", SIGNATURE + chunk(b"IHDR", struct.pack(">IIBBBBB", 16000, 16000, 16, RGB, 0, 0, 0)) +
+                   chunk(b"IDAT", zlib.compress(bytes(20000))) + chunk(b"IEND", b""))
+        self.write("big.ppm", b"P6 16000 16000 255\n" + bytes(20000))
+        self.write("deep.ppm", b"P6 16000 16000 4095\n" + bytes(20000))
+        self.write("big.pgx", b"PG ML + 8 16000 16000\n" + bytes(20000))
+        for name in "big.png", "deep.png", "big.ppm", "deep.ppm", "big.pgx":
+            self.refuse("encode", name, "out.jp2")
+
+    def test_of_writers(self):
+        """A baseline file is written row by row, other JPEG files from the coefficients of the whole picture."""
+        self.write("a.ppm", pnm((640, 480, 3, [7] * (640 * 480 * 3))))
+        self.expect(OK, "encode", "a.ppm", "out.jpg", "--max-memory", "500000")
+        self.expect(LIMIT, "encode", "a.ppm", "out.jpg", "--optimize", "--max-memory", "500000",
+                    error=re.compile(r"at least \d+ bytes of memory are needed, the limit is 500000 \(--max-memory\)"))
+        self.expect(OK, "encode", "a.ppm", "out.jpg", "--optimize", "--max-memory", "1000000")
 
 
 if __name__ == "__main__":

@@ -78,7 +78,7 @@ TEST(Readers, RawSamplesAreUsedInPlaceAndMayBeWrittenTo) {
 TEST(Writers, RowsWithGaps) {
   for (const int channels : {1, 3}) {
     const Picture packed = gradient(9, 6, channels);
-    Picture loose = Picture::make(9, 6, channels, 64, 8);
+    Picture loose = Picture::make(9, 6, channels, nullptr, 64, 8);
     EXPECT_FALSE(loose.packed());
     for (int y = 0; y < 6; ++y) std::memcpy(loose.row(y), packed.row(y), packed.rowBytes());
     for (const Format format : {Format::pnm, Format::ppm})
