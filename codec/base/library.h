@@ -9,12 +9,15 @@
 
 namespace moxj {
 
-// For calls that cannot fail but for want of memory, because the codec has checked the arguments.
+[[noreturn, gnu::noinline, gnu::cold]] inline void failWith(MoxStatus status, const char* what) {
+  if (status == moxStatusNoMemory) throw std::bad_alloc();
+  fail(Kind::internal, std::string(what) + " failed with status " + std::to_string(status));
+}
+
+// For calls that can fail only for want of memory, because the codec has checked the arguments.
 inline void require(MoxStatus status, const char* what) {
-  if (status == moxStatusNoMemory) [[unlikely]]
-    throw std::bad_alloc();
   if (status < 0) [[unlikely]]
-    fail(Kind::internal, std::string(what) + " failed with status " + std::to_string(status));
+    failWith(status, what);
 }
 
 // The library splits larger regions among threads, which does not pay for a single row.
