@@ -206,7 +206,7 @@ class CodeString {
       if (has(state_.options, moxJ2KReset)) coder_.contexts.reset();
     }
     state_.length = static_cast<int32_t>(end_ - begin_);
-    // A decoder supplies bytes of 0xFF by itself.
+    // A decoder supplies bytes of 0xFF past the end.
     for (int pass = 0; pass < state_.numPasses; pass++) {
       int32_t& rate = state_.passes[pass].rate;
       if (rate > 0 && begin_[rate - 1] == 0xFF) rate--;

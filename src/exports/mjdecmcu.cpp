@@ -6,7 +6,7 @@
 namespace mox {
 namespace {
 
-// The planes are tested ahead of the step, unlike on the encoder's side.
+// The planes are tested before the step, unlike on the encoder's side.
 template <int Planes, class Pixel>
 MoxStatus ownmjBlocksToPixels(void (*convert)(const Mox16s* const[], Pixel*, int32_t), const Mox16s* const* pSrc,
                               Pixel* pDst, int32_t dstStep) {

@@ -6,7 +6,7 @@
 namespace mox {
 namespace {
 
-// The step is tested ahead of the planes, unlike on the decoder's side.
+// The step is tested before the planes, unlike on the decoder's side.
 template <int Planes, class Pixel>
 MoxStatus ownmjPixelsToBlocks(void (*convert)(const Pixel*, int32_t, Mox16s* const[]), const Pixel* pSrc,
                               int32_t srcStep, Mox16s* const* pDst) {

@@ -1,4 +1,4 @@
-// What the processor can execute, asked of the processor itself: the compiler's own feature test keeps writable data.
+// What the processor can execute, read by CPUID: the compiler's own feature test needs writable data.
 #pragma once
 
 #include <cstdint>
@@ -18,8 +18,8 @@ struct Processor {
 
 constexpr bool all(uint32_t word, uint32_t bits) { return (word & bits) == bits; }
 
-// Each question is asked once: a virtual machine traps CPUID, which then costs some 8 microseconds a time, and a
-// process that codes a small picture lasts two milliseconds.
+// Nothing is read twice: a virtual machine traps CPUID, which then costs some 8 microseconds a time, and a process that
+// codes a small picture lasts two milliseconds.
 inline Processor ask() {
   Processor here{};
   uint32_t a, b, d;

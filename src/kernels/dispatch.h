@@ -24,8 +24,8 @@ TargetList targets();
 
 namespace kernels {
 
-// The kernels in use: the scalar definition until the constructor of the library has chosen, so that even a call from
-// an earlier constructor is right. The library's one writable datum; only the tests set it again.
+// The kernels in use: the scalar definition until the constructor of the library has chosen, so that a call from an
+// earlier constructor works, too. It is the only writable variable of the library; only tests set it later.
 extern const Kernels* active;
 
 inline const DctKernels& dct() { return *active->dct; }

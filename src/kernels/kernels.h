@@ -1,8 +1,8 @@
 // The kernels of one target: one table of function pointers per family.
 //
-// Every file of this directory but dispatch.cpp is compiled once per target, its code in namespace mox::MOX_TARGET, so
-// that the same source is the scalar definition in one object and AVX-512 code in another. What leaves the objects of a
-// target is its Kernels record alone, mox_kernels_<target>.
+// Every file of this directory is compiled once per target (all but dispatch.cpp and tier1/mq_end.cpp), its code in
+// namespace mox::MOX_TARGET, so that the same source is the scalar definition in one object and AVX-512 code in
+// another. What leaves the objects of a target is its Kernels record alone, mox_kernels_<target>.
 #pragma once
 
 namespace mox {

@@ -59,7 +59,7 @@ using Mcu411 = McuShape<2, 2>;
 
 // ---- Pixel formats -------------------------------------------------------------------------------------------------
 
-// Inks in the places of the colours that they take away.
+// CMYK as colours: red, green and blue are the complements of C, M and Y.
 struct InkPixel : CmykPixel {
   static constexpr Rgb read(const Mox8u* pixel) { return complement(CmykPixel::read(pixel)); }
   static constexpr void write(Mox8u* pixel, Rgb c) { CmykPixel::write(pixel, complement(c)); }
@@ -87,7 +87,7 @@ struct PairPixel {
 
 namespace definition {
 
-// Pixel x of a row; Y, Cb and Cr stand in the places of red, green and blue.
+// Pixel x of a row; Y, Cb and Cr take the places of red, green and blue.
 template <class Pixel>
 inline Rgb mcuPixel(const typename Pixel::Sample* row, int x) {
   if constexpr (std::is_same_v<Pixel, PairPixel>) {

@@ -1,7 +1,7 @@
-// Vectors of an MCU. Blocks have rows of eight, and so have these: a 128-bit block of a vector holds eight pixels in 16
-// bits, and the blocks are rows, `step` bytes apart. Two such vectors go together: the left and the right eight columns
-// of the same rows, or other rows of the same columns. In bytes they become one vector; in each of its blocks the eight
-// bytes of the first stand before those of the second.
+// Vectors of an MCU. Each 128-bit block of a vector is a row of eight pixels in 16 bits; the rows lie `step` bytes
+// apart. Vectors come in pairs: the left and the right eight columns of the same rows, or other rows of the same
+// columns. Packed to bytes, a pair is one vector; each of its blocks holds eight bytes of the first, then eight of the
+// second.
 #pragma once
 
 #include "kernels/bytes.h"
@@ -11,7 +11,7 @@
 
 namespace mox::MOX_TARGET {
 
-// Rows of a vector.
+// Rows in a vector.
 template <class V>
 inline constexpr int kMcuRows = V::kBytes / 16;
 
@@ -118,8 +118,8 @@ MOX_INLINE void storeTwoRows(Mox8u* p, ptrdiff_t step, V firstTwo, V third) {
   storeWhere<kAll>(p + step, highHalf(both));
 }
 
-// Four rows of eight pixels. The next MCUs of a row of them begin soon after these: asking ahead made this a tenth
-// faster in the second-level cache.
+// Four rows of eight pixels. The following MCUs lie to the right of these: prefetching them made this a tenth faster in
+// the second-level cache.
 template <int Half, class V>
 MOX_INLINE void storeFourRows(Mox8u* p, ptrdiff_t step, V firstTwo, V third) {
   constexpr int kAhead = 192;
@@ -137,7 +137,7 @@ MOX_INLINE void storeEights(Mox8u* first, [[maybe_unused]] Mox8u* second, [[mayb
   if constexpr (kHasInterleaved) {
     storeHalvesInterleaved(first, second, s.first, s.second, s.third);
   } else if constexpr (kHasPermute8<V>) {
-    // These are the left and the right half of the same rows: where they are not, putPixels does without this.
+    // `first` and `second` are the left and the right half of the same rows: elsewhere putPixels does not call this.
     storeSixteen<0>(first, s);
     storeSixteen<1>(first + step, s);
     storeSixteen<2>(first + 2 * step, s);

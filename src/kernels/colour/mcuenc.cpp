@@ -159,7 +159,7 @@ void toBlocks(const typename Pixel::Sample* src, int32_t step, Mox16s* const dst
     convertRows<typename Vectored<Conversion>::type, Pixel, Shape>(src, step, dst, r);
 }
 
-// Pairs of pixels Y0 Cb Y1 Cr: luminance in the lower bytes of words, Cb and Cr by turns in the upper ones.
+// Pairs of pixels Y0 Cb Y1 Cr: luminance in the lower bytes of words, Cb and Cr alternating in the upper ones.
 void split422(const Mox8u* src, int32_t step, Mox16s* const dst[]) {
   const V centre = set16<V>(128), lower = set16<V>(0xFF), even = set32<V>(1), odd = set32<V>(1 << 16);
   for (int r = 0; r < 8; r += kRows) {

@@ -1,8 +1,7 @@
 // Vectors of pixels from rows of every layout, as colours in registers.
 //
-// A step of a conversion takes as many pixels as a vector has bytes. What is computed in 16 bits is held in two
-// vectors, the halves that low8 and high8 make of bytes in order, so that the narrowing packs, which work within
-// 128-bit blocks as these do, restore the order.
+// A step of a conversion takes V::kBytes pixels. Values of 16 bits are held in two vectors, the halves that low8 and
+// high8 make of the bytes. The narrowing packs work within 128-bit blocks, too, and so restore the order.
 #pragma once
 
 #include "kernels/bytes.h"
@@ -15,7 +14,7 @@ namespace mox::MOX_TARGET {
 
 // ---- Interleaved bytes ---------------------------------------------------------------------------------------------
 
-// Gives each of the N samples of 16 pixels, which come as N 128-bit vectors of interleaved bytes, its vector.
+// Separates 16 pixels of N interleaved bytes, N 128-bit vectors, into one vector per sample.
 template <class V, int N>
 MOX_INLINE void separate(V (&c)[N]) {
   // A round interleaves the lower with the upper half of all bytes: byte i goes to 2 i modulo 16 N - 1, in four
@@ -86,8 +85,8 @@ MOX_INLINE void loadPixels(const Mox8u* p, Colours<V> (&half)[2]) {
   constexpr int kFour = 4 * Pixel::kSamples, kSixteen = 4 * kFour;
   if constexpr (kHasDot8) prefetchAhead<Pixel::kSamples * V::kBytes>(p);
   if constexpr (kHasPermute8<V>) {
-    // One byte permutation gives all pairs of sixteen pixels; consecutive pixels then stand in each half. The last
-    // sixteen are taken from the end of the last 64 bytes.
+    // One byte permutation gives all pairs of sixteen pixels; each half then holds consecutive pixels. The last sixteen
+    // are taken from the end of the last 64 bytes.
     static constexpr PairIndex<Pixel> kFirst(0), kLast(64 - kSixteen);
     const V first = load<V>(kFirst.bytes), last = load<V>(kLast.bytes);
     const V a = permute8Linear(load<V>(p), first);
@@ -119,7 +118,7 @@ MOX_INLINE void loadPixels(const Mox8u* p, Colours<V> (&half)[2]) {
 template <class V, Field F>
 MOX_INLINE V widened(V words) {
   static_assert(F.shift >= 5 || (F.shift == 0 && F.bits == 5));
-  constexpr int up = F.shift == 0 ? 11 : F.shift;  // where the field stands when it is multiplied
+  constexpr int up = F.shift == 0 ? 11 : F.shift;  // the field's position when it is multiplied
   const V field = F.shift == 0 ? shl16<11>(words) : bitAnd(words, set16<V>(F.mask() << F.shift));
   return mulHighU16(field, set16<V>(((1 << F.bits) + 1) << (24 - 2 * F.bits - up)));
 }

@@ -13,7 +13,7 @@ namespace mox::MOX_TARGET {
 
 // ---- Interleaved bytes ---------------------------------------------------------------------------------------------
 
-// Where the bytes of the K-th four pixels, each of three bytes and one to spare, go in three vectors of 16 bytes.
+// Shuffle for the K-th four pixels (3 bytes + 1 pad each) into three 16-byte vectors.
 struct TripleOrder {
   uint8_t bytes[16];
 
@@ -37,7 +37,7 @@ MOX_INLINE void merge(V a, V b, V c, V (&out)[3]) {
     out[1] = blend16<0xF0>(second, third);
     out[2] = blend16<0xFC>(third, fourth);
   } else {
-    // The rounds of separate() backwards: the bytes of even places, then those of odd places.
+    // The rounds of separate() in reverse: the bytes of even places, then those of odd places.
     const V even = set16<V>(0xFF);
 #pragma GCC unroll 4
     for (int round = 0; round < 4; round++) {
@@ -98,7 +98,7 @@ MOX_INLINE void storeMerged(Mox8u* p, V a, V b, V c, V d) {
   }
 }
 
-// The places of samples as a set: one bit each.
+// A set of sample positions: one bit each.
 constexpr unsigned places(auto... place) { return ((1u << place) | ...); }
 
 // Three colours as the samples of a pixel that has no others.
@@ -136,7 +136,7 @@ MOX_INLINE void storePixels(Mox8u* p, V cyan, V magenta, V yellow, V black) {
 
 // ---- Packed words --------------------------------------------------------------------------------------------------
 
-// Bytes narrowed to fields, which stand at the upper end of the bytes.
+// Rounds bytes to fields in their upper bits.
 template <class V, Field F>
 MOX_INLINE V narrowed(V bytes) {
   const V up = addsU8(bytes, set8<V>(1 << (7 - F.bits)));
@@ -144,13 +144,13 @@ MOX_INLINE V narrowed(V bytes) {
   return bitAnd(sub8(up, repeated), set8<V>(0xFF << (8 - F.bits)));
 }
 
-// Bytes cut off to fields, which stand where they stood.
+// Bytes truncated in place to the bits of a field.
 template <class V, Field F>
 MOX_INLINE V cutOff(V bytes) {
   return bitAnd(bytes, set8<V>(0xFF << (8 - F.bits)));
 }
 
-// Words whose upper bytes have the field at their upper end, which goes to its place; the lower bytes are 0.
+// Moves each field from the top of its word to its position; low bytes must be 0.
 template <class V, Field F>
 MOX_INLINE V placed(V words) {
   if constexpr (F.shift + F.bits == 16) {

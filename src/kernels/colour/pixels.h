@@ -21,8 +21,8 @@ constexpr int clamp8(int value) { return value < 0 ? 0 : value > 255 ? 255 : val
 
 namespace definition {
 
-// The columns of a row go in groups of four; what is left at its end, up to three columns, is the tail. Groups and tail
-// have different weights, and both results are required.
+// The columns of a row form groups of four; up to three columns remain at its end, the tail. Groups and tail have
+// different weights, and both results are required.
 constexpr int groupColumns(int width) { return width & ~3; }
 
 }  // namespace definition
@@ -57,14 +57,14 @@ struct Field {
   // A field's value as a sample: its upper bits repeat below it, so that the largest value becomes 255 and equal
   // fields of 5 and 6 bits stay equal at both ends.
   constexpr int widen(int value) const { return value << (8 - bits) | value >> (2 * bits - 8); }
-  // The field whose widened value is nearest to the sample, the larger of two: half a step up, then the repeated bits
-  // off.
+  // The field whose widened value is nearest to the sample, the larger of two: adds half a step, subtracts the repeated
+  // bits.
   constexpr int narrow(int sample) const {
     const int up = clamp8(sample + (1 << (7 - bits)));
     return (up - (up >> bits)) >> (8 - bits);
   }
 
-  // The same by a shift alone: the low bits of the sample are 0, and are lost.
+  // The same by a shift alone: raise() leaves the low bits of the sample 0, truncate() drops them.
   constexpr int raise(int value) const { return value << (8 - bits); }
   constexpr int truncate(int sample) const { return sample >> (8 - bits); }
 };

@@ -19,8 +19,8 @@ namespace {
 
 using namespace definition;
 
-// Red and blue: what chroma less 128 adds, times 64, is the upper half of one 16-bit product. The chroma stands in the
-// upper byte of one factor; a constant in its lower byte does the rounding.
+// Red and blue: what chroma less 128 adds, times 64, is the upper half of one 16-bit product. The chroma is the upper
+// byte of one factor; a constant in its lower byte does the rounding.
 struct OneChroma {
   int factor, rounding;
 

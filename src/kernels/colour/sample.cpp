@@ -7,10 +7,11 @@
 //   upH2V1               averages of bytes alone, two a result; one step a column.
 //   upH2V2               column sums 3 n + f by dotU8, then along the row; one step a gap between two columns.
 //
-// The same code serves every target. AVX-512 differs in the width of VMax and, in upH2V2 alone, by kHasShlJoined16;
-// other differences between targets lie in the operations (vec/): dotU8 is one instruction from SSSE3 on,
-// packsU16Linear has a permutation on AVX2 and AVX-512. Rows shorter than a vector are left to the plain loops, and so
-// are the ends of up-sampled rows, whose neighbours come from elsewhere.
+// The same code serves every target. Targets differ in the width of VMax and in the operations (vec/): dotU8 is one
+// instruction from SSSE3 on, packsU16Linear has a permutation on AVX2 and AVX-512. Three more differences are here:
+// prefetching (prefetchAround) is compiled for vectors above 128 bits only, narrowPairs asks kHasMulRound16, and upH2V2
+// asks kHasShlJoined16. Rows shorter than a vector are left to the plain loops, and so are the ends of up-sampled rows,
+// whose neighbours come from elsewhere.
 #include "kernels/colour/sample.h"
 
 #include "kernels/vec/prefetch.h"
@@ -32,7 +33,7 @@ MOX_INLINE void prefetchAround(const Mox8u* src, const Mox8u* dst) {
   }
 }
 
-// Where a step of down-sampling begins best: at an even output, so that the biases keep their lanes.
+// Where down-sampling steps should begin: at an even output, so that the biases keep their lanes.
 inline ptrdiff_t evenLead(const Mox8u* src) { return bytesToLine(src) / 4 * 2; }
 
 // The biases of consecutive outputs as 16-bit lanes, from output i on.

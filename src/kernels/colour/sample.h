@@ -33,7 +33,7 @@ constexpr Mox8u downH2V2(int a, int b, int c, int d, int bias) {
 }
 
 // The triangle filter: three parts of the nearer sample, one of the farther. The two outputs of a column round
-// differently, so that the rounding error of a pair is next to nothing.
+// differently, so that the rounding error of a pair nearly cancels.
 constexpr Mox8u upLeft(int here, int before) { return static_cast<Mox8u>((3 * here + before + 1) >> 2); }
 constexpr Mox8u upRight(int here, int after) { return static_cast<Mox8u>((3 * here + after + 2) >> 2); }
 
@@ -48,7 +48,7 @@ static_assert(upLeftOfSums(1020, 1020) == 255 && upRightOfSums(1020, 1020) == 25
 // A bias of 3 rounds a quarter up.
 static_assert(downH2V2(0, 0, 0, 1, 3) == 1);
 
-// A sample beside its equal is itself: replicating an end and copying it are the same.
+// Interpolating equal samples returns that sample: replicating an end and copying it are the same.
 constexpr bool constantsStay() {
   for (int s = 0; s < 256; s++)
     if (upLeft(s, s) != s || upRight(s, s) != s) return false;

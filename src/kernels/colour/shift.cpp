@@ -1,6 +1,6 @@
 // The level shift of a row: one addition a value, and widening or narrowing between 8 and 16 bits. The vectors take
-// whole widest vectors; the rest of a row, at most two of them, is left to the definition. Rows of 16-bit values may
-// lie at odd addresses.
+// full VMax vectors; the remainder, less than two of them, is left to the definition. Rows of 16-bit values may lie at
+// odd addresses.
 #include "kernels/colour/shift.h"
 
 #include "kernels/bytes.h"
@@ -9,7 +9,7 @@
 namespace mox::MOX_TARGET {
 namespace {
 
-// The vectors return how many values they took.
+// Both return the number of values converted.
 template <class V>
 MOX_INLINE ptrdiff_t subVectors(const Mox8u* src, Mox16s* dst, ptrdiff_t count) {
   constexpr int kLanes = V::kBytes / 2;

@@ -14,7 +14,7 @@ namespace definition {
 
 constexpr Mox16s sub128(Mox8u sample) { return static_cast<Mox16s>(sample - 128); }
 
-// Saturates as if the sum were held in 16 bits: nothing that an int can tell from a clamp.
+// The same result as a sum saturated to 16 bits, then clamped.
 constexpr Mox8u add128(Mox16s value) {
   const int sum = value + 128;
   return static_cast<Mox8u>(sum < 0 ? 0 : sum > 255 ? 255 : sum);

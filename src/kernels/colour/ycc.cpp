@@ -19,7 +19,7 @@ namespace {
 
 using namespace definition;
 
-// Rows of colours, by the layout of their samples: at() is one pixel, fetch() both halves of a vector of them.
+// Rows of colours, by the layout of their samples: at() is one pixel, fetch() loads V::kBytes pixels as two halves.
 template <class Pixel>
 struct PixelRow {
   const typename Pixel::Sample* pixels;

@@ -43,8 +43,8 @@ struct YccMatrix {
 inline constexpr YccMatrix kYccTail{
     {19595, 38470, 7471, 32768, 16}, {-11059, -21709, 32768, 8421375, 16}, {32768, -27439, -5329, 8421375, 16}};
 
-// Groups of interleaved pixels. The weights of Y add up to 32769 and its rounding is 16266, that of Cr is 16 above
-// that of Cb: kept as they are, all three are visible in the results.
+// Groups of interleaved pixels. The weights of Y add up to 32769 and its rounding is 16266, that of Cr is 16 above that
+// of Cb: all three show in the results and are kept.
 inline constexpr YccMatrix kYccGroup{
     {9798, 19235, 3736, 16266, 15}, {-5529, -10855, 16384, 4210688, 15}, {16384, -13720, -2664, 4210704, 15}};
 

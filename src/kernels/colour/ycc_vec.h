@@ -2,8 +2,8 @@
 //
 // A weight of the definition has 14 to 16 fraction bits, so that its product with a sample takes 32. Luminance splits
 // the weights into bytes and carries from the lower sum to the upper one; chroma, whose weights add up to 0, is a sum
-// of differences from green, one of them halved, the other the upper half of a 16-bit product. Both are proved where
-// they stand, by the compiler.
+// of differences from green, one of them halved, the other the upper half of a 16-bit product. Both are checked by
+// static_assert next to the code.
 #pragma once
 
 #include "kernels/colour/ycc.h"
@@ -62,7 +62,7 @@ struct Colours<V, true> {
   }
 };
 
-// Without: one 16-bit lane a pixel in each of three vectors.
+// Without dot8: one 16-bit lane a pixel in each of three vectors.
 template <class V>
 struct Colours<V, false> {
   V red, green, blue;  // 16-bit lanes
@@ -124,11 +124,11 @@ MOX_INLINE V luma(const Colours<V>& c) {
 
 // ---- Chroma --------------------------------------------------------------------------------------------------------
 //
-// Cb and Cr in 16 bits. Their weights add up to 0 and one of them is a half, so that in the differences u and v of
-// the other two colours from green, u that of the half (v of the small weight),
+// Cb and Cr in 16 bits. Their weights add up to 0 and one of them is a half. Take the differences from green: u, of the
+// colour with weight 1/2, and v, of the other. Then
 //   (half * u + weight * v + rounding) >> bits  is  128 + ((u + 1 + ((weight * v + more) >> (bits - 1))) >> 1),
 // where `more` is the excess of the rounding over 128.5. The shifted product is the upper half of a 16-bit product.
-// Both differences come times 32, which leaves room to take `more` off v before it is multiplied.
+// Both differences are scaled by 32, which leaves room to subtract `more` from v before the multiplication.
 constexpr int kDifferenceScale = 32;
 
 constexpr int moreThanHalf(WeightedSum sum) { return sum.rounding - (257 << (sum.bits - 1)); }
@@ -156,7 +156,7 @@ template <WeightedSum Sum, int Weight, int Shared, int Scale, class V>
 MOX_INLINE V centredChroma(V u, V v) {
   constexpr int factor = chromaFactor(Weight, Sum.bits), half = Shared * Scale;
   static_assert(Sum.red + Sum.green + Sum.blue == 0 && moreThanHalf(Sum) == 0);
-  // The product's fraction is cut off twice, below 1 / Scale and then with the sum, which comes to the same as once.
+  // The product's fraction is truncated twice, below 1 / Scale and then with the sum. The result is the same as once.
   static_assert(factor * 8192 == Weight * 65536 && (Scale & (Scale - 1)) == 0);
   static_assert(255 * half + half + 255 * half * (Weight < 0 ? -Weight : Weight) / 8192 < 1 << 15);
   constexpr int bits = Shared * Scale == 32 ? 6 : 7;

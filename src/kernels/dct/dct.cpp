@@ -7,10 +7,19 @@
 namespace mox::MOX_TARGET {
 
 #if MOX_VECTOR
-const DctKernels dctKernels = {forwardDct, inverseDct, forwardDctShifted, inverseDctShifted};
+const DctKernels dctKernels = {
+    .forward = forwardDct,
+    .inverse = inverseDct,
+    .forwardShifted = forwardDctShifted,
+    .inverseShifted = inverseDctShifted,
+};
 #else
-const DctKernels dctKernels = {definition::forwardDctQuant, definition::inverseDctQuant,
-                               definition::forwardDctQuantShifted, definition::inverseDctQuantShifted};
+const DctKernels dctKernels = {
+    .forward = definition::forwardDctQuant,
+    .inverse = definition::inverseDctQuant,
+    .forwardShifted = definition::forwardDctQuantShifted,
+    .inverseShifted = definition::inverseDctQuantShifted,
+};
 #endif
 
 }  // namespace mox::MOX_TARGET

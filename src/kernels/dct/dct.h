@@ -81,8 +81,8 @@ static_assert(kRowMatrices[3].at[0][0] == 19266 && kRowMatrices[3].at[1][2] == 1
 static_assert(&matrixOfRow(4) == &kRowMatrices[0] && &matrixOfRow(5) == &kRowMatrices[3] &&
               &matrixOfRow(7) == &kRowMatrices[1]);
 
-// Added to the row sums of the inverse transform: 16 after their shift in row 0, which reaches every sample as one
-// half before the last shift by 5. The others are uneven, and kept.
+// Added to the row sums of the inverse transform: 16 after their shift in row 0, which reaches every sample as one half
+// before the last shift by 5. The others follow no such rule; they are kept for fixed results.
 inline constexpr int32_t kRowRounding[8] = {65536, 5802, 4520, 3408, 2048, 910, 1024, 746};
 
 }  // namespace dct

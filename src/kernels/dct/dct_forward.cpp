@@ -121,7 +121,7 @@ MOX_INLINE V forwardRow(V sums, V differences, int row) {
       dotAdd16(dot16(shuffle32<k01>(sums), kPairs.ofRows<V>(0, row)), shuffle32<k23>(sums), kPairs.ofRows<V>(1, row));
   const V odd = dotAdd16(dot16(shuffle32<k01>(differences), kPairs.ofRows<V>(2, row)), shuffle32<k23>(differences),
                          kPairs.ofRows<V>(3, row));
-  // Of the shift by 20, 16 bits are the choice of the high halves; the rounding below them does not reach up.
+  // Of the shift by 20, 16 bits are the choice of the high halves; the rounding below them never carries into them.
   return With::roundedShift4(highHalves32(even, odd));
 }
 
@@ -160,8 +160,8 @@ void forwardDct(const Mox16s* src, Mox16s* dst, const Mox16u* reciprocals) {
   forwardRows<Saturating>(y, dst, reciprocals);
 }
 
-// The level shift takes 64 * 128 from output 0 of the columns and nothing from the others, so it is left until then. Up
-// to there nothing saturates or wraps:
+// The level shift takes 64 * 128 from output 0 of the columns and nothing from the others, so it is deferred to after
+// the columns. Until then nothing saturates or wraps:
 //   sums                    0 to 4080
 //   differences             within 4080
 //   output 0                at most 16320

@@ -1,9 +1,9 @@
 // What the vector kernels of both transforms share: the row matrices as a row pass reads them.
 //
-// The transforms stay in registers from the first load to the last store: a pass could not load wide what the one
-// before had stored narrow without waiting for it. Rows fill vectors of the target's width, one row in each 128-bit
-// block, and are multiplied by their matrices pair by pair: two neighbouring 16-bit lanes times two matrix entries give
-// one 32-bit sum.
+// The transforms stay in registers from the first load to the last store: a wide load of what the pass before has just
+// stored in narrower pieces would stall. Rows fill vectors of the target's width, one row in each 128-bit block, and
+// are multiplied by their matrices pair by pair: two neighbouring 16-bit lanes times two matrix entries give one 32-bit
+// sum.
 #pragma once
 
 #include "kernels/dct/dct.h"

@@ -19,7 +19,7 @@ struct QuantKernels {
 namespace definition {
 
 // 32768 / step. The quotient is taken with 16 fraction bits; a fraction of one half goes down to an even integer, but
-// an odd integer goes up from 32767/65536 on: uneven, and kept. A step of 0 has no reciprocal.
+// an odd integer goes up from 32767/65536 on: asymmetric, kept for fixed results. A step of 0 yields 65535.
 constexpr Mox16u reciprocal(Mox8u step) {
   if (step == 0) return 65535;
   const uint32_t quotient = (uint32_t{32768} << 16) / step;

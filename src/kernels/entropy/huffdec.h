@@ -8,8 +8,7 @@
 
 namespace mox {
 
-// Arguments are those of the exported functions, already checked. `direct` is the definition on every target, compiled
-// for each: the shifts of AVX2 processors make it 5 % faster.
+// Arguments are those of the exported functions, already checked. `direct` is the definition on every target.
 struct HuffDecodeKernels {
   MoxStatus (*block)(const Mox8u* src, int32_t length, int32_t* position, Mox16s* dst, Mox16s* lastDC, int32_t* marker,
                      const DecodeSpec* dcTable, const DecodeSpec* acTable, DecodeState* state);

@@ -1,16 +1,16 @@
 // Sequential Huffman encoding of a block: all its symbols first, then one store.
 //
-// The definition visits all 64 coefficients and moves every code and every value into the accumulator by itself, byte
-// by byte. Here vectors bring the block into zig-zag order and compute categories, value bits and a mask of the
-// coefficients that are not 0. The loop runs over the mask, so that zeros cost nothing: the zeros before a
-// coefficient are a difference of positions. Code and value enter a 64-bit accumulator together.
+// The definition visits all 64 coefficients and appends every code and every value separately, byte by byte. Here
+// vectors bring the block into zig-zag order and compute categories, value bits and a mask of the coefficients that are
+// not 0. The loop runs over the mask, so that zeros cost nothing: the zeros before a coefficient are a difference of
+// positions. Code and value enter a 64-bit accumulator together.
 //
-// No processor can predict when the accumulator of such different blocks is full. So after every second symbol all its
-// eight bytes are stored, and the next store begins after those that were complete: no branch. The bytes go into a
-// buffer of this call, from its end downwards, in the order in which the accumulator holds them; one vector operation
-// turns them round on their way to the destination. Whether there is room, and whether a byte is 0xFF, is asked once at
-// the end. A block that cannot be coded this way (a symbol without a code, a category too large for two symbols to fit
-// the accumulator, too little room) has left no trace and goes to the definition.
+// When the accumulator is full cannot be predicted. So after every second symbol all its eight bytes are stored, and
+// the next store begins after those that were complete: no branch. The bytes go into a buffer of this call, from its
+// end downwards, in the order in which the accumulator holds them; one vector operation reverses them on their way to
+// the destination. Room and bytes of 0xFF are tested once, at the end; if there is a 0xFF, appendBytes() of packer.h
+// appends byte by byte and stuffs. A block that cannot be coded this way (a symbol without a code, a category too large
+// for two symbols to fit the accumulator, too little room) leaves no trace and goes to the definition.
 #include "kernels/entropy/huffenc.h"
 
 #include "kernels/entropy/packeach.h"

@@ -7,9 +7,9 @@
 //   predictor 4    the row above, plus the prefix sums of the differences
 //   predictor 5    the prefix sums of the differences plus half of what the row above rises from column to column
 //
-// A prefix sum over n lanes takes log2 n steps, and from vector to vector one addition. Predictors 6 and 7 stay
-// serial, with the shortest chain from sample to sample that wraps as 16 bits do: shift, add, mask. What is left at
-// the end of a row goes to the definition.
+// A prefix sum over n lanes takes log2 n steps, and from vector to vector one addition. Predictors 6 and 7 stay serial,
+// with the shortest chain from sample to sample that wraps at 16 bits: shift, add, mask. The remainder of a row goes to
+// the definition.
 #include "kernels/entropy/lossless.h"
 
 #include "kernels/vec/vec.h"
@@ -45,7 +45,7 @@ MOX_INLINE V predicted(V a, V b, V c) {
   if constexpr (Predictor == 7) return halfSum(a, b);
 }
 
-// Calls step.operator()<V>(x) for the whole vectors from column `first` on; returns the first column that is left.
+// Calls step.operator()<V>(x) for the whole vectors from column `first` on; returns the first column not covered.
 template <class Step>
 MOX_INLINE int wholeVectors(int first, int n, const Step& step) {
   int x = first;
@@ -84,7 +84,7 @@ MOX_INLINE V128 prefixSums(V128 a) {
 }
 
 // dst[x] = start + term(from) + ... + term(x) + offset(x) for the whole vectors from column `from` on. Returns the
-// first column that is left.
+// first column not covered.
 template <class Term, class Offset>
 MOX_INLINE int sumUp(int from, int n, Mox16s start, Mox16s* dst, const Term& term, const Offset& offset) {
   V128 carry = set16<V128>(start);

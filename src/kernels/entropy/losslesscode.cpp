@@ -1,11 +1,10 @@
 // Huffman coding of the differences of lossless JPEG, one per call.
 //
-// The cost of such a call is the way of the state through memory and, in a plain coder, branches that follow the
-// data: how many bytes are complete, whether there are enough bits, whether there is a value. Here there are no such
-// branches.
+// Such a call costs the transfer of the state through memory and, in a plain coder, branches that depend on the data:
+// how many bytes are complete, whether there are enough bits, whether there is a value. Here none of them is a branch.
 //
 //   - The encoder puts code and value into an accumulator of 64 bits and stores each of the four bytes that can be
-//     complete: to the destination or, if it is not complete, to a byte of its own.
+//     complete: to the destination or, if it is not complete, to a dummy byte.
 //   - The decoder loads bytes as the plain one does, all that it would at once or none: a shift by as many bits as that
 //     makes, which may be 0.
 //

@@ -104,7 +104,7 @@ MOX_INLINE void storeExactly(VMax bytes, int count, Mox8u* out) {
   }
 }
 
-// Appends them, or as many as a vector holds; false if there is no room for these, or a byte of 0xFF among them.
+// Appends at most one vector of bytes; false if there is no room for them, or one of them is 0xFF.
 MOX_INLINE bool appendVector(const uint8_t* end, int count, Mox8u* out, int room) {
   const int here = count < VMax::kBytes ? count : VMax::kBytes;
   const VMax bytes = reverse8(load<VMax>(end - VMax::kBytes));

@@ -1,5 +1,5 @@
-// The contexts of 64 coefficients at once, a bit of a word each: sixteen columns of a stripe, four bits a column from
-// the first row up, which is the order of the scan. Neighbours are shifts, and a table of contexts becomes the few
+// The contexts of 64 coefficients at once, one bit of a word for each: sixteen columns of a stripe, four bits a column,
+// the first row lowest. That is the order of the scan. Neighbours are shifts, and a table of contexts becomes the few
 // logical operations that give each bit of its labels.
 #pragma once
 
@@ -40,7 +40,7 @@ struct Neighbours {
   constexpr uint64_t any() const { return n | s | w | e | nw | ne | sw | se; }
 };
 
-// 64 numbers, `kBase` and the bits of a weight each.
+// 64 numbers: number i is `kBase` plus 2^k for each bit[k] whose bit i is set.
 template <int kBase, int kBits>
 struct Numbers {
   static constexpr int kFirst = kBase;
@@ -99,9 +99,9 @@ constexpr RefinementSymbols refinement(uint64_t decisions, uint64_t some, uint64
   return {{decisions, some & ~refined, refined}};
 }
 
-// ---- All of it against the tables
+// ---- Checks against the tables
 
-// Every combination of the eight bits from the flag `shift` up, 64 at a time.
+// 64 combinations of neighbours: bit i of each set says whether from + i has the flag of that neighbour.
 constexpr Neighbours combinations(int from, const std::array<uint32_t, 8>& flags) {
   Neighbours all{};
   uint64_t* const bits[] = {&all.n, &all.s, &all.w, &all.e, &all.nw, &all.ne, &all.sw, &all.se};

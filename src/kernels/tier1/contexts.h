@@ -11,9 +11,9 @@
 
 namespace mox::tier1 {
 
-// A stripe is four rows. The flags of one of its columns are a 64-bit word, 16 bits a row from the first row up: a
-// column without any significant neighbour costs one test, and each coefficient finds in one place all that its
-// contexts depend on.
+// A stripe is four rows. The flags of one of its columns are a 64-bit word, 16 bits a row, the first row lowest. A
+// column without any significant neighbour costs one test, and all that the contexts of a coefficient depend on is in
+// one place.
 enum Flag : uint32_t {
   kNorthWest = 1u << 0,  // the eight neighbours: significant
   kNorthEast = 1u << 1,
@@ -40,8 +40,8 @@ constexpr uint64_t at(uint32_t flags, int lane) { return static_cast<uint64_t>(f
 // The same in all four rows.
 constexpr uint64_t inAllRows(uint32_t flags) { return flags * UINT64_C(0x0001000100010001); }
 
-// The flags that a coefficient which becomes significant sets, as three words for the column on its left, its own and
-// the one on its right: the lanes of the row above, its own row and the row below, from bit 0 up.
+// The flags that a newly significant coefficient sets: one word each for the column on its left, its own column and the
+// column on its right. The lanes from bit 0 up are the row above, its own row and the row below.
 struct Spread {
   uint64_t left, own, right;
 };
@@ -55,8 +55,8 @@ constexpr Spread spread(bool negative) {
           column(kSouthWest, kWest | (kWestMinus & minus), kNorthWest)};
 }
 
-// Spread for each row of the stripe and sign: rotated so that its middle is the row. What leaves the stripe comes in
-// at the other end of the word, in the lane where the stripe above or below keeps it.
+// Spread for each row of the stripe and sign: rotated so that its middle lane is the row. A lane that leaves the stripe
+// wraps to the other end of the word, which is its place in the stripe above or below.
 inline constexpr auto kSpread = [] {
   std::array<std::array<Spread, 2>, 4> table{};
   const auto rotate = [](uint64_t x, int bits) { return bits == 0 ? x : x << bits | x >> (64 - bits); };
@@ -79,7 +79,7 @@ static_assert((kSpread[3][0].right & kFirstRow) == kNorthWest);
 // The symbols between scan and coder: one byte, the context above the decision.
 constexpr uint8_t symbol(int context, int decision) { return static_cast<uint8_t>(context << 1 | decision); }
 
-// What Table D.1 tells apart: LL and LH, HL, HH.
+// What Table D.1 distinguishes: LL and LH, HL, HH.
 enum Subband : int32_t { kSubbandLow, kSubbandHL, kSubbandHH, kSubbands };
 
 constexpr Subband subbandOf(int32_t number) {
@@ -155,9 +155,10 @@ constexpr int refinementContext(uint32_t flags, bool refined) {
 
 inline constexpr uint8_t kRunBroken = symbol(mq::kRun, 1), kRunOfZeros = symbol(mq::kRun, 0);
 
-// The reduction of the squared error by one coefficient, in units of 2^-13 of the squared step of its bit-plane: a
-// polynomial in j, the six magnitude bits below the coded one, so that j / 64 steps lie above that bit. The decoder
-// is taken to reconstruct in the middle of the interval, or exactly at the last bit-plane of a block coded so.
+// The squared error that coding a bit of one coefficient removes, in units of 2^-13 of the squared step of its
+// bit-plane: a polynomial in j, the six magnitude bits below the coded one, which are worth j / 64 steps. The decoder
+// is assumed to reconstruct in the middle of the interval, or exactly once the last bit-plane of a losslessly coded
+// block is decoded.
 inline constexpr int kDistortionScale = 13;
 inline constexpr int kWindowBits = 7;  // the coded bit and the six below it
 
@@ -179,8 +180,8 @@ struct Gains {
   Gain refinement[2];  // by the decision
 };
 
-// 2 * (64^2 error before - 64^2 error after), where a coefficient of 1 + j / 64 steps was taken for `before` / 64
-// before and, unless `exact`, is taken for `after` / 64 now.
+// 2 * (64^2 error before - 64^2 error after), for a coefficient of 1 + j / 64 steps that was reconstructed as
+// `before` / 64 and now is as `after` / 64, or exactly if `exact`.
 constexpr Gain gain(int whole, int before, int after, bool exact) {
   const auto squared = [whole](int estimate) {  // (64 * whole + j - estimate)^2
     const int constant = 64 * whole - estimate;

@@ -72,8 +72,8 @@ struct Contexts {
 // ---- Encoding
 
 // The encoder's registers (C.2), with B, the byte under construction, kept above the code register in `c`: its lowest
-// bit is bit 27 once `ct` more shifts have been made. So a carry moves into B by itself. `out` points to the place of B
-// in the code string, which holds it without the carry.
+// bit is bit 27 once `ct` more shifts have been made. So a carry propagates into B without a test. `out` points to the
+// place of B in the code string, which holds it without the carry.
 struct Encoder {
   Contexts contexts;
   uint32_t a;
@@ -105,7 +105,7 @@ static_assert(byteOut(UINT64_C(0xFF) << 27 | 0x34 << 20, 0).next == 0x34);
 static_assert(byteOut(UINT64_C(0x100) << 27 | 0x34 << 20, 0).byte == 0xFF);
 static_assert(byteOut(UINT64_C(0x100) << 27 | 0x34 << 20, 0).next == 0xB4);
 
-// BYTEOUT where C stands `ct` shifts before B is complete: makes them first.
+// BYTEOUT when B still lacks `ct` shifts: makes these first.
 inline void shiftOut(Encoder& coder) {
   const Out out = byteOut(coder.c << coder.ct, 0);
   coder.c = out.c;
@@ -261,20 +261,20 @@ struct RawReader {
 enum Termination { kFlush, kShortest, kPredictable };
 
 // Starts an MQ-coded segment whose first byte is to lie at `first`. Until finish, the byte before it belongs to the
-// coder: the first byte that comes out stands for nothing and goes there.
+// coder: the first byte that comes out has no meaning and goes there.
 void start(Encoder& coder, uint8_t* first);
 // Ends the segment. Returns the end of its bytes.
 uint8_t* finish(Encoder& coder, Termination kind, uint8_t* first);
 
-// How many bytes, beyond those that are out, a decoder may need for everything that has been coded: B, if there is one,
-// and three or four bytes for the bits of the code register, of which two bytes in a row may be short of a bit.
+// The number of bytes past those written that a decoder may need for everything coded so far: B, if there is one, and
+// three or four bytes for the bits of the code register, of which two bytes in a row may be short of a bit.
 int bytesToCome(const Encoder& coder, const uint8_t* first);
 
 // Starts the decoder on a segment of `length` bytes (INITDEC, C.3.5); below 1: none.
 void start(Decoder& coder, const uint8_t* segment, int32_t length);
 void start(RawReader& reader, const uint8_t* segment, int32_t length);
 
-// Whether the decoder of a segment stands where predictable termination leaves it (D.4.2).
+// Whether a segment's decoder has ended in the state that predictable termination leaves (D.4.2).
 bool endsPredictably(const Decoder& coder, const uint8_t* segment);
 
 }  // namespace mox::mq

@@ -1,5 +1,5 @@
 // Where codeword segments begin and end: the MQ coder's initialisation and termination, and the check of the latter.
-// Compiled once: it runs once a segment and has nothing for a vector unit.
+// Compiled once, not per target: it runs once per segment, and nothing in it can be vectorised.
 #include "kernels/tier1/mq.h"
 
 namespace mox::mq {

@@ -8,9 +8,9 @@
 //   encoding   lower part taken  <=>  (LPS) xor (upper part < Qe)
 //   decoding   LPS               <=>  (lower part taken) xor (upper part < Qe)
 //
-// Both renormalised parts are formed before it is known which is needed; that of Qe comes from a table. What is left
-// on the path from one decision to the next are a subtraction, a count of leading zeros, a shift and a selection, and
-// through memory the state of the context.
+// Both renormalised parts are computed before it is known which one is needed; that of Qe comes from a table. The path
+// from one decision to the next is then a subtraction, a count of leading zeros, a shift and a selection, and, through
+// memory, the state of the context.
 #pragma once
 
 #include <array>
@@ -19,7 +19,7 @@
 
 #include "kernels/tier1/mq.h"
 
-// Hides where a value comes from, so that no compiler makes a branch of a selection.
+// Hides where a value comes from, so that the compiler does not turn a selection into a branch.
 #define MOX_OPAQUE(value) asm("" : "+r"(value))
 
 namespace mox::MOX_TARGET {
@@ -103,8 +103,8 @@ inline void encodeSymbols(mq::Encoder& coder, const uint8_t* symbols, const uint
 
 // ---- Decoding
 
-// Everything about a state in one 64-bit word, so that a context holds the word itself, and both words that may
-// follow are loaded while it is still open which: Qe in the upper 16 bits, then, a byte each from bit 24 down, the
+// Everything about a state in one 64-bit word, so that a context holds the word itself, and both possible successors
+// are loaded before it is known which one follows: Qe in the upper 16 bits, then, a byte each from bit 24 down, the
 // state, its MPS, the state after an LPS and the state after an MPS.
 inline constexpr auto kStateWord = [] {
   std::array<uint64_t, mq::kStates> words{};
@@ -132,7 +132,7 @@ struct MqRegister {
   return {coder.c << shift, coder.ahead - shift};
 }
 
-// The decoder with its registers in locals, for as long as a pass runs.
+// The decoder with its registers in local variables for the duration of a pass.
 class MqSource {
  public:
   explicit MqSource(mq::Decoder& coder) : home_(coder), a_(coder.a), c_(coder.c), ahead_(coder.ahead) {

@@ -1,9 +1,9 @@
 // The code-block decoder's kernels.
 //
-// The definition (passes.h) goes from coefficient to coefficient and asks each whether the pass codes it. The vector
-// targets ask sixteen columns of a stripe at once: the flags of a coefficient are 16 bits of memory, "some neighbour is
+// The definition (passes.h) visits every coefficient and tests whether the pass codes it. The vector targets test
+// sixteen columns of a stripe at once: the flags of a coefficient are 16 bits of memory, "some neighbour is
 // significant" is one test of a vector of them, and its result is a set of 64 bits in the order of the scan. The loop
-// then visits the members of that set alone. Which come next still depends on every decision, as a coefficient that
+// then visits only the members of that set. Which members follow still depends on every decision, as a coefficient that
 // becomes significant brings its neighbours into the significance propagation pass and takes the next column out of run
 // mode; that is a shift and a mask of the set (bitslice.h). Refinement needs no such care: its contexts are all known
 // at the start, the decisions become a set, and the values change by vectors (t1dec_avx512.h) or one by one

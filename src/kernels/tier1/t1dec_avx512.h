@@ -9,7 +9,7 @@
 namespace mox::MOX_TARGET {
 namespace {
 
-// The coefficients that have some of the flags.
+// The coefficients with at least one of the flags.
 uint64_t having(const Part& c, uint32_t flags) {
   const __m512i some = _mm512_set1_epi16(static_cast<int16_t>(flags));
   const uint32_t columns = (1u << c.columns) - 1;

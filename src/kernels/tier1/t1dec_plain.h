@@ -61,9 +61,14 @@ class DecodedBlock {
     store(x, y, load(x, y) | (negative ? 0x80000000 : 0) | pass_.one | pass_.half);
     word(x, y) |= at(kSelf, lane(y));
     const uint32_t minus = negative ? ~0u : 0;
-    tell(x, y, -1, -1, kSouthEast), tell(x, y, 0, -1, kSouth | (kSouthMinus & minus)), tell(x, y, 1, -1, kSouthWest);
-    tell(x, y, -1, 0, kEast | (kEastMinus & minus)), tell(x, y, 1, 0, kWest | (kWestMinus & minus));
-    tell(x, y, -1, 1, kNorthEast), tell(x, y, 0, 1, kNorth | (kNorthMinus & minus)), tell(x, y, 1, 1, kNorthWest);
+    notify(x, y, -1, -1, kSouthEast);
+    notify(x, y, 0, -1, kSouth | (kSouthMinus & minus));
+    notify(x, y, 1, -1, kSouthWest);
+    notify(x, y, -1, 0, kEast | (kEastMinus & minus));
+    notify(x, y, 1, 0, kWest | (kWestMinus & minus));
+    notify(x, y, -1, 1, kNorthEast);
+    notify(x, y, 0, 1, kNorth | (kNorthMinus & minus));
+    notify(x, y, 1, 1, kNorthWest);
   }
   void codeRefinement(int x, int y, int context) {
     const uint32_t bit = source_.decision(context) != 0 ? pass_.one : 0;
@@ -77,9 +82,9 @@ class DecodedBlock {
   FlagWord& word(int x, int y) const { return pass_.flags[(static_cast<ptrdiff_t>(width()) + 2) * (y / 4) + x]; }
   uint32_t flags(int x, int y) const { return static_cast<uint32_t>(word(x, y) >> lane(y) & 0xFFFF); }
 
-  // Sets flags of the neighbour of (x, y) at (dx, dy), unless that is in no stripe, or contexts are causal and it is in
-  // the stripe above.
-  void tell(int x, int y, int dx, int dy, uint32_t flags) {
+  // Sets flags of the neighbour of (x, y) at (dx, dy), unless it lies outside the block's stripes, or contexts are
+  // causal and it is in the stripe above.
+  void notify(int x, int y, int dx, int dy, uint32_t flags) {
     const int ny = y + dy;
     if (ny < 0 || ny / 4 >= static_cast<int>(stripesOf(height())) || (causal_ && ny / 4 < y / 4)) return;
     word(x + dx, ny) |= at(flags, lane(ny));

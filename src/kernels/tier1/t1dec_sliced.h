@@ -39,8 +39,8 @@ class RawPass {
   mq::RawReader& reader_;
 };
 
-// Coefficient i of the part has become significant: writes it and sets its neighbours' flags. A function of its own, as
-// the loops need all registers for the coder's.
+// Coefficient i of the part has become significant: writes it and sets its neighbours' flags. Out of line: the loops
+// need all registers for the coder.
 [[gnu::noinline]] void becomeSignificant(const DecodePass& pass, const Part& c, int i, uint32_t negative) {
   const int x = i >> 2, row = i & 3;
   char* const p = placeOf(c, i);

@@ -7,7 +7,7 @@
 namespace mox::MOX_TARGET {
 namespace {
 
-// The coefficients that have some of the flags.
+// The coefficients with at least one of the flags.
 uint64_t having(const Part& c, uint32_t flags) {
   uint64_t set = 0;
   int x = 0;

@@ -1,12 +1,12 @@
 // The code-block encoder's kernels.
 //
-// The definition (passes.h) goes from coefficient to coefficient, asks for its neighbours and appends a symbol. The
-// vector targets take sixteen columns of a stripe at once, a bit for each coefficient in the order of the scan
-// (bitslice.h): neighbours are shifts of 64-bit sets, and the bits of all 64 contexts come from logical operations.
-// Which coefficients a pass codes is then a question of sets as well: in the significance propagation pass it is
-// settled by iteration, as each coefficient that becomes significant adds neighbours; in the cleanup pass by finding
-// the columns that are coded as runs. What is left of the loop over coefficients is to append the symbols of the
-// members of a set: t1enc_avx512.h compresses a vector, t1enc_words.h walks the bits.
+// The definition (passes.h) visits every coefficient, looks up its neighbours and appends a symbol. The vector targets
+// take sixteen columns of a stripe at once, a bit for each coefficient in the order of the scan (bitslice.h):
+// neighbours are shifts of 64-bit sets, and the bits of all 64 contexts come from logical operations. Which
+// coefficients a pass codes is then a question of sets as well: in the significance propagation pass it is settled by
+// iteration, as each coefficient that becomes significant adds neighbours; in the cleanup pass by finding the columns
+// that are coded as runs. The remaining loop only appends the symbols of the members of a set: t1enc_avx512.h
+// compresses a vector, t1enc_words.h walks the bits.
 //
 // The MQ coder runs later, over the symbols of a whole pass (mq_loop.h).
 #if defined(MOX_TARGET_IS_scalar)

@@ -18,7 +18,7 @@ inline constexpr int kSymbolSlack = 64;
 // One coding pass of the scan, which appends its symbols at `symbols`.
 struct ScanPass {
   Chunk* chunks;           // of the first stripe; a spare one on either side, and a spare stripe above and below
-  const uint8_t* windows;  // 64 for each chunk, of each coefficient the kWindowBits magnitude bits from the plane down
+  const uint8_t* windows;  // 64 a chunk: the kWindowBits magnitude bits of a coefficient from the plane down
   int width, height;
   Subband subband;
   bool causal;  // a coefficient does not see the stripe below

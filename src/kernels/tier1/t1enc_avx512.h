@@ -1,5 +1,5 @@
-// Bytes for each coefficient of a chunk and the choice of some of them, with AVX-512: a vector of 64 bytes, compression
-// for the choice. The same interface as t1enc_words.h.
+// One byte for each coefficient of a chunk, and the selection of some of them, with AVX-512: a vector of 64 bytes, from
+// which a compression selects. The same interface as t1enc_words.h.
 #pragma once
 
 #include <immintrin.h>
@@ -27,7 +27,7 @@ void replace(Bytes& bytes, uint64_t set, uint8_t byte) {
   bytes = _mm512_mask_mov_epi8(bytes, set, _mm512_set1_epi8(static_cast<char>(byte)));
 }
 
-// Appends the bytes of a set's coefficients. Returns the end, as all that append do.
+// Appends the bytes of a set's coefficients. Returns the new end, like every append function.
 uint8_t* append(uint8_t* out, const Bytes& bytes, uint64_t set) {
   _mm512_storeu_si512(out, _mm512_maskz_compress_epi8(set, bytes));
   return out + _mm_popcnt_u64(set);
@@ -56,9 +56,9 @@ uint8_t* appendPairs(uint8_t* out, const Bytes& first, uint64_t firstSet, const 
   return out;
 }
 
-// The same where runs are broken: before the first row of a column in `broken` comes the broken run, before a
-// coefficient in `firsts`, which breaks it, its position in place of its significance. That makes four places for each
-// coefficient, the third for the lower bit of the position or the significance.
+// With broken runs: kRunBroken goes before the first row of each column in `broken`; a coefficient in `firsts` gets its
+// 2-bit position instead of its significance. That makes four slots for each coefficient; the third takes the lower bit
+// of the position or the significance.
 uint8_t* appendBroken(uint8_t* out, Bytes significance, uint64_t coded, const Bytes& sign, uint64_t fresh,
                       uint64_t broken, uint64_t firsts) {
   significance = _mm512_mask_mov_epi8(significance, firsts, _mm512_set1_epi16(0x0100));

@@ -18,7 +18,7 @@ void window(const uint32_t* coefficients, size_t count, int plane, uint8_t* wind
   for (size_t i = 0; i < count; i += kChunkSize) windowsOf(coefficients + i, plane, windows + i);
 }
 
-// A chunk, those above and below it, each between its neighbours of the stripe.
+// A chunk and the ones above and below it. The chunks to the left and right of each lie next to it in memory.
 struct Place {
   Chunk* chunk;
   const Chunk* above;

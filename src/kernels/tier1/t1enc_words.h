@@ -1,5 +1,5 @@
-// Bytes for each coefficient of a chunk and the choice of some of them, in 64-bit words: eight bits become eight bytes
-// by a table, a choice is a loop over the bits of its set. The same interface as t1enc_avx512.h.
+// One byte for each coefficient of a chunk, and the selection of some of them, in 64-bit words: a table expands eight
+// bits to eight bytes, a selection is a loop over the bits of its set. The same interface as t1enc_avx512.h.
 #pragma once
 
 #include <algorithm>
@@ -57,7 +57,7 @@ void replace(Bytes& bytes, uint64_t set, uint8_t byte) {
   forEach(set, [&](int i) { bytes.at[i] = byte; });
 }
 
-// Appends the bytes of a set's coefficients. Returns the end, as all that append do.
+// Appends the bytes of a set's coefficients. Returns the new end, like every append function.
 uint8_t* append(uint8_t* out, const Bytes& bytes, uint64_t set) {
   forEach(set, [&](int i) { *out++ = bytes.at[i]; });
   return out;
@@ -74,8 +74,8 @@ uint8_t* appendPairs(uint8_t* out, const Bytes& first, uint64_t firstSet, const 
   return out;
 }
 
-// The same where runs are broken: before the first row of a column in `broken` comes the broken run, before a
-// coefficient in `firsts`, which breaks it, its position in place of its significance.
+// With broken runs: kRunBroken goes before the first row of each column in `broken`; a coefficient in `firsts` gets its
+// 2-bit position instead of its significance.
 uint8_t* appendBroken(uint8_t* out, const Bytes& significance, uint64_t coded, const Bytes& sign, uint64_t fresh,
                       uint64_t broken, uint64_t firsts) {
   forEach(coded | broken | firsts, [&](int i) {

@@ -1,5 +1,5 @@
 // Covering a row with vectors, its ragged end included, without touching what lies beyond: the last vector is moved
-// back to end with the row. What is computed twice comes out alike, as long as the row is not converted in place.
+// back to end with the row. What is computed twice gives the same result, as long as the row is not converted in place.
 #pragma once
 
 #include "kernels/vec/vec.h"
@@ -10,8 +10,8 @@ namespace mox::MOX_TARGET {
 inline ptrdiff_t bytesToLine(const void* p) { return static_cast<ptrdiff_t>(-reinterpret_cast<uintptr_t>(p) % 64); }
 
 // For long steps: calls step.operator()<V>(x), from one place, for vectors of V::kBytes items that cover 0 to count -
-// 1, and returns count. V is the widest type that the row has room for; without room for any, or without vectors, it
-// returns 0 and calls nothing.
+// 1, and returns count. V is the widest type that fits the row; if none fits, or there are no vectors, it returns 0 and
+// calls nothing.
 template <class V = VMax, class Step>
 MOX_INLINE ptrdiff_t cover(ptrdiff_t count, const Step& step) {
   if constexpr (kHasVectors) {
@@ -28,8 +28,8 @@ MOX_INLINE ptrdiff_t cover(ptrdiff_t count, const Step& step) {
 }
 
 // For short steps: calls step(i), from three places, for `items` items each, a power of two, that cover first to
-// last - 1. From the second step on they lie as if one began at first + lead, which is for the caller to align
-// addresses with. Returns false, with nothing done, where the row is shorter than a step.
+// last - 1. Steps after the first start at first + lead modulo `items`, so that the caller can align them. Returns
+// false, with nothing done, where the row is shorter than a step.
 template <class Step>
 MOX_INLINE bool sweep(ptrdiff_t first, ptrdiff_t last, ptrdiff_t lead, ptrdiff_t items, const Step& step) {
   if (last - first < items) return false;

@@ -59,7 +59,7 @@
 //     slideBytes<N>(a, b)               16 bytes from byte N on of a block of a followed by that of b
 //     shuffle32<Order>(a)               the four 32-bit lanes in the order of the immediate
 //     reverse16(a)  reverseHigh16(a)    the 16-bit lanes of both halves, of the upper half alone, from last to first
-//     repeatPair16<I>(a)                16-bit lanes I and I + 2 by turns; I is 0, 1, 4 or 5
+//     repeatPair16<I>(a)                16-bit lanes I and I + 2, alternating; I is 0, 1, 4 or 5
 //     reverse8(a)                       all bytes from last to first, across the blocks
 //     repeatLast16(a)                   V128: the last 16-bit lane in all lanes
 //   Halves of V256 and V512
@@ -88,12 +88,12 @@ inline constexpr Isa kIsa = Isa::MOX_TARGET;
 
 // ---- Capabilities --------------------------------------------------------------------------------------------------
 //
-// The operations that a constant stands for may be named where it is false, in templates, but not instantiated.
+// Where a constant is false, templates may name its operations but must not instantiate them.
 
 // Vectors at all: without them (the scalar target) kernels are the definitions.
 inline constexpr bool kHasVectors = kIsa != Isa::scalar;
 
-// The type V256 and the operations on its halves (on AVX-512 as well, beside V512).
+// The type V256 and the operations on its halves (on AVX-512 as well, next to V512).
 inline constexpr bool kHas256 = kIsa == Isa::avx2 || kIsa == Isa::avx512;
 
 // shuffle8(a, order): the bytes of each block in the order of the table's; 0 where its byte has the top bit set.
@@ -108,7 +108,7 @@ inline constexpr bool kHasBlend16 = kHasDot8;
 // mulRound16 as one instruction, not several.
 inline constexpr bool kHasMulRound16 = kIsa >= Isa::sse41;
 
-// bitWidths16 as an operation on integers; elsewhere it goes by floats.
+// bitWidths16 as an operation on integers; elsewhere it goes through floats.
 inline constexpr bool kHasBitWidths16 = kIsa == Isa::neon;
 
 // shlJoined16<N>(high, low): the upper 16 bits of the lanes of high and low, side by side, shifted left.
@@ -131,7 +131,7 @@ inline constexpr bool kHasMaskedStore8 = kIsa == Isa::avx512;
 // storeHalvesInterleaved(low, high, a, b, c): their lower halves to `low`, their upper halves to `high`.
 inline constexpr bool kHasInterleaved = kIsa == Isa::neon;
 
-// truncate32(a): floats to integers toward zero; what is out of range, and what is no number, becomes -2^31.
+// truncate32(a): floats to integers toward zero; out of range and NaN become -2^31.
 inline constexpr bool kHasTruncate32 = kIsa >= Isa::sse2 && kIsa <= Isa::avx512;
 
 // depositBits(from, mask): the lowest bits of `from` at the positions of the mask; extractBits(from, mask): the bits

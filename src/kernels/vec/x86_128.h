@@ -280,7 +280,7 @@ MOX_INLINE V repeatPair16(V a) {
 #endif
 MOX_INLINE V128 repeatLast16(V128 a) { return {_mm_shuffle_epi32(_mm_shufflehi_epi16(a.r, 0xFF), 0xFF)}; }
 MOX_INLINE void storeHigh8(void* p, V128 a) {
-  // One instruction, as _mm_storeh_pd is, which however promises the alignment of a double.
+  // One instruction, like _mm_storeh_pd, which however assumes the alignment of a double.
   using Unaligned [[gnu::aligned(1), gnu::may_alias]] = double;
   *static_cast<Unaligned*>(p) = _mm_castsi128_pd(a.r)[1];
 }

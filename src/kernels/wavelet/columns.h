@@ -1,5 +1,5 @@
 // Lifting down the columns, whole rows at a time: a pipeline that takes in two rows and finishes two at each step, so
-// that memory is gone through once for all lifting steps.
+// that all lifting steps share one pass over memory.
 #pragma once
 
 #include <array>
@@ -56,9 +56,9 @@ inline ptrdiff_t firstEven(ptrdiff_t lowest, int phase) { return lowest + ((lowe
 
 // ---- Along rows ----------------------------------------------------------------------------------------------------
 //
-// `ivdep` promises that no element depends on an earlier one of another row. It is kept: rows that are written are
-// one and the same with another row of the step, whose elements are read before they are written, or have nothing in
-// common with it. The rows of planes are distinct, those of callers are looked at.
+// `ivdep` promises that no element depends on an earlier one of another row. This holds: a row that is written is
+// identical with another row of the step, whose elements are read before they are written, or disjoint from it. The
+// rows of planes are distinct; callers' rows are checked.
 
 // A row of elements E, at any address.
 template <class E>
@@ -75,10 +75,10 @@ MOX_INLINE void alongRow(void* out, ptrdiff_t count, const Op& op, In... in) {
 }
 
 // A Step is a step of a pipeline on rows of memory, which are its members:
-//   lift<X>(i)   takes it for the lanes of X from element i on
+//   lift<X>(i)   performs it for the lanes of X from element i on
 //   rows()       all its rows, the first kRead of which are only read
 //   target()     a row that is written, for vectors to be aligned with
-//   kVectors     whether its arithmetic is there for vectors; if not, the compiler's vectoriser does what it can
+//   kVectors     whether its arithmetic has a vector form; if not, the compiler vectorises what it can
 //
 // Stores that straddle cache lines are slow, so the widest vectors are aligned with the target.
 template <class Step>
@@ -103,8 +103,7 @@ MOX_INLINE void alongRows(const Step& step, ptrdiff_t count) {
   }
 }
 
-// Whether rows of `bytes` bytes are one and the same, or have nothing in common: then elements may be taken in any
-// order.
+// Whether rows of `bytes` bytes are identical or disjoint: then elements may be taken in any order.
 inline bool apart(const void* a, const void* b, size_t bytes) {
   const uintptr_t x = reinterpret_cast<uintptr_t>(a), y = reinterpret_cast<uintptr_t>(b);
   return x == y || (x < y ? y - x : x - y) >= bytes;

@@ -122,7 +122,7 @@ MOX_INLINE X oneBefore(X last, X v) {
     return last;
 }
 
-// What the lanes of a lifting step are: a block of pairs of one line, or one pair of each of so many columns.
+// What the lanes of a lifting step are: a block of pairs of one line, or one pair of each of several columns.
 enum class LanesAre { pairs, columns };
 
 // The pairs before those of `now`: in the lane before, or what the last step has left.

@@ -29,8 +29,8 @@
 
 namespace mox::MOX_TARGET {
 
-// An Arithmetic has a Sample and what stands between two steps, Work, of the same size. Neighbours a and b come as
-// their sum, and the lifting steps above are
+// An Arithmetic has two types of the same size: Sample, and Work for the values between two steps. Neighbours a and b
+// come as their sum, and the lifting steps above are
 //   start(v)              a sample as Work
 //   sum(a, b)             of two samples, or of two of Work
 //   plus(v, weight, s)    v + weight s          minus(v, weight, s)    v - weight s
@@ -110,7 +110,8 @@ struct FloatStep : Float {
   static constexpr Work undoDelta(Sample low, Sample a, Sample b) { return low * k - deltaPerK * (a + b); }
 };
 
-// Integers filtered in single precision; two integers that a step adds are added as integers, wrapping.
+// Integers filtered in single precision; two integers that a step adds are added as integers, wrapping. The one
+// rounding is truncated().
 struct Plane32 : Weights97 {
   using Sample = Mox32s;
   using Work = Mox32f;

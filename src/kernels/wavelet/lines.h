@@ -66,11 +66,11 @@ struct Coefficients {
 // vector, with
 //   step(...)       takes in one pair and finishes the one kAhead pairs before it
 //   all(state)      the state of an element in all lanes
-//   kWarmUp         after so many steps a state does not depend on what it was before
+//   kWarmUp         the number of steps after which a state no longer depends on its start
 
 // Filters the first `pairs` pairs of a line block by block; the last block is moved back to end there, which computes
-// some pairs twice, alike. Blocks step through the line, and the last one, which has no next block to look into, makes
-// up what it needs from beyond the end. Returns false, with nothing done, if the line is shorter than a block.
+// some pairs twice, with the same results. The last block has no next one to read, so it extends the line past its end.
+// Returns false, with nothing done, if the line is shorter than a block.
 template <class Blocks>
 MOX_INLINE bool inBlocks(Blocks blocks, ptrdiff_t pairs) {
   constexpr ptrdiff_t kSize = Blocks::kPairs;

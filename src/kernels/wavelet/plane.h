@@ -7,8 +7,8 @@
 // it leaves the pipeline of the column filter. That is one pass.
 //
 // A Filter has, besides what lines.h asks of it,
-//   forwardLine, inverseLine          a line of kShortest samples and more
-//   forwardColumns, inverseColumns    as many rows, from a RowPipeline
+//   forwardLine, inverseLine          a line of kShortest samples or more
+//   forwardColumns, inverseColumns    kShortest rows or more, from a RowPipeline
 //   forwardPair, inversePair          lines of two samples, where kShortest is 3
 #pragma once
 
@@ -189,8 +189,8 @@ struct Level {
     S* at(int band, ptrdiff_t y) const { return bytesAfter(planes[band], y * steps[band]); }
   };
 
-  // Whether the whole pipeline can run without a copy of the plane: enough of it for the rows that are on their way,
-  // and the bands are split where the transform splits them.
+  // Whether the region can be filtered in one pass: enough rows for the ring, and bands split where the transform
+  // splits them.
   static constexpr ptrdiff_t kRing = 8;
   static bool sweeps(const MoxRect& roi) {
     return roi.height >= kRing && roi.width >= Filter::kShortest && !(roi.x & roi.width & 1) &&

@@ -101,7 +101,7 @@ struct Filter53 {
   using Forward = Forward53<A, X>;
   template <class X>
   using Inverse = Inverse53<A, X>;
-  static constexpr ptrdiff_t kShortest = 3;  // shorter lines have rules of their own
+  static constexpr ptrdiff_t kShortest = 3;  // shorter lines are special cases
 
   template <Edges How>
   static void forwardLine(const T* src, T* low, T* high, Line line) {

@@ -1,9 +1,9 @@
 // The irreversible 9/7 wavelet on planes, rows, columns and single steps.
 //
 // The naive filter goes over a line five times: four lifting steps and a scaling. Here a step of the pipeline takes in
-// one pair of samples and does each lifting step once, a pair further back each time, so that memory is gone through
-// once. Down the columns, with the names of lifting97.h, the rows at the even row e stand as follows before and after
-// the step:
+// one pair of samples and does each lifting step once, a pair further back each time, so that one pass over memory is
+// enough. Down the columns, the rows at the even row e hold the following (names of lifting97.h) before and after the
+// step:
 //
 //   row       e - 4   e - 3    e - 2    e - 1    e        e + 1    e + 2
 //   forward           G -> H   B -> L   A -> G   x -> B   x -> A   x          rows e - 3 and e - 2 are finished
@@ -70,7 +70,7 @@ struct Inverse97 {
   }
 };
 
-// The steps on rows, which are named by their positions. Each element is read before it is written.
+// The steps on rows, named by their positions. Each element is read before it is written.
 template <class A>
 struct ForwardRows97 {
   using Sample = typename A::Sample;
@@ -263,7 +263,7 @@ struct Filter97 {
       if (column.has(e - 4, 0)) alongRow<T>(rows.state(e - 4), width, finished, work(e - 4));
   }
 
-  // Lines of two samples have no rules of their own.
+  // Lines of two samples need no special case.
   static void forwardPair(const T*, const T*, T*, T*, ptrdiff_t) {}
   static void inversePair(const T*, const T*, T*, T*, ptrdiff_t) {}
 };
