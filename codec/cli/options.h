@@ -42,7 +42,7 @@ struct Answer {
   ExitStatus status = ExitStatus::ok;
 };
 
-// Throws Problem (usage).
+// Throws Misuse.
 std::variant<Settings, Answer> parseCommandLine(int argc, char** argv);
 
 }  // namespace moxj

@@ -14,7 +14,7 @@ struct Job {
   Format format;
 };
 
-// For encode, decode and transcode. Checks all names before any work starts. Throws Problem (usage).
+// For encode, decode and transcode. Checks all names before any work starts. Throws Misuse.
 std::vector<Job> planOf(const Settings& settings);
 
 }  // namespace moxj

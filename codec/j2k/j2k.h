@@ -44,9 +44,9 @@ struct DecodeOptions {
   int threads = 1;
 };
 
-// Throws Problem: refused if the file is not JPEG 2000, is damaged before any of the picture can be decoded, or is of
-// an unsupported kind, which is named; limit for more pixels or memory than allowed, before they are allocated. If only
-// a part of the picture can be decoded, the result has complete = false and a warning.
+// Decodes a file. If only a part of the picture can be decoded, the result has complete = false and a warning. Throws
+// Problem: notThisFormat; damaged, if nothing of the picture can be decoded; unsupported, and names what is; limit for
+// more pixels or memory than allowed, before memory is allocated.
 DecodedImage decode(std::span<const std::uint8_t> file, const Limits& limits, const Progress& progress = {},
                     const DecodeOptions& options = {});
 

@@ -101,7 +101,7 @@ Rect componentRect(const Rect& grid, const ComponentSize& component);
 // The same area with `levels` resolution levels skipped.
 Rect reducedRect(const Rect& rect, int levels);
 
-// Throws Problem: limit if the tile exceeds the budget, refused if it is not supported.
+// Throws Problem: limit if the tile exceeds the budget, damaged if its precincts make no sense.
 Tile makeTile(const Siz& siz, const TileParams& params, Coord index, Budget& budget);
 
 // The exponent and the mantissa of the quantiser step of a band.

@@ -37,7 +37,7 @@ struct EncodeOptions {
 };
 
 // Encodes a picture as a JFIF file; by default baseline with the tables of T.81 Annex K. Throws Problem (limit) for
-// pictures with more than 65535 rows or columns, for restart intervals above 65535 MCUs, and for more memory than allowed.
+// pictures with more than 65535 rows or columns, restart intervals above 65535 MCUs, and more memory than allowed.
 Bytes encode(const Picture& picture, const EncodeOptions& options, const Progress& progress = {},
              const Limits& limits = {});
 
@@ -50,8 +50,8 @@ struct LosslessOptions {
 
 // Encodes an image as a lossless file (T.81 Annex H) of 2 to 16 bits: grey, RGB or, with four components, inks. Two
 // components are written without a meaning. Opacity is dropped with a note. Decoders disagree on predictors 5 to 7 for
-// samples above 32767, so these are not chosen for such images. Throws Problem: refused for depths or options that
-// lossless files do not allow; limit as encode() does.
+// samples above 32767, so these are not chosen for such images. Throws Problem: unsupported or badOption for depths and
+// options that lossless files do not allow; limit as encode() does.
 Bytes encodeLossless(const Image& image, const LosslessOptions& options, std::vector<std::string>& notes,
                      const Progress& progress = {});
 
@@ -66,10 +66,9 @@ struct DecodeOptions {
   int maxScans = 500;  // files with more are refused: each scan costs as much time as the whole picture
 };
 
-// Decodes a file to grey or RGB. Throws Problem: refused if the file is not JPEG, is damaged before any of the picture
-// can be decoded, or uses an unsupported process, which is named; limit for more pixels, memory or scans than allowed, before
-// memory is allocated. If only a part of the picture can be decoded, the result has complete = false and a
-// warning.
+// Decodes a file to grey or RGB. If only a part of the picture can be decoded, the result has complete = false and a
+// warning. Throws Problem: notThisFormat; damaged, if nothing of the picture can be decoded; unsupported, and names the
+// process; limit for more pixels, memory or scans than allowed, before memory is allocated.
 Decoded decode(std::span<const std::uint8_t> file, const Limits& limits, const Progress& progress = {},
                const DecodeOptions& options = {});
 
@@ -103,7 +102,7 @@ struct Transcoded : Outcome {
 };
 
 // Re-encodes the same coefficients with other scans and Huffman tables. Throws Problem as encode() and decode() do, and
-// (refused) for coefficients that cannot be coded as requested.
+// (unsupported) for coefficients that cannot be coded as requested.
 Transcoded transcode(std::span<const std::uint8_t> file, const TranscodeOptions& options, const Limits& limits,
                      const Progress& progress = {}, const DecodeOptions& reading = {});
 
