@@ -294,7 +294,7 @@ MOXJ_API MoxStatus moxiGetHuffmanStatistics8x8_JPEG_16s_C1(
  * byte to load; bits that were loaded and not used are in the state, which the caller initialises at the beginning of a
  * scan or restart interval. The code of a marker that ends the data is stored in *pMarker, and the position is then
  * after it. Nothing more is loaded until the caller sets *pMarker to 0 again. Fill bytes before a marker are skipped. A
- * position at srcLen or beyond is no error: only the bits of the state remain.
+ * position at srcLen or beyond is not an error: only the bits of the state remain.
  *
  * Damaged data: a code that is not in the table counts as symbol 0, after 17 bits have been taken for it; a coefficient
  * up to nine places past the block is stored as the last one.
@@ -1050,7 +1050,7 @@ MOXJ_API MoxStatus moxiJoin422LS_MCU_16s8u_P3C2R(const Mox16s* const pSrcMCU[3],
  *   - the half step below the last bit-plane needs numBitPlanes + 1: moxiDecodeCodeBlock_JPEG2K_1u32s_C1R;
  *   - segment lengths are trusted by the decoders.
  * To use several processors, parallelise over code-blocks, each thread with its own state or buffer, and over
- * components and tiles for the wavelets: of all these functions only the 32s RCT shares rows by itself.
+ * components and tiles for the wavelets: of all these functions only the 32s RCT shares rows among threads.
  */
 
 /* ---- JPEG 2000 code-blocks ------------------------------------------------------------------------------------ */
@@ -1191,7 +1191,7 @@ MOXJ_API MoxStatus moxiEncodeStoreBits_JPEG2K_1u(
 /*
  * The rate of a coding pass: a number of bytes from the start of the block's code string with which every pass up to
  * and including this one can be decoded. It never decreases from pass to pass by more than 1, never exceeds the length
- * of the code string and never ends with a byte of 0xFF, which a decoder supplies by itself. The rates are known from
+ * of the code string and never ends with a byte of 0xFF, as a decoder supplies such bytes. The rates are known from
  * the first call of moxiEncodeStoreBits_JPEG2K_1u for the block on, and 0 before.
  *
  * It is an upper bound. The shortest string that decodes to the same words is 0 to 3 bytes shorter, rarely 4: 1.8 bytes
@@ -1229,7 +1229,7 @@ MOXJ_API MoxStatus moxiEncodeGetTermPassLen_JPEG2K(MoxJ2KEncodeState* pState, in
 
 /*
  * One call decodes a block whose segments are all there, back to back. The pass-by-pass decoder takes one segment at a
- * time, from wherever it lies, and reports after each where it is, so that a block can be decoded as its data arrive.
+ * time, at any address, and reports its position after each, so that a block can be decoded as its data arrive.
  * Both do the same work and give the same words.
  */
 

@@ -2,7 +2,7 @@
 //
 // A state is one piece of memory at any address: its fields, which every function copies out and back in, and a flag
 // word for each column of a stripe. Step runs the passes of one codeword segment; which pass comes next is part of the
-// state, so that decoding goes on with the next segment. The one-call decoder is Attach and a Step for each segment.
+// state, so that decoding continues with the next segment. The one-call decoder is Attach and a Step for each segment.
 #include <algorithm>
 #include <cstring>
 
@@ -19,16 +19,16 @@ namespace {
 
 using namespace tier1;
 
-// What a state's size has for everything but the flags: the fields, and the slack that aligns the flags. The reported
-// size is part of the interface and does not change with the fields.
+// The part of a state's size that is not flags: the fields, and the slack that aligns the flags. The reported size is
+// part of the interface and does not change with the fields.
 constexpr int kFieldsSize = 388;
-constexpr int kAlignment = 32;  // of the flags, as the allocator's
+constexpr int kAlignment = 32;  // of the flags; the same as the allocator's
 
 // The kind of the next segment, or with moxJ2KTermAll of the next pass.
 enum class Next : int32_t { firstSegment, refinement, significance, cleanupAfterRaw, rawRefinement, rawSignificance };
 constexpr Next kCleanup = Next::firstSegment;  // with moxJ2KTermAll
 
-// What can be asked of a state. Any other value, as a damaged state may have it, counts as attached.
+// What a state allows next. Any other value, as in a damaged state, counts as attached.
 enum class Attachment : int32_t { none, attached, failed };
 
 // The flags follow at the next multiple of kAlignment, with a spare word at either end of a stripe.

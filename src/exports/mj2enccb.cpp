@@ -2,7 +2,7 @@
 //
 // LoadCodeBlock scans the bit-planes and leaves a tape of symbols, one byte a decision. The first StoreBits runs the MQ
 // and raw coders over the whole tape, pass by pass, into a buffer of the state that holds the longest possible code
-// string; from then on StoreBits copies. So neither the scan nor the coder ever has to stop in the middle of a loop.
+// string; from then on StoreBits copies. So neither the scan nor the coder has to stop in the middle of a loop.
 #include <algorithm>
 #include <bit>
 #include <cstring>
@@ -36,8 +36,8 @@ struct Pass {
 constexpr int64_t symbolsBound(int64_t columns) {
   return columns * (4 * (kMagnitudeBits + 1) + 2) + 4 * kMagnitudeBits + kSymbolSlack;
 }
-// No decision shifts by more than 15 bits and no byte takes less than 7; a termination adds at most five bytes to
-// each pass, and the first byte's predecessor needs a place.
+// No decision shifts by more than 15 bits and no byte takes less than 7; a termination adds at most five bytes to each
+// pass, and the byte before the first needs room.
 constexpr int64_t bytesBound(int64_t columns) { return symbolsBound(columns) * 15 / 7 + 5 * kMaxPasses + 2; }
 
 }  // namespace
@@ -266,7 +266,7 @@ double scaled(int32_t distortion, int exponent) {
   return exponent > 0 ? distortion * power : distortion / power;
 }
 
-// A query for one of `count` passes or segments.
+// A query about one of `count` passes or segments.
 template <class Result>
 MoxStatus checkQuery(const MoxJ2KEncodeState* state, int32_t number, const int32_t MoxJ2KEncodeState::*count,
                      const Result* result) {

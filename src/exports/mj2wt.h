@@ -1,5 +1,5 @@
-// The exported functions of the wavelets but for their names: checks in order, then the kernel. A table of kernels is
-// named by a pointer to its member.
+// The bodies of the exported wavelet functions: checks in order, then the kernel. A pointer to member selects the table
+// of kernels.
 #pragma once
 
 #include <algorithm>

@@ -7,8 +7,8 @@
 namespace mox {
 namespace {
 
-// An output row of the regions takes what lies beside its source samples from memory. After the last sample it needs a
-// value at an even width only: at an odd one width / 2 is that last sample itself.
+// An output row of the regions reads the samples next to its source samples from memory. After the last sample it needs
+// a value at an even width only: at an odd one width / 2 is that last sample itself.
 void upRowH2V1(const Mox8u* src, Mox8u* dst, int32_t width) {
   kernels::sample().upH2V1(src, src[-1], src[width / 2], dst, width);
 }

@@ -7,12 +7,12 @@
 namespace mox {
 namespace {
 
-// The regions round alike everywhere: a half up, and with four samples everything from a quarter up.
+// The regions round every output alike: with two samples a half up, with four a quarter and more up.
 constexpr Bias kPairBias = {1, 1};
 constexpr Bias kQuadBias = {3, 3};
 
-// The biases of a box-filtered row of `count` outputs, `first` and one more, alternate from the first output; but a
-// row of fewer than eight outputs ends with `first`, so that it starts with the other where the count is even.
+// The biases of a box-filtered row of `count` outputs, `first` and one more, alternate from the first output; but a row
+// of fewer than eight outputs ends with `first`, so that it starts with the other one if the count is even.
 constexpr Bias boxBias(int first, int32_t count) {
   const bool startsWithOther = count < 8 && count % 2 == 0;
   return startsWithOther ? Bias{first + 1, first} : Bias{first, first + 1};

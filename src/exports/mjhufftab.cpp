@@ -52,8 +52,8 @@ MoxStatus ownmjBuild(const Mox8u* bits, const Mox8u* values, EncodeSpec& spec) {
   return moxStatusOk;
 }
 
-// Over-full counts are accepted, on purpose unlike the encoder's: the table is of no use, but safe to decode with,
-// since what would lie outside the object is left out.
+// Over-full counts are accepted on purpose, unlike in the encoder: the table is useless but safe to decode with, since
+// what would lie outside the object is left out.
 MoxStatus ownmjBuild(const Mox8u* bits, const Mox8u* values, DecodeSpec& spec) {
   std::memset(&spec, 0, sizeof spec);
   Codes codes;

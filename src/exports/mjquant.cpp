@@ -8,8 +8,8 @@
 namespace mox {
 namespace {
 
-// The percentage that the steps of a table are scaled by. There is none for a quality of 0: as the header says, callers
-// must not ask for it. From 100 on every step is 1.
+// The percentage that the steps of a table are scaled by. A quality of 0 has none: the header forbids it. From 100 on
+// every step is 1.
 int32_t scaleOfQuality(int32_t quality) {
   if (quality < 50) return 5000 / quality;
   return quality < 100 ? 200 - 2 * quality : 0;

@@ -83,7 +83,7 @@ class Check {
   }
 
  private:
-  // Whether there is anything left to test: no link has failed, and unless() has not ended the chain.
+  // Whether later links are still tested: no link has failed, and unless() has not ended the chain.
   constexpr bool open() const { return status_ == moxStatusOk && !done_; }
 
   MoxStatus status_ = moxStatusOk;

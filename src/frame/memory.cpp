@@ -11,7 +11,7 @@ namespace mox {
 namespace {
 
 constexpr uintptr_t kAlignment = 32;
-// Room before the block for the address of the heap's own block, and for the alignment.
+// Room before the block for the address of the heap's block, and for the alignment.
 constexpr uintptr_t kSlack = sizeof(void*) + kAlignment;
 
 }  // namespace

@@ -8,7 +8,7 @@
 namespace mox {
 
 // A 32-byte-aligned block of `length` bytes from the process heap, or null when `length` is below 1 or the heap is
-// exhausted. The word before the block holds the start of the heap's own block.
+// exhausted. The word before the block holds the start of the heap's block.
 void* moxMalloc(int32_t length);
 
 // Frees a block of moxMalloc; null is ignored.

@@ -1,4 +1,4 @@
-// Rows of a region: their addresses, and how the parallel functions share them out among threads.
+// Rows of a region: their addresses, and how the parallel functions share them among threads.
 #pragma once
 
 #include <cstddef>
@@ -27,7 +27,7 @@ constexpr bool worthThreads(MoxRoiSize roi) {
 // Calls `row(y)` for every row of the region. Above kSerialPixels the rows are divided in contiguous blocks among as
 // many threads as the core library's variable asks for at this moment. Rows are independent, so the result is the same
 // for any number of threads. Inside a caller's own parallel region OpenMP runs them on the calling thread. OpenMP's
-// threads do not survive fork(): a child of a process that has been here must not come here.
+// threads do not survive fork(): if a process has called this, a child of it must not.
 template <class Row>
 void forEachRow(MoxRoiSize roi, const Row& row) {
   if (!worthThreads(roi)) {

@@ -14,8 +14,8 @@ namespace {
 #define MOX_HAS_FEATURE(feature) 0
 #endif
 
-// What runs slowly takes a sample of one channel's values, both ends among them: builds that are not optimised or
-// have a sanitizer, and emulators, which set MOX_TEST_SAMPLED.
+// Slow runs test a sample of one channel's values, both ends included: unoptimised builds, sanitizers, and emulators,
+// which set MOX_TEST_SAMPLED.
 bool thorough() {
 #if !defined(__OPTIMIZE__) || defined(__SANITIZE_ADDRESS__) || MOX_HAS_FEATURE(thread_sanitizer) || \
     MOX_HAS_FEATURE(address_sanitizer)
@@ -25,7 +25,7 @@ bool thorough() {
 #endif
 }
 
-// One image with all values of the second and third channels; the first is set anew each time.
+// One image with all values of the second and third channels; the first is set again each time.
 template <class Layout>
 class Colours {
  public:

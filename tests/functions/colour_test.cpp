@@ -68,7 +68,7 @@ Triple channelsOf(const Image<typename Function::Src>& src, int x, int y) {
   return {src.get(x, y, 0), src.get(x, y, 1), src.get(x, y, 2)};
 }
 
-// The first pixel that is not what the function promises, or an empty text.
+// The first pixel that differs from the promise, or an empty text.
 template <class Function>
 std::string difference(const Image<typename Function::Src>& src, const Image<typename Function::Dst>& dst) {
   const MoxRoiSize roi = src.roi();
@@ -204,7 +204,7 @@ TEST(ColourEdges, widthThreeIsAllTailFourAllGroupFiveBoth) {
   });
 }
 
-// Colours of which one unit less in the rounding of Cr on groups would be seen: it is 16 above that of Cb.
+// Colours that show one unit less in the rounding of Cr on groups: it is 16 above that of Cb.
 TEST(ColourEdges, crRoundsSixteenUnitsAboveCb) {
   int seen = 0;
   for (int g = 0; g < 256; g++) {

@@ -201,7 +201,7 @@ TEST(Dct, dequantisationWraps) {
 }
 
 // With the largest coefficients the butterfly of the inverse transform saturates, and its last shift leaves at most
-// 1023: the wrapping addition of 128 can not be told from a saturating one through the whole transform.
+// 1023: through the whole transform, the wrapping addition of 128 gives the same results as a saturating one.
 TEST(DctShifted, extremesClampToBlackAndWhite) {
   forEachTarget([](const mox::Target& target) {
     Block levels{};
@@ -258,7 +258,7 @@ TEST(DctShifted, equalsTheLevelShiftAndTheTransform) {
   });
 }
 
-// Rows that lie `step` apart at the end of a page: nothing behind the last of them may be touched, nothing between
+// Rows that lie `step` apart at the end of a page: nothing past the last of them may be touched, nor anything between
 // them.
 TEST(DctShifted, touchesOnlyTheRegion) {
   forEachTarget([](const mox::Target& target) {
@@ -322,8 +322,8 @@ TEST(Dct, inverseOfEverySingleCoefficient) {
   });
 }
 
-// Two blocks for each row's rounding, of a DC and two coefficients of the row: one with a sample that is another if
-// it were less by one, one with a sample that is another if it were more.
+// Two blocks for each row's rounding, of a DC and two coefficients of the row: one with a sample that would change if
+// the rounding were one less, one with a sample that would change if it were one more.
 TEST(Dct, roundingOfEveryRowOfTheInverse) {
   struct {
     int row, dc, column1, value1, column2, value2, position, sample;

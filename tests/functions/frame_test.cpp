@@ -72,7 +72,7 @@ TEST(Types, statusValues) {
 
 // ---- Aligned allocator
 
-// What the word before a block holds: the start of the heap's own block.
+// The word before a block: the start of the heap's block.
 char* rawStart(void* block) {
   char* raw;
   std::memcpy(&raw, static_cast<char*>(block) - sizeof raw, sizeof raw);
@@ -95,7 +95,7 @@ TEST(Malloc, blocksAreAlignedAndUsableToTheLastByte) {
   }
 }
 
-// The block starts at the first multiple of 32 that leaves room for the heap's own start ahead of it.
+// The block starts at the first multiple of 32 that leaves room before it for the start of the heap's block.
 TEST(Malloc, theWordBeforeABlockHoldsTheHeapsOwnStart) {
   for (const int32_t length : {1, 31, 32, 1000, 100000}) {
     void* const block = mox::moxMalloc(length);
@@ -132,7 +132,7 @@ TEST(Malloc, freeIgnoresNull) { mox::moxFree(nullptr); }
 
 #if defined(__GLIBC__)
 TEST(Malloc, freeGivesTheBlockBack) {
-  // Sizes beyond those that the heap keeps aside as if they were in use.
+  // Sizes above those that the heap caches as if they were in use.
   const auto inUse = [] { return mallinfo2().uordblks; };
   const size_t before = inUse();
   void* const blocks[] = {mox::moxMalloc(5000), mox::moxMalloc(20000), mox::moxMalloc(100000)};
@@ -179,7 +179,7 @@ TEST(Zero, fillsExactlyWhatIsAsked) {
 
 // ---- The check chain
 
-// The first link that fails decides; later ones are not asked.
+// The first link that fails decides; later ones are not evaluated.
 constexpr mox::Check failing() { return mox::Check().steps(0).pointers(static_cast<int*>(nullptr)).length(0); }
 static_assert(failing() == moxStatusBadStep);
 static_assert(mox::Check() == moxStatusOk);

@@ -1,4 +1,4 @@
-// What the headers say beside the arithmetic: macros, constants, and how calls fit together.
+// What the headers promise besides the arithmetic: macros, constants, and how calls fit together.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -128,7 +128,7 @@ TEST(Header, whichTerminationsAreChecked) {
 
 // ---- Threads
 
-// After fork() a process has no threads but one, whatever OpenMP remembers: with a count of 1 it does not need them.
+// After fork() a process has one thread, whatever OpenMP remembers: with a count of 1 it needs no others.
 TEST(Header, oneThreadAfterFork) {
 #if defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "forks with threads";

@@ -186,7 +186,7 @@ TEST(HuffmanDecoder, bitsNeededBeyondTheMarkerThatTheLoadMet) {
   });
 }
 
-TEST(HuffmanDecoder, sourceThatEndsBehindFF) {
+TEST(HuffmanDecoder, sourceThatEndsAfterFF) {
   forEachTarget([](const mox::Target& target) {
     Decoder decoder(typicalDC(), typicalAC(), {0x28, 0xFF});
     EXPECT_EQ(decoder.block(), moxStatusOutOfBuffer) << target.name;
@@ -196,7 +196,7 @@ TEST(HuffmanDecoder, sourceThatEndsBehindFF) {
   });
 }
 
-TEST(HuffmanDecoder, runBehindTheBlockUpToNinePlacesIsCoefficient63) {
+TEST(HuffmanDecoder, runPastTheBlockUpToNinePlacesIsCoefficient63) {
   forEachTarget([](const mox::Target& target) {
     const RawTable table = bytesAreSymbols();
     for (int run = 0; run <= 15; run++) {
@@ -271,7 +271,7 @@ TEST(HuffmanDecoder, dcSumWrapsAt16BitsAndUsesTheLowFourBits) {
 
 TEST(HuffmanDecoder, unknownCodeIsSymbol0OrInTheDirectFormAnError) {
   forEachTarget([](const mox::Target& target) {
-    // No code of the typical DC table starts with nine ones; the reader takes 17 bits before it gives up.
+    // No code of the typical DC table starts with nine ones; the reader reads 17 bits before it gives up.
     const Bytes source = {0xFF, 0x00, 0xFF, 0x00, 0xD7, 0xAA, 0xAA, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
     Decoder decoder(typicalDC(), typicalAC(), source);
     EXPECT_EQ(decoder.block(), moxStatusOk) << target.name;  // then 1010: 1 1010 111 ...
@@ -308,7 +308,7 @@ TEST(HuffmanDecoder, directFormPadsAShortLookup) {
   EXPECT_EQ(decoder.bitPosition, 0);
 }
 
-TEST(HuffmanDecoder, directFormThatRunsOutAheadOfDCKeepsItsBits) {
+TEST(HuffmanDecoder, directFormThatRunsOutBeforeDCKeepsItsBits) {
   Decoder decoder(typicalDC(), typicalAC(), {0xFF, 0x00, 0xFF, 0xD9});
   decoder.bitPosition = 16;  // at the marker
   decoder.bits = 0x7F;       // seven ones start a long code

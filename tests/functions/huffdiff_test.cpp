@@ -49,7 +49,7 @@ void anyBlock(Random& random, Mox16s* block) {
   if (random.oneIn(3)) block[0] = random.oneIn(2) ? random.any<Mox16s>() : random.extreme<Mox16s>();
 }
 
-// What one encoder holds: a destination at its page's end, and the rest.
+// One encoder: a destination at its page's end, and its state.
 struct EncoderWorld {
   GuardedMemory memory{8192}, blockMemory{128};
   EncoderState state;
@@ -183,7 +183,7 @@ TEST(HuffmanDifferential, statistics) {
 
 using Bytes = std::vector<Mox8u>;
 
-// Codes of at most 8 bits in front of values of up to 15: what a reader that looks ahead runs out of soonest.
+// Codes of at most 8 bits before values of up to 15 bits: a reader with a look-ahead runs out of these soonest.
 RawTable longValues() {
   RawTable raw;
   raw.bits[7] = 32;
@@ -217,7 +217,7 @@ Bytes validSegment(Random& random, const RawTable& dcRaw, const RawTable& acRaw,
   return segment;
 }
 
-// Noise, with 0xFF as often as asked for and a marker here and there.
+// Noise, with 0xFF as often as requested and occasional markers.
 Bytes noiseSegment(Random& random) {
   Bytes segment(static_cast<size_t>(random.between(0, 600)));
   const int stuffing = random.between(2, 200), markers = random.between(2, 200), mask = random.oneIn(4) ? 0x11 : 0xFF;
@@ -354,7 +354,7 @@ int decodeStream(const mox::Target& target, Random& random, DecoderWorld& expect
     expectSame(expected, actual, target.name, n);
     if (testing::Test::HasFailure()) break;
     if (got == moxStatusOutOfBuffer && !random.oneIn(3)) break;
-    if (expected.marker && random.oneIn(2)) {  // as a caller does behind a restart marker
+    if (expected.marker && random.oneIn(2)) {  // as a caller does after a restart marker
       for (DecoderWorld* world : {&expected, &actual}) {
         world->marker = 0;
         world->state = DecoderState();
@@ -377,7 +377,7 @@ TEST(HuffmanDifferential, decoder) {
 int decodeDirectStream(const mox::Target& target, Random& random, DecoderWorld& expected, DecoderWorld& actual) {
   const mox::HuffDecodeKernels& definition = *mox::targets().first->kernels->huffDecode;
   Scene scene = anyScene(random);
-  // The data must end in a marker; nothing behind it may be read.
+  // The data must end in a marker; nothing past it may be read.
   Bytes& segment = scene.segment;
   if (!segment.empty() && segment.back() == 0xFF) segment.pop_back();
   segment.insert(segment.end(), {0xFF, 0xD9});

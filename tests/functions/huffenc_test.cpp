@@ -96,7 +96,7 @@ TEST(HuffmanEncoder, checksInOrder) {
       .breaks<3>(nullptr, moxStatusNullPointer)
       .breaks<7>(nullptr, moxStatusNullPointer)
       .run();
-  // A flush looks at no more than these.
+  // A flush tests only these.
   EXPECT_EQ(moxiEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, dst, 64, &position, nullptr, nullptr, nullptr, state.get(), -1),
             moxStatusOk);
 
@@ -186,13 +186,13 @@ TEST(HuffmanEncoder, coefficientMinus32768IsCategory16) {
     Random random(1);
     const RawTable table = fullTable(random);
     Mox16s src[64] = {};
-    src[8] = -32768;  // behind one zero: symbol 0x20, which a run of 2 and category 0 would be
+    src[8] = -32768;  // after one zero: symbol 0x20, which a run of 2 and category 0 would be
     expectBlock(table, table, src, Bits().code(table, 0).code(table, 0x20).number(0x7FFF, 16).code(table, 0),
                 target.name);
   });
 }
 
-// Category 16 behind a run of 15 would be symbol 256.
+// Category 16 after a run of 15 would be symbol 256.
 TEST(HuffmanEncoder, symbol256HasNoCode) {
   forEachTarget([](const mox::Target& target) {
     Random random(1);
@@ -289,7 +289,7 @@ TEST(HuffmanEncoder, symbolWithoutCodeStopsWhereItStands) {
   });
 }
 
-// Whatever the room, what has been written is the start of the whole segment, and nothing is written behind it.
+// Whatever the room, what has been written is the start of the whole segment, and nothing is written past it.
 TEST(HuffmanEncoder, fullDestinationKeepsWhatFits) {
   forEachTarget([](const mox::Target& target) {
     Random random(5);
@@ -325,7 +325,7 @@ TEST(HuffmanEncoder, positionOutsideTheDestinationIsFull) {
   }
 }
 
-TEST(HuffmanEncoder, directFormKeepsTheBitsInFrontAndTouchesNoByteBehind) {
+TEST(HuffmanEncoder, directFormKeepsTheBitsBeforeAndTouchesNoByteAfter) {
   forEachTarget([](const mox::Target& target) {
     EncodeTable dc(typicalDC()), ac(typicalAC());
     const Mox16s zeros[64] = {};  // 00 1010
@@ -400,8 +400,8 @@ TEST(HuffmanEncoder, statisticsAddToTheCounters) {
     Mox16s lastDC = 2;
     Mox16s src[64] = {7};
     src[kNatural[1]] = -1;
-    src[kNatural[17]] = 255;  // behind 15 zeros
-    src[kNatural[49]] = 256;  // behind 31 zeros
+    src[kNatural[17]] = 255;  // after 15 zeros
+    src[kNatural[49]] = 256;  // after 31 zeros
     ASSERT_EQ(moxiGetHuffmanStatistics8x8_JPEG_16s_C1(src, dc, ac, &lastDC), moxStatusOk);
     EXPECT_EQ(lastDC, 7);
     int32_t expectedDC[256] = {}, expectedAC[256] = {};

@@ -149,8 +149,8 @@ TEST(OptimalTable, everySymbolUsedEquallyOften) {
   EXPECT_EQ(EncodeTable(table.raw).status, moxStatusOk);
 }
 
-// Any frequencies: a table that the encoder takes, exactly the symbols that occur, longer codes for rarer symbols
-// where no length is limited, and no entry behind the last written.
+// Any frequencies: a table that the encoder takes, exactly the symbols that occur, longer codes for rarer symbols where
+// no length is limited, and no entry written past the last.
 TEST(OptimalTable, randomFrequencies) {
   Random random(21);
   for (int n = 0; n < 3000; n++) {

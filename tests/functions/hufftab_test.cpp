@@ -183,7 +183,7 @@ TEST(HuffmanObjects, countsOf256AreTakenAnd257RefusedBeforeMoreIsRead) {
   full.bits[10] = 57;
   EXPECT_EQ(EncodeTable(full).status, moxStatusHuffTable);
   EXPECT_EQ(DecodeTable(full).status, moxStatusHuffTable);
-  // The counts behind the offending one lie beyond the page, and so do all values.
+  // The counts after the offending one lie past the page, and so do all values.
   GuardedMemory memory(4096);
   Mox8u* const bits = memory.atEnd<Mox8u>(11);
   std::memcpy(bits, full.bits, 11);

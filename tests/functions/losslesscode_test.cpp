@@ -87,7 +87,7 @@ TEST(LosslessCode, encoderChecksInOrder) {
       .breaks<3>(nullptr, moxStatusNullPointer)
       .breaks<5>(nullptr, moxStatusNullPointer)
       .run();
-  // A flush looks at no more than these.
+  // A flush tests only these.
   EXPECT_EQ(moxiEncodeHuffmanOne_JPEG_16s1u_C1(nullptr, dst, 64, &position, nullptr, state.get(), -1), moxStatusOk);
 }
 
@@ -181,7 +181,7 @@ TEST(LosslessCode, aFullDestinationIsNotReported) {
   });
 }
 
-// The code fails for want of an entry: no value bits follow.
+// The code has no entry: no value bits follow.
 TEST(LosslessCode, aCategoryWithoutACodeWritesNothingAndIsNotReported) {
   forEachTarget([](const mox::Target& target) {
     Encoder encoder{RawTable()};
@@ -207,7 +207,7 @@ TEST(LosslessCode, everyDifferenceIsRestored) {
         ASSERT_EQ(decoder.difference, v) << target.name;
       }
       EXPECT_EQ(decoder.position, encoder.position) << target.name;
-      // What is left is padding.
+      // The rest is padding.
       EXPECT_LT(decoder.state.word(2), 8u);
     }
   });
@@ -249,7 +249,7 @@ TEST(LosslessCode, aPositionOutsideTheSourceHasNothingBehindIt) {
       decoder.position = at;
       EXPECT_EQ(decoder.one(), moxStatusOutOfBuffer) << target.name;
       EXPECT_EQ(decoder.position, at) << target.name;
-      // Bits that are held are enough where they are.
+      // Held bits suffice if there are enough of them.
       decoder.state.setWord(2, 8);
       EXPECT_EQ(decoder.one(), moxStatusOk) << target.name;
       EXPECT_EQ(decoder.difference, 0) << target.name;
@@ -272,8 +272,7 @@ TEST(LosslessCode, aMarkerIsANoticeAndTheBitsAheadOfItAreDecoded) {
   });
 }
 
-// ---- Against the definition
-// ------------------------------------------------------------------------------------------
+// ---- Against the definition -----------------------------------------------------------------------------------------
 
 int callsToTry() {
   const char* const wanted = std::getenv("MOX_HUFFMAN_BLOCKS");

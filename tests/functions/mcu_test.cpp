@@ -20,14 +20,13 @@ struct Shape {
   int width() const { return 8 * across; }
   int height() const { return 8 * down; }
   int shared() const { return across * down; }
-  // Where the value of a pixel stands in a plane of luminance.
+  // The index of a pixel's value in a plane of luminance.
   int luma(int x, int y) const { return 64 * (y / 8 * across + x / 8) + y % 8 * 8 + x % 8; }
   int chroma(int x, int y) const { return y / down * 8 + x / across; }
 };
 constexpr Shape k444{1, 1}, k422{2, 1}, k411{2, 2};
 
-// ---- The formulas, written out
-// ---------------------------------------------------------------------------------------
+// ---- The formulas, written out --------------------------------------------------------------------------------------
 
 struct Colour {
   int r, g, b, k;
@@ -150,8 +149,7 @@ void expectPixels(Format format, Shape shape, const Planes& in, uint8_t* pixels,
     }
 }
 
-// ---- The functions
-// ---------------------------------------------------------------------------------------------------
+// ---- The functions --------------------------------------------------------------------------------------------------
 
 template <class Sample>
 using Encode = MoxStatus (*)(const Sample*, int32_t, Mox16s* const*);
@@ -240,8 +238,7 @@ const Pair<Sample>& pairNamed(const Pair<Sample>* pairs, size_t count, const std
 const Pair<Mox8u>& bytePair(const char* name) { return pairNamed(kBytePairs, std::size(kBytePairs), name); }
 const Pair<Mox16u>& wordPair(const char* name) { return pairNamed(kWordPairs, std::size(kWordPairs), name); }
 
-// ---- Checks
-// ----------------------------------------------------------------------------------------------------------
+// ---- Checks ---------------------------------------------------------------------------------------------------------
 
 template <class Plane>
 struct PlaneLists {
@@ -304,7 +301,7 @@ TEST(Mcu, decodersTestThePlanesAheadOfTheStep) {
   });
 }
 
-// The fourth pointer is not looked at where there is no K.
+// The fourth pointer is not read in formats without K.
 TEST(Mcu, threeComponentsNeedThreePointers) {
   forEachPair([]<class Sample>(const Pair<Sample>& pair) {
     if (pair.planes() == 4) return;
@@ -316,8 +313,7 @@ TEST(Mcu, threeComponentsNeedThreePointers) {
   });
 }
 
-// ---- Values
-// ----------------------------------------------------------------------------------------------------------
+// ---- Values ---------------------------------------------------------------------------------------------------------
 
 TEST(Mcu, blocksFollowTheFormulas) {
   forEachTarget([](const mox::Target& target) {
@@ -356,7 +352,7 @@ TEST(Mcu, pixelsFollowTheFormulas) {
   });
 }
 
-// Every chroma value, with luminance at the places where a limit of 16 bits on the way would show.
+// Every chroma value, with the luminance at which a limit of 16 bits in between would show.
 TEST(Mcu, chromaOfAnySizeIsExact) {
   forEachTarget([](const mox::Target& target) {
     const Pair<Mox8u>& pair = bytePair("RGB 444");
@@ -426,7 +422,7 @@ TEST(Mcu, meansOfChromaAreRoundedDown) {
     for (const char* name : {"samples 422", "samples 411"}) {
       const Pair<Mox8u>& pair = bytePair(name);
       Pixels<Mox8u> pixels(pair, 0);
-      for (size_t i = 0; i < pixels.samples.size(); i++) pixels.samples[i] = i / 3 % 2;  // 0 and 1 by turns
+      for (size_t i = 0; i < pixels.samples.size(); i++) pixels.samples[i] = i / 3 % 2;  // 0 and 1 alternating
       EXPECT_EQ(encoded(pair, pixels).plane[1], std::vector<Mox16s>(64, -128)) << name << " on " << target.name;
     }
   });

@@ -1,5 +1,5 @@
-// Rows of 16-bit values, packed words and quantisation tables at odd addresses: the results are those at even ones.
-// (What reads them through misaligned pointers is right on most processors; the undefined-behaviour sanitizer reports
+// Rows of 16-bit values, packed words and quantisation tables at odd addresses: the results are the same as at even
+// ones. (Reading them through misaligned pointers works on most processors; the undefined-behaviour sanitizer reports
 // it.)
 #include <gtest/gtest.h>
 

@@ -19,7 +19,7 @@ using Bytes = std::vector<uint8_t>;
 constexpr Scan kDCFirst{Kind::dcFirst, 0, 0, 0}, kDCRefine{Kind::dcRefine, 0, 0, 0};
 constexpr Scan kACFirst{Kind::acFirst, 1, 63, 0}, kACRefine{Kind::acRefine, 1, 63, 0};
 
-// Behind the tested bits: so many bytes that nothing runs out.
+// Pads the tested bits with enough bytes that nothing runs out.
 Bytes followed(Bytes bytes) {
   bytes.insert(bytes.end(), 24, 0);
   return bytes;
@@ -47,7 +47,7 @@ struct CheckedCall {
   }
 };
 
-// The position below 0 is looked at last, wherever its pointer stands.
+// The position below 0 is tested last, wherever its pointer is among the arguments.
 #define BREAKS_POSITION(c) \
   breaksBy(                \
       "negative position", [&c](auto& args) { std::get<2>(args) = &c.negative; }, moxStatusBadArgument)
@@ -110,8 +110,8 @@ TEST(ProgressiveDecoder, checksOfACInOrder) {
   checkAC<moxiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1>("AC refine");
 }
 
-// An empty source is a size that these refuse and the sequential decoder takes; a negative one both refuse, by
-// another name.
+// These refuse an empty source, as a size; the sequential decoder takes it. Both refuse a negative one, with different
+// statuses.
 TEST(ProgressiveDecoder, emptySourceIsRefusedUnlikeSequentially) {
   CheckedCall c;
   c.state.setWord(2, 32);
@@ -176,7 +176,7 @@ TEST(ProgressiveDecoder, dcRefineSetsOneBit) {
       EXPECT_EQ(decoder.block(dst), moxStatusOk);
       EXPECT_EQ(dst[0], after[i]) << target.name << i;
       EXPECT_EQ(dst[1], 5);
-      // A byte is loaded when its first bit is wanted, and only that.
+      // Only the byte whose first bit is wanted is loaded.
       EXPECT_EQ(decoder.position, 1 + i / 8) << target.name;
       EXPECT_EQ(decoder.state.word(2), 7u - static_cast<unsigned>(i) % 8) << target.name;
     }
@@ -289,8 +289,8 @@ TEST(ProgressiveDecoder, negativeRunIsNone) {
   });
 }
 
-// Behind the band, behind the block, behind the nine places that count as coefficient 63.
-TEST(ProgressiveDecoder, acFirstRunsBehindTheBand) {
+// Past the band, past the block, past the nine places that count as coefficient 63.
+TEST(ProgressiveDecoder, acFirstRunsPastTheBand) {
   forEachTarget([](const mox::Target& target) {
     for (int end = 1; end <= 63; end++)
       for (int run = 0; run <= 15; run++) {
@@ -307,7 +307,7 @@ TEST(ProgressiveDecoder, acFirstRunsBehindTheBand) {
         EXPECT_EQ(decoder.state.word(2), 32u - 10) << target.name << ": the value is taken in any case";
         EXPECT_EQ(decoder.eobRun(), 0);
       }
-    // Four times 16 zeros leave any band, and the next block begins behind them.
+    // Four times 16 zeros lead past any band, and the next block begins after them.
     ScanDecoder zeros({Kind::acFirst, 2, 63, 0}, byteTable(), followed({0xF0, 0xF0, 0xF0, 0xF0, 0x01}));
     Mox16s dst[64] = {};
     EXPECT_EQ(zeros.block(dst), moxStatusOk);
@@ -355,7 +355,7 @@ TEST(ProgressiveDecoder, acFirstKeepsItsStateWhenBitsRunOut) {
   });
 }
 
-TEST(ProgressiveDecoder, markerIsToldByTheCallThatMeetsIt) {
+TEST(ProgressiveDecoder, markerIsReportedByTheCallThatMeetsIt) {
   forEachTarget([](const mox::Target& target) {
     for (const Scan scan : {kACFirst, kACRefine}) {
       ScanDecoder decoder(scan, byteTable(), {0x00, 0x00, 0x00, 0xFF, 0xD7, 0x00});
@@ -481,7 +481,7 @@ TEST(ProgressiveDecoder, correctionsAtTheEndsOfTheRange) {
 
 TEST(ProgressiveDecoder, zerosAreCountedAmongTheKnown) {
   forEachTarget([](const mox::Target& target) {
-    // The sixteenth zero is 17: 3 is corrected among them. The new one stands behind 18, which is 0, and 19, which is
+    // The sixteenth zero is 17: 3 is corrected among them. The new one comes after 18, which is 0, and 19, which is
     // known.
     Mox16s dst[64] = {};
     dst[kNatural[3]] = 2;
@@ -512,8 +512,8 @@ TEST(ProgressiveDecoder, anySizeIsOneBitInARefinement) {
   });
 }
 
-// A run of zeros may end the band; a new coefficient behind it is dropped, and its correction bits are taken.
-TEST(ProgressiveDecoder, acRefineRunsBehindTheBand) {
+// A run of zeros may end the band; a new coefficient after it is dropped, and its correction bits are read.
+TEST(ProgressiveDecoder, acRefineRunsPastTheBand) {
   forEachTarget([](const mox::Target& target) {
     for (int end = 1; end <= 63; end++)
       for (int run = 0; run <= 15; run++) {
@@ -526,8 +526,7 @@ TEST(ProgressiveDecoder, acRefineRunsBehindTheBand) {
                             followed({static_cast<uint8_t>(run << 4 | 1), 0xC0}));
         EXPECT_EQ(decoder.block(dst), moxStatusOk) << target.name;
         const int place = start + run;
-        // In the band: the place is filled, and the next byte is a symbol, the end of the band, behind a correction
-        // bit.
+        // In the band: the place is filled, and the next byte is a symbol, the end of the band, after a correction bit.
         const bool inside = place < end;
         for (int k = 0; k < 64; k++) {
           const int wanted = inside && k == place ? 4 : k != end ? 0 : inside ? 8 : 12;

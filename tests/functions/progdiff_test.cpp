@@ -261,7 +261,7 @@ int decodeStream(const mox::Target& target, Random& random, DecoderWorld& expect
     expectSame(expected, actual, target.name, n);
     if (testing::Test::HasFailure()) break;
     if (got == moxStatusOutOfBuffer && !random.oneIn(3)) break;
-    if (expected.marker && random.oneIn(2))  // as a caller does behind a restart marker
+    if (expected.marker && random.oneIn(2))  // as a caller does after a restart marker
       for (DecoderWorld* world : {&expected, &actual}) {
         world->marker = 0;
         world->state = DecoderState();

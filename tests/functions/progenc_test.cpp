@@ -31,7 +31,7 @@ struct CheckedCall {
   const MoxEncodeHuffmanSpec* const table = raw.get();
   EncoderState state;
 
-  // A flush changes these at the end of its test only.
+  // A flush changes these only at the end of its test.
   template <class Order>
   void run(Order order) {
     order.untouched(dst, sizeof dst)
@@ -214,7 +214,7 @@ TEST(ProgressiveEncoder, flushPadsStuffsAndClearsEvenIntoAFullDestination) {
       encoder.state.setWord(1, 3);
       encoder.state.setWord(2, 4);
       encoder.state.bytes[777] = 1;
-      encoder.state.bytes[1045] = 9;  // behind what Init clears
+      encoder.state.bytes[1045] = 9;  // past what Init clears
       EXPECT_EQ(encoder.flush(), size == 1 ? moxStatusOutOfBuffer : moxStatusOk);
       EXPECT_EQ(encoder.position, static_cast<int32_t>(size));
       EXPECT_EQ(encoder.bytes[0], 0xFF);
@@ -328,11 +328,11 @@ TEST(ProgressiveEncoder, acFirstCodesMagnitudesInTheBand) {
     const RawTable ac = typicalAC();
     Mox16s src[64] = {1000};
     for (int k = 0; k < 64; k++) src[kNatural[k]] = 1;  // gone at Al 1
-    src[kNatural[4]] = 500;                             // ahead of the band
+    src[kNatural[4]] = 500;                             // before the band
     src[kNatural[6]] = -7;                              // -3: 00 in ones' complement
     src[kNatural[7]] = 2;
-    src[kNatural[24]] = -2;   // behind 16 zeros
-    src[kNatural[30]] = 500;  // behind the band
+    src[kNatural[24]] = -2;   // after 16 zeros
+    src[kNatural[30]] = 500;  // after the band
     ScanEncoder encoder({Kind::acFirst, 5, 29, 1}, ac);
     ScanCounter counter(encoder.scan);
     EXPECT_EQ(encoder.block(src), moxStatusOk);
@@ -363,7 +363,7 @@ TEST(ProgressiveEncoder, lastPlaceOfTheBandNeedsNoEnd) {
   });
 }
 
-// Eleven bits can be coded but not counted, twelve neither; what stands ahead of the value is written and counted.
+// Eleven bits can be coded but not counted, twelve neither; what precedes the value is written and counted.
 TEST(ProgressiveEncoder, elevenBitsCanBeCodedButNotCounted) {
   forEachTarget([](const mox::Target& target) {
     Random random(5);
@@ -409,9 +409,9 @@ TEST(ProgressiveEncoder, correctionBitsFollowTheNextSymbol) {
     Mox16s src[64] = {};
     src[kNatural[1]] = -6;  // known 2 of 3; bit 1 at Al 1
     src[kNatural[2]] = 4;   // known, bit 0
-    src[kNatural[5]] = 3;   // new behind two zeros
+    src[kNatural[5]] = 3;   // new after two zeros
     src[kNatural[6]] = 7;   // known, bit 1
-    src[kNatural[8]] = -2;  // new behind one zero
+    src[kNatural[8]] = -2;  // new after one zero
     src[kNatural[9]] = -4;  // known, bit 0: joins the run
     src[kNatural[20]] = 6;  // known, bit 1: likewise
     ScanEncoder encoder({Kind::acRefine, 1, 63, 1}, ac);
@@ -446,17 +446,17 @@ TEST(ProgressiveEncoder, runsOf16ZerosOnlyUpToTheLastNewCoefficient) {
   forEachTarget([](const mox::Target& target) {
     const RawTable ac = typicalAC();
     Mox16s src[64] = {};
-    src[kNatural[3]] = 3;    // known, behind two zeros
-    src[kNatural[20]] = 2;   // known, behind 18 zeros
+    src[kNatural[3]] = 3;    // known, after two zeros
+    src[kNatural[20]] = 2;   // known, after 18 zeros
     src[kNatural[23]] = -1;  // new
-    src[kNatural[60]] = 5;   // known, behind 36 zeros: no code for them
+    src[kNatural[60]] = 5;   // known, after 36 zeros: no code for them
     ScanEncoder encoder(kACRefine, ac);
     ScanCounter counter(encoder.scan);
     EXPECT_EQ(encoder.block(src), moxStatusOk);
     EXPECT_EQ(counter.block(src), moxStatusOk);
     EXPECT_EQ(encoder.corrections(), 1) << target.name;
     EXPECT_EQ(encoder.flush(), moxStatusOk);
-    // The known coefficient at 3 is corrected behind the first code; 2 + 16 zeros ahead of 20, of which 16 are coded.
+    // The known coefficient at 3 is corrected after the first code; 2 + 16 zeros before 20, of which 16 are coded.
     const Bits expected =
         Bits().code(ac, 0xF0).number(1, 1).code(ac, 0x41).number(0, 1).number(0, 1).code(ac, 0).number(1, 1);
     EXPECT_EQ(encoder.segment(), expected.bytes()) << target.name;
@@ -534,7 +534,7 @@ void seededBlocks(Random& random, std::vector<Mox16s>& blocks, int count) {
   for (int n = 0; n < count; n++) randomBlock(random, &blocks[static_cast<size_t>(n) * 64], n % 40, 6);
 }
 
-// Whatever the room, what has been written is the start of the whole segment, and nothing is written behind it.
+// Whatever the room, what has been written is the start of the whole segment, and nothing is written past it.
 TEST(ProgressiveEncoder, fullDestinationKeepsWhatFits) {
   forEachTarget([](const mox::Target& target) {
     Random random(7);
@@ -597,14 +597,14 @@ TEST(ProgressiveEncoder, positionOutsideTheDestinationIsFull) {
     }
 }
 
-// Each symbol of a scan in turn has no code: everything ahead of it is written, nothing of it.
+// Each symbol of a scan in turn has no code: everything before it is written, nothing of it.
 TEST(ProgressiveEncoder, symbolWithoutCodeStopsWhereItStands) {
   forEachTarget([](const mox::Target& target) {
     Random random(8);
     const RawTable ac = fullTable(random);
     Mox16s src[64] = {};
     src[kNatural[1]] = 1;
-    src[kNatural[20]] = -1;  // behind 18 zeros
+    src[kNatural[20]] = -1;  // after 18 zeros
     for (const Scan scan : {kACFirst, kACRefine}) {
       const int symbols[] = {0x10, 0x01, 0xF0, 0x21};  // a run of 3 blocks, then the block's
       for (int missing = 0; missing < 4; missing++) {

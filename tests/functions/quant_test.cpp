@@ -27,7 +27,7 @@ Array allOf(typename Array::value_type value) {
   return a;
 }
 
-// Table K.1 of T.81 is any table; what matters is its variety.
+// Table K.1 of T.81, as an example; what matters is its variety.
 Steps someSteps() {
   Steps steps;
   for (int k = 0; k < 64; k++) steps[k] = static_cast<Mox8u>(3 + 4 * k - k / 10);

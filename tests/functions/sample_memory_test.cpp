@@ -42,7 +42,7 @@ const RegionCase kRegions[] = {
      }},
 };
 
-// Source and destination fill their memory to the byte, at its end or at its start, an inaccessible page behind or
+// Source and destination fill their memory to the byte, at its end or at its start, an inaccessible page after or
 // before it.
 void callBesideGuardPages(const RegionCase& c, MoxRoiSize dstRoi, bool atEnd, Random& random, const char* target) {
   const Reads r = c.reads(dstRoi);
@@ -56,7 +56,7 @@ void callBesideGuardPages(const RegionCase& c, MoxRoiSize dstRoi, bool atEnd, Ra
   const Bytes before(src, src + srcBytes);
   ASSERT_EQ(c.function(src + r.above * srcStep + r.left, srcStep, {1, 1}, dst, dstRoi.width, dstRoi), moxStatusOk);
 
-  // The same with room on all sides, from a copy that is spaced otherwise.
+  // The same with room on all sides, from a copy with different spacing.
   const int wide = srcStep + 5;
   Bytes roomy(static_cast<size_t>(wide) * (r.above + r.rows + r.below + 2), 0x5A), expected(dstBytes);
   Mox8u* const first = roomy.data() + wide + 2;

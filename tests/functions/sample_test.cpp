@@ -74,9 +74,9 @@ TEST(Sample, rowsCheckAllPointersThenTheWidth) {
   twoRowsCheckInOrder("moxiSampleUpRowH2V2_Triangle_JPEG_8u_C1", moxiSampleUpRowH2V2_Triangle_JPEG_8u_C1);
 }
 
-// ---- What the regions give, written out sample by sample
+// ---- The results of the regions, sample by sample
 
-// A plane whose rows and columns may be asked for one beyond each side.
+// A plane with one readable row or column past each side.
 struct Plane {
   int width, height, step;
   Bytes samples;
@@ -178,7 +178,7 @@ TEST(Sample, rowsAboveAndBelowAreTheFartherOnes) {
   EXPECT_EQ(dst[1], (4 * (3 * 160 + 255) + 8) >> 4);
 }
 
-// ---- What the rows give
+// ---- The results of the rows
 
 // The biases that the outputs of a box row take: `first` and the next, beginning with `first` from 16 samples on;
 // below, the last output takes `first`.
@@ -329,7 +329,7 @@ TEST(Sample, boxPhaseIgnoresTheAddressOfTheDestination) {
   });
 }
 
-// The last sample of an odd row has no partner; a row of one sample gives nothing.
+// The last sample of an odd row has no partner; a row of one sample has no output.
 TEST(Sample, boxRowsIgnoreAnOddLastSample) {
   const Bytes three = {0, 1, 77}, one = {77};
   EXPECT_EQ(run(moxiSampleDownRowH2V1_Box_JPEG_8u_C1, three, 1, true), Bytes{0});

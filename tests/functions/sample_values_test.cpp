@@ -1,4 +1,4 @@
-// Chroma sampling on all inputs where they are few enough, on every target.
+// Chroma sampling on all inputs, where they are few enough, on every target.
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -11,8 +11,8 @@ namespace {
 
 using Bytes = std::vector<Mox8u>;
 
-// A cyclic sequence in which each pair of neighbouring values below `symbols` stands once: the Lyndon words of one
-// and two symbols in order. With its first value again at the end it is a row of symbols * symbols + 1.
+// A cyclic sequence in which each pair of neighbouring values below `symbols` occurs once: the Lyndon words of one and
+// two symbols in order. With its first value again at the end it is a row of symbols * symbols + 1.
 std::vector<int> everyPairOnce(int symbols) {
   std::vector<int> row;
   row.reserve(static_cast<size_t>(symbols) * symbols + 1);
@@ -52,7 +52,7 @@ TEST(SampleValues, downH2V1OfEveryPairWithEveryBias) {
   });
 }
 
-// The result depends on the sum of the four samples alone: every sum, shared out in several ways.
+// The result depends only on the sum of the four samples: every sum, split in several ways.
 TEST(SampleValues, downH2V2OfEverySumWithEveryBias) {
   Bytes upper, lower;
   const auto add = [&](int a, int b, int c, int d) {
@@ -101,7 +101,7 @@ TEST(SampleValues, upH2V1OfEveryPairOfNeighbours) {
   });
 }
 
-// All pairs of neighbouring column sums. A sum stands for samples that give it; which they are changes along the row.
+// All pairs of neighbouring column sums. Each sum is made by some pair of samples; which pair changes along the row.
 TEST(SampleValues, upH2V2OfEveryPairOfColumnSums) {
   const std::vector<int> sums = everyPairOnce(3 * 255 + 255 + 1);
   const int n = int(sums.size()), columns = n - 2;

@@ -57,7 +57,7 @@ TEST(Shift, everyValue) {
   });
 }
 
-// Rows may overlap or be spaced as the steps say; nothing outside the region is written.
+// Rows may overlap or lie apart, by any step; nothing outside the region is written.
 TEST(Shift, stepsAreBytes) {
   const Mox8u src[2][5] = {{0, 1, 2, 3, 4}, {250, 251, 252, 253, 254}};
   Mox16s dst[2][4] = {{9, 9, 9, 9}, {9, 9, 9, 9}};

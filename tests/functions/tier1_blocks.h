@@ -17,8 +17,8 @@ namespace test {
 
 using reference::Block;
 
-// What a block holds: few coefficients, small ones as a wavelet leaves them, clusters, noise of all 31 bits,
-// extremes, and one that is alone.
+// What a block holds: few coefficients, small ones as a wavelet leaves them, clusters, noise of all 31 bits, extremes,
+// and a single coefficient.
 enum class Content { sparse, wavelet, clusters, noise, extreme, single };
 inline constexpr Content kContents[] = {Content::sparse, Content::wavelet, Content::clusters,
                                         Content::noise,  Content::extreme, Content::single};
@@ -63,7 +63,7 @@ inline Block makeBlock(Random& random, int width, int height, Content content, i
   return block;
 }
 
-// Everything that the library says of a block.
+// Everything that the library reports of a block.
 struct Encoded {
   int numBitPlanes = -1, numPasses = -1, numSegments = -1;
   std::vector<uint8_t> bytes;

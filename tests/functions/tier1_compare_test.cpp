@@ -1,5 +1,5 @@
 // The code-block coders against an independent reading of the standard (tier1_reference.h), on every target: the
-// definition, which is the scalar target, and those that are compared with it again in the kernel test.
+// definition, which is the scalar target, and the others, which the kernel test also compares with it.
 #include "functions/tier1_blocks.h"
 #include "support/targets.h"
 

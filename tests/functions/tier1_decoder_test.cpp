@@ -172,7 +172,7 @@ TEST(Tier1Decoder, initAllocAndFree) {
   EXPECT_EQ(state, nullptr);
 }
 
-// An allocated state knows the largest block that it is for; a larger one is refused before anything is touched.
+// An allocated state knows its maximum block size; a larger block is refused before anything is touched.
 TEST(Tier1Decoder, blockLargerThanTheState) {
   MoxJ2KDecodeState* state = nullptr;
   ASSERT_EQ(moxiDecodeCBProgrInitAlloc_JPEG2K(&state, 12, 9), moxStatusOk);
@@ -286,7 +286,7 @@ TEST(Tier1Decoder, stepNeedsABlockAndPasses) {
   EXPECT_EQ(dst.coefficients, block.coefficients);
 }
 
-// Any number of bit-planes: none below 1, and above 31 what has a bit in the words.
+// Any number of bit-planes: below 1 nothing is decoded, above 31 only what has a bit in the words.
 TEST(Tier1Decoder, numBitPlanesIsNotTested) {
   Random random(3);
   std::vector<uint8_t> bytes(300);
@@ -361,7 +361,7 @@ TEST(Tier1Decoder, lengthsBelowOneAreEmptySegments) {
   }
 }
 
-// A state that has failed says so until the next block is attached.
+// A state that has failed reports it until the next block is attached.
 TEST(Tier1Decoder, failureSticks) {
   Random random(6);
   EncodeState encoder(16, 16);
@@ -486,7 +486,7 @@ TEST(Tier1Decoder, midpointIsKept) {
   }
 }
 
-// A block attached again with its flags and destination goes on where it was.
+// A block attached again with its flags and destination continues where it was.
 TEST(Tier1Decoder, flagsAreKept) {
   Random random(12);
   EncodeState encoder(16, 16);

@@ -308,7 +308,7 @@ TEST(Tier1Encoder, exactlyFilledBufferIsTheLast) {
       EXPECT_EQ(length, total - first);
       EXPECT_EQ(notFinished, 0);
     }
-    // Nothing is left, however often one asks.
+    // Nothing is left, however often it is requested.
     length = 100;
     Mox8u dst[100] = {42};
     ASSERT_EQ(moxiEncodeStoreBits_JPEG2K_1u(dst, &length, state, &notFinished), moxStatusOk);
@@ -389,7 +389,7 @@ TEST(Tier1Encoder, distortionIsTheErrorThatIsSaved) {
       for (size_t i = 0; i < block.coefficients.size(); i++) {
         double value = d.block.coefficients[i] & 0x7FFFFFFF;
         const double wanted = block.coefficients[i] & 0x7FFFFFFF;
-        // The words have no bit for the half below bit-plane 0: what was coded there is odd or has a bit of its own.
+        // The words have no bit for the half below bit-plane 0: what was coded there is odd or has an extra bit.
         const bool coded = lastPlane && value == wanted;
         if (coded && value != 0 && !options) value += 0.5;
         error += (value - wanted) * (value - wanted);

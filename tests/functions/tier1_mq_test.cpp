@@ -1,4 +1,4 @@
-// The MQ coder by itself: terminations, markers, stuffing.
+// The MQ coder alone: terminations, markers, stuffing.
 #include "functions/tier1_blocks.h"
 #include "kernels/dispatch.h"
 #include "kernels/tier1/t1dec.h"
@@ -10,7 +10,7 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-// An encoder that has put out `out` and holds `b` and the code register `c` (below B) with `ct` shifts to go.
+// An encoder that has written `out` and holds `b` and the code register `c` (below B) with `ct` shifts to go.
 struct Registers {
   Bytes out;
   uint32_t b, a, c;
@@ -33,7 +33,7 @@ Bytes finished(const Registers& r, mox::mq::Termination kind) {
 
 TEST(Tier1Mq, shortestTermination) {
   using mox::mq::kShortest;
-  // Ones from B on are inside of the interval: nothing is added.
+  // Ones from B on are inside the interval: nothing is added.
   EXPECT_EQ(finished({{0x12}, 0xFF, 0x8000, 0x7FFFF, 8}, kShortest), (Bytes{0x12}));
   // B is needed, and ones after it do.
   EXPECT_EQ(finished({{0x12}, 0x34, 0x8000, 0x7FFFF, 8}, kShortest), (Bytes{0x12, 0x34}));
@@ -144,7 +144,7 @@ TEST(Tier1Mq, markerEndsTheData) {
   EXPECT_GT(differences, 40);
 }
 
-// Long runs of decisions in few contexts reach every state; the decoder gives them back, on every target.
+// Long runs of decisions in few contexts reach every state; the decoder returns them, on every target.
 TEST(Tier1Mq, codedDecisionsComeBack) {
   Random random(4);
   forEachTarget([&](const mox::Target& target) {

@@ -1,6 +1,6 @@
 // JPEG 2000 tier-1 as the flow charts and tables of ISO/IEC 15444-1 Annexes C and D have it: one decision at a time,
-// one flag an array element, no tables but Table C.2. It shares nothing with the library, so that its definition has
-// something to be compared with; the terminations are found here by arithmetic on the whole code string.
+// one array element per flag, no tables but Table C.2. It shares no code with the library, so that the definition has
+// an independent reference; the terminations are found here by arithmetic on the whole code string.
 #pragma once
 
 #include <cstddef>

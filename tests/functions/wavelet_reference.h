@@ -1,5 +1,5 @@
-// The wavelets line by line as ISO/IEC 15444-1 Annex F has them: the line is extended by copying, then lifted one
-// step after another over the whole of it. Slow, and nothing shared with the library.
+// The wavelets line by line as ISO/IEC 15444-1 Annex F has them: the line is extended by copying, then lifted one step
+// after another over the whole of it. Slow; it shares no code with the library.
 #pragma once
 
 #include <algorithm>
@@ -118,8 +118,8 @@ struct RefTruncating {
   static Work unhigh(Sample v) { return {static_cast<float>(v) * kPerK, true, v, kPerK}; }
 };
 
-// 16 fraction bits: delta and the scaling of low coefficients are one step, which low() cannot be told apart from;
-// the work keeps the sum of its neighbours until then.
+// 16 fraction bits: delta and the scaling of low coefficients are one step, which low() does at once; the work keeps
+// the sum of its neighbours until then.
 template <class T>
 struct Ref16 {
   using Sample = T;

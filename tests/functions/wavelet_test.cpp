@@ -209,7 +209,7 @@ TEST(Wavelet, planes53_32s) { comparePlanes<reference::Ref53<Mox32s>>(k53_32s); 
 TEST(Wavelet, planes97_16s) { comparePlanes<reference::Ref14>(k97_16s); }
 TEST(Wavelet, planes97_32s) { comparePlanes<reference::RefTruncating>(k97_32s); }
 
-// More columns than are filtered at a time, and more rows than are kept account of.
+// More columns than are filtered at a time, and more rows than are tracked.
 TEST(Wavelet, wideAndTallPlanes) {
   Random random(3);
   for (const auto& [width, height] : {std::pair{8192 + 70, 5}, {2, 140001}}) {
@@ -612,7 +612,7 @@ void overlapping(const Call& call, const std::vector<int>& outs, const Formula& 
         if (random.oneIn(3)) offset = offsets[random.below(Rows)] % (kArena - width);
         if (offset < 0) offset = 0;
       }
-      // Half of the turns: rows that are disjoint or the same, but for one.
+      // Every other round: all rows but one are disjoint or the same.
       if (turn & 1)
         for (int i = 0; i < Rows; i++) offsets[i] = (i * width) % (kArena - width);
       std::vector<T> expected = arena;

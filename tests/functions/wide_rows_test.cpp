@@ -1,5 +1,5 @@
-// Rows so wide that their pixels' offsets in bytes leave 32 bits. The memory behind their addresses is a few megabytes,
-// mapped again and again.
+// Rows so wide that their pixels' offsets in bytes leave 32 bits. Their addresses are a few megabytes of memory, mapped
+// repeatedly.
 #include <gtest/gtest.h>
 
 #if defined(__linux__) && defined(__LP64__)

@@ -24,7 +24,7 @@ void inPlace(const mox::Kernels& k, Feed& f, int n) {
   for (int i = 0; i < n; i++) (k.dct->*Kernel)(block + 64 * i, block + 64 * i, table);
 }
 
-// A row of blocks in a region whose rows lie some odd bytes further apart.
+// A row of blocks in a region whose rows have a gap of an odd number of bytes.
 void forwardShifted(const mox::Kernels& k, Feed& f, int n) {
   const int step = 8 * n + n % 7;
   const Mox8u* const src = f.in<Mox8u>(7 * step + 8 * n);
@@ -41,7 +41,7 @@ void inverseShifted(const mox::Kernels& k, Feed& f, int n) {
   for (int i = 0; i < n; i++) k.dct->inverseShifted(src + 64 * i, dst + 8 * i, step, table);
 }
 
-// The same with blocks as a codec meets them.
+// The same with typical blocks of a codec.
 void forwardPicture(const mox::Kernels& k, Feed& f, int n) {
   const int step = 8 * n;
   const Mox8u* const src = f.in<Mox8u>(8 * step, [=](Random& random, Mox8u* samples) {

@@ -16,7 +16,7 @@ struct Shape {
 };
 constexpr Shape kShapes[] = {{1, 1}, {2, 1}, {2, 2}};
 
-// Rows that are a few bytes further apart than they are long.
+// Rows with a gap of a few bytes.
 template <class Sample>
 int stepOf(int width, int n) {
   return static_cast<int>(sizeof(Sample)) * (width + (n % 3) * 5);

@@ -5,7 +5,7 @@
 namespace test {
 namespace {
 
-// Biases in either order, as the kernels may be handed them: n decides.
+// Biases in either order, depending on n.
 mox::Bias bias(int n, int low) { return n % 2 ? mox::Bias{low, low + 1} : mox::Bias{low + 1, low}; }
 
 size_t columns(int n) { return (static_cast<size_t>(n) + 1) / 2; }

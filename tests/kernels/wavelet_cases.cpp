@@ -21,7 +21,7 @@ T* inOut(Feed& f, int n) {
     return f.inOut<T>(static_cast<size_t>(n));
 }
 
-// n stands for a shape: a long row and a long column of n, and what lies between.
+// n selects a shape: a long row of n, a long column of n, and shapes in between.
 MoxRect shape(Feed& f, int n) {
   if (n >= 512) return {0, 0, n, 64};
   const int side = 1 + n * 7 % 41;

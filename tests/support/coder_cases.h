@@ -11,7 +11,7 @@
 
 namespace test {
 
-inline constexpr int kTimedBlocks = 256;  // the benchmark's number of blocks, which are as a photograph has them
+inline constexpr int kTimedBlocks = 256;  // the number of blocks of the benchmark, as in a photograph
 
 // A table that codes all symbols.
 inline RawTable seededTable(uint64_t seed, bool steep) {
@@ -40,7 +40,7 @@ inline void makeBlocks(Random& random, Mox16s* blocks, int n, int bits = 15) {
   }
 }
 
-// Bits that are wrong, markers, ends that come too early: what a decoder must take as every other one does.
+// Bits that are wrong, markers, ends that come too early: every decoder must treat them alike.
 inline void damage(Random& random, Mox8u* bytes, int length) {
   for (int i = random.below(5); i > 0; i--) bytes[random.below(length)] ^= static_cast<Mox8u>(1 << random.below(8));
   for (int i = random.below(3); i > 0; i--) bytes[random.below(length)] = 0xFF;

@@ -1,5 +1,5 @@
-// Simulates allocation failures, and sees what is freed: the test program is linked so that the library's calls of
-// malloc and free come here first.
+// Simulates allocation failures and observes frees: the test program is linked so that the library's calls of malloc
+// and free come here first.
 #pragma once
 
 #include <cstdint>

@@ -17,7 +17,7 @@ inline constexpr int kNatural[64] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32,
                                      35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,
                                      58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
 
-// BITS and HUFFVAL as in a DHT segment. The values after the coded ones are noise on which nothing may depend.
+// BITS and HUFFVAL as in a DHT segment. The values after the coded ones are noise that must not matter.
 struct RawTable {
   Mox8u bits[16] = {};
   Mox8u values[256] = {};

@@ -30,7 +30,7 @@ class Random {
     return static_cast<T>(bits());
   }
 
-  // The ends of the type's range and the values beside them, 0 and its neighbours.
+  // The ends of the type's range and the values next to them, 0 and its neighbours.
   template <class T>
   T extreme() {
     const T low = std::numeric_limits<T>::min(), high = std::numeric_limits<T>::max();

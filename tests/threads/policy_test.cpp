@@ -1,5 +1,5 @@
 // Which functions share their rows among threads, from which size on, and how many threads they ask for. The program
-// has a GOMP_parallel of its own in front of the OpenMP runtime's, which counts.
+// defines GOMP_parallel, which counts and calls the OpenMP runtime's.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <omp.h>
@@ -253,7 +253,7 @@ TEST_F(ThreadPolicy, insideACallersRegionTheResultIsTheSame) {
   EXPECT_EQ(dst[0], std::vector<Mox16s>(src.size(), 72));
 }
 
-// Whatever the library exports is known here, or works on one block, row or object.
+// Every export is listed here, or works on one block, row or object.
 bool worksOnRegions(const std::string& name) {
   const char* const pieces[]{"8x8", "CodeBlock", "CBProgr", "MCU", "GetBufSize"};
   const auto has = [&](const char* piece) { return name.find(piece) != std::string::npos; };

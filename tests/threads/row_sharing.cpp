@@ -1,5 +1,5 @@
-// Under the thread sanitizer: rows that are shared out among threads, each written by its own call alone, give no
-// report; with the argument `overlap` every call also writes the first pixel of the next row, and must be reported.
+// Under the thread sanitizer: rows shared among threads, each written only by its own call, give no report. With the
+// argument `overlap` every call also writes the first pixel of the next row, and must be reported.
 #include <cstdio>
 #include <cstring>
 #include <vector>

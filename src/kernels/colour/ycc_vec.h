@@ -103,8 +103,10 @@ struct Colours<V, false> {
 struct ByteWeights {
   int red, green, blue;
 
-  constexpr int least() const { return 255 * ((red < 0 ? red : 0) + (green < 0 ? green : 0) + (blue < 0 ? blue : 0)); }
-  constexpr int most() const { return 255 * (red + green + blue) - least(); }
+  constexpr int minimum() const {
+    return 255 * ((red < 0 ? red : 0) + (green < 0 ? green : 0) + (blue < 0 ? blue : 0));
+  }
+  constexpr int maximum() const { return 255 * (red + green + blue) - minimum(); }
 };
 
 constexpr int lowByte(int weight) { return static_cast<int8_t>(weight & 255); }
@@ -116,8 +118,8 @@ MOX_INLINE V luma(const Colours<V>& c) {
   constexpr int red = scale * Y.red, green = scale * Y.green, blue = scale * Y.blue;
   constexpr ByteWeights high{highByte(red), highByte(green), highByte(blue)};
   constexpr ByteWeights low{lowByte(red), lowByte(green), lowByte(blue)};
-  static_assert(low.least() + rounding >= 0 && low.most() + rounding < 1 << 16);
-  static_assert(high.least() >= 0 && high.most() + ((low.most() + rounding) >> 8) < 1 << 16);
+  static_assert(low.minimum() + rounding >= 0 && low.maximum() + rounding < 1 << 16);
+  static_assert(high.minimum() >= 0 && high.maximum() + ((low.maximum() + rounding) >> 8) < 1 << 16);
   const V lows = add16(c.template sum<low.red, low.green, low.blue>(), set16<V>(rounding));
   return shrU16<8>(add16(c.template sum<high.red, high.green, high.blue>(), shrU16<8>(lows)));
 }

@@ -56,8 +56,8 @@ MOX_INLINE bool lowerHalfIsZero(const Mox16s* src) {
 
 // ---- Two rows a vector ---------------------------------------------------------------------------------------------
 //
-// Where the pairs are chosen well, the even and the odd half of the butterfly need the same operations, and only their
-// factors differ.
+// Rows are paired so that the even and the odd half of the butterfly need the same operations; only their factors
+// differ.
 template <class V>
 struct RowsByTwo {
   V y01, y23, y45, y67;

@@ -1,5 +1,5 @@
 // The entropy-coded segment bit by bit (T.81 F.1.2, F.2.2): the plain writer and reader, which define what the faster
-// block kernels must leave behind: bytes, positions, accumulators and counts.
+// block kernels must leave: bytes, positions, accumulators and counts.
 #pragma once
 
 #include <bit>

@@ -38,7 +38,7 @@ void flushShortest(Encoder& coder, const uint8_t* first) {
     low = (low - (byte << 27)) << bits;
     high = (high - (byte << 27)) << bits;
   };
-  // What all-ones from B on stay below.
+  // Just above the value of ones in B and in everything after it.
   const auto ones = [&] { return UINT64_C(1) << (coder.out > first && coder.out[-1] == 0xFF ? 34 : 35); };
   if (coder.out < first) append(0);
   while (low >= ones() || high < ones()) append(low >> 27 < 0xFF ? low >> 27 : 0xFF);

@@ -24,7 +24,7 @@
 
 namespace mox::MOX_TARGET {
 
-// Of a number that is not 0.
+// x is not 0.
 inline int leadingZeros(uint32_t x) { return __builtin_clz(x); }
 inline int leadingZeros(uint64_t x) { return __builtin_clzll(x); }
 

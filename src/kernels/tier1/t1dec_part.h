@@ -35,8 +35,8 @@ void forEachPart(const DecodePass& pass, const Body& body) {
   for (int y = 0; y < pass.height; y += 4) {
     const int left = pass.height - y;
     const bool above = y > 0, below = left > 4;
-    // A row without such neighbours gets words that are written back unchanged, apart from those in use: a store to the
-    // stripe itself would have to be waited for.
+    // A row without such neighbours gets the words of an adjacent stripe, if there is one, which are written back
+    // unchanged. The stripe's own words would make later loads wait for that store.
     FlagWord* const unused = above ? flags - words : below ? flags + words : flags;
     const uint64_t rows = left >= 4 ? ~UINT64_C(0) : kTop * ((1u << left) - 1);
     for (int x = 0; x < pass.width; x += kChunkColumns) {
