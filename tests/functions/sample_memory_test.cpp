@@ -16,7 +16,7 @@ namespace {
 using Bytes = std::vector<Mox8u>;
 using RegionFunction = MoxStatus (*)(const Mox8u*, int32_t, MoxRoiSize, Mox8u*, int32_t, MoxRoiSize);
 
-// What a function reads for an output region: source columns and rows, and what lies beside them.
+// What a function reads for an output region: source columns and rows, and their neighbours.
 struct Reads {
   int columns, rows, left, right, above, below;
 };

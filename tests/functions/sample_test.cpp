@@ -224,7 +224,7 @@ Bytes triangleH2V2(const Bytes& a, const Bytes& b) {
   return d;
 }
 
-// A copy of a row between guard pages, its last sample or its first beside one.
+// A copy of a row between guard pages, its last or first sample next to one.
 class GuardedRow {
  public:
   GuardedRow(const Bytes& row, bool atEnd)

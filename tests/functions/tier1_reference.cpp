@@ -28,8 +28,8 @@ const Row kTable[47] = {
 
 int initialState(int context) { return context == 0 ? 46 : context == 1 ? 3 : context == 2 ? 4 : 0; }
 
-// The neighbourhood of a coefficient, whatever holds the flags: `significant(x, y)` and `negative(x, y)` are not asked
-// for places outside the block or hidden by causal contexts; nothing is there.
+// The neighbourhood of a coefficient, for any storage of the flags. `significant(x, y)` and `negative(x, y)` are not
+// called for places outside the block or hidden by causal contexts: these count as insignificant.
 struct Neighbourhood {
   int h, v, d;  // numbers of significant neighbours
   int sh, sv;   // sign contributions, -1 to 1

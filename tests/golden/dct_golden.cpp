@@ -8,7 +8,7 @@ namespace {
 
 constexpr int kRounds = 200;
 
-// Arbitrary tables and tables as a codec has them, in turn.
+// Arbitrary and typical tables, alternating.
 std::vector<Mox16u> table(Random& random, int round, void (*realistic)(Random&, Mox16u*)) {
   std::vector<Mox16u> values = seeded<Mox16u>(random, 64);
   if (round % 2) realistic(random, values.data());

@@ -40,7 +40,7 @@ inline void makeBlocks(Random& random, Mox16s* blocks, int n, int bits = 15) {
   }
 }
 
-// Bits that are wrong, markers, ends that come too early: every decoder must treat them alike.
+// Wrong bits, markers, early ends: every decoder must treat them alike.
 inline void damage(Random& random, Mox8u* bytes, int length) {
   for (int i = random.below(5); i > 0; i--) bytes[random.below(length)] ^= static_cast<Mox8u>(1 << random.below(8));
   for (int i = random.below(3); i > 0; i--) bytes[random.below(length)] = 0xFF;

@@ -4,7 +4,7 @@
 // eight values of each block, computes what chroma adds to the colours once, repeats it for the pixels that share it,
 // adds luminance, and stores pixels; nothing is kept in memory in between. Block values may be of any size, and the
 // results are those of sums without a limit: what saturates here on the way to bytes would have been clamped in any
-// case. An MCU has no ragged end: nothing is left to the definition.
+// case. Every MCU is complete: nothing is left to the definition.
 #include "kernels/colour/mcu.h"
 #include "kernels/colour/mcu_vec.h"
 

@@ -3,7 +3,7 @@
 // The definition visits each chroma value and the pixels that share it (mcuToBlocks). Here a step takes vectors whose
 // 128-bit blocks are rows of eight pixels (which rows: kVectors, below): their results are rows of the blocks that are
 // stored as they are, and nothing is kept in memory in between. Pixels that share chroma are added before chroma is
-// computed, which rounds once, as the definition does. An MCU has no ragged end: nothing is left to the definition.
+// computed, which rounds once, as the definition does. Every MCU is complete: nothing is left to the definition.
 #include "kernels/colour/mcu.h"
 #include "kernels/colour/mcu_vec.h"
 #include "kernels/colour/ycc_vec.h"

@@ -1,7 +1,7 @@
 // Vectors of colours, one byte a pixel in each, to rows of every layout.
 //
-// The stores take colours, not samples: inSampleOrder() brings them into the order of the pixel, and refuses a pixel
-// that has a sample for which no value is given.
+// The stores take colours, not samples: inSampleOrder() brings them into the order of the pixel, and does not compile
+// for a pixel with a sample that gets no value.
 #pragma once
 
 #include "kernels/bytes.h"

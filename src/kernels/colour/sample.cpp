@@ -9,9 +9,9 @@
 //
 // The same code serves every target. Targets differ in the width of VMax and in the operations (vec/): dotU8 is one
 // instruction from SSSE3 on, packsU16Linear has a permutation on AVX2 and AVX-512. Three more differences are here:
-// prefetching (prefetchAround) is compiled for vectors above 128 bits only, narrowPairs asks kHasMulRound16, and upH2V2
-// asks kHasShlJoined16. Rows shorter than a vector are left to the plain loops, and so are the ends of up-sampled rows,
-// whose neighbours come from elsewhere.
+// prefetching (prefetchAround) is compiled for vectors above 128 bits only, narrowPairs depends on kHasMulRound16, and
+// upH2V2 on kHasShlJoined16. Rows shorter than a vector are left to the plain loops, and so are the ends of up-sampled
+// rows, whose neighbours come from elsewhere.
 #include "kernels/colour/sample.h"
 
 #include "kernels/vec/prefetch.h"

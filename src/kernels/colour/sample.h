@@ -16,8 +16,8 @@ struct Bias {
 //
 // Down-sampling reads 2 * count samples of each source row.
 //
-// Up-sampling reads (count + 1) / 2 samples of each source row; what lies beside them at either end is handed in: a
-// sample for H2V1, a column sum for H2V2. An odd count does not need `after`.
+// Up-sampling reads (count + 1) / 2 samples of each source row; their neighbours at either end are arguments: a sample
+// for H2V1, a column sum for H2V2. An odd count does not need `after`.
 struct SampleKernels {
   void (*downH2V1)(const Mox8u* src, Mox8u* dst, ptrdiff_t count, Bias bias);
   void (*downH2V2)(const Mox8u* upper, const Mox8u* lower, Mox8u* dst, ptrdiff_t count, Bias bias);

@@ -1,8 +1,8 @@
 // The inverse transform.
 //
 // The definition takes one row, then one column at a time (dct.h). Here rows, as many as a vector holds, are
-// dequantised and multiplied by their matrices (dct_vec.h); rows 4 to 7 are skipped where they are zero, as they mostly
-// are. Then the butterfly runs on all eight columns at once, a 128-bit vector being a row, or 256 bits two rows that
+// dequantised and multiplied by their matrices (dct_vec.h); rows 4 to 7 are skipped if they are zero, as in most
+// blocks. Then the butterfly runs on all eight columns at once, a 128-bit vector being a row, or 256 bits two rows that
 // need the same operations. Nothing is left to the definition.
 #include "kernels/dct/dct_vec.h"
 

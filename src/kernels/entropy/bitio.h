@@ -96,7 +96,7 @@ class BitWriter {
  private:
   bool full() const { return static_cast<uint32_t>(position) >= static_cast<uint32_t>(length); }
 
-  // A byte of 0xFF is followed by a stuffed 0x00, so that it is no marker.
+  // A byte of 0xFF is followed by a stuffed 0x00, so that it does not start a marker.
   MoxStatus putByte(uint32_t byte) {
     if (full()) return moxStatusOutOfBuffer;
     dst[position++] = static_cast<Mox8u>(byte);

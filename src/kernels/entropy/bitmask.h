@@ -11,7 +11,7 @@ namespace mox::MOX_TARGET {
 constexpr uint64_t positions(Band band) { return ~uint64_t{0} >> (63 - band.end) & ~uint64_t{0} << band.start; }
 static_assert(positions({1, 63, 0}) == ~uint64_t{1} && positions({63, 63, 0}) == uint64_t{1} << 63);
 
-// The n-th (from 0) bit of a mask that is set; 0 if there is none.
+// The n-th (from 0) set bit of a mask; 0 if there is none.
 MOX_INLINE uint64_t nthBit(uint64_t mask, int n) {
   if constexpr (kHasBitDeposit) return depositBits(uint64_t{1} << n, mask);
   for (; n > 0; n--) mask &= mask - 1;

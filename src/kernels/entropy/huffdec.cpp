@@ -91,7 +91,7 @@ struct Natural {
 };
 constexpr uint64_t cursorAt(uint64_t position) { return position * 16 - 1; }
 
-// One object, because the loop has no register to spare for a second address.
+// One object, because the loop has no free register for a second address.
 struct Tables {
   HeldRows held;
   Natural natural;
@@ -152,7 +152,7 @@ struct Window {
     return refill(source);
   }
 
-  // The value of `size` bits, perhaps none, after a code. A top bit of 0 means a negative value.
+  // The value of `size` bits, which may be 0, after a code. A top bit of 0 means a negative value.
   MOX_INLINE int valueAfter(uint64_t length, uint64_t size) const {
     const uint64_t rest = bits << length;
     const uint64_t negative = static_cast<uint64_t>(static_cast<int64_t>(~rest) >> 63);
@@ -174,8 +174,8 @@ struct Window {
   uint64_t heldRow;   // what the plain reader would hold
 
  private:
-  // Refills if one of the next 8 bytes is 0xFF, as is likely near the limit, and a stuffed 0x00 follows it: without the
-  // 0x00 they are 7 bytes of data. (The eighth byte is never taken, so what follows it does not matter.)
+  // Refills if one of the next 8 bytes is 0xFF (likely near the limit) and a stuffed 0x00 follows it: without the 0x00
+  // they are 7 bytes of data. (The eighth byte is never taken, so what follows it does not matter.)
   bool refillAcrossFF(Source& source) {
     if (source.end - next < 8) return false;
     uint64_t bytes = get<uint64_t>(next);  // the first one lowest
@@ -219,7 +219,8 @@ MOX_INLINE void hide([[maybe_unused]] uint64_t& number) {
 #endif
 }
 
-// The code at the top of the window by the lookup table. If that has none, the length is 0 or another impossible one.
+// The code at the top of the window by the lookup table. If the table lacks it, the length is 0 or otherwise
+// impossible.
 struct ShortCode {
   MOX_INLINE ShortCode(const DecodeSpec& table, uint64_t bits) {
     // Length and symbol are loaded separately, each by its own index: fewer steps before the next code.

@@ -14,7 +14,8 @@ alignas(16) inline constexpr uint16_t kShifts[8] = {1 << 9, 1 << 10, 1 << 11, 1 
 alignas(16) inline constexpr uint16_t kUnshifted[8] = {0, 0, 0, 0, 0, 0, 0, 0xFFFF};
 
 // The code at the top of the window, as its length << 16 | symbol; 0 if no length has it. It is the shortest length
-// whose last code is not below the bits. All lengths are compared at once: none can be predicted.
+// whose last code is not below the bits. All lengths are compared at once, as a branch on the length could not be
+// predicted.
 [[gnu::noinline]] inline uint32_t longCode(const DecodeSpec& table, uint64_t window) {
   const uint32_t bits = static_cast<uint32_t>(window >> 48);
   const V128 all = set16<V128>(static_cast<int>(bits)), last = load<V128>(&table.lastCode[kLookup + 1]);

@@ -130,7 +130,7 @@ int rebuildSerially(const Mox16s* differences, const Mox16s* above, Mox16s* dst,
   return n;
 }
 
-// Rebuilds the columns before x, but for column 0 perhaps, which holds its sample already; returns x.
+// Rebuilds the columns before x and returns x. Column 0 may already hold its sample.
 template <int Predictor>
 MOX_INLINE int rebuildVectors(const Mox16s* differences, const Mox16s* above, Mox16s* dst, int n) {
   if constexpr (Predictor == 1) {

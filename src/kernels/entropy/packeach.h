@@ -1,5 +1,5 @@
-// The coefficients of a block into the accumulator one by one: for targets without AVX-512, and on it for blocks with
-// runs of 16 zeros.
+// Appends the coefficients of a block to the accumulator one by one: for targets without AVX-512, and on AVX-512 for
+// blocks with runs of 16 zeros.
 #pragma once
 
 #include "kernels/entropy/huffenc.h"

@@ -14,8 +14,8 @@ namespace mox::MOX_TARGET {
 
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the buffer holds the accumulator's bytes from last to first");
 
-// Bits on their way into a buffer that is filled downwards from its end: the last `used` bits of the accumulator are
-// not yet stored, those above them are.
+// Bits that go to a buffer, which is filled downwards from its end: the last `used` bits of the accumulator are not yet
+// stored, those above them are.
 struct Packer {
   uint64_t accumulator;
   uint64_t used;
@@ -114,8 +114,8 @@ MOX_INLINE bool appendVector(const uint8_t* end, int count, Mox8u* out, int room
   return true;
 }
 
-// Appends any number of bytes where `room` bytes of destination are left. Null if they might be too few: what has been
-// written by then is what the definition writes there, too.
+// Appends any number of bytes where `room` bytes of destination are left. Null if that might not be enough; the bytes
+// written by then are those that the definition writes.
 [[gnu::noinline]] inline Mox8u* appendLong(const uint8_t* end, int count, Mox8u* out, int room) {
   constexpr int kStep = VMax::kBytes;
   for (int done = 0; done < count; done += kStep)

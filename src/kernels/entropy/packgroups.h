@@ -1,6 +1,6 @@
-// The coefficients of a block into the accumulator sixteen at a time, with AVX-512: their positions are compressed,
-// their codes gathered; shifts join each code to its value and then pairs of these, so that the accumulator takes a
-// pair at once.
+// Appends the coefficients of a block to the accumulator sixteen at a time, with AVX-512. Their positions are
+// compressed and their codes gathered. Shifts join each code to its value, then pairs of these, so that the accumulator
+// takes a pair at once.
 #pragma once
 
 #include "kernels/entropy/huffenc.h"

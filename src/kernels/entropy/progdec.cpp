@@ -3,11 +3,11 @@
 // Most blocks of a progressive scan take a few bits or none, so the cost of a call is what counts: the bit reader lives
 // in registers and loads its bytes in groups, and a block inside an end-of-band run is done before there is a reader.
 //
-// Refinements are harder. The definition visits every coefficient of the band and asks for one bit at a time, each a
-// branch that cannot be predicted. Here the block is a mask of its coefficients that are not 0, in zig-zag order. A
-// run of zeros ends at the n-th 0 of the mask; the coefficients that it passes are the 1s before that, and their
-// correction bits are taken all at once. These bits, and the new coefficients, are collected as masks, too, and
-// applied to the block at the end. States that no call leaves go to the definition.
+// Refinements are harder. The definition visits every coefficient of the band and reads one bit at a time, each a
+// branch that cannot be predicted. Here the block is a mask of its coefficients that are not 0, in zig-zag order. A run
+// of zeros ends at the n-th 0 of the mask; the coefficients that it passes are the 1s before that, and their correction
+// bits are taken all at once. These bits, and the new coefficients, are collected as masks, too, and applied to the
+// block at the end. States that no call leaves go to the definition.
 #include "kernels/entropy/progdec.h"
 
 #include "kernels/entropy/bitmask.h"

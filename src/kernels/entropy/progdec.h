@@ -140,7 +140,7 @@ MoxStatus passCoefficients(Reader& in, Mox16s* dst, Band band, int& k, int zeros
   return moxStatusOk;
 }
 
-// Any size but 0 counts as 1. A new coefficient that the band has no position left for is dropped.
+// Any size but 0 counts as 1. A new coefficient past the end of the band is dropped.
 template <class Reader>
 MoxStatus walkACRefine(Reader& in, Mox16s* dst, Band band, const DecodeSpec& table, int32_t& blocks) {
   int k = band.start;

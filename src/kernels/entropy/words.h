@@ -17,8 +17,8 @@ namespace mox {
   return __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? word : __builtin_bswap64(word);
 }
 
-// Not 0 if a byte is 0xFF: the top bit of the lowest such byte is set. Bits of bytes above it mean nothing, as 0xFE
-// takes a borrow for 0xFF there.
+// Not 0 if a byte is 0xFF: the top bit of the lowest such byte is set. Bits of bytes above it are meaningless: a borrow
+// makes 0xFE look like 0xFF there.
 template <class Word>
 constexpr Word bytesOfFF(Word word) {
   constexpr Word kOnes = static_cast<Word>(0x0101010101010101u);

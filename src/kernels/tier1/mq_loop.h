@@ -188,7 +188,7 @@ class MqSource {
   mq::Word a_, c_;
   int ahead_;
   uint64_t words_[mq::kContexts];
-  // A copy of kStateWord on the stack, 752 bytes a pass: the loops have no register to spare for the table's address.
+  // A copy of kStateWord on the stack, 752 bytes a pass: the loops have no free register for the table's address.
   std::array<uint64_t, mq::kStates> next_;
 };
 

@@ -1,6 +1,6 @@
 // Lines without vectors: samples and coefficients go through local arrays, in pieces of kPiece pairs, even and odd
-// halves apart, so that each lifting step is a loop over independent elements. The compiler's vectoriser (switched on
-// for these files) makes of it what the target has.
+// halves apart, so that each lifting step is a loop over independent elements. The compiler vectorises it (switched on
+// for these files) as far as the target allows.
 #pragma once
 
 #include <cstring>
@@ -20,8 +20,8 @@ inline void eachPiece(Line line, const Piece& piece) {
   for (ptrdiff_t from = -line.phase; from < end; from += kPiece) piece(from, std::min(from + kPiece, end));
 }
 
-// Takes the elements from `from` to `to`: between `begin` and `end` they are in memory as they are wanted, and `inside`
-// takes them; elsewhere `one` takes each.
+// Takes the elements from `from` to `to`: between `begin` and `end` they are in memory in the required form, and one
+// call of `inside` takes them; elsewhere `one` takes each.
 template <Edges How, class One, class Inside>
 MOX_INLINE void eachInPiece(ptrdiff_t from, ptrdiff_t to, ptrdiff_t begin, ptrdiff_t end, const One& one,
                             const Inside& inside) {

@@ -6,7 +6,7 @@
 // memory. Out of place the filtered columns need not be stored at all: each row goes through the row filter as soon as
 // it leaves the pipeline of the column filter. That is one pass.
 //
-// A Filter has, besides what lines.h asks of it,
+// A Filter has, besides what lines.h requires,
 //   forwardLine, inverseLine          a line of kShortest samples or more
 //   forwardColumns, inverseColumns    kShortest rows or more, from a RowPipeline
 //   forwardPair, inversePair          lines of two samples, where kShortest is 3
@@ -197,7 +197,7 @@ struct Level {
            !(roi.y & roi.height & 1);
   }
 
-  // The rows on their way, each at the beginning of a cache line if the buffer has room for that.
+  // The rows in the pipeline, each starting at a cache line if the buffer has room for that.
   static Plane<T> ring(const MoxRect& roi, Mox8u* buffer) {
     constexpr ptrdiff_t kLine = 64;
     const Plane<T> plane = bufferPlane(roi, buffer);

@@ -1,8 +1,8 @@
 // The component transforms, element by element, without a table, a carry or a shuffle: the loops below are the
 // definition, and the compiler's own vectoriser (switched on for this file) makes of them what memory can feed.
 //
-// `restrict` and `ivdep` promise that no element written is read by a later turn of the loop. This holds: the planes of
-// an image do not overlap each other, nor the pixels.
+// `restrict` and `ivdep` promise that no element written is read by a later iteration. This holds: the planes of an
+// image do not overlap each other, nor the pixels.
 #include "kernels/wavelet/rct.h"
 #include "kernels/bytes.h"
 
