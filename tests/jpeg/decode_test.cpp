@@ -187,7 +187,7 @@ TEST_F(ResyncTest, ARepeatedIntervalIsPassedOver) {
   EXPECT_EQ(differing(withInserted(file_, markers_[4], copy)), std::vector<int>{});
 }
 
-TEST_F(ResyncTest, StrayBytesAheadOfAMarkerArePassedOver) {
+TEST_F(ResyncTest, StrayBytesBeforeAMarkerArePassedOver) {
   EXPECT_EQ(differing(withInserted(file_, markers_[3], {0x12, 0x34, 0x56, 0x78, 0x9A})), std::vector<int>{});
   EXPECT_TRUE(warning_.starts_with("extra data before a marker")) << warning_;
   const Decoded filled = decodeFile(withInserted(file_, markers_[3], {0, 0, 0xFF, 0xFF}));

@@ -180,7 +180,7 @@ TEST_F(HeaderTest, ComponentsOfOneIdentifierAreTakenInTurn) {
   EXPECT_EQ(largestDifference(decodeFile(same).picture, decodeFile(file_).picture), 0);
 }
 
-TEST_F(HeaderTest, LimitsAreCheckedAheadOfMemory) {
+TEST_F(HeaderTest, LimitsAreCheckedBeforeMemory) {
   File huge = file_;
   for (int i = 1; i <= 4; ++i) huge[at(marker::sof0, i)] = 0xFF;
   expectProblem(Kind::limit, "65535 x 65535 pixels", [&] { decodeFile(huge); });
