@@ -9,14 +9,11 @@ MoxStatus moxiEncodeHuffman8x8_JPEG_16s1u_C1(const Mox16s* pSrc, Mox8u* pDst, in
                                              Mox16s* pLastDC, const MoxEncodeHuffmanSpec* pDCTable,
                                              const MoxEncodeHuffmanSpec* pACTable, MoxEncodeHuffmanState* pState,
                                              int32_t flush) {
-  if (const MoxStatus bad = Check()
-                                .pointers(pDst)
-                                .length(dstLen)
-                                .pointers(pDstCurPos, pState)
-                                .unless(flush)
-                                .pointers(pSrc, pLastDC, pDCTable, pACTable))
-    return bad;
-  if (flush) return definition::flushBits(pDst, dstLen, pDstCurPos, pState);
+  // Two chains: a block takes fewer instructions than with one that skips its last links.
+  if (const MoxStatus bad = Check().pointers(pDst).length(dstLen).pointers(pDstCurPos, pState)) return bad;
+  if (flush) [[unlikely]]
+    return definition::flushBits(pDst, dstLen, pDstCurPos, pState);
+  if (const MoxStatus bad = Check().pointers(pSrc, pLastDC, pDCTable, pACTable)) return bad;
   return kernels::huffEncode().block(pSrc, pDst, dstLen, pDstCurPos, pLastDC, pDCTable, pACTable, pState);
 }
 

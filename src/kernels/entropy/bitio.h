@@ -109,8 +109,9 @@ class BitWriter {
 
 namespace definition {
 
-// Pads and writes the pending bits; the state is cleared even when the destination is full.
-inline MoxStatus flushBits(Mox8u* dst, int32_t length, int32_t* position, EncodeState* state) {
+// Pads and writes the pending bits; the state is cleared even when the destination is full. Not inlined, so that an
+// export that flushes once per segment saves no registers for it in every call that encodes a block.
+[[gnu::noinline]] inline MoxStatus flushBits(Mox8u* dst, int32_t length, int32_t* position, EncodeState* state) {
   BitWriter out(dst, length, *position, *state);
   const MoxStatus status = out.pad();
   *position = out.position;

@@ -49,12 +49,13 @@ struct Packer {
   template <class Block>
   MOX_INLINE bool coefficient(const EncodeSpec& table, const Block& block, uint64_t position, uint64_t last) {
     uint64_t distance = position - last;
-    while (distance > 16) {
-      flush();
-      if (!symbol(table, kZeroRun, 0, 0)) return false;
-      flush();
-      distance -= 16;
-    }
+    if (distance > 16) [[unlikely]]
+      do {
+        flush();
+        if (!symbol(table, kZeroRun, 0, 0)) return false;
+        flush();
+        distance -= 16;
+      } while (distance > 16);
     const uint64_t width = block.size[position];
     return symbol(table, distance * 16 + width - 16, width, block.bits[position]);
   }
@@ -94,6 +95,12 @@ MOX_INLINE void storeExactly(VMax bytes, int count, Mox8u* out) {
   } else {
     alignas(VMax::kBytes) uint8_t copy[VMax::kBytes];
     store(copy, bytes);
+    if constexpr (kHasMaskedStore32) {  // one branch that can be predicted; those below depend on every block's length
+      if (count >= 4) [[likely]] {
+        storeFirst32(out, bytes, count / 4);
+        return put(out + count - 4, get<uint32_t>(copy + count - 4));
+      }
+    }
     if (count >= 16) return storeOverlapping<V128>(copy, count, out);
     if (count >= 8) return storeOverlapping<uint64_t>(copy, count, out);
     if (count >= 4) return storeOverlapping<uint32_t>(copy, count, out);

@@ -178,18 +178,19 @@ MOX_INLINE bool packBefore(const RefineBlock& block, uint64_t before, const Enco
                            uint64_t& passing, int& run) {
   passing = block.known & before;
   run = __builtin_popcountll(before ^ passing);
-  while (run > 15) {
-    // The code is due at the first coefficient that is not 0 after 16 zeros: it corrects those before its last zero.
-    const uint64_t sixteenth = nthBit(before & ~block.known, 15);
-    const uint64_t until = sixteenth | (sixteenth - 1);
-    if (!out.symbol(table, kZeroRun, 0, 0)) return false;
-    out.flush();
-    const uint64_t corrected = passing & until;
-    packCorrections(gathered(block.odd, corrected), __builtin_popcountll(corrected), out);
-    before &= ~until;
-    passing &= ~until;
-    run -= 16;
-  }
+  if (run > 15) [[unlikely]]
+    do {
+      // The code is due at the first coefficient that is not 0 after 16 zeros: it corrects those before its last zero.
+      const uint64_t sixteenth = nthBit(before & ~block.known, 15);
+      const uint64_t until = sixteenth | (sixteenth - 1);
+      if (!out.symbol(table, kZeroRun, 0, 0)) return false;
+      out.flush();
+      const uint64_t corrected = passing & until;
+      packCorrections(gathered(block.odd, corrected), __builtin_popcountll(corrected), out);
+      before &= ~until;
+      passing &= ~until;
+      run -= 16;
+    } while (run > 15);
   return true;
 }
 

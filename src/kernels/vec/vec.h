@@ -127,6 +127,9 @@ inline constexpr bool kHasPermute8 = V::kBytes == 64;
 // stores a kernel must store the last bytes as words.
 inline constexpr bool kHasMaskedStore8 = kIsa == Isa::avx512;
 
+// storeFirst32(p, a, n): VMax: the first n 32-bit lanes, all of them from kBytes / 4 on; no other byte is touched.
+inline constexpr bool kHasMaskedStore32 = kIsa == Isa::avx2;
+
 // loadInterleaved(p, v), storeInterleaved(p, a, b, c[, d]): 3 or 4 vectors whose bytes are interleaved in memory;
 // storeHalvesInterleaved(low, high, a, b, c): their lower halves to `low`, their upper halves to `high`.
 inline constexpr bool kHasInterleaved = kIsa == Isa::neon;
@@ -177,6 +180,8 @@ MOX_INLINE uint64_t nonZero16(V a, V b) {
 
 template <class V>
 void storeFirst(void* p, V a, int n);
+template <class V>
+void storeFirst32(void* p, V a, int n);
 
 uint64_t depositBits(uint64_t from, uint64_t mask);
 uint64_t extractBits(uint64_t from, uint64_t mask);

@@ -153,6 +153,11 @@ MOX_INLINE V256 permute64Linear(V256 a) {
 MOX_INLINE V256 equal8(V256 a, V256 b) { return {_mm256_cmpeq_epi8(a.r, b.r)}; }
 MOX_INLINE V256 abs16(V256 a) { return {_mm256_abs_epi16(a.r)}; }
 MOX_INLINE V256 packedInOrder(V256 a) { return permute64Linear<_MM_SHUFFLE(3, 1, 2, 0)>(a); }
+MOX_INLINE void storeFirst32(void* p, V256 a, int n) {
+  const __m256i there = _mm256_cmpgt_epi32(_mm256_set1_epi32(n), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+  _mm256_maskstore_epi32(static_cast<int*>(p), there, a.r);
+}
+
 MOX_INLINE V256 reverse8(V256 a) {
   const V256 blocks =
       shuffle8(a, {_mm256_broadcastsi128_si256(_mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0))});
