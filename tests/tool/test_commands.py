@@ -319,11 +319,15 @@ class OptionsOfInputs(ToolTest):
 class FewThreads(ToolTest):
     """Fewer threads than asked for where no more can be started: the same outputs, no word."""
 
-    SPACE = 120 << 20  # of addresses, for the stacks of some threads
+    # Stacks of so many bytes fit the address space two or three times, and what is left does for the picture.
+    STACK, SPACE = 64 << 20, 230 << 20
 
     def expect_in_little_space(self, *arguments):
-        limit = lambda: resource.setrlimit(resource.RLIMIT_AS, (self.SPACE, self.SPACE))
-        return self.expect(OK, *arguments, preexec_fn=limit)
+        def limit():
+            resource.setrlimit(resource.RLIMIT_STACK, (self.STACK, self.STACK))
+            resource.setrlimit(resource.RLIMIT_AS, (self.SPACE, self.SPACE))
+
+        return self.expect(OK, *arguments, preexec_fn=limit, env={**os.environ, "MALLOC_ARENA_MAX": "1"})
 
     def test_of_a_picture(self):
         self.write("a.ppm", pnm(smooth(640, 480, 3)))
