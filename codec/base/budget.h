@@ -1,5 +1,5 @@
-// The memory limit of a coder. Everything that grows with the sizes in a file's headers is charged before it is
-// allocated.
+// The memory limit of a reader or an engine. What grows with the sizes in a file's headers is charged before it is
+// allocated. Conversions between picture types and the lossless encoder are not charged yet.
 #pragma once
 
 #include <cstdint>

@@ -12,8 +12,8 @@
 
 namespace moxj {
 
-// Only one thread at a time may use a pool. The thread that calls forEach() works too, so a pool of one has no threads
-// of its own. Threads are started when there are tasks for them; if one cannot be started, the others do its work.
+// Only one thread at a time may use a pool. The thread that calls forEach() works too, so a pool of one starts no
+// threads. Threads are started when there are tasks for them; if one cannot be started, the others do its work.
 class Workers {
  public:
   explicit Workers(int count) : count_(count) {}
@@ -38,8 +38,8 @@ class Workers {
     const Task& task;
     std::size_t tasks;
     std::atomic<std::size_t> next = 0;
-    int helpers = 0;  // guarded by mutex_, as is the following
-    std::exception_ptr failure;
+    int helpers = 0;             // guarded by mutex_
+    std::exception_ptr failure;  // guarded by mutex_
   };
 
   void run(std::size_t tasks, const Task& task);

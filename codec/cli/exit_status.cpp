@@ -1,4 +1,4 @@
-// Kinds of problems as exit statuses, and the names of the options behind settings.
+// Maps kinds of problems to exit statuses, and adds the option to change.
 #include "cli/exit_status.h"
 
 #include <new>

@@ -1,4 +1,4 @@
-// Temporary files beside their targets, symbolic links, permissions and direct writes.
+// Temporary files next to their targets, symbolic links, permissions and direct writes.
 #include "cli/output.h"
 
 #include <fcntl.h>

@@ -32,7 +32,7 @@ class OutputFile {
 
   // Writes two pieces, one after the other, in as few system calls as possible.
   void write(std::span<const std::uint8_t> first, std::span<const std::uint8_t> second = {});
-  // Ends writing: the file has no name of its own yet.
+  // Ends writing: the file is not yet renamed to its target.
   void close();
   void finish();
 

@@ -1,4 +1,4 @@
-// SIZ, COD, QCD, QCC, SOT and their neighbours as bytes.
+// Writes the marker segments of a codestream: SIZ, COD, QCD, QCC, SOT.
 #include "j2k/markerwriter.h"
 
 #include "base/bigendian.h"

@@ -17,8 +17,8 @@ struct Entry {
   PacketPlace place;
 };
 
-// The coordinate of a precinct on the reference grid (B.12.1.3). The first one starts where the tile does, unless it
-// starts on the precinct grid.
+// The coordinate of a precinct on the reference grid (B.12.1.3). Precinct 0 is at the tile's start, unless the
+// resolution starts on the precinct grid.
 Coord positionOf(Coord number, Coord resolutionStart, Coord tileStart, int precinctLog, int levels, int subsampling) {
   const bool onGrid = (resolutionStart & ((Coord{1} << precinctLog) - 1)) == 0;
   if (number == 0 && !onGrid) return tileStart;

@@ -75,7 +75,7 @@ void EntropyReader::startInterval() {
       // The distance from the expected number decides (modulo 8):
       //   +1, +2   markers were lost; this one is kept until its interval is reached
       //   -1, -2   this one is late; it is skipped
-      //   others   its number may be damaged; decoding resumes here for want of anything better
+      //   others   its number may be damaged; decoding resumes here as the best guess
       if (ahead <= 2) return;
       if (ahead < 6) return resume();
     } else if (!marker::isReserved(marker_)) {

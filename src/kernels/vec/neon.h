@@ -182,7 +182,6 @@ MOX_INLINE uint64_t nonZero8(V128 a) {
   return vgetq_lane_u16(vreinterpretq_u16_u8(sums), 0);
 }
 MOX_INLINE uint64_t equalBytes(V128 a, V128 b) { return nonZero8(wrap(vceqq_u8(u8(a), u8(b)))); }
-MOX_INLINE V128 equal8(V128 a, V128 b) { return wrap(vceqq_u8(u8(a), u8(b))); }
 
 template <>
 MOX_INLINE V128 loadSame<V128>(const void* p) {

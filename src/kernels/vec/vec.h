@@ -43,7 +43,7 @@
 //   Bits and masks
 //     bitAnd bitOr bitXor               a & b, a | b, a ^ b
 //     bitAndNot                         ~a & b
-//     equal8 equal16 negative16         masks of the lanes that are equal, below 0 (equal8: VMax, not on AVX-512)
+//     equal16 negative16                masks of the lanes that are equal, below 0
 //     keep(m, a)  select(m, a, b)       a where the mask is set, elsewhere 0, elsewhere b
 //     equalBytes(a, b)  nonZero8(a)     one bit for each byte, the first lowest: is equal, is not 0
 //     nonZero16(a, b)                   one bit for each 16-bit lane of a, then of b: is not 0

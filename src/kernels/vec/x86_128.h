@@ -130,7 +130,6 @@ MOX_INLINE V128 loadApart<V128>(const void* p, ptrdiff_t) {
 }
 MOX_INLINE void storeApart(void* p, ptrdiff_t, V128 a) { store(p, a); }
 
-MOX_INLINE V128 equal8(V128 a, V128 b) { return {_mm_cmpeq_epi8(a.r, b.r)}; }
 MOX_INLINE V128 abs16(V128 a) {
 #if defined(__SSSE3__)
   return {_mm_abs_epi16(a.r)};

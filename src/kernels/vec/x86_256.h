@@ -150,7 +150,6 @@ template <int Order>
 MOX_INLINE V256 permute64Linear(V256 a) {
   return {_mm256_permute4x64_epi64(a.r, Order)};
 }
-MOX_INLINE V256 equal8(V256 a, V256 b) { return {_mm256_cmpeq_epi8(a.r, b.r)}; }
 MOX_INLINE V256 abs16(V256 a) { return {_mm256_abs_epi16(a.r)}; }
 MOX_INLINE V256 packedInOrder(V256 a) { return permute64Linear<_MM_SHUFFLE(3, 1, 2, 0)>(a); }
 MOX_INLINE void storeFirst32(void* p, V256 a, int n) {
