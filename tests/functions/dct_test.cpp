@@ -356,19 +356,25 @@ TEST(Dct, rowSumsWrapIn32Bits) {
 
 using Real = std::array<double, 64>;
 
-double basis(int k, int j) {
-  return (k == 0 ? std::sqrt(0.125) : 0.5) * std::cos((2 * j + 1) * k * std::acos(-1.0) / 16);
-}
+const auto kBasis = [] {
+  std::array<std::array<double, 8>, 8> basis{};
+  for (int k = 0; k < 8; k++)
+    for (int j = 0; j < 8; j++)
+      basis[k][j] = (k == 0 ? std::sqrt(0.125) : 0.5) * std::cos((2 * j + 1) * k * std::acos(-1.0) / 16);
+  return basis;
+}();
 
-// `coefficient(u, x)` of both dimensions: the forward transform, or with the roles exchanged the inverse.
+// The forward transform, or with the roles of frequency and sample exchanged the inverse; rows, then columns.
 template <bool Inverse>
 Real transform(const Block& in) {
-  Real out{};
+  const auto weight = [](int to, int from) { return Inverse ? kBasis[from][to] : kBasis[to][from]; };
+  Real rows{}, out{};
+  for (int x = 0; x < 8; x++)
+    for (int v = 0; v < 8; v++)
+      for (int y = 0; y < 8; y++) rows[8 * x + v] += in[8 * x + y] * weight(v, y);
   for (int u = 0; u < 8; u++)
     for (int v = 0; v < 8; v++)
-      for (int x = 0; x < 8; x++)
-        for (int y = 0; y < 8; y++)
-          out[8 * u + v] += in[8 * x + y] * (Inverse ? basis(x, u) * basis(y, v) : basis(u, x) * basis(v, y));
+      for (int x = 0; x < 8; x++) out[8 * u + v] += rows[8 * x + v] * weight(u, x);
   return out;
 }
 
