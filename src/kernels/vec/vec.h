@@ -75,7 +75,9 @@
 #error "libmoxj is exact to the bit: build it without -ffast-math and the options that are part of it"
 #endif
 
+#ifndef MOX_INLINE
 #define MOX_INLINE [[gnu::always_inline]] inline
+#endif
 
 namespace mox::MOX_TARGET {
 
