@@ -1,31 +1,12 @@
 // All 2^24 colours through every colour function that takes bytes, on columns of groups and on columns of the tail.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "moxcore.h"
 #include "support/colour.h"
 #include "support/targets.h"
 
 namespace test {
 namespace {
-
-#if defined(__has_feature)
-#define MOX_HAS_FEATURE(feature) __has_feature(feature)
-#else
-#define MOX_HAS_FEATURE(feature) 0
-#endif
-
-// Slow runs test a sample of one channel's values, both ends included: unoptimised builds, sanitizers, and emulators,
-// which set MOX_TEST_SAMPLED.
-bool thorough() {
-#if !defined(__OPTIMIZE__) || defined(__SANITIZE_ADDRESS__) || MOX_HAS_FEATURE(thread_sanitizer) || \
-    MOX_HAS_FEATURE(address_sanitizer)
-  return false;
-#else
-  return !std::getenv("MOX_TEST_SAMPLED");
-#endif
-}
 
 class ColourAll : public testing::TestWithParam<ColourFunction> {};
 INSTANTIATE_TEST_SUITE_P(all, ColourAll, testing::ValuesIn(fromByteFunctions()),

@@ -278,4 +278,20 @@ const ColourFunction& functionNamed(const std::string& name) {
   throw std::invalid_argument(name);
 }
 
+#if defined(__has_feature)
+#define MOX_HAS_FEATURE(feature) __has_feature(feature)
+#else
+#define MOX_HAS_FEATURE(feature) 0
+#endif
+
+// This file has the optimisation of the tests that count; the tests' own files have none.
+bool thorough() {
+#if !defined(__OPTIMIZE__) || defined(__SANITIZE_ADDRESS__) || MOX_HAS_FEATURE(thread_sanitizer) || \
+    MOX_HAS_FEATURE(address_sanitizer)
+  return false;
+#else
+  return !std::getenv("MOX_TEST_SAMPLED");
+#endif
+}
+
 }  // namespace test

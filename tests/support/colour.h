@@ -141,6 +141,10 @@ std::vector<ColourFunction> fromByteFunctions();
 std::vector<ColourFunction> colourFunctions();
 const ColourFunction& functionNamed(const std::string& name);
 
+// Whether there is time for all colours. Slow runs test a sample of one channel's values, both ends included:
+// unoptimised builds, sanitizers, and emulators, which set MOX_TEST_SAMPLED.
+bool thorough();
+
 // For GoogleTest.
 void PrintTo(const ColourFunction& function, std::ostream* out);
 
