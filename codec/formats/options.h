@@ -1,0 +1,55 @@
+// All options of reading and writing, whatever the format. Zero, empty or false: not given.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "j2k/params.h"
+#include "jpeg/script.h"
+
+namespace moxj {
+
+struct ReadOptions {
+  int reduce = 0;           // JPEG 2000: resolution levels to skip
+  int layers = 0;           // JPEG 2000: quality layers to decode
+  bool nosmooth = false;    // JPEG: repeat samples instead of interpolating
+  bool fastMcu = false;     // JPEG: convert MCU by MCU
+  bool components = false;  // components and inks as they are coded: no palette, no conversion of inks to RGB
+  bool native = false;      // JPEG: also YCbCr as it is coded, not up-sampled (not an option of a file: never refused)
+};
+
+enum class Subsampling { none, s444, s422, s420 };
+
+struct WriteOptions {
+  // JPEG
+  int quality = 0;  // 1 to 100; default 75
+  Subsampling sample = Subsampling::none;  // default 4:2:0
+  bool grayscale = false;
+  bool progressive = false;
+  std::optional<jpeg::Script> scans;
+  bool optimize = false;
+  bool fastMcu = false;
+  int restart = 0;
+  bool restartInRows = false;
+  // both
+  bool lossless = false;
+  int predictor = 0, point = 0;  // of lossless JPEG
+  // JPEG 2000
+  double ratio = 0, bpp = 0;
+  std::optional<int> levels;
+  int blockWidth = 0, blockHeight = 0;
+  int tileWidth = 0, tileHeight = 0;
+  std::optional<j2k::Order> progression;
+  int layers = 0;
+  int modes = 0;
+};
+
+// An option by the name of its field, which is also its name on a command line (fastMcu: --fast-mcu).
+template <class Options>
+struct OptionField {
+  std::string_view name;
+  bool (*given)(const Options& options);
+};
+
+}  // namespace moxj

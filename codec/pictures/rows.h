@@ -1,0 +1,54 @@
+// The road of a picture: bands of rows go from a reader, through conversions, to a writer.
+#pragma once
+
+#include "base/outcome.h"
+#include "pictures/picture.h"
+
+namespace moxj {
+
+// Receives a picture from top to bottom. All functions throw Problem, after which no other function is called.
+class RowSink {
+ public:
+  virtual ~RowSink() = default;
+  // Once, before any rows: the layout of the picture.
+  virtual void begin(const Picture& layout) = 0;
+  // The next rows, one band; valid only during the call. A band has any number of rows. If planes are sub-sampled, all
+  // bands but the last have a multiple of each dy.
+  virtual void rows(const Picture& band) = 0;
+  // Once, after the last row.
+  virtual void end() = 0;
+};
+
+// Gives a picture to a sink: begin(), all rows, end(). Rows that cannot be decoded are given too, black or grey.
+class RowSource {
+ public:
+  virtual ~RowSource() = default;
+  virtual Outcome push(RowSink& sink) = 0;
+};
+
+// Keeps all rows. A picture that comes as one band with an owner is shared, not copied.
+class PictureCollector : public RowSink {
+ public:
+  explicit PictureCollector(Budget* budget = nullptr) : budget_(budget) {}
+  void begin(const Picture& layout) override;
+  void rows(const Picture& band) override;
+  void end() override {}
+  const Picture& picture() const { return picture_; }
+
+ private:
+  Budget* budget_;
+  Picture picture_;
+  int filled_ = 0;  // rows
+};
+
+// Gives a picture in memory to a sink, as one band.
+inline void pushPicture(const Picture& picture, RowSink& sink) {
+  Picture layout = picture;
+  for (Plane& plane : layout.planes) plane.samples = nullptr;
+  layout.owner = nullptr;
+  sink.begin(layout);
+  sink.rows(picture);
+  sink.end();
+}
+
+}  // namespace moxj
