@@ -6,6 +6,8 @@
 #include <new>
 #include <system_error>
 
+#include "base/arithmetic.h"
+
 namespace moxj {
 
 namespace {
@@ -43,26 +45,48 @@ Workers::~Workers() {
   for (std::thread& thread : threads_) thread.join();
 }
 
-void Workers::run(std::size_t tasks, const Task& task) {
-  Job job(task, tasks);
+void Workers::run(std::size_t tasks, const Task& task, const Report& report) {
+  if (tasks == 0) return;
   const bool nested = poolOfThread == this;
-  const std::size_t wanted = nested || tasks == 0 ? 0 : std::min(tasks, static_cast<std::size_t>(count_)) - 1;
+  const std::size_t wanted = nested ? 0 : std::min(tasks, static_cast<std::size_t>(count_)) - 1;
+  if (wanted > 0 && executor_) return runWithExecutor(tasks, task, report);
   if (wanted > threads_.size()) startThreads(wanted);
   const std::size_t helpers = std::min(wanted, threads_.size());
-  if (helpers == 0) {
+  Job job(task, report, 0, tasks);
+  if (helpers == 0)
     workOn(job, nested ? numberOfThread : 0);
-  } else {
-    {
-      const std::lock_guard lock(mutex_);
-      job_ = &job;
-    }
-    for (std::size_t i = 0; i < helpers; ++i) called_.notify_one();
-    workOn(job, 0);
-    std::unique_lock lock(mutex_);
-    job_ = nullptr;
-    left_.wait(lock, [&] { return job.helpers == 0; });
-  }
+  else
+    runWithThreads(job, helpers);
   if (job.failure) std::rethrow_exception(job.failure);
+  if (report) report(tasks);
+}
+
+void Workers::runWithThreads(Job& job, std::size_t helpers) {
+  {
+    const std::lock_guard lock(mutex_);
+    job_ = &job;
+  }
+  for (std::size_t i = 0; i < helpers; ++i) called_.notify_one();
+  workOn(job, 0);
+  std::unique_lock lock(mutex_);
+  job_ = nullptr;
+  left_.wait(lock, [&] { return job.helpers == 0; });
+}
+
+// The calling thread may only wait for the executor, so it could not report progress before the end: with a report, the
+// executor gets the tasks in several parts. What it leaves undone is done by the calling thread.
+void Workers::runWithExecutor(std::size_t tasks, const Task& task, const Report& report) {
+  constexpr std::size_t kParts = 64, kTasksOfALoop = 4;
+  const auto loops = static_cast<std::size_t>(count_);
+  const std::size_t part = report ? std::max(ceilDiv(tasks, kParts), loops * kTasksOfALoop) : tasks;
+  for (std::size_t first = 0; first < tasks; first += part) {
+    const std::size_t end = std::min(first + part, tasks);
+    Job job(task, report, first, end);
+    executor_(static_cast<int>(std::min(loops, end - first)), [&](int loop) { workOn(job, loop); });
+    workOn(job, 0);
+    if (job.failure) std::rethrow_exception(job.failure);
+    if (report) report(end);
+  }
 }
 
 void Workers::startThreads(std::size_t wanted) {
@@ -81,7 +105,7 @@ void Workers::startThreads(std::size_t wanted) {
 void Workers::help(int worker) {
   std::unique_lock lock(mutex_);
   for (;;) {
-    called_.wait(lock, [&] { return ending_ || (job_ && job_->next < job_->tasks); });
+    called_.wait(lock, [&] { return ending_ || (job_ && job_->next < job_->end); });
     if (ending_) return;
     Job& job = *job_;
     ++job.helpers;
@@ -94,10 +118,14 @@ void Workers::help(int worker) {
 
 void Workers::workOn(Job& job, int worker) {
   const AtWork atWork(this, worker);
-  for (std::size_t index; (index = job.next++) < job.tasks;) {
+  const bool reports = job.report && std::this_thread::get_id() == job.caller;
+  for (std::size_t index; (index = job.next++) < job.end;) {
     try {
       job.task(worker, index);
+      const std::size_t done = ++job.done;
+      if (reports && done < job.end) job.report(done);
     } catch (...) {
+      if (job.report) job.next = job.end;
       const std::lock_guard lock(mutex_);
       if (!job.failure) job.failure = std::current_exception();
     }

@@ -1,4 +1,4 @@
-// A pool of threads that is made once and used for many lists of tasks.
+// A pool of threads that is made once and used for many lists of tasks, or the caller's own threads.
 #pragma once
 
 #include <atomic>
@@ -8,15 +8,23 @@
 #include <functional>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace moxj {
 
+// Runs task(index) for each index below `tasks`, on any threads and in any order, and returns when all have returned.
+using Executor = std::function<void(int tasks, const std::function<void(int index)>& task)>;
+
 // Only one thread at a time may use a pool. The thread that calls forEach() works too, so a pool of one starts no
-// threads. Threads are started when there are tasks for them; if one cannot be started, the others do its work.
+// threads. Threads are started when there are tasks for them; if one cannot be started, the others do its work. With an
+// executor no threads are started: each forEach() hands it at most `count` loops over the tasks that are left.
 class Workers {
  public:
-  explicit Workers(int count) : count_(count) {}
+  // Gets the number of tasks that are done.
+  using Report = std::function<void(std::size_t done)>;
+
+  explicit Workers(int count, Executor executor = {}) : count_(count), executor_(std::move(executor)) {}
   ~Workers();
   Workers(const Workers&) = delete;
   Workers& operator=(const Workers&) = delete;
@@ -26,28 +34,38 @@ class Workers {
   // Calls work(worker, index) for each index below `tasks`; workers are numbered from 0. Tasks are started in the order
   // of their indices, so a task may wait for earlier ones. All tasks run, then the first exception is rethrown. Within
   // a task of the same pool, the tasks run one after the other on the calling worker.
+  //
+  // `report` is called now and then, always by the calling thread, at last when all tasks are done. With it, no more
+  // tasks are started after the first exception, which may also be that of `report`.
   template <class Work>
-  void forEach(std::size_t tasks, const Work& work) {
-    run(tasks, std::cref(work));
+  void forEach(std::size_t tasks, const Work& work, const Report& report = {}) {
+    run(tasks, std::cref(work), report);
   }
 
  private:
   using Task = std::function<void(int worker, std::size_t index)>;
   struct Job {
-    Job(const Task& t, std::size_t count) : task(t), tasks(count) {}
+    Job(const Task& t, const Report& r, std::size_t first, std::size_t last)
+        : task(t), report(r), next(first), end(last), done(first) {}
     const Task& task;
-    std::size_t tasks;
-    std::atomic<std::size_t> next = 0;
+    const Report& report;
+    const std::thread::id caller = std::this_thread::get_id();
+    std::atomic<std::size_t> next;
+    const std::size_t end;
+    std::atomic<std::size_t> done;
     int helpers = 0;             // guarded by mutex_
     std::exception_ptr failure;  // guarded by mutex_
   };
 
-  void run(std::size_t tasks, const Task& task);
+  void run(std::size_t tasks, const Task& task, const Report& report);
+  void runWithThreads(Job& job, std::size_t helpers);
+  void runWithExecutor(std::size_t tasks, const Task& task, const Report& report);
   void startThreads(std::size_t wanted);
   void help(int worker);
   void workOn(Job& job, int worker);
 
   int count_;
+  Executor executor_;
   bool full_ = false;  // no more threads can be started
   std::vector<std::thread> threads_;
   std::mutex mutex_;

@@ -14,8 +14,8 @@ namespace moxj {
 // end(), if they have long work left then. So a conversion in strips reports once, and one that collects the whole
 // picture runs from 0 to 100 % twice.
 struct Work {
-  explicit Work(const Limits& l = {}, Progress p = {}, int threads = 1)
-      : limits(l), budget(l.maxMemory), progress(std::move(p)), workers(threads) {}
+  explicit Work(const Limits& l = {}, Progress p = {}, int threads = 1, Executor executor = {})
+      : limits(l), budget(l.maxMemory), progress(std::move(p)), workers(threads, std::move(executor)) {}
 
   Limits limits;
   Budget budget;
