@@ -1,0 +1,53 @@
+// Keeps the bands of a picture.
+#include "pictures/rows.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace moxj {
+
+namespace {
+
+template <class Type>
+void copyRow(const Type* from, int fromStep, Type* to, int toStep, int width) {
+  for (std::ptrdiff_t x = 0; x < width; ++x) to[x * toStep] = from[x * fromStep];
+}
+
+void copyPlane(const Plane& from, const Plane& to) {
+  const int rows = std::min(from.height, to.height);
+  for (int y = 0; y < rows; ++y) {
+    visitRow(to, y, [&]<class Type>(Type* row) {
+      copyRow(from.row<const Type>(y), from.pixelStep, row, to.pixelStep, to.width);
+    });
+  }
+}
+
+// The element types must be the same.
+void copyRows(const Picture& from, const Picture& to) {
+  if (from.interleaved() && to.interleaved()) {
+    for (int y = 0; y < from.height; ++y) std::memcpy(to.row(y), from.row(y), to.rowBytes());
+    return;
+  }
+  for (std::size_t i = 0; i < to.planes.size(); ++i) copyPlane(from.planes[i], to.planes[i]);
+}
+
+}  // namespace
+
+void PictureCollector::begin(const Picture& layout) {
+  picture_ = layout;
+  filled_ = 0;
+}
+
+void PictureCollector::rows(const Picture& band) {
+  if (filled_ == 0 && band.height == picture_.height && band.owner) {
+    const std::shared_ptr<const Metadata> metadata = band.metadata ? band.metadata : picture_.metadata;
+    picture_ = band;
+    picture_.metadata = metadata;
+  } else {
+    if (filled_ == 0) picture_.allocate(budget_);
+    copyRows(band, picture_.band(filled_, band.height));
+  }
+  filled_ += band.height;
+}
+
+}  // namespace moxj
