@@ -1,12 +1,14 @@
-// The exit statuses of the tool, and what a problem of the codec becomes: a status and a message.
+// The exit statuses of the tool, and what a failure becomes: a status and a message.
 #pragma once
 
 #include <exception>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
-#include "base/problem.h"
+#include "moxcodec.h"
 
 namespace moxj {
 
@@ -25,18 +27,41 @@ struct Misuse : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// One of several outputs cannot be written.
-struct OutputProblem : Problem {
-  OutputProblem(const Problem& problem, std::string p) : Problem(problem), path(std::move(p)) {}
-  std::string path;
+// A file cannot be read or written.
+struct Failure : std::runtime_error {
+  Failure(ExitStatus s, const std::string& text, std::string name = "")
+      : std::runtime_error(text), status(s), file(std::move(name)) {}
+  ExitStatus status;
+  std::string file;  // as shown in messages; empty: the one in use
 };
 
 // How a run ends that an exception has stopped.
 struct Ending {
   ExitStatus status;
-  std::string text;         // one line; names the option that the user can change
-  std::string output = {};  // of an OutputProblem
+  std::string text;       // one line
+  std::string file = {};  // of a Failure
 };
 Ending endingOf(const std::exception& exception);
+
+ExitStatus statusOf(MoxcKind kind);
+
+// What the library says about a failed call.
+struct CallError {
+  MoxcKind kind;
+  std::string text;
+  MoxcAdvice advice = moxcAdviceNone;
+  std::string option = {};  // the field that text and advice are about
+};
+
+// One line, with the option that the user can change. Fields of option structs become options of the command line, and
+// the scan script becomes the file that it came from.
+std::string messageOf(const CallError& error, const std::string& scansFile);
+
+// "--fast-mcu" for "fastMcu"
+std::string optionOfField(std::string_view field);
+
+// The status of several files: of the first that failed, in command-line order. A failure takes precedence over an
+// incomplete picture.
+ExitStatus firstOf(const std::vector<ExitStatus>& statuses);
 
 }  // namespace moxj

@@ -1,16 +1,31 @@
-// Reads whole files.
+// Input files as the library takes them.
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 #include <string>
 
-#include "base/file.h"
+#include "moxcodec.h"
 
 namespace moxj {
 
-// A regular file is mapped: nothing is copied, and only the pages in use are read. Anything else, including "-" for
-// standard input, is read to its end, but at most `maxBytes`. Throws Problem: input if the file cannot be read,
-// notThisFormat if it is empty, limit if it is too long.
-Source readFile(const std::string& path, std::uint64_t maxBytes);
+// A file, or "-" for standard input, which is read as the library asks for it.
+class Input {
+ public:
+  // Throws Failure if no file can have this name.
+  explicit Input(const std::string& path);
+  Input(const Input&) = delete;
+  Input& operator=(const Input&) = delete;
+
+  const MoxcSource* source() const { return &source_; }
+  // Throws Failure, with the cause, if standard input could not be read.
+  void check() const;
+
+ private:
+  static std::ptrdiff_t readStandardInput(void* context, void* to, std::size_t size);
+
+  std::string path_;
+  MoxcSource source_;
+  int error_ = 0;  // of read()
+};
 
 }  // namespace moxj

@@ -109,6 +109,16 @@ void handle(int signal, void (*handler)(int)) {
   sigaction(signal, &action, nullptr);
 }
 
+// File systems that cannot rename without replacing leave a moment between the check and the change.
+bool rename(const std::string& from, const std::string& to, bool replace) {
+  if (!replace) {
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+    if (errno != EINVAL && errno != ENOSYS) return false;
+    if (access(to.c_str(), F_OK) == 0) return errno = EEXIST, false;
+  }
+  return std::rename(from.c_str(), to.c_str()) == 0;
+}
+
 }  // namespace
 
 void watchSignals() {
@@ -144,8 +154,8 @@ TemporaryFile::~TemporaryFile() {
 
 bool TemporaryFile::close() { return descriptor_ < 0 || ::close(std::exchange(descriptor_, -1)) == 0; }
 
-bool TemporaryFile::renameTo(const std::string& target) {
-  const bool renamed = std::rename(slot_->path.c_str(), target.c_str()) == 0;
+bool TemporaryFile::renameTo(const std::string& target, bool replace) {
+  const bool renamed = rename(slot_->path, target, replace);
   if (!renamed && ending) waitForTheEnd();  // a handler has removed the file: not an error to report
   exists_ = exists_ && !renamed;
   return renamed;

@@ -27,8 +27,9 @@ class TemporaryFile {
   TemporaryFile& operator=(const TemporaryFile&) = delete;
 
   int descriptor() const { return descriptor_; }
-  bool close();                              // on failure false, with the cause in errno
-  bool renameTo(const std::string& target);  // likewise
+  bool close();  // on failure false, with the cause in errno
+  // Likewise. Unless `replace`, an existing target is kept: that is a failure with EEXIST.
+  bool renameTo(const std::string& target, bool replace);
 
   struct Slot;  // where the signal handlers find its path
 

@@ -7,31 +7,35 @@
 #include <vector>
 
 #include "cli/exit_status.h"
-#include "j2k/j2k.h"
-#include "jpeg/jpeg.h"
-#include "pictures/format.h"
+#include "cli/output.h"
+#include "moxcodec.h"
 
 namespace moxj {
 
 enum class Command { encode, decode, transcode, info, compare };
 
 struct Settings {
+  Settings() {
+    moxcReadOptionsInit(&reading);
+    moxcWriteOptionsInit(&writing);
+    moxcTranscodeOptionsInit(&transcoding);
+    limits.structSize = sizeof limits;
+  }
+
   Command command = Command::info;
   std::vector<std::string> files;
   std::optional<std::string> outputDirectory;  // of a batch
-  std::optional<Format> format;                // of the output
+  const char* format = nullptr;                // of the output, as the library names it; null: not given
   std::optional<int> jobs;
   std::optional<int> threads;
-  jpeg::EncodeOptions jpeg;
-  jpeg::DecodeOptions reading;
-  j2k::EncodeOptions j2k;
-  j2k::DecodeOptions j2kReading;
-  // The last option given that applies to that format only: of the output of `encode`, of the input of `decode`.
+  MoxcReadOptions reading;
+  MoxcWriteOptions writing;
+  MoxcTranscodeOptions transcoding;
+  // The last option given that applies to that format of the output only.
   std::string onlyJpeg, onlyJpeg2000;
-  std::optional<jpeg::LosslessOptions> lossless;  // of JPEG
-  std::string scans;                              // file with the scan script, empty for none; becomes jpeg.script
-  bool sequential = false, strip = false;         // of transcode
-  Limits limits;
+  std::string scansFile;  // file with the scan script, empty for none; becomes `scans` of the options
+  MoxcLimits limits = {};
+  Existing existing = Existing::replaced;  // outputs
   bool json = false;
   bool quiet = false;
 };

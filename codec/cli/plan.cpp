@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <string_view>
 
-#include "cli/report.h"
+#include "cli/console.h"
+#include "cli/formats.h"
 
 namespace moxj {
 
@@ -13,53 +15,56 @@ namespace {
 
 [[noreturn]] void misuse(const std::string& text) { throw Misuse(text); }
 
-FormatKind outputKind(Command command) { return command == Command::decode ? FormatKind::picture : FormatKind::coded; }
+// Whether the outputs of a command are compressed.
+bool writesCoded(Command command) { return command != Command::decode; }
+
+bool isJpeg(std::string_view format) { return format == "jpg"; }
 
 // For standard output and for batches without --format.
-Format defaultFormat(Command command) { return command == Command::decode ? Format::pnm : Format::jpeg; }
+const char* defaultFormat(Command command) { return command == Command::decode ? "pnm" : "jpg"; }
 
-Format formatFor(const std::string& output, const Settings& settings) {
-  if (settings.format) return *settings.format;
+const char* formatFor(const std::string& output, const Settings& settings) {
+  if (settings.format) return settings.format;
   if (output == "-") return defaultFormat(settings.command);
-  const FormatKind kind = outputKind(settings.command);
-  const std::optional<Format> format = formatOfPath(output);
+  const bool coded = writesCoded(settings.command);
+  const char* const format = moxcFormatOfPath(output.c_str());
   if (settings.command == Command::transcode) {
-    if (format && *format != Format::jpeg) misuse(displayName(output, false) + ": 'moxj transcode' writes JPEG files");
-    return Format::jpeg;
+    if (format && !isJpeg(format)) misuse(displayName(output, false) + ": 'moxj transcode' writes JPEG files");
+    return "jpg";
   }
   if (!format) {
     std::error_code error;
     if (std::filesystem::is_directory(output, error))
       misuse(displayName(output, false) + ": is a directory; use --output-dir");
     misuse(displayName(output, false) + ": cannot tell the output format from the name; use --format " +
-           formatNames(kind));
+           formatNames(coded));
   }
-  if (kindOf(*format) != kind)
-    misuse(displayName(output, false) + ": " + std::string(labelOf(*format)) + " is written by 'moxj " +
-           (kind == FormatKind::coded ? "decode'" : "encode'"));
-  return *format;
+  if ((formatOf(format).coded != 0) != coded)
+    misuse(displayName(output, false) + ": " + formatOf(format).label + " is written by 'moxj " +
+           (coded ? "decode'" : "encode'"));
+  return format;
 }
 
 // Refuses options that do not apply to the format: ignored silently, they would be mistakes that nobody notices.
-void checkOptions(Format format, const Settings& settings) {
+void checkOptions(std::string_view format, const Settings& settings) {
   if (settings.command != Command::decode) {
-    const std::string& unused = isJpeg2000(format) ? settings.onlyJpeg : settings.onlyJpeg2000;
-    if (!unused.empty()) misuse(unused + " is not for " + std::string(labelOf(format)) + " files");
-  } else if (settings.j2kReading.components && format != Format::pgx && format != Format::pgm) {
+    const std::string& unused = isJpeg(format) ? settings.onlyJpeg2000 : settings.onlyJpeg;
+    if (!unused.empty()) misuse(unused + " is not for " + formatOf(std::string(format)).label + " files");
+  } else if (settings.reading.components && format != "pgx" && format != "pgm") {
     misuse("--components writes PGX or PGM files");
   }
 }
 
-std::string outputIn(const std::string& directory, const std::string& input, Format format) {
+std::string outputIn(const std::string& directory, const std::string& input, const char* format) {
   std::string name = input.substr(input.rfind('/') + 1);
   const std::size_t dot = name.rfind('.');
   if (dot != std::string::npos && dot > 0) name.resize(dot);
   const std::string separator = directory.empty() || directory.ends_with('/') ? "" : "/";
-  return directory + separator + name + "." + std::string(extensionOf(format));
+  return directory + separator + name + "." + format;
 }
 
 std::vector<Job> planBatch(const Settings& settings) {
-  const Format format = settings.format.value_or(defaultFormat(settings.command));
+  const char* const format = settings.format ? settings.format : defaultFormat(settings.command);
   checkOptions(format, settings);
   std::vector<Job> jobs;
   std::map<std::string, std::string> inputOf;
@@ -88,9 +93,10 @@ std::vector<Job> planOf(const Settings& settings) {
   if (settings.files.size() > 2) misuse("more than one input needs --output-dir");
   const std::string& output = settings.files[1];
   if (output.empty()) misuse("the output name is empty");
-  const Format format = formatFor(output, settings);
+  const char* const format = formatFor(output, settings);
   checkOptions(format, settings);
-  if (settings.j2kReading.components && output == "-") misuse("--components cannot write to standard output");
+  if (settings.reading.components && output == "-") misuse("--components cannot write to standard output");
+  if (settings.existing == Existing::kept && output == "-") misuse("--no-clobber is not for standard output");
   return {{settings.files[0], output, format}};
 }
 

@@ -11,7 +11,7 @@ namespace moxj {
 struct Job {
   std::string input;
   std::string output;
-  Format format;
+  const char* format;  // as the library names it
 };
 
 // For encode, decode and transcode. Checks all names before any work starts. Throws Misuse.

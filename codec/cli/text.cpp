@@ -1,4 +1,4 @@
-// printf into a string, and plurals.
+// printf into a string.
 #include "cli/text.h"
 
 #include <cstdarg>
@@ -16,10 +16,6 @@ std::string format(const char* pattern, ...) {
   std::vsnprintf(text.data(), text.size() + 1, pattern, again);
   va_end(again);
   return text;
-}
-
-std::string counted(std::uint64_t count, const char* noun) {
-  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
 }  // namespace moxj

@@ -4,24 +4,24 @@
 #include <exception>
 
 #include "cli/commands.h"
+#include "cli/console.h"
 #include "cli/options.h"
 #include "cli/output.h"
-#include "cli/report.h"
 #include "moxcore.h"
 
 namespace moxj {
 
 namespace {
 
-ExitStatus run(const Settings& settings, Report& report) {
+ExitStatus run(const Settings& settings, Console& console) {
   if (settings.threads) moxSetNumThreads(*settings.threads);
   switch (settings.command) {
     case Command::info:
-      return runInfo(settings, report);
+      return runInfo(settings, console);
     case Command::compare:
-      return runCompare(settings, report);
+      return runCompare(settings, console);
     default:
-      return runConversion(settings, report);
+      return runConversion(settings, console);
   }
 }
 
@@ -32,8 +32,8 @@ ExitStatus answerOrRun(int argc, char** argv) {
     return answer->status;
   }
   const Settings& settings = std::get<Settings>(parsed);
-  Report report(settings.quiet);
-  return run(settings, report);
+  Console console(settings.quiet);
+  return run(settings, console);
 }
 
 }  // namespace
@@ -43,7 +43,7 @@ int runTool(int argc, char** argv) {
     return static_cast<int>(answerOrRun(argc, argv));
   } catch (const std::exception& exception) {
     const Ending ending = endingOf(exception);
-    Report(false).error(ending.text);
+    Console(false).error(ending.file.empty() ? ending.text : ending.file + ": " + ending.text);
     return static_cast<int>(ending.status);
   }
 }

@@ -1,49 +1,18 @@
-// Recognition of formats by name and content, the pixel limit, and the planning of outputs.
+// Names of formats, and the planning of outputs.
 #include "cli/plan.h"
 
 #include <gtest/gtest.h>
 
+#include "cli/formats.h"
+
 namespace moxj {
 namespace {
 
-std::optional<Format> sniffed(std::string_view text) {
-  return sniff({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
-}
-
-TEST(Format, ByName) {
-  EXPECT_EQ(formatNamed("jpg"), Format::jpeg);
-  EXPECT_EQ(formatNamed("JFIF"), Format::jpeg);
-  EXPECT_EQ(formatNamed("pnm"), Format::pnm);
-  EXPECT_EQ(formatNamed(""), std::nullopt);
-  EXPECT_EQ(formatNamed("jpgx"), std::nullopt);
-  EXPECT_EQ(formatOfPath("a.b/c"), std::nullopt);
-  EXPECT_EQ(formatOfPath("a.png/"), std::nullopt);
-  EXPECT_EQ(formatOfPath("a.b/c.d.Png"), Format::png);
-  EXPECT_EQ(formatOfPath(".png"), Format::png);
-  EXPECT_EQ(formatNames(FormatKind::picture), "png, ppm, pgm, pnm or pgx");
-  EXPECT_EQ(formatNames(FormatKind::coded), "jpg, jp2 or j2k");
-  for (const Format format : {Format::jpeg, Format::png, Format::ppm, Format::pgm, Format::pnm})
-    EXPECT_EQ(formatNamed(extensionOf(format)), format);
-}
-
-TEST(Format, ByContent) {
-  EXPECT_EQ(sniffed("\xFF\xD8\xFF"), Format::jpeg);
-  EXPECT_EQ(sniffed("\x89PNG"), Format::png);
-  EXPECT_EQ(sniffed("P6 "), Format::pnm);
-  EXPECT_EQ(sniffed("P1#"), Format::pnm);
-  EXPECT_EQ(sniffed("P63"), std::nullopt);
-  EXPECT_EQ(sniffed("P8 "), std::nullopt);
-  EXPECT_EQ(sniffed("P6"), std::nullopt);
-  EXPECT_EQ(sniffed(""), std::nullopt);
-}
-
-TEST(Limits, CountsPixelsWithoutOverflow) {
-  const Limits limits{100};
-  EXPECT_NO_THROW(limits.check(10, 10));
-  EXPECT_THROW(limits.check(101, 1), Problem);
-  EXPECT_THROW(limits.check(std::uint64_t{1} << 32, std::uint64_t{1} << 32), Problem);
-  EXPECT_THROW(limits.check(UINT64_MAX, UINT64_MAX), Problem);
-  EXPECT_NO_THROW(Limits{UINT64_MAX}.check(UINT64_MAX, 1));
+TEST(Formats, Lists) {
+  EXPECT_EQ(formatNames(false), "png, ppm, pgm, pnm or pgx");
+  EXPECT_EQ(formatNames(true), "jpg, jp2 or j2k");
+  EXPECT_STREQ(formatOf("jp2").label, "JPEG 2000");
+  EXPECT_STREQ(formatOf("pgx").name, "pgx");
 }
 
 TEST(Plan, OneInput) {
@@ -52,12 +21,13 @@ TEST(Plan, OneInput) {
   settings.files = {"a.png", "-"};
   const std::vector<Job> jobs = planOf(settings);
   ASSERT_EQ(jobs.size(), 1u);
-  EXPECT_EQ(jobs[0].format, Format::jpeg);
+  EXPECT_STREQ(jobs[0].format, "jpg");
   settings.command = Command::decode;
-  EXPECT_EQ(planOf(settings)[0].format, Format::pnm);
+  EXPECT_STREQ(planOf(settings)[0].format, "pnm");
   settings.files[1] = "b.ppm";
-  settings.format = Format::png;
-  EXPECT_EQ(planOf(settings)[0].format, Format::png);
+  EXPECT_STREQ(planOf(settings)[0].format, "ppm");
+  settings.format = "png";
+  EXPECT_STREQ(planOf(settings)[0].format, "png");
 }
 
 TEST(Plan, Batch) {
@@ -71,6 +41,14 @@ TEST(Plan, Batch) {
   EXPECT_EQ(jobs[2].output, "/a.c.jpg");
   EXPECT_EQ(jobs[2].input, "a.c.png");
   settings.files.push_back("y/a.b.ppm");
+  EXPECT_THROW(planOf(settings), Misuse);
+}
+
+TEST(Plan, StandardOutputIsNeverInTheWay) {
+  Settings settings;
+  settings.command = Command::encode;
+  settings.files = {"a.png", "-"};
+  settings.existing = Existing::kept;
   EXPECT_THROW(planOf(settings), Misuse);
 }
 

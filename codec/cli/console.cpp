@@ -1,5 +1,5 @@
 // Writes messages, and draws the progress line on a terminal.
-#include "cli/report.h"
+#include "cli/console.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -50,26 +50,23 @@ std::string displayName(const std::string& path, bool input) {
 
 std::string quoted(const std::string& path) { return std::string("'").append(displayName(path, true)).append("'"); }
 
-Report::Report(bool quiet) : quiet_(quiet), terminal_(!quiet && isatty(STDERR_FILENO)) {}
+Console::Console(bool quiet) : quiet_(quiet), terminal_(!quiet && isatty(STDERR_FILENO)) {}
 
-Report::~Report() { clear(); }
+Console::~Console() { clear(); }
 
-void Report::error(std::string_view text) {
+void Console::error(std::string_view text) {
   const std::lock_guard lock(mutex_);
   clear();
   put(std::string("moxj: ").append(text).append("\n"));
 }
 
-Progress Report::progressOf(const std::string& name) {
-  if (!terminal_) return {};
-  return [this, name](std::uint64_t done, std::uint64_t total) {
-    const std::lock_guard lock(mutex_);
-    draw(name + ": " + std::to_string(total == 0 ? 100 : done * 100 / total) + " %", kPatience);
-    return true;
-  };
+void Console::progress(const std::string& name, std::uint64_t done, std::uint64_t total) {
+  if (!terminal_) return;
+  const std::lock_guard lock(mutex_);
+  draw(name + ": " + std::to_string(total == 0 ? 100 : done * 100 / total) + " %", kPatience);
 }
 
-void Report::filesDone(std::size_t done, std::size_t total) {
+void Console::filesDone(std::size_t done, std::size_t total) {
   if (!terminal_) return;
   const std::lock_guard lock(mutex_);
   if (done == total)
@@ -79,7 +76,7 @@ void Report::filesDone(std::size_t done, std::size_t total) {
 }
 
 // Uses no control sequence but the carriage return, which every terminal supports.
-void Report::draw(const std::string& text, Clock::duration patience) {
+void Console::draw(const std::string& text, Clock::duration patience) {
   const Clock::time_point now = Clock::now();
   if (now - begin_ < patience || (shown_ > 0 && now - drawn_ < kInterval)) return;
   const std::string line = text.substr(0, columns() - 1);
@@ -89,18 +86,10 @@ void Report::draw(const std::string& text, Clock::duration patience) {
   drawn_ = now;
 }
 
-void Report::clear() {
+void Console::clear() {
   if (shown_ == 0) return;
   put(std::string("\r").append(shown_, ' ').append("\r"));
   shown_ = 0;
-}
-
-ExitStatus statusOf(const Outcome& outcome) { return outcome.complete ? ExitStatus::ok : ExitStatus::incomplete; }
-
-ExitStatus reportOutcome(Report& report, const std::string& name, const Outcome& outcome) {
-  for (const std::string& note : outcome.notes) report.fileNote(name, note);
-  if (!outcome.complete) report.fileWarning(name, outcome.warning);
-  return statusOf(outcome);
 }
 
 }  // namespace moxj

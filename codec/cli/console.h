@@ -3,13 +3,10 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <mutex>
 #include <string>
 #include <string_view>
-
-#include "base/outcome.h"
-#include "base/progress.h"
-#include "cli/exit_status.h"
 
 namespace moxj {
 
@@ -20,11 +17,11 @@ std::string displayName(const std::string& path, bool input);
 std::string quoted(const std::string& path);
 
 // All functions may be called from any thread.
-class Report {
+class Console {
  public:
   // `quiet` suppresses notes and progress.
-  explicit Report(bool quiet);
-  ~Report();
+  explicit Console(bool quiet);
+  ~Console();
 
   void error(std::string_view text);
   void fileError(const std::string& name, const std::string& cause) { error(name + ": " + cause); }
@@ -33,8 +30,10 @@ class Report {
     if (!quiet_) error(name + ": note: " + text);
   }
 
-  // Progress of one file, shown if it takes long. Empty if progress is never shown.
-  Progress progressOf(const std::string& name);
+  // Whether there is a terminal that shows progress.
+  bool showsProgress() const { return terminal_; }
+  // Progress of one file, shown if it takes long.
+  void progress(const std::string& name, std::uint64_t done, std::uint64_t total);
   // Progress of a batch.
   void filesDone(std::size_t done, std::size_t total);
 
@@ -51,11 +50,5 @@ class Report {
   std::size_t shown_ = 0;  // columns of the progress line now on the screen
   std::mutex mutex_;
 };
-
-// The status of an outcome: ok or incomplete.
-ExitStatus statusOf(const Outcome& outcome);
-
-// Prints notes and warning of a file and returns the status.
-ExitStatus reportOutcome(Report& report, const std::string& name, const Outcome& outcome);
 
 }  // namespace moxj

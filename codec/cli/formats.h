@@ -1,0 +1,16 @@
+// The formats that the library knows, for the command line.
+#pragma once
+
+#include <string>
+
+#include "moxcodec.h"
+
+namespace moxj {
+
+// By the library's name.
+MoxcFormat formatOf(const std::string& name);
+
+// "jpg, jp2 or j2k": the compressed formats, which `encode` writes, or those of plain samples, which `decode` writes.
+std::string formatNames(bool coded);
+
+}  // namespace moxj

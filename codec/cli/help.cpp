@@ -1,0 +1,101 @@
+// Lists of commands and options, with one line for each.
+#include "cli/help.h"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "cli/option_table.h"
+
+namespace moxj {
+
+namespace {
+
+constexpr std::size_t kHelpColumn = 32;
+
+constexpr std::string_view kConversionNotes =
+    R"(The input is a JPEG, JPEG 2000, PNG, PPM, PGM or PGX file, recognised by its contents. The file name
+- means standard input or output. An existing file is replaced only when the new one is complete.
+With --output-dir all names are inputs; each output has the name of its input, with the extension of
+its format. Each file that fails is reported in one line on standard error; the exit status is that
+of the first failure in the order given.
+)";
+
+constexpr std::string_view kTranscodeNotes =
+    R"(The coefficients do not change. Without --progressive, --scans, --sequential and --optimize the
+process does not change either, and the Huffman tables are optimised; --optimize alone makes a
+sequential file. The file name - means standard input or output. An existing file is replaced only
+when the new one is complete. With --output-dir all names are inputs.
+)";
+
+constexpr CommandText kCommands[] = {
+    {Command::encode, "encode", "IN OUT", 1, SIZE_MAX, "Encode a picture as JPEG or JPEG 2000", kConversionNotes},
+    {Command::decode, "decode", "IN OUT", 1, SIZE_MAX, "Decode a file to PNG, PPM, PGM or PGX", kConversionNotes},
+    {Command::transcode, "transcode", "IN OUT", 1, SIZE_MAX, "Losslessly re-encode a JPEG file", kTranscodeNotes},
+    {Command::info, "info", "FILE...", 1, SIZE_MAX, "Print the format, tables and segments of files",
+     "The file name - means standard input. Of several files, each text begins with the file name, and\n"
+     "JSON is an array.\n"},
+    {Command::compare, "compare", "A B", 2, 2, "Measure the difference between two pictures",
+     "Prints PSNR in dB, the largest difference between two samples and SSIM (1 if equal), for each channel,\n"
+     "opacity included, and for all. The formats may differ. Samples are compared at the larger depth of\n"
+     "the two files, whose largest value (255 for 8 bits) is the peak of the PSNR. The file name - means\n"
+     "standard input.\n"},
+};
+
+constexpr std::string_view kNotes = R"(Examples:
+  moxj encode photo.png photo.jpg --quality 90      PNG, PPM, PGM or PGX to JPEG
+  moxj encode photo.png photo.jp2                   lossless JPEG 2000 (smaller: --ratio 20)
+  moxj decode photo.jpg photo.png                   JPEG or JPEG 2000 to PNG
+  moxj encode *.png --output-dir jpegs              many files, several in parallel
+  moxj transcode photo.jpg small.jpg --progressive  the same picture in a smaller file
+  moxj info photo.jpg                               format, tables and segments
+  moxj compare photo.png photo.jpg                  PSNR, largest difference and SSIM
+'moxj COMMAND --help' shows the options of a command.
+
+Exit status: 0 success, 1 wrong command line, 2 input refused, 3 incomplete picture (the part that
+could be decoded is written), 4 limit exceeded, 5 output cannot be written, 6 internal error.
+)";
+
+std::string entry(std::string_view name, std::string_view value, std::string_view help) {
+  std::string line = "  ";
+  line.append(name).append(value.empty() ? "" : " ").append(value);
+  line.append(std::max(kHelpColumn, line.size() + 1) - line.size(), ' ');
+  return line.append(help).append("\n");
+}
+
+// The options of a command that belong to a group, or none.
+std::string optionsOf(const CommandText& command, Group group, std::string_view heading) {
+  std::string text;
+  for (const Option& option : options())
+    if (option.commands & setOf(command.command) && option.group == group)
+      text += entry(option.name, option.value, option.help);
+  return text.empty() ? text : std::string("\n").append(heading).append(":\n").append(text);
+}
+
+}  // namespace
+
+std::span<const CommandText> commands() { return kCommands; }
+
+std::string generalHelp() {
+  std::string text =
+      "moxj encodes, decodes, inspects and compares JPEG and JPEG 2000 files.\n"
+      "Usage: moxj COMMAND FILES [OPTIONS]\n\nCommands:\n";
+  for (const CommandText& command : kCommands) text += entry(command.name, command.files, command.help);
+  text += "\nOptions:\n";
+  text += entry("-h, --help", "", "Show this help");
+  text += entry("-V, --version", "", "Show the version");
+  return text.append("\n").append(kNotes);
+}
+
+std::string helpOf(const CommandText& command) {
+  std::string text(command.help);
+  text.append("\nUsage: moxj ").append(command.name).append(" ").append(command.files).append(" [OPTIONS]\n");
+  if (command.command != Command::info && command.maxFiles > 2)
+    text.append("       moxj ").append(command.name).append(" IN... --output-dir DIR [OPTIONS]\n");
+  text += optionsOf(command, Group::general, "Options");
+  text += entry("-h, --help", "", "Show this help");
+  text += optionsOf(command, Group::jpeg, "JPEG options");
+  text += optionsOf(command, Group::jpeg2000, "JPEG 2000 options");
+  return text.append("\n").append(command.notes);
+}
+
+}  // namespace moxj

@@ -1,0 +1,27 @@
+// The commands, and the texts of --help.
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "cli/options.h"
+
+namespace moxj {
+
+struct CommandText {
+  Command command;
+  std::string_view name;
+  std::string_view files;
+  std::size_t minFiles, maxFiles;
+  std::string_view help;
+  std::string_view notes;
+};
+
+std::span<const CommandText> commands();
+
+std::string generalHelp();
+std::string helpOf(const CommandText& command);
+
+}  // namespace moxj

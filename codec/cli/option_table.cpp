@@ -1,0 +1,141 @@
+// What each option means, as a field of the settings.
+#include "cli/option_table.h"
+
+#include "cli/formats.h"
+#include "cli/limits.h"
+
+namespace moxj {
+
+namespace {
+
+constexpr unsigned kEncode = setOf(Command::encode);
+constexpr unsigned kDecode = setOf(Command::decode);
+constexpr unsigned kTranscode = setOf(Command::transcode);
+constexpr unsigned kConversions = kEncode | kDecode | kTranscode;
+constexpr unsigned kShows = setOf(Command::info) | setOf(Command::compare);
+constexpr unsigned kPixelReaders = kEncode | kDecode | setOf(Command::compare);
+constexpr unsigned kReaders = kConversions | setOf(Command::compare);
+
+// For options without a value.
+Complaint given(std::int32_t& field) {
+  field = 1;
+  return "";
+}
+
+Complaint given(bool& field) {
+  field = true;
+  return "";
+}
+
+Complaint useLossless(const std::string& text, Settings& settings) {
+  settings.writing.lossless = 1;
+  if (text.empty()) return "";
+  settings.onlyJpeg = "--lossless with a predictor";
+  return usePredictor(text, settings.writing);
+}
+
+Complaint useScans(const std::string& text, Settings& settings) {
+  settings.scansFile = text;
+  return text.empty() ? "is not a file name" : "";
+}
+
+Complaint useRestarts(const std::string& text, Settings& settings) {
+  const Complaint complaint = useRestart(text, settings.writing.restart, settings.writing.restartInRows);
+  settings.transcoding.restart = settings.writing.restart;
+  settings.transcoding.restartInRows = settings.writing.restartInRows;
+  return complaint;
+}
+
+Complaint useLevels(const std::string& text, Settings& settings) {
+  int levels = 0;
+  const Complaint complaint = useNumber(text, 0, kMaxLevels, levels);
+  settings.writing.levelsPlus1 = levels + 1;
+  return complaint;
+}
+
+Complaint useFormat(const std::string& text, Settings& settings) {
+  const bool coded = settings.command == Command::encode;
+  settings.format = moxcFormatNamed(text.c_str());
+  return settings.format && formatOf(settings.format).coded == coded ? "" : "is not " + formatNames(coded);
+}
+
+using S = Settings;
+using Text = const std::string&;
+
+constexpr Option kOptions[] = {
+    {kEncode, "--quality", "1..100", "Quality from 1 (smallest file) to 100 (best picture); default 75",
+     [](S& s, Text text) { return useNumber(text, 1, 100, s.writing.quality); }, Of::dct},
+    {kEncode, "--sample", "4:4:4|4:2:2|4:2:0", "Chroma subsampling; default 4:2:0",
+     [](S& s, Text text) { return useSampling(text, s.writing.sample); }, Of::dct},
+    {kEncode, "--grayscale", "", "Keep only the luminance", [](S& s, Text) { return given(s.writing.grayscale); },
+     Of::dct},
+    {kEncode | kTranscode, "--progressive", "", "Progressive, with the same scans as cjpeg",
+     [](S& s, Text) { return given(s.writing.progressive), given(s.transcoding.progressive); }, Of::dct},
+    {kEncode | kTranscode, "--scans", "FILE", "The scans listed in FILE, a scan script as for cjpeg",
+     [](S& s, Text text) { return useScans(text, s); }, Of::dct},
+    {kTranscode, "--sequential", "", "Sequential; Annex K Huffman tables unless --optimize is given",
+     [](S& s, Text) { return given(s.transcoding.sequential); }, Of::jpeg},
+    {kEncode | kTranscode, "--optimize", "", "Optimise the Huffman tables (always on for progressive)",
+     [](S& s, Text) { return given(s.writing.optimize), given(s.transcoding.optimize); }, Of::dct},
+    {kEncode, "--fast-mcu", "", "Convert and subsample colours MCU by MCU, slightly less accurate",
+     [](S& s, Text) { return given(s.writing.fastMcu); }, Of::dct},
+    {kDecode, "--fast-mcu", "", "Decode 4:2:0, 4:2:2 and 4:4:4 MCU by MCU, without interpolation",
+     [](S& s, Text) { return given(s.reading.fastMcu); }, Of::jpeg},
+    {kTranscode, "--strip", "", "Drop all APPn and COM segments except JFIF and Adobe",
+     [](S& s, Text) { return given(s.transcoding.strip); }, Of::jpeg},
+    {kEncode | kTranscode, "--restart", "N|NB", "Restart marker every N MCUs or, with NB, every N MCU rows",
+     [](S& s, Text text) { return useRestarts(text, s); }, Of::jpeg},
+    {kEncode, "--lossless", "[P[,T]]", "Lossless; for JPEG, predictor P (1-7, default: best), T bits dropped",
+     [](S& s, Text text) { return useLossless(text, s); }},
+    {kEncode, "--ratio", "R", "Lossy (9/7 wavelet), to 1/R of the size of the samples",
+     [](S& s, Text text) { return useReal(text, 1, kMaxRatio, s.writing.ratio); }, Of::jpeg2000},
+    {kEncode, "--bpp", "B", "Lossy (9/7 wavelet), to B bits per pixel",
+     [](S& s, Text text) { return useReal(text, 1e-6, 1e6, s.writing.bpp); }, Of::jpeg2000},
+    {kEncode, "--levels", "0..32", "Decomposition levels; default 5",
+     [](S& s, Text text) { return useLevels(text, s); }, Of::jpeg2000},
+    {kEncode, "--block", "WxH", "Code-block size; default 64x64",
+     [](S& s, Text text) { return useBlock(text, s.writing); }, Of::jpeg2000},
+    {kEncode, "--tile", "WxH", "Tile size; default the whole picture",
+     [](S& s, Text text) { return useTile(text, s.writing); }, Of::jpeg2000},
+    {kEncode, "--progression", "ORDER", "Packet order: LRCP, RLCP, RPCL, PCRL or CPRL; default LRCP",
+     [](S& s, Text text) { return useProgression(text, s.writing.progression); }, Of::jpeg2000},
+    {kEncode, "--layers", "N", "Quality layers, the last of the requested size; default 1",
+     [](S& s, Text text) { return useNumber(text, 1, kMaxWrittenLayers, s.writing.layers); }, Of::jpeg2000},
+    {kEncode, "--modes", "LIST", "Any of bypass,reset,termall,causal,pterm,segsym; default none",
+     [](S& s, Text text) { return useModes(text, s.writing.modes); }, Of::jpeg2000},
+    {kEncode, "--format", "jpg|jp2|j2k", "Output format, whatever the extension",
+     [](S& s, Text text) { return useFormat(text, s); }},
+    {kDecode, "--format", "png|ppm|pgm|pnm|pgx", "Output format, whatever the extension (pnm: ppm or pgm)",
+     [](S& s, Text text) { return useFormat(text, s); }},
+    {kDecode, "--nosmooth", "", "Upsample by repeating samples instead of interpolating",
+     [](S& s, Text) { return given(s.reading.nosmooth); }, Of::jpeg},
+    {kDecode, "--reduce", "N", "Halve the picture N times by skipping resolution levels",
+     [](S& s, Text text) { return useNumber(text, 0, kMaxLevels, s.reading.reduce); }, Of::jpeg2000},
+    {kDecode, "--layers", "N", "Quality layers to decode; default all",
+     [](S& s, Text text) { return useNumber(text, 1, kMaxReadLayers, s.reading.layers); }, Of::jpeg2000},
+    {kDecode, "--components", "", "Write each component or ink to its own PGX or PGM file: OUT_0 ...",
+     [](S& s, Text) { return given(s.reading.components); }},
+    {kReaders, "--max-scans", "N", "Refuse JPEG files with more scans; default 500",
+     [](S& s, Text text) { return useNumber(text, 1, kMaxScans, s.limits.maxScans); }},
+    {kConversions, "--no-clobber", "", "Refuse to replace existing files",
+     [](S& s, Text) { return s.existing = Existing::kept, Complaint(); }},
+    {kConversions, "--output-dir", "DIR", "Write the outputs to DIR, created if missing",
+     [](S& s, Text text) { return s.outputDirectory = text, Complaint(); }},
+    {kConversions, "--jobs", "N", "Files coded in parallel with --output-dir; default one per processor",
+     [](S& s, Text text) { return useNumber(text, 1, kMaxJobs, s.jobs); }},
+    {kShows, "--json", "", "Write JSON", [](S& s, Text) { return given(s.json); }},
+    {kReaders, "--max-pixels", "N[k|M|G]", "Refuse larger pictures; k, M, G: powers of 1000; default 268435456",
+     [](S& s, Text text) { return useScaled(text, 1000, kMaxPixels, s.limits.maxPixels); }},
+    {kReaders, "--max-memory", "N[k|M|G]", "Memory limit in bytes; k, M, G: powers of 1024; default 1G",
+     [](S& s, Text text) { return useScaled(text, 1024, kMaxMemory, s.limits.maxMemory); }},
+    {kPixelReaders, "--threads", "N", "Threads per picture (used by JPEG 2000); default one per processor",
+     [](S& s, Text text) { return useNumber(text, 1, kMaxThreads, s.threads); }},
+    {kReaders, "--quiet", "", "Print warnings and errors only, no notes and no progress",
+     [](S& s, Text) { return given(s.quiet); }},
+};
+
+}  // namespace
+
+std::span<const Option> options() { return kOptions; }
+
+}  // namespace moxj

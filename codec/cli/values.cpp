@@ -1,0 +1,131 @@
+// Numbers, sizes, and names of JPEG and JPEG 2000.
+#include "cli/values.h"
+
+#include <algorithm>
+#include <bit>
+
+namespace moxj {
+
+namespace {
+
+template <typename Value>
+struct Named {
+  std::string_view name;
+  Value value;
+};
+
+constexpr Named<MoxcSample> kSamplings[] = {
+    {"4:4:4", moxcSample444}, {"4:2:2", moxcSample422}, {"4:2:0", moxcSample420}};
+constexpr Named<MoxcProgression> kProgressions[] = {
+    {"LRCP", moxcLrcp}, {"RLCP", moxcRlcp}, {"RPCL", moxcRpcl}, {"PCRL", moxcPcrl}, {"CPRL", moxcCprl}};
+constexpr Named<std::int32_t> kModes[] = {{"bypass", moxcModeBypass},   {"reset", moxcModeReset},
+                                          {"termall", moxcModeTermall}, {"causal", moxcModeCausal},
+                                          {"pterm", moxcModePterm},     {"segsym", moxcModeSegsym}};
+
+// Null if there is none.
+template <typename Value, std::size_t count>
+const Value* valueNamed(const Named<Value> (&table)[count], std::string_view name) {
+  const auto found = std::ranges::find(table, name, &Named<Value>::name);
+  return found == std::end(table) ? nullptr : &found->value;
+}
+
+// "WxH"
+bool parseSize(std::string_view text, std::int32_t& width, std::int32_t& height) {
+  const std::size_t cross = std::min(text.find('x'), text.size());
+  return parseNumber(text.substr(0, cross), 1, INT32_MAX, width) && cross < text.size() &&
+         parseNumber(text.substr(cross + 1), 1, INT32_MAX, height);
+}
+
+std::string shortest(double value) {
+  char text[32];
+  return std::string(text, std::to_chars(text, text + sizeof text, value, std::chars_format::fixed).ptr);
+}
+
+// Removes the suffix k, M or G and returns its factor, or 1.
+std::uint64_t takeFactor(std::string_view& text, std::uint64_t thousand) {
+  const std::size_t power = text.empty() ? std::string_view::npos : std::string_view("kKmMgG").find(text.back()) / 2;
+  std::uint64_t factor = 1;
+  if (power > 2) return factor;
+  text.remove_suffix(1);
+  for (std::size_t i = 0; i <= power; ++i) factor *= thousand;
+  return factor;
+}
+
+}  // namespace
+
+Complaint useScaled(std::string_view text, std::uint64_t thousand, std::uint64_t max, std::uint64_t& target) {
+  const std::uint64_t factor = takeFactor(text, thousand);
+  std::uint64_t value = 0;
+  if (!parseNumber<std::uint64_t>(text, 1, max / factor, value))
+    return "is not a whole number from 1 to " + std::to_string(max) + ", optionally in units of k, M or G";
+  target = value * factor;
+  return "";
+}
+
+Complaint useReal(const std::string& text, double min, double max, double& target) {
+  double value = 0;
+  if (!parseNumber(text, min, max, value)) return "is not a number from " + shortest(min) + " to " + shortest(max);
+  target = value;
+  return "";
+}
+
+Complaint useSampling(std::string_view text, MoxcSample& sample) {
+  const MoxcSample* const named = valueNamed(kSamplings, text);
+  if (!named) return "is not 4:4:4, 4:2:2 or 4:2:0";
+  sample = *named;
+  return "";
+}
+
+Complaint useRestart(std::string_view text, std::int32_t& restart, std::int32_t& inRows) {
+  inRows = text.ends_with('B');
+  if (inRows) text.remove_suffix(1);
+  if (!parseNumber(text, 0, 65535, restart)) return "is not a whole number from 0 to 65535, optionally followed by B";
+  if (restart == 0) inRows = 0;
+  return "";
+}
+
+Complaint usePredictor(std::string_view text, MoxcWriteOptions& options) {
+  const std::size_t comma = text.find(',');
+  const bool pointed = comma != text.npos;
+  if (parseNumber(text.substr(0, comma), 1, 7, options.predictor) &&
+      (!pointed || parseNumber(text.substr(comma + 1), 0, 15, options.point)))
+    return "";
+  return "is not a predictor from 1 to 7, optionally followed by a comma and a point transform from 0 to 15";
+}
+
+Complaint useBlock(std::string_view text, MoxcWriteOptions& options) {
+  std::int32_t width = 0, height = 0;
+  const auto allowed = [](std::int32_t size) {
+    return size >= 4 && size <= 1024 && std::has_single_bit(static_cast<std::uint32_t>(size));
+  };
+  if (!parseSize(text, width, height) || !allowed(width) || !allowed(height) || width * height > 4096)
+    return "is not WxH with powers of two from 4 to 1024 and at most 4096 coefficients";
+  options.blockWidth = width;
+  options.blockHeight = height;
+  return "";
+}
+
+Complaint useTile(std::string_view text, MoxcWriteOptions& options) {
+  return parseSize(text, options.tileWidth, options.tileHeight) ? "" : "is not WxH with two positive whole numbers";
+}
+
+Complaint useProgression(std::string_view text, MoxcProgression& progression) {
+  const MoxcProgression* const named = valueNamed(kProgressions, text);
+  if (!named) return "is not LRCP, RLCP, RPCL, PCRL or CPRL";
+  progression = *named;
+  return "";
+}
+
+Complaint useModes(std::string_view text, std::int32_t& modes) {
+  modes = 0;
+  for (std::size_t at = 0; at <= text.size();) {
+    const std::size_t end = std::min(text.find(',', at), text.size());
+    const std::int32_t* const mode = valueNamed(kModes, text.substr(at, end - at));
+    if (!mode) return "is not a comma-separated list of bypass, reset, termall, causal, pterm and segsym";
+    modes |= *mode;
+    at = end + 1;
+  }
+  return "";
+}
+
+}  // namespace moxj

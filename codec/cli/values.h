@@ -1,0 +1,47 @@
+// Parses the values of options.
+#pragma once
+
+#include <charconv>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "moxcodec.h"
+
+namespace moxj {
+
+// What is wrong with the value of an option, to follow the quoted value in the message; empty if nothing is.
+using Complaint = std::string;
+
+// Parses the whole text as a number from `min` to `max`.
+template <typename Number>
+bool parseNumber(std::string_view text, Number min, Number max, Number& value) {
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  return error == std::errc() && end == text.data() + text.size() && value >= min && value <= max;
+}
+
+// `Target` is a number or an optional one.
+template <typename Target>
+Complaint useNumber(const std::string& text, int min, int max, Target& target) {
+  int value = 0;
+  if (!parseNumber(text, min, max, value))
+    return "is not a whole number from " + std::to_string(min) + " to " + std::to_string(max);
+  target = value;
+  return "";
+}
+
+// A number from 1 to `max`; k, M or G after it multiplies it by `thousand`, its square or its cube.
+Complaint useScaled(std::string_view text, std::uint64_t thousand, std::uint64_t max, std::uint64_t& target);
+Complaint useReal(const std::string& text, double min, double max, double& target);
+
+Complaint useSampling(std::string_view text, MoxcSample& sample);
+// "N" or "NB"
+Complaint useRestart(std::string_view text, std::int32_t& restart, std::int32_t& inRows);
+// "P" or "P,T"
+Complaint usePredictor(std::string_view text, MoxcWriteOptions& options);
+Complaint useBlock(std::string_view text, MoxcWriteOptions& options);
+Complaint useTile(std::string_view text, MoxcWriteOptions& options);
+Complaint useProgression(std::string_view text, MoxcProgression& progression);
+Complaint useModes(std::string_view text, std::int32_t& modes);
+
+}  // namespace moxj
