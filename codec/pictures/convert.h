@@ -1,14 +1,57 @@
-// Converts pictures between colour and grey.
+// Converts rows of a picture to another layout: planes are selected, up-sampled, scaled, and change their colour model.
 #pragma once
 
+#include <cstdint>
+#include <vector>
+
 #include "pictures/picture.h"
+#include "pictures/scale.h"
 
 namespace moxj {
 
-// The luminance of a colour picture as JFIF defines it. A grey picture is returned unchanged.
-Picture toGrey(const Picture& picture);
+// How one layout becomes another. Colours are converted with samples of 0 to workMax.
+struct Conversion {
+  Picture to;
+  std::vector<int> sources;  // the planes of the picture to take, in order; opacity is the last if `to` has it
+  bool yccToRgb = false;     // full-range ITU-R BT.601; the first three of the planes taken
+  bool inksToRgb = false;    // the first four
+  bool rgbToGrey = false;    // then
+  bool expands = false;      // planes are up-sampled to the size of the picture
+  std::int32_t workMax = 0;
 
-// A grey picture with its channel repeated three times. A colour picture is returned unchanged.
-Picture toColour(const Picture& picture);
+  bool convertsColours() const { return yccToRgb || inksToRgb || rgbToGrey; }
+};
+
+class Converter {
+ public:
+  // `from` is the layout of the picture. Scratch memory is charged to the budget.
+  Converter(const Picture& from, Conversion conversion, Budget& budget);
+
+  const Picture& to() const { return conversion_.to; }
+  // Whether a band can be passed on as view() of it, without copying samples.
+  bool canView(const Picture& band) const;
+  Picture view(const Picture& band) const;
+  // Converts all rows of a band; the rows of `to` are the same.
+  void convert(const Picture& from, const Picture& to);
+
+ private:
+  void convertPlane(const Picture& from, const Picture& to, std::size_t plane);
+  void convertColours(const Picture& from, const Picture& to);
+  void loadLine(const Picture& from, int y, std::size_t line);
+  void storeLine(const Picture& to, int y, std::size_t line, std::size_t plane);
+  bool isLuminanceOfBytes(const Picture& to) const;
+  void luminanceOfBytes(const Picture& from, const Picture& to);
+  bool isRepetitionOfBytes() const;
+
+  Conversion conversion_;
+  std::vector<Scale> scales_;         // plane by plane; with colours to convert, from the planes taken to lines
+  std::vector<Scale> resultScales_;   // from lines to the planes of the result
+  std::vector<Plane> lines_;          // of colours to convert
+  std::vector<std::int32_t> memory_;  // of the lines
+  std::vector<std::uint8_t> pixels_;  // RGB bytes, gathered
+  bool keepsSamples_ = false;         // planes are selected, and nothing else
+  bool keepsPlanes_ = false;          // nothing is to be done
+  bool bytes_ = false;                // all planes taken are unsigned full-range 8-bit samples of the picture's size
+};
 
 }  // namespace moxj

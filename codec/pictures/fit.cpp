@@ -1,0 +1,304 @@
+// What a picture loses on its way into a format: meaning of the planes, colours, depth, opacity, in this order. The notes
+// are in the order depth, opacity, planes, colour.
+#include "pictures/fit.h"
+
+#include <algorithm>
+#include <numeric>
+#include <utility>
+
+#include "base/problem.h"
+#include "pictures/convert.h"
+
+namespace moxj {
+
+namespace {
+
+using Notes = std::vector<std::string>;
+
+bool holdsColour(const Holds& holds, Colour colour) {
+  return holds.colours.empty() || std::ranges::find(holds.colours, colour) != holds.colours.end();
+}
+
+const char* nameOf(Colour colour) {
+  switch (colour) {
+    case Colour::grey:
+      return "grey";
+    case Colour::rgb:
+      return "RGB";
+    case Colour::ycbcr:
+      return "YCbCr";
+    case Colour::cmyk:
+      return "CMYK";
+    case Colour::ycck:
+      return "YCCK";
+    case Colour::lab:
+      return "Lab";
+    case Colour::unknown:
+      break;
+  }
+  return "unknown colours";
+}
+
+int planesOf(Colour colour) {
+  return colour == Colour::grey ? 1 : colour == Colour::cmyk || colour == Colour::ycck ? 4 : 3;
+}
+
+// ---- Meaning -------------------------------------------------------------------------------------------------------
+
+// The planes that a picture is made of.
+struct Meaning {
+  Colour colour = Colour::unknown;
+  Opacity opacity = Opacity::none;
+  std::vector<int> planes;  // opacity is the last
+};
+
+std::vector<int> firstPlanes(int count) {
+  std::vector<int> planes(static_cast<std::size_t>(count));
+  std::iota(planes.begin(), planes.end(), 0);
+  return planes;
+}
+
+// Planes for a format that holds certain colour models only: where the picture does not say what they are, three or more
+// are red, green and blue, the one that follows the colours is opacity, and others are left out.
+Meaning meaningOf(const Picture& picture) {
+  const int count = static_cast<int>(picture.planes.size()), colours = picture.colours();
+  const bool known = picture.colour != Colour::unknown;
+  if (known && colours == planesOf(picture.colour)) return {picture.colour, picture.opacity, firstPlanes(count)};
+  Meaning meaning;
+  const bool keepsModel = known && picture.colour != Colour::grey && colours > planesOf(picture.colour);
+  meaning.colour = keepsModel ? picture.colour : colours >= 3 ? Colour::rgb : Colour::grey;
+  meaning.planes = firstPlanes(planesOf(meaning.colour));
+  meaning.opacity = picture.opacity;
+  const int next = static_cast<int>(meaning.planes.size());
+  if (picture.opacity != Opacity::none) {
+    meaning.planes.push_back(count - 1);
+  } else if (next < count) {
+    meaning.opacity = Opacity::straight;
+    meaning.planes.push_back(next);
+  }
+  return meaning;
+}
+
+void dropOpacity(Meaning& meaning) {
+  meaning.opacity = Opacity::none;
+  meaning.planes.pop_back();
+}
+
+std::string onlyTheFirst(std::size_t kept, std::size_t of, const char* what) {
+  return "only the first " + std::to_string(kept) + " of " + std::to_string(of) + " components " + what;
+}
+
+// What is left of the picture, before colours are converted.
+Meaning heldPlanes(const Picture& from, const Holds& holds, Notes& notes) {
+  const std::size_t count = from.planes.size();
+  Meaning meaning{from.colour, from.opacity, firstPlanes(static_cast<int>(count))};
+  const bool anyColour = holds.colours.empty() || (from.colour == Colour::unknown && holdsColour(holds, from.colour));
+  if (!anyColour) meaning = meaningOf(from);
+  const bool leavesOut = meaning.planes.size() < count;
+  const bool dropsOpacity = meaning.opacity != Opacity::none && !holds.opacity;
+  if (dropsOpacity) dropOpacity(meaning);
+  if (dropsOpacity && (!leavesOut || from.opacity != Opacity::none)) notes.push_back("transparency dropped");
+  if (leavesOut) notes.push_back(onlyTheFirst(meaning.planes.size(), count, holds.opacity ? "written" : "used"));
+  const std::size_t maxPlanes = static_cast<std::size_t>(holds.maxPlanes);
+  if (maxPlanes != 0 && meaning.planes.size() > maxPlanes) {
+    notes.push_back(onlyTheFirst(maxPlanes, meaning.planes.size(), "written"));
+    meaning.planes.resize(maxPlanes);
+    meaning.opacity = Opacity::none;
+    meaning.colour = Colour::unknown;
+  }
+  return meaning;
+}
+
+// ---- Colours -------------------------------------------------------------------------------------------------------
+
+bool canBecome(Colour from, Colour to) {
+  if (to == Colour::rgb) return from == Colour::grey || from == Colour::ycbcr || from == Colour::cmyk;
+  return to == Colour::grey && (from == Colour::rgb || from == Colour::ycbcr || from == Colour::cmyk);
+}
+
+Colour targetColour(Colour from, const Holds& holds) {
+  if (holdsColour(holds, from)) return from;
+  for (std::size_t i = holds.colours.size(); i-- > 0;)
+    if (canBecome(from, holds.colours[i])) return holds.colours[i];
+  fail(Kind::unsupported, std::string(nameOf(from)) + " cannot be converted to " + nameOf(holds.colours.back()));
+}
+
+// Changes the planes to take from those of the meaning to those of the conversion.
+void planColours(Conversion& conversion, Colour from, Colour to) {
+  std::vector<int>& sources = conversion.sources;
+  if (from == to) return;
+  if (from == Colour::grey) {
+    sources.insert(sources.begin(), 2, sources[0]);
+  } else if (from == Colour::ycbcr && to == Colour::grey) {  // Y is the luminance
+    sources.erase(sources.begin() + 1, sources.begin() + 3);
+  } else {
+    conversion.yccToRgb = from == Colour::ycbcr;
+    conversion.inksToRgb = from == Colour::cmyk;
+    conversion.rgbToGrey = to == Colour::grey;
+  }
+}
+
+// ---- Depth ---------------------------------------------------------------------------------------------------------
+
+int heldBits(int bits, const Holds& holds) {
+  if (holds.depths.empty()) return std::clamp(bits, holds.minBits, holds.maxBits);
+  for (const int depth : holds.depths)
+    if (depth >= bits) return depth;
+  return holds.depths.back();
+}
+
+bool subsampled(const Plane& plane, const Picture& picture) {
+  return plane.dx != 1 || plane.dy != 1 || plane.width != picture.width || plane.height != picture.height;
+}
+
+// The plane that a format holds instead of one of these bits and maximum value.
+Plane heldDepth(const Plane& from, const Holds& holds) {
+  const int bits = heldBits(from.bits, holds);
+  Plane plane = Plane::of(from.width, from.height, bits, from.isSigned && holds.isSigned, from.dx, from.dy);
+  if (holds.anyMaxval && bits == from.bits && plane.isSigned == from.isSigned) plane.maxval = from.maxval;
+  return plane;
+}
+
+void noteDepth(const Plane& from, const Plane& to, const Holds& holds, Notes& notes) {
+  std::string note;
+  if (to.bits < from.bits)
+    note = "samples of " + std::to_string(from.bits) + " bits reduced to " + std::to_string(to.bits);
+  else if (to.bits == from.bits && !from.fullRange() && to.maxval != from.maxval && holds.depths.empty())
+    note = "samples scaled from " + std::to_string(from.minval()) + ".." + std::to_string(from.maxval) + " to " +
+           std::to_string(to.minval()) + ".." + std::to_string(to.maxval);
+  if (!note.empty() && std::ranges::find(notes, note) == notes.end()) notes.push_back(note);
+}
+
+// A plane that stands for all: of the largest depth, signed if all are, with their maximum value if it is the same.
+Plane commonDepth(const Picture& from, const std::vector<int>& sources) {
+  const auto source = [&](int i) -> const Plane& { return from.planes[static_cast<std::size_t>(i)]; };
+  Plane common = source(sources[0]);
+  bool same = true;
+  for (const int i : sources) {
+    same = same && source(i).bits == common.bits && source(i).isSigned == common.isSigned &&
+           source(i).maxval == common.maxval;
+    common.bits = std::max(common.bits, source(i).bits);
+    common.isSigned = common.isSigned && source(i).isSigned;
+  }
+  return same ? common : Plane::of(from.width, from.height, common.bits, common.isSigned);
+}
+
+// The planes of the result. With colours to convert, these are fewer or as many as the planes taken.
+void planDepths(Conversion& conversion, const Picture& from, const Holds& holds, std::size_t count, Notes& notes) {
+  Picture& to = conversion.to;
+  Plane common = commonDepth(from, conversion.sources);
+  if (conversion.convertsColours() && common.isSigned) common = Plane::of(from.width, from.height, common.bits);
+  conversion.workMax = common.maxval;
+  const bool own = holds.mixedDepths && !conversion.convertsColours();
+  to.planes.clear();
+  for (std::size_t i = 0; i < count; ++i) {
+    const Plane& source = from.planes[static_cast<std::size_t>(conversion.sources[i])];
+    const Plane& depth = own ? source : common;
+    Plane plane = heldDepth(depth, holds);
+    plane.width = conversion.expands ? from.width : source.width;
+    plane.height = conversion.expands ? from.height : source.height;
+    plane.dx = conversion.expands ? 1 : source.dx;
+    plane.dy = conversion.expands ? 1 : source.dy;
+    to.planes.push_back(plane);
+    noteDepth(depth, plane, holds, notes);
+  }
+}
+
+Conversion conversionOf(const Picture& from, const Holds& holds, Notes& notes) {
+  Conversion conversion;
+  Notes planeNotes;
+  const Meaning meaning = heldPlanes(from, holds, planeNotes);
+  const Colour colour = targetColour(meaning.colour, holds);
+  conversion.to = from;
+  conversion.to.owner = nullptr;
+  conversion.to.colour = colour;
+  conversion.to.opacity = meaning.opacity;
+  conversion.to.inverted = from.inverted && colour == meaning.colour;
+  conversion.sources = meaning.planes;
+  planColours(conversion, meaning.colour, colour);
+  conversion.expands =
+      (!holds.subsampled || conversion.convertsColours()) && std::ranges::any_of(conversion.sources, [&](int source) {
+        return subsampled(from.planes[static_cast<std::size_t>(source)], from);
+      });
+  const bool opacity = meaning.opacity != Opacity::none;
+  const std::size_t count =
+      conversion.convertsColours() ? static_cast<std::size_t>(planesOf(colour)) + opacity : conversion.sources.size();
+  planDepths(conversion, from, holds, count, notes);
+  notes.insert(notes.end(), planeNotes.begin(), planeNotes.end());
+  if (colour == Colour::grey && meaning.colour != Colour::grey) notes.push_back("colour dropped");
+  return conversion;
+}
+
+// ---- The sink ------------------------------------------------------------------------------------------------------
+
+constexpr std::uint64_t kSliceBytes = std::uint64_t{64} << 10;
+
+// Bands begin at rows that all planes have.
+int rowsAtOnce(const Picture& from, const Picture& to) {
+  int multiple = 1;
+  for (const Plane& plane : from.planes) multiple = std::lcm(multiple, plane.dy);
+  const std::uint64_t rowBytes = std::max<std::uint64_t>(to.bytes() / static_cast<std::uint64_t>(to.height), 1);
+  const int rows = static_cast<int>(std::clamp<std::uint64_t>(kSliceBytes / rowBytes, 1, 1024));
+  return std::min((rows + multiple - 1) / multiple * multiple, to.height);
+}
+
+class FittingSink : public RowSink {
+ public:
+  FittingSink(RowSink& next, Holds holds, Notes& notes, Budget& budget)
+      : next_(next), holds_(std::move(holds)), notes_(notes), budget_(budget) {}
+
+  void begin(const Picture& layout) override {
+    converter_ = std::make_unique<Converter>(layout, conversionOf(layout, holds_, notes_), budget_);
+    layout_ = layout;
+    next_.begin(converter_->to());
+  }
+
+  void rows(const Picture& band) override {
+    if (converter_->canView(band)) return next_.rows(converter_->view(band));
+    if (!buffer_.hasSamples()) allocateBuffer();
+    for (int y = 0; y < band.height; y += buffer_.height) {
+      const Picture from = band.band(y, buffer_.height);
+      const Picture to = buffer_.band(0, from.height);
+      converter_->convert(from, to);
+      next_.rows(to);
+    }
+  }
+
+  void end() override { next_.end(); }
+
+ private:
+  void allocateBuffer() {
+    buffer_ = converter_->to();
+    buffer_ = buffer_.band(0, rowsAtOnce(layout_, buffer_));
+    buffer_.allocate(&budget_);
+  }
+
+  RowSink& next_;
+  Holds holds_;
+  Notes& notes_;
+  Budget& budget_;
+  Picture layout_;
+  std::unique_ptr<Converter> converter_;
+  Picture buffer_;
+};
+
+}  // namespace
+
+Picture fit(const Picture& from, const Holds& holds, std::vector<std::string>& notes) {
+  return conversionOf(from, holds, notes).to;
+}
+
+std::unique_ptr<RowSink> fitting(RowSink& next, Holds holds, std::vector<std::string>& notes, Budget& budget) {
+  return std::make_unique<FittingSink>(next, std::move(holds), notes, budget);
+}
+
+Picture fitted(const Picture& picture, const Holds& holds, std::vector<std::string>& notes, Budget& budget) {
+  Converter converter(picture, conversionOf(picture, holds, notes), budget);
+  if (converter.canView(picture)) return converter.view(picture);
+  Picture made = converter.to();
+  made.allocate(&budget);
+  converter.convert(picture, made);
+  return made;
+}
+
+}  // namespace moxj
