@@ -5,11 +5,11 @@
 #include "cli/exit_status.h"
 #include "cli/options.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 // encode, decode and transcode, for one file or a batch.
 ExitStatus runConversion(const Settings& settings, Console& console);
 ExitStatus runInfo(const Settings& settings, Console& console);
 ExitStatus runCompare(const Settings& settings, Console& console);
 
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -11,7 +11,7 @@
 #include "cli/output.h"
 #include "cli/text.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 namespace {
 
@@ -79,4 +79,4 @@ ExitStatus runCompare(const Settings& settings, Console& console) {
   return kind == moxcOk ? firstOf(statuses) : statusOf(kind);
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -9,7 +9,7 @@
 #include "cli/library.h"
 #include "cli/output.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 namespace {
 
@@ -75,4 +75,4 @@ ExitStatus convertComponents(const Job& job, const Settings& settings, Console& 
   return status;
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

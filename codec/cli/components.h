@@ -5,9 +5,9 @@
 #include "cli/options.h"
 #include "cli/plan.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 // All files are written before the first gets its name: none is there if one cannot be written. Throws Failure.
 ExitStatus convertComponents(const Job& job, const Settings& settings, Console& console);
 
-}  // namespace moxj
+}  // namespace moxj::cli

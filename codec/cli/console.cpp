@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 
-namespace moxj {
+namespace moxj::cli {
 
 namespace {
 
@@ -92,4 +92,4 @@ void Console::clear() {
   shown_ = 0;
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace moxj {
+namespace moxj::cli {
 
 // A path as shown in messages: control characters escaped, "standard input" or "standard output" for "-".
 std::string displayName(const std::string& path, bool input);
@@ -51,4 +51,4 @@ class Console {
   std::mutex mutex_;
 };
 
-}  // namespace moxj
+}  // namespace moxj::cli

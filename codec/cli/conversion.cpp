@@ -15,7 +15,7 @@
 #include "cli/script.h"
 #include "moxcore.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 namespace {
 
@@ -91,4 +91,4 @@ ExitStatus runConversion(const Settings& given, Console& console) {
   return settings.outputDirectory ? convertAll(jobs, settings, console) : convert(jobs[0], settings, console);
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -3,7 +3,7 @@
 
 #include <new>
 
-namespace moxj {
+namespace moxj::cli {
 
 namespace {
 
@@ -100,4 +100,4 @@ ExitStatus firstOf(const std::vector<ExitStatus>& statuses) {
   return first;
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -10,7 +10,7 @@
 
 #include "moxcodec.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 enum class ExitStatus {
   ok = 0,
@@ -64,4 +64,4 @@ std::string optionOfField(std::string_view field);
 // incomplete picture.
 ExitStatus firstOf(const std::vector<ExitStatus>& statuses);
 
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-namespace moxj {
+namespace moxj::cli {
 
 namespace {
 
@@ -33,4 +33,4 @@ std::string formatNames(bool coded) {
   return list.append(list.empty() ? "" : " or ").append(last);
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -5,7 +5,7 @@
 
 #include "moxcodec.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 // By the library's name.
 MoxcFormat formatOf(const std::string& name);
@@ -13,4 +13,4 @@ MoxcFormat formatOf(const std::string& name);
 // "jpg, jp2 or j2k": the compressed formats, which `encode` writes, or those of plain samples, which `decode` writes.
 std::string formatNames(bool coded);
 
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -6,7 +6,7 @@
 
 #include "cli/option_table.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 namespace {
 
@@ -98,4 +98,4 @@ std::string helpOf(const CommandText& command) {
   return text.append("\n").append(command.notes);
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -8,7 +8,7 @@
 
 #include "cli/options.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 struct CommandText {
   Command command;
@@ -24,4 +24,4 @@ std::span<const CommandText> commands();
 std::string generalHelp();
 std::string helpOf(const CommandText& command);
 
-}  // namespace moxj
+}  // namespace moxj::cli

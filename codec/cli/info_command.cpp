@@ -8,7 +8,7 @@
 #include "cli/library.h"
 #include "cli/output.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 namespace {
 
@@ -80,4 +80,4 @@ ExitStatus runInfo(const Settings& settings, Console& console) {
   return status;
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

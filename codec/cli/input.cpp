@@ -9,7 +9,7 @@
 #include "cli/console.h"
 #include "cli/exit_status.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 namespace {
 
@@ -39,4 +39,4 @@ std::ptrdiff_t Input::readStandardInput(void* context, void* to, std::size_t siz
   }
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

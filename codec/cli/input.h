@@ -6,7 +6,7 @@
 
 #include "moxcodec.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 // A file, or "-" for standard input, which is read as the library asks for it.
 class Input {
@@ -28,4 +28,4 @@ class Input {
   int error_ = 0;  // of read()
 };
 
-}  // namespace moxj
+}  // namespace moxj::cli

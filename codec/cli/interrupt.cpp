@@ -15,7 +15,7 @@
 
 #include "cli/exit_status.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 // Handlers may run at any time in any thread. They access only the slots and call only async-signal-safe functions. A
 // slot is never freed, so a handler can walk along the list at any time; a path changes only while its slot is not
@@ -161,4 +161,4 @@ bool TemporaryFile::renameTo(const std::string& target, bool replace) {
   return renamed;
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace moxj {
+namespace moxj::cli {
 
 // Installs the signal handlers:
 //   SIGINT, SIGTERM, SIGHUP   remove the temporary files, then end the process as by default
@@ -39,4 +39,4 @@ class TemporaryFile {
   bool exists_ = false;
 };
 
-}  // namespace moxj
+}  // namespace moxj::cli

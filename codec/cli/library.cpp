@@ -6,7 +6,7 @@
 #include "cli/limits.h"
 #include "moxcore.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 Call::Call(const Settings& settings, Console& console, const std::string& name) : console_(console), name_(name) {
   run_.structSize = sizeof run_;
@@ -36,4 +36,4 @@ ExitStatus reportCall(Console& console, const std::string& name, MoxcKind kind, 
   return moxcReportComplete(report) ? ExitStatus::ok : ExitStatus::incomplete;
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -9,7 +9,7 @@
 #include "cli/options.h"
 #include "moxcodec.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 template <auto Free>
 struct Freeing {
@@ -50,4 +50,4 @@ CallError errorOf(MoxcKind kind, const MoxcReport* report);
 ExitStatus reportCall(Console& console, const std::string& name, MoxcKind kind, const MoxcReport* report,
                       const Settings& settings);
 
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace moxj {
+namespace moxj::cli {
 
 constexpr int kMaxJobs = 256;
 constexpr int kMaxThreads = 1024;
@@ -15,4 +15,4 @@ constexpr int kMaxLevels = 32;  // of decomposition
 constexpr int kMaxReadLayers = 65535;
 constexpr int kMaxWrittenLayers = 100;
 
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -15,6 +15,6 @@ static void keepStandardStreams() {
 
 int main(int argc, char** argv) {
   keepStandardStreams();
-  moxj::watchSignals();
-  return moxj::runTool(argc, argv);
+  moxj::cli::watchSignals();
+  return moxj::cli::runTool(argc, argv);
 }

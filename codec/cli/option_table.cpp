@@ -4,7 +4,7 @@
 #include "cli/formats.h"
 #include "cli/limits.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 namespace {
 
@@ -138,4 +138,4 @@ constexpr Option kOptions[] = {
 
 std::span<const Option> options() { return kOptions; }
 
-}  // namespace moxj
+}  // namespace moxj::cli

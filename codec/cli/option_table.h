@@ -8,7 +8,7 @@
 #include "cli/options.h"
 #include "cli/values.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 // The formats that an option applies to: of the output or, for `decode`, of the input.
 enum class Of { all, jpeg, dct, jpeg2000 };  // dct: JPEG, but not lossless
@@ -31,4 +31,4 @@ constexpr unsigned setOf(Command command) { return 1u << static_cast<int>(comman
 
 std::span<const Option> options();
 
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -11,7 +11,7 @@
 #include "cli/help.h"
 #include "cli/option_table.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 namespace {
 
@@ -158,4 +158,4 @@ std::variant<Settings, Answer> parseCommandLine(int argc, char** argv) {
   return Parser(commandNamed(first)).parse(argc - 1, argv + 1);
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -10,7 +10,7 @@
 #include "cli/output.h"
 #include "moxcodec.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 enum class Command { encode, decode, transcode, info, compare };
 
@@ -49,4 +49,4 @@ struct Answer {
 // Throws Misuse.
 std::variant<Settings, Answer> parseCommandLine(int argc, char** argv);
 
-}  // namespace moxj
+}  // namespace moxj::cli

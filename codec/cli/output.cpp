@@ -16,7 +16,7 @@
 #include "cli/console.h"
 #include "cli/exit_status.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 namespace {
 
@@ -169,4 +169,4 @@ void writeText(std::string_view text) {
   file.finish();
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -13,7 +13,7 @@
 #include "cli/interrupt.h"
 #include "moxcodec.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 // What becomes of an existing target.
 enum class Existing { replaced, kept };
@@ -87,4 +87,4 @@ void refuseExisting(const std::string& path);
 // Writes to standard output.
 void writeText(std::string_view text);
 
-}  // namespace moxj
+}  // namespace moxj::cli

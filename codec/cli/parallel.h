@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-namespace moxj {
+namespace moxj::cli {
 
 // Calls work(index), which must not throw, for each index below `tasks` on up to `threads` threads, of which the calling
 // one is the first. Where fewer can be started, those do all the work.
@@ -28,4 +28,4 @@ void inParallel(std::size_t threads, std::size_t tasks, const Work& work) {
   for (std::thread& helper : helpers) helper.join();
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

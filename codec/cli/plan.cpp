@@ -9,7 +9,7 @@
 #include "cli/console.h"
 #include "cli/formats.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 namespace {
 
@@ -100,4 +100,4 @@ std::vector<Job> planOf(const Settings& settings) {
   return {{settings.files[0], output, format}};
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

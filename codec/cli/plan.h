@@ -6,7 +6,7 @@
 
 #include "cli/options.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 struct Job {
   std::string input;
@@ -17,4 +17,4 @@ struct Job {
 // For encode, decode and transcode. Checks all names before any work starts. Throws Misuse.
 std::vector<Job> planOf(const Settings& settings);
 
-}  // namespace moxj
+}  // namespace moxj::cli

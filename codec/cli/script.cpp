@@ -9,7 +9,7 @@
 #include "cli/console.h"
 #include "cli/library.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 namespace {
 
@@ -62,4 +62,4 @@ std::string readScript(const Settings& settings) {
   return text;
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -4,7 +4,7 @@
 #include <cstdarg>
 #include <cstdio>
 
-namespace moxj {
+namespace moxj::cli {
 
 std::string format(const char* pattern, ...) {
   va_list arguments, again;
@@ -18,4 +18,4 @@ std::string format(const char* pattern, ...) {
   return text;
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

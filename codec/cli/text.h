@@ -3,9 +3,9 @@
 
 #include <string>
 
-namespace moxj {
+namespace moxj::cli {
 
 // printf into a string.
 [[gnu::format(printf, 1, 2)]] std::string format(const char* pattern, ...);
 
-}  // namespace moxj
+}  // namespace moxj::cli

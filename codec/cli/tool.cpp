@@ -9,7 +9,7 @@
 #include "cli/output.h"
 #include "moxcore.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 namespace {
 
@@ -48,4 +48,4 @@ int runTool(int argc, char** argv) {
   }
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

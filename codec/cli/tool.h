@@ -1,9 +1,9 @@
 // The tool without main(), so that tests can call it.
 #pragma once
 
-namespace moxj {
+namespace moxj::cli {
 
 // Returns the exit status.
 int runTool(int argc, char** argv);
 
-}  // namespace moxj
+}  // namespace moxj::cli

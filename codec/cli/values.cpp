@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <bit>
 
-namespace moxj {
+namespace moxj::cli {
 
 namespace {
 
@@ -128,4 +128,4 @@ Complaint useModes(std::string_view text, std::int32_t& modes) {
   return "";
 }
 
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -8,7 +8,7 @@
 
 #include "moxcodec.h"
 
-namespace moxj {
+namespace moxj::cli {
 
 // What is wrong with the value of an option, to follow the quoted value in the message; empty if nothing is.
 using Complaint = std::string;
@@ -44,4 +44,4 @@ Complaint useTile(std::string_view text, MoxcWriteOptions& options);
 Complaint useProgression(std::string_view text, MoxcProgression& progression);
 Complaint useModes(std::string_view text, std::int32_t& modes);
 
-}  // namespace moxj
+}  // namespace moxj::cli

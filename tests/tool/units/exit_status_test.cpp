@@ -6,7 +6,7 @@
 #include <new>
 #include <system_error>
 
-namespace moxj {
+namespace moxj::cli {
 namespace {
 
 void expectEnding(const std::exception& exception, ExitStatus status, const std::string& text) {
@@ -83,4 +83,4 @@ TEST(Message, TheScanScriptIsAFile) {
 }
 
 }  // namespace
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -6,7 +6,7 @@
 #include <mutex>
 #include <set>
 
-namespace moxj {
+namespace moxj::cli {
 namespace {
 
 TEST(Parallel, EveryTaskRunsOnce) {
@@ -31,4 +31,4 @@ TEST(Parallel, NoMoreThreadsThanAskedFor) {
 }
 
 }  // namespace
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -5,7 +5,7 @@
 
 #include "cli/formats.h"
 
-namespace moxj {
+namespace moxj::cli {
 namespace {
 
 TEST(Formats, Lists) {
@@ -53,4 +53,4 @@ TEST(Plan, StandardOutputIsNeverInTheWay) {
 }
 
 }  // namespace
-}  // namespace moxj
+}  // namespace moxj::cli

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-namespace moxj {
+namespace moxj::cli {
 namespace {
 
 constexpr std::uint64_t kMax = std::uint64_t{1} << 40;
@@ -69,4 +69,4 @@ TEST(Values, Names) {
 }
 
 }  // namespace
-}  // namespace moxj
+}  // namespace moxj::cli
