@@ -1,7 +1,7 @@
-// The memory limit of a reader or an engine. What grows with the sizes in a file's headers is charged before it is
-// allocated. Conversions between picture types and the lossless encoder are not charged yet.
+// The memory limit of a job. What grows with the sizes in a file's headers is charged before it is allocated.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 
@@ -26,6 +26,8 @@ class Budget {
   }
   std::uint64_t used() const { return used_; }
   void restore(std::uint64_t used) { used_ = used; }  // to an earlier used()
+  // Of what was charged and has been freed.
+  void release(std::uint64_t bytes) { used_ -= std::min(bytes, used_); }
 
  private:
   std::uint64_t limit_;

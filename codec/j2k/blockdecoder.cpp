@@ -15,7 +15,7 @@ namespace {
 constexpr std::uint32_t kSign = 0x80000000u;
 constexpr int kMaxPlanes = 31;  // bit-planes of the library's coefficients
 
-void clear(const Block& block, Plane& plane) {
+void clear(const Block& block, TilePlane& plane) {
   for (int y = 0; y < block.height; ++y)
     std::memset(plane.row(block.y + y) + block.x, 0, static_cast<std::size_t>(block.width) * 4);
 }
@@ -43,7 +43,7 @@ const std::uint8_t* BlockDecoder::gather(const Block& block) {
 
 // An irreversible block is decoded as if it had one more bit-plane, which never comes: so there is a bit for the
 // midpoint of the quantisation interval even if all bit-planes are decoded.
-bool BlockDecoder::decode(const Block& block, const Band& band, const TileComponent& component, Plane& plane) {
+bool BlockDecoder::decode(const Block& block, const Band& band, const TileComponent& component, TilePlane& plane) {
   const bool reversible = component.coding.reversible;
   const int extra = reversible ? 0 : 1;
   int passes = 0;
@@ -75,7 +75,7 @@ bool BlockDecoder::decode(const Block& block, const Band& band, const TileCompon
   return status == moxStatusOk;
 }
 
-void BlockDecoder::placeReversible(const Block& block, int shift, Plane& plane) const {
+void BlockDecoder::placeReversible(const Block& block, int shift, TilePlane& plane) const {
   const std::int32_t* from = coefficients_.data();
   for (int y = 0; y < block.height; ++y, from += block.width) {
     std::int32_t* const to = plane.row(block.y + y) + block.x;
@@ -89,7 +89,7 @@ void BlockDecoder::placeReversible(const Block& block, int shift, Plane& plane) 
   }
 }
 
-void BlockDecoder::placeIrreversible(const Block& block, int shift, float scale, Plane& plane) const {
+void BlockDecoder::placeIrreversible(const Block& block, int shift, float scale, TilePlane& plane) const {
   constexpr float kMaxMagnitude = 1 << 29;  // exceeded by damaged data only
   const std::int32_t* from = coefficients_.data();
   for (int y = 0; y < block.height; ++y, from += block.width) {

@@ -3,8 +3,8 @@
 
 #include <vector>
 
-#include "j2k/plane.h"
 #include "j2k/tile.h"
+#include "j2k/tileplane.h"
 
 namespace moxj::j2k {
 
@@ -18,12 +18,12 @@ inline int coderBand(Orientation orientation) { return orientation == hl ? 2 : o
 class BlockDecoder {
  public:
   // Writes every coefficient of the block. False if some of its data could not be decoded.
-  bool decode(const Block& block, const Band& band, const TileComponent& component, Plane& plane);
+  bool decode(const Block& block, const Band& band, const TileComponent& component, TilePlane& plane);
 
  private:
   const std::uint8_t* gather(const Block& block);
-  void placeReversible(const Block& block, int shift, Plane& plane) const;
-  void placeIrreversible(const Block& block, int shift, float scale, Plane& plane) const;
+  void placeReversible(const Block& block, int shift, TilePlane& plane) const;
+  void placeIrreversible(const Block& block, int shift, float scale, TilePlane& plane) const;
 
   std::vector<std::int32_t> coefficients_ = std::vector<std::int32_t>(4096);
   std::vector<std::uint8_t> work_;

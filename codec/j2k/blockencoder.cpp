@@ -63,7 +63,7 @@ BlockEncoder::BlockEncoder(int width, int height) {
   state_.reset(state);
 }
 
-CodedBlock BlockEncoder::encode(const Block& block, const Band& band, const TileComponent& component, Plane& plane,
+CodedBlock BlockEncoder::encode(const Block& block, const Band& band, const TileComponent& component, TilePlane& plane,
                                 double weight) {
   loadCoefficients(block, band, component, plane);
   const CodingStyle& coding = component.coding;
@@ -95,7 +95,7 @@ CodedBlock BlockEncoder::encode(const Block& block, const Band& band, const Tile
 
 // As sign and magnitude, divided by the quantiser step.
 void BlockEncoder::loadCoefficients(const Block& block, const Band& band, const TileComponent& component,
-                                    Plane& plane) {
+                                    TilePlane& plane) {
   std::int32_t* to = coefficients_.data();
   const auto scale = static_cast<float>(std::ldexp(1 / band.step, kFractionBits - fractionBits(component.bits)));
   for (int y = 0; y < block.height; ++y, to += block.width) {

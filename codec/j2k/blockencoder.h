@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "base/library.h"
-#include "j2k/plane.h"
 #include "j2k/tile.h"
+#include "j2k/tileplane.h"
 
 namespace moxj::j2k {
 
@@ -37,13 +37,14 @@ class BlockEncoder {
   BlockEncoder(int width, int height);
 
   // `weight` is the squared error of the picture caused by an error of one quantiser step.
-  CodedBlock encode(const Block& block, const Band& band, const TileComponent& component, Plane& plane, double weight);
+  CodedBlock encode(const Block& block, const Band& band, const TileComponent& component, TilePlane& plane,
+                    double weight);
 
  private:
   struct Release {
     void operator()(MoxJ2KEncodeState* state) const { moxiEncodeFree_JPEG2K(state); }
   };
-  void loadCoefficients(const Block& block, const Band& band, const TileComponent& component, Plane& plane);
+  void loadCoefficients(const Block& block, const Band& band, const TileComponent& component, TilePlane& plane);
   void fetchData(CodedBlock& coded);
   void recordPasses(CodedBlock& coded, int passes, int modes, double weight);
 

@@ -2,7 +2,9 @@
 #include "j2k/boxes.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
+#include <type_traits>
 
 #include "base/bigendian.h"
 #include "base/budget.h"
@@ -15,7 +17,7 @@ namespace {
 constexpr std::uint8_t kSignature[12] = {0, 0, 0, 12, 'j', 'P', ' ', ' ', 0x0D, 0x0A, 0x87, 0x0A};
 constexpr int kMaxDepth = 16;
 
-enum ColourSpace : std::uint32_t { sRgb = 16, greyscale = 17, sYcc = 18 };
+enum ColourSpace : std::uint32_t { cmyk = 12, ycck = 13, cieLab = 14, sRgb = 16, greyscale = 17, sYcc = 18 };
 
 // EnumCS of the colr box: ISO/IEC 15444-1 Table I.10 and the additions of ISO/IEC 15444-2.
 std::string colourSpaceName(std::uint32_t space) {
@@ -33,6 +35,41 @@ std::string colourSpaceName(std::uint32_t space) {
   for (const Name& known : kNames)
     if (known.space == space) name += std::string(" (") + known.text + ")";
   return name;
+}
+
+// Unknown: to be told from the number of components.
+Colour colourOf(std::uint32_t space) {
+  switch (space) {
+    case cmyk:
+      return Colour::cmyk;
+    case ycck:
+      return Colour::ycck;
+    case cieLab:
+      return Colour::lab;
+    case sRgb:
+      return Colour::rgb;
+    case greyscale:
+      return Colour::grey;
+    case sYcc:
+      return Colour::ycbcr;
+    default:
+      return Colour::unknown;
+  }
+}
+
+// The number of colours that a model needs at least.
+int coloursOf(Colour colour) {
+  switch (colour) {
+    case Colour::unknown:
+      return INT_MAX;
+    case Colour::grey:
+      return 1;
+    case Colour::cmyk:
+    case Colour::ycck:
+      return 4;
+    default:
+      return 3;
+  }
 }
 
 struct FoundBox {
@@ -106,10 +143,7 @@ class Reader {
       return;
     }
     const std::uint32_t space = in.u32();
-    boxes_.colour = space == sRgb        ? Colour::rgb
-                    : space == greyscale ? Colour::grey
-                    : space == sYcc      ? Colour::ycc
-                                         : Colour::unknown;
+    boxes_.colour = colourOf(space);
     boxes_.colourName = colourSpaceName(space);
   }
 
@@ -148,62 +182,66 @@ class Reader {
 };
 
 // Looks up the samples of a component in a column of a palette.
-void lookUp(const Component& from, const std::vector<std::int32_t>& values, const Component& to) {
+void lookUp(const Plane& from, const std::vector<std::int32_t>& values, const Plane& to) {
   const std::int32_t last = static_cast<std::int32_t>(values.size()) - 1;
-  for (int y = 0; y < to.height; ++y) {
-    for (int x = 0; x < to.width; ++x) {
-      const std::int32_t value = values[static_cast<std::size_t>(std::clamp(from.at(x, y), 0, last))];
-      if (to.wide)
-        to.numbers(y)[std::ptrdiff_t{x} * to.pixelStep] = value;
-      else
-        to.bytes(y)[std::ptrdiff_t{x} * to.pixelStep] = static_cast<std::uint8_t>(value);
-    }
-  }
+  for (int y = 0; y < to.height; ++y)
+    visitRow(from, y, [&](const auto* source) {
+      visitRow(to, y, [&](auto* target) {
+        using Sample = std::remove_pointer_t<decltype(target)>;
+        for (std::ptrdiff_t x = 0; x < to.width; ++x) {
+          const std::int32_t index = std::clamp<std::int32_t>(source[x * from.pixelStep], 0, last);
+          target[x * to.pixelStep] = static_cast<Sample>(values[static_cast<std::size_t>(index)]);
+        }
+      });
+    });
 }
 
-Image withPalette(const Boxes& boxes, const Image& image, const Limits& limits) {
-  Image made = image;
-  made.components.clear();
-  std::vector<const Component*> sources;
+void applyPalette(const Boxes& boxes, Picture& picture, Budget& budget) {
+  Picture made = picture;
+  made.planes.clear();
+  std::vector<const Plane*> sources;
   for (const Mapping& mapping : boxes.mappings) {
-    if (mapping.component >= static_cast<int>(image.components.size()) ||
+    if (mapping.component >= static_cast<int>(picture.planes.size()) ||
         mapping.column >= static_cast<int>(boxes.palette->columns.size()) || mapping.column < 0)
       fail(Kind::damaged, "the component mapping does not fit the palette");
-    const Component& from = image.components[static_cast<std::size_t>(mapping.component)];
-    Component to = from;
-    to.bits = boxes.palette->columns[static_cast<std::size_t>(mapping.column)].bits;
-    to.isSigned = false;
-    made.components.push_back(to);
+    const Plane& from = picture.planes[static_cast<std::size_t>(mapping.component)];
+    const int bits = boxes.palette->columns[static_cast<std::size_t>(mapping.column)].bits;
+    made.planes.push_back(Plane::of(from.width, from.height, bits, false, from.dx, from.dy));
     sources.push_back(&from);
   }
-  if (made.components.empty()) fail(Kind::damaged, "the palette has no component mapping");
-  Budget(limits.maxMemory).charge(made.components.size(), image.bytes() * 4);
-  made.allocate();
+  if (made.planes.empty()) fail(Kind::damaged, "the palette has no component mapping");
+  made.allocate(&budget);
   for (std::size_t i = 0; i < sources.size(); ++i)
     lookUp(*sources[i], boxes.palette->columns[static_cast<std::size_t>(boxes.mappings[i].column)].values,
-           made.components[i]);
-  return made;
+           made.planes[i]);
+  budget.release(picture.bytes());
+  picture = std::move(made);
 }
 
 // Sorts the channels: colours in the order of their associations, then opacity.
-void orderChannels(const Boxes& boxes, Image& image) {
-  const int count = static_cast<int>(image.components.size());
-  std::vector<Component> ordered;
-  std::vector<bool> used(image.components.size());
+void orderChannels(const Boxes& boxes, Picture& picture) {
+  const std::size_t count = picture.planes.size();
+  std::vector<Plane> ordered;
+  std::vector<bool> used(count);
   const auto add = [&](const Channel& channel) {
-    if (channel.number >= count || used[static_cast<std::size_t>(channel.number)]) return;
-    used[static_cast<std::size_t>(channel.number)] = true;
-    ordered.push_back(image.components[static_cast<std::size_t>(channel.number)]);
+    const auto number = static_cast<std::size_t>(channel.number);
+    if (number >= count || used[number]) return;
+    used[number] = true;
+    ordered.push_back(picture.planes[number]);
   };
-  for (int association = 1; association <= count; ++association)
+  for (int association = 1; association <= static_cast<int>(count); ++association)
     for (const Channel& channel : boxes.channels)
       if (channel.kind == 0 && channel.association == association) add(channel);
   const std::size_t colours = ordered.size();
+  Opacity opacity = Opacity::none;
   for (const Channel& channel : boxes.channels)
-    if (channel.kind == 1 || channel.kind == 2) add(channel);
-  if (colours == 0 || ordered.size() != image.components.size()) return;  // an incomplete definition is ignored
-  image.components = std::move(ordered);
-  image.alpha = image.components.size() == colours + 1;
+    if (channel.kind == 1 || channel.kind == 2) {
+      opacity = channel.kind == 1 ? Opacity::straight : Opacity::premultiplied;
+      add(channel);
+    }
+  if (colours == 0 || ordered.size() != count) return;  // an incomplete definition is ignored
+  picture.planes = std::move(ordered);
+  if (count == colours + 1) picture.opacity = opacity;
 }
 
 void box(Bytes& file, const char* type, const Bytes& body) {
@@ -212,29 +250,29 @@ void box(Bytes& file, const char* type, const Bytes& body) {
   file.append(body.data(), body.size());
 }
 
-int depthByte(const Component& c) { return (c.bits - 1) | (c.isSigned ? 128 : 0); }
+int depthByte(const Plane& plane) { return (plane.bits - 1) | (plane.isSigned ? 128 : 0); }
 
-Bytes imageHeader(const Image& image, bool sameDepth) {
+Bytes imageHeader(const Picture& picture, bool sameDepth) {
   Bytes body;
   ByteWriter out(body);
-  out.u32(image.height);
-  out.u32(image.width);
-  out.u16(image.components.size());
-  out.u8(sameDepth ? depthByte(image.components[0]) : 255);
+  out.u32(picture.height);
+  out.u32(picture.width);
+  out.u16(picture.planes.size());
+  out.u8(sameDepth ? depthByte(picture.planes[0]) : 255);
   out.u8(7);   // compression type
   out.u16(0);  // colour space known; no intellectual property box
   return body;
 }
 
-Bytes channelDefinitions(const Image& image) {
+Bytes channelDefinitions(const Picture& picture) {
   Bytes body;
   ByteWriter out(body);
-  const auto count = static_cast<std::uint32_t>(image.components.size());
+  const auto count = static_cast<std::uint32_t>(picture.planes.size());
   out.u16(count);
   for (std::uint32_t i = 0; i < count; ++i) {
     const bool opacity = i + 1 == count;
     out.u16(i);
-    out.u16(opacity);
+    out.u16(!opacity ? 0 : picture.opacity == Opacity::premultiplied ? 2 : 1);
     out.u16(opacity ? 0 : i + 1);
   }
   return body;
@@ -253,18 +291,16 @@ Boxes readBoxes(ByteSpan file) {
   return boxes;
 }
 
-Image applyBoxes(const Boxes& boxes, Image image, const Limits& limits) {
-  if (boxes.palette) image = withPalette(boxes, image, limits);
-  const std::size_t count = image.components.size();
-  if (!boxes.channels.empty()) orderChannels(boxes, image);
-  const std::size_t colours = count - image.alpha;
-  image.colour = boxes.colour == Colour::unknown || (boxes.colour == Colour::ycc && colours < 3)
-                     ? (colours < 3 ? Colour::grey : Colour::rgb)
-                     : boxes.colour;
-  return image;
+// Without a usable colour space, one or two components are grey, more are RGB.
+void applyBoxes(const Boxes& boxes, Picture& picture, Budget& budget) {
+  if (boxes.palette) applyPalette(boxes, picture, budget);
+  if (!boxes.channels.empty()) orderChannels(boxes, picture);
+  const int colours = picture.colours();
+  const bool known = boxes.colour == Colour::grey ? colours < 3 : colours >= coloursOf(boxes.colour);
+  picture.colour = known ? boxes.colour : colours < 3 ? Colour::grey : Colour::rgb;
 }
 
-void writeBoxes(Bytes& file, const Image& image) {
+void writeBoxes(Bytes& file, const Picture& picture) {
   file.append(kSignature, sizeof kSignature);
   Bytes type;
   type.append("jp2 ", 4);
@@ -273,19 +309,19 @@ void writeBoxes(Bytes& file, const Image& image) {
   box(file, "ftyp", type);
   Bytes header;
   bool sameDepth = true;
-  for (const Component& c : image.components) sameDepth &= depthByte(c) == depthByte(image.components[0]);
-  box(header, "ihdr", imageHeader(image, sameDepth));
+  for (const Plane& plane : picture.planes) sameDepth &= depthByte(plane) == depthByte(picture.planes[0]);
+  box(header, "ihdr", imageHeader(picture, sameDepth));
   Bytes body;
   if (!sameDepth) {
-    for (const Component& c : image.components) ByteWriter(body).u8(depthByte(c));
+    for (const Plane& plane : picture.planes) ByteWriter(body).u8(depthByte(plane));
     box(header, "bpcc", body);
     body.clear();
   }
   ByteWriter(body).u8(1);
   ByteWriter(body).u16(0);
-  ByteWriter(body).u32(image.components.size() >= 3 ? sRgb : greyscale);
+  ByteWriter(body).u32(picture.planes.size() >= 3 ? sRgb : greyscale);
   box(header, "colr", body);
-  if (image.alpha) box(header, "cdef", channelDefinitions(image));
+  if (picture.opacity != Opacity::none) box(header, "cdef", channelDefinitions(picture));
   box(file, "jp2h", header);
   ByteWriter(file).u32(0);  // length: up to the end of the file
   file.append("jp2c", 4);

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -34,7 +33,7 @@ struct Channel {
 
 struct Boxes {
   bool boxed = false;
-  std::span<const std::uint8_t> codestream;
+  ByteSpan codestream;
   std::size_t codestreamOffset = 0;
   Colour colour = Colour::unknown;
   std::string colourName;
@@ -45,12 +44,12 @@ struct Boxes {
 };
 
 // A bare codestream is accepted too. Throws Problem.
-Boxes readBoxes(std::span<const std::uint8_t> file);
+Boxes readBoxes(ByteSpan file);
 
-// Applies palette, channel order and colour space.
-Image applyBoxes(const Boxes& boxes, Image image, const Limits& limits);
+// Applies palette, channel order and colour space to the components of the codestream.
+void applyBoxes(const Boxes& boxes, Picture& picture, Budget& budget);
 
 // Writes the beginning of a JP2 file, up to its codestream.
-void writeBoxes(Bytes& file, const Image& image);
+void writeBoxes(Bytes& file, const Picture& picture);
 
 }  // namespace moxj::j2k

@@ -3,7 +3,6 @@
 #include <cstring>
 #include <memory>
 
-#include "base/budget.h"
 #include "base/library.h"
 #include "base/workers.h"
 #include "j2k/blockdecoder.h"
@@ -11,6 +10,7 @@
 #include "j2k/j2k.h"
 #include "j2k/samples.h"
 #include "j2k/syntax.h"
+#include "j2k/tileprogress.h"
 #include "j2k/wavelet.h"
 
 namespace moxj::j2k {
@@ -23,11 +23,12 @@ constexpr int kMaxBits = 16;
 // comes in the task list after the blocks of the next component, so that there is other work in the meantime.
 class TileDecoder {
  public:
-  TileDecoder(const Tile& tile, int reduce, Workers& workers, std::span<Plane> planes, std::span<BlockDecoder> decoders)
+  TileDecoder(const Tile& tile, int reduce, Workers& workers, std::span<TilePlane> planes,
+              std::span<BlockDecoder> decoders)
       : tile_(tile), reduce_(reduce), workers_(workers), planes_(planes), decoders_(decoders), left_(planes.size()) {}
 
   // False if the data of a block could not be decoded.
-  bool run() {
+  bool run(TileProgress& progress, Coord index) {
     for (std::size_t c = 0; c < planes_.size(); ++c) {
       const std::size_t before = tasks_.size();
       addBlocks(c);
@@ -35,7 +36,9 @@ class TileDecoder {
       if (c > 0) tasks_.push_back({c - 1, nullptr, nullptr});
     }
     tasks_.push_back({planes_.size() - 1, nullptr, nullptr});
-    workers_.forEach(tasks_.size(), [&](int worker, std::size_t index) { work(worker, tasks_[index]); });
+    workers_.forEach(
+        tasks_.size(), [&](int worker, std::size_t task) { work(worker, tasks_[task]); },
+        progress.within(index, tasks_.size()));
     return good_;
   }
 
@@ -61,7 +64,7 @@ class TileDecoder {
 
   void work(int worker, const Task& task) {
     const TileComponent& component = tile_.components[task.component];
-    Plane& plane = planes_[task.component];
+    TilePlane& plane = planes_[task.component];
     if (task.block == nullptr) {
       left_[task.component].wait();
       transformInverse(plane, component, resolutions(task.component));
@@ -76,7 +79,7 @@ class TileDecoder {
   const Tile& tile_;
   int reduce_;
   Workers& workers_;
-  std::span<Plane> planes_;
+  std::span<TilePlane> planes_;
   std::span<BlockDecoder> decoders_;
   std::vector<Task> tasks_;
   std::vector<Countdown> left_;
@@ -85,27 +88,25 @@ class TileDecoder {
 
 class Decoder {
  public:
-  Decoder(ByteSpan file, const Limits& limits, const DecodeOptions& options, const Progress& progress)
+  Decoder(ByteSpan file, const DecodeOptions& options, Work& work)
       : boxes_(readBoxes(file)),
-        limits_(limits),
         options_(options),
-        progress_(progress),
-        budget_(limits.maxMemory),
-        workers_(options.threads),
-        decoders_(static_cast<std::size_t>(options.threads)) {}
+        job_(work),
+        decoders_(static_cast<std::size_t>(work.workers.count())) {}
 
-  DecodedImage run() {
+  Decoded run() {
     stream_ = parseCodestream(boxes_.codestream);
     layOut();
     const TileParts parts = sortParts(stream_);
     const Coord tiles = stream_.siz.tiles();
+    TileProgress progress(job_.progress, tiles);
     for (Coord tile = 0; tile < tiles; ++tile) {
       const auto found = parts.of.find(static_cast<int>(tile));
       if (found == parts.of.end())
         noteProblem(tile, "is missing");
       else
-        decodeTile(tile, parts, found->second);
-      reportProgress(progress_, tile + 1, tiles);
+        decodeTile(tile, parts, found->second, progress);
+      progress.tileDone(tile);
     }
     if (packets_ == 0) fail(Kind::damaged, stream_.problem.empty() ? "the file has no picture" : stream_.problem);
     return finish();
@@ -113,18 +114,20 @@ class Decoder {
 
  private:
   void layOut();
-  void decodeTile(Coord index, const TileParts& parts, const std::vector<const TilePart*>& ofTile);
+  void decodeTile(Coord index, const TileParts& parts, const std::vector<const TilePart*>& ofTile,
+                  TileProgress& progress);
   void checkTile(const Tile& tile) const;
-  std::vector<Plane> planesFor(const Tile& tile);
+  std::vector<TilePlane> planesFor(const Tile& tile);
   std::vector<Window> windowsFor(const Tile& tile) const;
 
   void noteProblem(Coord tile, const std::string& what) {
     if (problems_++ == 0) warning_ = "tile " + std::to_string(tile) + " " + what;
   }
 
-  DecodedImage finish() {
-    DecodedImage decoded;
-    decoded.image = options_.components ? image_ : applyBoxes(boxes_, image_, limits_);
+  Decoded finish() {
+    Decoded decoded;
+    if (!options_.components) applyBoxes(boxes_, picture_, job_.budget);
+    decoded.picture = std::move(picture_);
     if (problems_ == 0) return decoded;
     decoded.complete = false;
     decoded.warning = stream_.problem.empty() ? warning_ : stream_.problem + ", " + warning_;
@@ -133,14 +136,11 @@ class Decoder {
   }
 
   Boxes boxes_;
-  const Limits& limits_;
   const DecodeOptions& options_;
-  const Progress& progress_;
-  Budget budget_;
-  Workers workers_;
+  Work& job_;
   std::vector<BlockDecoder> decoders_;  // for each worker
   Codestream stream_;
-  Image image_;
+  Picture picture_;
   std::uint64_t packets_ = 0;
   int problems_ = 0;
   std::string warning_;
@@ -148,37 +148,28 @@ class Decoder {
 
 void Decoder::layOut() {
   const Rect whole = reducedRect(stream_.siz.image, options_.reduce);
-  limits_.check(static_cast<std::uint64_t>(whole.width()), static_cast<std::uint64_t>(whole.height()));
+  job_.limits.check(static_cast<std::uint64_t>(whole.width()), static_cast<std::uint64_t>(whole.height()));
   if (whole.empty()) fail(Kind::badOption, "the picture is empty at that resolution");
-  image_.width = static_cast<int>(whole.width());
-  image_.height = static_cast<int>(whole.height());
-  budget_.charge(stream_.siz.components.size(), sizeof(Component));
+  picture_.width = static_cast<int>(whole.width());
+  picture_.height = static_cast<int>(whole.height());
+  job_.budget.charge(stream_.siz.components.size(), sizeof(Plane));
   for (const ComponentSize& size : stream_.siz.components) {
     if (size.bits > kMaxBits)
       fail(Kind::unsupported, "samples of " + std::to_string(size.bits) + " bits are not supported");
     const Rect rect = reducedRect(componentRect(stream_.siz.image, size), options_.reduce);
     if (rect.empty()) fail(Kind::damaged, "a component has no samples");
-    Component component;
-    component.width = static_cast<int>(rect.width());
-    component.height = static_cast<int>(rect.height());
-    component.dx = size.dx;
-    component.dy = size.dy;
-    component.bits = size.bits;
-    component.isSigned = size.isSigned;
-    image_.components.push_back(component);
+    picture_.planes.push_back(Plane::of(static_cast<int>(rect.width()), static_cast<int>(rect.height()), size.bits,
+                                        size.isSigned, size.dx, size.dy));
   }
-  budget_.charge(1, image_.bytes());
-  image_.allocate();
-  std::memset(image_.owner.get(), 0, static_cast<std::size_t>(image_.bytes()));
+  picture_.allocate(&job_.budget);
+  if (stream_.siz.tiles() > 1) picture_.clear();  // for tiles that are missing
 }
 
 void Decoder::checkTile(const Tile& tile) const {
   for (const TileComponent& component : tile.components)
     if (component.coding.levels < options_.reduce)
-      fail(Kind::badOption,
-           "reduce " + std::to_string(options_.reduce) + ": the picture has " +
-               std::to_string(component.coding.levels) + " levels",
-           Setting::reduce);
+      failOption("reduce", std::to_string(options_.reduce) + ": the picture has " +
+                               std::to_string(component.coding.levels) + " levels");
   if (!tile.style.transform) return;
   const auto differs = [&](const TileComponent& c) {
     const TileComponent& first = tile.components[0];
@@ -189,13 +180,17 @@ void Decoder::checkTile(const Tile& tile) const {
     fail(Kind::damaged, "a component transform needs three components of equal size and wavelet");
 }
 
-std::vector<Plane> Decoder::planesFor(const Tile& tile) {
-  std::vector<Plane> planes;
+std::vector<TilePlane> Decoder::planesFor(const Tile& tile) {
+  std::vector<Rect> rects;
+  std::uint64_t bytes = 0;
   for (const TileComponent& component : tile.components) {
-    const Rect& rect = component.resolutions[static_cast<std::size_t>(component.coding.levels - options_.reduce)].rect;
-    budget_.charge(1, Plane::bytes(rect.width(), rect.height()));
-    planes.emplace_back(static_cast<int>(rect.width()), static_cast<int>(rect.height()));
+    const auto resolution = static_cast<std::size_t>(component.coding.levels - options_.reduce);
+    rects.push_back(component.resolutions[resolution].rect);
+    bytes += TilePlane::bytes(rects.back().width(), rects.back().height());
   }
+  job_.budget.charge(1, bytes);
+  std::vector<TilePlane> planes;
+  for (const Rect& rect : rects) planes.emplace_back(static_cast<int>(rect.width()), static_cast<int>(rect.height()));
   return planes;
 }
 
@@ -209,31 +204,30 @@ std::vector<Window> Decoder::windowsFor(const Tile& tile) const {
   return windows;
 }
 
-void Decoder::decodeTile(Coord index, const TileParts& parts, const std::vector<const TilePart*>& ofTile) {
-  const std::uint64_t before = budget_.used();
+void Decoder::decodeTile(Coord index, const TileParts& parts, const std::vector<const TilePart*>& ofTile,
+                         TileProgress& progress) {
+  const std::uint64_t before = job_.budget.used();
   TileParams params;
   try {
     params = paramsOf(stream_, ofTile);
   } catch (const Problem& problem) {
     return noteProblem(index, problem.what());
   }
-  Tile tile = makeTile(stream_.siz, params, index, budget_);
+  Tile tile = makeTile(stream_.siz, params, index, job_.budget);
   checkTile(tile);
   const PacketSource source = packetsOf(parts, ofTile);
-  const PacketsRead read = readPackets(tile, stream_.siz, source, {options_.layers, kMaxLevels + 1}, budget_);
+  const PacketsRead read = readPackets(tile, stream_.siz, source, {options_.layers, kMaxLevels + 1}, job_.budget);
   packets_ += read.packets;
   if (!read.problem.empty()) noteProblem(index, read.problem);
-  std::vector<Plane> planes = planesFor(tile);
-  if (!TileDecoder(tile, options_.reduce, workers_, planes, decoders_).run() && read.problem.empty())
-    noteProblem(index, "has damaged code-blocks");
-  storeTile(planes, tile, windowsFor(tile), image_, workers_);
-  budget_.restore(before);
+  std::vector<TilePlane> planes = planesFor(tile);
+  TileDecoder decoder(tile, options_.reduce, job_.workers, planes, decoders_);
+  if (!decoder.run(progress, index) && read.problem.empty()) noteProblem(index, "has damaged code-blocks");
+  storeTile(planes, tile, windowsFor(tile), picture_, job_.workers);
+  job_.budget.restore(before);
 }
 
 }  // namespace
 
-DecodedImage decode(ByteSpan file, const Limits& limits, const Progress& progress, const DecodeOptions& options) {
-  return Decoder(file, limits, options, progress).run();
-}
+Decoded decode(ByteSpan file, const DecodeOptions& options, Work& work) { return Decoder(file, options, work).run(); }
 
 }  // namespace moxj::j2k

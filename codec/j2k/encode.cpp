@@ -6,7 +6,6 @@
 #include <deque>
 #include <memory>
 
-#include "base/budget.h"
 #include "base/workers.h"
 #include "j2k/blockencoder.h"
 #include "j2k/boxes.h"
@@ -16,13 +15,13 @@
 #include "j2k/packetwriter.h"
 #include "j2k/ratecontrol.h"
 #include "j2k/samples.h"
+#include "j2k/tileprogress.h"
 #include "j2k/wavelet.h"
 
 namespace moxj::j2k {
 
 namespace {
 
-constexpr std::size_t kMaxWrittenComponents = 4;
 constexpr int kMaxTiles = 65535;
 constexpr int kGuardBits = 2;
 // The quantiser step of a band with norm 1, in sample values: fine enough for file sizes close to the lossless one.
@@ -30,29 +29,22 @@ constexpr double kBaseStep = 0.5;
 // Limits the quantiser steps to 2^-8 (before the gain of the band), because block coders have 31 bits.
 constexpr int kMaxStepBits = 8;
 
-Siz sizOf(const Image& image, const EncodeOptions& options) {
+Siz sizOf(const Picture& picture, const EncodeOptions& options) {
   Siz siz;
-  siz.image = {0, 0, image.width, image.height};
-  siz.tileWidth = options.tileWidth > 0 ? options.tileWidth : image.width;
-  siz.tileHeight = options.tileHeight > 0 ? options.tileHeight : image.height;
-  for (const Component& c : image.components) siz.components.push_back({c.bits, c.isSigned, c.dx, c.dy});
+  siz.image = {0, 0, picture.width, picture.height};
+  siz.tileWidth = options.tileWidth > 0 ? options.tileWidth : picture.width;
+  siz.tileHeight = options.tileHeight > 0 ? options.tileHeight : picture.height;
+  for (const Plane& p : picture.planes) siz.components.push_back({p.bits, p.isSigned, p.dx, p.dy});
   if (siz.tiles() > kMaxTiles)
     fail(Kind::limit, std::to_string(siz.tiles()) + " tiles: JPEG 2000 allows at most 65535");
   return siz;
 }
 
-// Whether the components have the sizes that follow from their sub-sampling, and a colour space that is written.
-bool isOnGrid(const Image& image) {
-  return image.colour != Colour::ycc && std::ranges::all_of(image.components, [&](const Component& c) {
-           return c.width == ceilDiv(image.width, c.dx) && c.height == ceilDiv(image.height, c.dy);
-         });
-}
-
-bool canTransform(const Image& image) {
-  if (image.components.size() < 3 || image.colour != Colour::rgb) return false;
-  const Component& first = image.components[0];
-  return std::all_of(image.components.begin(), image.components.begin() + 3, [&](const Component& c) {
-    return c.width == first.width && c.height == first.height && c.bits == first.bits && c.isSigned == first.isSigned;
+bool canTransform(const Picture& picture) {
+  if (picture.planes.size() < 3 || picture.colour != Colour::rgb) return false;
+  const Plane& first = picture.planes[0];
+  return std::all_of(picture.planes.begin(), picture.planes.begin() + 3, [&](const Plane& p) {
+    return p.width == first.width && p.height == first.height && p.bits == first.bits && p.isSigned == first.isSigned;
   });
 }
 
@@ -89,21 +81,21 @@ Quantisation quantisationOf(int bits, bool reversible, bool transformed, int lev
   return quantisation;
 }
 
-TileParams paramsFor(const Image& image, const EncodeOptions& options) {
+TileParams paramsFor(const Picture& picture, const EncodeOptions& options) {
   TileParams params;
   params.style.order = options.order;
   params.style.layers = options.layers;
-  params.style.transform = canTransform(image);
+  params.style.transform = canTransform(picture);
   CodingStyle coding;
   coding.levels = options.levels;
   coding.blockWidthLog = std::countr_zero(static_cast<unsigned>(options.blockWidth));
   coding.blockHeightLog = std::countr_zero(static_cast<unsigned>(options.blockHeight));
   coding.modes = options.modes;
   coding.reversible = options.lossless;
-  for (std::size_t c = 0; c < image.components.size(); ++c) {
+  for (std::size_t c = 0; c < picture.planes.size(); ++c) {
     params.coding.push_back(coding);
     params.quantisation.push_back(
-        quantisationOf(image.components[c].bits, options.lossless, params.style.transform && c < 3, options.levels));
+        quantisationOf(picture.planes[c].bits, options.lossless, params.style.transform && c < 3, options.levels));
     params.shift.push_back(0);
   }
   return params;
@@ -112,18 +104,29 @@ TileParams paramsFor(const Image& image, const EncodeOptions& options) {
 // Runs the transforms of a tile and encodes its code-blocks. A block waits for the transform of its component.
 class TileEncoder {
  public:
-  TileEncoder(Tile& tile, std::span<Plane> planes, std::deque<CodedBlock>& coded, Workers& workers,
+  TileEncoder(Tile& tile, std::span<TilePlane> planes, std::deque<CodedBlock>& coded, Workers& workers,
               std::vector<std::unique_ptr<BlockEncoder>>& encoders)
-      : tile_(tile), planes_(planes), workers_(workers), encoders_(encoders), left_(planes.size()) {
+      : tile_(tile),
+        planes_(planes),
+        workers_(workers),
+        encoders_(encoders),
+        left_(planes.size()),
+        blocks_(planes.size()) {
     for (std::size_t c = 0; c < planes.size(); ++c) {
       left_[c].set(1);
       tasks_.push_back({c, nullptr, nullptr, 0, nullptr});
     }
-    for (std::size_t c = 0; c < planes.size(); ++c) addBlocks(c, coded);
+    for (std::size_t c = 0; c < planes.size(); ++c) {
+      const std::size_t before = tasks_.size();
+      addBlocks(c, coded);
+      blocks_[c] = tasks_.size() - before;
+    }
   }
 
-  void run() {
-    workers_.forEach(tasks_.size(), [&](int worker, std::size_t index) { work(worker, tasks_[index]); });
+  void run(TileProgress& progress, Coord index) {
+    workers_.forEach(
+        tasks_.size(), [&](int worker, std::size_t task) { work(worker, tasks_[task]); },
+        progress.within(index, tasks_.size()));
   }
 
  private:
@@ -153,7 +156,7 @@ class TileEncoder {
   }
 
   void work(int worker, const Task& task) {
-    Plane& plane = planes_[task.component];
+    TilePlane& plane = planes_[task.component];
     const TileComponent& component = tile_.components[task.component];
     if (task.block == nullptr) {
       const std::unique_ptr<Countdown, void (*)(Countdown*)> done(&left_[task.component],
@@ -164,98 +167,105 @@ class TileEncoder {
     left_[task.component].wait();
     *task.coded =
         encoders_[static_cast<std::size_t>(worker)]->encode(*task.block, *task.band, component, plane, task.weight);
+    if (--blocks_[task.component] == 0) plane = {};  // gives its memory to the blocks of the next component
   }
 
   Tile& tile_;
-  std::span<Plane> planes_;
+  std::span<TilePlane> planes_;
   Workers& workers_;
   std::vector<std::unique_ptr<BlockEncoder>>& encoders_;
-  std::vector<Countdown> left_;
+  std::vector<Countdown> left_;                   // of each component: 0 after its transform
+  std::vector<std::atomic<std::size_t>> blocks_;  // of each component, that are not coded yet
   std::vector<Task> tasks_;
 };
 
 class Encoder {
  public:
-  Encoder(const Image& image, const EncodeOptions& options, const Limits& limits, const Progress& progress)
-      : image_(image),
+  Encoder(const Picture& picture, const EncodeOptions& options, Work& work)
+      : picture_(picture),
         options_(options),
-        progress_(progress),
-        budget_(limits.maxMemory, options.tileWidth > 0 ? Setting::maxMemory : Setting::maxMemoryOrTiles),
-        siz_(sizOf(image, options)),
-        params_(paramsFor(image, options)),
-        workers_(options.threads) {}
+        job_(work),
+        siz_(sizOf(picture, options)),
+        params_(paramsFor(picture, options)),
+        progress_(work.progress, siz_.tiles(), 1) {}
 
-  Bytes run() {
-    for (int worker = 0; worker < workers_.count(); ++worker)
+  // Codes all tiles and chooses what is written.
+  void code(const std::function<void()>& loaded) {
+    for (int worker = 0; worker < job_.workers.count(); ++worker)
       encoders_.push_back(std::make_unique<BlockEncoder>(options_.blockWidth, options_.blockHeight));
     const Coord tiles = siz_.tiles();
     for (Coord index = 0; index < tiles; ++index) {
-      encodeTile(index);
-      reportProgress(progress_, index + 1, tiles);
+      encodeTile(index, index + 1 == tiles ? loaded : nullptr);
+      progress_.tileDone(index);
     }
-    if (options_.boxes) writeBoxes(file_, image_);
-    writeMainHeader(file_, siz_, params_);
-    for (Tile& tile : tiles_) writers_.emplace_back(tile, siz_, budget_);
+    if (options_.boxes) writeBoxes(header_, picture_);
+    writeMainHeader(header_, siz_, params_);
+    for (Tile& tile : tiles_) writers_.emplace_back(tile, siz_, job_.budget);
     chooseLayers();
-    writeTiles();
-    return std::move(file_);
   }
+  void write(Output& output);
+
+  // Whether the file has everything that reduces the error of the picture, although a size was requested.
+  bool wholeFits() const { return wholeFits_; }
+  std::uint64_t wantedSize() const;
 
  private:
-  void encodeTile(Coord index);
+  void encodeTile(Coord index, const std::function<void()>& loaded);
   void chooseLayers();
   std::uint64_t sizeOf(int layers);
-  std::uint64_t wantedSize() const;
-  void writeTiles();
 
-  const Image& image_;
+  const Picture& picture_;
   const EncodeOptions& options_;
-  const Progress& progress_;
-  Budget budget_;
+  Work& job_;
   Siz siz_;
   TileParams params_;
-  Workers workers_;
+  TileProgress progress_;
   std::vector<std::unique_ptr<BlockEncoder>> encoders_;  // for each worker
   std::deque<Tile> tiles_;
   std::deque<CodedBlock> coded_;
   std::deque<PacketWriter> writers_;
-  Bytes file_;
+  Bytes header_;
+  bool wholeFits_ = false;
 };
 
-void Encoder::encodeTile(Coord index) {
-  Tile& tile = tiles_.emplace_back(makeTile(siz_, params_, index, budget_));
-  const std::uint64_t before = budget_.used();
-  std::vector<Plane> planes;
+void Encoder::encodeTile(Coord index, const std::function<void()>& loaded) {
+  Tile& tile = tiles_.emplace_back(makeTile(siz_, params_, index, job_.budget));
+  std::uint64_t bytes = 0;
   std::vector<Window> windows;
   for (const TileComponent& component : tile.components) {
     const Rect& rect = component.rect;
-    budget_.charge(1, Plane::bytes(rect.width(), rect.height()));
-    planes.emplace_back(static_cast<int>(rect.width()), static_cast<int>(rect.height()));
+    bytes += TilePlane::bytes(rect.width(), rect.height());
     windows.push_back({static_cast<int>(rect.x0), static_cast<int>(rect.y0)});
   }
-  loadTile(image_, tile, windows, planes, workers_);
+  job_.budget.charge(1, bytes);
+  std::vector<TilePlane> planes;
+  for (const TileComponent& component : tile.components)
+    planes.emplace_back(static_cast<int>(component.rect.width()), static_cast<int>(component.rect.height()));
+  loadTile(picture_, tile, windows, planes, job_.workers);
+  if (loaded) loaded();
   const std::size_t first = coded_.size();
-  TileEncoder(tile, planes, coded_, workers_, encoders_).run();
-  budget_.restore(before);
+  TileEncoder(tile, planes, coded_, job_.workers, encoders_).run(progress_, index);
+  job_.budget.release(bytes);
   for (std::size_t i = first; i < coded_.size(); ++i) {
     CodedBlock& coded = coded_[i];
     coded.taken.assign(static_cast<std::size_t>(options_.layers), 0);
-    budget_.charge(1, sizeof coded + coded.data.size() + coded.passes.size() * (sizeof(Pass) + sizeof(HullPoint)) +
-                          coded.taken.size());
+    job_.budget.charge(1, sizeof coded + coded.data.size() + coded.passes.size() * (sizeof(Pass) + sizeof(HullPoint)) +
+                              coded.taken.size());
   }
 }
 
 std::uint64_t Encoder::sizeOf(int layers) {
   constexpr std::uint64_t kEnd = 2;
-  std::uint64_t size = file_.size() + kEnd;
+  progress_.poll();
+  std::uint64_t size = header_.size() + kEnd;
   for (PacketWriter& writer : writers_) size += kTilePartHeader + writer.size(layers);
   return size;
 }
 
 std::uint64_t Encoder::wantedSize() const {
-  const double pixels = static_cast<double>(image_.width) * image_.height;
+  const double pixels = static_cast<double>(siz_.image.width()) * static_cast<double>(siz_.image.height());
   double bits = 0;
-  for (const Component& c : image_.components) bits += static_cast<double>(c.width) * c.height * c.bits;
+  for (const Plane& p : picture_.planes) bits += static_cast<double>(p.width) * p.height * p.bits;
   const double bytes = options_.bitsPerPixel ? pixels * *options_.bitsPerPixel / 8 : bits / 8 / *options_.ratio;
   return static_cast<std::uint64_t>(std::min(bytes, 1e18));
 }
@@ -278,35 +288,105 @@ void Encoder::chooseLayers() {
     if (layer == last && whole) return control.takeAll(layer);
     const double halvings = last == 0 ? 0 : (last - layer) * std::min(1.0, 8.0 / last);
     const auto maxSize = static_cast<std::uint64_t>(static_cast<double>(wanted) * std::exp2(-halvings));
+    const RateControl::Filled filled = control.fill(layer, maxSize);
     // If the size does not suffice for the headers, an earlier layer stays empty; in the last it is an error.
-    if (!control.fill(layer, maxSize) && layer == last)
+    if (filled == RateControl::Filled::nothing && layer == last)
       fail(Kind::limit, std::to_string(wanted) + " bytes are too few for the headers");
+    wholeFits_ = filled == RateControl::Filled::whole;
   }
 }
 
-void Encoder::writeTiles() {
+// The bytes of the passes of a tile that are written.
+std::uint64_t takenBytes(const Tile& tile) {
+  std::uint64_t bytes = 0;
+  for (const TileComponent& component : tile.components)
+    for (const Resolution& resolution : component.resolutions)
+      for (const Precinct& precinct : resolution.precincts)
+        for (const PrecinctBand& band : precinct.bands)
+          for (const Block& block : band.blocks) {
+            const std::size_t taken = block.coded->taken.back();
+            if (taken > 0) bytes += block.coded->passes[taken - 1].end;
+          }
+  return bytes;
+}
+
+void Encoder::write(Output& output) {
+  output.write({header_.data(), header_.size()});
   for (std::size_t i = 0; i < writers_.size(); ++i) {
-    const std::size_t start = file_.size();
-    writeTilePartHeader(file_, static_cast<int>(i), 0);
-    writers_[i].write(file_, options_.layers);
-    const std::uint64_t length = file_.size() - start;
+    const std::uint64_t expected = takenBytes(tiles_[i]) * 17 / 16;  // packet headers included
+    job_.budget.charge(1, expected);
+    Bytes start, packets;
+    packets.reserve(expected);
+    writers_[i].write(packets, options_.layers);
+    const std::uint64_t length = kTilePartHeader + packets.size();
     if (length > UINT32_MAX) fail(Kind::limit, "a tile exceeds 4 GiB");
-    for (int byte = 0; byte < 4; ++byte)
-      file_[start + 6 + static_cast<std::size_t>(byte)] = static_cast<std::uint8_t>(length >> (24 - 8 * byte));
+    writeTilePartHeader(start, static_cast<int>(i), static_cast<std::uint32_t>(length));
+    output.write({start.data(), start.size()}, {packets.data(), packets.size()});
+    job_.budget.release(expected);
+    progress_.poll();
   }
-  writeEnd(file_);
+  Bytes end;
+  writeEnd(end);
+  output.write({end.data(), end.size()});
+  progress_.finish();
+}
+
+// A requested size that truncates nothing has room for more than the 9/7 wavelet can give. If it suffices for the
+// lossless file, that one is better.
+std::vector<std::string> encodeToSize(const Picture& picture, const EncodeOptions& options, Work& work,
+                                      Output& output) {
+  const std::uint64_t before = work.budget.used();
+  std::optional<Encoder> encoder(std::in_place, picture, options, work);
+  encoder->code({});
+  if (!encoder->wholeFits()) {
+    encoder->write(output);
+    return {};
+  }
+  const std::uint64_t wanted = encoder->wantedSize();
+  MemoryOutput lossy, exact;
+  encoder->write(lossy);
+  encoder.reset();
+  work.budget.restore(before);
+  work.budget.charge(1, lossy.bytes.size());
+  EncodeOptions lossless = options;
+  lossless.lossless = true;
+  lossless.ratio = lossless.bitsPerPixel = std::nullopt;
+  encoder.emplace(picture, lossless, work);
+  encoder->code({});
+  encoder->write(exact);
+  const bool fits = exact.bytes.size() <= wanted;
+  const Bytes& file = fits ? exact.bytes : lossy.bytes;
+  output.write({file.data(), file.size()});
+  if (!fits) return {};
+  return {"the requested size is larger than the lossless file: written without loss"};
 }
 
 }  // namespace
 
-Bytes encode(const Image& image, const EncodeOptions& options, const Limits& limits, const Progress& progress) {
-  if (image.components.size() > kMaxWrittenComponents)
-    fail(Kind::unsupported,
-         std::to_string(image.components.size()) + " components: at most 4 can be written to JPEG 2000");
-  limits.check(static_cast<std::uint64_t>(image.width), static_cast<std::uint64_t>(image.height));
-  Budget budget(limits.maxMemory);
-  const Image given = isOnGrid(image) ? image : sameSize(image, &budget);
-  return Encoder(given, options, limits, progress).run();
+bool isOnGrid(const Picture& picture) {
+  return std::ranges::all_of(picture.planes, [&](const Plane& p) {
+    return p.width == ceilDiv(picture.width, p.dx) && p.height == ceilDiv(picture.height, p.dy);
+  });
+}
+
+std::vector<std::string> encode(const Picture& picture, const EncodeOptions& options, Work& work, Output& output,
+                                const std::function<void()>& loaded) {
+  const std::size_t count = picture.planes.size();
+  if (count > kMaxWrittenComponents)
+    fail(Kind::unsupported, std::to_string(count) + " components: at most 4 can be written to JPEG 2000");
+  work.limits.check(static_cast<std::uint64_t>(picture.width), static_cast<std::uint64_t>(picture.height));
+  try {
+    const bool sized = options.ratio || options.bitsPerPixel;
+    if (sized && !options.lossless) return encodeToSize(picture, options, work, output);
+    Encoder encoder(picture, options, work);
+    encoder.code(loaded);
+    encoder.write(output);
+    return {};
+  } catch (Problem& problem) {
+    const bool tiled = options.tileWidth > 0 || options.tileHeight > 0;
+    if (problem.setting == Setting::maxMemory && !tiled) problem.setting = Setting::maxMemoryOrTiles;
+    throw;
+  }
 }
 
 }  // namespace moxj::j2k

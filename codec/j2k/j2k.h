@@ -3,20 +3,25 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
-#include <span>
 #include <string>
 #include <vector>
 
 #include "base/bytes.h"
+#include "base/input.h"
+#include "base/outcome.h"
 #include "base/problem.h"
-#include "base/progress.h"
 #include "j2k/params.h"
-#include "pictures/image.h"
+#include "pictures/picture.h"
+#include "pictures/work.h"
 
 namespace moxj::j2k {
 
 // ---- Writing ----------------------------------------------------------------------------------------------------
+
+inline constexpr int kMaxWrittenComponents = 4;
+inline constexpr int kMaxWrittenBits = 16;
 
 struct EncodeOptions {
   bool lossless = false;        // 5/3 and RCT, otherwise 9/7 and ICT; set if no size is given
@@ -29,11 +34,16 @@ struct EncodeOptions {
   int layers = 1;
   int modes = 0;
   bool boxes = true;  // JP2; otherwise the codestream alone
-  int threads = 1;
 };
 
-// Throws Problem (limit) for pictures that are too large for the format or the memory limit.
-Bytes encode(const Image& image, const EncodeOptions& options, const Limits& limits, const Progress& progress = {});
+// Whether the planes have the sizes that follow from their sub-sampling, as encode() needs them.
+bool isOnGrid(const Picture& picture);
+
+// Writes a picture of at most 4 planes of 1 to 16 bits, which are on the grid; a size that the lossless file does not
+// exceed means lossless. `loaded` is called as soon as the samples are not needed any more. Returns notes. Throws
+// Problem (limit) for pictures that are too large for the format or the memory limit.
+std::vector<std::string> encode(const Picture& picture, const EncodeOptions& options, Work& work, Output& output,
+                                const std::function<void()>& loaded = {});
 
 // ---- Reading ----------------------------------------------------------------------------------------------------
 
@@ -41,14 +51,16 @@ struct DecodeOptions {
   int reduce = 0;           // number of resolution levels to skip
   int layers = kMaxLayers;  // maximum number of layers to decode
   bool components = false;  // the components of the codestream, ignoring palette, channel order and colour of JP2
-  int threads = 1;
+};
+
+struct Decoded : Outcome {
+  Picture picture;
 };
 
 // Decodes a file. If only a part of the picture can be decoded, the result has complete = false and a warning. Throws
 // Problem: notThisFormat; damaged, if nothing of the picture can be decoded; unsupported, and names what is; limit for
 // more pixels or memory than allowed, before memory is allocated.
-DecodedImage decode(std::span<const std::uint8_t> file, const Limits& limits, const Progress& progress = {},
-                    const DecodeOptions& options = {});
+Decoded decode(ByteSpan file, const DecodeOptions& options, Work& work);
 
 // ---- Inspection -------------------------------------------------------------------------------------------------
 
@@ -78,6 +90,6 @@ struct Info : Outcome {
 };
 
 // Throws Problem only if the file is not JPEG 2000 or its main header cannot be read.
-Info inspect(std::span<const std::uint8_t> file);
+Info inspect(ByteSpan file);
 
 }  // namespace moxj::j2k

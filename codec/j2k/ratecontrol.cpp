@@ -43,16 +43,16 @@ std::pair<double, double> RateControl::slopes() const {
   return {min, max};
 }
 
-bool RateControl::fill(int layer, std::uint64_t maxSize) {
+RateControl::Filled RateControl::fill(int layer, std::uint64_t maxSize) {
   constexpr int kSteps = 40;
   constexpr double kNear = 0.9995;
   takeSlope(layer, 0);
-  if (sizeOf_(layer + 1) <= maxSize) return true;
+  if (sizeOf_(layer + 1) <= maxSize) return Filled::whole;
   auto [low, high] = slopes();
   high *= 2;
   takeSlope(layer, HUGE_VAL);
   std::uint64_t size = sizeOf_(layer + 1);
-  if (size > maxSize) return false;
+  if (size > maxSize) return Filled::nothing;
   // Bisects the logarithm of the slope, in which the size is nearly linear.
   double fitting = HUGE_VAL;
   for (int step = 0; step < kSteps && high / low > 1 + 1e-9; ++step) {
@@ -69,7 +69,7 @@ bool RateControl::fill(int layer, std::uint64_t maxSize) {
   }
   takeSlope(layer, fitting);
   fillRest(layer, maxSize, size);
-  return true;
+  return Filled::partly;
 }
 
 // Spends the remaining bytes on the blocks that gain most per byte, as long as passes fit.

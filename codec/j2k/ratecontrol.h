@@ -17,8 +17,9 @@ class RateControl {
       : blocks_(std::move(blocks)), sizeOf_(std::move(sizeOf)) {}
 
   void takeAll(int layer);
-  // Takes as much as fits into a file of `maxSize` bytes. False if not even an empty layer fits.
-  bool fill(int layer, std::uint64_t maxSize);
+  enum class Filled { nothing, partly, whole };  // not even the headers fit; truncated; all that reduces the error
+  // Takes as much as fits into a file of `maxSize` bytes.
+  Filled fill(int layer, std::uint64_t maxSize);
 
  private:
   void takeSlope(int layer, double slope);

@@ -20,10 +20,10 @@ void loadRow(const From* from, int pixelStep, int count, int shift, To* to) {
 }
 
 template <class To>
-void loadRow(const Component& c, const Window& window, int y, int count, int shift, To* to) {
-  const std::ptrdiff_t first = std::ptrdiff_t{window.x} * c.pixelStep;
-  c.wide ? loadRow(c.numbers(window.y + y) + first, c.pixelStep, count, shift, to)
-         : loadRow(c.bytes(window.y + y) + first, c.pixelStep, count, shift, to);
+void loadRow(const Plane& plane, const Window& window, int y, int count, int shift, To* to) {
+  visitRow(plane, window.y + y, [&](const auto* row) {
+    loadRow(row + std::ptrdiff_t{window.x} * plane.pixelStep, plane.pixelStep, count, shift, to);
+  });
 }
 
 template <class To>
@@ -33,12 +33,13 @@ void storeRow(const std::int32_t* from, int count, int shift, std::int32_t min, 
     to[std::ptrdiff_t{x} * pixelStep] = static_cast<To>(std::clamp(from[x], min - shift, max - shift) + shift);
 }
 
-void storeRow(const std::int32_t* from, const TileComponent& tc, const Component& c, const Window& window, int y,
+void storeRow(const std::int32_t* from, const TileComponent& component, const Plane& plane, const Window& window, int y,
               int count) {
-  const std::ptrdiff_t first = std::ptrdiff_t{window.x} * c.pixelStep;
-  const int shift = levelShift(tc);
-  c.wide ? storeRow(from, count, shift, c.minValue(), c.maxValue(), c.pixelStep, c.numbers(window.y + y) + first)
-         : storeRow(from, count, shift, c.minValue(), c.maxValue(), c.pixelStep, c.bytes(window.y + y) + first);
+  const int shift = levelShift(component);
+  visitRow(plane, window.y + y, [&](auto* row) {
+    storeRow(from, count, shift, plane.minval(), plane.maxval, plane.pixelStep,
+             row + std::ptrdiff_t{window.x} * plane.pixelStep);
+  });
 }
 
 // Between fixed point and single precision, in place.
@@ -67,9 +68,9 @@ void toWhole(float* values, int count) {
 
 float scaleOf(const TileComponent& component) { return static_cast<float>(1 << fractionBits(component.bits)); }
 
-MoxRoiSize rowOf(const Plane& plane, int x) { return {std::min(plane.width() - x, kPixelsOfOneThread), 1}; }
+MoxRoiSize rowOf(const TilePlane& plane, int x) { return {std::min(plane.width() - x, kPixelsOfOneThread), 1}; }
 
-void transformRow(std::span<Plane> planes, bool reversible, bool forward, int y) {
+void transformRow(std::span<TilePlane> planes, bool reversible, bool forward, int y) {
   for (int x = 0; x < planes[0].width(); x += kPixelsOfOneThread) {
     const MoxRoiSize size = rowOf(planes[0], x);
     if (reversible) {
@@ -86,10 +87,10 @@ void transformRow(std::span<Plane> planes, bool reversible, bool forward, int y)
 
 // Calls work(y) for every row of the tallest plane.
 template <class Work>
-void forEachRow(std::span<Plane> planes, Workers& workers, const Work& work) {
+void forEachRow(std::span<TilePlane> planes, Workers& workers, const Work& work) {
   constexpr int kRowsOfATask = 64;
   int rows = 0;
-  for (const Plane& plane : planes) rows = std::max(rows, plane.height());
+  for (const TilePlane& plane : planes) rows = std::max(rows, plane.height());
   workers.forEach(static_cast<std::size_t>(ceilDiv(rows, kRowsOfATask)), [&](int, std::size_t task) {
     const int begin = static_cast<int>(task) * kRowsOfATask;
     for (int y = begin; y < std::min(begin + kRowsOfATask, rows); ++y) work(y);
@@ -98,15 +99,15 @@ void forEachRow(std::span<Plane> planes, Workers& workers, const Work& work) {
 
 }  // namespace
 
-void loadTile(const Image& image, const Tile& tile, std::span<const Window> windows, std::span<Plane> planes,
+void loadTile(const Picture& picture, const Tile& tile, std::span<const Window> windows, std::span<TilePlane> planes,
               Workers& workers) {
   const bool reversible = tile.components[0].coding.reversible;
   forEachRow(planes, workers, [&](int y) {
     for (std::size_t c = 0; c < planes.size(); ++c) {
       if (y >= planes[c].height()) continue;
       const int count = planes[c].width(), shift = levelShift(tile.components[c]);
-      reversible ? loadRow(image.components[c], windows[c], y, count, shift, planes[c].row(y))
-                 : loadRow(image.components[c], windows[c], y, count, shift, planes[c].floats(y));
+      reversible ? loadRow(picture.planes[c], windows[c], y, count, shift, planes[c].row(y))
+                 : loadRow(picture.planes[c], windows[c], y, count, shift, planes[c].floats(y));
     }
     if (tile.style.transform && y < planes[0].height()) transformRow(planes, reversible, true, y);
     if (reversible) return;
@@ -115,7 +116,7 @@ void loadTile(const Image& image, const Tile& tile, std::span<const Window> wind
   });
 }
 
-void storeTile(std::span<Plane> planes, const Tile& tile, std::span<const Window> windows, const Image& image,
+void storeTile(std::span<TilePlane> planes, const Tile& tile, std::span<const Window> windows, const Picture& picture,
                Workers& workers) {
   forEachRow(planes, workers, [&](int y) {
     for (std::size_t c = 0; c < planes.size(); ++c) {
@@ -129,7 +130,7 @@ void storeTile(std::span<Plane> planes, const Tile& tile, std::span<const Window
       if (y >= planes[c].height()) continue;
       const TileComponent& component = tile.components[c];
       if (!component.coding.reversible) toWhole(planes[c].floats(y), planes[c].width());
-      storeRow(planes[c].row(y), component, image.components[c], windows[c], y, planes[c].width());
+      storeRow(planes[c].row(y), component, picture.planes[c], windows[c], y, planes[c].width());
     }
   });
 }

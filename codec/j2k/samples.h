@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "base/workers.h"
-#include "j2k/plane.h"
 #include "j2k/tile.h"
-#include "pictures/image.h"
+#include "j2k/tileplane.h"
+#include "pictures/picture.h"
 
 namespace moxj::j2k {
 
@@ -17,11 +17,11 @@ struct Window {
 };
 
 // Fills the planes of a tile with samples; those of the irreversible transform get fraction bits (wavelet.h).
-void loadTile(const Image& image, const Tile& tile, std::span<const Window> windows, std::span<Plane> planes,
+void loadTile(const Picture& picture, const Tile& tile, std::span<const Window> windows, std::span<TilePlane> planes,
               Workers& workers);
 
 // The inverse of loadTile(). Overwrites the planes.
-void storeTile(std::span<Plane> planes, const Tile& tile, std::span<const Window> windows, const Image& image,
+void storeTile(std::span<TilePlane> planes, const Tile& tile, std::span<const Window> windows, const Picture& picture,
                Workers& workers);
 
 }  // namespace moxj::j2k

@@ -24,7 +24,7 @@ Bytes bufferFor(const MoxRect& rect, bool reversible) {
 
 }  // namespace
 
-void transformForward(Plane& plane, const TileComponent& component) {
+void transformForward(TilePlane& plane, const TileComponent& component) {
   if (component.coding.levels == 0 || component.rect.empty()) return;
   const bool reversible = component.coding.reversible;
   Bytes buffer = bufferFor(phaseAndSize(component.rect), reversible);
@@ -36,7 +36,7 @@ void transformForward(Plane& plane, const TileComponent& component) {
   }
 }
 
-void transformInverse(Plane& plane, const TileComponent& component, int resolutions) {
+void transformInverse(TilePlane& plane, const TileComponent& component, int resolutions) {
   const bool reversible = component.coding.reversible;
   if (resolutions <= 1 || component.rect.empty()) return;
   Bytes buffer =

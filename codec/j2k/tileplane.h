@@ -11,10 +11,10 @@
 
 namespace moxj::j2k {
 
-class Plane {
+class TilePlane {
  public:
-  Plane() = default;
-  Plane(int width, int height)
+  TilePlane() = default;
+  TilePlane(int width, int height)
       : width_(width),
         height_(height),
         // An odd number of cache lines, so that the samples of a column do not all map to the same cache set.

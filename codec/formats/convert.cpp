@@ -1,0 +1,100 @@
+// Every conversion is the same road: a reader pushes rows into a fitting sink, and that into a writer or the caller's
+// sink.
+#include "formats/convert.h"
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+namespace moxj {
+
+extern const Format kJpegFormat;
+
+namespace {
+
+// Adds the notes that are not there yet.
+void addNotes(Outcome& outcome, const std::vector<std::string>& notes) {
+  for (const std::string& note : notes)
+    if (std::ranges::find(outcome.notes, note) == outcome.notes.end()) outcome.notes.push_back(note);
+}
+
+// Pushes the rows of an input that is recognised and whose options are checked. The outcome has the notes of the reader,
+// then those of the conversion.
+Outcome pushFitted(const Format& from, Input& input, const ReadOptions& options, const Holds& holds, RowSink& sink,
+                   Work& work) {
+  std::vector<std::string> fitNotes;
+  const std::unique_ptr<RowSink> fit = fitting(sink, holds, fitNotes, work.budget);
+  Outcome outcome = from.open(input, options, work)->push(*fit);
+  addNotes(outcome, fitNotes);
+  return outcome;
+}
+
+const Format& recogniseFor(Input& input, const ReadOptions& options) {
+  const Format& format = recognise(input);
+  checkOptions(format, options);
+  return format;
+}
+
+// Lossless JPEG keeps the inks of a JPEG file as they are coded.
+ReadOptions readingFor(const Format& from, const ReadOptions& reading, const Format& to, const WriteOptions& writing) {
+  ReadOptions options = reading;
+  if (&from == &kJpegFormat && &to == &kJpegFormat && writing.lossless) options.components = true;
+  return options;
+}
+
+// One plane as a grey picture of its own size.
+Picture greyOf(const Picture& picture, std::size_t plane) {
+  Picture grey = picture;
+  grey.planes = {picture.planes[plane]};
+  grey.planes[0].dx = grey.planes[0].dy = 1;
+  grey.width = grey.planes[0].width;
+  grey.height = grey.planes[0].height;
+  grey.colour = Colour::grey;
+  grey.opacity = Opacity::none;
+  grey.inverted = false;
+  return grey;
+}
+
+void writeGrey(const Picture& grey, const Format& to, const WriteOptions& writing, Output& output, Work& work,
+               Outcome& outcome) {
+  std::vector<std::string> fitNotes, writerNotes;
+  const std::unique_ptr<RowSink> writer = to.create(output, writing, work, writerNotes);
+  pushPicture(grey, *fitting(*writer, to.holds(writing), fitNotes, work.budget));
+  addNotes(outcome, fitNotes);
+  addNotes(outcome, writerNotes);
+}
+
+}  // namespace
+
+Outcome read(Input& input, const ReadOptions& options, const Holds& holds, RowSink& sink, Work& work) {
+  return pushFitted(recogniseFor(input, options), input, options, holds, sink, work);
+}
+
+Outcome convert(Input& input, const ReadOptions& reading, const Format& to, const WriteOptions& writing, Output& output,
+                Work& work) {
+  checkOptions(to, writing);
+  const Format& from = recogniseFor(input, reading);
+  std::vector<std::string> writerNotes;
+  const std::unique_ptr<RowSink> writer = to.create(output, writing, work, writerNotes);
+  const ReadOptions options = readingFor(from, reading, to, writing);
+  Outcome outcome = pushFitted(from, input, options, to.holds(writing), *writer, work);
+  addNotes(outcome, writerNotes);
+  return outcome;
+}
+
+Outcome convertComponents(Input& input, const ReadOptions& reading, const Format& to, const WriteOptions& writing,
+                          const std::function<Output&(int index, int count)>& open, Work& work) {
+  checkOptions(to, writing);
+  ReadOptions options = reading;
+  options.components = true;
+  const Format& from = recogniseFor(input, options);
+  PictureCollector collector(&work.budget);
+  Outcome outcome = from.open(input, options, work)->push(collector);
+  const Picture& picture = collector.picture();
+  const std::size_t count = picture.planes.size();
+  for (std::size_t i = 0; i < count; ++i)
+    writeGrey(greyOf(picture, i), to, writing, open(static_cast<int>(i), static_cast<int>(count)), work, outcome);
+  return outcome;
+}
+
+}  // namespace moxj
