@@ -21,7 +21,6 @@ struct CodedPicture : Outcome {
 };
 
 // Like decode(), but stops at the coefficients.
-CodedPicture readCoefficients(ByteSpan file, const Limits& limits, const Progress& progress,
-                              const DecodeOptions& options);
+CodedPicture readCoefficients(ByteSpan file, Work& work);
 
 }  // namespace moxj::jpeg

@@ -13,12 +13,28 @@ namespace {
 
 constexpr int kMaxWord = 65535;
 
+// The MCU rows of all passes over the coefficients. A third pass over a scan, which is rarely needed, is not in the total.
+class Rows {
+ public:
+  Rows(const Progress& progress, std::uint64_t total) : progress_(progress), total_(total) {}
+  void done() {
+    reportProgress(progress_, done_, total_);
+    if (done_ < total_) ++done_;
+  }
+
+ private:
+  const Progress& progress_;
+  const std::uint64_t total_;
+  std::uint64_t done_ = 0;
+};
+
 // Passes the blocks of a scan to a ScanWriter or a statistics object.
 template <class Sink>
-void walk(const Frame& frame, const ScanHeader& scan, const Coefficients& coefficients, Sink& sink) {
+void walk(const Frame& frame, const ScanHeader& scan, const Coefficients& coefficients, Sink& sink, Rows& rows) {
   const ScanGeometry geometry(frame, scan);
   forKind(kindOf(frame, scan), [&](auto kind) {
     for (int row = 0; row < geometry.mcusHigh; ++row) {
+      rows.done();
       for (int mcu = 0; mcu < geometry.mcusWide; ++mcu) {
         sink.beginMcu();
         for (const ScanGeometry::Block& block : geometry.blocks) {
@@ -31,13 +47,26 @@ void walk(const Frame& frame, const ScanHeader& scan, const Coefficients& coeffi
   sink.end();
 }
 
-Codes optimalCodes(const Frame& frame, const ScanHeader& scan, const Coefficients& coefficients, int restart) {
+Codes optimalCodes(const Frame& frame, const ScanHeader& scan, const Coefficients& coefficients, int restart,
+                   Rows& rows) {
   ScanStatistics statistics(kindOf(frame, scan), scan, restart);
-  walk(frame, scan, coefficients, statistics);
+  walk(frame, scan, coefficients, statistics, rows);
   if (!statistics.incomplete()) return statistics.codes();
   BandStatistics band(scan, restart);
-  walk(frame, scan, coefficients, band);
+  walk(frame, scan, coefficients, band, rows);
   return band.codes();
+}
+
+bool needsStatistics(const Frame& frame, const ScanHeader& scan, const Coding& coding) {
+  return coding.optimal || isProgressive(kindOf(frame, scan));
+}
+
+std::uint64_t rowsOf(const Frame& frame, const Coding& coding) {
+  std::uint64_t rows = 0;
+  for (const ScanHeader& scan : coding.scans)
+    rows +=
+        static_cast<std::uint64_t>(ScanGeometry(frame, scan).mcusHigh) * (needsStatistics(frame, scan, coding) ? 2 : 1);
+  return rows;
 }
 
 // Writes the Huffman tables of scans; with `once`, each table only the first time.
@@ -77,20 +106,20 @@ void writeScans(Writer& writer, const Frame& frame, const Coefficients& coeffici
                 const Progress& progress) {
   TableWriter tables(writer);
   int written = 0;  // restart interval
-  std::uint64_t done = 0;
+  Rows rows(progress, rowsOf(frame, coding));
   for (const ScanHeader& scan : coding.scans) {
     const ScanKind kind = kindOf(frame, scan);
-    const bool optimal = coding.optimal || isProgressive(kind);
+    const bool optimal = needsStatistics(frame, scan, coding);
     const int restart = coding.restart.of(ScanGeometry(frame, scan).mcusWide);
-    const Codes codes = optimal ? optimalCodes(frame, scan, coefficients, restart) : kAnnexKCodes;
+    const Codes codes = optimal ? optimalCodes(frame, scan, coefficients, restart, rows) : kAnnexKCodes;
     tables.write(kind, scan, codes, !optimal);
     if (restart != written) writer.restartInterval(restart);
     written = restart;
     writer.scan(frame, scan);
-    ScanWriter data(writer.file(), kind, scan, codes, restart);
-    walk(frame, scan, coefficients, data);
-    reportProgress(progress, ++done, coding.scans.size());
+    ScanWriter data(writer, kind, scan, codes, restart);
+    walk(frame, scan, coefficients, data, rows);
   }
+  rows.done();
 }
 
 void fillMcus(const Frame& frame, Coefficients& coefficients) {

@@ -24,8 +24,8 @@ struct Coding {
   RestartInterval restart;
 };
 
-// Writes everything from the tables of the first scan to the data of the last. The table selectors of the scans are 0
-// or 1. Padding blocks are written as they are: call fillMcus() first.
+// Writes everything from the tables of the first scan to the data of the last, and reports the progress in MCU rows of
+// all passes. The table selectors of the scans are 0 or 1. Padding blocks are written as they are: call fillMcus() first.
 void writeScans(Writer& writer, const Frame& frame, const Coefficients& coefficients, const Coding& coding,
                 const Progress& progress);
 

@@ -69,6 +69,13 @@ RowPainter::RowPainter(ColourModel model, int width, bool inks)
   if (model == ColourModel::ycck) cmyk_.resize(std::size_t{4} * kPixelsOfOneThread);
 }
 
+Picture RowPainter::layout(int height) const {
+  const Colour colour = channels_ == 1 ? Colour::grey : inks_ ? Colour::cmyk : Colour::rgb;
+  Picture layout = Picture::layout(width_, height, channels_, 8, colour);
+  layout.inverted = inks_;
+  return layout;
+}
+
 void RowPainter::paint(const std::uint8_t* const planes[4], std::uint8_t* pixels) {
   switch (model_) {
     case ColourModel::grey:

@@ -6,6 +6,7 @@
 
 #include "jpeg/frame.h"
 #include "jpeg/syntax.h"
+#include "pictures/picture.h"
 
 namespace moxj::jpeg {
 
@@ -23,6 +24,8 @@ class RowPainter {
   RowPainter(ColourModel model, int width, bool inks = false);
 
   int channels() const { return channels_; }
+  // Of the pixels, in a picture of this height.
+  Picture layout(int height) const;
   void paint(const std::uint8_t* const planes[4], std::uint8_t* pixels);
 
  private:

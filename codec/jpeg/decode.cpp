@@ -17,6 +17,7 @@
 #include "jpeg/jpeg.h"
 #include "jpeg/lossless.h"
 #include "jpeg/losslessreader.h"
+#include "jpeg/planepainter.h"
 #include "jpeg/progression.h"
 #include "jpeg/scanreader.h"
 #include "jpeg/strips.h"
@@ -37,9 +38,6 @@ void requireSupported(const Frame& frame) {
     fail(Kind::unsupported, std::to_string(frame.components.size()) + " components are not supported");
 }
 
-// Whether 8-bit samples would change the depth.
-bool isDeep(const Frame& frame) { return frame.precision != 8; }
-
 struct CoefficientSink {
   Coefficients& coefficients;
   Mox16s* begin(int component, int x, int y) { return coefficients.block(component, x, y); }
@@ -55,28 +53,20 @@ struct PainterSink {
 
 class Decoder {
  public:
-  // Without a sink the whole picture is kept.
-  Decoder(ByteSpan file, const Limits& limits, const DecodeOptions& options, const Progress& progress, RowSink* sink)
-      : file_(file),
-        walker_(file),
-        limits_(limits),
-        options_(options),
-        progress_(progress),
-        sink_(sink),
-        budget_(limits.maxMemory) {}
+  // A decoder of coefficients needs no sink.
+  Decoder(ByteSpan file, const DecodeOptions& options, RowSink* sink, Work& work)
+      : file_(file), walker_(file), options_(options), sink_(sink), work_(work) {}
 
-  Decoded run() {
+  Outcome run() {
     read();
-    const Picture picture = lossless() ? paintPlanes() : paintBlocks();
-    return {std::move(outcome_), picture};
-  }
-
-  // The same, keeping the depth of the file.
-  DecodedImage runImage() {
-    read();
-    const bool both = lossless() && options_.inks && frame_->components.size() == 2;
-    const Image image = isDeep(*frame_) || both ? imageOfPlanes() : imageOf(lossless() ? paintPlanes() : paintBlocks());
-    return {std::move(outcome_), image};
+    if (lossless()) {
+      pushSamples(*frame_, colourModelOf(*frame_, tables_), *samples_, options_, *sink_, work_);
+    } else {
+      if (!painter_) paintCoefficients();
+      painter_->finish();
+    }
+    sink_->end();
+    return std::move(outcome_);
   }
 
   // Coefficients instead of a picture.
@@ -111,12 +101,7 @@ class Decoder {
   void finishScan(const EntropyReader& reader, std::size_t end);
   void collect(ScanReader& reader, const ScanHeader& scan, std::size_t offset);
   std::unique_ptr<Painter> makePainter();
-  Picture paintBlocks();
   void paintCoefficients();
-  Picture paintPlanes();
-  Image imageOfPlanes() {
-    return imageOfSamples(*frame_, colourModelOf(*frame_, tables_), *planes_, options_, budget_);
-  }
   bool lossless() const { return frame_->process == marker::sof3; }
   bool progressive() const { return frame_->process == marker::sof2; }
   bool allRead() const;
@@ -125,11 +110,9 @@ class Decoder {
 
   ByteSpan file_;
   SegmentWalker walker_;
-  const Limits& limits_;
-  const DecodeOptions& options_;
-  const Progress& progress_;
+  const DecodeOptions options_;
   RowSink* sink_;
-  Budget budget_;
+  Work& work_;
   bool keep_ = false;
   std::vector<MarkerSegment> kept_;
 
@@ -146,7 +129,7 @@ class Decoder {
   bool hasEoi_ = false;
   std::unique_ptr<Coefficients> coefficients_;
   std::unique_ptr<Painter> painter_;
-  std::optional<std::vector<SamplePlane>> planes_;  // of a lossless frame
+  std::optional<Picture> samples_;  // of a lossless frame
   std::int64_t goodMcus_ = 0;
   Outcome outcome_;
 };
@@ -199,7 +182,7 @@ void Decoder::takeFrame(const MarkerSegment& segment) {
     if (!next || next->marker != marker::dnl) fail(Kind::damaged, "the file does not give the height of the picture");
     frame_->height = parseLineCount(*next);
   }
-  limits_.check(frame_->width, frame_->height);
+  work_.limits.check(frame_->width, frame_->height);
   // The sampling factors of a lone component have no effect.
   if (frame_->components.size() == 1) frame_->components[0].horizontal = frame_->components[0].vertical = 1;
   frame_->layOut();
@@ -209,8 +192,8 @@ void Decoder::takeFrame(const MarkerSegment& segment) {
 
 void Decoder::readScan(const MarkerSegment& segment) {
   if (!frame_) fail(Kind::damaged, "a scan comes before the frame header");
-  if (++scans_ > options_.maxScans) {
-    fail(Kind::limit, "more than the limit of " + std::to_string(options_.maxScans) + " scans", Setting::maxScans);
+  if (++scans_ > work_.limits.maxScans) {
+    fail(Kind::limit, "more than the limit of " + std::to_string(work_.limits.maxScans) + " scans", Setting::maxScans);
   }
   const ScanHeader scan = parseScan(segment, *frame_);
   checkScan(scan);
@@ -224,7 +207,7 @@ void Decoder::readScan(const MarkerSegment& segment) {
     for (int row = 0; row < reader.geometry().mcusHigh && !reader.exhausted(); ++row) {
       reader.readRow(sink);
       painter_->finishRow();
-      reportProgress(progress_, row + 1, frame_->mcusHigh);
+      reportProgress(work_.progress, row + 1, frame_->mcusHigh);
     }
   } else {
     collect(reader, scan, segment.end);
@@ -243,12 +226,12 @@ void Decoder::finishScan(const EntropyReader& reader, std::size_t end) {
 }
 
 void Decoder::readLossless(const ScanHeader& scan, std::size_t offset) {
-  LosslessReader reader(*frame_, scan, tables_, file_.subspan(offset));
+  LosslessReader reader(*frame_, scan, tables_, file_.subspan(offset), work_.budget);
   for (const ScanHeader::Selector& selector : scan.components) read_[selector.component].read = true;
-  if (!planes_) planes_ = makePlanes(*frame_, budget_);
+  if (!samples_) samples_ = makeSamples(*frame_, work_.budget);
   for (int row = 0; row < reader.geometry().mcusHigh && !reader.exhausted(); ++row) {
-    reader.readRow(*planes_);
-    if (row % 64 == 0) reportProgress(progress_, offset, file_.size());
+    reader.readRow(*samples_);
+    if (row % 64 == 0) reportProgress(work_.progress, offset, file_.size());
   }
   finishScan(reader, offset + reader.end());
 }
@@ -270,7 +253,7 @@ void Decoder::checkScan(const ScanHeader& scan) {
 }
 
 void Decoder::collect(ScanReader& reader, const ScanHeader& scan, std::size_t offset) {
-  if (!coefficients_) coefficients_ = std::make_unique<Coefficients>(*frame_, budget_);
+  if (!coefficients_) coefficients_ = std::make_unique<Coefficients>(*frame_, work_.budget);
   const bool interleaved = scan.components.size() > 1;
   CoefficientSink sink{*coefficients_};
   for (int row = 0; row < reader.geometry().mcusHigh && !reader.exhausted(); ++row) {
@@ -280,7 +263,7 @@ void Decoder::collect(ScanReader& reader, const ScanHeader& scan, std::size_t of
       int& mcuRows = read_[selector.component].mcuRows;
       mcuRows = std::max(mcuRows, row / blockRows + 1);
     }
-    reportProgress(progress_, offset, file_.size());
+    reportProgress(work_.progress, offset, file_.size());
   }
 }
 
@@ -288,9 +271,13 @@ std::unique_ptr<Painter> Decoder::makePainter() {
   std::vector<Steps> steps;
   for (std::size_t i = 0; i < frame_->components.size(); ++i) steps.push_back(read_[i].steps);
   const ColourModel model = colourModelOf(*frame_, tables_);
+  if (options_.native && PlanePainter::canPaint(*frame_, model))
+    return std::make_unique<PlanePainter>(*frame_, model, steps, *sink_, work_.budget);
   if (options_.fastMcu && model == ColourModel::ycbcr && mcuFunctionsFor(*frame_))
-    return std::make_unique<McuPainter>(*frame_, std::move(steps), sink_, budget_);
-  return std::make_unique<Strips>(*frame_, model, steps, options_, sink_, budget_);
+    return std::make_unique<McuPainter>(*frame_, std::move(steps), *sink_, work_.budget);
+  DecodeOptions options = options_;
+  options.inks |= options_.native;
+  return std::make_unique<Strips>(*frame_, model, steps, options, *sink_, work_.budget);
 }
 
 bool Decoder::allRead() const {
@@ -307,22 +294,6 @@ bool Decoder::allFinished() const {
   return true;
 }
 
-Picture Decoder::paintBlocks() {
-  if (!painter_) paintCoefficients();
-  painter_->finish();
-  return painter_->picture();
-}
-
-Picture Decoder::paintPlanes() {
-  if (!isDeep(*frame_))
-    return paintSamples(*frame_, colourModelOf(*frame_, tables_), *planes_, options_, sink_, budget_);
-  const Picture picture = toPicture(imageOfPlanes(), outcome_.notes, &budget_);
-  if (!sink_) return picture;
-  sink_->begin(picture.width, picture.height, picture.channels);
-  sink_->rows(picture);
-  return {};
-}
-
 void Decoder::paintCoefficients() {
   painter_ = makePainter();
   int mcuRows = 0;
@@ -335,57 +306,26 @@ void Decoder::paintCoefficients() {
       }
     }
     painter_->finishRow();
-    reportProgress(progress_, row + 1, frame_->mcusHigh);
-  }
-}
-
-Decoded run(RowSink* sink, ByteSpan file, const Limits& limits, const Progress& progress,
-            const DecodeOptions& options) {
-  try {
-    return Decoder(file, limits, options, progress, sink).run();
-  } catch (const std::bad_alloc&) {
-    fail(Kind::noMemory, "not enough memory for the picture");
+    reportProgress(work_.progress, row + 1, frame_->mcusHigh);
   }
 }
 
 }  // namespace
 
-CodedPicture readCoefficients(ByteSpan file, const Limits& limits, const Progress& progress,
-                              const DecodeOptions& options) {
+CodedPicture readCoefficients(ByteSpan file, Work& work) {
   try {
-    return Decoder(file, limits, options, progress, nullptr).runCoded();
+    return Decoder(file, {}, nullptr, work).runCoded();
   } catch (const std::bad_alloc&) {
     fail(Kind::noMemory, "not enough memory for the picture");
   }
 }
 
-DecodedImage decodeImage(ByteSpan file, const Limits& limits, const Progress& progress, const DecodeOptions& options) {
+Outcome decode(ByteSpan file, const DecodeOptions& options, RowSink& sink, Work& work) {
   try {
-    return Decoder(file, limits, options, progress, nullptr).runImage();
+    return Decoder(file, options, &sink, work).run();
   } catch (const std::bad_alloc&) {
     fail(Kind::noMemory, "not enough memory for the picture");
   }
-}
-
-bool holdsImage(ByteSpan file) {
-  try {
-    SegmentWalker walker(file);
-    while (const std::optional<MarkerSegment> segment = walker.next()) {
-      if (marker::isFrameHeader(segment->marker)) return isDeep(parseFrame(*segment));
-      if (segment->marker == marker::sos) return false;
-    }
-  } catch (const Problem&) {  // the decoder will report it
-  }
-  return false;
-}
-
-Decoded decode(ByteSpan file, const Limits& limits, const Progress& progress, const DecodeOptions& options) {
-  return run(nullptr, file, limits, progress, options);
-}
-
-Decoded decodeInto(RowSink& sink, ByteSpan file, const Limits& limits, const Progress& progress,
-                   const DecodeOptions& options) {
-  return run(&sink, file, limits, progress, options);
 }
 
 }  // namespace moxj::jpeg

@@ -1,7 +1,10 @@
-// The JPEG encoder. A baseline file with the Annex K tables is written in one pass, one MCU row at a time. For optimal
-// tables or several scans, the coefficients of the whole picture are computed first.
+// The JPEG encoder. A baseline file with the Annex K tables is written in one pass, one MCU row at a time, as the rows
+// come. For optimal tables or several scans, the coefficients of the whole picture are computed first.
 #include <array>
 #include <cstring>
+#include <memory>
+#include <optional>
+#include <utility>
 
 #include "jpeg/coefficientwriter.h"
 #include "jpeg/fastmcu.h"
@@ -21,18 +24,54 @@ constexpr int kMaxWord = 65535;
 
 [[noreturn]] void exceeds(const std::string& what) { fail(Kind::limit, what); }
 
-Frame frameFor(const Picture& picture, const EncodeOptions& options) {
-  if (picture.width > kMaxWord || picture.height > kMaxWord) {
-    exceeds(std::to_string(picture.width) + " x " + std::to_string(picture.height) +
+// The sampling of RGB.
+void sample(Frame& frame, const EncodeOptions& options) {
+  const Sampling sampling = options.sampling.value_or(Sampling::s420);
+  frame.components[0].horizontal = sampling == Sampling::s444 ? 1 : 2;
+  frame.components[0].vertical = sampling == Sampling::s420 ? 2 : 1;
+}
+
+// That of planes of YCbCr.
+void sample(Frame& frame, const Picture& layout) {
+  const auto unsupported = [] { fail(Kind::unsupported, "this sub-sampling cannot be written to JPEG"); };
+  const Plane& chrominance = layout.planes[1];
+  for (const Plane& plane : layout.planes) {
+    if (plane.width != ceilDiv(layout.width, plane.dx) || plane.height != ceilDiv(layout.height, plane.dy))
+      unsupported();
+  }
+  const bool full = layout.planes[0].dx == 1 && layout.planes[0].dy == 1;
+  const bool equal = layout.planes[2].dx == chrominance.dx && layout.planes[2].dy == chrominance.dy;
+  if (!full || !equal || chrominance.dx > 4 || chrominance.dy > 4 || chrominance.dx * chrominance.dy > 8) unsupported();
+  frame.components[0].horizontal = chrominance.dx;
+  frame.components[0].vertical = chrominance.dy;
+}
+
+bool isYcbcr(const Picture& layout) { return layout.colour == Colour::ycbcr; }
+
+void requireEncodable(const Picture& layout, const EncodeOptions& options) {
+  if (isYcbcr(layout)) {
+    if (options.sampling) failOption("sample", "is not for samples of YCbCr, which have their own");
+    if (options.fastMcu) failOption("fastMcu", "is not for samples of YCbCr");
+  }
+  const std::size_t planes = layout.planes.size();
+  const bool known = isYcbcr(layout) ? planes == 3 : planes == (layout.colour == Colour::rgb ? 3 : 1);
+  for (const Plane& plane : layout.planes) {
+    if (plane.element != Element::u8 || plane.bits != 8 || !known)
+      fail(Kind::unsupported, "JPEG takes grey, RGB and YCbCr samples of 8 bits");
+  }
+}
+
+Frame frameFor(const Picture& layout, const EncodeOptions& options) {
+  if (layout.width > kMaxWord || layout.height > kMaxWord) {
+    exceeds(std::to_string(layout.width) + " x " + std::to_string(layout.height) +
             " pixels: JPEG allows at most 65535 x 65535");
   }
-  Frame frame{.process = marker::sof0, .width = picture.width, .height = picture.height, .components = {{.id = 1}}};
-  if (picture.channels == 3 && !options.grayscale) {
-    FrameComponent& luminance = frame.components[0];
-    luminance.horizontal = options.sampling == Sampling::s444 ? 1 : 2;
-    luminance.vertical = options.sampling == Sampling::s420 ? 2 : 1;
+  requireEncodable(layout, options);
+  Frame frame{.process = marker::sof0, .width = layout.width, .height = layout.height, .components = {{.id = 1}}};
+  if (layout.planes.size() == 3 && !options.grayscale) {
     frame.components.push_back({.id = 2, .quantTable = 1});
     frame.components.push_back({.id = 3, .quantTable = 1});
+    isYcbcr(layout) ? sample(frame, layout) : sample(frame, options);
   }
   frame.layOut();
   return frame;
@@ -57,10 +96,10 @@ using Quantisers = std::array<Quantiser, 2>;
 // Computes quantised coefficients from the samples of each component.
 class StripSource {
  public:
-  StripSource(const Picture& picture, const Frame& frame, const Quantisers& quantisers)
-      : frame_(frame), quantisers_(quantisers), strips_(picture, frame) {}
+  StripSource(const Picture& layout, const Frame& frame, const Quantisers& quantisers, Budget& budget)
+      : frame_(frame), quantisers_(quantisers), strips_(layout, frame, budget) {}
 
-  void beginRow(int row) { strips_.loadRow(row); }
+  void beginRow(const Picture& band, int first) { strips_.loadRow(band, first); }
   void beginMcu(int) {}
   // Transforms a block of an MCU (the one with number `index`); `x` counts the blocks of the whole row.
   void transform(const ScanGeometry::Block& block, int, int x, Mox16s* coefficients) const {
@@ -78,11 +117,11 @@ class StripSource {
 // Computes them from the pixels of each MCU.
 class FastSource {
  public:
-  FastSource(const Picture& picture, const Frame& frame, const Quantisers& quantisers)
-      : frame_(frame), quantisers_(quantisers), source_(picture, frame) {}
+  FastSource(const Picture&, const Frame& frame, const Quantisers& quantisers, Budget&)
+      : frame_(frame), quantisers_(quantisers), source_(frame) {}
 
-  void beginRow(int row) { row_ = row; }
-  void beginMcu(int mcu) { source_.load(mcu, row_); }
+  void beginRow(const Picture& band, int first) { source_.beginRow(band, first); }
+  void beginMcu(int mcu) { source_.load(mcu); }
   void transform(const ScanGeometry::Block& block, int index, int, Mox16s* coefficients) const {
     const int table = frame_.components[block.component].quantTable;
     moxiDCTQuantFwd8x8_JPEG_16s_C1(source_.block(index), coefficients, quantisers_[table].reciprocals.data());
@@ -92,7 +131,6 @@ class FastSource {
   const Frame& frame_;
   const Quantisers& quantisers_;
   McuSource source_;
-  int row_ = 0;
 };
 
 // Blocks are transformed in groups and then coded. Entropy coding has many unpredictable branches, and each
@@ -134,6 +172,19 @@ void put(const ScanGeometry& geometry, const Run& run, Sink& sink) {
   }
 }
 
+ScanHeader allComponents(const Frame& frame) {
+  ScanHeader all;
+  for (int i = 0; i < static_cast<int>(frame.components.size()); ++i) all.components.push_back({i, 0, 0});
+  return all;
+}
+
+class RowCoder {
+ public:
+  virtual ~RowCoder() = default;
+  // Codes the next MCU row, whose pixels begin at row `first` of the band and lie within it.
+  virtual void code(const Picture& band, int first) = 0;
+};
+
 // Computes the blocks of all MCUs. The sink has three members:
 //   Mox16s* place(int index, const ScanGeometry::Block& block, int x, int y)
 //                    returns the destination of the coefficients of block `index` of a run
@@ -141,33 +192,41 @@ void put(const ScanGeometry& geometry, const Run& run, Sink& sink) {
 //   put(int index, const ScanGeometry::Block& block, bool real)
 //                    called when the coefficients are stored; not `real`: a padding block
 template <class Source, class Sink>
-void makeBlocks(const Frame& frame, Source& source, Sink& sink, const Progress& progress) {
-  ScanHeader all;
-  for (int i = 0; i < static_cast<int>(frame.components.size()); ++i) all.components.push_back({i, 0, 0});
-  const ScanGeometry geometry(frame, all);
-  const int mcusAtOnce = kBlocksAtOnce / static_cast<int>(geometry.blocks.size());
-  for (int row = 0; row < geometry.mcusHigh; ++row) {
-    source.beginRow(row);
-    for (int first = 0; first < geometry.mcusWide; first += mcusAtOnce) {
-      Run run{row, first, std::min(first + mcusAtOnce, geometry.mcusWide), {}};
-      transform(frame, geometry, run, source, sink);
-      put(geometry, run, sink);
+class RowCoderOf final : public RowCoder {
+ public:
+  RowCoderOf(const Picture& layout, const Frame& frame, const Quantisers& quantisers, const Sink& sink, Budget& budget)
+      : frame_(frame),
+        geometry_(frame, allComponents(frame)),
+        source_(layout, frame, quantisers, budget),
+        sink_(sink),
+        mcusAtOnce_(kBlocksAtOnce / static_cast<int>(geometry_.blocks.size())) {}
+
+  void code(const Picture& band, int first) override {
+    source_.beginRow(band, first);
+    for (int mcu = 0; mcu < geometry_.mcusWide; mcu += mcusAtOnce_) {
+      Run run{row_, mcu, std::min(mcu + mcusAtOnce_, geometry_.mcusWide), {}};
+      transform(frame_, geometry_, run, source_, sink_);
+      put(geometry_, run, sink_);
     }
-    reportProgress(progress, row + 1, geometry.mcusHigh);
+    ++row_;
   }
-}
+
+ private:
+  const Frame& frame_;
+  const ScanGeometry geometry_;
+  Source source_;
+  Sink sink_;
+  const int mcusAtOnce_;
+  int row_ = 0;
+};
 
 // Selects the source.
 template <class Sink>
-void makeBlocks(const Picture& picture, const Frame& frame, const Quantisers& quantisers, bool fast, Sink&& sink,
-                const Progress& progress) {
-  if (fast && mcuFunctionsFor(frame)) {
-    FastSource source(picture, frame, quantisers);
-    makeBlocks(frame, source, sink, progress);
-  } else {
-    StripSource source(picture, frame, quantisers);
-    makeBlocks(frame, source, sink, progress);
-  }
+std::unique_ptr<RowCoder> rowCoder(bool fast, const Picture& layout, const Frame& frame, const Quantisers& quantisers,
+                                   const Sink& sink, Budget& budget) {
+  if (fast && mcuFunctionsFor(frame))
+    return std::make_unique<RowCoderOf<FastSource, Sink>>(layout, frame, quantisers, sink, budget);
+  return std::make_unique<RowCoderOf<StripSource, Sink>>(layout, frame, quantisers, sink, budget);
 }
 
 // Writes the blocks to the single scan of a file.
@@ -220,40 +279,139 @@ void writeTables(Writer& writer, const Frame& frame) {
   }
 }
 
+// Copies rows from one band into another one.
+void copyRows(const Picture& from, int first, const Picture& to, int at, int count) {
+  if (from.interleaved() && to.interleaved()) {
+    for (int y = 0; y < count; ++y) std::memcpy(to.row(at + y), from.row(first + y), to.rowBytes());
+    return;
+  }
+  for (std::size_t i = 0; i < to.planes.size(); ++i) {
+    const Plane &source = from.planes[i], &target = to.planes[i];
+    for (int y = 0; y < ceilDiv(count, source.dy); ++y) {
+      const std::uint8_t* const row = source.row<std::uint8_t>(first / source.dy + y);
+      for (int x = 0; x < source.width; ++x)
+        target.row<std::uint8_t>(at / target.dy + y)[std::ptrdiff_t{x} * target.pixelStep] =
+            row[std::ptrdiff_t{x} * source.pixelStep];
+    }
+  }
+}
+
+class Encoder final : public RowSink {
+ public:
+  Encoder(Output& output, const EncodeOptions& options, Work& work)
+      : options_(options),
+        work_(work),
+        writer_(output),
+        quantisers_{Quantiser(kAnnexKSteps[0], options.quality), Quantiser(kAnnexKSteps[1], options.quality)} {}
+
+  void begin(const Picture& layout) override;
+  void rows(const Picture& band) override;
+  void end() override;
+
+ private:
+  void writeHeader();
+  void beginScan();
+  int rowsOfNext() const { return std::min(frame_.mcuHeight(), frame_.height - mcuRow_ * frame_.mcuHeight()); }
+  void code(const Picture& band, int first);
+  int keep(const Picture& band, int first);
+
+  const EncodeOptions options_;
+  Work& work_;
+  Writer writer_;
+  const Quantisers quantisers_;
+  Frame frame_;
+  Coding coding_;
+  Picture layout_;
+  std::optional<ScanWriter> scan_;              // of a file that is written as the rows come
+  std::unique_ptr<Coefficients> coefficients_;  // of all others
+  std::unique_ptr<RowCoder> coder_;
+  Picture mcuRows_;  // the rows of an MCU row that have come, if it is not complete
+  int kept_ = 0;     // their number
+  int mcuRow_ = 0;   // the next one
+};
+
+void Encoder::begin(const Picture& layout) {
+  frame_ = frameFor(layout, options_);
+  layout_ = layout;
+  coding_ = {scansFor(frame_, options_), options_.optimize, {options_.restart, options_.restartInRows}};
+  coding_.restart.of(frame_.mcusWide);  // checks it
+  if (options_.script ? options_.script->progressive() : options_.progressive) frame_.process = marker::sof2;
+  writeHeader();
+  if (frame_.process == marker::sof0 && coding_.scans.size() == 1 && !coding_.optimal) return beginScan();
+  coefficients_ = std::make_unique<Coefficients>(frame_, work_.budget);
+  coder_ = rowCoder(options_.fastMcu, layout_, frame_, quantisers_, CoefficientSink{*coefficients_}, work_.budget);
+}
+
+void Encoder::writeHeader() {
+  writer_.marker(marker::soi);
+  writer_.jfif();
+  for (int table = 0; table <= int{frame_.components.size() > 1}; ++table)
+    writer_.steps(table, quantisers_[table].steps);
+  writer_.frame(frame_);
+}
+
+void Encoder::beginScan() {
+  const int restartInterval = coding_.restart.of(frame_.mcusWide);
+  writeTables(writer_, frame_);
+  if (restartInterval != 0) writer_.restartInterval(restartInterval);
+  writer_.scan(frame_, coding_.scans[0]);
+  scan_.emplace(writer_, ScanKind::sequential, coding_.scans[0], kAnnexKCodes, restartInterval);
+  coder_ = rowCoder(options_.fastMcu, layout_, frame_, quantisers_, ScanSink{*scan_, {}}, work_.budget);
+}
+
+// Whole MCU rows are coded in place.
+void Encoder::rows(const Picture& band) {
+  const bool inPlace = isYcbcr(layout_) || band.interleaved();
+  for (int at = 0; at < band.height;) {
+    if (mcuRow_ == frame_.mcusHigh) fail(Kind::internal, "more rows than the picture has");
+    const int wanted = rowsOfNext();
+    if (inPlace && kept_ == 0 && band.height - at >= wanted) {
+      code(band, at);
+      at += wanted;
+      continue;
+    }
+    at += keep(band, at);
+    if (kept_ < wanted) continue;
+    kept_ = 0;
+    code(mcuRows_, 0);
+  }
+}
+
+void Encoder::code(const Picture& band, int first) {
+  coder_->code(band, first);
+  ++mcuRow_;
+}
+
+// Copies rows of the band until the MCU row is complete. Returns their number.
+int Encoder::keep(const Picture& band, int first) {
+  if (!mcuRows_.hasSamples()) {
+    mcuRows_ = layout_;
+    mcuRows_.height = frame_.mcuHeight();
+    for (Plane& plane : mcuRows_.planes) plane.height = ceilDiv(frame_.mcuHeight(), plane.dy);
+    mcuRows_.allocate(&work_.budget);
+  }
+  const int count = std::min(rowsOfNext() - kept_, band.height - first);
+  copyRows(band, first, mcuRows_, kept_, count);
+  kept_ += count;
+  return count;
+}
+
+void Encoder::end() {
+  if (mcuRow_ != frame_.mcusHigh) fail(Kind::internal, "fewer rows than the picture has");
+  if (scan_) {
+    scan_->end();
+  } else {
+    fillMcus(frame_, *coefficients_);
+    writeScans(writer_, frame_, *coefficients_, coding_, work_.progress);
+  }
+  writer_.marker(marker::eoi);
+  writer_.flush();
+}
+
 }  // namespace
 
-Bytes encode(const Picture& picture, const EncodeOptions& options, const Progress& progress, const Limits& limits) {
-  Frame frame = frameFor(picture, options);
-  const Coding coding{scansFor(frame, options), options.optimize, {options.restart, options.restartInRows}};
-  const int restartInterval = coding.restart.of(frame.mcusWide);
-  if (options.script ? options.script->progressive() : options.progressive) frame.process = marker::sof2;
-  const bool colour = frame.components.size() > 1;
-  const Quantisers quantisers{Quantiser(kAnnexKSteps[0], options.quality), Quantiser(kAnnexKSteps[1], options.quality)};
-
-  Writer writer;
-  // Two bits per pixel are enough for many files.
-  writer.file().reserve(std::size_t{4096} + picture.rowBytes() * static_cast<std::size_t>(picture.height) / 12);
-  writer.marker(marker::soi);
-  writer.jfif();
-  for (int table = 0; table <= int{colour}; ++table) writer.steps(table, quantisers[table].steps);
-  writer.frame(frame);
-  if (frame.process == marker::sof0 && coding.scans.size() == 1 && !coding.optimal) {
-    const ScanHeader& scan = coding.scans[0];
-    writeTables(writer, frame);
-    if (restartInterval != 0) writer.restartInterval(restartInterval);
-    writer.scan(frame, scan);
-    ScanWriter data(writer.file(), ScanKind::sequential, scan, kAnnexKCodes, restartInterval);
-    makeBlocks(picture, frame, quantisers, options.fastMcu, ScanSink{data, {}}, progress);
-    data.end();
-  } else {
-    Budget budget(limits.maxMemory);
-    Coefficients coefficients(frame, budget);
-    makeBlocks(picture, frame, quantisers, options.fastMcu, CoefficientSink{coefficients}, {});
-    fillMcus(frame, coefficients);
-    writeScans(writer, frame, coefficients, coding, progress);
-  }
-  writer.marker(marker::eoi);
-  return std::move(writer.file());
+std::unique_ptr<RowSink> encoder(Output& output, const EncodeOptions& options, Work& work) {
+  return std::make_unique<Encoder>(output, options, work);
 }
 
 }  // namespace moxj::jpeg

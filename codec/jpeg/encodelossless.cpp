@@ -1,4 +1,5 @@
 // The lossless JPEG encoder (T.81 Annex H): one scan with all components, in two passes, statistics and data.
+#include <algorithm>
 #include <array>
 #include <limits>
 
@@ -13,43 +14,40 @@ namespace moxj::jpeg {
 
 namespace {
 
-constexpr int kPredictors = 7, kMaxWord = 65535;
+constexpr int kPredictors = 7, kMaxComponents = 4, kMaxWord = 65535;
 // The maximum size of a coded difference, and of the end of an interval with its marker.
 constexpr std::size_t kMaxDifferenceBytes = 8, kMaxEndBytes = 4;
 
-// The image as coded: components of equal size, without opacity.
-Image codedComponents(const Image& image, std::vector<std::string>& notes) {
-  Image coded = sameSize(image);
-  auto& components = coded.components;
-  if (coded.alpha) {
-    notes.push_back("transparency dropped");
-    components.pop_back();
-  }
-  if (components.size() > 4)
+void requireEncodable(const Picture& layout) {
+  const int bits = layout.planes[0].bits;
+  if (layout.planes.size() > kMaxComponents)
     fail(Kind::unsupported,
-         std::to_string(components.size()) + " components: at most 4 can be written to lossless JPEG");
-  return coded;
-}
-
-Frame frameFor(const Image& image, const LosslessOptions& options) {
-  const int bits = image.components[0].bits;
-  if (image.width > kMaxWord || image.height > kMaxWord)
-    fail(Kind::limit, std::to_string(image.width) + " x " + std::to_string(image.height) +
+         std::to_string(layout.planes.size()) + " components: at most 4 can be written to lossless JPEG");
+  if (layout.width > kMaxWord || layout.height > kMaxWord)
+    fail(Kind::limit, std::to_string(layout.width) + " x " + std::to_string(layout.height) +
                           " pixels: JPEG allows at most 65535 x 65535");
   if (bits < 2 || bits > 16)
     fail(Kind::unsupported,
          "samples of " + std::to_string(bits) + (bits == 1 ? " bit" : " bits") + ": lossless JPEG allows 2 to 16");
+  const bool unsignedOnly = std::ranges::none_of(layout.planes, [](const Plane& plane) { return plane.isSigned; });
+  if (!layout.uniform() || !unsignedOnly || layout.opacity != Opacity::none)
+    fail(Kind::unsupported, "lossless JPEG takes unsigned samples of equal size and depth, without opacity");
+}
+
+Frame frameFor(const Picture& layout, const LosslessOptions& options) {
+  requireEncodable(layout);
+  const int bits = layout.planes[0].bits;
   if (options.point >= bits)
     fail(Kind::badOption, "a point transform of " + std::to_string(options.point) + " leaves nothing of " +
                               std::to_string(bits) + " bits");
   Frame frame{.process = marker::sof3,
               .precision = bits,
-              .width = image.width,
-              .height = image.height,
+              .width = layout.width,
+              .height = layout.height,
               .components = {},
               .unit = 1};
-  const bool rgb = image.components.size() == 3;
-  for (std::size_t i = 0; i < image.components.size(); ++i)
+  const bool rgb = layout.planes.size() == 3;
+  for (std::size_t i = 0; i < layout.planes.size(); ++i)
     frame.components.push_back({.id = rgb ? "RGB"[i] : static_cast<int>(i) + 1});
   frame.layOut();
   return frame;
@@ -58,10 +56,12 @@ Frame frameFor(const Image& image, const LosslessOptions& options) {
 // Computes the differences of a row of each component, for any predictor.
 class Rows {
  public:
-  Rows(const Image& image, const Frame& frame, int point, int restartRows)
-      : image_(image), precision_(frame.precision), point_(point), restartRows_(restartRows) {
-    for (auto& row : differences_) row.resize(static_cast<std::size_t>(image.width));
-    current_.assign(image.components.size(), differences_[0]);
+  Rows(const Picture& picture, const Frame& frame, int point, int restartRows, Budget& budget)
+      : picture_(picture), precision_(frame.precision), point_(point), restartRows_(restartRows) {
+    const std::size_t width = static_cast<std::size_t>(picture.width), planes = picture.planes.size();
+    budget.charge(width * (differences_.size() + 2 * planes), sizeof(Mox16s));
+    for (auto& row : differences_) row.resize(width);
+    current_.assign(planes, differences_[0]);
     above_ = current_;
   }
 
@@ -69,8 +69,12 @@ class Rows {
     first_ = restartRows_ == 0 ? y == 0 : y % restartRows_ == 0;
     std::swap(current_, above_);
     for (std::size_t i = 0; i < current_.size(); ++i) {
-      for (int x = 0; x < image_.width; ++x)
-        current_[i][static_cast<std::size_t>(x)] = static_cast<Mox16s>(image_.components[i].at(x, y) >> point_);
+      const Plane& plane = picture_.planes[i];
+      visitRow(plane, y, [&](const auto* row) {
+        for (int x = 0; x < plane.width; ++x)
+          current_[i][static_cast<std::size_t>(x)] =
+              static_cast<Mox16s>(row[std::ptrdiff_t{x} * plane.pixelStep] >> point_);
+      });
     }
   }
   // The first row of an interval, where all predictors are equivalent.
@@ -79,10 +83,10 @@ class Rows {
   const Mox16s* differences(std::size_t component, int predictor) {
     Mox16s* const to = differences_[component].data();
     if (first_)
-      require(moxiDiffPredFirstRow_JPEG_16s_C1(current_[component].data(), to, image_.width, precision_, point_),
+      require(moxiDiffPredFirstRow_JPEG_16s_C1(current_[component].data(), to, picture_.width, precision_, point_),
               "the prediction of a first row");
     else
-      require(moxiDiffPredRow_JPEG_16s_C1(current_[component].data(), above_[component].data(), to, image_.width,
+      require(moxiDiffPredRow_JPEG_16s_C1(current_[component].data(), above_[component].data(), to, picture_.width,
                                           predictor),
               "the prediction of a row");
     return to;
@@ -99,7 +103,7 @@ class Rows {
   }
 
  private:
-  const Image& image_;
+  const Picture& picture_;
   int precision_, point_, restartRows_;
   bool first_ = true;
   std::vector<std::vector<Mox16s>> current_, above_;
@@ -119,12 +123,28 @@ std::uint64_t bitsOf(const SymbolCounts& counts, const HuffmanCode& code) {
   return bits;
 }
 
+// Reports the progress of both passes.
+class Passes {
+ public:
+  Passes(const Progress& progress, int height) : progress_(progress), total_(2 * static_cast<std::uint64_t>(height)) {}
+  void beginRow() {
+    if (done_++ % 64 == 0) reportProgress(progress_, done_ - 1, total_);
+  }
+  void end() const { reportProgress(progress_, done_, total_); }
+
+ private:
+  const Progress& progress_;
+  const std::uint64_t total_;
+  std::uint64_t done_ = 0;
+};
+
 // Counts the categories of the differences of each component, for each allowed predictor.
 class Statistics {
  public:
-  Statistics(Rows& rows, int height, int width, std::size_t components, int only)
+  Statistics(Rows& rows, int height, int width, std::size_t components, int only, Passes& passes)
       : counts_(components), first_(only > 0 ? only : 1), last_(only > 0 ? only : kPredictors) {
     for (int y = 0; y < height; ++y) {
+      passes.beginRow();
       rows.load(y);
       if (last_ > 4 && rows.beyondSigned()) {
         if (only > 0)
@@ -168,47 +188,52 @@ class Statistics {
 // Codes the differences of all components, interleaved sample by sample.
 class DifferenceWriter {
  public:
-  DifferenceWriter(Bytes& file, const std::vector<HuffmanCode>& codes) : file_(file), state_(makeEncodeState()) {
+  DifferenceWriter(Writer& writer, const std::vector<HuffmanCode>& codes, int width, Budget& budget)
+      : writer_(writer),
+        file_(writer.pending()),
+        rowBytes_(kMaxDifferenceBytes * codes.size() * static_cast<std::size_t>(width)),
+        state_(makeEncodeState()) {
     for (const HuffmanCode& code : codes) specs_.push_back(makeEncodeSpec(code));
+    budget.charge(2, rowBytes_);  // the writer's capacity
   }
 
   void row(const std::array<const Mox16s*, 4>& differences, int width) {
-    makeRoom(kMaxDifferenceBytes * specs_.size() * static_cast<std::size_t>(width));
+    beginPiece(rowBytes_);
     for (int x = 0; x < width; ++x) {
       for (std::size_t i = 0; i < specs_.size(); ++i)
         require(moxiEncodeHuffmanOne_JPEG_16s1u_C1(differences[i] + x, file_.data() + start_, room_, &position_,
                                                    specs_[i].get(), state_.get(), 0),
                 "the coding of a difference");
     }
+    endPiece();
   }
   void restart() {
     end();
-    file_.push_back(0xFF);
-    file_.push_back(static_cast<std::uint8_t>(marker::rst0 + nextRestart_));
+    writer_.marker(marker::rst0 + nextRestart_);
     nextRestart_ = (nextRestart_ + 1) % 8;
   }
   void end() {
-    makeRoom(kMaxEndBytes);
+    beginPiece(kMaxEndBytes);
     require(
         moxiEncodeHuffmanOne_JPEG_16s1u_C1(nullptr, file_.data() + start_, room_, &position_, nullptr, state_.get(), 1),
         "the end of an interval");
-    file_.resize(start_ + static_cast<std::size_t>(position_));
-    position_ = room_ = 0;
+    endPiece();
   }
 
  private:
-  // While rows are written, the file is extended by `room_` bytes that are not used up yet.
-  void makeRoom(std::size_t bytes) {
-    const std::size_t used = room_ == 0 ? file_.size() : start_ + static_cast<std::size_t>(position_);
-    file_.resize(used);
-    if (file_.capacity() - used < bytes) file_.reserve(file_.capacity() + file_.capacity() / 2 + bytes);
-    file_.resize(used + bytes);
-    start_ = used;
+  // Extends the file by the maximum size of what will be written.
+  void beginPiece(std::size_t bytes) {
+    writer_.makeRoom(bytes);
+    start_ = file_.size();
+    file_.resize(start_ + bytes);
     position_ = 0;
     room_ = static_cast<std::int32_t>(bytes);
   }
+  void endPiece() { file_.resize(start_ + static_cast<std::size_t>(position_)); }
 
-  Bytes& file_;
+  Writer& writer_;
+  Bytes& file_;  // what is pending there
+  const std::size_t rowBytes_;
   EncodeState state_;
   std::vector<EncodeSpec> specs_;
   std::size_t start_ = 0;
@@ -224,44 +249,74 @@ int restartRowsFor(const Frame& frame, const LosslessOptions& options) {
   return interval / frame.width;
 }
 
-}  // namespace
+class LosslessEncoder final : public RowSink {
+ public:
+  LosslessEncoder(Output& output, const LosslessOptions& options, Work& work)
+      : options_(options), work_(work), collector_(&work.budget), writer_(output) {}
 
-Bytes encodeLossless(const Image& image, const LosslessOptions& options, std::vector<std::string>& notes,
-                     const Progress& progress) {
-  const Image coded = codedComponents(image, notes);
-  const std::size_t components = coded.components.size();
-  const Frame frame = frameFor(coded, options);
-  const int restartRows = restartRowsFor(frame, options);
-  Rows rows(coded, frame, options.point, restartRows);
-  const Statistics statistics(rows, frame.height, frame.width, components, options.predictor);
+  void begin(const Picture& layout) override {
+    frame_ = frameFor(layout, options_);
+    restartRows_ = restartRowsFor(frame_, options_);
+    collector_.begin(layout);
+  }
+  void rows(const Picture& band) override { collector_.rows(band); }
+  void end() override;
+
+ private:
+  void writeHeader(int predictor, const std::vector<HuffmanCode>& codes);
+
+  const LosslessOptions options_;
+  Work& work_;
+  PictureCollector collector_;
+  Writer writer_;
+  Frame frame_;
+  int restartRows_ = 0;
+};
+
+void LosslessEncoder::end() {
+  collector_.end();
+  const std::size_t components = frame_.components.size();
+  Rows rows(collector_.picture(), frame_, options_.point, restartRows_, work_.budget);
+  Passes passes(work_.progress, frame_.height);
+  const Statistics statistics(rows, frame_.height, frame_.width, components, options_.predictor, passes);
   const int predictor = statistics.best();
   std::vector<HuffmanCode> codes;
-  ScanHeader scan{
-      .components = {}, .spectralStart = predictor, .spectralEnd = 0, .approxHigh = 0, .approxLow = options.point};
-  for (int i = 0; i < static_cast<int>(components); ++i) {
-    codes.push_back(statistics.code(static_cast<std::size_t>(i), predictor));
-    scan.components.push_back({i, i, 0});
-  }
+  for (std::size_t i = 0; i < components; ++i) codes.push_back(statistics.code(i, predictor));
 
-  Writer writer;
-  writer.marker(marker::soi);
-  if (components > 1) writer.adobe();  // neither YCbCr nor YCCK
-  writer.frame(frame);
-  for (int i = 0; i < static_cast<int>(components); ++i) writer.code(kDc, i, codes[static_cast<std::size_t>(i)]);
-  if (restartRows > 0) writer.restartInterval(restartRows * frame.width);
-  writer.scan(frame, scan);
-  DifferenceWriter data(writer.file(), codes);
-  for (int y = 0; y < frame.height; ++y) {
+  writeHeader(predictor, codes);
+  DifferenceWriter data(writer_, codes, frame_.width, work_.budget);
+  for (int y = 0; y < frame_.height; ++y) {
+    passes.beginRow();
     rows.load(y);
     if (y > 0 && rows.first()) data.restart();
     std::array<const Mox16s*, 4> differences{};
     for (std::size_t i = 0; i < components; ++i) differences[i] = rows.differences(i, predictor);
-    data.row(differences, frame.width);
-    if (y % 64 == 0) reportProgress(progress, y, frame.height);
+    data.row(differences, frame_.width);
   }
   data.end();
-  writer.marker(marker::eoi);
-  return std::move(writer.file());
+  passes.end();
+  writer_.marker(marker::eoi);
+  writer_.flush();
+}
+
+void LosslessEncoder::writeHeader(int predictor, const std::vector<HuffmanCode>& codes) {
+  ScanHeader scan{
+      .components = {}, .spectralStart = predictor, .spectralEnd = 0, .approxHigh = 0, .approxLow = options_.point};
+  writer_.marker(marker::soi);
+  if (codes.size() > 1) writer_.adobe();  // neither YCbCr nor YCCK
+  writer_.frame(frame_);
+  for (int i = 0; i < static_cast<int>(codes.size()); ++i) {
+    scan.components.push_back({i, i, 0});
+    writer_.code(kDc, i, codes[static_cast<std::size_t>(i)]);
+  }
+  if (restartRows_ > 0) writer_.restartInterval(restartRows_ * frame_.width);
+  writer_.scan(frame_, scan);
+}
+
+}  // namespace
+
+std::unique_ptr<RowSink> losslessEncoder(Output& output, const LosslessOptions& options, Work& work) {
+  return std::make_unique<LosslessEncoder>(output, options, work);
 }
 
 }  // namespace moxj::jpeg

@@ -29,34 +29,42 @@ const McuFunctions* mcuFunctionsFor(const Frame& frame) {
   return c[0].horizontal == 2 && c[0].vertical == 2 ? &k420 : nullptr;
 }
 
-McuSource::McuSource(const Picture& picture, const Frame& frame)
-    : picture_(picture), frame_(frame), functions_(mcuFunctionsFor(frame)), layout_(frame) {}
+McuSource::McuSource(const Frame& frame) : frame_(frame), functions_(mcuFunctionsFor(frame)), layout_(frame) {}
 
-void McuSource::load(int x, int y) {
+void McuSource::beginRow(const Picture& band, int first) {
+  top_ = band.row(first);
+  step_ = band.planes[0].step;
+  rows_ = std::min(frame_.mcuHeight(), frame_.height - mcuRow_ * frame_.mcuHeight());
+  ++mcuRow_;
+}
+
+void McuSource::load(int mcu) {
   const int wide = frame_.mcuWidth(), high = frame_.mcuHeight();
-  const int left = x * wide, top = y * high;
+  const int left = mcu * wide;
   const std::array<Mox16s*, 3> to = layout_.pointers(blocks_);
-  if (left + wide <= picture_.width && top + high <= picture_.height) {
-    const int step = static_cast<int>(picture_.step);
-    require(functions_->toBlocks(picture_.row(top) + std::ptrdiff_t{3} * left, step, to.data()),
+  if (left + wide <= frame_.width && rows_ == high && static_cast<std::int32_t>(step_) == step_) {
+    require(functions_->toBlocks(top_ + std::ptrdiff_t{3} * left, static_cast<std::int32_t>(step_), to.data()),
             "the colour conversion of an MCU");
     return;
   }
   for (int dy = 0; dy < high; ++dy) {
-    const std::uint8_t* const from = picture_.row(std::min(top + dy, picture_.height - 1));
+    const std::uint8_t* const from = top_ + step_ * std::min(dy, rows_ - 1);
     for (int dx = 0; dx < wide; ++dx)
-      std::memcpy(&edge_[3 * (dy * wide + dx)], from + std::ptrdiff_t{3} * std::min(left + dx, picture_.width - 1), 3);
+      std::memcpy(&edge_[3 * (dy * wide + dx)], from + std::ptrdiff_t{3} * std::min(left + dx, frame_.width - 1), 3);
   }
   require(functions_->toBlocks(edge_.data(), 3 * wide, to.data()), "the colour conversion of an MCU");
 }
 
-McuPainter::McuPainter(const Frame& frame, std::vector<Steps> steps, RowSink* sink, Budget& budget)
+McuPainter::McuPainter(const Frame& frame, std::vector<Steps> steps, RowSink& sink, Budget& budget)
     : frame_(frame), functions_(mcuFunctionsFor(frame)), layout_(frame), steps_(std::move(steps)), sink_(sink) {
-  row_.resize(std::size_t{64} * static_cast<std::size_t>(layout_.count()) * static_cast<std::size_t>(frame.mcusWide));
-  const std::size_t rows = static_cast<std::size_t>(frame.mcuHeight()) * (sink ? 1 : frame.mcusHigh);
-  const int height = std::min(frame.height, static_cast<int>(rows));
-  band_ = Picture::make(frame.width, height, 3, &budget, std::size_t{3} * frame.mcuWidth() * frame.mcusWide, rows);
-  if (sink) sink->begin(frame.width, frame.height, 3);
+  const std::size_t size =
+      std::size_t{64} * static_cast<std::size_t>(layout_.count()) * static_cast<std::size_t>(frame.mcusWide);
+  budget.charge(size, sizeof row_[0]);
+  row_.resize(size);
+  const std::size_t rows = static_cast<std::size_t>(frame.mcuHeight());
+  band_ = Picture::layout(frame.width, std::min(frame.height, frame.mcuHeight()), 3, 8, Colour::rgb);
+  band_.allocate(&budget, std::size_t{3} * static_cast<std::size_t>(frame.mcuWidth() * frame.mcusWide), rows);
+  sink.begin(Picture::layout(frame.width, frame.height, 3, 8, Colour::rgb));
 }
 
 void McuPainter::put(int component, int x, int y, const Mox16s* coefficients) {
@@ -69,32 +77,26 @@ void McuPainter::put(int component, int x, int y, const Mox16s* coefficients) {
 }
 
 void McuPainter::finishRow() {
-  const int wide = frame_.mcuWidth(), high = frame_.mcuHeight();
-  const int top = sink_ ? 0 : mcuRow_ * high;
+  const int wide = frame_.mcuWidth();
   for (int mcu = 0; mcu < frame_.mcusWide; ++mcu) {
     const Mox16s* const blocks = row_.data() + std::ptrdiff_t{mcu} * layout_.count() * 64;
-    require(functions_->toPixels(layout_.pointers(blocks).data(), band_.row(top) + std::ptrdiff_t{3} * mcu * wide,
-                                 static_cast<std::int32_t>(band_.step)),
+    require(functions_->toPixels(layout_.pointers(blocks).data(), band_.row(0) + std::ptrdiff_t{3} * mcu * wide,
+                                 static_cast<std::int32_t>(band_.planes[0].step)),
             "the colour conversion of an MCU");
   }
-  if (sink_) {
-    band_.height = std::min(high, frame_.height - mcuRow_ * high);
-    sink_->rows(band_);
-  }
+  pushRow();
+}
+
+void McuPainter::pushRow() {
+  const int rows = std::min(frame_.mcuHeight(), frame_.height - mcuRow_ * frame_.mcuHeight());
+  sink_.rows(bandOf(band_, rows, frame_.height));
   ++mcuRow_;
 }
 
 void McuPainter::finish() {
-  const int high = frame_.mcuHeight();
-  for (; mcuRow_ < frame_.mcusHigh; ++mcuRow_) {
-    Picture rows = band_;
-    rows.height = std::min(high, frame_.height - mcuRow_ * high);
-    rows.samples = band_.row(sink_ ? 0 : mcuRow_ * high);
-    for (int y = 0; y < rows.height; ++y) std::memset(rows.row(y), kEmptySample, rows.rowBytes());
-    if (sink_) sink_->rows(rows);
-  }
+  if (mcuRow_ == frame_.mcusHigh) return;
+  for (int y = 0; y < band_.height; ++y) std::memset(band_.row(y), kEmptySample, band_.rowBytes());
+  while (mcuRow_ < frame_.mcusHigh) pushRow();
 }
-
-Picture McuPainter::picture() const { return sink_ ? Picture() : band_; }
 
 }  // namespace moxj::jpeg

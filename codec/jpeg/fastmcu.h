@@ -36,21 +36,25 @@ class McuBlocks {
   int luminance_;
 };
 
-// Converts the pixels of a picture to blocks for the transform, MCU by MCU. The pixels at the edges are repeated beyond
-// them.
+// Converts pixels to blocks for the transform, MCU by MCU. The pixels at the edges are repeated beyond them.
 class McuSource {
  public:
   // Needs mcuFunctionsFor(frame).
-  McuSource(const Picture& picture, const Frame& frame);
+  explicit McuSource(const Frame& frame);
 
-  void load(int x, int y);  // in MCUs
+  // The next MCU row begins at row `first` of the band, which must outlive it.
+  void beginRow(const Picture& band, int first);
+  void load(int mcu);
   const Mox16s* block(int index) const { return blocks_ + std::ptrdiff_t{64} * index; }
 
  private:
-  const Picture picture_;
   const Frame frame_;
   const McuFunctions* functions_;
   const McuBlocks layout_;
+  const std::uint8_t* top_ = nullptr;  // the first row of the MCU row
+  std::ptrdiff_t step_ = 0;
+  int rows_ = 0;  // that belong to the picture
+  int mcuRow_ = 0;
   std::array<Mox8u, 16 * 16 * 3> edge_;
   alignas(64) Mox16s blocks_[6 * 64];
 };
@@ -58,22 +62,23 @@ class McuSource {
 // Paints a picture from the blocks of MCUs.
 class McuPainter final : public Painter {
  public:
-  // Needs mcuFunctionsFor(frame). The sink may be null.
-  McuPainter(const Frame& frame, std::vector<Steps> steps, RowSink* sink, Budget& budget);
+  // Needs mcuFunctionsFor(frame).
+  McuPainter(const Frame& frame, std::vector<Steps> steps, RowSink& sink, Budget& budget);
 
   void put(int component, int x, int y, const Mox16s* coefficients) override;
   void finishRow() override;
   void finish() override;
-  Picture picture() const override;
 
  private:
+  void pushRow();
+
   const Frame frame_;
   const McuFunctions* functions_;
   const McuBlocks layout_;
   const std::vector<Steps> steps_;
-  RowSink* sink_;
+  RowSink& sink_;
   std::vector<Mox16s> row_;  // blocks of the current MCU row
-  Picture band_;             // whole MCUs: of the picture or, with a sink, of one MCU row
+  Picture band_;             // its pixels, of whole MCUs
   int mcuRow_ = 0;
 };
 

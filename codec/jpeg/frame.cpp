@@ -25,6 +25,12 @@ void Frame::layOut() {
   }
 }
 
+bool Frame::wholeRatios() const {
+  return std::all_of(components.begin(), components.end(), [&](const FrameComponent& c) {
+    return maxHorizontal % c.horizontal == 0 && maxVertical % c.vertical == 0;
+  });
+}
+
 ScanKind kindOf(const Frame& frame, const ScanHeader& scan) {
   if (frame.process != marker::sof2) return ScanKind::sequential;
   if (scan.spectralStart == 0) return scan.approxHigh == 0 ? ScanKind::dcFirst : ScanKind::dcRefine;

@@ -36,6 +36,8 @@ struct Frame {
 
   int mcuWidth() const { return unit * maxHorizontal; }
   int mcuHeight() const { return unit * maxVertical; }
+  // Whether all components have whole numbers of pixels for each sample, across and down.
+  bool wholeRatios() const;
 };
 
 struct ScanHeader {

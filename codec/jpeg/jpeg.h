@@ -3,30 +3,27 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <optional>
-#include <span>
 #include <string>
 #include <vector>
 
 #include "base/bytes.h"
-#include "base/problem.h"
-#include "base/progress.h"
+#include "base/input.h"
+#include "base/outcome.h"
 #include "jpeg/script.h"
-#include "pictures/image.h"
-#include "pictures/picture.h"
+#include "pictures/rows.h"
+#include "pictures/work.h"
 
 namespace moxj::jpeg {
-
-using moxj::Decoded;
-using moxj::Limits;
 
 // ---- Writing ----------------------------------------------------------------------------------------------------
 
 enum class Sampling { s444, s422, s420 };
 
 struct EncodeOptions {
-  int quality = 75;  // 1 to 100
-  Sampling sampling = Sampling::s420;
+  int quality = 75;                   // 1 to 100
+  std::optional<Sampling> sampling;   // of RGB; default 4:2:0
   bool grayscale = false;             // luminance only; a grey picture always becomes a grey file
   int restart = 0;                    // restart interval, 0: none
   bool restartInRows = false;         // in MCU rows of each scan instead of MCUs
@@ -36,10 +33,16 @@ struct EncodeOptions {
   std::optional<Script> script = {};  // the scans, sequential or progressive; overrides `progressive`
 };
 
-// Encodes a picture as a JFIF file; by default baseline with the tables of T.81 Annex K. Throws Problem (limit) for
-// pictures with more than 65535 rows or columns, restart intervals above 65535 MCUs, and more memory than allowed.
-Bytes encode(const Picture& picture, const EncodeOptions& options, const Progress& progress = {},
-             const Limits& limits = {});
+// A sink that encodes a picture as a JFIF file; by default baseline with the tables of T.81 Annex K, which is coded and
+// written as the rows come. Optimal tables and several scans need the coefficients of the whole picture; then all the
+// coding is done in end(), which reports progress.
+//
+// The picture is grey or RGB of 8 bits, interleaved, or has three planes of YCbCr of 8 bits. The sampling of the planes
+// becomes that of the file: options.sampling and fastMcu are then refused.
+//
+// begin() throws Problem (limit) for pictures with more than 65535 rows or columns, restart intervals above 65535 MCUs,
+// and more memory than allowed. Output and work must outlive the sink.
+std::unique_ptr<RowSink> encoder(Output& output, const EncodeOptions& options, Work& work);
 
 struct LosslessOptions {
   int predictor = 0;  // 1 to 7 (T.81 Table H.1); 0: the one with the smallest file
@@ -48,12 +51,11 @@ struct LosslessOptions {
   bool restartInRows = false;
 };
 
-// Encodes an image as a lossless file (T.81 Annex H) of 2 to 16 bits: grey, RGB or, with four components, inks. Two
-// components are written without a meaning. Opacity is dropped with a note. Decoders disagree on predictors 5 to 7 for
-// samples above 32767, so these are not chosen for such images. Throws Problem: unsupported or badOption for depths and
-// options that lossless files do not allow; limit as encode() does.
-Bytes encodeLossless(const Image& image, const LosslessOptions& options, std::vector<std::string>& notes,
-                     const Progress& progress = {});
+// A sink that encodes a picture as a lossless file (T.81 Annex H) of 2 to 16 bits: grey, RGB, inks or planes without a
+// meaning, at most four, of equal size and depth. It keeps the rows, and codes them in end(). Decoders disagree on
+// predictors 5 to 7 for samples above 32767, so these are not chosen for such pictures. begin() throws Problem:
+// unsupported or badOption for depths and options that lossless files do not allow; limit as encoder() does.
+std::unique_ptr<RowSink> losslessEncoder(Output& output, const LosslessOptions& options, Work& work);
 
 // ---- Reading ----------------------------------------------------------------------------------------------------
 
@@ -62,27 +64,21 @@ struct DecodeOptions {
   bool smooth = true;
   // Decodes 4:2:0, 4:2:2 and 4:4:4 MCU by MCU: faster, but repeats samples. Has no effect on other files.
   bool fastMcu = false;
-  bool inks = false;   // CMYK and YCCK as 4 inks, not as RGB; decodeImage() keeps both of two lossless components
-  int maxScans = 500;  // files with more are refused: each scan costs as much time as the whole picture
+  // CMYK and YCCK as 4 inks, not as RGB; both of two lossless components.
+  bool inks = false;
+  // YCbCr and RGB components as planes of their own size, as they are coded, and inks. Has no effect if a component has
+  // fractional sub-sampling such as 3:2.
+  bool native = false;
 };
 
-// Decodes a file to grey or RGB. If only a part of the picture can be decoded, the result has complete = false and a
-// warning. Throws Problem: notThisFormat; damaged, if nothing of the picture can be decoded; unsupported, and names the
-// process; limit for more pixels, memory or scans than allowed, before memory is allocated.
-Decoded decode(std::span<const std::uint8_t> file, const Limits& limits, const Progress& progress = {},
-               const DecodeOptions& options = {});
-
-// The same, but the rows go to the sink and the result has no picture. If Problem is thrown, discard the rows that have
-// gone to the sink.
-Decoded decodeInto(RowSink& sink, std::span<const std::uint8_t> file, const Limits& limits,
-                   const Progress& progress = {}, const DecodeOptions& options = {});
-
-// The same, but keeps the depth of the file. (Only lossless files have other depths than 8 bits.)
-DecodedImage decodeImage(std::span<const std::uint8_t> file, const Limits& limits, const Progress& progress = {},
-                         const DecodeOptions& options = {});
-
-// Whether the depth of the file is not 8 bits, so that decode() would lose precision and decodeImage() is needed.
-bool holdsImage(std::span<const std::uint8_t> file);
+// Decodes a file and gives its rows to the sink: grey or RGB of 8 bits, interleaved, unless the options ask for
+// something else. Lossless files of other depths keep them, with Colour grey, rgb, ycbcr or, if inks are wanted, cmyk or
+// unknown; sub-sampled components are repeated.
+//
+// If only a part of the picture can be decoded, the outcome is not complete and has a warning. Throws Problem:
+// notThisFormat; damaged, if nothing of the picture can be decoded; unsupported, and names the process; limit for more
+// pixels, memory or scans than allowed, before memory is allocated.
+Outcome decode(ByteSpan file, const DecodeOptions& options, RowSink& sink, Work& work);
 
 // ---- Transcoding ------------------------------------------------------------------------------------------------
 
@@ -96,15 +92,10 @@ struct TranscodeOptions {
   bool restartInRows = false;
 };
 
-// If it is not complete, coefficients missing from the input are 0.
-struct Transcoded : Outcome {
-  Bytes file;
-};
-
-// Re-encodes the same coefficients with other scans and Huffman tables. Throws Problem as encode() and decode() do, and
-// (unsupported) for coefficients that cannot be coded as requested.
-Transcoded transcode(std::span<const std::uint8_t> file, const TranscodeOptions& options, const Limits& limits,
-                     const Progress& progress = {}, const DecodeOptions& reading = {});
+// Re-encodes the same coefficients with other scans and Huffman tables. If the outcome is not complete, coefficients
+// missing from the input are 0. Throws Problem as encoder() and decode() do, and (unsupported) for coefficients that
+// cannot be coded as requested.
+Outcome transcode(ByteSpan file, const TranscodeOptions& options, Output& output, Work& work);
 
 // ---- Inspection -------------------------------------------------------------------------------------------------
 
@@ -171,6 +162,6 @@ struct Info : Outcome {
 };
 
 // Throws Problem only if the file is not JPEG or has no readable frame header.
-Info inspect(std::span<const std::uint8_t> file);
+Info inspect(ByteSpan file);
 
 }  // namespace moxj::jpeg

@@ -1,26 +1,20 @@
-// Converts the decoded samples of lossless files (T.81 Annex H) to pictures and images. All memory is charged to the
-// budget.
+// Gives the decoded samples of lossless files (T.81 Annex H) to a sink.
 #pragma once
-
-#include <vector>
 
 #include "jpeg/colour.h"
 #include "jpeg/frame.h"
 #include "jpeg/jpeg.h"
-#include "jpeg/losslessreader.h"
-#include "pictures/image.h"
+#include "pictures/rows.h"
+#include "pictures/work.h"
 
 namespace moxj::jpeg {
 
-// Planes for the components of a frame, filled with mid-grey.
-std::vector<SamplePlane> makePlanes(const Frame& frame, Budget& budget);
+// Planes of the sizes and the depth of the components of a frame, filled with mid-grey.
+Picture makeSamples(const Frame& frame, Budget& budget);
 
-// An 8-bit picture, produced as for the other processes. The sink may be null.
-Picture paintSamples(const Frame& frame, ColourModel model, const std::vector<SamplePlane>& planes,
-                     const DecodeOptions& options, RowSink* sink, Budget& budget);
-
-// An image of any depth: grey, RGB or YCbCr. CMYK is converted to RGB unless options.inks is set.
-Image imageOfSamples(const Frame& frame, ColourModel model, const std::vector<SamplePlane>& planes,
-                     const DecodeOptions& options, Budget& budget);
+// Gives the samples to the sink (begin() and rows()): as they are if they are what the options ask for, otherwise
+// up-sampled and with other colours. Samples of 8 bits become what the other processes give; other depths are kept.
+void pushSamples(const Frame& frame, ColourModel model, const Picture& samples, const DecodeOptions& options,
+                 RowSink& sink, Work& work);
 
 }  // namespace moxj::jpeg

@@ -14,7 +14,8 @@ constexpr int kMaxPredictor = 7;
 
 }  // namespace
 
-LosslessReader::LosslessReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data)
+LosslessReader::LosslessReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data,
+                               Budget& budget)
     : EntropyReader(frame, scan, tables, data),
       precision_(frame.precision),
       predictor_(scan.spectralStart),
@@ -31,6 +32,7 @@ LosslessReader::LosslessReader(const Frame& frame, const ScanHeader& scan, const
     const bool interleaved = scan.components.size() > 1;
     const int width = interleaved ? c.paddedWide : c.blocksWide;
     Lines lines{selector.component, width, interleaved ? c.vertical : 1, spec.get(), {}, {}, {}};
+    budget.charge(static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(lines.down + 2), sizeof(Mox16s));
     lines.differences.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(lines.down));
     lines.current.resize(static_cast<std::size_t>(width));
     lines.above.resize(static_cast<std::size_t>(width));
@@ -38,13 +40,14 @@ LosslessReader::LosslessReader(const Frame& frame, const ScanHeader& scan, const
   }
 }
 
-void LosslessReader::readRow(std::vector<SamplePlane>& planes) {
+void LosslessReader::readRow(const Picture& samples) {
   moveWindow();
   for (Lines& lines : lines_) std::fill(lines.differences.begin(), lines.differences.end(), Mox16s{0});
   const std::int64_t before = goodMcus_;
   readDifferences();
   if (goodMcus_ > before) {
-    for (Lines& lines : lines_) rebuild(lines, planes[static_cast<std::size_t>(lines.component)], row_, firstRow_);
+    for (Lines& lines : lines_)
+      rebuild(lines, samples.planes[static_cast<std::size_t>(lines.component)], row_, firstRow_);
     firstRow_ = false;
   }
   ++row_;
@@ -68,9 +71,8 @@ void LosslessReader::readDifferences() {
   }
 }
 
-void LosslessReader::rebuild(Lines& lines, SamplePlane& plane, int mcuRow, bool first) {
+void LosslessReader::rebuild(Lines& lines, const Plane& plane, int mcuRow, bool first) {
   const bool wide = precision_ - point_ > 15 && predictor_ >= 5;
-  const unsigned max = (1u << (precision_ - point_)) - 1;
   for (int dy = 0; dy < lines.down; ++dy) {
     const Mox16s* const differences = lines.differences.data() + std::ptrdiff_t{lines.width} * dy;
     Mox16s* const row = lines.current.data();
@@ -83,15 +85,28 @@ void LosslessReader::rebuild(Lines& lines, SamplePlane& plane, int mcuRow, bool 
       require(moxiReconstructPredRow_JPEG_16s_C1(differences, lines.above.data(), row, lines.width, predictor_),
               "the reconstruction of a row");
     }
-    std::uint16_t* const to = plane.row(mcuRow * lines.down + dy);
-    for (int x = 0; x < lines.width; ++x) {
-      const unsigned value = static_cast<std::uint16_t>(row[x]);
-      if (value > max) outOfRange_ = true;
-      to[x] = static_cast<std::uint16_t>(std::min(value, max) << point_);
-    }
+    store(lines, plane, mcuRow * lines.down + dy);
     std::swap(lines.current, lines.above);
   }
   if (outOfRange_) damaged("damaged data");
+}
+
+// Stores the current row, without padding. Padding is checked too: damage there continues in the rows below.
+void LosslessReader::store(const Lines& lines, const Plane& plane, int y) {
+  const unsigned max = (1u << (precision_ - point_)) - 1;
+  const auto valueAt = [&](int x) -> unsigned {
+    return static_cast<std::uint16_t>(lines.current[static_cast<std::size_t>(x)]);
+  };
+  const int width = y < plane.height ? plane.width : 0;
+  for (int x = width; x < lines.width; ++x) outOfRange_ |= valueAt(x) > max;
+  if (width == 0) return;
+  visitRow(plane, y, [&](auto* to) {
+    for (int x = 0; x < width; ++x, to += plane.pixelStep) {
+      const unsigned value = valueAt(x);
+      outOfRange_ |= value > max;
+      *to = static_cast<std::remove_pointer_t<decltype(to)>>(std::min(value, max) << point_);
+    }
+  });
 }
 
 }  // namespace moxj::jpeg

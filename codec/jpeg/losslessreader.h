@@ -6,26 +6,18 @@
 #include <vector>
 
 #include "jpeg/entropyreader.h"
+#include "pictures/picture.h"
 
 namespace moxj::jpeg {
-
-// The samples of a component, including padding.
-struct SamplePlane {
-  std::ptrdiff_t step = 0;  // samples from one row to the next
-  std::vector<std::uint16_t> samples;
-
-  std::uint16_t* row(int y) { return samples.data() + step * y; }
-  const std::uint16_t* row(int y) const { return samples.data() + step * y; }
-};
 
 // If data is missing in a row, the rest of the row has differences of 0. A row without any data is not changed.
 class LosslessReader : public EntropyReader {
  public:
   // Throws Problem if a table is missing or the parameters are invalid.
-  LosslessReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data);
+  LosslessReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data, Budget& budget);
 
-  // Decodes the next MCU row into the planes of the components.
-  void readRow(std::vector<SamplePlane>& planes);
+  // Decodes the next MCU row into the planes of the components, which have their sizes without padding.
+  void readRow(const Picture& samples);
 
  private:
   // The rows of a component in an MCU row.
@@ -39,7 +31,8 @@ class LosslessReader : public EntropyReader {
 
   void restarted() override { firstRow_ = true; }
   void readDifferences();
-  void rebuild(Lines& lines, SamplePlane& plane, int mcuRow, bool first);
+  void rebuild(Lines& lines, const Plane& plane, int mcuRow, bool first);
+  void store(const Lines& lines, const Plane& plane, int y);
 
   const int precision_, predictor_, point_;
   std::array<DecodeSpec, 4> specs_;

@@ -16,46 +16,72 @@ void padRow(std::uint8_t* row, int width, int paddedWidth) {
 
 }  // namespace
 
-SampleStrips::SampleStrips(const Picture& picture, const Frame& frame) : picture_(picture), frame_(frame) {
+SampleStrips::SampleStrips(const Picture& layout, const Frame& frame, Budget& budget)
+    : frame_(frame), colour_(layout.colour == Colour::rgb), components_(layout.colour == Colour::ycbcr) {
   for (const FrameComponent& c : frame.components) {
     Strip& strip = strips_.emplace_back();
     strip.paddedWidth = 8 * c.blocksWide;
     strip.step = stripStep(strip.paddedWidth);
-    strip.samples.resize(strip.step * 8 * c.vertical);
+    const std::size_t size = static_cast<std::size_t>(strip.step) * 8 * static_cast<std::size_t>(c.vertical);
+    budget.charge(1, size);
+    strip.samples.resize(size);
   }
-  if (frame.maxHorizontal > 1) {
+  if (frame.maxHorizontal > 1 && !components_) {
+    const std::size_t width = 2 * static_cast<std::size_t>(frame.components[1].width);
+    budget.charge(4, width);
     for (auto& component : chrominance_) {
-      for (auto& row : component) row.resize(2 * frame.components[1].width);
+      for (auto& row : component) row.resize(width);
     }
   }
 }
 
-void SampleStrips::loadRow(int mcuRow) {
-  const int top = mcuRow * frame_.mcuHeight();
-  const int rows = std::min(frame_.mcuHeight(), frame_.height - top);
-  if (frame_.maxHorizontal > 1) {
-    loadSubsampled(top, rows);
+void SampleStrips::loadRow(const Picture& band, int first) {
+  if (components_) {
+    loadComponents(band, first);
   } else {
-    for (int y = 0; y < rows; ++y) {
-      const std::uint8_t* const pixels = picture_.row(top + y);
-      if (strips_.size() == 1) {
-        loadGrey(pixels, strips_[0].row(y));
-      } else {
-        loadColour(pixels, strips_[0].row(y), strips_[1].row(y), strips_[2].row(y));
-      }
-    }
+    loadPixels(band, first, std::min(frame_.mcuHeight(), frame_.height - mcuRow_ * frame_.mcuHeight()));
   }
   for (std::size_t i = 0; i < strips_.size(); ++i) {
     const FrameComponent& c = frame_.components[i];
     Strip& strip = strips_[i];
-    const int has = std::min(8 * c.vertical, c.height - 8 * c.vertical * mcuRow);
+    const int has = rowsOf(c);
     for (int y = 0; y < has; ++y) padRow(strip.row(y), c.width, strip.paddedWidth);
     for (int y = has; y % 8 != 0; ++y) std::memcpy(strip.row(y), strip.row(has - 1), strip.paddedWidth);
+  }
+  ++mcuRow_;
+}
+
+void SampleStrips::loadPixels(const Picture& band, int first, int rows) {
+  if (frame_.maxHorizontal > 1) return loadSubsampled(band, first, rows);
+  for (int y = 0; y < rows; ++y) {
+    const std::uint8_t* const pixels = band.row(first + y);
+    if (strips_.size() == 1) {
+      loadGrey(pixels, strips_[0].row(y));
+    } else {
+      loadColour(pixels, strips_[0].row(y), strips_[1].row(y), strips_[2].row(y));
+    }
+  }
+}
+
+void SampleStrips::loadComponents(const Picture& band, int first) {
+  for (std::size_t i = 0; i < strips_.size(); ++i) {
+    const FrameComponent& c = frame_.components[i];
+    const Plane& plane = band.planes[i];
+    const int rows = rowsOf(c);
+    for (int y = 0; y < rows; ++y) {
+      const std::uint8_t* const from = plane.row<std::uint8_t>(first / plane.dy + y);
+      std::uint8_t* const to = strips_[i].row(y);
+      if (plane.pixelStep == 1) {
+        std::memcpy(to, from, static_cast<std::size_t>(c.width));
+      } else {
+        for (int x = 0; x < c.width; ++x) to[x] = from[std::ptrdiff_t{x} * plane.pixelStep];
+      }
+    }
   }
 }
 
 void SampleStrips::loadGrey(const std::uint8_t* pixels, std::uint8_t* to) const {
-  if (picture_.channels == 1) {
+  if (!colour_) {
     std::memcpy(to, pixels, frame_.width);
     return;
   }
@@ -77,14 +103,14 @@ void SampleStrips::loadColour(const std::uint8_t* pixels, std::uint8_t* luminanc
 }
 
 // The chrominance of one or two rows goes through buffers that stay in the first-level cache.
-void SampleStrips::loadSubsampled(int top, int rows) {
+void SampleStrips::loadSubsampled(const Picture& band, int first, int rows) {
   const int width = frame_.width;
   const int evenWidth = 2 * frame_.components[1].width;
   const int down = frame_.maxVertical;
   for (int y = 0; y < rows; y += down) {
     for (int i = 0; i < down && y + i < rows; ++i) {
       std::uint8_t* const colours[2] = {chrominance_[0][i].data(), chrominance_[1][i].data()};
-      loadColour(picture_.row(top + y + i), strips_[0].row(y + i), colours[0], colours[1]);
+      loadColour(band.row(first + y + i), strips_[0].row(y + i), colours[0], colours[1]);
       for (std::uint8_t* row : colours) padRow(row, width, evenWidth);
     }
     const int lower = y + down <= rows ? down - 1 : 0;

@@ -1,6 +1,7 @@
 // Converts pixels to the samples of each component, one MCU row at a time, in buffers that stay in the cache.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -13,10 +14,11 @@ namespace moxj::jpeg {
 // The samples at the edges of the picture are repeated up to whole blocks. There are no padding blocks to whole MCUs.
 class SampleStrips {
  public:
-  // The frame has one component, or three with 4:4:4, 4:2:2 or 4:2:0 sampling.
-  SampleStrips(const Picture& picture, const Frame& frame);
+  // `layout` is that of the rows: grey, RGB, or the components of the frame themselves.
+  SampleStrips(const Picture& layout, const Frame& frame, Budget& budget);
 
-  void loadRow(int mcuRow);
+  // Loads the next MCU row, which begins at row `first` of the band and lies within it.
+  void loadRow(const Picture& band, int first);
 
   // The first sample of a block in the loaded MCU row. `x` counts the blocks of the whole row, `y` those of the MCU
   // row.
@@ -34,12 +36,17 @@ class SampleStrips {
     std::uint8_t* row(int y) { return samples.data() + step * y; }
   };
 
+  void loadPixels(const Picture& band, int first, int rows);
   void loadGrey(const std::uint8_t* pixels, std::uint8_t* to) const;
   void loadColour(const std::uint8_t* pixels, std::uint8_t* luminance, std::uint8_t* blue, std::uint8_t* red) const;
-  void loadSubsampled(int y, int rows);
+  void loadSubsampled(const Picture& band, int first, int rows);
+  void loadComponents(const Picture& band, int first);
+  int rowsOf(const FrameComponent& c) const { return std::min(8 * c.vertical, c.height - 8 * c.vertical * mcuRow_); }
 
-  const Picture picture_;
   const Frame frame_;
+  const bool colour_;      // the rows are RGB
+  const bool components_;  // the rows are the components
+  int mcuRow_ = 0;         // the next one
   std::vector<Strip> strips_;
   std::vector<std::uint8_t> chrominance_[2][2];  // before sub-sampling: [component][row]
 };

@@ -9,11 +9,12 @@
 
 namespace moxj::jpeg {
 
-ScanWriter::ScanWriter(Bytes& file, ScanKind kind, const ScanHeader& scan, const Codes& codes, int restartInterval)
-    : file_(file),
+ScanWriter::ScanWriter(Writer& writer, ScanKind kind, const ScanHeader& scan, const Codes& codes, int restartInterval)
+    : writer_(writer),
+      file_(writer.pending()),
       kind_(kind),
       scan_(scan),
-      start_(file.size()),
+      start_(file_.size()),
       state_(makeEncodeState()),
       restartInterval_(restartInterval),
       mcusToRestart_(restartInterval) {
@@ -29,10 +30,10 @@ ScanWriter::ScanWriter(Bytes& file, ScanKind kind, const ScanHeader& scan, const
 }
 
 void ScanWriter::makeRoom() {
-  start_ += position_;
+  file_.resize(start_ + position_);
+  writer_.makeRoom(kMaxMcuBytes);
+  start_ = file_.size();
   position_ = 0;
-  file_.resize(start_);
-  if (file_.capacity() - start_ < kMaxMcuBytes) file_.reserve(file_.capacity() + file_.capacity() / 2 + kMaxMcuBytes);
   room_ = static_cast<std::int32_t>(
       std::min<std::size_t>(file_.capacity() - start_, std::numeric_limits<std::int32_t>::max()));
 }

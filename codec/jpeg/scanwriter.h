@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "base/bytes.h"
 #include "jpeg/frame.h"
 #include "jpeg/library.h"
+#include "jpeg/writer.h"
 
 namespace moxj::jpeg {
 
@@ -16,7 +16,7 @@ using Codes = std::array<std::array<HuffmanCode, 2>, 2>;
 
 class ScanWriter {
  public:
-  ScanWriter(Bytes& file, ScanKind kind, const ScanHeader& scan, const Codes& codes, int restartInterval);
+  ScanWriter(Writer& writer, ScanKind kind, const ScanHeader& scan, const Codes& codes, int restartInterval);
 
   // To be called before each MCU. Writes a restart marker if one is due.
   void beginMcu() {
@@ -56,7 +56,8 @@ class ScanWriter {
   void restart();
   void makeRoom();
 
-  Bytes& file_;
+  Writer& writer_;
+  Bytes& file_;  // what is pending there
   const ScanKind kind_;
   const ScanHeader scan_;
   std::size_t start_;  // the library's positions are 32-bit, so they count from here

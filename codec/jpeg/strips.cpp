@@ -17,7 +17,7 @@ constexpr std::size_t kBandBytes = std::size_t{32} << 10;
 }  // namespace
 
 Strips::Strips(const Frame& frame, ColourModel model, std::span<const Steps> steps, const DecodeOptions& options,
-               RowSink* sink, Budget& budget)
+               RowSink& sink, Budget& budget)
     : frame_(frame), painter_(model, frame.width, options.inks), sink_(sink), straight_(frame.components.size() == 1) {
   for (std::size_t i = 0; i < frame.components.size(); ++i) {
     const FrameComponent& c = frame.components[i];
@@ -27,7 +27,9 @@ Strips::Strips(const Frame& frame, ColourModel model, std::span<const Steps> ste
     if (strip.upsampler.needsRowsAround()) rowsLate_ = 1;
     if (straight_) continue;
     strip.step = stripStep(8 * c.paddedWide);
-    strip.samples.resize(strip.step * (8 * c.vertical + 1));
+    const std::size_t size = strip.step * (8 * c.vertical + 1);
+    budget.charge(1, size);
+    strip.samples.resize(size);
     strip.first = strip.samples.data() + strip.step;
   }
   allocateBand(budget);
@@ -37,17 +39,14 @@ void Strips::allocateBand(Budget& budget) {
   const std::size_t rowBytes =
       straight_ ? std::size_t{8} * frame_.components[0].paddedWide : std::size_t(painter_.channels()) * frame_.width;
   const int all = frame_.mcuHeight() * frame_.mcusHigh;
-  bandRows_ = all;
-  if (sink_) {
-    const int enough = std::max(static_cast<int>(kBandBytes / rowBytes), frame_.mcuHeight() + rowsLate_);
-    bandRows_ = std::min(all, enough);
-    sink_->begin(frame_.width, frame_.height, painter_.channels());
-  }
-  band_ = Picture::make(frame_.width, std::min(frame_.height, bandRows_), painter_.channels(), &budget, rowBytes,
-                        bandRows_);
+  const int enough = std::max(static_cast<int>(kBandBytes / rowBytes), frame_.mcuHeight() + rowsLate_);
+  bandRows_ = std::min(all, enough);
+  band_ = painter_.layout(std::min(frame_.height, bandRows_));
+  band_.allocate(&budget, rowBytes, static_cast<std::size_t>(bandRows_));
+  sink_.begin(painter_.layout(frame_.height));
   if (!straight_) return;
-  strips_[0].step = band_.step;
-  strips_[0].first = band_.samples;
+  strips_[0].step = band_.planes[0].step;
+  strips_[0].first = band_.row(0);
 }
 
 // The first and the last row are repeated beyond the edges.
@@ -84,13 +83,12 @@ void Strips::finishRow() {
 
 // Passes the band to the sink if `rows` more rows would not fit into it.
 void Strips::makeRoom(int rows) {
-  if (sink_ && painted_ - bandBegin_ + rows > bandRows_) flush();
+  if (painted_ - bandBegin_ + rows > bandRows_) flush();
 }
 
 void Strips::flush() {
-  Picture ready = band_;
-  ready.height = painted_ - bandBegin_;
-  if (ready.height > 0) sink_->rows(ready);
+  const int rows = painted_ - bandBegin_;
+  if (rows > 0) sink_.rows(bandOf(band_, rows, frame_.height));
   bandBegin_ = painted_;
 }
 
@@ -107,7 +105,7 @@ void Strips::finish() {
     }
     mcuRow_ = frame_.mcusHigh;
   }
-  if (sink_) flush();
+  flush();
 }
 
 }  // namespace moxj::jpeg

@@ -13,19 +13,18 @@
 #include "jpeg/tables.h"
 #include "jpeg/upsampler.h"
 #include "moxj.h"
-#include "pictures/picture.h"
 
 namespace moxj::jpeg {
 
 // Each component has a strip with the samples of one MCU row and the row above it. A triangle filter also needs the row
 // below, so the last row of an MCU row is then painted together with the next MCU row. A single component needs no
-// strip: it is decoded directly into the picture or, with a sink, into a band that stays in the cache. (Memory written
+// strip: it is decoded directly into the band. The band, which goes to the sink, stays in the cache too. (Memory written
 // once and read once costs as much as the inverse transform.)
 class Strips final : public Painter {
  public:
-  // `steps` are the quantiser steps of each component. The sink may be null.
+  // `steps` are the quantiser steps of each component.
   Strips(const Frame& frame, ColourModel model, std::span<const Steps> steps, const DecodeOptions& options,
-         RowSink* sink, Budget& budget);
+         RowSink& sink, Budget& budget);
 
   void put(int component, int x, int y, const Mox16s* coefficients) override {
     Strip& strip = strips_[component];
@@ -36,7 +35,6 @@ class Strips final : public Painter {
 
   void finishRow() override;
   void finish() override;
-  Picture picture() const override { return sink_ ? Picture() : band_; }
 
  private:
   struct Strip {
@@ -62,8 +60,8 @@ class Strips final : public Painter {
   Frame frame_;
   std::vector<Strip> strips_;
   RowPainter painter_;
-  RowSink* sink_;
-  Picture band_;  // the rows being painted: the whole picture, or the next rows for the sink
+  RowSink& sink_;
+  Picture band_;  // the rows being painted: the next ones for the sink
   int bandBegin_ = 0, bandRows_ = 0;
   const std::uint8_t* lastRow_ = nullptr;  // the last painted row
   bool straight_;                          // the samples are decoded directly into the band

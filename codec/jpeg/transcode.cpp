@@ -1,6 +1,5 @@
 // Transcoding: re-encodes a file without decoding it further than to its coefficients.
 #include <algorithm>
-#include <new>
 
 #include "jpeg/codedpicture.h"
 #include "jpeg/coefficientwriter.h"
@@ -72,26 +71,25 @@ Frame frameFor(const CodedPicture& picture, const TranscodeOptions& options) {
 
 }  // namespace
 
-Transcoded transcode(std::span<const std::uint8_t> file, const TranscodeOptions& options, const Limits& limits,
-                     const Progress& progress, const DecodeOptions& reading) {
-  CodedPicture picture = readCoefficients(file, limits, progress, reading);
+Outcome transcode(ByteSpan file, const TranscodeOptions& options, Output& output, Work& work) {
+  CodedPicture picture = readCoefficients(file, work);
   requireCodable(picture);
   Frame frame = frameFor(picture, options);
   const std::vector<Steps> tables = tablesFor(picture, frame);
   const Coding coding{scansFor(picture, frame, options), options.optimize, {options.restart, options.restartInRows}};
   fillMcus(frame, *picture.coefficients);
 
-  Writer writer;
-  writer.file().reserve(file.size() + file.size() / 2 + 4096);
+  Writer writer(output);
   writer.marker(marker::soi);
   for (const MarkerSegment& segment : picture.segments) {
     if (!options.strip || definesColours(segment)) writer.copy(segment);
   }
   for (std::size_t i = 0; i < tables.size(); ++i) writer.steps(static_cast<int>(i), tables[i]);
   writer.frame(frame);
-  writeScans(writer, frame, *picture.coefficients, coding, progress);
+  writeScans(writer, frame, *picture.coefficients, coding, work.progress);
   writer.marker(marker::eoi);
-  return {std::move(static_cast<Outcome&>(picture)), std::move(writer.file())};
+  writer.flush();
+  return std::move(static_cast<Outcome&>(picture));
 }
 
 }  // namespace moxj::jpeg

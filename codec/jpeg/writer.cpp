@@ -1,16 +1,40 @@
 // Serialises marker segments.
 #include "jpeg/writer.h"
 
+#include <algorithm>
+
 #include "jpeg/markers.h"
 
 namespace moxj::jpeg {
 
+namespace {
+
+// The size of a piece: large enough for few calls of the output, small enough for the cache.
+constexpr std::size_t kPieceBytes = std::size_t{64} << 10;
+
+}  // namespace
+
+Writer::Writer(Output& output) : output_(output) { pending_.reserve(kPieceBytes); }
+
+void Writer::makeRoom(std::size_t bytes) {
+  if (pending_.capacity() - pending_.size() >= bytes) return;
+  flush();
+  pending_.reserve(2 * bytes);
+}
+
+void Writer::flush() {
+  if (!pending_.empty()) output_.write({pending_.data(), pending_.size()});
+  pending_.clear();
+}
+
 void Writer::marker(int code) {
+  makeRoom(2);
   out_.u8(0xFF);
   out_.u8(code);
 }
 
 void Writer::segment(int code, int bodyBytes) {
+  makeRoom(static_cast<std::size_t>(bodyBytes) + 4);
   marker(code);
   out_.u16(bodyBytes + 2);
 }
@@ -19,13 +43,13 @@ void Writer::segment(int code, int bodyBytes) {
 void Writer::jfif() {
   static constexpr std::uint8_t kBody[] = {'J', 'F', 'I', 'F', 0, 1, 1, 0, 0, 1, 0, 1, 0, 0};
   segment(marker::app0, sizeof kBody);
-  file_.append(kBody, sizeof kBody);
+  pending_.append(kBody, sizeof kBody);
 }
 
 void Writer::adobe() {
   static constexpr std::uint8_t kBody[] = {'A', 'd', 'o', 'b', 'e', 0, 100, 0, 0, 0, 0, 0};
   segment(marker::app14, sizeof kBody);
-  file_.append(kBody, sizeof kBody);
+  pending_.append(kBody, sizeof kBody);
 }
 
 void Writer::steps(int index, const Steps& steps) {
@@ -51,8 +75,8 @@ void Writer::frame(const Frame& frame) {
 void Writer::code(TableClass tableClass, int index, const HuffmanCode& code) {
   segment(marker::dht, 17 + static_cast<int>(code.values.size()));
   out_.u8(tableClass << 4 | index);
-  file_.append(code.bits);
-  file_.append(code.values);
+  pending_.append(code.bits);
+  pending_.append(code.values);
 }
 
 void Writer::restartInterval(int mcus) {
@@ -62,7 +86,7 @@ void Writer::restartInterval(int mcus) {
 
 void Writer::copy(const MarkerSegment& copied) {
   segment(copied.marker, static_cast<int>(copied.body.size()));
-  file_.append(copied.body);
+  pending_.append(copied.body);
 }
 
 void Writer::scan(const Frame& frame, const ScanHeader& scan) {

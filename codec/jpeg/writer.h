@@ -1,10 +1,8 @@
-// Writes the marker segments of a file.
+// Writes the marker segments of a file, and passes everything on to the output in pieces.
 #pragma once
 
-#include <cstdint>
-#include <span>
-
 #include "base/bigendian.h"
+#include "base/input.h"
 #include "jpeg/frame.h"
 #include "jpeg/syntax.h"
 #include "jpeg/tables.h"
@@ -13,11 +11,15 @@ namespace moxj::jpeg {
 
 class Writer {
  public:
-  Writer() = default;
+  explicit Writer(Output& output);
   Writer(const Writer&) = delete;
   Writer& operator=(const Writer&) = delete;
 
-  Bytes& file() { return file_; }
+  // The bytes that have not gone to the output yet. Whoever appends to them calls makeRoom() now and then.
+  Bytes& pending() { return pending_; }
+  // Makes the capacity of pending() large enough for `bytes` more. If it is not, all pending bytes go to the output.
+  void makeRoom(std::size_t bytes);
+  void flush();
 
   void marker(int code);
   void jfif();
@@ -32,8 +34,9 @@ class Writer {
  private:
   void segment(int code, int bodyBytes);
 
-  Bytes file_;
-  ByteWriter out_{file_};
+  Output& output_;
+  Bytes pending_;
+  ByteWriter out_{pending_};
 };
 
 }  // namespace moxj::jpeg

@@ -1,0 +1,136 @@
+// JPEG as a format. Baseline files are read and written as the rows come; lossless, progressive and optimised ones need
+// the whole picture.
+#include "jpeg/jpeg.h"
+
+#include "formats/formats.h"
+
+namespace moxj {
+
+Description describeJpeg(Input& input, Work& work);  // jpeg_describe.cpp
+
+namespace {
+
+constexpr int kMaxQuality = 100, kMaxRestart = 65535, kMaxPredictor = 7, kMaxPoint = 15;
+
+constexpr std::string_view kReadOptions[] = {"nosmooth", "fastMcu", "components"};
+constexpr std::string_view kWriteOptions[] = {"quality", "sample",  "grayscale", "progressive", "scans", "optimize",
+                                              "fastMcu", "restart", "lossless",  "predictor",   "point"};
+
+bool isJpeg(ByteSpan first) { return first.size() >= 3 && first[0] == 0xFF && first[1] == 0xD8; }
+
+// ---- Reading ----------------------------------------------------------------------------------------------------
+
+class Reader : public RowSource {
+ public:
+  Reader(Input& input, const jpeg::DecodeOptions& options, Work& work)
+      : input_(input), options_(options), work_(work) {}
+
+  Outcome push(RowSink& sink) override {
+    return jpeg::decode(input_.all(maxFileBytes(work_.limits)), options_, sink, work_);
+  }
+
+ private:
+  Input& input_;
+  const jpeg::DecodeOptions options_;
+  Work& work_;
+};
+
+std::unique_ptr<RowSource> open(Input& input, const ReadOptions& options, Work& work) {
+  const jpeg::DecodeOptions decoding{
+      .smooth = !options.nosmooth, .fastMcu = options.fastMcu, .inks = options.components, .native = options.native};
+  return std::make_unique<Reader>(input, decoding, work);
+}
+
+// ---- Writing ----------------------------------------------------------------------------------------------------
+
+void checkRange(std::string_view option, int value, int max) {
+  if (value < 0 || value > max)
+    failOption(option, std::to_string(value) + " is not a whole number from 0 to " + std::to_string(max));
+}
+
+// Options that are for the other kind of files are refused: ignored, they would be mistakes that nobody notices.
+void check(const WriteOptions& options) {
+  const OptionField<WriteOptions> kOfDct[] = {
+      {"quality", [](const WriteOptions& o) { return o.quality != 0; }},
+      {"sample", [](const WriteOptions& o) { return o.sample != Subsampling::none; }},
+      {"grayscale", [](const WriteOptions& o) { return o.grayscale; }},
+      {"progressive", [](const WriteOptions& o) { return o.progressive; }},
+      {"scans", [](const WriteOptions& o) { return o.scans.has_value(); }},
+      {"optimize", [](const WriteOptions& o) { return o.optimize; }},
+      {"fastMcu", [](const WriteOptions& o) { return o.fastMcu; }}};
+  for (const OptionField<WriteOptions>& field : kOfDct)
+    if (options.lossless && field.given(options)) failOption(field.name, "is not for lossless files");
+  if (!options.lossless && options.predictor != 0) failOption("predictor", "is for lossless files only");
+  if (!options.lossless && options.point != 0) failOption("point", "is for lossless files only");
+  checkRange("quality", options.quality, kMaxQuality);
+  checkRange("restart", options.restart, kMaxRestart);
+  checkRange("predictor", options.predictor, kMaxPredictor);
+  checkRange("point", options.point, kMaxPoint);
+}
+
+Holds holds(const WriteOptions& options) {
+  check(options);
+  Holds holds;
+  if (options.lossless) {
+    // More planes and other depths are refused by the encoder: a lossless file has all bits or is not made.
+    holds.colours = {Colour::unknown, Colour::cmyk, Colour::grey, Colour::rgb};
+  } else {
+    holds.colours = {Colour::grey, Colour::rgb};
+    holds.depths = {8};
+  }
+  return holds;
+}
+
+std::optional<jpeg::Sampling> samplingOf(Subsampling sample) {
+  switch (sample) {
+    case Subsampling::s444:
+      return jpeg::Sampling::s444;
+    case Subsampling::s422:
+      return jpeg::Sampling::s422;
+    case Subsampling::s420:
+      return jpeg::Sampling::s420;
+    case Subsampling::none:
+      break;
+  }
+  return std::nullopt;
+}
+
+jpeg::EncodeOptions encodeOptions(const WriteOptions& options) {
+  jpeg::EncodeOptions coding{.sampling = samplingOf(options.sample),
+                             .grayscale = options.grayscale,
+                             .restart = options.restart,
+                             .restartInRows = options.restartInRows,
+                             .fastMcu = options.fastMcu,
+                             .optimize = options.optimize,
+                             .progressive = options.progressive,
+                             .script = options.scans};
+  if (options.quality != 0) coding.quality = options.quality;
+  return coding;
+}
+
+std::unique_ptr<RowSink> create(Output& output, const WriteOptions& options, Work& work, std::vector<std::string>&) {
+  check(options);
+  if (!options.lossless) return jpeg::encoder(output, encodeOptions(options), work);
+  const jpeg::LosslessOptions coding{.predictor = options.predictor,
+                                     .point = options.point,
+                                     .restart = options.restart,
+                                     .restartInRows = options.restartInRows};
+  return jpeg::losslessEncoder(output, coding, work);
+}
+
+}  // namespace
+
+extern const Format kJpegFormat;
+
+const Format kJpegFormat = {.label = "JPEG",
+                            .names = {"jpg", "jpeg", "jpe", "jfif"},
+                            .coded = true,
+                            .sniff = isJpeg,
+                            .describe = describeJpeg,
+                            .open = open,
+                            .create = create,
+                            .holds = holds,
+                            .readOptions = kReadOptions,
+                            .writeOptions = kWriteOptions};
+
+}  // namespace moxj
