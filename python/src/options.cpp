@@ -1,0 +1,112 @@
+#include "options.h"
+
+#include <algorithm>
+#include <limits>
+#include <string_view>
+
+namespace moxj::python {
+
+namespace py = pybind11;
+
+namespace {
+
+template <class Struct>
+struct Field {
+  std::string_view name;
+  int32_t Struct::*place;
+};
+
+constexpr Field<MoxcReadOptions> kReadFields[]{{"reduce", &MoxcReadOptions::reduce},
+                                               {"layers", &MoxcReadOptions::layers},
+                                               {"nosmooth", &MoxcReadOptions::nosmooth},
+                                               {"fastMcu", &MoxcReadOptions::fastMcu},
+                                               {"components", &MoxcReadOptions::components}};
+
+constexpr Field<MoxcWriteOptions> kWriteFields[]{{"quality", &MoxcWriteOptions::quality},
+                                                 {"grayscale", &MoxcWriteOptions::grayscale},
+                                                 {"progressive", &MoxcWriteOptions::progressive},
+                                                 {"optimize", &MoxcWriteOptions::optimize},
+                                                 {"fastMcu", &MoxcWriteOptions::fastMcu},
+                                                 {"restart", &MoxcWriteOptions::restart},
+                                                 {"lossless", &MoxcWriteOptions::lossless},
+                                                 {"restartInRows", &MoxcWriteOptions::restartInRows},
+                                                 {"predictor", &MoxcWriteOptions::predictor},
+                                                 {"point", &MoxcWriteOptions::point},
+                                                 {"levelsPlus1", &MoxcWriteOptions::levelsPlus1},
+                                                 {"blockWidth", &MoxcWriteOptions::blockWidth},
+                                                 {"blockHeight", &MoxcWriteOptions::blockHeight},
+                                                 {"tileWidth", &MoxcWriteOptions::tileWidth},
+                                                 {"tileHeight", &MoxcWriteOptions::tileHeight},
+                                                 {"layers", &MoxcWriteOptions::layers},
+                                                 {"modes", &MoxcWriteOptions::modes}};
+
+constexpr Field<MoxcTranscodeOptions> kTranscodeFields[]{
+    {"optimize", &MoxcTranscodeOptions::optimize},     {"progressive", &MoxcTranscodeOptions::progressive},
+    {"sequential", &MoxcTranscodeOptions::sequential}, {"strip", &MoxcTranscodeOptions::strip},
+    {"restart", &MoxcTranscodeOptions::restart},       {"restartInRows", &MoxcTranscodeOptions::restartInRows}};
+
+// A number that a field has no room for is as impossible as the field's largest one, which the library refuses.
+int32_t numberIn(py::handle value) {
+  int overflow = 0;
+  const py::object number = py::reinterpret_steal<py::object>(PyNumber_Index(value.ptr()));
+  if (!number) throw py::error_already_set();
+  const long long wide = PyLong_AsLongLongAndOverflow(number.ptr(), &overflow);
+  using Range = std::numeric_limits<int32_t>;
+  if (overflow != 0) return overflow > 0 ? Range::max() : Range::min();
+  return static_cast<int32_t>(std::clamp<long long>(wide, Range::min(), Range::max()));
+}
+
+template <class Struct, size_t count>
+bool setNumber(Struct& options, const Field<Struct> (&fields)[count], std::string_view name, py::handle value) {
+  const auto field = std::find_if(fields, fields + count, [&](const auto& each) { return each.name == name; });
+  if (field == fields + count) return false;
+  options.*field->place = numberIn(value);
+  return true;
+}
+
+[[noreturn]] void unknown(const std::string& name) { throw py::type_error("no option is called " + name); }
+
+}  // namespace
+
+ReadOptions::ReadOptions(const py::dict& given) {
+  moxcReadOptionsInit(this);
+  for (const auto& [key, value] : given) {
+    const auto name = key.cast<std::string>();
+    if (!setNumber<MoxcReadOptions>(*this, kReadFields, name, value)) unknown(name);
+  }
+}
+
+WriteOptions::WriteOptions(const py::dict& given) {
+  moxcWriteOptionsInit(this);
+  for (const auto& [key, value] : given) {
+    const auto name = key.cast<std::string>();
+    if (setNumber<MoxcWriteOptions>(*this, kWriteFields, name, value)) continue;
+    if (name == "ratio") {
+      ratio = value.cast<double>();
+    } else if (name == "bpp") {
+      bpp = value.cast<double>();
+    } else if (name == "sample") {
+      sample = static_cast<MoxcSample>(value.cast<int>());
+    } else if (name == "progression") {
+      progression = static_cast<MoxcProgression>(value.cast<int>());
+    } else if (name == "scans") {
+      script = value.cast<std::string>();
+      scans = script.c_str();
+    } else {
+      unknown(name);
+    }
+  }
+}
+
+TranscodeOptions::TranscodeOptions(const py::dict& given) {
+  moxcTranscodeOptionsInit(this);
+  for (const auto& [key, value] : given) {
+    const auto name = key.cast<std::string>();
+    if (setNumber<MoxcTranscodeOptions>(*this, kTranscodeFields, name, value)) continue;
+    if (name != "scans") unknown(name);
+    script = value.cast<std::string>();
+    scans = script.c_str();
+  }
+}
+
+}  // namespace moxj::python

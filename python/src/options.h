@@ -1,0 +1,26 @@
+// The library's option structs from dicts, whose keys are the names of the fields.
+#pragma once
+
+#include <moxcodec.h>
+#include <pybind11/pybind11.h>
+
+#include <string>
+
+namespace moxj::python {
+
+// Their texts live as long as the struct.
+struct WriteOptions : MoxcWriteOptions {
+  explicit WriteOptions(const pybind11::dict& given);
+  std::string script;
+};
+
+struct ReadOptions : MoxcReadOptions {
+  explicit ReadOptions(const pybind11::dict& given);
+};
+
+struct TranscodeOptions : MoxcTranscodeOptions {
+  explicit TranscodeOptions(const pybind11::dict& given);
+  std::string script;
+};
+
+}  // namespace moxj::python
