@@ -11,16 +11,16 @@ namespace moxj {
 
 // What a format (with the options of a run) can hold. The writer receives nothing else.
 struct Holds {
-  std::vector<Colour> colours;      // empty: any. Otherwise a picture of another model is converted to the last one
-                                    // that is possible: to RGB, to grey or, from grey, to RGB
-  bool opacity = false;             // otherwise it is dropped, with a note
-  int maxPlanes = 0;                // opacity included; 0: any number
-  int minBits = 1, maxBits = 31;    // other depths are scaled, with a note where bits are lost
-  std::vector<int> depths;          // not empty: only these, ascending; the next larger is taken, otherwise the largest
-  bool anyMaxval = false;           // otherwise samples are scaled to the full range of their bits, with a note
-  bool isSigned = false;            // otherwise signed samples are moved to 0 and above
-  bool subsampled = false;          // otherwise sub-sampled planes are up-sampled by repetition
-  bool mixedDepths = false;         // planes may differ in depth; otherwise they all get the largest one
+  std::vector<Colour> colours = {};  // empty: any. Otherwise a picture of another model is converted to the last one
+                                     // that is possible: to RGB, to grey or, from grey, to RGB
+  bool opacity = false;              // otherwise it is dropped, with a note
+  int maxPlanes = 0;                 // opacity included; 0: any number
+  int minBits = 1, maxBits = 31;     // other depths are scaled, with a note where bits are lost
+  std::vector<int> depths = {};  // not empty: only these, ascending; the next larger is taken, otherwise the largest
+  bool anyMaxval = false;        // otherwise samples are scaled to the full range of their bits, with a note
+  bool isSigned = false;         // otherwise signed samples are moved to 0 and above
+  bool subsampled = false;       // otherwise sub-sampled planes are up-sampled by repetition
+  bool mixedDepths = false;      // planes may differ in depth; otherwise they all get the largest one
 };
 
 // Returns the layout that `from` becomes, and adds notes for everything that is lost. Throws Problem (unsupported) for
