@@ -14,17 +14,20 @@
  * zeros and structSize = sizeof: zero, NULL or "" always means "not given". A program that was compiled with an older
  * header works with a newer library, which treats the fields that the program does not know as not given. Fields that a
  * library does not know must be zero, otherwise it answers moxcBadOption. An option that has no effect on the format in
- * question is refused (moxcBadOption), never ignored.
+ * question is refused (moxcBadOption), never ignored. What the library fills in (MoxcFacts, MoxcComparison ...) is cut
+ * to the structSize that the caller has set.
  *
  * The library has no global state. Functions may be called from any thread; an object (report, picture, encoder,
- * description) may be used by one thread at a time. No C++ exception leaves the library. It sets no signal handlers,
- * prints nothing and does not end the process. It does not start threads unless MoxcRun says so.
+ * description) may be used by one thread at a time. No C++ exception leaves the library, and none may leave a callback.
+ * It sets no signal handlers, prints nothing and does not end the process. It does not start threads unless MoxcRun
+ * says so. Texts are UTF-8 without line breaks, unless said otherwise.
  */
 #ifndef MOXCODEC_H
 #define MOXCODEC_H
 
 #include <stddef.h>
 #include <stdint.h>
+#include <string.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -42,6 +45,16 @@ extern "C" {
 #define MOXC_API
 #endif
 
+/* The functions that fill structs are compiled into the program, because the size of a struct is that of the program's
+ * header. */
+#if defined(__cplusplus) || (defined(__STDC_VERSION__) && __STDC_VERSION__ >= 199901L)
+#define MOXC_INLINE static inline
+#elif defined(__GNUC__)
+#define MOXC_INLINE static __inline__ __attribute__((unused))
+#else
+#define MOXC_INLINE static
+#endif
+
 /* ---- Results ------------------------------------------------------------------------------------------------------ */
 
 /* What kind of problem a function met. */
@@ -54,8 +67,8 @@ typedef enum {
   moxcBadOption = 5,     /* an option does not fit the picture or the format, or has an impossible value */
   moxcLimit = 6,         /* more than a limit allows */
   moxcNoMemory = 7,
-  moxcOutput = 8,    /* the output cannot be written */
-  moxcCancelled = 9, /* by a callback */
+  moxcOutput = 8,       /* the output cannot be written */
+  moxcCancelled = 9,    /* by a callback */
   moxcBadArgument = 10, /* a null pointer where one is needed, a structSize too small, pixels that make no sense */
   moxcInternal = 11     /* a bug in the library */
 } MoxcKind;
@@ -138,9 +151,25 @@ typedef struct {
   void* context;
 } MoxcSource;
 
-MOXC_API MoxcSource moxcMemorySource(const void* bytes, size_t byteCount);
-MOXC_API MoxcSource moxcFileSource(const char* path);
-MOXC_API MoxcSource moxcStreamSource(MoxcRead read, void* context);
+MOXC_INLINE MoxcSource moxcMemorySource(const void* bytes, size_t byteCount) {
+  MoxcSource source;
+  memset(&source, 0, sizeof source);
+  source.structSize = sizeof source;
+  source.bytes = bytes;
+  source.byteCount = byteCount;
+  return source;
+}
+MOXC_INLINE MoxcSource moxcFileSource(const char* path) {
+  MoxcSource source = moxcMemorySource(NULL, 0);
+  source.path = path;
+  return source;
+}
+MOXC_INLINE MoxcSource moxcStreamSource(MoxcRead read, void* context) {
+  MoxcSource source = moxcMemorySource(NULL, 0);
+  source.read = read;
+  source.context = context;
+  return source;
+}
 
 /* Takes the next bytes of a file, all of them; returns 0, or anything else on failure. */
 typedef int (*MoxcWrite)(void* context, const void* bytes, size_t size);
@@ -156,9 +185,25 @@ typedef struct {
   void* context;
 } MoxcTarget;
 
-MOXC_API MoxcTarget moxcMemoryTarget(void** bytes, size_t* byteCount);
-MOXC_API MoxcTarget moxcFileTarget(const char* path);
-MOXC_API MoxcTarget moxcStreamTarget(MoxcWrite write, void* context);
+MOXC_INLINE MoxcTarget moxcMemoryTarget(void** bytes, size_t* byteCount) {
+  MoxcTarget target;
+  memset(&target, 0, sizeof target);
+  target.structSize = sizeof target;
+  target.bytes = bytes;
+  target.byteCount = byteCount;
+  return target;
+}
+MOXC_INLINE MoxcTarget moxcFileTarget(const char* path) {
+  MoxcTarget target = moxcMemoryTarget(NULL, NULL);
+  target.path = path;
+  return target;
+}
+MOXC_INLINE MoxcTarget moxcStreamTarget(MoxcWrite write, void* context) {
+  MoxcTarget target = moxcMemoryTarget(NULL, NULL);
+  target.write = write;
+  target.context = context;
+  return target;
+}
 
 /* For what the library allocated and the caller owns. NULL is allowed. */
 MOXC_API void moxcFree(void* bytes);
@@ -224,12 +269,12 @@ typedef enum {
 enum { moxcMaxPlanes = 16 };
 
 typedef struct {
-  void* samples;   /* the first sample of the top row */
-  ptrdiff_t step;  /* bytes from one row to the next; may be negative (bottom row first in memory) */
-  int32_t width;   /* in samples */
+  void* samples;  /* the first sample of the top row */
+  ptrdiff_t step; /* bytes from one row to the next; may be negative (bottom row first in memory) */
+  int32_t width;  /* in samples */
   int32_t height;
-  int32_t dx, dy;  /* sub-sampling: columns and rows of the picture for each sample; 0: 1 */
-  int32_t bits;    /* significant bits, the lowest of a sample: 1 to 31 */
+  int32_t dx, dy; /* sub-sampling: columns and rows of the picture for each sample; 0: 1 */
+  int32_t bits;   /* significant bits, the lowest of a sample: 1 to 31 */
   int32_t isSigned;
 } MoxcPlane;
 
@@ -246,10 +291,24 @@ typedef struct {
   MoxcPlane planes[16];
 } MoxcPixels;
 
-/* Pixels of an interleaved layout, 1 byte a sample (8 bits) or 2 (`bits` from 9 to 16) or 4. A step of 0 is that of rows
+/* Pixels of an interleaved layout: 1 byte a sample up to 8 bits, 2 up to 16, 4 above. A step of 0 is that of rows
  * without gaps. */
-MOXC_API MoxcPixels moxcPixels(MoxcLayout layout, int32_t width, int32_t height, int32_t bits, void* samples,
-                               ptrdiff_t step);
+MOXC_INLINE MoxcPixels moxcPixels(
+    MoxcLayout layout, int32_t width, int32_t height, int32_t bits, void* samples, ptrdiff_t step) {
+  MoxcPixels pixels;
+  memset(&pixels, 0, sizeof pixels);
+  pixels.structSize = sizeof pixels;
+  pixels.layout = layout;
+  pixels.width = width;
+  pixels.height = height;
+  pixels.planeCount = 1;
+  pixels.planes[0].samples = samples;
+  pixels.planes[0].step = step;
+  pixels.planes[0].width = width;
+  pixels.planes[0].height = height;
+  pixels.planes[0].bits = bits;
+  return pixels;
+}
 /* The number of channels of an interleaved layout; 3 for moxcYCbCr, 0 for moxcPlanes, 1 for words. */
 MOXC_API int32_t moxcChannels(MoxcLayout layout);
 
@@ -276,8 +335,8 @@ typedef struct {
 
 /* Reads the headers of a file, as far as they can be read, even of kinds that cannot be decoded. On success *description
  * is for moxcDescriptionFree(). */
-MOXC_API MoxcKind moxcDescribe(const MoxcSource* source, const MoxcRun* run, MoxcDescription** description,
-                               MoxcReport* report);
+MOXC_API MoxcKind moxcDescribe(
+    const MoxcSource* source, const MoxcRun* run, MoxcDescription** description, MoxcReport* report);
 MOXC_API void moxcDescriptionFree(MoxcDescription* description);
 MOXC_API MoxcKind moxcDescriptionFacts(const MoxcDescription* description, MoxcFacts* facts);
 MOXC_API const char* moxcDescriptionText(const MoxcDescription* description); /* for people, many lines */
@@ -296,7 +355,11 @@ typedef struct {
   int32_t components; /* 1: components and inks as they are coded: no palette, no conversion of inks to RGB */
 } MoxcReadOptions;
 
-MOXC_API void moxcReadOptionsInit(MoxcReadOptions* options); /* not given, all of them */
+/* No option given. */
+MOXC_INLINE void moxcReadOptionsInit(MoxcReadOptions* options) {
+  memset(options, 0, sizeof *options);
+  options->structSize = sizeof *options;
+}
 
 /* Which samples are wanted. Zeros: what the file has, grey, RGB or RGBA of its own depth, or its planes. */
 typedef struct {
@@ -308,12 +371,12 @@ typedef struct {
 /* Decodes a file into a picture of the library's, for moxcPictureFree(). `options`, `wanted`, `run` and `report` may be
  * NULL. Samples that are lost (depth, opacity, colour) are noted in the report. */
 MOXC_API MoxcKind moxcDecode(const MoxcSource* source, const MoxcReadOptions* options, const MoxcWanted* wanted,
-                             const MoxcRun* run, MoxcPicture** picture, MoxcReport* report);
+    const MoxcRun* run, MoxcPicture** picture, MoxcReport* report);
 
 /* Decodes a file into the caller's memory. Layout, sample size, depth and size of `pixels` must be set and the size must
  * be that of the picture (moxcDescribe gives it), otherwise moxcBadArgument and nothing is written. */
 MOXC_API MoxcKind moxcDecodeInto(const MoxcSource* source, const MoxcReadOptions* options, const MoxcPixels* pixels,
-                                 const MoxcRun* run, MoxcReport* report);
+    const MoxcRun* run, MoxcReport* report);
 
 /* Gets rows of a picture from top to bottom. `rows` describes them as a picture of `rows->height` rows whose top row is
  * row `y` of the picture; the memory is valid only during the call. The first call, with y = 0 and rows->height = 0,
@@ -321,7 +384,7 @@ MOXC_API MoxcKind moxcDecodeInto(const MoxcSource* source, const MoxcReadOptions
 typedef int (*MoxcRows)(void* context, const MoxcPixels* rows, int32_t y, int32_t height);
 
 MOXC_API MoxcKind moxcDecodeRows(const MoxcSource* source, const MoxcReadOptions* options, const MoxcWanted* wanted,
-                                 MoxcRows rows, void* context, const MoxcRun* run, MoxcReport* report);
+    MoxcRows rows, void* context, const MoxcRun* run, MoxcReport* report);
 
 /* ---- Encode -------------------------------------------------------------------------------------------------------- */
 
@@ -349,24 +412,24 @@ enum {
 typedef struct {
   size_t structSize;
   /* JPEG */
-  int32_t quality;    /* 1, the smallest file, to 100, the best picture; 0: 75 */
-  MoxcSample sample;  /* chroma sub-sampling; default 4:2:0 */
-  int32_t grayscale;  /* 1: the luminance alone */
-  int32_t progressive; /* 1: progressive, with the same scans as cjpeg */
-  const char* scans;   /* the text of a scan script as for cjpeg */
-  int32_t optimize;    /* 1: optimal Huffman tables, in a second pass; progressive files always have them */
-  int32_t fastMcu;     /* 1: colour conversion and sampling in one function per MCU, slightly less accurate */
-  int32_t restart;     /* a restart marker every so many MCUs: 0 (none) to 65535 */
+  int32_t quality;       /* 1, the smallest file, to 100, the best picture; 0: 75 */
+  MoxcSample sample;     /* chroma sub-sampling; default 4:2:0 */
+  int32_t grayscale;     /* 1: the luminance alone */
+  int32_t progressive;   /* 1: progressive, with the same scans as cjpeg */
+  const char* scans;     /* the text of a scan script as for cjpeg */
+  int32_t optimize;      /* 1: optimal Huffman tables, in a second pass; progressive files always have them */
+  int32_t fastMcu;       /* 1: colour conversion and sampling in one function per MCU, slightly less accurate */
+  int32_t restart;       /* a restart marker every so many MCUs: 0 (none) to 65535 */
   int32_t restartInRows; /* 1: MCU rows instead of MCUs */
   /* JPEG and JPEG 2000 */
   int32_t lossless;  /* 1: the lossless process; JPEG 2000: 5/3 wavelet, the default if no size is given */
   int32_t predictor; /* of lossless JPEG, 1 to 7; 0: the one with the smallest file */
   int32_t point;     /* of lossless JPEG: the lowest bits that are dropped, 0 to 15 */
   /* JPEG 2000 */
-  double ratio;       /* 9/7 wavelet, to this fraction of the size of the samples: 1 to 1000000 */
-  double bpp;         /* the same, to so many bits per pixel */
+  double ratio;        /* 9/7 wavelet, to this fraction of the size of the samples: 1 to 1000000 */
+  double bpp;          /* the same, to so many bits per pixel */
   int32_t levelsPlus1; /* decomposition levels + 1: 1 to 33; 0: 5 levels */
-  int32_t blockWidth; /* code-blocks: powers of two from 4 to 1024, at most 4096 coefficients; 0: 64 */
+  int32_t blockWidth;  /* code-blocks: powers of two from 4 to 1024, at most 4096 coefficients; 0: 64 */
   int32_t blockHeight;
   int32_t tileWidth; /* 0: the whole picture */
   int32_t tileHeight;
@@ -375,21 +438,25 @@ typedef struct {
   int32_t modes;               /* of code-blocks */
 } MoxcWriteOptions;
 
-MOXC_API void moxcWriteOptionsInit(MoxcWriteOptions* options); /* not given, all of them */
+/* No option given. */
+MOXC_INLINE void moxcWriteOptionsInit(MoxcWriteOptions* options) {
+  memset(options, 0, sizeof *options);
+  options->structSize = sizeof *options;
+}
 
 /* Writes pixels as a file of a format. `metadata` has metadataCount blocks; what the format has no place for is noted.
  * `options`, `metadata`, `run` and `report` may be NULL. */
 MOXC_API MoxcKind moxcEncode(const MoxcPixels* pixels, const char* format, const MoxcWriteOptions* options,
-                             const MoxcMetadata* metadata, size_t metadataCount, const MoxcTarget* target,
-                             const MoxcRun* run, MoxcReport* report);
+    const MoxcMetadata* metadata, size_t metadataCount, const MoxcTarget* target, const MoxcRun* run,
+    MoxcReport* report);
 
 /* The same, with the rows as they come. `layout` has the size of the whole picture; its samples are not used. The
  * structs that `target` and `run` point to must live until the encoder is freed. */
 typedef struct MoxcEncoder MoxcEncoder;
 
 MOXC_API MoxcKind moxcEncoderOpen(const MoxcPixels* layout, const char* format, const MoxcWriteOptions* options,
-                                  const MoxcMetadata* metadata, size_t metadataCount, const MoxcTarget* target,
-                                  const MoxcRun* run, MoxcEncoder** encoder, MoxcReport* report);
+    const MoxcMetadata* metadata, size_t metadataCount, const MoxcTarget* target, const MoxcRun* run,
+    MoxcEncoder** encoder, MoxcReport* report);
 /* The next rows, from top to bottom: pixels->height of them, with sub-sampling a multiple of each dy but at the end.
  * More rows than the picture has, or another layout: moxcBadArgument. After a failure only moxcEncoderFree() is left. */
 MOXC_API MoxcKind moxcEncoderRows(MoxcEncoder* encoder, const MoxcPixels* pixels, MoxcReport* report);
@@ -402,8 +469,7 @@ MOXC_API void moxcEncoderFree(MoxcEncoder* encoder);
 
 /* From file to file. PNG, PPM, PGM and baseline JPEG go through in strips. */
 MOXC_API MoxcKind moxcConvert(const MoxcSource* source, const MoxcReadOptions* reading, const char* format,
-                              const MoxcWriteOptions* writing, const MoxcTarget* target, const MoxcRun* run,
-                              MoxcReport* report);
+    const MoxcWriteOptions* writing, const MoxcTarget* target, const MoxcRun* run, MoxcReport* report);
 
 /* Fills *target, the output of plane `index` of `count`; what it points to must live until moxcConvertPlanes() returns.
  * Returns 0 to go on. */
@@ -412,24 +478,28 @@ typedef int (*MoxcOpenTarget)(void* context, int32_t index, int32_t count, MoxcT
 /* Writes each plane of a picture to a file of its own, as grey, in a format of plain samples. All planes are written
  * before the first of the files that are given by path gets its name. */
 MOXC_API MoxcKind moxcConvertPlanes(const MoxcSource* source, const MoxcReadOptions* reading, const char* format,
-                                    MoxcOpenTarget open, void* context, const MoxcRun* run, MoxcReport* report);
+    MoxcOpenTarget open, void* context, const MoxcRun* run, MoxcReport* report);
 
 typedef struct {
   size_t structSize;
   int32_t optimize; /* 1: sequential with optimal tables; the tables are optimal by default, see sequential */
   int32_t progressive;
-  const char* scans;   /* the text of a scan script */
-  int32_t sequential;  /* 1: sequential with the tables of T.81 Annex K, unless `optimize` is given */
-  int32_t strip;       /* 1: drop APPn and COM segments but JFIF and Adobe, which define the colours */
+  const char* scans;  /* the text of a scan script */
+  int32_t sequential; /* 1: sequential with the tables of T.81 Annex K, unless `optimize` is given */
+  int32_t strip;      /* 1: drop APPn and COM segments but JFIF and Adobe, which define the colours */
   int32_t restart;
   int32_t restartInRows;
 } MoxcTranscodeOptions;
 
-MOXC_API void moxcTranscodeOptionsInit(MoxcTranscodeOptions* options);
+/* No option given. */
+MOXC_INLINE void moxcTranscodeOptionsInit(MoxcTranscodeOptions* options) {
+  memset(options, 0, sizeof *options);
+  options->structSize = sizeof *options;
+}
 
 /* Codes the coefficients of a JPEG file again, with other scans and tables: every decoder shows the same picture. */
 MOXC_API MoxcKind moxcTranscode(const MoxcSource* source, const MoxcTranscodeOptions* options, const MoxcTarget* target,
-                                const MoxcRun* run, MoxcReport* report);
+    const MoxcRun* run, MoxcReport* report);
 
 typedef struct {
   double meanSquare; /* mean squared error, in steps of the depth of the comparison */
@@ -441,18 +511,18 @@ typedef struct {
 typedef struct {
   size_t structSize;
   uint64_t width, height;
-  int32_t channels;           /* opacity included */
-  int32_t bits;               /* the depth of the comparison: the larger one of the two */
-  const char* names[16];      /* "grey", "red", "opacity" ... */
+  int32_t channels;      /* opacity included */
+  int32_t bits;          /* the depth of the comparison: the larger one of the two */
+  const char* names[16]; /* "grey", "red", "opacity" ... */
   MoxcDifference channel[16];
-  MoxcDifference all;         /* over all channels; its SSIM is their mean */
+  MoxcDifference all; /* over all channels; its SSIM is their mean */
 } MoxcComparison;
 
 /* Compares two files of the same size at the larger depth of both. A grey picture beside one in colour is compared as
  * colour; a picture without opacity beside one with it counts as opaque. The reports are about reading a and b; what
  * fails is in the report of the file that caused it. Both reports may be NULL, or the same. */
 MOXC_API MoxcKind moxcCompare(const MoxcSource* a, const MoxcSource* b, const MoxcRun* run, MoxcComparison* comparison,
-                              MoxcReport* reportA, MoxcReport* reportB);
+    MoxcReport* reportA, MoxcReport* reportB);
 
 /* ---- Version ------------------------------------------------------------------------------------------------------- */
 

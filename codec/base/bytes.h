@@ -65,6 +65,11 @@ class Bytes {
 
   // Gives up the memory and leaves the object empty.
   std::shared_ptr<void> release();
+  // The same, for a caller that frees it by freeBytes().
+  std::uint8_t* detach() noexcept {
+    size_ = capacity_ = 0;
+    return bytes_.release();
+  }
 
  private:
   struct Free {

@@ -76,6 +76,8 @@ Holds holds(const WriteOptions& options) {
     holds.colours = {Colour::unknown, Colour::cmyk, Colour::grey, Colour::rgb};
   } else {
     holds.colours = {Colour::grey, Colour::rgb};
+    if (options.native) holds.colours.insert(holds.colours.begin(), Colour::ycbcr);
+    holds.subsampled = options.native;
     holds.depths = {8};
   }
   return holds;

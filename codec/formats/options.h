@@ -43,6 +43,7 @@ struct WriteOptions {
   std::optional<j2k::Order> progression;
   int layers = 0;
   int modes = 0;
+  bool native = false;  // JPEG: planes of YCbCr as they are (not an option of a file: never refused)
 };
 
 // An option by the name of its field, which is also its name on a command line (fastMcu: --fast-mcu).

@@ -18,7 +18,7 @@ RESULTS = BUILD / "kernels.json"
 def build():
     quiet = {"check": True, "stdout": subprocess.DEVNULL, "cwd": ROOT}
     subprocess.run(["cmake", "--preset", "release", "-B", BUILD, "-DMOXJ_BUILD_BENCH=ON", "-DMOXJ_BUILD_TESTS=OFF",
-                    "-DMOXJ_BUILD_TOOL=OFF"], **quiet)
+                    "-DMOXJ_BUILD_CODEC=OFF", "-DMOXJ_BUILD_TOOL=OFF"], **quiet)
     subprocess.run(["cmake", "--build", BUILD, "-j", str(os.cpu_count())], **quiet)
 
 

@@ -1,0 +1,172 @@
+// The ranges of all options, in tables, and the options that exclude each other.
+#include "api/options.h"
+
+#include <bit>
+#include <string>
+
+#include "api/checks.h"
+#include "api/structs.h"
+#include "j2k/params.h"
+
+namespace moxj::api {
+
+namespace {
+
+constexpr std::int32_t kMaxInt = INT32_MAX;
+constexpr double kMaxRatio = 1e6, kMaxBpp = 1e6, kMinBpp = 1e-6;
+constexpr int kMaxCoefficients = 4096;  // of a code-block
+
+using Read = MoxcReadOptions;
+constexpr Range<Read> kReadRanges[] = {
+    {&Read::reduce, "reduce", 0, j2k::kMaxLevels}, {&Read::layers, "layers", 0, j2k::kMaxLayers},
+    {&Read::nosmooth, "nosmooth", 0, 1},           {&Read::fastMcu, "fastMcu", 0, 1},
+    {&Read::components, "components", 0, 1},
+};
+
+using Write = MoxcWriteOptions;
+constexpr Range<Write> kWriteRanges[] = {
+    {&Write::quality, "quality", 0, 100},
+    {&Write::grayscale, "grayscale", 0, 1},
+    {&Write::progressive, "progressive", 0, 1},
+    {&Write::optimize, "optimize", 0, 1},
+    {&Write::fastMcu, "fastMcu", 0, 1},
+    {&Write::restart, "restart", 0, 65535},
+    {&Write::restartInRows, "restartInRows", 0, 1},
+    {&Write::lossless, "lossless", 0, 1},
+    {&Write::predictor, "predictor", 0, 7},
+    {&Write::point, "point", 0, 15},
+    {&Write::levelsPlus1, "levelsPlus1", 0, j2k::kMaxLevels + 1},
+    {&Write::tileWidth, "tileWidth", 0, kMaxInt},
+    {&Write::tileHeight, "tileHeight", 0, kMaxInt},
+    {&Write::layers, "layers", 0, 100},
+    {&Write::modes, "modes", 0, j2k::allModes},
+};
+
+using Transcode = MoxcTranscodeOptions;
+constexpr Range<Transcode> kTranscodeRanges[] = {
+    {&Transcode::optimize, "optimize", 0, 1},     {&Transcode::progressive, "progressive", 0, 1},
+    {&Transcode::sequential, "sequential", 0, 1}, {&Transcode::strip, "strip", 0, 1},
+    {&Transcode::restart, "restart", 0, 65535},   {&Transcode::restartInRows, "restartInRows", 0, 1},
+};
+
+bool isText(const char* text) { return text && *text; }
+
+[[noreturn]] void failTogether(const char* option, const char* other) {
+  failOption(option, std::string("and ") + other + " cannot be combined");
+}
+
+// 0 is "not given"; NaN is out of every range.
+void checkReal(const char* name, double value, double min, double max) {
+  if (value == 0 || (value >= min && value <= max)) return;
+  failOption(name, "is out of range");
+}
+
+void checkEnum(const char* name, int value, int last) {
+  if (value < 0 || value > last) failOption(name, "is " + std::to_string(value) + ", which is no value of its type");
+}
+
+void checkBlock(const Write& given) {
+  const auto allowed = [](std::int32_t size) {
+    return size == 0 || (size >= 4 && size <= 1024 && std::has_single_bit(static_cast<unsigned>(size)));
+  };
+  if (!allowed(given.blockWidth)) failOption("blockWidth", "is not a power of two from 4 to 1024");
+  if (!allowed(given.blockHeight)) failOption("blockHeight", "is not a power of two from 4 to 1024");
+  const int width = given.blockWidth ? given.blockWidth : 64, height = given.blockHeight ? given.blockHeight : 64;
+  if (width * height > kMaxCoefficients)
+    failOption(given.blockWidth ? "blockWidth" : "blockHeight", "makes code-blocks of " + std::to_string(width) +
+                                                                    " x " + std::to_string(height) +
+                                                                    " coefficients, more than 4096");
+}
+
+void checkTogether(const Write& given) {
+  if (given.ratio != 0 && given.bpp != 0) failTogether("ratio", "bpp");
+  if (given.lossless && given.ratio != 0) failTogether("ratio", "lossless");
+  if (given.lossless && given.bpp != 0) failTogether("bpp", "lossless");
+  if (isText(given.scans) && given.progressive) failTogether("scans", "progressive");
+  if (given.predictor && !given.lossless) failOption("predictor", "is for lossless files");
+  if (given.point && !given.lossless) failOption("point", "is for lossless files");
+  if (given.restartInRows && !given.restart) failOption("restartInRows", "has no effect without restart");
+}
+
+std::optional<jpeg::Script> scriptOf(const char* text) {
+  if (!isText(text)) return std::nullopt;
+  try {
+    return jpeg::parseScript(text, "scans");
+  } catch (Problem& problem) {
+    problem.setting = Setting::option;
+    problem.option = "scans";
+    throw;
+  }
+}
+
+}  // namespace
+
+ReadOptions readOptionsOf(const MoxcReadOptions* options) {
+  const Read read = given(options, "options");
+  checkRanges(read, kReadRanges);
+  ReadOptions to;
+  to.reduce = read.reduce;
+  to.layers = read.layers;
+  to.nosmooth = read.nosmooth;
+  to.fastMcu = read.fastMcu;
+  to.components = read.components;
+  return to;
+}
+
+WriteOptions writeOptionsOf(const MoxcWriteOptions* options) {
+  const Write write = given(options, "options");
+  checkRanges(write, kWriteRanges);
+  checkEnum("sample", write.sample, moxcSample420);
+  checkEnum("progression", write.progression, moxcCprl);
+  checkReal("ratio", write.ratio, 1, kMaxRatio);
+  checkReal("bpp", write.bpp, kMinBpp, kMaxBpp);
+  checkBlock(write);
+  checkTogether(write);
+  WriteOptions to;
+  to.quality = write.quality;
+  to.sample = static_cast<Subsampling>(write.sample);
+  to.grayscale = write.grayscale;
+  to.progressive = write.progressive;
+  to.scans = scriptOf(write.scans);
+  to.optimize = write.optimize;
+  to.fastMcu = write.fastMcu;
+  to.restart = write.restart;
+  to.restartInRows = write.restartInRows;
+  to.lossless = write.lossless;
+  to.predictor = write.predictor;
+  to.point = write.point;
+  to.ratio = write.ratio;
+  to.bpp = write.bpp;
+  if (write.levelsPlus1) to.levels = write.levelsPlus1 - 1;
+  to.blockWidth = write.blockWidth;
+  to.blockHeight = write.blockHeight;
+  to.tileWidth = write.tileWidth;
+  to.tileHeight = write.tileHeight;
+  if (write.progression) to.progression = static_cast<j2k::Order>(write.progression - 1);
+  to.layers = write.layers;
+  to.modes = write.modes;
+  return to;
+}
+
+jpeg::TranscodeOptions transcodeOptionsOf(const MoxcTranscodeOptions* options) {
+  using Process = jpeg::TranscodeOptions::Process;
+  const Transcode given = api::given(options, "options");
+  checkRanges(given, kTranscodeRanges);
+  if (given.progressive && given.sequential) failTogether("progressive", "sequential");
+  if (isText(given.scans) && given.progressive) failTogether("scans", "progressive");
+  if (isText(given.scans) && given.sequential) failTogether("scans", "sequential");
+  if (given.restartInRows && !given.restart) failOption("restartInRows", "has no effect without restart");
+  jpeg::TranscodeOptions to;
+  if (given.progressive)
+    to.process = Process::progressive;
+  else if (given.sequential || given.optimize)
+    to.process = Process::sequential;
+  to.optimize = given.optimize || !given.sequential;
+  to.script = scriptOf(given.scans);
+  to.strip = given.strip;
+  to.restart = given.restart;
+  to.restartInRows = given.restartInRows;
+  return to;
+}
+
+}  // namespace moxj::api
