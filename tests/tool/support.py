@@ -79,10 +79,10 @@ def smooth(width, height, channels):
     return width, height, channels, samples
 
 
-def scaled(picture, maxval):
-    """8-bit samples from samples up to `maxval`, rounded."""
+def scaled(picture, maxval, to=255):
+    """Samples up to `to` from samples up to `maxval`, rounded."""
     width, height, channels, samples = picture
-    return width, height, channels, [(value * 255 * 2 + maxval) // (2 * maxval) for value in samples]
+    return width, height, channels, [(value * to * 2 + maxval) // (2 * maxval) for value in samples]
 
 
 def pack(value, maxval):
@@ -105,6 +105,17 @@ def parse_pnm(data):
     channels = {b"P5": 1, b"P6": 3}[magic]
     assert maxval == b"255" and len(samples) == width * height * channels, (size, maxval, len(samples))
     return width, height, channels, list(samples)
+
+
+def parse_deep_pnm(data):
+    """(picture, maximum value) of a raw file as the tool writes it."""
+    magic, size, maxval, samples = data.split(b"\n", 3)
+    width, height = map(int, size.split())
+    channels, maxval = {b"P5": 1, b"P6": 3}[magic], int(maxval)
+    count = width * height * channels
+    assert len(samples) == count * (1 + (maxval > 255)), (size, maxval, len(samples))
+    values = list(samples) if maxval < 256 else list(struct.unpack(">%dH" % count, samples))
+    return (width, height, channels, values), maxval
 
 
 # ---- PNG ---------------------------------------------------------------------------------------------------------
@@ -176,8 +187,9 @@ def unfilter(kind, row, above, distance):
         row[i] &= 255
 
 
-def parse_png(data):
-    """Parses a non-interlaced 8-bit grey or RGB file and checks every CRC."""
+def parse_any_png(data):
+    """(width, height, kind, bits, samples) of a non-interlaced file of 8 or 16 bits without a palette; checks every
+    CRC."""
     assert data[:8] == SIGNATURE
     at, compressed, header = 8, b"", None
     while at < len(data):
@@ -191,16 +203,23 @@ def parse_png(data):
         at += 12 + length
     assert name == b"IEND"
     width, height, bits, kind, _, _, interlace = header
-    assert bits == 8 and kind in (GREY, RGB) and interlace == 0
-    channels = CHANNELS[kind]
+    assert bits in (8, 16) and kind != PALETTE and interlace == 0
     rows = zlib.decompress(compressed)
-    step = width * channels
+    pixel = CHANNELS[kind] * bits // 8
+    step = width * pixel
     assert len(rows) == (step + 1) * height
     samples, above = [], [0] * step
     for y in range(height):
         start = y * (step + 1)
         row = list(rows[start + 1:start + 1 + step])
-        unfilter(rows[start], row, above, channels)
-        samples += row
+        unfilter(rows[start], row, above, pixel)
+        samples += row if bits == 8 else [row[i] << 8 | row[i + 1] for i in range(0, step, 2)]
         above = row
-    return width, height, channels, samples
+    return width, height, kind, bits, samples
+
+
+def parse_png(data):
+    """The picture in a non-interlaced 8-bit grey or RGB file."""
+    width, height, kind, bits, samples = parse_any_png(data)
+    assert bits == 8 and kind in (GREY, RGB)
+    return width, height, CHANNELS[kind], samples

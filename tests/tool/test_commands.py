@@ -75,7 +75,10 @@ class CommandLine(ToolTest):
                                  (("decode", "a", "b.x"), "b.x: " + cannot_tell + "png, ppm, pgm, pnm or pgx"),
                                  (("decode", "a", "folder"), "folder: is a directory; use --output-dir"),
                                  (("decode", "a", ""), "the output name is empty"),
-                                 (("compare", "-", "-"), "standard input can be only one of the two pictures")):
+                                 (("compare", "-", "-"), "standard input can be only one of the two pictures"),
+                                 (("info", "-", "a", "-"), "standard input can be only one of the files"),
+                                 (("decode", "a", "-", "--no-clobber"),
+                                  "--no-clobber is not for standard output")):
             self.expect(USAGE, *arguments, error="moxj: %s\n" % cause)
 
     def test_wrong_options_and_files_are_named(self):
@@ -89,13 +92,14 @@ class CommandLine(ToolTest):
                                  (("encode", "-x.png", "b.jpg"), "unknown option '-x.png'"),
                                  (("encode", "a", "--output-dir", "-q", "-qq"), "unknown option '-qq'"),
                                  (("info", "a", "--quiet"), "unknown option '--quiet'"),
+                                 (("decode", "a", "b.png", "-nosmooth"),
+                                  "unknown option '-nosmooth'; did you mean --nosmooth?"),
                                  (("decode", "a", "b.png", "--quality", "9"), "unknown option '--quality'"),
                                  (("encode", "a", "b.jpg", "--qu", "9"), "ambiguous option '--qu'"),
                                  (("encode", "a", "b.jpg", "--quality"), "--quality needs a value"),
                                  (("encode", "a", "b.jpg", "--quiet=maybe"), "--quiet takes no value"),
                                  (("encode",), "missing file name"), (("info",), "missing file name"),
                                  (("compare", "a"), "missing file name"),
-                                 (("info", "a", "b"), "unexpected argument 'b'; info takes one file"),
                                  (("compare", "a", "b", "c"), "unexpected argument 'c'; compare takes two files"),
                                  (("encode", "a", "b.jp2", "--ratio", "9", "--bpp", "1"),
                                   "--ratio and --bpp cannot be combined"),
@@ -114,7 +118,8 @@ class CommandLine(ToolTest):
             "--restart": ["-1", "65536", "B", "1C", ""],
             "--jobs": ["0", "257"],
             "--threads": ["0", "1025"],
-            "--max-pixels": ["0", "-5", "1099511627777"],
+            "--max-pixels": ["0", "-5", "1099511627777", "k", "1.5M", "1T", "1 k", "1025G", "1kB"],
+            "--max-memory": ["0", "x", "1025G", "2kk", ""],
             "--format": ["png", "gif", ""],
         }.items():
             for value in values:
@@ -162,6 +167,36 @@ class Info(ToolTest):
         self.assertEqual(self.expect(OK, "info", "in"),
                          b"format        PGM, grey, raw, maximum value 255\n"
                          b"size          7 x 5 pixels, 1 channel of 8 bits, 46 bytes\n")
+
+    def several(self):
+        """Two pictures, and two files that are refused."""
+        self.write("a.ppm", pnm(noise(7, 5, 3)))
+        self.write("b.png", png_of(noise(4, 3, 1)))
+        self.write("bad", b"GIF")
+        return "a.ppm", "bad", "b.png", "none"
+
+    def test_several_files_as_text(self):
+        names = self.several()
+        errors = ("moxj: bad: " + UNRECOGNISED + "\nmoxj: none: cannot be read: No such file or directory\n")
+        text = self.expect(REFUSED, "info", *names, error=errors)
+        self.assertEqual(text, b"file: a.ppm\n" + self.expect(OK, "info", "a.ppm") +
+                         b"\nfile: b.png\n" + self.expect(OK, "info", "b.png"))
+        self.write("short.jpg", self.expect(OK, "encode", "a.ppm", "-")[:-2])
+        self.expect(INCOMPLETE, "info", "short.jpg", "a.ppm", error=re.compile(r"\Amoxj: short\.jpg: warning: "))
+
+    def test_several_files_as_json(self):
+        names = self.several()
+        items = json.loads(self.expect(REFUSED, "info", "--json", *names, error=re.compile("bad.*\n.*none")))
+        self.assertEqual([list(item.items())[0] for item in items], [("file", "a.ppm"), ("file", "b.png")])
+        for item in items:
+            name = item.pop("file")
+            self.assertEqual(item, json.loads(self.expect(OK, "info", "--json", name)))
+        self.assertEqual(json.loads(self.expect(REFUSED, "info", "--json", "bad", "none", error=re.compile("none"))), [])
+
+    def test_standard_input_among_several_files(self):
+        self.several()
+        text = self.expect(OK, "info", "a.ppm", "-", stdin=self.read("b.png")).decode()
+        self.assertIn("\nfile: standard input\nformat        PNG", text)
 
     def test_refused(self):
         self.expect(REFUSED, "info", "-", "--json", stdin=b"GIF",
@@ -384,6 +419,24 @@ class MemoryLimit(ToolTest):
         self.write("big.pgx", b"PG ML + 8 16000 16000\n" + bytes(20000))
         for name in "big.png", "deep.png", "big.ppm", "deep.ppm", "big.pgx":
             self.refuse("encode", name, "out.jp2")
+
+    def test_units(self):
+        """k, M and G are powers of 1000 for pixels and of 1024 for memory."""
+        self.write("a.ppm", pnm(noise(50, 41, 3)))
+        self.expect(OK, "encode", "a.ppm", "a.jp2", "--max-pixels", "3k")
+        self.expect(LIMIT, "encode", "a.ppm", "a.jp2", "--max-pixels", "2k",
+                    error="moxj: a.ppm: 50 x 41 pixels are more than the limit of 2000 (--max-pixels)\n")
+        self.expect(LIMIT, "encode", "a.ppm", "a.jp2", "--max-memory", "2K",
+                    error=re.compile(r"are needed, the limit is 2048 \("))
+        for amount in "1048576k", "1024M", "1G", "1g":
+            self.expect(OK, "encode", "a.ppm", "a.jp2", "--max-memory", amount)
+
+    def test_how_much_is_needed_and_that_tiles_need_less(self):
+        self.write("a.ppm", pnm((1000, 1000, 3, [9] * 3000000)))
+        refusal = re.compile(r"\Amoxj: a\.ppm: at least (\d+) bytes of memory are needed, the limit is 10485760 "
+                             r"\(--max-memory, or --tile to need less\)\n\Z")
+        self.expect(LIMIT, "encode", "a.ppm", "a.jp2", "--max-memory", "10M", error=refusal)
+        self.expect(OK, "encode", "a.ppm", "a.jp2", "--max-memory", "10M", "--tile", "256x256")
 
     def test_of_writers(self):
         """A baseline file is written row by row, other JPEG files from the coefficients of the whole picture."""

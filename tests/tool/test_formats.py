@@ -29,18 +29,29 @@ class Reading(ToolTest):
             picture = noise(13, 7, channels)
             self.assertEqual(self.decoded(pnm(picture, plain=True)), picture)
 
-    def test_every_maximum_value_is_scaled(self):
+    def test_every_maximum_value(self):
+        """PNM keeps it, PNG has samples of 8 or 16 bits."""
         for plain in False, True:
-            for maxval in 1, 2, 15, 63, 100, 254, 255:
+            for maxval in 1, 2, 15, 63, 100, 254, 255, 256, 1000, 4095, 32767, 65535:
                 picture = noise(16, 5, 3, maxval, maxval)
-                self.assertEqual(self.decoded(pnm(picture, maxval, plain)), scaled(picture, maxval), maxval)
+                self.write("in", pnm(picture, maxval, plain))
+                self.assertEqual(parse_deep_pnm(self.expect(OK, "decode", "in", "-")), (picture, maxval))
+                self.expect(OK, "decode", "in", "out.png")
+                if maxval < 256:
+                    self.assertEqual(parse_png(self.read("out.png")), scaled(picture, maxval), maxval)
+                else:
+                    self.assertEqual(parse_any_png(self.read("out.png"))[3:], (16, scaled(picture, maxval, 65535)[3]))
 
-    def test_samples_of_more_than_8_bits_are_reduced_with_a_note(self):
+    def test_samples_are_reduced_to_8_bits_with_a_note(self):
+        """For JPEG, which then is that of the reduced samples."""
         for plain in False, True:
             for maxval, bits in (256, 9), (1000, 10), (4095, 12), (32767, 15), (65535, 16):
                 picture = noise(16, 5, 3, maxval, maxval)
-                self.assertEqual(self.decoded(pnm(picture, maxval, plain), "samples of %d bits reduced to 8" % bits),
-                                 scaled(picture, maxval))
+                self.write("in", pnm(picture, maxval, plain))
+                self.write("reduced", pnm(scaled(picture, maxval)))
+                self.assertEqual(self.expect(OK, "encode", "in", "-",
+                                             error="moxj: in: note: samples of %d bits reduced to 8\n" % bits),
+                                 self.expect(OK, "encode", "reduced", "-"))
 
     def test_comments_and_blanks_in_headers(self):
         picture = noise(4, 3, 1)
@@ -64,13 +75,16 @@ class Reading(ToolTest):
                 for bits in 1, 2, 4, 8, 16:
                     maxval = (1 << bits) - 1
                     grey = noise(width, height, 1, bits, maxval)
-                    note = "samples of 16 bits reduced to 8" if bits == 16 else ""
-                    file = png(width, height, GREY, bits, grey[3], interlaced=interlaced)
-                    self.assertEqual(self.decoded(file, note), scaled(grey, maxval))
+                    pictures = [(GREY, grey)]
                     if bits >= 8:
-                        rgb = noise(width, height, 3, bits, maxval)
-                        file = png(width, height, RGB, bits, rgb[3], interlaced=interlaced)
-                        self.assertEqual(self.decoded(file, note), scaled(rgb, maxval))
+                        pictures.append((RGB, noise(width, height, 3, bits, maxval)))
+                    for kind, picture in pictures:
+                        file = png(width, height, kind, bits, picture[3], interlaced=interlaced)
+                        if bits == 16:
+                            self.write("in", file)
+                            self.assertEqual(parse_deep_pnm(self.expect(OK, "decode", "in", "-")), (picture, maxval))
+                        else:
+                            self.assertEqual(self.decoded(file), scaled(picture, maxval))
                     if bits <= 8:
                         palette = [(i * 7 % 256, i * 31 % 256, 255 - i) for i in range(maxval + 1)]
                         file = png(width, height, PALETTE, bits, grey[3], palette=palette, interlaced=interlaced)
@@ -104,9 +118,9 @@ class Reading(ToolTest):
     def test_both_notes_and_quiet(self):
         values = noise(6, 5, 4, maxval=65535)
         self.write("in", png(6, 5, RGB_ALPHA, 16, values[3]))
-        self.expect(OK, "decode", "in", "-", error="moxj: in: note: samples of 16 bits reduced to 8\n"
+        self.expect(OK, "encode", "in", "-", error="moxj: in: note: samples of 16 bits reduced to 8\n"
                     "moxj: in: note: transparency dropped\n")
-        self.expect(OK, "decode", "--quiet", "in", "-")
+        self.expect(OK, "encode", "--quiet", "in", "-")
 
     def test_png_in_many_pieces(self):
         picture = noise(40, 30, 3)
@@ -267,7 +281,7 @@ class Incomplete(ToolTest):
     def incomplete(self, data, cause):
         self.write("in", data)
         self.expect(INCOMPLETE, "decode", "in", "out.ppm", error="moxj: in: warning: %s\n" % cause)
-        return parse_pnm(self.read("out.ppm"))
+        return parse_deep_pnm(self.read("out.ppm"))[0]
 
     def test_raw_pnm_cut_short(self):
         width, height, channels, samples = noise(10, 8, 3)
@@ -280,9 +294,9 @@ class Incomplete(ToolTest):
     def test_16_bit_pnm_cut_inside_a_sample(self):
         picture = noise(10, 8, 3, maxval=65535)
         self.write("in", pnm(picture, 65535)[:-1])
-        self.expect(INCOMPLETE, "decode", "in", "out.ppm", error="moxj: in: note: samples of 16 bits reduced to 8\n"
-                    "moxj: in: warning: the file ends after 7 of 8 rows\n")
-        self.assertEqual(parse_pnm(self.read("out.ppm"))[3], scaled(picture, 65535)[3][:-1] + [0])
+        self.expect(INCOMPLETE, "decode", "in", "out.ppm",
+                    error="moxj: in: warning: the file ends after 7 of 8 rows\n")
+        self.assertEqual(parse_deep_pnm(self.read("out.ppm"))[0][3], picture[3][:-1] + [0])
 
     def test_plain_pnm_cut_or_damaged(self):
         self.assertEqual(self.incomplete(b"P3 1 3 255 1 2 3 4", "the file ends after 1 of 3 rows")[3],
@@ -292,8 +306,8 @@ class Incomplete(ToolTest):
 
     def test_samples_above_the_maximum_count_as_the_maximum(self):
         cause = "samples above the maximum value in the header"
-        self.assertEqual(self.incomplete(b"P3 1 1 100 50 100 101", cause)[3], [128, 255, 255])
-        self.assertEqual(self.incomplete(b"P6 1 1 100\n\x32\x64\xff", cause)[3], [128, 255, 255])
+        self.assertEqual(self.incomplete(b"P3 1 1 100 50 100 101", cause)[3], [50, 100, 100])
+        self.assertEqual(self.incomplete(b"P6 1 1 100\n\x32\x64\xff", cause)[3], [50, 100, 100])
         self.assertEqual(self.incomplete(b"P3 1 1 255 1 2 99999999999999999999999", cause)[3], [1, 2, 255])
 
     def test_png_cut_short_keeps_every_row_that_the_bytes_hold(self):

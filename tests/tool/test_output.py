@@ -202,6 +202,64 @@ class Unwritable(OutputTest):
                     **stranger)
 
 
+class NoClobber(OutputTest):
+    """--no-clobber refuses existing outputs before any work."""
+
+    EXISTS = "already exists (--no-clobber)"
+
+    def test_one_file(self):
+        self.expect(OK, "decode", "in.png", "out.ppm", "--no-clobber")
+        self.assertEqual(self.read("out.ppm"), pnm(PICTURE))
+        self.write("out.ppm", b"old")
+        # The input is not even opened.
+        for name in "in.png", "none":
+            self.expect(OUTPUT, "decode", name, "out.ppm", "--no-clobber", error=f"moxj: out.ppm: {self.EXISTS}\n")
+        self.assertEqual(self.read("out.ppm"), b"old")
+        self.assertEqual(self.files(), ["in.png", "out.ppm"])
+
+    def test_every_command(self):
+        self.expect(OK, "encode", "in.png", "out.jpg", "--no-clobber")
+        file = self.read("out.jpg")
+        self.fails_to_replace("encode", "in.png", "out.jpg", "--quality", "5")
+        self.fails_to_replace("transcode", "out.jpg", "out.jpg", "--progressive")
+        self.assertEqual(self.read("out.jpg"), file)
+        os.mkdir(self.path("folder.jpg"))
+        self.fails_to_replace("encode", "in.png", "folder.jpg")
+        self.fails_to_replace("encode", "in.png", "/dev/null", "--format", "jpg")
+
+    def fails_to_replace(self, *arguments):
+        output = arguments[2]
+        self.expect(OUTPUT, *arguments, "--no-clobber", error=f"moxj: {output}: {self.EXISTS}\n")
+
+    def test_each_file_of_a_batch(self):
+        self.write("b.png", png_of(PICTURE))
+        os.mkdir(self.path("out"))
+        self.write("out/in.pnm", b"old")
+        self.expect(OUTPUT, "decode", "in.png", "b.png", "--output-dir", "out", "--no-clobber",
+                    error=f"moxj: out/in.pnm: {self.EXISTS}\n")
+        self.assertEqual((self.read("out/in.pnm"), self.read("out/b.pnm")), (b"old", pnm(PICTURE)))
+
+    def test_components(self):
+        self.expect(OK, "encode", "in.png", "a.jp2")
+        self.write("out_1.pgx", b"old")
+        self.expect(OUTPUT, "decode", "a.jp2", "out.pgx", "--components", "--no-clobber",
+                    error=f"moxj: out_1.pgx: {self.EXISTS}\n")
+        self.assertEqual(self.files(), ["a.jp2", "in.png", "out_1.pgx"])
+        self.assertEqual(self.read("out_1.pgx"), b"old")
+
+    def test_a_file_that_comes_into_being_meanwhile(self):
+        process = subprocess.Popen([MOXJ, "decode", "-", "out.ppm", "--no-clobber"], cwd=self.directory,
+                                   stdin=subprocess.PIPE, stderr=subprocess.PIPE)
+        process.stdin.write(pnm(PICTURE)[:100])
+        process.stdin.flush()
+        time.sleep(0.2)
+        self.write("out.ppm", b"new")
+        errors = process.communicate(pnm(PICTURE)[100:])[1]
+        self.assertEqual((process.returncode, errors.decode()), (OUTPUT, f"moxj: out.ppm: {self.EXISTS}\n"))
+        self.assertEqual(self.read("out.ppm"), b"new")
+        self.assertEqual(self.files(), ["in.png", "out.ppm"])
+
+
 class Components(ToolTest):
     """The files of --components: all of them or none."""
 
