@@ -1,6 +1,7 @@
 // The JPEG 2000 encoder: transforms and codes the tiles one after the other, then truncates the code-blocks of all
 // tiles to the requested size and writes the packets.
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cmath>
 #include <deque>
@@ -28,6 +29,10 @@ constexpr int kGuardBits = 2;
 constexpr double kBaseStep = 0.5;
 // Limits the quantiser steps to 2^-8 (before the gain of the band), because block coders have 31 bits.
 constexpr int kMaxStepBits = 8;
+
+// A requested size may suffice for the lossless file if it is at least this fraction of the 9/7 file without truncation:
+// 1/2 for text and other drawings, about 1 for photographs.
+constexpr std::uint64_t kLosslessFrom = 2;
 
 Siz sizOf(const Picture& picture, const EncodeOptions& options) {
   Siz siz;
@@ -102,14 +107,22 @@ TileParams paramsFor(const Picture& picture, const EncodeOptions& options) {
 }
 
 // Runs the transforms of a tile and encodes its code-blocks. A block waits for the transform of its component.
+// The bytes of all code-blocks so far. What exceeds the maximum is of no use, so blocks are left out then.
+struct Size {
+  std::atomic<std::uint64_t> bytes = 0;
+  std::uint64_t max = UINT64_MAX;
+  bool exceeded() const { return bytes > max; }
+};
+
 class TileEncoder {
  public:
   TileEncoder(Tile& tile, std::span<TilePlane> planes, std::deque<CodedBlock>& coded, Workers& workers,
-              std::vector<std::unique_ptr<BlockEncoder>>& encoders)
+              std::vector<std::unique_ptr<BlockEncoder>>& encoders, Size& size)
       : tile_(tile),
         planes_(planes),
         workers_(workers),
         encoders_(encoders),
+        size_(size),
         left_(planes.size()),
         blocks_(planes.size()) {
     for (std::size_t c = 0; c < planes.size(); ++c) {
@@ -165,8 +178,10 @@ class TileEncoder {
       return;
     }
     left_[task.component].wait();
+    if (size_.exceeded()) return;
     *task.coded =
         encoders_[static_cast<std::size_t>(worker)]->encode(*task.block, *task.band, component, plane, task.weight);
+    size_.bytes += task.coded->data.size();
     if (--blocks_[task.component] == 0) plane = {};  // gives its memory to the blocks of the next component
   }
 
@@ -174,6 +189,7 @@ class TileEncoder {
   std::span<TilePlane> planes_;
   Workers& workers_;
   std::vector<std::unique_ptr<BlockEncoder>>& encoders_;
+  Size& size_;
   std::vector<Countdown> left_;                   // of each component: 0 after its transform
   std::vector<std::atomic<std::size_t>> blocks_;  // of each component, that are not coded yet
   std::vector<Task> tasks_;
@@ -181,33 +197,36 @@ class TileEncoder {
 
 class Encoder {
  public:
-  Encoder(const Picture& picture, const EncodeOptions& options, Work& work)
+  Encoder(const Picture& picture, const EncodeOptions& options, Work& work, const Progress& progress)
       : picture_(picture),
         options_(options),
         job_(work),
         siz_(sizOf(picture, options)),
         params_(paramsFor(picture, options)),
-        progress_(work.progress, siz_.tiles(), 1) {}
+        progress_(progress, siz_.tiles(), 1) {}
 
-  // Codes all tiles and chooses what is written.
-  void code(const std::function<void()>& loaded) {
+  // Codes all tiles and chooses what is written. False as soon as the code-blocks exceed `maxBytes`.
+  bool code(const std::function<void()>& loaded, std::uint64_t maxBytes = UINT64_MAX) {
+    size_.max = maxBytes;
     for (int worker = 0; worker < job_.workers.count(); ++worker)
       encoders_.push_back(std::make_unique<BlockEncoder>(options_.blockWidth, options_.blockHeight));
     const Coord tiles = siz_.tiles();
     for (Coord index = 0; index < tiles; ++index) {
       encodeTile(index, index + 1 == tiles ? loaded : nullptr);
+      if (size_.exceeded()) return false;
       progress_.tileDone(index);
     }
     if (options_.boxes) writeBoxes(header_, picture_);
     writeMainHeader(header_, siz_, params_);
     for (Tile& tile : tiles_) writers_.emplace_back(tile, siz_, job_.budget);
     chooseLayers();
+    return true;
   }
   void write(Output& output);
 
-  // Whether the file has everything that reduces the error of the picture, although a size was requested.
-  bool wholeFits() const { return wholeFits_; }
   std::uint64_t wantedSize() const;
+  // If a size was requested: that of the file without truncation.
+  std::uint64_t wholeSize() const { return wholeSize_; }
 
  private:
   void encodeTile(Coord index, const std::function<void()>& loaded);
@@ -225,7 +244,8 @@ class Encoder {
   std::deque<CodedBlock> coded_;
   std::deque<PacketWriter> writers_;
   Bytes header_;
-  bool wholeFits_ = false;
+  std::uint64_t wholeSize_ = 0;
+  Size size_;
 };
 
 void Encoder::encodeTile(Coord index, const std::function<void()>& loaded) {
@@ -244,7 +264,7 @@ void Encoder::encodeTile(Coord index, const std::function<void()>& loaded) {
   loadTile(picture_, tile, windows, planes, job_.workers);
   if (loaded) loaded();
   const std::size_t first = coded_.size();
-  TileEncoder(tile, planes, coded_, job_.workers, encoders_).run(progress_, index);
+  TileEncoder(tile, planes, coded_, job_.workers, encoders_, size_).run(progress_, index);
   job_.budget.release(bytes);
   for (std::size_t i = first; i < coded_.size(); ++i) {
     CodedBlock& coded = coded_[i];
@@ -288,11 +308,10 @@ void Encoder::chooseLayers() {
     if (layer == last && whole) return control.takeAll(layer);
     const double halvings = last == 0 ? 0 : (last - layer) * std::min(1.0, 8.0 / last);
     const auto maxSize = static_cast<std::uint64_t>(static_cast<double>(wanted) * std::exp2(-halvings));
-    const RateControl::Filled filled = control.fill(layer, maxSize);
     // If the size does not suffice for the headers, an earlier layer stays empty; in the last it is an error.
-    if (filled == RateControl::Filled::nothing && layer == last)
+    if (!control.fill(layer, maxSize) && layer == last)
       fail(Kind::limit, std::to_string(wanted) + " bytes are too few for the headers");
-    wholeFits_ = filled == RateControl::Filled::whole;
+    wholeSize_ = control.wholeSize();
   }
 }
 
@@ -331,19 +350,17 @@ void Encoder::write(Output& output) {
   progress_.finish();
 }
 
-// A requested size that truncates nothing has room for more than the 9/7 wavelet can give. If it suffices for the
-// lossless file, that one is better.
 std::vector<std::string> encodeToSize(const Picture& picture, const EncodeOptions& options, Work& work,
                                       Output& output) {
   const std::uint64_t before = work.budget.used();
-  std::optional<Encoder> encoder(std::in_place, picture, options, work);
+  std::optional<Encoder> encoder(std::in_place, picture, options, work, work.progress);
   encoder->code({});
-  if (!encoder->wholeFits()) {
+  const std::uint64_t wanted = encoder->wantedSize();
+  if (wanted < encoder->wholeSize() / kLosslessFrom) {
     encoder->write(output);
     return {};
   }
-  const std::uint64_t wanted = encoder->wantedSize();
-  MemoryOutput lossy, exact;
+  MemoryOutput lossy;
   encoder->write(lossy);
   encoder.reset();
   work.budget.restore(before);
@@ -351,10 +368,16 @@ std::vector<std::string> encodeToSize(const Picture& picture, const EncodeOption
   EncodeOptions lossless = options;
   lossless.lossless = true;
   lossless.ratio = lossless.bitsPerPixel = std::nullopt;
-  encoder.emplace(picture, lossless, work);
-  encoder->code({});
-  encoder->write(exact);
-  const bool fits = exact.bytes.size() <= wanted;
+  // The second attempt may end at any time. It stays at 100 %, and can be cancelled.
+  Progress progress;
+  if (work.progress) progress = [&](std::uint64_t, std::uint64_t total) { return work.progress(total, total); };
+  encoder.emplace(picture, lossless, work, progress);
+  MemoryOutput exact;
+  bool fits = encoder->code({}, wanted);
+  if (fits) {
+    encoder->write(exact);
+    fits = exact.bytes.size() <= wanted;
+  }
   const Bytes& file = fits ? exact.bytes : lossy.bytes;
   output.write({file.data(), file.size()});
   if (!fits) return {};
@@ -378,7 +401,7 @@ std::vector<std::string> encode(const Picture& picture, const EncodeOptions& opt
   try {
     const bool sized = options.ratio || options.bitsPerPixel;
     if (sized && !options.lossless) return encodeToSize(picture, options, work, output);
-    Encoder encoder(picture, options, work);
+    Encoder encoder(picture, options, work, work.progress);
     encoder.code(loaded);
     encoder.write(output);
     return {};

@@ -43,16 +43,17 @@ std::pair<double, double> RateControl::slopes() const {
   return {min, max};
 }
 
-RateControl::Filled RateControl::fill(int layer, std::uint64_t maxSize) {
+bool RateControl::fill(int layer, std::uint64_t maxSize) {
   constexpr int kSteps = 40;
   constexpr double kNear = 0.9995;
   takeSlope(layer, 0);
-  if (sizeOf_(layer + 1) <= maxSize) return Filled::whole;
+  wholeSize_ = sizeOf_(layer + 1);
+  if (wholeSize_ <= maxSize) return true;
   auto [low, high] = slopes();
   high *= 2;
   takeSlope(layer, HUGE_VAL);
   std::uint64_t size = sizeOf_(layer + 1);
-  if (size > maxSize) return Filled::nothing;
+  if (size > maxSize) return false;
   // Bisects the logarithm of the slope, in which the size is nearly linear.
   double fitting = HUGE_VAL;
   for (int step = 0; step < kSteps && high / low > 1 + 1e-9; ++step) {
@@ -69,7 +70,7 @@ RateControl::Filled RateControl::fill(int layer, std::uint64_t maxSize) {
   }
   takeSlope(layer, fitting);
   fillRest(layer, maxSize, size);
-  return Filled::partly;
+  return true;
 }
 
 // Spends the remaining bytes on the blocks that gain most per byte, as long as passes fit.

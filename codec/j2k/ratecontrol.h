@@ -17,9 +17,10 @@ class RateControl {
       : blocks_(std::move(blocks)), sizeOf_(std::move(sizeOf)) {}
 
   void takeAll(int layer);
-  enum class Filled { nothing, partly, whole };  // not even the headers fit; truncated; all that reduces the error
-  // Takes as much as fits into a file of `maxSize` bytes.
-  Filled fill(int layer, std::uint64_t maxSize);
+  // Takes as much as fits into a file of `maxSize` bytes. False if not even an empty layer fits.
+  bool fill(int layer, std::uint64_t maxSize);
+  // The size of the file that fill() would have made if nothing had to be truncated.
+  std::uint64_t wholeSize() const { return wholeSize_; }
 
  private:
   void takeSlope(int layer, double slope);
@@ -28,6 +29,7 @@ class RateControl {
 
   std::vector<CodedBlock*> blocks_;
   std::function<std::uint64_t(int)> sizeOf_;
+  std::uint64_t wholeSize_ = 0;
 };
 
 }  // namespace moxj::j2k
