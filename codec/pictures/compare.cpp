@@ -4,17 +4,88 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdlib>
 #include <limits>
+#include <type_traits>
+
+#include "base/problem.h"
+#include "pictures/fit.h"
 
 namespace moxj {
 
 namespace {
 
+// ---- Equal layouts -------------------------------------------------------------------------------------------------
+
+constexpr int kMinBits = 8;
+constexpr std::size_t kMaxColours = 4;  // of a picture without a known meaning that counts as grey or RGB
+
+bool isPlanes(const Picture& picture) {
+  return picture.colour == Colour::unknown
+             ? picture.planes.size() > kMaxColours
+             : picture.colour != Colour::grey && picture.colour != Colour::rgb && picture.colour != Colour::ycbcr;
+}
+
+int bitsOf(const Picture& picture) {
+  int bits = kMinBits;
+  for (const Plane& plane : picture.planes) bits = std::max(bits, plane.bits);
+  return bits;
+}
+
+struct Pair {
+  Picture a, b;
+};
+
+// Both pictures with the same colours and the same depth.
+Pair pairOf(const Picture& a, const Picture& b, Budget& budget) {
+  std::vector<std::string> notes;
+  Holds holds;
+  holds.opacity = true;
+  holds.depths = {std::max(bitsOf(a), bitsOf(b))};
+  const bool planes = a.colour == b.colour && isPlanes(a) && isPlanes(b);
+  if (planes && (a.planes.size() != b.planes.size() || a.opacity != b.opacity))
+    fail(Kind::badOption,
+         std::to_string(b.planes.size()) + " components, but the first picture has " + std::to_string(a.planes.size()));
+  if (!planes) {
+    holds.colours = {Colour::grey, Colour::rgb};
+    if (fit(a, holds, notes).colour != fit(b, holds, notes).colour) holds.colours = {Colour::rgb};
+  }
+  return {fitted(a, holds, notes, budget), fitted(b, holds, notes, budget)};
+}
+
+std::vector<std::string> namesOf(const Picture& picture, bool opacity) {
+  std::vector<std::string> names;
+  if (picture.colour == Colour::grey) names = {"grey"};
+  if (picture.colour == Colour::rgb) names = {"red", "green", "blue"};
+  if (picture.colour == Colour::cmyk) names = {"cyan", "magenta", "yellow", "black"};
+  for (int i = static_cast<int>(names.size()); i < picture.colours(); ++i)
+    names.push_back("plane " + std::to_string(i));
+  if (opacity) names.push_back("opacity");
+  return names;
+}
+
+// The rows of one channel. A picture without opacity is opaque.
+template <class Type>
+class Channel {
+ public:
+  Channel(const Picture& picture, int channel) {
+    if (channel < static_cast<int>(picture.planes.size()))
+      plane_ = &picture.planes[static_cast<std::size_t>(channel)];
+    else
+      opaque_.assign(static_cast<std::size_t>(picture.width), static_cast<Type>(picture.planes[0].maxval));
+  }
+  const Type* row(int y) const { return plane_ ? plane_->row<const Type>(y) : opaque_.data(); }
+  std::ptrdiff_t pixelStep() const { return plane_ ? plane_->pixelStep : 1; }
+
+ private:
+  const Plane* plane_ = nullptr;
+  std::vector<Type> opaque_;
+};
+
+// ---- SSIM ----------------------------------------------------------------------------------------------------------
+
 constexpr int kWindow = 11;
 constexpr double kDeviation = 1.5;
-constexpr double kLuminanceTerm = 0.01 * 255 * 0.01 * 255;
-constexpr double kContrastTerm = 0.03 * 255 * 0.03 * 255;
+constexpr int kRowsOfReport = 32;
 
 std::vector<double> gaussian(int taps) {
   std::vector<double> weights(static_cast<std::size_t>(taps));
@@ -32,48 +103,60 @@ std::vector<double> gaussian(int taps) {
 enum Moment { meanA, meanB, squareA, squareB, product, momentCount };
 using MomentRow = std::array<std::vector<double>, momentCount>;
 
-double similarity(const double (&m)[momentCount]) {
+struct Terms {
+  explicit Terms(double peak) : luminance(0.01 * peak * 0.01 * peak), contrast(0.03 * peak * 0.03 * peak) {}
+  double luminance, contrast;
+};
+
+double similarity(const double (&m)[momentCount], const Terms& terms) {
   const double means = m[meanA] * m[meanB];
   const double meanSquares = m[meanA] * m[meanA] + m[meanB] * m[meanB];
   const double variances = m[squareA] + m[squareB] - meanSquares;
   const double covariance = m[product] - means;
-  return (2 * means + kLuminanceTerm) * (2 * covariance + kContrastTerm) /
-         ((meanSquares + kLuminanceTerm) * (variances + kContrastTerm));
+  return (2 * means + terms.luminance) * (2 * covariance + terms.contrast) /
+         ((meanSquares + terms.luminance) * (variances + terms.contrast));
 }
 
 // The index of one channel. The window is separable: each row is filtered once and kept in a ring of the last rows,
 // over which the columns are filtered.
+template <class Type>
 class Ssim {
  public:
-  Ssim(const Picture& a, const Picture& b, int channel)
+  Ssim(const Channel<Type>& a, const Channel<Type>& b, int width, int height, double peak, Budget& budget)
       : a_(a),
         b_(b),
-        channel_(channel),
-        across_(gaussian(std::min(kWindow, a.width))),
-        down_(gaussian(std::min(kWindow, a.height))),
-        columns_(a.width - across_.size() + 1),
+        height_(height),
+        terms_(peak),
+        across_(gaussian(std::min(kWindow, width))),
+        down_(gaussian(std::min(kWindow, height))),
+        columns_(static_cast<std::size_t>(width) - across_.size() + 1),
         ring_(down_.size()) {
-    for (std::vector<double>& moment : samples_) moment.resize(static_cast<std::size_t>(a.width));
+    budget.charge((down_.size() + 2) * momentCount * sizeof(double), static_cast<std::uint64_t>(width));
+    for (std::vector<double>& moment : samples_) moment.resize(static_cast<std::size_t>(width));
     for (std::vector<double>& moment : sums_) moment.resize(columns_);
     for (MomentRow& row : ring_)
       for (std::vector<double>& moment : row) moment.resize(columns_);
   }
 
-  double mean() {
+  // Calls report(y) for each row.
+  template <class Report>
+  double mean(const Report& report) {
     double sum = 0;
     const std::size_t rows = down_.size();
-    for (int y = 0; y < a_.height; ++y) {
-      filterRow(y, ring_[y % rows]);
-      if (y + 1 >= static_cast<int>(rows)) sum += sumOfWindows(y + 1 - rows);
+    for (int y = 0; y < height_; ++y) {
+      report(y);
+      const std::size_t count = static_cast<std::size_t>(y) + 1;
+      filterRow(y, ring_[(count - 1) % rows]);
+      if (count >= rows) sum += sumOfWindows(count - rows);
     }
-    return sum / (static_cast<double>(columns_) * (a_.height - static_cast<double>(rows) + 1));
+    return sum / (static_cast<double>(columns_) * (height_ - static_cast<double>(rows) + 1));
   }
 
  private:
   void filterRow(int y, MomentRow& out) {
-    const std::uint8_t* a = a_.row(y) + channel_;
-    const std::uint8_t* b = b_.row(y) + channel_;
-    for (int x = 0; x < a_.width; ++x, a += a_.channels, b += b_.channels) {
+    const Type* a = a_.row(y);
+    const Type* b = b_.row(y);
+    for (std::size_t x = 0; x < samples_[meanA].size(); ++x, a += a_.pixelStep(), b += b_.pixelStep()) {
       const double p = *a, q = *b;
       samples_[meanA][x] = p;
       samples_[meanB][x] = q;
@@ -98,7 +181,7 @@ class Ssim {
     for (std::size_t x = 0; x < columns_; ++x) {
       const double moments[momentCount] = {sums_[meanA][x], sums_[meanB][x], sums_[squareA][x], sums_[squareB][x],
                                            sums_[product][x]};
-      sum += similarity(moments);
+      sum += similarity(moments, terms_);
     }
     return sum;
   }
@@ -107,9 +190,10 @@ class Ssim {
     for (std::size_t x = 0; x < columns_; ++x) to[x] += weight * from[x];
   }
 
-  const Picture& a_;
-  const Picture& b_;
-  int channel_;
+  const Channel<Type>& a_;
+  const Channel<Type>& b_;
+  int height_;
+  Terms terms_;
   std::vector<double> across_;
   std::vector<double> down_;
   std::size_t columns_;
@@ -118,42 +202,95 @@ class Ssim {
   MomentRow sums_;
 };
 
-double psnrOf(double meanSquare) {
-  return meanSquare == 0 ? std::numeric_limits<double>::infinity() : 10 * std::log10(255.0 * 255.0 / meanSquare);
+// ---- Differences ---------------------------------------------------------------------------------------------------
+
+double psnrOf(double meanSquare, double peak) {
+  return meanSquare == 0 ? std::numeric_limits<double>::infinity() : 10 * std::log10(peak * peak / meanSquare);
 }
 
-Difference differenceOf(const Picture& a, const Picture& b, int channel) {
-  Difference difference;
-  std::uint64_t squares = 0;
-  for (int y = 0; y < a.height; ++y) {
-    const std::uint8_t* p = a.row(y) + channel;
-    const std::uint8_t* q = b.row(y) + channel;
-    for (int x = 0; x < a.width; ++x, p += a.channels, q += b.channels) {
-      const int distance = std::abs(*p - *q);
-      difference.max = std::max(difference.max, distance);
-      squares += static_cast<std::uint64_t>(distance * distance);
-    }
+// Compares channel after channel, each in two passes over the rows.
+class Comparer {
+ public:
+  Comparer(const Picture& a, const Picture& b, int channels, Work& work)
+      : a_(a), b_(b), total_(std::uint64_t{2} * static_cast<std::uint64_t>(channels) * rows()), work_(work) {}
+
+  Difference channel(int channel) {
+    return visitElement(a_.planes[0].element, [&]<class Type>(Type*) {
+      const Channel<Type> a(a_, channel), b(b_, channel);
+      return differenceOf(a, b, 2 * static_cast<std::uint64_t>(channel) * rows());
+    });
   }
-  difference.meanSquare = static_cast<double>(squares) / (static_cast<double>(a.width) * a.height);
-  difference.psnr = psnrOf(difference.meanSquare);
-  difference.ssim = difference.max == 0 ? 1 : Ssim(a, b, channel).mean();
-  return difference;
-}
+
+  double peak() const { return a_.planes[0].maxval; }
+
+ private:
+  std::uint64_t rows() const { return static_cast<std::uint64_t>(a_.height); }
+
+  template <class Type>
+  Difference differenceOf(const Channel<Type>& a, const Channel<Type>& b, std::uint64_t done) {
+    // Squares of more than 16 bits do not fit the sum of integers.
+    std::conditional_t<sizeof(Type) == 4, double, std::uint64_t> squares = 0;
+    Difference difference;
+    for (int y = 0; y < a_.height; ++y) {
+      report(done, y);
+      const Type* p = a.row(y);
+      const Type* q = b.row(y);
+      for (int x = 0; x < a_.width; ++x, p += a.pixelStep(), q += b.pixelStep()) {
+        const auto distance = static_cast<std::uint32_t>(*p > *q ? *p - *q : *q - *p);
+        difference.max = std::max(difference.max, distance);
+        if constexpr (sizeof(Type) == 1)
+          squares += distance * distance;
+        else
+          squares += static_cast<decltype(squares)>(distance) * static_cast<decltype(squares)>(distance);
+      }
+    }
+    difference.meanSquare = static_cast<double>(squares) / (static_cast<double>(a_.width) * a_.height);
+    difference.psnr = psnrOf(difference.meanSquare, peak());
+    if (difference.max != 0) {
+      const std::uint64_t used = work_.budget.used();
+      difference.ssim =
+          Ssim<Type>(a, b, a_.width, a_.height, peak(), work_.budget).mean([&](int y) { report(done + rows(), y); });
+      work_.budget.restore(used);
+    }
+    return difference;
+  }
+
+  void report(std::uint64_t done, int y) const {
+    if (y % kRowsOfReport == 0) reportProgress(work_.progress, done + static_cast<std::uint64_t>(y), total_);
+  }
+
+  const Picture& a_;
+  const Picture& b_;
+  std::uint64_t total_;
+  Work& work_;
+};
 
 }  // namespace
 
-Comparison compare(const Picture& a, const Picture& b) {
+Comparison compare(const Picture& a, const Picture& b, Work& work) {
+  if (a.width != b.width || a.height != b.height)
+    fail(Kind::badOption, std::to_string(b.width) + " x " + std::to_string(b.height) +
+                              " pixels, but the first picture has " + std::to_string(a.width) + " x " +
+                              std::to_string(a.height));
+  const Pair pair = pairOf(a, b, work.budget);
+  const Picture& first = pair.a;
   Comparison comparison;
+  comparison.width = a.width;
+  comparison.height = a.height;
+  comparison.bits = first.planes[0].bits;
+  comparison.names = namesOf(first, first.opacity != Opacity::none || pair.b.opacity != Opacity::none);
+  const int channels = static_cast<int>(comparison.names.size());
+  Comparer comparer(first, pair.b, channels, work);
   Difference& all = comparison.all;
   all.ssim = 0;
-  for (int channel = 0; channel < a.channels; ++channel) {
-    const Difference one = differenceOf(a, b, channel);
+  for (int channel = 0; channel < channels; ++channel) {
+    const Difference one = comparer.channel(channel);
     comparison.channels.push_back(one);
     all.max = std::max(all.max, one.max);
-    all.meanSquare += one.meanSquare / a.channels;
-    all.ssim += one.ssim / a.channels;
+    all.meanSquare += one.meanSquare / channels;
+    all.ssim += one.ssim / channels;
   }
-  all.psnr = psnrOf(all.meanSquare);
+  all.psnr = psnrOf(all.meanSquare, comparer.peak());
   return comparison;
 }
 

@@ -21,7 +21,7 @@ struct Difference {
 
 struct Comparison {
   int width = 0, height = 0;
-  int bits = 0;                    // the larger depth of the two: the other picture is scaled to it
+  int bits = 0;                    // the larger depth of the two, at least 8: the samples are scaled to it
   std::vector<std::string> names;  // "grey", "red", "opacity", "plane 5" ...
   std::vector<Difference> channels;
   Difference all;  // over the samples of all channels; its SSIM is the mean over the channels
