@@ -120,8 +120,8 @@ int Call::progressed(void* self, uint64_t done, uint64_t total) {
 
 py::tuple Call::outcomeOf(const MoxcReport* report) {
   py::list notes;
-  for (size_t i = 0; i < moxcReportNoteCount(report); ++i) notes.append(moxcReportNote(report, i));
-  return py::make_tuple(moxcReportComplete(report) ? "" : moxcReportWarning(report), notes);
+  for (size_t i = 0; i < moxcReportNoteCount(report); ++i) notes.append(textOf(moxcReportNote(report, i)));
+  return py::make_tuple(textOf(moxcReportComplete(report) ? "" : moxcReportWarning(report)), notes);
 }
 
 std::string Call::pathOf(MoxcKind kind, const Source* source, const Target* target) {
@@ -132,7 +132,7 @@ std::string Call::pathOf(MoxcKind kind, const Source* source, const Target* targ
 
 void Call::fail(MoxcKind kind, const MoxcReport* report, const std::string& path) {
   const py::object make = py::module_::import("moxj._errors").attr("make");
-  const py::object error = make(static_cast<int>(kind), moxcReportText(report),
+  const py::object error = make(static_cast<int>(kind), textOf(moxcReportText(report)),
                                 static_cast<int>(moxcReportAdvice(report)), moxcReportOption(report), py::bytes(path));
   PyErr_SetObject(py::type::handle_of(error).ptr(), error.ptr());
   throw py::error_already_set();

@@ -6,6 +6,7 @@
 #include <pybind11/pybind11.h>
 
 #include <chrono>
+#include <cstring>
 #include <exception>
 #include <memory>
 #include <string>
@@ -36,6 +37,12 @@ class Raised {
  private:
   std::exception_ptr thrown_;
 };
+
+// Text of the library, which should be UTF-8.
+inline py::str textOf(const char* text) {
+  return py::reinterpret_steal<py::str>(
+      PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(std::strlen(text)), "replace"));
+}
 
 // Reads from an object that holds bytes, names a file or has a method `read`.
 class Source {

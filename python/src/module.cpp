@@ -102,7 +102,7 @@ py::tuple describe(const py::object& from, const py::tuple& running) {
   MoxcFacts facts{};
   facts.structSize = sizeof facts;
   moxcDescriptionFacts(made, &facts);
-  return py::make_tuple(moxcDescriptionJson(made), moxcDescriptionText(made), metadata,
+  return py::make_tuple(textOf(moxcDescriptionJson(made)), textOf(moxcDescriptionText(made)), metadata,
                         py::make_tuple(facts.width, facts.height, facts.channels, facts.bits));
 }
 

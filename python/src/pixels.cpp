@@ -62,7 +62,7 @@ Metadata::Metadata(const py::list& blocks) {
 }
 
 py::tuple tupleOf(const MoxcMetadata& block) {
-  return py::make_tuple(static_cast<int>(block.kind), block.name ? block.name : "",
+  return py::make_tuple(static_cast<int>(block.kind), textOf(block.name ? block.name : ""),
                         py::bytes(static_cast<const char*>(block.bytes), block.byteCount));
 }
 
