@@ -258,9 +258,18 @@ def decode(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, f
 
 def _decode_into(source, out, bits=None, layout=None, fields=None, running=None):
     """Decodes into an array, without a warning; returns (warning, notes)."""
-    file_bits = _native.describe(source, _running(1, None, None))[3][3] if bits is None else 0
+    running = running or _running(1, None, None)
+    file_bits = _native.describe(source, (1, *running[1:4], None))[3][3] if bits is None else 0
     arrays, form = _options.pixels_to_fill(out, layout, bits, file_bits)
-    return _native.decode_into(source, fields or {}, arrays, form, running or _running(1, None, None))
+    if out.dtype.kind == "i" and out.ndim == 3 and out.shape[2] > 1 and layout is None:
+        # The library keeps the sign of colours only where no layout is asked of it.
+        native, outcome = _native.decode(source, fields or {}, 0, form[3], running)
+        picture = Picture(native, outcome)
+        if picture.array.shape != out.shape or picture.array.dtype.kind != "i":
+            raise BadArgument(f"{picture} does not fit into an array of {out.dtype} of shape {out.shape}")
+        numpy.copyto(out, picture.array, casting="unsafe")
+        return outcome
+    return _native.decode_into(source, fields or {}, arrays, form, running)
 
 
 def encode(array, format=None, *, to=None, layout=None, bits=None, max_value=None, quality=None, sample=None,

@@ -20,6 +20,9 @@ class Error(Exception):
     option = None
     advice = None
 
+    def __str__(self):
+        return str(self.args[0]) if self.args else ""
+
 
 class NotThisFormat(Error, ValueError):
     """The input is not a file of any known format, or of the one that is needed."""
@@ -34,7 +37,7 @@ class Unsupported(Error, ValueError):
 
 
 class InputError(Error, OSError):
-    """The input cannot be read."""
+    """The input cannot be read. `filename` and `errno` are set where they are known."""
 
 
 class MissingFile(InputError, FileNotFoundError):
@@ -54,7 +57,7 @@ class OutOfMemory(Error, MemoryError):
 
 
 class OutputError(Error, OSError):
-    """The output cannot be written."""
+    """The output cannot be written. `filename` and `errno` are set where they are known."""
 
 
 class Cancelled(Error):
@@ -93,13 +96,9 @@ def argument_of(field):
     return _ARGUMENTS.get(field) or re.sub("[A-Z]", lambda letter: "_" + letter.group().lower(), field)
 
 
-def _system_error(path, mode):
-    """The system's error for a file that could not be opened, as (number, text); None if it can be opened now."""
-    try:
-        os.close(os.open(path, mode))
-    except OSError as error:
-        return error.errno, error.strerror
-    return None
+def _system_error(text):
+    """The number of the system's error that a text ends with, or None."""
+    return next((number for number in errno.errorcode if text.endswith(": " + os.strerror(number))), None)
 
 
 def make(kind, text, advice, field, path):
@@ -113,17 +112,12 @@ def make(kind, text, advice, field, path):
     elif name:
         text += f" (see {'the option ' if name == 'optimize' else 'limits.'}{name})"
     error_class = _CLASSES.get(kind, InternalError)
-    number = None
-    if path:
-        text = f"{os.fsdecode(path)}: {text}"
-        if error_class is InputError:
-            number = _system_error(path, os.O_RDONLY | getattr(os, "O_NONBLOCK", 0))
-            if number and number[0] == errno.ENOENT:
-                error_class = MissingFile
-    error = error_class(text)
-    if isinstance(error, OSError) and path:
-        error.filename = os.fsdecode(path)
-        error.errno, error.strerror = number or (None, text)
+    number = _system_error(text)
+    if error_class is InputError and number == errno.ENOENT:
+        error_class = MissingFile
+    error = error_class(f"{os.fsdecode(path)}: {text}" if path else text)
+    if isinstance(error, OSError):
+        error.errno, error.strerror, error.filename = number, text, os.fsdecode(path) or None
     error.option = option
     error.advice = name
     return error

@@ -60,7 +60,9 @@ def fields_of(given, names):
         if name in _CHOICES:
             fields[name] = number_of(name, value, _CHOICES[name])
         elif name == "levels":
-            fields["levelsPlus1"] = value + 1 if value >= 0 else -1
+            if not 0 <= value <= 32:
+                raise bad_option(name, f"must be 0 to 32, not {value}")
+            fields["levelsPlus1"] = value + 1
         elif name in ("block", "tile"):
             fields[name + "Width"], fields[name + "Height"] = _size(name, value)
         elif name == "modes":

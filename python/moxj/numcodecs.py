@@ -107,6 +107,7 @@ def _bytes(array):
 
 def _fill(data, place, bits):
     """Decodes a picture into an array. One of another size, or one that is cut off, is no chunk."""
+    place = place[..., 0] if place.ndim == 3 and place.shape[2] == 1 else place
     straight = place.dtype.isnative and place[0].flags.c_contiguous
     target = place if straight else numpy.empty(place.shape, place.dtype.newbyteorder("="))
     try:
