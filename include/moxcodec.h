@@ -116,8 +116,8 @@ typedef struct {
   int32_t maxScans;   /* of a JPEG file; 0: 500 */
 } MoxcLimits;
 
-/* Runs task(argument, index) for each index below `tasks`, on any threads, and returns when all have returned. Tasks may
- * wait for tasks of smaller index, so each index must be started before a larger one. */
+/* Runs task(argument, index) for each index below `tasks`, on any threads and in any order, and returns when all have
+ * returned. */
 typedef void (*MoxcExecutor)(void* context, int32_t tasks, void (*task)(void* argument, int32_t index), void* argument);
 
 /* Returns 0 to go on, anything else to cancel: the call then ends with moxcCancelled. It is called at a moderate rate,
@@ -233,6 +233,9 @@ MOXC_API MoxcKind moxcProbe(const MoxcSource* source, const char** format, MoxcR
 
 /* ---- Metadata ------------------------------------------------------------------------------------------------------ */
 
+/* What a file says beside its pixels, as blocks of bytes that are not interpreted. In this version no format reads or
+ * writes any: pictures and descriptions have none, and a note is made of each block that is given for an output. */
+
 typedef enum {
   moxcIcc = 0,     /* an ICC profile */
   moxcExif = 1,    /* a TIFF structure, from its byte-order mark on */
@@ -270,24 +273,25 @@ enum { moxcMaxPlanes = 16 };
 
 typedef struct {
   void* samples;  /* the first sample of the top row */
-  ptrdiff_t step; /* bytes from one row to the next; may be negative (bottom row first in memory) */
-  int32_t width;  /* in samples */
+  ptrdiff_t step; /* bytes from one row to the next; may be negative (bottom row first in memory); 0: without gaps */
+  int32_t width;  /* in samples; 0: the width of the picture / dx, rounded up */
   int32_t height;
-  int32_t dx, dy; /* sub-sampling: columns and rows of the picture for each sample; 0: 1 */
-  int32_t bits;   /* significant bits, the lowest of a sample: 1 to 31 */
+  int32_t dx, dy; /* sub-sampling: columns and rows of the picture for each sample, 1 to 255; 0: 1 */
+  int32_t bits;   /* significant bits, the lowest of a sample: 1 to 31; 0: 8, or 16 if sampleSize is 2 */
   int32_t isSigned;
 } MoxcPlane;
 
-/* Samples in the caller's or the library's memory. Interleaved layouts use planes[0] alone, whose width is in pixels;
- * its samples are those of all channels of a row, without gaps. moxcYCbCr uses 3 planes, moxcPlanes planeCount. */
+/* Samples in the caller's or the library's memory, at any address. Interleaved layouts use planes[0] alone, whose width
+ * is in pixels; its samples are those of all channels of a row, without gaps. moxcYCbCr uses 3 planes, moxcPlanes
+ * planeCount. Samples to be encoded must not be beyond maxValue (moxcBadArgument). */
 typedef struct {
   size_t structSize;
   MoxcLayout layout;
   int32_t width; /* 1 to 2147483647 */
   int32_t height;
   int32_t sampleSize; /* bytes: 1, 2 or 4; 0: 1, or 2 if a plane has more than 8 bits, or 4 if more than 16 */
-  uint32_t maxValue;  /* of full intensity; 0: 2^bits - 1 */
-  int32_t planeCount;
+  uint32_t maxValue;  /* of full intensity; 0: the largest value of the bits of each plane */
+  int32_t planeCount; /* of moxcPlanes: 1 to 16 */
   MoxcPlane planes[16];
 } MoxcPixels;
 
@@ -450,8 +454,8 @@ MOXC_API MoxcKind moxcEncode(const MoxcPixels* pixels, const char* format, const
     const MoxcMetadata* metadata, size_t metadataCount, const MoxcTarget* target, const MoxcRun* run,
     MoxcReport* report);
 
-/* The same, with the rows as they come. `layout` has the size of the whole picture; its samples are not used. The
- * structs that `target` and `run` point to must live until the encoder is freed. */
+/* The same, with the rows as they come. `layout` has the size of the whole picture; its samples are not used. What the
+ * target and the run refer to (contexts, bytes, byteCount) must live until the encoder is freed. */
 typedef struct MoxcEncoder MoxcEncoder;
 
 MOXC_API MoxcKind moxcEncoderOpen(const MoxcPixels* layout, const char* format, const MoxcWriteOptions* options,

@@ -46,6 +46,7 @@ struct MoxcEncoder {
               std::shared_ptr<const moxj::Metadata> metadata, const MoxcTarget& target, const MoxcRun* run)
       : layout_(layout), options_(options), metadata_(std::move(metadata)), work_(workOf(run)) {
     checkOptions(format, options_);
+    collects_ = format.coded && !isDctJpeg(format, options_);
     picture_ = layoutOf(layout_);
     chooseNativePlanes(format);
     const moxj::Holds holds = format.holds(options_);
@@ -140,8 +141,9 @@ struct MoxcEncoder {
     return band;
   }
 
-  // Rows of a band: a multiple of every dy.
+  // Rows of a band: a multiple of every dy. Writers that collect the picture share the memory of one that comes whole.
   int bandRows() const {
+    if (collects_) return layout_.height;
     std::int64_t multiple = 1;
     for (const moxj::Plane& plane : picture_.planes)
       multiple = std::min<std::int64_t>(std::lcm(multiple, std::int64_t{plane.dy}), layout_.height);
@@ -159,6 +161,7 @@ struct MoxcEncoder {
   std::unique_ptr<moxj::RowSink> writer_, fit_;
   Picture picture_, copy_;
   int y_ = 0;
+  bool collects_ = false;
   bool ended_ = false;
 };
 
