@@ -289,8 +289,10 @@ void copyRows(const MoxcPixels& from, const Picture& to) {
   if (isWords(from.layout)) return from.layout == moxcRgb565 ? unpackRows<6>(from, to) : unpackRows<5>(from, to);
   checkSamples(from);
   if (reordered(from, to)) return;
-  for (std::size_t i = 0; i < to.planes.size(); ++i)
+  for (std::size_t i = 0; i < to.planes.size(); ++i) {
     copyChannel(channelOf(from, static_cast<int>(i)), channelOf(to.planes[i]));
+    if (to.inverted) invert(channelOf(to.planes[i]), to.planes[i].maxval);
+  }
 }
 
 void wordsToYCbCr(const MoxcPixels& from, const Picture& to) {

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <memory>
 #include <numeric>
-#include <vector>
 
 #include "api/copyrows.h"
 #include "api/metadata.h"
@@ -18,23 +17,6 @@ namespace {
 
 constexpr std::size_t kBandBytes = std::size_t{1} << 18;
 
-// Memory for each plane by itself: the rows of planar layouts have no other samples between theirs.
-void allocateApart(Picture& picture, Budget* budget) {
-  auto owners = std::make_shared<std::vector<std::shared_ptr<void>>>();
-  for (Plane& plane : picture.planes) {
-    Picture one;
-    one.width = plane.width;
-    one.height = plane.height;
-    one.planes.push_back(plane);
-    one.planes[0].dx = one.planes[0].dy = 1;
-    one.allocate(budget);
-    plane.samples = one.planes[0].samples;
-    plane.step = one.planes[0].step;
-    owners->push_back(one.owner);
-  }
-  picture.owner = owners;
-}
-
 // The memory of pixels as the road allocates it.
 Picture memoryFor(MoxcPixels& pixels, Budget* budget) {
   Picture picture;
@@ -47,7 +29,7 @@ Picture memoryFor(MoxcPixels& pixels, Budget* budget) {
     Plane& plane = picture.planes.emplace_back(Plane::of(from.width, from.height, 8, false, from.dx, from.dy));
     plane.element = pixels.sampleSize == 1 ? Element::u8 : pixels.sampleSize == 2 ? Element::u16 : Element::i32;
   }
-  facts ? picture.allocate(budget) : allocateApart(picture, budget);
+  isPlanar(pixels.layout) ? allocatePlanes(picture, budget) : picture.allocate(budget);
   for (int i = 0; i < pixels.planeCount; ++i) {
     const Plane& from = picture.planes[static_cast<std::size_t>(i)];
     pixels.planes[i].samples = from.samples;

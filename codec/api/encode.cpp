@@ -110,9 +110,10 @@ struct MoxcEncoder {
   const MoxcPixels& layout() const { return layout_; }
 
  private:
-  // JPEG takes YCbCr as it is. Words become YCbCr by the library's functions for them where the file's is not
+  // JPEG takes YCbCr as it is, and inks so that the maximum value is no ink. Words become YCbCr by the library's functions for them where the file's is not
   // sub-sampled, and otherwise RGB.
   void chooseNativePlanes(const moxj::Format& format) {
+    picture_.inverted = layout_.layout == moxcCmyk && format.names[0] == "jpg";
     if (!isDctJpeg(format, options_)) return;
     if (layout_.layout == moxcYCbCr) options_.native = true;
     const bool full = options_.sample == moxj::Subsampling::s444 && !options_.grayscale && !options_.fastMcu;
@@ -125,13 +126,14 @@ struct MoxcEncoder {
   // A view of the caller's memory where the road can take it as it is, otherwise a copy.
   Picture bandOf(const MoxcPixels& part, const std::shared_ptr<void>& owner) {
     Picture view = viewOf(part, owner);
-    if (view.hasSamples()) {
+    if (view.hasSamples() && !picture_.inverted) {
       checkSamples(part);
       return view;
     }
     if (!copy_.hasSamples()) {
       copy_ = picture_.band(0, bandRows());
-      copy_.allocate(&work_.budget);
+      const bool planar = isPlanar(layout_.layout) || copy_.colour == Colour::ycbcr;
+      planar ? allocatePlanes(copy_, &work_.budget) : copy_.allocate(&work_.budget);
     }
     const Picture band = copy_.band(0, part.height);
     if (picture_.colour == Colour::ycbcr && isWords(layout_.layout))

@@ -2,7 +2,6 @@
 #include "api/pixels.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <string>
 
 #include "api/structs.h"
@@ -238,6 +237,23 @@ Channel channelOf(const MoxcPixels& pixels, int index) {
           plane.width,
           plane.height,
           typeOf(pixels.sampleSize, plane.isSigned != 0)};
+}
+
+void allocatePlanes(Picture& picture, Budget* budget) {
+  auto owners = std::make_shared<std::vector<std::shared_ptr<void>>>();
+  for (Plane& plane : picture.planes) {
+    Picture one;
+    one.width = plane.width;
+    one.height = plane.height;
+    one.planes.push_back(plane);
+    one.planes[0].dx = one.planes[0].dy = 1;
+    one.allocate(budget);
+    plane.samples = one.planes[0].samples;
+    plane.step = one.planes[0].step;
+    plane.pixelStep = 1;
+    owners->push_back(one.owner);
+  }
+  picture.owner = owners;
 }
 
 Picture viewOf(const MoxcPixels& pixels, const std::shared_ptr<void>& owner) {

@@ -31,7 +31,6 @@ Holds holdsFor(const Wish& wish) {
   if (const LayoutFacts* const facts = factsOf(wish.layout)) {
     holds.colours = {facts->colour};
     holds.opacity = facts->opacity;
-    holds.isSigned = wish.isSigned && facts->colour == Colour::grey;
     holds.subsampled = holds.mixedDepths = false;
   } else if (wish.layout == moxcYCbCr) {
     holds.colours = {Colour::ycbcr};

@@ -101,7 +101,8 @@ inline void allocate(Pixels& made, Rows rows = Rows::tight) {
   std::vector<std::size_t> starts;
   for (int i = 0; i < made.planes(); ++i) {
     MoxcPlane& plane = pixels.planes[i];
-    const std::ptrdiff_t step = std::ptrdiff_t{made.samplesInRow(i)} * pixels.sampleSize + (rows == Rows::padded ? 3 : 0);
+    const std::ptrdiff_t step =
+        std::ptrdiff_t{made.samplesInRow(i)} * pixels.sampleSize + (rows == Rows::padded ? 3 : 0);
     const std::size_t size = static_cast<std::size_t>(step) * static_cast<std::size_t>(plane.height);
     starts.push_back(total + (rows == Rows::padded) +
                      (rows == Rows::upward ? size - static_cast<std::size_t>(step) : 0));
@@ -138,8 +139,7 @@ inline void fill(const Pixels& to) {
     const int channels = to.samplesInRow(plane) / p.width;
     for (int y = 0; y < p.height; ++y)
       for (int x = 0; x < to.samplesInRow(plane); ++x)
-        store(to.at(plane, y, x), to.pixels.sampleSize,
-              wave(x / channels, y, plane + x % channels, range) - offset);
+        store(to.at(plane, y, x), to.pixels.sampleSize, wave(x / channels, y, plane + x % channels, range) - offset);
   }
 }
 
@@ -227,8 +227,7 @@ inline Bytes convert(const Bytes& file, const char* format, const MoxcWriteOptio
   return kind == moxcOk ? taken(bytes, count) : Bytes();
 }
 
-inline Bytes transcode(const Bytes& file, const MoxcTranscodeOptions* options = nullptr,
-                       const MoxcRun* run = nullptr) {
+inline Bytes transcode(const Bytes& file, const MoxcTranscodeOptions* options = nullptr, const MoxcRun* run = nullptr) {
   void* bytes = nullptr;
   std::size_t count = 0;
   const MoxcTarget target = moxcMemoryTarget(&bytes, &count);
