@@ -4,30 +4,31 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "base/problem.h"
 #include "jpeg/jpeg.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace moxj;
-  const std::span<const std::uint8_t> file(data, size);
-  const Limits limits{.maxPixels = 1 << 18};
-  const jpeg::DecodeOptions options{
-      .smooth = size % 2 == 0, .fastMcu = size % 3 == 0, .inks = size % 5 == 0, .maxScans = 20};
-  try {
-    const Decoded decoded = jpeg::decode(file, limits, {}, options);
-    if (decoded.complete != decoded.warning.empty()) std::abort();
-  } catch (const Problem&) {
-  }
-  try {
-    jpeg::decodeImage(file, limits, {}, options);
-  } catch (const Problem&) {
+  const ByteSpan file(data, size);
+  const Limits limits{.maxPixels = 1 << 18, .maxScans = 20};
+  for (const bool native : {false, true}) {
+    const jpeg::DecodeOptions options{
+        .smooth = size % 2 == 0, .fastMcu = size % 3 == 0, .inks = size % 5 == 0, .native = native};
+    try {
+      PictureCollector collector;
+      Work work(limits);
+      const Outcome outcome = jpeg::decode(file, options, collector, work);
+      if (outcome.complete != outcome.warning.empty()) std::abort();
+    } catch (const Problem&) {
+    }
   }
   try {
     using Process = jpeg::TranscodeOptions::Process;
-    const jpeg::Transcoded made =
-        jpeg::transcode(file, {.process = size % 2 ? Process::progressive : Process::sequential}, limits, {}, options);
+    MemoryOutput made;
+    Work work(limits), other;
+    jpeg::transcode(file, {.process = size % 2 ? Process::progressive : Process::sequential}, made, work);
     // The output of the transcoder must be complete.
-    if (!jpeg::decode({made.file.data(), made.file.size()}, limits).complete) std::abort();
+    PictureCollector collector;
+    if (!jpeg::decode({made.bytes.data(), made.bytes.size()}, {}, collector, other).complete) std::abort();
   } catch (const Problem&) {
   }
   try {

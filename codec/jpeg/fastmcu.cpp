@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 #include "jpeg/library.h"
@@ -42,7 +43,8 @@ void McuSource::load(int mcu) {
   const int wide = frame_.mcuWidth(), high = frame_.mcuHeight();
   const int left = mcu * wide;
   const std::array<Mox16s*, 3> to = layout_.pointers(blocks_);
-  if (left + wide <= frame_.width && rows_ == high && static_cast<std::int32_t>(step_) == step_) {
+  const bool stepFits = step_ > 0 && step_ <= std::numeric_limits<std::int32_t>::max();
+  if (left + wide <= frame_.width && rows_ == high && stepFits) {
     require(functions_->toBlocks(top_ + std::ptrdiff_t{3} * left, static_cast<std::int32_t>(step_), to.data()),
             "the colour conversion of an MCU");
     return;

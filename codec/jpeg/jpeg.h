@@ -22,15 +22,15 @@ namespace moxj::jpeg {
 enum class Sampling { s444, s422, s420 };
 
 struct EncodeOptions {
-  int quality = 75;                   // 1 to 100
-  std::optional<Sampling> sampling;   // of RGB; default 4:2:0
-  bool grayscale = false;             // luminance only; a grey picture always becomes a grey file
-  int restart = 0;                    // restart interval, 0: none
-  bool restartInRows = false;         // in MCU rows of each scan instead of MCUs
-  bool fastMcu = false;               // colours and sampling MCU by MCU, slightly less accurate; not for grey
-  bool optimize = false;              // optimal tables, in a second pass; progressive files always have them
-  bool progressive = false;           // with the same scans as cjpeg
-  std::optional<Script> script = {};  // the scans, sequential or progressive; overrides `progressive`
+  int quality = 75;                       // 1 to 100
+  std::optional<Sampling> sampling = {};  // of RGB; default 4:2:0
+  bool grayscale = false;                 // luminance only; a grey picture always becomes a grey file
+  int restart = 0;                        // restart interval, 0: none
+  bool restartInRows = false;             // in MCU rows of each scan instead of MCUs
+  bool fastMcu = false;                   // colours and sampling MCU by MCU, slightly less accurate; not for grey
+  bool optimize = false;                  // optimal tables, in a second pass; progressive files always have them
+  bool progressive = false;               // with the same scans as cjpeg
+  std::optional<Script> script = {};      // the scans, sequential or progressive; overrides `progressive`
 };
 
 // A sink that encodes a picture as a JFIF file; by default baseline with the tables of T.81 Annex K, which is coded and

@@ -18,8 +18,8 @@ bool isGrey(const Picture& picture, int firstRow, int endRow) {
 TEST(Decode, FlatPicturesComeBackExactly) {
   for (const int value : {0, 1, 77, 128, 254, 255}) {
     for (const int channels : {1, 3}) {
-      Picture flat = Picture::make(19, 21, channels);
-      std::memset(flat.samples, value, flat.rowBytes() * 21);
+      Picture flat = Picture::bytes(19, 21, channels);
+      std::memset(flat.row(0), value, flat.rowBytes() * 21);
       for (const Sampling sampling : {Sampling::s444, Sampling::s422, Sampling::s420}) {
         const Decoded decoded = decodeFile(fileOf(flat, {.quality = 100, .sampling = sampling}));
         EXPECT_TRUE(decoded.complete);
@@ -44,15 +44,19 @@ TEST(Decode, RestartIntervalsDoNotChangeThePicture) {
   }
 }
 
-// decodeFile() compares with the whole picture.
-TEST(Decode, RowsGoToASinkInBands) {
+int bandsOf(const File& file, const DecodeOptions& options = {}) {
+  Collector collector;
+  Work work;
+  decode(file, options, collector, work);
+  return collector.bands;
+}
+
+TEST(Decode, RowsComeInBands) {
   for (const int channels : {1, 3}) {
     for (const Sampling sampling : {Sampling::s444, Sampling::s420}) {
       const Picture picture = testPicture(1500, 130, channels);
       const File file = fileOf(picture, {.sampling = sampling, .restart = 1, .restartInRows = true});
-      Collector collector;
-      decodeInto(collector, file, {});
-      EXPECT_GE(collector.bands, 4);
+      EXPECT_GE(bandsOf(file), 4);
       decodeFile(file);
       for (std::size_t length = file.size() / 8; length < file.size(); length += file.size() / 8 - 1)
         decodeFile(File(file.begin(), file.begin() + length));
@@ -60,13 +64,143 @@ TEST(Decode, RowsGoToASinkInBands) {
   }
 }
 
-TEST(Decode, NarrowPicturesGoToASinkInFewBands) {
+TEST(Decode, NarrowPicturesComeInFewBands) {
   const File file = fileOf(testPicture(3, 5000, 3));
-  Collector collector;
-  decodeInto(collector, file, {});
-  EXPECT_LE(collector.bands, 3);
+  EXPECT_LE(bandsOf(file), 3);
   decodeFile(file);
 }
+
+// A small picture is one band, whose memory a sink may keep.
+TEST(Decode, SmallPicturesAreNotCopied) {
+  const File file = fileOf(testPicture(30, 30, 3));
+  PictureCollector collector;
+  Work work;
+  decode(file, {}, collector, work);
+  const std::uint64_t used = work.budget.used();
+  Collector copier;
+  Work other;
+  decode(file, {}, copier, other);
+  EXPECT_EQ(used, other.budget.used());
+  expectSame(collector.picture(), copier.picture);
+}
+
+TEST(Decode, MemoryIsLimited) {
+  constexpr std::uint64_t kMemory = std::uint64_t{3} << 20;
+  const Picture picture = testPicture(1200, 800, 3, 0);
+  const auto decodeWith = [](const File& file, const DecodeOptions& options = {}) {
+    Collector collector;
+    Work work(Limits{.maxMemory = kMemory});
+    decode(file, options, collector, work);
+    EXPECT_GT(work.budget.used(), 0u);
+  };
+  decodeWith(fileOf(picture));
+  decodeWith(fileOf(picture), {.fastMcu = true});
+  decodeWith(fileOf(picture), {.native = true});
+  decodeWith(losslessFileOf(picture));  // one byte a sample
+  const File progressive = fileOf(picture, {.sampling = Sampling::s444, .progressive = true});
+  expectProblem(Kind::limit, "bytes of memory are needed", [&] { decodeWith(progressive); });
+  expectProblem(Kind::limit, "bytes of memory are needed", [&] {
+    MemoryOutput output;
+    Work work(Limits{.maxMemory = kMemory});
+    transcode(progressive, {}, output, work);
+  });
+}
+
+// ---- Components as they are coded ---------------------------------------------------------------------------------
+
+// The file with all components but one taken out of the frame and scan headers of a file with one scan per component.
+File componentAlone(const File& file, int index) {
+  File alone;
+  SegmentWalker walker(file);
+  int scan = 0;
+  while (const auto segment = walker.next()) {
+    const std::size_t end = segment->marker == marker::sos ? findScanEnd(file, segment->end) : segment->end;
+    File bytes(file.begin() + segment->offset, file.begin() + end);
+    walker.seek(end);
+    if (marker::isFrameHeader(segment->marker)) {
+      bytes[3] = 11;
+      bytes[9] = 1;
+      std::copy_n(bytes.begin() + 10 + 3 * index, 3, bytes.begin() + 10);
+      bytes.resize(13);
+      const Frame frame = parseFrame(*segment);
+      bytes[5] = static_cast<std::uint8_t>(frame.components[index].height >> 8);
+      bytes[6] = static_cast<std::uint8_t>(frame.components[index].height);
+      bytes[7] = static_cast<std::uint8_t>(frame.components[index].width >> 8);
+      bytes[8] = static_cast<std::uint8_t>(frame.components[index].width);
+    }
+    if (segment->marker == marker::sos && scan++ != index) continue;
+    alone.insert(alone.end(), bytes.begin(), bytes.end());
+  }
+  return alone;
+}
+
+TEST(Native, PlanesAreTheComponentsAsTheyAreCoded) {
+  const Script script = parseScript("0;1;2;", "script");
+  for (const Sampling sampling : {Sampling::s444, Sampling::s422, Sampling::s420}) {
+    for (int size = 1; size <= 40; ++size) {
+      const Picture picture = testPicture(size, 1 + size * 17 % 40, 3, 20);
+      const File file = fileOf(picture, {.quality = 90, .sampling = sampling});
+      const File scans = fileOf(picture, {.quality = 90, .sampling = sampling, .script = script});
+      const Decoded decoded = decodeFile(file, {.native = true});
+      expectSame(decoded.picture, decodeFile(scans, {.native = true}).picture);
+      ASSERT_EQ(decoded.picture.planes.size(), 3u);
+      EXPECT_EQ(decoded.picture.colour, Colour::ycbcr);
+      for (int i = 0; i < 3; ++i) {
+        const Plane& plane = decoded.picture.planes[static_cast<std::size_t>(i)];
+        EXPECT_EQ(plane.dx, i > 0 && sampling != Sampling::s444 ? 2 : 1);
+        EXPECT_EQ(plane.dy, i > 0 && sampling == Sampling::s420 ? 2 : 1);
+        const Picture alone = decodeFile(componentAlone(scans, i)).picture;
+        ASSERT_EQ(plane.width, alone.width);
+        ASSERT_EQ(plane.height, alone.height);
+        for (int y = 0; y < plane.height; ++y) {
+          for (int x = 0; x < plane.width; ++x) ASSERT_EQ(plane.at(x, y), alone.planes[0].at(x, y));
+        }
+      }
+    }
+  }
+}
+
+TEST(Native, GreyFilesAndMissingRows) {
+  const File grey = fileOf(testPicture(33, 47, 1));
+  expectSame(decodeFile(grey, {.native = true}).picture, decodeFile(grey).picture);
+  const File file = fileOf(testPicture(48, 96, 3));
+  const Layout layout(file);
+  const Decoded cut =
+      decodeFile(File(file.begin(), file.begin() + (layout.dataBegin + layout.dataEnd) / 2), {.native = true});
+  EXPECT_FALSE(cut.complete);
+  for (const Plane& plane : cut.picture.planes) EXPECT_EQ(plane.at(0, plane.height - 1), kGreySample);
+}
+
+TEST(Native, ComponentsOfFractionalSizeAreUpsampled) {
+  File file = fileOf(testPicture(48, 48, 3), {.sampling = Sampling::s444});
+  const Layout layout(file);
+  file[layout.body(marker::sof0) + 7] = 0x31;
+  file[layout.body(marker::sof0) + 10] = 0x21;
+  const Decoded decoded = decodeFile(file, {.native = true});
+  EXPECT_EQ(decoded.picture.colour, Colour::rgb);
+  expectSame(decoded.picture, decodeFile(file).picture);
+}
+
+TEST(Native, FourComponentsAreInks) {
+  Picture flat = Picture::bytes(48, 48, 3);
+  std::memset(flat.row(0), 128, flat.rowBytes() * 48);
+  File file = fileOf(flat, {.sampling = Sampling::s444});
+  file = withInserted(file, Layout(file).find(marker::sof0).end, {4, 0x11, 0});
+  file[Layout(file).body(marker::sof0) - 1] += 3;
+  file[Layout(file).body(marker::sof0) + 5] = 4;
+  file = withInserted(file, Layout(file).find(marker::sos).end - 3, {4, 0});
+  file[Layout(file).body(marker::sos) - 1] += 2;
+  file[Layout(file).body(marker::sos)] = 4;
+  for (const DecodeOptions& options : {DecodeOptions{.inks = true}, DecodeOptions{.native = true}}) {
+    const Picture picture = decodeFile(file, options).picture;
+    EXPECT_EQ(picture.colour, Colour::cmyk);
+    EXPECT_TRUE(picture.inverted);
+    EXPECT_EQ(picture.planes.size(), 4u);
+  }
+  EXPECT_EQ(decodeFile(file).picture.colour, Colour::rgb);
+}
+
+// ---- Damage -------------------------------------------------------------------------------------------------------
 
 TEST(Decode, MissingEndMarkerIsOnlyNoted) {
   File file = fileOf(testPicture(40, 24, 3));
@@ -207,8 +341,8 @@ TEST_F(ResyncTest, WithoutIntervalsTheRestIsGrey) {
 TEST(Decode, TwoComponentsShowTheFirst) {
   // A file of three components whose third is removed from the headers. The data of each MCU is then misread, but in a
   // flat picture all blocks are the same.
-  Picture flat = Picture::make(24, 24, 3);
-  std::memset(flat.samples, 128, flat.rowBytes() * 24);
+  Picture flat = Picture::bytes(24, 24, 3);
+  std::memset(flat.row(0), 128, flat.rowBytes() * 24);
   File file = fileOf(flat, {.sampling = Sampling::s444});
   const Layout layout(file);
   const std::size_t sos = layout.body(marker::sos), sof = layout.body(marker::sof0);
@@ -218,7 +352,7 @@ TEST(Decode, TwoComponentsShowTheFirst) {
   file = without(file, sos + 5, sos + 7);
   file = without(file, sof + 12, sof + 15);
   const Decoded decoded = decodeFile(file);
-  EXPECT_EQ(decoded.picture.channels, 1);
+  EXPECT_EQ(decoded.picture.planes.size(), 1u);
   ASSERT_FALSE(decoded.notes.empty());
   EXPECT_EQ(decoded.notes[0], "two components of unknown meaning, the first is used as grey");
   EXPECT_EQ(inspect(file).colourModel, "unknown");
@@ -226,8 +360,8 @@ TEST(Decode, TwoComponentsShowTheFirst) {
 
 // Separate scans, made from a file with one scan by giving it a header for the first component only.
 TEST(Decode, AComponentCodedTwiceEndsThePicture) {
-  Picture flat = Picture::make(24, 24, 3);
-  std::memset(flat.samples, 90, flat.rowBytes() * 24);
+  Picture flat = Picture::bytes(24, 24, 3);
+  std::memset(flat.row(0), 90, flat.rowBytes() * 24);
   const File file = fileOf(flat, {.sampling = Sampling::s444});
   const Layout layout(file);
   File first(file.begin(), file.begin() + layout.find(marker::sos).offset);
@@ -243,8 +377,8 @@ TEST(Decode, AComponentCodedTwiceEndsThePicture) {
 
 TEST(Decode, OrderOfComponentsInTheScanIsFree) {
   // A picture of one grey: the DC differences of all MCUs but the first are 0, in any order of components.
-  Picture grey = Picture::make(32, 32, 3);
-  std::memset(grey.samples, 200, grey.rowBytes() * 32);
+  Picture grey = Picture::bytes(32, 32, 3);
+  std::memset(grey.row(0), 200, grey.rowBytes() * 32);
   File file = fileOf(grey, {.sampling = Sampling::s444});
   const Layout layout(file);
   File reordered = file;

@@ -9,7 +9,7 @@ namespace {
 
 Frame frameOf(const Picture& picture, int horizontal, int vertical) {
   Frame frame{.width = picture.width, .height = picture.height, .components = {{.id = 1}}};
-  if (picture.channels == 3) {
+  if (picture.planes.size() == 3) {
     frame.components[0].horizontal = horizontal;
     frame.components[0].vertical = vertical;
     frame.components.push_back({.id = 2});
@@ -25,7 +25,7 @@ std::vector<File> converted(const Picture& picture, int component) {
   for (int y = 0; y < picture.height; ++y) {
     File planes[3] = {File(picture.width), File(picture.width), File(picture.width)};
     Mox8u* const to[3] = {planes[0].data(), planes[1].data(), planes[2].data()};
-    if (picture.channels == 1) {
+    if (picture.planes.size() == 1) {
       planes[0].assign(picture.row(y), picture.row(y) + picture.width);
     } else {
       require(moxiRGBToYCbCr_JPEG_8u_C3P3R(picture.row(y), 3 * picture.width, to, picture.width, {picture.width, 1}),
@@ -38,9 +38,10 @@ std::vector<File> converted(const Picture& picture, int component) {
 
 void checkStrips(const Picture& picture, int horizontal, int vertical) {
   const Frame frame = frameOf(picture, horizontal, vertical);
-  SampleStrips strips(picture, frame);
+  Budget budget(1 << 30);
+  SampleStrips strips(picture, frame, budget);
   for (int mcuRow = 0; mcuRow < frame.mcusHigh; ++mcuRow) {
-    strips.loadRow(mcuRow);
+    strips.loadRow(picture, mcuRow * frame.mcuHeight());
     for (std::size_t i = 0; i < frame.components.size(); ++i) {
       const FrameComponent& c = frame.components[i];
       const std::vector<File> full = converted(picture, static_cast<int>(i));

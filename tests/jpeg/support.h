@@ -13,6 +13,7 @@
 #include "base/problem.h"
 #include "jpeg/jpeg.h"
 #include "jpeg/syntax.h"
+#include "pictures/rows.h"
 
 namespace moxj::jpeg {
 
@@ -20,7 +21,7 @@ using File = std::vector<std::uint8_t>;
 
 // Smooth waves, with `noise` added: every block differs from its neighbours.
 inline Picture testPicture(int width, int height, int channels, int noise = 20, std::uint32_t seed = 1) {
-  Picture picture = Picture::make(width, height, channels);
+  Picture picture = Picture::bytes(width, height, channels);
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {
       for (int c = 0; c < channels; ++c) {
@@ -34,50 +35,121 @@ inline Picture testPicture(int width, int height, int channels, int noise = 20, 
   return picture;
 }
 
+inline File bytesOf(const MemoryOutput& output) { return File(output.bytes.begin(), output.bytes.end()); }
+
 inline File fileOf(const Picture& picture, const EncodeOptions& options = {}) {
-  const Bytes bytes = encode(picture, options);
-  return File(bytes.begin(), bytes.end());
+  MemoryOutput output;
+  Work work;
+  pushPicture(picture, *encoder(output, options, work));
+  return bytesOf(output);
 }
 
-// Puts together a picture from its bands.
+inline File losslessFileOf(const Picture& picture, const LosslessOptions& options = {}) {
+  MemoryOutput output;
+  Work work;
+  pushPicture(picture, *losslessEncoder(output, options, work));
+  return bytesOf(output);
+}
+
+struct Transcoded : Outcome {
+  File file;
+};
+
+inline Transcoded transcodeFile(const File& file, const TranscodeOptions& options, const Limits& limits = {}) {
+  MemoryOutput output;
+  Work work(limits);
+  Transcoded made;
+  static_cast<Outcome&>(made) = transcode(file, options, output, work);
+  made.file = bytesOf(output);
+  return made;
+}
+
+// Puts together a picture from its bands, which must be as rows.h says.
 struct Collector : RowSink {
   Picture picture;
-  int got = 0, bands = 0;
-  void begin(int width, int height, int channels) override { picture = Picture::make(width, height, channels); }
+  int got = 0, bands = 0, ends = 0;
+  void begin(const Picture& layout) override {
+    EXPECT_FALSE(picture.hasSamples());
+    EXPECT_FALSE(layout.hasSamples());
+    picture = layout;
+    picture.allocate();
+  }
   void rows(const Picture& band) override {
-    EXPECT_GT(band.height, 0);
-    EXPECT_LE(got + band.height, picture.height);
-    for (int y = 0; y < band.height; ++y) std::memcpy(picture.row(got++), band.row(y), picture.rowBytes());
+    EXPECT_EQ(ends, 0);
+    ASSERT_GT(band.height, 0);
+    ASSERT_LE(got + band.height, picture.height);
+    ASSERT_EQ(band.planes.size(), picture.planes.size());
+    const Picture to = picture.band(got, band.height);
+    for (std::size_t i = 0; i < band.planes.size(); ++i) {
+      const Plane &plane = band.planes[i], &target = to.planes[i];
+      EXPECT_TRUE(band.height % plane.dy == 0 || got + band.height == picture.height);
+      ASSERT_EQ(plane.width, target.width);
+      ASSERT_EQ(plane.height, target.height);
+      ASSERT_EQ(plane.element, target.element);
+      for (int y = 0; y < plane.height; ++y) {
+        visitRow(plane, y, [&]<class Sample>(const Sample* row) {
+          for (std::ptrdiff_t x = 0; x < plane.width; ++x)
+            target.row<Sample>(y)[x * target.pixelStep] = row[x * plane.pixelStep];
+        });
+      }
+    }
+    got += band.height;
     ++bands;
+  }
+  void end() override {
+    EXPECT_EQ(got, picture.height);
+    ++ends;
   }
 };
 
-// Decodes a file as a whole and row by row, and checks that both agree in everything.
+inline void expectSame(const Picture& a, const Picture& b) {
+  ASSERT_EQ(a.width, b.width);
+  ASSERT_EQ(a.height, b.height);
+  EXPECT_EQ(a.colour, b.colour);
+  ASSERT_EQ(a.planes.size(), b.planes.size());
+  for (std::size_t i = 0; i < a.planes.size(); ++i) {
+    ASSERT_EQ(a.planes[i].width, b.planes[i].width);
+    ASSERT_EQ(a.planes[i].height, b.planes[i].height);
+    ASSERT_EQ(a.planes[i].bits, b.planes[i].bits);
+    for (int y = 0; y < a.planes[i].height; ++y) {
+      for (int x = 0; x < a.planes[i].width; ++x)
+        ASSERT_EQ(a.planes[i].at(x, y), b.planes[i].at(x, y)) << "plane " << i << ": " << x << ", " << y;
+    }
+  }
+}
+
+struct Decoded : Outcome {
+  Picture picture;
+};
+
+// Decodes a file into a sink that copies its bands and into one that may share them, and checks that both get the same.
 inline Decoded decodeFile(const File& file, const DecodeOptions& options = {}, const Limits& limits = {}) {
-  Collector collector;
-  Decoded inRows, whole;
+  Collector copier;
+  PictureCollector collector;
+  Decoded decoded;
+  Outcome copied;
   std::string failure;
   try {
-    inRows = decodeInto(collector, file, limits, {}, options);
+    Work work(limits);
+    copied = decode(file, options, copier, work);
   } catch (const Problem& thrown) {
     failure = thrown.what();
   }
   try {
-    whole = decode(file, limits, {}, options);
+    Work work(limits);
+    static_cast<Outcome&>(decoded) = decode(file, options, collector, work);
   } catch (const Problem& thrown) {
     EXPECT_EQ(failure, thrown.what());
     throw;
   }
   EXPECT_EQ(failure, "");
-  EXPECT_EQ(inRows.picture.samples, nullptr);
-  EXPECT_EQ(inRows.complete, whole.complete);
-  EXPECT_EQ(inRows.warning, whole.warning);
-  EXPECT_EQ(inRows.notes, whole.notes);
-  EXPECT_EQ(collector.got, whole.picture.height);
-  for (int y = 0; y < whole.picture.height; ++y) {
-    EXPECT_EQ(std::memcmp(collector.picture.row(y), whole.picture.row(y), whole.picture.rowBytes()), 0) << y;
-  }
-  return whole;
+  EXPECT_EQ(copied.complete, decoded.complete);
+  EXPECT_EQ(copied.warning, decoded.warning);
+  EXPECT_EQ(copied.notes, decoded.notes);
+  EXPECT_EQ(copier.ends, 1);
+  decoded.picture = collector.picture();
+  expectSame(copier.picture, decoded.picture);
+  return decoded;
 }
 
 // The segments of a file up to its first scan, and the position of the data of that scan.
@@ -136,7 +208,7 @@ inline void expectRefused(const File& file, const std::string& words, Kind kind 
 inline int largestDifference(const Picture& a, const Picture& b, int firstRow = 0, int endRow = 1 << 30) {
   EXPECT_EQ(a.width, b.width);
   EXPECT_EQ(a.height, b.height);
-  EXPECT_EQ(a.channels, b.channels);
+  EXPECT_EQ(a.planes.size(), b.planes.size());
   int largest = 0;
   for (int y = firstRow; y < std::min(a.height, endRow); ++y) {
     for (std::size_t i = 0; i < a.rowBytes(); ++i) largest = std::max(largest, std::abs(a.row(y)[i] - b.row(y)[i]));
