@@ -16,7 +16,7 @@ namespace {
 
 constexpr int kMaxBits = 31;
 constexpr std::size_t kMaxHeaderBytes = 128;
-constexpr std::size_t kBandBytes = std::size_t{64} << 10;
+constexpr std::size_t kWriteBytes = std::size_t{64} << 10;
 
 // The bytes of a sample in a file.
 constexpr int bytesOf(int bits) { return bits > 16 ? 4 : bits > 8 ? 2 : 1; }
@@ -102,7 +102,7 @@ class PgxReader : public RowSource {
     const Picture layout = readLayout();
     const std::size_t rowBytes =
         static_cast<std::size_t>(layout.width) * static_cast<std::size_t>(bytesOf(header_.bits));
-    Picture buffer = layout.band(0, bandRows(layout));
+    Picture buffer = layout.band(0, rowsOfBand(layout));
     buffer.allocate(&work_.budget);
     work_.budget.charge(rowBytes, 1);
     row_.resize(rowBytes);
@@ -140,11 +140,6 @@ class PgxReader : public RowSource {
                                      Colour::grey);
     layout.planes[0] = Plane::of(layout.width, layout.height, header_.bits, header_.isSigned);
     return layout;
-  }
-
-  static int bandRows(const Picture& layout) {
-    return static_cast<int>(
-        std::clamp<std::size_t>(kBandBytes / layout.rowBytes(), 1, static_cast<std::size_t>(layout.height)));
   }
 
   void skipHeader(ByteStream& bytes) const {
@@ -201,7 +196,7 @@ class PgxWriter : public RowSink {
     const Plane& plane = band.planes[0];
     for (int y = 0; y < plane.height; ++y) {
       visitRow(plane, y, [&](const auto* from) { append(from, plane); });
-      if (bytes_.size() >= kBandBytes) flush();
+      if (bytes_.size() >= kWriteBytes) flush();
     }
   }
 

@@ -16,7 +16,6 @@ namespace moxj::png {
 namespace {
 
 constexpr std::size_t kChunkBytes = std::size_t{64} << 10;
-constexpr std::size_t kBandBytes = std::size_t{64} << 10;
 constexpr int kRowsOfReport = 64;
 
 class Reader : public RowSource {
@@ -113,15 +112,9 @@ class Reader : public RowSource {
     layout_ = Picture::layout(layout_.width, layout_.height, channels, bits, channels < 3 ? Colour::grey : Colour::rgb);
     if (channels % 2 == 0) layout_.opacity = Opacity::straight;
     rows_ = layout_;
-    if (!interlaced()) rows_ = layout_.band(0, bandRows());
+    if (!interlaced()) rows_ = layout_.band(0, rowsOfBand(layout_));
     rows_.allocate(&work_.budget);
     if (interlaced()) rows_.clear();
-  }
-
-  int bandRows() const {
-    const std::size_t rowBytes = layout_.rowBytes();
-    return static_cast<int>(
-        std::clamp<std::size_t>(kBandBytes / rowBytes, 1, static_cast<std::size_t>(layout_.height)));
   }
 
   void giveBand() {

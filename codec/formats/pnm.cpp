@@ -18,7 +18,7 @@ namespace moxj {
 
 namespace {
 
-constexpr std::size_t kBandBytes = std::size_t{64} << 10;
+constexpr std::size_t kWriteBytes = std::size_t{64} << 10;
 
 // ---- Header --------------------------------------------------------------------------------------------------------
 
@@ -108,7 +108,7 @@ class PnmReader : public RowSource {
   Outcome push(RowSink& sink) override {
     const Picture layout = readLayout();
     const std::size_t rowSamples = static_cast<std::size_t>(layout.width) * layout.planes.size();
-    Picture buffer = layout.band(0, bandRows(layout));
+    Picture buffer = layout.band(0, rowsOfBand(layout));
     buffer.allocate(&work_.budget);
     std::uint64_t count = 0, wanted = 0;
     for (int y = 0; y < layout.height; y += buffer.height) {
@@ -140,11 +140,6 @@ class PnmReader : public RowSource {
                         header_.bits(), header_.channels == 3 ? Colour::rgb : Colour::grey);
     for (Plane& plane : layout.planes) plane.maxval = header_.maxval;
     return layout;
-  }
-
-  static int bandRows(const Picture& layout) {
-    return static_cast<int>(
-        std::clamp<std::size_t>(kBandBytes / layout.rowBytes(), 1, static_cast<std::size_t>(layout.height)));
   }
 
   // Returns how many samples there are.
@@ -229,7 +224,7 @@ class PnmWriter : public RowSink {
     packed_.begin(band);
     for (int y = 0; y < band.height; ++y) {
       bytes_.append(packed_.row(y), band.rowBytes());
-      if (bytes_.size() >= kBandBytes || y == band.height - 1) writeBytes(band.planes[0].element);
+      if (bytes_.size() >= kWriteBytes || y == band.height - 1) writeBytes(band.planes[0].element);
     }
   }
 

@@ -156,7 +156,8 @@ class Ssim {
   void filterRow(int y, MomentRow& out) {
     const Type* a = a_.row(y);
     const Type* b = b_.row(y);
-    for (std::size_t x = 0; x < samples_[meanA].size(); ++x, a += a_.pixelStep(), b += b_.pixelStep()) {
+    const std::ptrdiff_t stepA = a_.pixelStep(), stepB = b_.pixelStep();
+    for (std::size_t x = 0, width = samples_[meanA].size(); x < width; ++x, a += stepA, b += stepB) {
       const double p = *a, q = *b;
       samples_[meanA][x] = p;
       samples_[meanB][x] = q;
@@ -230,12 +231,13 @@ class Comparer {
   Difference differenceOf(const Channel<Type>& a, const Channel<Type>& b, std::uint64_t done) {
     // Squares of more than 16 bits do not fit the sum of integers.
     std::conditional_t<sizeof(Type) == 4, double, std::uint64_t> squares = 0;
+    const std::ptrdiff_t stepA = a.pixelStep(), stepB = b.pixelStep();
     Difference difference;
     for (int y = 0; y < a_.height; ++y) {
       report(done, y);
       const Type* p = a.row(y);
       const Type* q = b.row(y);
-      for (int x = 0; x < a_.width; ++x, p += a.pixelStep(), q += b.pixelStep()) {
+      for (int x = 0; x < a_.width; ++x, p += stepA, q += stepB) {
         const auto distance = static_cast<std::uint32_t>(*p > *q ? *p - *q : *q - *p);
         difference.max = std::max(difference.max, distance);
         if constexpr (sizeof(Type) == 1)

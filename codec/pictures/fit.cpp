@@ -6,6 +6,7 @@
 #include <numeric>
 #include <utility>
 
+#include "base/arithmetic.h"
 #include "base/problem.h"
 #include "pictures/convert.h"
 
@@ -231,15 +232,11 @@ Conversion conversionOf(const Picture& from, const Holds& holds, Notes& notes) {
 
 // ---- The sink ------------------------------------------------------------------------------------------------------
 
-constexpr std::uint64_t kSliceBytes = std::uint64_t{64} << 10;
-
 // Bands begin at rows that all planes have.
 int rowsAtOnce(const Picture& from, const Picture& to) {
   int multiple = 1;
   for (const Plane& plane : from.planes) multiple = std::lcm(multiple, plane.dy);
-  const std::uint64_t rowBytes = std::max<std::uint64_t>(to.bytes() / static_cast<std::uint64_t>(to.height), 1);
-  const int rows = static_cast<int>(std::clamp<std::uint64_t>(kSliceBytes / rowBytes, 1, 1024));
-  return std::min((rows + multiple - 1) / multiple * multiple, to.height);
+  return std::min(ceilDiv(rowsOfBand(to), multiple) * multiple, to.height);
 }
 
 class FittingSink : public RowSink {

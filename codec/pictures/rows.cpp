@@ -33,6 +33,15 @@ void copyRows(const Picture& from, const Picture& to) {
 
 }  // namespace
 
+int rowsOfBand(const Picture& layout) {
+  constexpr std::uint64_t kBandBytes = std::uint64_t{64} << 10, kMaxBandBytes = std::uint64_t{1} << 20, kMcuRows = 16;
+  const std::uint64_t height = static_cast<std::uint64_t>(layout.height);
+  const std::uint64_t rowBytes = std::max<std::uint64_t>(layout.bytes() / height, 1);
+  std::uint64_t rows = std::max<std::uint64_t>(kBandBytes / rowBytes / kMcuRows, 1) * kMcuRows;
+  if (rows * rowBytes > kMaxBandBytes) rows = std::max<std::uint64_t>(kMaxBandBytes / rowBytes, 1);
+  return static_cast<int>(std::min(rows, height));
+}
+
 void PictureCollector::begin(const Picture& layout) {
   picture_ = layout;
   filled_ = 0;

@@ -41,6 +41,10 @@ class PictureCollector : public RowSink {
   int filled_ = 0;  // rows
 };
 
+// How many rows of a picture a band should have: what fits the processor's cache, and whole MCU rows unless the picture is
+// very wide.
+int rowsOfBand(const Picture& layout);
+
 // Gives a picture in memory to a sink, as one band.
 inline void pushPicture(const Picture& picture, RowSink& sink) {
   Picture layout = picture;
