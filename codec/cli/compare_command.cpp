@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstring>
 #include <nlohmann/json.hpp>
-#include <span>
+#include <string_view>
 
 #include "cli/commands.h"
 #include "cli/input.h"
@@ -57,6 +57,14 @@ Json jsonOf(const MoxcComparison& comparison) {
   return json;
 }
 
+// The library does not know the names of the files.
+CallError withName(CallError error, const std::string& first) {
+  constexpr std::string_view kFirst = "the first picture";
+  if (const std::size_t at = error.text.find(kFirst); at != std::string::npos)
+    error.text.replace(at, kFirst.size(), first);
+  return error;
+}
+
 }  // namespace
 
 ExitStatus runCompare(const Settings& settings, Console& console) {
@@ -71,12 +79,16 @@ ExitStatus runCompare(const Settings& settings, Console& console) {
   const MoxcKind kind =
       moxcCompare(inputs[0].source(), inputs[1].source(), call.run(), &comparison, reports[0].get(), reports[1].get());
   std::vector<ExitStatus> statuses;
-  for (int i : {0, 1}) {
+  for (const int i : {0, 1}) {
+    const MoxcReport* const report = reports[i].get();
     inputs[i].check();
-    statuses.push_back(reportCall(console, names[i], moxcReportKind(reports[i].get()), reports[i].get(), settings));
+    statuses.push_back(reportOutcome(console, names[i], report));
+    if (moxcReportKind(report) != moxcOk)
+      return reportError(console, names[i], withName(errorOf(kind, report), names[0]), settings);
   }
-  if (kind == moxcOk) writeText(settings.json ? jsonOf(comparison).dump(2) + "\n" : textOf(comparison));
-  return kind == moxcOk ? firstOf(statuses) : statusOf(kind);
+  if (kind != moxcOk) return statusOf(kind);
+  writeText(settings.json ? jsonOf(comparison).dump(2) + "\n" : textOf(comparison));
+  return firstOf(statuses);
 }
 
 }  // namespace moxj::cli

@@ -35,10 +35,10 @@ constexpr CommandText kCommands[] = {
      "The file name - means standard input. Of several files, each text begins with the file name, and\n"
      "JSON is an array.\n"},
     {Command::compare, "compare", "A B", 2, 2, "Measure the difference between two pictures",
-     "Prints PSNR in dB, the largest difference between two samples and SSIM (1 if equal), for each channel,\n"
-     "opacity included, and for all. The formats may differ. Samples are compared at the larger depth of\n"
-     "the two files, whose largest value (255 for 8 bits) is the peak of the PSNR. The file name - means\n"
-     "standard input.\n"},
+     "Prints PSNR in dB, the largest difference between two samples and SSIM (1 if equal), for each\n"
+     "channel, opacity included, and for all. The formats may differ. Samples are compared at the larger\n"
+     "depth of the two files, whose largest value (255 for 8 bits) is the peak of the PSNR. The file\n"
+     "name - means standard input.\n"},
 };
 
 constexpr std::string_view kNotes = R"(Examples:

@@ -25,15 +25,22 @@ CallError errorOf(MoxcKind kind, const MoxcReport* report) {
   return {kind, moxcReportText(report), moxcReportAdvice(report), moxcReportOption(report)};
 }
 
+ExitStatus reportOutcome(Console& console, const std::string& name, const MoxcReport* report) {
+  for (std::size_t i = 0; i < moxcReportNoteCount(report); ++i) console.fileNote(name, moxcReportNote(report, i));
+  if (moxcReportComplete(report)) return ExitStatus::ok;
+  console.fileWarning(name, moxcReportWarning(report));
+  return ExitStatus::incomplete;
+}
+
+ExitStatus reportError(Console& console, const std::string& name, const CallError& error, const Settings& settings) {
+  console.fileError(name, messageOf(error, displayName(settings.scansFile, true)));
+  return statusOf(error.kind);
+}
+
 ExitStatus reportCall(Console& console, const std::string& name, MoxcKind kind, const MoxcReport* report,
                       const Settings& settings) {
-  for (std::size_t i = 0; i < moxcReportNoteCount(report); ++i) console.fileNote(name, moxcReportNote(report, i));
-  if (!moxcReportComplete(report)) console.fileWarning(name, moxcReportWarning(report));
-  if (kind != moxcOk) {
-    console.fileError(name, messageOf(errorOf(kind, report), displayName(settings.scansFile, true)));
-    return statusOf(kind);
-  }
-  return moxcReportComplete(report) ? ExitStatus::ok : ExitStatus::incomplete;
+  const ExitStatus status = reportOutcome(console, name, report);
+  return kind == moxcOk ? status : reportError(console, name, errorOf(kind, report), settings);
 }
 
 }  // namespace moxj::cli

@@ -46,7 +46,9 @@ class Call {
 
 CallError errorOf(MoxcKind kind, const MoxcReport* report);
 
-// Prints notes, warning and, unless the call succeeded, its error under the name of a file. Returns the status.
+// Print what a report says about a file: notes and warning, and the error of a call that failed. Return the status.
+ExitStatus reportOutcome(Console& console, const std::string& name, const MoxcReport* report);
+ExitStatus reportError(Console& console, const std::string& name, const CallError& error, const Settings& settings);
 ExitStatus reportCall(Console& console, const std::string& name, MoxcKind kind, const MoxcReport* report,
                       const Settings& settings);
 

@@ -258,7 +258,7 @@ class Refused(ToolTest):
         self.write("in", b"P6 16384 16384 255\n" + bytes(1000))
         def small():
             resource.setrlimit(resource.RLIMIT_AS, (500 << 20, 500 << 20))
-        self.expect(LIMIT, "decode", "in", "out.png", preexec_fn=small,
+        self.expect(LIMIT, "encode", "in", "out.jp2", "--max-memory", "100G", preexec_fn=small,
                     error="moxj: in: not enough memory for 16384 x 16384 pixels\n")
         self.assertEqual(self.files(), ["in"])
 

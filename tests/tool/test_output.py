@@ -349,17 +349,19 @@ class Interrupted(OutputTest):
         self.assertEqual(self.read("out.ppm"), pnm(PICTURE))
 
     def test_an_input_that_is_truncated_while_in_use(self):
-        self.write("large.ppm", b"P2 3000 3000 255\n" + b"7 " * 9000000)
-        process = subprocess.Popen([MOXJ, "decode", "large.ppm", "out.png"], cwd=self.directory, stderr=subprocess.PIPE)
+        self.write("large.ppm", b"P6 3000 3000 255\n" + random.Random(1).randbytes(27000000))
+        self.expect(OK, "encode", "large.ppm", "large.jpg", "--quality", "95")
+        os.remove(self.path("large.ppm"))
+        process = subprocess.Popen([MOXJ, "decode", "large.jpg", "out.png"], cwd=self.directory, stderr=subprocess.PIPE)
         mapped = False
         while process.poll() is None and not mapped:
             with open("/proc/%d/maps" % process.pid) as maps:
-                mapped = "large.ppm" in maps.read()
-        os.truncate(self.path("large.ppm"), 0)
+                mapped = "large.jpg" in maps.read()
+        os.truncate(self.path("large.jpg"), 0)
         self.assertEqual(process.stderr.read(), b"moxj: an input file was truncated while in use\n")
         self.assertEqual(process.wait(), REFUSED)
         process.stderr.close()
-        self.assertEqual(self.files(), ["in.png", "large.ppm"])
+        self.assertEqual(self.files(), ["in.png", "large.jpg"])
 
 
 if __name__ == "__main__":

@@ -27,19 +27,21 @@ class Large(ToolTest):
 
     @classmethod
     def setUpClass(cls):
-        cls.pictures = tempfile.mkdtemp(prefix="tool-test-")
-        cls.addClassCleanup(shutil.rmtree, cls.pictures)
+        folder = tempfile.mkdtemp(prefix="tool-test-")
+        cls.addClassCleanup(shutil.rmtree, folder)
+        cls.ppm, cls.png, cls.jpg = (os.path.join(folder, "large." + name) for name in ("ppm", "png", "jpg"))
         grain = random.Random(3).randbytes(3 * WIDTH)
         row = bytes(x // 40 % 192 + grain[x] % 16 for x in range(3 * WIDTH))
-        cls.ppm = os.path.join(cls.pictures, "large.ppm")
+        shifts = [3 * (y * 7 % WIDTH) for y in range(HEIGHT)]
         with open(cls.ppm, "wb") as file:
             file.write(b"P6\n%d %d\n255\n" % (WIDTH, HEIGHT))
-            for y in range(HEIGHT):
-                shift = 3 * (y * 7 % WIDTH)
-                file.write(row[shift:] + row[:shift])
-        cls.jpg, cls.png = (os.path.join(cls.pictures, name) for name in ("large.jpg", "large.png"))
+            file.writelines(row[shift:] + row[:shift] for shift in shifts)
+        compressor = zlib.compressobj(1)
+        data = b"".join(compressor.compress(b"\0" + row[shift:] + row[:shift]) for shift in shifts)
+        with open(cls.png, "wb") as file:
+            file.write(SIGNATURE + chunk(b"IHDR", struct.pack(">IIBBBBB", WIDTH, HEIGHT, 8, RGB, 0, 0, 0)))
+            file.write(chunk(b"IDAT", data + compressor.flush()) + chunk(b"IEND", b""))
         subprocess.run([MOXJ, "encode", cls.ppm, cls.jpg], check=True)
-        subprocess.run([MOXJ, "decode", cls.jpg, cls.png], check=True)
 
 
 @unittest.skipIf(os.environ.get("SANITIZERS"), "sanitizers take memory of their own")
@@ -60,15 +62,13 @@ class Memory(Large):
 
     def test_from_file_to_file(self):
         for command, source, output in (("encode", self.png, "x.jpg"), ("decode", self.jpg, "x.png"),
-                                        ("encode", self.ppm, "x.jpg"), ("decode", self.jpg, "x.ppm"),
-                                        ("decode", self.png, "x.ppm"), ("decode", self.ppm, "x.png")):
+                                        ("encode", self.ppm, "x.jpg"), ("decode", self.jpg, "x.ppm")):
             with self.subTest(source=source, output=output):
                 self.assertLess(self.peak(command, source, output), LIMIT_BYTES)
 
     def test_through_pipes(self):
         for command, source, name in (("encode", self.ppm, "jpg"), ("encode", self.png, "jpg"),
-                                      ("decode", self.jpg, "ppm"), ("decode", self.png, "ppm"),
-                                      ("decode", self.ppm, "png"), ("decode", self.ppm, "pgm")):
+                                      ("decode", self.jpg, "ppm"), ("decode", self.png, "pgm")):
             with self.subTest(source=source, output=name):
                 self.assertLess(self.peak(command, "-", "-", "--format", name, "--quiet", stdin=source), LIMIT_BYTES)
 
@@ -87,7 +87,7 @@ class Streaming(Large):
 
     def test_the_first_rows_come_before_the_last_are_decoded(self):
         """The pipe is full soon, so that the tool waits for its reader."""
-        for source, name in (self.jpg, "ppm"), (self.jpg, "png"), (self.png, "ppm"):
+        for source, name in (self.jpg, "ppm"), (self.png, "ppm"):
             process = subprocess.Popen([MOXJ, "decode", source, "-", "--format", name], stdout=subprocess.PIPE)
             first = process.stdout.read(1)
             before = -1
@@ -109,10 +109,12 @@ class Streaming(Large):
             process = subprocess.Popen([MOXJ, "encode", "-", "-"], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
             writer = threading.Thread(target=process.stdin.write, args=(half,))
             writer.start()
-            self.assertEqual(select.select([process.stdout], [], [], 30)[0], [process.stdout], name)
-            self.assertEqual(process.stdout.read(2), b"\xff\xd8")
+            output = process.stdout.fileno()
+            self.assertEqual(select.select([output], [], [], 30)[0], [output], name)
+            self.assertEqual(os.read(output, 1 << 16)[:2], b"\xff\xd8")
             while writer.is_alive():
-                process.stdout.read(1 << 16)
+                if select.select([output], [], [], 0.1)[0]:
+                    os.read(output, 1 << 16)
             writer.join()
             process.kill()
             process.wait()
