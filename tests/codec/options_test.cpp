@@ -1,0 +1,387 @@
+// Every option of every call, with every format, changes the output or is refused.
+#include <functional>
+#include <limits>
+
+#include "support.h"
+
+namespace {
+
+using namespace codec;
+
+// A value of an option, and the formats on which it has an effect.
+template <class Options>
+struct Option {
+  const char* name;
+  std::function<void(Options&)> set;
+  std::string formats;  // separated by spaces, with one before and after each
+};
+
+struct Output {
+  MoxcKind kind = moxcOk;
+  Bytes bytes;
+  std::string text, option;
+};
+
+template <class Call>
+Output outputOf(Call&& call) {
+  void* bytes = nullptr;
+  std::size_t count = 0;
+  const MoxcTarget target = moxcMemoryTarget(&bytes, &count);
+  const Report report;
+  Output output;
+  output.kind = call(target, static_cast<MoxcReport*>(report));
+  output.text = report.text();
+  output.option = moxcReportOption(report);
+  if (output.kind == moxcOk) output.bytes = taken(bytes, count);
+  return output;
+}
+
+bool listed(const std::string& list, const std::string& name) {
+  return list.find(" " + name + " ") != std::string::npos;
+}
+
+template <class Options>
+void checkEffect(const Option<Options>& option, const std::string& format, const Output& with, const Output& without) {
+  SCOPED_TRACE(std::string(option.name) + " for " + format);
+  ASSERT_EQ(moxcOk, without.kind) << without.text;
+  if (listed(option.formats, format)) {
+    EXPECT_EQ(moxcOk, with.kind) << with.text;
+    EXPECT_NE(without.bytes, with.bytes);
+  } else {
+    EXPECT_EQ(moxcBadOption, with.kind);
+    EXPECT_NE("", with.option);
+    EXPECT_EQ(0u, with.text.find(with.option)) << with.text;
+  }
+}
+
+// ---- Writing ------------------------------------------------------------------------------------------------------
+
+using Write = MoxcWriteOptions;
+
+// Base options under which the option is tried.
+void nothing(Write&) {}
+void inLossless(Write& o) { o.lossless = 1; }
+
+struct WriteCase {
+  Option<Write> option;
+  std::function<void(Write&)> base = nothing;
+};
+
+const char* const kDct = " jpg ";
+const char* const kJpeg2000 = " jp2 j2k ";
+
+std::vector<WriteCase> writeCases() {
+  const auto script = "0 1 2: 0-0, 0, 1;\n0: 1-63, 0, 0;\n1: 1-63, 0, 0;\n2: 1-63, 0, 0;\n0 1 2: 0-0, 1, 0;\n";
+  std::vector<WriteCase> cases = {
+      {{"quality", [](Write& o) { o.quality = 40; }, kDct}},
+      {{"sample 4:4:4", [](Write& o) { o.sample = moxcSample444; }, kDct}},
+      {{"sample 4:2:2", [](Write& o) { o.sample = moxcSample422; }, kDct}},
+      {{"grayscale", [](Write& o) { o.grayscale = 1; }, kDct}},
+      {{"progressive", [](Write& o) { o.progressive = 1; }, kDct}},
+      {{"scans", [=](Write& o) { o.scans = script; }, kDct}},
+      {{"optimize", [](Write& o) { o.optimize = 1; }, kDct}},
+      {{"fastMcu", [](Write& o) { o.fastMcu = 1; }, kDct}},
+      {{"restart", [](Write& o) { o.restart = 2; }, kDct}},
+      {{"restartInRows", [](Write& o) { o.restart = 2, o.restartInRows = 1; }, kDct}},
+      {{"restartInRows alone", [](Write& o) { o.restartInRows = 1; }, " "}},
+      {{"lossless", inLossless, kDct}},
+      {{"predictor", [](Write& o) { o.lossless = 1, o.predictor = 3; }, kDct}, inLossless},
+      {{"point", [](Write& o) { o.lossless = 1, o.point = 2; }, kDct}, inLossless},
+      {{"restart of lossless", [](Write& o) { o.lossless = 1, o.restart = 2, o.restartInRows = 1; }, kDct}, inLossless},
+      {{"predictor alone", [](Write& o) { o.predictor = 3; }, " "}},
+      {{"point alone", [](Write& o) { o.point = 3; }, " "}},
+      {{"ratio", [](Write& o) { o.ratio = 12; }, kJpeg2000}},
+      {{"bpp", [](Write& o) { o.bpp = 1.5; }, kJpeg2000}},
+      {{"levels", [](Write& o) { o.levelsPlus1 = 3; }, kJpeg2000}},
+      {{"no levels", [](Write& o) { o.levelsPlus1 = 1; }, kJpeg2000}},
+      {{"blockWidth", [](Write& o) { o.blockWidth = 16; }, kJpeg2000}},
+      {{"blockHeight", [](Write& o) { o.blockHeight = 16; }, kJpeg2000}},
+      {{"tile", [](Write& o) { o.tileWidth = o.tileHeight = 50; }, kJpeg2000}},
+      {{"tileWidth", [](Write& o) { o.tileWidth = 50; }, kJpeg2000}},
+      {{"tileHeight", [](Write& o) { o.tileHeight = 50; }, kJpeg2000}},
+      {{"layers", [](Write& o) { o.layers = 4; }, kJpeg2000}},
+      {{"both sizes", [](Write& o) { o.ratio = 12, o.bpp = 1; }, " "}},
+      {{"exact to a size", [](Write& o) { o.ratio = 12, o.lossless = 1; }, " "}},
+      {{"exact to a rate", [](Write& o) { o.bpp = 12, o.lossless = 1; }, " "}},
+      {{"two kinds of scans", [=](Write& o) { o.scans = script, o.progressive = 1; }, " "}},
+  };
+  for (const int mode : {1, 2, 4, 8, 16, 32})
+    cases.push_back({{"modes", [=](Write& o) { o.modes = mode; }, kJpeg2000}});
+  for (const MoxcProgression progression : {moxcRlcp, moxcRpcl, moxcPcrl, moxcCprl})
+    cases.push_back({{"progression", [=](Write& o) { o.progression = progression; }, kJpeg2000}});
+  const std::pair<const char*, std::function<void(Write&)>> ofDct[] = {
+      {"quality of lossless", [](Write& o) { o.quality = 40; }},
+      {"sample of lossless", [](Write& o) { o.sample = moxcSample444; }},
+      {"grayscale of lossless", [](Write& o) { o.grayscale = 1; }},
+      {"progressive of lossless", [](Write& o) { o.progressive = 1; }},
+      {"scans of lossless", [=](Write& o) { o.scans = script; }},
+      {"optimize of lossless", [](Write& o) { o.optimize = 1; }},
+      {"fastMcu of lossless", [](Write& o) { o.fastMcu = 1; }},
+  };
+  for (const auto& [name, set] : ofDct)
+    cases.push_back({{name, [set = set](Write& o) { o.lossless = 1, set(o); }, " "}});
+  return cases;
+}
+
+const char* const kFormats[] = {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pgx"};
+
+TEST(Options, OfWritingChangeTheFileOrAreRefused) {
+  const Pixels colour = picture(moxcRgb, 200, 150), grey = picture(moxcGrey, 200, 150);
+  const Bytes input = encode(colour, "png"), greyInput = encode(grey, "png");
+  for (const char* const format : kFormats) {
+    const bool isGrey = std::string(format) == "pgm" || std::string(format) == "pgx";
+    const Pixels& pixels = isGrey ? grey : colour;
+    const MoxcSource from = source(isGrey ? greyInput : input);
+    for (const WriteCase& c : writeCases()) {
+      Write options, base;
+      moxcWriteOptionsInit(&options);
+      moxcWriteOptionsInit(&base);
+      c.option.set(options);
+      if (listed(c.option.formats, format)) c.base(base);
+      const auto encoded = [&](const Write& given) {
+        return outputOf([&](const MoxcTarget& target, MoxcReport* report) {
+          return moxcEncode(&pixels.pixels, format, &given, nullptr, 0, &target, nullptr, report);
+        });
+      };
+      const auto converted = [&](const Write& given) {
+        return outputOf([&](const MoxcTarget& target, MoxcReport* report) {
+          return moxcConvert(&from, nullptr, format, &given, &target, nullptr, report);
+        });
+      };
+      checkEffect(c.option, format, encoded(options), encoded(base));
+      checkEffect(c.option, format, converted(options), converted(base));
+    }
+  }
+}
+
+// Exact is what JPEG 2000 is by default: that option says the same again.
+TEST(Options, LosslessIsTheDefaultOfJpeg2000) {
+  Write options;
+  moxcWriteOptionsInit(&options);
+  options.lossless = 1;
+  const Pixels colour = picture(moxcRgb, 60, 50);
+  EXPECT_EQ(encode(colour, "jp2"), encode(colour, "jp2", &options));
+  options.lossless = 0;
+  options.progression = moxcLrcp;
+  EXPECT_EQ(encode(colour, "jp2"), encode(colour, "jp2", &options));
+  for (const char* const format : {"png", "ppm", "pgx"}) {
+    options.lossless = 1;
+    EXPECT_EQ(moxcBadOption, outputOf([&](const MoxcTarget& target, MoxcReport* report) {
+                               return moxcEncode(&colour.pixels, format, &options, nullptr, 0, &target, nullptr,
+                                                 report);
+                             }).kind);
+  }
+}
+
+// The sampling of planes is that of the file.
+TEST(Options, OfSamplingAreNotForPlanes) {
+  Write options;
+  moxcWriteOptionsInit(&options);
+  options.sample = moxcSample444;
+  const Pixels planes = ycbcr(40, 30, 2, 2);
+  const Output output = outputOf([&](const MoxcTarget& target, MoxcReport* report) {
+    return moxcEncode(&planes.pixels, "jpg", &options, nullptr, 0, &target, nullptr, report);
+  });
+  EXPECT_EQ(moxcBadOption, output.kind);
+  EXPECT_EQ("sample", output.option);
+}
+
+// ---- Ranges -------------------------------------------------------------------------------------------------------
+
+struct RangeCase {
+  const char* option;
+  std::function<void(Write&, int)> set;
+  int lowest, highest;
+};
+
+TEST(Options, OfWritingHaveRanges) {
+  const RangeCase cases[] = {
+      {"quality", [](Write& o, int v) { o.quality = v; }, 0, 100},
+      {"sample", [](Write& o, int v) { o.sample = static_cast<MoxcSample>(v); }, 0, 3},
+      {"grayscale", [](Write& o, int v) { o.grayscale = v; }, 0, 1},
+      {"progressive", [](Write& o, int v) { o.progressive = v; }, 0, 1},
+      {"optimize", [](Write& o, int v) { o.optimize = v; }, 0, 1},
+      {"fastMcu", [](Write& o, int v) { o.fastMcu = v; }, 0, 1},
+      {"restart", [](Write& o, int v) { o.restart = v; }, 0, 65535},
+      {"restartInRows", [](Write& o, int v) { o.restartInRows = v; }, 0, 1},
+      {"lossless", [](Write& o, int v) { o.lossless = v; }, 0, 1},
+      {"predictor", [](Write& o, int v) { o.predictor = v; }, 0, 7},
+      {"point", [](Write& o, int v) { o.point = v; }, 0, 15},
+      {"levelsPlus1", [](Write& o, int v) { o.levelsPlus1 = v; }, 0, 33},
+      {"blockWidth", [](Write& o, int v) { o.blockWidth = v; }, 0, 64},
+      {"blockHeight", [](Write& o, int v) { o.blockHeight = v; }, 0, 64},
+      {"tileWidth", [](Write& o, int v) { o.tileWidth = v; }, 0, INT32_MAX},
+      {"tileHeight", [](Write& o, int v) { o.tileHeight = v; }, 0, INT32_MAX},
+      {"progression", [](Write& o, int v) { o.progression = static_cast<MoxcProgression>(v); }, 0, 5},
+      {"layers", [](Write& o, int v) { o.layers = v; }, 0, 100},
+      {"modes", [](Write& o, int v) { o.modes = v; }, 0, 63},
+  };
+  const Pixels pixels = picture(moxcGrey, 8, 8);
+  for (const RangeCase& c : cases) {
+    for (const std::int64_t value : {std::int64_t{c.lowest} - 1, std::int64_t{c.highest} + 1}) {
+      if (value > INT32_MAX) continue;
+      SCOPED_TRACE(c.option);
+      Write options;
+      moxcWriteOptionsInit(&options);
+      c.set(options, static_cast<int>(value));
+      const Output output = outputOf([&](const MoxcTarget& target, MoxcReport* report) {
+        return moxcEncode(&pixels.pixels, "jp2", &options, nullptr, 0, &target, nullptr, report);
+      });
+      EXPECT_EQ(moxcBadOption, output.kind);
+      EXPECT_EQ(c.option, output.option);
+    }
+  }
+  for (const double value :
+       {-1.0, 0.5, 1e7, std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()}) {
+    Write options;
+    moxcWriteOptionsInit(&options);
+    options.ratio = value;
+    const Output output = outputOf([&](const MoxcTarget& target, MoxcReport* report) {
+      return moxcEncode(&pixels.pixels, "jp2", &options, nullptr, 0, &target, nullptr, report);
+    });
+    EXPECT_EQ(moxcBadOption, output.kind) << value;
+    EXPECT_EQ("ratio", output.option);
+  }
+}
+
+// ---- Reading ------------------------------------------------------------------------------------------------------
+
+using Read = MoxcReadOptions;
+
+TEST(Options, OfReadingChangeThePictureOrAreRefused) {
+  const Pixels colour = picture(moxcRgb, 120, 90);
+  Write layered;
+  moxcWriteOptionsInit(&layered);
+  layered.ratio = 4;
+  layered.layers = 5;
+  const std::vector<Option<Read>> options = {
+      {"reduce", [](Read& o) { o.reduce = 1; }, kJpeg2000},
+      {"layers", [](Read& o) { o.layers = 1; }, kJpeg2000},
+      {"nosmooth", [](Read& o) { o.nosmooth = 1; }, " jpg "},
+      {"fastMcu", [](Read& o) { o.fastMcu = 1; }, " jpg "},
+  };
+  for (const char* const format : {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pgx"}) {
+    const bool isJpeg2000 = listed(kJpeg2000, format);
+    const Pixels grey = picture(moxcGrey, 120, 90);
+    const bool isGrey = std::string(format) == "pgm" || std::string(format) == "pgx";
+    const Bytes file = encode(isGrey ? grey : colour, format, isJpeg2000 ? &layered : nullptr);
+    const MoxcSource from = source(file);
+    for (const Option<Read>& option : options) {
+      Read with, without;
+      moxcReadOptionsInit(&with);
+      moxcReadOptionsInit(&without);
+      option.set(with);
+      const auto converted = [&](const Read& reading) {
+        return outputOf([&](const MoxcTarget& target, MoxcReport* report) {
+          return moxcConvert(&from, &reading, "pnm", nullptr, &target, nullptr, report);
+        });
+      };
+      checkEffect(option, format, converted(with), converted(without));
+      Picture picture;
+      EXPECT_EQ(listed(option.formats, format) ? moxcOk : moxcBadOption,
+                moxcDecode(&from, &with, nullptr, nullptr, &picture.picture, nullptr));
+    }
+  }
+}
+
+// Inks stay inks.
+TEST(Options, ComponentsChangeThePictureOrAreRefused) {
+  Write lossless;
+  moxcWriteOptionsInit(&lossless);
+  lossless.lossless = 1;
+  const Bytes inks = encode(picture(moxcCmyk, 40, 30), "jpg", &lossless);
+  Read reading;
+  moxcReadOptionsInit(&reading);
+  reading.components = 1;
+  const MoxcSource from = source(inks);
+  Picture converted, kept;
+  EXPECT_EQ(moxcOk, moxcDecode(&from, nullptr, nullptr, nullptr, &converted.picture, nullptr));
+  EXPECT_EQ(moxcRgb, converted.pixels().layout);
+  EXPECT_EQ(moxcOk, moxcDecode(&from, &reading, nullptr, nullptr, &kept.picture, nullptr));
+  EXPECT_EQ(moxcCmyk, kept.pixels().layout);
+}
+
+TEST(Options, OfReadingHaveRanges) {
+  const Bytes file = encode(picture(moxcGrey, 20, 20), "jp2");
+  const MoxcSource from = source(file);
+  const std::pair<const char*, std::function<void(Read&)>> cases[] = {
+      {"reduce", [](Read& o) { o.reduce = 33; }},        {"reduce", [](Read& o) { o.reduce = -1; }},
+      {"layers", [](Read& o) { o.layers = 65536; }},     {"layers", [](Read& o) { o.layers = -1; }},
+      {"nosmooth", [](Read& o) { o.nosmooth = 2; }},     {"fastMcu", [](Read& o) { o.fastMcu = -1; }},
+      {"components", [](Read& o) { o.components = 2; }}, {"reduce", [](Read& o) { o.reduce = 6; }},
+  };
+  for (const auto& [name, set] : cases) {
+    Read reading;
+    moxcReadOptionsInit(&reading);
+    set(reading);
+    Picture picture;
+    const Report report;
+    EXPECT_EQ(moxcBadOption, moxcDecode(&from, &reading, nullptr, nullptr, &picture.picture, report)) << name;
+    EXPECT_STREQ(name, moxcReportOption(report));
+    EXPECT_EQ(moxcAdviceOption, moxcReportAdvice(report));
+  }
+}
+
+// ---- Transcoding --------------------------------------------------------------------------------------------------
+
+using Transcode = MoxcTranscodeOptions;
+
+TEST(Options, OfTranscodingChangeTheFileOrAreRefused) {
+  Bytes file = encode(picture(moxcRgb, 120, 90), "jpg");
+  const std::uint8_t comment[] = {0xFF, 0xFE, 0, 6, 't', 'e', 'x', 't'};
+  file.insert(file.begin() + 2, std::begin(comment), std::end(comment));
+  const auto script = "0 1 2: 0-0, 0, 0;\n0: 1-63, 0, 0;\n1: 1-63, 0, 0;\n2: 1-63, 0, 0;\n";
+  const std::vector<Option<Transcode>> options = {
+      {"progressive", [](Transcode& o) { o.progressive = 1; }, " jpg "},
+      {"sequential", [](Transcode& o) { o.sequential = 1; }, " jpg "},
+      {"scans", [=](Transcode& o) { o.scans = script; }, " jpg "},
+      {"strip", [](Transcode& o) { o.strip = 1; }, " jpg "},
+      {"restart", [](Transcode& o) { o.restart = 3; }, " jpg "},
+      {"restartInRows", [](Transcode& o) { o.restart = 3, o.restartInRows = 1; }, " jpg "},
+      {"restartInRows alone", [](Transcode& o) { o.restartInRows = 1; }, " "},
+      {"progressive and sequential", [](Transcode& o) { o.progressive = o.sequential = 1; }, " "},
+      {"scans and progressive", [=](Transcode& o) { o.scans = script, o.progressive = 1; }, " "},
+      {"scans and sequential", [=](Transcode& o) { o.scans = script, o.sequential = 1; }, " "},
+      {"restart out of range", [](Transcode& o) { o.restart = 65536; }, " "},
+      {"optimize out of range", [](Transcode& o) { o.optimize = 2; }, " "},
+  };
+  const MoxcSource from = source(file);
+  const auto transcoded = [&](const MoxcSource& source, const Transcode& given) {
+    return outputOf([&](const MoxcTarget& target, MoxcReport* report) {
+      return moxcTranscode(&source, &given, &target, nullptr, report);
+    });
+  };
+  for (const Option<Transcode>& option : options) {
+    Transcode with, without;
+    moxcTranscodeOptionsInit(&with);
+    moxcTranscodeOptionsInit(&without);
+    option.set(with);
+    checkEffect(option, "jpg", transcoded(from, with), transcoded(from, without));
+  }
+  // A progressive file stays progressive, unless optimal tables of a sequential one are wanted.
+  Transcode none, optimize;
+  moxcTranscodeOptionsInit(&none);
+  moxcTranscodeOptionsInit(&optimize);
+  Transcode progressive = none;
+  progressive.progressive = 1;
+  optimize.optimize = 1;
+  const Bytes other = transcode(file, &progressive);
+  EXPECT_EQ(other, transcode(other, &none));
+  EXPECT_EQ(transcode(file, &none), transcode(other, &optimize));
+  EXPECT_EQ(moxcNotThisFormat, transcoded(moxcMemorySource("P5 1 1 255 a", 12), none).kind);
+}
+
+TEST(Options, ScriptsAreChecked) {
+  Write options;
+  moxcWriteOptionsInit(&options);
+  options.scans = "0 1 2;\n0 1 2: 9-70, 0, 0;\n";
+  const Pixels pixels = picture(moxcRgb, 8, 8);
+  const Output output = outputOf([&](const MoxcTarget& target, MoxcReport* report) {
+    return moxcEncode(&pixels.pixels, "jpg", &options, nullptr, 0, &target, nullptr, report);
+  });
+  EXPECT_EQ(moxcBadOption, output.kind);
+  EXPECT_EQ("scans", output.option);
+  EXPECT_EQ(0u, output.text.find("scans: line 2: ")) << output.text;
+}
+
+}  // namespace
