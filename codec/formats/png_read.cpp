@@ -156,6 +156,7 @@ class Reader : public RowSource {
   // Throws Problem if there are no rows.
   std::string cause(bool good) const {
     std::string text = !good ? session_.error() : ended_ ? session_.warning() : "the file ends early";
+    if (text.empty()) text = "the picture's data ends early";  // a compressed stream with too few rows
     if (rowsOfPass_ == 0 && pass_ == 0) fail(Kind::damaged, text);
     return text;
   }

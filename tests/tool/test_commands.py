@@ -417,9 +417,9 @@ class MemoryLimit(ToolTest):
                 self.refuse("transcode", big, "out.jpg")
             self.expect(OK, "decode", name, "small.png", "--max-memory", "50000000")
         self.write("big.png", SIGNATURE + chunk(b"IHDR", struct.pack(">IIBBBBB", 16000, 16000, 8, RGB, 0, 0, 0)) +
-                   chunk(b"IDAT", zlib.compress(bytes(20000))) + chunk(b"IEND", b""))
+                   chunk(b"IDAT", zlib.compress(bytes(200000))) + chunk(b"IEND", b""))
         self.write("deep.png", SIGNATURE + chunk(b"IHDR", struct.pack(">IIBBBBB", 16000, 16000, 16, RGB, 0, 0, 0)) +
-                   chunk(b"IDAT", zlib.compress(bytes(20000))) + chunk(b"IEND", b""))
+                   chunk(b"IDAT", zlib.compress(bytes(200000))) + chunk(b"IEND", b""))
         self.write("big.ppm", b"P6 16000 16000 255\n" + bytes(20000))
         self.write("deep.ppm", b"P6 16000 16000 4095\n" + bytes(20000))
         self.write("big.pgx", b"PG ML + 8 16000 16000\n" + bytes(20000))

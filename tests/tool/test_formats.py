@@ -327,6 +327,16 @@ class Incomplete(ToolTest):
             decoded = self.incomplete(file[:-missing], "the file ends early, after 20 of 20 rows")
             self.assertEqual(decoded, picture)
 
+    def test_png_with_too_few_rows(self):
+        """Every part of the file is whole."""
+        width, height, channels, samples = noise(30, 20, 3)
+        file = png_of((width, height, channels, samples))
+        short = png_of((width, 7, channels, samples[:7 * 90]))
+        decoded = self.incomplete(file[:33] + short[33:], "the picture's data ends early, after 7 of 20 rows")
+        self.assertEqual(decoded[3], samples[:7 * 90] + [0] * (13 * 90))
+        self.write("none", file[:33] + chunk(b"IDAT", zlib.compress(b"")) + chunk(b"IEND", b""))
+        self.expect(REFUSED, "decode", "none", "x.ppm", error="moxj: none: the picture's data ends early\n")
+
     def test_png_with_damaged_data(self):
         picture = noise(30, 20, 3)
         file = bytearray(png_of(picture, level=0))
