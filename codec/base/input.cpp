@@ -19,6 +19,7 @@ namespace moxj {
 namespace {
 
 constexpr std::size_t kFirstRead = std::size_t{1} << 18;
+constexpr std::size_t kDiscard = std::size_t{2} << 20;
 
 [[noreturn]] void failToRead() { fail(Kind::input, "cannot be read: " + std::system_category().message(errno)); }
 
@@ -50,6 +51,7 @@ struct Input::State {
   bool owned = false;        // close the descriptor
   std::size_t mappable = 0;  // bytes
   void* mapped = MAP_FAILED;
+  std::size_t discarded = 0;  // bytes of the mapping
 
   State() = default;
   State(const State&) = delete;
@@ -141,6 +143,22 @@ std::size_t Input::read(std::uint8_t* to, std::size_t size) {
   std::memcpy(to, kept.data() + state.at, count);
   state.at += count;
   return count;
+}
+
+ByteSpan Input::inPlace() {
+  State& state = *state_;
+  if (state.source && !state.map()) return {};
+  state.source = nullptr;
+  return state.whole;
+}
+
+// A hint, so its failure is not an error.
+void Input::discard(std::size_t count) {
+  State& state = *state_;
+  if (state.mapped == MAP_FAILED || count < state.discarded + kDiscard) return;
+  const std::size_t end = count / kDiscard * kDiscard;
+  madvise(static_cast<std::uint8_t*>(state.mapped) + state.discarded, end - state.discarded, MADV_DONTNEED);
+  state.discarded = end;
 }
 
 ByteSpan Input::all(std::uint64_t maxBytes) {

@@ -36,6 +36,11 @@ class Input {
   // before read().
   ByteSpan all(std::uint64_t maxBytes);
 
+  // The same, but only if nothing has to be copied: empty if the input is neither in memory nor a regular file.
+  ByteSpan inPlace();
+  // The first `count` bytes that inPlace() gave will not be used again: they no longer take memory of the process.
+  void discard(std::size_t count);
+
  private:
   struct State;
   explicit Input(std::unique_ptr<State> state);

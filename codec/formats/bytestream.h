@@ -18,6 +18,8 @@ class ByteStream {
   // The next byte. There must be one.
   std::uint8_t peek() const { return buffer_[at_]; }
   void skip() { ++at_; }
+  // How many bytes have been read.
+  std::size_t position() const { return filled_ - (end_ - at_); }
 
   // Returns how many bytes it has read: fewer than `size` at the end.
   std::size_t read(std::uint8_t* to, std::size_t size) {
@@ -28,6 +30,7 @@ class ByteStream {
       const std::size_t count = input_.read(to + done, size - done);
       if (count == 0) break;
       done += count;
+      filled_ += count;
     }
     return done;
   }
@@ -38,12 +41,14 @@ class ByteStream {
   bool fill() {
     at_ = 0;
     end_ = input_.read(buffer_.data(), buffer_.size());
+    filled_ += end_;
     return end_ != 0;
   }
 
   Input& input_;
   std::vector<std::uint8_t> buffer_;
   std::size_t at_ = 0, end_ = 0;
+  std::size_t filled_ = 0;  // bytes read from the input
 };
 
 }  // namespace moxj

@@ -103,10 +103,11 @@ void swapToNative(std::uint16_t* samples, std::size_t count) {
 
 class PnmReader : public RowSource {
  public:
-  PnmReader(Input& input, Work& work) : text_(input), work_(work) {}
+  PnmReader(Input& input, Work& work) : input_(input), file_(input.inPlace()), text_(input), work_(work) {}
 
   Outcome push(RowSink& sink) override {
     const Picture layout = readLayout();
+    if (const ByteSpan raster = rasterInPlace(layout); !raster.empty()) return pushInPlace(layout, raster, sink);
     const std::size_t rowSamples = static_cast<std::size_t>(layout.width) * layout.planes.size();
     Picture buffer = layout.band(0, rowsOfBand(layout));
     buffer.allocate(&work_.budget);
@@ -140,6 +141,33 @@ class PnmReader : public RowSource {
                         header_.bits(), header_.channels == 3 ? Colour::rgb : Colour::grey);
     for (Plane& plane : layout.planes) plane.maxval = header_.maxval;
     return layout;
+  }
+
+  // The samples, if they can be used as they are: bytes of which none is missing.
+  ByteSpan rasterInPlace(const Picture& layout) {
+    if (header_.plain || header_.maxval != 255 || file_.empty()) return {};
+    const ByteSpan raster = file_.subspan(text_.bytes().position());
+    const std::uint64_t size = layout.rowBytes() * static_cast<std::uint64_t>(layout.height);
+    return raster.size() < size ? ByteSpan{} : raster.first(static_cast<std::size_t>(size));
+  }
+
+  Outcome pushInPlace(const Picture& layout, ByteSpan raster, RowSink& sink) {
+    sink.begin(layout);
+    Picture picture = layout;
+    for (std::size_t i = 0; i < picture.planes.size(); ++i) {
+      picture.planes[i].samples = const_cast<std::uint8_t*>(raster.data()) + i;  // sinks do not write
+      picture.planes[i].pixelStep = static_cast<int>(picture.planes.size());
+      picture.planes[i].step = static_cast<std::ptrdiff_t>(layout.rowBytes());
+    }
+    const int rows = rowsOfBand(layout);
+    for (int y = 0; y < layout.height; y += rows) {
+      const Picture band = picture.band(y, rows);
+      sink.rows(band);
+      input_.discard(static_cast<std::size_t>(band.row(band.height) - file_.data()));
+      reportProgress(work_.progress, y, layout.height);
+    }
+    sink.end();
+    return {};
   }
 
   // Returns how many samples there are.
@@ -182,6 +210,8 @@ class PnmReader : public RowSource {
     return outcome;
   }
 
+  Input& input_;
+  ByteSpan file_;  // empty if it has to be read
   Text text_;
   Work& work_;
   Header header_;
