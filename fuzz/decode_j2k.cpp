@@ -8,10 +8,10 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace moxj;
-  const std::span<const std::uint8_t> file(data, size);
-  const Limits limits{.maxPixels = 1 << 16, .maxMemory = 1 << 25};
+  const ByteSpan file(data, size);
+  Work work({.maxPixels = 1 << 16, .maxMemory = 1 << 25});
   try {
-    const DecodedImage decoded = j2k::decode(file, limits, {}, {.reduce = size % 2 == 1, .components = size % 3 == 0});
+    const j2k::Decoded decoded = j2k::decode(file, {.reduce = size % 2 == 1, .components = size % 3 == 0}, work);
     if (decoded.complete != decoded.warning.empty()) std::abort();
   } catch (const Problem&) {
   }

@@ -176,7 +176,8 @@ class OptionsTest(peers.PeerTest):
         options += ["--modes", modes] if modes != "none" else []
         if coding == "bpp":
             options += ["--bpp", str(size_for(original, tile, int(levels), int(layers)))]
-        self.expect(support.OK, "encode", source, name, *options)
+        # The room for headers makes some of the smallest pictures lossless, with a note.
+        self.expect(support.OK, "encode", source, name, "--quiet", *options)
         ours = self.moxj_planes(name)
         if coding == "lossless":
             self.assertEqual(ours, original)
@@ -194,7 +195,7 @@ class OptionsTest(peers.PeerTest):
         max_difference() allows is due to their inverse 9/7 transforms."""
         data, kind, original = picture("128x97", "grey16", 1)
         source = self.write(f"fine.{kind}", data)
-        self.expect(support.OK, "encode", source, "fine.j2k", "--bpp", "30")
+        self.peer_encode("grk", source, "fine.j2k", "-I")
         self.assertLessEqual(peers.greatest_difference(self.moxj_planes("fine.j2k"), original), 1)
         decoded = [self.peer_planes(peer, "fine.j2k") for peer in peers.PEERS]
         self.assertLessEqual(peers.greatest_difference(*decoded), 1)
