@@ -62,8 +62,10 @@ TEST(Jpeg2000Cancel, WithinOneTile) {
       Work work({}, progress, threads);
       decode(file, {}, work);
     };
-    EXPECT_GT(cancelEverywhere(encoding).calls, 20);
-    EXPECT_GT(cancelEverywhere(decoding).calls, 20);
+    // The fewer tasks the calling thread gets, the fewer reports.
+    const int min = threads == 1 ? 100 : 2;
+    EXPECT_GE(cancelEverywhere(encoding).calls, min);
+    EXPECT_GE(cancelEverywhere(decoding).calls, min);
   }
 }
 
