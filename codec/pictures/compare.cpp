@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <type_traits>
 
@@ -117,6 +118,24 @@ double similarity(const double (&m)[momentCount], const Terms& terms) {
          ((meanSquares + terms.luminance) * (variances + terms.contrast));
 }
 
+// Sums of weighted rows. Some columns at a time, so that their sums stay in registers over all rows.
+void filter(const std::vector<const double*>& rows, const std::vector<double>& weights, double* to,
+            std::size_t columns) {
+  constexpr std::size_t kAtOnce = 8;
+  std::size_t x = 0;
+  for (; x + kAtOnce <= columns; x += kAtOnce) {
+    double sums[kAtOnce] = {};
+    for (std::size_t row = 0; row < rows.size(); ++row)
+      for (std::size_t i = 0; i < kAtOnce; ++i) sums[i] += weights[row] * rows[row][x + i];
+    for (std::size_t i = 0; i < kAtOnce; ++i) to[x + i] = sums[i];
+  }
+  for (; x < columns; ++x) {
+    double sum = 0;
+    for (std::size_t row = 0; row < rows.size(); ++row) sum += weights[row] * rows[row][x];
+    to[x] = sum;
+  }
+}
+
 // The index of one channel. The window is separable: each row is filtered once and kept in a ring of the last rows,
 // over which the columns are filtered.
 template <class Type>
@@ -165,18 +184,19 @@ class Ssim {
       samples_[squareB][x] = q * q;
       samples_[product][x] = p * q;
     }
+    rows_.resize(across_.size());
     for (int moment = 0; moment < momentCount; ++moment) {
-      std::fill(out[moment].begin(), out[moment].end(), 0.0);
-      for (std::size_t tap = 0; tap < across_.size(); ++tap)
-        addWeighted(out[moment].data(), samples_[moment].data() + tap, across_[tap]);
+      for (std::size_t tap = 0; tap < rows_.size(); ++tap) rows_[tap] = samples_[moment].data() + tap;
+      filter(rows_, across_, out[moment].data(), columns_);
     }
   }
 
   double sumOfWindows(std::size_t top) {
+    rows_.resize(down_.size());
     for (int moment = 0; moment < momentCount; ++moment) {
-      std::fill(sums_[moment].begin(), sums_[moment].end(), 0.0);
-      for (std::size_t tap = 0; tap < down_.size(); ++tap)
-        addWeighted(sums_[moment].data(), ring_[(top + tap) % down_.size()][moment].data(), down_[tap]);
+      for (std::size_t tap = 0; tap < rows_.size(); ++tap)
+        rows_[tap] = ring_[(top + tap) % rows_.size()][moment].data();
+      filter(rows_, down_, sums_[moment].data(), columns_);
     }
     double sum = 0;
     for (std::size_t x = 0; x < columns_; ++x) {
@@ -187,10 +207,6 @@ class Ssim {
     return sum;
   }
 
-  void addWeighted(double* __restrict to, const double* __restrict from, double weight) const {
-    for (std::size_t x = 0; x < columns_; ++x) to[x] += weight * from[x];
-  }
-
   const Channel<Type>& a_;
   const Channel<Type>& b_;
   int height_;
@@ -199,6 +215,7 @@ class Ssim {
   std::vector<double> down_;
   std::size_t columns_;
   std::vector<MomentRow> ring_;
+  std::vector<const double*> rows_;  // to filter
   MomentRow samples_;
   MomentRow sums_;
 };
@@ -230,7 +247,10 @@ class Comparer {
   template <class Type>
   Difference differenceOf(const Channel<Type>& a, const Channel<Type>& b, std::uint64_t done) {
     // Squares of more than 16 bits do not fit the sum of integers.
-    std::conditional_t<sizeof(Type) == 4, double, std::uint64_t> squares = 0;
+    using Sum = std::conditional_t<sizeof(Type) == 4, double, std::uint64_t>;
+    using Wide = std::conditional_t<sizeof(Type) == 4, std::int64_t, std::int32_t>;
+    Sum squares = 0;
+    Wide max = 0;
     const std::ptrdiff_t stepA = a.pixelStep(), stepB = b.pixelStep();
     Difference difference;
     for (int y = 0; y < a_.height; ++y) {
@@ -238,14 +258,12 @@ class Comparer {
       const Type* p = a.row(y);
       const Type* q = b.row(y);
       for (int x = 0; x < a_.width; ++x, p += stepA, q += stepB) {
-        const auto distance = static_cast<std::uint32_t>(*p > *q ? *p - *q : *q - *p);
-        difference.max = std::max(difference.max, distance);
-        if constexpr (sizeof(Type) == 1)
-          squares += distance * distance;
-        else
-          squares += static_cast<decltype(squares)>(distance) * static_cast<decltype(squares)>(distance);
+        const Wide distance = std::abs(Wide{*p} - Wide{*q});
+        max = std::max(max, distance);
+        squares += static_cast<Sum>(distance) * static_cast<Sum>(distance);
       }
     }
+    difference.max = static_cast<std::uint32_t>(max);
     difference.meanSquare = static_cast<double>(squares) / (static_cast<double>(a_.width) * a_.height);
     difference.psnr = psnrOf(difference.meanSquare, peak());
     if (difference.max != 0) {
