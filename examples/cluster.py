@@ -66,6 +66,8 @@ def read_if_there(path):
 class Job:
     """Re-codes items, each by its name. A subclass says where things are and how one is coded."""
 
+    UNIT = "files"
+
     def __init__(self, source, output, options):
         self.source, self.output, self.options = pathlib.Path(source), pathlib.Path(output), options
 
@@ -126,7 +128,7 @@ class Folder(Job):
 
         import moxj
         with warnings.catch_warnings():
-            warnings.simplefilter("ignore", moxj.LossWarning)
+            warnings.simplefilter("ignore", moxj.NoteWarning)
             warnings.simplefilter("error", moxj.IncompleteWarning)
             output = moxj.convert(data, self.options["format"], reading=self.options["reading"],
                                   **self.options["writing"])
@@ -136,6 +138,8 @@ class Folder(Job):
 
 class Chunks(Job):
     """The chunks of a Zarr array. `options`: the configuration of the codec, the shape of chunks or None."""
+
+    UNIT = "chunks"
 
     def prepare(self):
         import moxj.numcodecs
@@ -153,14 +157,18 @@ class Chunks(Job):
             made = zarr.open(str(self.output), mode="w-", compressor=codec, dimension_separator=".", **same)
             made.attrs.update(array.attrs.asdict())
 
-    @functools.cached_property
+    _opened = None  # both arrays, for the life of this copy
+
+    @property
     def _arrays(self):
         import moxj.numcodecs
         import zarr
-        return zarr.open(str(self.source), mode="r"), zarr.open(str(self.output), mode="r")
+        if not self._opened:
+            self._opened = zarr.open(str(self.source), mode="r"), zarr.open(str(self.output), mode="r")
+        return self._opened
 
     def __getstate__(self):
-        return {name: value for name, value in vars(self).items() if name != "_arrays"}
+        return {**vars(self), "_opened": None}
 
     def names(self):
         grid = self._arrays[1].cdata_shape
@@ -194,9 +202,9 @@ class Chunks(Job):
 class Progress:
     """Counts what became of the items; one line of it on a terminal."""
 
-    def __init__(self, total, quiet):
+    def __init__(self, total, unit, quiet):
         self.counts = {"done": 0, "skipped": 0, "failed": 0}
-        self.total, self.bytes, self.pixels, self.failures = total, 0, 0, []
+        self.total, self.unit, self.bytes, self.pixels, self.failures = total, unit, 0, 0, []
         self.begin, self.shown = time.monotonic(), 0
         self.line = sys.stderr.isatty() and not quiet
 
@@ -215,7 +223,7 @@ class Progress:
         seconds = max(time.monotonic() - self.begin, 1e-9)
         done = self.counts["done"]
         return (f"{done} done, {self.counts['skipped']} skipped, {self.counts['failed']} failed in {seconds:.1f} s "
-                f"({done / seconds:.1f} files/s, {self.bytes / seconds / 1e6:.1f} MB/s, "
+                f"({done / seconds:.1f} {self.unit}/s, {self.bytes / seconds / 1e6:.1f} MB/s, "
                 f"{self.pixels / seconds / 1e6:.1f} megapixels/s)")
 
     def end(self):
@@ -275,7 +283,11 @@ def connected(given):
             address = stack.enter_context(distributed.LocalCluster(
                 n_workers=given.workers, threads_per_worker=1, processes=True, dashboard_address=None,
                 silence_logs=logging.CRITICAL, local_directory=directory))
-        yield stack.enter_context(distributed.Client(address))
+        try:
+            client = stack.enter_context(distributed.Client(address, timeout=10))
+        except OSError as error:
+            refuse(f"the scheduler {address} cannot be reached: {error}")
+        yield client
 
 
 def option(text):
@@ -325,7 +337,7 @@ def main():
     with alone_in(job.output):
         names = list(job.names())
         with connected(given) as client:
-            progress = Progress(len(names), given.quiet)
+            progress = Progress(len(names), job.UNIT, given.quiet)
             run(client, job, names, progress)
             progress.end()
     return 3 if progress.failures else 0

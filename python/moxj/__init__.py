@@ -31,12 +31,12 @@ import numpy
 
 from . import _native, _options
 from ._errors import (BadArgument, BadOption, Cancelled, Damaged, Error, IncompleteWarning, InputError, InternalError,
-                      LimitExceeded, LossWarning, MissingFile, NotThisFormat, OutOfMemory, OutputError, Unsupported,
-                      bad_option)
+                      LimitExceeded, MissingFile, NotThisFormat, NoteWarning, OutOfMemory, OutputError, Unsupported)
+from ._errors import bad_option as _bad_option
 
 __all__ = [
     "BadArgument", "BadOption", "Cancelled", "Damaged", "Error", "Format", "IncompleteWarning", "InputError",
-    "InternalError", "LimitExceeded", "Limits", "LossWarning", "Metadata", "MissingFile", "NotThisFormat",
+    "InternalError", "LimitExceeded", "Limits", "Metadata", "MissingFile", "NotThisFormat", "NoteWarning",
     "OutOfMemory", "OutputError", "Picture", "Unsupported", "compare", "convert", "decode", "encode", "formats",
     "info", "metadata", "probe", "read", "transcode",
 ]
@@ -61,7 +61,7 @@ class Limits:
         for field in dataclasses.fields(self):
             value = getattr(self, field.name)
             if value is not None and not 1 <= value < 1 << (31 if field.name == "max_scans" else 63):
-                raise bad_option(field.name, "is out of range")
+                raise _bad_option(field.name, "is out of range")
 
 
 class Metadata(typing.NamedTuple):
@@ -165,7 +165,7 @@ class Picture:
 
 def _running(threads, limits, progress):
     if not 1 <= threads <= 1024:
-        raise bad_option("threads", "must be 1 to 1024")
+        raise _bad_option("threads", "must be 1 to 1024")
     limits = limits or Limits()
     return threads, limits.max_pixels or 0, limits.max_memory or 0, limits.max_scans or 0, progress
 
@@ -176,21 +176,21 @@ def _warn(outcome, level=3, notes=True):
     if warning:
         warnings.warn(warning, IncompleteWarning, stacklevel=level)
     for text in texts if notes else ():
-        warnings.warn(text, LossWarning, stacklevel=level)
+        warnings.warn(text, NoteWarning, stacklevel=level)
 
 
 def _format(format, to):
     """The library's name of a format, by the name or by the extension of the output."""
     if format is None:
         if not isinstance(to, str) and not hasattr(to, "__fspath__"):
-            raise bad_option("format", "must be given, unless `to` is a path")
+            raise _bad_option("format", "must be given, unless `to` is a path")
         named = _native.format_of_path(str(to))
         if not named:
-            raise bad_option("format", f"must be given: the extension of {to} is not a known one")
+            raise _bad_option("format", f"must be given: the extension of {to} is not a known one")
         return named
     named = _native.format_named(format)
     if not named:
-        raise bad_option("format", f"is one of {', '.join(each.name for each in formats())}, not {format!r}")
+        raise _bad_option("format", f"is one of {', '.join(each.name for each in formats())}, not {format!r}")
     return named
 
 
@@ -256,10 +256,15 @@ def decode(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, f
     return out
 
 
+def _facts(source, running=None):
+    """(width, height, channels, bits) of a file."""
+    return _native.describe(source, running or _running(1, None, None))[3]
+
+
 def _decode_into(source, out, bits=None, layout=None, fields=None, running=None):
     """Decodes into an array, without a warning; returns (warning, notes)."""
     running = running or _running(1, None, None)
-    file_bits = _native.describe(source, (1, *running[1:4], None))[3][3] if bits is None else 0
+    file_bits = _facts(source, (1, *running[1:4], None))[3] if bits is None else 0
     arrays, form = _options.pixels_to_fill(out, layout, bits, file_bits)
     if out.dtype.kind == "i" and out.ndim == 3 and out.shape[2] > 1 and layout is None:
         # The library keeps the sign of colours only where no layout is asked of it.
@@ -316,14 +321,21 @@ def encode(array, format=None, *, to=None, layout=None, bits=None, max_value=Non
     threads, limits, progress   see decode()
 
     An option that has no effect on the format is refused with moxj.BadOption. What the format has no place for, such as
-    opacity in JPEG, is left out with a moxj.LossWarning. Returns bytes, or None if `to` is given.
+    opacity in JPEG, is left out with a moxj.NoteWarning. Returns bytes, or None if `to` is given.
     """
     fields = _options.fields_of(locals(), _options.WRITE_OPTIONS)
-    arrays, form, sampling = _options.pixels_to_write(array, layout, bits, max_value)
-    data, outcome = _native.encode(arrays, form, sampling, _format(format, to), fields,
-                                   _metadata_given(icc, exif, xmp, metadata), to, _running(threads, limits, progress))
+    pixels = _options.pixels_to_write(array, layout, bits, max_value)
+    data, outcome = _native.encode(*pixels, _format(format, to), fields, _metadata_given(icc, exif, xmp, metadata), to,
+                                   _running(threads, limits, progress))
     _warn(outcome)
     return data
+
+
+def _encode_quietly(array, format, bits, options):
+    """Encodes with a dict of options, without the warnings of encode()."""
+    fields = _options.fields_of(options, options)
+    pixels = _options.pixels_to_write(array, None, bits, None)
+    return _native.encode(*pixels, format, fields, [], None, _running(1, None, None))[0]
 
 
 def convert(source, format=None, *, to=None, reading=None, quality=None, sample=None, grayscale=False,
@@ -375,7 +387,10 @@ def transcode(source, *, to=None, optimize=False, progressive=False, scans=None,
 
 def probe(source):
     """Recognises a file by its first bytes: the name of its format ("pnm" for PPM and PGM), or None."""
-    return _native.probe(source, _running(1, None, None))
+    try:
+        return _native.probe(source, _running(1, None, None))
+    except NotThisFormat:
+        return None
 
 
 def info(source, *, limits=None):

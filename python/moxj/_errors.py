@@ -76,8 +76,9 @@ class IncompleteWarning(UserWarning):
     """Part of a decoded picture is missing or wrong, because its file is damaged."""
 
 
-class LossWarning(UserWarning):
-    """Something was left out by design, because the output has no place for it: opacity, lower bits, metadata."""
+class NoteWarning(UserWarning):
+    """A note on what was written: what was left out by design, because the output has no place for it (opacity, lower
+    bits, metadata), or an option that turned out to be unnecessary."""
 
 
 _CLASSES = {_native.KINDS[kind.__name__]: kind for kind in

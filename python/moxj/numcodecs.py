@@ -105,13 +105,19 @@ def _bytes(array):
     return array.view(numpy.uint8) if array.dtype == bool else array
 
 
-def _fill(data, place, bits):
-    """Decodes a picture into an array. One of another size, or one that is cut off, is no chunk."""
+def _fill(data, place, bits=None):
+    """Decodes a picture into an array. One of another kind, or one that is cut off, is no chunk. `bits` None: those of
+    the picture, which must be those of the array's type."""
     place = place[..., 0] if place.ndim == 3 and place.shape[2] == 1 else place
+    width, height, channels, depth = moxj._facts(data)
+    if (height, width, channels) != (*place.shape, 1)[:3] or \
+            bits is None and _type_of(depth, place.dtype.kind).itemsize != place.dtype.itemsize:
+        raise moxj.Damaged(f"a picture of {width} x {height} pixels, {channels} channels and {depth} bits does not fit "
+                           f"its chunk")
     straight = place.dtype.isnative and place[0].flags.c_contiguous
     target = place if straight else numpy.empty(place.shape, place.dtype.newbyteorder("="))
     try:
-        warning, _ = moxj._decode_into(data, target, bits)
+        warning, _ = moxj._decode_into(data, target, bits or depth)
     except moxj.BadArgument as error:
         raise moxj.Damaged(f"a picture does not fit its chunk: {error}") from None
     if warning:
@@ -167,8 +173,8 @@ class _Pictures(Codec):
         order = "F" if array.flags.f_contiguous and not array.flags.c_contiguous else "C"
         stack = _Stack(array.dtype, self._bits(array), array.shape, order, self._groups(array.shape))
         format, options = self._options()
-        pictures = [moxj.encode(array[index] if channels is None else array[index][..., channels], format,
-                                bits=stack.bits, **options)
+        pictures = [moxj._encode_quietly(array[index] if channels is None else array[index][..., channels], format,
+                                         stack.bits, options)
                     for index, channels in stack.places()]
         plain = order == "C" and (array.dtype == bool or array.dtype.str == _type_of(stack.bits, array.dtype.kind).str)
         return pictures[0] if len(pictures) == 1 and plain else stack.join(pictures)
@@ -183,7 +189,7 @@ class _Pictures(Codec):
         if isinstance(out, numpy.ndarray) and out.flags.c_contiguous and out.ndim >= 2:
             shape = out.shape[next((i for i, size in enumerate(out.shape[:-2]) if size != 1), out.ndim - 2):]
             if len(shape) == 2 or len(shape) == 3 and shape[2] in self._TOGETHER:
-                _fill(data, _bytes(out).reshape(shape), None)
+                _fill(data, _bytes(out).reshape(shape))
                 return out
         picture = moxj.read(data)
         if not picture.complete:
@@ -197,8 +203,7 @@ class _Pictures(Codec):
         stack, pictures = _Stack.split(data)
         if math.prod(stack.shape) * stack.dtype.itemsize > 1 << 40 or not pictures:
             raise moxj.Damaged("the index of a stack of pictures is damaged or cut off")
-        first = moxj.info(pictures[0])
-        if (first["height"], first["width"]) != (stack.shape[-3:-1] if stack.groups else stack.shape[-2:]):
+        if moxj._facts(pictures[0])[1::-1] != (stack.shape[-3:-1] if stack.groups else stack.shape[-2:]):
             raise moxj.Damaged("a picture does not have the size of its chunk")
         same = isinstance(out, numpy.ndarray) and out.shape == stack.shape and out.dtype == stack.dtype
         array = out if same else numpy.empty(stack.shape, stack.dtype, stack.order)
