@@ -121,8 +121,8 @@ typedef struct {
 typedef void (*MoxcExecutor)(void* context, int32_t tasks, void (*task)(void* argument, int32_t index), void* argument);
 
 /* Returns 0 to go on, anything else to cancel: the call then ends with moxcCancelled. It is called at a moderate rate,
- * always from the thread that called the library. A call that has to hold the whole picture between reading and writing
- * runs from 0 to total twice. */
+ * always from the thread that called the library. Each step of a call that has several runs
+ * from 0 to total: reading, coding a picture that was collected, comparing. */
 typedef int (*MoxcProgress)(void* context, uint64_t done, uint64_t total);
 
 /* How a call runs. NULL instead of it: one thread, default limits, no progress. */

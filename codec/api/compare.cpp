@@ -2,7 +2,6 @@
 #include "pictures/compare.h"
 
 #include <algorithm>
-#include <memory>
 #include <optional>
 #include <string_view>
 
@@ -64,24 +63,25 @@ using namespace moxj::api;
 
 MoxcKind moxcCompare(const MoxcSource* a, const MoxcSource* b, const MoxcRun* run, MoxcComparison* comparison,
                      MoxcReport* reportA, MoxcReport* reportB) {
-  std::unique_ptr<moxj::Work> work;
+  std::optional<Run> job;
   std::optional<moxj::PictureCollector> pictureA, pictureB;
   if (reportB) reportB->clear();
   moxj::Outcome outcomeA;
   MoxcKind kind = guarded(reportA, [&] {
     need(comparison, "comparison");
     give(MoxcComparison{}, comparison, "comparison");
-    work.reset(new moxj::Work(workOf(run)));
-    pictureA.emplace(&work->budget);
-    return readFor(a, *pictureA, *work);
+    job.emplace(run);
+    pictureA.emplace(&job->work.budget);
+    return readFor(a, *pictureA, job->work);
   });
   if (kind != moxcOk) return kind;
   const bool sameReport = reportA && reportA == reportB;
   if (sameReport) outcomeA = std::move(reportA->outcome);
   kind = guarded(reportB, [&] {
-    pictureB.emplace(&work->budget);
-    moxj::Outcome outcome = readFor(b, *pictureB, *work);
-    give(comparisonOf(moxj::compare(pictureA->picture(), pictureB->picture(), *work)), comparison, "comparison");
+    pictureB.emplace(&job->work.budget);
+    moxj::Outcome outcome = readFor(b, *pictureB, job->work);
+    give(comparisonOf(moxj::compare(pictureA->picture(), pictureB->picture(), job->work)), comparison, "comparison");
+    job->complete();
     // The outcome of both in one report.
     if (!outcomeA.complete) outcome.incomplete(outcomeA.warning);
     outcome.notes.insert(outcome.notes.begin(), outcomeA.notes.begin(), outcomeA.notes.end());

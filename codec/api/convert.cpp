@@ -18,13 +18,14 @@ MoxcKind moxcConvert(const MoxcSource* source, const MoxcReadOptions* reading, c
                      MoxcReport* report) {
   return guarded(report, [&] {
     const MoxcTarget prepared = preparedTarget(target);
-    moxj::Work work = workOf(run);
+    Run job(run);
     const moxj::Format& to = formatOf(format);
     const moxj::ReadOptions readOptions = readOptionsOf(reading);
     const moxj::WriteOptions writeOptions = writeOptionsOf(writing);
     moxj::Input input = inputOf(source);
     const std::unique_ptr<Target> output = targetOf(prepared);
-    Outcome outcome = moxj::convert(input, readOptions, to, writeOptions, *output, work);
+    Outcome outcome = moxj::convert(input, readOptions, to, writeOptions, *output, job.work);
+    job.complete();
     output->close();
     output->finish();
     return outcome;
@@ -35,7 +36,7 @@ MoxcKind moxcConvertPlanes(const MoxcSource* source, const MoxcReadOptions* read
                            MoxcOpenTarget open, void* context, const MoxcRun* run, MoxcReport* report) {
   return guarded(report, [&] {
     if (!open) throw BadArgument("open is null");
-    moxj::Work work = workOf(run);
+    Run job(run);
     const moxj::Format& to = formatOf(format);
     if (to.coded) throw BadArgument(std::string(to.label) + " is no format of plain samples");
     const moxj::ReadOptions readOptions = readOptionsOf(reading);
@@ -48,7 +49,8 @@ MoxcKind moxcConvertPlanes(const MoxcSource* source, const MoxcReadOptions* read
       outputs.push_back(targetOf(preparedTarget(&target)));
       return *outputs.back();
     };
-    Outcome outcome = moxj::convertComponents(input, readOptions, to, {}, openNext, work);
+    Outcome outcome = moxj::convertComponents(input, readOptions, to, {}, openNext, job.work);
+    job.complete();
     for (const std::unique_ptr<Target>& output : outputs) output->close();
     for (const std::unique_ptr<Target>& output : outputs) output->finish();
     return outcome;
@@ -59,12 +61,13 @@ MoxcKind moxcTranscode(const MoxcSource* source, const MoxcTranscodeOptions* opt
                        const MoxcRun* run, MoxcReport* report) {
   return guarded(report, [&] {
     const MoxcTarget prepared = preparedTarget(target);
-    moxj::Work work = workOf(run);
+    Run job(run);
     const moxj::jpeg::TranscodeOptions transcoding = transcodeOptionsOf(options);
     moxj::Input input = inputOf(source);
     if (moxj::recognise(input).names[0] != "jpg") moxj::fail(moxj::Kind::notThisFormat, "not a JPEG file");
     const std::unique_ptr<Target> output = targetOf(prepared);
-    Outcome outcome = moxj::jpeg::transcode(input.all(maxFileBytes(work.limits)), transcoding, *output, work);
+    Outcome outcome = moxj::jpeg::transcode(input.all(maxFileBytes(job.work.limits)), transcoding, *output, job.work);
+    job.complete();
     output->close();
     output->finish();
     return outcome;

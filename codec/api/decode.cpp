@@ -190,9 +190,10 @@ MoxcKind moxcDecode(const MoxcSource* source, const MoxcReadOptions* options, co
   return guarded(report, [&] {
     need(picture, "picture");
     *picture = nullptr;
-    moxj::Work work = workOf(run);
-    PictureSink sink(wishOf(wanted), work.budget);
-    moxj::Outcome outcome = readPixels(source, readOptionsOf(options), sink, work);
+    Run job(run);
+    PictureSink sink(wishOf(wanted), job.work.budget);
+    moxj::Outcome outcome = readPixels(source, readOptionsOf(options), sink, job.work);
+    job.complete();
     *picture = sink.release();
     return outcome;
   });
@@ -202,9 +203,11 @@ MoxcKind moxcDecodeInto(const MoxcSource* source, const MoxcReadOptions* options
                         const MoxcRun* run, MoxcReport* report) {
   return guarded(report, [&] {
     const MoxcPixels to = checkedPixels(pixels, true);
-    moxj::Work work = workOf(run);
+    Run job(run);
     MemorySink sink(wishFor(to), to);
-    return readPixels(source, readOptionsOf(options), sink, work);
+    moxj::Outcome outcome = readPixels(source, readOptionsOf(options), sink, job.work);
+    job.complete();
+    return outcome;
   });
 }
 
@@ -212,9 +215,11 @@ MoxcKind moxcDecodeRows(const MoxcSource* source, const MoxcReadOptions* options
                         MoxcRows rows, void* context, const MoxcRun* run, MoxcReport* report) {
   return guarded(report, [&] {
     if (!rows) throw BadArgument("rows is null");
-    moxj::Work work = workOf(run);
-    CallbackSink sink(wishOf(wanted), rows, context, work.budget);
-    return readPixels(source, readOptionsOf(options), sink, work);
+    Run job(run);
+    CallbackSink sink(wishOf(wanted), rows, context, job.work.budget);
+    moxj::Outcome outcome = readPixels(source, readOptionsOf(options), sink, job.work);
+    job.complete();
+    return outcome;
   });
 }
 

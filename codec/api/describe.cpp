@@ -12,9 +12,10 @@ MoxcKind moxcDescribe(const MoxcSource* source, const MoxcRun* run, MoxcDescript
     need(description, "description");
     *description = nullptr;
     moxj::Input input = inputOf(source);
-    moxj::Work work = workOf(run);
+    Run job(run);
     auto made = std::make_unique<MoxcDescription>();
-    made->description = moxj::recognise(input).describe(input, work);
+    made->description = moxj::recognise(input).describe(input, job.work);
+    job.complete();
     moxj::Outcome outcome = made->description;
     *description = made.release();
     return outcome;

@@ -44,15 +44,15 @@ struct MoxcEncoder {
  public:
   MoxcEncoder(const MoxcPixels& layout, const moxj::Format& format, const moxj::WriteOptions& options,
               std::shared_ptr<const moxj::Metadata> metadata, const MoxcTarget& target, const MoxcRun* run)
-      : layout_(layout), options_(options), metadata_(std::move(metadata)), work_(workOf(run)) {
+      : layout_(layout), options_(options), metadata_(std::move(metadata)), run_(run) {
     checkOptions(format, options_);
     collects_ = format.coded && !isDctJpeg(format, options_);
     picture_ = layoutOf(layout_);
     chooseNativePlanes(format);
     const moxj::Holds holds = format.holds(options_);
     target_ = targetOf(target);
-    writer_ = format.create(*target_, options_, work_, writerNotes_);
-    fit_ = fitting(*writer_, holds, notes_, work_.budget);
+    writer_ = format.create(*target_, options_, run_.work, writerNotes_);
+    fit_ = fitting(*writer_, holds, notes_, run_.work.budget);
     picture_.metadata = metadata_;
     fit_->begin(picture_);
   }
@@ -64,7 +64,7 @@ struct MoxcEncoder {
       const MoxcPixels part = rowsOf(pixels, y, height);
       fit_->rows(bandOf(part, owner));
       y_ += part.height;
-      moxj::reportProgress(work_.progress, y_, layout_.height);
+      moxj::reportProgress(run_.work.progress, y_, layout_.height);
     }
   }
 
@@ -86,12 +86,13 @@ struct MoxcEncoder {
   Outcome finish() {
     if (y_ < layout_.height) throw BadArgument("there are fewer rows than the picture has");
     fit_->end();
-    target_->close();
-    target_->finish();
+    run_.complete();
     Outcome outcome;
     outcome.notes = std::move(notes_);
     outcome.notes.insert(outcome.notes.end(), writerNotes_.begin(), writerNotes_.end());
     noteDropped(metadata_.get(), outcome.notes);
+    target_->close();
+    target_->finish();  // nothing may fail after it
     return outcome;
   }
 
@@ -133,7 +134,7 @@ struct MoxcEncoder {
     if (!copy_.hasSamples()) {
       copy_ = picture_.band(0, bandRows());
       const bool planar = isPlanar(layout_.layout) || copy_.colour == Colour::ycbcr;
-      planar ? allocatePlanes(copy_, &work_.budget) : copy_.allocate(&work_.budget);
+      planar ? allocatePlanes(copy_, &run_.work.budget) : copy_.allocate(&run_.work.budget);
     }
     const Picture band = copy_.band(0, part.height);
     if (picture_.colour == Colour::ycbcr && isWords(layout_.layout))
@@ -157,7 +158,7 @@ struct MoxcEncoder {
   MoxcPixels layout_;
   moxj::WriteOptions options_;
   std::shared_ptr<const moxj::Metadata> metadata_;
-  moxj::Work work_;
+  Run run_;
   std::vector<std::string> notes_, writerNotes_;
   std::unique_ptr<Target> target_;
   std::unique_ptr<moxj::RowSink> writer_, fit_;

@@ -1,6 +1,8 @@
 // Limits, threads and progress of a call.
 #include "api/run.h"
 
+#include <algorithm>
+
 #include "api/checks.h"
 #include "api/structs.h"
 
@@ -21,9 +23,10 @@ Limits limitsOf(const MoxcLimits* given) {
   return limits;
 }
 
-Progress progressOf(const MoxcRun& run) {
+Progress progressOf(const MoxcRun& run, LastProgress& last) {
   if (!run.progress) return {};
-  return [call = run.progress, context = run.progressContext](std::uint64_t done, std::uint64_t total) {
+  return [call = run.progress, context = run.progressContext, &last](std::uint64_t done, std::uint64_t total) {
+    last = {done, total};
     return call(context, done, total) == 0;
   };
 }
@@ -38,12 +41,19 @@ Executor executorOf(const MoxcRun& run) {
   };
 }
 
-}  // namespace
-
-Work workOf(const MoxcRun* run) {
+Work workOf(const MoxcRun* run, LastProgress& last) {
   const MoxcRun from = given(run, "run");
   checkRanges(from, kRunRanges);
-  return Work(limitsOf(from.limits), progressOf(from), from.threads ? from.threads : 1, executorOf(from));
+  return Work(limitsOf(from.limits), progressOf(from, last), from.threads ? from.threads : 1, executorOf(from));
+}
+
+}  // namespace
+
+Run::Run(const MoxcRun* run) : work(workOf(run, last_)) {}
+
+void Run::complete() {
+  const std::uint64_t total = std::max<std::uint64_t>(last_.total, 1);
+  if (last_.done != total) reportProgress(work.progress, total, total);
 }
 
 }  // namespace moxj::api

@@ -4,7 +4,9 @@
 #include <png.h>
 
 #include <csetjmp>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "base/problem.h"
 
@@ -16,9 +18,9 @@ class Session {
 
   explicit Session(Direction direction) : direction_(direction) {
     if (direction == Direction::read)
-      png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, this, onError, onWarning);
+      png_ = png_create_read_struct_2(PNG_LIBPNG_VER_STRING, this, onError, onWarning, this, allocate, release);
     else
-      png_ = png_create_write_struct(PNG_LIBPNG_VER_STRING, this, onError, onWarning);
+      png_ = png_create_write_struct_2(PNG_LIBPNG_VER_STRING, this, onError, onWarning, this, allocate, release);
     info_ = png_ ? png_create_info_struct(png_) : nullptr;
     if (!info_) {
       destroy();
@@ -32,11 +34,14 @@ class Session {
   Session& operator=(const Session&) = delete;
 
   // Calls work(png, info), a function object that captures references and owns nothing. Returns false if libpng failed,
-  // for the reason in error(). Never inlined: everything that the work changes is then in memory, not in a register that
+  // for the reason in error(). Throws std::bad_alloc if memory was missing. Never inlined: everything that the work changes is then in memory, not in a register that
   // longjmp restores.
   template <class Work>
   [[gnu::noinline]] bool protect(const Work& work) {
-    if (setjmp(jump_)) return false;
+    if (setjmp(jump_)) {
+      if (outOfMemory_) throw std::bad_alloc();
+      return false;
+    }
     work(png_, info_);
     return true;
   }
@@ -58,12 +63,19 @@ class Session {
     std::longjmp(session.jump_, 1);
   }
   static void onWarning(png_structp png, png_const_charp text) { keep(sessionOf(png).warning_, text); }
+  static png_voidp allocate(png_structp png, png_alloc_size_t size) {
+    void* const bytes = std::malloc(size);
+    if (!bytes) static_cast<Session*>(png_get_mem_ptr(png))->outOfMemory_ = true;
+    return bytes;
+  }
+  static void release(png_structp, png_voidp bytes) { std::free(bytes); }
   static Session& sessionOf(png_structp png) { return *static_cast<Session*>(png_get_error_ptr(png)); }
   static void keep(char (&place)[kTextSize], png_const_charp text) { std::strncpy(place, text, kTextSize - 1); }
 
   Direction direction_;
   char error_[kTextSize] = {};
   char warning_[kTextSize] = {};
+  bool outOfMemory_ = false;
   png_structp png_ = nullptr;
   png_infop info_ = nullptr;
   std::jmp_buf jump_;

@@ -133,6 +133,7 @@ TEST(Options, OfWritingChangeTheFileOrAreRefused) {
     const Pixels& pixels = isGrey ? grey : colour;
     const MoxcSource from = source(isGrey ? greyInput : input);
     for (const WriteCase& c : writeCases()) {
+      if (c.option.name == std::string("lossless") && listed(kJpeg2000, format)) continue;  // its default
       Write options, base;
       moxcWriteOptionsInit(&options);
       moxcWriteOptionsInit(&base);
@@ -374,7 +375,7 @@ TEST(Options, OfTranscodingChangeTheFileOrAreRefused) {
 TEST(Options, ScriptsAreChecked) {
   Write options;
   moxcWriteOptionsInit(&options);
-  options.scans = "0 1 2;\n0 1 2: 9-70, 0, 0;\n";
+  options.scans = "0 1 2: 0-0, 0, 0;\n0: 9-70, 0, 0;\n";
   const Pixels pixels = picture(moxcRgb, 8, 8);
   const Output output = outputOf([&](const MoxcTarget& target, MoxcReport* report) {
     return moxcEncode(&pixels.pixels, "jpg", &options, nullptr, 0, &target, nullptr, report);
