@@ -7,9 +7,9 @@ INPUT is a folder: every picture in it, in any format that moxj reads, is writte
 it is a Zarr array (a folder with a file .zarray): OUTPUT becomes an array of the same shape whose chunks are coded by a
 codec of moxj.numcodecs (--format jpeg2000, jpeg_lossless or jpeg). The workers need moxj and the same file system.
 
-A run that was interrupted goes on where it stopped: for each output, OUTPUT/.recode has a record with the SHA-256 of the
-input, of the options and of the output, and what still fits its record is skipped. Outputs and records get their name
-when they are complete. What a worker was doing when it died is done again by another one. A file that cannot be
+A run that was interrupted goes on where it stopped: for each output, OUTPUT/.recode has a record with the SHA-256 of
+the input, of the options and of the output, and what still fits its record is skipped. Outputs and records get their
+name when they are complete. What a worker was doing when it died is done again by another one. A file that cannot be
 re-coded is reported and does not stop the others.
 
 Exit status: 0 all is done; 2 wrong command line; 3 some failed, their names are in the list at the end.
@@ -308,13 +308,13 @@ def command_line():
     parser.add_argument("--scheduler", metavar="ADDRESS", help="of a running cluster, such as tcp://host:8786")
     parser.add_argument("--workers", type=int, default=os.cpu_count(), metavar="N",
                         help="processes of a cluster on this machine (one per processor)")
-    parser.add_argument("--format", help="of a folder's pictures: jp2 (default), jpg, png ...; of a Zarr array: jpeg2000 "
-                                         "(default), jpeg_lossless, jpeg")
+    parser.add_argument("--format", help="of a folder's pictures: jp2 (default), jpg, png ...; of a Zarr array: "
+                                         "jpeg2000 (default), jpeg_lossless, jpeg")
     parser.add_argument("--option", type=option, action="append", default=[], metavar="NAME=VALUE",
                         help="of moxj.encode() or of the codec, such as quality=90 or ratio=10")
     parser.add_argument("--reading", type=option, action="append", default=[], metavar="NAME=VALUE",
                         help="of moxj.decode(), such as reduce=1; not for Zarr")
-    parser.add_argument("--chunks", metavar="N,N...", help="the shape of the new array's chunks (that of the old one's)")
+    parser.add_argument("--chunks", metavar="N,N...", help="the shape of the new chunks (that of the old ones)")
     parser.add_argument("--quiet", action="store_true", help="no line of progress")
     return parser.parse_args()
 

@@ -94,6 +94,10 @@ def prepare_metadata_for_build_wheel(metadata_directory, config_settings=None):
     return info_name()
 
 
+def checksum(data):
+    return base64.urlsafe_b64encode(hashlib.sha256(data).digest()).rstrip(b"=").decode()
+
+
 def build_wheel(wheel_directory, config_settings=None, metadata_directory=None):
     name = f"{PROJECT['name']}-{version()}-{tag()}.whl"
     files = {"moxj/" + path.name: path.read_bytes() for pattern in ("*.py", "*.pyi", "py.typed")
@@ -102,8 +106,7 @@ def build_wheel(wheel_directory, config_settings=None, metadata_directory=None):
         native = build_native(directory)
         files["moxj/" + native.name] = native.read_bytes()
     files.update({f"{info_name()}/{name}": text.encode() for name, text in info_files().items()})
-    record = [f"{path},sha256={base64.urlsafe_b64encode(hashlib.sha256(data).digest()).rstrip(b'=').decode()},{len(data)}"
-              for path, data in files.items()]
+    record = [f"{path},sha256={checksum(data)},{len(data)}" for path, data in files.items()]
     files[info_name() + "/RECORD"] = "\n".join([*record, info_name() + "/RECORD,,", ""]).encode()
     with zipfile.ZipFile(os.path.join(wheel_directory, name), "w", zipfile.ZIP_DEFLATED) as wheel:
         for path, data in files.items():

@@ -9,9 +9,9 @@
     moxj.compare("a.png", "a.jpg")["all"]["psnr"]        how different two files are
     picture = moxj.read("photo.jpg")                     the array with its metadata, warning and notes
 
-A file is given as bytes (any object with contiguous bytes), as a path (str or os.PathLike) or as an object with a method
-read(size), of which any number of bytes may be read. Outputs are bytes, or go to `to`: a path, which gets the file when
-it is complete, or an object with a method write(bytes).
+A file is given as bytes (any object with contiguous bytes), as a path (str or os.PathLike) or as an object with a
+method read(size), of which any number of bytes may be read. Outputs are bytes, or go to `to`: a path, which gets the
+file when it is complete, or an object with a method write(bytes).
 
 Arrays have the shape (height, width) or (height, width, channels); sizes are in pixels and samples are integers of
 `bits` significant bits. The interpreter lock is released while the codec works, so threads run side by side. Failures
@@ -235,13 +235,13 @@ def decode(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, f
     limits      moxj.Limits
     progress    callable(done, total)
     out         an array of the size of the picture to decode into, which is then returned. Its pixels must lie side by
-                side in a row; rows may be any distance apart, also negative. Its last dimension gives the layout, unless
-                `layout` does
+                side in a row; rows may be any distance apart, also negative. Its last dimension gives the layout,
+                unless `layout` does
 
     Returns an array of uint8 (up to 8 bits), uint16 (9 to 16) or uint32 (more); for signed samples of int16 (up to 16
-    bits) or int32. It uses the memory that the library decoded into, without a copy, and may be changed. Planes of one size
-    that have no common meaning come as (height, width, planes), in a copy. Part of a picture being missing, because the
-    file is damaged, gives a moxj.IncompleteWarning.
+    bits) or int32. It uses the memory that the library decoded into, without a copy, and may be changed. Planes of one
+    size that have no common meaning come as (height, width, planes), in a copy. Where part of the picture is missing,
+    because the file is damaged, there is a moxj.IncompleteWarning.
     """
     fields = _options.read_fields(reduce, layers, smooth, fast_mcu, components)
     running = _running(threads, limits, progress)
@@ -291,7 +291,7 @@ def encode(array, format=None, *, to=None, layout=None, bits=None, max_value=Non
     format     "jpg" or "jpeg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pgx"; None: by the extension of `to`
     to         None: the file is returned as bytes; otherwise a path or a file object
     layout     "bgr", "bgra", "cmyk", "rgb565", "rgb555", "ycbcr" ... where the shape does not say it, see decode()
-    bits       significant bits of the samples, the lowest ones; by default all 8 or 16; must be given for 32-bit samples
+    bits       significant bits of the samples, the lowest ones; by default all 8 or 16; 32-bit samples need it
     max_value  the value of full intensity; default 2 ** bits - 1
 
     JPEG
@@ -418,8 +418,8 @@ def compare(a, b, *, threads=1, limits=None, progress=None):
           a picture without opacity beside one with it counts as opaque
 
     Returns a dict: "width", "height" (in pixels), "bits" (the depth of the comparison), "channels" (a dict with the
-    differences of each channel, by its name) and "all" (those over all channels). Differences are a dict: "mse" (the mean
-    squared error in steps of that depth), "psnr" (in dB; infinite if no sample differs), "ssim" (mean structural
+    differences of each channel, by its name) and "all" (those over all channels). Differences are a dict: "mse" (the
+    mean squared error in steps of that depth), "psnr" (in dB; infinite if no sample differs), "ssim" (mean structural
     similarity, 1 if equal) and "max" (the largest difference). A damaged file is compared as far as it can be decoded,
     with a moxj.IncompleteWarning.
     """

@@ -66,7 +66,8 @@ def _add_reading(parser):
 
 
 def _parser():
-    parser = _Parser(prog="python -m moxj", description="Encodes, decodes, transcodes, describes and compares pictures.")
+    parser = _Parser(prog="python -m moxj",
+                     description="Encodes, decodes, transcodes, describes and compares pictures.")
     parser.add_argument("--version", action="version", version="moxj " + moxj.__version__)
     commands = parser.add_subparsers(dest="command", required=True, metavar="COMMAND", parser_class=_Parser)
     texts = {"encode": "a picture as JPEG or JPEG 2000, or as another format with options of writing",

@@ -7,10 +7,10 @@ moxj_jpeg2000      Jpeg2000: lossless by default, or to a size (ratio, bpp)
 moxj_jpeg_lossless JpegLossless: lossless
 moxj_jpeg          Jpeg: lossy, 8 bits
 
-Chunks have the shape (height, width), (height, width, channels) or any number of dimensions before these, such as (time,
-z, height, width): each picture of height x width is coded by itself. A chunk that is a single picture is stored as a file
-that every decoder of its format reads. Other chunks are stored as several such files after a small index (see _Stack):
-stacks, channels that the format does not take in one picture, arrays in Fortran's order and big-endian samples.
+Chunks have the shape (height, width), (height, width, channels) or any number of dimensions before these, such as
+(time, z, height, width): each picture of height x width is coded by itself. A chunk that is a single picture is stored
+as a file that every decoder of its format reads. Other chunks are stored as several such files after a small index (see
+_Stack): stacks, channels that the format does not take in one picture, arrays in Fortran's order and big-endian samples.
 
 After installation numcodecs finds the codecs by their names; importing this module registers them as well.
 """
@@ -80,7 +80,8 @@ class _Stack:
             position = cls._HEAD.size + 8 * dimensions + 2 * groups
             # A false count is met before anything is made of it.
             if dimensions < (3 if groups else 2) or groups and sum(stack.groups) != stack.shape[-1] or \
-                    stack.dtype.kind not in "uib" or stack.order not in "CF" or not 0 < 8 * stack.count() <= len(data) - position:
+                    not 0 < 8 * stack.count() <= len(data) - position or \
+                    stack.dtype.kind not in "uib" or stack.order not in "CF":
                 raise ValueError
             sizes = struct.unpack_from(f"<{stack.count()}Q", data, position)
             position += 8 * len(sizes)
@@ -220,8 +221,8 @@ class Jpeg2000(_Pictures):
     levels, block, tile, progression, layers, modes   as in moxj.encode()
     bits         significant bits of the samples, 1 to 16, of which samples that need more are refused; None: all
     channels     "auto": the last of 3 or more dimensions is channels if it has 1 to 4 elements; "last": it is, always;
-                 None: it never is. 3 are coded as RGB, 4 as RGB and opacity (which in a lossless file means no more than
-                 a fourth channel), others each by itself
+                 None: it never is. 3 are coded as RGB, 4 as RGB and opacity (which in a lossless file means no more
+                 than a fourth channel), others each by itself
     format       "j2k", a codestream, or "jp2", the same in a file of some 85 bytes more
     """
 

@@ -15,7 +15,7 @@ namespace moxj::python {
 
 namespace py = pybind11;
 
-// The first exception that a callback threw during a call. The library gets a failure instead, and the call rethrows it.
+// The first exception that a callback threw during a call. The library gets a failure, and the call rethrows it.
 class Raised {
  public:
   // Runs a callback that may use Python; returns whether it went well.

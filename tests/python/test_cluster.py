@@ -126,7 +126,6 @@ class Folders(PictureTest):
 
     def test_wrong_command_lines(self):
         for arguments, text in ([str(self.directory / "none"), "x"], "is no folder"), ([str(self.source)], "output"), \
-                ([str(self.source), "x", "--scheduler", "tcp://127.0.0.1:1"], "scheduler"), \
                 ([str(self.source), "x", "--option", "quality"], "name=value"):
             done = subprocess.run([sys.executable, "-B", str(PROGRAM), *arguments], capture_output=True, text=True,
                                   cwd=self.directory, timeout=60)

@@ -14,8 +14,8 @@ from support import *
 class Command(PictureTest):
     def run_moxj(self, status, *arguments):
         """Runs it and checks its exit status; returns (standard output, standard error)."""
-        done = subprocess.run([sys.executable, "-B", "-m", "moxj", *map(str, arguments)], capture_output=True, text=True,
-                              timeout=60, cwd=self.directory)
+        command = [sys.executable, "-B", "-m", "moxj", *map(str, arguments)]
+        done = subprocess.run(command, capture_output=True, text=True, timeout=60, cwd=self.directory)
         self.assertEqual(done.returncode, status, (arguments, done.stderr))
         return done.stdout, done.stderr
 

@@ -51,8 +51,8 @@ class Codecs(PictureTest):
 
     def test_lossy_shapes(self):
         grey = smooth(40, 50, 1)
-        for array in grey, smooth(40, 50), grey[None], numpy.stack([grey, grey[::-1], grey]), grey[None, None, ..., None], \
-                numpy.stack([[smooth(40, 50)] * 2] * 3), numpy.dstack([smooth(40, 50), grey]):
+        for array in grey, smooth(40, 50), grey[None], numpy.stack([grey, grey[::-1], grey]), \
+                grey[None, None, ..., None], numpy.stack([[smooth(40, 50)] * 2] * 3), numpy.dstack([smooth(40, 50), grey]):
             for codec in Jpeg(quality=90), Jpeg2000(ratio=3):
                 with self.subTest(codec=codec.codec_id, shape=array.shape):
                     self.assertGreater(psnr(self.check(codec, array), array), 30)
@@ -70,7 +70,8 @@ class Codecs(PictureTest):
             self.assertGreater(psnr(result[..., channel], array[..., channel]), 30)
 
     def test_a_single_picture_is_a_plain_file(self):
-        for codec, name in (Jpeg2000(), "j2k"), (Jpeg2000(format="jp2"), "jp2"), (JpegLossless(), "jpg"), (Jpeg(), "jpg"):
+        for codec, name in (Jpeg2000(), "j2k"), (Jpeg2000(format="jp2"), "jp2"), (JpegLossless(), "jpg"), \
+                (Jpeg(), "jpg"):
             for shape in (20, 30), (20, 30, 3), (1, 1, 20, 30):
                 data = codec.encode(noise(shape))
                 self.assertEqual(moxj.probe(data), name)

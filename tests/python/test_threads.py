@@ -16,8 +16,8 @@ from support import *
 
 class Lock(PictureTest):
     def test_python_goes_on_while_pictures_are_decoded(self):
-        """Two threads decode; a third one runs Python all the time. If a call kept the lock, the third would stand still
-        for as long as the call, whatever the interpreter's switch interval."""
+        """Two threads decode; a third one runs Python all the time. If a call kept the lock, the third would stand
+        still for as long as the call, whatever the interpreter's switch interval."""
         file = moxj.encode(noise((1500, 1500, 3)), "j2k")
         spans, longest, going = [], [0.0], threading.Event()
         going.set()

@@ -11,9 +11,9 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
-FORMATTED = ["src", "include", "core", "codec", "tests", "fuzz", "bench", "examples"]  # C and C++ in these
+FORMATTED = ["src", "include", "core", "codec", "tests", "fuzz", "bench", "examples", "python"]  # C and C++ in these
 C_SUFFIXES = {".c", ".h", ".cpp", ".hpp"}
-OTHER_SUFFIXES = {".cmake", ".py", ".in", ".map", ".sh"}  # files without a suffix are scripts
+OTHER_SUFFIXES = {".cmake", ".py", ".pyi", ".in", ".map", ".sh"}  # files without a suffix are scripts
 NOT_OURS = {"build", "__pycache__"}  # and whatever begins with a dot, but .ci
 LONGEST = 120
 VERSION = 14  # other versions format differently
