@@ -21,7 +21,7 @@ namespace moxj::cli {
 namespace {
 
 constexpr int kMaxLinks = 40;
-constexpr std::size_t kGathered = std::size_t{1} << 16;  // bytes that are written at once
+constexpr std::size_t kGathered = std::size_t{1} << 14;  // bytes that are written at once
 
 constexpr const char* kExists = "already exists (--no-clobber)";
 

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <vector>
 
+#include "base/bytes.h"
 #include "base/input.h"
 
 namespace moxj {
@@ -37,16 +37,17 @@ class ByteStream {
 
  private:
   static constexpr std::size_t kBufferBytes = std::size_t{64} << 10;
+  static constexpr std::size_t kFirstBytes = 4096;  // enough for a header
 
   bool fill() {
     at_ = 0;
-    end_ = input_.read(buffer_.data(), buffer_.size());
+    end_ = input_.read(buffer_.data(), filled_ == 0 ? kFirstBytes : buffer_.size());
     filled_ += end_;
     return end_ != 0;
   }
 
   Input& input_;
-  std::vector<std::uint8_t> buffer_;
+  Bytes buffer_;  // not filled with zeros, which would touch all its pages for the smallest picture
   std::size_t at_ = 0, end_ = 0;
   std::size_t filled_ = 0;  // bytes read from the input
 };

@@ -35,7 +35,7 @@ class Reader : public RowSource {
  private:
   // False if libpng failed.
   bool readAll() {
-    std::vector<std::uint8_t> chunk(kChunkBytes);
+    Bytes chunk(kChunkBytes);
     session_.protect([&](png_structp png, png_infop) {
       png_set_progressive_read_fn(
           png, this, [](png_structp p, png_infop info) { readerOf(p).onInfo(p, info); },

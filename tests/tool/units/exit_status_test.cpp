@@ -65,6 +65,9 @@ TEST(Message, FieldsBecomeOptions) {
   EXPECT_EQ(message("fastMcu is not for PNG files", "fastMcu"), "--fast-mcu is not for PNG files");
   EXPECT_EQ(message("reduce 6: no", "reduce"), "--reduce 6: no");
   EXPECT_EQ(message("no quality", "quality"), "no quality");
+  EXPECT_EQ(message("components is not for PNG files", "components"), "--components is not for PNG files");
+  EXPECT_EQ(message("3 components: a PGX file has one", "components"),
+            "3 components: a PGX file has one; --components writes one file for each");
   for (const auto& [field, option] :
        std::initializer_list<std::pair<const char*, const char*>>{{"levelsPlus1", "--levels"},
                                                                   {"levels", "--levels"},
