@@ -90,8 +90,10 @@ typedef enum {
 /* How a call went. Each call that gets a report first clears it. */
 typedef struct MoxcReport MoxcReport;
 
-MOXC_API MoxcReport* moxcReportNew(void); /* NULL: no memory */
+/* NULL: no memory. */
+MOXC_API MoxcReport* moxcReportNew(void);
 MOXC_API void moxcReportFree(MoxcReport* report);
+/* What the call returned. The functions that read a report take NULL for one of a call without anything to tell. */
 MOXC_API MoxcKind moxcReportKind(const MoxcReport* report);
 /* The cause in a few words, without capital letter and full stop; "" if there is none. All texts live until the report
  * is used again. */
@@ -220,6 +222,7 @@ typedef struct {
   int32_t coded;          /* 1: a compressed format (jpg, jp2, j2k), 0: a format of plain samples */
 } MoxcFormat;
 
+/* How many there are. */
 MOXC_API size_t moxcFormatCount(void);
 /* moxcBadArgument if there is no such format. The texts live as long as the library. */
 MOXC_API MoxcKind moxcFormatAt(size_t index, MoxcFormat* format);
@@ -319,6 +322,7 @@ MOXC_API int32_t moxcChannels(MoxcLayout layout);
 /* A picture that the library owns. */
 typedef struct MoxcPicture MoxcPicture;
 
+/* NULL is allowed, here and in all functions that free. */
 MOXC_API void moxcPictureFree(MoxcPicture* picture);
 /* Its samples, which live as long as the picture and may be changed. pixels->structSize must be set. */
 MOXC_API MoxcKind moxcPicturePixels(const MoxcPicture* picture, MoxcPixels* pixels);
@@ -383,10 +387,11 @@ MOXC_API MoxcKind moxcDecodeInto(const MoxcSource* source, const MoxcReadOptions
     const MoxcRun* run, MoxcReport* report);
 
 /* Gets rows of a picture from top to bottom. `rows` describes them as a picture of `rows->height` rows whose top row is
- * row `y` of the picture; the memory is valid only during the call. The first call, with y = 0 and rows->height = 0,
+ * row `y` of the picture; the memory is valid only during the call and must not be changed. The first call, with y = 0 and rows->height = 0,
  * gives the layout alone, with the height of the picture in `height`. Returns 0 to go on, anything else to cancel. */
 typedef int (*MoxcRows)(void* context, const MoxcPixels* rows, int32_t y, int32_t height);
 
+/* Decodes a file and hands its rows to a callback as they come. */
 MOXC_API MoxcKind moxcDecodeRows(const MoxcSource* source, const MoxcReadOptions* options, const MoxcWanted* wanted,
     MoxcRows rows, void* context, const MoxcRun* run, MoxcReport* report);
 
@@ -458,6 +463,7 @@ MOXC_API MoxcKind moxcEncode(const MoxcPixels* pixels, const char* format, const
  * target and the run refer to (contexts, bytes, byteCount) must live until the encoder is freed. */
 typedef struct MoxcEncoder MoxcEncoder;
 
+/* On success *encoder is for moxcEncoderFree(). */
 MOXC_API MoxcKind moxcEncoderOpen(const MoxcPixels* layout, const char* format, const MoxcWriteOptions* options,
     const MoxcMetadata* metadata, size_t metadataCount, const MoxcTarget* target, const MoxcRun* run,
     MoxcEncoder** encoder, MoxcReport* report);

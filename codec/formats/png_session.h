@@ -34,8 +34,8 @@ class Session {
   Session& operator=(const Session&) = delete;
 
   // Calls work(png, info), a function object that captures references and owns nothing. Returns false if libpng failed,
-  // for the reason in error(). Throws std::bad_alloc if memory was missing. Never inlined: everything that the work changes is then in memory, not in a register that
-  // longjmp restores.
+  // for the reason in error(); throws std::bad_alloc if memory was missing. Never inlined: everything that the work
+  // changes is then in memory, not in a register that longjmp restores.
   template <class Work>
   [[gnu::noinline]] bool protect(const Work& work) {
     if (setjmp(jump_)) {

@@ -83,9 +83,9 @@ void failEachAllocation(const Call& call) {
 }
 
 struct Inputs {
-  Pixels rgb = picture(moxcRgb, 50, 40), deep = picture(moxcRgba, 50, 40, 16), bgr = picture(moxcBgr, 50, 40);
+  Pixels rgb = picture(moxcRgb, 24, 18), deep = picture(moxcRgba, 24, 18, 16), bgr = picture(moxcBgr, 24, 18);
   Bytes jpeg = encode(rgb, "jpg"), png = encode(deep, "png"), jp2 = encode(deep, "jp2"), ppm = encode(rgb, "ppm"),
-        pgx = encode(picture(moxcGrey, 50, 40), "pgx"), progressive, lossless;
+        pgx = encode(picture(moxcGrey, 24, 18), "pgx"), progressive, lossless;
   Inputs() {
     MoxcWriteOptions options;
     moxcWriteOptionsInit(&options);
@@ -157,7 +157,7 @@ TEST_F(Memory, IsMissingWhenDecoding) {
 }
 
 TEST_F(Memory, IsMissingWhenDecodingIntoTheCallersMemory) {
-  const Pixels to = blank(moxcRgba, 50, 40);
+  const Pixels to = blank(moxcRgba, 24, 18);
   for (const auto& [name, file] : files)
     failEachAllocation({name, [&, file = file](MoxcReport* report) {
                           const MoxcSource from = source(*file);
