@@ -10,7 +10,7 @@ moxj_jpeg          Jpeg: lossy, 8 bits
 Chunks have the shape (height, width), (height, width, channels) or any number of dimensions before these, such as
 (time, z, height, width): each picture of height x width is coded by itself. A chunk that is a single picture is stored
 as a file that every decoder of its format reads. Other chunks are stored as several such files after a small index (see
-_Stack): stacks, channels that the format does not take in one picture, arrays in Fortran's order and big-endian samples.
+_Stack): stacks, channels that the format does not take in one picture, arrays in Fortran's order, big-endian samples.
 
 After installation numcodecs finds the codecs by their names; importing this module registers them as well.
 """

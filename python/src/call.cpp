@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace moxj::python {
 
@@ -17,6 +18,8 @@ std::string pathIn(const py::object& object) {
   if (!PyUnicode_FSConverter(object.ptr(), &encoded)) throw py::error_already_set();
   return py::reinterpret_steal<py::bytes>(encoded);
 }
+
+constexpr size_t kFirstCapacity = size_t{1} << 16;
 
 // The time between two looks for signals, such as Ctrl-C, by a call without a callback of its own.
 constexpr std::chrono::milliseconds kSignalInterval{50};
@@ -60,7 +63,8 @@ ptrdiff_t Source::read(void* self, void* to, size_t size) {
 
 Target::Target(const py::object& to) {
   if (to.is_none()) {
-    target_ = moxcMemoryTarget(&bytes_, &byteCount_);
+    if (!resize(kFirstCapacity)) throw py::error_already_set();
+    target_ = moxcStreamTarget(keep, this);
   } else if (namesFile(to)) {
     path_ = pathIn(to);
     target_ = moxcFileTarget(path_.c_str());
@@ -87,9 +91,34 @@ int Target::write(void* self, const void* bytes, size_t size) {
   return well ? 0 : 1;
 }
 
-py::object Target::result() const {
+bool Target::resize(size_t capacity) {
+  if (!bytes_) {
+    bytes_ = PyBytes_FromStringAndSize(nullptr, static_cast<Py_ssize_t>(capacity));
+  } else {
+    _PyBytes_Resize(&bytes_, static_cast<Py_ssize_t>(capacity));
+  }
+  capacity_ = bytes_ ? capacity : 0;
+  return bytes_ != nullptr;
+}
+
+int Target::keep(void* self, const void* bytes, size_t size) {
+  auto& target = *static_cast<Target*>(self);
+  if (size > target.capacity_ - target.size_) {
+    const size_t capacity = std::max(target.size_ + size, target.capacity_ * 2);
+    const bool well = target.raised_.run([&] {
+      if (!target.resize(capacity)) throw py::error_already_set();
+    });
+    if (!well) return 1;
+  }
+  std::memcpy(PyBytes_AS_STRING(target.bytes_) + target.size_, bytes, size);
+  target.size_ += size;
+  return 0;
+}
+
+py::object Target::result() {
   if (!bytes_) return py::none();
-  return py::bytes(static_cast<const char*>(bytes_), byteCount_);
+  if (!resize(size_)) throw py::error_already_set();
+  return py::reinterpret_steal<py::object>(std::exchange(bytes_, nullptr));
 }
 
 Call::Call(const py::tuple& running) : report_(moxcReportNew()), asked_(std::chrono::steady_clock::now()) {

@@ -72,21 +72,25 @@ class Target {
   explicit Target(const py::object& to);
   Target(const Target&) = delete;
   Target& operator=(const Target&) = delete;
-  ~Target() { moxcFree(bytes_); }
+  ~Target() { Py_XDECREF(bytes_); }
 
   const MoxcTarget* get() const { return &target_; }
   const std::string& path() const { return path_; }
   void rethrow() const { raised_.rethrow(); }
-  py::object result() const;  // the bytes; None if they went elsewhere
+  py::object result();  // the bytes; None if they went elsewhere
 
  private:
   static int write(void* self, const void* bytes, size_t size);
+  static int keep(void* self, const void* bytes, size_t size);
+  bool resize(size_t capacity);
 
   MoxcTarget target_;
   std::string path_;
   py::object file_;
-  void* bytes_ = nullptr;
-  size_t byteCount_ = 0;
+  // The result grows in place, so that it is never copied. Until it is complete nobody else knows the object, and only
+  // its allocation needs the interpreter lock.
+  PyObject* bytes_ = nullptr;
+  size_t size_ = 0, capacity_ = 0;
   Raised raised_;
 };
 

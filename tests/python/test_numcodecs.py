@@ -52,7 +52,8 @@ class Codecs(PictureTest):
     def test_lossy_shapes(self):
         grey = smooth(40, 50, 1)
         for array in grey, smooth(40, 50), grey[None], numpy.stack([grey, grey[::-1], grey]), \
-                grey[None, None, ..., None], numpy.stack([[smooth(40, 50)] * 2] * 3), numpy.dstack([smooth(40, 50), grey]):
+                grey[None, None, ..., None], numpy.stack([[smooth(40, 50)] * 2] * 3), \
+                numpy.dstack([smooth(40, 50), grey]):
             for codec in Jpeg(quality=90), Jpeg2000(ratio=3):
                 with self.subTest(codec=codec.codec_id, shape=array.shape):
                     self.assertGreater(psnr(self.check(codec, array), array), 30)
