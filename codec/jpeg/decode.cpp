@@ -65,6 +65,7 @@ class Decoder {
       if (!painter_) paintCoefficients();
       painter_->finish();
     }
+    freeMemory();
     sink_->end();
     return std::move(outcome_);
   }
@@ -102,6 +103,7 @@ class Decoder {
   void collect(ScanReader& reader, const ScanHeader& scan, std::size_t offset);
   std::unique_ptr<Painter> makePainter();
   void paintCoefficients();
+  void freeMemory();
   bool lossless() const { return frame_->process == marker::sof3; }
   bool progressive() const { return frame_->process == marker::sof2; }
   bool allRead() const;
@@ -130,6 +132,7 @@ class Decoder {
   std::unique_ptr<Coefficients> coefficients_;
   std::unique_ptr<Painter> painter_;
   std::optional<Picture> samples_;  // of a lossless frame
+  std::uint64_t sampleBytes_ = 0;   // charged for them
   std::int64_t goodMcus_ = 0;
   Outcome outcome_;
 };
@@ -228,7 +231,11 @@ void Decoder::finishScan(const EntropyReader& reader, std::size_t end) {
 void Decoder::readLossless(const ScanHeader& scan, std::size_t offset) {
   LosslessReader reader(*frame_, scan, tables_, file_.subspan(offset), work_.budget);
   for (const ScanHeader::Selector& selector : scan.components) read_[selector.component].read = true;
-  if (!samples_) samples_ = makeSamples(*frame_, work_.budget);
+  if (!samples_) {
+    const std::uint64_t before = work_.budget.used();
+    samples_ = makeSamples(*frame_, work_.budget);
+    sampleBytes_ = work_.budget.used() - before;
+  }
   for (int row = 0; row < reader.geometry().mcusHigh && !reader.exhausted(); ++row) {
     reader.readRow(*samples_);
     if (row % 64 == 0) reportProgress(work_.progress, offset, file_.size());
@@ -292,6 +299,14 @@ bool Decoder::allFinished() const {
     if (!progression_.finished(i)) return false;
   }
   return true;
+}
+
+// A sink that has kept the rows may need the memory in its end(). It may also have kept the samples.
+void Decoder::freeMemory() {
+  painter_.reset();
+  coefficients_.reset();
+  if (samples_ && samples_->owner.use_count() == 1) work_.budget.release(sampleBytes_);
+  samples_.reset();
 }
 
 void Decoder::paintCoefficients() {

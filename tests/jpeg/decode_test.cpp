@@ -106,6 +106,28 @@ TEST(Decode, MemoryIsLimited) {
   });
 }
 
+// What the decoder has kept is free for a sink that codes the picture at its end.
+TEST(Decode, MemoryOfTheWholePictureIsFreeAtTheEnd) {
+  struct Sink : Collector {
+    explicit Sink(const Budget& budget) : budget_(budget) {}
+    void end() override { atEnd = budget_.used(); }
+    std::uint64_t atEnd = 0;
+    const Budget& budget_;
+  };
+  constexpr std::uint64_t kOfStrips = std::uint64_t{256} << 10;
+  const Picture picture = testPicture(1200, 800, 3, 0);
+  for (const File& file : {fileOf(picture, {.progressive = true}), losslessFileOf(picture)}) {
+    Work work;
+    Sink sink(work.budget);
+    decode(file, {}, sink, work);
+    EXPECT_LT(sink.atEnd, kOfStrips);
+  }
+  Work work;
+  PictureCollector collector(&work.budget);
+  decode(losslessFileOf(picture), {}, collector, work);
+  EXPECT_GE(work.budget.used(), picture.bytes());  // shared
+}
+
 // ---- Components as they are coded ---------------------------------------------------------------------------------
 
 // The file with all components but one taken out of the frame and scan headers of a file with one scan per component.
