@@ -3,6 +3,7 @@
 import fcntl
 import os
 import pty
+import re
 import signal
 import struct
 import subprocess
@@ -160,7 +161,7 @@ class OnTerminal(ToolTest):
         except OSError as missing:
             self.skipTest(f"no terminal: {missing}")  # a container without /dev/pts
         fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
-        process = subprocess.Popen([MOXJ, *arguments], cwd=self.directory, stderr=slave)
+        process = subprocess.Popen([MOXJ, *arguments], cwd=self.directory, stdout=subprocess.DEVNULL, stderr=slave)
         os.close(slave)
         output = b""
         while True:
@@ -222,6 +223,22 @@ class OnTerminal(ToolTest):
         self.assertEqual(self.screen(output), [""])
         output = self.run_on_terminal("decode", name, "out.png", columns=40)
         self.assertEqual({len(part) for part in output.split("\r") if part.strip()}, {39})
+
+    def test_untiled_jpeg_2000_and_compare(self):
+        """Their work is one piece, but its progress is not. Several percentages between the ends are seen."""
+        for arguments, name in ((("encode", "in.ppm", "out.jp2"), "in.ppm"),
+                                (("decode", "out.jp2", "out.ppm"), "out.jp2"),
+                                (("compare", "in.ppm", "in.ppm"), "compare")):
+            for side in 1500, 3000, 6000:
+                self.write("in.ppm", b"P6 %d %d 255\n" % (side, side) + random.Random(1).randbytes(side * side * 3))
+                if arguments[0] == "decode":
+                    self.expect(OK, "encode", "in.ppm", "out.jp2")
+                begin = time.monotonic()
+                output = self.run_on_terminal(*arguments, "--threads", "1")
+                if time.monotonic() - begin > 1.3:
+                    break
+            percentages = {int(text) for text in re.findall(r"\r%s: (\d+) %%" % re.escape(name), output)}
+            self.assertGreater(len(percentages - {0, 100}), 2, (arguments, percentages))
 
     def test_a_single_file_that_is_quick(self):
         """Times the run too: on a busy machine even a small picture may take long, and then progress is correct."""

@@ -191,7 +191,8 @@ class Info(ToolTest):
         for item in items:
             name = item.pop("file")
             self.assertEqual(item, json.loads(self.expect(OK, "info", "--json", name)))
-        self.assertEqual(json.loads(self.expect(REFUSED, "info", "--json", "bad", "none", error=re.compile("none"))), [])
+        none = self.expect(REFUSED, "info", "--json", "bad", "none", error=re.compile("none"))
+        self.assertEqual(json.loads(none), [])
 
     def test_standard_input_among_several_files(self):
         self.several()

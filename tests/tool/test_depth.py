@@ -125,8 +125,9 @@ class IntoCodedFormats(DepthTest):
         picture = smooth(16, 16, 3)
         deep = picture[:3] + ([v * 257 for v in picture[3]],)
         plain = self.converted("encode", pnm(picture), "a.jpg")
+        reduced = note("samples of 16 bits reduced to 8")
         for file in pnm(deep, 65535), deep_png(deep):
-            self.assertEqual(self.converted("encode", file, "b.jpg", error=note("samples of 16 bits reduced to 8")), plain)
+            self.assertEqual(self.converted("encode", file, "b.jpg", error=reduced), plain)
 
 
 class CutShort(DepthTest):

@@ -1,5 +1,5 @@
-"""Every option of every command, with every format: it changes what comes out, or it is refused by name. None is accepted
-and ignored, but those that are about the run and not about its result."""
+"""Every option of every command, with every format: it changes what comes out, or it is refused by name. None is
+accepted and ignored, except those that are about the run and not about its result."""
 
 import os
 import re

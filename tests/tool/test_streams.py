@@ -14,8 +14,8 @@ from support import *
 WIDTH, HEIGHT = 6000, 5000
 LIMIT_BYTES = 24 << 20
 
-# Runs a program and prints the most memory that it has had, in KiB. A process counts as its own what its parent had when
-# it started it, so that this is a process of its own.
+# Runs a program and prints its peak memory, in KiB. What the parent of a process had when it started it counts as the
+# memory of that process, so the parent must be small.
 MEASURE = """import resource, subprocess, sys
 status = subprocess.call(sys.argv[1:])
 print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss, file=sys.stderr)
