@@ -79,6 +79,33 @@ class Lock(PictureTest):
         self.assertEqual(seen, {threading.get_ident()})
 
 
+class References(PictureTest):
+    def test_nothing_is_kept(self):
+        """Buffers, files and callbacks are let go, after success and after failure."""
+        good = bytearray(moxj.encode(noise((40, 50, 3)), "jp2"))
+        bad = good[:60]
+
+        def progress(done, total):
+            pass
+
+        def stop(done, total):
+            raise KeyError
+
+        array, out = noise((40, 50, 3)), numpy.zeros((40, 50, 3), "u1")
+        kept = [array, out, progress, stop]
+        before = [sys.getrefcount(each) for each in kept]
+        for _ in range(20):
+            moxj.decode(good, out=out, progress=progress)
+            moxj.encode(array, "jp2", progress=progress)
+            for failing in lambda: moxj.decode(bad), lambda: moxj.decode(good, progress=stop), \
+                    lambda: moxj.encode(array, "jp2", progress=stop), lambda: moxj.decode(good, out=out[1:]):
+                with self.assertRaises((moxj.Error, KeyError)):
+                    failing()
+        self.assertEqual([sys.getrefcount(each) for each in kept], before)
+        good.append(0)  # BufferError, if a call still held it
+        bad.append(0)
+
+
 class Interrupts(PictureTest):
     def test_ctrl_c_ends_a_call_without_progress(self):
         """A picture that takes seconds; the signal comes in the middle of the call."""
