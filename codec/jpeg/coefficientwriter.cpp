@@ -13,7 +13,8 @@ namespace {
 
 constexpr int kMaxWord = 65535;
 
-// The MCU rows of all passes over the coefficients. A third pass over a scan, which is rarely needed, is not in the total.
+// Counts the MCU rows of all passes over the coefficients, and reports them. A third pass over a scan, which is rarely
+// needed, is not in the total.
 class Rows {
  public:
   Rows(const Progress& progress, std::uint64_t total) : progress_(progress), total_(total) {}

@@ -25,7 +25,8 @@ struct Coding {
 };
 
 // Writes everything from the tables of the first scan to the data of the last, and reports the progress in MCU rows of
-// all passes. The table selectors of the scans are 0 or 1. Padding blocks are written as they are: call fillMcus() first.
+// all passes. The table selectors of the scans are 0 or 1. Padding blocks are written as they are: call fillMcus()
+// first.
 void writeScans(Writer& writer, const Frame& frame, const Coefficients& coefficients, const Coding& coding,
                 const Progress& progress);
 

@@ -72,8 +72,8 @@ struct DecodeOptions {
 };
 
 // Decodes a file and gives its rows to the sink: grey or RGB of 8 bits, interleaved, unless the options ask for
-// something else. Lossless files of other depths keep them, with Colour grey, rgb, ycbcr or, if inks are wanted, cmyk or
-// unknown; sub-sampled components are repeated.
+// something else. Lossless files of other depths keep their depth and have Colour grey, rgb, ycbcr or, with
+// options.inks, cmyk or unknown; samples of sub-sampled components are repeated.
 //
 // If only a part of the picture can be decoded, the outcome is not complete and has a warning. Throws Problem:
 // notThisFormat; damaged, if nothing of the picture can be decoded; unsupported, and names the process; limit for more

@@ -18,8 +18,8 @@ namespace moxj::jpeg {
 
 // Each component has a strip with the samples of one MCU row and the row above it. A triangle filter also needs the row
 // below, so the last row of an MCU row is then painted together with the next MCU row. A single component needs no
-// strip: it is decoded directly into the band. The band, which goes to the sink, stays in the cache too. (Memory written
-// once and read once costs as much as the inverse transform.)
+// strip: it is decoded directly into the band that goes to the sink. The band stays in the cache too. (Memory that is
+// written once and read once costs as much as the inverse transform.)
 class Strips final : public Painter {
  public:
   // `steps` are the quantiser steps of each component.

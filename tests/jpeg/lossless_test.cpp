@@ -80,8 +80,8 @@ TEST(Lossless, BandsOfAnyHeightGiveTheSameFile) {
   }
 }
 
-// Frame headers of a file of one interval per row, changed so that the components have other sizes: two rows of luminance
-// for one of chrominance. What is decoded has no meaning, but the sizes have.
+// A file whose headers are changed so that its second and third components are sub-sampled. The samples that are decoded
+// have no meaning, but the sizes have.
 File subsampled(int bits) {
   File file = losslessFileOf(testSamples(bits, 3, (1 << std::min(bits, 15)) - 1, 9));
   file[Layout(file).body(marker::sof3) + 7] = 0x22;
