@@ -1,8 +1,8 @@
-# The README's example, built and run.
+# The README's example of the library, built and run: the block of C that is a whole program.
 set(readme ${PROJECT_SOURCE_DIR}/README.md)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${readme})
 file(READ ${readme} text)
-string(FIND "${text}" "```c\n" start)
+string(FIND "${text}" "```c\n#include" start)
 math(EXPR start "${start} + 5")
 string(SUBSTRING "${text}" ${start} -1 text)
 string(FIND "${text}" "```" length)

@@ -126,7 +126,7 @@ std::vector<WriteCase> writeCases() {
 const char* const kFormats[] = {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pgx"};
 
 TEST(Options, OfWritingChangeTheFileOrAreRefused) {
-  const Pixels colour = picture(moxcRgb, 200, 150), grey = picture(moxcGrey, 200, 150);
+  const Pixels colour = picture(moxcRgb, 100, 75), grey = picture(moxcGrey, 100, 75);
   const Bytes input = encode(colour, "png"), greyInput = encode(grey, "png");
   for (const char* const format : kFormats) {
     const bool isGrey = std::string(format) == "pgm" || std::string(format) == "pgx";

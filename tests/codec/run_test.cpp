@@ -92,7 +92,7 @@ struct Call {
 };
 
 struct Inputs {
-  Pixels rgb = picture(moxcRgb, 96, 80), deep = picture(moxcRgba, 96, 80, 16);
+  Pixels rgb = picture(moxcRgb, 50, 40), deep = picture(moxcRgba, 50, 40, 16);
   Bytes jpeg = encode(rgb, "jpg"), progressive, lossless, jp2 = encode(deep, "jp2"), tiled, png = encode(deep, "png"),
         ppm = encode(rgb, "ppm");
   Inputs() {
@@ -104,7 +104,7 @@ struct Inputs {
     options.lossless = 1;
     lossless = encode(rgb, "jpg", &options);
     moxcWriteOptionsInit(&options);
-    options.tileWidth = options.tileHeight = 32;
+    options.tileWidth = options.tileHeight = 20;
     tiled = encode(rgb, "jp2", &options);
   }
 };
@@ -163,7 +163,7 @@ std::vector<Call> calls(const Inputs& in) {
   for (MoxcWriteOptions* options : {&plain, &optimize, &lossless, &layered}) moxcWriteOptionsInit(options);
   optimize.optimize = 1;
   lossless.lossless = 1;
-  layered.ratio = 10;
+  layered.ratio = 3;
   layered.layers = 3;
   const std::tuple<const char*, const char*, MoxcWriteOptions> writes[] = {
       {"baseline", "jpg", plain},  {"optimised", "jpg", optimize}, {"lossless", "jpg", lossless}, {"jp2", "jp2", plain},

@@ -181,7 +181,7 @@ TEST_F(Memory, IsMissingWhenEncoding) {
   for (MoxcWriteOptions* options : {&plain, &progressive, &lossless, &layered}) moxcWriteOptionsInit(options);
   progressive.progressive = 1;
   lossless.lossless = 1;
-  layered.ratio = 10;
+  layered.ratio = 3;
   layered.layers = 2;
   const std::tuple<const char*, const MoxcWriteOptions*> uses[] = {
       {"jpg", &plain}, {"jpg", &progressive}, {"jpg", &lossless}, {"jp2", &plain}, {"j2k", &layered},
