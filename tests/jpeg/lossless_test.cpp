@@ -80,8 +80,8 @@ TEST(Lossless, BandsOfAnyHeightGiveTheSameFile) {
   }
 }
 
-// A file whose headers are changed so that its second and third components are sub-sampled. The samples that are decoded
-// have no meaning, but the sizes have.
+// A file whose headers are changed so that its second and third components are sub-sampled. The decoded samples have no
+// meaning, but their sizes have.
 File subsampled(int bits) {
   File file = losslessFileOf(testSamples(bits, 3, (1 << std::min(bits, 15)) - 1, 9));
   file[Layout(file).body(marker::sof3) + 7] = 0x22;
