@@ -1,7 +1,7 @@
 """Builds the package with CMake; what pip calls (PEP 517). Needs nothing but Python's own library.
 
 The variable CMAKE_ARGS is given to CMake, such as -DMOXJ_BUNDLE=ON, which builds the library in even where one is
-installed."""
+installed. MOXJ_BUILD_DIR names a directory for the build, which is kept; cpack makes the Debian package there."""
 
 import base64
 import hashlib
@@ -20,7 +20,7 @@ import zipfile
 ROOT = pathlib.Path(__file__).resolve().parent
 PROJECT = tomllib.loads((ROOT / "pyproject.toml").read_text(encoding="utf-8"))["project"]
 SOURCES = ["pyproject.toml", "README.md", "CMakeLists.txt", "build_backend.py", "moxj/*.py", "moxj/*.pyi",
-           "moxj/py.typed", "src/*"]
+           "moxj/py.typed", "src/*", "Package.cmake"]
 
 
 def version():
@@ -56,9 +56,9 @@ def tag():
     return f"{python}-{python}-{re.sub('[-.]', '_', sysconfig.get_platform())}"
 
 
-def build_native(directory):
-    """The native module as a file in `directory`."""
-    build, installed = os.path.join(directory, "build"), os.path.join(directory, "installed")
+def build_native(build, directory):
+    """Builds in `build`; the native module as a file in `directory`."""
+    installed = os.path.join(directory, "installed")
     generator = ["-G", "Ninja"] if not subprocess.run(["which", "ninja"], capture_output=True).returncode else []
     subprocess.run(["cmake", *generator, "-S", ROOT, "-B", build, "-DPython_EXECUTABLE=" + sys.executable,
                     "-DMOXJ_LIBRARY_VERSION=" + version(), *shlex.split(os.environ.get("CMAKE_ARGS", ""))], check=True)
@@ -86,12 +86,17 @@ def info_name():
     return f"{PROJECT['name']}-{version()}.dist-info"
 
 
-def prepare_metadata_for_build_wheel(metadata_directory, config_settings=None):
-    directory = pathlib.Path(metadata_directory, info_name())
-    directory.mkdir()
+def write_info(directory):
+    """The folder of metadata that an installed package has; returns its name."""
+    folder = pathlib.Path(directory, info_name())
+    folder.mkdir(exist_ok=True)
     for name, text in info_files().items():
-        (directory / name).write_text(text, encoding="utf-8")
+        (folder / name).write_text(text, encoding="utf-8")
     return info_name()
+
+
+def prepare_metadata_for_build_wheel(metadata_directory, config_settings=None):
+    return write_info(metadata_directory)
 
 
 def checksum(data):
@@ -103,7 +108,7 @@ def build_wheel(wheel_directory, config_settings=None, metadata_directory=None):
     files = {"moxj/" + path.name: path.read_bytes() for pattern in ("*.py", "*.pyi", "py.typed")
              for path in sorted((ROOT / "moxj").glob(pattern))}
     with tempfile.TemporaryDirectory() as directory:
-        native = build_native(directory)
+        native = build_native(os.environ.get("MOXJ_BUILD_DIR") or os.path.join(directory, "build"), directory)
         files["moxj/" + native.name] = native.read_bytes()
     files.update({f"{info_name()}/{name}": text.encode() for name, text in info_files().items()})
     record = [f"{path},sha256={checksum(data)},{len(data)}" for path, data in files.items()]
