@@ -76,7 +76,8 @@ constinit const Format kPngFormat = {
     .sniff = [](ByteSpan first) { return first.size() >= 3 && first[0] == 0x89 && first[1] == 'P' && first[2] == 'N'; },
     .describe = png::describe,
     .open = [](Input& input, const ReadOptions&, Work& work) { return png::reader(input, work); },
-    .create = [](Output& output, const WriteOptions&, Work&, std::vector<std::string>&) { return png::writer(output); },
+    .create = [](Output& output, const WriteOptions&, Work& work,
+                 std::vector<std::string>&) { return png::writer(output, work); },
     .holds =
         [](const WriteOptions&) {
           return Holds{.colours = {Colour::grey, Colour::rgb}, .opacity = true, .depths = {8, 16}};

@@ -12,7 +12,7 @@ namespace moxj::png {
 std::unique_ptr<RowSource> reader(Input& input, Work& work);
 
 // Grey or RGB, with or without opacity, of 8 or 16 bits.
-std::unique_ptr<RowSink> writer(Output& output);
+std::unique_ptr<RowSink> writer(Output& output, Work& work);
 
 Description describe(Input& input, Work& work);
 

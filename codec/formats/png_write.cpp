@@ -17,6 +17,9 @@ namespace {
 // JPEG files.
 constexpr int kCompression = 4;
 
+// The last row, and the current one with each filter.
+constexpr std::uint64_t kRowsOfLibpng = 6;
+
 constexpr std::size_t kFlushBytes = std::size_t{64} << 10;
 
 constexpr int kColourTypes[] = {PNG_COLOR_TYPE_GRAY, PNG_COLOR_TYPE_GRAY_ALPHA, PNG_COLOR_TYPE_RGB,
@@ -24,9 +27,10 @@ constexpr int kColourTypes[] = {PNG_COLOR_TYPE_GRAY, PNG_COLOR_TYPE_GRAY_ALPHA, 
 
 class Writer : public RowSink {
  public:
-  explicit Writer(Output& output) : output_(output) {}
+  Writer(Output& output, Work& work) : output_(output), work_(work) {}
 
   void begin(const Picture& layout) override {
+    work_.budget.charge(kRowsOfLibpng, layout.rowBytes());
     require([&](png_structp png, png_infop info) {
       png_set_write_fn(png, this, onBytes, nullptr);
       png_set_IHDR(png, info, static_cast<png_uint_32>(layout.width), static_cast<png_uint_32>(layout.height),
@@ -53,9 +57,9 @@ class Writer : public RowSink {
   }
 
  private:
-  template <class Work>
-  void require(const Work& work) {
-    if (!session_.protect(work)) fail(full_ ? Kind::noMemory : Kind::output, session_.error());
+  template <class Calls>
+  void require(const Calls& calls) {
+    if (!session_.protect(calls)) fail(full_ ? Kind::noMemory : Kind::output, session_.error());
   }
   void flush() {
     output_.write({bytes_.data(), bytes_.size()});
@@ -75,6 +79,7 @@ class Writer : public RowSink {
   }
 
   Output& output_;
+  Work& work_;
   Session session_{Session::Direction::write};
   PackedRows packed_;
   Bytes bytes_;  // not written yet
@@ -83,6 +88,6 @@ class Writer : public RowSink {
 
 }  // namespace
 
-std::unique_ptr<RowSink> writer(Output& output) { return std::make_unique<Writer>(output); }
+std::unique_ptr<RowSink> writer(Output& output, Work& work) { return std::make_unique<Writer>(output, work); }
 
 }  // namespace moxj::png
