@@ -1,5 +1,7 @@
 // Threads, executors, progress and cancelling.
+#include <filesystem>
 #include <functional>
+#include <iterator>
 #include <thread>
 #include <tuple>
 #include <utility>
@@ -63,6 +65,26 @@ TEST(Run, ThreadsHaveARange) {
     run.threads = threads;
     EXPECT_EQ(moxcBadOption, moxcEncode(&pixels.pixels, "jp2", nullptr, nullptr, 0, &target, &run, report));
     EXPECT_STREQ("threads", moxcReportOption(report));
+  }
+}
+
+std::size_t threadsOfProcess() {
+  namespace fs = std::filesystem;
+  return static_cast<std::size_t>(std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator()));
+}
+
+// Not even for rows so long that the functions of libmoxj would share them among threads that stay.
+TEST(Run, StartsNoThreadsUnlessItIsAsked) {
+  const std::size_t before = threadsOfProcess();
+  const Pixels pixels = picture(moxcRgb, 20000, 20);
+  for (const char* const format : {"jpg", "jp2", "png", "ppm"}) {
+    const Bytes file = encode(pixels, format);
+    for (const MoxcLayout layout : {moxcGrey, moxcBgra, moxcRgb565}) {
+      const Pixels to = blank(layout, 20000, 20, layout == moxcRgb565 ? 16 : 8);
+      decodeInto(file, to);
+    }
+    convert(file, "jpg");
+    EXPECT_EQ(before, threadsOfProcess()) << format;
   }
 }
 
