@@ -55,7 +55,7 @@ extern "C" {
 #define MOXC_INLINE static
 #endif
 
-/* ---- Results ------------------------------------------------------------------------------------------------------ */
+/* ---- Results ----------------------------------------------------------------------------------------------------- */
 
 /* What kind of problem a function met. */
 typedef enum {
@@ -109,7 +109,7 @@ MOXC_API const char* moxcReportWarning(const MoxcReport* report); /* "" if compl
 MOXC_API size_t moxcReportNoteCount(const MoxcReport* report);
 MOXC_API const char* moxcReportNote(const MoxcReport* report, size_t index); /* "" if there is no such note */
 
-/* ---- Limits, threads, progress ------------------------------------------------------------------------------------- */
+/* ---- Limits, threads, progress ----------------------------------------------------------------------------------- */
 
 typedef struct {
   size_t structSize;
@@ -138,7 +138,7 @@ typedef struct {
   void* progressContext;
 } MoxcRun;
 
-/* ---- Inputs and outputs -------------------------------------------------------------------------------------------- */
+/* ---- Inputs and outputs ------------------------------------------------------------------------------------------ */
 
 /* Reads at most `size` bytes to `to`; returns their number, 0 at the end, negative on failure. */
 typedef ptrdiff_t (*MoxcRead)(void* context, void* to, size_t size);
@@ -210,7 +210,7 @@ MOXC_INLINE MoxcTarget moxcStreamTarget(MoxcWrite write, void* context) {
 /* For what the library allocated and the caller owns. NULL is allowed. */
 MOXC_API void moxcFree(void* bytes);
 
-/* ---- Formats ------------------------------------------------------------------------------------------------------- */
+/* ---- Formats ----------------------------------------------------------------------------------------------------- */
 
 /* A format has a name, which is also a file name extension: "jpg", "jp2", "j2k" (a codestream without boxes), "png",
  * "ppm", "pgm", "pnm" (PPM for colour, PGM for grey), "pgx". */
@@ -234,7 +234,7 @@ MOXC_API const char* moxcFormatOfPath(const char* path);
 /* Recognises a file by its first bytes. *format becomes the name of its format ("pnm" for PPM and PGM), or NULL. */
 MOXC_API MoxcKind moxcProbe(const MoxcSource* source, const char** format, MoxcReport* report);
 
-/* ---- Metadata ------------------------------------------------------------------------------------------------------ */
+/* ---- Metadata ---------------------------------------------------------------------------------------------------- */
 
 /* What a file says beside its pixels, as blocks of bytes that are not interpreted. In this version no format reads or
  * writes any: pictures and descriptions have none, and a note is made of each block that is given for an output. */
@@ -255,7 +255,7 @@ typedef struct {
   size_t byteCount;
 } MoxcMetadata;
 
-/* ---- Pixels -------------------------------------------------------------------------------------------------------- */
+/* ---- Pixels ------------------------------------------------------------------------------------------------------ */
 
 /* The order of samples. Each sample takes 1, 2 or 4 bytes, in the byte order of the machine. */
 typedef enum {
@@ -329,7 +329,7 @@ MOXC_API MoxcKind moxcPicturePixels(const MoxcPicture* picture, MoxcPixels* pixe
 MOXC_API size_t moxcPictureMetadataCount(const MoxcPicture* picture);
 MOXC_API MoxcKind moxcPictureMetadata(const MoxcPicture* picture, size_t index, MoxcMetadata* metadata);
 
-/* ---- Describe ------------------------------------------------------------------------------------------------------ */
+/* ---- Describe ---------------------------------------------------------------------------------------------------- */
 
 typedef struct MoxcDescription MoxcDescription;
 
@@ -341,8 +341,8 @@ typedef struct {
   int32_t bits;     /* per sample; the largest, if they differ */
 } MoxcFacts;
 
-/* Reads the headers of a file, as far as they can be read, even of kinds that cannot be decoded. On success *description
- * is for moxcDescriptionFree(). */
+/* Reads the headers of a file, as far as they can be read, even of kinds that cannot be decoded. On success
+ * *description is for moxcDescriptionFree(). */
 MOXC_API MoxcKind moxcDescribe(
     const MoxcSource* source, const MoxcRun* run, MoxcDescription** description, MoxcReport* report);
 MOXC_API void moxcDescriptionFree(MoxcDescription* description);
@@ -352,7 +352,7 @@ MOXC_API const char* moxcDescriptionJson(const MoxcDescription* description); /*
 MOXC_API size_t moxcDescriptionMetadataCount(const MoxcDescription* description);
 MOXC_API MoxcKind moxcDescriptionMetadata(const MoxcDescription* description, size_t index, MoxcMetadata* metadata);
 
-/* ---- Decode -------------------------------------------------------------------------------------------------------- */
+/* ---- Decode ------------------------------------------------------------------------------------------------------ */
 
 typedef struct {
   size_t structSize;
@@ -381,21 +381,23 @@ typedef struct {
 MOXC_API MoxcKind moxcDecode(const MoxcSource* source, const MoxcReadOptions* options, const MoxcWanted* wanted,
     const MoxcRun* run, MoxcPicture** picture, MoxcReport* report);
 
-/* Decodes a file into the caller's memory. Layout, sample size, depth and size of `pixels` must be set and the size must
- * be that of the picture (moxcDescribe gives it), otherwise moxcBadArgument and nothing is written. */
+/* Decodes a file into the caller's memory. Layout, sample size, depth and size of `pixels` must be set and the size
+ * must be that of the picture (moxcDescribe gives it, before any `reduce`), otherwise moxcBadArgument and nothing is
+ * written. */
 MOXC_API MoxcKind moxcDecodeInto(const MoxcSource* source, const MoxcReadOptions* options, const MoxcPixels* pixels,
     const MoxcRun* run, MoxcReport* report);
 
 /* Gets rows of a picture from top to bottom. `rows` describes them as a picture of `rows->height` rows whose top row is
- * row `y` of the picture; the memory is valid only during the call and must not be changed. The first call, with y = 0 and rows->height = 0,
- * gives the layout alone, with the height of the picture in `height`. Returns 0 to go on, anything else to cancel. */
+ * row `y` of the picture; the memory is valid only during the call and must not be changed. The first call, with y = 0
+ * and rows->height = 0, gives the layout alone, with the height of the picture in `height`. Returns 0 to go on,
+ * anything else to cancel. */
 typedef int (*MoxcRows)(void* context, const MoxcPixels* rows, int32_t y, int32_t height);
 
 /* Decodes a file and hands its rows to a callback as they come. */
 MOXC_API MoxcKind moxcDecodeRows(const MoxcSource* source, const MoxcReadOptions* options, const MoxcWanted* wanted,
     MoxcRows rows, void* context, const MoxcRun* run, MoxcReport* report);
 
-/* ---- Encode -------------------------------------------------------------------------------------------------------- */
+/* ---- Encode ------------------------------------------------------------------------------------------------------ */
 
 typedef enum { moxcSampleDefault = 0, moxcSample444 = 1, moxcSample422 = 2, moxcSample420 = 3 } MoxcSample;
 
@@ -468,14 +470,15 @@ MOXC_API MoxcKind moxcEncoderOpen(const MoxcPixels* layout, const char* format, 
     const MoxcMetadata* metadata, size_t metadataCount, const MoxcTarget* target, const MoxcRun* run,
     MoxcEncoder** encoder, MoxcReport* report);
 /* The next rows, from top to bottom: pixels->height of them, with sub-sampling a multiple of each dy but at the end.
- * More rows than the picture has, or another layout: moxcBadArgument. After a failure only moxcEncoderFree() is left. */
+ * More rows than the picture has, or another layout: moxcBadArgument. After a failure only
+ * moxcEncoderFree() is left. */
 MOXC_API MoxcKind moxcEncoderRows(MoxcEncoder* encoder, const MoxcPixels* pixels, MoxcReport* report);
 /* Completes the file. moxcBadArgument if rows are missing. */
 MOXC_API MoxcKind moxcEncoderFinish(MoxcEncoder* encoder, MoxcReport* report);
 /* Without moxcEncoderFinish() the output is discarded. */
 MOXC_API void moxcEncoderFree(MoxcEncoder* encoder);
 
-/* ---- Convert, transcode, compare ----------------------------------------------------------------------------------- */
+/* ---- Convert, transcode, compare --------------------------------------------------------------------------------- */
 
 /* From file to file. PNG, PPM, PGM and baseline JPEG go through in strips. */
 MOXC_API MoxcKind moxcConvert(const MoxcSource* source, const MoxcReadOptions* reading, const char* format,
@@ -534,7 +537,7 @@ typedef struct {
 MOXC_API MoxcKind moxcCompare(const MoxcSource* a, const MoxcSource* b, const MoxcRun* run, MoxcComparison* comparison,
     MoxcReport* reportA, MoxcReport* reportB);
 
-/* ---- Version ------------------------------------------------------------------------------------------------------- */
+/* ---- Version ----------------------------------------------------------------------------------------------------- */
 
 /* That of the library in use, such as "5.1.0". MOXJ_VERSION of moxj.h has that of the headers. */
 MOXC_API const char* moxcVersion(void);

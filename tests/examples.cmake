@@ -18,7 +18,8 @@ if(TARGET moxcodec-shared)
   set(folder ${CMAKE_CURRENT_BINARY_DIR})
   add_test(NAME example-codec-write-rows COMMAND example_codec_write_rows ${folder}/example-rows.jpg)
   add_test(NAME example-codec-read COMMAND example_codec_read ${folder}/example-rows.jpg)
-  add_test(NAME example-codec-recode COMMAND example_codec_recode ${folder}/example-rows.jpg ${folder}/example-recoded.jpg)
+  add_test(NAME example-codec-recode
+    COMMAND example_codec_recode ${folder}/example-rows.jpg ${folder}/example-recoded.jpg)
   add_test(NAME example-codec-thumbnails
     COMMAND example_codec_thumbnails ${folder} ${folder}/example-rows.jpg ${folder}/example-recoded.jpg)
   add_test(NAME example-codec-deep COMMAND example_codec_deep)

@@ -1,5 +1,5 @@
-// Rows are copied whole where the bytes are the same, pixel by pixel where only the order differs, and otherwise channel
-// by channel.
+// Rows are copied whole where the bytes are the same, pixel by pixel where only the order differs, and otherwise
+// channel by channel.
 #include "api/copyrows.h"
 
 #include <algorithm>

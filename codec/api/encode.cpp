@@ -111,8 +111,8 @@ struct MoxcEncoder {
   const MoxcPixels& layout() const { return layout_; }
 
  private:
-  // JPEG takes YCbCr as it is, and inks so that the maximum value is no ink. Words become YCbCr by the library's functions for them where the file's is not
-  // sub-sampled, and otherwise RGB.
+  // JPEG takes YCbCr as it is, and inks so that the maximum value is no ink. Words become YCbCr by the library's
+  // functions for them where the file's is not sub-sampled, and otherwise RGB.
   void chooseNativePlanes(const moxj::Format& format) {
     picture_.inverted = layout_.layout == moxcCmyk && format.names[0] == "jpg";
     if (!isDctJpeg(format, options_)) return;

@@ -76,12 +76,12 @@ Channel channelOf(const Plane& plane);
 // Plane `index` of the picture that the pixels describe; not of words.
 Channel channelOf(const MoxcPixels& pixels, int index);
 
-// Allocates samples plane after plane, where Picture::allocate() would interleave planes of the same size. Throws Problem
-// (limit, noMemory).
+// Allocates samples plane after plane, where Picture::allocate() would interleave planes of the same size. Throws
+// Problem (limit, noMemory).
 void allocatePlanes(Picture& picture, Budget* budget);
 
-// A view of pixels as a picture, if their memory is what the road takes: element types, alignment, order. `owner` may be
-// null. Otherwise a picture without planes.
+// A view of pixels as a picture, if their memory is what the road takes: element types, alignment, order. `owner` may
+// be null. Otherwise a picture without planes.
 Picture viewOf(const MoxcPixels& pixels, const std::shared_ptr<void>& owner);
 
 }  // namespace moxj::api

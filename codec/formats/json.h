@@ -1,5 +1,5 @@
-// JSON of descriptions. The library used elsewhere for JSON allocates in its destructors, so that it would end the process
-// where memory is short; a description is also written only, never parsed.
+// JSON of descriptions. The library used elsewhere for JSON allocates in its destructors, so that it would end the
+// process where memory is short; a description is also written only, never parsed.
 #pragma once
 
 #include <concepts>
