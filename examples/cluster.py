@@ -275,7 +275,7 @@ def alone_in(output):
 
 @contextlib.contextmanager
 def connected(given):
-    """A client of the scheduler, or of a cluster of its own."""
+    """A client of the given scheduler, or of a new cluster on this machine."""
     with contextlib.ExitStack() as stack:
         address = given.scheduler
         if not address:
@@ -325,7 +325,7 @@ def job_for(given):
         codec = {"id": "moxj_" + (given.format or "jpeg2000"), **dict(given.option)}
         return Chunks(given.input.resolve(), given.output.resolve(), {"codec": codec, "chunks": chunks})
     if not given.input.is_dir():
-        refuse(f"{given.input} is no folder")
+        refuse(f"{given.input} is not a folder")
     return Folder(given.input.resolve(), given.output.resolve(),
                   {"format": given.format or "jp2", "reading": dict(given.reading), "writing": dict(given.option)})
 

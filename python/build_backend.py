@@ -24,7 +24,7 @@ SOURCES = ["pyproject.toml", "README.md", "CMakeLists.txt", "build_backend.py", 
 
 
 def version():
-    """That of the library: from its header, or in a source archive of the package from a file of its own."""
+    """That of the library: from its header, or in a source archive of the package from the file VERSION."""
     header = ROOT.parent / "include" / "moxj.h"
     if header.exists():
         parts = [re.search(rf"^#define MOXJ_VERSION_{part} (\d+)$", header.read_text(), re.M).group(1)

@@ -224,7 +224,7 @@ def decode(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, f
                 "rgba", "bgra", "cmyk"        (height, width, 4); opacity is straight, no ink is 0
                 "ycbcr"                       a tuple of three arrays (height, width); of JPEG files as they are coded,
                                               Cb and Cr smaller where they are sub-sampled
-                "planes"                      a tuple of arrays (height, width), each of its own size
+                "planes"                      a tuple of arrays (height, width), of any sizes
     bits        scale samples to this depth, 1 to 31; by default that of the file
     reduce      JPEG 2000: resolution levels to skip, each halves width and height
     layers      JPEG 2000: quality layers to decode; 0: all
@@ -301,7 +301,7 @@ def encode(array, format=None, *, to=None, layout=None, bits=None, max_value=Non
     progressive, scans   progressive; or the scans of a script, a text as for cjpeg
     optimize   optimal Huffman tables, in a second pass
     fast_mcu   colour conversion and sampling in one function, slightly less accurate
-    restart    a restart marker every so many MCUs, or rows of MCUs with restart_in_rows; 0 to 65535
+    restart    MCUs, or with restart_in_rows rows of MCUs, between restart markers: 0 (none) to 65535
     predictor  of lossless JPEG, 1 to 7 (default: the one with the smallest file)
     point      of lossless JPEG: the number of lowest bits that are dropped, 0 to 15
 
@@ -309,7 +309,7 @@ def encode(array, format=None, *, to=None, layout=None, bits=None, max_value=Non
     lossless   the lossless process of JPEG; JPEG 2000 without `ratio` and `bpp` is lossless anyway
 
     JPEG 2000
-    ratio, bpp     lossy: to 1/ratio of the size of the samples, or to so many bits per pixel, headers included
+    ratio, bpp     lossy: to 1/ratio of the size of the samples, or to bpp bits per pixel, headers included
     levels         decomposition levels, 0 to 32 (default 5)
     block, tile    (width, height) or one number: code-blocks (default 64), tiles (default: the whole picture)
     progression    "LRCP" (default), "RLCP", "RPCL", "PCRL", "CPRL"
@@ -374,7 +374,7 @@ def transcode(source, *, to=None, optimize=False, progressive=False, scans=None,
     progressive  progressive; scans: the scans of a script, a text as for cjpeg
     sequential   sequential, with the tables of T.81 Annex K, unless `optimize` is given
     strip        drop all APPn and COM segments but JFIF and Adobe, which define the colours
-    restart      a restart marker every so many MCUs, or rows of MCUs with restart_in_rows; 0 to 65535
+    restart      MCUs, or with restart_in_rows rows of MCUs, between restart markers: 0 (none) to 65535
 
     Returns bytes, or None if `to` is given. A damaged file gives the part that could be decoded, with a
     moxj.IncompleteWarning.

@@ -5,7 +5,7 @@ import numpy
 from . import _native
 from ._errors import BadArgument, bad_option
 
-# Options of which 0 means "not given" in the library, and is no value that Python accepts.
+# Options for which 0 means "not given" in the library. Python refuses it.
 _NEVER_ZERO = {"quality", "ratio", "bpp", "layers"}
 _CHOICES = {"sample": _native.SAMPLES, "progression": _native.PROGRESSIONS}
 _FIELDS = {"fast_mcu": "fastMcu", "restart_in_rows": "restartInRows"}
@@ -111,7 +111,7 @@ def _bits(array, bits, boolean):
 
 
 def _usable(array):
-    """The array with samples that the library can use, as a copy where there is no other way; whether it is bool."""
+    """The array with samples that the library can use, as a copy where needed; whether it is bool."""
     array = numpy.asarray(array)
     boolean = array.dtype == bool
     if boolean:

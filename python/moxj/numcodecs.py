@@ -8,7 +8,7 @@ moxj_jpeg_lossless JpegLossless: lossless
 moxj_jpeg          Jpeg: lossy, 8 bits
 
 Chunks have the shape (height, width), (height, width, channels) or any number of dimensions before these, such as
-(time, z, height, width): each picture of height x width is coded by itself. A chunk that is a single picture is stored
+(time, z, height, width): each picture of height x width is coded separately. A chunk that is a single picture is stored
 as a file that every decoder of its format reads. Other chunks are stored as several such files after a small index (see
 _Stack): stacks, channels that the format does not take in one picture, arrays in Fortran's order, big-endian samples.
 
@@ -38,7 +38,7 @@ class _Stack:
     13      1      the number of dimensions n
     14      1      the order of the samples in memory: C or F
     15      1      0
-    16      2      the number of groups g into which the last dimension, channels, is split; 0: it is no such dimension
+    16      2      the number of groups g into which the last dimension, channels, is split; 0: the last is the width
     18      8n     the shape
     ...     2g     the number of channels of each group
     ...     8m     the size of each picture, in the order of the shape, groups last; m follows from shape and groups
@@ -107,7 +107,7 @@ def _bytes(array):
 
 
 def _fill(data, place, bits=None):
-    """Decodes a picture into an array. One of another kind, or one that is cut off, is no chunk. `bits` None: those of
+    """Decodes a picture into an array. One of another kind, or one that is cut off, is damage. `bits` None: those of
     the picture, which must be those of the array's type."""
     place = place[..., 0] if place.ndim == 3 and place.shape[2] == 1 else place
     width, height, channels, depth = moxj._facts(data)
@@ -217,12 +217,12 @@ class _Pictures(Codec):
 class Jpeg2000(_Pictures):
     """JPEG 2000 of bool and of 8- and 16-bit samples, signed or unsigned; lossless unless a size is given.
 
-    ratio, bpp   lossy: to 1/ratio of the size of the samples, or to so many bits per pixel
+    ratio, bpp   lossy: to 1/ratio of the size of the samples, or to bpp bits per pixel
     levels, block, tile, progression, layers, modes   as in moxj.encode()
     bits         significant bits of the samples, 1 to 16, of which samples that need more are refused; None: all
     channels     "auto": the last of 3 or more dimensions is channels if it has 1 to 4 elements; "last": it is, always;
                  None: it never is. 3 are coded as RGB, 4 as RGB and opacity (which in a lossless file means no more
-                 than a fourth channel), others each by itself
+                 than a fourth channel), others separately
     format       "j2k", a codestream, or "jp2", the same in a file of some 85 bytes more
     """
 
@@ -252,7 +252,7 @@ class JpegLossless(_Pictures):
 
     predictor  1 to 7; None: the one with the smallest file
     bits       significant bits of the samples, 2 to 16, of which samples that need more are refused; None: all
-    channels   see Jpeg2000; 3 are coded as RGB, others each by itself
+    channels   see Jpeg2000; 3 are coded as RGB, others separately
     """
 
     codec_id = "moxj_jpeg_lossless"
@@ -274,7 +274,7 @@ class Jpeg(_Pictures):
     sample       chroma sub-sampling: "4:4:4", "4:2:2", "4:2:0"
     progressive  smaller chunks, slower
     optimize     optimal Huffman tables
-    channels     see Jpeg2000; 3 are coded as RGB, others each by itself
+    channels     see Jpeg2000; 3 are coded as RGB, others separately
     """
 
     codec_id = "moxj_jpeg"

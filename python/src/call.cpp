@@ -21,7 +21,7 @@ std::string pathIn(const py::object& object) {
 
 constexpr size_t kFirstCapacity = size_t{1} << 16;
 
-// The time between two looks for signals, such as Ctrl-C, by a call without a callback of its own.
+// How often a call without a progress callback looks for signals such as Ctrl-C.
 constexpr std::chrono::milliseconds kSignalInterval{50};
 
 }  // namespace

@@ -53,7 +53,7 @@ class Source {
   ~Source();
 
   const MoxcSource* get() const { return &source_; }
-  const std::string& path() const { return path_; }  // "" if it is no file
+  const std::string& path() const { return path_; }  // "" unless it is a file
   void rethrow() const { raised_.rethrow(); }
 
  private:
@@ -104,16 +104,23 @@ class Call {
   const MoxcRun* run() const { return &run_; }
   MoxcReport* report() const { return report_.get(); }
 
-  // Runs `work` without the interpreter lock. On failure raises what a callback raised, or the class of moxj.Error that
-  // stands for the kind.
+  // Runs `work` without the interpreter lock and returns its result. Raises what the progress callback raised.
   template <class Work>
-  void operator()(Work&& work, const Source* source = nullptr, const Target* target = nullptr) {
+  MoxcKind attempt(Work&& work) {
     MoxcKind kind;
     {
       const py::gil_scoped_release unlocked;
       kind = work();
     }
     raised_.rethrow();
+    return kind;
+  }
+
+  // The same for work that must succeed. On failure raises what a callback raised, or the class of moxj.Error for the
+  // kind.
+  template <class Work>
+  void operator()(Work&& work, const Source* source = nullptr, const Target* target = nullptr) {
+    const MoxcKind kind = attempt(work);
     if (source) source->rethrow();
     if (target) target->rethrow();
     if (kind != moxcOk) fail(kind, report(), pathOf(kind, source, target));

@@ -115,13 +115,9 @@ py::tuple compare(const py::object& a, const py::object& b, const py::tuple& run
   Call call(running), other(running);
   MoxcComparison comparison{};
   comparison.structSize = sizeof comparison;
-  MoxcKind kind = moxcOk;
-  call(
-      [&] {
-        kind = moxcCompare(first.get(), second.get(), call.run(), &comparison, call.report(), other.report());
-        return moxcOk;
-      },
-      &first);
+  const MoxcKind kind = call.attempt(
+      [&] { return moxcCompare(first.get(), second.get(), call.run(), &comparison, call.report(), other.report()); });
+  first.rethrow();
   second.rethrow();
   if (kind != moxcOk) {
     const bool inSecond = moxcReportKind(call.report()) == moxcOk;

@@ -43,7 +43,7 @@ def needs(*modules):
 
 
 class PictureTest(unittest.TestCase):
-    """A test with a directory of its own."""
+    """A test with a directory for its files."""
 
     maxDiff = 5000
 

@@ -188,7 +188,7 @@ class Strides(PictureTest):
 
 
 class Into(PictureTest):
-    """Decoding into an array of the caller's."""
+    """Decoding into an existing array."""
 
     def test_rows_of_any_distance(self):
         for dtype in "u1", "u2":

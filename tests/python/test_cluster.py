@@ -107,7 +107,7 @@ class Folders(PictureTest):
         (self.output / "p03.ppm.jp2").write_bytes(b"damaged")
         (self.output / ".recode" / "more" / "p01.ppm.json").write_text("{")
         moxj.encode(noise((30, 30)), to=self.source / "more" / "p02.ppm")
-        os.utime(self.source / "more" / "p04.ppm")  # a new time is no new content
+        os.utime(self.source / "more" / "p04.ppm")  # a new time, the same content
         again = self.in_one_process(self.output)
         self.assertEqual({name for name, what in again.items() if what == "done"},
                          {"p00.ppm", "p03.ppm", "more/p01.ppm", "more/p02.ppm"})
@@ -125,7 +125,8 @@ class Folders(PictureTest):
             self.assertEqual(set(self.in_one_process(self.output)), names)
 
     def test_wrong_command_lines(self):
-        for arguments, text in ([str(self.directory / "none"), "x"], "is no folder"), ([str(self.source)], "output"), \
+        for arguments, text in ([str(self.directory / "none"), "x"], "is not a folder"), \
+                ([str(self.source)], "output"), \
                 ([str(self.source), "x", "--option", "quality"], "name=value"):
             done = subprocess.run([sys.executable, "-B", str(PROGRAM), *arguments], capture_output=True, text=True,
                                   cwd=self.directory, timeout=60)

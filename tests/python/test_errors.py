@@ -139,7 +139,7 @@ class Warnings(PictureTest):
             with self.assertWarns(moxj.NoteWarning):
                 moxj.convert(file, "jpg")
         self.assertEqual(len(moxj.read(file, bits=8).notes), 1)
-        moxj.decode(file, bits=8)  # it was asked for, so it is no warning
+        moxj.decode(file, bits=8)  # asked for, hence without a warning
 
 
 class Callbacks(PictureTest):

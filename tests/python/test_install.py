@@ -31,7 +31,7 @@ for name in "moxj_jpeg2000", "moxj_jpeg_lossless", "moxj_jpeg":
 
 
 def without_network():
-    """The command that runs another one in a network of its own, if that is allowed here."""
+    """The command that runs another one without a network, if that is allowed here."""
     command = ["unshare", "--net", "--map-root-user"]
     return command if shutil.which("unshare") and subprocess.run([*command, "true"],
                                                                  capture_output=True).returncode == 0 else []
