@@ -10,8 +10,8 @@
 
 namespace moxj::cli {
 
-// Calls work(index), which must not throw, for each index below `tasks` on up to `threads` threads, of which the calling
-// one is the first. Where fewer can be started, those do all the work.
+// Calls work(index), which must not throw, for each index below `tasks` on up to `threads` threads, the calling one
+// included. Where fewer can be started, those do all the work.
 template <class Work>
 void inParallel(std::size_t threads, std::size_t tasks, const Work& work) {
   std::atomic<std::size_t> next = 0;
