@@ -493,6 +493,20 @@ typedef int (*MoxcOpenTarget)(void* context, int32_t index, int32_t count, MoxcT
 MOXC_API MoxcKind moxcConvertPlanes(const MoxcSource* source, const MoxcReadOptions* reading, const char* format,
     MoxcOpenTarget open, void* context, const MoxcRun* run, MoxcReport* report);
 
+/* Turning and mirroring without loss. An MCU at the right or bottom edge that the picture does not fill (4:2:0 has MCUs
+ * of 16 x 16 pixels) cannot be mirrored: it stays where it is, which the report notes, unless `trim` or `perfect` say
+ * otherwise. */
+typedef enum {
+  moxcTransformNone = 0,
+  moxcFlipHorizontal = 1, /* left and right change places */
+  moxcFlipVertical = 2,   /* top and bottom change places */
+  moxcTranspose = 3,      /* rows become columns: mirrored at the diagonal from the upper left corner */
+  moxcTransverse = 4,     /* mirrored at the other diagonal */
+  moxcRotate90 = 5,       /* clockwise */
+  moxcRotate180 = 6,
+  moxcRotate270 = 7
+} MoxcTransform;
+
 typedef struct {
   size_t structSize;
   int32_t optimize; /* 1: sequential with optimal tables; the tables are optimal by default, see sequential */
@@ -502,6 +516,14 @@ typedef struct {
   int32_t strip;      /* 1: drop APPn and COM segments but JFIF and Adobe, which define the colours */
   int32_t restart;
   int32_t restartInRows;
+  MoxcTransform transform;
+  int32_t trim;      /* 1: drop edges that cannot be mirrored */
+  int32_t perfect;   /* 1: refuse pictures with such edges (moxcBadOption) */
+  int32_t grayscale; /* 1: the luminance alone */
+  int32_t cropWidth; /* a rectangle of the transformed picture; its upper left corner moves to that of an MCU, and it */
+  int32_t cropHeight; /* grows by as much; width or height 0: as far as the edge */
+  int32_t cropX;
+  int32_t cropY;
 } MoxcTranscodeOptions;
 
 /* No option given. */
@@ -510,7 +532,8 @@ MOXC_INLINE void moxcTranscodeOptionsInit(MoxcTranscodeOptions* options) {
   options->structSize = sizeof *options;
 }
 
-/* Codes the coefficients of a JPEG file again, with other scans and tables: every decoder shows the same picture. */
+/* Codes the coefficients of a JPEG file again, with other scans and tables: every decoder shows the same picture, or
+ * the same pixels in other places. */
 MOXC_API MoxcKind moxcTranscode(const MoxcSource* source, const MoxcTranscodeOptions* options, const MoxcTarget* target,
     const MoxcRun* run, MoxcReport* report);
 

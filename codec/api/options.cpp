@@ -44,10 +44,30 @@ constexpr Range<Write> kWriteRanges[] = {
 
 using Transcode = MoxcTranscodeOptions;
 constexpr Range<Transcode> kTranscodeRanges[] = {
-    {&Transcode::optimize, "optimize", 0, 1},     {&Transcode::progressive, "progressive", 0, 1},
-    {&Transcode::sequential, "sequential", 0, 1}, {&Transcode::strip, "strip", 0, 1},
-    {&Transcode::restart, "restart", 0, 65535},   {&Transcode::restartInRows, "restartInRows", 0, 1},
+    {&Transcode::optimize, "optimize", 0, 1},
+    {&Transcode::progressive, "progressive", 0, 1},
+    {&Transcode::sequential, "sequential", 0, 1},
+    {&Transcode::strip, "strip", 0, 1},
+    {&Transcode::restart, "restart", 0, 65535},
+    {&Transcode::restartInRows, "restartInRows", 0, 1},
+    {&Transcode::trim, "trim", 0, 1},
+    {&Transcode::perfect, "perfect", 0, 1},
+    {&Transcode::grayscale, "grayscale", 0, 1},
+    {&Transcode::cropWidth, "cropWidth", 0, kMaxInt},
+    {&Transcode::cropX, "cropX", 0, kMaxInt},
+    {&Transcode::cropHeight, "cropHeight", 0, kMaxInt},
+    {&Transcode::cropY, "cropY", 0, kMaxInt},
 };
+
+// By MoxcTransform.
+constexpr jpeg::Transform kTransforms[] = {{},
+                                           jpeg::kFlipHorizontal,
+                                           jpeg::kFlipVertical,
+                                           jpeg::kTranspose,
+                                           jpeg::kTransverse,
+                                           jpeg::kRotate90,
+                                           jpeg::kRotate180,
+                                           jpeg::kRotate270};
 
 bool isText(const char* text) { return text && *text; }
 
@@ -86,6 +106,16 @@ void checkTogether(const Write& given) {
   if (given.predictor && !given.lossless) failOption("predictor", "is for lossless files");
   if (given.point && !given.lossless) failOption("point", "is for lossless files");
   if (given.restartInRows && !given.restart) failOption("restartInRows", "has no effect without restart");
+}
+
+void checkTogether(const Transcode& given) {
+  if (given.progressive && given.sequential) failTogether("progressive", "sequential");
+  if (isText(given.scans) && given.progressive) failTogether("scans", "progressive");
+  if (isText(given.scans) && given.sequential) failTogether("scans", "sequential");
+  if (given.restartInRows && !given.restart) failOption("restartInRows", "has no effect without restart");
+  if (given.trim && given.perfect) failTogether("trim", "perfect");
+  if (given.trim && !given.transform) failOption("trim", "has no effect without transform");
+  if (given.perfect && !given.transform) failOption("perfect", "has no effect without transform");
 }
 
 std::optional<jpeg::Script> scriptOf(const char* text) {
@@ -152,10 +182,8 @@ jpeg::TranscodeOptions transcodeOptionsOf(const MoxcTranscodeOptions* options) {
   using Process = jpeg::TranscodeOptions::Process;
   const Transcode given = api::given(options, "options");
   checkRanges(given, kTranscodeRanges);
-  if (given.progressive && given.sequential) failTogether("progressive", "sequential");
-  if (isText(given.scans) && given.progressive) failTogether("scans", "progressive");
-  if (isText(given.scans) && given.sequential) failTogether("scans", "sequential");
-  if (given.restartInRows && !given.restart) failOption("restartInRows", "has no effect without restart");
+  checkEnum("transform", given.transform, moxcRotate270);
+  checkTogether(given);
   jpeg::TranscodeOptions to;
   if (given.progressive)
     to.process = Process::progressive;
@@ -166,6 +194,11 @@ jpeg::TranscodeOptions transcodeOptionsOf(const MoxcTranscodeOptions* options) {
   to.strip = given.strip;
   to.restart = given.restart;
   to.restartInRows = given.restartInRows;
+  to.geometry = {.transform = kTransforms[given.transform],
+                 .crop = {given.cropWidth, given.cropHeight, given.cropX, given.cropY},
+                 .trim = given.trim != 0,
+                 .perfect = given.perfect != 0,
+                 .grayscale = given.grayscale != 0};
   return to;
 }
 

@@ -33,6 +33,7 @@ struct OtherName {
 constexpr OtherName kOtherNames[] = {
     {"levelsPlus1", "--levels"}, {"blockWidth", "--block"},      {"blockHeight", "--block"},  {"tileWidth", "--tile"},
     {"tileHeight", "--tile"},    {"restartInRows", "--restart"}, {"predictor", "--lossless"}, {"point", "--lossless"},
+    {"cropWidth", "--crop"},     {"cropHeight", "--crop"},
 };
 
 }  // namespace

@@ -21,10 +21,12 @@ of the first failure in the order given.
 )";
 
 constexpr std::string_view kTranscodeNotes =
-    R"(The coefficients do not change. Without --progressive, --scans, --sequential and --optimize the
-process does not change either, and the Huffman tables are optimised; --optimize alone makes a
-sequential file. The file name - means standard input or output. An existing file is replaced only
-when the new one is complete. With --output-dir all names are inputs.
+    R"(The coefficients do not change; with --rotate and the like they move. Edges that cannot be mirrored
+stay in place, with a note, unless --trim or --perfect is given. Without --progressive, --scans,
+--sequential and --optimize the process does not change either, and the Huffman tables are
+optimised; --optimize alone makes a sequential file. The file name - means standard input or output.
+An existing file is replaced only when the new one is complete. With --output-dir all names are
+inputs.
 )";
 
 constexpr CommandText kCommands[] = {

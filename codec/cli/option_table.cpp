@@ -53,6 +53,12 @@ Complaint useLevels(const std::string& text, Settings& settings) {
   return complaint;
 }
 
+// For options that turn or mirror the picture.
+Complaint transformed(Settings& settings, std::string_view option, const Complaint& complaint = "") {
+  settings.transformedBy.push_back(option);
+  return complaint;
+}
+
 Complaint useFormat(const std::string& text, Settings& settings) {
   const bool coded = settings.command == Command::encode;
   settings.format = moxcFormatNamed(text.c_str());
@@ -67,8 +73,22 @@ constexpr Option kOptions[] = {
      [](S& s, Text text) { return useNumber(text, 1, 100, s.writing.quality); }, Of::dct},
     {kEncode, "--sample", "4:4:4|4:2:2|4:2:0", "Chroma subsampling; default 4:2:0",
      [](S& s, Text text) { return useSampling(text, s.writing.sample); }, Of::dct},
-    {kEncode, "--grayscale", "", "Keep only the luminance", [](S& s, Text) { return given(s.writing.grayscale); },
-     Of::dct},
+    {kEncode | kTranscode, "--grayscale", "", "Keep only the luminance",
+     [](S& s, Text) { return given(s.writing.grayscale), given(s.transcoding.grayscale); }, Of::dct},
+    {kTranscode, "--rotate", "90|180|270", "Rotate clockwise",
+     [](S& s, Text text) { return transformed(s, "--rotate", useRotation(text, s.transcoding.transform)); }, Of::jpeg},
+    {kTranscode, "--flip", "h|v", "Mirror: h: left and right, v: top and bottom",
+     [](S& s, Text text) { return transformed(s, "--flip", useFlip(text, s.transcoding.transform)); }, Of::jpeg},
+    {kTranscode, "--transpose", "", "Mirror at the diagonal from the upper left corner",
+     [](S& s, Text) { return s.transcoding.transform = moxcTranspose, transformed(s, "--transpose"); }, Of::jpeg},
+    {kTranscode, "--transverse", "", "Mirror at the diagonal from the upper right corner",
+     [](S& s, Text) { return s.transcoding.transform = moxcTransverse, transformed(s, "--transverse"); }, Of::jpeg},
+    {kTranscode, "--trim", "", "Drop edges that cannot be mirrored: MCUs that are not full",
+     [](S& s, Text) { return given(s.transcoding.trim); }, Of::jpeg},
+    {kTranscode, "--perfect", "", "Refuse pictures with such edges",
+     [](S& s, Text) { return given(s.transcoding.perfect); }, Of::jpeg},
+    {kTranscode, "--crop", "WxH+X+Y", "Keep this rectangle, enlarged to an MCU at its upper left corner",
+     [](S& s, Text text) { return useCrop(text, s.transcoding); }, Of::jpeg},
     {kEncode | kTranscode, "--progressive", "", "Progressive, with the same scans as cjpeg",
      [](S& s, Text) { return given(s.writing.progressive), given(s.transcoding.progressive); }, Of::dct},
     {kEncode | kTranscode, "--scans", "FILE", "The scans listed in FILE, a scan script as for cjpeg",

@@ -44,6 +44,7 @@ class Parser {
     checkFiles();
     checkSizes();
     checkProcess();
+    checkTransform();
     return settings_;
   }
 
@@ -130,6 +131,15 @@ class Parser {
     if (progressive && sequential) misuse("--progressive and --sequential cannot be combined");
     if (scans && progressive) misuse("--scans and --progressive cannot be combined");
     if (scans && sequential) misuse("--scans and --sequential cannot be combined");
+  }
+
+  void checkTransform() const {
+    const std::vector<std::string_view>& given = settings_.transformedBy;
+    const bool trim = settings_.transcoding.trim, perfect = settings_.transcoding.perfect;
+    if (given.size() > 1) misuse(std::string(given[0]) + " and " + std::string(given[1]) + " cannot be combined");
+    if (trim && perfect) misuse("--trim and --perfect cannot be combined");
+    if ((trim || perfect) && given.empty())
+      misuse((trim ? "--trim" : "--perfect") + std::string(" needs --rotate, --flip, --transpose or --transverse"));
   }
 
   [[noreturn]] void misuse(const std::string& text) const {

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -33,6 +34,7 @@ struct Settings {
   MoxcTranscodeOptions transcoding;
   // The last option given that applies to that format of the output only.
   std::string onlyJpeg, onlyJpeg2000;
+  std::vector<std::string_view> transformedBy;  // the options that turn or mirror the picture
   std::string scansFile;  // file with the scan script, empty for none; becomes `scans` of the options
   MoxcLimits limits = {};
   Existing existing = Existing::replaced;  // outputs

@@ -21,6 +21,11 @@ constexpr Named<MoxcProgression> kProgressions[] = {
 constexpr Named<std::int32_t> kModes[] = {{"bypass", moxcModeBypass},   {"reset", moxcModeReset},
                                           {"termall", moxcModeTermall}, {"causal", moxcModeCausal},
                                           {"pterm", moxcModePterm},     {"segsym", moxcModeSegsym}};
+constexpr Named<MoxcTransform> kRotations[] = {{"90", moxcRotate90}, {"180", moxcRotate180}, {"270", moxcRotate270}};
+constexpr Named<MoxcTransform> kFlips[] = {{"h", moxcFlipHorizontal},
+                                           {"v", moxcFlipVertical},
+                                           {"horizontal", moxcFlipHorizontal},
+                                           {"vertical", moxcFlipVertical}};
 
 // Null if there is none.
 template <typename Value, std::size_t count>
@@ -34,6 +39,13 @@ bool parseSize(std::string_view text, std::int32_t& width, std::int32_t& height)
   const std::size_t cross = std::min(text.find('x'), text.size());
   return parseNumber(text.substr(0, cross), 1, INT32_MAX, width) && cross < text.size() &&
          parseNumber(text.substr(cross + 1), 1, INT32_MAX, height);
+}
+
+// "+X+Y"
+bool parseOffset(std::string_view text, std::int32_t& x, std::int32_t& y) {
+  const std::size_t second = std::min(text.find('+', 1), text.size());
+  return parseNumber(text.substr(1, second - 1), 0, INT32_MAX, x) && second < text.size() &&
+         parseNumber(text.substr(second + 1), 0, INT32_MAX, y);
 }
 
 std::string shortest(double value) {
@@ -114,6 +126,29 @@ Complaint useProgression(std::string_view text, MoxcProgression& progression) {
   if (!named) return "is not LRCP, RLCP, RPCL, PCRL or CPRL";
   progression = *named;
   return "";
+}
+
+Complaint useRotation(std::string_view text, MoxcTransform& transform) {
+  const MoxcTransform* const named = valueNamed(kRotations, text);
+  if (!named) return "is not 90, 180 or 270";
+  transform = *named;
+  return "";
+}
+
+Complaint useFlip(std::string_view text, MoxcTransform& transform) {
+  const MoxcTransform* const named = valueNamed(kFlips, text);
+  if (!named) return "is not h, v, horizontal or vertical";
+  transform = *named;
+  return "";
+}
+
+Complaint useCrop(std::string_view text, MoxcTranscodeOptions& options) {
+  const std::size_t plus = std::min(text.find('+'), text.size());
+  const std::string_view size = text.substr(0, plus), offset = text.substr(plus);
+  options.cropWidth = options.cropHeight = options.cropX = options.cropY = 0;
+  const bool sized = size.empty() || parseSize(size, options.cropWidth, options.cropHeight);
+  const bool placed = offset.empty() || parseOffset(offset, options.cropX, options.cropY);
+  return sized && placed && !text.empty() ? "" : "is not WxH+X+Y, WxH or +X+Y with whole numbers";
 }
 
 Complaint useModes(std::string_view text, std::int32_t& modes) {

@@ -42,6 +42,11 @@ Complaint usePredictor(std::string_view text, MoxcWriteOptions& options);
 Complaint useBlock(std::string_view text, MoxcWriteOptions& options);
 Complaint useTile(std::string_view text, MoxcWriteOptions& options);
 Complaint useProgression(std::string_view text, MoxcProgression& progression);
+// The rotation in degrees, and the direction of a flip.
+Complaint useRotation(std::string_view text, MoxcTransform& transform);
+Complaint useFlip(std::string_view text, MoxcTransform& transform);
+// "WxH+X+Y", "WxH" or "+X+Y"
+Complaint useCrop(std::string_view text, MoxcTranscodeOptions& options);
 Complaint useModes(std::string_view text, std::int32_t& modes);
 
 }  // namespace moxj::cli

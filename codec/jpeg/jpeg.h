@@ -12,6 +12,7 @@
 #include "base/input.h"
 #include "base/outcome.h"
 #include "jpeg/script.h"
+#include "jpeg/transform.h"
 #include "pictures/rows.h"
 #include "pictures/work.h"
 
@@ -90,9 +91,10 @@ struct TranscodeOptions {
   bool strip = false;                 // drop APPn and COM segments except JFIF and Adobe, which define the colours
   int restart = 0;                    // restart interval as in EncodeOptions; that of the input is not kept
   bool restartInRows = false;
+  Geometry geometry = {};  // scans and restart intervals are those of the result
 };
 
-// Re-encodes the same coefficients with other scans and Huffman tables. If the outcome is not complete, coefficients
+// Re-encodes the same coefficients with other scans and Huffman tables, in other places if a geometry is given. If the outcome is not complete, coefficients
 // missing from the input are 0. Throws Problem as encoder() and decode() do, and (unsupported) for coefficients that
 // cannot be coded as requested.
 Outcome transcode(ByteSpan file, const TranscodeOptions& options, Output& output, Work& work);

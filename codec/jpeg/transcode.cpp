@@ -74,6 +74,7 @@ Frame frameFor(const CodedPicture& picture, const TranscodeOptions& options) {
 Outcome transcode(ByteSpan file, const TranscodeOptions& options, Output& output, Work& work) {
   CodedPicture picture = readCoefficients(file, work);
   requireCodable(picture);
+  transform(picture, options.geometry, work.budget);
   Frame frame = frameFor(picture, options);
   const std::vector<Steps> tables = tablesFor(picture, frame);
   const Coding coding{scansFor(picture, frame, options), options.optimize, {options.restart, options.restartInRows}};
