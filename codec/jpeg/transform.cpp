@@ -1,6 +1,6 @@
-// In the frequency domain, transposing a block transposes its coefficients, and mirroring it changes the signs of the odd
-// frequencies of that direction. The same happens to the blocks as a whole: transposed, then mirrored. What is left is
-// the arithmetic of the edges, the same in both directions.
+// Transposing the samples of a block transposes its coefficients; mirroring them changes the signs of the odd
+// frequencies in that direction. The blocks change places in the same way: transposed, then mirrored. The rest is the
+// arithmetic of the edges, the same in both directions.
 #include "jpeg/transform.h"
 
 #include <algorithm>

@@ -40,8 +40,8 @@ struct Crop {
 };
 
 struct Geometry {
-  Transform transform;
-  Crop crop;
+  Transform transform = {};
+  Crop crop = {};
   bool trim = false;       // drop edges that cannot be mirrored
   bool perfect = false;    // refuse pictures with such edges
   bool grayscale = false;  // keep only the luminance

@@ -364,8 +364,10 @@ def convert(source, format=None, *, to=None, reading=None, quality=None, sample=
 
 
 def transcode(source, *, to=None, optimize=False, progressive=False, scans=None, sequential=False, strip=False,
-              restart=None, restart_in_rows=False, threads=1, limits=None, progress=None):
-    """Codes the coefficients of a JPEG file again, with other scans and tables: every decoder shows the same picture.
+              restart=None, restart_in_rows=False, transform=None, trim=False, perfect=False, grayscale=False,
+              crop=None, threads=1, limits=None, progress=None):
+    """Codes the coefficients of a JPEG file again, with other scans and tables: every decoder shows the same picture,
+    or the same pixels in other places.
 
     source       bytes, path or file object
     to           None: the file is returned as bytes; otherwise a path or a file object
@@ -375,6 +377,14 @@ def transcode(source, *, to=None, optimize=False, progressive=False, scans=None,
     sequential   sequential, with the tables of T.81 Annex K, unless `optimize` is given
     strip        drop all APPn and COM segments but JFIF and Adobe, which define the colours
     restart      MCUs, or with restart_in_rows rows of MCUs, between restart markers: 0 (none) to 65535
+    transform    "flip-horizontal" (left and right change places), "flip-vertical", "transpose", "transverse",
+                 "rotate-90" (clockwise), "rotate-180" or "rotate-270". MCUs at the right and bottom edge that the
+                 picture does not fill cannot be mirrored: they stay in place, with a moxj.NoteWarning,
+    trim         or are dropped,
+    perfect      or such pictures are refused
+    grayscale    keep only the luminance
+    crop         (x, y, width, height) of the transformed picture; the corner moves to that of an MCU, and the rectangle
+                 grows by as much
 
     Returns bytes, or None if `to` is given. A damaged file gives the part that could be decoded, with a
     moxj.IncompleteWarning.

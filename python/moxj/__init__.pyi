@@ -26,6 +26,9 @@ _PlanarLayout: TypeAlias = Literal["ycbcr", "planes"]
 _Layout: TypeAlias = _InterleavedLayout | _PlanarLayout
 _Sampling: TypeAlias = Literal["4:4:4", "4:2:2", "4:2:0", "444", "422", "420"]
 _Progression: TypeAlias = Literal["LRCP", "RLCP", "RPCL", "PCRL", "CPRL"]
+_Transform: TypeAlias = Literal[
+    "flip-horizontal", "flip-vertical", "transpose", "transverse", "rotate-90", "rotate-180", "rotate-270"
+]
 _MetadataKind: TypeAlias = Literal["icc", "exif", "xmp", "iptc", "comment", "other"]
 
 __version__: str
@@ -249,6 +252,11 @@ def transcode(
     strip: bool = False,
     restart: int | None = None,
     restart_in_rows: bool = False,
+    transform: _Transform | None = None,
+    trim: bool = False,
+    perfect: bool = False,
+    grayscale: bool = False,
+    crop: tuple[int, int, int, int] | None = None,
     threads: int = 1,
     limits: Limits | None = None,
     progress: _Progress | None = None,

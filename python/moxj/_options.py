@@ -7,14 +7,15 @@ from ._errors import BadArgument, bad_option
 
 # Options for which 0 means "not given" in the library. Python refuses it.
 _NEVER_ZERO = {"quality", "ratio", "bpp", "layers"}
-_CHOICES = {"sample": _native.SAMPLES, "progression": _native.PROGRESSIONS}
+_CHOICES = {"sample": _native.SAMPLES, "progression": _native.PROGRESSIONS, "transform": _native.TRANSFORMS}
 _FIELDS = {"fast_mcu": "fastMcu", "restart_in_rows": "restartInRows"}
 
 WRITE_OPTIONS = ("quality", "sample", "grayscale", "progressive", "scans", "optimize", "fast_mcu", "restart",
                  "restart_in_rows", "lossless", "predictor", "point", "ratio", "bpp", "levels", "block", "tile",
                  "progression", "layers", "modes")
 READ_OPTIONS = ("reduce", "layers", "smooth", "fast_mcu", "components")
-TRANSCODE_OPTIONS = ("optimize", "progressive", "scans", "sequential", "strip", "restart", "restart_in_rows")
+TRANSCODE_OPTIONS = ("optimize", "progressive", "scans", "sequential", "strip", "restart", "restart_in_rows",
+                     "transform", "trim", "perfect", "grayscale", "crop")
 _INTERLEAVED = {"grey": 1, "grey-alpha": 2, "rgb": 3, "bgr": 3, "rgba": 4, "bgra": 4, "cmyk": 4, "rgb565": 1,
                 "rgb555": 1}
 _LAYOUT_OF_CHANNELS = {1: "grey", 2: "grey-alpha", 3: "rgb", 4: "rgba"}
@@ -43,6 +44,17 @@ def _size(option, value):
     return width, height
 
 
+def _crop(value):
+    """The fields of a rectangle (x, y, width, height)."""
+    try:
+        x, y, width, height = value
+    except (TypeError, ValueError):
+        raise bad_option("crop", "is (x, y, width, height)") from None
+    if width == 0 or height == 0:
+        raise bad_option("crop", "has no size of 0")
+    return {"cropX": x, "cropY": y, "cropWidth": width, "cropHeight": height}
+
+
 def _modes(value):
     names = value.replace(",", " ").split() if isinstance(value, str) else value
     return sum({number_of("modes", name, _native.MODES) for name in names})
@@ -65,6 +77,8 @@ def fields_of(given, names):
             fields["levelsPlus1"] = value + 1
         elif name in ("block", "tile"):
             fields[name + "Width"], fields[name + "Height"] = _size(name, value)
+        elif name == "crop":
+            fields.update(_crop(value))
         elif name == "modes":
             fields[name] = _modes(value)
         else:

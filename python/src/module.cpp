@@ -198,6 +198,13 @@ PYBIND11_MODULE(_native, module) {
                                   {"rgb565", moxcRgb565},
                                   {"rgb555", moxcRgb555}});
   module.attr("SAMPLES") = named({{"4:4:4", moxcSample444}, {"4:2:2", moxcSample422}, {"4:2:0", moxcSample420}});
+  module.attr("TRANSFORMS") = named({{"flip-horizontal", moxcFlipHorizontal},
+                                     {"flip-vertical", moxcFlipVertical},
+                                     {"transpose", moxcTranspose},
+                                     {"transverse", moxcTransverse},
+                                     {"rotate-90", moxcRotate90},
+                                     {"rotate-180", moxcRotate180},
+                                     {"rotate-270", moxcRotate270}});
   module.attr("PROGRESSIONS") =
       named({{"LRCP", moxcLrcp}, {"RLCP", moxcRlcp}, {"RPCL", moxcRpcl}, {"PCRL", moxcPcrl}, {"CPRL", moxcCprl}});
   module.attr("MODES") = named({{"bypass", moxcModeBypass},

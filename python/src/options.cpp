@@ -40,10 +40,19 @@ constexpr Field<MoxcWriteOptions> kWriteFields[]{{"quality", &MoxcWriteOptions::
                                                  {"layers", &MoxcWriteOptions::layers},
                                                  {"modes", &MoxcWriteOptions::modes}};
 
-constexpr Field<MoxcTranscodeOptions> kTranscodeFields[]{
-    {"optimize", &MoxcTranscodeOptions::optimize},     {"progressive", &MoxcTranscodeOptions::progressive},
-    {"sequential", &MoxcTranscodeOptions::sequential}, {"strip", &MoxcTranscodeOptions::strip},
-    {"restart", &MoxcTranscodeOptions::restart},       {"restartInRows", &MoxcTranscodeOptions::restartInRows}};
+constexpr Field<MoxcTranscodeOptions> kTranscodeFields[]{{"optimize", &MoxcTranscodeOptions::optimize},
+                                                         {"progressive", &MoxcTranscodeOptions::progressive},
+                                                         {"sequential", &MoxcTranscodeOptions::sequential},
+                                                         {"strip", &MoxcTranscodeOptions::strip},
+                                                         {"restart", &MoxcTranscodeOptions::restart},
+                                                         {"restartInRows", &MoxcTranscodeOptions::restartInRows},
+                                                         {"trim", &MoxcTranscodeOptions::trim},
+                                                         {"perfect", &MoxcTranscodeOptions::perfect},
+                                                         {"grayscale", &MoxcTranscodeOptions::grayscale},
+                                                         {"cropWidth", &MoxcTranscodeOptions::cropWidth},
+                                                         {"cropX", &MoxcTranscodeOptions::cropX},
+                                                         {"cropHeight", &MoxcTranscodeOptions::cropHeight},
+                                                         {"cropY", &MoxcTranscodeOptions::cropY}};
 
 // A number that a field has no room for is as impossible as the field's largest one, which the library refuses.
 int32_t numberIn(py::handle value) {
@@ -103,9 +112,14 @@ TranscodeOptions::TranscodeOptions(const py::dict& given) {
   for (const auto& [key, value] : given) {
     const auto name = key.cast<std::string>();
     if (setNumber<MoxcTranscodeOptions>(*this, kTranscodeFields, name, value)) continue;
-    if (name != "scans") unknown(name);
-    script = value.cast<std::string>();
-    scans = script.c_str();
+    if (name == "transform") {
+      transform = static_cast<MoxcTransform>(value.cast<int>());
+    } else if (name == "scans") {
+      script = value.cast<std::string>();
+      scans = script.c_str();
+    } else {
+      unknown(name);
+    }
   }
 }
 

@@ -332,7 +332,7 @@ TEST(Options, OfTranscodingChangeTheFileOrAreRefused) {
   const std::uint8_t comment[] = {0xFF, 0xFE, 0, 6, 't', 'e', 'x', 't'};
   file.insert(file.begin() + 2, std::begin(comment), std::end(comment));
   const auto script = "0 1 2: 0-0, 0, 0;\n0: 1-63, 0, 0;\n1: 1-63, 0, 0;\n2: 1-63, 0, 0;\n";
-  const std::vector<Option<Transcode>> options = {
+  std::vector<Option<Transcode>> options = {
       {"progressive", [](Transcode& o) { o.progressive = 1; }, " jpg "},
       {"sequential", [](Transcode& o) { o.sequential = 1; }, " jpg "},
       {"scans", [=](Transcode& o) { o.scans = script; }, " jpg "},
@@ -340,12 +340,34 @@ TEST(Options, OfTranscodingChangeTheFileOrAreRefused) {
       {"restart", [](Transcode& o) { o.restart = 3; }, " jpg "},
       {"restartInRows", [](Transcode& o) { o.restart = 3, o.restartInRows = 1; }, " jpg "},
       {"restartInRows alone", [](Transcode& o) { o.restartInRows = 1; }, " "},
+      {"grayscale", [](Transcode& o) { o.grayscale = 1; }, " jpg "},
+      {"trim", [](Transcode& o) { o.transform = moxcRotate90, o.trim = 1; }, " jpg "},
+      {"trim alone", [](Transcode& o) { o.trim = 1; }, " "},
+      {"perfect", [](Transcode& o) { o.transform = moxcTranspose, o.perfect = 1; }, " jpg "},
+      {"perfect alone", [](Transcode& o) { o.perfect = 1; }, " "},
+      {"perfect with an edge", [](Transcode& o) { o.transform = moxcRotate90, o.perfect = 1; }, " "},
+      {"trim and perfect", [](Transcode& o) { o.transform = moxcTranspose, o.trim = o.perfect = 1; }, " "},
+      {"cropWidth", [](Transcode& o) { o.cropWidth = 100; }, " jpg "},
+      {"cropHeight", [](Transcode& o) { o.cropHeight = 70; }, " jpg "},
+      {"cropX", [](Transcode& o) { o.cropX = 100; }, " jpg "},
+      {"cropY", [](Transcode& o) { o.cropY = 70; }, " jpg "},
+      {"cropWidth out of range", [](Transcode& o) { o.cropWidth = 121; }, " "},
+      {"cropHeight out of range", [](Transcode& o) { o.cropHeight = 71, o.cropY = 20; }, " "},
+      {"cropX out of range", [](Transcode& o) { o.cropX = 120; }, " "},
+      {"cropY out of range", [](Transcode& o) { o.cropY = INT32_MAX; }, " "},
+      {"cropX below range", [](Transcode& o) { o.cropX = -1; }, " "},
+      {"trim out of range", [](Transcode& o) { o.transform = moxcRotate90, o.trim = 2; }, " "},
+      {"transform out of range", [](Transcode& o) { o.transform = static_cast<MoxcTransform>(8); }, " "},
+      {"transform below range", [](Transcode& o) { o.transform = static_cast<MoxcTransform>(-1); }, " "},
       {"progressive and sequential", [](Transcode& o) { o.progressive = o.sequential = 1; }, " "},
       {"scans and progressive", [=](Transcode& o) { o.scans = script, o.progressive = 1; }, " "},
       {"scans and sequential", [=](Transcode& o) { o.scans = script, o.sequential = 1; }, " "},
       {"restart out of range", [](Transcode& o) { o.restart = 65536; }, " "},
       {"optimize out of range", [](Transcode& o) { o.optimize = 2; }, " "},
   };
+  for (int transform = moxcFlipHorizontal; transform <= moxcRotate270; ++transform)
+    options.push_back(
+        {"transform", [=](Transcode& o) { o.transform = static_cast<MoxcTransform>(transform); }, " jpg "});
   const MoxcSource from = source(file);
   const auto transcoded = [&](const MoxcSource& source, const Transcode& given) {
     return outputOf([&](const MoxcTarget& target, MoxcReport* report) {

@@ -372,6 +372,34 @@ class Files(PictureTest):
         moxj.transcode(data, to=self.directory / "t.jpg", sequential=True)
         self.assertEqual((self.directory / "t.jpg").read_bytes(), moxj.transcode(data, sequential=True))
 
+    def test_transforms(self):
+        data = moxj.encode(smooth(80, 90), "jpg", sample="4:4:4")
+
+        def turned(**options):
+            return moxj.decode(moxj.transcode(data, **options)).astype(int)
+
+        picture = turned()
+        whole = picture[:, :88]
+        for transform, expected in (("flip-horizontal", whole[:, ::-1]), ("flip-vertical", whole[::-1]),
+                                    ("transpose", whole.transpose(1, 0, 2)), ("rotate-90", numpy.rot90(whole, -1)),
+                                    ("rotate-180", numpy.rot90(whole, 2)), ("rotate-270", numpy.rot90(whole)),
+                                    ("transverse", numpy.rot90(whole, 2).transpose(1, 0, 2))):
+            got = turned(transform=transform, trim=True)
+            if transform in ("flip-vertical", "transpose", "rotate-90"):  # these do not mirror the right edge
+                got = got[:, :88] if transform == "flip-vertical" else got[:88]
+            self.assertLessEqual(abs(got - expected).max(), 3, transform)
+        planes, cropped = (moxj.decode(file, layout="ycbcr")
+                           for file in (data, moxj.transcode(data, crop=(17, 9, 30, 20))))
+        for plane, part in zip(planes, cropped, strict=True):
+            self.assertSame(part, plane[8:29, 16:47])
+        self.assertEqual(turned(grayscale=True, transform="transpose", perfect=True).shape, (90, 80))
+        with self.assertWarns(moxj.NoteWarning):
+            self.assertEqual(turned(transform="rotate-180").shape, (80, 90, 3))
+        for options in ({"transform": "rotate-180", "perfect": True}, {"trim": True}, {"transform": "rotate-45"},
+                        {"crop": (0, 0, 91, 1)}, {"crop": (0, 0, 5, 0)}, {"crop": 5}, {"crop": (-1, 0, 5, 5)}):
+            with self.assertRaises(moxj.BadOption, msg=options):
+                moxj.transcode(data, **options)
+
     def test_info_and_compare(self):
         array = smooth(40, 50)
         png, jpg = moxj.encode(array, "png"), moxj.encode(array, "jpg")
