@@ -92,7 +92,7 @@ class Reader : public RowSource {
     pass_ = pass;
     rowsOfPass_ = number + 1;
     guarded(png, [&] {
-      if (!interlaced() && (inBand_ == rows_.height || rowsOfPass_ == layout_.height)) giveBand();
+      if (!interlaced() && inBand_ == rows_.height) giveBand();
       if (number % kRowsOfReport == 0) report(std::int64_t{pass} * layout_.height + number);
     });
   }

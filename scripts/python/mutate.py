@@ -24,8 +24,8 @@ LIBRARY_STEPS = [
     ("golden_test", "^golden$"),
     ("all", "."),
 ]
-J2K_STEPS = [("all", "^(j2k|tool)")]
-JPEG_STEPS = [("all", "^(jpeg|tool|damage)")]
+J2K_STEPS = [("all", "^(j2k|codec|tool)")]
+JPEG_STEPS = [("all", "^(pictures|jpeg|codec|tool|damage)")]
 LEFT_OUT = "^(mutations|install)$"  # the one would notice every mutant, the other none
 TIMEOUT = 300  # seconds for one test: a mutant may never end
 

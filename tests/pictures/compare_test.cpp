@@ -131,13 +131,17 @@ TEST(Compare, PlanesAndInks) {
 }
 
 TEST(Compare, PicturesOfOtherSizesAreRefused) {
-  Work work;
-  try {
-    compare(filled(layout(Colour::grey, 1, 8, 3, 2)), filled(layout(Colour::grey, 1, 8, 2, 3)), work);
-    ADD_FAILURE();
-  } catch (const Problem& problem) {
-    EXPECT_EQ(problem.kind, Kind::badOption);
-    EXPECT_STREQ(problem.what(), "2 x 3 pixels, but the first picture has 3 x 2");
+  const std::pair<int, int> sizes[] = {{2, 3}, {3, 3}, {2, 2}};
+  for (const auto& [width, height] : sizes) {
+    Work work;
+    try {
+      compare(filled(layout(Colour::grey, 1, 8, 3, 2)), filled(layout(Colour::grey, 1, 8, width, height)), work);
+      ADD_FAILURE();
+    } catch (const Problem& problem) {
+      EXPECT_EQ(problem.kind, Kind::badOption);
+      EXPECT_EQ(problem.what(),
+                std::to_string(width) + " x " + std::to_string(height) + " pixels, but the first picture has 3 x 2");
+    }
   }
 }
 

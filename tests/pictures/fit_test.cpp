@@ -140,6 +140,21 @@ TEST(Fit, LayoutsAndNotes) {
   }
 }
 
+// Where a picture says that its last plane is opacity, that is the one, whatever lies between.
+TEST(Fit, OpacityAfterPlanesThatAreLeftOut) {
+  const Picture picture = filled(layout(Colour::unknown, 6, 8, Opacity::straight));
+  Notes notes;
+  Budget budget(1 << 20);
+  const Picture to = fitted(picture, holdsOf("png"), notes, budget);
+  ASSERT_EQ(to.planes.size(), 4u);
+  EXPECT_EQ(to.opacity, Opacity::straight);
+  for (int x = 0; x < 13; ++x) {
+    EXPECT_EQ(to.planes[2].at(x, 3), picture.planes[2].at(x, 3));
+    EXPECT_EQ(to.planes[3].at(x, 3), picture.planes[5].at(x, 3));
+  }
+  EXPECT_EQ(notes, Notes{"only the first 4 of 6 components written"});
+}
+
 TEST(Fit, RefusesColoursThatCannotBeShown) {
   for (const Colour colour : {Colour::ycck, Colour::lab}) {
     Notes notes;
