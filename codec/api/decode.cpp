@@ -1,7 +1,6 @@
 // File to pixels: a picture of the library's, the caller's memory, or rows for a callback.
 #include <algorithm>
 #include <memory>
-#include <numeric>
 
 #include "api/copyrows.h"
 #include "api/metadata.h"
@@ -14,8 +13,6 @@
 namespace moxj::api {
 
 namespace {
-
-constexpr std::size_t kBandBytes = std::size_t{1} << 18;
 
 // The memory of pixels as the road allocates it.
 Picture memoryFor(MoxcPixels& pixels, Budget* budget) {
@@ -51,7 +48,7 @@ class PictureSink : public PixelSink {
 
   void take(const Picture& band, int y) override {
     MoxcPixels& pixels = made_->pixels;
-    if (band.owner && band.height == pixels.height && isOneLayout(band)) {
+    if (band.owner && band.height == pixels.height && sameBytes(band, pixels)) {
       pixels = pixelsOf(band, pixels);
       made_->picture = band;
       return;
@@ -66,8 +63,6 @@ class PictureSink : public PixelSink {
   }
 
  private:
-  bool isOneLayout(const Picture& band) const { return sameBytes(band, made_->pixels); }
-
   Budget& budget_;
   std::unique_ptr<MoxcPicture> made_;
   std::shared_ptr<const Metadata> metadata_;
@@ -131,8 +126,9 @@ class CallbackSink : public PixelSink {
   CallbackSink(const Wish& wish, MoxcRows rows, void* context, Budget& budget)
       : PixelSink(wish), rows_(rows), context_(context), budget_(budget) {}
 
-  void start(const MoxcPixels& shape, const Picture&) override {
+  void start(const MoxcPixels& shape, const Picture& picture) override {
     shape_ = shape;
+    bandRows_ = bandRows(picture);
     MoxcPixels layout = shape;
     layout.height = 0;
     call(layout, 0);
@@ -140,8 +136,8 @@ class CallbackSink : public PixelSink {
 
   void take(const Picture& band, int y) override {
     if (sameBytes(band, shape_)) return call(pixelsOf(band, shape_), y);
-    for (int done = 0; done < band.height; done += bandRows()) {
-      const Picture part = band.band(done, bandRows());
+    for (int done = 0; done < band.height; done += bandRows_) {
+      const Picture part = band.band(done, bandRows_);
       if (!buffer_.height) makeBuffer();
       MoxcPixels rows = rowsOf(buffer_, 0, part.height);
       copyRows(part, rows);
@@ -156,19 +152,8 @@ class CallbackSink : public PixelSink {
     if (rows_(context_, &rows, y, shape_.height) != 0) failCancelled();
   }
 
-  // A multiple of every dy.
-  int bandRows() const {
-    std::int64_t multiple = 1, rowBytes = 1;
-    for (int i = 0; i < shape_.planeCount; ++i) {
-      multiple = std::min<std::int64_t>(std::lcm(multiple, std::int64_t{shape_.planes[i].dy}), shape_.height);
-      rowBytes += std::int64_t{shape_.planes[i].width} * shape_.sampleSize * std::max(1, moxcChannels(shape_.layout));
-    }
-    const std::int64_t rows = std::max<std::int64_t>(16, static_cast<std::int64_t>(kBandBytes) / rowBytes);
-    return static_cast<int>(std::min<std::int64_t>((rows + multiple - 1) / multiple * multiple, shape_.height));
-  }
-
   void makeBuffer() {
-    buffer_ = rowsOf(shape_, 0, bandRows());
+    buffer_ = rowsOf(shape_, 0, bandRows_);
     memory_ = memoryFor(buffer_, &budget_);
   }
 
@@ -176,6 +161,7 @@ class CallbackSink : public PixelSink {
   void* context_;
   Budget& budget_;
   MoxcPixels shape_ = {}, buffer_ = {};
+  int bandRows_ = 0;
   Picture memory_;
 };
 

@@ -1,7 +1,5 @@
 // Pixels to file: all at once, or rows as they come.
-#include <algorithm>
 #include <memory>
-#include <numeric>
 #include <optional>
 
 #include "api/copyrows.h"
@@ -16,8 +14,6 @@
 namespace moxj::api {
 
 namespace {
-
-constexpr std::size_t kBandBytes = std::size_t{1} << 18;
 
 bool isDctJpeg(const Format& format, const WriteOptions& options) {
   return format.names[0] == "jpg" && !options.lossless;
@@ -145,15 +141,7 @@ struct MoxcEncoder {
   }
 
   // Rows of a band: a multiple of every dy. Writers that collect the picture share the memory of one that comes whole.
-  int bandRows() const {
-    if (collects_) return layout_.height;
-    std::int64_t multiple = 1;
-    for (const moxj::Plane& plane : picture_.planes)
-      multiple = std::min<std::int64_t>(std::lcm(multiple, std::int64_t{plane.dy}), layout_.height);
-    const std::uint64_t rowBytes = picture_.bytes() / static_cast<std::uint64_t>(layout_.height) + 1;
-    const std::int64_t rows = std::max<std::int64_t>(16, static_cast<std::int64_t>(kBandBytes / rowBytes));
-    return static_cast<int>(std::min<std::int64_t>((rows + multiple - 1) / multiple * multiple, layout_.height));
-  }
+  int bandRows() const { return collects_ ? layout_.height : moxj::api::bandRows(picture_); }
 
   MoxcPixels layout_;
   moxj::WriteOptions options_;

@@ -6,6 +6,7 @@
 
 #include "api/structs.h"
 #include "base/arithmetic.h"
+#include "pictures/rows.h"
 
 namespace moxj::api {
 
@@ -221,6 +222,11 @@ MoxcPixels rowsOf(const MoxcPixels& pixels, int first, int count) {
     if (plane.samples) plane.samples = static_cast<std::uint8_t*>(plane.samples) + plane.step * top;
   }
   return rows;
+}
+
+int bandRows(const Picture& layout) {
+  const std::int64_t multiple = rowMultiple(layout);
+  return static_cast<int>(std::min<std::int64_t>(ceilDiv(rowsOfBand(layout), multiple) * multiple, layout.height));
 }
 
 Channel channelOf(const Plane& plane) {

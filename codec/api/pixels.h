@@ -42,6 +42,9 @@ MoxcPixels pixelsFor(const Picture& picture, MoxcLayout layout);
 // The rows from `first` on, which must be a multiple of every dy.
 MoxcPixels rowsOf(const MoxcPixels& pixels, int first, int count);
 
+// A good number of rows for a band: a multiple of every dy.
+int bandRows(const Picture& layout);
+
 // How a sample is stored.
 enum class SampleType { u8, i8, u16, i16, i32 };
 

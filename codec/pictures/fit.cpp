@@ -234,8 +234,7 @@ Conversion conversionOf(const Picture& from, const Holds& holds, Notes& notes) {
 
 // Bands begin at rows that all planes have.
 int rowsAtOnce(const Picture& from, const Picture& to) {
-  int multiple = 1;
-  for (const Plane& plane : from.planes) multiple = std::lcm(multiple, plane.dy);
+  const int multiple = rowMultiple(from);
   return std::min(ceilDiv(rowsOfBand(to), multiple) * multiple, to.height);
 }
 

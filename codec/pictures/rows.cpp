@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <numeric>
 
 namespace moxj {
 
@@ -32,6 +33,13 @@ void copyRows(const Picture& from, const Picture& to) {
 }
 
 }  // namespace
+
+int rowMultiple(const Picture& layout) {
+  std::int64_t multiple = 1;
+  for (const Plane& plane : layout.planes)
+    multiple = std::min(std::lcm(multiple, std::int64_t{plane.dy}), std::int64_t{layout.height});
+  return static_cast<int>(multiple);
+}
 
 int rowsOfBand(const Picture& layout) {
   constexpr std::uint64_t kBandBytes = std::uint64_t{64} << 10, kMaxBandBytes = std::uint64_t{1} << 20, kMcuRows = 16;
