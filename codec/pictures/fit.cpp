@@ -1,5 +1,5 @@
-// What a picture loses on its way into a format: meaning of the planes, colours, depth, opacity, in this order. The notes
-// are in the order depth, opacity, planes, colour.
+// What a picture loses on its way into a format: meaning of the planes, colours, depth, opacity, in this order. The
+// notes are in the order depth, opacity, planes, colour.
 #include "pictures/fit.h"
 
 #include <algorithm>
@@ -59,8 +59,8 @@ std::vector<int> firstPlanes(int count) {
   return planes;
 }
 
-// Planes for a format that holds certain colour models only: where the picture does not say what they are, three or more
-// are red, green and blue, the one that follows the colours is opacity, and others are left out.
+// Planes for a format that holds certain colour models only: where the picture does not say what they are, three or
+// more are red, green and blue, the one that follows the colours is opacity, and others are left out.
 Meaning meaningOf(const Picture& picture) {
   const int count = static_cast<int>(picture.planes.size()), colours = picture.colours();
   const bool known = picture.colour != Colour::unknown;

@@ -41,8 +41,8 @@ class PictureCollector : public RowSink {
   int filled_ = 0;  // rows
 };
 
-// How many rows of a picture a band should have: what fits the processor's cache, and whole MCU rows unless the picture is
-// very wide.
+// How many rows of a picture a band should have: what fits the processor's cache, and whole MCU rows unless the picture
+// is very wide.
 int rowsOfBand(const Picture& layout);
 // The smallest number of rows that a band other than the last may have (a multiple of every dy), or the height.
 int rowMultiple(const Picture& layout);
