@@ -25,7 +25,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using Process = jpeg::TranscodeOptions::Process;
     MemoryOutput made;
     Work work(limits), other;
-    jpeg::transcode(file, {.process = size % 2 ? Process::progressive : Process::sequential}, made, work);
+    const jpeg::Geometry geometry{.transform = jpeg::transformOf(static_cast<int>(1 + size % 8)),
+                                  .crop = {.x = static_cast<int>(size % 3 * 9)},
+                                  .trim = size % 5 == 0,
+                                  .grayscale = size % 7 == 0};
+    const Process process = size % 2 ? Process::progressive : Process::sequential;
+    jpeg::transcode(file, {.process = process, .geometry = geometry}, made, work);
     // The output of the transcoder must be complete.
     PictureCollector collector;
     if (!jpeg::decode({made.bytes.data(), made.bytes.size()}, {}, collector, other).complete) std::abort();

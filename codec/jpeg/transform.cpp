@@ -15,14 +15,16 @@ namespace {
 // One direction of the transformed picture.
 struct Axis {
   int size = 0;  // before cropping
-  int mcu = 0;   // samples of an MCU
+  int mcu = 0;   // its size
   bool mirrored = false;
-  int first = 0;  // MCU of the crop
-  int kept = 0;   // samples
+  const char* side = "";   // of the picture as it was: "width" or "height"
+  const char* lines = "";  // "columns" or "rows"
+  int first = 0;           // MCU of the crop
+  int kept = 0;            // size after cropping
 
   int wholeMcus() const { return size / mcu; }
   bool perfect() const { return !mirrored || size % mcu == 0; }
-  // Samples of the result that should have been mirrored.
+  // Lines of the result that should have been mirrored.
   int left() const { return perfect() ? 0 : std::max(0, first * mcu + kept - wholeMcus() * mcu); }
 
   void crop(int length, int offset) {
@@ -85,21 +87,20 @@ void simplifySampling(Frame& frame) {
   if (frame.components.size() == 1) frame.components[0].horizontal = frame.components[0].vertical = 1;
 }
 
-void requirePerfect(const Axis& axis, const char* name) {
+void requirePerfect(const Axis& axis) {
   if (axis.perfect()) return;
-  failOption("perfect", std::string("is impossible: the ") + name + " of " + std::to_string(axis.size) +
+  failOption("perfect", std::string("is impossible: the ") + axis.side + " of " + std::to_string(axis.size) +
                             " is not a multiple of the MCU's, " + std::to_string(axis.mcu));
 }
 
-void requireInside(int length, int offset, int size, const char* option, const char* edge) {
-  if (offset < size && length <= size - offset) return;
-  failOption(option, std::string("reaches past the ") + edge + " edge of the picture of " + std::to_string(size) +
-                         (option == std::string("cropWidth") ? " columns" : " rows"));
+void requireInside(const Axis& axis, int length, int offset, const char* option) {
+  if (offset < axis.size && length <= axis.size - offset) return;
+  failOption(option, "reaches past the " + std::to_string(axis.size) + " " + axis.lines + " of the picture");
 }
 
-void noteEdge(CodedPicture& picture, const Axis& axis, const char* name) {
+void noteEdge(CodedPicture& picture, const Axis& axis) {
   if (axis.left() == 0) return;
-  picture.notes.push_back("the last " + std::to_string(axis.left()) + " " + name +
+  picture.notes.push_back("the last " + std::to_string(axis.left()) + " " + axis.lines +
                           " do not fill an MCU and are not mirrored");
 }
 
@@ -137,21 +138,19 @@ void transform(CodedPicture& picture, const Geometry& geometry, Budget& budget) 
   if (transpose) transposeFrame(picture);
   frame.layOut();
 
-  Axis x{frame.width, frame.mcuWidth(), mirrorX}, y{frame.height, frame.mcuHeight(), mirrorY};
-  if (geometry.perfect) {
-    requirePerfect(x, transpose ? "height" : "width");
-    requirePerfect(y, transpose ? "width" : "height");
-  }
-  requireInside(crop.width, crop.x, x.size, "cropWidth", "right");
-  requireInside(crop.height, crop.y, y.size, "cropHeight", "bottom");
+  Axis x{frame.width, frame.mcuWidth(), mirrorX, transpose ? "height" : "width", "columns"};
+  Axis y{frame.height, frame.mcuHeight(), mirrorY, transpose ? "width" : "height", "rows"};
+  if (geometry.perfect) requirePerfect(x), requirePerfect(y);
+  requireInside(x, crop.width, crop.x, "cropWidth");
+  requireInside(y, crop.height, crop.y, "cropHeight");
   x.crop(crop.width, crop.x);
   y.crop(crop.height, crop.y);
   if (geometry.trim) x.trim(), y.trim();
   frame.width = x.kept;
   frame.height = y.kept;
   frame.layOut();
-  noteEdge(picture, x, "columns");
-  noteEdge(picture, y, "rows");
+  noteEdge(picture, x);
+  noteEdge(picture, y);
   if (geometry.transform == Transform() && x.first == 0 && y.first == 0) return;  // blocks keep their places
   picture.coefficients = moved(picture, frame, x, y, transpose, budget);
 }

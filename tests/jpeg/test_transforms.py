@@ -200,12 +200,12 @@ class TransformTest(InteropTest):
                         error=f"moxj: {words} (see moxj transcode --help)\n")
         past, impossible = "--crop reaches past the ", "--perfect is impossible: the "
         for file, options, words in (
-            ("in", ["--crop", "62x1"], past + "right edge of the picture of 61 columns"),
-            ("in", ["--crop", "1x1+61+0"], past + "right edge of the picture of 61 columns"),
-            ("in", ["--crop", "40x40+20+4"], past + "bottom edge of the picture of 43 rows"),
-            ("in", ["--crop", "+0+43"], past + "bottom edge of the picture of 43 rows"),
-            ("in", ["--crop", "+2147483647+2147483647"], past + "right edge of the picture of 61 columns"),
-            ("in", ["--crop", "61x43", "--rotate", "90"], past + "right edge of the picture of 43 columns"),
+            ("in", ["--crop", "62x1"], past + "61 columns of the picture"),
+            ("in", ["--crop", "1x1+61+0"], past + "61 columns of the picture"),
+            ("in", ["--crop", "40x40+20+4"], past + "43 rows of the picture"),
+            ("in", ["--crop", "+0+43"], past + "43 rows of the picture"),
+            ("in", ["--crop", "+2147483647+2147483647"], past + "61 columns of the picture"),
+            ("in", ["--crop", "61x43", "--rotate", "90"], past + "43 columns of the picture"),
             ("in", ["--flip", "h", "--perfect"], impossible + "width of 61 is not a multiple of the MCU's, 16"),
             ("in", ["--rotate", "90", "--perfect"], impossible + "height of 43 is not a multiple of the MCU's, 16"),
             ("rgb", ["--grayscale"], "--grayscale is for YCbCr and grey pictures, not for RGB"),

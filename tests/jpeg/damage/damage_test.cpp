@@ -88,11 +88,12 @@ void decodeOne(const File& file, const DecodeOptions& options, Outcomes& outcome
   }
 }
 
-void recodeOne(const File& file) {
+void recodeOne(const File& file, const Geometry& geometry) {
   const Limits limits{.maxPixels = kMaxPixels, .maxScans = kMaxScans};
+  using Process = TranscodeOptions::Process;
   try {
-    const Transcoded made = transcodeFile(file, {.process = TranscodeOptions::Process::progressive}, limits);
-    const Transcoded back = transcodeFile(made.file, {.process = TranscodeOptions::Process::sequential}, limits);
+    const Transcoded made = transcodeFile(file, {.process = Process::progressive, .geometry = geometry}, limits);
+    const Transcoded back = transcodeFile(made.file, {.process = Process::sequential}, limits);
     EXPECT_TRUE(back.complete) << back.warning;
   } catch (const Problem& problem) {
     EXPECT_NE(std::string(problem.what()), "");
@@ -106,7 +107,10 @@ TEST(Damage, EveryFileEndsWithAPictureOrAReason) {
   for (int i = 0; i < kFiles; ++i) {
     const File file = test::damaged(files[i % files.size()], random, 2, 640);
     decodeOne(file, {.smooth = i % 3 != 0, .fastMcu = i % 4 == 0, .inks = i % 5 == 0, .native = i % 7 == 0}, outcomes);
-    recodeOne(file);
+    recodeOne(file, {.transform = transformOf(1 + i % 8),
+                     .crop = {.x = i % 3 * 13, .y = i % 5 * 7},
+                     .trim = i % 7 == 0,
+                     .grayscale = i % 11 == 0});
     try {
       inspect(file);
     } catch (const Problem& problem) {
