@@ -1,6 +1,7 @@
 // A JPEG file decoded up to its quantised coefficients, for transcoding.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -18,6 +19,7 @@ struct CodedPicture : Outcome {
   std::unique_ptr<Coefficients> coefficients;
   ColourModel model;
   std::vector<MarkerSegment> segments;  // APPn and COM; they point into the file
+  std::vector<std::uint8_t> jfif = {};  // or into this, where one was changed
 };
 
 // Like decode(), but stops at the coefficients.

@@ -60,6 +60,18 @@ void arrange(const Value* from, Value* to, bool mirrorX, bool mirrorY) {
   }
 }
 
+// Columns and rows of JFIF's density change places, or pixels that are not square would become wrong.
+void transposeDensity(CodedPicture& picture) {
+  constexpr int kColumns = 8, kRows = 10, kEnd = 12;
+  for (MarkerSegment& segment : picture.segments) {
+    if (segment.marker != marker::app0 || segment.body.size() < kEnd || !Tables().take(segment)) continue;
+    picture.jfif.assign(segment.body.begin(), segment.body.end());
+    std::swap_ranges(picture.jfif.begin() + kColumns, picture.jfif.begin() + kRows, picture.jfif.begin() + kRows);
+    segment.body = picture.jfif;
+    return;
+  }
+}
+
 void transposeFrame(CodedPicture& picture) {
   std::swap(picture.frame.width, picture.frame.height);
   for (FrameComponent& c : picture.frame.components) std::swap(c.horizontal, c.vertical);
@@ -135,7 +147,7 @@ void transform(CodedPicture& picture, const Geometry& geometry, Budget& budget) 
   if (geometry.grayscale) keepLuminance(picture);
   Frame& frame = picture.frame;
   simplifySampling(frame);
-  if (transpose) transposeFrame(picture);
+  if (transpose) transposeFrame(picture), transposeDensity(picture);
   frame.layOut();
 
   Axis x{frame.width, frame.mcuWidth(), mirrorX, transpose ? "height" : "width", "columns"};

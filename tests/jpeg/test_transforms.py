@@ -233,6 +233,23 @@ class TransformTest(InteropTest):
         self.expect(support.INCOMPLETE, "transcode", "in.jpg", "out.jpg", "--rotate", "90", error=error)
         self.assertEqual(self.jpegtran("whole.jpg", "-rotate", "90"), self.jpegtran("out.jpg"))
 
+    def test_density(self):
+        """Pixels that are twice as high as wide become twice as wide as high."""
+        file = self.cjpeg(support.pnm(pictures.generated(20, 20, 3, 1)))
+        jfif = b"JFIF\0\1\1\1\0\x48\0\x24\0\0"
+        self.assertEqual(file[6:11], jfif[:5])
+        self.write("in.jpg", file[:6] + jfif + file[20:])
+        for name, (ours, _) in TRANSFORMS.items():
+            self.expect(support.OK, "transcode", "in.jpg", "out.jpg", *ours, "--trim")
+            turned = name in ("transpose", "transverse", "rotate 90", "rotate 270")
+            expected = jfif[:8] + b"\0\x24\0\x48\0\0" if turned else jfif
+            self.assertEqual(self.read("out.jpg")[6:20], expected, name)
+        # Segments that only look like one.
+        for segment in cf.segment(0xE0, b"JFIF\0\1\1\1\0"), cf.segment(0xE0, b"JFXX\0\x10abcdefgh"):
+            self.write("in.jpg", file[:2] + segment + file[20:])
+            self.expect(support.OK, "transcode", "in.jpg", "out.jpg", "--transpose")
+            self.assertEqual(self.read("out.jpg")[:len(segment) + 2], file[:2] + segment)
+
     def test_segments(self):
         """A grey picture needs no Adobe segment; all others stay."""
         comment = cf.segment(0xFE, b"hello")
