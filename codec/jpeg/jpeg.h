@@ -94,9 +94,9 @@ struct TranscodeOptions {
   Geometry geometry = {};  // scans and restart intervals are those of the result
 };
 
-// Re-encodes the same coefficients with other scans and Huffman tables, in other places if a geometry is given. If the outcome is not complete, coefficients
-// missing from the input are 0. Throws Problem as encoder() and decode() do, and (unsupported) for coefficients that
-// cannot be coded as requested.
+// Re-encodes the same coefficients with other scans and Huffman tables, and in other places if a geometry is given. If
+// the outcome is not complete, coefficients missing from the input are 0. Throws Problem as encoder(), decode() and
+// transform() do, and (unsupported) for coefficients that cannot be coded as requested.
 Outcome transcode(ByteSpan file, const TranscodeOptions& options, Output& output, Work& work);
 
 // ---- Inspection -------------------------------------------------------------------------------------------------
