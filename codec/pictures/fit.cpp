@@ -89,12 +89,20 @@ std::string onlyTheFirst(std::size_t kept, std::size_t of, const char* what) {
   return "only the first " + std::to_string(kept) + " of " + std::to_string(of) + " components " + what;
 }
 
+// Planes that the colour model does not explain are kept where planes without a meaning are allowed: they may be
+// anything.
+bool keepsAllPlanes(const Picture& from, const Holds& holds) {
+  if (holds.colours.empty()) return true;
+  const bool explained = from.colour != Colour::unknown &&
+                         (from.opacity != Opacity::none || from.colours() == planesOf(from.colour));
+  return !explained && holdsColour(holds, Colour::unknown);
+}
+
 // What is left of the picture, before colours are converted.
 Meaning heldPlanes(const Picture& from, const Holds& holds, Notes& notes) {
   const std::size_t count = from.planes.size();
   Meaning meaning{from.colour, from.opacity, firstPlanes(static_cast<int>(count))};
-  const bool anyColour = holds.colours.empty() || (from.colour == Colour::unknown && holdsColour(holds, from.colour));
-  if (!anyColour) meaning = meaningOf(from);
+  if (!keepsAllPlanes(from, holds)) meaning = meaningOf(from);
   const bool leavesOut = meaning.planes.size() < count;
   const bool dropsOpacity = meaning.opacity != Opacity::none && !holds.opacity;
   if (dropsOpacity) dropOpacity(meaning);
