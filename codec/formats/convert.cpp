@@ -18,8 +18,8 @@ void addNotes(Outcome& outcome, const std::vector<std::string>& notes) {
     if (std::ranges::find(outcome.notes, note) == outcome.notes.end()) outcome.notes.push_back(note);
 }
 
-// Pushes the rows of an input that is recognised and whose options are checked. The outcome has the notes of the reader,
-// then those of the conversion.
+// Pushes the rows of an input that is recognised and whose options are checked. The outcome has the notes of the
+// reader, then those of the conversion.
 Outcome pushFitted(const Format& from, Input& input, const ReadOptions& options, const Holds& holds, RowSink& sink,
                    Work& work) {
   std::vector<std::string> fitNotes;

@@ -29,9 +29,9 @@ struct Description : Outcome {
 
 // A new format is one file that defines one of these, and one line in table.cpp.
 struct Format {
-  std::string_view label;                   // for messages: "JPEG 2000"
-  std::array<std::string_view, 4> names;    // names and extensions; the first is the one of outputs in a batch
-  bool coded = false;                       // compressed by the engines: what `encode` writes. Others are for `decode`
+  std::string_view label;                 // for messages: "JPEG 2000"
+  std::array<std::string_view, 4> names;  // names and extensions; the first is the one of outputs in a batch
+  bool coded = false;                     // compressed by the engines: what `encode` writes. Others are for `decode`
   // Whether a file begins like this; at most kSniffed bytes. Null: another entry recognises it.
   bool (*sniff)(ByteSpan first) = nullptr;
   Description (*describe)(Input& input, Work& work) = nullptr;

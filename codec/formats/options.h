@@ -23,7 +23,7 @@ enum class Subsampling { none, s444, s422, s420 };
 
 struct WriteOptions {
   // JPEG
-  int quality = 0;  // 1 to 100; default 75
+  int quality = 0;                         // 1 to 100; default 75
   Subsampling sample = Subsampling::none;  // default 4:2:0
   bool grayscale = false;
   bool progressive = false;

@@ -1,5 +1,5 @@
-// The PNG reader. libpng gets the bytes as they come (its progressive reader): every row that they contain is there, while
-// its other reader would lose the rows in the last 8 KiB of a truncated file.
+// The PNG reader. libpng gets the bytes as they come (its progressive reader): every row that they contain is there,
+// while its other reader would lose the rows in the last 8 KiB of a truncated file.
 #include <png.h>
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// The Netpbm formats PGM and PPM, plain (P2, P3) and raw (P5, P6), in bands of rows. Only the first picture of a file is
-// read.
+// The Netpbm formats PGM and PPM, plain (P2, P3) and raw (P5, P6), in bands of rows. Only the first picture of a file
+// is read.
 #include <algorithm>
 #include <bit>
 #include <climits>

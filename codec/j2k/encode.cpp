@@ -30,8 +30,8 @@ constexpr double kBaseStep = 0.5;
 // Limits the quantiser steps to 2^-8 (before the gain of the band), because block coders have 31 bits.
 constexpr int kMaxStepBits = 8;
 
-// A requested size may suffice for the lossless file if it is at least this fraction of the 9/7 file without truncation:
-// 1/2 for text and other drawings, about 1 for photographs.
+// A requested size may suffice for the lossless file if it is at least this fraction of the 9/7 file without
+// truncation: 1/2 for text and other drawings, about 1 for photographs.
 constexpr std::uint64_t kLosslessFrom = 2;
 
 Siz sizOf(const Picture& picture, const EncodeOptions& options) {

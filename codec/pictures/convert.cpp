@@ -1,5 +1,5 @@
-// Row conversions: typed loops plane by plane, and colours in lines of 32-bit samples. The frequent cases of 8 bits have
-// loops of their own.
+// Row conversions: typed loops plane by plane, and colours in lines of 32-bit samples. The frequent cases of 8 bits
+// have loops of their own.
 #include "pictures/convert.h"
 
 #include <algorithm>

@@ -93,8 +93,8 @@ std::string onlyTheFirst(std::size_t kept, std::size_t of, const char* what) {
 // anything.
 bool keepsAllPlanes(const Picture& from, const Holds& holds) {
   if (holds.colours.empty()) return true;
-  const bool explained = from.colour != Colour::unknown &&
-                         (from.opacity != Opacity::none || from.colours() == planesOf(from.colour));
+  const bool explained =
+      from.colour != Colour::unknown && (from.opacity != Opacity::none || from.colours() == planesOf(from.colour));
   return !explained && holdsColour(holds, Colour::unknown);
 }
 

@@ -158,8 +158,8 @@ bool Picture::interleaved() const {
   return true;
 }
 
-// A file can place planes so that they have fewer rows than the picture has for them: the last row is then in every band
-// beyond it.
+// A file can place planes so that they have fewer rows than the picture has for them: the last row is then in every
+// band beyond it.
 Picture Picture::band(int first, int count) const {
   Picture band = *this;
   band.height = std::min(count, height - first);

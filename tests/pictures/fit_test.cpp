@@ -1,5 +1,5 @@
-// What a picture loses on its way into a format: layouts and notes case by case, and samples against their definition, one
-// at a time, for a matrix of layouts and formats.
+// What a picture loses on its way into a format: layouts and notes case by case, and samples against their definition,
+// one at a time, for a matrix of layouts and formats.
 #include "pictures/fit.h"
 
 #include <algorithm>
