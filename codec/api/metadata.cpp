@@ -1,7 +1,7 @@
 // Metadata blocks: copies in, views out.
 #include "api/metadata.h"
 
-#include "api/report.h"
+#include "api/structs.h"
 
 namespace moxj::api {
 
@@ -41,10 +41,11 @@ std::shared_ptr<const Metadata> metadataOf(const MoxcMetadata* blocks, std::size
   auto metadata = std::make_shared<Metadata>();
   for (std::size_t i = 0; i < count; ++i) {
     const MoxcMetadata& from = blocks[i];
-    if (from.kind < moxcIcc || from.kind > moxcOtherMetadata) throw BadArgument("there is no such kind of metadata");
+    const int kind = numberOf(from.kind);
+    if (kind < moxcIcc || kind > moxcOtherMetadata) throw BadArgument("there is no such kind of metadata");
     if (from.byteCount > 0) need(from.bytes, "the bytes of metadata");
     MetadataBlock& block = metadata->blocks.emplace_back();
-    block.kind = static_cast<MetadataKind>(from.kind);
+    block.kind = static_cast<MetadataKind>(kind);
     if (from.name) block.name = from.name;
     const auto* const bytes = static_cast<const std::uint8_t*>(from.bytes);
     block.bytes.assign(bytes, bytes + from.byteCount);

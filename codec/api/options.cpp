@@ -146,8 +146,8 @@ ReadOptions readOptionsOf(const MoxcReadOptions* options) {
 WriteOptions writeOptionsOf(const MoxcWriteOptions* options) {
   const Write write = given(options, "options");
   checkRanges(write, kWriteRanges);
-  checkEnum("sample", write.sample, moxcSample420);
-  checkEnum("progression", write.progression, moxcCprl);
+  checkEnum("sample", numberOf(write.sample), moxcSample420);
+  checkEnum("progression", numberOf(write.progression), moxcCprl);
   checkReal("ratio", write.ratio, 1, kMaxRatio);
   checkReal("bpp", write.bpp, kMinBpp, kMaxBpp);
   checkBlock(write);
@@ -182,7 +182,7 @@ jpeg::TranscodeOptions transcodeOptionsOf(const MoxcTranscodeOptions* options) {
   using Process = jpeg::TranscodeOptions::Process;
   const Transcode given = api::given(options, "options");
   checkRanges(given, kTranscodeRanges);
-  checkEnum("transform", given.transform, moxcRotate270);
+  checkEnum("transform", numberOf(given.transform), moxcRotate270);
   checkTogether(given);
   jpeg::TranscodeOptions to;
   if (given.progressive)

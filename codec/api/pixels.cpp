@@ -138,10 +138,14 @@ const LayoutFacts* factsOf(MoxcLayout layout) {
   return nullptr;
 }
 
+void checkLayout(const MoxcLayout& layout) {
+  const int number = numberOf(layout);
+  if (number < moxcGrey || number > moxcRgb555) throw BadArgument("there is no layout " + text(number));
+}
+
 MoxcPixels checkedPixels(const MoxcPixels* given, bool samples) {
   MoxcPixels pixels = needed(given, "pixels");
-  if (!isPlanar(pixels.layout) && !factsOf(pixels.layout))
-    throw BadArgument("there is no layout " + text(static_cast<int>(pixels.layout)));
+  checkLayout(pixels.layout);
   if (pixels.width < 1 || pixels.height < 1)
     throw BadArgument("pixels of " + text(pixels.width) + " x " + text(pixels.height));
   if (pixels.layout == moxcPlanes && (pixels.planeCount < 1 || pixels.planeCount > moxcMaxPlanes))

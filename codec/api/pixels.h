@@ -24,6 +24,9 @@ const LayoutFacts* factsOf(MoxcLayout layout);
 constexpr bool isWords(MoxcLayout layout) { return layout == moxcRgb565 || layout == moxcRgb555; }
 constexpr bool isPlanar(MoxcLayout layout) { return layout == moxcYCbCr || layout == moxcPlanes; }
 
+// Throws BadArgument unless it is one of the values.
+void checkLayout(const MoxcLayout& layout);
+
 // The caller's pixels with all that was left to a default filled in. `samples`: whether they are needed. Throws
 // BadArgument.
 MoxcPixels checkedPixels(const MoxcPixels* given, bool samples);

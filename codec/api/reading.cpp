@@ -87,8 +87,7 @@ bool hasFullPlanes(Input& input, const Limits& limits) {
 
 Wish wishOf(const MoxcWanted* wanted) {
   const MoxcWanted from = given(wanted, "wanted");
-  if (from.layout != 0 && !isPlanar(from.layout) && !factsOf(from.layout))
-    throw BadArgument("there is no layout " + std::to_string(static_cast<int>(from.layout)));
+  if (numberOf(from.layout) != 0) checkLayout(from.layout);
   if (from.bits < 0 || from.bits > 31) throw BadArgument("samples of " + std::to_string(from.bits) + " bits");
   if (from.bits && isWords(from.layout)) throw BadArgument("words have a depth of their own");
   Wish wish;

@@ -16,6 +16,15 @@ namespace moxj::api {
 template <class Struct>
 inline constexpr std::size_t kFirstSize = sizeof(Struct);
 
+// The number in a caller's enumeration, which may be none of its values: C allows any, C++ does not even load them.
+template <class Enum>
+int numberOf(const Enum& value) {
+  static_assert(sizeof(Enum) == sizeof(int));
+  int number;
+  std::memcpy(&number, &value, sizeof number);
+  return number;
+}
+
 // A copy of the caller's struct; the fields that the caller does not know are 0. `from` may be null: then all are.
 template <class Struct>
 Struct given(const Struct* from, const char* name) {

@@ -74,7 +74,7 @@ TEST(Reports, KindsHaveNames) {
   for (int kind = moxcOk; kind <= moxcInternal; ++kind)
     EXPECT_STRNE("unknown", moxcKindName(static_cast<MoxcKind>(kind))) << kind;
   EXPECT_STREQ("ok", moxcKindName(moxcOk));
-  EXPECT_STREQ("unknown", moxcKindName(static_cast<MoxcKind>(99)));
+  EXPECT_STREQ("unknown", moxcKindName(static_cast<MoxcKind>(moxcInternal + 1)));
 }
 
 TEST(Reports, MayBeNull) {
@@ -172,7 +172,8 @@ TEST(Metadata, ThatIsNotWrittenIsNoted) {
 
 TEST(Metadata, OfNoKindIsRefused) {
   const Pixels grey = picture(moxcGrey, 9, 7);
-  MoxcMetadata block = {static_cast<MoxcMetadataKind>(17), nullptr, "abcd", 4};
+  MoxcMetadata block = {moxcIcc, nullptr, "abcd", 4};
+  setNumber(block.kind, 17);
   void* bytes = nullptr;
   std::size_t count = 0;
   const MoxcTarget target = moxcMemoryTarget(&bytes, &count);

@@ -198,7 +198,7 @@ struct RangeCase {
 TEST(Options, OfWritingHaveRanges) {
   const RangeCase cases[] = {
       {"quality", [](Write& o, int v) { o.quality = v; }, 0, 100},
-      {"sample", [](Write& o, int v) { o.sample = static_cast<MoxcSample>(v); }, 0, 3},
+      {"sample", [](Write& o, int v) { setNumber(o.sample, v); }, 0, 3},
       {"grayscale", [](Write& o, int v) { o.grayscale = v; }, 0, 1},
       {"progressive", [](Write& o, int v) { o.progressive = v; }, 0, 1},
       {"optimize", [](Write& o, int v) { o.optimize = v; }, 0, 1},
@@ -213,7 +213,7 @@ TEST(Options, OfWritingHaveRanges) {
       {"blockHeight", [](Write& o, int v) { o.blockHeight = v; }, 0, 64},
       {"tileWidth", [](Write& o, int v) { o.tileWidth = v; }, 0, INT32_MAX},
       {"tileHeight", [](Write& o, int v) { o.tileHeight = v; }, 0, INT32_MAX},
-      {"progression", [](Write& o, int v) { o.progression = static_cast<MoxcProgression>(v); }, 0, 5},
+      {"progression", [](Write& o, int v) { setNumber(o.progression, v); }, 0, 5},
       {"layers", [](Write& o, int v) { o.layers = v; }, 0, 100},
       {"modes", [](Write& o, int v) { o.modes = v; }, 0, 63},
   };

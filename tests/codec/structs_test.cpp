@@ -167,8 +167,8 @@ TEST_F(Structs, PixelsMustMakeSense) {
     EXPECT_EQ(nullptr, bytes);
     return kind;
   };
-  EXPECT_EQ(moxcBadArgument, kindOf([](MoxcPixels& p) { p.layout = static_cast<MoxcLayout>(0); }));
-  EXPECT_EQ(moxcBadArgument, kindOf([](MoxcPixels& p) { p.layout = static_cast<MoxcLayout>(12); }));
+  EXPECT_EQ(moxcBadArgument, kindOf([](MoxcPixels& p) { setNumber(p.layout, 1000); }));
+  EXPECT_EQ(moxcBadArgument, kindOf([](MoxcPixels& p) { setNumber(p.layout, 12); }));
   EXPECT_EQ(moxcBadArgument, kindOf([](MoxcPixels& p) { p.width = 0; }));
   EXPECT_EQ(moxcBadArgument, kindOf([](MoxcPixels& p) { p.height = -1; }));
   EXPECT_EQ(moxcBadArgument, kindOf([](MoxcPixels& p) { p.sampleSize = 3; }));
@@ -195,7 +195,7 @@ TEST_F(Structs, PixelsMustMakeSense) {
 TEST_F(Structs, WishesMustMakeSense) {
   Picture picture;
   MoxcWanted wanted = sized<MoxcWanted>();
-  wanted.layout = static_cast<MoxcLayout>(12);
+  setNumber(wanted.layout, -1);
   EXPECT_EQ(moxcBadArgument, moxcDecode(&from, nullptr, &wanted, nullptr, &picture.picture, report));
   wanted.layout = moxcGrey;
   wanted.bits = 32;

@@ -46,6 +46,13 @@ Struct sized() {
   return made;
 }
 
+// Any number in an enumeration, as a program in C can have it.
+template <class Enum>
+void setNumber(Enum& to, int number) {
+  static_assert(sizeof to == sizeof number);
+  std::memcpy(&to, &number, sizeof number);
+}
+
 // ---- Samples ------------------------------------------------------------------------------------------------------
 
 inline int channelsInMemory(MoxcLayout layout) { return layout == moxcPlanes ? 1 : moxcChannels(layout); }
