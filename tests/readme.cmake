@@ -1,7 +1,21 @@
-# The README's example of the library, built and run: the block of C that is a whole program.
+# The README's examples in C, built and run: the one of the library, which is a whole program, and the lines of the file
+# codec, in a program that has no photograph.
 set(readme ${PROJECT_SOURCE_DIR}/README.md)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${readme})
 file(READ ${readme} text)
+if(TARGET moxcodec-shared)
+  string(FIND "${text}" "```c\nMoxcSource" start)
+  math(EXPR start "${start} + 5")
+  string(SUBSTRING "${text}" ${start} -1 lines)
+  string(FIND "${lines}" "```" length)
+  string(SUBSTRING "${lines}" 0 ${length} lines)
+  file(CONFIGURE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/readme_codec.c @ONLY
+    CONTENT "#include <moxcodec.h>\nint main(void) {\n${lines}return kind == moxcInput ? 0 : 1;\n}\n")
+  add_executable(readme_codec ${CMAKE_CURRENT_BINARY_DIR}/readme_codec.c)
+  target_compile_options(readme_codec PRIVATE -pedantic-errors -Werror)
+  target_link_libraries(readme_codec PRIVATE moxcodec-shared)
+  add_test(NAME readme-codec COMMAND readme_codec)
+endif()
 string(FIND "${text}" "```c\n#include" start)
 math(EXPR start "${start} + 5")
 string(SUBSTRING "${text}" ${start} -1 text)
