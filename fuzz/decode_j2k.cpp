@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   } catch (const Problem&) {
   }
   try {
-    j2k::inspect(file);
+    j2k::inspect(file, work.budget);
   } catch (const Problem&) {
   }
   return 0;

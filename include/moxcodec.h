@@ -236,8 +236,21 @@ MOXC_API MoxcKind moxcProbe(const MoxcSource* source, const char** format, MoxcR
 
 /* ---- Metadata ---------------------------------------------------------------------------------------------------- */
 
-/* What a file says beside its pixels, as blocks of bytes that are not interpreted. In this version no format reads or
- * writes any: pictures and descriptions have none, and a note is made of each block that is given for an output. */
+/* What a file says beside its pixels, as blocks of bytes. They travel from file to file by moxcConvert(), from a file
+ * to a picture and a description, and into the file of moxcEncode(), as far as the format has a place for them:
+ *
+ *                 JPEG  PNG  JP2
+ *   ICC profile   yes   yes  of matrix and curves
+ *   Exif          yes   yes  yes
+ *   XMP           yes   yes  yes
+ *   IPTC          yes   no   yes
+ *   comments      yes   yes  no
+ *   others        APPn  no   uuid and xml boxes
+ *   resolution    yes   yes  yes
+ *
+ * Codestreams without boxes, PPM, PGM and PGX have none. What is lost is noted; of files without metadata only what
+ * changes how the picture looks: a profile that is not sRGB, and the Exif orientation. An ICC profile is dropped if it
+ * does not describe the colours of the output. Blocks that are damaged are left out, with a note. */
 
 typedef enum {
   moxcIcc = 0,     /* an ICC profile */
@@ -254,6 +267,18 @@ typedef struct {
   const void* bytes;
   size_t byteCount;
 } MoxcMetadata;
+
+/* What `strip` of the options drops, to be added. Nothing is noted then but what changes the look. */
+enum {
+  moxcStripAll = 1,
+  moxcStripIcc = 2,
+  moxcStripExif = 4,
+  moxcStripXmp = 8,
+  moxcStripIptc = 16,
+  moxcStripComment = 32,
+  moxcStripOther = 64,
+  moxcStripResolution = 128
+};
 
 /* ---- Pixels ------------------------------------------------------------------------------------------------------ */
 
@@ -361,6 +386,8 @@ typedef struct {
   int32_t nosmooth;   /* JPEG: 1: up-sample by repeating samples instead of interpolating */
   int32_t fastMcu;    /* JPEG: 1: decode 4:2:0, 4:2:2 and 4:4:4 MCU by MCU, faster, without interpolation */
   int32_t components; /* 1: components and inks as they are coded: no palette, no conversion of inks to RGB */
+  int32_t orient;     /* 1: turn the pixels as the Exif orientation says; the orientation becomes 1. 0: a note says that
+                       * the picture is turned */
 } MoxcReadOptions;
 
 /* No option given. */
@@ -447,6 +474,8 @@ typedef struct {
   MoxcProgression progression; /* default LRCP */
   int32_t layers;              /* 1 to 100; 0: 1 */
   int32_t modes;               /* of code-blocks */
+  /* all formats */
+  int32_t strip; /* metadata to drop: a sum of moxcStrip values */
 } MoxcWriteOptions;
 
 /* No option given. */
@@ -513,7 +542,8 @@ typedef struct {
   int32_t progressive;
   const char* scans;  /* the text of a scan script */
   int32_t sequential; /* 1: sequential with the tables of T.81 Annex K, unless `optimize` is given */
-  int32_t strip;      /* 1: drop APPn and COM segments but JFIF and Adobe, which define the colours */
+  int32_t strip;      /* metadata to drop: a sum of moxcStrip values. moxcStripAll: all APPn and COM segments but JFIF
+                       * and Adobe, which define the colours; moxcStripOther: also what follows the picture */
   int32_t restart;
   int32_t restartInRows;
   MoxcTransform transform;
@@ -524,6 +554,7 @@ typedef struct {
   int32_t cropHeight; /* grows by as much; width or height 0: as far as the edge */
   int32_t cropX;
   int32_t cropY;
+  int32_t orient; /* 1: the transform that the Exif orientation asks for, which becomes 1; not with transform */
 } MoxcTranscodeOptions;
 
 /* No option given. */

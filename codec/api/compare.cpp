@@ -31,6 +31,7 @@ const char* nameOf(std::string_view name) {
 Outcome readFor(const MoxcSource* source, PictureCollector& collector, Work& work) {
   Holds holds;
   holds.colours = {Colour::unknown, Colour::grey, Colour::rgb};
+  holds.metadata.silent = true;
   holds.opacity = holds.anyMaxval = holds.isSigned = true;
   Input input = inputOf(source);
   return read(input, {}, holds, collector, work);

@@ -45,7 +45,9 @@ struct MoxcEncoder {
     collects_ = format.coded && !isDctJpeg(format, options_);
     picture_ = layoutOf(layout_);
     chooseNativePlanes(format);
-    const moxj::Holds holds = format.holds(options_);
+    moxj::Holds holds = format.holds(options_);
+    holds.metadata.stripped = options_.strip;
+    holds.metadata.bare = false;  // the caller has given it on purpose
     target_ = targetOf(target);
     writer_ = format.create(*target_, options_, run_.work, writerNotes_);
     fit_ = fitting(*writer_, holds, notes_, run_.work.budget);
@@ -86,7 +88,6 @@ struct MoxcEncoder {
     Outcome outcome;
     outcome.notes = std::move(notes_);
     outcome.notes.insert(outcome.notes.end(), writerNotes_.begin(), writerNotes_.end());
-    noteDropped(metadata_.get(), outcome.notes);
     target_->close();
     target_->finish();  // nothing may fail after it
     return outcome;

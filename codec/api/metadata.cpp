@@ -5,34 +5,27 @@
 
 namespace moxj::api {
 
-namespace {
-
-std::string nameOf(const MetadataBlock& block) {
-  switch (block.kind) {
-    case MetadataKind::icc:
-      return "ICC profile";
-    case MetadataKind::exif:
-      return "Exif data";
-    case MetadataKind::xmp:
-      return "XMP packet";
-    case MetadataKind::iptc:
-      return "IPTC data";
-    case MetadataKind::comment:
-      return "comment";
-    case MetadataKind::other:
-      break;
-  }
-  return block.name.empty() ? "metadata" : "metadata " + block.name;
-}
-
-}  // namespace
-
 std::size_t metadataCount(const Metadata* metadata) { return metadata ? metadata->blocks.size() : 0; }
 
 MoxcMetadata metadataAt(const Metadata* metadata, std::size_t index) {
   if (index >= metadataCount(metadata)) throw BadArgument("there is no such block of metadata");
   const MetadataBlock& block = metadata->blocks[index];
   return {static_cast<MoxcMetadataKind>(block.kind), block.name.c_str(), block.bytes.data(), block.bytes.size()};
+}
+
+MetadataSet stripOf(std::int32_t bits) {
+  if (bits < 0 || bits >= 2 * moxcStripResolution) failOption("strip", "is not a sum of moxcStrip values");
+  if (bits & moxcStripAll) return MetadataSet::all();
+  constexpr struct {
+    std::int32_t bit;
+    MetadataKind kind;
+  } kKinds[] = {{moxcStripIcc, MetadataKind::icc},         {moxcStripExif, MetadataKind::exif},
+                {moxcStripXmp, MetadataKind::xmp},         {moxcStripIptc, MetadataKind::iptc},
+                {moxcStripComment, MetadataKind::comment}, {moxcStripOther, MetadataKind::other}};
+  MetadataSet set;
+  for (const auto& known : kKinds)
+    if (bits & known.bit) set = set.with(known.kind);
+  return bits & moxcStripResolution ? set.withResolution() : set;
 }
 
 std::shared_ptr<const Metadata> metadataOf(const MoxcMetadata* blocks, std::size_t count) {
@@ -51,11 +44,6 @@ std::shared_ptr<const Metadata> metadataOf(const MoxcMetadata* blocks, std::size
     block.bytes.assign(bytes, bytes + from.byteCount);
   }
   return metadata;
-}
-
-void noteDropped(const Metadata* metadata, std::vector<std::string>& notes) {
-  if (!metadata) return;
-  for (const MetadataBlock& block : metadata->blocks) notes.push_back(nameOf(block) + " dropped");
 }
 
 }  // namespace moxj::api

@@ -1,9 +1,8 @@
 // Metadata blocks of the interface.
 #pragma once
 
+#include <cstdint>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "moxcodec.h"
 #include "pictures/metadata.h"
@@ -17,7 +16,7 @@ MoxcMetadata metadataAt(const Metadata* metadata, std::size_t index);
 // Copies of the caller's blocks; null if there are none. Throws BadArgument.
 std::shared_ptr<const Metadata> metadataOf(const MoxcMetadata* blocks, std::size_t count);
 
-// A note for each block. No format writes any yet.
-void noteDropped(const Metadata* metadata, std::vector<std::string>& notes);
+// What a sum of moxcStrip values means. Throws Problem (badOption).
+MetadataSet stripOf(std::int32_t bits);
 
 }  // namespace moxj::api

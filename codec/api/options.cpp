@@ -5,6 +5,7 @@
 #include <string>
 
 #include "api/checks.h"
+#include "api/metadata.h"
 #include "api/structs.h"
 #include "j2k/params.h"
 
@@ -20,7 +21,7 @@ using Read = MoxcReadOptions;
 constexpr Range<Read> kReadRanges[] = {
     {&Read::reduce, "reduce", 0, j2k::kMaxLevels}, {&Read::layers, "layers", 0, j2k::kMaxLayers},
     {&Read::nosmooth, "nosmooth", 0, 1},           {&Read::fastMcu, "fastMcu", 0, 1},
-    {&Read::components, "components", 0, 1},
+    {&Read::components, "components", 0, 1},       {&Read::orient, "orient", 0, 1},
 };
 
 using Write = MoxcWriteOptions;
@@ -47,7 +48,6 @@ constexpr Range<Transcode> kTranscodeRanges[] = {
     {&Transcode::optimize, "optimize", 0, 1},
     {&Transcode::progressive, "progressive", 0, 1},
     {&Transcode::sequential, "sequential", 0, 1},
-    {&Transcode::strip, "strip", 0, 1},
     {&Transcode::restart, "restart", 0, 65535},
     {&Transcode::restartInRows, "restartInRows", 0, 1},
     {&Transcode::trim, "trim", 0, 1},
@@ -57,6 +57,7 @@ constexpr Range<Transcode> kTranscodeRanges[] = {
     {&Transcode::cropX, "cropX", 0, kMaxInt},
     {&Transcode::cropHeight, "cropHeight", 0, kMaxInt},
     {&Transcode::cropY, "cropY", 0, kMaxInt},
+    {&Transcode::orient, "orient", 0, 1},
 };
 
 // By MoxcTransform.
@@ -114,8 +115,10 @@ void checkTogether(const Transcode& given) {
   if (isText(given.scans) && given.sequential) failTogether("scans", "sequential");
   if (given.restartInRows && !given.restart) failOption("restartInRows", "has no effect without restart");
   if (given.trim && given.perfect) failTogether("trim", "perfect");
-  if (given.trim && !given.transform) failOption("trim", "has no effect without transform");
-  if (given.perfect && !given.transform) failOption("perfect", "has no effect without transform");
+  if (given.orient && given.transform) failTogether("orient", "transform");
+  const bool turns = given.transform || given.orient;
+  if (given.trim && !turns) failOption("trim", "has no effect without transform");
+  if (given.perfect && !turns) failOption("perfect", "has no effect without transform");
 }
 
 std::optional<jpeg::Script> scriptOf(const char* text) {
@@ -140,6 +143,7 @@ ReadOptions readOptionsOf(const MoxcReadOptions* options) {
   to.nosmooth = read.nosmooth;
   to.fastMcu = read.fastMcu;
   to.components = read.components;
+  to.orient = read.orient;
   return to;
 }
 
@@ -175,6 +179,7 @@ WriteOptions writeOptionsOf(const MoxcWriteOptions* options) {
   if (write.progression) to.progression = static_cast<j2k::Order>(write.progression - 1);
   to.layers = write.layers;
   to.modes = write.modes;
+  to.strip = stripOf(write.strip);
   return to;
 }
 
@@ -191,7 +196,9 @@ jpeg::TranscodeOptions transcodeOptionsOf(const MoxcTranscodeOptions* options) {
     to.process = Process::sequential;
   to.optimize = given.optimize || !given.sequential;
   to.script = scriptOf(given.scans);
-  to.strip = given.strip;
+  // The density is in the JFIF segment, which stays unless the density is named.
+  to.strip = stripOf(given.strip);
+  if (given.strip & moxcStripAll) to.strip = to.strip.withoutResolution();
   to.restart = given.restart;
   to.restartInRows = given.restartInRows;
   to.geometry = {.transform = kTransforms[given.transform],
@@ -199,6 +206,7 @@ jpeg::TranscodeOptions transcodeOptionsOf(const MoxcTranscodeOptions* options) {
                  .trim = given.trim != 0,
                  .perfect = given.perfect != 0,
                  .grayscale = given.grayscale != 0};
+  to.orient = given.orient;
   return to;
 }
 

@@ -1,6 +1,7 @@
 // What the road has to deliver for each layout.
 #include "api/reading.h"
 
+#include <algorithm>
 #include <optional>
 
 #include "api/checks.h"
@@ -102,8 +103,8 @@ Outcome readPixels(const MoxcSource* source, const ReadOptions& options, PixelSi
   if (wish.layout == 0) {
     ChosenByPicture chosen(sink, wish, options.components, work.budget);
     Outcome outcome = read(input, options, everything(), chosen, work);
-    outcome.notes.insert(outcome.notes.end(), std::make_move_iterator(chosen.notes.begin()),
-                         std::make_move_iterator(chosen.notes.end()));
+    for (std::string& note : chosen.notes)
+      if (std::ranges::find(outcome.notes, note) == outcome.notes.end()) outcome.notes.push_back(std::move(note));
     return outcome;
   }
   ReadOptions reading = options;

@@ -145,6 +145,16 @@ std::size_t Input::read(std::uint8_t* to, std::size_t size) {
   return count;
 }
 
+bool Input::peekAt(std::size_t offset, void* to, std::size_t size) {
+  const State& state = *state_;
+  const std::size_t length = state.source ? state.mappable : state.whole.size();
+  if (offset > length || size > length - offset) return false;
+  if (size == 0) return true;
+  if (state.source) return pread(state.descriptor, to, size, static_cast<off_t>(offset)) == static_cast<ssize_t>(size);
+  std::memcpy(to, state.whole.data() + offset, size);
+  return true;
+}
+
 ByteSpan Input::inPlace() {
   State& state = *state_;
   if (state.source && !state.map()) return {};

@@ -30,6 +30,9 @@ class Input {
 
   // The first bytes of the input, at most `count`; they are read again by read() and all(). Only before these.
   ByteSpan first(std::size_t count);
+  // Copies `size` bytes at an offset, of an input that is in memory or a regular file, wherever read() is. False if it
+  // is neither, or ends before.
+  bool peekAt(std::size_t offset, void* to, std::size_t size);
   // The next bytes, at most `size`; 0 at the end.
   std::size_t read(std::uint8_t* to, std::size_t size);
   // Everything, from the first byte on, valid as long as the input. Throws Problem (limit) beyond `maxBytes`. Only

@@ -46,6 +46,12 @@ Complaint useRestarts(const std::string& text, Settings& settings) {
   return complaint;
 }
 
+Complaint useStripping(const std::string& text, Settings& settings) {
+  const Complaint complaint = useStrip(text, settings.writing.strip);
+  settings.transcoding.strip = settings.writing.strip;
+  return complaint;
+}
+
 Complaint useLevels(const std::string& text, Settings& settings) {
   int levels = 0;
   const Complaint complaint = useNumber(text, 0, kMaxLevels, levels);
@@ -101,8 +107,10 @@ constexpr Option kOptions[] = {
      [](S& s, Text) { return given(s.writing.fastMcu); }, Of::dct},
     {kDecode, "--fast-mcu", "", "Decode 4:2:0, 4:2:2 and 4:4:4 MCU by MCU, without interpolation",
      [](S& s, Text) { return given(s.reading.fastMcu); }, Of::jpeg},
-    {kTranscode, "--strip", "", "Drop all APPn and COM segments except JFIF and Adobe",
-     [](S& s, Text) { return given(s.transcoding.strip); }, Of::jpeg},
+    {kConversions, "--strip", "[LIST]", "Drop metadata: all, or icc,exif,xmp,iptc,comment,other,resolution",
+     [](S& s, Text text) { return useStripping(text, s); }},
+    {kConversions, "--orient", "", "Turn the picture upright, as its Exif orientation says",
+     [](S& s, Text) { return given(s.reading.orient), given(s.transcoding.orient), transformed(s, "--orient"); }},
     {kEncode | kTranscode, "--restart", "N|NB", "Restart marker every N MCUs or, with NB, every N MCU rows",
      [](S& s, Text text) { return useRestarts(text, s); }, Of::jpeg},
     {kEncode, "--lossless", "[P[,T]]", "Lossless; for JPEG, predictor P (1-7, default: best), T bits dropped",

@@ -139,7 +139,8 @@ class Parser {
     if (given.size() > 1) misuse(std::string(given[0]) + " and " + std::string(given[1]) + " cannot be combined");
     if (trim && perfect) misuse("--trim and --perfect cannot be combined");
     if ((trim || perfect) && given.empty())
-      misuse((trim ? "--trim" : "--perfect") + std::string(" needs --rotate, --flip, --transpose or --transverse"));
+      misuse((trim ? "--trim" : "--perfect") +
+             std::string(" needs --orient, --rotate, --flip, --transpose or --transverse"));
   }
 
   [[noreturn]] void misuse(const std::string& text) const {

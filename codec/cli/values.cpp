@@ -27,11 +27,30 @@ constexpr Named<MoxcTransform> kFlips[] = {{"h", moxcFlipHorizontal},
                                            {"horizontal", moxcFlipHorizontal},
                                            {"vertical", moxcFlipVertical}};
 
+constexpr Named<std::int32_t> kMetadata[] = {{"all", moxcStripAll},     {"icc", moxcStripIcc},
+                                             {"exif", moxcStripExif},   {"xmp", moxcStripXmp},
+                                             {"iptc", moxcStripIptc},   {"comment", moxcStripComment},
+                                             {"other", moxcStripOther}, {"resolution", moxcStripResolution}};
+
 // Null if there is none.
 template <typename Value, std::size_t count>
 const Value* valueNamed(const Named<Value> (&table)[count], std::string_view name) {
   const auto found = std::ranges::find(table, name, &Named<Value>::name);
   return found == std::end(table) ? nullptr : &found->value;
+}
+
+// Adds up the values of names that are separated by commas. False if one is unknown.
+template <std::size_t count>
+bool useList(std::string_view text, const Named<std::int32_t> (&table)[count], std::int32_t& sum) {
+  sum = 0;
+  for (std::size_t at = 0; at <= text.size();) {
+    const std::size_t end = std::min(text.find(',', at), text.size());
+    const std::int32_t* const value = valueNamed(table, text.substr(at, end - at));
+    if (!value) return false;
+    sum |= *value;
+    at = end + 1;
+  }
+  return true;
 }
 
 // "WxH"
@@ -152,15 +171,16 @@ Complaint useCrop(std::string_view text, MoxcTranscodeOptions& options) {
 }
 
 Complaint useModes(std::string_view text, std::int32_t& modes) {
-  modes = 0;
-  for (std::size_t at = 0; at <= text.size();) {
-    const std::size_t end = std::min(text.find(',', at), text.size());
-    const std::int32_t* const mode = valueNamed(kModes, text.substr(at, end - at));
-    if (!mode) return "is not a comma-separated list of bypass, reset, termall, causal, pterm and segsym";
-    modes |= *mode;
-    at = end + 1;
-  }
-  return "";
+  return useList(text, kModes, modes)
+             ? ""
+             : "is not a comma-separated list of bypass, reset, termall, causal, pterm and segsym";
+}
+
+Complaint useStrip(std::string_view text, std::int32_t& strip) {
+  if (text.empty()) return strip = moxcStripAll, "";
+  return useList(text, kMetadata, strip)
+             ? ""
+             : "is not all or a comma-separated list of icc, exif, xmp, iptc, comment, other and resolution";
 }
 
 }  // namespace moxj::cli

@@ -48,5 +48,7 @@ Complaint useFlip(std::string_view text, MoxcTransform& transform);
 // "WxH+X+Y", "WxH" or "+X+Y"
 Complaint useCrop(std::string_view text, MoxcTranscodeOptions& options);
 Complaint useModes(std::string_view text, std::int32_t& modes);
+// Nothing for all metadata, or the names of some
+Complaint useStrip(std::string_view text, std::int32_t& strip);
 
 }  // namespace moxj::cli

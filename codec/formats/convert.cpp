@@ -20,10 +20,11 @@ void addNotes(Outcome& outcome, const std::vector<std::string>& notes) {
 
 // Pushes the rows of an input that is recognised and whose options are checked. The outcome has the notes of the
 // reader, then those of the conversion.
-Outcome pushFitted(const Format& from, Input& input, const ReadOptions& options, const Holds& holds, RowSink& sink,
+Outcome pushFitted(const Format& from, Input& input, const ReadOptions& options, Holds holds, RowSink& sink,
                    Work& work) {
   std::vector<std::string> fitNotes;
-  const std::unique_ptr<RowSink> fit = fitting(sink, holds, fitNotes, work.budget);
+  holds.upright = options.orient;
+  const std::unique_ptr<RowSink> fit = fitting(sink, std::move(holds), fitNotes, work.budget);
   Outcome outcome = from.open(input, options, work)->push(*fit);
   addNotes(outcome, fitNotes);
   return outcome;
@@ -55,11 +56,20 @@ Picture greyOf(const Picture& picture, std::size_t plane) {
   return grey;
 }
 
-void writeGrey(const Picture& grey, const Format& to, const WriteOptions& writing, Output& output, Work& work,
-               Outcome& outcome) {
+// What a format holds, and what of it is wanted.
+Holds holdsFor(const Format& to, const WriteOptions& writing) {
+  Holds holds = to.holds(writing);
+  holds.metadata.stripped = writing.strip;
+  return holds;
+}
+
+void writeGrey(const Picture& grey, const Format& to, const WriteOptions& writing, bool orient, Output& output,
+               Work& work, Outcome& outcome) {
+  Holds holds = holdsFor(to, writing);
+  holds.upright = orient;
   std::vector<std::string> fitNotes, writerNotes;
   const std::unique_ptr<RowSink> writer = to.create(output, writing, work, writerNotes);
-  pushPicture(grey, *fitting(*writer, to.holds(writing), fitNotes, work.budget));
+  pushPicture(grey, *fitting(*writer, std::move(holds), fitNotes, work.budget));
   addNotes(outcome, fitNotes);
   addNotes(outcome, writerNotes);
 }
@@ -77,7 +87,7 @@ Outcome convert(Input& input, const ReadOptions& reading, const Format& to, cons
   std::vector<std::string> writerNotes;
   const std::unique_ptr<RowSink> writer = to.create(output, writing, work, writerNotes);
   const ReadOptions options = readingFor(from, reading, to, writing);
-  Outcome outcome = pushFitted(from, input, options, to.holds(writing), *writer, work);
+  Outcome outcome = pushFitted(from, input, options, holdsFor(to, writing), *writer, work);
   addNotes(outcome, writerNotes);
   return outcome;
 }
@@ -93,7 +103,8 @@ Outcome convertComponents(Input& input, const ReadOptions& reading, const Format
   const Picture& picture = collector.picture();
   const std::size_t count = picture.planes.size();
   for (std::size_t i = 0; i < count; ++i)
-    writeGrey(greyOf(picture, i), to, writing, open(static_cast<int>(i), static_cast<int>(count)), work, outcome);
+    writeGrey(greyOf(picture, i), to, writing, options.orient, open(static_cast<int>(i), static_cast<int>(count)), work,
+              outcome);
   return outcome;
 }
 

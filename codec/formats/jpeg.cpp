@@ -3,6 +3,7 @@
 #include "jpeg/jpeg.h"
 
 #include "formats/formats.h"
+#include "jpeg/metadata.h"
 
 namespace moxj {
 
@@ -80,6 +81,10 @@ Holds holds(const WriteOptions& options) {
     holds.subsampled = options.native;
     holds.depths = {8};
   }
+  holds.metadata.block = jpeg::hasPlaceFor;
+  // Lossless files have no JFIF segment.
+  holds.metadata.resolution = holds.metadata.ratio = !options.lossless;
+  if (options.grayscale) holds.metadata.profileColour = Colour::grey;
   return holds;
 }
 

@@ -6,6 +6,7 @@
 
 #include "formats/formats.h"
 #include "j2k/j2k.h"
+#include "j2k/metadata.h"
 
 namespace moxj {
 
@@ -50,8 +51,13 @@ std::unique_ptr<RowSource> open(Input& input, const ReadOptions& options, Work& 
 
 // ---- Writing ----------------------------------------------------------------------------------------------------
 
+template <bool boxes>
 Holds holds(const WriteOptions&) {
   Holds held;
+  if (boxes)
+    held.metadata = {.block = j2k::hasPlaceFor, .ratio = false, .restrictedProfiles = true};
+  else
+    held.metadata = HeldMetadata::none();
   held.colours = {Colour::unknown, Colour::grey, Colour::rgb};
   held.opacity = true;
   held.maxPlanes = j2k::kMaxWrittenComponents;
@@ -82,8 +88,9 @@ class Writer : public RowSink {
   // Sub-sampled planes whose sizes do not follow from that of the picture (their tiles have an offset in the file that
   // they come from) get its size.
   void useGrid() {
-    Holds fullSize = holds({});
+    Holds fullSize = holds<true>({});
     fullSize.subsampled = false;
+    fullSize.metadata = {.silent = true};
     Picture made = fitted(picture_, fullSize, notes_, work_.budget);
     if (!shared_) work_.budget.release(picture_.bytes());
     picture_ = std::move(made);
@@ -183,7 +190,7 @@ const Format kJp2Format = {.label = "JPEG 2000",
                            .describe = describeJpeg2000,
                            .open = open,
                            .create = create<true>,
-                           .holds = holds,
+                           .holds = holds<true>,
                            .readOptions = kReadOptions,
                            .writeOptions = kWriteOptions};
 
@@ -194,7 +201,7 @@ const Format kJ2kFormat = {.label = "JPEG 2000",
                            .describe = describeJpeg2000,
                            .open = open,
                            .create = create<false>,
-                           .holds = holds,
+                           .holds = holds<false>,
                            .readOptions = kReadOptions,
                            .writeOptions = kWriteOptions};
 

@@ -3,6 +3,7 @@
 
 #include "formats/formats.h"
 #include "formats/json.h"
+#include "formats/metadata_text.h"
 #include "formats/text.h"
 #include "j2k/j2k.h"
 #include "j2k/names.h"
@@ -74,6 +75,7 @@ std::string textOf(const j2k::Info& info, std::size_t bytes) {
     text += line("colour", info.colour);
   if (info.palette > 0)
     text += line("palette", std::to_string(info.palette) + (info.palette == 1 ? " entry" : " entries"));
+  text += metadataText(info.metadata.get());
   text += line("tiles", std::to_string(info.siz.tiles()) + " of " + sizeText(info.siz.tileWidth, info.siz.tileHeight) +
                             ", " + counted(info.tileParts, "tile-part"));
   text += line("wavelet", std::string(waveletOf(coding)) + ", " + counted(coding.levels, "level"));
@@ -119,6 +121,7 @@ Json jsonOf(const j2k::Info& info, std::size_t bytes) {
   json["boxes"] = listOf(info.boxes);
   json["segments"] = listOf(info.segments);
   json["complete"] = info.complete;
+  addMetadata(json, info.metadata.get());
   return json;
 }
 
@@ -126,8 +129,9 @@ Json jsonOf(const j2k::Info& info, std::size_t bytes) {
 
 Description describeJpeg2000(Input& input, Work& work) {
   const ByteSpan file = input.all(maxFileBytes(work.limits));
-  j2k::Info info = j2k::inspect(file);
+  j2k::Info info = j2k::inspect(file, work.budget);
   Description description;
+  description.metadata = info.metadata;
   description.format = "JPEG 2000";
   description.width = static_cast<std::uint64_t>(info.siz.image.width());
   description.height = static_cast<std::uint64_t>(info.siz.image.height());

@@ -3,8 +3,10 @@
 
 #include "formats/formats.h"
 #include "formats/json.h"
+#include "formats/metadata_text.h"
 #include "formats/text.h"
 #include "jpeg/jpeg.h"
+#include "jpeg/metadata.h"
 
 namespace moxj {
 
@@ -56,13 +58,15 @@ std::string scanText(const jpeg::Scan& scan, bool lossless) {
   return text + ", " + counted(scan.dataLength, "byte") + " at " + std::to_string(scan.dataOffset);
 }
 
-std::string textOf(const jpeg::Info& info, std::size_t bytes) {
+std::string textOf(const jpeg::Info& info, const Metadata* metadata, std::size_t bytes) {
   std::string text = line("format", "JPEG, " + info.process + (info.supported ? "" : " (not decoded)"));
   text += line("size", format("%d x %d pixels, %d bits per sample, %s", info.width, info.height, info.precision,
                               counted(bytes, "byte").c_str()));
   text += line("colour", info.colourModel + (info.sampling.empty() ? "" : " " + info.sampling));
   if (info.process != "lossless") text += line("quality", qualityText(info));
   text += line("restarts", info.restartInterval == 0 ? "none" : "every " + counted(info.restartInterval, "MCU"));
+  text += metadataText(metadata);
+  if (info.bytesAfterEnd > 0) text += line("after the end", counted(info.bytesAfterEnd, "byte"));
   for (const jpeg::Component& component : info.components) text += line("component", componentText(component));
   for (const jpeg::QuantTable& table : info.quantTables) text += line("quantisation", stepsText(table));
   for (const jpeg::HuffTable& table : info.huffTables) text += line("Huffman", huffText(table));
@@ -115,7 +119,7 @@ Json jsonOf(const jpeg::Scan& scan) {
           {"dataLength", scan.dataLength}};
 }
 
-Json jsonOf(const jpeg::Info& info, std::size_t bytes) {
+Json jsonOf(const jpeg::Info& info, const Metadata* metadata, std::size_t bytes) {
   Json json;
   json["format"] = "JPEG";
   json["process"] = info.process;
@@ -135,6 +139,8 @@ Json jsonOf(const jpeg::Info& info, std::size_t bytes) {
   json["scans"] = listOf(info.scans);
   json["segments"] = listOf(info.segments);
   json["complete"] = info.complete;
+  addMetadata(json, metadata);
+  if (info.bytesAfterEnd > 0) json["bytesAfterEnd"] = info.bytesAfterEnd;
   return json;
 }
 
@@ -149,8 +155,9 @@ Description describeJpeg(Input& input, Work& work) {
   description.height = static_cast<std::uint64_t>(info.height);
   description.channels = static_cast<int>(info.components.size());
   description.bits = info.precision;
-  description.text = textOf(info, file.size());
-  description.json = jsonText(jsonOf(info, file.size()));
+  description.metadata = jpeg::readMetadata(file, work.budget, info.notes);
+  description.text = textOf(info, description.metadata.get(), file.size());
+  description.json = jsonText(jsonOf(info, description.metadata.get(), file.size()));
   static_cast<Outcome&>(description) = std::move(static_cast<Outcome&>(info));
   return description;
 }

@@ -69,6 +69,12 @@ std::string quoted(std::string_view text) {
 
 }  // namespace
 
+Json::Json(double value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.6g", value);
+  text_ = text;
+}
+
 Json::Json(std::string_view text) : text_(quoted(text)) {}
 
 Json& Json::add(std::string_view name, Json value) {

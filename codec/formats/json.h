@@ -20,6 +20,7 @@ class Json {
   Json(bool value) : text_(value ? "true" : "false") {}
   template <std::integral Number>
   Json(Number value) : text_(std::to_string(value)) {}
+  Json(double value);  // finite, to six digits
   // Text from a file (a comment, for example) need not be valid UTF-8: what is not becomes U+FFFD.
   Json(std::string_view text);
   Json(const char* text) : Json(std::string_view(text)) {}

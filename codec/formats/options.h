@@ -7,6 +7,7 @@
 
 #include "j2k/params.h"
 #include "jpeg/script.h"
+#include "pictures/metadata.h"
 
 namespace moxj {
 
@@ -16,6 +17,7 @@ struct ReadOptions {
   bool nosmooth = false;    // JPEG: repeat samples instead of interpolating
   bool fastMcu = false;     // JPEG: convert MCU by MCU
   bool components = false;  // components and inks as they are coded: no palette, no conversion of inks to RGB
+  bool orient = false;      // turns the pixels as the Exif orientation says; of files without one, nothing
   bool native = false;      // JPEG: also YCbCr as it is coded, not up-sampled (not an option of a file: never refused)
 };
 
@@ -43,7 +45,8 @@ struct WriteOptions {
   std::optional<j2k::Order> progression;
   int layers = 0;
   int modes = 0;
-  bool native = false;  // JPEG: planes of YCbCr as they are (not an option of a file: never refused)
+  MetadataSet strip = {};  // metadata that is not wanted (of all formats, which may have none)
+  bool native = false;     // JPEG: planes of YCbCr as they are (not an option of a file: never refused)
 };
 
 // An option by the name of its field, which is also its name on a command line (fastMcu: --fast-mcu).

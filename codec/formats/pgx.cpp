@@ -244,7 +244,11 @@ constinit const Format kPgxFormat = {
     },
     .holds =
         [](const WriteOptions&) {
-          return Holds{.maxBits = kMaxBits, .isSigned = true, .subsampled = true, .mixedDepths = true};
+          return Holds{.maxBits = kMaxBits,
+                       .isSigned = true,
+                       .subsampled = true,
+                       .mixedDepths = true,
+                       .metadata = HeldMetadata::none()};
         },
 };
 

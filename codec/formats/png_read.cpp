@@ -5,10 +5,14 @@
 #include <algorithm>
 #include <bit>
 #include <climits>
+#include <cmath>
 #include <exception>
+#include <memory>
+#include <string_view>
 #include <vector>
 
 #include "formats/png.h"
+#include "formats/png_metadata.h"
 #include "formats/png_session.h"
 
 namespace moxj::png {
@@ -17,6 +21,7 @@ namespace {
 
 constexpr std::size_t kChunkBytes = std::size_t{64} << 10;
 constexpr int kRowsOfReport = 64;
+constexpr double kUsualGamma = 1 / 2.2, kGammaTolerance = 0.05;
 
 class Reader : public RowSource {
  public:
@@ -24,9 +29,12 @@ class Reader : public RowSource {
 
   Outcome push(RowSink& sink) override {
     sink_ = &sink;
+    session_.prepareChunks(work_.limits.maxMemory);
+    takeLateMetadata(input_, late_, work_.budget);
     const bool good = readAll();
     if (failure_) std::rethrow_exception(failure_);
     Outcome outcome;
+    outcome.notes = std::move(notes_);
     if (!(good && ended_ && full())) outcome.incomplete(cause(good) + ", " + place());
     finish();
     return outcome;
@@ -71,6 +79,7 @@ class Reader : public RowSource {
     const png_uint_32 width = png_get_image_width(png, info), height = png_get_image_height(png, info);
     const int colour = png_get_color_type(png, info), bits = png_get_bit_depth(png, info);
     guarded(png, [&] { checkSize(width, height, (colour & PNG_COLOR_MASK_COLOR ? 4u : 2u) * (bits == 16 ? 2 : 1)); });
+    guarded(png, [&] { describe(png, info); });
     if (colour == PNG_COLOR_TYPE_PALETTE) png_set_palette_to_rgb(png);
     if (colour == PNG_COLOR_TYPE_GRAY && bits < 8) png_set_expand_gray_1_2_4_to_8(png);
     if (png_get_valid(png, info, PNG_INFO_tRNS)) png_set_tRNS_to_alpha(png);
@@ -108,8 +117,24 @@ class Reader : public RowSource {
     layout_.height = static_cast<int>(height);
   }
 
+  void describe(png_structp png, png_infop info) {
+    Metadata metadata;
+    takeMetadata(png, info, metadata, work_.budget);
+    if (std::string_view(session_.warning()).starts_with("iCCP") && !metadata.find(MetadataKind::icc))
+      notes_.push_back("ICC profile dropped: it is damaged");
+    double gamma = 0;
+    if (!png_get_valid(png, info, PNG_INFO_iCCP | PNG_INFO_sRGB) && png_get_gAMA(png, info, &gamma) &&
+        std::abs(gamma / kUsualGamma - 1) > kGammaTolerance)
+      notes_.push_back("the gamma of the file is not applied: the brightness will look different");
+    for (MetadataBlock& block : late_.blocks)
+      if (block.kind == MetadataKind::comment || !metadata.find(block.kind))
+        metadata.blocks.push_back(std::move(block));
+    if (!metadata.empty()) metadata_ = std::make_shared<const Metadata>(std::move(metadata));
+  }
+
   void prepare(int channels, int bits) {
     layout_ = Picture::layout(layout_.width, layout_.height, channels, bits, channels < 3 ? Colour::grey : Colour::rgb);
+    layout_.metadata = metadata_;
     if (channels % 2 == 0) layout_.opacity = Opacity::straight;
     rows_ = layout_;
     if (!interlaced()) rows_ = layout_.band(0, rowsOfBand(layout_));
@@ -171,6 +196,9 @@ class Reader : public RowSource {
   Session session_{Session::Direction::read};
   RowSink* sink_ = nullptr;
   std::exception_ptr failure_;
+  Metadata late_;  // after the picture
+  std::shared_ptr<const Metadata> metadata_;
+  std::vector<std::string> notes_;
   Picture layout_;
   Picture rows_;  // a band, or the whole picture if it is interlaced
   bool begun_ = false, ended_ = false;

@@ -3,9 +3,11 @@
 
 #include <bit>
 #include <new>
+#include <optional>
 
 #include "base/bytes.h"
 #include "formats/png.h"
+#include "formats/png_metadata.h"
 #include "formats/png_session.h"
 #include "pictures/packedrows.h"
 
@@ -27,19 +29,26 @@ constexpr int kColourTypes[] = {PNG_COLOR_TYPE_GRAY, PNG_COLOR_TYPE_GRAY_ALPHA, 
 
 class Writer : public RowSink {
  public:
-  Writer(Output& output, Work& work) : output_(output), work_(work) {}
+  Writer(Output& output, Work& work, std::vector<std::string>& notes) : output_(output), work_(work), notes_(notes) {}
 
   void begin(const Picture& layout) override {
     work_.budget.charge(kRowsOfLibpng, layout.rowBytes());
+    std::optional<MetadataChunks> metadata;
+    if (layout.metadata) metadata.emplace(*layout.metadata);
+    bool losesProfile = false;
     require([&](png_structp png, png_infop info) {
       png_set_write_fn(png, this, onBytes, nullptr);
       png_set_IHDR(png, info, static_cast<png_uint_32>(layout.width), static_cast<png_uint_32>(layout.height),
                    layout.planes[0].bits, kColourTypes[layout.planes.size() - 1], PNG_INTERLACE_NONE,
                    PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
       png_set_compression_level(png, kCompression);
+      if (metadata) metadata->set(png, info);
+      losesProfile =
+          layout.metadata && layout.metadata->find(MetadataKind::icc) && !png_get_valid(png, info, PNG_INFO_iCCP);
       png_write_info(png, info);
       if (layout.planes[0].bits == 16 && std::endian::native == std::endian::little) png_set_swap(png);
     });
+    if (losesProfile) notes_.push_back("ICC profile dropped: it is damaged");
   }
 
   void rows(const Picture& band) override {
@@ -80,6 +89,7 @@ class Writer : public RowSink {
 
   Output& output_;
   Work& work_;
+  std::vector<std::string>& notes_;
   Session session_{Session::Direction::write};
   PackedRows packed_;
   Bytes bytes_;  // not written yet
@@ -88,6 +98,8 @@ class Writer : public RowSink {
 
 }  // namespace
 
-std::unique_ptr<RowSink> writer(Output& output, Work& work) { return std::make_unique<Writer>(output, work); }
+std::unique_ptr<RowSink> writer(Output& output, Work& work, std::vector<std::string>& notes) {
+  return std::make_unique<Writer>(output, work, notes);
+}
 
 }  // namespace moxj::png

@@ -296,7 +296,7 @@ std::unique_ptr<RowSink> create(Output& output, const WriteOptions&, Work&, std:
 
 template <Colour... colours>
 Holds holds(const WriteOptions&) {
-  return {.colours = {colours...}, .maxBits = 16, .anyMaxval = true};
+  return {.colours = {colours...}, .maxBits = 16, .anyMaxval = true, .metadata = HeldMetadata::none()};
 }
 
 }  // namespace

@@ -16,6 +16,7 @@ namespace {
 
 constexpr std::uint8_t kSignature[12] = {0, 0, 0, 12, 'j', 'P', ' ', ' ', 0x0D, 0x0A, 0x87, 0x0A};
 constexpr int kMaxDepth = 16;
+constexpr int kRestrictedIcc = 2, kAnyIcc = 3;  // methods of the colr box
 
 enum ColourSpace : std::uint32_t { cmyk = 12, ycck = 13, cieLab = 14, sRgb = 16, greyscale = 17, sYcc = 18 };
 
@@ -111,6 +112,8 @@ class Reader {
       list(box);
       if (box.type == "jp2h")
         for (const FoundBox& inner : boxesIn(box.body, box.offset)) readHeaderBox(inner);
+      if (box.type == "uuid") boxes_.metadata.takeUuid(box.body);
+      if (box.type == "xml ") boxes_.metadata.takeXml(box.body);
       if (box.type == "jp2c" && boxes_.codestream.empty()) {
         boxes_.codestream = box.body;
         boxes_.codestreamOffset = box.offset;
@@ -132,6 +135,10 @@ class Reader {
     if (box.type == "pclr") readPalette(box.body);
     if (box.type == "cmap") readMappings(box.body);
     if (box.type == "cdef") readChannels(box.body);
+    if (box.type == "res ")
+      for (const FoundBox& inner : boxesIn(box.body, box.offset))
+        if (inner.type == "resc" || inner.type == "resd")
+          boxes_.metadata.takeResolution(inner.body, inner.type == "resc");
   }
 
   void readColour(ByteSpan body) {
@@ -140,6 +147,8 @@ class Reader {
     in.u16();  // precedence and approximation
     if (method != 1) {
       boxes_.colourName = "ICC profile";
+      if (method == kRestrictedIcc || method == kAnyIcc) boxes_.metadata.takeProfile(in.take(in.left()));
+      boxes_.colour = colourOf(boxes_.metadata);
       return;
     }
     const std::uint32_t space = in.u32();
@@ -244,12 +253,6 @@ void orderChannels(const Boxes& boxes, Picture& picture) {
   if (count == colours + 1) picture.opacity = opacity;
 }
 
-void box(Bytes& file, const char* type, const Bytes& body) {
-  ByteWriter(file).u32(body.size() + 8);
-  file.append(type, 4);
-  file.append(body.data(), body.size());
-}
-
 int depthByte(const Plane& plane) { return (plane.bits - 1) | (plane.isSigned ? 128 : 0); }
 
 Bytes imageHeader(const Picture& picture, bool sameDepth) {
@@ -261,6 +264,21 @@ Bytes imageHeader(const Picture& picture, bool sameDepth) {
   out.u8(sameDepth ? depthByte(picture.planes[0]) : 255);
   out.u8(7);   // compression type
   out.u16(0);  // colour space known; no intellectual property box
+  return body;
+}
+
+void box(Bytes& file, const char* type, const Bytes& body) { writeBox(file, type, {body.data(), body.size()}); }
+
+Bytes colourSpecification(const Picture& picture) {
+  const MetadataBlock* const profile = picture.metadata ? picture.metadata->find(MetadataKind::icc) : nullptr;
+  Bytes body;
+  ByteWriter out(body);
+  out.u8(profile ? kRestrictedIcc : 1);
+  out.u16(0);  // precedence and approximation
+  if (profile)
+    body.append(profile->span());
+  else
+    out.u32(picture.planes.size() >= 3 ? sRgb : greyscale);
   return body;
 }
 
@@ -317,12 +335,11 @@ void writeBoxes(Bytes& file, const Picture& picture) {
     box(header, "bpcc", body);
     body.clear();
   }
-  ByteWriter(body).u8(1);
-  ByteWriter(body).u16(0);
-  ByteWriter(body).u32(picture.planes.size() >= 3 ? sRgb : greyscale);
-  box(header, "colr", body);
+  box(header, "colr", colourSpecification(picture));
   if (picture.opacity != Opacity::none) box(header, "cdef", channelDefinitions(picture));
+  writeResolution(header, picture.metadata.get());
   box(file, "jp2h", header);
+  writeMetadata(file, picture.metadata.get());
   ByteWriter(file).u32(0);  // length: up to the end of the file
   file.append("jp2c", 4);
 }

@@ -8,6 +8,7 @@
 
 #include "base/bytes.h"
 #include "j2k/j2k.h"
+#include "j2k/metadata.h"
 
 namespace moxj::j2k {
 
@@ -41,6 +42,7 @@ struct Boxes {
   std::vector<Mapping> mappings;
   std::vector<Channel> channels;
   std::vector<Box> list;
+  BoxMetadata metadata;
 };
 
 // A bare codestream is accepted too. Throws Problem.
@@ -49,7 +51,7 @@ Boxes readBoxes(ByteSpan file);
 // Applies palette, channel order and colour space to the components of the codestream.
 void applyBoxes(const Boxes& boxes, Picture& picture, Budget& budget);
 
-// Writes the beginning of a JP2 file, up to its codestream.
+// Writes the beginning of a JP2 file, up to its codestream. Of the metadata, only blocks that have a place.
 void writeBoxes(Bytes& file, const Picture& picture);
 
 }  // namespace moxj::j2k

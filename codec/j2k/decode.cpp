@@ -128,6 +128,7 @@ class Decoder {
     Decoded decoded;
     if (!options_.components) applyBoxes(boxes_, picture_, job_.budget);
     decoded.picture = std::move(picture_);
+    decoded.picture.metadata = boxes_.metadata.metadata(job_.budget);
     if (problems_ == 0) return decoded;
     decoded.complete = false;
     decoded.warning = stream_.problem.empty() ? warning_ : stream_.problem + ", " + warning_;

@@ -216,7 +216,7 @@ class Encoder {
       if (size_.exceeded()) return false;
       progress_.tileDone(index);
     }
-    if (options_.boxes) writeBoxes(header_, picture_);
+    if (options_.boxes) writeBoxes();
     writeMainHeader(header_, siz_, params_);
     for (Tile& tile : tiles_) writers_.emplace_back(tile, siz_, job_.budget);
     chooseLayers();
@@ -227,8 +227,11 @@ class Encoder {
   std::uint64_t wantedSize() const;
   // If a size was requested: that of the file without truncation.
   std::uint64_t wholeSize() const { return wholeSize_; }
+  // What the metadata add to the file; a requested size is that of the picture without them.
+  std::uint64_t metadataBytes() const { return metadataBytes_; }
 
  private:
+  void writeBoxes();
   void encodeTile(Coord index, const std::function<void()>& loaded);
   void chooseLayers();
   std::uint64_t sizeOf(int layers);
@@ -244,7 +247,7 @@ class Encoder {
   std::deque<CodedBlock> coded_;
   std::deque<PacketWriter> writers_;
   Bytes header_;
-  std::uint64_t wholeSize_ = 0;
+  std::uint64_t wholeSize_ = 0, metadataBytes_ = 0;
   Size size_;
 };
 
@@ -274,10 +277,20 @@ void Encoder::encodeTile(Coord index, const std::function<void()>& loaded) {
   }
 }
 
+void Encoder::writeBoxes() {
+  j2k::writeBoxes(header_, picture_);
+  if (!picture_.metadata) return;
+  Picture bare = picture_;
+  bare.metadata = nullptr;
+  Bytes boxes;
+  j2k::writeBoxes(boxes, bare);
+  metadataBytes_ = header_.size() - boxes.size();
+}
+
 std::uint64_t Encoder::sizeOf(int layers) {
   constexpr std::uint64_t kEnd = 2;
   progress_.poll();
-  std::uint64_t size = header_.size() + kEnd;
+  std::uint64_t size = header_.size() - metadataBytes_ + kEnd;
   for (PacketWriter& writer : writers_) size += kTilePartHeader + writer.size(layers);
   return size;
 }
@@ -376,7 +389,7 @@ std::vector<std::string> encodeToSize(const Picture& picture, const EncodeOption
   bool fits = encoder->code({}, wanted);
   if (fits) {
     encoder->write(exact);
-    fits = exact.bytes.size() <= wanted;
+    fits = exact.bytes.size() - encoder->metadataBytes() <= wanted;
   }
   const Bytes& file = fits ? exact.bytes : lossy.bytes;
   output.write({file.data(), file.size()});

@@ -41,7 +41,7 @@ std::string detailOf(const MarkerSegment& segment, const Siz& siz) {
 
 }  // namespace
 
-Info inspect(ByteSpan file) {
+Info inspect(ByteSpan file, Budget& budget) {
   const Boxes boxes = readBoxes(file);
   const Codestream stream = parseCodestream(boxes.codestream);
   Info info;
@@ -49,6 +49,7 @@ Info inspect(ByteSpan file) {
   info.colour = boxes.colourName;
   if (boxes.palette) info.palette = static_cast<int>(boxes.palette->columns[0].values.size());
   info.boxes = boxes.list;
+  info.metadata = boxes.metadata.metadata(budget);
   info.siz = stream.siz;
   info.params = stream.params;
   info.tileParts = stream.parts.size();

@@ -83,6 +83,7 @@ struct Info : Outcome {
   std::string colour;  // of JP2: "sRGB", "grey", "sYCC", "colour space 12 (CMYK)", "ICC profile"; otherwise empty
   int palette = 0;     // number of entries
   std::vector<Box> boxes;
+  std::shared_ptr<const Metadata> metadata;
   Siz siz;
   TileParams params;  // of the main header
   std::vector<Segment> segments;
@@ -90,6 +91,6 @@ struct Info : Outcome {
 };
 
 // Throws Problem only if the file is not JPEG 2000 or its main header cannot be read.
-Info inspect(ByteSpan file);
+Info inspect(ByteSpan file, Budget& budget);
 
 }  // namespace moxj::j2k

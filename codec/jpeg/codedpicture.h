@@ -19,7 +19,8 @@ struct CodedPicture : Outcome {
   std::unique_ptr<Coefficients> coefficients;
   ColourModel model;
   std::vector<MarkerSegment> segments;  // APPn and COM; they point into the file
-  std::vector<std::uint8_t> jfif = {};  // or into this, where one was changed
+  ByteSpan tail = {};                   // what follows the EOI marker in the file
+  std::vector<std::uint8_t> jfif = {};  // or `segments` into this, where one was changed
 };
 
 // Like decode(), but stops at the coefficients.

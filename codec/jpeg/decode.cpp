@@ -17,6 +17,7 @@
 #include "jpeg/jpeg.h"
 #include "jpeg/lossless.h"
 #include "jpeg/losslessreader.h"
+#include "jpeg/metadata.h"
 #include "jpeg/planepainter.h"
 #include "jpeg/progression.h"
 #include "jpeg/scanreader.h"
@@ -55,11 +56,14 @@ class Decoder {
  public:
   // A decoder of coefficients needs no sink.
   Decoder(ByteSpan file, const DecodeOptions& options, RowSink* sink, Work& work)
-      : file_(file), walker_(file), options_(options), sink_(sink), work_(work) {}
+      : file_(file), walker_(file), options_(options), work_(work) {
+    if (sink) sink_.emplace(*sink);
+  }
 
   Outcome run() {
     read();
     if (lossless()) {
+      describe();
       pushSamples(*frame_, colourModelOf(*frame_, tables_), *samples_, options_, *sink_, work_);
     } else {
       if (!painter_) paintCoefficients();
@@ -67,6 +71,7 @@ class Decoder {
     }
     freeMemory();
     sink_->end();
+    noteTail();
     return std::move(outcome_);
   }
 
@@ -75,7 +80,8 @@ class Decoder {
     keep_ = true;
     read();
     if (lossless()) fail(Kind::unsupported, "a lossless JPEG has no coefficients");
-    CodedPicture coded{{}, *frame_, {}, std::move(coefficients_), colourModelOf(*frame_, tables_), std::move(kept_)};
+    CodedPicture coded{{},    *frame_, {}, std::move(coefficients_), colourModelOf(*frame_, tables_), std::move(kept_),
+                       tail()};
     for (std::size_t i = 0; i < frame_->components.size(); ++i) {
       if (!read_[i].read) read_[i].steps.fill(1);  // any table will do: all coefficients are 0
       coded.steps.push_back(read_[i].steps);
@@ -95,6 +101,10 @@ class Decoder {
     if (goodMcus_ == 0) fail(Kind::damaged, outcome_.complete ? "the file has no picture" : outcome_.warning);
   }
   void readSegments();
+  void keep(const MarkerSegment& segment) {
+    work_.budget.charge(1, sizeof segment);
+    kept_.push_back(segment);
+  }
   void takeFrame(const MarkerSegment& segment);
   void readScan(const MarkerSegment& segment);
   void checkScan(const ScanHeader& scan);
@@ -104,6 +114,12 @@ class Decoder {
   std::unique_ptr<Painter> makePainter();
   void paintCoefficients();
   void freeMemory();
+  void describe() { sink_->metadata = metadataOf(kept_, work_.budget, outcome_.notes); }
+  // What follows the EOI marker. Unknown if the data that it ends are damaged.
+  ByteSpan tail() const { return outcome_.complete ? bytesAfterEnd(file_, dataEnd_) : ByteSpan(); }
+  void noteTail() {
+    if (std::string note = noteAfterEnd(tail()); !note.empty()) outcome_.notes.push_back(std::move(note));
+  }
   bool lossless() const { return frame_->process == marker::sof3; }
   bool progressive() const { return frame_->process == marker::sof2; }
   bool allRead() const;
@@ -113,10 +129,11 @@ class Decoder {
   ByteSpan file_;
   SegmentWalker walker_;
   const DecodeOptions options_;
-  RowSink* sink_;
+  std::optional<MetadataSink> sink_;
   Work& work_;
   bool keep_ = false;
-  std::vector<MarkerSegment> kept_;
+  std::vector<MarkerSegment> kept_;  // APPn and COM before the picture
+  std::size_t dataEnd_ = 0;          // of the last scan
 
   Tables tables_;
   std::optional<Frame> frame_;
@@ -156,7 +173,7 @@ void Decoder::readSegments() {
       fail(Kind::damaged, "SOI marker inside the picture");
     } else {
       tables_.take(*segment);
-      if (keep_ && marker::isKept(segment->marker)) kept_.push_back(*segment);
+      if (marker::isKept(segment->marker)) keep(*segment);
     }
   }
   if (!frame_) fail(Kind::damaged, "the file has no frame header");
@@ -221,6 +238,7 @@ void Decoder::readScan(const MarkerSegment& segment) {
 void Decoder::finishScan(const EntropyReader& reader, std::size_t end) {
   goodMcus_ += reader.goodMcus();
   walker_.seek(end);
+  dataEnd_ = end;
   if (!reader.damage().empty()) {
     damaged(reader.damage());
   } else if (end == file_.size() && !progressive() && allRead()) {
@@ -275,6 +293,7 @@ void Decoder::collect(ScanReader& reader, const ScanHeader& scan, std::size_t of
 }
 
 std::unique_ptr<Painter> Decoder::makePainter() {
+  describe();
   std::vector<Steps> steps;
   for (std::size_t i = 0; i < frame_->components.size(); ++i) steps.push_back(read_[i].steps);
   const ColourModel model = colourModelOf(*frame_, tables_);

@@ -12,6 +12,7 @@
 #include "jpeg/jpeg.h"
 #include "jpeg/library.h"
 #include "jpeg/markers.h"
+#include "jpeg/metadata.h"
 #include "jpeg/samplestrips.h"
 #include "jpeg/scanwriter.h"
 #include "jpeg/writer.h"
@@ -344,7 +345,8 @@ void Encoder::begin(const Picture& layout) {
 
 void Encoder::writeHeader() {
   writer_.marker(marker::soi);
-  writer_.jfif();
+  writer_.jfif(densityOf(layout_.metadata.get()));
+  writeMetadata(writer_, layout_.metadata.get());
   for (int table = 0; table <= int{frame_.components.size() > 1}; ++table)
     writer_.steps(table, quantisers_[table].steps);
   writer_.frame(frame_);

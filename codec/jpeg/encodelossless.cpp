@@ -7,6 +7,7 @@
 #include "jpeg/coefficientwriter.h"
 #include "jpeg/jpeg.h"
 #include "jpeg/library.h"
+#include "jpeg/metadata.h"
 #include "jpeg/scanstatistics.h"
 #include "jpeg/writer.h"
 
@@ -303,6 +304,7 @@ void LosslessEncoder::writeHeader(int predictor, const std::vector<HuffmanCode>&
   ScanHeader scan{
       .components = {}, .spectralStart = predictor, .spectralEnd = 0, .approxHigh = 0, .approxLow = options_.point};
   writer_.marker(marker::soi);
+  writeMetadata(writer_, collector_.picture().metadata.get());
   if (codes.size() > 1) writer_.adobe();  // neither YCbCr nor YCCK
   writer_.frame(frame_);
   for (int i = 0; i < static_cast<int>(codes.size()); ++i) {

@@ -174,7 +174,10 @@ void Inspector::walk() {
       frame_->height = parseLineCount(*segment);
       frame_->layOut();
     }
-    if (segment->marker == marker::eoi) return;
+    if (segment->marker == marker::eoi) {
+      info_.bytesAfterEnd = file_.size() - segment->end;
+      return;
+    }
   }
   info_.incomplete("the file ends without an EOI marker");
 }

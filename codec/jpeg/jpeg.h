@@ -13,6 +13,7 @@
 #include "base/outcome.h"
 #include "jpeg/script.h"
 #include "jpeg/transform.h"
+#include "pictures/metadata.h"
 #include "pictures/rows.h"
 #include "pictures/work.h"
 
@@ -88,9 +89,12 @@ struct TranscodeOptions {
   Process process = Process::asInput;
   std::optional<Script> script = {};  // the scans; overrides `process`
   bool optimize = true;               // optimal tables; progressive files always have them
-  bool strip = false;                 // drop APPn and COM segments except JFIF and Adobe, which define the colours
-  int restart = 0;                    // restart interval as in EncodeOptions; that of the input is not kept
+  // Drops APPn and COM segments of these kinds, except JFIF and Adobe, which define the colours; with `other`, also
+  // what follows the picture in the file.
+  MetadataSet strip = {};
+  int restart = 0;  // restart interval as in EncodeOptions; that of the input is not kept
   bool restartInRows = false;
+  bool orient = false;     // the transform is that of the Exif orientation, which becomes 1
   Geometry geometry = {};  // scans and restart intervals are those of the result
 };
 
@@ -161,6 +165,7 @@ struct Info : Outcome {
   bool qualityExact = false;            // the tables are exactly those
   std::vector<Segment> segments;
   std::vector<Scan> scans;
+  std::uint64_t bytesAfterEnd = 0;  // after the EOI marker
 };
 
 // Throws Problem only if the file is not JPEG or has no readable frame header.

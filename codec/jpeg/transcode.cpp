@@ -3,6 +3,7 @@
 
 #include "jpeg/codedpicture.h"
 #include "jpeg/coefficientwriter.h"
+#include "jpeg/metadata.h"
 #include "jpeg/writer.h"
 
 namespace moxj::jpeg {
@@ -62,6 +63,20 @@ bool definesColours(const MarkerSegment& segment) {
   return (segment.marker == marker::app0 || segment.marker == marker::app14) && Tables().take(segment);
 }
 
+// The segments that are wanted, turned with the picture.
+void writeSegments(Writer& writer, const CodedPicture& picture, const TranscodeOptions& options, bool upright) {
+  for (const MarkerSegment& segment : picture.segments) {
+    const bool colours = definesColours(segment);
+    if (!colours && options.strip.has(kindOf(segment))) continue;
+    if (colours && segment.marker == marker::app0 && options.strip.hasResolution())
+      writer.application(segment.marker, {}, bodyWithoutDensity(segment));
+    else if (upright)
+      writer.application(segment.marker, {}, uprightBody(segment));
+    else
+      writer.copy(segment);
+  }
+}
+
 Frame frameFor(const CodedPicture& picture, const TranscodeOptions& options) {
   Frame frame = picture.frame;
   const bool wide = std::any_of(picture.steps.begin(), picture.steps.end(), isWide);
@@ -74,7 +89,10 @@ Frame frameFor(const CodedPicture& picture, const TranscodeOptions& options) {
 Outcome transcode(ByteSpan file, const TranscodeOptions& options, Output& output, Work& work) {
   CodedPicture picture = readCoefficients(file, work);
   requireCodable(picture);
-  transform(picture, options.geometry, work.budget);
+  Geometry geometry = options.geometry;
+  const bool upright = options.orient && orientationOf(picture.segments) != 1;
+  if (upright) geometry.transform = transformOf(orientationOf(picture.segments));
+  transform(picture, geometry, work.budget);
   Frame frame = frameFor(picture, options);
   const std::vector<Steps> tables = tablesFor(picture, frame);
   const Coding coding{scansFor(picture, frame, options), options.optimize, {options.restart, options.restartInRows}};
@@ -82,14 +100,13 @@ Outcome transcode(ByteSpan file, const TranscodeOptions& options, Output& output
 
   Writer writer(output);
   writer.marker(marker::soi);
-  for (const MarkerSegment& segment : picture.segments) {
-    if (!options.strip || definesColours(segment)) writer.copy(segment);
-  }
+  writeSegments(writer, picture, options, upright);
   for (std::size_t i = 0; i < tables.size(); ++i) writer.steps(static_cast<int>(i), tables[i]);
   writer.frame(frame);
   writeScans(writer, frame, *picture.coefficients, coding, work.progress);
   writer.marker(marker::eoi);
   writer.flush();
+  if (!options.strip.has(MetadataKind::other) && !picture.tail.empty()) output.write(picture.tail);
   return std::move(static_cast<Outcome&>(picture));
 }
 

@@ -39,11 +39,15 @@ void Writer::segment(int code, int bodyBytes) {
   out_.u16(bodyBytes + 2);
 }
 
-// Version 1.01, square pixels of unknown size, no thumbnail.
-void Writer::jfif() {
-  static constexpr std::uint8_t kBody[] = {'J', 'F', 'I', 'F', 0, 1, 1, 0, 0, 1, 0, 1, 0, 0};
-  segment(marker::app0, sizeof kBody);
-  pending_.append(kBody, sizeof kBody);
+// Version 1.01, no thumbnail.
+void Writer::jfif(const Density& density) {
+  static constexpr std::uint8_t kName[] = {'J', 'F', 'I', 'F', 0, 1, 1};
+  segment(marker::app0, 14);
+  pending_.append(kName, sizeof kName);
+  out_.u8(density.unit);
+  out_.u16(density.x);
+  out_.u16(density.y);
+  out_.u16(0);
 }
 
 void Writer::adobe() {
@@ -87,6 +91,12 @@ void Writer::restartInterval(int mcus) {
 void Writer::copy(const MarkerSegment& copied) {
   segment(copied.marker, static_cast<int>(copied.body.size()));
   pending_.append(copied.body);
+}
+
+void Writer::application(int code, ByteSpan prefix, ByteSpan body) {
+  segment(code, static_cast<int>(prefix.size() + body.size()));
+  pending_.append(prefix);
+  pending_.append(body);
 }
 
 void Writer::scan(const Frame& frame, const ScanHeader& scan) {

@@ -9,6 +9,11 @@
 
 namespace moxj::jpeg {
 
+// Of the JFIF segment. Unit 0: only the ratio of x and y counts; 1: per inch, 2: per centimetre.
+struct Density {
+  int unit = 0, x = 1, y = 1;
+};
+
 class Writer {
  public:
   explicit Writer(Output& output);
@@ -22,7 +27,7 @@ class Writer {
   void flush();
 
   void marker(int code);
-  void jfif();
+  void jfif(const Density& density = {});
   void adobe();                               // says that there is no colour transform
   void steps(int index, const Steps& steps);  // with 8 bits if they fit
   void frame(const Frame& frame);
@@ -30,6 +35,7 @@ class Writer {
   void restartInterval(int mcus);
   void scan(const Frame& frame, const ScanHeader& scan);
   void copy(const MarkerSegment& segment);
+  void application(int code, ByteSpan prefix, ByteSpan body);  // APPn or COM
 
  private:
   void segment(int code, int bodyBytes);

@@ -40,6 +40,7 @@ struct Pair {
 Pair pairOf(const Picture& a, const Picture& b, Budget& budget) {
   std::vector<std::string> notes;
   Holds holds;
+  holds.metadata.silent = true;
   holds.opacity = true;
   holds.depths = {std::max(bitsOf(a), bitsOf(b))};
   const bool planes = a.colour == b.colour && isPlanes(a) && isPlanes(b);

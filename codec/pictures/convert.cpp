@@ -137,7 +137,7 @@ Picture Converter::view(const Picture& band) const {
   view.colour = to.colour;
   view.opacity = to.opacity;
   view.inverted = to.inverted;
-  if (!view.metadata) view.metadata = to.metadata;
+  view.metadata = to.metadata;
   view.planes.clear();
   for (const int source : conversion_.sources) view.planes.push_back(band.planes[static_cast<std::size_t>(source)]);
   return view;

@@ -1,5 +1,5 @@
 // What a picture loses on its way into a format: meaning of the planes, colours, depth, opacity, in this order. The
-// notes are in the order depth, opacity, planes, colour.
+// notes are in the order depth, opacity, planes, colour, metadata.
 #include "pictures/fit.h"
 
 #include <algorithm>
@@ -9,6 +9,8 @@
 #include "base/arithmetic.h"
 #include "base/problem.h"
 #include "pictures/convert.h"
+#include "pictures/exif.h"
+#include "pictures/turn.h"
 
 namespace moxj {
 
@@ -160,6 +162,16 @@ bool subsampled(const Plane& plane, const Picture& picture) {
   return plane.dx != 1 || plane.dy != 1 || plane.width != picture.width || plane.height != picture.height;
 }
 
+// Whether the last samples of a plane are as large as the others, so that it can be turned.
+bool fillsGrid(const Plane& plane, const Picture& picture) {
+  return std::int64_t{plane.width} * plane.dx == picture.width &&
+         std::int64_t{plane.height} * plane.dy == picture.height;
+}
+
+int orientationToTurn(const Picture& from, const Holds& holds) {
+  return holds.upright ? orientationOf(from.metadata.get()) : 1;
+}
+
 // The plane that a format holds instead of one of these bits and maximum value.
 Plane heldDepth(const Plane& from, const Holds& holds) {
   const int bits = heldBits(from.bits, holds);
@@ -225,16 +237,19 @@ Conversion conversionOf(const Picture& from, const Holds& holds, Notes& notes) {
   conversion.to.inverted = from.inverted && colour == meaning.colour;
   conversion.sources = meaning.planes;
   planColours(conversion, meaning.colour, colour);
-  conversion.expands =
-      (!holds.subsampled || conversion.convertsColours()) && std::ranges::any_of(conversion.sources, [&](int source) {
-        return subsampled(from.planes[static_cast<std::size_t>(source)], from);
-      });
+  const bool turned = orientationToTurn(from, holds) != 1;
+  conversion.expands = std::ranges::any_of(conversion.sources, [&](int source) {
+    const Plane& plane = from.planes[static_cast<std::size_t>(source)];
+    const bool keeps = holds.subsampled && !conversion.convertsColours() && (!turned || fillsGrid(plane, from));
+    return !keeps && subsampled(plane, from);
+  });
   const bool opacity = meaning.opacity != Opacity::none;
   const std::size_t count =
       conversion.convertsColours() ? static_cast<std::size_t>(planesOf(colour)) + opacity : conversion.sources.size();
   planDepths(conversion, from, holds, count, notes);
   notes.insert(notes.end(), planeNotes.begin(), planeNotes.end());
   if (colour == Colour::grey && meaning.colour != Colour::grey) notes.push_back("colour dropped");
+  conversion.to.metadata = fitMetadata(from, conversion.to, holds.upright, holds.metadata, notes);
   return conversion;
 }
 
@@ -249,26 +264,30 @@ int rowsAtOnce(const Picture& from, const Picture& to) {
 class FittingSink : public RowSink {
  public:
   FittingSink(RowSink& next, Holds holds, Notes& notes, Budget& budget)
-      : next_(next), holds_(std::move(holds)), notes_(notes), budget_(budget) {}
+      : next_(&next), holds_(std::move(holds)), notes_(notes), budget_(budget) {}
 
   void begin(const Picture& layout) override {
+    if (const int orientation = orientationToTurn(layout, holds_); orientation != 1) {
+      turning_ = turning(*next_, orientation, budget_);
+      next_ = turning_.get();
+    }
     converter_ = std::make_unique<Converter>(layout, conversionOf(layout, holds_, notes_), budget_);
     layout_ = layout;
-    next_.begin(converter_->to());
+    next_->begin(converter_->to());
   }
 
   void rows(const Picture& band) override {
-    if (converter_->canView(band)) return next_.rows(converter_->view(band));
+    if (converter_->canView(band)) return next_->rows(converter_->view(band));
     if (!buffer_.hasSamples()) allocateBuffer();
     for (int y = 0; y < band.height; y += buffer_.height) {
       const Picture from = band.band(y, buffer_.height);
       const Picture to = buffer_.band(0, from.height);
       converter_->convert(from, to);
-      next_.rows(to);
+      next_->rows(to);
     }
   }
 
-  void end() override { next_.end(); }
+  void end() override { next_->end(); }
 
  private:
   void allocateBuffer() {
@@ -277,7 +296,8 @@ class FittingSink : public RowSink {
     buffer_.allocate(&budget_);
   }
 
-  RowSink& next_;
+  RowSink* next_;  // the sink or, before it, the one that turns the picture
+  std::unique_ptr<RowSink> turning_;
   Holds holds_;
   Notes& notes_;
   Budget& budget_;

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "pictures/metadata_fit.h"
 #include "pictures/rows.h"
 
 namespace moxj {
@@ -21,6 +22,8 @@ struct Holds {
   bool isSigned = false;         // otherwise signed samples are moved to 0 and above
   bool subsampled = false;       // otherwise sub-sampled planes are up-sampled by repetition
   bool mixedDepths = false;      // planes may differ in depth; otherwise they all get the largest one
+  bool upright = false;          // pictures with another Exif orientation than 1 are turned
+  HeldMetadata metadata = {};    // other metadata is dropped, with notes
 };
 
 // Returns the layout that `from` becomes, and adds notes for everything that is lost. Throws Problem (unsupported) for

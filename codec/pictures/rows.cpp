@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 #include <numeric>
+#include <utility>
 
 namespace moxj {
 
@@ -57,9 +58,9 @@ void PictureCollector::begin(const Picture& layout) {
 
 void PictureCollector::rows(const Picture& band) {
   if (filled_ == 0 && band.height == picture_.height && band.owner) {
-    const std::shared_ptr<const Metadata> metadata = band.metadata ? band.metadata : picture_.metadata;
+    std::shared_ptr<const Metadata> metadata = std::move(picture_.metadata);  // that of the layout
     picture_ = band;
-    picture_.metadata = metadata;
+    picture_.metadata = std::move(metadata);
   } else {
     if (filled_ == 0) picture_.allocate(budget_);
     copyRows(band, picture_.band(filled_, band.height));

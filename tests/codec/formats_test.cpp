@@ -1,5 +1,8 @@
 // Formats, kinds of problems, reports, metadata, descriptions and comparison.
 #include <cmath>
+#include <map>
+#include <string>
+#include <vector>
 
 #include "support.h"
 
@@ -154,19 +157,89 @@ TEST(Reports, DamageMakesAnIncompletePicture) {
 
 TEST(Metadata, ThatIsNotWrittenIsNoted) {
   const Pixels grey = picture(moxcGrey, 9, 7);
-  const MoxcMetadata blocks[] = {{moxcIcc, nullptr, "abcd", 4},     {moxcExif, "", "II*", 3},
-                                 {moxcXmp, "", "<x/>", 4},          {moxcIptc, "", "8BIM", 4},
-                                 {moxcComment, "Title", "text", 4}, {moxcOtherMetadata, "APP13", nullptr, 0}};
-  for (const char* const format : {"jpg", "jp2", "png", "pgm", "pgx"}) {
+  const MoxcMetadata blocks[] = {{moxcIcc, nullptr, "abcd", 4},
+                                 {moxcXmp, "", "<x/>", 4},
+                                 {moxcIptc, "", "data", 4},
+                                 {moxcComment, "Title", "text", 4},
+                                 {moxcOtherMetadata, "APP13", nullptr, 0}};
+  for (const char* const format : {"j2k", "pgm", "pgx"}) {
     void* bytes = nullptr;
     std::size_t count = 0;
     const MoxcTarget target = moxcMemoryTarget(&bytes, &count);
     const Report report;
     ASSERT_EQ(moxcOk, moxcEncode(&grey.pixels, format, nullptr, blocks, std::size(blocks), &target, nullptr, report));
     EXPECT_EQ(encode(grey, format), taken(bytes, count));
-    EXPECT_EQ((std::vector<std::string>{"ICC profile dropped", "Exif data dropped", "XMP packet dropped",
-                                        "IPTC data dropped", "comment dropped", "metadata APP13 dropped"}),
+    EXPECT_EQ((std::vector<std::string>{"ICC profile dropped: it is damaged",
+                                        "metadata dropped: XMP packet, IPTC data, comment, APP13 segment"}),
               notes(report));
+  }
+}
+
+// Blocks of a file, by kind.
+std::map<MoxcMetadataKind, std::string> blocksOf(const Bytes& file) {
+  const MoxcSource from = source(file);
+  Picture picture;
+  EXPECT_EQ(moxcOk, moxcDecode(&from, nullptr, nullptr, nullptr, &picture.picture, nullptr));
+  std::map<MoxcMetadataKind, std::string> blocks;
+  for (std::size_t i = 0; i < moxcPictureMetadataCount(picture.picture); ++i) {
+    MoxcMetadata block = {};
+    EXPECT_EQ(moxcOk, moxcPictureMetadata(picture.picture, i, &block));
+    blocks[block.kind] = std::string(static_cast<const char*>(block.bytes), block.byteCount);
+  }
+  MoxcDescription* description = nullptr;
+  EXPECT_EQ(moxcOk, moxcDescribe(&from, nullptr, &description, nullptr));
+  EXPECT_EQ(blocks.size(), moxcDescriptionMetadataCount(description));
+  moxcDescriptionFree(description);
+  return blocks;
+}
+
+// An orientation of 6.
+constexpr unsigned char kExif[] = {'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1, 1, 0x12, 0,
+                                   3,   0,   0, 0,  1, 0, 6, 0, 0, 0, 0, 0,    0};
+
+TEST(Metadata, IsWrittenAndRead) {
+  const Pixels rgb = picture(moxcRgb, 9, 7);
+  const MoxcMetadata blocks[] = {{moxcExif, "", kExif, sizeof kExif}, {moxcXmp, "", "<x/>", 4}};
+  const std::map<MoxcMetadataKind, std::string> expected = {{moxcExif, std::string(kExif, kExif + sizeof kExif)},
+                                                            {moxcXmp, "<x/>"}};
+  MoxcWriteOptions options;
+  moxcWriteOptionsInit(&options);
+  for (const int strip : {0, int{moxcStripXmp}, int{moxcStripAll}}) {
+    options.strip = strip;
+    for (const char* const format : {"jpg", "png", "jp2"}) {
+      void* bytes = nullptr;
+      std::size_t count = 0;
+      const MoxcTarget target = moxcMemoryTarget(&bytes, &count);
+      ASSERT_EQ(moxcOk, moxcEncode(&rgb.pixels, format, &options, blocks, 2, &target, nullptr, nullptr));
+      std::map<MoxcMetadataKind, std::string> left = expected;
+      if (strip != 0) left.erase(moxcXmp);
+      if (strip == moxcStripAll) left.clear();
+      EXPECT_EQ(left, blocksOf(taken(bytes, count))) << format;
+    }
+  }
+}
+
+TEST(Metadata, OrientationTurnsThePicture) {
+  const Pixels rgb = picture(moxcRgb, 9, 7);
+  const MoxcMetadata block = {moxcExif, "", kExif, sizeof kExif};
+  void* bytes = nullptr;
+  std::size_t count = 0;
+  const MoxcTarget target = moxcMemoryTarget(&bytes, &count);
+  ASSERT_EQ(moxcOk, moxcEncode(&rgb.pixels, "png", nullptr, &block, 1, &target, nullptr, nullptr));
+  const Bytes file = taken(bytes, count);
+  const MoxcSource from = source(file);
+  MoxcReadOptions options;
+  moxcReadOptionsInit(&options);
+  for (const int orient : {0, 1}) {
+    options.orient = orient;
+    const Report report;
+    Picture picture;
+    ASSERT_EQ(moxcOk, moxcDecode(&from, &options, nullptr, nullptr, &picture.picture, report));
+    EXPECT_EQ(orient ? 7 : 9, picture.pixels().width);
+    EXPECT_EQ(orient ? 0u : 1u, notes(report).size());
+    MoxcMetadata read = {};
+    ASSERT_EQ(moxcOk, moxcPictureMetadata(picture.picture, 0, &read));
+    EXPECT_EQ(orient ? 1 : 6, static_cast<const unsigned char*>(read.bytes)[19]);
   }
 }
 
@@ -183,7 +256,7 @@ TEST(Metadata, OfNoKindIsRefused) {
   EXPECT_EQ(moxcBadArgument, moxcEncode(&grey.pixels, "png", nullptr, nullptr, 1, &target, nullptr, nullptr));
 }
 
-TEST(Metadata, IsNotReadYet) {
+TEST(Metadata, IsNotThereWithoutAny) {
   const Bytes file = encode(picture(moxcGrey, 9, 7), "png");
   const MoxcSource from = source(file);
   Picture picture;

@@ -4,6 +4,7 @@ accepted and ignored, except those that are about the run and not about its resu
 import os
 import re
 import shutil
+import struct
 import unittest
 
 from support import *
@@ -45,6 +46,8 @@ COMMANDS = {
         Case("--progression CPRL", "R R C C"),
         Case("--layers 3", "R R C C"),
         Case("--modes causal", "R R C C"),
+        Case("--strip", "C C C -", source="turned.jpg"),
+        Case("--orient", "C C C C", source="turned.jpg"),
         Case("--format j2k", "C C C -"),
         Case("--max-scans 1", "C C C C", source="progressive.jpg"),
         Case("--no-clobber", "C C C C"),
@@ -62,6 +65,8 @@ COMMANDS = {
         Case("--layers 1", "R C C R R R"),
         Case("--components", "C C C R R R", output="out.pgx"),
         Case("--format png", "C C C C C C"),
+        Case("--strip", "- - - - - -"),
+        Case("--orient", "C C C C C C", source="turned.jpg"),
         Case("--max-scans 1", "C C C C C C", source="progressive.jpg"),
         Case("--max-scans 1", "- - - - - -"),
         Case("--no-clobber", "C C C C C C"),
@@ -78,6 +83,7 @@ COMMANDS = {
         Case("--sequential", "C"),
         Case("--optimize", "C"),
         Case("--strip", "C"),
+        Case("--orient", "C", source="turned.jpg"),
         Case("--grayscale", "C"),
         Case("--rotate 90", "C"),
         Case("--flip v", "C"),
@@ -118,6 +124,9 @@ class Options(ToolTest):
         self.write("in.pgx", b"PG ML + 8 120 90\n" + bytes(picture[3][::3]))
         self.write("script", SCRIPT)
         self.expect(OK, "encode", "in.png", "in.jpg")
+        exif = b"Exif\0\0MM\0*" + struct.pack(">IHHHIHHI", 8, 1, 0x112, 3, 1, 6, 0, 0)
+        file = self.read("in.jpg")
+        self.write("turned.jpg", file[:20] + b"\xff\xe1" + struct.pack(">H", len(exif) + 2) + exif + file[20:])
         file = self.read("in.jpg")
         self.write("in.jpg", file[:20] + b"\xff\xfe\0\x07hello" + file[20:])  # a comment
         self.expect(OK, "transcode", "in.jpg", "progressive.jpg", "--progressive")
