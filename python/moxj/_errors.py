@@ -89,7 +89,8 @@ for _number, _class in _CLASSES.items():
 _ADVICE = {number: name for name, number in _native.ADVICE.items()}
 # Arguments whose name is not that of the library's field in small letters.
 _ARGUMENTS = {"nosmooth": "smooth", "levelsPlus1": "levels", "blockWidth": "block", "blockHeight": "block",
-              "tileWidth": "tile", "tileHeight": "tile", "structSize": "array"}
+              "tileWidth": "tile", "tileHeight": "tile", "cropX": "crop", "cropY": "crop", "cropWidth": "crop",
+              "cropHeight": "crop"}
 
 
 def argument_of(field):

@@ -61,9 +61,9 @@ ptrdiff_t Source::read(void* self, void* to, size_t size) {
   return got;
 }
 
-Target::Target(const py::object& to) {
+Target::Target(const py::object& to, size_t expected) {
   if (to.is_none()) {
-    if (!resize(kFirstCapacity)) throw py::error_already_set();
+    if (!resize(kFirstCapacity + expected)) throw py::error_already_set();
     target_ = moxcStreamTarget(keep, this);
   } else if (namesFile(to)) {
     path_ = pathIn(to);

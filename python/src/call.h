@@ -69,7 +69,8 @@ class Source {
 // Writes to memory (None), to the file that an object names, or by its method `write`.
 class Target {
  public:
-  explicit Target(const py::object& to);
+  // `expected`: about the size of the file, as far as it is known.
+  explicit Target(const py::object& to, size_t expected = 0);
   Target(const Target&) = delete;
   Target& operator=(const Target&) = delete;
   ~Target() { Py_XDECREF(bytes_); }

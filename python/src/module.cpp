@@ -36,12 +36,27 @@ py::tuple decodeInto(const py::object& from, const py::dict& options, const py::
   return call.outcome();
 }
 
+bool isCoded(const std::string& name) {
+  MoxcFormat format{};
+  format.structSize = sizeof format;
+  for (size_t i = 0; moxcFormatAt(i, &format) == moxcOk; ++i) {
+    if (name == format.name) return format.coded != 0;
+  }
+  return false;
+}
+
+size_t bytesOf(const py::list& arrays) {
+  size_t bytes = 0;
+  for (const py::handle& array : arrays) bytes += static_cast<size_t>(array.cast<py::array>().nbytes());
+  return bytes;
+}
+
 py::tuple encode(const py::list& arrays, const py::tuple& form, const py::list& sampling, const std::string& format,
                  const py::dict& options, const py::list& blocks, const py::object& to, const py::tuple& running) {
   const WriteOptions writing(options);
   const Metadata metadata(blocks);
   const MoxcPixels pixels = pixelsOf(arrays, form, sampling, false);
-  Target target(to);
+  Target target(to, isCoded(format) ? 0 : bytesOf(arrays));
   Call call(running);
   call(
       [&] {
