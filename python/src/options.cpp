@@ -16,11 +16,10 @@ struct Field {
   int32_t Struct::*place;
 };
 
-constexpr Field<MoxcReadOptions> kReadFields[]{{"reduce", &MoxcReadOptions::reduce},
-                                               {"layers", &MoxcReadOptions::layers},
-                                               {"nosmooth", &MoxcReadOptions::nosmooth},
-                                               {"fastMcu", &MoxcReadOptions::fastMcu},
-                                               {"components", &MoxcReadOptions::components}};
+constexpr Field<MoxcReadOptions> kReadFields[]{
+    {"reduce", &MoxcReadOptions::reduce},         {"layers", &MoxcReadOptions::layers},
+    {"nosmooth", &MoxcReadOptions::nosmooth},     {"fastMcu", &MoxcReadOptions::fastMcu},
+    {"components", &MoxcReadOptions::components}, {"orient", &MoxcReadOptions::orient}};
 
 constexpr Field<MoxcWriteOptions> kWriteFields[]{{"quality", &MoxcWriteOptions::quality},
                                                  {"grayscale", &MoxcWriteOptions::grayscale},
@@ -38,7 +37,8 @@ constexpr Field<MoxcWriteOptions> kWriteFields[]{{"quality", &MoxcWriteOptions::
                                                  {"tileWidth", &MoxcWriteOptions::tileWidth},
                                                  {"tileHeight", &MoxcWriteOptions::tileHeight},
                                                  {"layers", &MoxcWriteOptions::layers},
-                                                 {"modes", &MoxcWriteOptions::modes}};
+                                                 {"modes", &MoxcWriteOptions::modes},
+                                                 {"strip", &MoxcWriteOptions::strip}};
 
 constexpr Field<MoxcTranscodeOptions> kTranscodeFields[]{{"optimize", &MoxcTranscodeOptions::optimize},
                                                          {"progressive", &MoxcTranscodeOptions::progressive},

@@ -4,6 +4,7 @@
 import gc
 import io
 import mmap
+import struct
 import unittest
 import weakref
 
@@ -452,6 +453,15 @@ class Options(PictureTest):
     def test_metadata_of_what_is_read(self):
         blocks = moxj.metadata(moxj.encode(noise((5, 5)), "jpg"))
         self.assertTrue(all(isinstance(block, moxj.Metadata) for block in blocks))
+
+    def test_pictures_are_turned_upright(self):
+        exif = b"MM\0*" + struct.pack(">IHHHIHHI", 8, 1, 0x112, 3, 1, 6, 0, 0)
+        array = noise((5, 9, 3))
+        file = moxj.encode(array, "png", exif=exif)
+        numpy.testing.assert_array_equal(moxj.decode(file, orient=True), numpy.rot90(array, -1))
+        picture = moxj.read(file, orient=True)
+        self.assertEqual(picture.exif[19], 1)
+        self.assertEqual(moxj.read(file).exif, exif)
 
     def test_metadata_is_written_or_its_loss_is_said(self):
         given = {"icc": b"profile " * 20, "exif": b"II*\0" + bytes(40), "xmp": b"<x:xmpmeta/>"}
