@@ -47,6 +47,7 @@ struct MoxcEncoder {
     chooseNativePlanes(format);
     moxj::Holds holds = format.holds(options_);
     holds.metadata.stripped = options_.strip;
+    holds.metadata.given = true;
     holds.metadata.bare = false;  // the caller has given it on purpose
     target_ = targetOf(target);
     writer_ = format.create(*target_, options_, run_.work, writerNotes_);

@@ -108,7 +108,7 @@ class Fit {
     const std::string number = std::to_string(orientation_);
     if (exifLost_)
       note("the Exif orientation " + number + " is lost: the picture is turned; the option orient turns its pixels");
-    else
+    else if (!held_.given)
       note("the picture is turned by its Exif orientation " + number + "; the option orient turns its pixels");
   }
 

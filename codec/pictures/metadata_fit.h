@@ -20,6 +20,7 @@ struct HeldMetadata {
   Colour profileColour = Colour::unknown;               // not unknown: that of the file, where the writer changes it
   MetadataSet stripped = {};  // not wanted: dropped without a note, unless it changes the look
   bool silent = false;        // no notes at all
+  bool given = false;         // by the caller, who knows of the orientation if it is kept
 
   // Of a format without metadata.
   static HeldMetadata none() {
