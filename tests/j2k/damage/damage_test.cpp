@@ -92,7 +92,8 @@ TEST(Damage, EveryFileEndsWithAPictureOrAReason) {
     const File file = ::test::damaged(files[static_cast<std::size_t>(i) % files.size()], random, 0, 260);
     decodeOne(file, {.reduce = i % 5 == 0, .layers = i % 7 == 0 ? 1 : kMaxLayers}, 1 + i % 2, outcomes);
     try {
-      inspect(file);
+      Budget budget(kLimits.maxMemory);
+      inspect(file, budget);
     } catch (const Problem& problem) {
       EXPECT_TRUE(liesInFile(problem.kind) || problem.kind == Kind::limit || problem.kind == Kind::badOption);
     }
