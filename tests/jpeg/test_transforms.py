@@ -183,7 +183,7 @@ class TransformTest(InteropTest):
         self.write("in.jpg", self.cjpeg(support.pnm(pictures.generated(61, 43, 3, 1)), "-sample", "2x2"))
         self.write("rgb.jpg", self.cjpeg(support.pnm(pictures.generated(61, 43, 3, 1)), "-rgb"))
         self.write("mixed.jpg", self.cjpeg(support.pnm(pictures.generated(61, 43, 3, 1)), "-sample", "1x1,2x2,1x1"))
-        needs = " needs --rotate, --flip, --transpose or --transverse"
+        needs = " needs --orient, --rotate, --flip, --transpose or --transverse"
         for options, words in ((["--rotate", "90", "--flip", "h"], "--rotate and --flip cannot be combined"),
                                (["--transpose", "--transverse"], "--transpose and --transverse cannot be combined"),
                                (["--rotate", "90", "--rotate", "90"], "--rotate and --rotate cannot be combined"),
@@ -215,12 +215,14 @@ class TransformTest(InteropTest):
                         error=f"moxj: {file}.jpg: {words}\n")
 
     def test_memory(self):
-        """Both sets of coefficients count."""
+        """Both sets of coefficients count, and the list of segments."""
         self.write("in.jpg", self.cjpeg(support.pnm(pictures.generated(64, 64, 3, 1)), "-sample", "1x1"))
-        one = 64 * 64 * 3 * 2
-        self.expect(support.OK, "transcode", "in.jpg", "out.jpg", "--max-memory", str(one))
-        self.expect(support.OK, "transcode", "in.jpg", "out.jpg", "--crop", "20x20", "--max-memory", str(one))
-        self.expect(support.OK, "transcode", "in.jpg", "out.jpg", "--rotate", "90", "--max-memory", str(2 * one))
+        one, segments = 64 * 64 * 3 * 2, 64
+        self.expect(support.OK, "transcode", "in.jpg", "out.jpg", "--max-memory", str(one + segments))
+        self.expect(support.OK, "transcode", "in.jpg", "out.jpg", "--crop", "20x20", "--max-memory",
+                    str(one + segments))
+        self.expect(support.OK, "transcode", "in.jpg", "out.jpg", "--rotate", "90", "--max-memory",
+                    str(2 * one + segments))
         self.expect(support.LIMIT, "transcode", "in.jpg", "out.jpg", "--rotate", "90", "--max-memory", str(2 * one - 1),
                     error=re.compile("--max-memory"))
 
