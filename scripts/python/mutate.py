@@ -16,6 +16,7 @@ import tomllib
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 TREE = ROOT / "build/mutate/tree"
 BUILD = ROOT / "build/mutate/build"
+NOT_SOURCES = {".git", "demo-output", "__pycache__"}  # and build directories
 KINDS = ["constant", "tail", "shift", "order"]
 # What is built and run for a mutant of the library and of the tool, most likely detectors first.
 LIBRARY_STEPS = [
@@ -56,9 +57,10 @@ def load(texts):
 
 def copy_sources():
     """Copies only files that differ, so that the time stamps of the others stay and the next build is small."""
-    listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "-z"], cwd=ROOT, check=True,
-                            capture_output=True, text=True).stdout
-    names = {name for name in listed.split("\0") if name and (ROOT / name).is_file()}
+    names = set()
+    for directory, folders, files in os.walk(ROOT):
+        folders[:] = [f for f in folders if f not in NOT_SOURCES and not f.startswith("build")]
+        names.update(os.path.relpath(os.path.join(directory, name), ROOT) for name in files)
     for old in TREE.rglob("*"):
         if old.is_file() and str(old.relative_to(TREE)) not in names:
             old.unlink()
