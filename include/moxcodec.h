@@ -1,4 +1,4 @@
-/* libmoxcodec: reads, writes, transcodes and compares picture files (JPEG, JPEG 2000, PNG, PPM, PGM, PGX).
+/* libmoxcodec: reads, writes, transcodes and compares picture files (JPEG, JPEG 2000, PNG, PPM, PGM, PAM, PBM, PGX).
  *
  *   probe, describe             moxcProbe, moxcDescribe
  *   file to pixels              moxcDecode (a picture of the library's), moxcDecodeInto (the caller's memory),
@@ -213,7 +213,7 @@ MOXC_API void moxcFree(void* bytes);
 /* ---- Formats ----------------------------------------------------------------------------------------------------- */
 
 /* A format has a name, which is also a file name extension: "jpg", "jp2", "j2k" (a codestream without boxes), "png",
- * "ppm", "pgm", "pnm" (PPM for colour, PGM for grey), "pgx". */
+ * "ppm", "pgm", "pnm" (PPM for colour, PGM for grey), "pam", "pbm", "pgx". */
 typedef struct {
   size_t structSize;
   const char* name;
@@ -248,7 +248,7 @@ MOXC_API MoxcKind moxcProbe(const MoxcSource* source, const char** format, MoxcR
  *   others        APPn  no   uuid and xml boxes
  *   resolution    yes   yes  yes
  *
- * Codestreams without boxes, PPM, PGM and PGX have none. What is lost is noted; of files without metadata only what
+ * Other formats and codestreams without boxes have none. What is lost is noted; of files without metadata only what
  * changes how the picture looks: a profile that is not sRGB, and the Exif orientation. An ICC profile is dropped if it
  * does not describe the colours of the output. Blocks that are damaged are left out, with a note. */
 
@@ -360,7 +360,7 @@ typedef struct MoxcDescription MoxcDescription;
 
 typedef struct {
   size_t structSize;
-  const char* format; /* "JPEG", "JPEG 2000", "PNG", "PPM", "PGM", "PGX" */
+  const char* format; /* "JPEG", "JPEG 2000", "PNG", "PPM", "PGM", "PAM", "PBM", "PGX" */
   uint64_t width, height;
   int32_t channels; /* in the file, opacity included */
   int32_t bits;     /* per sample; the largest, if they differ */
@@ -509,7 +509,7 @@ MOXC_API void moxcEncoderFree(MoxcEncoder* encoder);
 
 /* ---- Convert, transcode, compare --------------------------------------------------------------------------------- */
 
-/* From file to file. PNG, PPM, PGM and baseline JPEG go through in strips. */
+/* From file to file. PNG, PPM, PGM, PAM, PBM and baseline JPEG go through in strips. */
 MOXC_API MoxcKind moxcConvert(const MoxcSource* source, const MoxcReadOptions* reading, const char* format,
     const MoxcWriteOptions* writing, const MoxcTarget* target, const MoxcRun* run, MoxcReport* report);
 

@@ -1,7 +1,9 @@
 // Lists of formats.
 #include "cli/formats.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <vector>
 
 namespace moxj::cli {
 
@@ -14,6 +16,14 @@ MoxcFormat formatAt(std::size_t index) {
   return format;
 }
 
+// "a, b or c"
+std::string listOf(const std::vector<std::string>& names) {
+  std::string list;
+  for (std::size_t i = 0; i < names.size(); ++i)
+    list.append(i == 0 ? "" : i + 1 < names.size() ? ", " : " or ").append(names[i]);
+  return list;
+}
+
 }  // namespace
 
 MoxcFormat formatOf(const std::string& name) {
@@ -23,14 +33,20 @@ MoxcFormat formatOf(const std::string& name) {
 }
 
 std::string formatNames(bool coded) {
-  std::string list, last;
+  std::vector<std::string> names;
+  for (std::size_t index = 0; index < moxcFormatCount(); ++index)
+    if (const MoxcFormat format = formatAt(index); (format.coded != 0) == coded) names.push_back(format.name);
+  return listOf(names);
+}
+
+// Each once, without those that stand for two formats.
+std::string formatLabels() {
+  std::vector<std::string> labels;
   for (std::size_t index = 0; index < moxcFormatCount(); ++index) {
-    const MoxcFormat format = formatAt(index);
-    if ((format.coded != 0) != coded) continue;
-    if (!last.empty()) list.append(list.empty() ? "" : ", ").append(last);
-    last = format.name;
+    const std::string label = formatAt(index).label;
+    if (label.find('/') == label.npos && std::ranges::find(labels, label) == labels.end()) labels.push_back(label);
   }
-  return list.append(list.empty() ? "" : " or ").append(last);
+  return listOf(labels);
 }
 
 }  // namespace moxj::cli

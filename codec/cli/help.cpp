@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "cli/formats.h"
 #include "cli/option_table.h"
 
 namespace moxj::cli {
@@ -13,11 +14,10 @@ namespace {
 constexpr std::size_t kHelpColumn = 32;
 
 constexpr std::string_view kConversionNotes =
-    R"(The input is a JPEG, JPEG 2000, PNG, PPM, PGM or PGX file, recognised by its contents. The file name
-- means standard input or output. An existing file is replaced only when the new one is complete.
-With --output-dir all names are inputs; each output has the name of its input, with the extension of
-its format. Each file that fails is reported in one line on standard error; the exit status is that
-of the first failure in the order given.
+    R"(Inputs are recognised by their contents. The file name - means standard input or output. An existing
+file is replaced only when the new one is complete. With --output-dir all names are inputs; each
+output has the name of its input, with the extension of its format. Each file that fails is reported
+in one line on standard error; the exit status is that of the first failure in the order given.
 )";
 
 constexpr std::string_view kTranscodeNotes =
@@ -31,7 +31,7 @@ inputs.
 
 constexpr CommandText kCommands[] = {
     {Command::encode, "encode", "IN OUT", 1, SIZE_MAX, "Encode a picture as JPEG or JPEG 2000", kConversionNotes},
-    {Command::decode, "decode", "IN OUT", 1, SIZE_MAX, "Decode a file to PNG, PPM, PGM or PGX", kConversionNotes},
+    {Command::decode, "decode", "IN OUT", 1, SIZE_MAX, "Decode a file to PNG, PPM or another format", kConversionNotes},
     {Command::transcode, "transcode", "IN OUT", 1, SIZE_MAX, "Losslessly re-encode a JPEG file", kTranscodeNotes},
     {Command::info, "info", "FILE...", 1, SIZE_MAX, "Print the format, tables and segments of files",
      "The file name - means standard input. Of several files, each text begins with the file name, and\n"
@@ -44,7 +44,7 @@ constexpr CommandText kCommands[] = {
 };
 
 constexpr std::string_view kNotes = R"(Examples:
-  moxj encode photo.png photo.jpg --quality 90      PNG, PPM, PGM or PGX to JPEG
+  moxj encode photo.png photo.jpg --quality 90      PNG, PPM or another format to JPEG
   moxj encode photo.png photo.jp2                   lossless JPEG 2000 (smaller: --ratio 20)
   moxj decode photo.jpg photo.png                   JPEG or JPEG 2000 to PNG
   moxj encode *.png --output-dir jpegs              many files, several in parallel
@@ -97,7 +97,10 @@ std::string helpOf(const CommandText& command) {
   text += entry("-h, --help", "", "Show this help");
   text += optionsOf(command, Group::jpeg, "JPEG options");
   text += optionsOf(command, Group::jpeg2000, "JPEG 2000 options");
-  return text.append("\n").append(command.notes);
+  text += "\n";
+  if (command.command == Command::encode || command.command == Command::decode)
+    text += "Reads " + formatLabels() + ";\nwrites " + formatNames(command.command == Command::encode) + ".\n";
+  return text.append(command.notes);
 }
 
 }  // namespace moxj::cli

@@ -133,7 +133,7 @@ constexpr Option kOptions[] = {
      [](S& s, Text text) { return useModes(text, s.writing.modes); }, Of::jpeg2000},
     {kEncode, "--format", "jpg|jp2|j2k", "Output format, whatever the extension",
      [](S& s, Text text) { return useFormat(text, s); }},
-    {kDecode, "--format", "png|ppm|pgm|pnm|pgx", "Output format, whatever the extension (pnm: ppm or pgm)",
+    {kDecode, "--format", "NAME", "Output format, whatever the extension (pnm: ppm or pgm); see below",
      [](S& s, Text text) { return useFormat(text, s); }},
     {kDecode, "--nosmooth", "", "Upsample by repeating samples instead of interpolating",
      [](S& s, Text) { return given(s.reading.nosmooth); }, Of::jpeg},

@@ -1,4 +1,4 @@
-// What descriptions of PNG, PPM, PGM and PGX files have in common.
+// What descriptions of files of plain samples have in common.
 #pragma once
 
 #include <string>

@@ -6,17 +6,30 @@
 
 namespace moxj {
 
-extern const Format kJpegFormat, kJp2Format, kJ2kFormat, kPngFormat, kPpmFormat, kPgmFormat, kPnmFormat, kPgxFormat;
+extern const Format kJpegFormat, kJp2Format, kJ2kFormat, kPngFormat, kPpmFormat, kPgmFormat, kPnmFormat, kPamFormat,
+    kPbmFormat, kPgxFormat;
 
 namespace {
 
-constexpr const Format* kFormats[] = {&kJpegFormat, &kJp2Format, &kJ2kFormat, &kPngFormat,
-                                      &kPpmFormat,  &kPgmFormat, &kPnmFormat, &kPgxFormat};
+constexpr const Format* kFormats[] = {&kJpegFormat, &kJp2Format, &kJ2kFormat, &kPngFormat, &kPpmFormat,
+                                      &kPgmFormat,  &kPnmFormat, &kPamFormat, &kPbmFormat, &kPgxFormat};
 
 char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 bool equalIgnoringCase(std::string_view a, std::string_view b) {
   return std::ranges::equal(a, b, [](char x, char y) { return lower(x) == lower(y); });
+}
+
+// "JPEG, JPEG 2000, PNG ... or PGX": each label once, without those that stand for two.
+std::string formatLabels() {
+  std::vector<std::string_view> labels;
+  for (const Format* format : kFormats)
+    if (format->label.find('/') == format->label.npos && std::ranges::find(labels, format->label) == labels.end())
+      labels.push_back(format->label);
+  std::string list;
+  for (std::size_t i = 0; i < labels.size(); ++i)
+    list.append(i == 0 ? "" : i + 1 < labels.size() ? ", " : " or ").append(labels[i]);
+  return list;
 }
 
 // Why a file is refused that no format recognises.
@@ -30,7 +43,7 @@ std::string unrecognised(ByteSpan bytes) {
   if (text.starts_with("GIF87a"sv) || text.starts_with("GIF89a"sv)) name = "GIF";
   if (text.starts_with("RIFF"sv) && text.size() >= 12 && text.substr(8, 4) == "WEBP"sv) name = "WebP";
   if (name) return std::string(name) + " files are not supported";
-  return "unrecognised format (not JPEG, JPEG 2000, PNG, PPM, PGM or PGX)";
+  return "unrecognised format (not " + formatLabels() + ")";
 }
 
 // ---- Options -------------------------------------------------------------------------------------------------------

@@ -1,4 +1,4 @@
-"""Reads, writes, transcodes and compares picture files: JPEG, JPEG 2000, PNG, PPM, PGM and PGX.
+"""Reads, writes, transcodes and compares picture files: JPEG, JPEG 2000, PNG, PPM, PGM, PAM, PBM and PGX.
 
     array = moxj.decode("photo.jpg")                     file to array, of shape (height, width, 3)
     data = moxj.encode(array, "jpeg", quality=90)        array to the bytes of a file
@@ -81,7 +81,8 @@ class Metadata(typing.NamedTuple):
 class Format(typing.NamedTuple):
     """A format of files.
 
-    name        as encode() and convert() take it: "jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm" or "pgx"
+    name        as encode() and convert() take it: "jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pam", "pbm" or
+                "pgx"
     label       for people: "JPEG 2000"
     extensions  of file names, without the dot; each is also a name of the format
     coded       False for formats of plain samples
@@ -289,7 +290,7 @@ def encode(array, format=None, *, to=None, layout=None, bits=None, max_value=Non
                arrays (height, width), the planes of "planes" or "ycbcr", of which sub-sampled ones are smaller.
                Samples: bool, uint8, int8, uint16, int16, uint32, int32. Rows may be any distance apart, also negative;
                where the pixels of a row do not lie side by side, a copy is made
-    format     "jpg" or "jpeg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pgx"; None: by the extension of `to`
+    format     the name or the extension of one of formats(); None: by the extension of `to`
     to         None: the file is returned as bytes; otherwise a path or a file object
     layout     "bgr", "bgra", "cmyk", "rgb565", "rgb555", "ycbcr" ... where the shape does not say it, see decode()
     bits       significant bits of the samples, the lowest ones; by default all 8 or 16; 32-bit samples need it

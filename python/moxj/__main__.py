@@ -71,7 +71,7 @@ def _parser():
     parser.add_argument("--version", action="version", version="moxj " + moxj.__version__)
     commands = parser.add_subparsers(dest="command", required=True, metavar="COMMAND", parser_class=_Parser)
     texts = {"encode": "a picture as JPEG or JPEG 2000, or as another format with options of writing",
-             "decode": "a picture to PNG, PPM, PGM or PGX, with options of reading",
+             "decode": "a picture to PNG, PPM or another plain format, with options of reading",
              "transcode": "a JPEG file again, without loss", "info": "a file as JSON", "compare": "two files, as JSON"}
     made = {name: commands.add_parser(name, help=text, description=text) for name, text in texts.items()}
     for name in "encode", "decode", "transcode":

@@ -11,7 +11,7 @@ namespace {
 using namespace codec;
 
 TEST(Formats, HaveNamesAndExtensions) {
-  const char* const names[] = {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pgx"};
+  const char* const names[] = {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pam", "pbm", "pgx"};
   ASSERT_EQ(std::size(names), moxcFormatCount());
   for (std::size_t i = 0; i < moxcFormatCount(); ++i) {
     MoxcFormat format = sized<MoxcFormat>();
@@ -44,7 +44,8 @@ TEST(Formats, AreRecognised) {
   const Pixels grey = picture(moxcGrey, 9, 7);
   const struct {
     const char *written, *found;
-  } cases[] = {{"jpg", "jpg"}, {"jp2", "jp2"}, {"j2k", "j2k"}, {"png", "png"}, {"pgm", "pnm"}, {"pgx", "pgx"}};
+  } cases[] = {{"jpg", "jpg"}, {"jp2", "jp2"}, {"j2k", "j2k"}, {"png", "png"},
+               {"pgm", "pnm"}, {"pam", "pam"}, {"pgx", "pgx"}};
   for (const auto& c : cases) {
     const Bytes file = encode(grey, c.written);
     const MoxcSource from = source(file);

@@ -123,7 +123,7 @@ std::vector<WriteCase> writeCases() {
   return cases;
 }
 
-const char* const kFormats[] = {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pgx"};
+const char* const kFormats[] = {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pam", "pbm", "pgx"};
 
 TEST(Options, OfWritingChangeTheFileOrAreRefused) {
   const Pixels colour = picture(moxcRgb, 100, 75), grey = picture(moxcGrey, 100, 75);
@@ -261,7 +261,7 @@ TEST(Options, OfReadingChangeThePictureOrAreRefused) {
       {"nosmooth", [](Read& o) { o.nosmooth = 1; }, " jpg "},
       {"fastMcu", [](Read& o) { o.fastMcu = 1; }, " jpg "},
   };
-  for (const char* const format : {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pgx"}) {
+  for (const char* const format : {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pam", "pgx"}) {
     const bool isJpeg2000 = listed(kJpeg2000, format);
     const Pixels grey = picture(moxcGrey, 120, 90);
     const bool isGrey = std::string(format) == "pgm" || std::string(format) == "pgx";

@@ -10,7 +10,7 @@ using namespace std::string_literals;
 
 TEST(Table, Names) {
   EXPECT_EQ(formatNames(true), "jpg, jp2 or j2k");
-  EXPECT_EQ(formatNames(false), "png, ppm, pgm, pnm or pgx");
+  EXPECT_EQ(formatNames(false), "png, ppm, pgm, pnm, pam, pbm or pgx");
   EXPECT_EQ(formatNamed("JPEG"), formatNamed("jpg"));
   EXPECT_EQ(formatNamed("J2C"), formatNamed("j2k"));
   EXPECT_EQ(formatNamed(""), nullptr);
@@ -37,16 +37,20 @@ TEST(Table, Recognition) {
   EXPECT_EQ(recognised("\x89PNG"), formatNamed("png"));
   EXPECT_EQ(recognised("P6\n"), formatNamed("pnm"));
   EXPECT_EQ(recognised("P2#"), formatNamed("pnm"));
+  EXPECT_EQ(recognised("P4 "), formatNamed("pbm"));
+  EXPECT_EQ(recognised("P1\n"), formatNamed("pbm"));
+  EXPECT_EQ(recognised("P7\n"), formatNamed("pam"));
   EXPECT_EQ(recognised("PG ML"), formatNamed("pgx"));
 }
 
 TEST(Table, WhatIsNotRecognised) {
-  const std::string unknown = "unrecognised format (not JPEG, JPEG 2000, PNG, PPM, PGM or PGX)";
+  const std::string unknown = "unrecognised format (not JPEG, JPEG 2000, PNG, PPM, PGM, PAM, PBM or PGX)";
   const std::pair<std::string, std::string> cases[] = {
       {"", "the file is empty"},
       {"P", unknown},
       {"P8 1", unknown},
       {"PX", unknown},
+      {"P7 332\n", unknown},
       {std::string(20, '\0'), unknown},
       {"II*\0"s, "TIFF files are not supported"},
       {"MM\0*"s, "TIFF files are not supported"},

@@ -12,7 +12,7 @@ import moxj
 import numpy
 from support import *
 
-LOSSLESS = {"jp2": {}, "j2k": {}, "png": {}, "ppm": {}, "pgm": {}, "pgx": {}, "jpg": {"lossless": True}}
+LOSSLESS = {"jp2": {}, "j2k": {}, "png": {}, "ppm": {}, "pgm": {}, "pam": {}, "pgx": {}, "jpg": {"lossless": True}}
 
 
 class Types(PictureTest):
@@ -50,7 +50,7 @@ class Types(PictureTest):
 
     def test_bool_is_one_bit(self):
         array = noise((9, 30), "bool")
-        for name in "j2k", "pgm", "pgx":
+        for name in "j2k", "pgm", "pam", "pbm", "pgx":
             picture = moxj.read(moxj.encode(array, name))
             self.assertSame(picture.array, array.astype("u1"), name)
             self.assertEqual((picture.bits, picture.max_value), (1, 1))
@@ -345,7 +345,7 @@ class Files(PictureTest):
 
     def test_formats(self):
         formats = {each.name: each for each in moxj.formats()}
-        self.assertEqual(set(formats), {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pgx"})
+        self.assertEqual(set(formats), {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pam", "pbm", "pgx"})
         self.assertIn("jpeg", formats["jpg"].extensions)
         self.assertEqual([name for name in formats if formats[name].coded], ["jpg", "jp2", "j2k"])
         for name in formats:

@@ -12,7 +12,8 @@ import zlib
 MOXJ = os.environ["MOXJ"]
 
 OK, USAGE, REFUSED, INCOMPLETE, LIMIT, OUTPUT = range(6)
-UNRECOGNISED = "unrecognised format (not JPEG, JPEG 2000, PNG, PPM, PGM or PGX)"
+PLAIN = "png, ppm, pgm, pnm, pam, pbm or pgx"
+UNRECOGNISED = "unrecognised format (not JPEG, JPEG 2000, PNG, PPM, PGM, PAM, PBM or PGX)"
 
 
 class ToolTest(unittest.TestCase):
