@@ -3,10 +3,6 @@
 #include <climits>
 #include <cstdlib>
 
-#ifdef _OPENMP
-#include <omp.h>
-#endif
-
 #include "moxcore.h"
 
 extern "C" {
@@ -31,21 +27,12 @@ bool wholeNumber(const char* text, int32_t& value) {
   return true;
 }
 
-// Without OpenMP no function uses a second thread.
-int32_t processors() {
-#ifdef _OPENMP
-  return omp_get_num_procs();
-#else
-  return 1;
-#endif
-}
-
 // A program that defines the variable itself has chosen its value: every library then sees the program's definition.
 __attribute__((constructor)) void setDefault() {
   if (threads_omp_of_n_mox != 0) return;
   int32_t count = 0;
   const char* const wanted = std::getenv("MOX_NUM_THREADS");
-  moxSetNumThreads(wanted && wholeNumber(wanted, count) ? count : processors());
+  moxSetNumThreads(wanted && wholeNumber(wanted, count) ? count : 1);
 }
 
 }  // namespace

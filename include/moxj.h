@@ -26,11 +26,11 @@
  *   level shift         moxiSub128_JPEG_8u16s_C1R, moxiAdd128_JPEG_16s8u_C1R
  *   RCT                 the four of 32s (moxiRCT..._JPEG2K_32s_...)
  * A region is large if its width times its height (for sampling: those of the destination), as a signed 32-bit
- * product, is above 8192. The threads asked for are threads_omp_of_n_mox (moxcore.h), by default one for each
- * processor; each takes a contiguous block of rows. Inside a parallel region of the caller, OpenMP decides; by default
- * the rows then stay on the calling thread. A program that has its own threads sets the count to 1: a waiting thread
- * of OpenMP spins after each call, which with g++'s takes some 8 ms of processor time (none if the environment variable
- * OMP_WAIT_POLICY is passive).
+ * product, is above 8192. The threads asked for are threads_omp_of_n_mox (moxcore.h), which is 1 unless the program or
+ * the environment raises it; each takes a contiguous block of rows. Inside a parallel region of the caller, OpenMP
+ * decides; by default the rows then stay on the calling thread. A program that has its own threads leaves the count at
+ * 1: a waiting thread of OpenMP spins after each call, which with g++'s takes some 8 ms of processor time (none if the
+ * environment variable OMP_WAIT_POLICY is passive).
  *
  * fork(). OpenMP's threads do not survive it. In the child of a process that has shared rows before, a call that would
  * share rows hangs (seen with g++'s OpenMP): the child must call exec, or set the count to 1 first. All other

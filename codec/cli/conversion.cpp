@@ -13,7 +13,7 @@
 #include "cli/parallel.h"
 #include "cli/plan.h"
 #include "cli/script.h"
-#include "moxcore.h"
+#include "cli/threads.h"
 
 namespace moxj::cli {
 
@@ -64,13 +64,10 @@ ExitStatus convertAll(const std::vector<Job>& jobs, Settings& settings, Console&
   makeDirectory(*settings.outputDirectory);
   std::vector<ExitStatus> statuses(jobs.size());
   std::atomic<std::size_t> done = 0;
-  const std::size_t wanted = static_cast<std::size_t>(settings.jobs.value_or(moxGetNumThreads()));
+  const std::size_t wanted = static_cast<std::size_t>(settings.jobs.value_or(defaultThreads()));
   const std::size_t workers = std::min({wanted, jobs.size(), std::size_t{kMaxJobs}});
   // The processors are busy with other files: one thread per picture.
-  if (workers > 1 && !settings.threads) {
-    settings.threads = 1;
-    moxSetNumThreads(1);
-  }
+  if (workers > 1 && !settings.threads) settings.threads = 1;
   inParallel(workers, jobs.size(), [&](std::size_t job) {
     statuses[job] = convert(jobs[job], settings, console);
     console.filesDone(++done, jobs.size());

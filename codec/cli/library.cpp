@@ -1,17 +1,14 @@
 // What the tool asks of the library and what it makes of the answers.
 #include "cli/library.h"
 
-#include <algorithm>
-
-#include "cli/limits.h"
-#include "moxcore.h"
+#include "cli/threads.h"
 
 namespace moxj::cli {
 
 Call::Call(const Settings& settings, Console& console, const std::string& name) : console_(console), name_(name) {
   run_.structSize = sizeof run_;
   run_.limits = &settings.limits;
-  run_.threads = std::clamp(settings.threads.value_or(moxGetNumThreads()), 1, kMaxThreads);
+  run_.threads = settings.threads.value_or(defaultThreads());
   if (!console.showsProgress()) return;
   run_.progress = [](void* context, std::uint64_t done, std::uint64_t total) {
     const Call& call = *static_cast<const Call*>(context);

@@ -7,14 +7,15 @@
 #include "cli/console.h"
 #include "cli/options.h"
 #include "cli/output.h"
-#include "moxcore.h"
+#include "cli/threads.h"
 
 namespace moxj::cli {
 
 namespace {
 
 ExitStatus run(const Settings& settings, Console& console) {
-  if (settings.threads) moxSetNumThreads(*settings.threads);
+  defaultThreads();
+  oneThreadForRows();
   switch (settings.command) {
     case Command::info:
       return runInfo(settings, console);

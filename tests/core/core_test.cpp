@@ -2,21 +2,12 @@
 // is loaded.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#ifdef _OPENMP
-#include <omp.h>
-#endif
 
 #include <cstdint>
 #include <cstdlib>
 
 namespace test {
 namespace {
-
-#ifdef _OPENMP
-int32_t processors() { return omp_get_num_procs(); }
-#else
-int32_t processors() { return 1; }
-#endif
 
 class Core {
  public:
@@ -41,10 +32,10 @@ class Core {
   void* library_;
 };
 
-TEST(Core, theDefaultIsTheNumberOfProcessors) {
+TEST(Core, theDefaultIsOneThread) {
   Core core(nullptr);
-  EXPECT_EQ(core.variable(), processors());
-  EXPECT_EQ(core.get(), processors());
+  EXPECT_EQ(core.variable(), 1);
+  EXPECT_EQ(core.get(), 1);
 }
 
 TEST(Core, aWholeNumberInTheEnvironmentOverridesIt) {
@@ -65,7 +56,7 @@ TEST(Core, numbersBeyondTheRangeAreTheLargest) {
 
 TEST(Core, whatIsNoWholeNumberIsIgnored) {
   for (const char* setting : {"", " ", "four", "4 threads", "4.5", "0x4", "4,2", "-"})
-    EXPECT_EQ(Core(setting).variable(), processors()) << '"' << setting << '"';
+    EXPECT_EQ(Core(setting).variable(), 1) << '"' << setting << '"';
 }
 
 TEST(Core, theSetterStoresAtLeastOne) {
