@@ -101,6 +101,8 @@ MOXC_API const char* moxcReportText(const MoxcReport* report);
 MOXC_API MoxcAdvice moxcReportAdvice(const MoxcReport* report);
 /* The field of an options struct that text and advice are about, such as "quality"; "" if there is none. */
 MOXC_API const char* moxcReportOption(const MoxcReport* report);
+/* The path of the target that cannot be written (moxcOutput); "" if the text is about something else. */
+MOXC_API const char* moxcReportPath(const MoxcReport* report);
 /* 0: part of the picture is missing or wrong, for the reason in the warning, because the input is damaged. The call
  * succeeded all the same. */
 MOXC_API int moxcReportComplete(const MoxcReport* report);
@@ -176,15 +178,29 @@ MOXC_INLINE MoxcSource moxcStreamSource(MoxcRead read, void* context) {
 /* Takes the next bytes of a file, all of them; returns 0, or anything else on failure. */
 typedef int (*MoxcWrite)(void* context, const void* bytes, size_t size);
 
+/* What becomes of the temporary file of a target that is given by path. */
+typedef enum {
+  moxcTemporaryCreating = 1, /* it is about to be created */
+  moxcTemporaryCreated = 2,  /* it has been created, or could not be */
+  moxcTemporaryGone = 3      /* it has become the target, or is removed, or was never there: always the last one */
+} MoxcTemporaryState;
+
+/* For programs that remove the temporary file if a signal ends them. Called by the thread that called the library. */
+typedef void (*MoxcTemporary)(void* context, MoxcTemporaryState state, const char* path);
+
 /* One of bytes, path and write must be given. */
 typedef struct {
   size_t structSize;
   void** bytes; /* set to memory that the library allocates, for moxcFree(); NULL on failure */
   size_t* byteCount;
   const char* path; /* a file that is there when it is complete: it is written under a temporary name beside it, which
-                     * is removed on failure, and replaces an existing file */
+                     * is removed on failure, and replaces an existing file. It is not created before its first bytes */
   MoxcWrite write;  /* a stream; what it got before a failure is of no use */
   void* context;
+  int32_t keepExisting;           /* of a path: 1: an existing file is not replaced, which is refused before any work,
+                                   * and also if it appears meanwhile (moxcOutput) */
+  MoxcTemporary temporaryChanged; /* of a path; NULL: none */
+  void* temporaryContext;
 } MoxcTarget;
 
 MOXC_INLINE MoxcTarget moxcMemoryTarget(void** bytes, size_t* byteCount) {
@@ -575,6 +591,12 @@ typedef struct {
   uint32_t max;      /* the largest difference of two samples */
 } MoxcDifference;
 
+/* What a file has. */
+typedef struct {
+  uint64_t width, height; /* 0: it was not read */
+  int32_t channels;       /* opacity included */
+} MoxcShape;
+
 typedef struct {
   size_t structSize;
   uint64_t width, height;
@@ -583,6 +605,7 @@ typedef struct {
   const char* names[16]; /* "grey", "red", "opacity" ... */
   MoxcDifference channel[16];
   MoxcDifference all; /* over all channels; its SSIM is their mean */
+  MoxcShape a, b;     /* of the two files: set also if they cannot be compared because they differ (moxcBadOption) */
 } MoxcComparison;
 
 /* Compares two files of the same size at the larger depth of both. A grey picture beside one in colour is compared as

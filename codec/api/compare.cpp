@@ -39,11 +39,23 @@ Outcome readFor(const MoxcSource* source, PictureCollector& collector, Work& wor
 
 MoxcDifference differenceOf(const Difference& from) { return {from.meanSquare, from.psnr, from.ssim, from.max}; }
 
-MoxcComparison comparisonOf(const Comparison& from) {
+MoxcShape shapeOf(const Picture& picture) {
+  return {static_cast<std::uint64_t>(picture.width), static_cast<std::uint64_t>(picture.height),
+          static_cast<std::int32_t>(picture.planes.size())};
+}
+
+// What is known before the pictures are compared.
+MoxcComparison shapesOf(const Picture& a, const Picture& b) {
+  MoxcComparison shapes = {};
+  shapes.a = shapeOf(a);
+  shapes.b = shapeOf(b);
+  return shapes;
+}
+
+MoxcComparison comparisonOf(const Comparison& from, const Picture& a, const Picture& b) {
   if (from.channels.size() > kMaxChannels)
     fail(Kind::unsupported, std::to_string(from.channels.size()) + " planes are more than can be compared");
-  MoxcComparison to = {};
-  to.structSize = sizeof to;
+  MoxcComparison to = shapesOf(a, b);
   to.width = static_cast<std::uint64_t>(from.width);
   to.height = static_cast<std::uint64_t>(from.height);
   to.channels = static_cast<std::int32_t>(from.channels.size());
@@ -81,7 +93,9 @@ MoxcKind moxcCompare(const MoxcSource* a, const MoxcSource* b, const MoxcRun* ru
   kind = guarded(reportB, [&] {
     pictureB.emplace(&job->work.budget);
     moxj::Outcome outcome = readFor(b, *pictureB, job->work);
-    give(comparisonOf(moxj::compare(pictureA->picture(), pictureB->picture(), job->work)), comparison, "comparison");
+    const moxj::Picture &first = pictureA->picture(), &second = pictureB->picture();
+    give(shapesOf(first, second), comparison, "comparison");
+    give(comparisonOf(moxj::compare(first, second, job->work), first, second), comparison, "comparison");
     job->complete();
     // The outcome of both in one report.
     if (!outcomeA.complete) outcome.incomplete(outcomeA.warning);

@@ -57,6 +57,8 @@ class PictureSink : public PixelSink {
     copyRows(band, rowsOf(pixels, y, band.height));
   }
 
+  bool takesWhole() const override { return true; }
+
   MoxcPicture* release() {
     made_->picture.metadata = metadata_;
     return made_.release();

@@ -66,6 +66,7 @@ class ChosenByPicture : public RowSink {
   }
   void rows(const Picture& band) override { fitting_->rows(band); }
   void end() override { fitting_->end(); }
+  bool takesWhole() const override { return fitting_->takesWhole(); }
 
   std::vector<std::string> notes;
 

@@ -35,6 +35,7 @@ void MoxcReport::clear() noexcept {
   text = "";
   ownText.clear();
   option.clear();
+  path.clear();
   outcome.complete = true;
   outcome.warning.clear();
   outcome.notes.clear();
@@ -91,7 +92,7 @@ MoxcAdvice adviceOf(Setting setting) {
 }
 
 void fill(MoxcReport* report, MoxcKind kind, const char* text, MoxcAdvice advice = moxcAdviceNone,
-          const std::string& option = {}) noexcept {
+          const std::string& option = {}, const std::string& path = {}) noexcept {
   if (!report) return;
   report->kind = kind;
   report->advice = advice;
@@ -99,6 +100,7 @@ void fill(MoxcReport* report, MoxcKind kind, const char* text, MoxcAdvice advice
     report->ownText = text;
     report->text = report->ownText.c_str();
     report->option = option;
+    report->path = path;
   } catch (...) {
     report->text = kind == moxcNoMemory ? kNoMemory : "not enough memory for the text of this error";
   }
@@ -112,7 +114,7 @@ MoxcKind reportException(MoxcReport* report) noexcept {
     throw;
   } catch (const Problem& problem) {
     kind = kindOf(problem.kind);
-    fill(report, kind, problem.what(), adviceOf(problem.setting), problem.option);
+    fill(report, kind, problem.what(), adviceOf(problem.setting), problem.option, problem.path);
   } catch (const BadArgument& mistake) {
     kind = moxcBadArgument;
     fill(report, kind, mistake.what());
@@ -152,6 +154,8 @@ const char* moxcReportText(const MoxcReport* report) { return report ? report->t
 MoxcAdvice moxcReportAdvice(const MoxcReport* report) { return report ? report->advice : moxcAdviceNone; }
 
 const char* moxcReportOption(const MoxcReport* report) { return report ? report->option.c_str() : ""; }
+
+const char* moxcReportPath(const MoxcReport* report) { return report ? report->path.c_str() : ""; }
 
 int moxcReportComplete(const MoxcReport* report) { return !report || report->outcome.complete; }
 

@@ -13,7 +13,7 @@ struct MoxcReport {
   MoxcKind kind = moxcOk;
   MoxcAdvice advice = moxcAdviceNone;
   const char* text = "";  // a literal, or the characters of ownText
-  std::string ownText, option;
+  std::string ownText, option, path;
   moxj::Outcome outcome;
 
   void clear() noexcept;

@@ -28,7 +28,7 @@ class MemoryTarget : public Target {
 
 class FileTarget : public Target {
  public:
-  explicit FileTarget(const char* path) : file_(path) {}
+  explicit FileTarget(const MoxcTarget& target) : file_(target) {}
   void write(ByteSpan first, ByteSpan second) override { file_.write(first, second); }
   void close() override { file_.close(); }
   void finish() override { file_.finish(); }
@@ -62,11 +62,15 @@ MoxcTarget preparedTarget(const MoxcTarget* target) {
   if ((to.bytes != nullptr) + (to.path != nullptr) + (to.write != nullptr) != 1)
     throw BadArgument("a target needs one of bytes, path and write");
   if (to.bytes) need(to.byteCount, "byteCount");
+  if (to.keepExisting < 0 || to.keepExisting > 1) failOption("keepExisting", "is not 0 or 1");
+  if (!to.path && to.keepExisting) failOption("keepExisting", "is for targets with a path");
+  if (!to.path && to.temporaryChanged) throw BadArgument("temporaryChanged is for targets with a path");
+  checkExisting(to);
   return to;
 }
 
 std::unique_ptr<Target> targetOf(const MoxcTarget& target) {
-  if (target.path) return std::make_unique<FileTarget>(target.path);
+  if (target.path) return std::make_unique<FileTarget>(target);
   if (target.write) return std::make_unique<StreamTarget>(target.write, target.context);
   return std::make_unique<MemoryTarget>(target.bytes, target.byteCount);
 }

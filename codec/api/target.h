@@ -17,7 +17,8 @@ class Target : public Output {
   virtual void finish() {}
 };
 
-// Sets *bytes to null if the target is memory: what every function does first. Throws BadArgument.
+// Sets *bytes to null if the target is memory: what every function does first. Throws BadArgument, or Problem:
+// badOption; output, if there is a file that must not be replaced.
 MoxcTarget preparedTarget(const MoxcTarget* target);
 
 // Throws BadArgument, or Problem (output).

@@ -30,6 +30,7 @@ struct Problem : std::runtime_error {
   Kind kind;
   Setting setting;
   std::string option;  // the field of the options that the text begins with, if `setting` is `option`
+  std::string path;    // of the file that cannot be written, if it has one
 };
 
 [[noreturn]] inline void fail(Kind kind, const std::string& text, Setting setting = Setting::none) {

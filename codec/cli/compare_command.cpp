@@ -1,15 +1,15 @@
 // compare: measures the difference between two pictures and prints it as text or JSON.
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <nlohmann/json.hpp>
-#include <string_view>
+#include <string>
 
 #include "cli/commands.h"
 #include "cli/input.h"
 #include "cli/library.h"
 #include "cli/output.h"
-#include "cli/text.h"
 
 namespace moxj::cli {
 
@@ -17,11 +17,12 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::string psnrText(double psnr) { return std::isinf(psnr) ? "equal" : format("%.2f dB", psnr); }
-
 std::string lineOf(const char* name, int width, const MoxcDifference& difference) {
-  return format("%-*s PSNR %-10s max %-4u SSIM %.5f\n", width, name, psnrText(difference.psnr).c_str(), difference.max,
+  char psnr[16] = "equal", line[96];
+  if (!std::isinf(difference.psnr)) std::snprintf(psnr, sizeof psnr, "%.2f dB", difference.psnr);
+  std::snprintf(line, sizeof line, "%-*s PSNR %-10s max %-4u SSIM %.5f\n", width, name, psnr, difference.max,
                 difference.ssim);
+  return line;
 }
 
 // JSON has no infinity: the PSNR of equal samples is null.
@@ -57,11 +58,19 @@ Json jsonOf(const MoxcComparison& comparison) {
   return json;
 }
 
-// The library does not know the names of the files.
-CallError withName(CallError error, const std::string& first) {
-  constexpr std::string_view kFirst = "the first picture";
-  if (const std::size_t at = error.text.find(kFirst); at != std::string::npos)
-    error.text.replace(at, kFirst.size(), first);
+std::string sizeOf(const MoxcShape& shape) {
+  return std::to_string(shape.width) + " x " + std::to_string(shape.height);
+}
+
+// What a call that has failed says about the second picture. The library does not know the name of the first.
+CallError mismatchOf(MoxcKind kind, const MoxcReport* report, const MoxcComparison& comparison,
+                     const std::string& first) {
+  CallError error = errorOf(kind, report);
+  const MoxcShape &a = comparison.a, &b = comparison.b;
+  if (kind != moxcBadOption || b.width == 0) return error;
+  error.text = sizeOf(a) != sizeOf(b)
+                   ? sizeOf(b) + " pixels, but " + first + " has " + sizeOf(a)
+                   : std::to_string(b.channels) + " components, but " + first + " has " + std::to_string(a.channels);
   return error;
 }
 
@@ -84,7 +93,7 @@ ExitStatus runCompare(const Settings& settings, Console& console) {
     inputs[i].check();
     statuses.push_back(reportOutcome(console, names[i], report));
     if (moxcReportKind(report) != moxcOk)
-      return reportError(console, names[i], withName(errorOf(kind, report), names[0]), settings);
+      return reportError(console, names[i], mismatchOf(kind, report, comparison, names[0]), settings);
   }
   if (kind != moxcOk) return statusOf(kind);
   writeText(settings.json ? jsonOf(comparison).dump(2) + "\n" : textOf(comparison));

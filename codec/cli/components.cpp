@@ -31,20 +31,13 @@ class ComponentFiles {
   }
   void check() const {
     if (failure_) std::rethrow_exception(failure_);
-    for (const OutputStream& file : files_) file.check();
-  }
-  void finish() {
-    for (OutputStream& file : files_) file.close();
-    for (OutputStream& file : files_) file.finish();
   }
 
  private:
   // No exception may enter the library.
   int open(int index, MoxcTarget& target) {
     try {
-      const std::string path = numbered(path_, index);
-      if (existing_ == Existing::kept) refuseExisting(path);
-      target = files_.emplace_back(path, existing_).target();
+      target = files_.emplace_back(numbered(path_, index), existing_).target();
       return 0;
     } catch (...) {
       failure_ = std::current_exception();
@@ -54,7 +47,7 @@ class ComponentFiles {
 
   std::string path_;
   Existing existing_;
-  std::deque<OutputStream> files_;
+  std::deque<OutputTarget> files_;
   std::exception_ptr failure_;
 };
 
@@ -70,9 +63,7 @@ ExitStatus convertComponents(const Job& job, const Settings& settings, Console& 
                                           call.run(), report.get());
   files.check();
   input.check();
-  const ExitStatus status = reportCall(console, name, kind, report.get(), settings);
-  if (kind == moxcOk) files.finish();
-  return status;
+  return reportCall(console, name, kind, report.get(), settings);
 }
 
 }  // namespace moxj::cli

@@ -26,21 +26,18 @@ MoxcKind convertTo(const MoxcTarget& target, const Input& input, const Job& job,
   return moxcConvert(input.source(), &settings.reading, job.format, &settings.writing, &target, call.run(), report);
 }
 
-// The output is written as the library makes it, and gets its name when it is complete.
 ExitStatus convertFile(const Job& job, const Settings& settings, Console& console) {
   if (settings.reading.components) return convertComponents(job, settings, console);
-  if (settings.existing == Existing::kept) refuseExisting(job.output);
   const std::string name = displayName(job.input, true);
   const Input input(job.input);
-  OutputStream output(job.output, settings.existing);
+  OutputTarget output(job.output, settings.existing);
   const Call call(settings, console, name);
   const CallReport report = newCallReport();
   const MoxcKind kind = convertTo(output.target(), input, job, settings, call, report.get());
   output.check();
   input.check();
-  const ExitStatus status = reportCall(console, name, kind, report.get(), settings);
   if (kind == moxcOk) output.finish();
-  return status;
+  return reportCall(console, name, kind, report.get(), settings);
 }
 
 // Reports a failure under the name of the file that caused it.

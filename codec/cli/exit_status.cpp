@@ -81,6 +81,8 @@ std::string messageOf(const CallError& error, const std::string& scansFile) {
     text.replace(0, line, scansFile);
   else if (!error.option.empty() && text.starts_with(error.option))
     text.replace(0, error.option.size(), optionOfField(error.option));
+  else if (error.option == "keepExisting")
+    text += " (--no-clobber)";
   else if (error.option == "components")
     text += "; --components writes one file for each";
   return text + adviceOf(error.advice);

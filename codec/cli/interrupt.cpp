@@ -1,17 +1,13 @@
 // The signal handlers, and the slots with the names of the temporary files that they remove.
 #include "cli/interrupt.h"
 
-#include <fcntl.h>
+#include <limits.h>
 #include <sched.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
-#include <cstdio>
+#include <cstring>
 #include <initializer_list>
-#include <string>
-#include <utility>
 
 #include "cli/exit_status.h"
 
@@ -23,7 +19,7 @@ namespace moxj::cli {
 struct TemporaryFile::Slot {
   enum State { open, taken, live };
   std::atomic<State> state = taken;
-  std::string path;
+  char path[PATH_MAX] = {};
   Slot* next = nullptr;
 };
 
@@ -44,32 +40,11 @@ bool pipeSignalIgnored = false;  // on entry
   for (;;) pause();
 }
 
-// The scope in which a file is created.
-class Creation {
- public:
-  Creation() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &mask_);
-    ++creators;
-    if (!ending) return;
-    --creators;
-    waitForTheEnd();
-  }
-  ~Creation() {
-    --creators;
-    pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
-  }
-
- private:
-  sigset_t mask_;
-};
-
 void removeTemporaries() {
   ending = true;
   while (creators > 0) sched_yield();
   for (const Slot* slot = slots; slot; slot = slot->next)
-    if (slot->state == Slot::live) unlink(slot->path.c_str());
+    if (slot->state == Slot::live) unlink(slot->path);
 }
 
 // SA_RESETHAND has restored the default action, which raise() now triggers.
@@ -109,16 +84,6 @@ void handle(int signal, void (*handler)(int)) {
   sigaction(signal, &action, nullptr);
 }
 
-// File systems that cannot rename without replacing leave a moment between the check and the change.
-bool rename(const std::string& from, const std::string& to, bool replace) {
-  if (!replace) {
-    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-    if (errno != EINVAL && errno != ENOSYS) return false;
-    if (access(to.c_str(), F_OK) == 0) return errno = EEXIST, false;
-  }
-  return std::rename(from.c_str(), to.c_str()) == 0;
-}
-
 }  // namespace
 
 void watchSignals() {
@@ -135,30 +100,42 @@ void endByClosedPipe() {
   raise(SIGPIPE);
 }
 
-TemporaryFile::TemporaryFile(const std::string& path, unsigned mode) {
-  const Creation creation;
-  slot_ = claimSlot();
-  slot_->path = path;
-  slot_->state = Slot::live;
-  descriptor_ = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-  exists_ = descriptor_ >= 0;
-}
-
 TemporaryFile::~TemporaryFile() {
-  const int error = errno;
-  if (descriptor_ >= 0) ::close(descriptor_);
-  if (exists_) unlink(slot_->path.c_str());
-  slot_->state = Slot::open;
-  errno = error;
+  if (slot_) slot_->state = Slot::open;
 }
 
-bool TemporaryFile::close() { return descriptor_ < 0 || ::close(std::exchange(descriptor_, -1)) == 0; }
+void TemporaryFile::watch(MoxcTarget& target) {
+  if (!slot_) slot_ = claimSlot();
+  target.temporaryChanged = [](void* file, MoxcTemporaryState state, const char* path) {
+    static_cast<TemporaryFile*>(file)->changed(state, path);
+  };
+  target.temporaryContext = this;
+}
 
-bool TemporaryFile::renameTo(const std::string& target, bool replace) {
-  const bool renamed = rename(slot_->path, target, replace);
-  if (!renamed && ending) waitForTheEnd();  // a handler has removed the file: not an error to report
-  exists_ = exists_ && !renamed;
-  return renamed;
+void TemporaryFile::changed(MoxcTemporaryState state, const char* path) {
+  switch (state) {
+    case moxcTemporaryCreating: {
+      sigset_t all;
+      sigfillset(&all);
+      pthread_sigmask(SIG_SETMASK, &all, &mask_);
+      ++creators;
+      if (ending) {
+        --creators;
+        waitForTheEnd();
+      }
+      if (std::strlen(path) >= sizeof slot_->path) return;  // too long for a file, too
+      std::strcpy(slot_->path, path);
+      slot_->state = Slot::live;
+      return;
+    }
+    case moxcTemporaryCreated:
+      --creators;
+      pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
+      return;
+    case moxcTemporaryGone:
+      if (ending) waitForTheEnd();  // a handler has removed the file: not an error to report
+      slot_->state = Slot::taken;
+  }
 }
 
 }  // namespace moxj::cli

@@ -1,7 +1,9 @@
 // Temporary files that must not outlive the process, however it ends, and the signal handlers that remove them.
 #pragma once
 
-#include <string>
+#include <signal.h>
+
+#include "moxcodec.h"
 
 namespace moxj::cli {
 
@@ -16,27 +18,25 @@ void watchSignals();
 // Returns if SIGPIPE was already ignored when the process started.
 void endByClosedPipe();
 
-// A new file that is removed with this object or when the process ends, unless renameTo() gave it its final name.
+// The temporary file of one target of the library: it is removed when a signal ends the process. Must outlive the call
+// that writes to the target.
 class TemporaryFile {
  public:
-  // Creates the file, which must not exist yet, and opens it for writing. On failure descriptor() is -1, and errno
-  // has the cause.
-  TemporaryFile(const std::string& path, unsigned mode);
+  TemporaryFile() = default;
   ~TemporaryFile();
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
 
-  int descriptor() const { return descriptor_; }
-  bool close();  // on failure false, with the cause in errno
-  // Likewise. Unless `replace`, an existing target is kept: that is a failure with EEXIST.
-  bool renameTo(const std::string& target, bool replace);
+  // Makes the library report the file here.
+  void watch(MoxcTarget& target);
 
   struct Slot;  // where the signal handlers find its path
 
  private:
+  void changed(MoxcTemporaryState state, const char* path);
+
   Slot* slot_ = nullptr;
-  int descriptor_ = -1;
-  bool exists_ = false;
+  sigset_t mask_ = {};  // while the file is being created
 };
 
 }  // namespace moxj::cli

@@ -37,7 +37,9 @@ ExitStatus reportError(Console& console, const std::string& name, const CallErro
 ExitStatus reportCall(Console& console, const std::string& name, MoxcKind kind, const MoxcReport* report,
                       const Settings& settings) {
   const ExitStatus status = reportOutcome(console, name, report);
-  return kind == moxcOk ? status : reportError(console, name, errorOf(kind, report), settings);
+  if (kind == moxcOk) return status;
+  const std::string output = moxcReportPath(report);
+  return reportError(console, output.empty() ? name : displayName(output, false), errorOf(kind, report), settings);
 }
 
 }  // namespace moxj::cli

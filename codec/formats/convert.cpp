@@ -69,7 +69,7 @@ void writeGrey(const Picture& grey, const Format& to, const WriteOptions& writin
   holds.upright = orient;
   std::vector<std::string> fitNotes, writerNotes;
   const std::unique_ptr<RowSink> writer = to.create(output, writing, work, writerNotes);
-  pushPicture(grey, *fitting(*writer, std::move(holds), fitNotes, work.budget));
+  pushPicture(grey, *fitting(*writer, std::move(holds), fitNotes, work.budget), work.progress);
   addNotes(outcome, fitNotes);
   addNotes(outcome, writerNotes);
 }

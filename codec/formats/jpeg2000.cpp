@@ -29,7 +29,7 @@ class Reader : public RowSource {
 
   Outcome push(RowSink& sink) override {
     j2k::Decoded decoded = j2k::decode(input_.all(maxFileBytes(work_.limits)), options_, work_);
-    pushPicture(decoded.picture, sink);
+    pushPicture(decoded.picture, sink, work_.progress);
     return std::move(static_cast<Outcome&>(decoded));
   }
 
@@ -76,6 +76,7 @@ class Writer : public RowSink {
     collector_->rows(band);
     if (band.owner != nullptr && band.owner == collector_->picture().owner) shared_ = true;
   }
+  bool takesWhole() const override { return true; }
   void end() override {
     picture_ = collector_->picture();
     collector_.reset();

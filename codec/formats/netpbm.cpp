@@ -96,6 +96,7 @@ class Reader : public RowSource {
       picture.planes[i].step = static_cast<std::ptrdiff_t>(layout.rowBytes());
     }
     const int rows = rowsOfBand(layout);
+    work_.budget.charge(static_cast<std::uint64_t>(rows), layout.rowBytes());  // of the file, in use at a time
     for (int y = 0; y < layout.height; y += rows) {
       const Picture band = picture.band(y, rows);
       sink.rows(band);

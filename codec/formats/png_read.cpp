@@ -162,7 +162,7 @@ class Reader : public RowSource {
   void finish() {
     if (interlaced()) {
       begin();
-      sink_->rows(rows_);
+      pushBands(rows_, *sink_, work_.progress);
     } else {
       giveBand();
       if (given_ < layout_.height) rows_.clear();

@@ -262,6 +262,7 @@ class LosslessEncoder final : public RowSink {
   }
   void rows(const Picture& band) override { collector_.rows(band); }
   void end() override;
+  bool takesWhole() const override { return true; }
 
  private:
   void writeHeader(int predictor, const std::vector<HuffmanCode>& codes);

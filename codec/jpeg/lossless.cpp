@@ -222,7 +222,7 @@ void pushSamples(const Frame& frame, ColourModel model, const Picture& samples, 
     picture.colour = *colour;
     picture.inverted = *colour == Colour::cmyk;
     sink.begin(layoutOf(picture));
-    return sink.rows(picture);
+    return pushBands(picture, sink, work.progress);
   }
   const bool bothComponents = options.inks && frame.components.size() == 2;
   if (frame.precision == 8 && !bothComponents) return pushBytes(frame, model, samples, options, sink, work);

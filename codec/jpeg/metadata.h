@@ -56,6 +56,7 @@ class MetadataSink : public RowSink {
   }
   void rows(const Picture& band) override { next_.rows(band); }
   void end() override { next_.end(); }
+  bool takesWhole() const override { return next_.takesWhole(); }
 
   std::shared_ptr<const Metadata> metadata;  // set before begin()
 

@@ -288,6 +288,7 @@ class FittingSink : public RowSink {
   }
 
   void end() override { next_->end(); }
+  bool takesWhole() const override { return next_->takesWhole(); }
 
  private:
   void allocateBuffer() {

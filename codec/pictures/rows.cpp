@@ -6,6 +6,8 @@
 #include <numeric>
 #include <utility>
 
+#include "base/arithmetic.h"
+
 namespace moxj {
 
 namespace {
@@ -66,6 +68,24 @@ void PictureCollector::rows(const Picture& band) {
     copyRows(band, picture_.band(filled_, band.height));
   }
   filled_ += band.height;
+}
+
+void pushBands(const Picture& picture, RowSink& sink, const Progress& progress) {
+  if (sink.takesWhole()) return sink.rows(picture);
+  const int multiple = rowMultiple(picture), rows = ceilDiv(rowsOfBand(picture), multiple) * multiple;
+  for (int y = 0; y < picture.height; y += rows) {
+    sink.rows(picture.band(y, rows));
+    reportProgress(progress, std::min(y + rows, picture.height), picture.height);
+  }
+}
+
+void pushPicture(const Picture& picture, RowSink& sink, const Progress& progress) {
+  Picture layout = picture;
+  for (Plane& plane : layout.planes) plane.samples = nullptr;
+  layout.owner = nullptr;
+  sink.begin(layout);
+  pushBands(picture, sink, progress);
+  sink.end();
 }
 
 }  // namespace moxj

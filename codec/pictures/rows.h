@@ -2,6 +2,7 @@
 #pragma once
 
 #include "base/outcome.h"
+#include "base/progress.h"
 #include "pictures/picture.h"
 
 namespace moxj {
@@ -17,6 +18,8 @@ class RowSink {
   virtual void rows(const Picture& band) = 0;
   // Once, after the last row.
   virtual void end() = 0;
+  // Whether a picture in memory had better come as one band, which is shared or copied as a whole. Asked after begin().
+  virtual bool takesWhole() const { return false; }
 };
 
 // Gives a picture to a sink: begin(), all rows, end(). Rows that cannot be decoded are given too, black or grey.
@@ -33,6 +36,7 @@ class PictureCollector : public RowSink {
   void begin(const Picture& layout) override;
   void rows(const Picture& band) override;
   void end() override {}
+  bool takesWhole() const override { return true; }
   const Picture& picture() const { return picture_; }
 
  private:
@@ -47,14 +51,11 @@ int rowsOfBand(const Picture& layout);
 // The smallest number of rows that a band other than the last may have (a multiple of every dy), or the height.
 int rowMultiple(const Picture& layout);
 
-// Gives a picture in memory to a sink, as one band.
-inline void pushPicture(const Picture& picture, RowSink& sink) {
-  Picture layout = picture;
-  for (Plane& plane : layout.planes) plane.samples = nullptr;
-  layout.owner = nullptr;
-  sink.begin(layout);
-  sink.rows(picture);
-  sink.end();
-}
+// Gives the rows of a picture in memory to a sink, after begin(): as one band if the sink takes it, otherwise in
+// several, with progress.
+void pushBands(const Picture& picture, RowSink& sink, const Progress& progress);
+
+// The same with begin() and end().
+void pushPicture(const Picture& picture, RowSink& sink, const Progress& progress = {});
 
 }  // namespace moxj

@@ -119,6 +119,7 @@ class TurningSink : public RowSink {
     }
     next_.end();
   }
+  bool takesWhole() const override { return collects(); }
 
  private:
   bool collects() const { return turn_.transposed || turn_.fromBottom; }

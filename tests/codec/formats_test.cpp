@@ -359,6 +359,9 @@ TEST(Comparison, ReportsTheFileThatFails) {
   EXPECT_EQ(moxcNotThisFormat, moxcReportKind(b));
   EXPECT_EQ(moxcBadOption, moxcCompare(&good, &other, nullptr, &comparison, a, b));
   EXPECT_EQ("20 x 19 pixels, but the first picture has 20 x 20", b.text());
+  EXPECT_EQ(20u, comparison.a.height);
+  EXPECT_EQ(19u, comparison.b.height);
+  EXPECT_EQ(1, comparison.b.channels);
   EXPECT_EQ(moxcBadArgument, moxcCompare(&good, &good, nullptr, nullptr, a, b));
 }
 

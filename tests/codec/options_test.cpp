@@ -54,6 +54,38 @@ void checkEffect(const Option<Options>& option, const std::string& format, const
   }
 }
 
+// ---- Metadata -----------------------------------------------------------------------------------------------------
+
+// The smallest profile of RGB: a header without tags.
+Bytes profile() {
+  Bytes bytes(132);
+  bytes[3] = 132;
+  const auto put = [&](std::size_t at, const char* signature) { std::copy_n(signature, 4, bytes.begin() + at); };
+  put(12, "mntr");
+  put(16, "RGB ");
+  put(20, "XYZ ");
+  put(36, "acsp");
+  return bytes;
+}
+
+// A picture that is turned by 90 degrees and has metadata of all kinds.
+Bytes described(const Pixels& pixels, const char* format) {
+  const Bytes icc = profile();
+  const unsigned char exif[] = {'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1, 1, 0x12, 0, 3, 0, 0, 0, 1, 0, 6, 0, 0, 0, 0, 0, 0};
+  const bool boxes = std::string(format) == "jp2";
+  const unsigned char id[] = "0123456789abcdefcontents";
+  const MoxcMetadata blocks[] = {{moxcIcc, "", icc.data(), icc.size()},
+                                 {moxcExif, "", exif, sizeof exif},
+                                 {moxcXmp, "", "<x/>", 4},
+                                 {moxcIptc, "", "\x1C\2\5\0\1x", 6},
+                                 {moxcComment, "", "text", 4},
+                                 {moxcOtherMetadata, boxes ? "uuid" : "APP5", id, sizeof id - 1}};
+  return outputOf([&](const MoxcTarget& target, MoxcReport* report) {
+           return moxcEncode(&pixels.pixels, format, nullptr, blocks, std::size(blocks), &target, nullptr, report);
+         })
+      .bytes;
+}
+
 // ---- Writing ------------------------------------------------------------------------------------------------------
 
 using Write = MoxcWriteOptions;
@@ -285,6 +317,55 @@ TEST(Options, OfReadingChangeThePictureOrAreRefused) {
   }
 }
 
+// The pixels of a file that says how it is turned. Of others they stay, whatever the format.
+TEST(Options, OrientTurnsThePicture) {
+  Read turned, without;
+  moxcReadOptionsInit(&turned);
+  moxcReadOptionsInit(&without);
+  turned.orient = 1;
+  for (const char* const format : {"jpg", "jp2", "png", "ppm"}) {
+    const Bytes file = described(picture(moxcRgb, 120, 90), format);
+    const MoxcSource from = source(file);
+    const auto converted = [&](const Read& reading) {
+      return outputOf([&](const MoxcTarget& target, MoxcReport* report) {
+        return moxcConvert(&from, &reading, "pnm", nullptr, &target, nullptr, report);
+      });
+    };
+    const bool has = std::string(format) != "ppm";
+    EXPECT_EQ(has, converted(turned).bytes != converted(without).bytes) << format;
+  }
+  turned.orient = 2;
+  Picture picture;
+  const Bytes file = encode(codec::picture(moxcGrey, 8, 8), "png");
+  const MoxcSource from = source(file);
+  EXPECT_EQ(moxcBadOption, moxcDecode(&from, &turned, nullptr, nullptr, &picture.picture, nullptr));
+}
+
+// Each kind that a format has a place for. In others there is nothing to drop.
+TEST(Options, StripDropsMetadata) {
+  const std::pair<std::int32_t, std::string> kinds[] = {
+      {moxcStripAll, " jpg jp2 png "}, {moxcStripIcc, " jpg png "},  {moxcStripExif, " jpg jp2 png "},
+      {moxcStripXmp, " jpg jp2 png "}, {moxcStripIptc, " jpg jp2 "}, {moxcStripComment, " jpg png "},
+      {moxcStripOther, " jpg "},       {moxcStripResolution, " "}};
+  const Bytes file = described(picture(moxcRgb, 40, 30), "jpg");
+  const MoxcSource from = source(file);
+  for (const auto& [strip, formats] : kinds) {
+    for (const char* const format : {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm"}) {
+      const auto converted = [&](std::int32_t dropped) {
+        Write options;
+        moxcWriteOptionsInit(&options);
+        options.strip = dropped;
+        return outputOf([&](const MoxcTarget& target, MoxcReport* report) {
+          return moxcConvert(&from, nullptr, format, &options, &target, nullptr, report);
+        });
+      };
+      const Output with = converted(strip), without = converted(0);
+      EXPECT_EQ(moxcOk, with.kind) << with.text;
+      EXPECT_EQ(listed(formats, format), with.bytes != without.bytes) << strip << " for " << format;
+    }
+  }
+}
+
 // Inks stay inks.
 TEST(Options, ComponentsChangeThePictureOrAreRefused) {
   Write lossless;
@@ -328,15 +409,26 @@ TEST(Options, OfReadingHaveRanges) {
 using Transcode = MoxcTranscodeOptions;
 
 TEST(Options, OfTranscodingChangeTheFileOrAreRefused) {
-  Bytes file = encode(picture(moxcRgb, 120, 90), "jpg");
-  const std::uint8_t comment[] = {0xFF, 0xFE, 0, 6, 't', 'e', 'x', 't'};
-  file.insert(file.begin() + 2, std::begin(comment), std::end(comment));
+  const Bytes file = described(picture(moxcRgb, 120, 90), "jpg");
   const auto script = "0 1 2: 0-0, 0, 0;\n0: 1-63, 0, 0;\n1: 1-63, 0, 0;\n2: 1-63, 0, 0;\n";
   std::vector<Option<Transcode>> options = {
       {"progressive", [](Transcode& o) { o.progressive = 1; }, " jpg "},
       {"sequential", [](Transcode& o) { o.sequential = 1; }, " jpg "},
       {"scans", [=](Transcode& o) { o.scans = script; }, " jpg "},
-      {"strip", [](Transcode& o) { o.strip = 1; }, " jpg "},
+      {"strip all", [](Transcode& o) { o.strip = moxcStripAll; }, " jpg "},
+      {"strip icc", [](Transcode& o) { o.strip = moxcStripIcc; }, " jpg "},
+      {"strip exif", [](Transcode& o) { o.strip = moxcStripExif; }, " jpg "},
+      {"strip xmp", [](Transcode& o) { o.strip = moxcStripXmp; }, " jpg "},
+      {"strip iptc", [](Transcode& o) { o.strip = moxcStripIptc; }, " jpg "},
+      {"strip comment", [](Transcode& o) { o.strip = moxcStripComment; }, " jpg "},
+      {"strip other", [](Transcode& o) { o.strip = moxcStripOther; }, " jpg "},
+      {"strip out of range", [](Transcode& o) { o.strip = 2 * moxcStripResolution; }, " "},
+      {"strip below range", [](Transcode& o) { o.strip = -1; }, " "},
+      {"orient", [](Transcode& o) { o.orient = 1; }, " jpg "},
+      {"orient and trim", [](Transcode& o) { o.orient = o.trim = 1; }, " jpg "},
+      {"orient with an edge", [](Transcode& o) { o.orient = o.perfect = 1; }, " "},
+      {"orient and transform", [](Transcode& o) { o.orient = 1, o.transform = moxcTranspose; }, " "},
+      {"orient out of range", [](Transcode& o) { o.orient = 2; }, " "},
       {"restart", [](Transcode& o) { o.restart = 3; }, " jpg "},
       {"restartInRows", [](Transcode& o) { o.restart = 3, o.restartInRows = 1; }, " jpg "},
       {"restartInRows alone", [](Transcode& o) { o.restartInRows = 1; }, " "},

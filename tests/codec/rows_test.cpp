@@ -349,6 +349,62 @@ TEST_F(Targets, ReportWhatCannotBeWritten) {
   EXPECT_EQ("cannot be written: No space left on device", report.text());
 }
 
+TEST_F(Targets, ThatMustNotBeReplacedAreRefused) {
+  const std::string path = (folder / "x.png").string();
+  MoxcTarget target = moxcFileTarget(path.c_str());
+  target.keepExisting = 1;
+  EXPECT_EQ(moxcOk, encodeTo(target));
+  EXPECT_EQ(expected, contents(path));
+  write(path, {1, 2, 3});
+  EXPECT_EQ(moxcOutput, encodeTo(target));
+  EXPECT_EQ("already exists", report.text());
+  EXPECT_EQ(path, moxcReportPath(report));
+  EXPECT_STREQ("keepExisting", moxcReportOption(report));
+  EXPECT_EQ((Bytes{1, 2, 3}), contents(path));
+  EXPECT_EQ(1u, folder.files());
+  Stream stream;
+  MoxcTarget other = moxcStreamTarget(writeStream, &stream);
+  other.keepExisting = 1;
+  EXPECT_EQ(moxcBadOption, encodeTo(other));
+  target.keepExisting = 2;
+  EXPECT_EQ(moxcBadOption, encodeTo(target));
+}
+
+struct Temporaries {
+  std::vector<std::pair<int, bool>> states;  // and whether the file is there
+  std::string path;
+};
+
+void temporaryChanged(void* context, MoxcTemporaryState state, const char* path) {
+  Temporaries& seen = *static_cast<Temporaries*>(context);
+  seen.states.emplace_back(state, fs::exists(path));
+  seen.path = path;
+}
+
+// Before it is created, when it is there, and when it is not any more.
+TEST_F(Targets, ReportTheirTemporaryFile) {
+  const std::string path = (folder / "x.png").string(), nowhere = (folder / "none" / "x.png").string();
+  Temporaries seen;
+  MoxcTarget target = moxcFileTarget(path.c_str());
+  target.temporaryChanged = temporaryChanged;
+  target.temporaryContext = &seen;
+  using States = std::vector<std::pair<int, bool>>;
+  const States all = {{moxcTemporaryCreating, false}, {moxcTemporaryCreated, true}, {moxcTemporaryGone, false}};
+  EXPECT_EQ(moxcOk, encodeTo(target));
+  EXPECT_EQ(all, seen.states);
+  EXPECT_EQ(fs::path(path).parent_path(), fs::path(seen.path).parent_path());
+  seen = {};
+  target.path = nowhere.c_str();
+  EXPECT_EQ(moxcOutput, encodeTo(target));
+  EXPECT_EQ(nowhere, moxcReportPath(report));
+  EXPECT_EQ((States{{moxcTemporaryCreating, false}, {moxcTemporaryCreated, false}, {moxcTemporaryGone, false}}),
+            seen.states);
+  seen = {};
+  target.path = "/dev/null";
+  EXPECT_EQ(moxcOk, encodeTo(target));
+  EXPECT_TRUE(seen.states.empty());
+}
+
 TEST_F(Targets, DevicesAreWrittenDirectly) { EXPECT_EQ(moxcOk, encodeTo(moxcFileTarget("/dev/null"))); }
 
 // ---- Planes -------------------------------------------------------------------------------------------------------

@@ -197,7 +197,7 @@ class OnTerminal(ToolTest):
         output = self.run_on_terminal(
             "decode", *self.slow_inputs(), "--output-dir", "out", "--jobs", "1", "--format", "png"
         )
-        self.assertIn("\r1 of 5 files", output)
+        self.assertRegex(output, r"\r[1-4] of 5 files")
         self.assertEqual(self.screen(output), ["moxj: bad: " + UNRECOGNISED, ""])
 
     def test_quiet(self):
@@ -214,9 +214,8 @@ class OnTerminal(ToolTest):
             name = "n" * 60 + ".ppm"
             self.write(name, b"P6 %d %d 255\n" % (side, side) + random.Random(1).randbytes(side * side * 3))
             os.link(self.path(name), self.path("in.ppm"))
-            begin = time.monotonic()
             output = self.run_on_terminal("decode", "in.ppm", "out.png")
-            if time.monotonic() - begin > 0.8:
+            if re.search(r"\rin\.ppm: \d+ %", output):
                 break
             os.remove(self.path("in.ppm"))
         self.assertRegex(output, r"\rin\.ppm: \d+ %")
@@ -224,21 +223,27 @@ class OnTerminal(ToolTest):
         output = self.run_on_terminal("decode", name, "out.png", columns=40)
         self.assertEqual({len(part) for part in output.split("\r") if part.strip()}, {39})
 
-    def test_untiled_jpeg_2000_and_compare(self):
-        """Their work is one piece, but its progress is not. Several percentages between the ends are seen."""
+    def percentages(self, name, *arguments):
+        output = self.run_on_terminal(*arguments, "--threads", "1")
+        found = re.findall(r"\r%s: (\d+) %%" % re.escape(name), output)
+        return {int(text) for text in found} - {0, 100}
+
+    def test_steps_that_are_one_piece(self):
+        """Untiled JPEG 2000, comparing, and writing a PNG of a picture that was decoded as a whole: several percentages
+        between the ends are seen, unless the machine is so fast, or the process stopped so long before its work, that
+        nothing is drawn meanwhile. Then a larger picture is tried."""
         for arguments, name in ((("encode", "in.ppm", "out.jp2"), "in.ppm"),
-                                (("decode", "out.jp2", "out.ppm"), "out.jp2"),
+                                (("decode", "in.jp2", "out.ppm"), "in.jp2"),
+                                (("decode", "in.jpg", "out.png"), "in.jpg"),
                                 (("compare", "in.ppm", "in.ppm"), "compare")):
             for side in 1500, 3000, 6000:
                 self.write("in.ppm", b"P6 %d %d 255\n" % (side, side) + random.Random(1).randbytes(side * side * 3))
-                if arguments[0] == "decode":
-                    self.expect(OK, "encode", "in.ppm", "out.jp2")
-                begin = time.monotonic()
-                output = self.run_on_terminal(*arguments, "--threads", "1")
-                if time.monotonic() - begin > 1.3:
+                if name in ("in.jp2", "in.jpg"):
+                    self.expect(OK, "encode", "in.ppm", name, *["--lossless=1"] * (name == "in.jpg"))
+                percentages = self.percentages(name, *arguments)
+                if len(percentages) > 2:
                     break
-            percentages = {int(text) for text in re.findall(r"\r%s: (\d+) %%" % re.escape(name), output)}
-            self.assertGreater(len(percentages - {0, 100}), 2, (arguments, percentages))
+            self.assertGreater(len(percentages), 2, arguments)
 
     def test_a_single_file_that_is_quick(self):
         """Times the run too: on a busy machine even a small picture may take long, and then progress is correct."""

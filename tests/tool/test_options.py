@@ -73,7 +73,7 @@ COMMANDS = {
         Case("--output-dir folder", "C C C C C C", output=""),
         Case("--jobs 2", "R R R R R R"),
         Case("--max-pixels 1", "C C C C C C"),
-        Case("--max-memory 1", "C C C C C C", output="out.png"),
+        Case("--max-memory 1", "C C C C C C"),
         Case("--threads 2", "- - - - - -"),
         Case("--quiet", "- - - - - -"),
     ]),

@@ -320,7 +320,7 @@ class Interrupted(OutputTest):
             process = subprocess.Popen([MOXJ, "decode", "large.ppm", "out.ppm"], cwd=self.directory)
             seen = False
             while process.poll() is None and not seen:
-                seen = any(name.startswith(".moxj-") for name in os.listdir(self.directory))
+                seen = any(name.startswith(".moxc-") for name in os.listdir(self.directory))
             process.send_signal(signal_number)
             status = process.wait()
             self.assertEqual(self.files(), ["in.png", "large.ppm", "out.ppm"])
