@@ -6,6 +6,7 @@
 
 #include "cli/formats.h"
 #include "cli/option_table.h"
+#include "cli/peers.h"
 
 namespace moxj::cli {
 
@@ -18,6 +19,7 @@ constexpr std::string_view kConversionNotes =
 file is replaced only when the new one is complete. With --output-dir all names are inputs; each
 output has the name of its input, with the extension of its format. Each file that fails is reported
 in one line on standard error; the exit status is that of the first failure in the order given.
+Options may have one dash: -quality 90.
 )";
 
 constexpr std::string_view kTranscodeNotes =
@@ -26,7 +28,7 @@ stay in place, with a note, unless --trim or --perfect is given. Without --progr
 --sequential and --optimize the process does not change either, and the Huffman tables are
 optimised; --optimize alone makes a sequential file. The file name - means standard input or output.
 An existing file is replaced only when the new one is complete. With --output-dir all names are
-inputs.
+inputs. Options may have one dash: -rotate 90.
 )";
 
 constexpr CommandText kCommands[] = {
@@ -67,9 +69,10 @@ std::string entry(std::string_view name, std::string_view value, std::string_vie
 // The options of a command that belong to a group, or none.
 std::string optionsOf(const CommandText& command, Group group, std::string_view heading) {
   std::string text;
-  for (const Option& option : options())
-    if (option.commands & setOf(command.command) && option.group == group)
-      text += entry(option.name, option.value, option.help);
+  for (const std::span<const Option> table : {options(), peerOptions()})
+    for (const Option& option : table)
+      if (option.commands & setOf(command.command) && option.group == group && !option.help.empty())
+        text += entry(option.name, option.value, option.help);
   return text.empty() ? text : std::string("\n").append(heading).append(":\n").append(text);
 }
 

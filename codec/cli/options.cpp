@@ -10,6 +10,7 @@
 #include "cli/console.h"
 #include "cli/help.h"
 #include "cli/option_table.h"
+#include "cli/peers.h"
 
 namespace moxj::cli {
 
@@ -28,19 +29,24 @@ class Parser {
       // The word to be scanned next. (While getopt_long is within a cluster of short options, optind is not yet past
       // the word; after the last letter it is. So the word is noted before the call.)
       const int word = std::max(optind, 1);
+      char* const spelled = word < count ? words[word] : nullptr;
+      std::string full = spelled ? withTwoDashes(spelled) : "";
+      if (!full.empty()) words[word] = full.data();
       // "-": files are reported in place, between the options; ":": a missing value is reported as ':'.
       const int found = getopt_long(count, words, "-:h", known.data(), nullptr);
+      if (!full.empty()) words[word] = spelled;
       if (found == -1) break;
       if (found == kFile)
         settings_.files.push_back(optarg);
       else if (found == 'h')
         return Answer{helpOf(command_)};
-      else if (found >= kFirstOption)
-        useOption(options()[static_cast<std::size_t>(found - kFirstOption)], count, words);
+      else if (found >= kFirstOption && !std::string_view(spelled).starts_with("---"))
+        useOption(optionOf(found), count, words);
       else
-        refuse(found, words[word]);
+        refuse(found, spelled);
     }
     settings_.files.insert(settings_.files.end(), words + optind, words + count);  // after "--"
+    placeOutput();
     checkFiles();
     checkSizes();
     checkProcess();
@@ -52,16 +58,43 @@ class Parser {
   // What getopt_long returns: 1 for a file, the value in knownOptions() for an option.
   static constexpr int kFile = 1, kFirstOption = 256;
 
+  static const Option& optionOf(int found) {
+    const auto index = static_cast<std::size_t>(found - kFirstOption);
+    return index < options().size() ? options()[index] : peerOptions()[index - options().size()];
+  }
+
   std::vector<option> knownOptions() const {
     std::vector<option> known;
     int value = kFirstOption;
-    for (const Option& o : options()) {
-      if (o.commands & setOf(command_.command)) known.push_back({o.name.data() + 2, argumentOf(o), nullptr, value});
-      ++value;
+    for (const std::span<const Option> table : {options(), peerOptions()}) {
+      for (const Option& o : table) {
+        if (isOfCommand(o)) known.push_back({longName(o), argumentOf(o), nullptr, value});
+        ++value;
+      }
     }
     known.push_back({"help", no_argument, nullptr, 'h'});
     known.push_back({});
     return known;
+  }
+
+  bool isOfCommand(const Option& option) const { return option.commands & setOf(command_.command); }
+
+  // What getopt_long compares with what follows two dashes. The names of peers, which begin with one dash, keep it, so
+  // that they are not found by their first letters.
+  static const char* longName(const Option& option) {
+    return option.name.data() + (option.name.starts_with("--") ? 2 : 0);
+  }
+
+  // "--quality" for "-quality", and "---outfile", which longName() expects, for "-outfile". Empty for other words.
+  std::string withTwoDashes(std::string_view word) const {
+    if (word.size() < 2 || word[0] != '-' || word[1] == '-') return "";
+    const std::string_view name = word.substr(0, word.find('='));
+    const auto isNamed = [&](std::string_view full) {
+      return [=, this](const Option& option) { return isOfCommand(option) && option.name == full; };
+    };
+    const std::string full = "-" + std::string(name);
+    if (std::ranges::any_of(options(), isNamed(full))) return "-" + std::string(word);
+    return std::ranges::any_of(peerOptions(), isNamed(name)) ? "--" + std::string(word) : "";
   }
 
   // The help shows an optional value in brackets.
@@ -95,18 +128,25 @@ class Parser {
     const std::string name = word.substr(0, word.find('='));
     if (found == ':') misuse(name + " needs a value");
     if (optopt >= kFirstOption || optopt == 'h') misuse(name + " takes no value");
-    const std::vector<std::string_view> matches = optionsThatBegin(name);
-    if (matches.size() > 1) misuse("ambiguous option " + quoted(name));
-    // "-quality" for "--quality"
-    const bool singleDash = !name.starts_with("--") && optionsThatBegin("-" + name).size() == 1;
-    misuse("unknown option " + quoted(name) + (singleDash && name.size() > 2 ? "; did you mean -" + name + "?" : ""));
+    if (name.starts_with("--") && optionsThatBegin(name).size() > 1) misuse("ambiguous option " + quoted(name));
+    const std::string suggestion = suggestionFor(name, command_.command);
+    misuse("unknown option " + quoted(name) + (suggestion.empty() ? "" : "; " + suggestion));
   }
 
   std::vector<std::string_view> optionsThatBegin(std::string_view name) const {
     std::vector<std::string_view> matches;
     for (const Option& option : options())
-      if (option.commands & setOf(command_.command) && option.name.starts_with(name)) matches.push_back(option.name);
+      if (isOfCommand(option) && option.name.starts_with(name)) matches.push_back(option.name);
     return matches;
+  }
+
+  // The output that an option names is the second of two files.
+  void placeOutput() {
+    if (!settings_.output) return;
+    if (settings_.outputDirectory) misuse("-o and --output-dir cannot be combined");
+    if (settings_.files.size() > 1)
+      misuse("unexpected argument " + quoted(settings_.files[1]) + "; -o names the output");
+    if (!settings_.files.empty()) settings_.files.push_back(*settings_.output);
   }
 
   void checkFiles() const {

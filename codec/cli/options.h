@@ -25,6 +25,7 @@ struct Settings {
 
   Command command = Command::info;
   std::vector<std::string> files;
+  std::optional<std::string> output;           // by an option, instead of the second of the files
   std::optional<std::string> outputDirectory;  // of a batch
   const char* format = nullptr;                // of the output, as the library names it; null: not given
   std::optional<int> jobs;

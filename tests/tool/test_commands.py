@@ -12,6 +12,9 @@ import zlib
 from support import *
 
 
+ANY = re.compile("")
+
+
 class CommandLine(ToolTest):
     def test_version(self):
         for flag in "--version", "-V":
@@ -85,15 +88,15 @@ class CommandLine(ToolTest):
         """Also those in a group of single letters, which the parser has not passed when it finds the error."""
         for arguments, cause in ((("encode", "a", "b.jpg", "--wrong"), "unknown option '--wrong'"),
                                  (("encode", "a", "b.jpg", "--wrong=1"), "unknown option '--wrong'"),
-                                 (("encode", "a", "b.jpg", "-q", "90"), "unknown option '-q'"),
-                                 (("encode", "-q", "a", "b.jpg"), "unknown option '-q'"),
-                                 (("encode", "a", "b.jpg", "-quality", "90"),
-                                  "unknown option '-quality'; did you mean --quality?"),
+                                 (("encode", "-x", "a", "b.jpg"), "unknown option '-x'"),
+                                 (("encode", "a", "b.jpg", "-quality"), "-quality needs a value"),
+                                 (("encode", "a", "b.jpg", "-progressive=1"), "-progressive takes no value"),
+                                 (("encode", "a", "b.jpg", "---quality", "1"), "unknown option '---quality'; did you mean --quality?"),
+                                 (("encode", "a", "b.jpg", "---o", "c"), "unknown option '---o'"),
+                                 (("encode", "a", "b.jpg", "--o", "c"), "ambiguous option '--o'"),
                                  (("encode", "-x.png", "b.jpg"), "unknown option '-x.png'"),
                                  (("encode", "a", "--output-dir", "-q", "-qq"), "unknown option '-qq'"),
                                  (("info", "a", "--quiet"), "unknown option '--quiet'"),
-                                 (("decode", "a", "b.png", "-nosmooth"),
-                                  "unknown option '-nosmooth'; did you mean --nosmooth?"),
                                  (("decode", "a", "b.png", "--quality", "9"), "unknown option '--quality'"),
                                  (("encode", "a", "b.jpg", "--qu", "9"), "ambiguous option '--qu'"),
                                  (("encode", "a", "b.jpg", "--quality"), "--quality needs a value"),
@@ -110,6 +113,72 @@ class CommandLine(ToolTest):
     def test_options_may_be_shortened_if_that_is_unambiguous(self):
         self.expect(USAGE, "encode", "a", "b.jpg", "--qual", "101",
                     error=re.compile(r"--quality: '101' is not a whole number from 1 to 100 \("))
+
+    def test_one_dash(self):
+        """As in other tools, but never shortened."""
+        self.write("in.ppm", pnm(noise(40, 30, 3)))
+        self.write("script", b"0 1 2;")
+        for command, given, meant in (
+                ("encode", ["-quality", "90"], ["--quality", "90"]), ("encode", ["-q", "90"], ["--quality", "90"]),
+                ("encode", ["-quality=90"], ["--quality=90"]), ("encode", ["-progressive"], ["--progressive"]),
+                ("encode", ["-optimize"], ["--optimize"]), ("encode", ["-optimise"], ["--optimize"]),
+                ("encode", ["-grayscale"], ["--grayscale"]), ("encode", ["-greyscale"], ["--grayscale"]),
+                ("encode", ["-restart", "2B"], ["--restart", "2B"]),
+                ("encode", ["-scans", "script"], ["--scans", "script"]),
+                ("encode", ["-lossless", "4,1"], ["--lossless", "4,1"]),
+                ("encode", ["-format", "jp2", "-r", "9"], ["--format", "jp2", "--ratio", "9"]),
+                ("decode", ["-nosmooth"], ["--nosmooth"]), ("decode", ["-maxscans", "9"], ["--max-scans", "9"]),
+                ("decode", ["-format", "png"], ["--format", "png"]),
+                ("transcode", ["-rotate", "90"], ["--rotate", "90"]),
+                ("transcode", ["-flip", "horizontal"], ["--flip", "h"]),
+                ("transcode", ["-crop", "8x8+16+0", "-trim", "-transverse"],
+                 ["--crop", "8x8+16+0", "--trim", "--transverse"])):
+            source = "in.ppm" if command == "encode" else "in.jpg"
+            self.expect(OK, "encode", "in.ppm", "in.jpg")
+            plain = self.expect(OK, command, *given, source, "-", error=ANY)
+            self.assertEqual(plain, self.expect(OK, command, source, "-", *meant, error=ANY), given)
+            for name in "-o", "-outfile":
+                self.expect(OK, command, source, name, "out", *given, *["--format", "jpg"] * (command == "encode"
+                            and "-format" not in given), *["--format", "pnm"] * (command == "decode" and "-format"
+                            not in given), error=ANY)
+                self.assertEqual(self.read("out"), plain, given)
+        self.expect(OK, "encode", "in.ppm", "in.jp2")
+        self.assertEqual(self.expect(OK, "decode", "in.jp2", "-", "-r", "2"),
+                         self.expect(OK, "decode", "in.jp2", "-", "--reduce", "2"))
+
+    def test_copy_keeps_some_metadata(self):
+        blocks = {"icc": b"\xff\xe2\0\x12ICC_PROFILE\0\1\1xx", "comments": b"\xff\xfe\0\6text",
+                  "other": b"\xff\xe5\0\6abcd"}
+        self.write("in.ppm", pnm(noise(9, 9, 3)))
+        self.expect(OK, "encode", "in.ppm", "a.jpg")
+        data = self.read("a.jpg")
+        self.write("b.jpg", data[:2] + b"".join(blocks.values()) + data[2:])
+        for value, kept in (("all", set(blocks)), ("none", set()), ("icc", {"icc"}), ("comments", {"comments"})):
+            copy = self.expect(OK, "transcode", "b.jpg", "-", "-copy", value, error=ANY)
+            self.assertEqual({name for name, segment in blocks.items() if segment in copy}, kept, value)
+        self.expect(USAGE, "transcode", "b.jpg", "-", "-copy", "some", error=re.compile(
+            r"\Amoxj: -copy: 'some' is not all, none, comments or icc \("))
+
+    def test_doubtful_spellings_are_refused_with_a_suggestion(self):
+        for arguments, cause in (
+                (("encode", "a", "b.jpg", "-qual", "9"), "unknown option '-qual'; did you mean --quality?"),
+                (("encode", "a", "b.jpg", "-opt"), "unknown option '-opt'; did you mean --optimize or -optimise?"),
+                (("transcode", "a", "b.jpg", "-trans"),
+                 "unknown option '-trans'; did you mean --transpose or --transverse?"),
+                (("encode", "a", "b.jpg", "-maxmemory", "9"),
+                 "unknown option '-maxmemory'; use --max-memory, which counts bytes"),
+                (("encode", "a", "b.jp2", "-n", "6"),
+                 "unknown option '-n'; use --levels, which is one less than the number of resolutions"),
+                (("decode", "a", "b.png", "-q", "6"),
+                 "unknown option '-q'; use --quality (JPEG), or --ratio or --bpp (JPEG 2000)"),
+                (("encode", "a", "b.jpg", "-Quality", "9"), "unknown option '-Quality'"),
+                (("encode", "a", "b.jpg", "-o", "c"), "unexpected argument 'b.jpg'; -o names the output"),
+                (("encode", "-o", "c"), "missing file name"),
+                (("encode", "a", "-o", "c.jpg", "--output-dir", "d"), "-o and --output-dir cannot be combined")):
+            self.expect(USAGE, *arguments, error="moxj: %s (see moxj %s --help)\n" % (cause, arguments[0]))
+        # The same letter for the other format.
+        for letter, output, label in (("-q", "b.jp2", "JPEG 2000"), ("-r", "b.jpg", "JPEG")):
+            self.expect(USAGE, "encode", "a", output, letter, "9", error=f"moxj: {letter} is not for {label} files\n")
 
     def test_values_out_of_range(self):
         for option, values in {
