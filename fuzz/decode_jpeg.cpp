@@ -11,8 +11,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const ByteSpan file(data, size);
   const Limits limits{.maxPixels = 1 << 18, .maxScans = 20};
   for (const bool native : {false, true}) {
-    const jpeg::DecodeOptions options{
-        .smooth = size % 2 == 0, .fastMcu = size % 3 == 0, .inks = size % 5 == 0, .native = native};
+    const jpeg::DecodeOptions options{.smooth = size % 2 == 0,
+                                      .fastMcu = size % 3 == 0,
+                                      .inks = size % 5 == 0,
+                                      .native = native,
+                                      .picture = static_cast<int>(size % 7 == 0)};
     try {
       PictureCollector collector;
       Work work(limits);

@@ -404,6 +404,8 @@ typedef struct {
   int32_t components; /* 1: components and inks as they are coded: no palette, no conversion of inks to RGB */
   int32_t orient;     /* 1: turn the pixels as the Exif orientation says; the orientation becomes 1. 0: a note says that
                        * the picture is turned */
+  int32_t picture;    /* JPEG: which of several pictures that follow each other, from 1; 0: the first, and what follows
+                       * it is noted */
 } MoxcReadOptions;
 
 /* No option given. */
@@ -570,7 +572,8 @@ typedef struct {
   int32_t cropHeight; /* grows by as much; width or height 0: as far as the edge */
   int32_t cropX;
   int32_t cropY;
-  int32_t orient; /* 1: the transform that the Exif orientation asks for, which becomes 1; not with transform */
+  int32_t orient;  /* 1: the transform that the Exif orientation asks for, which becomes 1; not with transform */
+  int32_t picture; /* which of several pictures that follow each other, from 1, alone; 0: the first, and what follows */
 } MoxcTranscodeOptions;
 
 /* No option given. */

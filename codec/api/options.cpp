@@ -22,6 +22,7 @@ constexpr Range<Read> kReadRanges[] = {
     {&Read::reduce, "reduce", 0, j2k::kMaxLevels}, {&Read::layers, "layers", 0, j2k::kMaxLayers},
     {&Read::nosmooth, "nosmooth", 0, 1},           {&Read::fastMcu, "fastMcu", 0, 1},
     {&Read::components, "components", 0, 1},       {&Read::orient, "orient", 0, 1},
+    {&Read::picture, "picture", 0, kMaxInt},
 };
 
 using Write = MoxcWriteOptions;
@@ -58,6 +59,7 @@ constexpr Range<Transcode> kTranscodeRanges[] = {
     {&Transcode::cropHeight, "cropHeight", 0, kMaxInt},
     {&Transcode::cropY, "cropY", 0, kMaxInt},
     {&Transcode::orient, "orient", 0, 1},
+    {&Transcode::picture, "picture", 0, kMaxInt},
 };
 
 // By MoxcTransform.
@@ -144,6 +146,7 @@ ReadOptions readOptionsOf(const MoxcReadOptions* options) {
   to.fastMcu = read.fastMcu;
   to.components = read.components;
   to.orient = read.orient;
+  to.picture = read.picture;
   return to;
 }
 
@@ -207,6 +210,7 @@ jpeg::TranscodeOptions transcodeOptionsOf(const MoxcTranscodeOptions* options) {
                  .perfect = given.perfect != 0,
                  .grayscale = given.grayscale != 0};
   to.orient = given.orient;
+  to.picture = given.picture;
   return to;
 }
 

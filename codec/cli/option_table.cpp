@@ -52,6 +52,12 @@ Complaint useStripping(const std::string& text, Settings& settings) {
   return complaint;
 }
 
+Complaint usePicture(const std::string& text, Settings& settings) {
+  const Complaint complaint = useNumber(text, 1, INT32_MAX, settings.reading.picture);
+  settings.transcoding.picture = settings.reading.picture;
+  return complaint;
+}
+
 Complaint useLevels(const std::string& text, Settings& settings) {
   int levels = 0;
   const Complaint complaint = useNumber(text, 0, kMaxLevels, levels);
@@ -111,6 +117,8 @@ constexpr Option kOptions[] = {
      [](S& s, Text text) { return useStripping(text, s); }},
     {kConversions, "--orient", "", "Turn the picture upright, as its Exif orientation says",
      [](S& s, Text) { return given(s.reading.orient), given(s.transcoding.orient), transformed(s, "--orient"); }},
+    {kConversions, "--picture", "N", "Picture N of a JPEG file that has several; default the first",
+     [](S& s, Text text) { return usePicture(text, s); }},
     {kEncode | kTranscode, "--restart", "N|NB", "Restart marker every N MCUs or, with NB, every N MCU rows",
      [](S& s, Text text) { return useRestarts(text, s); }, Of::jpeg},
     {kEncode, "--lossless", "[P[,T]]", "Lossless; for JPEG, predictor P (1-7, default: best), T bits dropped",

@@ -34,6 +34,8 @@ struct Format {
   bool coded = false;                     // compressed by the engines: what `encode` writes. Others are for `decode`
   // Whether a file begins like this; at most kSniffed bytes. Null: another entry recognises it.
   bool (*sniff)(ByteSpan first) = nullptr;
+  // Whether a file that no entry recognises has one of these after other bytes; at most kSearched bytes. Null: never.
+  bool (*search)(ByteSpan first) = nullptr;
   Description (*describe)(Input& input, Work& work) = nullptr;
   // A reader; the input outlives it. The header may be read here or in push().
   std::unique_ptr<RowSource> (*open)(Input& input, const ReadOptions& options, Work& work) = nullptr;
@@ -46,6 +48,7 @@ struct Format {
 };
 
 inline constexpr std::size_t kSniffed = 12;
+inline constexpr std::size_t kSearched = std::size_t{80} << 10;
 
 std::span<const Format* const> formats();
 

@@ -2,7 +2,10 @@
 // the whole picture.
 #include "jpeg/jpeg.h"
 
+#include <algorithm>
+
 #include "formats/formats.h"
+#include "jpeg/locate.h"
 #include "jpeg/metadata.h"
 
 namespace moxj {
@@ -13,11 +16,40 @@ namespace {
 
 constexpr int kMaxQuality = 100, kMaxRestart = 65535, kMaxPredictor = 7, kMaxPoint = 15;
 
-constexpr std::string_view kReadOptions[] = {"nosmooth", "fastMcu", "components"};
+constexpr std::string_view kReadOptions[] = {"nosmooth", "fastMcu", "components", "picture"};
 constexpr std::string_view kWriteOptions[] = {"quality", "sample",  "grayscale", "progressive", "scans", "optimize",
                                               "fastMcu", "restart", "lossless",  "predictor",   "point"};
 
 bool isJpeg(ByteSpan first) { return first.size() >= 3 && first[0] == 0xFF && first[1] == 0xD8; }
+
+// Files of other formats may have JPEG pictures in them (thumbnails, pages, covers), which are not what they are about.
+bool isOtherFormat(ByteSpan first) {
+  static constexpr const char* kSignatures[] = {"II",
+                                                "MM",
+                                                "BM",
+                                                "GIF8",
+                                                "RIFF",
+                                                "%PDF",
+                                                "%!PS",
+                                                "8BPS",
+                                                "ID3",
+                                                "fLaC",
+                                                "OggS",
+                                                "PK\3\4",
+                                                "\177ELF",
+                                                "\37\213",
+                                                "7z\274\257",
+                                                "\211PNG",
+                                                "<?xml",
+                                                "FUJIFILM",
+                                                "\305\320\323\306",
+                                                "\32\105\337\243"};
+  const std::string_view text(reinterpret_cast<const char*>(first.data()), first.size());
+  return std::ranges::any_of(kSignatures, [&](const char* known) { return text.starts_with(known); }) ||
+         (text.size() >= 8 && text.substr(4, 4) == "ftyp");
+}
+
+bool hasJpeg(ByteSpan first) { return !isOtherFormat(first) && jpeg::findPicture(first, 0, true) < first.size(); }
 
 // ---- Reading ----------------------------------------------------------------------------------------------------
 
@@ -37,8 +69,11 @@ class Reader : public RowSource {
 };
 
 std::unique_ptr<RowSource> open(Input& input, const ReadOptions& options, Work& work) {
-  const jpeg::DecodeOptions decoding{
-      .smooth = !options.nosmooth, .fastMcu = options.fastMcu, .inks = options.components, .native = options.native};
+  const jpeg::DecodeOptions decoding{.smooth = !options.nosmooth,
+                                     .fastMcu = options.fastMcu,
+                                     .inks = options.components,
+                                     .native = options.native,
+                                     .picture = options.picture};
   return std::make_unique<Reader>(input, decoding, work);
 }
 
@@ -133,6 +168,7 @@ const Format kJpegFormat = {.label = "JPEG",
                             .names = {"jpg", "jpeg", "jpe", "jfif"},
                             .coded = true,
                             .sniff = isJpeg,
+                            .search = hasJpeg,
                             .describe = describeJpeg,
                             .open = open,
                             .create = create,

@@ -66,6 +66,8 @@ std::string textOf(const jpeg::Info& info, const Metadata* metadata, std::size_t
   if (info.process != "lossless") text += line("quality", qualityText(info));
   text += line("restarts", info.restartInterval == 0 ? "none" : "every " + counted(info.restartInterval, "MCU"));
   text += metadataText(metadata);
+  if (info.bytesBefore > 0) text += line("before the start", counted(info.bytesBefore, "byte"));
+  if (info.pictures > 1) text += line("pictures", std::to_string(info.pictures));
   if (info.bytesAfterEnd > 0) text += line("after the end", counted(info.bytesAfterEnd, "byte"));
   for (const jpeg::Component& component : info.components) text += line("component", componentText(component));
   for (const jpeg::QuantTable& table : info.quantTables) text += line("quantisation", stepsText(table));
@@ -140,6 +142,8 @@ Json jsonOf(const jpeg::Info& info, const Metadata* metadata, std::size_t bytes)
   json["segments"] = listOf(info.segments);
   json["complete"] = info.complete;
   addMetadata(json, metadata);
+  if (info.bytesBefore > 0) json["bytesBefore"] = info.bytesBefore;
+  if (info.pictures > 1) json["pictures"] = info.pictures;
   if (info.bytesAfterEnd > 0) json["bytesAfterEnd"] = info.bytesAfterEnd;
   return json;
 }
@@ -155,7 +159,7 @@ Description describeJpeg(Input& input, Work& work) {
   description.height = static_cast<std::uint64_t>(info.height);
   description.channels = static_cast<int>(info.components.size());
   description.bits = info.precision;
-  description.metadata = jpeg::readMetadata(file, work.budget, info.notes);
+  description.metadata = jpeg::readMetadata(file.subspan(info.bytesBefore), work.budget, info.notes);
   description.text = textOf(info, description.metadata.get(), file.size());
   description.json = jsonText(jsonOf(info, description.metadata.get(), file.size()));
   static_cast<Outcome&>(description) = std::move(static_cast<Outcome&>(info));

@@ -18,6 +18,7 @@ struct ReadOptions {
   bool fastMcu = false;     // JPEG: convert MCU by MCU
   bool components = false;  // components and inks as they are coded: no palette, no conversion of inks to RGB
   bool orient = false;      // turns the pixels as the Exif orientation says; of files without one, nothing
+  int picture = 0;          // JPEG: of several in a file, from 1
   bool native = false;      // JPEG: also YCbCr as it is coded, not up-sampled (not an option of a file: never refused)
 };
 

@@ -60,6 +60,7 @@ constexpr OptionField<ReadOptions> kReadFields[] = {
     {"nosmooth", isSet<&ReadOptions::nosmooth, ReadOptions>},
     {"fastMcu", isSet<&ReadOptions::fastMcu, ReadOptions>},
     {"components", isSet<&ReadOptions::components, ReadOptions>},
+    {"picture", isSet<&ReadOptions::picture, ReadOptions>},
 };
 
 constexpr OptionField<WriteOptions> kWriteFields[] = {
@@ -113,7 +114,10 @@ const Format& recognise(Input& input) {
   const ByteSpan first = input.first(kSniffed);
   for (const Format* format : kFormats)
     if (format->sniff && format->sniff(first)) return *format;
-  fail(Kind::notThisFormat, unrecognised(first));
+  const ByteSpan more = input.first(kSearched);
+  for (const Format* format : kFormats)
+    if (format->search && format->search(more)) return *format;
+  fail(Kind::notThisFormat, unrecognised(input.first(kSniffed)));
 }
 
 std::string formatNames(bool coded) {

@@ -24,6 +24,6 @@ struct CodedPicture : Outcome {
 };
 
 // Like decode(), but stops at the coefficients.
-CodedPicture readCoefficients(ByteSpan file, Work& work);
+CodedPicture readCoefficients(ByteSpan file, int picture, Work& work);
 
 }  // namespace moxj::jpeg

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "base/problem.h"
+#include "jpeg/deepscan.h"
 #include "jpeg/scanstatistics.h"
 #include "jpeg/scanwriter.h"
 
@@ -50,6 +51,12 @@ void walk(const Frame& frame, const ScanHeader& scan, const Coefficients& coeffi
 
 Codes optimalCodes(const Frame& frame, const ScanHeader& scan, const Coefficients& coefficients, int restart,
                    Rows& rows) {
+  if (isDeep(frame, kindOf(frame, scan))) {
+    DeepCounts counts;
+    DeepScan counted(counts, scan, restart);
+    walk(frame, scan, coefficients, counted, rows);
+    return counts.codes();
+  }
   ScanStatistics statistics(kindOf(frame, scan), scan, restart);
   walk(frame, scan, coefficients, statistics, rows);
   if (!statistics.incomplete()) return statistics.codes();
@@ -59,7 +66,7 @@ Codes optimalCodes(const Frame& frame, const ScanHeader& scan, const Coefficient
 }
 
 bool needsStatistics(const Frame& frame, const ScanHeader& scan, const Coding& coding) {
-  return coding.optimal || isProgressive(kindOf(frame, scan));
+  return coding.optimal || frame.precision > 8 || isProgressive(kindOf(frame, scan));
 }
 
 std::uint64_t rowsOf(const Frame& frame, const Coding& coding) {
@@ -117,8 +124,14 @@ void writeScans(Writer& writer, const Frame& frame, const Coefficients& coeffici
     if (restart != written) writer.restartInterval(restart);
     written = restart;
     writer.scan(frame, scan);
-    ScanWriter data(writer, kind, scan, codes, restart);
-    walk(frame, scan, coefficients, data, rows);
+    if (isDeep(frame, kind)) {
+      DeepBits bits(writer, codes);
+      DeepScan data(bits, scan, restart);
+      walk(frame, scan, coefficients, data, rows);
+    } else {
+      ScanWriter data(writer, kind, scan, codes, restart);
+      walk(frame, scan, coefficients, data, rows);
+    }
   }
   rows.done();
 }

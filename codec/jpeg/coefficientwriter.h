@@ -20,7 +20,9 @@ struct RestartInterval {
 
 struct Coding {
   std::vector<ScanHeader> scans;
-  bool optimal = false;  // optimal tables for each scan; progressive scans always have them, others those of Annex K
+  // Optimal tables for each scan, otherwise those of Annex K. Progressive scans and samples of more than 8 bits always
+  // have optimal ones.
+  bool optimal = false;
   RestartInterval restart;
 };
 

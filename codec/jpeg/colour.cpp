@@ -63,14 +63,18 @@ RowPainter::RowPainter(ColourModel model, int width, bool inks)
     : model_(model),
       width_(width),
       inks_(inks && (model == ColourModel::cmyk || model == ColourModel::ycck)),
-      channels_(model == ColourModel::grey || model == ColourModel::unknown ? 1
-                : inks_                                                     ? 4
-                                                                            : 3) {
+      channels_(model == ColourModel::grey      ? 1
+                : model == ColourModel::unknown ? (inks ? 2 : 1)
+                : inks_                         ? 4
+                                                : 3) {
   if (model == ColourModel::ycck) cmyk_.resize(std::size_t{4} * kPixelsOfOneThread);
 }
 
 Picture RowPainter::layout(int height) const {
-  const Colour colour = channels_ == 1 ? Colour::grey : inks_ ? Colour::cmyk : Colour::rgb;
+  const Colour colour = channels_ == 1   ? Colour::grey
+                        : channels_ == 2 ? Colour::unknown
+                        : inks_          ? Colour::cmyk
+                                         : Colour::rgb;
   Picture layout = Picture::layout(width_, height, channels_, 8, colour);
   layout.inverted = inks_;
   return layout;
@@ -78,8 +82,15 @@ Picture RowPainter::layout(int height) const {
 
 void RowPainter::paint(const std::uint8_t* const planes[4], std::uint8_t* pixels) {
   switch (model_) {
-    case ColourModel::grey:
     case ColourModel::unknown:
+      if (channels_ == 2) {
+        for (int x = 0; x < width_; ++x) {
+          for (int i = 0; i < 2; ++i) pixels[2 * x + i] = planes[i][x];
+        }
+        return;
+      }
+      [[fallthrough]];
+    case ColourModel::grey:
       std::memcpy(pixels, planes[0], width_);
       return;
     case ColourModel::rgb:

@@ -20,7 +20,8 @@ const char* nameOf(ColourModel model);
 // Converts a row of each component to a row of pixels.
 class RowPainter {
  public:
-  // Converts CMYK to RGB unless `inks` is set.
+  // Converts CMYK to RGB unless `inks` is set. Of two components of unknown meaning, takes the first as grey unless it
+  // is set.
   RowPainter(ColourModel model, int width, bool inks = false);
 
   int channels() const { return channels_; }

@@ -10,11 +10,14 @@
 #include <string>
 #include <utility>
 
+#include "jpeg/arithmeticreader.h"
 #include "jpeg/codedpicture.h"
 #include "jpeg/coefficients.h"
 #include "jpeg/colour.h"
+#include "jpeg/deeppainter.h"
 #include "jpeg/fastmcu.h"
 #include "jpeg/jpeg.h"
+#include "jpeg/locate.h"
 #include "jpeg/lossless.h"
 #include "jpeg/losslessreader.h"
 #include "jpeg/metadata.h"
@@ -31,9 +34,11 @@ namespace {
 // Refuses, by name, the processes and forms that are not supported.
 void requireSupported(const Frame& frame) {
   const std::string process = processAdjective(frame.process);
-  if (frame.process > marker::sof3) fail(Kind::unsupported, process + " JPEG is not supported");
-  const bool lossless = frame.process == marker::sof3;
-  if (lossless ? frame.precision < 2 || frame.precision > 16 : frame.precision != 8)
+  if (!marker::isDct(frame.process) && frame.process != marker::sof3)
+    fail(Kind::unsupported, process + " JPEG is not supported");
+  const bool lossless = frame.lossless();
+  const bool supported = lossless ? frame.precision >= 2 && frame.precision <= 16 : frame.hasDctPrecision();
+  if (!supported)
     fail(Kind::unsupported, process + " JPEG of " + std::to_string(frame.precision) + " bits is not supported");
   if (frame.components.size() > 4)
     fail(Kind::unsupported, std::to_string(frame.components.size()) + " components are not supported");
@@ -110,7 +115,10 @@ class Decoder {
   void checkScan(const ScanHeader& scan);
   void readLossless(const ScanHeader& scan, std::size_t offset);
   void finishScan(const EntropyReader& reader, std::size_t end);
-  void collect(ScanReader& reader, const ScanHeader& scan, std::size_t offset);
+  template <class Reader>
+  void readBlocks(Reader&& reader, const ScanHeader& scan, std::size_t offset);
+  template <class Reader>
+  void collect(Reader& reader, const ScanHeader& scan, std::size_t offset);
   std::unique_ptr<Painter> makePainter();
   void paintCoefficients();
   void freeMemory();
@@ -120,8 +128,8 @@ class Decoder {
   void noteTail() {
     if (std::string note = noteAfterEnd(tail()); !note.empty()) outcome_.notes.push_back(std::move(note));
   }
-  bool lossless() const { return frame_->process == marker::sof3; }
-  bool progressive() const { return frame_->process == marker::sof2; }
+  bool lossless() const { return frame_->lossless(); }
+  bool progressive() const { return frame_->progressive(); }
   bool allRead() const;
   bool allFinished() const;
   void damaged(const std::string& what) { outcome_.incomplete(what); }
@@ -167,8 +175,6 @@ void Decoder::readSegments() {
       break;
     } else if (segment->marker == marker::dhp || segment->marker == marker::exp) {
       fail(Kind::unsupported, "hierarchical JPEG is not supported");
-    } else if (segment->marker == marker::dac) {
-      fail(Kind::unsupported, "arithmetic coding is not supported");
     } else if (segment->marker == marker::soi) {
       fail(Kind::damaged, "SOI marker inside the picture");
     } else {
@@ -206,7 +212,7 @@ void Decoder::takeFrame(const MarkerSegment& segment) {
   // The sampling factors of a lone component have no effect.
   if (frame_->components.size() == 1) frame_->components[0].horizontal = frame_->components[0].vertical = 1;
   frame_->layOut();
-  if (frame_->components.size() == 2)
+  if (frame_->components.size() == 2 && !options_.inks && !keep_)
     outcome_.notes.push_back("two components of unknown meaning, the first is used as grey");
 }
 
@@ -218,7 +224,16 @@ void Decoder::readScan(const MarkerSegment& segment) {
   const ScanHeader scan = parseScan(segment, *frame_);
   checkScan(scan);
   if (lossless()) return readLossless(scan, segment.end);
-  ScanReader reader(*frame_, scan, tables_, file_.subspan(segment.end));
+  const ByteSpan data = file_.subspan(segment.end);
+  if (frame_->arithmetic()) {
+    readBlocks(ArithmeticReader(*frame_, scan, tables_, data), scan, segment.end);
+  } else {
+    readBlocks(ScanReader(*frame_, scan, tables_, data), scan, segment.end);
+  }
+}
+
+template <class Reader>
+void Decoder::readBlocks(Reader&& reader, const ScanHeader& scan, std::size_t offset) {
   for (const ScanHeader::Selector& selector : scan.components) read_[selector.component].read = true;
 
   if (!progressive() && !keep_ && scan.components.size() == frame_->components.size()) {
@@ -230,9 +245,9 @@ void Decoder::readScan(const MarkerSegment& segment) {
       reportProgress(work_.progress, row + 1, frame_->mcusHigh);
     }
   } else {
-    collect(reader, scan, segment.end);
+    collect(reader, scan, offset);
   }
-  finishScan(reader, segment.end + reader.end());
+  finishScan(reader, offset + reader.end());
 }
 
 void Decoder::finishScan(const EntropyReader& reader, std::size_t end) {
@@ -277,7 +292,8 @@ void Decoder::checkScan(const ScanHeader& scan) {
   if (progressive() && !progression_.take(scan)) damaged("scan " + std::to_string(scans_) + " is out of sequence");
 }
 
-void Decoder::collect(ScanReader& reader, const ScanHeader& scan, std::size_t offset) {
+template <class Reader>
+void Decoder::collect(Reader& reader, const ScanHeader& scan, std::size_t offset) {
   if (!coefficients_) coefficients_ = std::make_unique<Coefficients>(*frame_, work_.budget);
   const bool interleaved = scan.components.size() > 1;
   CoefficientSink sink{*coefficients_};
@@ -297,12 +313,13 @@ std::unique_ptr<Painter> Decoder::makePainter() {
   std::vector<Steps> steps;
   for (std::size_t i = 0; i < frame_->components.size(); ++i) steps.push_back(read_[i].steps);
   const ColourModel model = colourModelOf(*frame_, tables_);
+  if (frame_->precision > 8) return std::make_unique<DeepPainter>(*frame_, model, steps, options_, *sink_, work_);
   if (options_.native && PlanePainter::canPaint(*frame_, model))
     return std::make_unique<PlanePainter>(*frame_, model, steps, *sink_, work_.budget);
   if (options_.fastMcu && model == ColourModel::ycbcr && mcuFunctionsFor(*frame_))
     return std::make_unique<McuPainter>(*frame_, std::move(steps), *sink_, work_.budget);
   DecodeOptions options = options_;
-  options.inks |= options_.native;
+  options.inks |= options_.native && model != ColourModel::unknown;
   return std::make_unique<Strips>(*frame_, model, steps, options, *sink_, work_.budget);
 }
 
@@ -346,17 +363,23 @@ void Decoder::paintCoefficients() {
 
 }  // namespace
 
-CodedPicture readCoefficients(ByteSpan file, Work& work) {
+CodedPicture readCoefficients(ByteSpan file, int picture, Work& work) {
+  const LocatedPicture located = locatePicture(file, picture);
   try {
-    return Decoder(file, {}, nullptr, work).runCoded();
+    CodedPicture coded = Decoder(located.bytes, {}, nullptr, work).runCoded();
+    if (!located.note.empty()) coded.notes.insert(coded.notes.begin(), located.note);
+    return coded;
   } catch (const std::bad_alloc&) {
     fail(Kind::noMemory, "not enough memory for the picture");
   }
 }
 
 Outcome decode(ByteSpan file, const DecodeOptions& options, RowSink& sink, Work& work) {
+  const LocatedPicture located = locatePicture(file, options.picture);
   try {
-    return Decoder(file, options, &sink, work).run();
+    Outcome outcome = Decoder(located.bytes, options, &sink, work).run();
+    if (!located.note.empty()) outcome.notes.insert(outcome.notes.begin(), located.note);
+    return outcome;
   } catch (const std::bad_alloc&) {
     fail(Kind::noMemory, "not enough memory for the picture");
   }

@@ -15,11 +15,13 @@ const HuffmanCode& codeOf(const Tables& tables, TableClass tableClass, int index
   fail(Kind::damaged, "the scan uses Huffman table " + std::to_string(index) + ", which is not defined");
 }
 
-EntropyReader::EntropyReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data)
+EntropyReader::EntropyReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data,
+                             int unreadBytes)
     : geometry_(frame, scan),
       state_(makeDecodeState()),
       restartInterval_(tables.restartInterval),
       data_(data),
+      unreadBytes_(static_cast<std::size_t>(unreadBytes)),
       mcusToRestart_(tables.restartInterval) {
   if (scan.components.size() > 1 && geometry_.blocks.size() > 10) {
     fail(Kind::damaged, "an MCU of " + std::to_string(geometry_.blocks.size()) + " blocks: T.81 allows at most 10");
@@ -55,6 +57,12 @@ bool EntropyReader::unitFailed(MoxStatus status) {
           : restartsLater ? "data is missing"
                           : "the picture's data ends early");
   return true;
+}
+
+void EntropyReader::lose(const char* what, bool atEnd) {
+  skipping_ = true;
+  if (atEnd || restartInterval_ == 0) exhausted_ = true;
+  damaged(what);
 }
 
 void EntropyReader::startInterval() {
@@ -95,7 +103,8 @@ bool EntropyReader::seekMarker() {
   // An encoder may pad with zeros or ones. Any other bytes are unread coefficients, so something before them was
   // misread.
   const auto isFill = [](int byte) { return byte == 0 || byte == 0xFF; };
-  if (!std::all_of(data_.begin() + from, data_.begin() + at, isFill)) damaged("extra data before a marker");
+  if (at - from > unreadBytes_ && !std::all_of(data_.begin() + from, data_.begin() + at, isFill))
+    damaged("extra data before a marker");
   if (at == data_.size()) return false;
   marker_ = data_[at + 1];
   windowStart_ = at + 2;

@@ -25,8 +25,9 @@ class EntropyReader {
   std::size_t end();
 
  protected:
-  // `data` extends from the first byte of the scan to the end of the file.
-  EntropyReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data);
+  // `data` extends from the first byte of the scan to the end of the file. A segment may end with a number of bytes
+  // that no unit needs.
+  EntropyReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data, int unreadBytes = 0);
   ~EntropyReader() = default;
 
   // Resets the predictions.
@@ -41,6 +42,8 @@ class EntropyReader {
   }
   // Handles a unit that could not be decoded completely. Always true: the decoded part of the unit may be used.
   bool unitFailed(MoxStatus status);
+  // The units up to the next restart marker are missing or, at the end of the data, all further ones.
+  void lose(const char* what, bool atEnd);
   void damaged(const char* what);
 
   ScanGeometry geometry_;
@@ -62,6 +65,7 @@ class EntropyReader {
   void resume();
 
   ByteSpan data_;
+  const std::size_t unreadBytes_;
   std::size_t windowStart_ = 0;
   int mcusToRestart_;
   int nextRestart_ = 0;  // number of the next restart marker

@@ -32,7 +32,7 @@ bool Frame::wholeRatios() const {
 }
 
 ScanKind kindOf(const Frame& frame, const ScanHeader& scan) {
-  if (frame.process != marker::sof2) return ScanKind::sequential;
+  if (!frame.progressive()) return ScanKind::sequential;
   if (scan.spectralStart == 0) return scan.approxHigh == 0 ? ScanKind::dcFirst : ScanKind::dcRefine;
   return scan.approxHigh == 0 ? ScanKind::acFirst : ScanKind::acRefine;
 }

@@ -22,6 +22,7 @@ struct FrameComponent {
 };
 
 struct Frame {
+  static constexpr std::uint8_t kBaseline = 0xC0;
   std::uint8_t process = 0;  // marker code of the frame header
   int precision = 8;
   int width = 0, height = 0;  // height 0: a DNL segment follows
@@ -30,6 +31,13 @@ struct Frame {
 
   int maxHorizontal = 1, maxVertical = 1;  // largest sampling factors
   int mcusWide = 0, mcusHigh = 0;          // of an interleaved scan
+
+  // Processes differ in bits of their marker codes.
+  bool lossless() const { return (process & 3) == 3; }
+  bool progressive() const { return (process & 3) == 2; }
+  bool arithmetic() const { return (process & 8) != 0; }
+  // Whether the depth is one of those of the DCT processes (T.81 Table B.2): 8 or, except in baseline files, 12 bits.
+  bool hasDctPrecision() const { return precision == 8 || (precision == 12 && process != kBaseline); }
 
   // Derives the geometry from the size and the sampling factors.
   void layOut();

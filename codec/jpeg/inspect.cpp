@@ -4,6 +4,7 @@
 
 #include "jpeg/colour.h"
 #include "jpeg/jpeg.h"
+#include "jpeg/locate.h"
 #include "jpeg/syntax.h"
 
 namespace moxj::jpeg {
@@ -55,8 +56,8 @@ void estimateQuality(const Frame& frame, const Tables& tables, Info& info) {
 void describeFrame(const Frame& frame, const Tables& tables, Info& info) {
   info.process = processName(frame.process);
   info.supported =
-      (frame.process <= marker::sof2 ? frame.precision == 8
-                                     : frame.process == marker::sof3 && frame.precision > 1 && frame.precision <= 16) &&
+      (marker::isDct(frame.process) ? frame.hasDctPrecision()
+                                    : frame.process == marker::sof3 && frame.precision > 1 && frame.precision <= 16) &&
       frame.components.size() <= 4;
   info.precision = frame.precision;
   info.width = frame.width;
@@ -130,7 +131,7 @@ std::string detailOf(const MarkerSegment& segment, const Tables& tables) {
 
 class Inspector {
  public:
-  explicit Inspector(ByteSpan file) : file_(file), walker_(file) {}
+  explicit Inspector(ByteSpan file) : Inspector(file, locatePicture(file, 0)) {}
 
   Info run() {
     try {
@@ -147,6 +148,10 @@ class Inspector {
   }
 
  private:
+  Inspector(ByteSpan file, const LocatedPicture& picture) : file_(file), walker_(file, picture.offset) {
+    info_.bytesBefore = picture.offset;
+    if (!picture.note.empty()) info_.notes.push_back(picture.note);
+  }
   void walk();
   void addScan(const MarkerSegment& segment);
 
@@ -176,6 +181,7 @@ void Inspector::walk() {
     }
     if (segment->marker == marker::eoi) {
       info_.bytesAfterEnd = file_.size() - segment->end;
+      info_.pictures = countPictures(file_.subspan(info_.bytesBefore));
       return;
     }
   }

@@ -66,13 +66,16 @@ struct DecodeOptions {
   bool smooth = true;
   // Decodes 4:2:0, 4:2:2 and 4:4:4 MCU by MCU: faster, but repeats samples. Has no effect on other files.
   bool fastMcu = false;
-  // CMYK and YCCK as 4 inks, not as RGB; both of two lossless components.
+  // CMYK and YCCK as 4 inks, not as RGB; both of two components, not the first as grey.
   bool inks = false;
   // YCbCr and RGB components as planes of their own size, as they are coded, and inks. Has no effect if a component has
   // fractional sub-sampling such as 3:2.
   bool native = false;
+  int picture = 0;  // of a file with several: its number, from 1. 0: the first; what follows it is noted
 };
 
+// Up to 64 KiB before the SOI marker of a file are passed over, with a note, also by transcode() and inspect().
+//
 // Decodes a file and gives its rows to the sink: grey or RGB of 8 bits, interleaved, unless the options ask for
 // something else. Lossless files of other depths keep their depth and have Colour grey, rgb, ycbcr or, with
 // options.inks, cmyk or unknown; samples of sub-sampled components are repeated.
@@ -96,6 +99,7 @@ struct TranscodeOptions {
   bool restartInRows = false;
   bool orient = false;     // the transform is that of the Exif orientation, which becomes 1
   Geometry geometry = {};  // scans and restart intervals are those of the result
+  int picture = 0;  // of a file with several: its number, from 1, for it alone. 0: the first, and what follows it
 };
 
 // Re-encodes the same coefficients with other scans and Huffman tables, and in other places if a geometry is given. If
@@ -165,7 +169,9 @@ struct Info : Outcome {
   bool qualityExact = false;            // the tables are exactly those
   std::vector<Segment> segments;
   std::vector<Scan> scans;
+  std::uint64_t bytesBefore = 0;    // before the SOI marker
   std::uint64_t bytesAfterEnd = 0;  // after the EOI marker
+  int pictures = 1;                 // that follow each other; this is the structure of the first
 };
 
 // Throws Problem only if the file is not JPEG or has no readable frame header.

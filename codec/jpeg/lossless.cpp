@@ -176,7 +176,7 @@ void pushDeep(const Frame& frame, ColourModel model, const Picture& samples, con
   const bool inks = options.inks || options.native;
   switch (model) {
     case ColourModel::ycck:
-      fail(Kind::unsupported, "lossless YCCK of " + std::to_string(frame.precision) + " bits is not supported");
+      fail(Kind::unsupported, "YCCK of " + std::to_string(frame.precision) + " bits is not supported");
     case ColourModel::cmyk:
       return inks ? pushRepeated(frame, samples, Colour::cmyk, count, sink, work)
                   : pushDimmed(frame, samples, sink, work);

@@ -1,4 +1,4 @@
-// Gives the decoded samples of lossless files (T.81 Annex H) to a sink.
+// Gives the decoded samples of lossless files (T.81 Annex H), and of others with more than 8 bits, to a sink.
 #pragma once
 
 #include "jpeg/colour.h"

@@ -15,6 +15,8 @@ inline constexpr std::uint8_t sof2 = 0xC2;  // progressive
 inline constexpr std::uint8_t sof3 = 0xC3;  // lossless
 inline constexpr std::uint8_t dht = 0xC4;
 inline constexpr std::uint8_t jpg = 0xC8;
+inline constexpr std::uint8_t sof9 = 0xC9;   // extended sequential, arithmetic coding
+inline constexpr std::uint8_t sof10 = 0xCA;  // progressive, arithmetic coding
 inline constexpr std::uint8_t dac = 0xCC;
 inline constexpr std::uint8_t sof15 = 0xCF;
 inline constexpr std::uint8_t rst0 = 0xD0;
@@ -38,6 +40,8 @@ constexpr bool isRestart(int code) { return code >= rst0 && code <= rst7; }
 constexpr bool isFrameHeader(int code) {
   return code >= sof0 && code <= sof15 && code != dht && code != jpg && code != dac;
 }
+// The sequential and progressive processes, hierarchical ones excepted.
+constexpr bool isDct(int code) { return (code >= sof0 && code <= sof2) || code == sof9 || code == sof10; }
 constexpr bool isKept(int code) {  // describes the picture, not its coding
   return (code >= app0 && code <= app15) || code == com;
 }

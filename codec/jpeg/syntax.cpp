@@ -68,14 +68,32 @@ void takeCodes(ByteReader in, Tables& tables) {
   }
 }
 
+void takeConditioning(ByteReader in, Tables::Conditioning& conditioning) {
+  while (!in.empty()) {
+    const int selector = in.u8();
+    const int index = selector & 15;
+    if (selector >> 4 > kAc || index > 3) in.bad("has an invalid table selector " + std::to_string(selector));
+    const int value = in.u8();
+    if (selector >> 4 == kAc) {
+      if (value < 1 || value > 63) in.bad("has an invalid coefficient number " + std::to_string(value));
+      conditioning.split[index] = static_cast<std::uint8_t>(value);
+    } else {
+      if ((value & 15) > value >> 4) in.bad("has bounds of differences in the wrong order");
+      conditioning.lower[index] = value & 15;
+      conditioning.upper[index] = static_cast<std::uint8_t>(value >> 4);
+    }
+  }
+}
+
 bool startsWith(ByteSpan body, const char* text, std::size_t length) {
   return body.size() >= length && std::memcmp(body.data(), text, length) == 0;
 }
 
 }  // namespace
 
-SegmentWalker::SegmentWalker(ByteSpan file) : file_(file) {
-  if (file.size() < 2 || file[0] != 0xFF || file[1] != marker::soi) fail(Kind::notThisFormat, "not a JPEG file");
+SegmentWalker::SegmentWalker(ByteSpan file, std::size_t from) : file_(file), at_(from) {
+  if (file.size() < from + 2 || file[from] != 0xFF || file[from + 1] != marker::soi)
+    fail(Kind::notThisFormat, "not a JPEG file");
 }
 
 std::optional<MarkerSegment> SegmentWalker::next() {
@@ -187,6 +205,9 @@ bool Tables::take(const MarkerSegment& segment) {
       return true;
     case marker::dht:
       takeCodes(parametersOf(segment), *this);
+      return true;
+    case marker::dac:
+      takeConditioning(parametersOf(segment), conditioning);
       return true;
     case marker::dri: {
       ByteReader in = parametersOf(segment);

@@ -23,8 +23,8 @@ struct MarkerSegment {
 // Iterates over the marker segments. The caller must skip the entropy-coded data after an SOS segment.
 class SegmentWalker {
  public:
-  // Throws Problem if the file does not begin with SOI.
-  explicit SegmentWalker(ByteSpan file);
+  // Begins with the SOI marker at `from`. Throws Problem if there is none.
+  explicit SegmentWalker(ByteSpan file, std::size_t from = 0);
 
   // The next segment, or none at the end of the file. Skips fill bytes and stray bytes. Throws Problem for a
   // segment with an invalid length or one that extends past the end of the file.
@@ -56,11 +56,16 @@ struct Tables {
   std::array<std::optional<Steps>, 4> steps;
   std::array<bool, 4> wideSteps{};                                 // steps of 16 bits
   std::array<std::array<std::optional<HuffmanCode>, 4>, 2> codes;  // [table class]
-  int restartInterval = 0;                                         // in MCUs, 0: none
+  // Of arithmetic coding: for DC tables the bounds of the classes of differences, for AC tables the last coefficient of
+  // low frequency (DAC).
+  struct Conditioning {
+    std::array<std::uint8_t, 4> lower{0, 0, 0, 0}, upper{1, 1, 1, 1}, split{5, 5, 5, 5};
+  } conditioning;
+  int restartInterval = 0;  // in MCUs, 0: none
   bool jfif = false;
   std::optional<int> adobeTransform;
 
-  // Applies a segment. False if it is not DQT, DHT, DRI, JFIF or Adobe.
+  // Applies a segment. False if it is not DQT, DHT, DAC, DRI, JFIF or Adobe.
   bool take(const MarkerSegment& segment);
 };
 

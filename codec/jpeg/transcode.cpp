@@ -14,7 +14,7 @@ using Process = TranscodeOptions::Process;
 
 bool isProgressive(const CodedPicture& picture, const TranscodeOptions& options) {
   if (options.script) return options.script->progressive();
-  if (options.process == Process::asInput) return picture.frame.process == marker::sof2;
+  if (options.process == Process::asInput) return picture.frame.progressive();
   return options.process == Process::progressive;
 }
 
@@ -80,14 +80,15 @@ void writeSegments(Writer& writer, const CodedPicture& picture, const TranscodeO
 Frame frameFor(const CodedPicture& picture, const TranscodeOptions& options) {
   Frame frame = picture.frame;
   const bool wide = std::any_of(picture.steps.begin(), picture.steps.end(), isWide);
-  frame.process = isProgressive(picture, options) ? marker::sof2 : wide ? marker::sof1 : marker::sof0;
+  const bool extended = wide || frame.precision > 8;
+  frame.process = isProgressive(picture, options) ? marker::sof2 : extended ? marker::sof1 : marker::sof0;
   return frame;
 }
 
 }  // namespace
 
 Outcome transcode(ByteSpan file, const TranscodeOptions& options, Output& output, Work& work) {
-  CodedPicture picture = readCoefficients(file, work);
+  CodedPicture picture = readCoefficients(file, options.picture, work);
   requireCodable(picture);
   Geometry geometry = options.geometry;
   const bool upright = options.orient && orientationOf(picture.segments) != 1;

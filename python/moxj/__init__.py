@@ -203,18 +203,18 @@ def _metadata_given(icc, exif, xmp, metadata):
 
 
 def read(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, fast_mcu=False, components=False,
-         orient=False, threads=1, limits=None, progress=None):
+         orient=False, picture=0, threads=1, limits=None, progress=None):
     """Decodes a file into a moxj.Picture: arrays with metadata, warning and notes. Arguments as those of decode().
 
     A damaged file that can be decoded in part gives a picture with complete=False, without a Python warning.
     """
-    fields = _options.read_fields(reduce, layers, smooth, fast_mcu, components, orient)
+    fields = _options.read_fields(reduce, layers, smooth, fast_mcu, components, orient, picture)
     return Picture(*_native.decode(source, fields, _options.layout_number(layout), bits or 0,
                                    _running(threads, limits, progress)))
 
 
 def decode(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, fast_mcu=False, components=False,
-           orient=False, threads=1, limits=None, progress=None, out=None):
+           orient=False, picture=0, threads=1, limits=None, progress=None, out=None):
     """Decodes a file into an array.
 
     source      bytes, path or file object of any format that the library reads
@@ -233,6 +233,7 @@ def decode(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, f
     fast_mcu    JPEG: True decodes MCU by MCU, faster, without interpolation
     components  True: components and inks as they are coded: no palette, no conversion of inks to RGB
     orient      True: turned upright, as the Exif orientation says, which becomes 1
+    picture     JPEG: of several pictures that follow each other in a file, the one with this number, from 1
     threads     threads that the call may use, 1 to 1024
     limits      moxj.Limits
     progress    callable(done, total)
@@ -245,7 +246,7 @@ def decode(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, f
     size that have no common meaning come as (height, width, planes), in a copy. Where part of the picture is missing,
     because the file is damaged, there is a moxj.IncompleteWarning.
     """
-    fields = _options.read_fields(reduce, layers, smooth, fast_mcu, components, orient)
+    fields = _options.read_fields(reduce, layers, smooth, fast_mcu, components, orient, picture)
     running = _running(threads, limits, progress)
     if out is None:
         picture = Picture(*_native.decode(source, fields, _options.layout_number(layout), bits or 0, running))
@@ -349,12 +350,14 @@ def convert(source, format=None, *, to=None, reading=None, quality=None, sample=
 
     source   bytes, path or file object
     format   see encode()
-    reading  a dict of options of decode(): reduce, layers, smooth, fast_mcu, components, orient
+    reading  a dict of options of decode(): reduce, layers, smooth, fast_mcu, components, orient,
+             picture
 
     All other arguments, warnings and the result are those of encode().
     """
     writing = _options.fields_of(locals(), _options.WRITE_OPTIONS)
-    given = {"reduce": 0, "layers": 0, "smooth": True, "fast_mcu": False, "components": False, "orient": False}
+    given = {"reduce": 0, "layers": 0, "smooth": True, "fast_mcu": False, "components": False, "orient": False,
+             "picture": 0}
     unknown = set(reading or ()) - set(given)
     if unknown:
         raise TypeError(f"no option of reading is called {min(unknown)}")
@@ -367,7 +370,7 @@ def convert(source, format=None, *, to=None, reading=None, quality=None, sample=
 
 def transcode(source, *, to=None, optimize=False, progressive=False, scans=None, sequential=False, strip=False,
               restart=None, restart_in_rows=False, transform=None, trim=False, perfect=False, grayscale=False,
-              crop=None, threads=1, limits=None, progress=None):
+              crop=None, picture=None, threads=1, limits=None, progress=None):
     """Codes the coefficients of a JPEG file again, with other scans and tables: every decoder shows the same picture,
     or the same pixels in other places.
 
@@ -387,6 +390,7 @@ def transcode(source, *, to=None, optimize=False, progressive=False, scans=None,
     grayscale    keep only the luminance
     crop         (x, y, width, height) of the transformed picture; the corner moves to that of an MCU, and the rectangle
                  grows by as much
+    picture      of several pictures that follow each other in a file, the one with this number, from 1, alone
 
     Returns bytes, or None if `to` is given. A damaged file gives the part that could be decoded, with a
     moxj.IncompleteWarning.

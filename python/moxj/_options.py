@@ -6,16 +6,16 @@ from . import _native
 from ._errors import BadArgument, bad_option
 
 # Options for which 0 means "not given" in the library. Python refuses it.
-_NEVER_ZERO = {"quality", "ratio", "bpp", "layers"}
+_NEVER_ZERO = {"quality", "ratio", "bpp", "layers", "picture"}
 _CHOICES = {"sample": _native.SAMPLES, "progression": _native.PROGRESSIONS, "transform": _native.TRANSFORMS}
 _FIELDS = {"fast_mcu": "fastMcu", "restart_in_rows": "restartInRows"}
 
 WRITE_OPTIONS = ("quality", "sample", "grayscale", "progressive", "scans", "optimize", "fast_mcu", "restart",
                  "restart_in_rows", "lossless", "predictor", "point", "ratio", "bpp", "levels", "block", "tile",
                  "progression", "layers", "modes")
-READ_OPTIONS = ("reduce", "layers", "smooth", "fast_mcu", "components", "orient")
+READ_OPTIONS = ("reduce", "layers", "smooth", "fast_mcu", "components", "orient", "picture")
 TRANSCODE_OPTIONS = ("optimize", "progressive", "scans", "sequential", "strip", "restart", "restart_in_rows",
-                     "transform", "trim", "perfect", "grayscale", "crop")
+                     "transform", "trim", "perfect", "grayscale", "crop", "picture")
 _INTERLEAVED = {"grey": 1, "grey-alpha": 2, "rgb": 3, "bgr": 3, "rgba": 4, "bgra": 4, "cmyk": 4, "rgb565": 1,
                 "rgb555": 1}
 _LAYOUT_OF_CHANNELS = {1: "grey", 2: "grey-alpha", 3: "rgb", 4: "rgba"}
@@ -86,9 +86,9 @@ def fields_of(given, names):
     return fields
 
 
-def read_fields(reduce, layers, smooth, fast_mcu, components, orient=False):
+def read_fields(reduce, layers, smooth, fast_mcu, components, orient=False, picture=0):
     return {"reduce": reduce, "layers": layers, "nosmooth": int(not smooth), "fastMcu": int(bool(fast_mcu)),
-            "components": int(bool(components)), "orient": int(bool(orient))}
+            "components": int(bool(components)), "orient": int(bool(orient)), "picture": picture}
 
 
 def layout_number(layout):

@@ -19,7 +19,8 @@ struct Field {
 constexpr Field<MoxcReadOptions> kReadFields[]{
     {"reduce", &MoxcReadOptions::reduce},         {"layers", &MoxcReadOptions::layers},
     {"nosmooth", &MoxcReadOptions::nosmooth},     {"fastMcu", &MoxcReadOptions::fastMcu},
-    {"components", &MoxcReadOptions::components}, {"orient", &MoxcReadOptions::orient}};
+    {"components", &MoxcReadOptions::components}, {"orient", &MoxcReadOptions::orient},
+    {"picture", &MoxcReadOptions::picture}};
 
 constexpr Field<MoxcWriteOptions> kWriteFields[]{{"quality", &MoxcWriteOptions::quality},
                                                  {"grayscale", &MoxcWriteOptions::grayscale},
@@ -52,7 +53,8 @@ constexpr Field<MoxcTranscodeOptions> kTranscodeFields[]{{"optimize", &MoxcTrans
                                                          {"cropWidth", &MoxcTranscodeOptions::cropWidth},
                                                          {"cropX", &MoxcTranscodeOptions::cropX},
                                                          {"cropHeight", &MoxcTranscodeOptions::cropHeight},
-                                                         {"cropY", &MoxcTranscodeOptions::cropY}};
+                                                         {"cropY", &MoxcTranscodeOptions::cropY},
+                                                         {"picture", &MoxcTranscodeOptions::picture}};
 
 // A number that a field has no room for is as impossible as the field's largest one, which the library refuses.
 int32_t numberIn(py::handle value) {

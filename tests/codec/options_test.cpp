@@ -288,16 +288,19 @@ TEST(Options, OfReadingChangeThePictureOrAreRefused) {
   layered.ratio = 4;
   layered.layers = 5;
   const std::vector<Option<Read>> options = {
-      {"reduce", [](Read& o) { o.reduce = 1; }, kJpeg2000},
-      {"layers", [](Read& o) { o.layers = 1; }, kJpeg2000},
-      {"nosmooth", [](Read& o) { o.nosmooth = 1; }, " jpg "},
-      {"fastMcu", [](Read& o) { o.fastMcu = 1; }, " jpg "},
+      {"reduce", [](Read& o) { o.reduce = 1; }, kJpeg2000},   {"layers", [](Read& o) { o.layers = 1; }, kJpeg2000},
+      {"nosmooth", [](Read& o) { o.nosmooth = 1; }, " jpg "}, {"fastMcu", [](Read& o) { o.fastMcu = 1; }, " jpg "},
+      {"picture", [](Read& o) { o.picture = 2; }, " jpg "},
   };
   for (const char* const format : {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pam", "pgx"}) {
     const bool isJpeg2000 = listed(kJpeg2000, format);
     const Pixels grey = picture(moxcGrey, 120, 90);
     const bool isGrey = std::string(format) == "pgm" || std::string(format) == "pgx";
-    const Bytes file = encode(isGrey ? grey : colour, format, isJpeg2000 ? &layered : nullptr);
+    Bytes file = encode(isGrey ? grey : colour, format, isJpeg2000 ? &layered : nullptr);
+    if (std::string(format) == "jpg") {  // of two pictures
+      const Bytes second = encode(picture(moxcRgb, 50, 40), format);
+      file.insert(file.end(), second.begin(), second.end());
+    }
     const MoxcSource from = source(file);
     for (const Option<Read>& option : options) {
       Read with, without;
@@ -391,6 +394,7 @@ TEST(Options, OfReadingHaveRanges) {
       {"layers", [](Read& o) { o.layers = 65536; }},     {"layers", [](Read& o) { o.layers = -1; }},
       {"nosmooth", [](Read& o) { o.nosmooth = 2; }},     {"fastMcu", [](Read& o) { o.fastMcu = -1; }},
       {"components", [](Read& o) { o.components = 2; }}, {"reduce", [](Read& o) { o.reduce = 6; }},
+      {"picture", [](Read& o) { o.picture = -1; }},
   };
   for (const auto& [name, set] : cases) {
     Read reading;
@@ -456,6 +460,7 @@ TEST(Options, OfTranscodingChangeTheFileOrAreRefused) {
       {"scans and sequential", [=](Transcode& o) { o.scans = script, o.sequential = 1; }, " "},
       {"restart out of range", [](Transcode& o) { o.restart = 65536; }, " "},
       {"optimize out of range", [](Transcode& o) { o.optimize = 2; }, " "},
+      {"picture that is not there", [](Transcode& o) { o.picture = 2; }, " "},
   };
   for (int transform = moxcFlipHorizontal; transform <= moxcRotate270; ++transform)
     options.push_back(

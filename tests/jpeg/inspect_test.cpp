@@ -55,13 +55,14 @@ TEST(Inspect, FollowsDamagedFilesAsFarAsItCan) {
 TEST(Inspect, NamesWhatIsNotSupported) {
   File file = fileOf(testPicture(33, 17, 3));
   const std::size_t sof = Layout(file).find(marker::sof0).offset + 1;
-  for (const auto& [code, name] : {std::pair(0xCB, "lossless, arithmetic coding"),
-                                   {0xC9, "extended sequential, arithmetic coding"},
-                                   {0xCA, "progressive, arithmetic coding"}}) {
+  for (const auto& [code, name, supported] : {std::tuple(0xCB, "lossless, arithmetic coding", false),
+                                              {0xC5, "hierarchical, differential sequential", false},
+                                              {0xC9, "extended sequential, arithmetic coding", true},
+                                              {0xCA, "progressive, arithmetic coding", true}}) {
     file[sof] = static_cast<std::uint8_t>(code);
     const Info info = inspect(file);
     EXPECT_EQ(info.process, name);
-    EXPECT_FALSE(info.supported);
+    EXPECT_EQ(info.supported, supported);
   }
 }
 

@@ -221,15 +221,6 @@ class ReadTest(InteropTest):
             decoded = self.decode_all({"plain": plain, "later": later})
             self.assertEqual(decoded["plain"], decoded["later"])
 
-    def test_other_processes_are_refused_by_name(self):
-        picture = support.pnm(pictures.generated(40, 40, 3, 1))
-        self.write("p.jpg", self.cjpeg(picture, "-progressive", "-arithmetic"))
-        self.write("a.jpg", self.cjpeg(picture, "-arithmetic"))
-        self.expect(support.REFUSED, "decode", "p.jpg", "out.ppm",
-                    error="moxj: p.jpg: arithmetic-coded progressive JPEG is not supported\n")
-        self.expect(support.REFUSED, "decode", "a.jpg", "out.ppm",
-                    error="moxj: a.jpg: arithmetic-coded extended sequential JPEG is not supported\n")
-
     def test_damaged_files(self):
         """Every damaged file gives a complete picture, a partial one, or a reason for the refusal."""
         source = random.Random(5)

@@ -13,7 +13,7 @@ constexpr Transform kAll[] = {{},          kFlipHorizontal, kFlipVertical, kTran
 // Coefficients refer to the budget that they were charged to.
 CodedPicture read(const File& file) {
   static Work work;
-  return readCoefficients(file, work);
+  return readCoefficients(file, 0, work);
 }
 
 void apply(CodedPicture& picture, const Transform& turned) {

@@ -221,9 +221,6 @@ class Decoding(JpegTest):
         file = bytearray(self.encoded())
         at = file.index(b"\xff\xc0") + 1
         for marker, process, refusal in ((0xCB, "lossless, arithmetic coding", "arithmetic-coded lossless"),
-                                         (0xC9, "extended sequential, arithmetic coding",
-                                          "arithmetic-coded extended sequential"),
-                                         (0xCA, "progressive, arithmetic coding", "arithmetic-coded progressive"),
                                          (0xC5, "hierarchical, differential sequential",
                                           "hierarchical, differential sequential")):
             file[at] = marker
@@ -233,14 +230,14 @@ class Decoding(JpegTest):
             information = json.loads(self.expect(OK, "info", "x.jpg", "--json"))
             self.assertFalse(information["supported"])
             self.assertEqual(information["process"], process)
-        file[at], file[at + 3] = 0xC1, 12
+        file[at], file[at + 3] = 0xC1, 10
         self.write("x.jpg", file)
         self.expect(
             REFUSED,
             "decode",
             "x.jpg",
             "x.ppm",
-            error=re.compile(r"\Amoxj: x\.jpg: [^\n]*12 bits[^\n]* not supported\n\Z"),
+            error=re.compile(r"\Amoxj: x\.jpg: [^\n]*10 bits[^\n]* not supported\n\Z"),
         )
 
     def test_standard_streams(self):

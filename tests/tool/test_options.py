@@ -48,6 +48,8 @@ COMMANDS = {
         Case("--modes causal", "R R C C"),
         Case("--strip", "C C C -", source="turned.jpg"),
         Case("--orient", "C C C C", source="turned.jpg"),
+        Case("--picture 2", "C C C C", source="two.jpg"),
+        Case("--picture 1", "R R R R"),
         Case("--format j2k", "C C C -"),
         Case("--max-scans 1", "C C C C", source="progressive.jpg"),
         Case("--no-clobber", "C C C C"),
@@ -67,6 +69,8 @@ COMMANDS = {
         Case("--format png", "C C C C C C"),
         Case("--strip", "- - - - - -"),
         Case("--orient", "C C C C C C", source="turned.jpg"),
+        Case("--picture 2", "C C C C C C", source="two.jpg"),
+        Case("--picture 1", "- R R R R R"),
         Case("--max-scans 1", "C C C C C C", source="progressive.jpg"),
         Case("--max-scans 1", "- - - - - -"),
         Case("--no-clobber", "C C C C C C"),
@@ -84,6 +88,7 @@ COMMANDS = {
         Case("--optimize", "C"),
         Case("--strip", "C"),
         Case("--orient", "C", source="turned.jpg"),
+        Case("--picture 2", "C", source="two.jpg"),
         Case("--grayscale", "C"),
         Case("--rotate 90", "C"),
         Case("--flip v", "C"),
@@ -130,6 +135,7 @@ class Options(ToolTest):
         file = self.read("in.jpg")
         self.write("in.jpg", file[:20] + b"\xff\xfe\0\x07hello" + file[20:])  # a comment
         self.expect(OK, "transcode", "in.jpg", "progressive.jpg", "--progressive")
+        self.write("two.jpg", self.read("in.jpg") + self.read("turned.jpg"))
         for name in "in.jp2", "in.j2k":
             self.expect(OK, "encode", "in.png", name, "--ratio", "8", "--layers", "3")
         self.sources = set(self.files())

@@ -61,6 +61,19 @@ std::vector<File> originals() {
     copy[layout.body(marker::sof0) + 7] = static_cast<std::uint8_t>(factors);
     files.push_back(copy);
   }
+  // Arithmetic coding, of data that are not, and 12 bits.
+  for (const int process : {marker::sof9, marker::sof10}) {
+    File arithmetic = fileOf(testPicture(67, 45, 3, 30), {.restart = 3, .progressive = process == marker::sof10});
+    arithmetic[Layout(arithmetic).find(process == marker::sof10 ? marker::sof2 : marker::sof0).offset + 1] = process;
+    files.push_back(arithmetic);
+  }
+  for (const bool progressive : {false, true}) {
+    File deep = fileOf(testPicture(67, 45, 3, 30), {.restart = 3, .progressive = progressive});
+    const std::size_t header = Layout(deep).find(progressive ? marker::sof2 : marker::sof0).offset;
+    if (!progressive) deep[header + 1] = marker::sof1;
+    deep[header + 4] = 12;
+    files.push_back(deep);
+  }
   copy = withInserted(copy, layout.find(marker::sof0).end, {4, 0x11, 0});
   copy[layout.body(marker::sof0) - 1] += 3;
   copy[layout.body(marker::sof0) + 5] = 4;

@@ -1,0 +1,183 @@
+"""12-bit extended sequential and progressive files: beside an exact inverse transform, and beside dcmcjpeg and dcmdjpeg
+(DCMTK), which have the 12-bit processes."""
+
+import functools
+import math
+import random
+import shutil
+import struct
+import subprocess
+import unittest
+
+import coefficient_files as cf
+import dicom
+import support
+from test_interop import InteropTest
+
+MAXVAL = 4095
+
+
+def waves(width, height, channels, seed, noise=40):
+    """A picture of 12 bits."""
+    source = random.Random(seed)
+    numbers = [source.uniform(0.02, 0.3) for _ in range(6)]
+    samples = []
+    for y in range(height):
+        for x in range(width):
+            for c in range(channels):
+                value = 2048 + 1500 * math.sin(numbers[c] * x + numbers[c + 3] * y + c) + source.uniform(-noise, noise)
+                samples.append(min(MAXVAL, max(0, round(value))))
+    return width, height, channels, samples
+
+
+def psnr(a, b):
+    error = sum((x - y) ** 2 for x, y in zip(a, b)) / len(a)
+    return math.inf if error == 0 else 10 * math.log10(MAXVAL ** 2 / error)
+
+
+@functools.lru_cache(None)
+def cosine(x, u):
+    return math.cos((2 * x + 1) * u * math.pi / 16) * (math.sqrt(0.125) if u == 0 else 0.5)
+
+
+def exact_block(block, step):
+    """The samples of a block in zig-zag order, in double precision (T.81 A.3.3)."""
+    zigzag = sorted(range(64), key=lambda i: (i // 8 + i % 8, (i % 8 if (i // 8 + i % 8) % 2 == 0 else i // 8)))
+    coefficients = {}
+    for k, value in enumerate(block):
+        if value:
+            coefficients[divmod(zigzag[k], 8)] = value * step
+    return [[2048 + sum(value * cosine(y, v) * cosine(x, u) for (v, u), value in coefficients.items())
+             for x in range(8)] for y in range(8)]
+
+
+def deep(data):
+    """The same file with a precision of 12 bits in its frame header."""
+    at = data.index(b"\xff\xc1") + 4
+    return data[:at] + b"\x0c" + data[at + 1:]
+
+
+class DeepTest(InteropTest):
+    def decoded(self, data, *options):
+        self.write("x.jpg", data)
+        picture, maxval = support.parse_deep_pnm(self.expect(support.OK, "decode", "x.jpg", "-", *options))
+        self.assertEqual(maxval, MAXVAL)
+        return picture
+
+
+class ReadTest(DeepTest):
+    def test_an_exact_inverse_transform(self):
+        for step in (1, 8, 60, 255):
+            size = (45, 27)
+            component = cf.Component(1, 1, 1)
+            data = deep(cf.jpeg(size, [component], step=step, process=0xC1))
+            blocks = cf.random_blocks(component, size, (1, 1), 0)
+            picture = self.decoded(data)
+            self.assertEqual(picture[:3], (45, 27, 1))
+            off = 0
+            for (bx, by), block in blocks.items():
+                exact = exact_block(block, step)
+                for y in range(min(8, size[1] - 8 * by)):
+                    for x in range(min(8, size[0] - 8 * bx)):
+                        ours = picture[3][(8 * by + y) * size[0] + 8 * bx + x]
+                        expected = min(MAXVAL, max(0, exact[y][x]))
+                        self.assertLessEqual(abs(ours - expected), 0.501)
+                        off += abs(ours - expected) > 0.5
+            self.assertLess(off, 20)
+
+    def test_planes_of_components(self):
+        """Inks, two components, and RGB have their samples; the up-sampling of 8 bits is that of 12."""
+        for identifiers, colours in ((b"RGB", 3), (b"\1\2", 2)):
+            data = deep(cf.jpeg((24, 16), [cf.Component(i, 1, 1) for i in identifiers], process=0xC1))
+            self.write("x.jpg", data)
+            self.expect(support.OK, "decode", "x.jpg", "x.pgm", "--components")
+            alone = [deep(cf.jpeg((24, 16), [cf.Component(i, 1, 1) for i in identifiers], [[j] for j in range(colours)],
+                                  process=0xC1)) for j in range(colours)]
+            for index in range(colours):
+                self.write("y.jpg", alone[index])
+                self.expect(support.OK, "decode", "y.jpg", "y.pgm", "--components")
+                self.assertEqual(self.read(f"x_{index}.pgm"), self.read(f"y_{index}.pgm"))
+
+    def test_upsampling_is_that_of_8_bits(self):
+        """Of coefficients that give flat blocks, with steps 16 times as large."""
+        for factors in ((2, 1), (1, 2), (2, 2), (4, 1), (3, 1), (3, 2)):
+            size = (61, 43)
+            components = [cf.Component(1, *factors), cf.Component(2, 1, 1), cf.Component(3, 1, 1)]
+            eight = cf.jpeg(size, components, step=1, process=0xC1)
+            twelve = deep(cf.jpeg(size, components, step=16, process=0xC1))
+            for options in ((), ("--nosmooth",)):
+                self.write("eight.jpg", eight)
+                _, _, _, samples = support.parse_pnm(self.expect(support.OK, "decode", "eight.jpg", "-", *options))
+                picture = self.decoded(twelve, *options)
+                difference = [abs(a / 16 - b) for a, b in zip(picture[3], samples)]
+                self.assertLess(max(difference), 3.5, (factors, options))
+                self.assertLess(sum(difference) / len(difference), 0.6, (factors, options))
+
+    def test_transcoding(self):
+        """Sequential to progressive and back: the same coefficients."""
+        components = [cf.Component(1, 2, 2), cf.Component(2, 1, 1), cf.Component(3, 1, 1)]
+        self.write("a.jpg", deep(cf.jpeg((61, 43), components, step=200, process=0xC1)))
+        pixels = self.expect(support.OK, "decode", "a.jpg", "-")
+        self.expect(support.OK, "transcode", "a.jpg", "b.jpg", "--progressive")
+        self.assertIn(b"\xff\xc2\0\x11\x0c", self.read("b.jpg"))
+        self.expect(support.OK, "transcode", "b.jpg", "c.jpg", "--sequential", "--restart", "2")
+        self.assertIn(b"\xff\xc1\0\x11\x0c", self.read("c.jpg"))
+        for name in ("b.jpg", "c.jpg"):
+            self.assertEqual(self.expect(support.OK, "decode", name, "-"), pixels)
+
+    def test_baseline_has_8_bits(self):
+        data = bytearray(cf.jpeg((16, 16), [cf.Component(1, 1, 1)]))
+        data[data.index(b"\xff\xc0") + 4] = 12
+        self.write("x.jpg", bytes(data))
+        self.expect(support.REFUSED, "decode", "x.jpg", "x.ppm",
+                    error="moxj: x.jpg: baseline JPEG of 12 bits is not supported\n")
+
+    def test_png(self):
+        """Scaled to 16 bits."""
+        self.write("x.jpg", deep(cf.jpeg((16, 16), [cf.Component(1, 1, 1)], step=100, process=0xC1)))
+        samples = self.decoded(self.read("x.jpg"))[3]
+        self.expect(support.OK, "decode", "x.jpg", "x.png")
+        self.expect(support.OK, "decode", "x.png", "x.pgm")
+        picture, maxval = support.parse_deep_pnm(self.read("x.pgm"))
+        self.assertEqual((picture[3], maxval), ([(2 * 65535 * s + MAXVAL) // (2 * MAXVAL) for s in samples], 65535))
+
+
+@unittest.skipUnless(shutil.which("dcmcjpeg"), "needs dcmcjpeg and dcmdjpeg (package dcmtk)")
+class DicomTest(DeepTest):
+    def dcmtk(self, name, *arguments):
+        result = subprocess.run([name, *arguments], cwd=self.directory, stdout=subprocess.PIPE,
+                                stderr=subprocess.STDOUT, timeout=60)
+        self.assertEqual(result.returncode, 0, (name, arguments, result.stdout))
+
+    def encoded(self, picture, *options):
+        """As dcmcjpeg codes it."""
+        width, height, channels, samples = picture
+        self.write("raw.dcm", dicom.file(width, height, channels, 12, struct.pack(f"<{len(samples)}H", *samples)))
+        self.dcmtk("dcmcjpeg", "+sr", *options, "raw.dcm", "coded.dcm")
+        return dicom.pixel_data(self.read("coded.dcm"))
+
+    def expected(self, data, picture, syntax=dicom.EXTENDED, colour=None):
+        """As dcmdjpeg decodes it."""
+        width, height, channels = picture[:3]
+        self.write("in.dcm", dicom.file(width, height, channels, 12, data, syntax, colour))
+        self.dcmtk("dcmdjpeg", "in.dcm", "out.dcm")
+        samples = dicom.pixel_data(self.read("out.dcm"))
+        return list(struct.unpack(f"<{width * height * channels}H", samples[:2 * width * height * channels]))
+
+    def test_files_of_dcmcjpeg(self):
+        for channels in (1, 3):
+            for number, options in enumerate((["+ee", "+q", "90"], ["+ep", "+q", "90"], ["+ee", "+q", "30"],
+                                              ["+ep", "+q", "100"])):
+                picture = waves(61 + number, 43, channels, number)
+                data = self.encoded(picture, *options)
+                ours = self.decoded(data)
+                self.assertEqual(ours[:3], picture[:3])
+                self.assertGreater(psnr(ours[3], picture[3]), 45 if channels == 1 else 35, (channels, options))
+                if channels == 1:
+                    syntax = dicom.PROGRESSIVE if "+ep" in options else dicom.EXTENDED
+                    theirs = self.expected(data, picture, syntax)
+                    self.assertLessEqual(max(abs(a - b) for a, b in zip(ours[3], theirs)), 1)
+
+
+if __name__ == "__main__":
+    unittest.main()
