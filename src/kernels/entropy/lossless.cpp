@@ -12,6 +12,8 @@
 // the definition.
 #include "kernels/entropy/lossless.h"
 
+#include <type_traits>
+
 #include "kernels/vec/vec.h"
 
 namespace mox::MOX_TARGET {
@@ -50,7 +52,7 @@ template <class Step>
 MOX_INLINE int wholeVectors(int first, int n, const Step& step) {
   int x = first;
   for (; n - x >= VMax::kBytes / 2; x += VMax::kBytes / 2) step.template operator()<VMax>(x);
-  if constexpr (VMax::kBytes != V128::kBytes)
+  if constexpr (!std::is_same_v<VMax, V128>)
     for (; n - x >= V128::kBytes / 2; x += V128::kBytes / 2) step.template operator()<V128>(x);
   return x;
 }
