@@ -11,7 +11,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const ByteSpan file(data, size);
   Work work({.maxPixels = 1 << 16, .maxMemory = 1 << 25});
   try {
-    const j2k::Decoded decoded = j2k::decode(file, {.reduce = size % 2 == 1, .components = size % 3 == 0}, work);
+    const j2k::Decoded decoded =
+        j2k::decode(file, {.reduce = size % 2 == 1, .components = size % 3 == 0, .upsample = size % 5 == 0}, work);
     if (decoded.complete != decoded.warning.empty()) std::abort();
   } catch (const Problem&) {
   }

@@ -229,13 +229,15 @@ MOXC_API void moxcFree(void* bytes);
 /* ---- Formats ----------------------------------------------------------------------------------------------------- */
 
 /* A format has a name, which is also a file name extension: "jpg", "jp2", "j2k" (a codestream without boxes), "png",
- * "ppm", "pgm", "pnm" (PPM for colour, PGM for grey), "pam", "pbm", "pgx". */
+ * "ppm", "pgm", "pnm" (PPM for colour, PGM for grey), "pam", "pbm", "pgx", "raw" and "rawl" (samples alone, the
+ * highest or the lowest byte first). */
 typedef struct {
   size_t structSize;
   const char* name;
   const char* label;      /* "JPEG 2000" */
   const char* extensions; /* all names, separated by spaces, the first is `name` */
   int32_t coded;          /* 1: a compressed format (jpg, jp2, j2k), 0: a format of plain samples */
+  int32_t writeOnly;      /* 1: files of it are not read */
 } MoxcFormat;
 
 /* How many there are. */
@@ -406,6 +408,8 @@ typedef struct {
                        * the picture is turned */
   int32_t picture;    /* JPEG: which of several pictures that follow each other, from 1; 0: the first, and what follows
                        * it is noted */
+  int32_t upsample;   /* JPEG 2000: 1: all components at the size of the reference grid. 0: a picture whose components
+                       * are sub-sampled alike has their size */
 } MoxcReadOptions;
 
 /* No option given. */

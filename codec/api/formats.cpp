@@ -57,6 +57,7 @@ MoxcKind moxcFormatAt(size_t index, MoxcFormat* format) {
     to.label = from.label.data();
     to.extensions = extensionsOf(index);
     to.coded = from.coded;
+    to.writeOnly = from.open == nullptr;
     give(to, format, "format");
   });
 }

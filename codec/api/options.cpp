@@ -22,7 +22,7 @@ constexpr Range<Read> kReadRanges[] = {
     {&Read::reduce, "reduce", 0, j2k::kMaxLevels}, {&Read::layers, "layers", 0, j2k::kMaxLayers},
     {&Read::nosmooth, "nosmooth", 0, 1},           {&Read::fastMcu, "fastMcu", 0, 1},
     {&Read::components, "components", 0, 1},       {&Read::orient, "orient", 0, 1},
-    {&Read::picture, "picture", 0, kMaxInt},
+    {&Read::picture, "picture", 0, kMaxInt},       {&Read::upsample, "upsample", 0, 1},
 };
 
 using Write = MoxcWriteOptions;
@@ -147,6 +147,7 @@ ReadOptions readOptionsOf(const MoxcReadOptions* options) {
   to.components = read.components;
   to.orient = read.orient;
   to.picture = read.picture;
+  to.upsample = read.upsample;
   return to;
 }
 

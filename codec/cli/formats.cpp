@@ -39,12 +39,13 @@ std::string formatNames(bool coded) {
   return listOf(names);
 }
 
-// Each once, without those that stand for two formats.
+// Of the formats that are read, each once, without those that stand for two formats.
 std::string formatLabels() {
   std::vector<std::string> labels;
   for (std::size_t index = 0; index < moxcFormatCount(); ++index) {
     const std::string label = formatAt(index).label;
-    if (label.find('/') == label.npos && std::ranges::find(labels, label) == labels.end()) labels.push_back(label);
+    if (!formatAt(index).writeOnly && label.find('/') == label.npos && std::ranges::find(labels, label) == labels.end())
+      labels.push_back(label);
   }
   return listOf(labels);
 }

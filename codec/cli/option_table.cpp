@@ -151,6 +151,8 @@ constexpr Option kOptions[] = {
      [](S& s, Text text) { return useNumber(text, 1, kMaxReadLayers, s.reading.layers); }, Of::jpeg2000},
     {kDecode, "--components", "", "Write each component or ink to its own PGX or PGM file: OUT_0 ...",
      [](S& s, Text) { return given(s.reading.components); }},
+    {kDecode, "--upsample", "", "Show sub-sampled components at the size of the reference grid",
+     [](S& s, Text) { return given(s.reading.upsample); }, Of::jpeg2000},
     {kReaders, "--max-scans", "N", "Refuse JPEG files with more scans; default 500",
      [](S& s, Text text) { return useNumber(text, 1, kMaxScans, s.limits.maxScans); }},
     {kConversions, "--no-clobber", "", "Refuse to replace existing files",

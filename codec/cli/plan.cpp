@@ -45,13 +45,16 @@ const char* formatFor(const std::string& output, const Settings& settings) {
   return format;
 }
 
+// The formats of single components.
+constexpr std::string_view kOfComponents[] = {"pgx", "pgm", "raw", "rawl"};
+
 // Refuses options that do not apply to the format: ignored silently, they would be mistakes that nobody notices.
 void checkOptions(std::string_view format, const Settings& settings) {
   if (settings.command != Command::decode) {
     const std::string& unused = isJpeg(format) ? settings.onlyJpeg2000 : settings.onlyJpeg;
     if (!unused.empty()) misuse(unused + " is not for " + formatOf(std::string(format)).label + " files");
-  } else if (settings.reading.components && format != "pgx" && format != "pgm") {
-    misuse("--components writes PGX or PGM files");
+  } else if (settings.reading.components && std::ranges::find(kOfComponents, format) == std::end(kOfComponents)) {
+    misuse("--components writes PGX, PGM or raw files");
   }
 }
 

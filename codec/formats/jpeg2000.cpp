@@ -1,10 +1,10 @@
 // JPEG 2000 as a format: its reader decodes the whole picture before it gives any rows, its writer collects all rows
 // before it codes them.
 #include <bit>
-#include <cstring>
 #include <optional>
 
 #include "formats/formats.h"
+#include "j2k/boxes.h"
 #include "j2k/j2k.h"
 #include "j2k/metadata.h"
 
@@ -17,7 +17,7 @@ namespace {
 constexpr int kMaxWrittenLayers = 100;
 constexpr int kMinBlock = 4, kMaxBlock = 1024, kMaxBlockArea = 4096;
 
-constexpr std::string_view kReadOptions[] = {"reduce", "layers", "components"};
+constexpr std::string_view kReadOptions[] = {"reduce", "layers", "components", "upsample"};
 constexpr std::string_view kWriteOptions[] = {"lossless", "ratio",       "bpp",    "levels", "block",
                                               "tile",     "progression", "layers", "modes"};
 
@@ -29,18 +29,29 @@ class Reader : public RowSource {
 
   Outcome push(RowSink& sink) override {
     j2k::Decoded decoded = j2k::decode(input_.all(maxFileBytes(work_.limits)), options_, work_);
+    if (options_.upsample) upsample(decoded.picture);
     pushPicture(decoded.picture, sink, work_.progress);
     return std::move(static_cast<Outcome&>(decoded));
   }
 
  private:
+  // Every component gets the size of the picture.
+  void upsample(Picture& picture) {
+    const Holds fullSize = {
+        .opacity = true, .anyMaxval = true, .isSigned = true, .mixedDepths = true, .metadata = {.silent = true}};
+    std::vector<std::string> notes;
+    Picture made = fitted(picture, fullSize, notes, work_.budget);
+    if (made.owner != picture.owner) work_.budget.release(picture.bytes());
+    picture = std::move(made);
+  }
+
   Input& input_;
   j2k::DecodeOptions options_;
   Work& work_;
 };
 
 std::unique_ptr<RowSource> open(Input& input, const ReadOptions& options, Work& work) {
-  j2k::DecodeOptions decoding{.reduce = options.reduce, .components = options.components};
+  j2k::DecodeOptions decoding{.reduce = options.reduce, .components = options.components, .upsample = options.upsample};
   if (options.reduce < 0 || options.reduce > j2k::kMaxLevels)
     failOption("reduce", std::to_string(options.reduce) + " is not a number from 0 to 32");
   if (options.layers < 0 || options.layers > j2k::kMaxLayers)
@@ -171,11 +182,6 @@ std::unique_ptr<RowSink> create(Output& output, const WriteOptions& options, Wor
 
 // ---- The formats ------------------------------------------------------------------------------------------------
 
-bool isJp2(ByteSpan first) {
-  constexpr std::uint8_t kSignature[] = {0, 0, 0, 12, 'j', 'P', ' ', ' ', 0x0D, 0x0A, 0x87, 0x0A};
-  return first.size() >= sizeof kSignature && std::memcmp(first.data(), kSignature, sizeof kSignature) == 0;
-}
-
 bool isCodestream(ByteSpan first) {
   return first.size() >= 3 && first[0] == 0xFF && first[1] == 0x4F && first[2] == 0xFF;
 }
@@ -187,7 +193,7 @@ extern const Format kJp2Format, kJ2kFormat;
 const Format kJp2Format = {.label = "JPEG 2000",
                            .names = {"jp2"},
                            .coded = true,
-                           .sniff = isJp2,
+                           .sniff = j2k::isBoxed,
                            .describe = describeJpeg2000,
                            .open = open,
                            .create = create<true>,

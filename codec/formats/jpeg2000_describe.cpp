@@ -30,6 +30,13 @@ const char* quantisationOf(const j2k::Quantisation& quantisation) {
   return names[quantisation.kind];
 }
 
+bool isUnknownCoder(const j2k::CodingStyle& coding) { return coding.modes & j2k::kHighThroughput; }
+
+// Whether the picture is smaller than the reference grid, because its components are sub-sampled alike.
+bool isSmaller(const j2k::Info& info) {
+  return info.width != info.siz.image.width() || info.height != info.siz.image.height();
+}
+
 std::string componentText(const j2k::Info& info, std::size_t c) {
   const j2k::ComponentSize& size = info.siz.components[c];
   return text::format("%-3d %dx%d  %s, %s", static_cast<int>(c), size.dx, size.dy,
@@ -66,8 +73,9 @@ Json listOf(const std::vector<Element>& elements) {
 std::string textOf(const j2k::Info& info, std::size_t bytes) {
   const j2k::CodingStyle& coding = info.params.coding[0];
   std::string text = line("format", std::string("JPEG 2000, ") + (info.boxed ? "JP2" : "codestream"));
-  text += line("size", sizeText(info.siz.image.width(), info.siz.image.height()) + " pixels, " +
+  text += line("size", sizeText(info.width, info.height) + " pixels, " +
                            counted(info.siz.components.size(), "component") + ", " + counted(bytes, "byte"));
+  if (isSmaller(info)) text += line("grid", sizeText(info.siz.image.width(), info.siz.image.height()));
   constexpr std::string_view kNumbered = "colour space ";
   if (info.colour.starts_with(kNumbered))
     text += line("colour space", info.colour.substr(kNumbered.size()));
@@ -83,7 +91,7 @@ std::string textOf(const j2k::Info& info, std::size_t bytes) {
   text += line("quantisation", std::string(quantisationOf(info.params.quantisation[0])) + ", " +
                                    counted(info.params.quantisation[0].guardBits, "guard bit"));
   text += line("code-blocks", sizeText(1 << coding.blockWidthLog, 1 << coding.blockHeightLog));
-  text += line("modes", j2k::modeNames(coding.modes));
+  text += line("modes", j2k::modeNames(coding.modes) + (isUnknownCoder(coding) ? " (not decoded)" : ""));
   text +=
       line("progression", j2k::orderName(info.params.style.order) + ", " + counted(info.params.style.layers, "layer"));
   for (std::size_t c = 0; c < info.siz.components.size(); ++c) text += line("component", componentText(info, c));
@@ -100,8 +108,12 @@ Json jsonOf(const j2k::Info& info, std::size_t bytes) {
   json["format"] = "JPEG 2000";
   json["boxed"] = info.boxed;
   json["bytes"] = bytes;
-  json["width"] = info.siz.image.width();
-  json["height"] = info.siz.image.height();
+  json["width"] = info.width;
+  json["height"] = info.height;
+  if (isSmaller(info)) {
+    json["gridWidth"] = info.siz.image.width();
+    json["gridHeight"] = info.siz.image.height();
+  }
   json["colour"] = info.colour.empty() ? Json(nullptr) : Json(info.colour);
   json["palette"] = info.palette;
   json["tileWidth"] = info.siz.tileWidth;
@@ -133,8 +145,8 @@ Description describeJpeg2000(Input& input, Work& work) {
   Description description;
   description.metadata = info.metadata;
   description.format = "JPEG 2000";
-  description.width = static_cast<std::uint64_t>(info.siz.image.width());
-  description.height = static_cast<std::uint64_t>(info.siz.image.height());
+  description.width = static_cast<std::uint64_t>(info.width);
+  description.height = static_cast<std::uint64_t>(info.height);
   description.channels = static_cast<int>(info.siz.components.size());
   for (const j2k::ComponentSize& component : info.siz.components)
     description.bits = std::max(description.bits, component.bits);

@@ -19,6 +19,7 @@ struct ReadOptions {
   bool components = false;  // components and inks as they are coded: no palette, no conversion of inks to RGB
   bool orient = false;      // turns the pixels as the Exif orientation says; of files without one, nothing
   int picture = 0;          // JPEG: of several in a file, from 1
+  bool upsample = false;    // JPEG 2000: all components at the size of the reference grid
   bool native = false;      // JPEG: also YCbCr as it is coded, not up-sampled (not an option of a file: never refused)
 };
 

@@ -7,12 +7,12 @@
 namespace moxj {
 
 extern const Format kJpegFormat, kJp2Format, kJ2kFormat, kPngFormat, kPpmFormat, kPgmFormat, kPnmFormat, kPamFormat,
-    kPbmFormat, kPgxFormat;
+    kPbmFormat, kPgxFormat, kRawFormat, kRawlFormat;
 
 namespace {
 
-constexpr const Format* kFormats[] = {&kJpegFormat, &kJp2Format, &kJ2kFormat, &kPngFormat, &kPpmFormat,
-                                      &kPgmFormat,  &kPnmFormat, &kPamFormat, &kPbmFormat, &kPgxFormat};
+constexpr const Format* kFormats[] = {&kJpegFormat, &kJp2Format, &kJ2kFormat, &kPngFormat, &kPpmFormat, &kPgmFormat,
+                                      &kPnmFormat,  &kPamFormat, &kPbmFormat, &kPgxFormat, &kRawFormat, &kRawlFormat};
 
 char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
@@ -20,11 +20,12 @@ bool equalIgnoringCase(std::string_view a, std::string_view b) {
   return std::ranges::equal(a, b, [](char x, char y) { return lower(x) == lower(y); });
 }
 
-// "JPEG, JPEG 2000, PNG ... or PGX": each label once, without those that stand for two.
+// "JPEG, JPEG 2000, PNG ... or PGX": of the formats that are read, each label once, without those that stand for two.
 std::string formatLabels() {
   std::vector<std::string_view> labels;
   for (const Format* format : kFormats)
-    if (format->label.find('/') == format->label.npos && std::ranges::find(labels, format->label) == labels.end())
+    if (format->open && format->label.find('/') == format->label.npos &&
+        std::ranges::find(labels, format->label) == labels.end())
       labels.push_back(format->label);
   std::string list;
   for (std::size_t i = 0; i < labels.size(); ++i)
@@ -61,6 +62,7 @@ constexpr OptionField<ReadOptions> kReadFields[] = {
     {"fastMcu", isSet<&ReadOptions::fastMcu, ReadOptions>},
     {"components", isSet<&ReadOptions::components, ReadOptions>},
     {"picture", isSet<&ReadOptions::picture, ReadOptions>},
+    {"upsample", isSet<&ReadOptions::upsample, ReadOptions>},
 };
 
 constexpr OptionField<WriteOptions> kWriteFields[] = {

@@ -41,6 +41,10 @@ const std::uint8_t* BlockDecoder::gather(const Block& block) {
   return data_.data();
 }
 
+bool BlockDecoder::isTooDeep(const Block& block, const Band& band, const TileComponent& component) {
+  return band.bitPlanes + component.shift - block.zeroPlanes + !component.coding.reversible > kMaxPlanes;
+}
+
 // An irreversible block is decoded as if it had one more bit-plane, which never comes: so there is a bit for the
 // midpoint of the quantisation interval even if all bit-planes are decoded.
 bool BlockDecoder::decode(const Block& block, const Band& band, const TileComponent& component, TilePlane& plane) {

@@ -20,6 +20,9 @@ class BlockDecoder {
   // Writes every coefficient of the block. False if some of its data could not be decoded.
   bool decode(const Block& block, const Band& band, const TileComponent& component, TilePlane& plane);
 
+  // Whether it has more bit-planes than the library decodes.
+  static bool isTooDeep(const Block& block, const Band& band, const TileComponent& component);
+
  private:
   const std::uint8_t* gather(const Block& block);
   void placeReversible(const Block& block, int shift, TilePlane& plane) const;

@@ -15,8 +15,9 @@ namespace moxj::j2k {
 namespace {
 
 constexpr std::uint8_t kSignature[12] = {0, 0, 0, 12, 'j', 'P', ' ', ' ', 0x0D, 0x0A, 0x87, 0x0A};
-constexpr int kMaxDepth = 16;
-constexpr int kRestrictedIcc = 2, kAnyIcc = 3;  // methods of the colr box
+constexpr int kMaxDepth = 31;
+// Methods of the colr box. JPX has more, which readers of JP2 pass over.
+constexpr int kEnumerated = 1, kRestrictedIcc = 2, kAnyIcc = 3;
 
 enum ColourSpace : std::uint32_t { cmyk = 12, ycck = 13, cieLab = 14, sRgb = 16, greyscale = 17, sYcc = 18 };
 
@@ -118,8 +119,14 @@ class Reader {
         boxes_.codestream = box.body;
         boxes_.codestreamOffset = box.offset;
       }
+      codestreams_ += box.type == "jp2c";
+      fragmented_ |= box.type == "ftbl";
     }
+    if (boxes_.codestream.empty() && fragmented_)
+      fail(Kind::unsupported, "codestreams in fragments (ISO/IEC 15444-2) are not supported");
     if (boxes_.codestream.empty()) fail(Kind::damaged, "the JP2 file has no codestream");
+    if (codestreams_ > 1)
+      boxes_.notes.push_back("the first of " + std::to_string(codestreams_) + " codestreams is used");
   }
 
  private:
@@ -145,9 +152,10 @@ class Reader {
     ByteReader in(body, "a colr box");
     const int method = in.u8();
     in.u16();  // precedence and approximation
-    if (method != 1) {
+    if (method < kEnumerated || method > kAnyIcc) return;
+    if (method != kEnumerated) {
       boxes_.colourName = "ICC profile";
-      if (method == kRestrictedIcc || method == kAnyIcc) boxes_.metadata.takeProfile(in.take(in.left()));
+      boxes_.metadata.takeProfile(in.take(in.left()));
       boxes_.colour = colourOf(boxes_.metadata);
       return;
     }
@@ -164,21 +172,27 @@ class Reader {
     for (int i = 0; i < columns; ++i) {
       const int depth = in.u8();
       palette.columns.push_back({(depth & 127) + 1, depth > 127, {}});
-      if (palette.columns.back().bits > kMaxDepth || palette.columns.back().isSigned)
-        fail(Kind::unsupported, "palettes with signed values or more than 16 bits are not supported");
+      if (palette.columns.back().bits > kMaxDepth)
+        fail(Kind::unsupported, "palettes of more than 31 bits are not supported");
     }
     for (int entry = 0; entry < entries; ++entry)
       for (Palette::Column& column : palette.columns)
-        column.values.push_back(
-            std::min(static_cast<std::int32_t>(in.number((column.bits + 7) / 8)), (1 << column.bits) - 1));
+        column.values.push_back(valueOf(in.number((column.bits + 7) / 8), column));
     boxes_.palette = std::move(palette);
+  }
+
+  // Bits above those of the column are ignored if it is signed, otherwise the value is clamped.
+  static std::int32_t valueOf(std::uint32_t value, const Palette::Column& column) {
+    const std::uint32_t max = (1u << column.bits) - 1, sign = 1u << (column.bits - 1);
+    if (!column.isSigned) return static_cast<std::int32_t>(std::min(value, max));
+    return static_cast<std::int32_t>(((value & max) ^ sign) - sign);
   }
 
   void readMappings(ByteSpan body) {
     ByteReader in(body, "a cmap box");
     while (in.left() >= 4) {
       const int component = in.u16(), kind = in.u8(), column = in.u8();
-      boxes_.mappings.push_back({component, kind == 1 ? column : -1});
+      boxes_.mappings.push_back({component, kind == 1 ? column : Mapping::kDirect});
     }
   }
 
@@ -188,6 +202,8 @@ class Reader {
   }
 
   Boxes& boxes_;
+  int codestreams_ = 0;
+  bool fragmented_ = false;
 };
 
 // Looks up the samples of a component in a column of a palette.
@@ -205,53 +221,111 @@ void lookUp(const Plane& from, const std::vector<std::int32_t>& values, const Pl
     });
 }
 
-void applyPalette(const Boxes& boxes, Picture& picture, Budget& budget) {
+void copyPlane(const Plane& from, const Plane& to) {
+  for (int y = 0; y < to.height; ++y)
+    visitRow(to, y, [&]<class Sample>(Sample* target) {
+      const Sample* source = from.row<const Sample>(y);
+      for (std::ptrdiff_t x = 0; x < to.width; ++x) target[x * to.pixelStep] = source[x * from.pixelStep];
+    });
+}
+
+void applyMappings(const Boxes& boxes, Picture& picture, Budget& budget) {
   Picture made = picture;
   made.planes.clear();
-  std::vector<const Plane*> sources;
+  const auto sourceOf = [&](const Mapping& mapping) -> const Plane& {
+    return picture.planes[static_cast<std::size_t>(mapping.component)];
+  };
+  const auto columnOf = [&](const Mapping& mapping) -> const Palette::Column& {
+    return boxes.palette->columns[static_cast<std::size_t>(mapping.column)];
+  };
   for (const Mapping& mapping : boxes.mappings) {
     if (mapping.component >= static_cast<int>(picture.planes.size()) ||
-        mapping.column >= static_cast<int>(boxes.palette->columns.size()) || mapping.column < 0)
+        mapping.column >= static_cast<int>(boxes.palette->columns.size()))
       fail(Kind::damaged, "the component mapping does not fit the palette");
-    const Plane& from = picture.planes[static_cast<std::size_t>(mapping.component)];
-    const int bits = boxes.palette->columns[static_cast<std::size_t>(mapping.column)].bits;
-    made.planes.push_back(Plane::of(from.width, from.height, bits, false, from.dx, from.dy));
-    sources.push_back(&from);
+    const Plane& from = sourceOf(mapping);
+    const bool direct = mapping.column == Mapping::kDirect;
+    const int bits = direct ? from.bits : columnOf(mapping).bits;
+    const bool isSigned = direct ? from.isSigned : columnOf(mapping).isSigned;
+    made.planes.push_back(Plane::of(from.width, from.height, bits, isSigned, from.dx, from.dy));
   }
-  if (made.planes.empty()) fail(Kind::damaged, "the palette has no component mapping");
   made.allocate(&budget);
-  for (std::size_t i = 0; i < sources.size(); ++i)
-    lookUp(*sources[i], boxes.palette->columns[static_cast<std::size_t>(boxes.mappings[i].column)].values,
-           made.planes[i]);
+  for (std::size_t i = 0; i < boxes.mappings.size(); ++i) {
+    const Mapping& mapping = boxes.mappings[i];
+    if (mapping.column == Mapping::kDirect)
+      copyPlane(sourceOf(mapping), made.planes[i]);
+    else
+      lookUp(sourceOf(mapping), columnOf(mapping).values, made.planes[i]);
+  }
   budget.release(picture.bytes());
   picture = std::move(made);
 }
 
-// Sorts the channels: colours in the order of their associations, then opacity.
-void orderChannels(const Boxes& boxes, Picture& picture) {
-  const std::size_t count = picture.planes.size();
-  std::vector<Plane> ordered;
-  std::vector<bool> used(count);
-  const auto add = [&](const Channel& channel) {
-    const auto number = static_cast<std::size_t>(channel.number);
-    if (number >= count || used[number]) return;
-    used[number] = true;
-    ordered.push_back(picture.planes[number]);
-  };
-  for (int association = 1; association <= static_cast<int>(count); ++association)
-    for (const Channel& channel : boxes.channels)
-      if (channel.kind == 0 && channel.association == association) add(channel);
-  const std::size_t colours = ordered.size();
-  Opacity opacity = Opacity::none;
-  for (const Channel& channel : boxes.channels)
-    if (channel.kind == 1 || channel.kind == 2) {
-      opacity = channel.kind == 1 ? Opacity::straight : Opacity::premultiplied;
-      add(channel);
-    }
-  if (colours == 0 || ordered.size() != count) return;  // an incomplete definition is ignored
-  picture.planes = std::move(ordered);
-  if (count == colours + 1) picture.opacity = opacity;
+// A palette has a component mapping. Without one, it can only be meant for the single component of a picture.
+std::string applyPalette(Boxes& boxes, Picture& picture, Budget& budget) {
+  if (boxes.mappings.empty()) {
+    if (picture.planes.size() != 1) return "the palette has no component mapping";
+    boxes.notes.emplace_back("the palette has no component mapping: its columns are used in their order");
+    for (int column = 0; column < static_cast<int>(boxes.palette->columns.size()); ++column)
+      boxes.mappings.push_back({0, column});
+  }
+  applyMappings(boxes, picture, budget);
+  return "";
 }
+
+// Sorts the channels: colours in the order of their associations, then other colours and channels that are not defined,
+// then channels without a meaning, then opacity.
+class ChannelOrder {
+ public:
+  ChannelOrder(const Boxes& boxes, Picture& picture)
+      : boxes_(boxes), picture_(picture), used_(picture.planes.size(), false) {}
+
+  void apply() {
+    const int count = static_cast<int>(picture_.planes.size());
+    const Channel* const opacity = opacityChannel();
+    if (opacity) used_[static_cast<std::size_t>(opacity->number)] = true;
+    for (int association = 1; association <= count; ++association)
+      addAll([&](const Channel& channel) { return channel.kind == kColour && channel.association == association; });
+    addAll([](const Channel& channel) { return channel.kind == kColour; });
+    for (int number = 0; number < count; ++number)
+      if (!isDefined(number)) add(number);
+    addAll([](const Channel&) { return true; });
+    if (opacity) ordered_.push_back(picture_.planes[static_cast<std::size_t>(opacity->number)]);
+    picture_.planes = std::move(ordered_);
+    if (opacity) picture_.opacity = opacity->kind == kOpacity ? Opacity::straight : Opacity::premultiplied;
+  }
+
+ private:
+  static constexpr int kColour = 0, kOpacity = 1, kPremultiplied = 2;
+
+  // The first one for the whole picture, otherwise the first one. A picture of nothing but opacity has none.
+  const Channel* opacityChannel() const {
+    const Channel* found = nullptr;
+    for (const Channel& channel : boxes_.channels) {
+      if ((channel.kind != kOpacity && channel.kind != kPremultiplied) || !exists(channel.number)) continue;
+      if (!found || (found->association != 0 && channel.association == 0)) found = &channel;
+    }
+    return picture_.planes.size() > 1 ? found : nullptr;
+  }
+  bool exists(int number) const { return number < static_cast<int>(picture_.planes.size()); }
+  bool isDefined(int number) const {
+    return std::ranges::any_of(boxes_.channels, [&](const Channel& channel) { return channel.number == number; });
+  }
+  template <class Wanted>
+  void addAll(const Wanted& wanted) {
+    for (const Channel& channel : boxes_.channels)
+      if (wanted(channel) && exists(channel.number)) add(channel.number);
+  }
+  void add(int number) {
+    const auto index = static_cast<std::size_t>(number);
+    if (!used_[index]) ordered_.push_back(picture_.planes[index]);
+    used_[index] = true;
+  }
+
+  const Boxes& boxes_;
+  Picture& picture_;
+  std::vector<bool> used_;
+  std::vector<Plane> ordered_;
+};
 
 int depthByte(const Plane& plane) { return (plane.bits - 1) | (plane.isSigned ? 128 : 0); }
 
@@ -298,9 +372,20 @@ Bytes channelDefinitions(const Picture& picture) {
 
 }  // namespace
 
+// The signature box of drafts of the standard has other characters after "jP". Some files have none and begin with the
+// file type box.
+bool isBoxed(ByteSpan first) {
+  constexpr std::string_view kBrands[] = {"jp2 ", "jpx ", "jpm ", "jph "};
+  if (first.size() < sizeof kSignature) return false;
+  const std::string_view text(reinterpret_cast<const char*>(first.data()), first.size());
+  if (std::memcmp(first.data(), kSignature, 6) == 0 && std::memcmp(first.data() + 8, kSignature + 8, 4) == 0)
+    return true;
+  return text.substr(4, 4) == "ftyp" && std::ranges::find(kBrands, text.substr(8, 4)) != std::end(kBrands);
+}
+
 Boxes readBoxes(ByteSpan file) {
   Boxes boxes;
-  if (file.size() >= sizeof kSignature && std::memcmp(file.data(), kSignature, sizeof kSignature) == 0) {
+  if (isBoxed(file)) {
     boxes.boxed = true;
     Reader(boxes).read(file);
   } else {
@@ -310,12 +395,14 @@ Boxes readBoxes(ByteSpan file) {
 }
 
 // Without a usable colour space, one or two components are grey, more are RGB.
-void applyBoxes(const Boxes& boxes, Picture& picture, Budget& budget) {
-  if (boxes.palette) applyPalette(boxes, picture, budget);
-  if (!boxes.channels.empty()) orderChannels(boxes, picture);
+std::string applyBoxes(Boxes& boxes, Picture& picture, Budget& budget) {
+  std::string problem;
+  if (boxes.palette) problem = applyPalette(boxes, picture, budget);
+  if (!boxes.channels.empty()) ChannelOrder(boxes, picture).apply();
   const int colours = picture.colours();
   const bool known = boxes.colour == Colour::grey ? colours < 3 : colours >= coloursOf(boxes.colour);
   picture.colour = known ? boxes.colour : colours < 3 ? Colour::grey : Colour::rgb;
+  return problem;
 }
 
 void writeBoxes(Bytes& file, const Picture& picture) {

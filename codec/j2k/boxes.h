@@ -23,8 +23,9 @@ struct Palette {
 
 // cmap: the source of a channel.
 struct Mapping {
+  static constexpr int kDirect = -1;  // the component is used without the palette
   int component = 0;
-  int column = -1;  // of the palette; -1: the component is used directly
+  int column = kDirect;
 };
 
 // cdef: the meaning of a channel.
@@ -42,14 +43,19 @@ struct Boxes {
   std::vector<Mapping> mappings;
   std::vector<Channel> channels;
   std::vector<Box> list;
+  std::vector<std::string> notes;  // of what is left out
   BoxMetadata metadata;
 };
 
 // A bare codestream is accepted too. Throws Problem.
 Boxes readBoxes(ByteSpan file);
 
-// Applies palette, channel order and colour space to the components of the codestream.
-void applyBoxes(const Boxes& boxes, Picture& picture, Budget& budget);
+// Whether a file begins like a JP2 file, with or without a signature box.
+bool isBoxed(ByteSpan first);
+
+// Applies palette, channel order and colour space to the components of the codestream. Returns what cannot be applied,
+// so that the picture is wrong; empty if all is well. Adds to the notes.
+std::string applyBoxes(Boxes& boxes, Picture& picture, Budget& budget);
 
 // Writes the beginning of a JP2 file, up to its codestream. Of the metadata, only blocks that have a place.
 void writeBoxes(Bytes& file, const Picture& picture);

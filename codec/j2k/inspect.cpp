@@ -3,6 +3,7 @@
 #include "j2k/boxes.h"
 #include "j2k/j2k.h"
 #include "j2k/syntax.h"
+#include "j2k/tile.h"
 
 namespace moxj::j2k {
 
@@ -51,6 +52,9 @@ Info inspect(ByteSpan file, Budget& budget) {
   info.boxes = boxes.list;
   info.metadata = boxes.metadata.metadata(budget);
   info.siz = stream.siz;
+  const Rect shown = shownRect(stream.siz);
+  info.width = shown.width();
+  info.height = shown.height();
   info.params = stream.params;
   info.tileParts = stream.parts.size();
   const auto add = [&](int marker, std::size_t offset, std::size_t length, std::string detail) {
@@ -58,16 +62,17 @@ Info inspect(ByteSpan file, Budget& budget) {
   };
   add(marker::soc, 0, 2, "");
   for (const MarkerSegment& segment : stream.header)
-    add(segment.marker, segment.offset, segment.body.size() + 4, detailOf(segment, stream.siz));
+    add(segment.marker, segment.offset, segment.length(), detailOf(segment, stream.siz));
   for (const TilePart& part : stream.parts) {
     add(marker::sot, part.offset, part.length,
         "tile " + std::to_string(part.tile) + ", part " + std::to_string(part.number) +
             (part.of > 0 ? " of " + std::to_string(part.of) : ""));
     for (const MarkerSegment& segment : part.header)
-      add(segment.marker, segment.offset, segment.body.size() + 4, detailOf(segment, stream.siz));
+      add(segment.marker, segment.offset, segment.length(), detailOf(segment, stream.siz));
   }
   info.complete = stream.problem.empty();
   info.warning = stream.problem;
+  info.notes = stream.notes;
   return info;
 }
 

@@ -51,6 +51,7 @@ struct DecodeOptions {
   int reduce = 0;           // number of resolution levels to skip
   int layers = kMaxLayers;  // maximum number of layers to decode
   bool components = false;  // the components of the codestream, ignoring palette, channel order and colour of JP2
+  bool upsample = false;    // a picture of the reference grid, also if all components are sub-sampled alike
 };
 
 struct Decoded : Outcome {
@@ -83,6 +84,7 @@ struct Info : Outcome {
   std::string colour;  // of JP2: "sRGB", "grey", "sYCC", "colour space 12 (CMYK)", "ICC profile"; otherwise empty
   int palette = 0;     // number of entries
   std::vector<Box> boxes;
+  Coord width = 0, height = 0;  // of the picture
   std::shared_ptr<const Metadata> metadata;
   Siz siz;
   TileParams params;  // of the main header

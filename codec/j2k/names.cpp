@@ -12,11 +12,17 @@ std::string orderName(Order order) {
 
 std::string modeNames(int modes) {
   struct ModeName {
-    Mode mode;
+    int mode;
     std::string_view name;
   };
-  constexpr ModeName kModes[] = {{bypass, "bypass"}, {reset, "reset"}, {termall, "termall"},
-                                 {causal, "causal"}, {pterm, "pterm"}, {segsym, "segsym"}};
+  constexpr ModeName kModes[] = {{bypass, "bypass"},
+                                 {reset, "reset"},
+                                 {termall, "termall"},
+                                 {causal, "causal"},
+                                 {pterm, "pterm"},
+                                 {segsym, "segsym"},
+                                 {kHighThroughput, "high-throughput"},
+                                 {kMixedBlocks, "mixed"}};
   std::string names;
   for (const ModeName& mode : kModes)
     if (modes & mode.mode) names.append(names.empty() ? "" : ", ").append(mode.name);

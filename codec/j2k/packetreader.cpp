@@ -166,6 +166,7 @@ PacketsRead readPackets(Tile& tile, const Siz& siz, const PacketSource& source, 
       return false;
     }
   });
+  result.exact = reader.atEnd();
   return result;
 }
 

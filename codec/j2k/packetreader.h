@@ -23,6 +23,7 @@ struct ReadLimits {
 struct PacketsRead {
   std::uint64_t packets = 0;
   std::string problem;  // why not all were read, empty if all were; to follow "tile N"
+  bool exact = false;   // no bytes are left over
 };
 
 // Reads up to the end or the first damage. The chunks of the blocks point into the source.

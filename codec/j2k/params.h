@@ -1,6 +1,7 @@
 // The parameters in the headers of a codestream (ISO/IEC 15444-1, Annex A).
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <vector>
@@ -41,10 +42,19 @@ struct Siz {
   Coord tilesWide() const { return ceilDiv(image.x1 - tileX0, tileWidth); }
   Coord tilesHigh() const { return ceilDiv(image.y1 - tileY0, tileHeight); }
   Coord tiles() const { return tilesWide() * tilesHigh(); }
+
+  // Whether all components are sub-sampled alike: their size is then that of the picture.
+  bool isAlike() const {
+    return std::ranges::all_of(components, [&](const ComponentSize& size) {
+      return size.dx == components[0].dx && size.dy == components[0].dy;
+    });
+  }
 };
 
 // Code-block style, as in SPcod (Table A.19).
 enum Mode : int { bypass = 1, reset = 2, termall = 4, causal = 8, pterm = 16, segsym = 32, allModes = 63 };
+// Of ISO/IEC 15444-15: high-throughput block coding, with or without blocks of the other kind.
+inline constexpr int kHighThroughput = 0x40, kMixedBlocks = 0x80;
 
 // The parameters of a component in COD or COC.
 struct CodingStyle {
@@ -72,6 +82,7 @@ struct Quantisation {
   Kind kind = none;
   int guardBits = 2;
   std::array<std::uint16_t, kMaxBands> steps{};  // exponent << 11 | mantissa, from LL up
+  int count = 0;                                 // of the steps in the marker segment
 };
 
 // One progression of POC. By default, the whole tile.

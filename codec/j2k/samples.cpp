@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/library.h"
+#include "j2k/deepwavelet.h"
 #include "j2k/wavelet.h"
 
 namespace moxj::j2k {
@@ -85,6 +86,25 @@ void transformRow(std::span<TilePlane> planes, bool reversible, bool forward, in
   }
 }
 
+// In 64 bits, for samples so deep that the sum of two differences may not fit 32.
+void deepInverseRct(std::span<TilePlane> planes, int y) {
+  std::int32_t *const a = planes[0].row(y), *const b = planes[1].row(y), *const c = planes[2].row(y);
+  const auto stored = [](std::int64_t value) {
+    return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, INT32_MIN, INT32_MAX));
+  };
+  for (int x = 0; x < planes[0].width(); ++x) {
+    const std::int64_t u = b[x], v = c[x], green = a[x] - ((u + v) >> 2);
+    a[x] = stored(v + green);
+    b[x] = stored(green);
+    c[x] = stored(u + green);
+  }
+}
+
+void inverseTransformRow(std::span<TilePlane> planes, const TileComponent& first, int y) {
+  if (first.coding.reversible && first.bits > kMaxShallowBits) return deepInverseRct(planes, y);
+  transformRow(planes, first.coding.reversible, false, y);
+}
+
 // Calls work(y) for every row of the tallest plane.
 template <class Work>
 void forEachRow(std::span<TilePlane> planes, Workers& workers, const Work& work) {
@@ -124,8 +144,7 @@ void storeTile(std::span<TilePlane> planes, const Tile& tile, std::span<const Wi
       if (y < planes[c].height() && !component.coding.reversible)
         toFloat(planes[c].row(y), planes[c].width(), 1 / scaleOf(component));
     }
-    if (tile.style.transform && y < planes[0].height())
-      transformRow(planes, tile.components[0].coding.reversible, false, y);
+    if (tile.style.transform && y < planes[0].height()) inverseTransformRow(planes, tile.components[0], y);
     for (std::size_t c = 0; c < planes.size(); ++c) {
       if (y >= planes[c].height()) continue;
       const TileComponent& component = tile.components[c];

@@ -27,6 +27,12 @@ constexpr Name kNames[] = {
 
 constexpr std::size_t kMaxProgressions = 255;  // each costs a walk over all precincts, so the number is limited
 
+const char* nameOf(int marker) {
+  for (const Name& name : kNames)
+    if (name.marker == marker) return name.text;
+  return nullptr;
+}
+
 int wordAt(ByteSpan bytes, std::size_t at) { return at + 2 <= bytes.size() ? bytes[at] << 8 | bytes[at + 1] : -1; }
 
 // ---- Marker segments --------------------------------------------------------------------------------------------
@@ -76,8 +82,8 @@ CodingStyle parseStyle(ByteReader& in, bool ownPrecincts) {
   if (width > 8 || height > 8 || width + height > 8) fail(Kind::damaged, "invalid code-block size");
   style.blockWidthLog = width + 2;
   style.blockHeightLog = height + 2;
-  if (style.modes & 0x40) fail(Kind::unsupported, "high-throughput block coding (ISO/IEC 15444-15) is not supported");
-  if (style.modes & ~allModes) fail(Kind::unsupported, "unknown code-block style");
+  const int known = allModes | (style.modes & kHighThroughput ? kHighThroughput | kMixedBlocks : 0);
+  if (style.modes & ~known) fail(Kind::unsupported, "unknown code-block style");
   if (transform > 1) fail(Kind::unsupported, "wavelets other than 9/7 and 5/3 (ISO/IEC 15444-2) are not supported");
   style.reversible = transform == 1;
   if (ownPrecincts)
@@ -94,11 +100,11 @@ Quantisation parseQuantisation(ByteReader& in) {
   if (kind > 2) fail(Kind::damaged, "unknown quantisation style");
   quantisation.kind = static_cast<Quantisation::Kind>(kind);
   if (kind == Quantisation::none) {
-    for (std::size_t i = 0; in.left() >= 1 && i < kMaxBands; ++i)
+    for (std::size_t i = 0; in.left() >= 1 && i < kMaxBands; ++i, ++quantisation.count)
       quantisation.steps[i] = static_cast<std::uint16_t>((in.u8() >> 3) << 11);
   } else {
     if (in.left() < 2) fail(Kind::damaged, "QCD ends early");
-    for (std::size_t i = 0; in.left() >= 2 && i < kMaxBands; ++i)
+    for (std::size_t i = 0; in.left() >= 2 && i < kMaxBands; ++i, ++quantisation.count)
       quantisation.steps[i] = static_cast<std::uint16_t>(in.u16());
   }
   return quantisation;
@@ -207,37 +213,37 @@ class Parser {
   // The next marker segment, or nothing if the bytes do not contain it.
   std::optional<MarkerSegment> segment() {
     const int marker = wordAt(bytes_, at_), length = wordAt(bytes_, at_ + 2);
-    if (marker < 0xFF00 || length < 2 || at_ + 2 + static_cast<std::size_t>(length) > bytes_.size())
-      return std::nullopt;
-    const MarkerSegment found{marker, at_, bytes_.subspan(at_ + 4, static_cast<std::size_t>(length) - 2)};
-    at_ += 2 + static_cast<std::size_t>(length);
+    if (marker < 0xFF00) return std::nullopt;
+    MarkerSegment found{marker, at_, {}};
+    if (!isBareMarker(marker)) {
+      if (length < 2 || at_ + 2 + static_cast<std::size_t>(length) > bytes_.size()) return std::nullopt;
+      found.body = bytes_.subspan(at_ + 4, static_cast<std::size_t>(length) - 2);
+    }
+    at_ += found.length();
     return found;
   }
 
+  // Only segments that mean nothing, or a comment, may come before SIZ.
   void readMainHeader() {
-    bool hasCod = false, hasQcd = false;
+    bool hasSiz = false, hasCod = false, hasQcd = false;
     while (wordAt(bytes_, at_) != marker::sot && wordAt(bytes_, at_) != marker::eoc) {
       const std::optional<MarkerSegment> found = segment();
       if (!found) fail(Kind::damaged, "the file ends in its main header");
-      if (stream_.header.empty() != (found->marker == marker::siz))
-        fail(Kind::damaged, "the main header does not begin with SIZ");
-      if (found->marker == marker::siz) stream_.siz = parseSiz(found->body);
-      if (found->marker == marker::cap) noteCapabilities(found->body);
+      const bool isSiz = found->marker == marker::siz;
+      const bool anywhere = found->marker == marker::com || nameOf(found->marker) == nullptr;
+      if (hasSiz == isSiz && !(anywhere && !isSiz)) fail(Kind::damaged, "the main header does not begin with SIZ");
+      if (isSiz) stream_.siz = parseSiz(found->body);
+      hasSiz |= isSiz;
       hasCod |= found->marker == marker::cod;
       hasQcd |= found->marker == marker::qcd;
       stream_.header.push_back(*found);
     }
+    if (!hasSiz) fail(Kind::damaged, "the main header does not begin with SIZ");
     if (!hasCod || !hasQcd) fail(Kind::damaged, "the main header has no COD or no QCD");
     stream_.params.shift.assign(stream_.siz.components.size(), 0);
     ParamsReader(stream_.siz, stream_.params).apply(stream_.header);
     for (const MarkerSegment& found : stream_.header)
       if (found.marker == marker::poc) parsePoc(found.body, stream_.siz, stream_.params.progressions);
-  }
-
-  static void noteCapabilities(ByteSpan body) {
-    constexpr int kPart15 = 0x00020000;
-    if (body.size() >= 4 && (ByteReader(body, "CAP").u32() & kPart15))
-      fail(Kind::unsupported, "high-throughput block coding (ISO/IEC 15444-15) is not supported");
   }
 
   void readTileParts() {
@@ -263,25 +269,49 @@ class Parser {
     const std::size_t length = in.u32();
     part.number = in.u8();
     part.of = in.u8();
-    if (part.tile >= stream_.siz.tiles()) return void(stream_.problem = "a tile-part belongs to no tile");
     while (wordAt(bytes_, at_) != marker::sod) {
       const std::optional<MarkerSegment> found = segment();
       if (!found) return void(stream_.problem = "the file ends in the header of a tile-part");
       part.header.push_back(*found);
     }
     at_ += 2;
-    std::size_t end = part.offset + length;
-    if (length == 0) end = wordAt(bytes_, bytes_.size() - 2) == marker::eoc ? bytes_.size() - 2 : bytes_.size();
-    if (length != 0 && (length < at_ - part.offset || length > bytes_.size() - part.offset)) {
-      stream_.problem =
-          length < at_ - part.offset ? "a tile-part is shorter than its header" : "the file ends in a tile-part";
-      end = bytes_.size();
-    }
+    const std::size_t end = endOf(part, length);
     part.length = end - part.offset;
-    part.body = bytes_.subspan(std::min(at_, end), end - std::min(at_, end));
-    stream_.parts.push_back(std::move(part));
+    part.body = bytes_.subspan(at_, end - at_);
     at_ = end;
+    if (part.tile < stream_.siz.tiles())
+      stream_.parts.push_back(std::move(part));
+    else
+      stream_.note("tile-parts of tiles that do not exist");
   }
+
+  // Where a tile-part ends whose data begin here. Packets contain no bytes FF90 and above, so if there is no marker at
+  // the end that SOT gives, the data go up to the next marker.
+  std::size_t endOf(TilePart& part, std::size_t length) {
+    if (length == 0 && wordAt(bytes_, bytes_.size() - 2) == marker::eoc) return bytes_.size() - 2;
+    const std::size_t header = at_ - part.offset;
+    if (length >= header && length <= bytes_.size() - part.offset) {
+      const std::size_t end = part.offset + length;
+      if (end == bytes_.size() || isEnd(end)) return end;
+    }
+    std::size_t end = at_;
+    while (end < bytes_.size() && !isEnd(end)) ++end;
+    if (length == 0) return end;
+    part.guessed = end < bytes_.size();
+    if (part.guessed)
+      stream_.note("the length of a tile-part of tile " + std::to_string(part.tile) + " is wrong");
+    else
+      stream_.problem = length < header ? "a tile-part is shorter than its header" : "the file ends in a tile-part";
+    return end;
+  }
+
+  // Whether a tile-part or EOC begins here.
+  bool isEnd(std::size_t at) const {
+    const int word = wordAt(bytes_, at);
+    return word == marker::eoc || (word == marker::sot && wordAt(bytes_, at + 2) == kSotLength);
+  }
+
+  static constexpr int kSotLength = 10;
 
   ByteSpan bytes_;
   std::size_t at_ = 0;
@@ -304,9 +334,8 @@ void addBodies(const std::vector<MarkerSegment>& header, int marker, std::vector
 }  // namespace
 
 std::string markerName(int marker) {
-  for (const Name& name : kNames)
-    if (name.marker == marker) return name.text;
-  return "unknown";
+  const char* const name = nameOf(marker);
+  return name ? name : isBareMarker(marker) ? "reserved" : "unknown";
 }
 
 Codestream parseCodestream(ByteSpan bytes) { return Parser(bytes).run(); }
@@ -314,6 +343,8 @@ Codestream parseCodestream(ByteSpan bytes) { return Parser(bytes).run(); }
 TileParts sortParts(const Codestream& codestream) {
   TileParts sorted;
   for (const TilePart& part : codestream.parts) sorted.of[part.tile].push_back(&part);
+  for (auto& [tile, parts] : sorted.of)
+    std::ranges::stable_sort(parts, {}, [](const TilePart* part) { return part->number; });
   std::vector<ByteSpan> bodies;
   addBodies(codestream.header, marker::ppm, bodies);
   sorted.packed = joined(std::move(bodies));
@@ -325,6 +356,17 @@ TileParts sortParts(const Codestream& codestream) {
     sorted.packedHeaders[&part] = in.take(std::min(size, in.left()));
   }
   return sorted;
+}
+
+std::string misnumbered(const std::vector<const TilePart*>& ofTile) {
+  const int count = static_cast<int>(ofTile.size());
+  for (int i = 0; i < count; ++i) {
+    const TilePart& part = *ofTile[static_cast<std::size_t>(i)];
+    if (part.of != 0 && part.of != count)
+      return "has " + std::to_string(count) + " of " + std::to_string(part.of) + " tile-parts";
+    if (part.number != i) return "has tile-parts with wrong numbers";
+  }
+  return "";
 }
 
 TileParams paramsOf(const Codestream& codestream, const std::vector<const TilePart*>& parts) {
@@ -341,15 +383,19 @@ TileParams paramsOf(const Codestream& codestream, const std::vector<const TilePa
 
 PacketSource packetsOf(const TileParts& parts, const std::vector<const TilePart*>& ofTile) {
   PacketSource source;
-  std::vector<ByteSpan> bodies;
+  source.packedHeaders = !parts.packed.empty();
   for (const TilePart* part : ofTile) {
     source.parts.push_back(part->body);
+    // The indices of PPT segments count those of a tile-part or, by some writers, of the tile: sorted within tile-parts,
+    // both are in order.
+    std::vector<ByteSpan> bodies;
     addBodies(part->header, marker::ppt, bodies);
+    source.packedHeaders |= !bodies.empty();
+    const std::vector<std::uint8_t> headers = joined(std::move(bodies));
+    source.headers.insert(source.headers.end(), headers.begin(), headers.end());
     if (const auto found = parts.packedHeaders.find(part); found != parts.packedHeaders.end())
       source.headers.insert(source.headers.end(), found->second.begin(), found->second.end());
   }
-  source.packedHeaders = !bodies.empty() || !parts.packed.empty();
-  if (!bodies.empty()) source.headers = joined(std::move(bodies));
   return source;
 }
 

@@ -48,8 +48,8 @@ class ComponentMaker {
     resolution.precinctHeightLog = component_.coding.precincts[static_cast<std::size_t>(r)] >> 4;
     if (r > 0 && (resolution.precinctWidthLog == 0 || resolution.precinctHeightLog == 0))
       fail(Kind::damaged, "precincts of size 1 above the lowest resolution");
-    for (int o = r == 0 ? ll : hl; o <= (r == 0 ? ll : hh); ++o) makeBand(r, static_cast<Orientation>(o));
     if (resolution.rect.empty()) return;
+    for (int o = r == 0 ? ll : hl; o <= (r == 0 ? ll : hh); ++o) makeBand(r, static_cast<Orientation>(o));
     resolution.precinctsWide = ceilShift(resolution.rect.x1, resolution.precinctWidthLog) -
                                (resolution.rect.x0 >> resolution.precinctWidthLog);
     resolution.precinctsHigh = ceilShift(resolution.rect.y1, resolution.precinctHeightLog) -
@@ -136,6 +136,16 @@ Rect tileRect(const Siz& siz, Coord index) {
 Rect componentRect(const Rect& grid, const ComponentSize& component) {
   return {ceilDiv(grid.x0, component.dx), ceilDiv(grid.y0, component.dy), ceilDiv(grid.x1, component.dx),
           ceilDiv(grid.y1, component.dy)};
+}
+
+Rect shownRect(const Siz& siz, bool upsample) {
+  return siz.isAlike() && !upsample ? componentRect(siz.image, siz.components[0]) : siz.image;
+}
+
+bool hasNoSamples(const Siz& siz, Coord index) {
+  const Rect rect = tileRect(siz, index);
+  return std::ranges::all_of(siz.components,
+                             [&](const ComponentSize& size) { return componentRect(rect, size).empty(); });
 }
 
 Rect reducedRect(const Rect& rect, int levels) {

@@ -98,6 +98,13 @@ Rect tileRect(const Siz& siz, Coord index);
 // An area of the reference grid in the samples of a component.
 Rect componentRect(const Rect& grid, const ComponentSize& component);
 
+// The area of the picture: of components that are sub-sampled alike, in their samples, unless they are to be up-sampled;
+// otherwise on the reference grid.
+Rect shownRect(const Siz& siz, bool upsample = false);
+
+// Whether no component has a sample in a tile. Such a tile needs no tile-part.
+bool hasNoSamples(const Siz& siz, Coord index);
+
 // The same area with `levels` resolution levels skipped.
 Rect reducedRect(const Rect& rect, int levels);
 

@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "base/library.h"
+#include "j2k/deepwavelet.h"
 
 namespace moxj::j2k {
 
@@ -36,17 +37,23 @@ void transformForward(TilePlane& plane, const TileComponent& component) {
   }
 }
 
-void transformInverse(TilePlane& plane, const TileComponent& component, int resolutions) {
+bool transformInverse(TilePlane& plane, const TileComponent& component, int resolutions) {
   const bool reversible = component.coding.reversible;
-  if (resolutions <= 1 || component.rect.empty()) return;
-  Bytes buffer =
-      bufferFor(phaseAndSize(component.resolutions[static_cast<std::size_t>(resolutions) - 1].rect), reversible);
+  if (resolutions <= 1 || component.rect.empty()) return true;
+  const auto rectOf = [&](int r) -> const Rect& { return component.resolutions[static_cast<std::size_t>(r)].rect; };
+  if (reversible && component.bits > kMaxShallowBits) {
+    bool fits = true;
+    for (int r = 1; r < resolutions; ++r) fits &= deepInverse(plane, rectOf(r));
+    return fits;
+  }
+  Bytes buffer = bufferFor(phaseAndSize(rectOf(resolutions - 1)), reversible);
   const auto transform = reversible ? moxiWTInv_B53_JPEG2K_32s_C1IR : moxiWTInv_D97_JPEG2K_32s_C1IR;
   for (int r = 1; r < resolutions; ++r) {
-    const Rect& rect = component.resolutions[static_cast<std::size_t>(r)].rect;
+    const Rect& rect = rectOf(r);
     const MoxRect region = phaseAndSize(rect);
     if (!rect.empty()) require(transform(plane.row(0), plane.step(), &region, buffer.data()), "a wavelet transform");
   }
+  return true;
 }
 
 }  // namespace moxj::j2k

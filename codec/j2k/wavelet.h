@@ -11,7 +11,8 @@ namespace moxj::j2k {
 // Between samples and coefficients arranged as described in tile.h. The inverse transform reconstructs the lowest
 // `resolutions` resolutions. In the irreversible transforms the numbers have fractionBits() fraction bits.
 void transformForward(TilePlane& plane, const TileComponent& component);
-void transformInverse(TilePlane& plane, const TileComponent& component, int resolutions);
+// False if values of deep samples do not fit 32 bits (deepwavelet.h).
+bool transformInverse(TilePlane& plane, const TileComponent& component, int resolutions);
 
 // The library's 9/7 transform truncates to integers after each pass, so the samples get fraction bits: as many as fit
 // beside the sample in the 24 bits of a single-precision mantissa, or 14 for samples of up to 8 bits.

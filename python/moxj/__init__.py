@@ -203,18 +203,18 @@ def _metadata_given(icc, exif, xmp, metadata):
 
 
 def read(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, fast_mcu=False, components=False,
-         orient=False, picture=0, threads=1, limits=None, progress=None):
+         orient=False, picture=0, upsample=False, threads=1, limits=None, progress=None):
     """Decodes a file into a moxj.Picture: arrays with metadata, warning and notes. Arguments as those of decode().
 
     A damaged file that can be decoded in part gives a picture with complete=False, without a Python warning.
     """
-    fields = _options.read_fields(reduce, layers, smooth, fast_mcu, components, orient, picture)
+    fields = _options.read_fields(reduce, layers, smooth, fast_mcu, components, orient, picture, upsample)
     return Picture(*_native.decode(source, fields, _options.layout_number(layout), bits or 0,
                                    _running(threads, limits, progress)))
 
 
 def decode(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, fast_mcu=False, components=False,
-           orient=False, picture=0, threads=1, limits=None, progress=None, out=None):
+           orient=False, picture=0, upsample=False, threads=1, limits=None, progress=None, out=None):
     """Decodes a file into an array.
 
     source      bytes, path or file object of any format that the library reads
@@ -234,6 +234,7 @@ def decode(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, f
     components  True: components and inks as they are coded: no palette, no conversion of inks to RGB
     orient      True: turned upright, as the Exif orientation says, which becomes 1
     picture     JPEG: of several pictures that follow each other in a file, the one with this number, from 1
+    upsample    JPEG 2000: True gives all components the size of the reference grid
     threads     threads that the call may use, 1 to 1024
     limits      moxj.Limits
     progress    callable(done, total)
@@ -246,7 +247,7 @@ def decode(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, f
     size that have no common meaning come as (height, width, planes), in a copy. Where part of the picture is missing,
     because the file is damaged, there is a moxj.IncompleteWarning.
     """
-    fields = _options.read_fields(reduce, layers, smooth, fast_mcu, components, orient, picture)
+    fields = _options.read_fields(reduce, layers, smooth, fast_mcu, components, orient, picture, upsample)
     running = _running(threads, limits, progress)
     if out is None:
         picture = Picture(*_native.decode(source, fields, _options.layout_number(layout), bits or 0, running))
@@ -351,13 +352,13 @@ def convert(source, format=None, *, to=None, reading=None, quality=None, sample=
     source   bytes, path or file object
     format   see encode()
     reading  a dict of options of decode(): reduce, layers, smooth, fast_mcu, components, orient,
-             picture
+             picture, upsample
 
     All other arguments, warnings and the result are those of encode().
     """
     writing = _options.fields_of(locals(), _options.WRITE_OPTIONS)
     given = {"reduce": 0, "layers": 0, "smooth": True, "fast_mcu": False, "components": False, "orient": False,
-             "picture": 0}
+             "picture": 0, "upsample": False}
     unknown = set(reading or ()) - set(given)
     if unknown:
         raise TypeError(f"no option of reading is called {min(unknown)}")

@@ -13,7 +13,7 @@ _FIELDS = {"fast_mcu": "fastMcu", "restart_in_rows": "restartInRows"}
 WRITE_OPTIONS = ("quality", "sample", "grayscale", "progressive", "scans", "optimize", "fast_mcu", "restart",
                  "restart_in_rows", "lossless", "predictor", "point", "ratio", "bpp", "levels", "block", "tile",
                  "progression", "layers", "modes")
-READ_OPTIONS = ("reduce", "layers", "smooth", "fast_mcu", "components", "orient", "picture")
+READ_OPTIONS = ("reduce", "layers", "smooth", "fast_mcu", "components", "orient", "picture", "upsample")
 TRANSCODE_OPTIONS = ("optimize", "progressive", "scans", "sequential", "strip", "restart", "restart_in_rows",
                      "transform", "trim", "perfect", "grayscale", "crop", "picture")
 _INTERLEAVED = {"grey": 1, "grey-alpha": 2, "rgb": 3, "bgr": 3, "rgba": 4, "bgra": 4, "cmyk": 4, "rgb565": 1,
@@ -86,9 +86,10 @@ def fields_of(given, names):
     return fields
 
 
-def read_fields(reduce, layers, smooth, fast_mcu, components, orient=False, picture=0):
+def read_fields(reduce, layers, smooth, fast_mcu, components, orient=False, picture=0, upsample=False):
     return {"reduce": reduce, "layers": layers, "nosmooth": int(not smooth), "fastMcu": int(bool(fast_mcu)),
-            "components": int(bool(components)), "orient": int(bool(orient)), "picture": picture}
+            "components": int(bool(components)), "orient": int(bool(orient)), "picture": picture,
+            "upsample": int(bool(upsample))}
 
 
 def layout_number(layout):

@@ -20,7 +20,7 @@ constexpr Field<MoxcReadOptions> kReadFields[]{
     {"reduce", &MoxcReadOptions::reduce},         {"layers", &MoxcReadOptions::layers},
     {"nosmooth", &MoxcReadOptions::nosmooth},     {"fastMcu", &MoxcReadOptions::fastMcu},
     {"components", &MoxcReadOptions::components}, {"orient", &MoxcReadOptions::orient},
-    {"picture", &MoxcReadOptions::picture}};
+    {"picture", &MoxcReadOptions::picture},       {"upsample", &MoxcReadOptions::upsample}};
 
 constexpr Field<MoxcWriteOptions> kWriteFields[]{{"quality", &MoxcWriteOptions::quality},
                                                  {"grayscale", &MoxcWriteOptions::grayscale},

@@ -11,13 +11,14 @@ namespace {
 using namespace codec;
 
 TEST(Formats, HaveNamesAndExtensions) {
-  const char* const names[] = {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pam", "pbm", "pgx"};
+  const char* const names[] = {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pam", "pbm", "pgx", "raw", "rawl"};
   ASSERT_EQ(std::size(names), moxcFormatCount());
   for (std::size_t i = 0; i < moxcFormatCount(); ++i) {
     MoxcFormat format = sized<MoxcFormat>();
     ASSERT_EQ(moxcOk, moxcFormatAt(i, &format));
     EXPECT_STREQ(names[i], format.name);
     EXPECT_EQ(i < 3, format.coded != 0);
+    EXPECT_EQ(std::string(format.name).starts_with("raw"), format.writeOnly != 0);
     EXPECT_EQ(0u, std::string(format.extensions).find(names[i]));
   }
   MoxcFormat format = sized<MoxcFormat>();

@@ -155,7 +155,7 @@ std::vector<WriteCase> writeCases() {
   return cases;
 }
 
-const char* const kFormats[] = {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pam", "pbm", "pgx"};
+const char* const kFormats[] = {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pam", "pbm", "pgx", "raw", "rawl"};
 
 TEST(Options, OfWritingChangeTheFileOrAreRefused) {
   const Pixels colour = picture(moxcRgb, 100, 75), grey = picture(moxcGrey, 100, 75);
@@ -394,7 +394,7 @@ TEST(Options, OfReadingHaveRanges) {
       {"layers", [](Read& o) { o.layers = 65536; }},     {"layers", [](Read& o) { o.layers = -1; }},
       {"nosmooth", [](Read& o) { o.nosmooth = 2; }},     {"fastMcu", [](Read& o) { o.fastMcu = -1; }},
       {"components", [](Read& o) { o.components = 2; }}, {"reduce", [](Read& o) { o.reduce = 6; }},
-      {"picture", [](Read& o) { o.picture = -1; }},
+      {"picture", [](Read& o) { o.picture = -1; }},      {"upsample", [](Read& o) { o.upsample = 2; }},
   };
   for (const auto& [name, set] : cases) {
     Read reading;

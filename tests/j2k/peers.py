@@ -10,12 +10,16 @@ import support  # tests/tool
 PEERS = ["opj", "grk"]
 
 
+def bytes_of(bits):
+    return 4 if bits > 16 else 2 if bits > 8 else 1
+
+
 def parse_pgx(data):
     """(bits, signed, width, height, samples)"""
     header, raster = data.split(b"\n", 1)
     words = header.replace(b"+", b" + ").replace(b"-", b" - ").split()
     order, sign, bits, width, height = words[1], words[2], *map(int, words[3:6])
-    size = 2 if bits > 8 else 1
+    size = bytes_of(bits)
     assert len(raster) >= width * height * size, header
     samples = []
     for i in range(width * height):
@@ -25,7 +29,7 @@ def parse_pgx(data):
 
 
 def pgx(bits, signed, width, height, samples):
-    size = 2 if bits > 8 else 1
+    size = bytes_of(bits)
     raster = b"".join((value & ((1 << 8 * size) - 1)).to_bytes(size, "big") for value in samples)
     return b"PG ML %s %d %d %d\n" % (b"-" if signed else b"+", bits, width, height) + raster
 

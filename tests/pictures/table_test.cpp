@@ -10,7 +10,7 @@ using namespace std::string_literals;
 
 TEST(Table, Names) {
   EXPECT_EQ(formatNames(true), "jpg, jp2 or j2k");
-  EXPECT_EQ(formatNames(false), "png, ppm, pgm, pnm, pam, pbm or pgx");
+  EXPECT_EQ(formatNames(false), "png, ppm, pgm, pnm, pam, pbm, pgx, raw or rawl");
   EXPECT_EQ(formatNamed("JPEG"), formatNamed("jpg"));
   EXPECT_EQ(formatNamed("J2C"), formatNamed("j2k"));
   EXPECT_EQ(formatNamed(""), nullptr);

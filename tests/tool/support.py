@@ -12,7 +12,7 @@ import zlib
 MOXJ = os.environ["MOXJ"]
 
 OK, USAGE, REFUSED, INCOMPLETE, LIMIT, OUTPUT = range(6)
-PLAIN = "png, ppm, pgm, pnm, pam, pbm or pgx"
+PLAIN = "png, ppm, pgm, pnm, pam, pbm, pgx, raw or rawl"
 UNRECOGNISED = "unrecognised format (not JPEG, JPEG 2000, PNG, PPM, PGM, PAM, PBM or PGX)"
 
 

@@ -29,6 +29,51 @@ File withSegment(File file, std::initializer_list<std::uint8_t> segment) {
   return file;
 }
 
+// A copy with the bytes from `offset` on after the first occurrence of a marker replaced.
+File withBytes(File file, std::initializer_list<std::uint8_t> marker, std::ptrdiff_t offset,
+               std::initializer_list<std::uint8_t> bytes) {
+  const auto at = std::search(file.begin(), file.end(), marker.begin(), marker.end());
+  std::copy(bytes.begin(), bytes.end(), at + offset);
+  return file;
+}
+
+// A copy whose components are all sub-sampled; the grid grows accordingly.
+File withSampling(File file, int dx, int dy) {
+  constexpr std::uint8_t kSiz[] = {0xFF, 0x51};
+  const auto siz = std::search(file.begin(), file.end(), std::begin(kSiz), std::end(kSiz));
+  const auto scale = [&](std::ptrdiff_t at, int by) {
+    const int value = (siz[at + 2] << 8 | siz[at + 3]) * by;
+    siz[at + 2] = static_cast<std::uint8_t>(value >> 8);
+    siz[at + 3] = static_cast<std::uint8_t>(value);
+  };
+  for (const std::ptrdiff_t at : {6, 14, 22, 30}) scale(at, dx);
+  for (const std::ptrdiff_t at : {10, 18, 26, 34}) scale(at, dy);
+  const int components = siz[38] << 8 | siz[39];
+  for (int c = 0; c < components; ++c) {
+    siz[41 + 3 * c] = static_cast<std::uint8_t>(dx);
+    siz[42 + 3 * c] = static_cast<std::uint8_t>(dy);
+  }
+  return file;
+}
+
+// A JP2 file of a codestream of one component, with all boxes that change what its samples mean.
+File withPalette(const File& stream) {
+  // clang-format off
+  File file = {0, 0, 0, 12, 'j', 'P', ' ', ' ', 13, 10, 0x87, 10,
+               0, 0, 0, 20, 'f', 't', 'y', 'p', 'j', 'p', 'x', ' ', 0, 0, 0, 0, 'j', 'p', '2', ' ',
+               0, 0, 0, 119, 'j', 'p', '2', 'h',
+               0, 0, 0, 12, 'c', 'o', 'l', 'r', 5, 0, 0, 1,
+               0, 0, 0, 15, 'c', 'o', 'l', 'r', 1, 0, 0, 0, 0, 0, 16,
+               0, 0, 0, 26, 'p', 'c', 'l', 'r', 0, 3, 3, 7, 0x87, 11, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12,
+               0, 0, 0, 24, 'c', 'm', 'a', 'p', 0, 0, 1, 0, 0, 0, 1, 1, 0, 0, 1, 2, 0, 0, 0, 0,
+               0, 0, 0, 34, 'c', 'd', 'e', 'f', 0, 4, 0, 0, 0, 0, 0, 3, 0, 1, 0, 0, 0, 2, 0, 2, 0, 0, 0, 1,
+               0, 3, 0, 1, 0, 0,
+               0, 0, 0, 0, 'j', 'p', '2', 'c'};
+  // clang-format on
+  file.insert(file.end(), stream.begin(), stream.end());
+  return file;
+}
+
 std::vector<File> originals() {
   std::vector<File> files;
   int number = 0;
@@ -54,6 +99,13 @@ std::vector<File> originals() {
   for (const std::uint8_t shift : {3, 12, 37}) files.push_back(withSegment(files[8], {0xFF, 0x5E, 0, 5, 0, 0, shift}));
   files.push_back(withSegment(files[9], {0xFF, 0x5F, 0, 16, 0, 0, 0, 2, 2, 3, 1, 1, 0, 0, 3, 33, 4, 2}));
   files.push_back(withSegment(files[10], {0xFF, 0x60, 0, 9, 0, 0, 0, 0, 2, 0x80, 0x55}));
+  // Markers without a segment, unknown segments, components that are sub-sampled alike, a wrong count of tile-parts.
+  files.push_back(withSegment(withSegment(files[11], {0xFF, 0x30}), {0xFF, 0x6F, 0, 4, 1, 2}));
+  files.push_back(withSampling(files[4], 3, 2));
+  files.push_back(withBytes(files[7], {0xFF, 0x90, 0, 10}, 11, {9}));
+  files.push_back(withBytes(files[13], {0xFF, 0x90, 0, 10}, 6, {0, 0, 0, 20}));
+  // A palette with a mapping, a definition of channels, several colour boxes.
+  files.push_back(withPalette(files[0]));
   return files;
 }
 
