@@ -37,7 +37,7 @@ struct Format {
   // Whether a file that no entry recognises has one of these after other bytes; at most kSearched bytes. Null: never.
   bool (*search)(ByteSpan first) = nullptr;
   Description (*describe)(Input& input, Work& work) = nullptr;
-  // A reader; the input outlives it. The header may be read here or in push().
+  // A reader; the input outlives it. The header may be read here or in push(). Null: files of this format are not read.
   std::unique_ptr<RowSource> (*open)(Input& input, const ReadOptions& options, Work& work) = nullptr;
   // A writer, which gets only what holds() allows. `notes` outlives it.
   std::unique_ptr<RowSink> (*create)(Output& output, const WriteOptions& options, Work& work,

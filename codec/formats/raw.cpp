@@ -1,5 +1,5 @@
-// Raw files: samples and nothing else, component after component, each of its own size. A sample has 1, 2 or 4 bytes: as
-// many as its bits need. They are written only, because nothing in them says what they are.
+// Raw files: samples and nothing else, component after component, each of its own size. A sample has 1, 2 or 4 bytes,
+// as many as its bits need. They are written only, because nothing in them says what they are.
 #include <algorithm>
 
 #include "base/bytes.h"

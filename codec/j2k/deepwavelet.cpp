@@ -10,8 +10,8 @@ namespace moxj::j2k {
 
 namespace {
 
-// A row or a column. Its first sample has an odd coordinate if `phase` is 1; samples at odd coordinates are those of the
-// high band.
+// A row or a column. Its first sample has an odd coordinate if `phase` is 1; samples at odd coordinates are those of
+// the high band.
 class Line {
  public:
   explicit Line(std::size_t longest) : samples_(longest) {}

@@ -386,8 +386,8 @@ PacketSource packetsOf(const TileParts& parts, const std::vector<const TilePart*
   source.packedHeaders = !parts.packed.empty();
   for (const TilePart* part : ofTile) {
     source.parts.push_back(part->body);
-    // The indices of PPT segments count those of a tile-part or, by some writers, of the tile: sorted within tile-parts,
-    // both are in order.
+    // The indices of PPT segments count those of a tile-part or, by some writers, of the tile. Sorted within each
+    // tile-part, both are in order.
     std::vector<ByteSpan> bodies;
     addBodies(part->header, marker::ppt, bodies);
     source.packedHeaders |= !bodies.empty();

@@ -78,7 +78,8 @@ struct Codestream {
 // Throws Problem if this is not a codestream, its main header cannot be read, or its kind is not known.
 Codestream parseCodestream(ByteSpan bytes);
 
-// The tile-parts of each tile in the order of their numbers, and the packet headers for each tile-part that are packed in the main header (PPM).
+// The tile-parts of each tile in the order of their numbers, and the packet headers for each tile-part that are packed
+// in the main header (PPM).
 struct TileParts {
   std::map<int, std::vector<const TilePart*>> of;
   std::map<const TilePart*, ByteSpan> packedHeaders;

@@ -98,7 +98,7 @@ Rect tileRect(const Siz& siz, Coord index);
 // An area of the reference grid in the samples of a component.
 Rect componentRect(const Rect& grid, const ComponentSize& component);
 
-// The area of the picture: of components that are sub-sampled alike, in their samples, unless they are to be up-sampled;
+// The area of the picture: in the samples of its components if they are sub-sampled alike and not to be up-sampled,
 // otherwise on the reference grid.
 Rect shownRect(const Siz& siz, bool upsample = false);
 

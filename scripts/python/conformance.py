@@ -11,8 +11,8 @@ DIR is searched with all its folders for
 The resolution of a reference of class 0 follows from its size.
 
 A component passes if its largest difference and its mean square error are within the limits of class 1, where the table
-below has them. Otherwise its mean square error must be no larger, to three decimals as in the standard, than that of the
-best of opj_decompress, grk_decompress and ffmpeg, as far as they are installed and read the file.
+below has them. Otherwise its mean square error must be no larger, to three decimals as in the standard, than that of
+the best of opj_decompress, grk_decompress and ffmpeg, as far as they are installed and read the file.
 
 The decoder is $MOXJ; without it, the one of build/release, which is built.
 

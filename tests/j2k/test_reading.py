@@ -269,7 +269,8 @@ class ReadingTest(peers.PeerTest):
         expected = [self.planes_of(one.bytes())[0] for one in streams]
         data = cs.merged(streams, sampling).bytes()
         siz = cs.Codestream(data).body(cs.SIZ)
-        data = data.replace(siz, siz[:2] + struct.pack(">II", 60, 45) + siz[10:18] + struct.pack(">II", 60, 45) + siz[26:])
+        size = struct.pack(">II", 60, 45)
+        data = data.replace(siz, siz[:2] + size + siz[10:18] + size + siz[26:])
         self.check(data, expected, by=["opj"])
         up = self.planes_of(data, "x.j2k", "--upsample")
         for (bits, signed, width, height, samples), (dx, dy), plane in zip(up, sampling, expected):
@@ -396,7 +397,8 @@ class ReadingTest(peers.PeerTest):
             data = stream.bytes()
             ours = self.planes_of(data)
             for peer in peers.PEERS:
-                self.assertLessEqual(peers.greatest_difference(ours, self.peer_planes(peer, "x.j2k")), 1, (levels, peer))
+                theirs = self.peer_planes(peer, "x.j2k")
+                self.assertLessEqual(peers.greatest_difference(ours, theirs), 1, (levels, peer))
 
     def test_deep_samples(self):
         """Streams of 8 bits that say they have more: each coefficient is scaled up, as far as 31 bit-planes allow. The
@@ -540,7 +542,8 @@ class ReadingTest(peers.PeerTest):
     def test_several_colour_boxes(self):
         """The first that a reader of JP2 knows."""
         stream = self.stream(channels=1).bytes()
-        for boxes, name in (([cs.colr(17), cs.colr(16)], "grey"), ([cs.colr(method=4, body=bytes(16)), cs.colr(17)], "grey"),
+        for boxes, name in (([cs.colr(17), cs.colr(16)], "grey"),
+                            ([cs.colr(method=4, body=bytes(16)), cs.colr(17)], "grey"),
                             ([cs.colr(method=5, body=bytes(7)), cs.colr(17)], "grey"),
                             ([cs.colr(method=9, body=b"")], None)):
             self.write("x.jp2", cs.jp2(stream, cs.ihdr(61, 47, 1), *boxes))

@@ -21,7 +21,10 @@ TEST(Table, Names) {
   for (const Format* format : formats()) {
     EXPECT_EQ(formatNamed(format->names[0]), format);
     EXPECT_FALSE(format->label.empty());
-    EXPECT_TRUE(format->describe && format->open && format->create && format->holds) << format->label;
+    EXPECT_TRUE(format->create && format->holds) << format->label;
+    const bool isRead = format->label != "raw";
+    EXPECT_EQ(isRead, format->describe && format->open) << format->label;
+    if (!isRead) EXPECT_EQ(format->sniff, nullptr);
   }
 }
 
