@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <iterator>
 #include <type_traits>
 
 #include "base/bigendian.h"
@@ -190,6 +191,7 @@ class Reader {
 
   void readMappings(ByteSpan body) {
     ByteReader in(body, "a cmap box");
+    if (in.left() / 4 > kMaxComponents) fail(Kind::damaged, "a cmap box with more than 16384 channels");
     while (in.left() >= 4) {
       const int component = in.u16(), kind = in.u8(), column = in.u8();
       boxes_.mappings.push_back({component, kind == 1 ? column : Mapping::kDirect});
@@ -277,18 +279,24 @@ std::string applyPalette(Boxes& boxes, Picture& picture, Budget& budget) {
 class ChannelOrder {
  public:
   ChannelOrder(const Boxes& boxes, Picture& picture)
-      : boxes_(boxes), picture_(picture), used_(picture.planes.size(), false) {}
+      : picture_(picture), used_(picture.planes.size(), false), defined_(picture.planes.size(), false) {
+    for (const Channel& channel : boxes.channels) {
+      if (channel.number >= static_cast<int>(picture.planes.size())) continue;
+      defined_[static_cast<std::size_t>(channel.number)] = true;
+      channels_.push_back(channel);
+    }
+  }
 
   void apply() {
-    const int count = static_cast<int>(picture_.planes.size());
     const Channel* const opacity = opacityChannel();
     if (opacity) used_[static_cast<std::size_t>(opacity->number)] = true;
-    for (int association = 1; association <= count; ++association)
-      addAll([&](const Channel& channel) { return channel.kind == kColour && channel.association == association; });
-    addAll([](const Channel& channel) { return channel.kind == kColour; });
-    for (int number = 0; number < count; ++number)
-      if (!isDefined(number)) add(number);
-    addAll([](const Channel&) { return true; });
+    std::vector<Channel> colours;
+    std::ranges::copy_if(channels_, std::back_inserter(colours), isColour);
+    std::ranges::stable_sort(colours, {}, rankOf);
+    for (const Channel& channel : colours) add(static_cast<std::size_t>(channel.number));
+    for (std::size_t number = 0; number < used_.size(); ++number)
+      if (!defined_[number]) add(number);
+    for (const Channel& channel : channels_) add(static_cast<std::size_t>(channel.number));
     if (opacity) ordered_.push_back(picture_.planes[static_cast<std::size_t>(opacity->number)]);
     picture_.planes = std::move(ordered_);
     if (opacity) picture_.opacity = opacity->kind == kOpacity ? Opacity::straight : Opacity::premultiplied;
@@ -297,33 +305,27 @@ class ChannelOrder {
  private:
   static constexpr int kColour = 0, kOpacity = 1, kPremultiplied = 2;
 
+  static bool isColour(const Channel& channel) { return channel.kind == kColour; }
+  // Those that belong to the whole picture (0) or to nothing (65535) come last.
+  static int rankOf(const Channel& channel) { return channel.association == 0 ? 65535 : channel.association; }
+
   // The first one for the whole picture, otherwise the first one. A picture of nothing but opacity has none.
   const Channel* opacityChannel() const {
     const Channel* found = nullptr;
-    for (const Channel& channel : boxes_.channels) {
-      if ((channel.kind != kOpacity && channel.kind != kPremultiplied) || !exists(channel.number)) continue;
+    for (const Channel& channel : channels_) {
+      if (channel.kind != kOpacity && channel.kind != kPremultiplied) continue;
       if (!found || (found->association != 0 && channel.association == 0)) found = &channel;
     }
     return picture_.planes.size() > 1 ? found : nullptr;
   }
-  bool exists(int number) const { return number < static_cast<int>(picture_.planes.size()); }
-  bool isDefined(int number) const {
-    return std::ranges::any_of(boxes_.channels, [&](const Channel& channel) { return channel.number == number; });
-  }
-  template <class Wanted>
-  void addAll(const Wanted& wanted) {
-    for (const Channel& channel : boxes_.channels)
-      if (wanted(channel) && exists(channel.number)) add(channel.number);
-  }
-  void add(int number) {
-    const auto index = static_cast<std::size_t>(number);
-    if (!used_[index]) ordered_.push_back(picture_.planes[index]);
-    used_[index] = true;
+  void add(std::size_t number) {
+    if (!used_[number]) ordered_.push_back(picture_.planes[number]);
+    used_[number] = true;
   }
 
-  const Boxes& boxes_;
   Picture& picture_;
-  std::vector<bool> used_;
+  std::vector<Channel> channels_;  // of planes that exist
+  std::vector<bool> used_, defined_;
   std::vector<Plane> ordered_;
 };
 

@@ -18,7 +18,7 @@ namespace moxj::j2k {
 namespace {
 
 constexpr int kMaxBits = 31, kMaxLossyBits = 24;      // 9/7 in single precision and fixed point has no more
-constexpr Coord kMaxTileComponents = Coord{1} << 22;  // each costs time, even if it has no samples
+constexpr Coord kMaxTileComponents = Coord{1} << 20;  // each costs time, even if it has no samples
 constexpr const char* kNoHighThroughput = "high-throughput block coding (ISO/IEC 15444-15) is not supported";
 
 bool hasTooFewSteps(const TileParams& params) {

@@ -215,7 +215,9 @@ class Parser {
     const int marker = wordAt(bytes_, at_), length = wordAt(bytes_, at_ + 2);
     if (marker < 0xFF00) return std::nullopt;
     MarkerSegment found{marker, at_, {}};
-    if (!isBareMarker(marker)) {
+    if (isBareMarker(marker)) {
+      if (++bareMarkers_ > kMaxBareMarkers) fail(Kind::damaged, "more than 65536 markers without segments");
+    } else {
       if (length < 2 || at_ + 2 + static_cast<std::size_t>(length) > bytes_.size()) return std::nullopt;
       found.body = bytes_.subspan(at_ + 4, static_cast<std::size_t>(length) - 2);
     }
@@ -312,9 +314,11 @@ class Parser {
   }
 
   static constexpr int kSotLength = 10;
+  static constexpr int kMaxBareMarkers = 65536;  // each takes more memory than its two bytes
 
   ByteSpan bytes_;
   std::size_t at_ = 0;
+  int bareMarkers_ = 0;
   Codestream stream_;
 };
 
