@@ -261,7 +261,7 @@ MOXC_API MoxcKind moxcProbe(const MoxcSource* source, const char** format, MoxcR
  *   ICC profile   yes   yes  of matrix and curves
  *   Exif          yes   yes  yes
  *   XMP           yes   yes  yes
- *   IPTC          yes   no   yes
+ *   IPTC          yes   yes  yes
  *   comments      yes   yes  no
  *   others        APPn  no   uuid and xml boxes
  *   resolution    yes   yes  yes
@@ -276,8 +276,16 @@ typedef enum {
   moxcXmp = 2,     /* an XMP packet */
   moxcIptc = 3,    /* IPTC IIM data sets */
   moxcComment = 4, /* text */
-  moxcOtherMetadata = 5
+  moxcOtherMetadata = 5,
+  moxcResolution = 6 /* a MoxcDensity */
 } MoxcMetadataKind;
+
+/* How many samples the picture has in a metre. Without a unit only the ratio of the two numbers counts, which is that
+ * of a pixel's height to its width. */
+typedef struct {
+  double horizontal, vertical; /* above 0 */
+  int32_t ratioOnly;           /* 1: without a unit */
+} MoxcDensity;
 
 typedef struct {
   MoxcMetadataKind kind;

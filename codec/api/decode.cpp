@@ -60,7 +60,7 @@ class PictureSink : public PixelSink {
   bool takesWhole() const override { return true; }
 
   MoxcPicture* release() {
-    made_->picture.metadata = metadata_;
+    made_->metadata = MetadataList(metadata_);
     return made_.release();
   }
 
@@ -220,14 +220,12 @@ MoxcKind moxcPicturePixels(const MoxcPicture* picture, MoxcPixels* pixels) {
   });
 }
 
-size_t moxcPictureMetadataCount(const MoxcPicture* picture) {
-  return picture ? metadataCount(picture->picture.metadata.get()) : 0;
-}
+size_t moxcPictureMetadataCount(const MoxcPicture* picture) { return picture ? picture->metadata.count() : 0; }
 
 MoxcKind moxcPictureMetadata(const MoxcPicture* picture, size_t index, MoxcMetadata* metadata) {
   return guarded(nullptr, [&] {
     need(picture, "picture");
     need(metadata, "metadata");
-    *metadata = metadataAt(picture->picture.metadata.get(), index);
+    *metadata = picture->metadata.at(index);
   });
 }

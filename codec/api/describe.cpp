@@ -15,6 +15,7 @@ MoxcKind moxcDescribe(const MoxcSource* source, const MoxcRun* run, MoxcDescript
     Run job(run);
     auto made = std::make_unique<MoxcDescription>();
     made->description = moxj::recognise(input).describe(input, job.work);
+    made->metadata = MetadataList(made->description.metadata);
     job.complete();
     moxj::Outcome outcome = made->description;
     *description = made.release();
@@ -47,13 +48,13 @@ const char* moxcDescriptionJson(const MoxcDescription* description) {
 }
 
 size_t moxcDescriptionMetadataCount(const MoxcDescription* description) {
-  return description ? metadataCount(description->description.metadata.get()) : 0;
+  return description ? description->metadata.count() : 0;
 }
 
 MoxcKind moxcDescriptionMetadata(const MoxcDescription* description, size_t index, MoxcMetadata* metadata) {
   return guarded(nullptr, [&] {
     need(description, "description");
     need(metadata, "metadata");
-    *metadata = metadataAt(description->description.metadata.get(), index);
+    *metadata = description->metadata.at(index);
   });
 }

@@ -1,15 +1,27 @@
 // Metadata blocks: copies in, views out.
 #include "api/metadata.h"
 
+#include <cmath>
+#include <cstring>
+#include <utility>
+
 #include "api/structs.h"
 
 namespace moxj::api {
 
-std::size_t metadataCount(const Metadata* metadata) { return metadata ? metadata->blocks.size() : 0; }
+MetadataList::MetadataList(std::shared_ptr<const Metadata> metadata) : metadata_(std::move(metadata)) {
+  if (metadata_)
+    density_ = {metadata_->horizontalResolution, metadata_->verticalResolution, metadata_->ratioOnly ? 1 : 0};
+}
 
-MoxcMetadata metadataAt(const Metadata* metadata, std::size_t index) {
-  if (index >= metadataCount(metadata)) throw BadArgument("there is no such block of metadata");
-  const MetadataBlock& block = metadata->blocks[index];
+std::size_t MetadataList::count() const {
+  return metadata_ ? metadata_->blocks.size() + (metadata_->hasResolution() ? 1 : 0) : 0;
+}
+
+MoxcMetadata MetadataList::at(std::size_t index) const {
+  if (index >= count()) throw BadArgument("there is no such block of metadata");
+  if (index == metadata_->blocks.size()) return {moxcResolution, "", &density_, sizeof density_};
+  const MetadataBlock& block = metadata_->blocks[index];
   return {static_cast<MoxcMetadataKind>(block.kind), block.name.c_str(), block.bytes.data(), block.bytes.size()};
 }
 
@@ -28,6 +40,21 @@ MetadataSet stripOf(std::int32_t bits) {
   return bits & moxcStripResolution ? set.withResolution() : set;
 }
 
+namespace {
+
+void takeDensity(const MoxcMetadata& block, Metadata& metadata) {
+  MoxcDensity density;
+  if (block.byteCount != sizeof density) throw BadArgument("the bytes of a resolution are no MoxcDensity");
+  std::memcpy(&density, block.bytes, sizeof density);
+  const auto good = [](double number) { return std::isfinite(number) && number > 0; };
+  if (!good(density.horizontal) || !good(density.vertical)) throw BadArgument("a resolution must be above 0");
+  metadata.horizontalResolution = density.horizontal;
+  metadata.verticalResolution = density.vertical;
+  metadata.ratioOnly = density.ratioOnly != 0;
+}
+
+}  // namespace
+
 std::shared_ptr<const Metadata> metadataOf(const MoxcMetadata* blocks, std::size_t count) {
   if (count == 0) return nullptr;
   need(blocks, "metadata");
@@ -35,8 +62,12 @@ std::shared_ptr<const Metadata> metadataOf(const MoxcMetadata* blocks, std::size
   for (std::size_t i = 0; i < count; ++i) {
     const MoxcMetadata& from = blocks[i];
     const int kind = numberOf(from.kind);
-    if (kind < moxcIcc || kind > moxcOtherMetadata) throw BadArgument("there is no such kind of metadata");
+    if (kind < moxcIcc || kind > moxcResolution) throw BadArgument("there is no such kind of metadata");
     if (from.byteCount > 0) need(from.bytes, "the bytes of metadata");
+    if (kind == moxcResolution) {
+      takeDensity(from, *metadata);
+      continue;
+    }
     MetadataBlock& block = metadata->blocks.emplace_back();
     block.kind = static_cast<MetadataKind>(kind);
     if (from.name) block.name = from.name;

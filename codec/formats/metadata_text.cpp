@@ -2,9 +2,13 @@
 #include "formats/metadata_text.h"
 
 #include <cmath>
+#include <optional>
 #include <string_view>
+#include <utility>
 
+#include "base/problem.h"
 #include "formats/text.h"
+#include "jpeg/jpeg.h"
 #include "pictures/exif.h"
 #include "pictures/icc.h"
 
@@ -43,13 +47,29 @@ std::string profileText(const MetadataBlock& block) {
   return (facts->description.empty() ? "ICC without a name" : facts->description) + ", " + facts->space + ", " + bytes;
 }
 
+// Width and height of a thumbnail; none if it is damaged.
+std::optional<std::pair<int, int>> sizeOf(ByteSpan thumbnail) {
+  try {
+    const jpeg::Info info = jpeg::inspect(thumbnail);
+    return std::pair(info.width, info.height);
+  } catch (const Problem&) {
+    return std::nullopt;
+  }
+}
+
+std::string thumbnailText(ByteSpan thumbnail) {
+  const auto size = sizeOf(thumbnail);
+  return (size ? std::to_string(size->first) + " x " + std::to_string(size->second) + " pixels, " : "damaged, ") +
+         counted(thumbnail.size(), "byte");
+}
+
 std::string exifText(const MetadataBlock& block) {
   const ExifFacts facts = factsOf(block.bytes);
   std::string lines = line("Exif", counted(block.bytes.size(), "byte"));
   lines += line("orientation", std::to_string(facts.orientation) + ", " + turnOf(facts.orientation));
   if (const std::string camera = cameraOf(facts); !camera.empty()) lines += line("camera", camera);
   if (!facts.date.empty()) lines += line("date", facts.date);
-  if (facts.thumbnailBytes != 0) lines += line("thumbnail", counted(facts.thumbnailBytes, "byte"));
+  if (!facts.thumbnail.empty()) lines += line("thumbnail", thumbnailText(facts.thumbnail));
   return lines;
 }
 
@@ -85,12 +105,17 @@ std::string shortNumber(double number) { return text::format("%.6g", number); }
 
 Json jsonOf(const ExifFacts& facts, std::size_t bytes) {
   const auto orNull = [](const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); };
-  return {{"bytes", bytes},
-          {"orientation", facts.orientation},
-          {"make", orNull(facts.make)},
-          {"model", orNull(facts.model)},
-          {"date", orNull(facts.date)},
-          {"thumbnailBytes", facts.thumbnailBytes}};
+  Json json = {{"bytes", bytes},
+               {"orientation", facts.orientation},
+               {"make", orNull(facts.make)},
+               {"model", orNull(facts.model)},
+               {"date", orNull(facts.date)},
+               {"thumbnailBytes", facts.thumbnail.size()}};
+  if (const auto size = sizeOf(facts.thumbnail)) {
+    json["thumbnailWidth"] = size->first;
+    json["thumbnailHeight"] = size->second;
+  }
+  return json;
 }
 
 Json jsonOf(const MetadataBlock& profile) {

@@ -33,6 +33,7 @@ struct Header {
   bool transparent = false, srgb = false;
   double gamma = 0;  // 0: not given
   std::shared_ptr<const Metadata> metadata;
+  std::vector<std::string> notes;
 
   bool palette() const { return colour == PNG_COLOR_TYPE_PALETTE; }
   bool rgb() const { return (colour & PNG_COLOR_MASK_COLOR) != 0; }
@@ -44,7 +45,7 @@ Header readHeader(ByteSpan file, const Limits& limits, Budget& budget) {
   session.prepareChunks(limits.maxMemory);
   Cursor cursor{file.data(), file.size()};
   Header header;
-  Metadata metadata;
+  ChunkReader chunks(budget, header.notes);
   std::exception_ptr failure;
   const bool good = session.protect([&](png_structp png, png_infop info) {
     png_set_read_fn(png, &cursor, copyIn);
@@ -55,7 +56,7 @@ Header readHeader(ByteSpan file, const Limits& limits, Budget& budget) {
     header.srgb = png_get_valid(png, info, PNG_INFO_sRGB) != 0;
     if (!png_get_gAMA(png, info, &header.gamma) || header.srgb) header.gamma = 0;
     try {
-      takeMetadata(png, info, metadata, budget);
+      chunks.readEarly(png, info);
     } catch (...) {
       failure = std::current_exception();
     }
@@ -63,8 +64,8 @@ Header readHeader(ByteSpan file, const Limits& limits, Budget& budget) {
   if (failure) std::rethrow_exception(failure);
   if (!good) fail(Kind::damaged, session.error());
   Input input = Input::memory(file);
-  takeLateMetadata(input, metadata, budget);
-  if (!metadata.empty()) header.metadata = std::make_shared<const Metadata>(std::move(metadata));
+  chunks.readLate(input);
+  header.metadata = chunks.take();
   return header;
 }
 
@@ -85,6 +86,7 @@ Description describe(Input& input, Work& work) {
   facts.channels = (header.rgb() ? 3 : 1) + header.alpha();
   facts.bits = header.bits;
   facts.metadata = header.metadata;
+  facts.notes = header.notes;
   return describePlain(std::move(facts), kind, file.size());
 }
 

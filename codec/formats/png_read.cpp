@@ -30,7 +30,7 @@ class Reader : public RowSource {
   Outcome push(RowSink& sink) override {
     sink_ = &sink;
     session_.prepareChunks(work_.limits.maxMemory);
-    takeLateMetadata(input_, late_, work_.budget);
+    chunks_.readLate(input_);
     const bool good = readAll();
     if (failure_) std::rethrow_exception(failure_);
     Outcome outcome;
@@ -48,7 +48,7 @@ class Reader : public RowSource {
       png_set_progressive_read_fn(
           png, this, [](png_structp p, png_infop info) { readerOf(p).onInfo(p, info); },
           [](png_structp p, png_bytep row, png_uint_32 y, int pass) { readerOf(p).onRow(p, row, y, pass); },
-          [](png_structp p, png_infop) { readerOf(p).ended_ = true; });
+          [](png_structp p, png_infop info) { readerOf(p).onEnd(p, info); });
     });
     while (!ended_) {
       std::size_t count = input_.read(chunk.data(), chunk.size());
@@ -106,6 +106,11 @@ class Reader : public RowSource {
     });
   }
 
+  void onEnd(png_structp png, png_infop info) {
+    ended_ = true;
+    guarded(png, [&] { chunks_.noteLate(png, info); });
+  }
+
   // ---- Not called by libpng ----------------------------------------------------------------------------------------
 
   // Before libpng allocates its rows: two of them, and one for the transformations.
@@ -118,18 +123,15 @@ class Reader : public RowSource {
   }
 
   void describe(png_structp png, png_infop info) {
-    Metadata metadata;
-    takeMetadata(png, info, metadata, work_.budget);
-    if (std::string_view(session_.warning()).starts_with("iCCP") && !metadata.find(MetadataKind::icc))
+    chunks_.readEarly(png, info);
+    metadata_ = chunks_.take();
+    const bool profiled = metadata_ && metadata_->find(MetadataKind::icc);
+    if (std::string_view(session_.warning()).starts_with("iCCP") && !profiled)
       notes_.push_back("ICC profile dropped: it is damaged");
     double gamma = 0;
     if (!png_get_valid(png, info, PNG_INFO_iCCP | PNG_INFO_sRGB) && png_get_gAMA(png, info, &gamma) &&
         std::abs(gamma / kUsualGamma - 1) > kGammaTolerance)
       notes_.push_back("the gamma of the file is not applied: the brightness will look different");
-    for (MetadataBlock& block : late_.blocks)
-      if (block.kind == MetadataKind::comment || !metadata.find(block.kind))
-        metadata.blocks.push_back(std::move(block));
-    if (!metadata.empty()) metadata_ = std::make_shared<const Metadata>(std::move(metadata));
   }
 
   void prepare(int channels, int bits) {
@@ -196,9 +198,9 @@ class Reader : public RowSource {
   Session session_{Session::Direction::read};
   RowSink* sink_ = nullptr;
   std::exception_ptr failure_;
-  Metadata late_;  // after the picture
-  std::shared_ptr<const Metadata> metadata_;
   std::vector<std::string> notes_;
+  ChunkReader chunks_{work_.budget, notes_};
+  std::shared_ptr<const Metadata> metadata_;
   Picture layout_;
   Picture rows_;  // a band, or the whole picture if it is interlaced
   bool begun_ = false, ended_ = false;

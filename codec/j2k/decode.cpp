@@ -174,6 +174,7 @@ class Decoder {
     if (problems_ == 0 && !stream_.problem.empty()) stream_.note(stream_.problem);
     decoded.notes = boxes_.notes;
     decoded.notes.insert(decoded.notes.end(), stream_.notes.begin(), stream_.notes.end());
+    decoded.notes.insert(decoded.notes.end(), boxes_.metadata.notes.begin(), boxes_.metadata.notes.end());
     if (problems_ == 0) return decoded;
     decoded.complete = false;
     decoded.warning = stream_.problem.empty() ? warning_ : stream_.problem + ", " + warning_;

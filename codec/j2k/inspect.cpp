@@ -51,6 +51,7 @@ Info inspect(ByteSpan file, Budget& budget) {
   if (boxes.palette) info.palette = static_cast<int>(boxes.palette->columns[0].values.size());
   info.boxes = boxes.list;
   info.metadata = boxes.metadata.metadata(budget);
+  info.notes = boxes.metadata.notes;
   info.siz = stream.siz;
   const Rect shown = shownRect(stream.siz);
   info.width = shown.width();

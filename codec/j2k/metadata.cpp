@@ -66,7 +66,9 @@ void BoxMetadata::takeUuid(ByteSpan body) {
     if (known.kind == MetadataKind::exif && prefixed) data = data.subspan(sizeof kPrefix);
     for (const Block& block : blocks)
       if (block.kind == known.kind) return;
-    if (known.kind != MetadataKind::exif || isExif(data)) blocks.push_back({known.kind, "", data});
+    if (known.kind == MetadataKind::exif && !isExif(data))
+      return notes.push_back("Exif data dropped: they are damaged");
+    blocks.push_back({known.kind, "", data});
     return;
   }
   blocks.push_back({MetadataKind::other, "uuid", body});

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "base/budget.h"
@@ -20,6 +21,7 @@ struct BoxMetadata {
   };
   std::vector<Block> blocks;
   double horizontalResolution = 0, verticalResolution = 0;  // samples per metre
+  std::vector<std::string> notes;                           // about what is damaged
 
   // A uuid or xml box, or an ICC profile. Exif, XMP and IPTC have uuid boxes of their own.
   void takeUuid(ByteSpan body);

@@ -13,6 +13,8 @@
 #include "base/problem.h"
 #include "jpeg/markers.h"
 #include "pictures/exif.h"
+#include "pictures/imageresources.h"
+#include "pictures/metadata_fit.h"
 
 namespace moxj::jpeg {
 
@@ -26,7 +28,6 @@ constexpr std::string_view kJfif = "JFIF\0"sv, kJfxx = "JFXX\0"sv, kAdobe = "Ado
 constexpr std::uint8_t kApp1 = marker::app0 + 1, kApp2 = marker::app0 + 2, kApp13 = marker::app0 + 13;
 constexpr std::size_t kMaxBody = 65533;
 constexpr std::size_t kMaxIccPart = kMaxBody - kIcc.size() - 2;
-constexpr int kIptcResource = 0x0404;
 constexpr std::size_t kDensityAt = 7, kDensityBytes = 5;  // in the JFIF segment: unit, x, y
 constexpr double kMetresPerInch = 0.0254, kMetresPerCentimetre = 0.01;
 
@@ -117,39 +118,24 @@ class Collector {
     }
   }
 
-  // A resource: 8BIM, number, name, size, data; name and data have an even length. The IPTC data are one of them; the
-  // others stay together.
+  // The IPTC data are one of the resources; the others stay together.
   void readResources() {
     if (resources_.empty()) return;
     std::size_t bytes = 0;
     for (const ByteSpan part : resources_) bytes += part.size();
     budget_.charge(2, bytes);
-    std::vector<std::uint8_t> joined, others(kResources.begin(), kResources.end());
+    std::vector<std::uint8_t> joined;
     for (const ByteSpan part : resources_) joined.insert(joined.end(), part.begin(), part.end());
-    ByteSpan left = joined;
-    try {
-      while (left.size() >= 4) readResource(left, others);
-    } catch (const Problem&) {
-      note("image resources dropped: they are damaged");
+    const ImageResources found = imageResourcesOf(joined);
+    if (!found.iptc.empty()) takeOnce(MetadataKind::iptc, found.iptc);
+    if (found.repeated) note("a second IPTC data dropped");
+    if (found.damaged) note("image resources dropped: they are damaged");
+    if (!found.others.empty()) {
+      std::vector<std::uint8_t> others(kResources.begin(), kResources.end());
+      others.insert(others.end(), found.others.begin(), found.others.end());
+      add(MetadataKind::other, markerName(kApp13), others);
     }
-    if (others.size() > kResources.size()) add(MetadataKind::other, markerName(kApp13), others);
     budget_.release(2 * bytes);
-  }
-
-  void readResource(ByteSpan& left, std::vector<std::uint8_t>& others) {
-    ByteReader in(left, "the APP13 segment");
-    const bool known = startsWith(in.take(4), "8BIM"sv);
-    const int number = in.u16(), name = in.u8();
-    in.take(static_cast<std::size_t>(name | 1));
-    const std::size_t size = in.u32();
-    const ByteSpan data = in.take(size);
-    if (size % 2 == 1 && !in.empty()) in.take(1);
-    const ByteSpan whole = left.first(left.size() - in.left());
-    left = left.subspan(whole.size());
-    if (known && number == kIptcResource)
-      takeOnce(MetadataKind::iptc, data);
-    else
-      others.insert(others.end(), whole.begin(), whole.end());
   }
 
   void note(std::string text) { notes_.push_back(std::move(text)); }
@@ -204,14 +190,7 @@ void writeProfile(Writer& writer, ByteSpan profile) {
 // One resource, in as many segments as it needs.
 void writeIptc(Writer& writer, ByteSpan data) {
   constexpr std::size_t kMaxPart = kMaxBody - kResources.size();
-  Bytes resource;
-  ByteWriter out(resource);
-  resource.append(bytesOf("8BIM"sv));
-  out.u16(kIptcResource);
-  out.u16(0);  // no name
-  out.u32(data.size());
-  resource.append(data);
-  if (data.size() % 2 == 1) out.u8(0);
+  const Bytes resource = iptcResource(data);
   for (std::size_t at = 0; at < resource.size(); at += kMaxPart)
     writer.application(kApp13, bytesOf(kResources), {resource.data() + at, std::min(kMaxPart, resource.size() - at)});
 }
@@ -278,12 +257,17 @@ int orientationOf(const std::vector<MarkerSegment>& segments) {
   return 1;
 }
 
-std::vector<std::uint8_t> uprightBody(const MarkerSegment& segment) {
+std::vector<std::uint8_t> changedBody(const MarkerSegment& segment, const Change& change,
+                                      std::vector<std::string>& notes) {
   std::vector<std::uint8_t> body(segment.body.begin(), segment.body.end());
-  const std::span<std::uint8_t> bytes = body;
   const MetadataKind kind = kindOf(segment);
-  if (kind == MetadataKind::exif) setOrientation(bytes.subspan(kExif.size()), 1);
-  if (kind == MetadataKind::xmp) setXmpOrientation(bytes, 1);
+  if (kind == MetadataKind::xmp && change.upright) setXmpOrientation(body, 1);
+  if (kind != MetadataKind::exif) return body;
+  const std::span<std::uint8_t> exif = std::span(body).subspan(kExif.size());
+  if (change.width > 0) setPixelSize(exif, change.width, change.height);
+  if (!change.upright) return body;
+  setOrientation(exif, 1);
+  if (unlinkThumbnail(exif)) notes.push_back(kThumbnailDropped);
   return body;
 }
 

@@ -26,8 +26,15 @@ MetadataKind kindOf(const MarkerSegment& segment);
 
 // The Exif orientation, 1 to 8; 1 if the segments have none.
 int orientationOf(const std::vector<MarkerSegment>& segments);
-// The bytes of a segment of a picture that has been turned upright: the orientation in Exif data and XMP is 1.
-std::vector<std::uint8_t> uprightBody(const MarkerSegment& segment);
+// How transcoding has changed a picture.
+struct Change {
+  bool upright = false;       // turned as the Exif orientation says
+  int width = 0, height = 0;  // another size; 0: the same
+};
+// The bytes of a segment that describe the picture as it is then: orientation and size in Exif data, orientation in
+// XMP. The thumbnail of a picture that was turned is dropped, with a note.
+std::vector<std::uint8_t> changedBody(const MarkerSegment& segment, const Change& change,
+                                      std::vector<std::string>& notes);
 // A JFIF segment that says nothing about the density.
 std::vector<std::uint8_t> bodyWithoutDensity(const MarkerSegment& jfif);
 

@@ -4,6 +4,7 @@
 #include "jpeg/codedpicture.h"
 #include "jpeg/coefficientwriter.h"
 #include "jpeg/metadata.h"
+#include "jpeg/multipicture.h"
 #include "jpeg/writer.h"
 
 namespace moxj::jpeg {
@@ -63,15 +64,15 @@ bool definesColours(const MarkerSegment& segment) {
   return (segment.marker == marker::app0 || segment.marker == marker::app14) && Tables().take(segment);
 }
 
-// The segments that are wanted, turned with the picture.
-void writeSegments(Writer& writer, const CodedPicture& picture, const TranscodeOptions& options, bool upright) {
+// The segments that are wanted, changed with the picture.
+void writeSegments(Writer& writer, CodedPicture& picture, const TranscodeOptions& options, const Change& change) {
   for (const MarkerSegment& segment : picture.segments) {
     const bool colours = definesColours(segment);
     if (!colours && options.strip.has(kindOf(segment))) continue;
     if (colours && segment.marker == marker::app0 && options.strip.hasResolution())
       writer.application(segment.marker, {}, bodyWithoutDensity(segment));
-    else if (upright)
-      writer.application(segment.marker, {}, uprightBody(segment));
+    else if (change.upright || change.width > 0)
+      writer.application(segment.marker, {}, changedBody(segment, change, picture.notes));
     else
       writer.copy(segment);
   }
@@ -85,29 +86,62 @@ Frame frameFor(const CodedPicture& picture, const TranscodeOptions& options) {
   return frame;
 }
 
-}  // namespace
+// Keeps the file, charged to a budget as it grows.
+class ChargedOutput : public MemoryOutput {
+ public:
+  explicit ChargedOutput(Budget& budget) : budget_(budget) {}
+  void write(ByteSpan first, ByteSpan second) override {
+    budget_.charge(1, first.size() + second.size());
+    MemoryOutput::write(first, second);
+  }
 
-Outcome transcode(ByteSpan file, const TranscodeOptions& options, Output& output, Work& work) {
-  CodedPicture picture = readCoefficients(file, options.picture, work);
-  requireCodable(picture);
+ private:
+  Budget& budget_;
+};
+
+void transcodeTo(Output& output, CodedPicture& picture, const TranscodeOptions& options, Work& work) {
   Geometry geometry = options.geometry;
-  const bool upright = options.orient && orientationOf(picture.segments) != 1;
-  if (upright) geometry.transform = transformOf(orientationOf(picture.segments));
+  const int width = picture.frame.width, height = picture.frame.height;
+  Change change;
+  change.upright = options.orient && orientationOf(picture.segments) != 1;
+  if (change.upright) geometry.transform = transformOf(orientationOf(picture.segments));
   transform(picture, geometry, work.budget);
   Frame frame = frameFor(picture, options);
+  if (frame.width != width || frame.height != height) {
+    change.width = frame.width;
+    change.height = frame.height;
+  }
   const std::vector<Steps> tables = tablesFor(picture, frame);
   const Coding coding{scansFor(picture, frame, options), options.optimize, {options.restart, options.restartInRows}};
   fillMcus(frame, *picture.coefficients);
 
   Writer writer(output);
   writer.marker(marker::soi);
-  writeSegments(writer, picture, options, upright);
+  writeSegments(writer, picture, options, change);
   for (std::size_t i = 0; i < tables.size(); ++i) writer.steps(static_cast<int>(i), tables[i]);
   writer.frame(frame);
   writeScans(writer, frame, *picture.coefficients, coding, work.progress);
   writer.marker(marker::eoi);
   writer.flush();
-  if (!options.strip.has(MetadataKind::other) && !picture.tail.empty()) output.write(picture.tail);
+}
+
+}  // namespace
+
+// The index of further pictures has their offsets, which are known when the first picture is coded.
+Outcome transcode(ByteSpan file, const TranscodeOptions& options, Output& output, Work& work) {
+  CodedPicture picture = readCoefficients(file, options.picture, work);
+  requireCodable(picture);
+  const bool keepsTail = !options.strip.has(MetadataKind::other) && !picture.tail.empty();
+  const std::vector<MarkerSegment> segments = picture.segments;
+  if (!keepsTail || std::ranges::none_of(segments, isMultiPictureIndex)) {
+    transcodeTo(output, picture, options, work);
+    if (keepsTail) output.write(picture.tail);
+  } else {
+    ChargedOutput first(work.budget);
+    transcodeTo(first, picture, options, work);
+    moveFurtherPictures({first.bytes.data(), first.bytes.size()}, segments, picture.tail);
+    output.write({first.bytes.data(), first.bytes.size()}, picture.tail);
+  }
   return std::move(static_cast<Outcome&>(picture));
 }
 

@@ -12,15 +12,20 @@ namespace moxj {
 namespace {
 
 enum Tag : unsigned {
+  kImageWidth = 0x0100,
+  kImageLength = 0x0101,
   kMake = 0x010F,
   kModel = 0x0110,
   kOrientation = 0x0112,
   kDateTime = 0x0132,
+  kThumbnailOffset = 0x0201,
   kThumbnailLength = 0x0202,
   kExifDirectory = 0x8769,
-  kDateTimeOriginal = 0x9003
+  kDateTimeOriginal = 0x9003,
+  kPixelXDimension = 0xA002,
+  kPixelYDimension = 0xA003
 };
-enum Type : unsigned { kAscii = 2, kShort = 3, kLong = 4 };
+enum Type : unsigned { kAscii = 2, kShort = 3, kLong = 4, kUndefined = 7 };
 
 constexpr std::size_t kHeaderBytes = 8, kEntryBytes = 12;
 
@@ -43,9 +48,9 @@ class Tiff {
     }
     return 0;
   }
-  std::size_t nextDirectory(std::size_t directory) const {
-    return number(directory + 2 + entriesOf(directory) * kEntryBytes, 4);
-  }
+  // Where the offset of the next directory is.
+  std::size_t nextLink(std::size_t directory) const { return directory + 2 + entriesOf(directory) * kEntryBytes; }
+  std::size_t nextDirectory(std::size_t directory) const { return number(nextLink(directory), 4); }
 
   // The value of an entry with one whole number, 0 if it is something else.
   std::uint32_t value(std::size_t entry) const {
@@ -67,7 +72,17 @@ class Tiff {
     text.erase(text.find_last_not_of(' ') + 1);
     return text;
   }
+  // The data of an entry of type UNDEFINED.
+  ByteSpan undefined(std::size_t entry) const {
+    if (entry == 0 || number(entry + 2, 2) != kUndefined) return {};
+    const std::size_t count = number(entry + 4, 4);
+    return bytes(count <= 4 ? entry + 8 : number(entry + 8, 4), count);
+  }
   bool little() const { return little_; }
+  // Those that the data have.
+  ByteSpan bytes(std::size_t offset, std::size_t size) const {
+    return offset <= bytes_.size() && size <= bytes_.size() - offset ? bytes_.subspan(offset, size) : ByteSpan{};
+  }
 
  private:
   // 0 beyond the end.
@@ -86,6 +101,27 @@ class Tiff {
   ByteSpan bytes_;
   bool little_;
 };
+
+// The directory of the thumbnail, which follows the first; 0 if there is none.
+std::size_t thumbnailDirectory(const Tiff& tiff) {
+  const std::size_t first = tiff.firstDirectory(), second = tiff.nextDirectory(first);
+  return second != first ? second : 0;
+}
+
+ByteSpan thumbnailIn(const Tiff& tiff) {
+  const std::size_t directory = thumbnailDirectory(tiff);
+  return tiff.bytes(tiff.value(tiff.entry(directory, kThumbnailOffset)),
+                    tiff.value(tiff.entry(directory, kThumbnailLength)));
+}
+
+// Writes a number over the value of an entry, if the entry has room for it.
+void setValue(std::span<std::uint8_t> exif, const Tiff& tiff, std::size_t entry, std::uint32_t value) {
+  if (tiff.value(entry) == 0) return;
+  const std::size_t size = exif[entry + (tiff.little() ? 2 : 3)] == kLong ? 4 : 2;
+  if (size == 2 && value > UINT16_MAX) return;
+  for (std::size_t i = 0; i < size; ++i)
+    exif[entry + 8 + (tiff.little() ? i : size - 1 - i)] = static_cast<std::uint8_t>(value >> 8 * i);
+}
 
 std::size_t orientationEntry(const Tiff& tiff) {
   const std::size_t entry = tiff.valid() ? tiff.entry(tiff.firstDirectory(), kOrientation) : 0;
@@ -108,8 +144,7 @@ ExifFacts factsOf(ByteSpan exif) {
   const std::size_t details = tiff.value(tiff.entry(first, kExifDirectory));
   facts.date = tiff.text(tiff.entry(details, kDateTimeOriginal));
   if (facts.date.empty()) facts.date = tiff.text(tiff.entry(first, kDateTime));
-  if (const std::size_t second = tiff.nextDirectory(first); second != first)
-    facts.thumbnailBytes = tiff.value(tiff.entry(second, kThumbnailLength));
+  facts.thumbnail = thumbnailIn(tiff);
   return facts;
 }
 
@@ -120,13 +155,33 @@ int orientationOf(const Metadata* metadata) {
 
 void setOrientation(std::span<std::uint8_t> exif, int orientation) {
   const Tiff tiff(exif);
-  const std::size_t entry = orientationEntry(tiff);
-  if (entry == 0) return;
-  // A number of 16 bits takes the first bytes of its field; one of 32 bits, which some writers use, has its low byte
-  // there too if it is little-endian.
-  const bool wide = exif[entry + (tiff.little() ? 2 : 3)] == kLong;
-  const std::size_t low = entry + 8 + (tiff.little() ? 0 : wide ? 3 : 1);
-  exif[low] = static_cast<std::uint8_t>(orientation);
+  if (const std::size_t entry = orientationEntry(tiff))
+    setValue(exif, tiff, entry, static_cast<std::uint32_t>(orientation));
+}
+
+void setPixelSize(std::span<std::uint8_t> exif, int width, int height) {
+  const Tiff tiff(exif);
+  if (!tiff.valid()) return;
+  const std::size_t first = tiff.firstDirectory(), details = tiff.value(tiff.entry(first, kExifDirectory));
+  for (const std::size_t entry : {tiff.entry(first, kImageWidth), tiff.entry(details, kPixelXDimension)})
+    setValue(exif, tiff, entry, static_cast<std::uint32_t>(width));
+  for (const std::size_t entry : {tiff.entry(first, kImageLength), tiff.entry(details, kPixelYDimension)})
+    setValue(exif, tiff, entry, static_cast<std::uint32_t>(height));
+}
+
+bool unlinkThumbnail(std::span<std::uint8_t> exif) {
+  const Tiff tiff(exif);
+  if (!tiff.valid() || thumbnailIn(tiff).empty()) return false;
+  std::ranges::fill(exif.subspan(tiff.nextLink(tiff.firstDirectory()), 4), std::uint8_t{0});
+  return true;
+}
+
+TagData dataOf(std::span<std::uint8_t> bytes, unsigned tag) {
+  const Tiff tiff(bytes);
+  const std::size_t entry = tiff.valid() ? tiff.entry(tiff.firstDirectory(), tag) : 0;
+  const ByteSpan data = tiff.undefined(entry);
+  if (data.empty()) return {};
+  return {bytes.subspan(static_cast<std::size_t>(data.data() - bytes.data()), data.size()), tiff.little()};
 }
 
 // As an attribute, tiff:Orientation="6", or as an element, <tiff:Orientation>6</tiff:Orientation>.

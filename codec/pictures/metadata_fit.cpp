@@ -31,7 +31,7 @@ std::string otherName(const MetadataBlock& block) {
 class Fit {
  public:
   Fit(const Picture& from, const Picture& to, bool upright, const HeldMetadata& held, std::vector<std::string>& notes)
-      : from_(*from.metadata), upright_(upright), held_(held), notes_(notes) {
+      : from_(*from.metadata), width_(to.width), height_(to.height), upright_(upright), held_(held), notes_(notes) {
     outputColour_ = held.profileColour != Colour::unknown ? held.profileColour : to.colour;
     changesColour_ = from.colour != outputColour_;
   }
@@ -59,9 +59,18 @@ class Fit {
 
   void keep(const MetadataBlock& block) {
     made_.blocks.push_back(block);
-    if (!upright_ || orientation_ == 1) return;
-    if (block.kind == MetadataKind::exif) setOrientation(made_.blocks.back().bytes, 1);
-    if (block.kind == MetadataKind::xmp) setXmpOrientation(made_.blocks.back().bytes, 1);
+    const bool turned = upright_ && orientation_ != 1;
+    std::vector<std::uint8_t>& bytes = made_.blocks.back().bytes;
+    if (block.kind == MetadataKind::exif) adjustExif(bytes, turned);
+    if (block.kind == MetadataKind::xmp && turned) setXmpOrientation(bytes, 1);
+  }
+
+  void adjustExif(std::vector<std::uint8_t>& exif, bool turned) {
+    const bool transposed = turned && orientation_ > 4;
+    setPixelSize(exif, transposed ? height_ : width_, transposed ? width_ : height_);
+    if (!turned) return;
+    setOrientation(exif, 1);
+    if (unlinkThumbnail(exif)) note(kThumbnailDropped);
   }
 
   void takeProfile(const MetadataBlock& block) {
@@ -127,6 +136,7 @@ class Fit {
   }
 
   const Metadata& from_;
+  const int width_, height_;  // before turning
   const bool upright_;
   const HeldMetadata& held_;
   std::vector<std::string>& notes_;

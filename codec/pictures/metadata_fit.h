@@ -10,6 +10,9 @@
 
 namespace moxj {
 
+// A note about the Exif data of a picture that has been turned upright.
+inline constexpr const char* kThumbnailDropped = "Exif thumbnail dropped: it is not turned";
+
 // What a format (with the options of a run) has a place for.
 struct HeldMetadata {
   bool (*block)(const MetadataBlock& block) = nullptr;  // whether for this one; null: for everything

@@ -24,6 +24,7 @@ out of it. What it returns has no meaning. Ctrl-C ends every call.
 
 import dataclasses
 import json
+import struct
 import typing
 import warnings
 
@@ -68,7 +69,7 @@ class Metadata(typing.NamedTuple):
     """One block of metadata.
 
     kind  "icc" (a profile), "exif" (a TIFF structure, from its byte-order mark on), "xmp" (a packet), "iptc" (IIM data
-          sets), "comment" (text) or "other"
+          sets), "comment" (text), "resolution" (see Picture.resolution; its data are the library's) or "other"
     data  bytes
     name  of other metadata its segment or box ("APP13"), of a comment its keyword; otherwise ""
     """
@@ -159,6 +160,13 @@ class Picture:
         """The XMP packet as bytes, or None."""
         return self._first("xmp")
 
+    @property
+    def resolution(self):
+        """Dots per inch, horizontal and vertical, or None if they are not known."""
+        density = self._first("resolution")
+        horizontal, vertical, ratio_only = _DENSITY.unpack(density) if density else (0, 0, 1)
+        return None if ratio_only else (horizontal * _INCH, vertical * _INCH)
+
     def __repr__(self):
         return (f"<moxj.Picture {self.width} x {self.height} {self.layout}, {self.bits} bits"
                 f"{'' if self.complete else ', incomplete'}>")
@@ -195,9 +203,23 @@ def _format(format, to):
     return named
 
 
-def _metadata_given(icc, exif, xmp, metadata):
+_DENSITY = struct.Struct("=ddi4x")
+_INCH = 0.0254  # metres
+
+
+def _resolution_given(resolution):
+    try:
+        horizontal, vertical = (resolution, resolution) if numpy.ndim(resolution) == 0 else resolution
+    except ValueError:
+        raise _bad_option("resolution", "is (horizontal, vertical), or one number for both") from None
+    return Metadata("resolution", _DENSITY.pack(horizontal / _INCH, vertical / _INCH, 0))
+
+
+def _metadata_given(icc, exif, xmp, resolution, metadata):
     blocks = [Metadata(kind, data) for kind, data in (("icc", icc), ("exif", exif), ("xmp", xmp)) if data is not None]
     blocks += [Metadata(*block) for block in metadata]
+    if resolution is not None:
+        blocks.append(_resolution_given(resolution))
     return [(_options.number_of("metadata", block.kind, _native.METADATA), block.name, bytes(block.data))
             for block in blocks]
 
@@ -285,7 +307,7 @@ def encode(array, format=None, *, to=None, layout=None, bits=None, max_value=Non
            grayscale=False, progressive=False, scans=None, optimize=False, fast_mcu=False, restart=None,
            restart_in_rows=False, lossless=False, predictor=None, point=None, ratio=None, bpp=None, levels=None,
            block=None, tile=None, progression=None, layers=None, modes=None, icc=None, exif=None, xmp=None,
-           metadata=(), threads=1, limits=None, progress=None):
+           resolution=None, metadata=(), strip=False, threads=1, limits=None, progress=None):
     """Encodes an array as a file.
 
     array      (height, width): grey; (height, width, 1 to 4): grey, grey and opacity, RGB, RGBA; or a list of 1 to 16
@@ -321,7 +343,10 @@ def encode(array, format=None, *, to=None, layout=None, bits=None, max_value=Non
     modes          of code-blocks, any of "bypass", "reset", "termall", "causal", "pterm", "segsym"
 
     icc, exif, xmp   metadata as bytes
+    resolution       dots per inch: (horizontal, vertical), or one number for both
     metadata         further moxj.Metadata, such as Picture.metadata
+    strip            metadata to drop: True, or any of "icc", "exif", "xmp", "iptc", "comment", "other", "resolution",
+                     as a list or as a text with commas
     threads, limits, progress   see decode()
 
     An option that has no effect on the format is refused with moxj.BadOption. What the format has no place for, such as
@@ -329,7 +354,8 @@ def encode(array, format=None, *, to=None, layout=None, bits=None, max_value=Non
     """
     fields = _options.fields_of(locals(), _options.WRITE_OPTIONS)
     pixels = _options.pixels_to_write(array, layout, bits, max_value)
-    data, outcome = _native.encode(*pixels, _format(format, to), fields, _metadata_given(icc, exif, xmp, metadata), to,
+    data, outcome = _native.encode(*pixels, _format(format, to), fields, _metadata_given(icc, exif, xmp, resolution,
+                                                                               metadata), to,
                                    _running(threads, limits, progress))
     _warn(outcome)
     return data
@@ -345,7 +371,7 @@ def _encode_quietly(array, format, bits, options):
 def convert(source, format=None, *, to=None, reading=None, quality=None, sample=None, grayscale=False,
             progressive=False, scans=None, optimize=False, fast_mcu=False, restart=None, restart_in_rows=False,
             lossless=False, predictor=None, point=None, ratio=None, bpp=None, levels=None, block=None, tile=None,
-            progression=None, layers=None, modes=None, threads=1, limits=None, progress=None):
+            progression=None, layers=None, modes=None, strip=False, threads=1, limits=None, progress=None):
     """Writes a file as one of another format, with its metadata. PNG, PPM, PGM and baseline JPEG go through in strips,
     so that even large pictures need little memory.
 
@@ -371,7 +397,7 @@ def convert(source, format=None, *, to=None, reading=None, quality=None, sample=
 
 def transcode(source, *, to=None, optimize=False, progressive=False, scans=None, sequential=False, strip=False,
               restart=None, restart_in_rows=False, transform=None, trim=False, perfect=False, grayscale=False,
-              crop=None, picture=None, threads=1, limits=None, progress=None):
+              crop=None, orient=False, picture=None, threads=1, limits=None, progress=None):
     """Codes the coefficients of a JPEG file again, with other scans and tables: every decoder shows the same picture,
     or the same pixels in other places.
 
@@ -381,7 +407,8 @@ def transcode(source, *, to=None, optimize=False, progressive=False, scans=None,
     optimize     sequential, with optimal tables
     progressive  progressive; scans: the scans of a script, a text as for cjpeg
     sequential   sequential, with the tables of T.81 Annex K, unless `optimize` is given
-    strip        drop all APPn and COM segments but JFIF and Adobe, which define the colours
+    strip        True: drop all APPn and COM segments but JFIF and Adobe, which define the colours; or some, by
+                 names, see encode(). "other" includes what follows the picture in the file
     restart      MCUs, or with restart_in_rows rows of MCUs, between restart markers: 0 (none) to 65535
     transform    "flip-horizontal" (left and right change places), "flip-vertical", "transpose", "transverse",
                  "rotate-90" (clockwise), "rotate-180" or "rotate-270". MCUs at the right and bottom edge that the
@@ -391,6 +418,7 @@ def transcode(source, *, to=None, optimize=False, progressive=False, scans=None,
     grayscale    keep only the luminance
     crop         (x, y, width, height) of the transformed picture; the corner moves to that of an MCU, and the rectangle
                  grows by as much
+    orient       True: the transform that turns the picture upright, as its Exif orientation says, which becomes 1
     picture      of several pictures that follow each other in a file, the one with this number, from 1, alone
 
     Returns bytes, or None if `to` is given. A damaged file gives the part that could be decoded, with a

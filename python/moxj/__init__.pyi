@@ -29,7 +29,8 @@ _Progression: TypeAlias = Literal["LRCP", "RLCP", "RPCL", "PCRL", "CPRL"]
 _Transform: TypeAlias = Literal[
     "flip-horizontal", "flip-vertical", "transpose", "transverse", "rotate-90", "rotate-180", "rotate-270"
 ]
-_MetadataKind: TypeAlias = Literal["icc", "exif", "xmp", "iptc", "comment", "other"]
+_Strip: TypeAlias = bool | str | Iterable[str]
+_MetadataKind: TypeAlias = Literal["icc", "exif", "xmp", "iptc", "comment", "other", "resolution"]
 
 __version__: str
 
@@ -90,6 +91,8 @@ class Picture:
     def exif(self) -> bytes | None: ...
     @property
     def xmp(self) -> bytes | None: ...
+    @property
+    def resolution(self) -> tuple[float, float] | None: ...
 
 def read(
     source: _Source,
@@ -178,7 +181,9 @@ def encode(
     icc: bytes | None = None,
     exif: bytes | None = None,
     xmp: bytes | None = None,
+    resolution: float | tuple[float, float] | None = None,
     metadata: Iterable[Metadata] = (),
+    strip: _Strip = False,
     threads: int = 1,
     limits: Limits | None = None,
     progress: _Progress | None = None,
@@ -215,7 +220,9 @@ def encode(
     icc: bytes | None = None,
     exif: bytes | None = None,
     xmp: bytes | None = None,
+    resolution: float | tuple[float, float] | None = None,
     metadata: Iterable[Metadata] = (),
+    strip: _Strip = False,
     threads: int = 1,
     limits: Limits | None = None,
     progress: _Progress | None = None,
@@ -246,6 +253,7 @@ def convert(
     progression: _Progression | None = None,
     layers: int | None = None,
     modes: str | Iterable[str] | None = None,
+    strip: _Strip = False,
     threads: int = 1,
     limits: Limits | None = None,
     progress: _Progress | None = None,
@@ -258,7 +266,7 @@ def transcode(
     progressive: bool = False,
     scans: str | None = None,
     sequential: bool = False,
-    strip: bool = False,
+    strip: _Strip = False,
     restart: int | None = None,
     restart_in_rows: bool = False,
     transform: _Transform | None = None,
@@ -267,6 +275,7 @@ def transcode(
     grayscale: bool = False,
     crop: tuple[int, int, int, int] | None = None,
     picture: int | None = None,
+    orient: bool = False,
     threads: int = 1,
     limits: Limits | None = None,
     progress: _Progress | None = None,

@@ -12,10 +12,10 @@ _FIELDS = {"fast_mcu": "fastMcu", "restart_in_rows": "restartInRows"}
 
 WRITE_OPTIONS = ("quality", "sample", "grayscale", "progressive", "scans", "optimize", "fast_mcu", "restart",
                  "restart_in_rows", "lossless", "predictor", "point", "ratio", "bpp", "levels", "block", "tile",
-                 "progression", "layers", "modes")
+                 "progression", "layers", "modes", "strip")
 READ_OPTIONS = ("reduce", "layers", "smooth", "fast_mcu", "components", "orient", "picture", "upsample")
 TRANSCODE_OPTIONS = ("optimize", "progressive", "scans", "sequential", "strip", "restart", "restart_in_rows",
-                     "transform", "trim", "perfect", "grayscale", "crop", "picture")
+                     "transform", "trim", "perfect", "grayscale", "crop", "orient", "picture")
 _INTERLEAVED = {"grey": 1, "grey-alpha": 2, "rgb": 3, "bgr": 3, "rgba": 4, "bgra": 4, "cmyk": 4, "rgb565": 1,
                 "rgb555": 1}
 _LAYOUT_OF_CHANNELS = {1: "grey", 2: "grey-alpha", 3: "rgb", 4: "rgba"}
@@ -55,9 +55,10 @@ def _crop(value):
     return {"cropX": x, "cropY": y, "cropWidth": width, "cropHeight": height}
 
 
-def _modes(value):
+def _sum_of(option, value, choices):
+    """The sum of the numbers for words: a list, or a text with commas or spaces."""
     names = value.replace(",", " ").split() if isinstance(value, str) else value
-    return sum({number_of("modes", name, _native.MODES) for name in names})
+    return sum({number_of(option, name, choices) for name in names})
 
 
 def fields_of(given, names):
@@ -80,7 +81,9 @@ def fields_of(given, names):
         elif name == "crop":
             fields.update(_crop(value))
         elif name == "modes":
-            fields[name] = _modes(value)
+            fields[name] = _sum_of(name, value, _native.MODES)
+        elif name == "strip":
+            fields[name] = _native.STRIP["all"] if value is True else _sum_of(name, value, _native.STRIP)
         else:
             fields[_FIELDS.get(name, name)] = value
     return fields

@@ -233,7 +233,16 @@ PYBIND11_MODULE(_native, module) {
                                    {"xmp", moxcXmp},
                                    {"iptc", moxcIptc},
                                    {"comment", moxcComment},
-                                   {"other", moxcOtherMetadata}});
+                                   {"other", moxcOtherMetadata},
+                                   {"resolution", moxcResolution}});
+  module.attr("STRIP") = named({{"all", moxcStripAll},
+                                {"icc", moxcStripIcc},
+                                {"exif", moxcStripExif},
+                                {"xmp", moxcStripXmp},
+                                {"iptc", moxcStripIptc},
+                                {"comment", moxcStripComment},
+                                {"other", moxcStripOther},
+                                {"resolution", moxcStripResolution}});
   module.attr("KINDS") = named({{"NotThisFormat", moxcNotThisFormat},
                                 {"Damaged", moxcDamaged},
                                 {"Unsupported", moxcUnsupported},

@@ -54,6 +54,7 @@ constexpr Field<MoxcTranscodeOptions> kTranscodeFields[]{{"optimize", &MoxcTrans
                                                          {"cropX", &MoxcTranscodeOptions::cropX},
                                                          {"cropHeight", &MoxcTranscodeOptions::cropHeight},
                                                          {"cropY", &MoxcTranscodeOptions::cropY},
+                                                         {"orient", &MoxcTranscodeOptions::orient},
                                                          {"picture", &MoxcTranscodeOptions::picture}};
 
 // A number that a field has no room for is as impossible as the field's largest one, which the library refuses.

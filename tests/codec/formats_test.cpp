@@ -1,5 +1,6 @@
 // Formats, kinds of problems, reports, metadata, descriptions and comparison.
 #include <cmath>
+#include <limits>
 #include <map>
 #include <string>
 #include <vector>
@@ -218,6 +219,48 @@ TEST(Metadata, IsWrittenAndRead) {
       if (strip == moxcStripAll) left.clear();
       EXPECT_EQ(left, blocksOf(taken(bytes, count))) << format;
     }
+  }
+}
+
+// As a block of its own, into files and out of them; without a unit only where a format has a place for that.
+TEST(Metadata, ResolutionIsABlock) {
+  const Pixels rgb = picture(moxcRgb, 9, 7);
+  for (const MoxcDensity& density : {MoxcDensity{300 / 0.0254, 150 / 0.0254, 0}, MoxcDensity{4, 3, 1}}) {
+    const MoxcMetadata block = {moxcResolution, nullptr, &density, sizeof density};
+    for (const char* const format : {"jpg", "png", "jp2", "ppm"}) {
+      void* bytes = nullptr;
+      std::size_t count = 0;
+      const MoxcTarget target = moxcMemoryTarget(&bytes, &count);
+      const Report report;
+      ASSERT_EQ(moxcOk, moxcEncode(&rgb.pixels, format, nullptr, &block, 1, &target, nullptr, report));
+      const Bytes file = taken(bytes, count);
+      const MoxcSource from = source(file);
+      Picture picture;
+      ASSERT_EQ(moxcOk, moxcDecode(&from, nullptr, nullptr, nullptr, &picture.picture, nullptr));
+      const std::string name = format;
+      const bool kept = name == "jpg" || name == "png" || (name == "jp2" && !density.ratioOnly);
+      ASSERT_EQ(kept ? 1u : 0u, moxcPictureMetadataCount(picture.picture)) << format;
+      EXPECT_EQ(kept ? 0u : 1u, notes(report).size()) << format;
+      if (!kept) continue;
+      MoxcMetadata read = {};
+      ASSERT_EQ(moxcOk, moxcPictureMetadata(picture.picture, 0, &read));
+      EXPECT_EQ(moxcResolution, read.kind);
+      ASSERT_EQ(sizeof density, read.byteCount);
+      const MoxcDensity& found = *static_cast<const MoxcDensity*>(read.bytes);
+      EXPECT_NEAR(density.horizontal, found.horizontal, 0.5);
+      EXPECT_NEAR(density.vertical, found.vertical, 0.5);
+      EXPECT_EQ(density.ratioOnly, found.ratioOnly);
+    }
+  }
+  const MoxcDensity good = {1, 1, 0};
+  const double infinite = std::numeric_limits<double>::infinity();
+  for (const MoxcDensity& density : {MoxcDensity{0, 1, 0}, MoxcDensity{1, -1, 0}, MoxcDensity{infinite, 1, 0}, good}) {
+    const bool isGood = density.horizontal == 1 && density.vertical == 1;
+    const MoxcMetadata block = {moxcResolution, nullptr, &density, isGood ? sizeof density - 1 : sizeof density};
+    void* bytes = nullptr;
+    std::size_t count = 0;
+    const MoxcTarget target = moxcMemoryTarget(&bytes, &count);
+    EXPECT_EQ(moxcBadArgument, moxcEncode(&rgb.pixels, "png", nullptr, &block, 1, &target, nullptr, nullptr));
   }
 }
 

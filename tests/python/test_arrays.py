@@ -463,6 +463,48 @@ class Options(PictureTest):
         self.assertEqual(picture.exif[19], 1)
         self.assertEqual(moxj.read(file).exif, exif)
 
+    def test_resolution(self):
+        array = noise((5, 9, 3))
+        for name in "jpg", "png", "jp2":
+            for given, expected in (300, (300, 300)), ((300, 150), (300, 150)):
+                file = moxj.encode(array, name, resolution=given)
+                numpy.testing.assert_allclose(moxj.read(file).resolution, expected, rtol=1e-4)
+                again = moxj.encode(array, "jpg", metadata=moxj.read(file).metadata)
+                numpy.testing.assert_allclose(moxj.read(again).resolution, expected, rtol=1e-4)
+                self.assertIsNone(moxj.read(moxj.encode(array, name, resolution=given, strip="resolution")).resolution)
+            self.assertIsNone(moxj.read(moxj.encode(array, name)).resolution)
+        with self.raises(moxj.BadOption, option="resolution"):
+            moxj.encode(array, "png", resolution=(1, 2, 3))
+        with self.raises(moxj.BadArgument, "above 0"):
+            moxj.encode(array, "png", resolution=0)
+
+    def test_strip(self):
+        exif = b"MM\0*" + struct.pack(">IHHHIHHI", 8, 1, 0x112, 3, 1, 6, 0, 0)
+        array = noise((16, 16, 3))
+        given = {"exif": exif, "xmp": b"<x/>", "metadata": [moxj.Metadata("iptc", b"\x1c\2\5\0\1x")]}
+        file = moxj.encode(array, "jpg", **given)
+        kinds = {"exif", "xmp", "iptc"}
+        for strip, dropped in ((False, set()), (True, kinds), ("exif, xmp", {"exif", "xmp"}), (["iptc"], {"iptc"})):
+            for made in (self.quiet(moxj.encode, array, "jpg", strip=strip, **given),
+                         moxj.transcode(file, strip=strip), self.quiet(moxj.convert, file, "png", strip=strip)):
+                self.assertEqual({block.kind for block in moxj.metadata(made)}, kinds - dropped, strip)
+        with self.raises(moxj.BadOption, option="strip"):
+            moxj.transcode(file, strip="colour")
+
+    def quiet(self, call, *arguments, **options):
+        with warnings.catch_warnings():
+            warnings.simplefilter("ignore")
+            return call(*arguments, **options)
+
+    def test_transcoding_turns_upright(self):
+        exif = b"MM\0*" + struct.pack(">IHHHIHHI", 8, 1, 0x112, 3, 1, 6, 0, 0)
+        file = moxj.encode(smooth(32, 48), "jpg", exif=exif)
+        upright = moxj.transcode(file, orient=True)
+        self.assertEqual(moxj.read(upright).exif[19], 1)
+        self.assertSame(moxj.decode(upright), moxj.decode(moxj.transcode(file, transform="rotate-90")))
+        with self.raises(moxj.BadOption, option="orient"):
+            moxj.transcode(file, orient=True, transform="rotate-90")
+
     def test_metadata_is_written_or_its_loss_is_said(self):
         given = {"icc": b"profile " * 20, "exif": b"II*\0" + bytes(40), "xmp": b"<x:xmpmeta/>"}
         for name in "jpg", "jp2", "png":

@@ -173,6 +173,11 @@ def with_chunks(data, *chunks):
     return data[:33] + b"".join(chunks) + data[33:]
 
 
+def raw_profile(kind, data):
+    lines = [data[i:i + 36].hex() for i in range(0, len(data), 36)]
+    return b"Raw profile type %s" % kind, b"\n%s\n%8d\n%s\n" % (kind, len(data), "\n".join(lines).encode())
+
+
 def blocks_of_png(data):
     blocks = {}
     for name, body in chunks_of(data):
@@ -188,6 +193,11 @@ def blocks_of_png(data):
         elif name == b"tEXt":
             key, text = body.split(b"\0", 1)
             blocks["comment" if key == b"Comment" else key.decode()] = text
+        elif name == b"zTXt":
+            key, text = body.split(b"\0", 1)
+            text = zlib.decompress(text[1:])
+            assert key == b"Raw profile type iptc" and int(text.split()[1]) * 2 == len(b"".join(text.split()[2:]))
+            blocks["iptc"] = bytes.fromhex(b"".join(text.split()[2:]).decode())
     return blocks
 
 
@@ -269,7 +279,7 @@ class MetadataTest(ToolTest):
 class Matrix(MetadataTest):
     icc, exif = icc_of(b"Display P3"), exif_of(1, thumbnail=b"\xff\xd8\xff\xd9")
     blocks = {"icc": icc, "exif": exif, "xmp": XMP, "iptc": IPTC, "comment": COMMENT}
-    lost = {"png": {"iptc"}, "jp2": {"comment"}, "jpg": set()}
+    lost = {"png": set(), "jp2": {"comment"}, "jpg": set()}
 
     def source(self, extension):
         data = self.made(extension)
@@ -281,6 +291,8 @@ class Matrix(MetadataTest):
             return with_chunks(data, chunk(b"iCCP", b"P3\0\0" + zlib.compress(self.icc)),
                                chunk(b"pHYs", struct.pack(">IIB", 11811, 5906, 1)), chunk(b"eXIf", self.exif),
                                chunk(b"iTXt", b"XML:com.adobe.xmp\0\0\0\0\0" + XMP),
+                               chunk(b"zTXt", b"Raw profile type iptc\0\0" +
+                                     zlib.compress(raw_profile(b"iptc", IPTC)[1])),
                                chunk(b"tEXt", b"Comment\0" + COMMENT))
         colour = data.index(b"colr") - 4
         resolution = box(b"res ", box(b"resc", struct.pack(">HHHHbb", 150, 254, 300, 254, 4, 4)))
@@ -328,7 +340,7 @@ class Matrix(MetadataTest):
     @unittest.skipUnless(EXIFTOOL, "exiftool is not installed")
     def test_exiftool_reads_them(self):
         for target in "jpg", "png", "jp2":
-            lost = {"jpg": "", "png": note("metadata dropped: IPTC data"), "jp2": note("metadata dropped: comment")}
+            lost = {"jpg": "", "png": "", "jp2": note("metadata dropped: comment")}
             self.write("made." + target, self.converted(self.source("jpg"), target, error=lost[target]))
             command = [EXIFTOOL, "-j", "-n", self.path("made." + target)]
             result = subprocess.run(command, capture_output=True, check=True)
@@ -338,8 +350,7 @@ class Matrix(MetadataTest):
                              ("Maker", "Model 7", "2024:05:17 10:20:30"))
             self.assertEqual(tags["ProfileDescription"], "Display P3")
             self.assertEqual(tags["Format"], "image/jpeg")
-            if target != "png":
-                self.assertEqual((tags["Caption-Abstract"], tags["Keywords"]), ("A caption .", "word"))
+            self.assertEqual((tags["Caption-Abstract"], tags["Keywords"]), ("A caption .", "word"))
             if target == "jpg":
                 self.assertEqual((tags["XResolution"], tags["YResolution"], tags["Comment"]),
                                  (300, 150, COMMENT.decode()))
@@ -535,6 +546,157 @@ class Exif(MetadataTest):
         self.assertEqual(blocks_of_jpeg(made), {})
 
 
+    def test_that_are_none_are_dropped_from_other_formats(self):
+        bad = b"II+\0" + bytes(20)
+        for data in (with_chunks(self.made("png"), chunk(b"eXIf", bad)),
+                     with_boxes(self.made("jp2"), box(b"uuid", b"JpgTiffExif->JP2" + bad))):
+            text = "Exif data dropped: they are damaged"
+            self.assertEqual(blocks_of_png(self.converted(data, "png", error=note(text))), {})
+            self.write("in", data)
+            self.expect(OK, "info", "in", error=note(text))
+
+    def described(self, orientation, size, thumbnail=b""):
+        """With the size of the picture in all four tags, and wrong ones in the last two."""
+        width, height = size
+        exif = exif_of(orientation, ">", thumbnail=thumbnail)
+        count = struct.unpack_from(">H", exif, 8)[0]
+        # A new first directory at the end: the old entries, the size of the picture and a directory of details.
+        at = len(exif)
+        details = at + 2 + 12 * (count + 3) + 4
+        entries = [exif[10 + 12 * i:22 + 12 * i] for i in range(count)]
+        entries += [struct.pack(">HHII", 0x0100, 4, 1, width), struct.pack(">HHIHH", 0x0101, 3, 1, height, 0),
+                    struct.pack(">HHII", 0x8769, 4, 1, details)]
+        directory = struct.pack(">H", len(entries)) + b"".join(sorted(entries))
+        directory += exif[10 + 12 * count:14 + 12 * count]
+        directory += struct.pack(">HHHIHHHHIII", 2, 0xA002, 3, 1, width, 0, 0xA003, 4, 1, height, 0)
+        return exif[:4] + struct.pack(">I", at) + exif[8:] + directory
+
+    def sizes(self, exif):
+        at = struct.unpack_from(">I", exif, 4)[0]
+        entries = {}
+        for start in at, at + 2 + 12 * struct.unpack_from(">H", exif, at)[0] + 4:
+            for i in range(struct.unpack_from(">H", exif, start)[0]):
+                tag, kind = struct.unpack_from(">HH", exif, start + 2 + 12 * i)
+                entries[tag] = struct.unpack_from(">I" if kind == 4 else ">H", exif, start + 10 + 12 * i)[0]
+        return [entries[tag] for tag in (0x0100, 0x0101, 0xA002, 0xA003)]
+
+    def test_the_size_is_that_of_the_picture(self):
+        for orientation in range(1, 9):
+            exif = self.described(orientation, (64, 48))
+            data = with_segments(self.made("jpg", smooth(64, 48, 3), "--sample", "4:4:4"),
+                                 segment(0xE1, EXIF_PREFIX + exif))
+            shown = [48, 64] * 2 if orientation > 4 else [64, 48] * 2
+            for extension in "jpg", "png", "jp2":
+                made = BLOCKS_OF[extension](self.converted(data, extension, "--orient"))["exif"]
+                self.assertEqual(self.sizes(made), shown)
+            self.write("in.jpg", data)
+            for arguments, size in ((["--orient"], shown), ([], [64, 48] * 2), (["--rotate", "90"], [48, 64] * 2),
+                                    (["--crop", "40x20+8+8"], [40, 20] * 2)):
+                self.expect(OK, "transcode", "in.jpg", "out.jpg", *arguments)
+                self.assertEqual(self.sizes(blocks_of_jpeg(self.read("out.jpg"))["exif"]), size, arguments)
+        stale = self.described(1, (9, 9))
+        data = with_chunks(self.made("png", smooth(31, 20, 3)), chunk(b"eXIf", stale))
+        self.assertEqual(self.sizes(blocks_of_jpeg(self.converted(data, "jpg"))["exif"]), [31, 20] * 2)
+
+    def test_the_thumbnail_of_a_picture_that_is_turned_is_dropped(self):
+        thumbnail = self.made("jpg", smooth(16, 12, 3))
+        exif = self.described(6, (64, 48), thumbnail)
+        data = with_segments(self.made("jpg", smooth(64, 48, 3)), segment(0xE1, EXIF_PREFIX + exif))
+        self.write("in.jpg", data)
+        self.assertIn(f"thumbnail     16 x 12 pixels, {len(thumbnail)} bytes",
+                      self.expect(OK, "info", "in.jpg").decode())
+        text = note("Exif thumbnail dropped: it is not turned")
+        made = self.converted(data, "jpg", "--orient", error=text)
+        self.write("made.jpg", made)
+        self.assertNotIn(b"thumbnail", self.expect(OK, "info", "made.jpg"))
+        self.expect(OK, "transcode", "in.jpg", "out.jpg", "--orient", error=text.replace(": in:", ": in.jpg:"))
+        self.assertNotIn(b"thumbnail", self.expect(OK, "info", "out.jpg"))
+        for arguments in ["--rotate", "90"], ["--strip=xmp"]:
+            self.expect(OK, "transcode", "in.jpg", "out.jpg", *arguments)
+            self.assertIn(b"16 x 12", self.expect(OK, "info", "out.jpg"))
+        self.converted(data, "jpg", "--orient", "--strip=exif")
+
+
+class MultiPicture(MetadataTest):
+    """The index of further pictures in a file says where they are."""
+
+    def made_file(self, order, count=2):
+        first = self.made("jpg", smooth(64, 48, 3))
+        others = [self.made("jpg", noise(24 + 8 * i, 16, 3, i)) for i in range(count)]
+        mark = {"<": b"II", ">": b"MM"}[order]
+        size = 8 + 2 + 3 * 12 + 4 + 16 * (count + 1)
+        index = 20 + 4 + 4  # in the file: SOI, JFIF, marker and length, prefix
+        picture = len(first) + 4 + 4 + size
+        body = mark + struct.pack(order + "HI", 42, 8) + struct.pack(order + "H", 3)
+        body += struct.pack(order + "HHI4s", 0xB000, 7, 4, b"0100")
+        body += struct.pack(order + "HHII", 0xB001, 4, 1, count + 1)
+        body += struct.pack(order + "HHII", 0xB002, 7, 16 * (count + 1), 50) + bytes(4)
+        at = picture
+        body += struct.pack(order + "IIIHH", 0x030000, picture, 0, 0, 0)
+        for other in others:
+            body += struct.pack(order + "IIIHH", 0, len(other), at - index, 0, 0)
+            at += len(other)
+        return with_segments(first, segment(0xE2, b"MPF\0" + body)) + b"".join(others), others
+
+    def pictures(self, data, order):
+        """The pictures by the index, the first included."""
+        at = data.index(b"MPF\0") + 4
+        count = struct.unpack_from(order + "I", data, at + 10 + 12 + 8)[0]
+        for i in range(count):
+            size, offset = struct.unpack_from(order + "II", data, at + 50 + 16 * i + 4)
+            start = at + offset if offset else 0
+            yield data[start:start + size]
+
+    def test_offsets_stay_right(self):
+        for order in "<>":
+            data, others = self.made_file(order)
+            self.write("in.jpg", data)
+            self.assertEqual(list(self.pictures(data, order))[1:], others)
+            for options in [], ["--progressive"], ["--rotate", "180"], ["--strip=icc"], ["--restart", "1"]:
+                self.expect(OK, "transcode", "in.jpg", "out.jpg", *options)
+                made = self.read("out.jpg")
+                first, *found = self.pictures(made, order)
+                self.assertEqual(found, others, options)
+                self.assertEqual(first, made[:len(made) - sum(map(len, others))])
+                self.assertTrue(first.endswith(b"\xff\xd9"))
+            self.expect(OK, "transcode", "in.jpg", "out.jpg", "--strip=other")
+            self.assertNotIn(b"MPF", self.read("out.jpg"))
+
+    @unittest.skipUnless(EXIFTOOL, "exiftool is not installed")
+    def test_exiftool_finds_them(self):
+        data, others = self.made_file(">", 1)
+        self.write("in.jpg", data)
+        self.expect(OK, "transcode", "in.jpg", "out.jpg", "--progressive")
+        result = subprocess.run([EXIFTOOL, "-b", "-MPImage2", self.path("out.jpg")], capture_output=True, check=True)
+        self.assertEqual(result.stdout, others[0])
+
+    def test_damaged_ones_do_no_harm(self):
+        data, others = self.made_file(">")
+        start = data.index(b"MPF\0") + 4
+        for at in range(start, start + 98):
+            for byte in 0, 1, 255:
+                self.write("in.jpg", data[:at] + bytes([byte]) + data[at + 1:])
+                self.expect(OK, "transcode", "in.jpg", "out.jpg")
+                made = self.read("out.jpg")
+                self.assertTrue(made.endswith(b"".join(others)))
+
+    def test_memory_is_charged(self):
+        """The first picture is kept until its size is known."""
+        data, others = self.made_file(">")
+        index = data.index(b"MPF\0")
+        self.assertGreater(self.needed(data), self.needed(data[:index - 4] + data[index + 102:]))
+
+    def needed(self, data):
+        """The smallest limit in bytes that suffices."""
+        self.write("in.jpg", data)
+        low, high = 1, 100000
+        while low < high:
+            middle = (low + high) // 2
+            result = self.moxj("transcode", "in.jpg", "out.jpg", "--max-memory", str(middle))
+            low, high = (low, middle) if result.returncode == OK else (middle + 1, high)
+        return low
+
+
 class Jpeg(MetadataTest):
     def test_image_resources(self):
         path = irb(0x07D0, b"a path")
@@ -642,6 +804,42 @@ class Png(MetadataTest):
         found = blocks_of_png(self.converted(late, "png", "--orient"))
         self.assertEqual((orientation_of(found["exif"]), found["comment"]), (1, b"late"))
 
+        compressed = (chunk(b"zTXt", b"Author\0\0" + zlib.compress(b"me")) +
+                      chunk(b"iTXt", b"Title\0\1\0\0\0" + zlib.compress("Größe".encode())) +
+                      chunk(b"zTXt", b"Bad\0\0" + b"no stream"))
+        found = blocks_of_png(self.converted(data[:-12] + compressed + data[-12:], "png"))
+        self.assertEqual((found["Author"], found["Title"], "Bad" in found), (b"me", "Größe".encode("latin-1"), False))
+
+    def test_chunks_after_the_picture_of_a_stream(self):
+        data = self.made("png")
+        text = "metadata after the picture dropped: in a stream it comes too late"
+        for late in chunk(b"eXIf", exif_of(3)), chunk(b"tEXt", b"Comment\0late"):
+            made = self.expect(OK, "decode", "-", "-", "--format", "png", stdin=data[:-12] + late + data[-12:],
+                               error=note(text, name="standard input"))
+            self.assertEqual(blocks_of_png(made), {})
+        self.expect(OK, "decode", "-", "-", stdin=data)
+
+    def test_raw_profiles(self):
+        """Exif data, XMP and IPTC data as text, which other programs write."""
+        exif = exif_of(1)
+        resources = irb(0x0404, IPTC) + irb(0x07D0, b"a path")
+        for kind, body, expected in ((b"iptc", IPTC, {"iptc": IPTC}), (b"iptc", resources, {"iptc": IPTC}),
+                                     (b"8bim", resources, {"iptc": IPTC}),
+                                     (b"exif", EXIF_PREFIX + exif, {"exif": exif}),
+                                     (b"APP1", EXIF_PREFIX + exif, {"exif": exif}),
+                                     (b"APP1", XMP_PREFIX + XMP, {"xmp": XMP}), (b"xmp", XMP, {"xmp": XMP})):
+            key, text = raw_profile(kind, body)
+            for made in chunk(b"tEXt", key + b"\0" + text), chunk(b"zTXt", key + b"\0\0" + zlib.compress(text)):
+                found = blocks_of_jpeg(self.converted(with_chunks(self.made("png"), made), "jpg"))
+                self.assertEqual(found, expected, kind)
+        key, text = raw_profile(b"iptc", IPTC)
+        for bad in text[:-3] + b"\n", text.replace(b"1c", b"1g"), text.replace(b" 25\n", b" 26\n"), b"\niptc\n", b"":
+            data = with_chunks(self.made("png"), chunk(b"tEXt", key + b"\0" + bad))
+            result = self.moxj("encode", "-", "-", stdin=data)
+            self.assertEqual(result.returncode, OK)
+            self.assertNotIn("iptc", blocks_of_jpeg(result.stdout))
+            self.assertRegex(result.stderr, "metadata dropped: ")
+
     def test_damaged_profiles_are_dropped(self):
         damaged = [b"P3\0\0" + zlib.compress(icc_of(b"P3"))[:-9], b"P3\0\0" + zlib.compress(b"x" * 200), b"P3\0\0",
                    b"\0\0" + zlib.compress(icc_of(b"P3"))]
@@ -709,7 +907,8 @@ class Info(MetadataTest):
             self.write("in", Matrix.source(self, extension))
             text = self.expect(OK, "info", "in").decode()
             for line in ("profile       Display P3, RGB, ", "orientation   6, to be turned by 90 degrees clockwise",
-                         "camera        Maker Model 7", "date          2024:05:17 10:20:30", "thumbnail     5 bytes",
+                         "camera        Maker Model 7", "date          2024:05:17 10:20:30",
+                         "thumbnail     damaged, 5 bytes",
                          f"XMP           {len(XMP)} bytes"):
                 self.assertIn(line, text, extension)
             self.assertRegex(text, r"density       (300|299\.999) x 150(\.012)? dpi")
