@@ -342,12 +342,18 @@ void MetadataChunks::set(png_structp png, png_infop info) {
     const auto size = static_cast<png_uint_32>(block.bytes.size());
     if (block.kind == MetadataKind::icc)
       png_set_iCCP(png, info, "ICC profile", PNG_COMPRESSION_TYPE_BASE, block.bytes.data(), size);
-    if (block.kind == MetadataKind::exif) png_set_eXIf_1(png, info, size, const_cast<png_bytep>(block.bytes.data()));
   }
   if (metadata_.hasResolution())
     png_set_pHYs(png, info, whole(metadata_.horizontalResolution), whole(metadata_.verticalResolution),
                  metadata_.ratioOnly ? PNG_RESOLUTION_UNKNOWN : PNG_RESOLUTION_METER);
   if (!texts_.empty()) png_set_text(png, info, texts_.data(), static_cast<int>(texts_.size()));
+}
+
+// libpng's own function for Exif data writes them after the picture, where readers of streams cannot use them.
+void MetadataChunks::writeExif(png_structp png) {
+  static constexpr png_byte kType[] = "eXIf";
+  if (const MetadataBlock* const exif = metadata_.find(MetadataKind::exif))
+    png_write_chunk(png, kType, exif->bytes.data(), exif->bytes.size());
 }
 
 }  // namespace moxj::png

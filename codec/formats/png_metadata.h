@@ -54,6 +54,8 @@ class MetadataChunks {
   explicit MetadataChunks(const Metadata& metadata);
   // Called inside Session::protect().
   void set(png_structp png, png_infop info);
+  // After the header and before the rows; likewise.
+  void writeExif(png_structp png);
 
  private:
   void addText(const MetadataBlock& block);

@@ -46,6 +46,7 @@ class Writer : public RowSink {
       losesProfile =
           layout.metadata && layout.metadata->find(MetadataKind::icc) && !png_get_valid(png, info, PNG_INFO_iCCP);
       png_write_info(png, info);
+      if (metadata) metadata->writeExif(png);
       if (layout.planes[0].bits == 16 && std::endian::native == std::endian::little) png_set_swap(png);
     });
     if (losesProfile) notes_.push_back("ICC profile dropped: it is damaged");
