@@ -51,7 +51,6 @@ Info inspect(ByteSpan file, Budget& budget) {
   if (boxes.palette) info.palette = static_cast<int>(boxes.palette->columns[0].values.size());
   info.boxes = boxes.list;
   info.metadata = boxes.metadata.metadata(budget);
-  info.notes = boxes.metadata.notes;
   info.siz = stream.siz;
   const Rect shown = shownRect(stream.siz);
   info.width = shown.width();
@@ -74,6 +73,7 @@ Info inspect(ByteSpan file, Budget& budget) {
   info.complete = stream.problem.empty();
   info.warning = stream.problem;
   info.notes = stream.notes;
+  info.notes.insert(info.notes.end(), boxes.metadata.notes.begin(), boxes.metadata.notes.end());
   return info;
 }
 
