@@ -65,6 +65,7 @@ class Parser {
 
   std::vector<option> knownOptions() const {
     std::vector<option> known;
+    known.reserve(options().size() + peerOptions().size() + 2);
     int value = kFirstOption;
     for (const std::span<const Option> table : {options(), peerOptions()}) {
       for (const Option& o : table) {

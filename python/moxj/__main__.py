@@ -86,7 +86,11 @@ def _parser():
     _add_reading(made["decode"])
     _add_scans(made["transcode"])
     _flag(made["transcode"], "sequential", "sequential")
-    _flag(made["transcode"], "strip", "drop segments that do not define the colours")
+    for name in "encode", "decode", "transcode":
+        made[name].add_argument("--strip", nargs="?", const=True, default=False, metavar="LIST",
+                                help="drop metadata: all, or icc,exif,xmp,iptc,comment,other,resolution")
+    for name in "decode", "transcode":
+        _flag(made[name], "orient", "turn the picture upright, as its Exif orientation says")
     for name, each in made.items():
         for limit in "max-pixels", "max-memory", "max-scans":
             each.add_argument("--" + limit, type=int, metavar="N", help="refuse more")
@@ -120,7 +124,7 @@ def _run(given):
         elif command == "encode":
             moxj.convert(source, to=to, **given, **common)
         else:
-            moxj.convert(source, given.pop("format"), to=to, reading=given, **common)
+            moxj.convert(source, given.pop("format"), to=to, strip=given.pop("strip"), reading=given, **common)
 
 
 def main(arguments=None):

@@ -158,7 +158,8 @@ class RoundTrips(ToolTest):
         trips = {f"{folder}/{source.name}.{TARGETS[target][0]}": (source, upright)
                  for source, target, folder, upright in self.trips() if target != "lossless"}
         pattern = "%i|%w|%h|%[EXIF:Make]|%[EXIF:Orientation]|%[profile:icc]|%[IPTC:2:120]\n"
-        result = subprocess.run([IDENTIFY, "-quiet", "-format", pattern, *trips], capture_output=True, cwd=self.directory)
+        command = [IDENTIFY, "-quiet", "-format", pattern, *trips]
+        result = subprocess.run(command, capture_output=True, cwd=self.directory)
         self.assertEqual(result.stderr, b"")
         found = dict(line.split("|", 1) for line in result.stdout.decode().splitlines())
         self.assertEqual(found.keys(), trips.keys())
