@@ -386,6 +386,31 @@ TEST(Options, ComponentsChangeThePictureOrAreRefused) {
   EXPECT_EQ(moxcCmyk, kept.pixels().layout);
 }
 
+// A file whose only component is sub-sampled has two sizes.
+TEST(Options, UpsampleChangesThePictureOrIsRefused) {
+  const Pixels grey = picture(moxcGrey, 20, 15);
+  Bytes file = encode(grey, "j2k");
+  constexpr int kFactor = 3;
+  const auto siz = file.begin() + 2;  // after SOC
+  ASSERT_EQ(0x51, static_cast<unsigned char>(siz[1]));
+  for (const int at : {6, 10, 22, 26}) siz[at + 3] = static_cast<Bytes::value_type>(siz[at + 3] * kFactor);
+  siz[41] = siz[42] = kFactor;
+  const auto sizeOf = [](const Bytes& bytes, bool upsample, MoxcKind expected) {
+    Read reading;
+    moxcReadOptionsInit(&reading);
+    reading.upsample = upsample;
+    const MoxcSource from = source(bytes);
+    Picture picture;
+    const Report report;
+    EXPECT_EQ(expected, moxcDecode(&from, &reading, nullptr, nullptr, &picture.picture, report)) << report.text();
+    if (expected != moxcOk) EXPECT_STREQ("upsample", moxcReportOption(report));
+    return picture.picture ? std::pair(picture.pixels().width, picture.pixels().height) : std::pair(0, 0);
+  };
+  EXPECT_EQ(std::pair(20, 15), sizeOf(file, false, moxcOk));
+  EXPECT_EQ(std::pair(20 * kFactor, 15 * kFactor), sizeOf(file, true, moxcOk));
+  sizeOf(encode(grey, "png"), true, moxcBadOption);
+}
+
 TEST(Options, OfReadingHaveRanges) {
   const Bytes file = encode(picture(moxcGrey, 20, 20), "jp2");
   const MoxcSource from = source(file);
