@@ -345,7 +345,8 @@ class Files(PictureTest):
 
     def test_formats(self):
         formats = {each.name: each for each in moxj.formats()}
-        self.assertEqual(set(formats), {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pam", "pbm", "pgx"})
+        self.assertEqual(set(formats), {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pam", "pbm", "pgx", "raw",
+                                        "rawl"})
         self.assertIn("jpeg", formats["jpg"].extensions)
         self.assertEqual([name for name in formats if formats[name].coded], ["jpg", "jp2", "j2k"])
         for name in formats:
