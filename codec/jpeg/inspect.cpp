@@ -1,6 +1,8 @@
 // Lists the structure of a file without decoding it.
 #include <algorithm>
 #include <cstdlib>
+#include <string>
+#include <string_view>
 
 #include "jpeg/colour.h"
 #include "jpeg/jpeg.h"
@@ -96,6 +98,21 @@ std::string text(ByteSpan body, std::size_t maxLength) {
   return printable;
 }
 
+// Of a JFIF segment, which may have one of RGB, or of its extension: ", thumbnail of 16 x 12 pixels".
+std::string thumbnailText(ByteSpan body) {
+  constexpr std::string_view kJfif("JFIF\0", 5), kJfxx("JFXX\0", 5);
+  constexpr int kJpeg = 0x10, kPalette = 0x11, kRgb = 0x13;
+  const std::string_view name(reinterpret_cast<const char*>(body.data()), std::min<std::size_t>(body.size(), 5));
+  const auto sized = [&](std::size_t at) {
+    if (body.size() < at + 2 || body[at] == 0 || body[at + 1] == 0) return std::string();
+    return ", thumbnail of " + std::to_string(body[at]) + " x " + std::to_string(body[at + 1]) + " pixels";
+  };
+  if (name == kJfif) return sized(12);
+  if (name != kJfxx || body.size() < 6) return "";
+  if (body[5] == kJpeg) return ", thumbnail coded as JPEG";
+  return body[5] == kPalette || body[5] == kRgb ? sized(6) : "";
+}
+
 std::string detailOf(const MarkerSegment& segment, const Tables& tables) {
   const ByteSpan body = segment.body;
   std::string detail;
@@ -120,6 +137,8 @@ std::string detailOf(const MarkerSegment& segment, const Tables& tables) {
       return std::to_string(parseLineCount(segment)) + " lines";
     case marker::com:
       return text(body, 60);
+    case marker::app0:
+      return text(body, 32) + thumbnailText(body);
     case marker::app14:
       detail = text(body, 5);
       if (detail == "Adobe" && tables.adobeTransform) detail += ", transform" + listed(*tables.adobeTransform);

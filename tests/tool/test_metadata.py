@@ -919,6 +919,20 @@ class Info(MetadataTest):
                              {"orientation": 6, "make": "Maker", "model": "Model 7", "thumbnailBytes": 5})
             self.assertAlmostEqual(facts["resolution"]["horizontal"], 300, delta=0.01)
 
+    def test_thumbnails_of_jfif(self):
+        plain = self.made("jpg")
+        jfif = plain[6:20]
+        extension = b"JFXX\0"
+        for body, detail in ((jfif[:12] + b"\2\3" + bytes(18), "JFIF, thumbnail of 2 x 3 pixels"),
+                             (jfif, "JFIF"), (jfif[:12], "JFIF"),
+                             (extension + b"\x10" + plain, "JFXX, thumbnail coded as JPEG"),
+                             (extension + b"\x13\4\5" + bytes(60), "JFXX, thumbnail of 4 x 5 pixels"),
+                             (extension + b"\x11\6\7", "JFXX, thumbnail of 6 x 7 pixels"),
+                             (extension + b"\x12\6\7", "JFXX"), (extension, "JFXX")):
+            self.write("in", plain[:2] + segment(0xE0, body) + plain[20:])
+            segments = json.loads(self.expect(OK, "info", "in", "--json"))["segments"]
+            self.assertEqual(segments[1]["detail"], detail)
+
     def test_nothing_is_said_without_metadata(self):
         for extension in "jpg", "png", "jp2":
             self.write("in", self.made(extension))
