@@ -2,6 +2,7 @@
 read it; and the violations that can be read all the same."""
 
 import json
+import random
 import re
 import struct
 import unittest
@@ -477,6 +478,34 @@ class ReadingTest(peers.PeerTest):
                 stream = self.stream("-p", order, "-d", image, "-T", tiles, "-t", "37,41", "-n", "3",
                                      "-c", "[16,32],[32,8]", "-b", "16,16", "-SOP")
                 self.check(stream.bytes(), self.planes_of(self.stream().bytes()), by=["opj"])
+
+    def test_small_tiles_of_sub_sampled_components(self):
+        """Tiles, offsets, samplings, orders and reduced resolutions drawn at random, where OpenJPEG can write and read
+        the file."""
+        source, compared = random.Random(7), 0
+        for number in range(60):
+            width, height, levels = source.randint(4, 20), source.randint(4, 20), source.randint(0, 3)
+            sampling = [source.choice([(1, 1), (2, 2), (2, 1), (1, 2), (4, 1)]) for _ in range(source.randint(1, 4))]
+            tile = source.choice([None, (3, 3), (5, 4), (7, 7)])
+            offset = source.choice([(0, 0), (1, 8), (5, 3), (2, 2)])
+            reduce, lossy = source.randint(0, levels), source.random() < 0.3
+            self.write("in.raw", source.randbytes(sum(-(-width // dx) * -(-height // dy) for dx, dy in sampling)))
+            options = ["-F", f"{width},{height},{len(sampling)},8,u@" + ":".join("%dx%d" % one for one in sampling),
+                       "-n", levels + 1, "-mct", 0, "-d", "%d,%d" % offset, *(["-I"] if lossy else []),
+                       "-p", source.choice(["LRCP", "RLCP", "RPCL", "PCRL", "CPRL"])]
+            if tile:
+                first = [source.randint(max(0, at - size + 1), at) for at, size in zip(offset, tile)]
+                options += ["-t", "%d,%d" % tile, "-T", "%d,%d" % tuple(first)]
+            name = f"small{number}.j2k"
+            try:
+                self.peer_encode("opj", "in.raw", name, *options)
+                theirs = self.peer_planes("opj", name, "-r", reduce)
+            except AssertionError:
+                continue
+            ours = self.moxj_planes(name, "--reduce", str(reduce))
+            self.assertLessEqual(peers.greatest_difference(ours, theirs), lossy, options)
+            compared += 1
+        self.assertGreater(compared, 20)
 
     def test_changes_of_progression_in_tiles(self):
         """POC in the header of a tile, for all tiles or one, in one segment or several."""
