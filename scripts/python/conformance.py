@@ -86,7 +86,11 @@ def read_pgx(data):
     raster = data[found.end():found.end() + width * height * size]
     if len(raster) < width * height * size:
         raise Unread("a PGX file that is cut off")
-    return [Plane(width, height, numbers(raster, size, order == b"ML", sign == b"-"))]
+    samples = numbers(raster, size, order == b"ML", sign == b"-")
+    if bits < 8 * size:  # the other bits may be anything
+        mask, half = (1 << bits) - 1, 1 << bits - 1 if sign == b"-" else 0
+        samples = array.array("q", (((value & mask) ^ half) - half for value in samples))
+    return [Plane(width, height, samples)]
 
 
 def read_pnm(data):

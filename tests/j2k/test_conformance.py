@@ -66,6 +66,16 @@ class ConformanceTest(peers.PeerTest):
         self.assertEqual(limits[0][5:7], ["6,", "1.070"])
         self.assertIn("11 components passed, 0 missed\nnot judged, no reference: jp2/alone.jp2\n", text)
 
+    def test_signed_samples_of_few_bits(self):
+        """Their bytes may be extended by their signs or by zeros."""
+        values = [value - 8 for value in support.noise(20, 10, 1, 1, 15)[3]]
+        self.write("in.pgx", peers.pgx(4, True, 20, 10, values))
+        self.expect(support.OK, "encode", "in.pgx", "set/codestreams/p0_15.j2k")
+        self.write("set/references/class1/c1p0_15_0.pgx", self.read("in.pgx"))
+        self.judge(PASSED)
+        self.write("set/references/class1/c1p0_15_0.pgx", b"PG LM-4 20 10\n" + bytes(value & 15 for value in values))
+        self.judge(PASSED)
+
     def test_sets_that_do_not_pass(self):
         """A sample that differs, a component that is missing, a size that is another, a file that cannot be read."""
         self.stream("p0_01", channels=1)
