@@ -258,7 +258,7 @@ MOXC_API MoxcKind moxcProbe(const MoxcSource* source, const char** format, MoxcR
  * to a picture and a description, and into the file of moxcEncode(), as far as the format has a place for them:
  *
  *                 JPEG  PNG  JP2
- *   ICC profile   yes   yes  of matrix and curves
+ *   ICC profile   yes   yes  of matrix and curves, or of CMYK
  *   Exif          yes   yes  yes
  *   XMP           yes   yes  yes
  *   IPTC          yes   yes  yes
@@ -418,6 +418,8 @@ typedef struct {
                        * it is noted */
   int32_t upsample;   /* JPEG 2000: 1: all components at the size of the reference grid. 0: a picture whose components
                        * are sub-sampled alike has their size */
+  int32_t srgb;       /* 1: convert colours to sRGB, by ICC profile, colour space or gamma of the file; not with
+                       * components. It needs the library lcms2 when a file has colours to convert */
 } MoxcReadOptions;
 
 /* No option given. */
@@ -506,6 +508,8 @@ typedef struct {
   int32_t modes;               /* of code-blocks */
   /* all formats */
   int32_t strip; /* metadata to drop: a sum of moxcStrip values */
+  /* JPEG */
+  int32_t cmyk; /* 1: code inks as they are; 0: as YCCK, whose chroma can be sub-sampled */
 } MoxcWriteOptions;
 
 /* No option given. */

@@ -19,10 +19,15 @@ constexpr int kMaxCoefficients = 4096;  // of a code-block
 
 using Read = MoxcReadOptions;
 constexpr Range<Read> kReadRanges[] = {
-    {&Read::reduce, "reduce", 0, j2k::kMaxLevels}, {&Read::layers, "layers", 0, j2k::kMaxLayers},
-    {&Read::nosmooth, "nosmooth", 0, 1},           {&Read::fastMcu, "fastMcu", 0, 1},
-    {&Read::components, "components", 0, 1},       {&Read::orient, "orient", 0, 1},
-    {&Read::picture, "picture", 0, kMaxInt},       {&Read::upsample, "upsample", 0, 1},
+    {&Read::reduce, "reduce", 0, j2k::kMaxLevels},
+    {&Read::layers, "layers", 0, j2k::kMaxLayers},
+    {&Read::nosmooth, "nosmooth", 0, 1},
+    {&Read::fastMcu, "fastMcu", 0, 1},
+    {&Read::components, "components", 0, 1},
+    {&Read::orient, "orient", 0, 1},
+    {&Read::srgb, "srgb", 0, 1},
+    {&Read::picture, "picture", 0, kMaxInt},
+    {&Read::upsample, "upsample", 0, 1},
 };
 
 using Write = MoxcWriteOptions;
@@ -42,6 +47,7 @@ constexpr Range<Write> kWriteRanges[] = {
     {&Write::tileHeight, "tileHeight", 0, kMaxInt},
     {&Write::layers, "layers", 0, 100},
     {&Write::modes, "modes", 0, j2k::allModes},
+    {&Write::cmyk, "cmyk", 0, 1},
 };
 
 using Transcode = MoxcTranscodeOptions;
@@ -148,6 +154,8 @@ ReadOptions readOptionsOf(const MoxcReadOptions* options) {
   to.orient = read.orient;
   to.picture = read.picture;
   to.upsample = read.upsample;
+  to.srgb = read.srgb;
+  if (to.srgb && to.components) failTogether("srgb", "components");
   return to;
 }
 
@@ -184,6 +192,7 @@ WriteOptions writeOptionsOf(const MoxcWriteOptions* options) {
   to.layers = write.layers;
   to.modes = write.modes;
   to.strip = stripOf(write.strip);
+  to.cmyk = write.cmyk;
   return to;
 }
 

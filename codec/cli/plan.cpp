@@ -55,6 +55,8 @@ void checkOptions(std::string_view format, const Settings& settings) {
     if (!unused.empty()) misuse(unused + " is not for " + formatOf(std::string(format)).label + " files");
   } else if (settings.reading.components && std::ranges::find(kOfComponents, format) == std::end(kOfComponents)) {
     misuse("--components writes PGX, PGM or raw files");
+  } else if (settings.reading.components && settings.reading.srgb) {
+    misuse("--srgb and --components cannot be combined");
   }
 }
 

@@ -1,10 +1,12 @@
 // Every conversion is the same road: a reader pushes rows into a fitting sink, and that into a writer or the caller's
-// sink.
+// sink. The conversion to sRGB, if it is wanted, comes before the fitting.
 #include "formats/convert.h"
 
 #include <algorithm>
 #include <memory>
 #include <utility>
+
+#include "pictures/colourspace/srgb.h"
 
 namespace moxj {
 
@@ -25,7 +27,8 @@ Outcome pushFitted(const Format& from, Input& input, const ReadOptions& options,
   std::vector<std::string> fitNotes;
   holds.upright = options.orient;
   const std::unique_ptr<RowSink> fit = fitting(sink, std::move(holds), fitNotes, work.budget);
-  Outcome outcome = from.open(input, options, work)->push(*fit);
+  const std::unique_ptr<RowSink> srgb = options.srgb ? convertingToSrgb(*fit, fitNotes, work) : nullptr;
+  Outcome outcome = from.open(input, options, work)->push(srgb ? *srgb : *fit);
   addNotes(outcome, fitNotes);
   return outcome;
 }
@@ -36,9 +39,11 @@ const Format& recogniseFor(Input& input, const ReadOptions& options) {
   return format;
 }
 
-// Lossless JPEG keeps the inks of a JPEG file as they are coded.
+// Inks stay inks where the format holds them. Lossless JPEG keeps all components of a JPEG file as they are coded.
 ReadOptions readingFor(const Format& from, const ReadOptions& reading, const Format& to, const WriteOptions& writing) {
   ReadOptions options = reading;
+  const Holds holds = to.holds(writing);
+  options.inks = std::ranges::find(holds.colours, Colour::cmyk) != holds.colours.end();
   if (&from == &kJpegFormat && &to == &kJpegFormat && writing.lossless) options.components = true;
   return options;
 }
@@ -53,6 +58,7 @@ Picture greyOf(const Picture& picture, std::size_t plane) {
   grey.colour = Colour::grey;
   grey.opacity = Opacity::none;
   grey.inverted = false;
+  grey.space = nullptr;
   return grey;
 }
 

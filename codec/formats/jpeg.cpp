@@ -18,7 +18,7 @@ constexpr int kMaxQuality = 100, kMaxRestart = 65535, kMaxPredictor = 7, kMaxPoi
 
 constexpr std::string_view kReadOptions[] = {"nosmooth", "fastMcu", "components", "picture"};
 constexpr std::string_view kWriteOptions[] = {"quality", "sample",  "grayscale", "progressive", "scans", "optimize",
-                                              "fastMcu", "restart", "lossless",  "predictor",   "point"};
+                                              "fastMcu", "restart", "lossless",  "predictor",   "point", "cmyk"};
 
 bool isJpeg(ByteSpan first) { return first.size() >= 3 && first[0] == 0xFF && first[1] == 0xD8; }
 
@@ -71,7 +71,8 @@ class Reader : public RowSource {
 std::unique_ptr<RowSource> open(Input& input, const ReadOptions& options, Work& work) {
   const jpeg::DecodeOptions decoding{.smooth = !options.nosmooth,
                                      .fastMcu = options.fastMcu,
-                                     .inks = options.components,
+                                     .inks = options.components || options.inks || options.srgb,
+                                     .components = options.components,
                                      .native = options.native,
                                      .picture = options.picture};
   return std::make_unique<Reader>(input, decoding, work);
@@ -93,7 +94,8 @@ void check(const WriteOptions& options) {
       {"progressive", [](const WriteOptions& o) { return o.progressive; }},
       {"scans", [](const WriteOptions& o) { return o.scans.has_value(); }},
       {"optimize", [](const WriteOptions& o) { return o.optimize; }},
-      {"fastMcu", [](const WriteOptions& o) { return o.fastMcu; }}};
+      {"fastMcu", [](const WriteOptions& o) { return o.fastMcu; }},
+      {"cmyk", [](const WriteOptions& o) { return o.cmyk; }}};
   for (const OptionField<WriteOptions>& field : kOfDct)
     if (options.lossless && field.given(options)) failOption(field.name, "is not for lossless files");
   if (!options.lossless && options.predictor != 0) failOption("predictor", "is for lossless files only");
@@ -112,13 +114,17 @@ Holds holds(const WriteOptions& options) {
     holds.colours = {Colour::unknown, Colour::cmyk, Colour::grey, Colour::rgb};
   } else {
     holds.colours = {Colour::grey, Colour::rgb};
+    // The luminance is that of RGB.
+    if (!options.grayscale) holds.colours.insert(holds.colours.begin(), Colour::cmyk);
     if (options.native) holds.colours.insert(holds.colours.begin(), Colour::ycbcr);
     holds.subsampled = options.native;
     holds.depths = {8};
   }
+  holds.inks = Inks::inverted;
   holds.metadata.block = jpeg::hasPlaceFor;
-  // Lossless files have no JFIF segment.
+  // Lossless files have no JFIF segment, and those of inks neither.
   holds.metadata.resolution = holds.metadata.ratio = !options.lossless;
+  holds.metadata.resolutionWithInks = false;
   if (options.grayscale) holds.metadata.profileColour = Colour::grey;
   return holds;
 }
@@ -143,6 +149,7 @@ jpeg::EncodeOptions encodeOptions(const WriteOptions& options) {
                              .restart = options.restart,
                              .restartInRows = options.restartInRows,
                              .fastMcu = options.fastMcu,
+                             .cmyk = options.cmyk,
                              .optimize = options.optimize,
                              .progressive = options.progressive,
                              .script = options.scans};

@@ -70,6 +70,8 @@ Holds holds(const WriteOptions&) {
   else
     held.metadata = HeldMetadata::none();
   held.colours = {Colour::unknown, Colour::grey, Colour::rgb};
+  if (boxes) held.colours.insert(held.colours.begin() + 1, Colour::cmyk);  // a codestream does not say that
+  held.inks = Inks::plain;
   held.opacity = true;
   held.maxPlanes = j2k::kMaxWrittenComponents;
   held.maxBits = j2k::kMaxWrittenBits;

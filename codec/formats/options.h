@@ -21,6 +21,8 @@ struct ReadOptions {
   int picture = 0;          // JPEG: of several in a file, from 1
   bool upsample = false;    // JPEG 2000: all components at the size of the reference grid
   bool native = false;      // JPEG: also YCbCr as it is coded, not up-sampled (not an option of a file: never refused)
+  bool inks = false;        // inks as they are (not an option of a file: never refused)
+  bool srgb = false;        // converts colours to sRGB
 };
 
 enum class Subsampling { none, s444, s422, s420 };
@@ -49,6 +51,7 @@ struct WriteOptions {
   int modes = 0;
   MetadataSet strip = {};  // metadata that is not wanted (of all formats, which may have none)
   bool native = false;     // JPEG: planes of YCbCr as they are (not an option of a file: never refused)
+  bool cmyk = false;       // JPEG: inks as they are; otherwise they become YCCK
 };
 
 // An option by the name of its field, which is also its name on a command line (fastMcu: --fast-mcu).

@@ -8,8 +8,8 @@
 namespace moxj::png {
 
 // Grey, RGB and palettes (as RGB), with their opacity, of 8 bits (or fewer, scaled) or 16. Gamma and colour profiles
-// are not applied; profiles travel with the other metadata. A truncated or damaged file gives the picture up to that
-// point, an interlaced one the coarse picture.
+// are not applied here; profiles travel with the other metadata. A truncated or damaged file gives the picture up to
+// that point, an interlaced one the coarse picture.
 std::unique_ptr<RowSource> reader(Input& input, Work& work);
 
 // Grey or RGB, with or without opacity, of 8 or 16 bits.

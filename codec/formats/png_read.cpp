@@ -5,13 +5,13 @@
 #include <algorithm>
 #include <bit>
 #include <climits>
-#include <cmath>
 #include <exception>
 #include <memory>
 #include <string_view>
 #include <vector>
 
 #include "formats/png.h"
+#include "formats/png_colour.h"
 #include "formats/png_metadata.h"
 #include "formats/png_session.h"
 
@@ -21,7 +21,6 @@ namespace {
 
 constexpr std::size_t kChunkBytes = std::size_t{64} << 10;
 constexpr int kRowsOfReport = 64;
-constexpr double kUsualGamma = 1 / 2.2, kGammaTolerance = 0.05;
 
 class Reader : public RowSource {
  public:
@@ -128,15 +127,13 @@ class Reader : public RowSource {
     const bool profiled = metadata_ && metadata_->find(MetadataKind::icc);
     if (std::string_view(session_.warning()).starts_with("iCCP") && !profiled)
       notes_.push_back("ICC profile dropped: it is damaged");
-    double gamma = 0;
-    if (!png_get_valid(png, info, PNG_INFO_iCCP | PNG_INFO_sRGB) && png_get_gAMA(png, info, &gamma) &&
-        std::abs(gamma / kUsualGamma - 1) > kGammaTolerance)
-      notes_.push_back("the gamma of the file is not applied: the brightness will look different");
+    space_ = colourSpaceOf(png, info);
   }
 
   void prepare(int channels, int bits) {
     layout_ = Picture::layout(layout_.width, layout_.height, channels, bits, channels < 3 ? Colour::grey : Colour::rgb);
     layout_.metadata = metadata_;
+    layout_.space = space_;
     if (channels % 2 == 0) layout_.opacity = Opacity::straight;
     rows_ = layout_;
     if (!interlaced()) rows_ = layout_.band(0, rowsOfBand(layout_));
@@ -198,6 +195,7 @@ class Reader : public RowSource {
   Session session_{Session::Direction::read};
   RowSink* sink_ = nullptr;
   std::exception_ptr failure_;
+  std::shared_ptr<const ColourSpace> space_;
   std::vector<std::string> notes_;
   ChunkReader chunks_{work_.budget, notes_};
   std::shared_ptr<const Metadata> metadata_;

@@ -48,13 +48,13 @@ class Session {
     return true;
   }
   // Bounds the texts and profiles of the file, which libpng decompresses, to a part of the memory that a job may have.
-  // Exif data are treated as an unknown chunk, because libpng's progressive reader does not know them.
+  // Exif data are treated as an unknown chunk, because libpng's progressive reader does not know them, and so is cICP.
   void prepareChunks(std::uint64_t maxMemory) {
     constexpr std::uint64_t kChunks = 64, kMaxBytes = std::uint64_t{16} << 20;
     const auto bytes = static_cast<png_alloc_size_t>(std::min(maxMemory / kChunks + 1, kMaxBytes));
     protect([&](png_structp png, png_infop) {
-      static constexpr png_byte kExif[] = "eXIf";
-      png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_ALWAYS, kExif, 1);
+      static constexpr png_byte kKept[] = "eXIf\0cICP";
+      png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_ALWAYS, kKept, 2);
       png_set_chunk_cache_max(png, kChunks);
       png_set_chunk_malloc_max(png, bytes);
     });

@@ -7,6 +7,7 @@
 
 #include "base/bytes.h"
 #include "formats/png.h"
+#include "formats/png_colour.h"
 #include "formats/png_metadata.h"
 #include "formats/png_session.h"
 #include "pictures/packedrows.h"
@@ -43,6 +44,7 @@ class Writer : public RowSink {
                    PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
       png_set_compression_level(png, kCompression);
       if (metadata) metadata->set(png, info);
+      if (layout.space && layout.space->kind == ColourSpace::Kind::srgb) setSrgb(png, info);
       losesProfile =
           layout.metadata && layout.metadata->find(MetadataKind::icc) && !png_get_valid(png, info, PNG_INFO_iCCP);
       png_write_info(png, info);

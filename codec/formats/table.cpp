@@ -85,6 +85,7 @@ constexpr OptionField<WriteOptions> kWriteFields[] = {
     {"progression", isSet<&WriteOptions::progression, WriteOptions>},
     {"layers", isSet<&WriteOptions::layers, WriteOptions>},
     {"modes", isSet<&WriteOptions::modes, WriteOptions>},
+    {"cmyk", isSet<&WriteOptions::cmyk, WriteOptions>},
 };
 
 template <class Options>

@@ -2,7 +2,6 @@
 #include "j2k/boxes.h"
 
 #include <algorithm>
-#include <climits>
 #include <cstring>
 #include <iterator>
 #include <type_traits>
@@ -10,6 +9,8 @@
 #include "base/bigendian.h"
 #include "base/budget.h"
 #include "base/problem.h"
+#include "j2k/colour.h"
+#include "pictures/icc.h"
 
 namespace moxj::j2k {
 
@@ -19,61 +20,6 @@ constexpr std::uint8_t kSignature[12] = {0, 0, 0, 12, 'j', 'P', ' ', ' ', 0x0D, 
 constexpr int kMaxDepth = 31;
 // Methods of the colr box. JPX has more, which readers of JP2 pass over.
 constexpr int kEnumerated = 1, kRestrictedIcc = 2, kAnyIcc = 3;
-
-enum ColourSpace : std::uint32_t { cmyk = 12, ycck = 13, cieLab = 14, sRgb = 16, greyscale = 17, sYcc = 18 };
-
-// EnumCS of the colr box: ISO/IEC 15444-1 Table I.10 and the additions of ISO/IEC 15444-2.
-std::string colourSpaceName(std::uint32_t space) {
-  struct Name {
-    std::uint32_t space;
-    const char* text;
-  };
-  constexpr Name kNames[] = {{0, "bi-level"}, {1, "YCbCr 1"}, {3, "YCbCr 2"},   {4, "YCbCr 3"}, {9, "PhotoYCC"},
-                             {11, "CMY"},     {12, "CMYK"},   {13, "YCCK"},     {14, "CIELab"}, {15, "bi-level 2"},
-                             {19, "CIEJab"},  {20, "e-sRGB"}, {21, "ROMM-RGB"}, {24, "e-sYCC"}};
-  if (space == sRgb) return "sRGB";
-  if (space == greyscale) return "grey";
-  if (space == sYcc) return "sYCC";
-  std::string name = "colour space " + std::to_string(space);
-  for (const Name& known : kNames)
-    if (known.space == space) name += std::string(" (") + known.text + ")";
-  return name;
-}
-
-// Unknown: to be told from the number of components.
-Colour colourOf(std::uint32_t space) {
-  switch (space) {
-    case cmyk:
-      return Colour::cmyk;
-    case ycck:
-      return Colour::ycck;
-    case cieLab:
-      return Colour::lab;
-    case sRgb:
-      return Colour::rgb;
-    case greyscale:
-      return Colour::grey;
-    case sYcc:
-      return Colour::ycbcr;
-    default:
-      return Colour::unknown;
-  }
-}
-
-// The number of colours that a model needs at least.
-int coloursOf(Colour colour) {
-  switch (colour) {
-    case Colour::unknown:
-      return INT_MAX;
-    case Colour::grey:
-      return 1;
-    case Colour::cmyk:
-    case Colour::ycck:
-      return 4;
-    default:
-      return 3;
-  }
-}
 
 struct FoundBox {
   std::string type;
@@ -139,7 +85,7 @@ class Reader {
 
   void readHeaderBox(const FoundBox& box) {
     list(box);
-    if (box.type == "colr" && boxes_.colourName.empty()) readColour(box.body);
+    if (box.type == "colr") boxes_.colourName.empty() ? readColour(box.body) : readFurtherColour(box.body);
     if (box.type == "pclr") readPalette(box.body);
     if (box.type == "cmap") readMappings(box.body);
     if (box.type == "cdef") readChannels(box.body);
@@ -163,6 +109,17 @@ class Reader {
     const std::uint32_t space = in.u32();
     boxes_.colour = colourOf(space);
     boxes_.colourName = colourSpaceName(space);
+    boxes_.colourSpace = space;
+    boxes_.colourParameters = in.take(in.left());
+  }
+
+  // A profile that says what the inks of the first box are.
+  void readFurtherColour(ByteSpan body) {
+    if (body.size() < 3 || (body[0] != kRestrictedIcc && body[0] != kAnyIcc)) return;
+    if (boxes_.metadata.has(MetadataKind::icc) || boxes_.colour != Colour::cmyk) return;
+    const ByteSpan profile = body.subspan(3);
+    const std::optional<IccFacts> facts = iccFactsOf(profile);
+    if (facts && facts->colour == boxes_.colour) boxes_.metadata.takeProfile(profile);
   }
 
   void readPalette(ByteSpan body) {
@@ -345,17 +302,35 @@ Bytes imageHeader(const Picture& picture, bool sameDepth) {
 
 void box(Bytes& file, const char* type, const Bytes& body) { writeBox(file, type, {body.data(), body.size()}); }
 
-Bytes colourSpecification(const Picture& picture) {
-  const MetadataBlock* const profile = picture.metadata ? picture.metadata->find(MetadataKind::icc) : nullptr;
+Bytes colourSpecification(int method, ByteSpan profile, std::uint32_t space) {
   Bytes body;
   ByteWriter out(body);
-  out.u8(profile ? kRestrictedIcc : 1);
+  out.u8(method);
   out.u16(0);  // precedence and approximation
-  if (profile)
-    body.append(profile->span());
-  else
-    out.u32(picture.planes.size() >= 3 ? sRgb : greyscale);
+  method == kEnumerated ? out.u32(space) : body.append(profile);
   return body;
+}
+
+// A profile of inks is not among those of JP2, so it follows the enumerated colour space, for readers that know more.
+void writeColour(Bytes& header, const Picture& picture) {
+  const MetadataBlock* const block = picture.metadata ? picture.metadata->find(MetadataKind::icc) : nullptr;
+  const ByteSpan profile = block ? block->span() : ByteSpan();
+  const bool inks = picture.colour == Colour::cmyk;
+  if (block && !inks) return box(header, "colr", colourSpecification(kRestrictedIcc, profile, 0));
+  const std::uint32_t space = inks ? cmyk : picture.planes.size() >= 3 ? sRgb : greyscale;
+  box(header, "colr", colourSpecification(kEnumerated, {}, space));
+  if (block) box(header, "colr", colourSpecification(kAnyIcc, profile, 0));
+}
+
+// CMYK is a colour space of JPX (ISO/IEC 15444-2).
+Bytes fileType(const Picture& picture) {
+  const char* const brand = picture.colour == Colour::cmyk ? "jpx " : "jp2 ";
+  Bytes type;
+  type.append(brand, 4);
+  ByteWriter(type).u32(0);
+  type.append(brand, 4);
+  if (picture.colour == Colour::cmyk) type.append("jpxb", 4);
+  return type;
 }
 
 Bytes channelDefinitions(const Picture& picture) {
@@ -401,19 +376,16 @@ std::string applyBoxes(Boxes& boxes, Picture& picture, Budget& budget) {
   std::string problem;
   if (boxes.palette) problem = applyPalette(boxes, picture, budget);
   if (!boxes.channels.empty()) ChannelOrder(boxes, picture).apply();
-  const int colours = picture.colours();
-  const bool known = boxes.colour == Colour::grey ? colours < 3 : colours >= coloursOf(boxes.colour);
-  picture.colour = known ? boxes.colour : colours < 3 ? Colour::grey : Colour::rgb;
+  if (boxes.colourSpace)
+    applyColourSpace(*boxes.colourSpace, boxes.colourParameters, picture);
+  else
+    applyColour(boxes.colour, picture);
   return problem;
 }
 
 void writeBoxes(Bytes& file, const Picture& picture) {
   file.append(kSignature, sizeof kSignature);
-  Bytes type;
-  type.append("jp2 ", 4);
-  ByteWriter(type).u32(0);
-  type.append("jp2 ", 4);
-  box(file, "ftyp", type);
+  box(file, "ftyp", fileType(picture));
   Bytes header;
   bool sameDepth = true;
   for (const Plane& plane : picture.planes) sameDepth &= depthByte(plane) == depthByte(picture.planes[0]);
@@ -424,7 +396,7 @@ void writeBoxes(Bytes& file, const Picture& picture) {
     box(header, "bpcc", body);
     body.clear();
   }
-  box(header, "colr", colourSpecification(picture));
+  writeColour(header, picture);
   if (picture.opacity != Opacity::none) box(header, "cdef", channelDefinitions(picture));
   writeResolution(header, picture.metadata.get());
   box(file, "jp2h", header);

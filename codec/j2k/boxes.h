@@ -39,6 +39,8 @@ struct Boxes {
   std::size_t codestreamOffset = 0;
   Colour colour = Colour::unknown;
   std::string colourName;
+  std::optional<std::uint32_t> colourSpace;  // its number, if there is no profile
+  ByteSpan colourParameters;                 // what follows the number
   std::optional<Palette> palette;
   std::vector<Mapping> mappings;
   std::vector<Channel> channels;

@@ -1,6 +1,7 @@
 // Metadata in boxes of JP2 files: colr (Annex I.5.3.3), res (I.5.3.7), xml and uuid boxes (I.7).
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -29,6 +30,10 @@ struct BoxMetadata {
   void takeProfile(ByteSpan profile);
   // A resc (capture) or resd (display) box; the first is preferred.
   void takeResolution(ByteSpan body, bool capture);
+
+  bool has(MetadataKind kind) const {
+    return std::ranges::any_of(blocks, [&](const Block& block) { return block.kind == kind; });
+  }
 
   // Charged to the budget; null if there are none.
   std::shared_ptr<const Metadata> metadata(Budget& budget) const;

@@ -26,6 +26,7 @@
 #include "jpeg/scanreader.h"
 #include "jpeg/strips.h"
 #include "jpeg/syntax.h"
+#include "pictures/fit.h"
 
 namespace moxj::jpeg {
 
@@ -69,7 +70,9 @@ class Decoder {
     read();
     if (lossless()) {
       describe();
-      pushSamples(*frame_, colourModelOf(*frame_, tables_), *samples_, options_, *sink_, work_);
+      const ColourModel model = colourModelOf(*frame_, tables_);
+      noteInks(model);
+      pushSamples(*frame_, model, *samples_, options_, *sink_, work_);
     } else {
       if (!painter_) paintCoefficients();
       painter_->finish();
@@ -123,6 +126,10 @@ class Decoder {
   void paintCoefficients();
   void freeMemory();
   void describe() { sink_->metadata = metadataOf(kept_, work_.budget, outcome_.notes); }
+  void noteInks(ColourModel model) {
+    const bool inks = model == ColourModel::cmyk || model == ColourModel::ycck;
+    if (inks && !options_.inks && !options_.native) outcome_.notes.push_back(kInksByFormula);
+  }
   // What follows the EOI marker. Unknown if the data that it ends are damaged.
   ByteSpan tail() const { return outcome_.complete ? bytesAfterEnd(file_, dataEnd_) : ByteSpan(); }
   void noteTail() {
@@ -212,7 +219,7 @@ void Decoder::takeFrame(const MarkerSegment& segment) {
   // The sampling factors of a lone component have no effect.
   if (frame_->components.size() == 1) frame_->components[0].horizontal = frame_->components[0].vertical = 1;
   frame_->layOut();
-  if (frame_->components.size() == 2 && !options_.inks && !keep_)
+  if (frame_->components.size() == 2 && !options_.components && !keep_)
     outcome_.notes.push_back("two components of unknown meaning, the first is used as grey");
 }
 
@@ -313,13 +320,15 @@ std::unique_ptr<Painter> Decoder::makePainter() {
   std::vector<Steps> steps;
   for (std::size_t i = 0; i < frame_->components.size(); ++i) steps.push_back(read_[i].steps);
   const ColourModel model = colourModelOf(*frame_, tables_);
+  noteInks(model);
   if (frame_->precision > 8) return std::make_unique<DeepPainter>(*frame_, model, steps, options_, *sink_, work_);
   if (options_.native && PlanePainter::canPaint(*frame_, model))
     return std::make_unique<PlanePainter>(*frame_, model, steps, *sink_, work_.budget);
-  if (options_.fastMcu && model == ColourModel::ycbcr && mcuFunctionsFor(*frame_))
-    return std::make_unique<McuPainter>(*frame_, std::move(steps), *sink_, work_.budget);
   DecodeOptions options = options_;
-  options.inks |= options_.native && model != ColourModel::unknown;
+  options.inks = model == ColourModel::unknown ? options_.components : options_.inks || options_.native;
+  const bool fast = options.fastMcu && (model == ColourModel::ycbcr || options.inks);
+  if (fast && mcuFunctionsFor(*frame_, model))
+    return std::make_unique<McuPainter>(*frame_, model, std::move(steps), *sink_, work_.budget);
   return std::make_unique<Strips>(*frame_, model, steps, options, *sink_, work_.budget);
 }
 

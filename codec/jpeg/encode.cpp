@@ -1,5 +1,6 @@
 // The JPEG encoder. A baseline file with the Annex K tables is written in one pass, one MCU row at a time, as the rows
 // come. For optimal tables or several scans, the coefficients of the whole picture are computed first.
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <memory>
@@ -7,6 +8,7 @@
 #include <utility>
 
 #include "jpeg/coefficientwriter.h"
+#include "jpeg/colour.h"
 #include "jpeg/fastmcu.h"
 #include "jpeg/frame.h"
 #include "jpeg/jpeg.h"
@@ -25,11 +27,18 @@ constexpr int kMaxWord = 65535;
 
 [[noreturn]] void exceeds(const std::string& what) { fail(Kind::limit, what); }
 
-// The sampling of RGB.
-void sample(Frame& frame, const EncodeOptions& options) {
+bool isChrominance(std::size_t component, ColourModel model) {
+  return model != ColourModel::cmyk && (component == 1 || component == 2);
+}
+
+// The sampling of RGB, and of inks as YCCK.
+void sample(Frame& frame, ColourModel model, const EncodeOptions& options) {
   const Sampling sampling = options.sampling.value_or(Sampling::s420);
-  frame.components[0].horizontal = sampling == Sampling::s444 ? 1 : 2;
-  frame.components[0].vertical = sampling == Sampling::s420 ? 2 : 1;
+  for (std::size_t i = 0; i < frame.components.size(); ++i) {
+    if (isChrominance(i, model)) continue;
+    frame.components[i].horizontal = sampling == Sampling::s444 ? 1 : 2;
+    frame.components[i].vertical = sampling == Sampling::s420 ? 2 : 1;
+  }
 }
 
 // That of planes of YCbCr.
@@ -48,17 +57,32 @@ void sample(Frame& frame, const Picture& layout) {
 }
 
 bool isYcbcr(const Picture& layout) { return layout.colour == Colour::ycbcr; }
+bool isCmyk(const Picture& layout) { return layout.colour == Colour::cmyk; }
 
-void requireEncodable(const Picture& layout, const EncodeOptions& options) {
+// What the picture is coded as.
+ColourModel modelFor(const Picture& layout, const EncodeOptions& options) {
+  if (isCmyk(layout)) return options.cmyk ? ColourModel::cmyk : ColourModel::ycck;
+  return layout.planes.size() == 1 || options.grayscale ? ColourModel::grey : ColourModel::ycbcr;
+}
+
+void requireOptionsFor(const Picture& layout, const EncodeOptions& options) {
   if (isYcbcr(layout)) {
     if (options.sampling) failOption("sample", "is not for samples of YCbCr, which have their own");
     if (options.fastMcu) failOption("fastMcu", "is not for samples of YCbCr");
   }
-  const std::size_t planes = layout.planes.size();
-  const bool known = isYcbcr(layout) ? planes == 3 : planes == (layout.colour == Colour::rgb ? 3 : 1);
+  if (!options.cmyk) return;
+  if (!isCmyk(layout)) failOption("cmyk", "is for pictures of inks");
+  if (options.sampling) failOption("sample", "is not for inks as they are: they all have the same size");
+  if (options.fastMcu) failOption("fastMcu", "is not for inks as they are");
+}
+
+void requireEncodable(const Picture& layout, const EncodeOptions& options) {
+  requireOptionsFor(layout, options);
+  const std::size_t planes = isCmyk(layout) ? 4 : isYcbcr(layout) || layout.colour == Colour::rgb ? 3 : 1;
+  const bool known = layout.planes.size() == planes && layout.inverted == isCmyk(layout);
   for (const Plane& plane : layout.planes) {
     if (plane.element != Element::u8 || plane.bits != 8 || !known)
-      fail(Kind::unsupported, "JPEG takes grey, RGB and YCbCr samples of 8 bits");
+      fail(Kind::unsupported, "JPEG takes grey, RGB, YCbCr and CMYK samples of 8 bits");
   }
 }
 
@@ -68,12 +92,15 @@ Frame frameFor(const Picture& layout, const EncodeOptions& options) {
             " pixels: JPEG allows at most 65535 x 65535");
   }
   requireEncodable(layout, options);
-  Frame frame{.process = marker::sof0, .width = layout.width, .height = layout.height, .components = {{.id = 1}}};
-  if (layout.planes.size() == 3 && !options.grayscale) {
-    frame.components.push_back({.id = 2, .quantTable = 1});
-    frame.components.push_back({.id = 3, .quantTable = 1});
-    isYcbcr(layout) ? sample(frame, layout) : sample(frame, options);
-  }
+  Frame frame{.process = marker::sof0, .width = layout.width, .height = layout.height, .components = {}};
+  const ColourModel model = modelFor(layout, options);
+  const std::size_t count = model == ColourModel::grey ? 1 : layout.planes.size();
+  for (std::size_t i = 0; i < count; ++i)
+    frame.components.push_back({.id = static_cast<int>(i) + 1, .quantTable = isChrominance(i, model)});
+  if (isYcbcr(layout) && count == 3)
+    sample(frame, layout);
+  else if (model == ColourModel::ycbcr || model == ColourModel::ycck)
+    sample(frame, model, options);
   frame.layOut();
   return frame;
 }
@@ -97,8 +124,9 @@ using Quantisers = std::array<Quantiser, 2>;
 // Computes quantised coefficients from the samples of each component.
 class StripSource {
  public:
-  StripSource(const Picture& layout, const Frame& frame, const Quantisers& quantisers, Budget& budget)
-      : frame_(frame), quantisers_(quantisers), strips_(layout, frame, budget) {}
+  StripSource(const Picture& layout, const Frame& frame, ColourModel model, const Quantisers& quantisers,
+              Budget& budget)
+      : frame_(frame), quantisers_(quantisers), strips_(layout, frame, model, budget) {}
 
   void beginRow(const Picture& band, int first) { strips_.loadRow(band, first); }
   void beginMcu(int) {}
@@ -118,8 +146,8 @@ class StripSource {
 // Computes them from the pixels of each MCU.
 class FastSource {
  public:
-  FastSource(const Picture&, const Frame& frame, const Quantisers& quantisers, Budget&)
-      : frame_(frame), quantisers_(quantisers), source_(frame) {}
+  FastSource(const Picture&, const Frame& frame, ColourModel model, const Quantisers& quantisers, Budget&)
+      : frame_(frame), quantisers_(quantisers), source_(frame, model) {}
 
   void beginRow(const Picture& band, int first) { source_.beginRow(band, first); }
   void beginMcu(int mcu) { source_.load(mcu); }
@@ -195,10 +223,11 @@ class RowCoder {
 template <class Source, class Sink>
 class RowCoderOf final : public RowCoder {
  public:
-  RowCoderOf(const Picture& layout, const Frame& frame, const Quantisers& quantisers, const Sink& sink, Budget& budget)
+  RowCoderOf(const Picture& layout, const Frame& frame, ColourModel model, const Quantisers& quantisers,
+             const Sink& sink, Budget& budget)
       : frame_(frame),
         geometry_(frame, allComponents(frame)),
-        source_(layout, frame, quantisers, budget),
+        source_(layout, frame, model, quantisers, budget),
         sink_(sink),
         mcusAtOnce_(kBlocksAtOnce / static_cast<int>(geometry_.blocks.size())) {}
 
@@ -223,11 +252,11 @@ class RowCoderOf final : public RowCoder {
 
 // Selects the source.
 template <class Sink>
-std::unique_ptr<RowCoder> rowCoder(bool fast, const Picture& layout, const Frame& frame, const Quantisers& quantisers,
-                                   const Sink& sink, Budget& budget) {
-  if (fast && mcuFunctionsFor(frame))
-    return std::make_unique<RowCoderOf<FastSource, Sink>>(layout, frame, quantisers, sink, budget);
-  return std::make_unique<RowCoderOf<StripSource, Sink>>(layout, frame, quantisers, sink, budget);
+std::unique_ptr<RowCoder> rowCoder(bool fast, const Picture& layout, const Frame& frame, ColourModel model,
+                                   const Quantisers& quantisers, const Sink& sink, Budget& budget) {
+  if (fast && mcuFunctionsFor(frame, model))
+    return std::make_unique<RowCoderOf<FastSource, Sink>>(layout, frame, model, quantisers, sink, budget);
+  return std::make_unique<RowCoderOf<StripSource, Sink>>(layout, frame, model, quantisers, sink, budget);
 }
 
 // Writes the blocks to the single scan of a file.
@@ -257,24 +286,28 @@ struct CoefficientSink {
   void put(int, const ScanGeometry::Block&, bool) {}
 };
 
-// The first component uses tables 0, the others tables 1.
-void selectTables(std::vector<ScanHeader>& scans) {
+// Chrominance uses tables 1, the other components tables 0, as they do with quantisation tables.
+void selectTables(const Frame& frame, std::vector<ScanHeader>& scans) {
   for (ScanHeader& scan : scans) {
     for (ScanHeader::Selector& selector : scan.components)
-      selector.dcTable = selector.acTable = std::min(selector.component, 1);
+      selector.dcTable = selector.acTable = frame.components[selector.component].quantTable;
   }
+}
+
+bool hasChrominance(const Frame& frame) {
+  return std::ranges::any_of(frame.components, [](const FrameComponent& c) { return c.quantTable == 1; });
 }
 
 std::vector<ScanHeader> scansFor(const Frame& frame, const EncodeOptions& options) {
   std::vector<ScanHeader> scans = options.script        ? scansOf(*options.script, frame)
                                   : options.progressive ? progressiveScans(frame, true)
                                                         : sequentialScans(frame);
-  selectTables(scans);
+  selectTables(frame, scans);
   return scans;
 }
 
 void writeTables(Writer& writer, const Frame& frame) {
-  for (int table = 0; table < static_cast<int>(std::min<std::size_t>(frame.components.size(), 2)); ++table) {
+  for (int table = 0; table <= int{hasChrominance(frame)}; ++table) {
     writer.code(kDc, table, kAnnexKCodes[kDc][table]);
     writer.code(kAc, table, kAnnexKCodes[kAc][table]);
   }
@@ -312,6 +345,7 @@ class Encoder final : public RowSink {
  private:
   void writeHeader();
   void beginScan();
+  bool canCode(const Picture& band) const;
   int rowsOfNext() const { return std::min(frame_.mcuHeight(), frame_.height - mcuRow_ * frame_.mcuHeight()); }
   void code(const Picture& band, int first);
   int keep(const Picture& band, int first);
@@ -321,6 +355,7 @@ class Encoder final : public RowSink {
   Writer writer_;
   const Quantisers quantisers_;
   Frame frame_;
+  ColourModel model_ = ColourModel::unknown;
   Coding coding_;
   Picture layout_;
   std::optional<ScanWriter> scan_;              // of a file that is written as the rows come
@@ -333,6 +368,7 @@ class Encoder final : public RowSink {
 
 void Encoder::begin(const Picture& layout) {
   frame_ = frameFor(layout, options_);
+  model_ = modelFor(layout, options_);
   layout_ = layout;
   coding_ = {scansFor(frame_, options_), options_.optimize, {options_.restart, options_.restartInRows}};
   coding_.restart.of(frame_.mcusWide);  // checks it
@@ -340,15 +376,17 @@ void Encoder::begin(const Picture& layout) {
   writeHeader();
   if (frame_.process == marker::sof0 && coding_.scans.size() == 1 && !coding_.optimal) return beginScan();
   coefficients_ = std::make_unique<Coefficients>(frame_, work_.budget);
-  coder_ = rowCoder(options_.fastMcu, layout_, frame_, quantisers_, CoefficientSink{*coefficients_}, work_.budget);
+  coder_ =
+      rowCoder(options_.fastMcu, layout_, frame_, model_, quantisers_, CoefficientSink{*coefficients_}, work_.budget);
 }
 
 void Encoder::writeHeader() {
   writer_.marker(marker::soi);
-  writer_.jfif(densityOf(layout_.metadata.get()));
+  const bool inks = isCmyk(layout_);  // JFIF has none
+  if (!inks) writer_.jfif(densityOf(layout_.metadata.get()));
   writeMetadata(writer_, layout_.metadata.get());
-  for (int table = 0; table <= int{frame_.components.size() > 1}; ++table)
-    writer_.steps(table, quantisers_[table].steps);
+  if (inks) writer_.adobe(model_ == ColourModel::ycck ? AdobeTransform::ycck : AdobeTransform::none);
+  for (int table = 0; table <= int{hasChrominance(frame_)}; ++table) writer_.steps(table, quantisers_[table].steps);
   writer_.frame(frame_);
 }
 
@@ -358,12 +396,18 @@ void Encoder::beginScan() {
   if (restartInterval != 0) writer_.restartInterval(restartInterval);
   writer_.scan(frame_, coding_.scans[0]);
   scan_.emplace(writer_, ScanKind::sequential, coding_.scans[0], kAnnexKCodes, restartInterval);
-  coder_ = rowCoder(options_.fastMcu, layout_, frame_, quantisers_, ScanSink{*scan_, {}}, work_.budget);
+  coder_ = rowCoder(options_.fastMcu, layout_, frame_, model_, quantisers_, ScanSink{*scan_, {}}, work_.budget);
 }
 
-// Whole MCU rows are coded in place.
+// Whole MCU rows are coded in place, if the samples are laid out so that they can be.
+bool Encoder::canCode(const Picture& band) const {
+  if (isYcbcr(layout_) || band.interleaved()) return true;
+  return isCmyk(layout_) && !options_.fastMcu &&
+         std::ranges::all_of(band.planes, [](const Plane& plane) { return plane.pixelStep == 1; });
+}
+
 void Encoder::rows(const Picture& band) {
-  const bool inPlace = isYcbcr(layout_) || band.interleaved();
+  const bool inPlace = canCode(band);
   for (int at = 0; at < band.height;) {
     if (mcuRow_ == frame_.mcusHigh) fail(Kind::internal, "more rows than the picture has");
     const int wanted = rowsOfNext();

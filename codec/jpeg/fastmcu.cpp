@@ -15,22 +15,31 @@ namespace {
 constexpr McuFunctions k444{moxiRGBToYCbCr444LS_MCU_8u16s_C3P3R, moxiYCbCr444ToRGBLS_MCU_16s8u_P3C3R};
 constexpr McuFunctions k422{moxiRGBToYCbCr422LS_MCU_8u16s_C3P3R, moxiYCbCr422ToRGBLS_MCU_16s8u_P3C3R};
 constexpr McuFunctions k420{moxiRGBToYCbCr411LS_MCU_8u16s_C3P3R, moxiYCbCr411ToRGBLS_MCU_16s8u_P3C3R};
+constexpr McuFunctions kInks444{moxiCMYKToYCCK444LS_MCU_8u16s_C4P4R, moxiYCCK444ToCMYKLS_MCU_16s8u_P4C4R};
+constexpr McuFunctions kInks422{moxiCMYKToYCCK422LS_MCU_8u16s_C4P4R, moxiYCCK422ToCMYKLS_MCU_16s8u_P4C4R};
+constexpr McuFunctions kInks420{moxiCMYKToYCCK411LS_MCU_8u16s_C4P4R, moxiYCCK411ToCMYKLS_MCU_16s8u_P4C4R};
 
 constexpr std::uint8_t kEmptySample = 128;
 
 }  // namespace
 
-const McuFunctions* mcuFunctionsFor(const Frame& frame) {
+const McuFunctions* mcuFunctionsFor(const Frame& frame, ColourModel model) {
   const auto& c = frame.components;
-  if (c.size() != 3) return nullptr;
+  const bool inks = model == ColourModel::ycck;
+  if ((!inks && model != ColourModel::ycbcr) || c.size() != (inks ? 4u : 3u)) return nullptr;
   for (int i = 1; i < 3; ++i) {
     if (c[i].horizontal != 1 || c[i].vertical != 1) return nullptr;
   }
-  if (c[0].vertical == 1) return c[0].horizontal == 1 ? &k444 : c[0].horizontal == 2 ? &k422 : nullptr;
-  return c[0].horizontal == 2 && c[0].vertical == 2 ? &k420 : nullptr;
+  const int across = c[0].horizontal, down = c[0].vertical;
+  if (inks && (c[3].horizontal != across || c[3].vertical != down)) return nullptr;
+  if (down == 1 && across == 1) return inks ? &kInks444 : &k444;
+  if (down == 1 && across == 2) return inks ? &kInks422 : &k422;
+  if (down == 2 && across == 2) return inks ? &kInks420 : &k420;
+  return nullptr;
 }
 
-McuSource::McuSource(const Frame& frame) : frame_(frame), functions_(mcuFunctionsFor(frame)), layout_(frame) {}
+McuSource::McuSource(const Frame& frame, ColourModel model)
+    : frame_(frame), functions_(mcuFunctionsFor(frame, model)), layout_(frame) {}
 
 void McuSource::beginRow(const Picture& band, int first) {
   top_ = band.row(first);
@@ -40,33 +49,36 @@ void McuSource::beginRow(const Picture& band, int first) {
 }
 
 void McuSource::load(int mcu) {
-  const int wide = frame_.mcuWidth(), high = frame_.mcuHeight();
+  const int wide = frame_.mcuWidth(), high = frame_.mcuHeight(), channels = layout_.channels();
   const int left = mcu * wide;
-  const std::array<Mox16s*, 3> to = layout_.pointers(blocks_);
+  const std::array<Mox16s*, 4> to = layout_.pointers(blocks_);
   const bool stepFits = step_ > 0 && step_ <= std::numeric_limits<std::int32_t>::max();
   if (left + wide <= frame_.width && rows_ == high && stepFits) {
-    require(functions_->toBlocks(top_ + std::ptrdiff_t{3} * left, static_cast<std::int32_t>(step_), to.data()),
+    require(functions_->toBlocks(top_ + std::ptrdiff_t{channels} * left, static_cast<std::int32_t>(step_), to.data()),
             "the colour conversion of an MCU");
     return;
   }
   for (int dy = 0; dy < high; ++dy) {
     const std::uint8_t* const from = top_ + step_ * std::min(dy, rows_ - 1);
     for (int dx = 0; dx < wide; ++dx)
-      std::memcpy(&edge_[3 * (dy * wide + dx)], from + std::ptrdiff_t{3} * std::min(left + dx, frame_.width - 1), 3);
+      std::memcpy(&edge_[channels * (dy * wide + dx)],
+                  from + std::ptrdiff_t{channels} * std::min(left + dx, frame_.width - 1), channels);
   }
-  require(functions_->toBlocks(edge_.data(), 3 * wide, to.data()), "the colour conversion of an MCU");
+  require(functions_->toBlocks(edge_.data(), channels * wide, to.data()), "the colour conversion of an MCU");
 }
 
-McuPainter::McuPainter(const Frame& frame, std::vector<Steps> steps, RowSink& sink, Budget& budget)
-    : frame_(frame), functions_(mcuFunctionsFor(frame)), layout_(frame), steps_(std::move(steps)), sink_(sink) {
+McuPainter::McuPainter(const Frame& frame, ColourModel model, std::vector<Steps> steps, RowSink& sink, Budget& budget)
+    : frame_(frame), functions_(mcuFunctionsFor(frame, model)), layout_(frame), steps_(std::move(steps)), sink_(sink) {
   const std::size_t size =
       std::size_t{64} * static_cast<std::size_t>(layout_.count()) * static_cast<std::size_t>(frame.mcusWide);
   budget.charge(size, sizeof row_[0]);
   row_.resize(size);
   const std::size_t rows = static_cast<std::size_t>(frame.mcuHeight());
-  band_ = Picture::layout(frame.width, std::min(frame.height, frame.mcuHeight()), 3, 8, Colour::rgb);
-  band_.allocate(&budget, std::size_t{3} * static_cast<std::size_t>(frame.mcuWidth() * frame.mcusWide), rows);
-  sink.begin(Picture::layout(frame.width, frame.height, 3, 8, Colour::rgb));
+  const RowPainter pixels(model, frame.width, true);
+  band_ = pixels.layout(std::min(frame.height, frame.mcuHeight()));
+  const auto rowBytes = static_cast<std::size_t>(layout_.channels() * frame.mcuWidth() * frame.mcusWide);
+  band_.allocate(&budget, rowBytes, rows);
+  sink.begin(pixels.layout(frame.height));
 }
 
 void McuPainter::put(int component, int x, int y, const Mox16s* coefficients) {
@@ -82,7 +94,8 @@ void McuPainter::finishRow() {
   const int wide = frame_.mcuWidth();
   for (int mcu = 0; mcu < frame_.mcusWide; ++mcu) {
     const Mox16s* const blocks = row_.data() + std::ptrdiff_t{mcu} * layout_.count() * 64;
-    require(functions_->toPixels(layout_.pointers(blocks).data(), band_.row(0) + std::ptrdiff_t{3} * mcu * wide,
+    require(functions_->toPixels(layout_.pointers(blocks).data(),
+                                 band_.row(0) + std::ptrdiff_t{layout_.channels()} * mcu * wide,
                                  static_cast<std::int32_t>(band_.planes[0].step)),
             "the colour conversion of an MCU");
   }

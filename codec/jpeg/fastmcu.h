@@ -4,6 +4,7 @@
 #include <array>
 #include <vector>
 
+#include "jpeg/colour.h"
 #include "jpeg/frame.h"
 #include "jpeg/painter.h"
 #include "jpeg/tables.h"
@@ -14,33 +15,38 @@ namespace moxj::jpeg {
 
 // The library's functions for one kind of sampling.
 struct McuFunctions {
-  MoxStatus (*toBlocks)(const Mox8u* pixels, std::int32_t step, Mox16s* const blocks[3]);
-  MoxStatus (*toPixels)(const Mox16s* const blocks[3], Mox8u* pixels, std::int32_t step);
+  MoxStatus (*toBlocks)(const Mox8u* pixels, std::int32_t step, Mox16s* const blocks[]);
+  MoxStatus (*toPixels)(const Mox16s* const blocks[], Mox8u* pixels, std::int32_t step);
 };
 
-// For three components with 4:4:4, 4:2:2 or 4:2:0 sampling; otherwise null.
-const McuFunctions* mcuFunctionsFor(const Frame& frame);
+// For YCbCr and YCCK with 4:4:4, 4:2:2 or 4:2:0 sampling; otherwise null. K has the sampling of Y.
+const McuFunctions* mcuFunctionsFor(const Frame& frame, ColourModel model);
 
-// The layout of the blocks of an MCU, in the order of the stream: Y, Cb, Cr.
+// The layout of the blocks of an MCU, in the order of the stream: Y, Cb, Cr and, of inks, K.
 class McuBlocks {
  public:
-  explicit McuBlocks(const Frame& frame) : luminance_(frame.components[0].horizontal * frame.components[0].vertical) {}
+  explicit McuBlocks(const Frame& frame)
+      : luminance_(frame.components[0].horizontal * frame.components[0].vertical),
+        inks_(frame.components.size() == 4) {}
 
-  int count() const { return luminance_ + 2; }
+  int count() const { return (inks_ ? 2 : 1) * luminance_ + 2; }
+  int channels() const { return inks_ ? 4 : 3; }
   template <class Sample>  // Mox16s, const or not
-  std::array<Sample*, 3> pointers(Sample* blocks) const {
-    return {blocks, blocks + 64 * luminance_, blocks + 64 * (luminance_ + 1)};
+  std::array<Sample*, 4> pointers(Sample* blocks) const {
+    return {blocks, blocks + 64 * luminance_, blocks + 64 * (luminance_ + 1),
+            inks_ ? blocks + 64 * (luminance_ + 2) : nullptr};
   }
 
  private:
   int luminance_;
+  bool inks_;
 };
 
 // Converts pixels to blocks for the transform, MCU by MCU. The pixels at the edges are repeated beyond them.
 class McuSource {
  public:
-  // Needs mcuFunctionsFor(frame).
-  explicit McuSource(const Frame& frame);
+  // Needs mcuFunctionsFor(frame, model).
+  McuSource(const Frame& frame, ColourModel model);
 
   // The next MCU row begins at row `first` of the band, which must outlive it.
   void beginRow(const Picture& band, int first);
@@ -55,15 +61,15 @@ class McuSource {
   std::ptrdiff_t step_ = 0;
   int rows_ = 0;  // that belong to the picture
   int mcuRow_ = 0;
-  std::array<Mox8u, 16 * 16 * 3> edge_;
-  alignas(64) Mox16s blocks_[6 * 64];
+  std::array<Mox8u, 16 * 16 * 4> edge_;
+  alignas(64) Mox16s blocks_[10 * 64];
 };
 
-// Paints a picture from the blocks of MCUs.
+// Paints a picture from the blocks of MCUs: RGB, or inks.
 class McuPainter final : public Painter {
  public:
-  // Needs mcuFunctionsFor(frame).
-  McuPainter(const Frame& frame, std::vector<Steps> steps, RowSink& sink, Budget& budget);
+  // Needs mcuFunctionsFor(frame, model).
+  McuPainter(const Frame& frame, ColourModel model, std::vector<Steps> steps, RowSink& sink, Budget& budget);
 
   void put(int component, int x, int y, const Mox16s* coefficients) override;
   void finishRow() override;

@@ -25,22 +25,23 @@ enum class Sampling { s444, s422, s420 };
 
 struct EncodeOptions {
   int quality = 75;                       // 1 to 100
-  std::optional<Sampling> sampling = {};  // of RGB; default 4:2:0
+  std::optional<Sampling> sampling = {};  // of RGB and of inks as YCCK; default 4:2:0
   bool grayscale = false;                 // luminance only; a grey picture always becomes a grey file
   int restart = 0;                        // restart interval, 0: none
   bool restartInRows = false;             // in MCU rows of each scan instead of MCUs
   bool fastMcu = false;                   // colours and sampling MCU by MCU, slightly less accurate; not for grey
+  bool cmyk = false;                      // inks as they are; otherwise they become YCCK
   bool optimize = false;                  // optimal tables, in a second pass; progressive files always have them
   bool progressive = false;               // with the same scans as cjpeg
   std::optional<Script> script = {};      // the scans, sequential or progressive; overrides `progressive`
 };
 
-// A sink that encodes a picture as a JFIF file; by default baseline with the tables of T.81 Annex K, which is coded and
-// written as the rows come. Optimal tables and several scans need the coefficients of the whole picture; then all the
-// coding is done in end(), which reports progress.
+// A sink that encodes a picture as a JFIF file or, of inks, one with an Adobe segment; by default baseline with the
+// tables of T.81 Annex K, which is coded and written as the rows come. Optimal tables and several scans need the
+// coefficients of the whole picture; then all the coding is done in end(), which reports progress.
 //
-// The picture is grey or RGB of 8 bits, interleaved, or has three planes of YCbCr of 8 bits. The sampling of the planes
-// becomes that of the file: options.sampling and fastMcu are then refused.
+// The picture has 8 bits: grey or RGB, interleaved; inks whose maximum value is no ink; or three planes of YCbCr. The
+// sampling of the planes becomes that of the file: options.sampling and fastMcu are then refused.
 //
 // begin() throws Problem (limit) for pictures with more than 65535 rows or columns, restart intervals above 65535 MCUs,
 // and more memory than allowed. Output and work must outlive the sink.
@@ -66,8 +67,10 @@ struct DecodeOptions {
   bool smooth = true;
   // Decodes 4:2:0, 4:2:2 and 4:4:4 MCU by MCU: faster, but repeats samples. Has no effect on other files.
   bool fastMcu = false;
-  // CMYK and YCCK as 4 inks, not as RGB; both of two components, not the first as grey.
+  // CMYK and YCCK as 4 inks, not as RGB.
   bool inks = false;
+  // Both of two components, not the first as grey.
+  bool components = false;
   // YCbCr and RGB components as planes of their own size, as they are coded, and inks. Has no effect if a component has
   // fractional sub-sampling such as 3:2.
   bool native = false;
@@ -78,7 +81,7 @@ struct DecodeOptions {
 //
 // Decodes a file and gives its rows to the sink: grey or RGB of 8 bits, interleaved, unless the options ask for
 // something else. Lossless files of other depths keep their depth and have Colour grey, rgb, ycbcr or, with
-// options.inks, cmyk or unknown; samples of sub-sampled components are repeated.
+// options.inks or options.components, cmyk or unknown; samples of sub-sampled components are repeated.
 //
 // If only a part of the picture can be decoded, the outcome is not complete and has a warning. Throws Problem:
 // notThisFormat; damaged, if nothing of the picture can be decoded; unsupported, and names the process; limit for more

@@ -40,7 +40,7 @@ std::optional<Colour> asCoded(const Frame& frame, ColourModel model, const Pictu
       if (inks) return Colour::cmyk;
       return std::nullopt;
     case ColourModel::unknown:
-      if (options.inks) return Colour::unknown;
+      if (options.components) return Colour::unknown;
       return std::nullopt;
     case ColourModel::ycck:
       break;
@@ -94,7 +94,7 @@ class ByteRows {
 
 void pushBytes(const Frame& frame, ColourModel model, const Picture& samples, const DecodeOptions& options,
                RowSink& sink, Work& work) {
-  RowPainter painter(model, frame.width, options.inks || options.native);
+  RowPainter painter(model, frame.width, model != ColourModel::unknown && (options.inks || options.native));
   work.budget.charge(3 * samples.planes.size(), static_cast<std::uint64_t>(frame.width));  // of the components
   std::vector<ByteRows> components;
   components.reserve(samples.planes.size());
@@ -181,8 +181,8 @@ void pushDeep(const Frame& frame, ColourModel model, const Picture& samples, con
       return inks ? pushRepeated(frame, samples, Colour::cmyk, count, sink, work)
                   : pushDimmed(frame, samples, sink, work);
     case ColourModel::unknown:
-      return options.inks ? pushRepeated(frame, samples, Colour::unknown, count, sink, work)
-                          : pushRepeated(frame, samples, Colour::grey, 1, sink, work);
+      return options.components ? pushRepeated(frame, samples, Colour::unknown, count, sink, work)
+                                : pushRepeated(frame, samples, Colour::grey, 1, sink, work);
     case ColourModel::grey:
       return pushRepeated(frame, samples, Colour::grey, 1, sink, work);
     case ColourModel::rgb:
@@ -224,7 +224,7 @@ void pushSamples(const Frame& frame, ColourModel model, const Picture& samples, 
     sink.begin(layoutOf(picture));
     return pushBands(picture, sink, work.progress);
   }
-  const bool bothComponents = options.inks && frame.components.size() == 2;
+  const bool bothComponents = options.components && frame.components.size() == 2;
   if (frame.precision == 8 && !bothComponents) return pushBytes(frame, model, samples, options, sink, work);
   pushDeep(frame, model, samples, options, sink, work);
 }

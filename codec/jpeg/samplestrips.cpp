@@ -16,8 +16,11 @@ void padRow(std::uint8_t* row, int width, int paddedWidth) {
 
 }  // namespace
 
-SampleStrips::SampleStrips(const Picture& layout, const Frame& frame, Budget& budget)
-    : frame_(frame), colour_(layout.colour == Colour::rgb), components_(layout.colour == Colour::ycbcr) {
+SampleStrips::SampleStrips(const Picture& layout, const Frame& frame, ColourModel model, Budget& budget)
+    : frame_(frame),
+      colour_(layout.colour == Colour::rgb),
+      ycck_(model == ColourModel::ycck),
+      components_(layout.colour == Colour::ycbcr || model == ColourModel::cmyk) {
   for (const FrameComponent& c : frame.components) {
     Strip& strip = strips_.emplace_back();
     strip.paddedWidth = 8 * c.blocksWide;
@@ -54,12 +57,13 @@ void SampleStrips::loadRow(const Picture& band, int first) {
 void SampleStrips::loadPixels(const Picture& band, int first, int rows) {
   if (frame_.maxHorizontal > 1) return loadSubsampled(band, first, rows);
   for (int y = 0; y < rows; ++y) {
-    const std::uint8_t* const pixels = band.row(first + y);
     if (strips_.size() == 1) {
-      loadGrey(pixels, strips_[0].row(y));
-    } else {
-      loadColour(pixels, strips_[0].row(y), strips_[1].row(y), strips_[2].row(y));
+      loadGrey(band.row(first + y), strips_[0].row(y));
+      continue;
     }
+    std::uint8_t* to[4] = {};
+    for (std::size_t i = 0; i < strips_.size(); ++i) to[i] = strips_[i].row(y);
+    loadColour(band, first + y, to);
   }
 }
 
@@ -92,26 +96,47 @@ void SampleStrips::loadGrey(const std::uint8_t* pixels, std::uint8_t* to) const 
   }
 }
 
-void SampleStrips::loadColour(const std::uint8_t* pixels, std::uint8_t* luminance, std::uint8_t* blue,
-                              std::uint8_t* red) const {
+void SampleStrips::loadColour(const Picture& band, int y, std::uint8_t* const to[4]) const {
+  ycck_ ? loadYcck(band, y, to) : loadRgb(band.row(y), to);
+}
+
+void SampleStrips::loadRgb(const std::uint8_t* pixels, std::uint8_t* const to[3]) const {
   for (int x = 0; x < frame_.width; x += kPixelsOfOneThread) {
     const MoxRoiSize size{std::min(frame_.width - x, kPixelsOfOneThread), 1};
     const std::uint8_t* const from = pixels + std::ptrdiff_t{3} * x;
-    Mox8u* const to[3] = {luminance + x, blue + x, red + x};
-    require(moxiRGBToYCbCr_JPEG_8u_C3P3R(from, 3 * size.width, to, size.width, size), "colour conversion");
+    Mox8u* const at[3] = {to[0] + x, to[1] + x, to[2] + x};
+    require(moxiRGBToYCbCr_JPEG_8u_C3P3R(from, 3 * size.width, at, size.width, size), "colour conversion");
   }
 }
 
-// The chrominance of one or two rows goes through buffers that stay in the first-level cache.
+// Inks come interleaved, or as planes without gaps.
+void SampleStrips::loadYcck(const Picture& band, int y, std::uint8_t* const to[4]) const {
+  const bool interleaved = band.interleaved();
+  for (int x = 0; x < frame_.width; x += kPixelsOfOneThread) {
+    const MoxRoiSize size{std::min(frame_.width - x, kPixelsOfOneThread), 1};
+    Mox8u* const at[4] = {to[0] + x, to[1] + x, to[2] + x, to[3] + x};
+    if (interleaved) {
+      const Mox8u* const from = band.row(y) + std::ptrdiff_t{4} * x;
+      require(moxiCMYKToYCCK_JPEG_8u_C4P4R(from, 4 * size.width, at, size.width, size), "colour conversion");
+    } else {
+      const auto row = [&](std::size_t i) { return band.planes[i].row<Mox8u>(y) + x; };
+      const Mox8u* const from[4] = {row(0), row(1), row(2), row(3)};
+      require(moxiCMYKToYCCK_JPEG_8u_P4R(from, size.width, at, size.width, size), "colour conversion");
+    }
+  }
+}
+
+// The chrominance of one or two rows goes through buffers that stay in the first-level cache. K has the size of Y.
 void SampleStrips::loadSubsampled(const Picture& band, int first, int rows) {
   const int width = frame_.width;
   const int evenWidth = 2 * frame_.components[1].width;
   const int down = frame_.maxVertical;
   for (int y = 0; y < rows; y += down) {
     for (int i = 0; i < down && y + i < rows; ++i) {
-      std::uint8_t* const colours[2] = {chrominance_[0][i].data(), chrominance_[1][i].data()};
-      loadColour(band.row(first + y + i), strips_[0].row(y + i), colours[0], colours[1]);
-      for (std::uint8_t* row : colours) padRow(row, width, evenWidth);
+      std::uint8_t* const to[4] = {strips_[0].row(y + i), chrominance_[0][i].data(), chrominance_[1][i].data(),
+                                   ycck_ ? strips_[3].row(y + i) : nullptr};
+      loadColour(band, first + y + i, to);
+      for (int colour = 1; colour < 3; ++colour) padRow(to[colour], width, evenWidth);
     }
     const int lower = y + down <= rows ? down - 1 : 0;
     for (int i = 0; i < 2; ++i) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "jpeg/colour.h"
 #include "jpeg/frame.h"
 #include "pictures/picture.h"
 
@@ -14,8 +15,9 @@ namespace moxj::jpeg {
 // The samples at the edges of the picture are repeated up to whole blocks. There are no padding blocks to whole MCUs.
 class SampleStrips {
  public:
-  // `layout` is that of the rows: grey, RGB, or the components of the frame themselves.
-  SampleStrips(const Picture& layout, const Frame& frame, Budget& budget);
+  // `layout` is that of the rows: grey, RGB, inks, or the components of the frame themselves. `model` is that of the
+  // frame.
+  SampleStrips(const Picture& layout, const Frame& frame, ColourModel model, Budget& budget);
 
   // Loads the next MCU row, which begins at row `first` of the band and lies within it.
   void loadRow(const Picture& band, int first);
@@ -38,14 +40,18 @@ class SampleStrips {
 
   void loadPixels(const Picture& band, int first, int rows);
   void loadGrey(const std::uint8_t* pixels, std::uint8_t* to) const;
-  void loadColour(const std::uint8_t* pixels, std::uint8_t* luminance, std::uint8_t* blue, std::uint8_t* red) const;
+  // A row of a band becomes a row of each component, at full size.
+  void loadColour(const Picture& band, int y, std::uint8_t* const to[4]) const;
+  void loadRgb(const std::uint8_t* pixels, std::uint8_t* const to[3]) const;
+  void loadYcck(const Picture& band, int y, std::uint8_t* const to[4]) const;
   void loadSubsampled(const Picture& band, int first, int rows);
   void loadComponents(const Picture& band, int first);
   int rowsOf(const FrameComponent& c) const { return std::min(8 * c.vertical, c.height - 8 * c.vertical * mcuRow_); }
 
   const Frame frame_;
   const bool colour_;      // the rows are RGB
-  const bool components_;  // the rows are the components
+  const bool ycck_;        // the rows are inks, the components are not
+  const bool components_;  // the rows are the components, or have their samples
   int mcuRow_ = 0;         // the next one
   std::vector<Strip> strips_;
   std::vector<std::uint8_t> chrominance_[2][2];  // before sub-sampling: [component][row]

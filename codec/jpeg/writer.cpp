@@ -50,10 +50,11 @@ void Writer::jfif(const Density& density) {
   out_.u16(0);
 }
 
-void Writer::adobe() {
-  static constexpr std::uint8_t kBody[] = {'A', 'd', 'o', 'b', 'e', 0, 100, 0, 0, 0, 0, 0};
-  segment(marker::app14, sizeof kBody);
+void Writer::adobe(AdobeTransform transform) {
+  static constexpr std::uint8_t kBody[] = {'A', 'd', 'o', 'b', 'e', 0, 100, 0, 0, 0, 0};
+  segment(marker::app14, sizeof kBody + 1);
   pending_.append(kBody, sizeof kBody);
+  out_.u8(static_cast<int>(transform));
 }
 
 void Writer::steps(int index, const Steps& steps) {

@@ -14,6 +14,9 @@ struct Density {
   int unit = 0, x = 1, y = 1;
 };
 
+// Of the Adobe segment: what the components were before they were coded.
+enum class AdobeTransform { none = 0, ycc = 1, ycck = 2 };
+
 class Writer {
  public:
   explicit Writer(Output& output);
@@ -28,7 +31,7 @@ class Writer {
 
   void marker(int code);
   void jfif(const Density& density = {});
-  void adobe();                               // says that there is no colour transform
+  void adobe(AdobeTransform transform = AdobeTransform::none);
   void steps(int index, const Steps& steps);  // with 8 bits if they fit
   void frame(const Frame& frame);
   void code(TableClass tableClass, int index, const HuffmanCode& code);

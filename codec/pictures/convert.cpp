@@ -59,7 +59,7 @@ void yccToRgb(std::int32_t* a, std::int32_t* b, std::int32_t* c, int width, std:
   }
 }
 
-// Black dims the other colours. The maximum value is no ink.
+// Black dims the other inks. The maximum value is no ink.
 void inksToRgb(std::int32_t* a, std::int32_t* b, std::int32_t* c, const std::int32_t* black, int width,
                std::int64_t max) {
   const auto dimmed = [&](std::int64_t colour, std::int64_t by) {
@@ -74,6 +74,13 @@ void inksToRgb(std::int32_t* a, std::int32_t* b, std::int32_t* c, const std::int
 
 void invert(std::int32_t* samples, int width, std::int32_t max) {
   for (int x = 0; x < width; ++x) samples[x] = max - samples[x];
+}
+
+void invertRow(const Plane& plane, int y) {
+  visitRow(plane, y, [&]<class Type>(Type* row) {
+    for (std::ptrdiff_t x = 0; x < plane.width; ++x)
+      row[x * plane.pixelStep] = static_cast<Type>(plane.maxval - row[x * plane.pixelStep]);
+  });
 }
 
 // The luminance of JFIF, with the weights that the library has for planes of 8 bits.
@@ -110,6 +117,7 @@ Converter::Converter(const Picture& from, Conversion conversion, Budget& budget)
       scales_.emplace_back(source(i), planes[i]);
       keepsSamples_ = keepsSamples_ && sameSamples(source(i), planes[i]);
     }
+    keepsSamples_ = keepsSamples_ && !conversion_.invertsInks(from);
     keepsPlanes_ = keepsSamples_ && sources.size() == from.planes.size();
     return;
   }
@@ -138,6 +146,7 @@ Picture Converter::view(const Picture& band) const {
   view.opacity = to.opacity;
   view.inverted = to.inverted;
   view.metadata = to.metadata;
+  view.space = to.space;
   view.planes.clear();
   for (const int source : conversion_.sources) view.planes.push_back(band.planes[static_cast<std::size_t>(source)]);
   return view;
@@ -169,6 +178,17 @@ void Converter::convertPlane(const Picture& from, const Picture& to, std::size_t
   const Plane& target = to.planes[plane];
   for (int y = 0; y < target.height; ++y)
     convertRow(source, std::min(conversion_.expands ? y / source.dy : y, source.height - 1), target, y, scales_[plane]);
+  if (plane >= 4 || !conversion_.invertsInks(from)) return;
+  for (int y = 0; y < target.height; ++y) invertRow(target, y);
+}
+
+// Makes the lines of inks as the next step needs them: inverted for the way to RGB, otherwise as the result has them.
+void Converter::orientInks(const Picture& from, int width) {
+  const bool wanted = conversion_.inksToRgb || conversion_.to.inverted;
+  const bool coloursAre = conversion_.yccToRgb || from.inverted;  // red is the inverse of cyan
+  for (std::size_t i = 0; i < 4; ++i)
+    if ((i < 3 ? coloursAre : from.inverted) != wanted)
+      invert(lines_[i].row<std::int32_t>(0), width, conversion_.workMax);
 }
 
 void Converter::convertColours(const Picture& from, const Picture& to) {
@@ -176,12 +196,9 @@ void Converter::convertColours(const Picture& from, const Picture& to) {
   const std::int32_t max = conversion_.workMax;
   for (int y = 0; y < to.height; ++y) {
     for (std::size_t i = 0; i < lines_.size(); ++i) loadLine(from, y, i);
-    if (conversion_.inksToRgb) {
-      if (!from.inverted)
-        for (std::size_t i = 0; i < 4; ++i) invert(line(i), to.width, max);
-      inksToRgb(line(0), line(1), line(2), line(3), to.width, max);
-    }
     if (conversion_.yccToRgb) yccToRgb(line(0), line(1), line(2), to.width, max);
+    if (conversion_.inks) orientInks(from, to.width);
+    if (conversion_.inksToRgb) inksToRgb(line(0), line(1), line(2), line(3), to.width, max);
     if (conversion_.rgbToGrey)
       max <= 65535 ? luminance<std::uint32_t>(line(0), line(1), line(2), to.width)
                    : luminance<std::uint64_t>(line(0), line(1), line(2), to.width);

@@ -13,13 +13,16 @@ namespace moxj {
 struct Conversion {
   Picture to;
   std::vector<int> sources;  // the planes of the picture to take, in order; opacity is the last if `to` has it
-  bool yccToRgb = false;     // full-range ITU-R BT.601; the first three of the planes taken
-  bool inksToRgb = false;    // the first four
+  bool yccToRgb = false;     // full-range ITU-R BT.601; the first three of the planes taken. Of YCCK, CMY come of it
+  bool inks = false;         // the first four planes taken are CMYK or YCCK; `to` says whether inks are inverted
+  bool inksToRgb = false;    // then
   bool rgbToGrey = false;    // then
   bool expands = false;      // planes are up-sampled to the size of the picture
   std::int32_t workMax = 0;
 
   bool convertsColours() const { return yccToRgb || inksToRgb || rgbToGrey; }
+  // Whether the inks of a picture are inverted and those of the result are not, or the other way round.
+  bool invertsInks(const Picture& from) const { return inks && !convertsColours() && from.inverted != to.inverted; }
 };
 
 class Converter {
@@ -36,6 +39,7 @@ class Converter {
 
  private:
   void convertPlane(const Picture& from, const Picture& to, std::size_t plane);
+  void orientInks(const Picture& from, int width);
   void convertColours(const Picture& from, const Picture& to);
   void loadLine(const Picture& from, int y, std::size_t line);
   void storeLine(const Picture& to, int y, std::size_t line, std::size_t plane);

@@ -8,6 +8,7 @@
 
 #include "base/arithmetic.h"
 #include "base/problem.h"
+#include "pictures/colourspace/space.h"
 #include "pictures/convert.h"
 #include "pictures/exif.h"
 #include "pictures/turn.h"
@@ -36,6 +37,7 @@ const char* nameOf(Colour colour) {
       return "YCCK";
     case Colour::lab:
       return "Lab";
+    case Colour::special:
     case Colour::unknown:
       break;
   }
@@ -44,6 +46,12 @@ const char* nameOf(Colour colour) {
 
 int planesOf(Colour colour) {
   return colour == Colour::grey ? 1 : colour == Colour::cmyk || colour == Colour::ycck ? 4 : 3;
+}
+
+// Of the result, which has inks or is what the picture is.
+bool invertedFor(const Picture& from, Colour meaning, Colour to, const Holds& holds) {
+  if (to == Colour::cmyk && holds.inks != Inks::any) return holds.inks == Inks::inverted;
+  return from.inverted && to == meaning;
 }
 
 // ---- Meaning -------------------------------------------------------------------------------------------------------
@@ -111,6 +119,10 @@ Meaning heldPlanes(const Picture& from, const Holds& holds, Notes& notes) {
   if (dropsOpacity && (!leavesOut || from.opacity != Opacity::none)) notes.push_back("transparency dropped");
   if (leavesOut) notes.push_back(onlyTheFirst(meaning.planes.size(), count, holds.opacity ? "written" : "used"));
   const std::size_t maxPlanes = static_cast<std::size_t>(holds.maxPlanes);
+  if (maxPlanes != 0 && meaning.planes.size() == maxPlanes + 1 && meaning.opacity != Opacity::none) {
+    notes.push_back("transparency dropped");
+    dropOpacity(meaning);
+  }
   if (maxPlanes != 0 && meaning.planes.size() > maxPlanes) {
     notes.push_back(onlyTheFirst(maxPlanes, meaning.planes.size(), "written"));
     meaning.planes.resize(maxPlanes);
@@ -122,29 +134,42 @@ Meaning heldPlanes(const Picture& from, const Holds& holds, Notes& notes) {
 
 // ---- Colours -------------------------------------------------------------------------------------------------------
 
+bool areInks(Colour colour) { return colour == Colour::cmyk || colour == Colour::ycck; }
+
 bool canBecome(Colour from, Colour to) {
-  if (to == Colour::rgb) return from == Colour::grey || from == Colour::ycbcr || from == Colour::cmyk;
-  return to == Colour::grey && (from == Colour::rgb || from == Colour::ycbcr || from == Colour::cmyk);
+  if (to == Colour::rgb) return from == Colour::grey || from == Colour::ycbcr || areInks(from);
+  return to == Colour::grey && (from == Colour::rgb || from == Colour::ycbcr || areInks(from));
 }
 
-Colour targetColour(Colour from, const Holds& holds) {
+[[noreturn]] void failColours(const Picture& picture, Colour from, const Holds& holds) {
+  const ColourSpace* const space = picture.space.get();
+  const std::string name = space && !space->name.empty() ? space->name : nameOf(from);
+  const bool convertible =
+      (from == Colour::lab || from == Colour::special) && space && space->kind != ColourSpace::Kind::unusable;
+  fail(Kind::unsupported, name + " cannot be written as " + nameOf(holds.colours.back()) +
+                              (convertible ? "; the option srgb converts it" : ""));
+}
+
+Colour targetColour(const Picture& picture, Colour from, const Holds& holds) {
   if (holdsColour(holds, from)) return from;
+  if (from == Colour::ycck && holdsColour(holds, Colour::cmyk)) return Colour::cmyk;
   for (std::size_t i = holds.colours.size(); i-- > 0;)
     if (canBecome(from, holds.colours[i])) return holds.colours[i];
-  fail(Kind::unsupported, std::string(nameOf(from)) + " cannot be converted to " + nameOf(holds.colours.back()));
+  failColours(picture, from, holds);
 }
 
 // Changes the planes to take from those of the meaning to those of the conversion.
 void planColours(Conversion& conversion, Colour from, Colour to) {
   std::vector<int>& sources = conversion.sources;
+  conversion.inks = areInks(from) && (from != to || from == Colour::cmyk);
   if (from == to) return;
   if (from == Colour::grey) {
     sources.insert(sources.begin(), 2, sources[0]);
   } else if (from == Colour::ycbcr && to == Colour::grey) {  // Y is the luminance
     sources.erase(sources.begin() + 1, sources.begin() + 3);
   } else {
-    conversion.yccToRgb = from == Colour::ycbcr;
-    conversion.inksToRgb = from == Colour::cmyk;
+    conversion.yccToRgb = from == Colour::ycbcr || from == Colour::ycck;
+    conversion.inksToRgb = areInks(from) && to != Colour::cmyk;
     conversion.rgbToGrey = to == Colour::grey;
   }
 }
@@ -229,12 +254,12 @@ Conversion conversionOf(const Picture& from, const Holds& holds, Notes& notes) {
   Conversion conversion;
   Notes planeNotes;
   const Meaning meaning = heldPlanes(from, holds, planeNotes);
-  const Colour colour = targetColour(meaning.colour, holds);
+  const Colour colour = targetColour(from, meaning.colour, holds);
   conversion.to = from;
   conversion.to.owner = nullptr;
   conversion.to.colour = colour;
   conversion.to.opacity = meaning.opacity;
-  conversion.to.inverted = from.inverted && colour == meaning.colour;
+  conversion.to.inverted = invertedFor(from, meaning.colour, colour, holds);
   conversion.sources = meaning.planes;
   planColours(conversion, meaning.colour, colour);
   const bool turned = orientationToTurn(from, holds) != 1;
@@ -248,6 +273,8 @@ Conversion conversionOf(const Picture& from, const Holds& holds, Notes& notes) {
       conversion.convertsColours() ? static_cast<std::size_t>(planesOf(colour)) + opacity : conversion.sources.size();
   planDepths(conversion, from, holds, count, notes);
   notes.insert(notes.end(), planeNotes.begin(), planeNotes.end());
+  if (conversion.inksToRgb) notes.push_back(kInksByFormula);
+  if (from.space && !from.space->note.empty() && !holds.metadata.silent) notes.push_back(from.space->note);
   if (colour == Colour::grey && meaning.colour != Colour::grey) notes.push_back("colour dropped");
   conversion.to.metadata = fitMetadata(from, conversion.to, holds.upright, holds.metadata, notes);
   return conversion;

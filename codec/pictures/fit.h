@@ -10,6 +10,12 @@
 
 namespace moxj {
 
+// What full intensity of an ink means: as it comes, 0 is no ink, or (inverted) the maximum value is no ink.
+enum class Inks { any, plain, inverted };
+
+// A picture whose inks become RGB has no profile that says how, or it is not applied.
+inline constexpr const char* kInksByFormula = "inks converted to RGB by a simple formula: the colours are approximate";
+
 // What a format (with the options of a run) can hold. The writer receives nothing else.
 struct Holds {
   std::vector<Colour> colours = {};  // empty: any. Otherwise a picture of another model is converted to the last one
@@ -23,6 +29,7 @@ struct Holds {
   bool subsampled = false;       // otherwise sub-sampled planes are up-sampled by repetition
   bool mixedDepths = false;      // planes may differ in depth; otherwise they all get the largest one
   bool upright = false;          // pictures with another Exif orientation than 1 are turned
+  Inks inks = Inks::any;         // those of CMYK
   HeldMetadata metadata = {};    // other metadata is dropped, with notes
 };
 

@@ -12,7 +12,7 @@ namespace moxj {
 
 namespace {
 
-constexpr std::size_t kHeaderBytes = 128, kTagEntry = 12, kMaxTags = 256;
+constexpr std::size_t kHeaderBytes = 128, kTagEntry = 12;
 
 class Profile {
  public:
@@ -30,7 +30,7 @@ class Profile {
 
   // The data of a tag; empty if there is none.
   ByteSpan tag(const char* signature) const {
-    const std::size_t count = std::min<std::size_t>(u32(kHeaderBytes), kMaxTags);
+    const std::size_t count = std::min<std::size_t>(u32(kHeaderBytes), kMaxIccTags);
     for (std::size_t i = 0; i < count; ++i) {
       const std::size_t at = kHeaderBytes + 4 + i * kTagEntry;
       if (at + kTagEntry > bytes_.size()) break;
@@ -100,9 +100,21 @@ std::string descriptionOf(const Profile& profile) {
 
 // ---- What it does --------------------------------------------------------------------------------------------------
 
-// The value of a curve at one half; negative if it cannot be told.
-double middleOf(ByteSpan curve) {
-  constexpr double x = 0.5;
+// The value of a parametric curve. Below its threshold, kinds 1 and 2 are constant and the others a line.
+double parametricAt(ByteSpan curve, double x) {
+  const std::uint32_t function = number(curve, 8, 2);
+  const auto parameter = [&](std::size_t i) { return fixed(curve, 12 + 4 * i); };
+  const double gamma = parameter(0);
+  if (function == 0) return std::pow(x, gamma);
+  const double a = parameter(1), b = parameter(2), c = parameter(3), d = parameter(4);
+  const double power = std::pow(std::max(a * x + b, 0.0), gamma);
+  if (function <= 2) return power + (function == 2 ? c : 0);
+  if (x < d) return c * x + (function == 4 ? parameter(6) : 0);
+  return power + (function == 4 ? parameter(5) : 0);
+}
+
+// The value of a curve; negative if it is unknown.
+double valueAt(ByteSpan curve, double x) {
   if (isType(curve, "curv")) {
     const std::size_t count = number(curve, 8, 4);
     if (count == 0) return x;
@@ -114,24 +126,28 @@ double middleOf(ByteSpan curve) {
     return (a + (b - a) * (at - static_cast<double>(low))) / 65535;
   }
   if (!isType(curve, "para") || curve.size() < 16) return -1;
-  const std::uint32_t function = number(curve, 8, 2);
-  const double gamma = fixed(curve, 12);
-  if (function == 0) return std::pow(x, gamma);
-  const double value = std::pow(fixed(curve, 16) * x + fixed(curve, 20), gamma);
-  return function <= 2 ? value + (function == 2 ? fixed(curve, 24) : 0)
-                       : value + (function == 4 ? fixed(curve, 32) : 0);
+  return parametricAt(curve, x);
 }
 
 bool isSrgbCurve(ByteSpan curve) {
   constexpr double kMiddle = 0.2140, kTolerance = 0.008;  // a gamma of 2.2 passes
-  return std::abs(middleOf(curve) - kMiddle) < kTolerance;
+  return std::abs(valueAt(curve, 0.5) - kMiddle) < kTolerance;
 }
 
-bool isColorant(ByteSpan data, const std::array<double, 3>& xyz) {
-  constexpr double kTolerance = 0.004;
+// Within less than a step of 8 bits, everywhere.
+bool isExactSrgbCurve(ByteSpan curve) {
+  constexpr double kTolerance = 0.0005;
+  for (const double x : {0.01, 0.03, 0.06, 0.15, 0.3, 0.5, 0.7, 0.85, 0.95, 1.0}) {
+    const double light = x < 0.04045 ? x / 12.92 : std::pow((x + 0.055) / 1.055, 2.4);
+    if (!(std::abs(valueAt(curve, x) - light) < kTolerance * std::max(light, 0.1))) return false;
+  }
+  return true;
+}
+
+bool isColorant(ByteSpan data, const std::array<double, 3>& xyz, double tolerance) {
   if (!isType(data, "XYZ ") || data.size() < 20) return false;
   for (std::size_t i = 0; i < 3; ++i)
-    if (!(std::abs(fixed(data, 8 + 4 * i) - xyz[i]) < kTolerance)) return false;
+    if (!(std::abs(fixed(data, 8 + 4 * i) - xyz[i]) < tolerance)) return false;
   return true;
 }
 
@@ -147,15 +163,16 @@ bool hasTables(const Profile& profile) {
   return false;
 }
 
-bool isSrgb(const Profile& profile, Colour colour) {
+// `isCurve` judges a curve, `tolerance` is that of the colorants.
+bool isSrgb(const Profile& profile, Colour colour, bool (*isCurve)(ByteSpan), double tolerance) {
   if (hasTables(profile)) return false;
-  if (colour == Colour::grey) return isSrgbCurve(profile.tag("kTRC"));
+  if (colour == Colour::grey) return isCurve(profile.tag("kTRC"));
   if (colour != Colour::rgb) return false;
   // The primaries of ITU-R BT.709, adapted to D50.
-  return isColorant(profile.tag("rXYZ"), {0.4361, 0.2225, 0.0139}) &&
-         isColorant(profile.tag("gXYZ"), {0.3851, 0.7169, 0.0971}) &&
-         isColorant(profile.tag("bXYZ"), {0.1431, 0.0606, 0.7141}) && isSrgbCurve(profile.tag("rTRC")) &&
-         isSrgbCurve(profile.tag("gTRC")) && isSrgbCurve(profile.tag("bTRC"));
+  return isColorant(profile.tag("rXYZ"), {0.4361, 0.2225, 0.0139}, tolerance) &&
+         isColorant(profile.tag("gXYZ"), {0.3851, 0.7169, 0.0971}, tolerance) &&
+         isColorant(profile.tag("bXYZ"), {0.1431, 0.0606, 0.7141}, tolerance) && isCurve(profile.tag("rTRC")) &&
+         isCurve(profile.tag("gTRC")) && isCurve(profile.tag("bTRC"));
 }
 
 bool isRestricted(const Profile& profile, Colour colour) {
@@ -186,7 +203,9 @@ std::optional<IccFacts> iccFactsOf(ByteSpan bytes) {
     facts.colour = space.colour;
     facts.space = space.name;
   }
-  facts.srgb = isSrgb(profile, facts.colour);
+  constexpr double kNear = 0.004, kExact = 0.0004;
+  facts.srgb = isSrgb(profile, facts.colour, isSrgbCurve, kNear);
+  facts.exactlySrgb = isSrgb(profile, facts.colour, isExactSrgbCurve, kExact);
   facts.restricted = isRestricted(profile, facts.colour);
   return facts;
 }

@@ -1,6 +1,7 @@
-// ICC profiles (ICC.1): what the codec has to know of them. Colours are not converted.
+// ICC profiles (ICC.1): what the codec has to know of them.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -9,11 +10,14 @@
 
 namespace moxj {
 
+inline constexpr std::size_t kMaxIccTags = 256;  // that are looked at
+
 struct IccFacts {
   std::string description;          // "Display P3"; empty if it has none that can be read
   Colour colour = Colour::unknown;  // what the samples are
   std::string space;                // its name: "RGB", "grey", "CMYK" or the signature
   bool srgb = false;                // pictures look (nearly) the same without the profile
+  bool exactlySrgb = false;         // there is nothing to convert
   bool restricted = false;          // of the kind that JP2 allows: matrix and curves, to XYZ (ISO/IEC 15444-1 I.5.3.3)
 };
 

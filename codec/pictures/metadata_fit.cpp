@@ -76,7 +76,8 @@ class Fit {
   void takeProfile(const MetadataBlock& block) {
     const std::optional<IccFacts> facts = iccFactsOf(block.bytes);
     if (!facts) return note("ICC profile dropped: it is damaged");
-    const bool wanted = !stripped(block) && hasPlace(block) && (!held_.restrictedProfiles || facts->restricted);
+    const bool kind = !held_.restrictedProfiles || facts->restricted || facts->colour == Colour::cmyk;
+    const bool wanted = !stripped(block) && hasPlace(block) && kind;
     const bool fits = isFor(*facts);
     if (wanted && fits) return keep(block);
     if (!fits && !held_.bare)
@@ -104,7 +105,8 @@ class Fit {
 
   void takeResolution() {
     if (!from_.hasResolution() || held_.stripped.hasResolution()) return;
-    if (!(from_.ratioOnly ? held_.ratio : held_.resolution))
+    const bool inks = outputColour_ == Colour::cmyk && !held_.resolutionWithInks;
+    if (inks || !(from_.ratioOnly ? held_.ratio : held_.resolution))
       return drop(from_.ratioOnly ? "pixel ratio" : "resolution");
     made_.horizontalResolution = from_.horizontalResolution;
     made_.verticalResolution = from_.verticalResolution;

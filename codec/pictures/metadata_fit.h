@@ -18,8 +18,9 @@ struct HeldMetadata {
   bool (*block)(const MetadataBlock& block) = nullptr;  // whether for this one; null: for everything
   bool resolution = true;                               // in samples per metre
   bool ratio = true;                                    // as a ratio alone
+  bool resolutionWithInks = true;                       // also beside inks
   bool bare = false;                                    // for nothing: only what changes the look is noted
-  bool restrictedProfiles = false;                      // of ICC profiles, only for those of matrix and curves
+  bool restrictedProfiles = false;                      // of ICC profiles, only for those of matrix and curves or inks
   Colour profileColour = Colour::unknown;               // not unknown: that of the file, where the writer changes it
   MetadataSet stripped = {};  // not wanted: dropped without a note, unless it changes the look
   bool silent = false;        // no notes at all

@@ -80,8 +80,11 @@ enum class Colour {
   cmyk,
   ycck,
   lab,
-  unknown  // planes without a known meaning
+  special,  // three colours that only their conversion to sRGB explains: Picture::space says which
+  unknown   // planes without a known meaning
 };
+
+struct ColourSpace;  // colourspace/space.h
 
 enum class Opacity { none, straight, premultiplied };  // in the last plane
 
@@ -94,6 +97,7 @@ struct Picture {
   bool inverted = false;  // of inks: the maximum value is no ink (as in nearly all JPEG files)
   std::vector<Plane> planes;
   std::shared_ptr<const Metadata> metadata;  // null: none
+  std::shared_ptr<const ColourSpace> space;  // null: none is known but by an ICC profile; then colours count as sRGB
   std::shared_ptr<void> owner;               // keeps the samples alive
 
   // A layout of planes of the same size.

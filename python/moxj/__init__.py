@@ -225,18 +225,18 @@ def _metadata_given(icc, exif, xmp, resolution, metadata):
 
 
 def read(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, fast_mcu=False, components=False,
-         orient=False, picture=0, upsample=False, threads=1, limits=None, progress=None):
+         orient=False, picture=0, upsample=False, srgb=False, threads=1, limits=None, progress=None):
     """Decodes a file into a moxj.Picture: arrays with metadata, warning and notes. Arguments as those of decode().
 
     A damaged file that can be decoded in part gives a picture with complete=False, without a Python warning.
     """
-    fields = _options.read_fields(reduce, layers, smooth, fast_mcu, components, orient, picture, upsample)
+    fields = _options.read_fields(reduce, layers, smooth, fast_mcu, components, orient, picture, upsample, srgb)
     return Picture(*_native.decode(source, fields, _options.layout_number(layout), bits or 0,
                                    _running(threads, limits, progress)))
 
 
 def decode(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, fast_mcu=False, components=False,
-           orient=False, picture=0, upsample=False, threads=1, limits=None, progress=None, out=None):
+           orient=False, picture=0, upsample=False, srgb=False, threads=1, limits=None, progress=None, out=None):
     """Decodes a file into an array.
 
     source      bytes, path or file object of any format that the library reads
@@ -257,6 +257,7 @@ def decode(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, f
     orient      True: turned upright, as the Exif orientation says, which becomes 1
     picture     JPEG: of several pictures that follow each other in a file, the one with this number, from 1
     upsample    JPEG 2000: True gives all components the size of the reference grid
+    srgb        True: colours converted to sRGB, by ICC profile, colour space or gamma of the file; not with components
     threads     threads that the call may use, 1 to 1024
     limits      moxj.Limits
     progress    callable(done, total)
@@ -269,7 +270,7 @@ def decode(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, f
     size that have no common meaning come as (height, width, planes), in a copy. Where part of the picture is missing,
     because the file is damaged, there is a moxj.IncompleteWarning.
     """
-    fields = _options.read_fields(reduce, layers, smooth, fast_mcu, components, orient, picture, upsample)
+    fields = _options.read_fields(reduce, layers, smooth, fast_mcu, components, orient, picture, upsample, srgb)
     running = _running(threads, limits, progress)
     if out is None:
         picture = Picture(*_native.decode(source, fields, _options.layout_number(layout), bits or 0, running))
@@ -306,8 +307,8 @@ def _decode_into(source, out, bits=None, layout=None, fields=None, running=None)
 def encode(array, format=None, *, to=None, layout=None, bits=None, max_value=None, quality=None, sample=None,
            grayscale=False, progressive=False, scans=None, optimize=False, fast_mcu=False, restart=None,
            restart_in_rows=False, lossless=False, predictor=None, point=None, ratio=None, bpp=None, levels=None,
-           block=None, tile=None, progression=None, layers=None, modes=None, icc=None, exif=None, xmp=None,
-           resolution=None, metadata=(), strip=False, threads=1, limits=None, progress=None):
+           block=None, tile=None, progression=None, layers=None, modes=None, cmyk=False, icc=None, exif=None,
+           xmp=None, resolution=None, metadata=(), strip=False, threads=1, limits=None, progress=None):
     """Encodes an array as a file.
 
     array      (height, width): grey; (height, width, 1 to 4): grey, grey and opacity, RGB, RGBA; or a list of 1 to 16
@@ -327,6 +328,7 @@ def encode(array, format=None, *, to=None, layout=None, bits=None, max_value=Non
     progressive, scans   progressive; or the scans of a script, a text as for cjpeg
     optimize   optimal Huffman tables, in a second pass
     fast_mcu   colour conversion and sampling in one function, slightly less accurate
+    cmyk       code inks as they are; otherwise they become YCCK
     restart    MCUs, or with restart_in_rows rows of MCUs, between restart markers: 0 (none) to 65535
     predictor  of lossless JPEG, 1 to 7 (default: the one with the smallest file)
     point      of lossless JPEG: the number of lowest bits that are dropped, 0 to 15
@@ -371,20 +373,20 @@ def _encode_quietly(array, format, bits, options):
 def convert(source, format=None, *, to=None, reading=None, quality=None, sample=None, grayscale=False,
             progressive=False, scans=None, optimize=False, fast_mcu=False, restart=None, restart_in_rows=False,
             lossless=False, predictor=None, point=None, ratio=None, bpp=None, levels=None, block=None, tile=None,
-            progression=None, layers=None, modes=None, strip=False, threads=1, limits=None, progress=None):
+            progression=None, layers=None, modes=None, cmyk=False, strip=False, threads=1, limits=None, progress=None):
     """Writes a file as one of another format, with its metadata. PNG, PPM, PGM and baseline JPEG go through in strips,
     so that even large pictures need little memory.
 
     source   bytes, path or file object
     format   see encode()
     reading  a dict of options of decode(): reduce, layers, smooth, fast_mcu, components, orient,
-             picture, upsample
+             picture, upsample, srgb
 
     All other arguments, warnings and the result are those of encode().
     """
     writing = _options.fields_of(locals(), _options.WRITE_OPTIONS)
     given = {"reduce": 0, "layers": 0, "smooth": True, "fast_mcu": False, "components": False, "orient": False,
-             "picture": 0, "upsample": False}
+             "picture": 0, "upsample": False, "srgb": False}
     unknown = set(reading or ()) - set(given)
     if unknown:
         raise TypeError(f"no option of reading is called {min(unknown)}")

@@ -12,8 +12,9 @@ _FIELDS = {"fast_mcu": "fastMcu", "restart_in_rows": "restartInRows"}
 
 WRITE_OPTIONS = ("quality", "sample", "grayscale", "progressive", "scans", "optimize", "fast_mcu", "restart",
                  "restart_in_rows", "lossless", "predictor", "point", "ratio", "bpp", "levels", "block", "tile",
-                 "progression", "layers", "modes", "strip")
-READ_OPTIONS = ("reduce", "layers", "smooth", "fast_mcu", "components", "orient", "picture", "upsample")
+                 "progression", "layers", "modes", "strip", "cmyk")
+READ_OPTIONS = ("reduce", "layers", "smooth", "fast_mcu", "components", "orient", "picture", "upsample",
+                "srgb")
 TRANSCODE_OPTIONS = ("optimize", "progressive", "scans", "sequential", "strip", "restart", "restart_in_rows",
                      "transform", "trim", "perfect", "grayscale", "crop", "orient", "picture")
 _INTERLEAVED = {"grey": 1, "grey-alpha": 2, "rgb": 3, "bgr": 3, "rgba": 4, "bgra": 4, "cmyk": 4, "rgb565": 1,
@@ -89,10 +90,11 @@ def fields_of(given, names):
     return fields
 
 
-def read_fields(reduce, layers, smooth, fast_mcu, components, orient=False, picture=0, upsample=False):
+def read_fields(reduce, layers, smooth, fast_mcu, components, orient=False, picture=0, upsample=False,
+                srgb=False):
     return {"reduce": reduce, "layers": layers, "nosmooth": int(not smooth), "fastMcu": int(bool(fast_mcu)),
             "components": int(bool(components)), "orient": int(bool(orient)), "picture": picture,
-            "upsample": int(bool(upsample))}
+            "upsample": int(bool(upsample)), "srgb": int(bool(srgb))}
 
 
 def layout_number(layout):

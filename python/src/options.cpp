@@ -16,11 +16,15 @@ struct Field {
   int32_t Struct::*place;
 };
 
-constexpr Field<MoxcReadOptions> kReadFields[]{
-    {"reduce", &MoxcReadOptions::reduce},         {"layers", &MoxcReadOptions::layers},
-    {"nosmooth", &MoxcReadOptions::nosmooth},     {"fastMcu", &MoxcReadOptions::fastMcu},
-    {"components", &MoxcReadOptions::components}, {"orient", &MoxcReadOptions::orient},
-    {"picture", &MoxcReadOptions::picture},       {"upsample", &MoxcReadOptions::upsample}};
+constexpr Field<MoxcReadOptions> kReadFields[]{{"reduce", &MoxcReadOptions::reduce},
+                                               {"layers", &MoxcReadOptions::layers},
+                                               {"nosmooth", &MoxcReadOptions::nosmooth},
+                                               {"fastMcu", &MoxcReadOptions::fastMcu},
+                                               {"components", &MoxcReadOptions::components},
+                                               {"orient", &MoxcReadOptions::orient},
+                                               {"picture", &MoxcReadOptions::picture},
+                                               {"upsample", &MoxcReadOptions::upsample},
+                                               {"srgb", &MoxcReadOptions::srgb}};
 
 constexpr Field<MoxcWriteOptions> kWriteFields[]{{"quality", &MoxcWriteOptions::quality},
                                                  {"grayscale", &MoxcWriteOptions::grayscale},
@@ -39,7 +43,8 @@ constexpr Field<MoxcWriteOptions> kWriteFields[]{{"quality", &MoxcWriteOptions::
                                                  {"tileHeight", &MoxcWriteOptions::tileHeight},
                                                  {"layers", &MoxcWriteOptions::layers},
                                                  {"modes", &MoxcWriteOptions::modes},
-                                                 {"strip", &MoxcWriteOptions::strip}};
+                                                 {"strip", &MoxcWriteOptions::strip},
+                                                 {"cmyk", &MoxcWriteOptions::cmyk}};
 
 constexpr Field<MoxcTranscodeOptions> kTranscodeFields[]{{"optimize", &MoxcTranscodeOptions::optimize},
                                                          {"progressive", &MoxcTranscodeOptions::progressive},

@@ -55,7 +55,7 @@ TEST(Lossless, EveryPrecisionPredictorPointTransformIntervalAndNumberOfComponent
                 picture, {.predictor = predictor, .point = point, .restart = rows, .restartInRows = true});
             SCOPED_TRACE(testing::Message() << bits << " bits, " << planes << " components, predictor " << predictor
                                             << "," << point << ", intervals of " << rows);
-            const Decoded decoded = decodeFile(file, {.inks = true});
+            const Decoded decoded = decodeFile(file, {.inks = true, .components = true});
             ASSERT_TRUE(decoded.complete) << decoded.warning;
             expectEqual(picture, decoded.picture, point);
           }

@@ -39,7 +39,8 @@ std::vector<File> converted(const Picture& picture, int component) {
 void checkStrips(const Picture& picture, int horizontal, int vertical) {
   const Frame frame = frameOf(picture, horizontal, vertical);
   Budget budget(1 << 30);
-  SampleStrips strips(picture, frame, budget);
+  const ColourModel model = frame.components.size() == 1 ? ColourModel::grey : ColourModel::ycbcr;
+  SampleStrips strips(picture, frame, model, budget);
   for (int mcuRow = 0; mcuRow < frame.mcusHigh; ++mcuRow) {
     strips.loadRow(picture, mcuRow * frame.mcuHeight());
     for (std::size_t i = 0; i < frame.components.size(); ++i) {

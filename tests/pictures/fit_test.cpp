@@ -105,7 +105,12 @@ TEST(Fit, LayoutsAndNotes) {
       {subsampled(layout(ycbcr, 3, 8)), holdsOf("pgm"), grey, 1, none, 8, 255, {dull}},
       {subsampled(layout(ycbcr, 3, 8)), holdsOf("pnm"), rgb, 3, none, 8, 255, {}},
       {layout(grey, 1, 8), holdsOf("ppm"), rgb, 3, none, 8, 255, {}},
-      {layout(Colour::cmyk, 4, 8), holdsOf("png"), rgb, 3, none, 8, 255, {}},
+      {layout(Colour::cmyk, 4, 8), holdsOf("png"), rgb, 3, none, 8, 255, {kInksByFormula}},
+      {layout(Colour::ycck, 4, 8), holdsOf("png"), rgb, 3, none, 8, 255, {kInksByFormula}},
+      {layout(Colour::ycck, 4, 8), holdsOf("jp2"), Colour::cmyk, 4, none, 8, 255, {}},
+      {layout(Colour::cmyk, 4, 8), holdsOf("jpg"), Colour::cmyk, 4, none, 8, 255, {}},
+      {layout(Colour::cmyk, 5, 8, straight), holdsOf("jp2"), Colour::cmyk, 4, none, 8, 255, {opaque}},
+      {layout(Colour::cmyk, 4, 8), holdsOf("j2k"), rgb, 3, none, 8, 255, {kInksByFormula}},
       // Planes without a meaning.
       {layout(unknown, 1, 8), holdsOf("png"), grey, 1, none, 8, 255, {}},
       {layout(unknown, 2, 8), holdsOf("png"), grey, 2, straight, 8, 255, {}},
@@ -156,10 +161,10 @@ TEST(Fit, OpacityAfterPlanesThatAreLeftOut) {
 }
 
 TEST(Fit, RefusesColoursThatCannotBeShown) {
-  for (const Colour colour : {Colour::ycck, Colour::lab}) {
+  for (const Colour colour : {Colour::special, Colour::lab}) {
     Notes notes;
     try {
-      fit(layout(colour, colour == Colour::lab ? 3 : 4, 8), holdsOf("png"), notes);
+      fit(layout(colour, 3, 8), holdsOf("png"), notes);
       ADD_FAILURE();
     } catch (const Problem& problem) {
       EXPECT_EQ(problem.kind, Kind::unsupported);
@@ -360,6 +365,56 @@ TEST(Fit, EveryValueIsScaledExactly) {
       for (int value = 0; value < end; ++value)
         wrong += to.planes[0].at(value % 256, value / 256) != (std::min(value, from) * max + from / 2) / from;
       EXPECT_EQ(wrong, 0) << from << " to " << bits << " bits";
+    }
+  }
+}
+
+// ---- Inks ----------------------------------------------------------------------------------------------------------
+
+// Formats differ in what full intensity of an ink means.
+TEST(Fit, InksAreInvertedAsTheFormatNeedsThem) {
+  for (const int bits : {5, 8, 12, 16, 31}) {
+    for (const bool inverted : {false, true}) {
+      Picture inks = filled(layout(Colour::cmyk, 5, bits, Opacity::straight));
+      inks.inverted = inverted;
+      for (const Picture& from : {inks, planar(inks)}) {
+        for (const Inks wanted : {Inks::any, Inks::plain, Inks::inverted}) {
+          Notes notes;
+          Budget budget(1 << 20);
+          const Picture to = fitted(from, {.opacity = true, .inks = wanted}, notes, budget);
+          const bool made = wanted == Inks::any ? inverted : wanted == Inks::inverted;
+          ASSERT_EQ(to.inverted, made);
+          const std::int32_t max = to.planes[0].maxval;
+          for (std::size_t i = 0; i < 5; ++i) {
+            for (int x = 0; x < 13; ++x) {
+              const std::int32_t sample = from.planes[i].at(x, 3);
+              ASSERT_EQ(to.planes[i].at(x, 3), i < 4 && made != inverted ? max - sample : sample);
+            }
+          }
+        }
+      }
+    }
+  }
+}
+
+// Red is the inverse of cyan.
+TEST(Fit, YcckBecomesInks) {
+  const Picture ycck = filled(layout(Colour::ycck, 4, 8));
+  for (const bool inverted : {false, true}) {
+    Notes notes;
+    Budget budget(1 << 20);
+    const Holds holds{.colours = {Colour::cmyk}, .inks = inverted ? Inks::inverted : Inks::plain};
+    const Picture to = fitted(ycck, holds, notes, budget);
+    for (int y = 0; y < 7; ++y) {
+      for (int x = 0; x < 13; ++x) {
+        const auto at = [&](std::size_t plane) { return ycck.planes[plane].at(x, y); };
+        const double cb = at(1) - 128, cr = at(2) - 128;
+        const std::int32_t rgb[] = {bounded(at(0) + 1.402 * cr, 255),
+                                    bounded(at(0) - 0.344136 * cb - 0.714136 * cr, 255),
+                                    bounded(at(0) + 1.772 * cb, 255)};
+        for (std::size_t i = 0; i < 3; ++i) ASSERT_EQ(to.planes[i].at(x, y), inverted ? rgb[i] : 255 - rgb[i]);
+        ASSERT_EQ(to.planes[3].at(x, y), inverted ? 255 - at(3) : at(3));
+      }
     }
   }
 }

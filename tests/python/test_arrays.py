@@ -7,6 +7,7 @@ import mmap
 import struct
 import unittest
 import weakref
+import zlib
 
 import moxj
 import numpy
@@ -505,6 +506,24 @@ class Options(PictureTest):
         self.assertSame(moxj.decode(upright), moxj.decode(moxj.transcode(file, transform="rotate-90")))
         with self.raises(moxj.BadOption, option="orient"):
             moxj.transcode(file, orient=True, transform="rotate-90")
+
+    def test_colours_are_converted_to_srgb(self):
+        array = numpy.arange(256, dtype=numpy.uint8).reshape(16, 16)
+        file = moxj.encode(array, "png")
+        body = b"gAMA" + struct.pack(">I", 100000)  # light itself
+        file = file[:33] + struct.pack(">I", 4) + body + struct.pack(">I", zlib.crc32(body)) + file[33:]
+        light = array / 255
+        code = numpy.where(light <= 0.0031308, light * 12.92, 1.055 * light ** (1 / 2.4) - 0.055)
+        numpy.testing.assert_allclose(moxj.decode(file, srgb=True), code * 255, atol=0.51)
+        with self.assertRaises(moxj.BadOption):
+            moxj.decode(file, srgb=True, components=True)
+
+    def test_inks_in_jpeg(self):
+        inks = numpy.dstack([smooth(40, 60), smooth(40, 60)[:, :, 0]])
+        for options in {"cmyk": True}, {"sample": "4:4:4"}:
+            file = moxj.encode(inks, "jpg", layout="cmyk", quality=100, **options)
+            found = moxj.decode(file, layout="cmyk").astype(int)
+            self.assertLessEqual(abs(found - inks).max(), 4)
 
     def test_metadata_is_written_or_its_loss_is_said(self):
         given = {"icc": b"profile " * 20, "exif": b"II*\0" + bytes(40), "xmp": b"<x:xmpmeta/>"}

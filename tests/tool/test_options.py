@@ -36,6 +36,9 @@ COMMANDS = {
         Case("--scans script", "C R R R"),
         Case("--optimize", "C R R R"),
         Case("--fast-mcu", "C R R R"),
+        Case("--cmyk", "C R R R", source="inks.pam"),
+        Case("--cmyk", "R R R R"),
+        Case("--srgb", "C C C C", source="light.png"),
         Case("--restart 1B", "C C R R"),
         Case("--lossless 1,2", "C C R R"),
         Case("--ratio 20", "R R C C"),
@@ -69,6 +72,7 @@ COMMANDS = {
         Case("--format png", "C C C C C C"),
         Case("--strip", "- - - - - -"),
         Case("--orient", "C C C C C C", source="turned.jpg"),
+        Case("--srgb", "C C C C C C", source="light.png"),
         Case("--picture 2", "C C C C C C", source="two.jpg"),
         Case("--picture 1", "- R R R R R"),
         Case("--max-scans 1", "C C C C C C", source="progressive.jpg"),
@@ -126,6 +130,10 @@ class Options(ToolTest):
         picture = smooth(120, 90, 3)
         self.write("in.png", png_of(picture))
         self.write("in.ppm", pnm(picture))
+        light = self.read("in.png")
+        self.write("light.png", light[:33] + chunk(b"gAMA", struct.pack(">I", 100000)) + light[33:])
+        inks = b"P7\nWIDTH 16\nHEIGHT 16\nDEPTH 4\nMAXVAL 255\nTUPLTYPE CMYK\nENDHDR\n"
+        self.write("inks.pam", inks + bytes(i * 7 % 256 for i in range(1024)))
         self.write("in.pgx", b"PG ML + 8 120 90\n" + bytes(picture[3][::3]))
         self.write("script", SCRIPT)
         self.expect(OK, "encode", "in.png", "in.jpg")

@@ -125,13 +125,14 @@ class Pam(PlainTest):
                                         error="moxj: in: note: transparency dropped\n"), pnm((6, 4, 3, kept)))
 
     def test_inks_of_jpeg_files(self):
-        """0 is no ink in PAM; lossless JPEG keeps them as they are coded."""
+        """0 is no ink in PAM and the maximum value in JPEG."""
         picture = noise(24, 16, 4)
         self.write("in.pam", pam(picture, "CMYK"))
         self.expect(OK, "encode", "in.pam", "out.jpg", "--lossless")
         self.expect(OK, "decode", "out.jpg", "out.pgm", "--components")
         for i in range(4):
-            self.assertEqual(parse_pnm(self.read("out_%d.pgm" % i))[3], picture[3][i::4])
+            self.assertEqual(parse_pnm(self.read("out_%d.pgm" % i))[3], [255 - ink for ink in picture[3][i::4]])
+        self.assertEqual(self.converted(self.read("out.jpg"), "out.pam"), pam(picture, "CMYK"))
 
     def test_headers(self):
         picture = noise(4, 3, 3)
