@@ -458,7 +458,15 @@ MOXC_API MoxcKind moxcDecodeRows(const MoxcSource* source, const MoxcReadOptions
 
 /* ---- Encode ------------------------------------------------------------------------------------------------------ */
 
-typedef enum { moxcSampleDefault = 0, moxcSample444 = 1, moxcSample422 = 2, moxcSample420 = 3 } MoxcSample;
+typedef enum {
+  moxcSampleDefault = 0,
+  moxcSample444 = 1,
+  moxcSample422 = 2,
+  moxcSample420 = 3,
+  moxcSample440 = 4,
+  moxcSample411 = 5,
+  moxcSample410 = 6
+} MoxcSample;
 
 typedef enum {
   moxcProgressionDefault = 0,
@@ -509,7 +517,13 @@ typedef struct {
   /* all formats */
   int32_t strip; /* metadata to drop: a sum of moxcStrip values */
   /* JPEG */
-  int32_t cmyk; /* 1: code inks as they are; 0: as YCCK, whose chroma can be sub-sampled */
+  int32_t cmyk;          /* 1: code inks as they are; 0: as YCCK, whose chroma can be sub-sampled */
+  int32_t rgb;           /* JPEG: 1: code red, green and blue as they are, not as YCbCr */
+  const char* factors;   /* JPEG, instead of `sample`: sampling factors of each component, across and down, such as
+                          * "2x1,1x1,1x1"; those that are missing are 1x1 */
+  const char* qualities; /* JPEG, instead of `quality`: of each component, such as "90,80"; the last is that of all
+                          * further ones */
+  int32_t depth;         /* JPEG: bits per sample: 8, the default, or 12, extended sequential or progressive */
 } MoxcWriteOptions;
 
 /* No option given. */

@@ -2,7 +2,11 @@
 #include "api/options.h"
 
 #include <bit>
+#include <charconv>
 #include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
 
 #include "api/checks.h"
 #include "api/metadata.h"
@@ -16,6 +20,7 @@ namespace {
 constexpr std::int32_t kMaxInt = INT32_MAX;
 constexpr double kMaxRatio = 1e6, kMaxBpp = 1e6, kMinBpp = 1e-6;
 constexpr int kMaxCoefficients = 4096;  // of a code-block
+constexpr std::size_t kMaxComponents = 4;
 
 using Read = MoxcReadOptions;
 constexpr Range<Read> kReadRanges[] = {
@@ -47,6 +52,7 @@ constexpr Range<Write> kWriteRanges[] = {
     {&Write::tileHeight, "tileHeight", 0, kMaxInt},
     {&Write::layers, "layers", 0, 100},
     {&Write::modes, "modes", 0, j2k::allModes},
+    {&Write::rgb, "rgb", 0, 1},
     {&Write::cmyk, "cmyk", 0, 1},
 };
 
@@ -109,6 +115,8 @@ void checkBlock(const Write& given) {
 
 void checkTogether(const Write& given) {
   if (given.ratio != 0 && given.bpp != 0) failTogether("ratio", "bpp");
+  if (isText(given.factors) && numberOf(given.sample)) failTogether("factors", "sample");
+  if (isText(given.qualities) && given.quality) failTogether("qualities", "quality");
   if (given.lossless && given.ratio != 0) failTogether("ratio", "lossless");
   if (given.lossless && given.bpp != 0) failTogether("bpp", "lossless");
   if (isText(given.scans) && given.progressive) failTogether("scans", "progressive");
@@ -127,6 +135,37 @@ void checkTogether(const Transcode& given) {
   const bool turns = given.transform || given.orient;
   if (given.trim && !turns) failOption("trim", "has no effect without transform");
   if (given.perfect && !turns) failOption("perfect", "has no effect without transform");
+}
+
+// The values of a list with commas, one for each component. `parse` gives the value of a text, or none.
+template <class Parse>
+auto listOf(const char* name, const char* text, const char* example, Parse parse) {
+  std::vector<typename std::invoke_result_t<Parse, std::string_view>::value_type> values;
+  if (!isText(text)) return values;
+  std::string_view rest = text;
+  for (bool more = true; more;) {
+    const std::size_t comma = rest.find(',');
+    const auto value = parse(rest.substr(0, comma));
+    if (!value || values.size() == kMaxComponents)
+      failOption(name, std::string("is \"") + text + "\", which is not like \"" + example + "\"");
+    values.push_back(*value);
+    more = comma != std::string_view::npos;
+    if (more) rest.remove_prefix(comma + 1);
+  }
+  return values;
+}
+
+std::optional<jpeg::Factors> parseFactors(std::string_view text) {
+  const auto isFactor = [](char digit) { return digit >= '1' && digit <= '4'; };
+  if (text.size() != 3 || !isFactor(text[0]) || text[1] != 'x' || !isFactor(text[2])) return std::nullopt;
+  return jpeg::Factors{text[0] - '0', text[2] - '0'};
+}
+
+std::optional<int> parseQuality(std::string_view text) {
+  int quality = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), quality);
+  if (error != std::errc() || end != text.data() + text.size() || quality < 1 || quality > 100) return std::nullopt;
+  return quality;
 }
 
 std::optional<jpeg::Script> scriptOf(const char* text) {
@@ -162,11 +201,13 @@ ReadOptions readOptionsOf(const MoxcReadOptions* options) {
 WriteOptions writeOptionsOf(const MoxcWriteOptions* options) {
   const Write write = given(options, "options");
   checkRanges(write, kWriteRanges);
-  checkEnum("sample", numberOf(write.sample), moxcSample420);
+  checkEnum("sample", numberOf(write.sample), moxcSample410);
   checkEnum("progression", numberOf(write.progression), moxcCprl);
   checkReal("ratio", write.ratio, 1, kMaxRatio);
   checkReal("bpp", write.bpp, kMinBpp, kMaxBpp);
   checkBlock(write);
+  if (write.depth != 0 && write.depth != 8 && write.depth != 12)
+    failOption("depth", "is " + std::to_string(write.depth) + ", not 8 or 12");
   checkTogether(write);
   WriteOptions to;
   to.quality = write.quality;
@@ -192,6 +233,10 @@ WriteOptions writeOptionsOf(const MoxcWriteOptions* options) {
   to.layers = write.layers;
   to.modes = write.modes;
   to.strip = stripOf(write.strip);
+  to.rgb = write.rgb;
+  to.factors = listOf("factors", write.factors, "2x1,1x1,1x1", parseFactors);
+  to.qualities = listOf("qualities", write.qualities, "90,80", parseQuality);
+  to.depth = write.depth;
   to.cmyk = write.cmyk;
   return to;
 }

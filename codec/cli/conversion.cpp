@@ -77,6 +77,8 @@ ExitStatus convertAll(const std::vector<Job>& jobs, Settings& settings, Console&
 ExitStatus runConversion(const Settings& given, Console& console) {
   const std::vector<Job> jobs = planOf(given);
   Settings settings = given;
+  if (!settings.factors.empty()) settings.writing.factors = settings.factors.c_str();
+  if (!settings.qualities.empty()) settings.writing.qualities = settings.qualities.c_str();
   std::string script;
   if (!settings.scansFile.empty()) {
     script = readScript(settings);

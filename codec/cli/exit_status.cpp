@@ -31,9 +31,10 @@ struct OtherName {
   std::string_view field, option;
 };
 constexpr OtherName kOtherNames[] = {
-    {"levelsPlus1", "--levels"}, {"blockWidth", "--block"},      {"blockHeight", "--block"},  {"tileWidth", "--tile"},
-    {"tileHeight", "--tile"},    {"restartInRows", "--restart"}, {"predictor", "--lossless"}, {"point", "--lossless"},
-    {"cropWidth", "--crop"},     {"cropHeight", "--crop"},
+    {"levelsPlus1", "--levels"}, {"blockWidth", "--block"}, {"blockHeight", "--block"},
+    {"tileWidth", "--tile"},     {"tileHeight", "--tile"},  {"restartInRows", "--restart"},
+    {"predictor", "--lossless"}, {"point", "--lossless"},   {"cropWidth", "--crop"},
+    {"cropHeight", "--crop"},    {"factors", "--sample"},   {"qualities", "--quality"},
 };
 
 }  // namespace

@@ -81,10 +81,14 @@ using S = Settings;
 using Text = const std::string&;
 
 constexpr Option kOptions[] = {
-    {kEncode, "--quality", "1..100", "Quality from 1 (smallest file) to 100 (best picture); default 75",
-     [](S& s, Text text) { return useNumber(text, 1, 100, s.writing.quality); }, Of::dct},
-    {kEncode, "--sample", "4:4:4|4:2:2|4:2:0", "Chroma subsampling; default 4:2:0",
-     [](S& s, Text text) { return useSampling(text, s.writing.sample); }, Of::dct},
+    {kEncode, "--quality", "Q[,Q...]", "From 1 (smallest file) to 100 (best picture); default 75",
+     [](S& s, Text text) { return useQuality(text, s.writing.quality, s.qualities); }, Of::dct},
+    {kEncode, "--sample", "4:2:0|HxV,...", "Chroma subsampling, or factors of each component; default 4:2:0",
+     [](S& s, Text text) { return useSampling(text, s.writing.sample, s.factors); }, Of::dct},
+    {kEncode, "--rgb", "", "Code red, green and blue as they are, not as YCbCr",
+     [](S& s, Text) { return given(s.writing.rgb); }, Of::dct},
+    {kEncode, "--depth", "8|12", "Bits per sample; default 8",
+     [](S& s, Text text) { return useDepth(text, s.writing.depth); }, Of::dct},
     {kEncode | kTranscode, "--grayscale", "", "Keep only the luminance",
      [](S& s, Text) { return given(s.writing.grayscale), given(s.transcoding.grayscale); }, Of::dct},
     {kTranscode, "--rotate", "90|180|270", "Rotate clockwise",

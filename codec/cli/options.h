@@ -36,7 +36,8 @@ struct Settings {
   // The last option given that applies to that format of the output only.
   std::string onlyJpeg, onlyJpeg2000;
   std::vector<std::string_view> transformedBy;  // the options that turn or mirror the picture
-  std::string scansFile;  // file with the scan script, empty for none; becomes `scans` of the options
+  std::string scansFile;           // file with the scan script, empty for none; becomes `scans` of the options
+  std::string factors, qualities;  // of components, empty for none; become those of the options
   MoxcLimits limits = {};
   Existing existing = Existing::replaced;  // outputs
   bool json = false;

@@ -14,8 +14,9 @@ struct Named {
   Value value;
 };
 
-constexpr Named<MoxcSample> kSamplings[] = {
-    {"4:4:4", moxcSample444}, {"4:2:2", moxcSample422}, {"4:2:0", moxcSample420}};
+constexpr Named<MoxcSample> kSamplings[] = {{"4:4:4", moxcSample444}, {"4:2:2", moxcSample422},
+                                            {"4:2:0", moxcSample420}, {"4:4:0", moxcSample440},
+                                            {"4:1:1", moxcSample411}, {"4:1:0", moxcSample410}};
 constexpr Named<MoxcProgression> kProgressions[] = {
     {"LRCP", moxcLrcp}, {"RLCP", moxcRlcp}, {"RPCL", moxcRpcl}, {"PCRL", moxcPcrl}, {"CPRL", moxcCprl}};
 constexpr Named<std::int32_t> kModes[] = {{"bypass", moxcModeBypass},   {"reset", moxcModeReset},
@@ -51,6 +52,18 @@ bool useList(std::string_view text, const Named<std::int32_t> (&table)[count], s
     at = end + 1;
   }
   return true;
+}
+
+// Whether each of the values between commas, four at most, is right.
+template <class IsRight>
+bool isList(std::string_view text, IsRight isRight) {
+  for (int values = 1; values <= 4; ++values) {
+    const std::size_t comma = text.find(',');
+    if (!isRight(text.substr(0, comma))) return false;
+    if (comma == std::string_view::npos) return true;
+    text.remove_prefix(comma + 1);
+  }
+  return false;
 }
 
 // "WxH"
@@ -100,11 +113,35 @@ Complaint useReal(const std::string& text, double min, double max, double& targe
   return "";
 }
 
-Complaint useSampling(std::string_view text, MoxcSample& sample) {
-  const MoxcSample* const named = valueNamed(kSamplings, text);
-  if (!named) return "is not 4:4:4, 4:2:2 or 4:2:0";
-  sample = *named;
+Complaint useQuality(const std::string& text, std::int32_t& quality, std::string& list) {
+  list.clear();
+  quality = 0;
+  if (text.find(',') == std::string::npos) return useNumber(text, 1, 100, quality);
+  int one = 0;
+  if (!isList(text, [&](std::string_view value) { return parseNumber(value, 1, 100, one); }))
+    return "is not a list of whole numbers from 1 to 100, one for each component";
+  list = text;
   return "";
+}
+
+Complaint useSampling(std::string_view text, MoxcSample& sample, std::string& list) {
+  list.clear();
+  sample = moxcSampleDefault;
+  if (const MoxcSample* const named = valueNamed(kSamplings, text)) {
+    sample = *named;
+    return "";
+  }
+  const auto isFactor = [](char digit) { return digit >= '1' && digit <= '4'; };
+  const auto areFactors = [&](std::string_view pair) {
+    return pair.size() == 3 && isFactor(pair[0]) && pair[1] == 'x' && isFactor(pair[2]);
+  };
+  if (!isList(text, areFactors)) return "is not 4:4:4, 4:2:2, 4:2:0, 4:4:0, 4:1:1, 4:1:0 or factors like 2x1,1x1,1x1";
+  list = text;
+  return "";
+}
+
+Complaint useDepth(std::string_view text, std::int32_t& depth) {
+  return parseNumber(text, 8, 12, depth) && (depth == 8 || depth == 12) ? "" : "is not 8 or 12";
 }
 
 Complaint useRestart(std::string_view text, std::int32_t& restart, std::int32_t& inRows) {

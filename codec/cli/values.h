@@ -34,7 +34,11 @@ Complaint useNumber(const std::string& text, int min, int max, Target& target) {
 Complaint useScaled(std::string_view text, std::uint64_t thousand, std::uint64_t max, std::uint64_t& target);
 Complaint useReal(const std::string& text, double min, double max, double& target);
 
-Complaint useSampling(std::string_view text, MoxcSample& sample);
+// One number, or a list of one for each component.
+Complaint useQuality(const std::string& text, std::int32_t& quality, std::string& list);
+// A name, or a list of factors for each component.
+Complaint useSampling(std::string_view text, MoxcSample& sample, std::string& list);
+Complaint useDepth(std::string_view text, std::int32_t& depth);
 // "N" or "NB"
 Complaint useRestart(std::string_view text, std::int32_t& restart, std::int32_t& inRows);
 // "P" or "P,T"

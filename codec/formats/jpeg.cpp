@@ -18,7 +18,8 @@ constexpr int kMaxQuality = 100, kMaxRestart = 65535, kMaxPredictor = 7, kMaxPoi
 
 constexpr std::string_view kReadOptions[] = {"nosmooth", "fastMcu", "components", "picture"};
 constexpr std::string_view kWriteOptions[] = {"quality", "sample",  "grayscale", "progressive", "scans", "optimize",
-                                              "fastMcu", "restart", "lossless",  "predictor",   "point", "cmyk"};
+                                              "fastMcu", "restart", "lossless",  "predictor",   "point", "cmyk",
+                                              "rgb",     "factors", "qualities", "depth"};
 
 bool isJpeg(ByteSpan first) { return first.size() >= 3 && first[0] == 0xFF && first[1] == 0xD8; }
 
@@ -95,9 +96,19 @@ void check(const WriteOptions& options) {
       {"scans", [](const WriteOptions& o) { return o.scans.has_value(); }},
       {"optimize", [](const WriteOptions& o) { return o.optimize; }},
       {"fastMcu", [](const WriteOptions& o) { return o.fastMcu; }},
-      {"cmyk", [](const WriteOptions& o) { return o.cmyk; }}};
+      {"cmyk", [](const WriteOptions& o) { return o.cmyk; }},
+      {"rgb", [](const WriteOptions& o) { return o.rgb; }},
+      {"factors", [](const WriteOptions& o) { return !o.factors.empty(); }},
+      {"qualities", [](const WriteOptions& o) { return !o.qualities.empty(); }},
+      {"depth", [](const WriteOptions& o) { return o.depth != 0; }}};
   for (const OptionField<WriteOptions>& field : kOfDct)
     if (options.lossless && field.given(options)) failOption(field.name, "is not for lossless files");
+  const bool deep = options.depth > 8;
+  if (options.rgb && options.grayscale) failOption("rgb", "and grayscale cannot be combined");
+  if (options.rgb && options.cmyk) failOption("rgb", "and cmyk cannot be combined");
+  if (options.rgb && options.fastMcu) failOption("fastMcu", "is not for files of RGB");
+  if (deep && options.fastMcu) failOption("fastMcu", "is for samples of 8 bits");
+  if (deep && options.cmyk) failOption("cmyk", "is for samples of 8 bits");
   if (!options.lossless && options.predictor != 0) failOption("predictor", "is for lossless files only");
   if (!options.lossless && options.point != 0) failOption("point", "is for lossless files only");
   checkRange("quality", options.quality, kMaxQuality);
@@ -114,16 +125,18 @@ Holds holds(const WriteOptions& options) {
     holds.colours = {Colour::unknown, Colour::cmyk, Colour::grey, Colour::rgb};
   } else {
     holds.colours = {Colour::grey, Colour::rgb};
+    const bool deep = options.depth > 8;
+    if (options.rgb) holds.colours = {Colour::rgb};
     // The luminance is that of RGB.
-    if (!options.grayscale) holds.colours.insert(holds.colours.begin(), Colour::cmyk);
-    if (options.native) holds.colours.insert(holds.colours.begin(), Colour::ycbcr);
-    holds.subsampled = options.native;
-    holds.depths = {8};
+    if (!options.grayscale && !options.rgb && !deep) holds.colours.insert(holds.colours.begin(), Colour::cmyk);
+    if (options.native && !options.rgb) holds.colours.insert(holds.colours.begin(), Colour::ycbcr);
+    holds.subsampled = options.native && !options.rgb;
+    holds.depths = {deep ? 12 : 8};
   }
   holds.inks = Inks::inverted;
   holds.metadata.block = jpeg::hasPlaceFor;
-  // Lossless files have no JFIF segment, and those of inks neither.
-  holds.metadata.resolution = holds.metadata.ratio = !options.lossless;
+  // Lossless files have no JFIF segment, and those of RGB and of inks neither.
+  holds.metadata.resolution = holds.metadata.ratio = !options.lossless && !options.rgb;
   holds.metadata.resolutionWithInks = false;
   if (options.grayscale) holds.metadata.profileColour = Colour::grey;
   return holds;
@@ -137,6 +150,12 @@ std::optional<jpeg::Sampling> samplingOf(Subsampling sample) {
       return jpeg::Sampling::s422;
     case Subsampling::s420:
       return jpeg::Sampling::s420;
+    case Subsampling::s440:
+      return jpeg::Sampling::s440;
+    case Subsampling::s411:
+      return jpeg::Sampling::s411;
+    case Subsampling::s410:
+      return jpeg::Sampling::s410;
     case Subsampling::none:
       break;
   }
@@ -152,7 +171,11 @@ jpeg::EncodeOptions encodeOptions(const WriteOptions& options) {
                              .cmyk = options.cmyk,
                              .optimize = options.optimize,
                              .progressive = options.progressive,
-                             .script = options.scans};
+                             .script = options.scans,
+                             .factors = options.factors,
+                             .qualities = options.qualities,
+                             .rgb = options.rgb};
+  if (options.depth != 0) coding.depth = options.depth;
   if (options.quality != 0) coding.quality = options.quality;
   return coding;
 }

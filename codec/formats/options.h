@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "j2k/params.h"
 #include "jpeg/script.h"
@@ -25,7 +26,7 @@ struct ReadOptions {
   bool srgb = false;        // converts colours to sRGB
 };
 
-enum class Subsampling { none, s444, s422, s420 };
+enum class Subsampling { none, s444, s422, s420, s440, s411, s410 };
 
 struct WriteOptions {
   // JPEG
@@ -38,6 +39,10 @@ struct WriteOptions {
   bool fastMcu = false;
   int restart = 0;
   bool restartInRows = false;
+  bool rgb = false;                    // no conversion to YCbCr
+  std::vector<jpeg::Factors> factors;  // instead of `sample`
+  std::vector<int> qualities;          // instead of `quality`
+  int depth = 0;                       // 8 or 12; default 8
   // both
   bool lossless = false;
   int predictor = 0, point = 0;  // of lossless JPEG

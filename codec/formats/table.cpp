@@ -85,6 +85,10 @@ constexpr OptionField<WriteOptions> kWriteFields[] = {
     {"progression", isSet<&WriteOptions::progression, WriteOptions>},
     {"layers", isSet<&WriteOptions::layers, WriteOptions>},
     {"modes", isSet<&WriteOptions::modes, WriteOptions>},
+    {"rgb", isSet<&WriteOptions::rgb, WriteOptions>},
+    {"factors", [](const WriteOptions& options) { return !options.factors.empty(); }},
+    {"qualities", [](const WriteOptions& options) { return !options.qualities.empty(); }},
+    {"depth", isSet<&WriteOptions::depth, WriteOptions>},
     {"cmyk", isSet<&WriteOptions::cmyk, WriteOptions>},
 };
 

@@ -9,6 +9,8 @@
 
 #include "jpeg/coefficientwriter.h"
 #include "jpeg/colour.h"
+#include "jpeg/deepdct.h"
+#include "jpeg/deepsamples.h"
 #include "jpeg/fastmcu.h"
 #include "jpeg/frame.h"
 #include "jpeg/jpeg.h"
@@ -23,22 +25,53 @@ namespace moxj::jpeg {
 
 namespace {
 
-constexpr int kMaxWord = 65535;
+constexpr int kMaxWord = 65535, kMaxBlocksOfMcu = 10;
 
 [[noreturn]] void exceeds(const std::string& what) { fail(Kind::limit, what); }
 
 bool isChrominance(std::size_t component, ColourModel model) {
-  return model != ColourModel::cmyk && (component == 1 || component == 2);
+  return model != ColourModel::cmyk && model != ColourModel::rgb && (component == 1 || component == 2);
 }
 
-// The sampling of RGB, and of inks as YCCK.
-void sample(Frame& frame, ColourModel model, const EncodeOptions& options) {
-  const Sampling sampling = options.sampling.value_or(Sampling::s420);
-  for (std::size_t i = 0; i < frame.components.size(); ++i) {
-    if (isChrominance(i, model)) continue;
-    frame.components[i].horizontal = sampling == Sampling::s444 ? 1 : 2;
-    frame.components[i].vertical = sampling == Sampling::s420 ? 2 : 1;
+// By Sampling, of luminance.
+constexpr Factors kNamedFactors[] = {{1, 1}, {2, 1}, {2, 2}, {1, 2}, {4, 1}, {4, 2}};
+
+// Throws Problem for factors that T.81 allows no scan of all components to have, and for fractional ratios, for which
+// there is no filter.
+void checkFactors(const Frame& frame, const char* option) {
+  int blocks = 0;
+  Factors max;
+  for (const FrameComponent& c : frame.components) {
+    blocks += c.horizontal * c.vertical;
+    max = {std::max(max.horizontal, c.horizontal), std::max(max.vertical, c.vertical)};
   }
+  if (blocks > kMaxBlocksOfMcu)
+    failOption(option, "makes an MCU of " + std::to_string(blocks) + " blocks: JPEG allows at most 10");
+  for (const FrameComponent& c : frame.components) {
+    if (max.horizontal % c.horizontal != 0 || max.vertical % c.vertical != 0)
+      failOption(option, "has ratios of components that are not whole numbers");
+  }
+}
+
+// The sampling of components that are made of pixels.
+void sample(Frame& frame, ColourModel model, const EncodeOptions& options) {
+  const std::size_t count = frame.components.size();
+  if (options.factors.size() > count)
+    failOption("factors", "is for " + std::to_string(options.factors.size()) + " components, but there are " +
+                              std::to_string(count));
+  const Sampling sampling = options.sampling.value_or(model == ColourModel::rgb ? Sampling::s444 : Sampling::s420);
+  if (options.factors.empty() && model == ColourModel::rgb && sampling != Sampling::s444)
+    failOption("sample", "is for chrominance, which RGB does not have; give sampling factors");
+  for (std::size_t i = 0; i < count; ++i) {
+    Factors factors;
+    if (i < options.factors.size())
+      factors = options.factors[i];
+    else if (options.factors.empty() && !isChrominance(i, model))
+      factors = kNamedFactors[static_cast<int>(sampling)];
+    frame.components[i].horizontal = factors.horizontal;
+    frame.components[i].vertical = factors.vertical;
+  }
+  checkFactors(frame, options.factors.empty() ? "sample" : "factors");
 }
 
 // That of planes of YCbCr.
@@ -62,17 +95,22 @@ bool isCmyk(const Picture& layout) { return layout.colour == Colour::cmyk; }
 // What the picture is coded as.
 ColourModel modelFor(const Picture& layout, const EncodeOptions& options) {
   if (isCmyk(layout)) return options.cmyk ? ColourModel::cmyk : ColourModel::ycck;
-  return layout.planes.size() == 1 || options.grayscale ? ColourModel::grey : ColourModel::ycbcr;
+  if (layout.planes.size() == 1 || options.grayscale) return ColourModel::grey;
+  return options.rgb ? ColourModel::rgb : ColourModel::ycbcr;
 }
 
 void requireOptionsFor(const Picture& layout, const EncodeOptions& options) {
   if (isYcbcr(layout)) {
     if (options.sampling) failOption("sample", "is not for samples of YCbCr, which have their own");
+    if (!options.factors.empty()) failOption("factors", "is not for samples of YCbCr, which have their own");
     if (options.fastMcu) failOption("fastMcu", "is not for samples of YCbCr");
   }
+  if (options.fastMcu && options.rgb) failOption("fastMcu", "is not for files of RGB");
+  if (options.fastMcu && options.depth > 8) failOption("fastMcu", "is for samples of 8 bits");
   if (!options.cmyk) return;
   if (!isCmyk(layout)) failOption("cmyk", "is for pictures of inks");
   if (options.sampling) failOption("sample", "is not for inks as they are: they all have the same size");
+  if (!options.factors.empty()) failOption("factors", "is not for inks as they are: they all have the same size");
   if (options.fastMcu) failOption("fastMcu", "is not for inks as they are");
 }
 
@@ -80,9 +118,12 @@ void requireEncodable(const Picture& layout, const EncodeOptions& options) {
   requireOptionsFor(layout, options);
   const std::size_t planes = isCmyk(layout) ? 4 : isYcbcr(layout) || layout.colour == Colour::rgb ? 3 : 1;
   const bool known = layout.planes.size() == planes && layout.inverted == isCmyk(layout);
+  const bool deep = options.depth > 8;
   for (const Plane& plane : layout.planes) {
-    if (plane.element != Element::u8 || plane.bits != 8 || !known)
-      fail(Kind::unsupported, "JPEG takes grey, RGB, YCbCr and CMYK samples of 8 bits");
+    const bool fits = plane.element == (deep ? Element::u16 : Element::u8) && plane.bits == options.depth;
+    if (!fits || !known || (deep && isCmyk(layout)))
+      fail(Kind::unsupported, deep ? "12-bit JPEG takes grey, RGB and YCbCr samples of 12 bits"
+                                   : "JPEG takes grey, RGB, YCbCr and CMYK samples of 8 bits");
   }
 }
 
@@ -92,14 +133,18 @@ Frame frameFor(const Picture& layout, const EncodeOptions& options) {
             " pixels: JPEG allows at most 65535 x 65535");
   }
   requireEncodable(layout, options);
-  Frame frame{.process = marker::sof0, .width = layout.width, .height = layout.height, .components = {}};
+  Frame frame{.process = options.depth > 8 ? marker::sof1 : marker::sof0,
+              .precision = options.depth,
+              .width = layout.width,
+              .height = layout.height,
+              .components = {}};
   const ColourModel model = modelFor(layout, options);
   const std::size_t count = model == ColourModel::grey ? 1 : layout.planes.size();
   for (std::size_t i = 0; i < count; ++i)
-    frame.components.push_back({.id = static_cast<int>(i) + 1, .quantTable = isChrominance(i, model)});
+    frame.components.push_back({.id = model == ColourModel::rgb ? "RGB"[i] : static_cast<int>(i) + 1});
   if (isYcbcr(layout) && count == 3)
     sample(frame, layout);
-  else if (model == ColourModel::ycbcr || model == ColourModel::ycck)
+  else if (count > 1 && model != ColourModel::cmyk)
     sample(frame, model, options);
   frame.layOut();
   return frame;
@@ -119,7 +164,27 @@ struct Quantiser {
   }
 };
 
-using Quantisers = std::array<Quantiser, 2>;
+using Quantisers = std::vector<Quantiser>;
+
+int qualityOf(const EncodeOptions& options, std::size_t component) {
+  if (options.qualities.empty()) return options.quality;
+  return options.qualities[std::min(component, options.qualities.size() - 1)];
+}
+
+// The tables of all components, each once. Sets the references of the components to them.
+Quantisers quantisersFor(Frame& frame, ColourModel model, const EncodeOptions& options) {
+  Quantisers quantisers;
+  std::vector<std::pair<bool, int>> made;  // of chrominance, quality
+  for (std::size_t i = 0; i < frame.components.size(); ++i) {
+    const std::pair wanted(isChrominance(i, model), qualityOf(options, i));
+    const auto found = std::ranges::find(made, wanted);
+    frame.components[i].quantTable = static_cast<int>(found - made.begin());
+    if (found != made.end()) continue;
+    made.push_back(wanted);
+    quantisers.emplace_back(kAnnexKSteps[wanted.first], wanted.second);
+  }
+  return quantisers;
+}
 
 // Computes quantised coefficients from the samples of each component.
 class StripSource {
@@ -141,6 +206,26 @@ class StripSource {
   const Frame& frame_;
   const Quantisers& quantisers_;
   SampleStrips strips_;
+};
+
+// Computes them from samples of more than 8 bits.
+class DeepSource {
+ public:
+  DeepSource(const Picture& layout, const Frame& frame, ColourModel model, const Quantisers& quantisers, Budget& budget)
+      : frame_(frame), quantisers_(quantisers), samples_(layout, frame, model, budget) {}
+
+  void beginRow(const Picture& band, int first) { samples_.loadRow(band, first); }
+  void beginMcu(int) {}
+  void transform(const ScanGeometry::Block& block, int, int x, Mox16s* coefficients) const {
+    const int table = frame_.components[block.component].quantTable;
+    transformDeep(samples_.block(block.component, x, block.dy), samples_.step(block.component), frame_.precision,
+                  quantisers_[static_cast<std::size_t>(table)].steps, coefficients);
+  }
+
+ private:
+  const Frame& frame_;
+  const Quantisers& quantisers_;
+  DeepSamples samples_;
 };
 
 // Computes them from the pixels of each MCU.
@@ -254,6 +339,8 @@ class RowCoderOf final : public RowCoder {
 template <class Sink>
 std::unique_ptr<RowCoder> rowCoder(bool fast, const Picture& layout, const Frame& frame, ColourModel model,
                                    const Quantisers& quantisers, const Sink& sink, Budget& budget) {
+  if (frame.precision > 8)
+    return std::make_unique<RowCoderOf<DeepSource, Sink>>(layout, frame, model, quantisers, sink, budget);
   if (fast && mcuFunctionsFor(frame, model))
     return std::make_unique<RowCoderOf<FastSource, Sink>>(layout, frame, model, quantisers, sink, budget);
   return std::make_unique<RowCoderOf<StripSource, Sink>>(layout, frame, model, quantisers, sink, budget);
@@ -286,28 +373,26 @@ struct CoefficientSink {
   void put(int, const ScanGeometry::Block&, bool) {}
 };
 
-// Chrominance uses tables 1, the other components tables 0, as they do with quantisation tables.
-void selectTables(const Frame& frame, std::vector<ScanHeader>& scans) {
+// Chrominance uses Huffman tables 1, the other components tables 0.
+void selectTables(ColourModel model, std::vector<ScanHeader>& scans) {
   for (ScanHeader& scan : scans) {
     for (ScanHeader::Selector& selector : scan.components)
-      selector.dcTable = selector.acTable = frame.components[selector.component].quantTable;
+      selector.dcTable = selector.acTable = isChrominance(static_cast<std::size_t>(selector.component), model);
   }
 }
 
-bool hasChrominance(const Frame& frame) {
-  return std::ranges::any_of(frame.components, [](const FrameComponent& c) { return c.quantTable == 1; });
-}
-
-std::vector<ScanHeader> scansFor(const Frame& frame, const EncodeOptions& options) {
+std::vector<ScanHeader> scansFor(const Frame& frame, ColourModel model, const EncodeOptions& options) {
   std::vector<ScanHeader> scans = options.script        ? scansOf(*options.script, frame)
-                                  : options.progressive ? progressiveScans(frame, true)
+                                  : options.progressive ? progressiveScans(frame, model != ColourModel::rgb)
                                                         : sequentialScans(frame);
-  selectTables(frame, scans);
+  selectTables(model, scans);
   return scans;
 }
 
-void writeTables(Writer& writer, const Frame& frame) {
-  for (int table = 0; table <= int{hasChrominance(frame)}; ++table) {
+void writeTables(Writer& writer, const ScanHeader& scan) {
+  int last = 0;
+  for (const ScanHeader::Selector& selector : scan.components) last = std::max(last, selector.dcTable);
+  for (int table = 0; table <= last; ++table) {
     writer.code(kDc, table, kAnnexKCodes[kDc][table]);
     writer.code(kAc, table, kAnnexKCodes[kAc][table]);
   }
@@ -322,21 +407,18 @@ void copyRows(const Picture& from, int first, const Picture& to, int at, int cou
   for (std::size_t i = 0; i < to.planes.size(); ++i) {
     const Plane &source = from.planes[i], &target = to.planes[i];
     for (int y = 0; y < ceilDiv(count, source.dy); ++y) {
-      const std::uint8_t* const row = source.row<std::uint8_t>(first / source.dy + y);
-      for (int x = 0; x < source.width; ++x)
-        target.row<std::uint8_t>(at / target.dy + y)[std::ptrdiff_t{x} * target.pixelStep] =
-            row[std::ptrdiff_t{x} * source.pixelStep];
+      visitRow(target, at / target.dy + y, [&](auto* pixels) {
+        const auto* const row = source.row<std::remove_pointer_t<decltype(pixels)>>(first / source.dy + y);
+        for (int x = 0; x < source.width; ++x)
+          pixels[std::ptrdiff_t{x} * target.pixelStep] = row[std::ptrdiff_t{x} * source.pixelStep];
+      });
     }
   }
 }
 
 class Encoder final : public RowSink {
  public:
-  Encoder(Output& output, const EncodeOptions& options, Work& work)
-      : options_(options),
-        work_(work),
-        writer_(output),
-        quantisers_{Quantiser(kAnnexKSteps[0], options.quality), Quantiser(kAnnexKSteps[1], options.quality)} {}
+  Encoder(Output& output, const EncodeOptions& options, Work& work) : options_(options), work_(work), writer_(output) {}
 
   void begin(const Picture& layout) override;
   void rows(const Picture& band) override;
@@ -353,7 +435,7 @@ class Encoder final : public RowSink {
   const EncodeOptions options_;
   Work& work_;
   Writer writer_;
-  const Quantisers quantisers_;
+  Quantisers quantisers_;
   Frame frame_;
   ColourModel model_ = ColourModel::unknown;
   Coding coding_;
@@ -369,8 +451,9 @@ class Encoder final : public RowSink {
 void Encoder::begin(const Picture& layout) {
   frame_ = frameFor(layout, options_);
   model_ = modelFor(layout, options_);
+  quantisers_ = quantisersFor(frame_, model_, options_);
   layout_ = layout;
-  coding_ = {scansFor(frame_, options_), options_.optimize, {options_.restart, options_.restartInRows}};
+  coding_ = {scansFor(frame_, model_, options_), options_.optimize, {options_.restart, options_.restartInRows}};
   coding_.restart.of(frame_.mcusWide);  // checks it
   if (options_.script ? options_.script->progressive() : options_.progressive) frame_.process = marker::sof2;
   writeHeader();
@@ -382,17 +465,18 @@ void Encoder::begin(const Picture& layout) {
 
 void Encoder::writeHeader() {
   writer_.marker(marker::soi);
-  const bool inks = isCmyk(layout_);  // JFIF has none
-  if (!inks) writer_.jfif(densityOf(layout_.metadata.get()));
+  const bool jfif = !isCmyk(layout_) && model_ != ColourModel::rgb;  // which has neither
+  if (jfif) writer_.jfif(densityOf(layout_.metadata.get()));
   writeMetadata(writer_, layout_.metadata.get());
-  if (inks) writer_.adobe(model_ == ColourModel::ycck ? AdobeTransform::ycck : AdobeTransform::none);
-  for (int table = 0; table <= int{hasChrominance(frame_)}; ++table) writer_.steps(table, quantisers_[table].steps);
+  if (!jfif) writer_.adobe(model_ == ColourModel::ycck ? AdobeTransform::ycck : AdobeTransform::none);
+  for (std::size_t table = 0; table < quantisers_.size(); ++table)
+    writer_.steps(static_cast<int>(table), quantisers_[table].steps);
   writer_.frame(frame_);
 }
 
 void Encoder::beginScan() {
   const int restartInterval = coding_.restart.of(frame_.mcusWide);
-  writeTables(writer_, frame_);
+  writeTables(writer_, coding_.scans[0]);
   if (restartInterval != 0) writer_.restartInterval(restartInterval);
   writer_.scan(frame_, coding_.scans[0]);
   scan_.emplace(writer_, ScanKind::sequential, coding_.scans[0], kAnnexKCodes, restartInterval);

@@ -10,6 +10,11 @@
 
 namespace moxj::jpeg {
 
+// Sampling factors.
+struct Factors {
+  int horizontal = 1, vertical = 1;
+};
+
 struct FrameComponent {
   int id = 0;
   int horizontal = 1, vertical = 1;  // sampling factors, 1 to 4

@@ -21,7 +21,7 @@ namespace moxj::jpeg {
 
 // ---- Writing ----------------------------------------------------------------------------------------------------
 
-enum class Sampling { s444, s422, s420 };
+enum class Sampling { s444, s422, s420, s440, s411, s410 };
 
 struct EncodeOptions {
   int quality = 75;                       // 1 to 100
@@ -34,6 +34,12 @@ struct EncodeOptions {
   bool optimize = false;                  // optimal tables, in a second pass; progressive files always have them
   bool progressive = false;               // with the same scans as cjpeg
   std::optional<Script> script = {};      // the scans, sequential or progressive; overrides `progressive`
+  // Sampling factors of the components, 1 to 4; those that are missing are 1x1. Overrides `sampling`. The largest ones
+  // must be multiples of the others, and an MCU has at most 10 blocks.
+  std::vector<Factors> factors = {};
+  std::vector<int> qualities = {};  // of the components, the last one of all further ones; overrides `quality`
+  bool rgb = false;                 // codes RGB as it is, with an Adobe segment instead of JFIF
+  int depth = 8;                    // 8 or 12 bits per sample; extended sequential or progressive, with optimal tables
 };
 
 // A sink that encodes a picture as a JFIF file or, of inks, one with an Adobe segment; by default baseline with the

@@ -16,20 +16,40 @@ void padRow(std::uint8_t* row, int width, int paddedWidth) {
 
 }  // namespace
 
+SampleStrips::Reduction SampleStrips::reductionOf(const Frame& frame, ColourModel model) {
+  if (frame.maxHorizontal == 1 && frame.maxVertical == 1) return Reduction::none;
+  const auto& c = frame.components;
+  const auto has = [&](std::size_t component, int horizontal, int vertical) {
+    return component >= c.size() || (c[component].horizontal == horizontal && c[component].vertical == vertical);
+  };
+  const bool known = model == ColourModel::ycbcr || model == ColourModel::ycck;
+  const bool common = frame.maxHorizontal == 2 && frame.maxVertical <= 2 && has(0, 2, frame.maxVertical) &&
+                      has(1, 1, 1) && has(2, 1, 1) && has(3, 2, frame.maxVertical);
+  return known && common ? Reduction::chrominance : Reduction::box;
+}
+
+void SampleStrips::allocate(Strip& strip, int width, int rows, Budget& budget) {
+  strip.paddedWidth = width;
+  strip.step = stripStep(width);
+  const std::size_t size = static_cast<std::size_t>(strip.step) * static_cast<std::size_t>(rows);
+  budget.charge(1, size);
+  strip.samples.resize(size);
+}
+
 SampleStrips::SampleStrips(const Picture& layout, const Frame& frame, ColourModel model, Budget& budget)
     : frame_(frame),
       colour_(layout.colour == Colour::rgb),
       ycck_(model == ColourModel::ycck),
-      components_(layout.colour == Colour::ycbcr || model == ColourModel::cmyk) {
-  for (const FrameComponent& c : frame.components) {
-    Strip& strip = strips_.emplace_back();
-    strip.paddedWidth = 8 * c.blocksWide;
-    strip.step = stripStep(strip.paddedWidth);
-    const std::size_t size = static_cast<std::size_t>(strip.step) * 8 * static_cast<std::size_t>(c.vertical);
-    budget.charge(1, size);
-    strip.samples.resize(size);
+      components_(layout.colour == Colour::ycbcr || model == ColourModel::cmyk),
+      rgb_(model == ColourModel::rgb),
+      reduction_(components_ ? Reduction::none : reductionOf(frame, model)) {
+  for (const FrameComponent& c : frame.components)
+    allocate(strips_.emplace_back(), 8 * c.blocksWide, 8 * c.vertical, budget);
+  if (reduction_ == Reduction::box) {
+    for (std::size_t i = 0; i < strips_.size(); ++i)
+      allocate(whole_.emplace_back(), frame.mcusWide * frame.mcuWidth(), frame.mcuHeight(), budget);
   }
-  if (frame.maxHorizontal > 1 && !components_) {
+  if (reduction_ == Reduction::chrominance) {
     const std::size_t width = 2 * static_cast<std::size_t>(frame.components[1].width);
     budget.charge(4, width);
     for (auto& component : chrominance_) {
@@ -55,16 +75,16 @@ void SampleStrips::loadRow(const Picture& band, int first) {
 }
 
 void SampleStrips::loadPixels(const Picture& band, int first, int rows) {
-  if (frame_.maxHorizontal > 1) return loadSubsampled(band, first, rows);
-  for (int y = 0; y < rows; ++y) {
-    if (strips_.size() == 1) {
-      loadGrey(band.row(first + y), strips_[0].row(y));
-      continue;
-    }
-    std::uint8_t* to[4] = {};
-    for (std::size_t i = 0; i < strips_.size(); ++i) to[i] = strips_[i].row(y);
-    loadColour(band, first + y, to);
-  }
+  if (reduction_ == Reduction::chrominance) return loadSubsampled(band, first, rows);
+  if (reduction_ == Reduction::box) return loadBoxes(band, first, rows);
+  for (int y = 0; y < rows; ++y) loadRow(band, first + y, strips_, y);
+}
+
+void SampleStrips::loadRow(const Picture& band, int y, std::vector<Strip>& to, int rowOfStrips) const {
+  if (to.size() == 1) return loadGrey(band.row(y), to[0].row(rowOfStrips));
+  std::uint8_t* rows[4] = {};
+  for (std::size_t i = 0; i < to.size(); ++i) rows[i] = to[i].row(rowOfStrips);
+  loadColour(band, y, rows);
 }
 
 void SampleStrips::loadComponents(const Picture& band, int first) {
@@ -97,7 +117,8 @@ void SampleStrips::loadGrey(const std::uint8_t* pixels, std::uint8_t* to) const 
 }
 
 void SampleStrips::loadColour(const Picture& band, int y, std::uint8_t* const to[4]) const {
-  ycck_ ? loadYcck(band, y, to) : loadRgb(band.row(y), to);
+  if (ycck_) return loadYcck(band, y, to);
+  rgb_ ? splitRgb(band.row(y), to) : loadRgb(band.row(y), to);
 }
 
 void SampleStrips::loadRgb(const std::uint8_t* pixels, std::uint8_t* const to[3]) const {
@@ -106,6 +127,12 @@ void SampleStrips::loadRgb(const std::uint8_t* pixels, std::uint8_t* const to[3]
     const std::uint8_t* const from = pixels + std::ptrdiff_t{3} * x;
     Mox8u* const at[3] = {to[0] + x, to[1] + x, to[2] + x};
     require(moxiRGBToYCbCr_JPEG_8u_C3P3R(from, 3 * size.width, at, size.width, size), "colour conversion");
+  }
+}
+
+void SampleStrips::splitRgb(const std::uint8_t* pixels, std::uint8_t* const to[3]) const {
+  for (int x = 0; x < frame_.width; ++x) {
+    for (int colour = 0; colour < 3; ++colour) to[colour][x] = pixels[3 * x + colour];
   }
 }
 
@@ -145,6 +172,40 @@ void SampleStrips::loadSubsampled(const Picture& band, int first, int rows) {
       require(down == 1 ? moxiSampleDownRowH2V1_Box_JPEG_8u_C1(upperRow, evenWidth, to)
                         : moxiSampleDownRowH2V2_Box_JPEG_8u_C1(upperRow, chrominance_[i][lower].data(), evenWidth, to),
               "down-sampling");
+    }
+  }
+}
+
+// Each sample is the mean of a box of pixels.
+void SampleStrips::loadBoxes(const Picture& band, int first, int rows) {
+  for (int y = 0; y < rows; ++y) {
+    loadRow(band, first + y, whole_, y);
+    for (Strip& strip : whole_) padRow(strip.row(y), frame_.width, strip.paddedWidth);
+  }
+  for (std::size_t i = 0; i < strips_.size(); ++i) reduce(i, rows);
+}
+
+void SampleStrips::reduce(std::size_t component, int rows) {
+  const FrameComponent& c = frame_.components[component];
+  const int across = frame_.maxHorizontal / c.horizontal, down = frame_.maxVertical / c.vertical;
+  const int pixels = across * c.width;
+  const auto row = [&](int y) { return whole_[component].row(std::min(y, rows - 1)); };
+  for (int y = 0; y < rowsOf(c); ++y) {
+    std::uint8_t* const to = strips_[component].row(y);
+    if (across == 1 && down == 1) {
+      std::memcpy(to, row(y), static_cast<std::size_t>(c.width));
+    } else if (across == 2 && down == 1) {
+      require(moxiSampleDownRowH2V1_Box_JPEG_8u_C1(row(y), pixels, to), "down-sampling");
+    } else if (across == 2 && down == 2) {
+      require(moxiSampleDownRowH2V2_Box_JPEG_8u_C1(row(2 * y), row(2 * y + 1), pixels, to), "down-sampling");
+    } else {
+      for (int x = 0; x < c.width; ++x) {
+        int sum = across * down / 2;
+        for (int dy = 0; dy < down; ++dy) {
+          for (int dx = 0; dx < across; ++dx) sum += row(down * y + dy)[across * x + dx];
+        }
+        to[x] = static_cast<std::uint8_t>(sum / (across * down));
+      }
     }
   }
 }

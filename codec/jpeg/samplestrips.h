@@ -38,13 +38,27 @@ class SampleStrips {
     std::uint8_t* row(int y) { return samples.data() + step * y; }
   };
 
+  // How samples of the size of the picture become those of the components.
+  enum class Reduction {
+    none,         // they are the same
+    chrominance,  // 4:2:2 and 4:2:0
+    box           // any other whole ratios
+  };
+
+  static Reduction reductionOf(const Frame& frame, ColourModel model);
+  void allocate(Strip& strip, int width, int rows, Budget& budget);
   void loadPixels(const Picture& band, int first, int rows);
+  // A row of a band becomes a row of each strip, at full size.
+  void loadRow(const Picture& band, int y, std::vector<Strip>& to, int rowOfStrips) const;
   void loadGrey(const std::uint8_t* pixels, std::uint8_t* to) const;
   // A row of a band becomes a row of each component, at full size.
   void loadColour(const Picture& band, int y, std::uint8_t* const to[4]) const;
   void loadRgb(const std::uint8_t* pixels, std::uint8_t* const to[3]) const;
   void loadYcck(const Picture& band, int y, std::uint8_t* const to[4]) const;
+  void splitRgb(const std::uint8_t* pixels, std::uint8_t* const to[3]) const;
   void loadSubsampled(const Picture& band, int first, int rows);
+  void loadBoxes(const Picture& band, int first, int rows);
+  void reduce(std::size_t component, int rows);
   void loadComponents(const Picture& band, int first);
   int rowsOf(const FrameComponent& c) const { return std::min(8 * c.vertical, c.height - 8 * c.vertical * mcuRow_); }
 
@@ -52,9 +66,12 @@ class SampleStrips {
   const bool colour_;      // the rows are RGB
   const bool ycck_;        // the rows are inks, the components are not
   const bool components_;  // the rows are the components, or have their samples
-  int mcuRow_ = 0;         // the next one
+  const bool rgb_;         // rows and components are RGB
+  const Reduction reduction_;
+  int mcuRow_ = 0;  // the next one
   std::vector<Strip> strips_;
-  std::vector<std::uint8_t> chrominance_[2][2];  // before sub-sampling: [component][row]
+  std::vector<Strip> whole_;                     // before a reduction by boxes
+  std::vector<std::uint8_t> chrominance_[2][2];  // before that of chrominance: [component][row]
 };
 
 }  // namespace moxj::jpeg

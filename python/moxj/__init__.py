@@ -307,8 +307,9 @@ def _decode_into(source, out, bits=None, layout=None, fields=None, running=None)
 def encode(array, format=None, *, to=None, layout=None, bits=None, max_value=None, quality=None, sample=None,
            grayscale=False, progressive=False, scans=None, optimize=False, fast_mcu=False, restart=None,
            restart_in_rows=False, lossless=False, predictor=None, point=None, ratio=None, bpp=None, levels=None,
-           block=None, tile=None, progression=None, layers=None, modes=None, cmyk=False, icc=None, exif=None,
-           xmp=None, resolution=None, metadata=(), strip=False, threads=1, limits=None, progress=None):
+           block=None, tile=None, progression=None, layers=None, modes=None, cmyk=False, rgb=False, depth=None,
+           icc=None, exif=None, xmp=None, resolution=None, metadata=(), strip=False, threads=1, limits=None,
+           progress=None):
     """Encodes an array as a file.
 
     array      (height, width): grey; (height, width, 1 to 4): grey, grey and opacity, RGB, RGBA; or a list of 1 to 16
@@ -322,8 +323,11 @@ def encode(array, format=None, *, to=None, layout=None, bits=None, max_value=Non
     max_value  the value of full intensity; default 2 ** bits - 1
 
     JPEG
-    quality    1, the smallest file, to 100, the best picture (default 75)
-    sample     chroma sub-sampling: "4:4:4", "4:2:2", "4:2:0" (default)
+    quality    1, the smallest file, to 100, the best picture (default 75); or a sequence of one for each component
+    sample     chroma sub-sampling: "4:4:4", "4:2:2", "4:2:0" (default), "4:4:0", "4:1:1", "4:1:0"; or sampling factors
+               of each component: "2x1,1x1,1x1"
+    rgb        True: red, green and blue as they are, not as YCbCr
+    depth      8 (default) or 12 bits per sample; 12: extended sequential or progressive
     grayscale  keep the luminance alone
     progressive, scans   progressive; or the scans of a script, a text as for cjpeg
     optimize   optimal Huffman tables, in a second pass
@@ -373,7 +377,8 @@ def _encode_quietly(array, format, bits, options):
 def convert(source, format=None, *, to=None, reading=None, quality=None, sample=None, grayscale=False,
             progressive=False, scans=None, optimize=False, fast_mcu=False, restart=None, restart_in_rows=False,
             lossless=False, predictor=None, point=None, ratio=None, bpp=None, levels=None, block=None, tile=None,
-            progression=None, layers=None, modes=None, cmyk=False, strip=False, threads=1, limits=None, progress=None):
+            progression=None, layers=None, modes=None, cmyk=False, rgb=False, depth=None, strip=False, threads=1,
+            limits=None, progress=None):
     """Writes a file as one of another format, with its metadata. PNG, PPM, PGM and baseline JPEG go through in strips,
     so that even large pictures need little memory.
 

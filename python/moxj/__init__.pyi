@@ -24,7 +24,8 @@ _InterleavedLayout: TypeAlias = Literal[
 ]
 _PlanarLayout: TypeAlias = Literal["ycbcr", "planes"]
 _Layout: TypeAlias = _InterleavedLayout | _PlanarLayout
-_Sampling: TypeAlias = Literal["4:4:4", "4:2:2", "4:2:0", "444", "422", "420"]
+_Sampling: TypeAlias = Literal["4:4:4", "4:2:2", "4:2:0", "4:4:0", "4:1:1", "4:1:0",
+                               "444", "422", "420", "440", "411", "410"]
 _Progression: TypeAlias = Literal["LRCP", "RLCP", "RPCL", "PCRL", "CPRL"]
 _Transform: TypeAlias = Literal[
     "flip-horizontal", "flip-vertical", "transpose", "transverse", "rotate-90", "rotate-180", "rotate-270"
@@ -161,8 +162,8 @@ def encode(
     layout: _Layout | None = None,
     bits: int | None = None,
     max_value: int | None = None,
-    quality: int | None = None,
-    sample: _Sampling | None = None,
+    quality: int | Sequence[int] | None = None,
+    sample: _Sampling | str | None = None,
     grayscale: bool = False,
     progressive: bool = False,
     scans: str | None = None,
@@ -182,6 +183,8 @@ def encode(
     layers: int | None = None,
     modes: str | Iterable[str] | None = None,
     cmyk: bool = False,
+    rgb: bool = False,
+    depth: int | None = None,
     icc: bytes | None = None,
     exif: bytes | None = None,
     xmp: bytes | None = None,
@@ -201,8 +204,8 @@ def encode(
     layout: _Layout | None = None,
     bits: int | None = None,
     max_value: int | None = None,
-    quality: int | None = None,
-    sample: _Sampling | None = None,
+    quality: int | Sequence[int] | None = None,
+    sample: _Sampling | str | None = None,
     grayscale: bool = False,
     progressive: bool = False,
     scans: str | None = None,
@@ -222,6 +225,8 @@ def encode(
     layers: int | None = None,
     modes: str | Iterable[str] | None = None,
     cmyk: bool = False,
+    rgb: bool = False,
+    depth: int | None = None,
     icc: bytes | None = None,
     exif: bytes | None = None,
     xmp: bytes | None = None,
@@ -238,8 +243,8 @@ def convert(
     *,
     to: _Target | None = None,
     reading: Mapping[str, Any] | None = None,
-    quality: int | None = None,
-    sample: _Sampling | None = None,
+    quality: int | Sequence[int] | None = None,
+    sample: _Sampling | str | None = None,
     grayscale: bool = False,
     progressive: bool = False,
     scans: str | None = None,
@@ -259,6 +264,8 @@ def convert(
     layers: int | None = None,
     modes: str | Iterable[str] | None = None,
     cmyk: bool = False,
+    rgb: bool = False,
+    depth: int | None = None,
     strip: _Strip = False,
     threads: int = 1,
     limits: Limits | None = None,

@@ -88,7 +88,8 @@ for _number, _class in _CLASSES.items():
     _class.kind = _native.kind_name(_number)
 _ADVICE = {number: name for name, number in _native.ADVICE.items()}
 # Arguments whose name is not that of the library's field in small letters.
-_ARGUMENTS = {"nosmooth": "smooth", "levelsPlus1": "levels", "blockWidth": "block", "blockHeight": "block",
+_ARGUMENTS = {"nosmooth": "smooth", "factors": "sample", "qualities": "quality", "levelsPlus1": "levels",
+              "blockWidth": "block", "blockHeight": "block",
               "tileWidth": "tile", "tileHeight": "tile", "cropX": "crop", "cropY": "crop", "cropWidth": "crop",
               "cropHeight": "crop"}
 

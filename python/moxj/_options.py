@@ -1,5 +1,7 @@
 """From arguments to the library's fields, and from arrays to its pixels."""
 
+import operator
+
 import numpy
 
 from . import _native
@@ -12,7 +14,7 @@ _FIELDS = {"fast_mcu": "fastMcu", "restart_in_rows": "restartInRows"}
 
 WRITE_OPTIONS = ("quality", "sample", "grayscale", "progressive", "scans", "optimize", "fast_mcu", "restart",
                  "restart_in_rows", "lossless", "predictor", "point", "ratio", "bpp", "levels", "block", "tile",
-                 "progression", "layers", "modes", "strip", "cmyk")
+                 "progression", "layers", "modes", "strip", "cmyk", "rgb", "depth")
 READ_OPTIONS = ("reduce", "layers", "smooth", "fast_mcu", "components", "orient", "picture", "upsample",
                 "srgb")
 TRANSCODE_OPTIONS = ("optimize", "progressive", "scans", "sequential", "strip", "restart", "restart_in_rows",
@@ -71,7 +73,11 @@ def fields_of(given, names):
             continue
         if name in _NEVER_ZERO and value == 0:
             raise bad_option(name, "cannot be 0")
-        if name in _CHOICES:
+        if name == "sample" and "x" in str(value):
+            fields["factors"] = str(value)
+        elif name == "quality" and isinstance(value, (list, tuple)) and value:
+            fields["qualities"] = ",".join(str(operator.index(each)) for each in value)
+        elif name in _CHOICES:
             fields[name] = number_of(name, value, _CHOICES[name])
         elif name == "levels":
             if not 0 <= value <= 32:

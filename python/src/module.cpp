@@ -212,7 +212,12 @@ PYBIND11_MODULE(_native, module) {
                                   {"planes", moxcPlanes},
                                   {"rgb565", moxcRgb565},
                                   {"rgb555", moxcRgb555}});
-  module.attr("SAMPLES") = named({{"4:4:4", moxcSample444}, {"4:2:2", moxcSample422}, {"4:2:0", moxcSample420}});
+  module.attr("SAMPLES") = named({{"4:4:4", moxcSample444},
+                                  {"4:2:2", moxcSample422},
+                                  {"4:2:0", moxcSample420},
+                                  {"4:4:0", moxcSample440},
+                                  {"4:1:1", moxcSample411},
+                                  {"4:1:0", moxcSample410}});
   module.attr("TRANSFORMS") = named({{"flip-horizontal", moxcFlipHorizontal},
                                      {"flip-vertical", moxcFlipVertical},
                                      {"transpose", moxcTranspose},

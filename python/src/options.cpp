@@ -44,6 +44,8 @@ constexpr Field<MoxcWriteOptions> kWriteFields[]{{"quality", &MoxcWriteOptions::
                                                  {"layers", &MoxcWriteOptions::layers},
                                                  {"modes", &MoxcWriteOptions::modes},
                                                  {"strip", &MoxcWriteOptions::strip},
+                                                 {"rgb", &MoxcWriteOptions::rgb},
+                                                 {"depth", &MoxcWriteOptions::depth},
                                                  {"cmyk", &MoxcWriteOptions::cmyk}};
 
 constexpr Field<MoxcTranscodeOptions> kTranscodeFields[]{{"optimize", &MoxcTranscodeOptions::optimize},
@@ -109,6 +111,12 @@ WriteOptions::WriteOptions(const py::dict& given) {
     } else if (name == "scans") {
       script = value.cast<std::string>();
       scans = script.c_str();
+    } else if (name == "factors") {
+      factorsText = value.cast<std::string>();
+      factors = factorsText.c_str();
+    } else if (name == "qualities") {
+      qualitiesText = value.cast<std::string>();
+      qualities = qualitiesText.c_str();
     } else {
       unknown(name);
     }

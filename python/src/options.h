@@ -11,7 +11,7 @@ namespace moxj::python {
 // Their texts live as long as the struct.
 struct WriteOptions : MoxcWriteOptions {
   explicit WriteOptions(const pybind11::dict& given);
-  std::string script;
+  std::string script, factorsText, qualitiesText;
 };
 
 struct ReadOptions : MoxcReadOptions {

@@ -4,6 +4,7 @@
 import functools
 import math
 import random
+import re
 import shutil
 import struct
 import subprocess
@@ -142,6 +143,80 @@ class ReadTest(DeepTest):
         self.assertEqual((picture[3], maxval), ([(2 * 65535 * s + MAXVAL) // (2 * MAXVAL) for s in samples], 65535))
 
 
+class WriteTest(DeepTest):
+    def encoded(self, picture, *options, maxval=MAXVAL):
+        self.write("in.pnm", support.pnm(picture, maxval))
+        return self.expect(support.OK, "encode", "in.pnm", "-", "--depth", "12", *options)
+
+    def test_there_and_back(self):
+        """Better with the quality; progressive, restarts and samplings give the same picture where they should."""
+        for channels in (1, 3):
+            picture = waves(61, 43, channels, channels)
+            last = 0
+            for quality in (10, 50, 75, 95, 100):
+                data = self.encoded(picture, "--quality", str(quality), "--sample", "4:4:4")
+                self.assertIn(b"\xff\xc1" + struct.pack(">HBHHB", 8 + 3 * channels, 12, 43, 61, channels), data)
+                decoded = self.decoded(data)
+                self.assertEqual(decoded[:3], picture[:3])
+                self.assertGreater(psnr(decoded[3], picture[3]), last)
+                last = psnr(decoded[3], picture[3])
+                for options in (["--progressive"], ["--restart", "3"], ["--progressive", "--restart", "1B"]):
+                    other = self.encoded(picture, "--quality", str(quality), "--sample", "4:4:4", *options)
+                    self.assertEqual(self.decoded(other), decoded, options)
+            self.assertGreater(last, 70 if channels == 1 else 60)
+
+    def test_the_largest_coefficients(self):
+        """Black and white noise at quality 100: DC differences of 15 bits, AC coefficients of 14."""
+        source = random.Random(3)
+        for channels in (1, 3):
+            flat = [source.choice((0, MAXVAL)) for _ in range(8 * 6)]
+            blocks = [flat[y // 8 * 8 + x // 8] for y in range(48) for x in range(64) for _ in range(channels)]
+            noise = [source.choice((0, MAXVAL)) for _ in range(64 * 48 * channels)]
+            checked = [MAXVAL * ((x + y) % 2) for y in range(48) for x in range(64) for _ in range(channels)]
+            for samples in (blocks, noise, checked):
+                for options in ([], ["--progressive"]):
+                    data = self.encoded((64, 48, channels, samples), "--quality", "100", "--sample", "4:4:4", *options)
+                    self.assertGreater(psnr(self.decoded(data)[3], samples), 55, options)
+
+    def test_samplings(self):
+        picture = waves(61, 43, 3, 7, noise=0)
+        for factors in ("4:2:2", "4:2:0", "4:4:0", "4x1", "4x2", "1x1,2x2,1x1", "3x1"):
+            decoded = self.decoded(self.encoded(picture, "--sample", factors, "--quality", "95"))
+            self.assertGreater(psnr(decoded[3], picture[3]), 28, factors)
+
+    def test_rgb(self):
+        picture = waves(61, 43, 3, 7)
+        decoded = self.decoded(self.encoded(picture, "--rgb", "--quality", "100"))
+        self.assertLessEqual(max(abs(a - b) for a, b in zip(decoded[3], picture[3])), 4)
+
+    def test_other_depths(self):
+        """8 bits are scaled without a note, 16 with one."""
+        eight = support.smooth(40, 30, 3)
+        decoded = self.decoded(self.encoded(eight, "--quality", "100", "--sample", "4:4:4", maxval=255))
+        self.assertGreater(psnr(decoded[3], [(v * MAXVAL * 2 + 255) // 510 for v in eight[3]]), 60)
+        self.write("in.pnm", support.pnm(support.noise(20, 20, 1, maxval=65535), 65535))
+        self.expect(support.OK, "encode", "in.pnm", "x.jpg", "--depth", "12",
+                    error="moxj: in.pnm: note: samples of 16 bits reduced to 12\n")
+        self.assertEqual(self.expect(support.OK, "encode", "in.pnm", "-", "--depth", "8", "--quiet"),
+                         self.expect(support.OK, "encode", "in.pnm", "-", "--quiet"))
+
+    def test_there_and_back_between_jpeg_files(self):
+        """The samples of YCbCr are coded as they are, whatever the sampling."""
+        picture = waves(61, 43, 3, 9)
+        self.write("x.jpg", self.encoded(picture, "--sample", "4:2:0", "--quality", "100"))
+        self.expect(support.OK, "encode", "x.jpg", "y.jpg", "--depth", "12", "--quality", "100", "--sample", "4:2:0")
+        self.assertGreater(psnr(self.decoded(self.read("y.jpg"))[3], self.decoded(self.read("x.jpg"))[3]), 45)
+
+    def test_what_is_refused(self):
+        self.write("in.ppm", support.pnm(support.smooth(20, 20, 3)))
+        self.expect(support.REFUSED, "encode", "in.ppm", "x.jpg", "--depth", "12", "--fast-mcu",
+                    error="moxj: in.ppm: --fast-mcu is for samples of 8 bits\n")
+        self.expect(support.USAGE, "encode", "in.ppm", "x.jpg", "--depth", "12", "--lossless",
+                    error=re.compile("--depth is not for lossless files"))
+        for depth in ("9", "10", "16", "0", "x"):
+            self.assertEqual(self.moxj("encode", "in.ppm", "x.jpg", "--depth", depth).returncode, support.USAGE)
+
+
 @unittest.skipUnless(shutil.which("dcmcjpeg"), "needs dcmcjpeg and dcmdjpeg (package dcmtk)")
 class DicomTest(DeepTest):
     def dcmtk(self, name, *arguments):
@@ -177,6 +252,33 @@ class DicomTest(DeepTest):
                     syntax = dicom.PROGRESSIVE if "+ep" in options else dicom.EXTENDED
                     theirs = self.expected(data, picture, syntax)
                     self.assertLessEqual(max(abs(a - b) for a, b in zip(ours[3], theirs)), 1)
+
+    def test_files_of_ours(self):
+        """dcmdjpeg gives what we give, within 1 (grey); both are close to the picture."""
+        for channels in (1, 3):
+            picture = waves(61, 43, channels, 11)
+            self.write("in.pnm", support.pnm(picture, MAXVAL))
+            for options in ([], ["--progressive"], ["--restart", "2"], ["--progressive", "--quality", "100"],
+                            ["--quality", "100"]):
+                data = self.expect(support.OK, "encode", "in.pnm", "-", "--depth", "12", *options, "--sample", "4:4:4")
+                syntax = dicom.PROGRESSIVE if "--progressive" in options else dicom.EXTENDED
+                theirs = self.expected(data, picture, syntax, "YBR_FULL" if channels == 3 else None)
+                ours = self.decoded(data)[3]
+                if channels == 1:
+                    self.assertLessEqual(max(abs(a - b) for a, b in zip(ours, theirs)), 1)
+                else:
+                    self.assertGreater(psnr(ours, theirs), 60)
+
+    def test_as_good_as_dcmcjpeg(self):
+        """At the same quality, about the same size and error."""
+        picture = waves(128, 96, 1, 12)
+        self.write("in.pnm", support.pnm(picture, MAXVAL))
+        for quality in ("30", "75", "95"):
+            theirs = self.encoded(picture, "+ee", "+q", quality)
+            ours = self.expect(support.OK, "encode", "in.pnm", "-", "--depth", "12", "--quality", quality)
+            self.assertLess(len(ours), 1.02 * len(theirs))
+            self.assertGreater(psnr(self.decoded(ours)[3], picture[3]),
+                               psnr(self.decoded(theirs)[3], picture[3]) - 0.1)
 
 
 if __name__ == "__main__":

@@ -166,5 +166,44 @@ class Components(FileTest):
             self.assertEqual(self.read(f"two_{index}.pgm"), self.read(f"again_{index}.pgm"))
 
 
+class Rgb(FileTest):
+    def test_the_file(self):
+        """The same headers as cjpeg's, and a picture that is as good."""
+        for options in ([], ["--quality", "90"], ["--progressive"], ["--optimize", "--restart", "2"]):
+            ours = self.expect(support.OK, "encode", "in.ppm", "-", "--rgb", *options)
+            theirs = self.cjpeg(self.picture, "-rgb", *[o.replace("--", "-", 1) for o in options])
+            frame = slice(theirs.index(b"\xff\xc2" if "--progressive" in options else b"\xff\xc0"), None)
+            self.assertIn(theirs[frame][:19], ours)
+            self.assertIn(cf.adobe(0), ours)
+            self.assertNotIn(b"JFIF", ours)
+            self.assertLess(len(ours), 1.01 * len(theirs))
+            self.write("ours.jpg", ours)
+            self.write("theirs.jpg", theirs)
+            self.assertEqual(self.info(ours)["colour"], "RGB")
+            samples = raw_pnm(self.picture)[3]
+            error = [sum((a - b) ** 2 for a, b in zip(self.djpeg(name)[3], samples))
+                     for name in ("ours.jpg", "theirs.jpg")]
+            self.assertLess(error[0], 1.02 * error[1])
+            expected = self.djpeg("ours.jpg")[3]
+            decoded = raw_pnm(self.expect(support.OK, "decode", "ours.jpg", "-"))[3]
+            self.assertLessEqual(max(abs(a - b) for a, b in zip(decoded, expected)), 1)
+
+    def test_greys_become_rgb(self):
+        self.write("grey.pgm", support.pnm(pictures.generated(37, 29, 1, 1)))
+        self.write("grey.jpg", self.expect(support.OK, "encode", "grey.pgm", "-", "--rgb"))
+        self.assertEqual(self.info(self.read("grey.jpg"))["colour"], "RGB")
+
+    def test_what_it_does_not_go_with(self):
+        self.expect(support.REFUSED, "encode", "in.ppm", "x.jpg", "--rgb", "--grayscale",
+                    error="moxj: in.ppm: --rgb and grayscale cannot be combined\n")
+        self.expect(support.REFUSED, "encode", "in.ppm", "x.jpg", "--rgb", "--fast-mcu",
+                    error="moxj: in.ppm: --fast-mcu is not for files of RGB\n")
+        self.expect(support.REFUSED, "encode", "in.ppm", "x.jpg", "--rgb", "--sample", "4:2:0",
+                    error="moxj: in.ppm: --sample is for chrominance, which RGB does not have; give sampling factors\n")
+        self.expect(support.USAGE, "encode", "in.ppm", "x.jpg", "--rgb", "--lossless",
+                    error=re.compile("--rgb is not for lossless files"))
+        self.expect(support.USAGE, "encode", "in.ppm", "x.jp2", "--rgb", error=re.compile("--rgb"))
+
+
 if __name__ == "__main__":
     unittest.main()

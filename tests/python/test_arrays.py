@@ -375,6 +375,18 @@ class Files(PictureTest):
         moxj.transcode(data, to=self.directory / "t.jpg", sequential=True)
         self.assertEqual((self.directory / "t.jpg").read_bytes(), moxj.transcode(data, sequential=True))
 
+    def test_forms_of_jpeg(self):
+        array = smooth(80, 90)
+        info = moxj.info(moxj.encode(array, "jpg", sample="1x1,2x1,1x1", quality=(90, 80)))
+        self.assertEqual([(c["horizontal"], c["quantTable"]) for c in info["components"]], [(1, 0), (2, 1), (1, 1)])
+        self.assertEqual(moxj.info(moxj.encode(array, "jpg", sample="411"))["sampling"], "4:1:1")
+        self.assertEqual(moxj.info(moxj.encode(array, "jpg", rgb=True))["colour"], "RGB")
+        deep = moxj.encode(noise((20, 30), "u2", bits=12), "jpg", bits=12, depth=12, quality=100)
+        self.assertEqual((moxj.info(deep)["bits"], moxj.read(deep).bits), (12, 12))
+        two = moxj.encode(array, "jpg") + moxj.encode(array[::-1].copy(), "jpg")
+        self.assertEqual(moxj.info(two)["pictures"], 2)
+        self.assertSame(moxj.decode(two, picture=2), moxj.decode(moxj.transcode(two, picture=2)))
+
     def test_transforms(self):
         data = moxj.encode(smooth(80, 90), "jpg", sample="4:4:4")
 

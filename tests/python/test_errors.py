@@ -41,7 +41,7 @@ class Kinds(PictureTest):
 
     def test_options(self):
         for option, value in ("quality", 101), ("quality", 0), ("quality", -5), ("quality", 1 << 70), \
-                ("sample", "4:1:1"), ("restart", 70000):
+                ("sample", "4:2:1"), ("sample", "5x1"), ("quality", (90, 0)), ("restart", 70000):
             with self.raises(moxj.BadOption, option, option=option, advice=option):
                 moxj.encode(self.array, "jpg", **{option: value})
         for option, value in ("levels", 33), ("levels", -1), ("block", (64, 128)), ("block", 3), ("tile", 0), \

@@ -184,7 +184,7 @@ class CommandLine(ToolTest):
     def test_values_out_of_range(self):
         for option, values in {
             "--quality": ["0", "101", "-1", "x", "", "7x", "75.0", "99999999999"],
-            "--sample": ["4:1:1", "444", ""],
+            "--sample": ["4:2:1", "444", "5x1", "2x1,", ""],
             "--restart": ["-1", "65536", "B", "1C", ""],
             "--jobs": ["0", "257"],
             "--threads": ["0", "1025"],

@@ -30,7 +30,11 @@ DECODED = {"JPEG": ("in.jpg", "out.pnm"), "JP2": ("in.jp2", "out.pnm"), "codestr
 COMMANDS = {
     "encode": (ENCODED, [
         Case("--quality 20", "C R R R"),
+        Case("--quality 75,40", "C R R R"),
         Case("--sample 4:4:4", "C R R R"),
+        Case("--sample 1x1,2x2,1x2", "C R R R"),
+        Case("--rgb", "C R R R"),
+        Case("--depth 12", "C R R R"),
         Case("--grayscale", "C R R R"),
         Case("--progressive", "C R R R"),
         Case("--scans script", "C R R R"),
@@ -75,6 +79,7 @@ COMMANDS = {
         Case("--srgb", "C C C C C C", source="light.png"),
         Case("--picture 2", "C C C C C C", source="two.jpg"),
         Case("--picture 1", "- R R R R R"),
+        Case("--upsample", "R - - R R R"),
         Case("--max-scans 1", "C C C C C C", source="progressive.jpg"),
         Case("--max-scans 1", "- - - - - -"),
         Case("--no-clobber", "C C C C C C"),
