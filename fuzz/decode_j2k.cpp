@@ -10,11 +10,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using namespace moxj;
   const ByteSpan file(data, size);
   Work work({.maxPixels = 1 << 16, .maxMemory = 1 << 25});
-  try {
-    const j2k::Decoded decoded =
-        j2k::decode(file, {.reduce = size % 2 == 1, .components = size % 3 == 0, .upsample = size % 5 == 0}, work);
-    if (decoded.complete != decoded.warning.empty()) std::abort();
-  } catch (const Problem&) {
+  for (const bool partly : {false, true}) {
+    j2k::DecodeOptions options{.reduce = size % 2 == 1, .components = size % 3 == 0, .upsample = size % 5 == 0};
+    if (partly)
+      options.region = {static_cast<int>(size % 13), static_cast<int>(size % 7), 1 + static_cast<int>(size % 29), 9};
+    try {
+      const j2k::Decoded decoded = j2k::decode(file, options, work);
+      if (decoded.complete != decoded.warning.empty()) std::abort();
+    } catch (const Problem&) {
+    }
   }
   try {
     j2k::inspect(file, work.budget);

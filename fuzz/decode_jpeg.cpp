@@ -10,12 +10,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using namespace moxj;
   const ByteSpan file(data, size);
   const Limits limits{.maxPixels = 1 << 18, .maxScans = 20};
-  for (const bool native : {false, true}) {
-    const jpeg::DecodeOptions options{.smooth = size % 2 == 0,
-                                      .fastMcu = size % 3 == 0,
-                                      .inks = size % 5 == 0,
-                                      .native = native,
-                                      .picture = static_cast<int>(size % 7 == 0)};
+  for (const int way : {0, 1, 2, 3}) {
+    jpeg::DecodeOptions options{.smooth = size % 2 == 0,
+                                .fastMcu = size % 3 == 0,
+                                .inks = size % 5 == 0,
+                                .native = way % 2 == 1,
+                                .picture = static_cast<int>(size % 7 == 0)};
+    if (way >= 2) {
+      options.region = {static_cast<int>(size % 23), static_cast<int>(size % 17), 1 + static_cast<int>(size % 31), 9};
+      options.reduce = static_cast<int>(size % 4);
+    }
     try {
       PictureCollector collector;
       Work work(limits);

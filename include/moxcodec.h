@@ -1,4 +1,5 @@
-/* libmoxcodec: reads, writes, transcodes and compares picture files (JPEG, JPEG 2000, PNG, PPM, PGM, PAM, PBM, PGX).
+/* libmoxcodec: reads, writes, transcodes and compares picture files (JPEG, JPEG 2000, PNG, PPM, PGM, PAM, PBM, PGX,
+ * BMP, TIFF).
  *
  *   probe, describe             moxcProbe, moxcDescribe
  *   file to pixels              moxcDecode (a picture of the library's), moxcDecodeInto (the caller's memory),
@@ -229,8 +230,8 @@ MOXC_API void moxcFree(void* bytes);
 /* ---- Formats ----------------------------------------------------------------------------------------------------- */
 
 /* A format has a name, which is also a file name extension: "jpg", "jp2", "j2k" (a codestream without boxes), "png",
- * "ppm", "pgm", "pnm" (PPM for colour, PGM for grey), "pam", "pbm", "pgx", "raw" and "rawl" (samples alone, the
- * highest or the lowest byte first). */
+ * "ppm", "pgm", "pnm" (PPM for colour, PGM for grey), "pam", "pbm", "pgx", "bmp", "tif", "raw" and "rawl" (samples
+ * alone, the highest or the lowest byte first). */
 typedef struct {
   size_t structSize;
   const char* name;
@@ -257,14 +258,14 @@ MOXC_API MoxcKind moxcProbe(const MoxcSource* source, const char** format, MoxcR
 /* What a file says beside its pixels, as blocks of bytes. They travel from file to file by moxcConvert(), from a file
  * to a picture and a description, and into the file of moxcEncode(), as far as the format has a place for them:
  *
- *                 JPEG  PNG  JP2
- *   ICC profile   yes   yes  of matrix and curves, or of CMYK
- *   Exif          yes   yes  yes
- *   XMP           yes   yes  yes
- *   IPTC          yes   yes  yes
- *   comments      yes   yes  no
- *   others        APPn  no   uuid and xml boxes
- *   resolution    yes   yes  yes
+ *                 JPEG  PNG  TIFF  BMP  JP2
+ *   ICC profile   yes   yes  yes   RGB  of matrix and curves, or of CMYK
+ *   Exif          yes   yes  yes   no   yes
+ *   XMP           yes   yes  yes   no   yes
+ *   IPTC          yes   yes  yes   no   yes
+ *   comments      yes   yes  yes   no   no
+ *   others        APPn  no   no    no   uuid and xml boxes
+ *   resolution    yes   yes  yes   yes  yes
  *
  * Other formats and codestreams without boxes have none. What is lost is noted; of files without metadata only what
  * changes how the picture looks: a profile that is not sRGB, and the Exif orientation. An ICC profile is dropped if it
@@ -386,7 +387,7 @@ typedef struct MoxcDescription MoxcDescription;
 
 typedef struct {
   size_t structSize;
-  const char* format; /* "JPEG", "JPEG 2000", "PNG", "PPM", "PGM", "PAM", "PBM", "PGX" */
+  const char* format; /* "JPEG", "JPEG 2000", "PNG", "PPM", "PGM", "PAM", "PBM", "PGX", "BMP", "TIFF" */
   uint64_t width, height;
   int32_t channels; /* in the file, opacity included */
   int32_t bits;     /* per sample; the largest, if they differ */
@@ -407,7 +408,8 @@ MOXC_API MoxcKind moxcDescriptionMetadata(const MoxcDescription* description, si
 
 typedef struct {
   size_t structSize;
-  int32_t reduce;     /* JPEG 2000: resolution levels to skip, each halves the picture; 0 to 32 */
+  int32_t reduce;     /* halves the picture this many times: JPEG 2000 by skipping resolution levels, 0 to 32; JPEG by
+                       * smaller transforms, 0 to 3 */
   int32_t layers;     /* JPEG 2000: quality layers to decode; 0: all */
   int32_t nosmooth;   /* JPEG: 1: up-sample by repeating samples instead of interpolating */
   int32_t fastMcu;    /* JPEG: 1: decode 4:2:0, 4:2:2 and 4:4:4 MCU by MCU, faster, without interpolation */
@@ -418,7 +420,12 @@ typedef struct {
                        * it is noted */
   int32_t upsample;   /* JPEG 2000: 1: all components at the size of the reference grid. 0: a picture whose components
                        * are sub-sampled alike has their size */
-  int32_t srgb;       /* 1: convert colours to sRGB, by ICC profile, colour space or gamma of the file; not with
+  int32_t regionX;    /* a rectangle of the picture, in its pixels before it is reduced or turned; what lies beyond */
+  int32_t regionY;    /* the picture is left out, with a note. Of a reduced picture, the pixels (x, y) for which */
+  int32_t regionWidth;  /* (x, y) * 2^reduce lies in it. JPEG and JPEG 2000 files decode little more than is needed. */
+  int32_t regionHeight; /* Width or height 0: as far as the edge */
+  int32_t tilePlus1;    /* JPEG 2000: the number of a tile, from 0, + 1: the picture is that tile; not with a region */
+  int32_t srgb;         /* 1: convert colours to sRGB, by ICC profile, colour space or gamma of the file; not with
                        * components. It needs the library lcms2 when a file has colours to convert */
 } MoxcReadOptions;
 
@@ -441,8 +448,8 @@ MOXC_API MoxcKind moxcDecode(const MoxcSource* source, const MoxcReadOptions* op
     const MoxcRun* run, MoxcPicture** picture, MoxcReport* report);
 
 /* Decodes a file into the caller's memory. Layout, sample size, depth and size of `pixels` must be set and the size
- * must be that of the picture (moxcDescribe gives it, before any `reduce`), otherwise moxcBadArgument and nothing is
- * written. */
+ * must be that of the picture (moxcDescribe gives it, before `reduce`, region and tile), otherwise moxcBadArgument and
+ * nothing is written. */
 MOXC_API MoxcKind moxcDecodeInto(const MoxcSource* source, const MoxcReadOptions* options, const MoxcPixels* pixels,
     const MoxcRun* run, MoxcReport* report);
 
@@ -487,6 +494,14 @@ enum {
   moxcModeSegsym = 32
 };
 
+/* Where the tile-parts of a JPEG 2000 file begin. */
+typedef enum {
+  moxcTilePartsDefault = 0,     /* one for each tile */
+  moxcTilePartsResolutions = 1, /* at every change of the resolution in the packet order */
+  moxcTilePartsLayers = 2,
+  moxcTilePartsComponents = 3
+} MoxcTileParts;
+
 typedef struct {
   size_t structSize;
   /* JPEG */
@@ -516,6 +531,30 @@ typedef struct {
   int32_t modes;               /* of code-blocks */
   /* all formats */
   int32_t strip; /* metadata to drop: a sum of moxcStrip values */
+  /* JPEG 2000. One of three lists, instead of ratio and bpp: what the quality layers have, from the first on. One value
+   * is that of the last of `layers`. The last of several may be 0 (of ratios also 1): everything, without loss, by the
+   * 5/3 wavelet. The arrays are copied. */
+  const double* ratios; /* falling */
+  int32_t ratioCount;   /* 0 to 100 */
+  int32_t bppCount;
+  const double* bpps;  /* rising */
+  const double* psnrs; /* rising: dB, 1 to 200, of all samples together. See docs/tool.md for how exact it is */
+  int32_t psnrCount;
+  int32_t precinctCount;    /* of numbers: 2 for each size */
+  const int32_t* precincts; /* width and height of the precincts of the highest resolution, of the next lower one ...
+                             * powers of two from 4 to 32768; further resolutions have half of the last size */
+  int32_t sop;              /* 1: a marker at the start of each packet */
+  int32_t eph;              /* 1: a marker after each packet header */
+  int32_t plt;              /* 1: the lengths of packets, in the headers of tile-parts */
+  int32_t tlm;              /* 1: the lengths of tile-parts, in the main header */
+  MoxcTileParts tileParts;  /* default one for each tile; at most 255 */
+  int32_t roiX; /* a region of interest by max-shift: its coefficients come before all others; width 0: none */
+  int32_t roiY;
+  int32_t roiWidth;
+  int32_t roiHeight;
+  int32_t visual; /* 1: spend bytes where the eye sees them. See docs/tool.md */
+  /* JPEG and JPEG 2000 */
+  const char* comment; /* the text of a comment segment, besides metadata; NULL or "": none */
   /* JPEG */
   int32_t cmyk;          /* 1: code inks as they are; 0: as YCCK, whose chroma can be sub-sampled */
   int32_t rgb;           /* JPEG: 1: code red, green and blue as they are, not as YCbCr */

@@ -129,8 +129,9 @@ struct MoxcEncoder {
       checkSamples(part);
       return view;
     }
-    if (!copy_.hasSamples()) {
-      copy_ = picture_.band(0, bandRows());
+    if (!copy_.hasSamples() || copy_.height < part.height) {
+      if (copy_.hasSamples()) run_.work.budget.release(copy_.bytes());
+      copy_ = picture_.band(0, part.height);
       const bool planar = isPlanar(layout_.layout) || copy_.colour == Colour::ycbcr;
       planar ? allocatePlanes(copy_, &run_.work.budget) : copy_.allocate(&run_.work.budget);
     }

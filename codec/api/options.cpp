@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "api/checks.h"
@@ -24,15 +25,13 @@ constexpr std::size_t kMaxComponents = 4;
 
 using Read = MoxcReadOptions;
 constexpr Range<Read> kReadRanges[] = {
-    {&Read::reduce, "reduce", 0, j2k::kMaxLevels},
-    {&Read::layers, "layers", 0, j2k::kMaxLayers},
-    {&Read::nosmooth, "nosmooth", 0, 1},
-    {&Read::fastMcu, "fastMcu", 0, 1},
-    {&Read::components, "components", 0, 1},
-    {&Read::orient, "orient", 0, 1},
-    {&Read::srgb, "srgb", 0, 1},
-    {&Read::picture, "picture", 0, kMaxInt},
-    {&Read::upsample, "upsample", 0, 1},
+    {&Read::reduce, "reduce", 0, j2k::kMaxLevels}, {&Read::layers, "layers", 0, j2k::kMaxLayers},
+    {&Read::nosmooth, "nosmooth", 0, 1},           {&Read::fastMcu, "fastMcu", 0, 1},
+    {&Read::components, "components", 0, 1},       {&Read::orient, "orient", 0, 1},
+    {&Read::picture, "picture", 0, kMaxInt},       {&Read::upsample, "upsample", 0, 1},
+    {&Read::regionX, "regionX", 0, kMaxInt},       {&Read::regionWidth, "regionWidth", 0, kMaxInt},
+    {&Read::regionY, "regionY", 0, kMaxInt},       {&Read::regionHeight, "regionHeight", 0, kMaxInt},
+    {&Read::tilePlus1, "tilePlus1", 0, 65535},     {&Read::srgb, "srgb", 0, 1},
 };
 
 using Write = MoxcWriteOptions;
@@ -52,6 +51,19 @@ constexpr Range<Write> kWriteRanges[] = {
     {&Write::tileHeight, "tileHeight", 0, kMaxInt},
     {&Write::layers, "layers", 0, 100},
     {&Write::modes, "modes", 0, j2k::allModes},
+    {&Write::ratioCount, "ratioCount", 0, 100},
+    {&Write::bppCount, "bppCount", 0, 100},
+    {&Write::psnrCount, "psnrCount", 0, 100},
+    {&Write::precinctCount, "precinctCount", 0, 2 * (j2k::kMaxLevels + 1)},
+    {&Write::sop, "sop", 0, 1},
+    {&Write::eph, "eph", 0, 1},
+    {&Write::plt, "plt", 0, 1},
+    {&Write::tlm, "tlm", 0, 1},
+    {&Write::roiX, "roiX", 0, kMaxInt},
+    {&Write::roiY, "roiY", 0, kMaxInt},
+    {&Write::roiWidth, "roiWidth", 0, kMaxInt},
+    {&Write::roiHeight, "roiHeight", 0, kMaxInt},
+    {&Write::visual, "visual", 0, 1},
     {&Write::rgb, "rgb", 0, 1},
     {&Write::cmyk, "cmyk", 0, 1},
 };
@@ -113,12 +125,34 @@ void checkBlock(const Write& given) {
                                                                     " coefficients, more than 4096");
 }
 
+// The options of which one at most may be given, and none with lossless.
+void checkGoals(const Write& given) {
+  const std::pair<const char*, bool> goals[] = {{"ratio", given.ratio != 0},
+                                                {"bpp", given.bpp != 0},
+                                                {"ratios", given.ratioCount != 0},
+                                                {"bpps", given.bppCount != 0},
+                                                {"psnrs", given.psnrCount != 0}};
+  const char* first = nullptr;
+  for (const auto& [name, isGiven] : goals) {
+    if (!isGiven) continue;
+    if (first) failTogether(first, name);
+    if (given.lossless) failTogether(name, "lossless");
+    first = name;
+  }
+}
+
+void checkRegion(const Write& given) {
+  if ((given.roiWidth == 0) != (given.roiHeight == 0)) failOption(given.roiWidth ? "roiHeight" : "roiWidth", "is 0");
+  if (given.roiWidth == 0 && (given.roiX || given.roiY))
+    failOption(given.roiX ? "roiX" : "roiY", "has no effect without roiWidth and roiHeight");
+}
+
 void checkTogether(const Write& given) {
-  if (given.ratio != 0 && given.bpp != 0) failTogether("ratio", "bpp");
+  checkGoals(given);
+  checkRegion(given);
+  if (given.precinctCount % 2 != 0) failOption("precinctCount", "is odd");
   if (isText(given.factors) && numberOf(given.sample)) failTogether("factors", "sample");
   if (isText(given.qualities) && given.quality) failTogether("qualities", "quality");
-  if (given.lossless && given.ratio != 0) failTogether("ratio", "lossless");
-  if (given.lossless && given.bpp != 0) failTogether("bpp", "lossless");
   if (isText(given.scans) && given.progressive) failTogether("scans", "progressive");
   if (given.predictor && !given.lossless) failOption("predictor", "is for lossless files");
   if (given.point && !given.lossless) failOption("point", "is for lossless files");
@@ -135,6 +169,21 @@ void checkTogether(const Transcode& given) {
   const bool turns = given.transform || given.orient;
   if (given.trim && !turns) failOption("trim", "has no effect without transform");
   if (given.perfect && !turns) failOption("perfect", "has no effect without transform");
+}
+
+// An array of the caller's; `single` is the same as an array of one value.
+template <class Value>
+std::vector<Value> listOf(const char* name, const Value* values, std::int32_t count, Value single = 0) {
+  if (single != 0) return {single};
+  if (count > 0 && !values) failOption(name, "is NULL");
+  return {values, values + count};
+}
+
+std::vector<j2k::PrecinctSize> precinctsOf(const Write& write) {
+  const std::vector<std::int32_t> numbers = listOf("precincts", write.precincts, write.precinctCount);
+  std::vector<j2k::PrecinctSize> sizes;
+  for (std::size_t i = 0; i < numbers.size(); i += 2) sizes.push_back({numbers[i], numbers[i + 1]});
+  return sizes;
 }
 
 // The values of a list with commas, one for each component. `parse` gives the value of a text, or none.
@@ -193,6 +242,9 @@ ReadOptions readOptionsOf(const MoxcReadOptions* options) {
   to.orient = read.orient;
   to.picture = read.picture;
   to.upsample = read.upsample;
+  to.region = {read.regionX, read.regionY, read.regionWidth, read.regionHeight};
+  if (read.tilePlus1) to.tile = read.tilePlus1 - 1;
+  if (to.tile && to.region.given()) failTogether("tile", "region");
   to.srgb = read.srgb;
   if (to.srgb && to.components) failTogether("srgb", "components");
   return to;
@@ -203,6 +255,7 @@ WriteOptions writeOptionsOf(const MoxcWriteOptions* options) {
   checkRanges(write, kWriteRanges);
   checkEnum("sample", numberOf(write.sample), moxcSample410);
   checkEnum("progression", numberOf(write.progression), moxcCprl);
+  checkEnum("tileParts", numberOf(write.tileParts), moxcTilePartsComponents);
   checkReal("ratio", write.ratio, 1, kMaxRatio);
   checkReal("bpp", write.bpp, kMinBpp, kMaxBpp);
   checkBlock(write);
@@ -222,8 +275,9 @@ WriteOptions writeOptionsOf(const MoxcWriteOptions* options) {
   to.lossless = write.lossless;
   to.predictor = write.predictor;
   to.point = write.point;
-  to.ratio = write.ratio;
-  to.bpp = write.bpp;
+  to.ratio = listOf("ratios", write.ratios, write.ratioCount, write.ratio);
+  to.bpp = listOf("bpps", write.bpps, write.bppCount, write.bpp);
+  to.psnr = listOf("psnrs", write.psnrs, write.psnrCount);
   if (write.levelsPlus1) to.levels = write.levelsPlus1 - 1;
   to.blockWidth = write.blockWidth;
   to.blockHeight = write.blockHeight;
@@ -232,6 +286,15 @@ WriteOptions writeOptionsOf(const MoxcWriteOptions* options) {
   if (write.progression) to.progression = static_cast<j2k::Order>(write.progression - 1);
   to.layers = write.layers;
   to.modes = write.modes;
+  to.precincts = precinctsOf(write);
+  to.sop = write.sop;
+  to.eph = write.eph;
+  to.plt = write.plt;
+  to.tlm = write.tlm;
+  to.tileParts = static_cast<j2k::Division>(write.tileParts);
+  to.roi = {write.roiX, write.roiY, write.roiWidth, write.roiHeight};
+  to.visual = write.visual;
+  if (write.comment) to.comment = write.comment;
   to.strip = stripOf(write.strip);
   to.rgb = write.rgb;
   to.factors = listOf("factors", write.factors, "2x1,1x1,1x1", parseFactors);

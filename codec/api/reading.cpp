@@ -111,7 +111,9 @@ Outcome readPixels(const MoxcSource* source, const ReadOptions& options, PixelSi
   ReadOptions reading = options;
   Holds holds = holdsFor(wish);
   if (wish.layout == moxcYCbCr || wish.layout == moxcCmyk) reading.native = true;
-  if (isWords(wish.layout) && !options.fastMcu && hasFullPlanes(input, work.limits)) {
+  // Not of a region: it would be cut before the words are made.
+  const bool direct = isWords(wish.layout) && !options.fastMcu && !options.region.given();
+  if (direct && hasFullPlanes(input, work.limits)) {
     reading.native = true;
     holds.colours.insert(holds.colours.begin(), Colour::ycbcr);
   }

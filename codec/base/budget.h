@@ -25,6 +25,7 @@ class Budget {
     used_ = sum;
   }
   std::uint64_t used() const { return used_; }
+  std::uint64_t limit() const { return limit_; }
   std::uint64_t left() const { return limit_ - used_; }
   void restore(std::uint64_t used) { used_ = used; }  // to an earlier used()
   // Of what was charged and has been freed.

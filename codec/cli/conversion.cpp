@@ -72,11 +72,27 @@ ExitStatus convertAll(const std::vector<Job>& jobs, Settings& settings, Console&
   return firstOf(statuses);
 }
 
+// The lists and texts that the options of the library point to.
+void setLists(Settings& settings) {
+  MoxcWriteOptions& writing = settings.writing;
+  const auto countOf = [](const auto& list) { return static_cast<std::int32_t>(list.size()); };
+  writing.ratios = settings.ratios.data();
+  writing.ratioCount = countOf(settings.ratios);
+  writing.bpps = settings.bpps.data();
+  writing.bppCount = countOf(settings.bpps);
+  writing.psnrs = settings.psnrs.data();
+  writing.psnrCount = countOf(settings.psnrs);
+  writing.precincts = settings.precincts.data();
+  writing.precinctCount = countOf(settings.precincts);
+  writing.comment = settings.comment.c_str();
+}
+
 }  // namespace
 
 ExitStatus runConversion(const Settings& given, Console& console) {
   const std::vector<Job> jobs = planOf(given);
   Settings settings = given;
+  setLists(settings);
   if (!settings.factors.empty()) settings.writing.factors = settings.factors.c_str();
   if (!settings.qualities.empty()) settings.writing.qualities = settings.qualities.c_str();
   std::string script;

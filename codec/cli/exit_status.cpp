@@ -31,10 +31,11 @@ struct OtherName {
   std::string_view field, option;
 };
 constexpr OtherName kOtherNames[] = {
-    {"levelsPlus1", "--levels"}, {"blockWidth", "--block"}, {"blockHeight", "--block"},
-    {"tileWidth", "--tile"},     {"tileHeight", "--tile"},  {"restartInRows", "--restart"},
-    {"predictor", "--lossless"}, {"point", "--lossless"},   {"cropWidth", "--crop"},
-    {"cropHeight", "--crop"},    {"factors", "--sample"},   {"qualities", "--quality"},
+    {"levelsPlus1", "--levels"}, {"blockWidth", "--block"},      {"blockHeight", "--block"},   {"tileWidth", "--tile"},
+    {"tileHeight", "--tile"},    {"restartInRows", "--restart"}, {"predictor", "--lossless"},  {"point", "--lossless"},
+    {"cropWidth", "--crop"},     {"cropHeight", "--crop"},       {"tilePlus1", "--tile"},      {"regionX", "--region"},
+    {"regionY", "--region"},     {"regionWidth", "--region"},    {"regionHeight", "--region"}, {"factors", "--sample"},
+    {"qualities", "--quality"},
 };
 
 }  // namespace

@@ -58,6 +58,13 @@ Complaint usePicture(const std::string& text, Settings& settings) {
   return complaint;
 }
 
+Complaint useTileNumber(const std::string& text, Settings& settings) {
+  int tile = 0;
+  const Complaint complaint = useNumber(text, 0, kMaxTile, tile);
+  settings.reading.tilePlus1 = tile + 1;
+  return complaint;
+}
+
 Complaint useLevels(const std::string& text, Settings& settings) {
   int levels = 0;
   const Complaint complaint = useNumber(text, 0, kMaxLevels, levels);
@@ -131,10 +138,12 @@ constexpr Option kOptions[] = {
      [](S& s, Text text) { return useRestarts(text, s); }, Of::jpeg},
     {kEncode, "--lossless", "[P[,T]]", "Lossless; for JPEG, predictor P (1-7, default: best), T bits dropped",
      [](S& s, Text text) { return useLossless(text, s); }},
-    {kEncode, "--ratio", "R", "Lossy (9/7 wavelet), to 1/R of the size of the samples",
-     [](S& s, Text text) { return useReal(text, 1, kMaxRatio, s.writing.ratio); }, Of::jpeg2000},
-    {kEncode, "--bpp", "B", "Lossy (9/7 wavelet), to B bits per pixel",
-     [](S& s, Text text) { return useReal(text, 1e-6, 1e6, s.writing.bpp); }, Of::jpeg2000},
+    {kEncode, "--ratio", "R[,R...]", "Lossy (9/7), to 1/R of the samples; of each layer, the last may be 1",
+     [](S& s, Text text) { return useReals(text, 1, kMaxRatio, s.ratios); }, Of::jpeg2000},
+    {kEncode, "--bpp", "B[,B...]", "Lossy (9/7), to B bits per pixel; of each layer",
+     [](S& s, Text text) { return useReals(text, 1e-6, 1e6, s.bpps); }, Of::jpeg2000},
+    {kEncode, "--psnr", "DB[,DB...]", "Lossy (9/7), to this PSNR in dB; of each layer, the last may be 0",
+     [](S& s, Text text) { return useReals(text, 1, kMaxPsnr, s.psnrs); }, Of::jpeg2000},
     {kEncode, "--levels", "0..32", "Decomposition levels; default 5",
      [](S& s, Text text) { return useLevels(text, s); }, Of::jpeg2000},
     {kEncode, "--block", "WxH", "Code-block size; default 64x64",
@@ -145,6 +154,24 @@ constexpr Option kOptions[] = {
      [](S& s, Text text) { return useProgression(text, s.writing.progression); }, Of::jpeg2000},
     {kEncode, "--layers", "N", "Quality layers, the last of the requested size; default 1",
      [](S& s, Text text) { return useNumber(text, 1, kMaxWrittenLayers, s.writing.layers); }, Of::jpeg2000},
+    {kEncode, "--precincts", "W,H[,W,H...]", "Precinct sizes from the highest resolution down; default one each",
+     [](S& s, Text text) { return usePrecincts(text, s.precincts); }, Of::jpeg2000},
+    {kEncode, "--tile-parts", "R|L|C", "Begin tile-parts at each resolution, layer or component",
+     [](S& s, Text text) { return useTileParts(text, s.writing.tileParts); }, Of::jpeg2000},
+    {kEncode, "--sop", "", "Markers at the start of packets", [](S& s, Text) { return given(s.writing.sop); },
+     Of::jpeg2000},
+    {kEncode, "--eph", "", "Markers after packet headers", [](S& s, Text) { return given(s.writing.eph); },
+     Of::jpeg2000},
+    {kEncode, "--plt", "", "Packet lengths, in tile-part headers", [](S& s, Text) { return given(s.writing.plt); },
+     Of::jpeg2000},
+    {kEncode, "--tlm", "", "Tile-part lengths, in the main header", [](S& s, Text) { return given(s.writing.tlm); },
+     Of::jpeg2000},
+    {kEncode, "--roi", "X,Y,W,H", "Region of interest, coded before everything else (max-shift)",
+     [](S& s, Text text) { return useRoi(text, s.writing); }, Of::jpeg2000},
+    {kEncode, "--visual", "", "Spend the bytes where the eye sees them",
+     [](S& s, Text) { return given(s.writing.visual); }, Of::jpeg2000},
+    {kEncode, "--comment", "TEXT", "Add a comment",
+     [](S& s, Text text) { return s.comment = text, Complaint(text.empty() ? "is not a text" : ""); }},
     {kEncode, "--modes", "LIST", "Any of bypass,reset,termall,causal,pterm,segsym; default none",
      [](S& s, Text text) { return useModes(text, s.writing.modes); }, Of::jpeg2000},
     {kEncode, "--format", "jpg|jp2|j2k", "Output format, whatever the extension",
@@ -153,8 +180,12 @@ constexpr Option kOptions[] = {
      [](S& s, Text text) { return useFormat(text, s); }},
     {kDecode, "--nosmooth", "", "Upsample by repeating samples instead of interpolating",
      [](S& s, Text) { return given(s.reading.nosmooth); }, Of::jpeg},
-    {kDecode, "--reduce", "N", "Halve the picture N times by skipping resolution levels",
-     [](S& s, Text text) { return useNumber(text, 0, kMaxLevels, s.reading.reduce); }, Of::jpeg2000},
+    {kEncode | kDecode, "--region", "X,Y,W,H", "Only these pixels of the picture, before it is reduced or turned",
+     [](S& s, Text text) { return useRegion(text, s.reading); }},
+    {kEncode | kDecode, "--reduce", "N", "Halve the picture N times, JPEG at most 3 times",
+     [](S& s, Text text) { return useNumber(text, 0, kMaxLevels, s.reading.reduce); }},
+    {kDecode, "--tile", "N", "Only this tile of the picture, counted from 0",
+     [](S& s, Text text) { return useTileNumber(text, s); }, Of::jpeg2000},
     {kDecode, "--layers", "N", "Quality layers to decode; default all",
      [](S& s, Text text) { return useNumber(text, 1, kMaxReadLayers, s.reading.layers); }, Of::jpeg2000},
     {kDecode, "--components", "", "Write each component or ink to its own PGX or PGM file: OUT_0 ...",

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include "cli/console.h"
 #include "cli/help.h"
@@ -51,6 +52,7 @@ class Parser {
     checkSizes();
     checkProcess();
     checkTransform();
+    if (settings_.reading.tilePlus1 && settings_.reading.regionWidth) misuse("--tile and --region cannot be combined");
     return settings_;
   }
 
@@ -159,10 +161,16 @@ class Parser {
   }
 
   void checkSizes() const {
-    const MoxcWriteOptions& writing = settings_.writing;
-    if (writing.ratio > 0 && writing.bpp > 0) misuse("--ratio and --bpp cannot be combined");
-    if (writing.lossless && (writing.ratio > 0 || writing.bpp > 0))
-      misuse(std::string("--lossless cannot be combined with ") + (writing.ratio > 0 ? "--ratio" : "--bpp"));
+    const std::pair<const char*, bool> goals[] = {{"--ratio", !settings_.ratios.empty()},
+                                                  {"--bpp", !settings_.bpps.empty()},
+                                                  {"--psnr", !settings_.psnrs.empty()}};
+    const char* first = nullptr;
+    for (const auto& [name, given] : goals) {
+      if (!given) continue;
+      if (first) misuse(std::string(first) + " and " + name + " cannot be combined");
+      if (settings_.writing.lossless) misuse(std::string("--lossless cannot be combined with ") + name);
+      first = name;
+    }
   }
 
   void checkProcess() const {

@@ -33,6 +33,10 @@ struct Settings {
   MoxcReadOptions reading;
   MoxcWriteOptions writing;
   MoxcTranscodeOptions transcoding;
+  // Become fields of `writing` when the options are complete.
+  std::vector<double> ratios, bpps, psnrs;
+  std::vector<std::int32_t> precincts;
+  std::string comment;
   // The last option given that applies to that format of the output only.
   std::string onlyJpeg, onlyJpeg2000;
   std::vector<std::string_view> transformedBy;  // the options that turn or mirror the picture

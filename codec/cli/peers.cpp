@@ -45,7 +45,7 @@ constexpr Option kPeerOptions[] = {
     {kEncode, "-q", "1..100", "Quality, the same as --quality (not for JPEG 2000)",
      [](S& s, Text text) { return useNumber(text, 1, 100, s.writing.quality); }, Of::dct},
     {kEncode, "-r", "R", "Ratio, the same as --ratio (not for JPEG)",
-     [](S& s, Text text) { return useReal(text, 1, kMaxRatio, s.writing.ratio); }, Of::jpeg2000},
+     [](S& s, Text text) { return useReals(text, 1, kMaxRatio, s.ratios); }, Of::jpeg2000},
     {kDecode, "-r", "N", "Resolution levels to skip, the same as --reduce",
      [](S& s, Text text) { return useNumber(text, 0, kMaxLevels, s.reading.reduce); }, Of::jpeg2000},
     {kEncode | kTranscode, "-greyscale", "", "",

@@ -22,6 +22,8 @@ constexpr Named<MoxcProgression> kProgressions[] = {
 constexpr Named<std::int32_t> kModes[] = {{"bypass", moxcModeBypass},   {"reset", moxcModeReset},
                                           {"termall", moxcModeTermall}, {"causal", moxcModeCausal},
                                           {"pterm", moxcModePterm},     {"segsym", moxcModeSegsym}};
+constexpr Named<MoxcTileParts> kTileParts[] = {
+    {"R", moxcTilePartsResolutions}, {"L", moxcTilePartsLayers}, {"C", moxcTilePartsComponents}};
 constexpr Named<MoxcTransform> kRotations[] = {{"90", moxcRotate90}, {"180", moxcRotate180}, {"270", moxcRotate270}};
 constexpr Named<MoxcTransform> kFlips[] = {{"h", moxcFlipHorizontal},
                                            {"v", moxcFlipVertical},
@@ -52,6 +54,17 @@ bool useList(std::string_view text, const Named<std::int32_t> (&table)[count], s
     at = end + 1;
   }
   return true;
+}
+
+// What stands between commas.
+std::vector<std::string_view> wordsOf(std::string_view text) {
+  std::vector<std::string_view> words;
+  for (std::size_t at = 0; at <= text.size();) {
+    const std::size_t end = std::min(text.find(',', at), text.size());
+    words.push_back(text.substr(at, end - at));
+    at = end + 1;
+  }
+  return words;
 }
 
 // Whether each of the values between commas, four at most, is right.
@@ -106,10 +119,18 @@ Complaint useScaled(std::string_view text, std::uint64_t thousand, std::uint64_t
   return "";
 }
 
-Complaint useReal(const std::string& text, double min, double max, double& target) {
-  double value = 0;
-  if (!parseNumber(text, min, max, value)) return "is not a number from " + shortest(min) + " to " + shortest(max);
-  target = value;
+Complaint useReals(std::string_view text, double min, double max, std::vector<double>& target) {
+  const std::vector<std::string_view> words = wordsOf(text);
+  target.clear();
+  for (const std::string_view word : words) {
+    double value = 0;
+    const bool everything =
+        words.size() > 1 && target.size() + 1 == words.size() && (word == "0" || word == "lossless");
+    if (!everything && !parseNumber(word, min, max, value))
+      return (words.size() == 1 ? "is not a number from " : "is not a list of numbers from ") + shortest(min) + " to " +
+             shortest(max);
+    target.push_back(value);
+  }
   return "";
 }
 
@@ -184,6 +205,34 @@ Complaint useProgression(std::string_view text, MoxcProgression& progression) {
   return "";
 }
 
+Complaint useTileParts(std::string_view text, MoxcTileParts& parts) {
+  const MoxcTileParts* const named = valueNamed(kTileParts, text);
+  if (!named) return "is not R, L or C";
+  parts = *named;
+  return "";
+}
+
+Complaint usePrecincts(std::string_view text, std::vector<std::int32_t>& sizes) {
+  constexpr std::int32_t kMin = 4, kMax = 32768;
+  sizes.clear();
+  for (const std::string_view word : wordsOf(text)) {
+    std::int32_t size = 0;
+    if (!parseNumber(word, kMin, kMax, size) || !std::has_single_bit(static_cast<std::uint32_t>(size)))
+      return "is not W,H or a list of them with powers of two from 4 to 32768";
+    sizes.push_back(size);
+  }
+  return sizes.size() % 2 == 0 ? "" : "has a width without a height";
+}
+
+Complaint useRoi(std::string_view text, MoxcWriteOptions& options) {
+  const std::vector<std::string_view> words = wordsOf(text);
+  if (words.size() == 4 && parseNumber(words[0], 0, INT32_MAX, options.roiX) &&
+      parseNumber(words[1], 0, INT32_MAX, options.roiY) && parseNumber(words[2], 1, INT32_MAX, options.roiWidth) &&
+      parseNumber(words[3], 1, INT32_MAX, options.roiHeight))
+    return "";
+  return "is not X,Y,W,H with whole numbers";
+}
+
 Complaint useRotation(std::string_view text, MoxcTransform& transform) {
   const MoxcTransform* const named = valueNamed(kRotations, text);
   if (!named) return "is not 90, 180 or 270";
@@ -205,6 +254,22 @@ Complaint useCrop(std::string_view text, MoxcTranscodeOptions& options) {
   const bool sized = size.empty() || parseSize(size, options.cropWidth, options.cropHeight);
   const bool placed = offset.empty() || parseOffset(offset, options.cropX, options.cropY);
   return sized && placed && !text.empty() ? "" : "is not WxH+X+Y, WxH or +X+Y with whole numbers";
+}
+
+Complaint useRegion(std::string_view text, MoxcReadOptions& options) {
+  struct Number {
+    std::int32_t& value;
+    std::int32_t min;
+  };
+  const Number numbers[] = {
+      {options.regionX, 0}, {options.regionY, 0}, {options.regionWidth, 1}, {options.regionHeight, 1}};
+  bool good = true;
+  for (const Number& number : numbers) {
+    const std::size_t comma = &number == std::end(numbers) - 1 ? text.size() : text.find(',');
+    good = good && comma <= text.size() && parseNumber(text.substr(0, comma), number.min, INT32_MAX, number.value);
+    if (good) text.remove_prefix(std::min(comma + 1, text.size()));
+  }
+  return good ? "" : "is not X,Y,W,H with whole numbers, W and H at least 1";
 }
 
 Complaint useModes(std::string_view text, std::int32_t& modes) {

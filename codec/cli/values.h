@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "moxcodec.h"
 
@@ -32,7 +33,8 @@ Complaint useNumber(const std::string& text, int min, int max, Target& target) {
 
 // A number from 1 to `max`; k, M or G after it multiplies it by `thousand`, its square or its cube.
 Complaint useScaled(std::string_view text, std::uint64_t thousand, std::uint64_t max, std::uint64_t& target);
-Complaint useReal(const std::string& text, double min, double max, double& target);
+// A number, or several with commas between them, of which the last may be 0 or the word "lossless".
+Complaint useReals(std::string_view text, double min, double max, std::vector<double>& target);
 
 // One number, or a list of one for each component.
 Complaint useQuality(const std::string& text, std::int32_t& quality, std::string& list);
@@ -51,6 +53,13 @@ Complaint useRotation(std::string_view text, MoxcTransform& transform);
 Complaint useFlip(std::string_view text, MoxcTransform& transform);
 // "WxH+X+Y", "WxH" or "+X+Y"
 Complaint useCrop(std::string_view text, MoxcTranscodeOptions& options);
+// "X,Y,W,H"
+Complaint useRegion(std::string_view text, MoxcReadOptions& options);
+Complaint useTileParts(std::string_view text, MoxcTileParts& parts);
+// "W,H" or more of them
+Complaint usePrecincts(std::string_view text, std::vector<std::int32_t>& sizes);
+// "X,Y,W,H"
+Complaint useRoi(std::string_view text, MoxcWriteOptions& options);
 Complaint useModes(std::string_view text, std::int32_t& modes);
 // Nothing for all metadata, or the names of some
 Complaint useStrip(std::string_view text, std::int32_t& strip);

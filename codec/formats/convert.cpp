@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "pictures/colourspace/srgb.h"
+#include "pictures/region.h"
 
 namespace moxj {
 
@@ -20,6 +21,16 @@ void addNotes(Outcome& outcome, const std::vector<std::string>& notes) {
     if (std::ranges::find(outcome.notes, note) == outcome.notes.end()) outcome.notes.push_back(note);
 }
 
+// Pushes rows to a sink, with a layout that says which part of them is wanted.
+Outcome push(const Format& from, Input& input, const ReadOptions& options, RowSink& sink, Work& work) {
+  const std::unique_ptr<RowSource> reader = from.open(input, options, work);
+  if (from.cuts || !options.region.given()) return reader->push(sink);
+  std::vector<std::string> notes;
+  Outcome outcome = reader->push(*wanting(sink, options.region, notes));
+  addNotes(outcome, notes);
+  return outcome;
+}
+
 // Pushes the rows of an input that is recognised and whose options are checked. The outcome has the notes of the
 // reader, then those of the conversion.
 Outcome pushFitted(const Format& from, Input& input, const ReadOptions& options, Holds holds, RowSink& sink,
@@ -28,7 +39,7 @@ Outcome pushFitted(const Format& from, Input& input, const ReadOptions& options,
   holds.upright = options.orient;
   const std::unique_ptr<RowSink> fit = fitting(sink, std::move(holds), fitNotes, work.budget);
   const std::unique_ptr<RowSink> srgb = options.srgb ? convertingToSrgb(*fit, fitNotes, work) : nullptr;
-  Outcome outcome = from.open(input, options, work)->push(srgb ? *srgb : *fit);
+  Outcome outcome = push(from, input, options, srgb ? *srgb : *fit, work);
   addNotes(outcome, fitNotes);
   return outcome;
 }
@@ -105,7 +116,7 @@ Outcome convertComponents(Input& input, const ReadOptions& reading, const Format
   options.components = true;
   const Format& from = recogniseFor(input, options);
   PictureCollector collector(&work.budget);
-  Outcome outcome = from.open(input, options, work)->push(collector);
+  Outcome outcome = push(from, input, options, collector, work);
   const Picture& picture = collector.picture();
   const std::size_t count = picture.planes.size();
   for (std::size_t i = 0; i < count; ++i)

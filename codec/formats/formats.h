@@ -39,6 +39,7 @@ struct Format {
   Description (*describe)(Input& input, Work& work) = nullptr;
   // A reader; the input outlives it. The header may be read here or in push(). Null: files of this format are not read.
   std::unique_ptr<RowSource> (*open)(Input& input, const ReadOptions& options, Work& work) = nullptr;
+  bool cuts = false;  // the reader knows regions: it gives little more, and says what is wanted (Picture::wanted)
   // A writer, which gets only what holds() allows. `notes` outlives it.
   std::unique_ptr<RowSink> (*create)(Output& output, const WriteOptions& options, Work& work,
                                      std::vector<std::string>& notes) = nullptr;
@@ -47,7 +48,7 @@ struct Format {
   std::span<const std::string_view> readOptions = {}, writeOptions = {};
 };
 
-inline constexpr std::size_t kSniffed = 12;
+inline constexpr std::size_t kSniffed = 18;
 inline constexpr std::size_t kSearched = std::size_t{80} << 10;
 
 std::span<const Format* const> formats();
@@ -56,7 +57,7 @@ std::span<const Format* const> formats();
 const Format* formatNamed(std::string_view name);
 // By the extension of a path; null if it is not a known one.
 const Format* formatOfPath(std::string_view path);
-// By the first bytes of an input. Throws Problem (notThisFormat), which names TIFF, BMP, GIF and WebP.
+// By the first bytes of an input. Throws Problem (notThisFormat), which names GIF and WebP.
 const Format& recognise(Input& input);
 // "jpg, jp2 or j2k": the first names of all formats that are coded, or that are not.
 std::string formatNames(bool coded);

@@ -15,11 +15,12 @@ Description describeJpeg(Input& input, Work& work);  // jpeg_describe.cpp
 namespace {
 
 constexpr int kMaxQuality = 100, kMaxRestart = 65535, kMaxPredictor = 7, kMaxPoint = 15;
+constexpr std::size_t kMaxComment = 65533;
 
-constexpr std::string_view kReadOptions[] = {"nosmooth", "fastMcu", "components", "picture"};
+constexpr std::string_view kReadOptions[] = {"reduce", "nosmooth", "fastMcu", "components", "picture"};
 constexpr std::string_view kWriteOptions[] = {"quality", "sample",  "grayscale", "progressive", "scans", "optimize",
-                                              "fastMcu", "restart", "lossless",  "predictor",   "point", "cmyk",
-                                              "rgb",     "factors", "qualities", "depth"};
+                                              "fastMcu", "restart", "lossless",  "predictor",   "point", "comment",
+                                              "cmyk",    "rgb",     "factors",   "qualities",   "depth"};
 
 bool isJpeg(ByteSpan first) { return first.size() >= 3 && first[0] == 0xFF && first[1] == 0xD8; }
 
@@ -75,7 +76,11 @@ std::unique_ptr<RowSource> open(Input& input, const ReadOptions& options, Work& 
                                      .inks = options.components || options.inks || options.srgb,
                                      .components = options.components,
                                      .native = options.native,
-                                     .picture = options.picture};
+                                     .picture = options.picture,
+                                     .region = options.region,
+                                     .reduce = options.reduce};
+  if (options.reduce < 0 || options.reduce > jpeg::kMaxReduce)
+    failOption("reduce", std::to_string(options.reduce) + " is not a number from 0 to 3");
   return std::make_unique<Reader>(input, decoding, work);
 }
 
@@ -115,6 +120,8 @@ void check(const WriteOptions& options) {
   checkRange("restart", options.restart, kMaxRestart);
   checkRange("predictor", options.predictor, kMaxPredictor);
   checkRange("point", options.point, kMaxPoint);
+  if (options.comment.size() > kMaxComment)
+    failOption("comment", "is longer than " + std::to_string(kMaxComment) + " bytes");
 }
 
 Holds holds(const WriteOptions& options) {
@@ -180,14 +187,40 @@ jpeg::EncodeOptions encodeOptions(const WriteOptions& options) {
   return coding;
 }
 
-std::unique_ptr<RowSink> create(Output& output, const WriteOptions& options, Work& work, std::vector<std::string>&) {
-  check(options);
+// Adds a comment to the metadata of the picture.
+class CommentSink : public RowSink {
+ public:
+  CommentSink(std::unique_ptr<RowSink> next, std::string comment)
+      : next_(std::move(next)), comment_(std::move(comment)) {}
+  void begin(const Picture& layout) override {
+    Picture commented = layout;
+    Metadata metadata = layout.metadata ? *layout.metadata : Metadata();
+    metadata.add(MetadataKind::comment, "", {reinterpret_cast<const std::uint8_t*>(comment_.data()), comment_.size()});
+    commented.metadata = std::make_shared<const Metadata>(std::move(metadata));
+    next_->begin(commented);
+  }
+  void rows(const Picture& band) override { next_->rows(band); }
+  void end() override { next_->end(); }
+
+ private:
+  std::unique_ptr<RowSink> next_;
+  std::string comment_;
+};
+
+std::unique_ptr<RowSink> createPlain(Output& output, const WriteOptions& options, Work& work) {
   if (!options.lossless) return jpeg::encoder(output, encodeOptions(options), work);
   const jpeg::LosslessOptions coding{.predictor = options.predictor,
                                      .point = options.point,
                                      .restart = options.restart,
                                      .restartInRows = options.restartInRows};
   return jpeg::losslessEncoder(output, coding, work);
+}
+
+std::unique_ptr<RowSink> create(Output& output, const WriteOptions& options, Work& work, std::vector<std::string>&) {
+  check(options);
+  std::unique_ptr<RowSink> encoder = createPlain(output, options, work);
+  if (options.comment.empty()) return encoder;
+  return std::make_unique<CommentSink>(std::move(encoder), options.comment);
 }
 
 }  // namespace
@@ -201,6 +234,7 @@ const Format kJpegFormat = {.label = "JPEG",
                             .search = hasJpeg,
                             .describe = describeJpeg,
                             .open = open,
+                            .cuts = true,
                             .create = create,
                             .holds = holds,
                             .readOptions = kReadOptions,

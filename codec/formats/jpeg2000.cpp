@@ -1,7 +1,8 @@
 // JPEG 2000 as a format: its reader decodes the whole picture before it gives any rows, its writer collects all rows
-// before it codes them.
+// before it codes them, unless memory or tiles that are written one by one speak for rows.
 #include <bit>
 #include <optional>
+#include <utility>
 
 #include "formats/formats.h"
 #include "j2k/boxes.h"
@@ -16,10 +17,13 @@ namespace {
 
 constexpr int kMaxWrittenLayers = 100;
 constexpr int kMinBlock = 4, kMaxBlock = 1024, kMaxBlockArea = 4096;
+constexpr int kMinPrecinct = 4, kMaxPrecinct = 32768;
+constexpr std::size_t kMaxComment = 65531;
 
-constexpr std::string_view kReadOptions[] = {"reduce", "layers", "components", "upsample"};
-constexpr std::string_view kWriteOptions[] = {"lossless", "ratio",       "bpp",    "levels", "block",
-                                              "tile",     "progression", "layers", "modes"};
+constexpr std::string_view kReadOptions[] = {"reduce", "layers", "components", "upsample", "tile"};
+constexpr std::string_view kWriteOptions[] = {
+    "lossless",  "ratio", "bpp", "levels", "block", "tile",      "progression", "layers", "modes",  "psnr",
+    "precincts", "sop",   "eph", "plt",    "tlm",   "tileParts", "roi",         "visual", "comment"};
 
 // ---- Reading ----------------------------------------------------------------------------------------------------
 
@@ -51,7 +55,11 @@ class Reader : public RowSource {
 };
 
 std::unique_ptr<RowSource> open(Input& input, const ReadOptions& options, Work& work) {
-  j2k::DecodeOptions decoding{.reduce = options.reduce, .components = options.components, .upsample = options.upsample};
+  j2k::DecodeOptions decoding{.reduce = options.reduce,
+                              .components = options.components,
+                              .upsample = options.upsample,
+                              .region = options.region,
+                              .tile = options.tile};
   if (options.reduce < 0 || options.reduce > j2k::kMaxLevels)
     failOption("reduce", std::to_string(options.reduce) + " is not a number from 0 to 32");
   if (options.layers < 0 || options.layers > j2k::kMaxLayers)
@@ -70,11 +78,12 @@ Holds holds(const WriteOptions&) {
   else
     held.metadata = HeldMetadata::none();
   held.colours = {Colour::unknown, Colour::grey, Colour::rgb};
-  if (boxes) held.colours.insert(held.colours.begin() + 1, Colour::cmyk);  // a codestream does not say that
+  // A codestream does not say either.
+  if (boxes) held.colours.insert(held.colours.begin() + 1, {Colour::ycbcr, Colour::cmyk});
   held.inks = Inks::plain;
   held.opacity = true;
   held.maxPlanes = j2k::kMaxWrittenComponents;
-  held.maxBits = j2k::kMaxWrittenBits;
+  held.maxBits = 31;  // the writer refuses what it cannot write: scaling would lose bits of a lossless file
   held.isSigned = held.subsampled = held.mixedDepths = true;
   return held;
 }
@@ -84,13 +93,21 @@ class Writer : public RowSink {
   Writer(Output& output, const j2k::EncodeOptions& options, Work& work, std::vector<std::string>& notes)
       : output_(output), options_(options), work_(work), notes_(notes), collector_(std::in_place, &work.budget) {}
 
-  void begin(const Picture& layout) override { collector_->begin(layout); }
+  void begin(const Picture& layout) override {
+    j2k::checkWritable(layout, options_);
+    work_.limits.check(static_cast<std::uint64_t>(layout.width), static_cast<std::uint64_t>(layout.height));
+    collector_->begin(layout);
+    started_ = false;
+  }
   void rows(const Picture& band) override {
+    if (!std::exchange(started_, true)) chooseWay(band);
+    if (encoder_) return encoder_->rows(band);
     collector_->rows(band);
     if (band.owner != nullptr && band.owner == collector_->picture().owner) shared_ = true;
   }
   bool takesWhole() const override { return true; }
   void end() override {
+    if (encoder_) return encoder_->finish();
     picture_ = collector_->picture();
     collector_.reset();
     if (!j2k::isOnGrid(picture_)) useGrid();
@@ -99,6 +116,14 @@ class Writer : public RowSink {
   }
 
  private:
+  // A picture that is in memory anyway is coded from there.
+  void chooseWay(const Picture& firstBand) {
+    const Picture& layout = collector_->picture();
+    const bool whole = firstBand.height == layout.height && firstBand.owner;
+    if (whole || !j2k::isOnGrid(layout) || !j2k::RowEncoder::isBetter(layout, options_, work_.budget)) return;
+    encoder_.emplace(layout, options_, work_, output_);
+  }
+
   // Sub-sampled planes whose sizes do not follow from that of the picture (their tiles have an offset in the file that
   // they come from) get its size.
   void useGrid() {
@@ -122,6 +147,8 @@ class Writer : public RowSink {
   Work& work_;
   std::vector<std::string>& notes_;
   std::optional<PictureCollector> collector_;
+  std::optional<j2k::RowEncoder> encoder_;  // instead of the collector
+  bool started_ = false;
   Picture picture_;
   bool shared_ = false;  // the samples belong to the source of the rows
 };
@@ -145,11 +172,41 @@ void checkRange(std::string_view option, double value, double min, double max, c
   if (!(value >= min && value <= max)) failOption(option, std::string("is not a number from ") + range);
 }
 
+// Of several values the last may ask for everything.
+void checkGoals(std::string_view option, const j2k::Goals& goals, double min, double max, const char* range) {
+  for (std::size_t i = 0; i < goals.values.size(); ++i) {
+    const bool last = i > 0 && i + 1 == goals.values.size();
+    if (!last || goals.values[i] != j2k::Goals::kEverything) checkRange(option, goals.values[i], min, max, range);
+    const bool rises = goals.kind != j2k::Goals::ratio;
+    if (i == 0 || goals.values[i] == j2k::Goals::kEverything) continue;
+    if (rises ? goals.values[i] <= goals.values[i - 1] : goals.values[i] >= goals.values[i - 1])
+      failOption(option,
+                 std::string("of a layer must be ") + (rises ? "more" : "less") + " than that of the one before");
+  }
+}
+
+j2k::Goals goalsOf(const WriteOptions& options) {
+  j2k::Goals goals;
+  if (!options.ratio.empty()) {
+    goals = {j2k::Goals::ratio, options.ratio};
+    checkGoals("ratio", goals, 1, 1e6, "1 to 1000000");
+    if (goals.values.size() > 1 && goals.values.back() == 1) goals.values.back() = j2k::Goals::kEverything;
+  }
+  if (!options.bpp.empty()) {
+    goals = {j2k::Goals::bitsPerPixel, options.bpp};
+    checkGoals("bpp", goals, 1e-6, 1e6, "0.000001 to 1000000");
+  }
+  if (!options.psnr.empty()) {
+    goals = {j2k::Goals::psnr, options.psnr};
+    checkGoals("psnr", goals, 1, 200, "1 to 200");
+  }
+  return goals;
+}
+
 j2k::EncodeOptions encodeOptions(const WriteOptions& options) {
   j2k::EncodeOptions coding;
-  if (options.ratio != 0) coding.ratio = options.ratio;
-  if (options.bpp != 0) coding.bitsPerPixel = options.bpp;
-  coding.lossless = options.lossless || (!coding.ratio && !coding.bitsPerPixel);
+  coding.goals = goalsOf(options);
+  coding.lossless = options.lossless || !coding.goals.given() || coding.goals.endsLossless();
   coding.levels = options.levels.value_or(coding.levels);
   if (options.blockWidth != 0) coding.blockWidth = options.blockWidth;
   if (options.blockHeight != 0) coding.blockHeight = options.blockHeight;
@@ -157,13 +214,45 @@ j2k::EncodeOptions encodeOptions(const WriteOptions& options) {
   coding.tileHeight = options.tileHeight;
   coding.order = options.progression.value_or(coding.order);
   if (options.layers != 0) coding.layers = options.layers;
+  if (coding.goals.values.size() > 1) coding.layers = static_cast<int>(coding.goals.values.size());
   coding.modes = options.modes;
+  coding.precincts = options.precincts;
+  coding.sop = options.sop;
+  coding.eph = options.eph;
+  coding.plt = options.plt;
+  coding.tlm = options.tlm;
+  coding.tileParts = options.tileParts;
+  coding.roi = options.roi;
+  coding.visual = options.visual;
+  coding.comment = options.comment;
   return coding;
 }
 
+void checkPrecincts(const j2k::EncodeOptions& options) {
+  const auto allowed = [](int size) {
+    return size >= kMinPrecinct && size <= kMaxPrecinct && std::has_single_bit(static_cast<unsigned>(size));
+  };
+  if (options.precincts.size() > static_cast<std::size_t>(options.levels) + 1)
+    failOption("precincts", "are more than the resolutions, which are " + std::to_string(options.levels + 1));
+  for (const j2k::PrecinctSize& size : options.precincts)
+    if (!allowed(size.width) || !allowed(size.height)) failOption("precincts", "are not powers of two from 4 to 32768");
+}
+
+// Options that mean nothing together.
+void checkTogether(const WriteOptions& given, const j2k::EncodeOptions& options) {
+  const bool several = options.goals.values.size() > 1;
+  const bool quality = options.goals.kind == j2k::Goals::psnr;
+  if (given.lossless && quality) failOption("psnr", "and lossless cannot be combined");
+  if (given.layers > 1 && several && given.layers != options.layers)
+    failOption("layers", "and the number of values for them differ");
+  if (!options.roi.empty() && quality) failOption("psnr", "and roi cannot be combined");
+  if (options.visual && quality) failOption("psnr", "and visual cannot be combined");
+  // Everything is taken from every block, whatever its weight.
+  if (options.visual && options.lossless && options.layers == 1)
+    failOption("visual", "has no effect on one layer without loss");
+}
+
 void check(const j2k::EncodeOptions& options) {
-  if (options.ratio) checkRange("ratio", *options.ratio, 1, 1e6, "1 to 1000000");
-  if (options.bitsPerPixel) checkRange("bpp", *options.bitsPerPixel, 1e-6, 1e6, "0.000001 to 1000000");
   if (options.levels < 0 || options.levels > j2k::kMaxLevels) failRange("levels", options.levels, 0, j2k::kMaxLevels);
   checkBlock(options.blockWidth, options.blockHeight);
   if (options.tileWidth < 0 || options.tileHeight < 0) failOption("tile", "has a negative size");
@@ -171,6 +260,11 @@ void check(const j2k::EncodeOptions& options) {
     failRange("layers", options.layers, 1, kMaxWrittenLayers);
   if (options.modes < 0 || options.modes > j2k::allModes) failRange("modes", options.modes, 0, j2k::allModes);
   if (options.order > j2k::Order::cprl) failOption("progression", "is not LRCP, RLCP, RPCL, PCRL or CPRL");
+  checkPrecincts(options);
+  if (options.roi.x < 0 || options.roi.y < 0 || options.roi.width < 0 || options.roi.height < 0)
+    failOption("roi", "has a negative position or size");
+  if (options.comment.size() > kMaxComment)
+    failOption("comment", "is longer than " + std::to_string(kMaxComment) + " bytes");
 }
 
 template <bool boxes>
@@ -179,6 +273,7 @@ std::unique_ptr<RowSink> create(Output& output, const WriteOptions& options, Wor
   j2k::EncodeOptions coding = encodeOptions(options);
   coding.boxes = boxes;
   check(coding);
+  checkTogether(options, coding);
   return std::make_unique<Writer>(output, coding, work, notes);
 }
 
@@ -198,6 +293,7 @@ const Format kJp2Format = {.label = "JPEG 2000",
                            .sniff = j2k::isBoxed,
                            .describe = describeJpeg2000,
                            .open = open,
+                           .cuts = true,
                            .create = create<true>,
                            .holds = holds<true>,
                            .readOptions = kReadOptions,
@@ -209,6 +305,7 @@ const Format kJ2kFormat = {.label = "JPEG 2000",
                            .sniff = isCodestream,
                            .describe = describeJpeg2000,
                            .open = open,
+                           .cuts = true,
                            .create = create<false>,
                            .holds = holds<false>,
                            .readOptions = kReadOptions,

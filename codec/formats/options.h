@@ -6,9 +6,10 @@
 #include <string_view>
 #include <vector>
 
-#include "j2k/params.h"
+#include "j2k/j2k.h"
 #include "jpeg/script.h"
 #include "pictures/metadata.h"
+#include "pictures/picture.h"
 
 namespace moxj {
 
@@ -22,8 +23,10 @@ struct ReadOptions {
   int picture = 0;          // JPEG: of several in a file, from 1
   bool upsample = false;    // JPEG 2000: all components at the size of the reference grid
   bool native = false;      // JPEG: also YCbCr as it is coded, not up-sampled (not an option of a file: never refused)
-  bool inks = false;        // inks as they are (not an option of a file: never refused)
-  bool srgb = false;        // converts colours to sRGB
+  Region region = {};       // of the picture before it is reduced or turned (of all formats: never refused)
+  std::optional<int> tile = {};  // JPEG 2000: this tile alone
+  bool inks = false;             // inks as they are (not an option of a file: never refused)
+  bool srgb = false;             // converts colours to sRGB
 };
 
 enum class Subsampling { none, s444, s422, s420, s440, s411, s410 };
@@ -47,7 +50,7 @@ struct WriteOptions {
   bool lossless = false;
   int predictor = 0, point = 0;  // of lossless JPEG
   // JPEG 2000
-  double ratio = 0, bpp = 0;
+  std::vector<double> ratio, bpp;  // one value, or one for each layer; 0 in the last: without loss
   std::optional<int> levels;
   int blockWidth = 0, blockHeight = 0;
   int tileWidth = 0, tileHeight = 0;
@@ -56,7 +59,16 @@ struct WriteOptions {
   int modes = 0;
   MetadataSet strip = {};  // metadata that is not wanted (of all formats, which may have none)
   bool native = false;     // JPEG: planes of YCbCr as they are (not an option of a file: never refused)
-  bool cmyk = false;       // JPEG: inks as they are; otherwise they become YCCK
+  // JPEG 2000
+  std::vector<double> psnr;                  // as ratio
+  std::vector<j2k::PrecinctSize> precincts;  // from the highest resolution down
+  bool sop = false, eph = false, plt = false, tlm = false;
+  j2k::Division tileParts = j2k::Division::whole;
+  j2k::InterestRegion roi;
+  bool visual = false;
+  // both
+  std::string comment;
+  bool cmyk = false;  // JPEG: inks as they are; otherwise they become YCCK
 };
 
 // An option by the name of its field, which is also its name on a command line (fastMcu: --fast-mcu).

@@ -7,12 +7,13 @@
 namespace moxj {
 
 extern const Format kJpegFormat, kJp2Format, kJ2kFormat, kPngFormat, kPpmFormat, kPgmFormat, kPnmFormat, kPamFormat,
-    kPbmFormat, kPgxFormat, kRawFormat, kRawlFormat;
+    kPbmFormat, kPgxFormat, kBmpFormat, kTiffFormat, kRawFormat, kRawlFormat;
 
 namespace {
 
-constexpr const Format* kFormats[] = {&kJpegFormat, &kJp2Format, &kJ2kFormat, &kPngFormat, &kPpmFormat, &kPgmFormat,
-                                      &kPnmFormat,  &kPamFormat, &kPbmFormat, &kPgxFormat, &kRawFormat, &kRawlFormat};
+constexpr const Format* kFormats[] = {&kJpegFormat, &kJp2Format,  &kJ2kFormat, &kPngFormat, &kPpmFormat,
+                                      &kPgmFormat,  &kPnmFormat,  &kPamFormat, &kPbmFormat, &kPgxFormat,
+                                      &kBmpFormat,  &kTiffFormat, &kRawFormat, &kRawlFormat};
 
 char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
@@ -39,8 +40,6 @@ std::string unrecognised(ByteSpan bytes) {
   const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   using namespace std::string_view_literals;
   const char* name = nullptr;
-  if (text.starts_with("II*\0"sv) || text.starts_with("MM\0*"sv)) name = "TIFF";
-  if (text.starts_with("BM"sv) && text.size() >= 10 && text.substr(6, 4) == "\0\0\0\0"sv) name = "BMP";
   if (text.starts_with("GIF87a"sv) || text.starts_with("GIF89a"sv)) name = "GIF";
   if (text.starts_with("RIFF"sv) && text.size() >= 12 && text.substr(8, 4) == "WEBP"sv) name = "WebP";
   if (name) return std::string(name) + " files are not supported";
@@ -55,6 +54,12 @@ bool isSet(const Options& options) {
   return static_cast<bool>(options.*Field);
 }
 
+// A list that is given if it has an element.
+template <auto Field>
+bool hasAny(const WriteOptions& options) {
+  return !(options.*Field).empty();
+}
+
 constexpr OptionField<ReadOptions> kReadFields[] = {
     {"reduce", isSet<&ReadOptions::reduce, ReadOptions>},
     {"layers", isSet<&ReadOptions::layers, ReadOptions>},
@@ -63,6 +68,7 @@ constexpr OptionField<ReadOptions> kReadFields[] = {
     {"components", isSet<&ReadOptions::components, ReadOptions>},
     {"picture", isSet<&ReadOptions::picture, ReadOptions>},
     {"upsample", isSet<&ReadOptions::upsample, ReadOptions>},
+    {"tile", [](const ReadOptions& options) { return options.tile.has_value(); }},
 };
 
 constexpr OptionField<WriteOptions> kWriteFields[] = {
@@ -77,14 +83,24 @@ constexpr OptionField<WriteOptions> kWriteFields[] = {
     {"lossless", isSet<&WriteOptions::lossless, WriteOptions>},
     {"predictor", isSet<&WriteOptions::predictor, WriteOptions>},
     {"point", isSet<&WriteOptions::point, WriteOptions>},
-    {"ratio", isSet<&WriteOptions::ratio, WriteOptions>},
-    {"bpp", isSet<&WriteOptions::bpp, WriteOptions>},
+    {"ratio", hasAny<&WriteOptions::ratio>},
+    {"bpp", hasAny<&WriteOptions::bpp>},
     {"levels", isSet<&WriteOptions::levels, WriteOptions>},
     {"block", [](const WriteOptions& options) { return options.blockWidth != 0 || options.blockHeight != 0; }},
     {"tile", [](const WriteOptions& options) { return options.tileWidth != 0 || options.tileHeight != 0; }},
     {"progression", isSet<&WriteOptions::progression, WriteOptions>},
     {"layers", isSet<&WriteOptions::layers, WriteOptions>},
     {"modes", isSet<&WriteOptions::modes, WriteOptions>},
+    {"psnr", hasAny<&WriteOptions::psnr>},
+    {"precincts", hasAny<&WriteOptions::precincts>},
+    {"sop", isSet<&WriteOptions::sop, WriteOptions>},
+    {"eph", isSet<&WriteOptions::eph, WriteOptions>},
+    {"plt", isSet<&WriteOptions::plt, WriteOptions>},
+    {"tlm", isSet<&WriteOptions::tlm, WriteOptions>},
+    {"tileParts", isSet<&WriteOptions::tileParts, WriteOptions>},
+    {"roi", [](const WriteOptions& options) { return !options.roi.empty(); }},
+    {"visual", isSet<&WriteOptions::visual, WriteOptions>},
+    {"comment", hasAny<&WriteOptions::comment>},
     {"rgb", isSet<&WriteOptions::rgb, WriteOptions>},
     {"factors", [](const WriteOptions& options) { return !options.factors.empty(); }},
     {"qualities", [](const WriteOptions& options) { return !options.qualities.empty(); }},

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 #include "base/library.h"
 #include "j2k/wavelet.h"
@@ -14,11 +13,6 @@ namespace {
 
 constexpr std::uint32_t kSign = 0x80000000u;
 constexpr int kMaxPlanes = 31;  // bit-planes of the library's coefficients
-
-void clear(const Block& block, TilePlane& plane) {
-  for (int y = 0; y < block.height; ++y)
-    std::memset(plane.row(block.y + y) + block.x, 0, static_cast<std::size_t>(block.width) * 4);
-}
 
 // Coefficients of a region of interest are scaled up by `shift` bits, above all others (H.1).
 std::uint32_t unshifted(std::uint32_t magnitude, int bit, int shift) {
@@ -47,7 +41,7 @@ bool BlockDecoder::isTooDeep(const Block& block, const Band& band, const TileCom
 
 // An irreversible block is decoded as if it had one more bit-plane, which never comes: so there is a bit for the
 // midpoint of the quantisation interval even if all bit-planes are decoded.
-bool BlockDecoder::decode(const Block& block, const Band& band, const TileComponent& component, TilePlane& plane) {
+bool BlockDecoder::decode(const Block& block, const Band& band, const TileComponent& component, const BandPlace& to) {
   const bool reversible = component.coding.reversible;
   const int extra = reversible ? 0 : 1;
   int passes = 0;
@@ -58,7 +52,7 @@ bool BlockDecoder::decode(const Block& block, const Band& band, const TileCompon
   }
   const int planes = band.bitPlanes + component.shift - block.zeroPlanes;
   if (passes == 0 || planes < 1 || planes + extra > kMaxPlanes) {
-    clear(block, plane);
+    place(block, band, to, [](std::uint32_t) { return 0; });
     return passes == 0 || planes == 0;
   }
   std::int32_t size = 0;
@@ -70,43 +64,50 @@ bool BlockDecoder::decode(const Block& block, const Band& band, const TileCompon
       coderOptions(component.coding.modes) | moxJ2KKeepMidpoint | moxJ2KFillOnError, nullptr, work_.data());
   if (status != moxStatusDecodeFailed) require(status, "the decoding of a code-block");
   // A coefficient of a region of interest is recognised by a bit above the bit-planes of all others.
-  if (reversible) {
-    placeReversible(block, component.shift, plane);
-  } else {
-    const double scale = std::ldexp(band.step, fractionBits(component.bits) - extra);
-    placeIrreversible(block, component.shift, static_cast<float>(scale), plane);
-  }
+  if (reversible)
+    placeReversible(block, band, component.shift, to);
+  else
+    placeIrreversible(block, band, component.shift,
+                      static_cast<float>(std::ldexp(band.step, fractionBits(component.bits) - extra)), to);
   return status == moxStatusOk;
 }
 
-void BlockDecoder::placeReversible(const Block& block, int shift, TilePlane& plane) const {
-  const std::int32_t* from = coefficients_.data();
-  for (int y = 0; y < block.height; ++y, from += block.width) {
-    std::int32_t* const to = plane.row(block.y + y) + block.x;
-    for (int x = 0; x < block.width; ++x) {
-      const auto word = static_cast<std::uint32_t>(from[x]);
-      std::uint32_t magnitude = word & ~kSign;
-      if (shift > 0) magnitude = unshifted(magnitude, shift, shift);
-      const std::uint32_t sign = word >> 31;
-      to[x] = static_cast<std::int32_t>((magnitude ^ (0 - sign)) + sign);
-    }
+// Stores value(word) for each coefficient that has a place.
+template <class Value>
+void BlockDecoder::place(const Block& block, const Band& band, const BandPlace& to, Value value) const {
+  const Rect rect = band.rectOf(block);
+  const Rect part = intersection(rect, to.rect);
+  const auto count = static_cast<int>(part.width());
+  for (Coord y = part.y0; y < part.y1; ++y) {
+    const std::int32_t* const from = coefficients_.data() + (y - rect.y0) * block.width + (part.x0 - rect.x0);
+    std::int32_t* const row = to.plane->row(static_cast<int>(to.y + y - to.rect.y0)) + to.x + (part.x0 - to.rect.x0);
+    for (int x = 0; x < count; ++x) row[x] = value(static_cast<std::uint32_t>(from[x]));
   }
 }
 
-void BlockDecoder::placeIrreversible(const Block& block, int shift, float scale, TilePlane& plane) const {
+void BlockDecoder::placeReversible(const Block& block, const Band& band, int shift, const BandPlace& to) const {
+  const auto value = [](std::uint32_t magnitude, std::uint32_t word) {
+    const std::uint32_t sign = word >> 31;
+    return static_cast<std::int32_t>((magnitude ^ (0 - sign)) + sign);
+  };
+  if (shift > 0)
+    place(block, band, to, [=](std::uint32_t word) { return value(unshifted(word & ~kSign, shift, shift), word); });
+  else
+    place(block, band, to, [=](std::uint32_t word) { return value(word & ~kSign, word); });
+}
+
+void BlockDecoder::placeIrreversible(const Block& block, const Band& band, int shift, float scale,
+                                     const BandPlace& to) const {
   constexpr float kMaxMagnitude = 1 << 29;  // exceeded by damaged data only
-  const std::int32_t* from = coefficients_.data();
-  for (int y = 0; y < block.height; ++y, from += block.width) {
-    std::int32_t* const to = plane.row(block.y + y) + block.x;
-    for (int x = 0; x < block.width; ++x) {
-      const auto word = static_cast<std::uint32_t>(from[x]);
-      std::uint32_t magnitude = word & ~kSign;
-      if (shift > 0) magnitude = unshifted(magnitude, shift + 1, shift);
-      const float size = std::min(static_cast<float>(static_cast<std::int32_t>(magnitude)) * scale, kMaxMagnitude);
-      const std::int32_t value = static_cast<std::int32_t>(size + 0.5f);
-      to[x] = static_cast<std::int32_t>(word) < 0 ? -value : value;
-    }
-  }
+  const auto value = [=](std::uint32_t magnitude, std::uint32_t word) {
+    const float size = std::min(static_cast<float>(static_cast<std::int32_t>(magnitude)) * scale, kMaxMagnitude);
+    const auto rounded = static_cast<std::int32_t>(size + 0.5f);
+    return static_cast<std::int32_t>(word) < 0 ? -rounded : rounded;
+  };
+  if (shift > 0)
+    place(block, band, to, [=](std::uint32_t word) { return value(unshifted(word & ~kSign, shift + 1, shift), word); });
+  else
+    place(block, band, to, [=](std::uint32_t word) { return value(word & ~kSign, word); });
 }
 
 }  // namespace moxj::j2k

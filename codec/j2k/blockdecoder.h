@@ -14,19 +14,28 @@ int coderOptions(int modes);
 // The library's numbers for sub-bands: 2 and 3 select the contexts of HL and HH.
 inline int coderBand(Orientation orientation) { return orientation == hl ? 2 : orientation == hh ? 3 : 0; }
 
+// Where the coefficients of a band go: those in `rect` (in the coordinates of the band) to a plane, from (x, y) on.
+struct BandPlace {
+  TilePlane* plane;
+  Rect rect;
+  std::int32_t x, y;
+};
+
 // One per thread.
 class BlockDecoder {
  public:
-  // Writes every coefficient of the block. False if some of its data could not be decoded.
-  bool decode(const Block& block, const Band& band, const TileComponent& component, TilePlane& plane);
+  // Writes the coefficients of the block that have a place. False if some of its data could not be decoded.
+  bool decode(const Block& block, const Band& band, const TileComponent& component, const BandPlace& place);
 
   // Whether it has more bit-planes than the library decodes.
   static bool isTooDeep(const Block& block, const Band& band, const TileComponent& component);
 
  private:
   const std::uint8_t* gather(const Block& block);
-  void placeReversible(const Block& block, int shift, TilePlane& plane) const;
-  void placeIrreversible(const Block& block, int shift, float scale, TilePlane& plane) const;
+  template <class Value>
+  void place(const Block& block, const Band& band, const BandPlace& to, Value value) const;
+  void placeReversible(const Block& block, const Band& band, int shift, const BandPlace& to) const;
+  void placeIrreversible(const Block& block, const Band& band, int shift, float scale, const BandPlace& to) const;
 
   std::vector<std::int32_t> coefficients_ = std::vector<std::int32_t>(4096);
   std::vector<std::uint8_t> work_;

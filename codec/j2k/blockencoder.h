@@ -6,7 +6,6 @@
 
 #include "base/library.h"
 #include "j2k/tile.h"
-#include "j2k/tileplane.h"
 
 namespace moxj::j2k {
 
@@ -24,6 +23,8 @@ struct HullPoint {
 
 struct CodedBlock {
   int bitPlanes = 0;
+  int component = 0;
+  double error = 0;  // the picture's squared error if no pass is taken, if it was measured
   std::vector<std::uint8_t> data;
   std::vector<std::uint32_t> segmentStarts;
   std::vector<Pass> passes;
@@ -31,22 +32,36 @@ struct CodedBlock {
   std::vector<std::uint8_t> taken;  // for each layer: the number of passes in it and the layers before
 };
 
+// Where the coefficients of a block are; rows lie `step` bytes apart.
+struct Coefficients {
+  const std::int32_t* first;
+  std::ptrdiff_t step;
+};
+
+struct BlockJob {
+  double weight = 1;      // of the squared error of one quantiser step: the picture's squared error that it causes
+  bool measured = false;  // whether CodedBlock::error is wanted
+  Rect region = {};       // of interest, in coefficients of the block
+};
+
 // One per thread.
 class BlockEncoder {
  public:
   BlockEncoder(int width, int height);
 
-  // `weight` is the squared error of the picture caused by an error of one quantiser step.
-  CodedBlock encode(const Block& block, const Band& band, const TileComponent& component, TilePlane& plane,
-                    double weight);
+  CodedBlock encode(const Coefficients& from, const Block& block, const Band& band, const TileComponent& component,
+                    const BlockJob& job);
 
  private:
   struct Release {
     void operator()(MoxJ2KEncodeState* state) const { moxiEncodeFree_JPEG2K(state); }
   };
-  void loadCoefficients(const Block& block, const Band& band, const TileComponent& component, TilePlane& plane);
+  void load(const Coefficients& from, const Block& block, const Band& band, const TileComponent& component,
+            int fraction);
+  void shift(const Rect& region, const Block& block, int bits, int fraction);
+  double uncoded(const Block& block, int fraction) const;
   void fetchData(CodedBlock& coded);
-  void recordPasses(CodedBlock& coded, int passes, int modes, double weight);
+  void recordPasses(CodedBlock& coded, int passes, const TileComponent& component, double weight);
 
   std::unique_ptr<MoxJ2KEncodeState, Release> state_;
   std::vector<std::int32_t> coefficients_ = std::vector<std::int32_t>(4096);

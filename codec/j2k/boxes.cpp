@@ -317,7 +317,10 @@ void writeColour(Bytes& header, const Picture& picture) {
   const ByteSpan profile = block ? block->span() : ByteSpan();
   const bool inks = picture.colour == Colour::cmyk;
   if (block && !inks) return box(header, "colr", colourSpecification(kRestrictedIcc, profile, 0));
-  const std::uint32_t space = inks ? cmyk : picture.planes.size() >= 3 ? sRgb : greyscale;
+  const std::uint32_t space = inks                              ? cmyk
+                              : picture.colour == Colour::ycbcr ? sYcc
+                              : picture.planes.size() >= 3      ? sRgb
+                                                                : greyscale;
   box(header, "colr", colourSpecification(kEnumerated, {}, space));
   if (block) box(header, "colr", colourSpecification(kAnyIcc, profile, 0));
 }

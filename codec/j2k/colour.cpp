@@ -38,7 +38,7 @@ constexpr Known kKnown[] = {{kBilevel, "bi-level", Colour::grey, SpaceKind::srgb
                             {15, "bi-level 2", Colour::grey, SpaceKind::srgb},
                             {sRgb, "sRGB", Colour::rgb, SpaceKind::srgb},
                             {greyscale, "grey", Colour::grey, SpaceKind::srgb},
-                            {18, "sYCC", Colour::ycbcr, SpaceKind::srgb},
+                            {sYcc, "sYCC", Colour::ycbcr, SpaceKind::srgb},
                             {19, "CIEJab", Colour::special, SpaceKind::unusable},
                             {20, "e-sRGB", Colour::special, SpaceKind::eSrgb},
                             {kRomm, "ROMM-RGB", Colour::rgb, SpaceKind::calibrated},
@@ -179,7 +179,7 @@ std::shared_ptr<const ColourSpace> noted(const std::string& note) {
 
 std::string colourSpaceName(std::uint32_t space) {
   const Known* const known = knownOf(space);
-  if (space == sRgb || space == greyscale || space == 18) return known->name;
+  if (space == sRgb || space == greyscale || space == sYcc) return known->name;
   return "colour space " + std::to_string(space) + (known ? std::string(" (") + known->name + ")" : "");
 }
 

@@ -9,7 +9,7 @@
 
 namespace moxj::j2k {
 
-enum EnumeratedSpace : std::uint32_t { cmyk = 12, sRgb = 16, greyscale = 17 };
+enum EnumeratedSpace : std::uint32_t { cmyk = 12, sRgb = 16, greyscale = 17, sYcc = 18 };
 
 // "sRGB", "grey", "sYCC", "colour space 12 (CMYK)"
 std::string colourSpaceName(std::uint32_t space);

@@ -35,6 +35,9 @@ class Reader {
     return part_ == source_.parts.size() && (!source_.packedHeaders || headers_.empty());
   }
 
+  // Packets of wanted blocks.
+  std::uint64_t wantedRead() const { return wantedRead_; }
+
   // Throws Damage.
   void read(const PacketPlace& place) {
     skipSop();
@@ -54,8 +57,8 @@ class Reader {
       headers_ = headers_.subspan(size);
     else
       at_ += size;
-    const bool keep = place.layer < limits_.layers && place.resolution < limits_.resolutions;
-    readBodies(keep);
+    readBodies(place.layer < limits_.layers);
+    if (precinct.wanted && place.layer < limits_.layers) ++wantedRead_;
   }
 
  private:
@@ -128,7 +131,7 @@ class Reader {
       const ByteSpan bytes = body();
       if (length.bytes > bytes.size()) throw Damage{"ends in a packet"};
       at_ += length.bytes;
-      if (keep) add(*length.block, length, bytes.data());
+      if (keep && length.block->wanted) add(*length.block, length, bytes.data());
     }
   }
 
@@ -146,8 +149,18 @@ class Reader {
   Budget& budget_;
   ByteSpan headers_;
   std::size_t part_ = 0, at_ = 0;
+  std::uint64_t wantedRead_ = 0;
   std::vector<Length> lengths_;
 };
+
+std::uint64_t wantedPackets(const Tile& tile, int layers) {
+  std::uint64_t precincts = 0;
+  for (const TileComponent& component : tile.components)
+    for (const Resolution& resolution : component.resolutions)
+      precincts += static_cast<std::uint64_t>(std::count_if(resolution.precincts.begin(), resolution.precincts.end(),
+                                                            [](const Precinct& precinct) { return precinct.wanted; }));
+  return precincts * static_cast<std::uint64_t>(std::min(layers, tile.style.layers));
+}
 
 }  // namespace
 
@@ -155,18 +168,21 @@ PacketsRead readPackets(Tile& tile, const Siz& siz, const PacketSource& source, 
                         Budget& budget) {
   Reader reader(tile, source, limits, budget);
   PacketsRead result;
+  const std::uint64_t wanted = limits.partly ? wantedPackets(tile, limits.layers) : UINT64_MAX;
+  result.exact = wanted == 0;
+  if (result.exact) return result;
   forEachPacket(tile, siz, budget, [&](const PacketPlace& place) {
     try {
       if (reader.atEnd()) throw Damage{"ends early"};
       reader.read(place);
       ++result.packets;
-      return true;
+      return reader.wantedRead() < wanted;
     } catch (const Damage& damage) {
       result.problem = damage.text;
       return false;
     }
   });
-  result.exact = reader.atEnd();
+  result.exact = reader.atEnd() || reader.wantedRead() >= wanted;
   return result;
 }
 

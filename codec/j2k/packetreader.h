@@ -16,14 +16,14 @@ struct PacketSource {
 };
 
 struct ReadLimits {
-  int layers = kMaxLayers;
-  int resolutions = kMaxLevels + 1;  // whose data is kept, counted from the lowest
+  int layers = kMaxLayers;  // whose data is kept
+  bool partly = false;      // only wanted blocks are kept, and nothing is read after the last packet of any of them
 };
 
 struct PacketsRead {
   std::uint64_t packets = 0;
   std::string problem;  // why not all were read, empty if all were; to follow "tile N"
-  bool exact = false;   // no bytes are left over
+  bool exact = false;   // no bytes are left over, or they were not read because nothing of them is wanted
 };
 
 // Reads up to the end or the first damage. The chunks of the blocks point into the source.

@@ -4,8 +4,12 @@
 #include <algorithm>
 #include <bit>
 
+#include "base/bigendian.h"
+#include "base/problem.h"
 #include "j2k/blockencoder.h"
 #include "j2k/headerbits.h"
+#include "j2k/markerwriter.h"
+#include "j2k/syntax.h"
 
 namespace moxj::j2k {
 
@@ -56,9 +60,20 @@ void putLengths(HeaderWriter& bits, Block& block, int from, int to) {
   });
 }
 
+constexpr std::size_t kMaxParts = 255;  // of a tile
+
+// SOP, with the number of the packet in its tile.
+void putStart(Bytes& file, int number) {
+  ByteWriter out(file);
+  out.u16(marker::sop);
+  out.u16(4);
+  out.u16(number & 0xFFFF);
+}
+
 }  // namespace
 
-PacketWriter::PacketWriter(Tile& tile, const Siz& siz, Budget& budget) : tile_(tile) {
+PacketWriter::PacketWriter(Tile& tile, Coord number, const Siz& siz, const EncodeOptions& options, Budget& budget)
+    : tile_(tile), number_(static_cast<int>(number)), options_(options) {
   forEachPacket(tile, siz, budget, [&](const PacketPlace& place) {
     order_.push_back(place);
     return true;
@@ -74,6 +89,7 @@ Precinct& PacketWriter::precinctOf(const PacketPlace& place) {
 // Resets the state of the packet headers. The tag trees hold, for each block, the first layer that includes it and the
 // number of its empty bit-planes.
 void PacketWriter::restart(int layers) {
+  packets_ = 0;
   for (TileComponent& component : tile_.components)
     for (Resolution& resolution : component.resolutions)
       for (Precinct& precinct : resolution.precincts)
@@ -88,8 +104,8 @@ void PacketWriter::restart(int layers) {
             block.included = false;
             block.lengthBits = 3;
             band.inclusion.set(i, static_cast<int>(first - taken.begin()));
-            band.zeroPlanes.set(
-                i, resolution.bands[static_cast<std::size_t>(band.band)].bitPlanes - block.coded->bitPlanes);
+            const int planes = resolution.bands[static_cast<std::size_t>(band.band)].bitPlanes + component.shift;
+            band.zeroPlanes.set(i, planes - block.coded->bitPlanes);
           }
           band.inclusion.make();
           band.zeroPlanes.make();
@@ -137,25 +153,134 @@ void PacketWriter::writeBodies(const PacketPlace& place, Bytes& file) {
     }
 }
 
-void PacketWriter::write(Bytes& file, int layers) {
-  restart(layers);
-  for (const PacketPlace& place : order_) {
-    if (place.layer >= layers) continue;
-    writeHeader(place, file);
-    writeBodies(place, file);
+void PacketWriter::writePacket(const PacketPlace& place, Bytes& file) {
+  if (options_.sop) putStart(file, packets_);
+  ++packets_;
+  writeHeader(place, file);
+  if (options_.eph) ByteWriter(file).u16(marker::eph);
+  writeBodies(place, file);
+}
+
+bool PacketWriter::beginsPart(const PacketPlace& before, const PacketPlace& place) const {
+  switch (options_.tileParts) {
+    case Division::resolutions:
+      return place.resolution != before.resolution;
+    case Division::layers:
+      return place.layer != before.layer;
+    case Division::components:
+      return place.component != before.component;
+    default:
+      return false;
   }
+}
+
+std::vector<PacketWriter::Part> PacketWriter::partsOf(int layers) const {
+  std::vector<Part> parts = {{0, 0}};
+  if (options_.tileParts == Division::whole) return {{0, order_.size()}};
+  const PacketPlace* before = nullptr;
+  for (std::size_t i = 0; i < order_.size(); ++i) {
+    if (order_[i].layer >= layers) continue;
+    if (before && beginsPart(*before, order_[i])) parts.push_back({i, i});
+    before = &order_[i];
+    parts.back().end = i + 1;
+    if (parts.size() > kMaxParts)
+      failOption("tileParts", "makes more than 255 tile-parts of a tile in this progression");
+  }
+  return parts;
+}
+
+int PacketWriter::partCount(int layers) const { return static_cast<int>(partsOf(layers).size()); }
+
+// The bytes of the passes that are written.
+std::uint64_t PacketWriter::bodyBytes(int layers) const {
+  std::uint64_t bytes = 0;
+  for (const TileComponent& component : tile_.components)
+    for (const Resolution& resolution : component.resolutions)
+      for (const Precinct& precinct : resolution.precincts)
+        for (const PrecinctBand& band : precinct.bands)
+          for (const Block& block : band.blocks) {
+            const std::size_t taken = takenBefore(*block.coded, layers);
+            if (taken > 0) bytes += block.coded->passes[taken - 1].end;
+          }
+  return bytes;
+}
+
+Bytes PacketWriter::headerOf(std::size_t part, std::size_t parts, std::uint64_t packetBytes) const {
+  Bytes header;
+  writeTilePartHeader(header, {number_, static_cast<int>(part), static_cast<int>(parts)}, packetBytes, lengths_);
+  return header;
+}
+
+// The header of a tile-part has its size. A small tile waits for it in memory; of a large one all packet headers are
+// coded twice, first for the size alone.
+void PacketWriter::write(int layers, Output& output, Budget& budget) {
+  constexpr std::uint64_t kBuffer = std::uint64_t{4} << 20, kChunk = kBuffer / 8;
+  const std::vector<Part> parts = partsOf(layers);
+  const std::uint64_t expected = bodyBytes(layers) * 17 / 16;  // packet headers included
+  const bool small = expected <= kBuffer;
+  std::vector<Bytes> headers(parts.size());
+  if (!small) {
+    restart(layers);
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+      const std::uint64_t packetBytes = measure(parts[i], layers).packets;
+      headers[i] = headerOf(i, parts.size(), packetBytes);
+    }
+  }
+  budget.charge(1, std::min(expected, kBuffer));
+  Bytes packets;
+  packets.reserve(std::min(expected, kBuffer));
+  restart(layers);
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    if (!small) output.write({headers[i].data(), headers[i].size()});
+    packets.clear();
+    lengths_.clear();
+    for (std::size_t at = parts[i].begin; at < parts[i].end; ++at) {
+      if (order_[at].layer >= layers) continue;
+      const std::size_t before = packets.size();
+      writePacket(order_[at], packets);
+      if (options_.plt) lengths_.push_back(static_cast<std::uint32_t>(packets.size() - before));
+      if (small || packets.size() < kChunk) continue;
+      output.write({packets.data(), packets.size()});
+      packets.clear();
+    }
+    if (small) headers[i] = headerOf(i, parts.size(), packets.size());
+    output.write(small ? ByteSpan{headers[i].data(), headers[i].size()} : ByteSpan{}, {packets.data(), packets.size()});
+  }
+  budget.release(std::min(expected, kBuffer));
+}
+
+PacketWriter::PartSize PacketWriter::measure(const Part& part, int layers) {
+  const std::uint64_t markers = (options_.sop ? 6 : 0) + (options_.eph ? 2 : 0);
+  PartSize size;
+  lengths_.clear();
+  for (std::size_t at = part.begin; at < part.end; ++at) {
+    if (order_[at].layer >= layers) continue;
+    scratch_.clear();
+    std::uint64_t packet = writeHeader(order_[at], scratch_);
+    packet += scratch_.size() + markers;
+    size.packets += packet;
+    if (options_.plt) lengths_.push_back(static_cast<std::uint32_t>(packet));
+  }
+  size.header = kTilePartHeader + pltSize(lengths_);
+  return size;
 }
 
 std::uint64_t PacketWriter::size(int layers) {
   restart(layers);
   std::uint64_t size = 0;
-  for (const PacketPlace& place : order_) {
-    if (place.layer >= layers) continue;
-    scratch_.clear();
-    size += writeHeader(place, scratch_);
-    size += scratch_.size();
-  }
+  for (const Part& part : partsOf(layers)) size += measure(part, layers).all();
   return size;
+}
+
+std::vector<std::uint32_t> PacketWriter::partSizes(int layers) {
+  restart(layers);
+  std::vector<std::uint32_t> sizes;
+  for (const Part& part : partsOf(layers)) {
+    const std::uint64_t size = measure(part, layers).all();
+    if (size > UINT32_MAX) fail(Kind::limit, "a tile exceeds 4 GiB");
+    sizes.push_back(static_cast<std::uint32_t>(size));
+  }
+  return sizes;
 }
 
 }  // namespace moxj::j2k

@@ -26,6 +26,10 @@ struct Rect {
   bool empty() const { return x1 <= x0 || y1 <= y0; }
 };
 
+constexpr Rect intersection(const Rect& a, const Rect& b) {
+  return {std::max(a.x0, b.x0), std::max(a.y0, b.y0), std::min(a.x1, b.x1), std::min(a.y1, b.y1)};
+}
+
 struct ComponentSize {
   int bits = 8;
   bool isSigned = false;

@@ -16,6 +16,16 @@ std::uint32_t bytesOf(const CodedBlock& block, int passes) {
   return passes == 0 ? 0 : block.passes[static_cast<std::size_t>(passes) - 1].end;
 }
 
+// The mean squared error of whole samples whose values before rounding have a normal error of this square. Small errors
+// vanish, large ones grow by 1/12.
+double afterRounding(double square) {
+  if (square > 1) return square + 1.0 / 12;
+  const double scale = 1 / std::sqrt(2 * std::max(square, 1e-12));
+  double sum = 0;
+  for (int k = 1; k <= 8; ++k) sum += k * k * (std::erfc((k - 0.5) * scale) - std::erfc((k + 0.5) * scale));
+  return sum;
+}
+
 }  // namespace
 
 void RateControl::takeAll(int layer) {
@@ -70,6 +80,41 @@ bool RateControl::fill(int layer, std::uint64_t maxSize) {
   }
   takeSlope(layer, fitting);
   fillRest(layer, maxSize, size);
+  return true;
+}
+
+double RateControl::psnr(int layer, const std::vector<ComponentGroup>& groups, const std::vector<int>& groupOf) const {
+  std::vector<double> errors(groups.size());
+  for (const CodedBlock* block : blocks_) {
+    const int taken = block->taken[static_cast<std::size_t>(layer)];
+    const double gain = taken == 0 ? 0 : block->passes[static_cast<std::size_t>(taken) - 1].distortion;
+    errors[static_cast<std::size_t>(groupOf[static_cast<std::size_t>(block->component)])] += block->error - gain;
+  }
+  double error = 0, samples = 0;
+  for (std::size_t i = 0; i < groups.size(); ++i) {
+    const ComponentGroup& group = groups[i];
+    error += afterRounding(errors[i] / group.samples) * group.samples / (group.peak * group.peak);
+    samples += group.samples;
+  }
+  return error > 0 ? -10 * std::log10(error / samples) : HUGE_VAL;
+}
+
+bool RateControl::reach(int layer, double wanted, const std::vector<ComponentGroup>& groups,
+                        const std::vector<int>& groupOf) {
+  constexpr int kSteps = 48;
+  takeSlope(layer, 0);
+  if (psnr(layer, groups, groupOf) < wanted) return false;
+  auto [low, high] = slopes();
+  high *= 2;
+  double reaching = 0;
+  for (int step = 0; step < kSteps && high / low > 1 + 1e-9; ++step) {
+    const double slope = std::sqrt(low * high);
+    takeSlope(layer, slope);
+    const bool reaches = psnr(layer, groups, groupOf) >= wanted;
+    if (reaches) reaching = slope;
+    (reaches ? low : high) = slope;
+  }
+  takeSlope(layer, reaching);
   return true;
 }
 

@@ -34,12 +34,15 @@ void storeRow(const std::int32_t* from, int count, int shift, std::int32_t min, 
     to[std::ptrdiff_t{x} * pixelStep] = static_cast<To>(std::clamp(from[x], min - shift, max - shift) + shift);
 }
 
+// Stores what lies in the plane.
 void storeRow(const std::int32_t* from, const TileComponent& component, const Plane& plane, const Window& window, int y,
               int count) {
   const int shift = levelShift(component);
+  const int begin = std::max(-window.x, 0), end = std::min(plane.width - window.x, count);
+  if (window.y + y < 0 || window.y + y >= plane.height) return;
   visitRow(plane, window.y + y, [&](auto* row) {
-    storeRow(from, count, shift, plane.minval(), plane.maxval, plane.pixelStep,
-             row + std::ptrdiff_t{window.x} * plane.pixelStep);
+    storeRow(from + begin, end - begin, shift, plane.minval(), plane.maxval, plane.pixelStep,
+             row + std::ptrdiff_t{window.x + begin} * plane.pixelStep);
   });
 }
 

@@ -11,7 +11,7 @@
 
 namespace moxj::j2k {
 
-// The position of a tile in the components of the picture.
+// The position of a tile in the components of the picture; it may reach beyond their planes.
 struct Window {
   int x = 0, y = 0;
 };

@@ -23,10 +23,6 @@ Rect bandRect(const Rect& rect, Orientation orientation, int levels) {
           ceilShift(rect.y1 - dy, levels)};
 }
 
-Rect intersection(const Rect& a, const Rect& b) {
-  return {std::max(a.x0, b.x0), std::max(a.y0, b.y0), std::min(a.x1, b.x1), std::min(a.y1, b.y1)};
-}
-
 // Lays out a component. Charges the budget before each allocation.
 class ComponentMaker {
  public:

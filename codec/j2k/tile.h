@@ -32,6 +32,7 @@ struct CodewordSegment {
 struct Block {
   std::int32_t x = 0, y = 0;  // in the plane
   std::int16_t width = 0, height = 0;
+  bool wanted = true;  // by the decoder
   // State of the packet headers.
   bool included = false;
   std::int8_t lengthBits = 3;  // Lblock
@@ -53,6 +54,12 @@ struct Band {
   std::int32_t planeX = 0, planeY = 0;  // of its upper left corner
   int bitPlanes = 0;                    // Mb: maximum number of magnitude bits
   double step = 1;                      // quantiser step
+
+  // The area of a block in the coordinates of the band.
+  Rect rectOf(const Block& block) const {
+    const Coord x = rect.x0 + block.x - planeX, y = rect.y0 + block.y - planeY;
+    return {x, y, x + block.width, y + block.height};
+  }
 };
 
 // The code-blocks of one band in one precinct.
@@ -65,6 +72,7 @@ struct PrecinctBand {
 
 struct Precinct {
   int layersDone = 0;
+  bool wanted = true;  // a block of it is
   std::vector<PrecinctBand> bands;
 };
 

@@ -31,12 +31,20 @@ class TilePlane {
   int width() const { return width_; }
   int height() const { return height_; }
   std::int32_t step() const { return static_cast<std::int32_t>(step_); }  // in bytes
-  std::int32_t* row(int y) { return reinterpret_cast<std::int32_t*>(memory_.data() + step_ * y); }
-  float* floats(int y) { return reinterpret_cast<float*>(memory_.data() + step_ * y); }
+  std::int32_t* row(int y) { return reinterpret_cast<std::int32_t*>(memory_.data() + first_ + step_ * y); }
+  float* floats(int y) { return reinterpret_cast<float*>(memory_.data() + first_ + step_ * y); }
+
+  // Leaves a part, without moving it.
+  void crop(int x, int y, int width, int height) {
+    first_ += step_ * y + std::ptrdiff_t{4} * x;
+    width_ = width;
+    height_ = height;
+  }
 
  private:
   int width_ = 0, height_ = 0;
   std::ptrdiff_t step_ = 0;
+  std::ptrdiff_t first_ = 0;  // the byte of the first sample
   Bytes memory_;
 };
 

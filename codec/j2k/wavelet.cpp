@@ -23,6 +23,12 @@ Bytes bufferFor(const MoxRect& rect, bool reversible) {
   return Bytes(static_cast<std::size_t>(size) + 1);
 }
 
+void transformLevel(TilePlane& plane, const Rect& rect, bool reversible, Bytes& buffer) {
+  const MoxRect region = phaseAndSize(rect);
+  const auto transform = reversible ? moxiWTInv_B53_JPEG2K_32s_C1IR : moxiWTInv_D97_JPEG2K_32s_C1IR;
+  if (!rect.empty()) require(transform(plane.row(0), plane.step(), &region, buffer.data()), "a wavelet transform");
+}
+
 }  // namespace
 
 void transformForward(TilePlane& plane, const TileComponent& component) {
@@ -37,6 +43,13 @@ void transformForward(TilePlane& plane, const TileComponent& component) {
   }
 }
 
+void transformLevel(TilePlane& plane, const Rect& rect, bool reversible) {
+  const MoxRect region = phaseAndSize(rect);
+  Bytes buffer = bufferFor(region, reversible);
+  const auto transform = reversible ? moxiWTFwd_B53_JPEG2K_32s_C1IR : moxiWTFwd_D97_JPEG2K_32s_C1IR;
+  require(transform(plane.row(0), plane.step(), &region, buffer.data()), "a wavelet transform");
+}
+
 bool transformInverse(TilePlane& plane, const TileComponent& component, int resolutions) {
   const bool reversible = component.coding.reversible;
   if (resolutions <= 1 || component.rect.empty()) return true;
@@ -47,13 +60,18 @@ bool transformInverse(TilePlane& plane, const TileComponent& component, int reso
     return fits;
   }
   Bytes buffer = bufferFor(phaseAndSize(rectOf(resolutions - 1)), reversible);
-  const auto transform = reversible ? moxiWTInv_B53_JPEG2K_32s_C1IR : moxiWTInv_D97_JPEG2K_32s_C1IR;
-  for (int r = 1; r < resolutions; ++r) {
-    const Rect& rect = rectOf(r);
-    const MoxRect region = phaseAndSize(rect);
-    if (!rect.empty()) require(transform(plane.row(0), plane.step(), &region, buffer.data()), "a wavelet transform");
-  }
+  for (int r = 1; r < resolutions; ++r) transformLevel(plane, rectOf(r), reversible, buffer);
   return true;
+}
+
+void transformInverse(TilePlane& plane, const TileComponent& component, const Rect& rect) {
+  const bool reversible = component.coding.reversible;
+  if (reversible && component.bits > kMaxShallowBits) {
+    deepInverse(plane, rect);
+    return;
+  }
+  Bytes buffer = bufferFor(phaseAndSize(rect), reversible);
+  transformLevel(plane, rect, reversible, buffer);
 }
 
 }  // namespace moxj::j2k

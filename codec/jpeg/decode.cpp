@@ -3,6 +3,7 @@
 //
 // If a single scan has all components and coefficients, as in nearly every sequential file, each block is transformed
 // and painted at once. Otherwise the coefficients of all scans are collected first.
+#include <algorithm>
 #include <array>
 #include <exception>
 #include <memory>
@@ -26,7 +27,9 @@
 #include "jpeg/scanreader.h"
 #include "jpeg/strips.h"
 #include "jpeg/syntax.h"
+#include "jpeg/view.h"
 #include "pictures/fit.h"
+#include "pictures/region.h"
 
 namespace moxj::jpeg {
 
@@ -51,8 +54,30 @@ struct CoefficientSink {
   void end(int, int, int, const Mox16s*) {}
 };
 
+// Passes on the blocks of a view.
+class ViewPainter {
+ public:
+  ViewPainter(Painter& painter, const Frame& frame, const View& view) : painter_(painter) {
+    for (const FrameComponent& c : frame.components)
+      blocks_.push_back({view.firstColumn * c.horizontal, view.firstRow * c.vertical, view.endColumn * c.horizontal,
+                         view.endRow * c.vertical});
+  }
+  void put(int component, int x, int y, const Mox16s* coefficients) {
+    const Blocks& blocks = blocks_[static_cast<std::size_t>(component)];
+    if (x >= blocks.left && x < blocks.right && y >= blocks.top && y < blocks.bottom)
+      painter_.put(component, x - blocks.left, y - blocks.top, coefficients);
+  }
+
+ private:
+  struct Blocks {
+    int left, top, right, bottom;
+  };
+  Painter& painter_;
+  std::vector<Blocks> blocks_;  // for each component
+};
+
 struct PainterSink {
-  Painter& painter;
+  ViewPainter painter;
   alignas(64) Mox16s block[64];
   Mox16s* begin(int, int, int) { return block; }
   void end(int component, int x, int y, const Mox16s* coefficients) { painter.put(component, x, y, coefficients); }
@@ -72,7 +97,7 @@ class Decoder {
       describe();
       const ColourModel model = colourModelOf(*frame_, tables_);
       noteInks(model);
-      pushSamples(*frame_, model, *samples_, options_, *sink_, work_);
+      pushSamples(view_.frame, model, *samples_, options_, *sink_, work_);
     } else {
       if (!painter_) paintCoefficients();
       painter_->finish();
@@ -114,10 +139,14 @@ class Decoder {
     kept_.push_back(segment);
   }
   void takeFrame(const MarkerSegment& segment);
+  void chooseView();
   void readScan(const MarkerSegment& segment);
   void checkScan(const ScanHeader& scan);
   void readLossless(const ScanHeader& scan, std::size_t offset);
-  void finishScan(const EntropyReader& reader, std::size_t end);
+  void skipScan(const ScanHeader& scan, std::size_t offset);
+  bool isNeeded(const ScanHeader& scan) const;
+  int rowsOf(const ScanHeader& scan, const EntropyReader& reader) const;
+  void finishScan(EntropyReader& reader, int rows, std::size_t offset);
   template <class Reader>
   void readBlocks(Reader&& reader, const ScanHeader& scan, std::size_t offset);
   template <class Reader>
@@ -125,7 +154,10 @@ class Decoder {
   std::unique_ptr<Painter> makePainter();
   void paintCoefficients();
   void freeMemory();
-  void describe() { sink_->metadata = metadataOf(kept_, work_.budget, outcome_.notes); }
+  void describe() {
+    if (view_.cuts()) sink_->wanted = view_.wanted;
+    sink_->metadata = metadataOf(kept_, work_.budget, outcome_.notes);
+  }
   void noteInks(ColourModel model) {
     const bool inks = model == ColourModel::cmyk || model == ColourModel::ycck;
     if (inks && !options_.inks && !options_.native) outcome_.notes.push_back(kInksByFormula);
@@ -152,6 +184,7 @@ class Decoder {
 
   Tables tables_;
   std::optional<Frame> frame_;
+  View view_;  // what of it is painted
   struct ReadComponent {
     bool read = false;
     Steps steps{};    // as defined at its first scan
@@ -221,6 +254,15 @@ void Decoder::takeFrame(const MarkerSegment& segment) {
   frame_->layOut();
   if (frame_->components.size() == 2 && !options_.components && !keep_)
     outcome_.notes.push_back("two components of unknown meaning, the first is used as grey");
+  chooseView();
+}
+
+void Decoder::chooseView() {
+  if (options_.reduce > 0 && lossless()) failOption("reduce", "is not for lossless JPEG files");
+  if (options_.reduce > 0 && options_.fastMcu) failOption("reduce", "and fastMcu cannot be combined");
+  Region region{0, 0, frame_->width, frame_->height};
+  if (options_.region.given()) region = clipped(options_.region, frame_->width, frame_->height, outcome_.notes);
+  view_ = View(*frame_, region, options_.reduce);
 }
 
 void Decoder::readScan(const MarkerSegment& segment) {
@@ -231,6 +273,7 @@ void Decoder::readScan(const MarkerSegment& segment) {
   const ScanHeader scan = parseScan(segment, *frame_);
   checkScan(scan);
   if (lossless()) return readLossless(scan, segment.end);
+  if (!isNeeded(scan)) return skipScan(scan, segment.end);
   const ByteSpan data = file_.subspan(segment.end);
   if (frame_->arithmetic()) {
     readBlocks(ArithmeticReader(*frame_, scan, tables_, data), scan, segment.end);
@@ -245,19 +288,44 @@ void Decoder::readBlocks(Reader&& reader, const ScanHeader& scan, std::size_t of
 
   if (!progressive() && !keep_ && scan.components.size() == frame_->components.size()) {
     painter_ = makePainter();
-    PainterSink sink{*painter_, {}};
-    for (int row = 0; row < reader.geometry().mcusHigh && !reader.exhausted(); ++row) {
+    PainterSink sink{ViewPainter(*painter_, *frame_, view_), {}};
+    for (int row = 0; row < view_.endRow && !reader.exhausted(); ++row) {
       reader.readRow(sink);
-      painter_->finishRow();
-      reportProgress(work_.progress, row + 1, frame_->mcusHigh);
+      if (row >= view_.firstRow) painter_->finishRow();
+      reportProgress(work_.progress, row + 1, view_.endRow);
     }
   } else {
     collect(reader, scan, offset);
   }
-  finishScan(reader, offset + reader.end());
+  finishScan(reader, rowsOf(scan, reader), offset);
 }
 
-void Decoder::finishScan(const EntropyReader& reader, std::size_t end) {
+// Whether a scan has coefficients that a reduced picture is made of. (A scan of some AC coefficients can only be passed
+// over if all are: those that refine them depend on them.)
+bool Decoder::isNeeded(const ScanHeader& scan) const {
+  return !progressive() || keep_ || scan.spectralStart == 0 || !view_.needsDcOnly(scan.components[0].component);
+}
+
+void Decoder::skipScan(const ScanHeader& scan, std::size_t offset) {
+  for (const ScanHeader::Selector& selector : scan.components) read_[selector.component].read = true;
+  dataEnd_ = findScanEnd(file_, offset);
+  walker_.seek(dataEnd_);
+}
+
+// The MCU rows of a scan that are decoded: nothing needs those below the view.
+int Decoder::rowsOf(const ScanHeader& scan, const EntropyReader& reader) const {
+  const bool interleaved = scan.components.size() > 1;
+  const int blockRows = interleaved ? 1 : frame_->components[scan.components[0].component].vertical;
+  return std::min(view_.endRow * blockRows, reader.geometry().mcusHigh);
+}
+
+// `rows` of the scan that begins at `offset` have been decoded, or fewer if there are no more.
+void Decoder::finishScan(EntropyReader& reader, int rows, std::size_t offset) {
+  const bool stopped = rows < reader.geometry().mcusHigh && !reader.exhausted();
+  constexpr std::size_t kMarker = 2;  // the last bytes that were read
+  const std::size_t end =
+      offset +
+      (stopped ? findScanEnd(file_.subspan(offset), std::max(reader.position(), kMarker) - kMarker) : reader.end());
   goodMcus_ += reader.goodMcus();
   walker_.seek(end);
   dataEnd_ = end;
@@ -273,14 +341,15 @@ void Decoder::readLossless(const ScanHeader& scan, std::size_t offset) {
   for (const ScanHeader::Selector& selector : scan.components) read_[selector.component].read = true;
   if (!samples_) {
     const std::uint64_t before = work_.budget.used();
-    samples_ = makeSamples(*frame_, work_.budget);
+    samples_ = makeSamples(view_.frame, work_.budget);
     sampleBytes_ = work_.budget.used() - before;
   }
-  for (int row = 0; row < reader.geometry().mcusHigh && !reader.exhausted(); ++row) {
-    reader.readRow(*samples_);
+  const int rows = rowsOf(scan, reader);
+  for (int row = 0; row < rows && !reader.exhausted(); ++row) {
+    reader.readRow(*samples_, view_.firstColumn, view_.firstRow);
     if (row % 64 == 0) reportProgress(work_.progress, offset, file_.size());
   }
-  finishScan(reader, offset + reader.end());
+  finishScan(reader, rows, offset);
 }
 
 // Throws Problem if the scan cannot be decoded; reports a scan that can be decoded but violates the standard.
@@ -301,10 +370,16 @@ void Decoder::checkScan(const ScanHeader& scan) {
 
 template <class Reader>
 void Decoder::collect(Reader& reader, const ScanHeader& scan, std::size_t offset) {
-  if (!coefficients_) coefficients_ = std::make_unique<Coefficients>(*frame_, work_.budget);
+  if (!coefficients_) {
+    Frame upTo = *frame_;
+    upTo.height = std::min(upTo.height, view_.endRow * upTo.mcuHeight());
+    upTo.layOut();
+    coefficients_ = std::make_unique<Coefficients>(upTo, work_.budget);
+  }
   const bool interleaved = scan.components.size() > 1;
   CoefficientSink sink{*coefficients_};
-  for (int row = 0; row < reader.geometry().mcusHigh && !reader.exhausted(); ++row) {
+  const int rows = rowsOf(scan, reader);
+  for (int row = 0; row < rows && !reader.exhausted(); ++row) {
     reader.readRow(sink);
     for (const ScanHeader::Selector& selector : scan.components) {
       const int blockRows = interleaved ? 1 : frame_->components[selector.component].vertical;
@@ -321,15 +396,15 @@ std::unique_ptr<Painter> Decoder::makePainter() {
   for (std::size_t i = 0; i < frame_->components.size(); ++i) steps.push_back(read_[i].steps);
   const ColourModel model = colourModelOf(*frame_, tables_);
   noteInks(model);
-  if (frame_->precision > 8) return std::make_unique<DeepPainter>(*frame_, model, steps, options_, *sink_, work_);
-  if (options_.native && PlanePainter::canPaint(*frame_, model))
-    return std::make_unique<PlanePainter>(*frame_, model, steps, *sink_, work_.budget);
+  if (frame_->precision > 8) return std::make_unique<DeepPainter>(view_, model, steps, options_, *sink_, work_);
+  if (options_.native && PlanePainter::canPaint(view_.frame, model))
+    return std::make_unique<PlanePainter>(view_, model, steps, *sink_, work_.budget);
   DecodeOptions options = options_;
   options.inks = model == ColourModel::unknown ? options_.components : options_.inks || options_.native;
   const bool fast = options.fastMcu && (model == ColourModel::ycbcr || options.inks);
   if (fast && mcuFunctionsFor(*frame_, model))
-    return std::make_unique<McuPainter>(*frame_, model, std::move(steps), *sink_, work_.budget);
-  return std::make_unique<Strips>(*frame_, model, steps, options, *sink_, work_.budget);
+    return std::make_unique<McuPainter>(view_.frame, model, std::move(steps), *sink_, work_.budget);
+  return std::make_unique<Strips>(view_, model, steps, options, *sink_, work_.budget);
 }
 
 bool Decoder::allRead() const {
@@ -358,15 +433,17 @@ void Decoder::paintCoefficients() {
   painter_ = makePainter();
   int mcuRows = 0;
   for (const ReadComponent& component : read_) mcuRows = std::max(mcuRows, component.mcuRows);
-  for (int row = 0; row < mcuRows; ++row) {
+  ViewPainter painter(*painter_, *frame_, view_);
+  for (int row = view_.firstRow; row < std::min(mcuRows, view_.endRow); ++row) {
     for (int i = 0; i < static_cast<int>(frame_->components.size()); ++i) {
       const FrameComponent& c = frame_->components[i];
       for (int y = row * c.vertical; y < (row + 1) * c.vertical; ++y) {
-        for (int x = 0; x < c.paddedWide; ++x) painter_->put(i, x, y, coefficients_->block(i, x, y));
+        for (int x = view_.firstColumn * c.horizontal; x < view_.endColumn * c.horizontal; ++x)
+          painter.put(i, x, y, coefficients_->block(i, x, y));
       }
     }
     painter_->finishRow();
-    reportProgress(work_.progress, row + 1, frame_->mcusHigh);
+    reportProgress(work_.progress, row + 1, view_.endRow);
   }
 }
 

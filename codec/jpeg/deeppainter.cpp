@@ -66,16 +66,17 @@ class DeepUpsampler {
 
 }  // namespace
 
-DeepPainter::DeepPainter(const Frame& frame, ColourModel model, std::span<const Steps> steps,
+DeepPainter::DeepPainter(const View& view, ColourModel model, std::span<const Steps> steps,
                          const DecodeOptions& options, RowSink& sink, Work& work)
-    : frame_(frame),
+    : frame_(view.frame),
+      blocks_(view.blocks),
       model_(model),
       steps_(steps.begin(), steps.end()),
       options_(options),
       sink_(sink),
       work_(work),
       charged_(work.budget.used()),
-      samples_(makeSamples(frame, work.budget)) {
+      samples_(makeSamples(view.frame, work.budget)) {
   charged_ = work.budget.used() - charged_;
 }
 
@@ -86,12 +87,17 @@ DeepPainter::~DeepPainter() {
 
 void DeepPainter::put(int component, int x, int y, const Mox16s* coefficients) {
   const Plane& plane = samples_.planes[component];
-  const int width = std::min(8, plane.width - 8 * x), height = std::min(8, plane.height - 8 * y);
+  const BlockSize& size = blocks_[component];
+  const int left = size.width * x, top = size.height * y;
+  const int width = std::min(size.width, plane.width - left), height = std::min(size.height, plane.height - top);
   if (width <= 0 || height <= 0) return;  // a padding block
   std::uint16_t block[64];
-  invertDeep(coefficients, steps_[component], frame_.precision, block, 8);
+  if (size == BlockSize())
+    invertDeep(coefficients, steps_[component], frame_.precision, block, 8);
+  else
+    invertScaled(coefficients, steps_[component], size, frame_.precision, block, 8);
   for (int row = 0; row < height; ++row) {
-    std::uint16_t* const to = plane.row<std::uint16_t>(8 * y + row) + std::ptrdiff_t{8} * x * plane.pixelStep;
+    std::uint16_t* const to = plane.row<std::uint16_t>(top + row) + std::ptrdiff_t{left} * plane.pixelStep;
     for (int column = 0; column < width; ++column)
       to[std::ptrdiff_t{column} * plane.pixelStep] = block[8 * row + column];
   }
@@ -99,7 +105,10 @@ void DeepPainter::put(int component, int x, int y, const Mox16s* coefficients) {
 
 void DeepPainter::finish() {
   const bool native = options_.native && frame_.wholeRatios() && frame_.components.size() != 4;
-  if (!native && (frame_.maxHorizontal > 1 || frame_.maxVertical > 1)) enlarge();
+  const bool sampled = std::ranges::any_of(frame_.components, [&](const FrameComponent& c) {
+    return c.horizontal != frame_.maxHorizontal || c.vertical != frame_.maxVertical;
+  });
+  if (!native && sampled) enlarge();
   pushSamples(frame_, model_, samples_, options_, sink_, work_);
 }
 

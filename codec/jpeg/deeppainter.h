@@ -10,6 +10,7 @@
 #include "jpeg/jpeg.h"
 #include "jpeg/painter.h"
 #include "jpeg/tables.h"
+#include "jpeg/view.h"
 
 namespace moxj::jpeg {
 
@@ -18,7 +19,7 @@ namespace moxj::jpeg {
 class DeepPainter final : public Painter {
  public:
   // `steps` are the quantiser steps of each component.
-  DeepPainter(const Frame& frame, ColourModel model, std::span<const Steps> steps, const DecodeOptions& options,
+  DeepPainter(const View& view, ColourModel model, std::span<const Steps> steps, const DecodeOptions& options,
               RowSink& sink, Work& work);
   ~DeepPainter() override;
 
@@ -30,6 +31,7 @@ class DeepPainter final : public Painter {
   void enlarge();
 
   Frame frame_;
+  const std::vector<BlockSize> blocks_;
   const ColourModel model_;
   const std::vector<Steps> steps_;
   const DecodeOptions options_;

@@ -21,6 +21,8 @@ class EntropyReader {
   std::int64_t goodMcus() const { return goodMcus_; }
   const std::string& damage() const { return damage_; }  // the first damage, worded as in Problem; empty if none
 
+  // How much of `data` has been read.
+  std::size_t position() const { return windowStart_ + static_cast<std::size_t>(position_); }
   // To be called after the last row. The offset in `data` of the marker that ends the scan, or the size of `data`.
   std::size_t end();
 

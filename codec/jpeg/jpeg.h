@@ -68,6 +68,8 @@ std::unique_ptr<RowSink> losslessEncoder(Output& output, const LosslessOptions& 
 
 // ---- Reading ----------------------------------------------------------------------------------------------------
 
+inline constexpr int kMaxReduce = 3;
+
 struct DecodeOptions {
   // Interpolates components sub-sampled by 2; otherwise, and for other ratios, samples are repeated.
   bool smooth = true;
@@ -81,6 +83,12 @@ struct DecodeOptions {
   // fractional sub-sampling such as 3:2.
   bool native = false;
   int picture = 0;  // of a file with several: its number, from 1. 0: the first; what follows it is noted
+  // Of the picture before it is reduced. The sink gets some more pixels around it; the layout says which are wanted.
+  // What follows in the file is not decoded.
+  Region region = {};
+  // Width and height are divided by 2^reduce, rounded up: 0 to 3; not of lossless files, and not with fastMcu. A region
+  // has the pixels (x, y) for which (x, y) * 2^reduce lies in it. View and BlockInverse define the samples.
+  int reduce = 0;
 };
 
 // Up to 64 KiB before the SOI marker of a file are passed over, with a note, also by transcode() and inspect().

@@ -31,7 +31,8 @@ LosslessReader::LosslessReader(const Frame& frame, const ScanHeader& scan, const
     const FrameComponent& c = frame.components[selector.component];
     const bool interleaved = scan.components.size() > 1;
     const int width = interleaved ? c.paddedWide : c.blocksWide;
-    Lines lines{selector.component, width, interleaved ? c.vertical : 1, spec.get(), {}, {}, {}};
+    Lines lines{
+        selector.component, width, interleaved ? c.vertical : 1, c.horizontal, c.vertical, spec.get(), {}, {}, {}};
     budget.charge(static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(lines.down + 2), sizeof(Mox16s));
     lines.differences.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(lines.down));
     lines.current.resize(static_cast<std::size_t>(width));
@@ -40,14 +41,14 @@ LosslessReader::LosslessReader(const Frame& frame, const ScanHeader& scan, const
   }
 }
 
-void LosslessReader::readRow(const Picture& samples) {
+void LosslessReader::readRow(const Picture& samples, int firstColumn, int firstRow) {
   moveWindow();
   for (Lines& lines : lines_) std::fill(lines.differences.begin(), lines.differences.end(), Mox16s{0});
   const std::int64_t before = goodMcus_;
   readDifferences();
   if (goodMcus_ > before) {
     for (Lines& lines : lines_)
-      rebuild(lines, samples.planes[static_cast<std::size_t>(lines.component)], row_, firstRow_);
+      rebuild(lines, samples.planes[static_cast<std::size_t>(lines.component)], firstColumn, firstRow);
     firstRow_ = false;
   }
   ++row_;
@@ -71,12 +72,12 @@ void LosslessReader::readDifferences() {
   }
 }
 
-void LosslessReader::rebuild(Lines& lines, const Plane& plane, int mcuRow, bool first) {
+void LosslessReader::rebuild(Lines& lines, const Plane& plane, int firstColumn, int firstRow) {
   const bool wide = precision_ - point_ > 15 && predictor_ >= 5;
   for (int dy = 0; dy < lines.down; ++dy) {
     const Mox16s* const differences = lines.differences.data() + std::ptrdiff_t{lines.width} * dy;
     Mox16s* const row = lines.current.data();
-    if (first && dy == 0) {
+    if (firstRow_ && dy == 0) {
       require(moxiReconstructPredFirstRow_JPEG_16s_C1(differences, row, lines.width, precision_, point_),
               "the reconstruction of a first row");
     } else if (wide) {
@@ -85,23 +86,25 @@ void LosslessReader::rebuild(Lines& lines, const Plane& plane, int mcuRow, bool 
       require(moxiReconstructPredRow_JPEG_16s_C1(differences, lines.above.data(), row, lines.width, predictor_),
               "the reconstruction of a row");
     }
-    store(lines, plane, mcuRow * lines.down + dy);
+    store(lines, plane, firstColumn * lines.horizontal, row_ * lines.down + dy - firstRow * lines.vertical);
     std::swap(lines.current, lines.above);
   }
   if (outOfRange_) damaged("damaged data");
 }
 
-// Stores the current row, without padding. Padding is checked too: damage there continues in the rows below.
-void LosslessReader::store(const Lines& lines, const Plane& plane, int y) {
+// Stores the current row from sample `left` on, without padding, as row `y` of the plane. What is not stored is checked
+// too: damage there continues in the rows below.
+void LosslessReader::store(const Lines& lines, const Plane& plane, int left, int y) {
   const unsigned max = (1u << (precision_ - point_)) - 1;
   const auto valueAt = [&](int x) -> unsigned {
     return static_cast<std::uint16_t>(lines.current[static_cast<std::size_t>(x)]);
   };
-  const int width = y < plane.height ? plane.width : 0;
-  for (int x = width; x < lines.width; ++x) outOfRange_ |= valueAt(x) > max;
-  if (width == 0) return;
+  const int end = y >= 0 && y < plane.height ? left + plane.width : left;
+  for (int x = 0; x < left; ++x) outOfRange_ |= valueAt(x) > max;
+  for (int x = end; x < lines.width; ++x) outOfRange_ |= valueAt(x) > max;
+  if (end == left) return;
   visitRow(plane, y, [&](auto* to) {
-    for (int x = 0; x < width; ++x, to += plane.pixelStep) {
+    for (int x = left; x < end; ++x, to += plane.pixelStep) {
       const unsigned value = valueAt(x);
       outOfRange_ |= value > max;
       *to = static_cast<std::remove_pointer_t<decltype(to)>>(std::min(value, max) << point_);

@@ -16,14 +16,16 @@ class LosslessReader : public EntropyReader {
   // Throws Problem if a table is missing or the parameters are invalid.
   LosslessReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data, Budget& budget);
 
-  // Decodes the next MCU row into the planes of the components, which have their sizes without padding.
-  void readRow(const Picture& samples);
+  // Decodes the next MCU row. The planes have samples of the components, without padding, from the upper left corner of
+  // an MCU of an interleaved scan on.
+  void readRow(const Picture& samples, int firstColumn = 0, int firstRow = 0);
 
  private:
   // The rows of a component in an MCU row.
   struct Lines {
     int component;
     int width, down;
+    int horizontal, vertical;  // sampling factors
     const MoxDecodeHuffmanSpec* code;
     std::vector<Mox16s> differences;  // one row after the other
     std::vector<Mox16s> current, above;
@@ -31,8 +33,8 @@ class LosslessReader : public EntropyReader {
 
   void restarted() override { firstRow_ = true; }
   void readDifferences();
-  void rebuild(Lines& lines, const Plane& plane, int mcuRow, bool first);
-  void store(const Lines& lines, const Plane& plane, int y);
+  void rebuild(Lines& lines, const Plane& plane, int firstColumn, int firstRow);
+  void store(const Lines& lines, const Plane& plane, int left, int y);
 
   const int precision_, predictor_, point_;
   std::array<DecodeSpec, 4> specs_;

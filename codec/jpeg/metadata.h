@@ -51,21 +51,23 @@ ByteSpan bytesAfterEnd(ByteSpan file, std::size_t offset);
 // A note about them; empty if there are none, or only zeros.
 std::string noteAfterEnd(ByteSpan bytes);
 
-// Passes a picture on, with metadata.
+// Passes a picture on, with metadata and the part that is wanted.
 class MetadataSink : public RowSink {
  public:
   explicit MetadataSink(RowSink& next) : next_(next) {}
   void begin(const Picture& layout) override {
-    if (!metadata) return next_.begin(layout);
     Picture described = layout;
     described.metadata = metadata;
+    described.wanted = wanted;
     next_.begin(described);
   }
   void rows(const Picture& band) override { next_.rows(band); }
   void end() override { next_.end(); }
   bool takesWhole() const override { return next_.takesWhole(); }
 
-  std::shared_ptr<const Metadata> metadata;  // set before begin()
+  // Set before begin().
+  std::shared_ptr<const Metadata> metadata;
+  Region wanted;
 
  private:
   RowSink& next_;

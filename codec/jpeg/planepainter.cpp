@@ -19,9 +19,10 @@ bool PlanePainter::canPaint(const Frame& frame, ColourModel model) {
          frame.wholeRatios();
 }
 
-PlanePainter::PlanePainter(const Frame& frame, ColourModel model, std::span<const Steps> steps, RowSink& sink,
+PlanePainter::PlanePainter(const View& view, ColourModel model, std::span<const Steps> steps, RowSink& sink,
                            Budget& budget)
-    : frame_(frame), sink_(sink) {
+    : frame_(view.frame), sink_(sink) {
+  const Frame& frame = frame_;
   layout_.width = frame.width;
   layout_.height = frame.height;
   layout_.colour = model == ColourModel::grey    ? Colour::grey
@@ -31,11 +32,10 @@ PlanePainter::PlanePainter(const Frame& frame, ColourModel model, std::span<cons
     const FrameComponent& c = frame.components[i];
     layout_.planes.push_back(
         Plane::of(c.width, c.height, 8, false, frame.maxHorizontal / c.horizontal, frame.maxVertical / c.vertical));
-    Strip& strip = strips_.emplace_back();
-    strip.steps = steps[i];
-    strip.blockRows = c.vertical;
-    strip.step = stripStep(8 * c.paddedWide);
-    const std::size_t size = static_cast<std::size_t>(strip.step) * 8 * static_cast<std::size_t>(c.vertical);
+    Strip& strip = strips_.emplace_back(BlockInverse(steps[i], view.blocks[i]));
+    strip.rows = frame.unit * c.vertical;
+    strip.step = stripStep(frame.unit * c.paddedWide);
+    const std::size_t size = static_cast<std::size_t>(strip.step) * static_cast<std::size_t>(strip.rows);
     budget.charge(1, size);
     strip.samples.resize(size);
     strip.first = strip.samples.data();
@@ -51,10 +51,10 @@ void PlanePainter::finishRow() {
     const FrameComponent& c = frame_.components[i];
     Strip& strip = strips_[i];
     Plane& plane = band.planes[i];
-    plane.height = std::min(8 * c.vertical, c.height - 8 * c.vertical * mcuRow_);
+    plane.height = std::min(strip.rows, c.height - strip.rows * mcuRow_);
     plane.step = strip.step;
     plane.samples = strip.first;
-    strip.firstBlockRow += strip.blockRows;
+    strip.firstRow += strip.rows;
   }
   ++mcuRow_;
   sink_.rows(band);

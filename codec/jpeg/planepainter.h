@@ -9,6 +9,7 @@
 #include "jpeg/frame.h"
 #include "jpeg/painter.h"
 #include "jpeg/tables.h"
+#include "jpeg/view.h"
 #include "moxj.h"
 
 namespace moxj::jpeg {
@@ -20,12 +21,14 @@ class PlanePainter final : public Painter {
   static bool canPaint(const Frame& frame, ColourModel model);
 
   // `steps` are the quantiser steps of each component.
-  PlanePainter(const Frame& frame, ColourModel model, std::span<const Steps> steps, RowSink& sink, Budget& budget);
+  PlanePainter(const View& view, ColourModel model, std::span<const Steps> steps, RowSink& sink, Budget& budget);
 
   void put(int component, int x, int y, const Mox16s* coefficients) override {
     const Strip& strip = strips_[component];
-    std::uint8_t* const to = strip.first + (std::ptrdiff_t{y} - strip.firstBlockRow) * strip.step * 8 + x * 8;
-    moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(coefficients, to, static_cast<std::int32_t>(strip.step), strip.steps.data());
+    const BlockSize size = strip.inverse.size();
+    std::uint8_t* const to =
+        strip.first + (std::ptrdiff_t{y} * size.height - strip.firstRow) * strip.step + std::ptrdiff_t{size.width} * x;
+    strip.inverse(coefficients, to, strip.step);
   }
 
   void finishRow() override;
@@ -33,9 +36,11 @@ class PlanePainter final : public Painter {
 
  private:
   struct Strip {
-    Steps steps;
-    int blockRows = 0;      // per MCU row
-    int firstBlockRow = 0;  // of the current MCU row
+    explicit Strip(const BlockInverse& toSamples) : inverse(toSamples) {}
+
+    BlockInverse inverse;
+    int rows = 0;      // per MCU row
+    int firstRow = 0;  // of the current MCU row
     std::ptrdiff_t step = 0;
     std::uint8_t* first = nullptr;
     std::vector<std::uint8_t> samples;

@@ -16,18 +16,21 @@ constexpr std::size_t kBandBytes = std::size_t{32} << 10;
 
 }  // namespace
 
-Strips::Strips(const Frame& frame, ColourModel model, std::span<const Steps> steps, const DecodeOptions& options,
+Strips::Strips(const View& view, ColourModel model, std::span<const Steps> steps, const DecodeOptions& options,
                RowSink& sink, Budget& budget)
-    : frame_(frame), painter_(model, frame.width, options.inks), sink_(sink), straight_(frame.components.size() == 1) {
-  for (std::size_t i = 0; i < frame.components.size(); ++i) {
-    const FrameComponent& c = frame.components[i];
-    Strip& strip = strips_.emplace_back(Upsampler(frame, c, options.smooth), steps[i]);
+    : frame_(view.frame),
+      painter_(model, frame_.width, options.inks),
+      sink_(sink),
+      straight_(frame_.components.size() == 1) {
+  for (std::size_t i = 0; i < frame_.components.size(); ++i) {
+    const FrameComponent& c = frame_.components[i];
+    Strip& strip = strips_.emplace_back(Upsampler(frame_, c, options.smooth), BlockInverse(steps[i], view.blocks[i]));
     strip.height = c.height;
-    strip.blockRows = c.vertical;
+    strip.rows = frame_.unit * c.vertical;
     if (strip.upsampler.needsRowsAround()) rowsLate_ = 1;
     if (straight_) continue;
-    strip.step = stripStep(8 * c.paddedWide);
-    const std::size_t size = strip.step * (8 * c.vertical + 1);
+    strip.step = stripStep(frame_.unit * c.paddedWide);
+    const std::size_t size = strip.step * (strip.rows + 1);
     budget.charge(1, size);
     strip.samples.resize(size);
     strip.first = strip.samples.data() + strip.step;
@@ -36,8 +39,8 @@ Strips::Strips(const Frame& frame, ColourModel model, std::span<const Steps> ste
 }
 
 void Strips::allocateBand(Budget& budget) {
-  const std::size_t rowBytes =
-      straight_ ? std::size_t{8} * frame_.components[0].paddedWide : std::size_t(painter_.channels()) * frame_.width;
+  const std::size_t rowBytes = straight_ ? static_cast<std::size_t>(frame_.unit * frame_.components[0].paddedWide)
+                                         : std::size_t(painter_.channels()) * frame_.width;
   const int all = frame_.mcuHeight() * frame_.mcusHigh;
   const int enough = std::max(static_cast<int>(kBandBytes / rowBytes), frame_.mcuHeight() + rowsLate_);
   bandRows_ = std::min(all, enough);
@@ -51,7 +54,7 @@ void Strips::allocateBand(Budget& budget) {
 
 // The first and the last row are repeated beyond the edges.
 const std::uint8_t* Strips::rowOf(const Strip& strip, int y) const {
-  return strip.first + strip.step * (std::clamp(y, 0, strip.height - 1) - 8 * strip.firstBlockRow);
+  return strip.first + strip.step * (std::clamp(y, 0, strip.height - 1) - strip.firstRow);
 }
 
 void Strips::paintRow(int y) {
@@ -72,9 +75,9 @@ void Strips::finishRow() {
   if (straight_) painted_ = end;
   for (; painted_ < end; ++painted_) paintRow(painted_);
   for (Strip& strip : strips_) {
-    strip.firstBlockRow += strip.blockRows;
+    strip.firstRow += strip.rows;
     if (straight_) continue;
-    std::memcpy(strip.samples.data(), strip.first + strip.step * (8 * strip.blockRows - 1), strip.step);
+    std::memcpy(strip.samples.data(), strip.first + strip.step * (strip.rows - 1), strip.step);
   }
   lastRow_ = paintedRow(painted_ - 1);
   makeRoom(frame_.mcuHeight() + rowsLate_);
@@ -96,7 +99,7 @@ void Strips::flush() {
 // then copies of its last row.
 void Strips::finish() {
   if (mcuRow_ < frame_.mcusHigh) {
-    for (Strip& strip : strips_) std::memset(strip.first, kEmptySample, strip.step * 8 * strip.blockRows);
+    for (Strip& strip : strips_) std::memset(strip.first, kEmptySample, strip.step * strip.rows);
     finishRow();
     const std::vector<std::uint8_t> empty(lastRow_, lastRow_ + band_.rowBytes());
     for (; painted_ < frame_.height; ++painted_) {

@@ -12,6 +12,7 @@
 #include "jpeg/painter.h"
 #include "jpeg/tables.h"
 #include "jpeg/upsampler.h"
+#include "jpeg/view.h"
 #include "moxj.h"
 
 namespace moxj::jpeg {
@@ -23,14 +24,15 @@ namespace moxj::jpeg {
 class Strips final : public Painter {
  public:
   // `steps` are the quantiser steps of each component.
-  Strips(const Frame& frame, ColourModel model, std::span<const Steps> steps, const DecodeOptions& options,
-         RowSink& sink, Budget& budget);
+  Strips(const View& view, ColourModel model, std::span<const Steps> steps, const DecodeOptions& options, RowSink& sink,
+         Budget& budget);
 
   void put(int component, int x, int y, const Mox16s* coefficients) override {
     Strip& strip = strips_[component];
+    const BlockSize size = strip.inverse.size();
     std::uint8_t* const to =
-        strip.first + (std::ptrdiff_t{y} - strip.firstBlockRow) * strip.step * 8 + std::ptrdiff_t{8} * x;
-    moxiDCTQuantInv8x8LS_JPEG_16s8u_C1R(coefficients, to, static_cast<std::int32_t>(strip.step), strip.steps.data());
+        strip.first + (std::ptrdiff_t{y} * size.height - strip.firstRow) * strip.step + std::ptrdiff_t{size.width} * x;
+    strip.inverse(coefficients, to, strip.step);
   }
 
   void finishRow() override;
@@ -38,13 +40,13 @@ class Strips final : public Painter {
 
  private:
   struct Strip {
-    Strip(const Upsampler& toPicture, const Steps& ofComponent) : upsampler(toPicture), steps(ofComponent) {}
+    Strip(const Upsampler& toPicture, const BlockInverse& toSamples) : upsampler(toPicture), inverse(toSamples) {}
 
     Upsampler upsampler;
-    Steps steps;
-    int height = 0;         // of the component
-    int blockRows = 0;      // per MCU row
-    int firstBlockRow = 0;  // of the current MCU row
+    BlockInverse inverse;
+    int height = 0;    // of the component
+    int rows = 0;      // per MCU row
+    int firstRow = 0;  // of the current MCU row
     std::ptrdiff_t step = 0;
     std::uint8_t* first = nullptr;  // first sample of the MCU row; the row above precedes it
     std::vector<std::uint8_t> samples;

@@ -11,6 +11,7 @@
 #include "pictures/colourspace/space.h"
 #include "pictures/convert.h"
 #include "pictures/exif.h"
+#include "pictures/region.h"
 #include "pictures/turn.h"
 
 namespace moxj {
@@ -257,6 +258,7 @@ Conversion conversionOf(const Picture& from, const Holds& holds, Notes& notes) {
   const Colour colour = targetColour(from, meaning.colour, holds);
   conversion.to = from;
   conversion.to.owner = nullptr;
+  conversion.to.wanted = {};
   conversion.to.colour = colour;
   conversion.to.opacity = meaning.opacity;
   conversion.to.inverted = invertedFor(from, meaning.colour, colour, holds);
@@ -265,7 +267,8 @@ Conversion conversionOf(const Picture& from, const Holds& holds, Notes& notes) {
   const bool turned = orientationToTurn(from, holds) != 1;
   conversion.expands = std::ranges::any_of(conversion.sources, [&](int source) {
     const Plane& plane = from.planes[static_cast<std::size_t>(source)];
-    const bool keeps = holds.subsampled && !conversion.convertsColours() && (!turned || fillsGrid(plane, from));
+    const bool fills = !from.wanted.given() && fillsGrid(plane, from);
+    const bool keeps = holds.subsampled && !conversion.convertsColours() && (!turned || fills);
     return !keeps && subsampled(plane, from);
   });
   const bool opacity = meaning.opacity != Opacity::none;
@@ -276,7 +279,12 @@ Conversion conversionOf(const Picture& from, const Holds& holds, Notes& notes) {
   if (conversion.inksToRgb) notes.push_back(kInksByFormula);
   if (from.space && !from.space->note.empty() && !holds.metadata.silent) notes.push_back(from.space->note);
   if (colour == Colour::grey && meaning.colour != Colour::grey) notes.push_back("colour dropped");
-  conversion.to.metadata = fitMetadata(from, conversion.to, holds.upright, holds.metadata, notes);
+  Picture shown = conversion.to;
+  if (from.wanted.given()) {
+    shown.width = from.wanted.width;
+    shown.height = from.wanted.height;
+  }
+  conversion.to.metadata = fitMetadata(from, shown, holds.upright, holds.metadata, notes);
   return conversion;
 }
 
@@ -297,6 +305,10 @@ class FittingSink : public RowSink {
     if (const int orientation = orientationToTurn(layout, holds_); orientation != 1) {
       turning_ = turning(*next_, orientation, budget_);
       next_ = turning_.get();
+    }
+    if (layout.wanted.given()) {
+      cutting_ = cutting(*next_, layout.wanted, budget_);
+      next_ = cutting_.get();
     }
     converter_ = std::make_unique<Converter>(layout, conversionOf(layout, holds_, notes_), budget_);
     layout_ = layout;
@@ -324,8 +336,8 @@ class FittingSink : public RowSink {
     buffer_.allocate(&budget_);
   }
 
-  RowSink* next_;  // the sink or, before it, the one that turns the picture
-  std::unique_ptr<RowSink> turning_;
+  RowSink* next_;  // the sink or, before it, one that cuts the picture, and one that turns it
+  std::unique_ptr<RowSink> turning_, cutting_;
   Holds holds_;
   Notes& notes_;
   Budget& budget_;

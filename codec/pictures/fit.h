@@ -37,8 +37,8 @@ struct Holds {
 // what cannot be shown rightly.
 Picture fit(const Picture& from, const Holds& holds, std::vector<std::string>& notes);
 
-// A sink that converts rows to what `holds` says and passes them on. Rows that need no conversion go through untouched.
-// `notes` gets the notes of fit() at begin().
+// A sink that converts rows to what `holds` says and passes on the part that is wanted. Rows that need no conversion go
+// through untouched. `notes` gets the notes of fit() at begin().
 std::unique_ptr<RowSink> fitting(RowSink& next, Holds holds, std::vector<std::string>& notes, Budget& budget);
 
 // The same for a whole picture; shares the samples if nothing changes.

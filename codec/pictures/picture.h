@@ -88,6 +88,14 @@ struct ColourSpace;  // colourspace/space.h
 
 enum class Opacity { none, straight, premultiplied };  // in the last plane
 
+// A part of a picture.
+struct Region {
+  int x = 0, y = 0;           // its upper left pixel
+  int width = 0, height = 0;  // 0: as far as the edge of the picture
+
+  bool given() const { return x != 0 || y != 0 || width != 0 || height != 0; }
+};
+
 // Copies share the samples. A picture whose planes have no samples is a layout: it describes rows that are to come. A
 // band is some rows of a picture; its planes have the rows that belong to them.
 struct Picture {
@@ -97,6 +105,7 @@ struct Picture {
   bool inverted = false;  // of inks: the maximum value is no ink (as in nearly all JPEG files)
   std::vector<Plane> planes;
   std::shared_ptr<const Metadata> metadata;  // null: none
+  Region wanted = {};  // of a layout: the part that is wanted, if that is not all; fitting() (fit.h) cuts it out
   std::shared_ptr<const ColourSpace> space;  // null: none is known but by an ICC profile; then colours count as sRGB
   std::shared_ptr<void> owner;               // keeps the samples alive
 

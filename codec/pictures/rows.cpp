@@ -61,8 +61,10 @@ void PictureCollector::begin(const Picture& layout) {
 void PictureCollector::rows(const Picture& band) {
   if (filled_ == 0 && band.height == picture_.height && band.owner) {
     std::shared_ptr<const Metadata> metadata = std::move(picture_.metadata);  // that of the layout
+    const Region wanted = picture_.wanted;
     picture_ = band;
     picture_.metadata = std::move(metadata);
+    picture_.wanted = wanted;
   } else {
     if (filled_ == 0) picture_.allocate(budget_);
     copyRows(band, picture_.band(filled_, band.height));

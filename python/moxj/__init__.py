@@ -1,4 +1,4 @@
-"""Reads, writes, transcodes and compares picture files: JPEG, JPEG 2000, PNG, PPM, PGM, PAM, PBM and PGX.
+"""Reads, writes, transcodes and compares picture files: JPEG, JPEG 2000, PNG, PPM, PGM, PAM, PBM, PGX, BMP and TIFF.
 
     array = moxj.decode("photo.jpg")                     file to array, of shape (height, width, 3)
     data = moxj.encode(array, "jpeg", quality=90)        array to the bytes of a file
@@ -82,8 +82,8 @@ class Metadata(typing.NamedTuple):
 class Format(typing.NamedTuple):
     """A format of files.
 
-    name        as encode() and convert() take it: "jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pam", "pbm" or
-                "pgx"
+    name        as encode() and convert() take it: "jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pam", "pbm",
+                "pgx", "bmp" or "tif"
     label       for people: "JPEG 2000"
     extensions  of file names, without the dot; each is also a name of the format
     coded       False for formats of plain samples
@@ -225,18 +225,21 @@ def _metadata_given(icc, exif, xmp, resolution, metadata):
 
 
 def read(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, fast_mcu=False, components=False,
-         orient=False, picture=0, upsample=False, srgb=False, threads=1, limits=None, progress=None):
+         orient=False, picture=0, upsample=False, region=None, tile=None, srgb=False, threads=1, limits=None,
+         progress=None):
     """Decodes a file into a moxj.Picture: arrays with metadata, warning and notes. Arguments as those of decode().
 
     A damaged file that can be decoded in part gives a picture with complete=False, without a Python warning.
     """
-    fields = _options.read_fields(reduce, layers, smooth, fast_mcu, components, orient, picture, upsample, srgb)
+    fields = _options.read_fields(reduce, layers, smooth, fast_mcu, components, orient, picture, upsample, region,
+                                  tile, srgb)
     return Picture(*_native.decode(source, fields, _options.layout_number(layout), bits or 0,
                                    _running(threads, limits, progress)))
 
 
 def decode(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, fast_mcu=False, components=False,
-           orient=False, picture=0, upsample=False, srgb=False, threads=1, limits=None, progress=None, out=None):
+           orient=False, picture=0, upsample=False, region=None, tile=None, srgb=False, threads=1, limits=None,
+           progress=None, out=None):
     """Decodes a file into an array.
 
     source      bytes, path or file object of any format that the library reads
@@ -249,7 +252,7 @@ def decode(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, f
                                               Cb and Cr smaller where they are sub-sampled
                 "planes"                      a tuple of arrays (height, width), of any sizes
     bits        scale samples to this depth, 1 to 31; by default that of the file
-    reduce      JPEG 2000: resolution levels to skip, each halves width and height
+    reduce      halve width and height this many times; JPEG: at most 3
     layers      JPEG 2000: quality layers to decode; 0: all
     smooth      JPEG: False up-samples by repeating samples instead of interpolating
     fast_mcu    JPEG: True decodes MCU by MCU, faster, without interpolation
@@ -257,6 +260,8 @@ def decode(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, f
     orient      True: turned upright, as the Exif orientation says, which becomes 1
     picture     JPEG: of several pictures that follow each other in a file, the one with this number, from 1
     upsample    JPEG 2000: True gives all components the size of the reference grid
+    region      (x, y, width, height): only these pixels of the picture, before it is reduced or turned
+    tile        JPEG 2000: only this tile, counted from 0
     srgb        True: colours converted to sRGB, by ICC profile, colour space or gamma of the file; not with components
     threads     threads that the call may use, 1 to 1024
     limits      moxj.Limits
@@ -270,7 +275,8 @@ def decode(source, *, layout=None, bits=None, reduce=0, layers=0, smooth=True, f
     size that have no common meaning come as (height, width, planes), in a copy. Where part of the picture is missing,
     because the file is damaged, there is a moxj.IncompleteWarning.
     """
-    fields = _options.read_fields(reduce, layers, smooth, fast_mcu, components, orient, picture, upsample, srgb)
+    fields = _options.read_fields(reduce, layers, smooth, fast_mcu, components, orient, picture, upsample, region,
+                                  tile, srgb)
     running = _running(threads, limits, progress)
     if out is None:
         picture = Picture(*_native.decode(source, fields, _options.layout_number(layout), bits or 0, running))
@@ -307,9 +313,10 @@ def _decode_into(source, out, bits=None, layout=None, fields=None, running=None)
 def encode(array, format=None, *, to=None, layout=None, bits=None, max_value=None, quality=None, sample=None,
            grayscale=False, progressive=False, scans=None, optimize=False, fast_mcu=False, restart=None,
            restart_in_rows=False, lossless=False, predictor=None, point=None, ratio=None, bpp=None, levels=None,
-           block=None, tile=None, progression=None, layers=None, modes=None, cmyk=False, rgb=False, depth=None,
-           icc=None, exif=None, xmp=None, resolution=None, metadata=(), strip=False, threads=1, limits=None,
-           progress=None):
+           block=None, tile=None, progression=None, layers=None, modes=None, psnr=None, precincts=None, sop=False,
+           eph=False, plt=False, tlm=False, tile_parts=None, roi=None, visual=False, comment=None, cmyk=False,
+           rgb=False, depth=None, icc=None, exif=None, xmp=None, resolution=None, metadata=(), strip=False, threads=1,
+           limits=None, progress=None):
     """Encodes an array as a file.
 
     array      (height, width): grey; (height, width, 1 to 4): grey, grey and opacity, RGB, RGBA; or a list of 1 to 16
@@ -347,6 +354,15 @@ def encode(array, format=None, *, to=None, layout=None, bits=None, max_value=Non
     progression    "LRCP" (default), "RLCP", "RPCL", "PCRL", "CPRL"
     layers         quality layers, 1 to 100 (default 1)
     modes          of code-blocks, any of "bypass", "reset", "termall", "causal", "pterm", "segsym"
+    psnr           lossy, to this PSNR in dB. ratio, bpp and psnr may be lists, a value for each layer; the last may be
+                   0: without loss
+    precincts      a list of (width, height), from the highest resolution down
+    sop, eph, plt, tlm   markers and lengths of packets and tile-parts
+    tile_parts     "resolutions", "layers" or "components": where tile-parts begin
+    roi            (x, y, width, height): a region of interest, coded before everything else
+    visual         spend the bytes where the eye sees them
+
+    comment        a text for a comment segment (JPEG and JPEG 2000)
 
     icc, exif, xmp   metadata as bytes
     resolution       dots per inch: (horizontal, vertical), or one number for both
@@ -377,21 +393,22 @@ def _encode_quietly(array, format, bits, options):
 def convert(source, format=None, *, to=None, reading=None, quality=None, sample=None, grayscale=False,
             progressive=False, scans=None, optimize=False, fast_mcu=False, restart=None, restart_in_rows=False,
             lossless=False, predictor=None, point=None, ratio=None, bpp=None, levels=None, block=None, tile=None,
-            progression=None, layers=None, modes=None, cmyk=False, rgb=False, depth=None, strip=False, threads=1,
-            limits=None, progress=None):
+            progression=None, layers=None, modes=None, psnr=None, precincts=None, sop=False, eph=False, plt=False,
+            tlm=False, tile_parts=None, roi=None, visual=False, comment=None, cmyk=False, rgb=False, depth=None,
+            strip=False, threads=1, limits=None, progress=None):
     """Writes a file as one of another format, with its metadata. PNG, PPM, PGM and baseline JPEG go through in strips,
     so that even large pictures need little memory.
 
     source   bytes, path or file object
     format   see encode()
     reading  a dict of options of decode(): reduce, layers, smooth, fast_mcu, components, orient,
-             picture, upsample, srgb
+             picture, upsample, region, tile, srgb
 
     All other arguments, warnings and the result are those of encode().
     """
     writing = _options.fields_of(locals(), _options.WRITE_OPTIONS)
     given = {"reduce": 0, "layers": 0, "smooth": True, "fast_mcu": False, "components": False, "orient": False,
-             "picture": 0, "upsample": False, "srgb": False}
+             "picture": 0, "upsample": False, "region": None, "tile": None, "srgb": False}
     unknown = set(reading or ()) - set(given)
     if unknown:
         raise TypeError(f"no option of reading is called {min(unknown)}")

@@ -59,7 +59,7 @@ def _add_writing(parser):
 
 def _add_reading(parser):
     group = parser.add_argument_group("reading")
-    group.add_argument("--reduce", type=int, default=0, metavar="N", help="JPEG 2000: skip N resolution levels")
+    group.add_argument("--reduce", type=int, default=0, metavar="N", help="halve the picture N times")
     group.add_argument("--layers", type=int, default=0, metavar="N", help="JPEG 2000: quality layers to decode")
     group.add_argument("--nosmooth", dest="smooth", action="store_false", help="JPEG: repeat samples")
     _flag(group, "fast-mcu", "JPEG: faster, without interpolation")

@@ -91,7 +91,8 @@ _ADVICE = {number: name for name, number in _native.ADVICE.items()}
 _ARGUMENTS = {"nosmooth": "smooth", "factors": "sample", "qualities": "quality", "levelsPlus1": "levels",
               "blockWidth": "block", "blockHeight": "block",
               "tileWidth": "tile", "tileHeight": "tile", "cropX": "crop", "cropY": "crop", "cropWidth": "crop",
-              "cropHeight": "crop"}
+              "cropHeight": "crop", "regionX": "region", "regionY": "region", "regionWidth": "region",
+              "regionHeight": "region", "tilePlus1": "tile"}
 
 
 def argument_of(field):

@@ -9,14 +9,16 @@ from ._errors import BadArgument, bad_option
 
 # Options for which 0 means "not given" in the library. Python refuses it.
 _NEVER_ZERO = {"quality", "ratio", "bpp", "layers", "picture"}
-_CHOICES = {"sample": _native.SAMPLES, "progression": _native.PROGRESSIONS, "transform": _native.TRANSFORMS}
-_FIELDS = {"fast_mcu": "fastMcu", "restart_in_rows": "restartInRows"}
+_CHOICES = {"sample": _native.SAMPLES, "progression": _native.PROGRESSIONS, "tile_parts": _native.TILE_PARTS,
+            "transform": _native.TRANSFORMS}
+_FIELDS = {"fast_mcu": "fastMcu", "restart_in_rows": "restartInRows", "tile_parts": "tileParts"}
 
 WRITE_OPTIONS = ("quality", "sample", "grayscale", "progressive", "scans", "optimize", "fast_mcu", "restart",
                  "restart_in_rows", "lossless", "predictor", "point", "ratio", "bpp", "levels", "block", "tile",
-                 "progression", "layers", "modes", "strip", "cmyk", "rgb", "depth")
+                 "progression", "layers", "modes", "psnr", "precincts", "sop", "eph", "plt", "tlm", "tile_parts",
+                 "roi", "visual", "comment", "strip", "cmyk", "rgb", "depth")
 READ_OPTIONS = ("reduce", "layers", "smooth", "fast_mcu", "components", "orient", "picture", "upsample",
-                "srgb")
+                "region", "tile", "srgb")
 TRANSCODE_OPTIONS = ("optimize", "progressive", "scans", "sequential", "strip", "restart", "restart_in_rows",
                      "transform", "trim", "perfect", "grayscale", "crop", "orient", "picture")
 _INTERLEAVED = {"grey": 1, "grey-alpha": 2, "rgb": 3, "bgr": 3, "rgba": 4, "bgra": 4, "cmyk": 4, "rgb565": 1,
@@ -58,6 +60,28 @@ def _crop(value):
     return {"cropX": x, "cropY": y, "cropWidth": width, "cropHeight": height}
 
 
+def _goals(name, value):
+    """The field for one value, or for those of several layers."""
+    if numpy.ndim(value) == 0 and name != "psnr":
+        return {name: value}
+    return {name + "s": [float(each) for each in numpy.atleast_1d(value)]}
+
+
+def _precincts(value):
+    return [side for size in value for side in _size("precincts", size)]
+
+
+def _region(value):
+    """The fields of a region of interest (x, y, width, height)."""
+    try:
+        x, y, width, height = value
+    except (TypeError, ValueError):
+        raise bad_option("roi", "is (x, y, width, height)") from None
+    if width == 0 or height == 0:
+        raise bad_option("roi", "has no size of 0")
+    return {"roiX": x, "roiY": y, "roiWidth": width, "roiHeight": height}
+
+
 def _sum_of(option, value, choices):
     """The sum of the numbers for words: a list, or a text with commas or spaces."""
     names = value.replace(",", " ").split() if isinstance(value, str) else value
@@ -71,7 +95,7 @@ def fields_of(given, names):
         value = given[name]
         if value is None or value is False:
             continue
-        if name in _NEVER_ZERO and value == 0:
+        if name in _NEVER_ZERO and numpy.ndim(value) == 0 and value == 0:
             raise bad_option(name, "cannot be 0")
         if name == "sample" and "x" in str(value):
             fields["factors"] = str(value)
@@ -85,6 +109,12 @@ def fields_of(given, names):
             fields["levelsPlus1"] = value + 1
         elif name in ("block", "tile"):
             fields[name + "Width"], fields[name + "Height"] = _size(name, value)
+        elif name in ("ratio", "bpp", "psnr"):
+            fields.update(_goals(name, value))
+        elif name == "precincts":
+            fields[name] = _precincts(value)
+        elif name == "roi":
+            fields.update(_region(value))
         elif name == "crop":
             fields.update(_crop(value))
         elif name == "modes":
@@ -96,11 +126,21 @@ def fields_of(given, names):
     return fields
 
 
-def read_fields(reduce, layers, smooth, fast_mcu, components, orient=False, picture=0, upsample=False,
-                srgb=False):
-    return {"reduce": reduce, "layers": layers, "nosmooth": int(not smooth), "fastMcu": int(bool(fast_mcu)),
-            "components": int(bool(components)), "orient": int(bool(orient)), "picture": picture,
-            "upsample": int(bool(upsample)), "srgb": int(bool(srgb))}
+def read_fields(reduce, layers, smooth, fast_mcu, components, orient=False, picture=0, upsample=False, region=None,
+                tile=None, srgb=False):
+    fields = {"reduce": reduce, "layers": layers, "nosmooth": int(not smooth), "fastMcu": int(bool(fast_mcu)),
+              "components": int(bool(components)), "orient": int(bool(orient)), "picture": picture,
+              "upsample": int(bool(upsample)), "srgb": int(bool(srgb))}
+    if region is not None:
+        x, y, width, height = region
+        if width <= 0 or height <= 0:
+            raise bad_option("region", "is empty")
+        fields.update(regionX=x, regionY=y, regionWidth=width, regionHeight=height)
+    if tile is not None:
+        if tile < 0:
+            raise bad_option("tile", "is negative")
+        fields["tilePlus1"] = tile + 1
+    return fields
 
 
 def layout_number(layout):

@@ -227,6 +227,9 @@ PYBIND11_MODULE(_native, module) {
                                      {"rotate-270", moxcRotate270}});
   module.attr("PROGRESSIONS") =
       named({{"LRCP", moxcLrcp}, {"RLCP", moxcRlcp}, {"RPCL", moxcRpcl}, {"PCRL", moxcPcrl}, {"CPRL", moxcCprl}});
+  module.attr("TILE_PARTS") = named({{"resolutions", moxcTilePartsResolutions},
+                                     {"layers", moxcTilePartsLayers},
+                                     {"components", moxcTilePartsComponents}});
   module.attr("MODES") = named({{"bypass", moxcModeBypass},
                                 {"reset", moxcModeReset},
                                 {"termall", moxcModeTermall},

@@ -16,15 +16,14 @@ struct Field {
   int32_t Struct::*place;
 };
 
-constexpr Field<MoxcReadOptions> kReadFields[]{{"reduce", &MoxcReadOptions::reduce},
-                                               {"layers", &MoxcReadOptions::layers},
-                                               {"nosmooth", &MoxcReadOptions::nosmooth},
-                                               {"fastMcu", &MoxcReadOptions::fastMcu},
-                                               {"components", &MoxcReadOptions::components},
-                                               {"orient", &MoxcReadOptions::orient},
-                                               {"picture", &MoxcReadOptions::picture},
-                                               {"upsample", &MoxcReadOptions::upsample},
-                                               {"srgb", &MoxcReadOptions::srgb}};
+constexpr Field<MoxcReadOptions> kReadFields[]{
+    {"reduce", &MoxcReadOptions::reduce},         {"layers", &MoxcReadOptions::layers},
+    {"nosmooth", &MoxcReadOptions::nosmooth},     {"fastMcu", &MoxcReadOptions::fastMcu},
+    {"components", &MoxcReadOptions::components}, {"orient", &MoxcReadOptions::orient},
+    {"picture", &MoxcReadOptions::picture},       {"upsample", &MoxcReadOptions::upsample},
+    {"regionX", &MoxcReadOptions::regionX},       {"regionWidth", &MoxcReadOptions::regionWidth},
+    {"regionY", &MoxcReadOptions::regionY},       {"regionHeight", &MoxcReadOptions::regionHeight},
+    {"tilePlus1", &MoxcReadOptions::tilePlus1},   {"srgb", &MoxcReadOptions::srgb}};
 
 constexpr Field<MoxcWriteOptions> kWriteFields[]{{"quality", &MoxcWriteOptions::quality},
                                                  {"grayscale", &MoxcWriteOptions::grayscale},
@@ -44,6 +43,15 @@ constexpr Field<MoxcWriteOptions> kWriteFields[]{{"quality", &MoxcWriteOptions::
                                                  {"layers", &MoxcWriteOptions::layers},
                                                  {"modes", &MoxcWriteOptions::modes},
                                                  {"strip", &MoxcWriteOptions::strip},
+                                                 {"sop", &MoxcWriteOptions::sop},
+                                                 {"eph", &MoxcWriteOptions::eph},
+                                                 {"plt", &MoxcWriteOptions::plt},
+                                                 {"tlm", &MoxcWriteOptions::tlm},
+                                                 {"roiX", &MoxcWriteOptions::roiX},
+                                                 {"roiY", &MoxcWriteOptions::roiY},
+                                                 {"roiWidth", &MoxcWriteOptions::roiWidth},
+                                                 {"roiHeight", &MoxcWriteOptions::roiHeight},
+                                                 {"visual", &MoxcWriteOptions::visual},
                                                  {"rgb", &MoxcWriteOptions::rgb},
                                                  {"depth", &MoxcWriteOptions::depth},
                                                  {"cmyk", &MoxcWriteOptions::cmyk}};
@@ -100,12 +108,18 @@ WriteOptions::WriteOptions(const py::dict& given) {
   for (const auto& [key, value] : given) {
     const auto name = key.cast<std::string>();
     if (setNumber<MoxcWriteOptions>(*this, kWriteFields, name, value)) continue;
+    if (setList(name, value)) continue;
     if (name == "ratio") {
       ratio = value.cast<double>();
     } else if (name == "bpp") {
       bpp = value.cast<double>();
     } else if (name == "sample") {
       sample = static_cast<MoxcSample>(value.cast<int>());
+    } else if (name == "tileParts") {
+      tileParts = static_cast<MoxcTileParts>(value.cast<int>());
+    } else if (name == "comment") {
+      text = value.cast<std::string>();
+      comment = text.c_str();
     } else if (name == "progression") {
       progression = static_cast<MoxcProgression>(value.cast<int>());
     } else if (name == "scans") {
@@ -121,6 +135,25 @@ WriteOptions::WriteOptions(const py::dict& given) {
       unknown(name);
     }
   }
+}
+
+// Arrays, which live as long as the struct.
+bool WriteOptions::setList(std::string_view name, py::handle value) {
+  const auto use = [&](const double*& list, int32_t& count) {
+    std::vector<double>& goal = goals.emplace_back();
+    for (const py::handle item : value) goal.push_back(item.cast<double>());
+    list = goal.data();
+    count = static_cast<int32_t>(goal.size());
+    return true;
+  };
+  if (name == "ratios") return use(ratios, ratioCount);
+  if (name == "bpps") return use(bpps, bppCount);
+  if (name == "psnrs") return use(psnrs, psnrCount);
+  if (name != "precincts") return false;
+  for (const py::handle item : value) sizes.push_back(numberIn(item));
+  precincts = sizes.data();
+  precinctCount = static_cast<int32_t>(sizes.size());
+  return true;
 }
 
 TranscodeOptions::TranscodeOptions(const py::dict& given) {

@@ -240,6 +240,37 @@ TEST(Layouts, WordsOfJpegAreThoseOfItsRgb) {
   }
 }
 
+// Whatever is asked for, a region is the cut of the whole.
+TEST(Layouts, RegionsAreCutsOfTheWhole) {
+  MoxcWriteOptions full;
+  moxcWriteOptionsInit(&full);
+  full.sample = moxcSample444;
+  const Pixels colour = picture(moxcRgb, 45, 30);
+  for (const Bytes& file :
+       {encode(colour, "jpg", &full), encode(colour, "jpg"), encode(colour, "jp2"), encode(colour, "png")}) {
+    for (const MoxcLayout layout : {moxcRgb, moxcBgra, moxcGrey, moxcRgb565, moxcRgb555}) {
+      const int bits = layout == moxcRgb565 || layout == moxcRgb555 ? 16 : 8;
+      const Pixels whole = blank(layout, 45, 30, bits);
+      decodeInto(file, whole);
+      for (const auto& [x, y, width, height] :
+           {std::tuple(0, 0, 45, 30), {13, 5, 22, 17}, {1, 3, 2, 2}, {43, 29, 2, 1}, {8, 8, 31, 9}}) {
+        MoxcReadOptions options;
+        moxcReadOptionsInit(&options);
+        options.regionX = x;
+        options.regionY = y;
+        options.regionWidth = width;
+        options.regionHeight = height;
+        const Pixels part = blank(layout, width, height, bits);
+        decodeInto(file, part, &options);
+        const int channels = part.samplesInRow(0) / width;
+        for (int row = 0; row < height; ++row)
+          for (int i = 0; i < width * channels; ++i)
+            ASSERT_EQ(part.value(0, row, i), whole.value(0, y + row, x * channels + i)) << layout << ": " << x;
+      }
+    }
+  }
+}
+
 // Words become YCbCr directly where the file's is not sub-sampled.
 TEST(Layouts, WordsBecomeJpeg) {
   MoxcWriteOptions options;

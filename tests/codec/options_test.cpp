@@ -102,6 +102,9 @@ struct WriteCase {
 const char* const kDct = " jpg ";
 const char* const kJpeg2000 = " jp2 j2k ";
 
+constexpr double kRatios[] = {40, 20, 1}, kRates[] = {4, 8, 16};
+constexpr std::int32_t kPrecincts[] = {64, 64, 32, 32}, kSizes[] = {64, 65};
+
 std::vector<WriteCase> writeCases() {
   const auto script = "0 1 2: 0-0, 0, 1;\n0: 1-63, 0, 0;\n1: 1-63, 0, 0;\n2: 1-63, 0, 0;\n0 1 2: 0-0, 1, 0;\n";
   std::vector<WriteCase> cases = {
@@ -153,6 +156,39 @@ std::vector<WriteCase> writeCases() {
       {{"both sizes", [](Write& o) { o.ratio = 12, o.bpp = 1; }, " "}},
       {{"exact to a size", [](Write& o) { o.ratio = 12, o.lossless = 1; }, " "}},
       {{"exact to a rate", [](Write& o) { o.bpp = 12, o.lossless = 1; }, " "}},
+      {{"ratios", [](Write& o) { o.ratios = kRatios, o.ratioCount = 3; }, kJpeg2000}},
+      {{"bpps", [](Write& o) { o.bpps = kRates, o.bppCount = 3; }, kJpeg2000}},
+      {{"psnrs", [](Write& o) { o.psnrs = kRates, o.psnrCount = 3; }, kJpeg2000}},
+      {{"a psnr", [](Write& o) { o.psnrs = kRates, o.psnrCount = 1; }, kJpeg2000}},
+      {{"precincts", [](Write& o) { o.precincts = kPrecincts, o.precinctCount = 4; }, kJpeg2000}},
+      {{"sop", [](Write& o) { o.sop = 1; }, kJpeg2000}},
+      {{"eph", [](Write& o) { o.eph = 1; }, kJpeg2000}},
+      {{"plt", [](Write& o) { o.plt = 1; }, kJpeg2000}},
+      {{"tlm", [](Write& o) { o.tlm = 1; }, kJpeg2000}},
+      {{"tileParts R", [](Write& o) { o.tileParts = moxcTilePartsResolutions; }, kJpeg2000}},
+      {{"tileParts C", [](Write& o) { o.tileParts = moxcTilePartsComponents; }, kJpeg2000}},
+      {{"tileParts L", [](Write& o) { o.tileParts = moxcTilePartsLayers, o.layers = 3; }, kJpeg2000},
+       [](Write& o) { o.layers = 3; }},
+      {{"roi", [](Write& o) { o.roiX = 10, o.roiWidth = o.roiHeight = 20; }, kJpeg2000}},
+      {{"visual", [](Write& o) { o.visual = 1, o.ratio = 12; }, kJpeg2000}, [](Write& o) { o.ratio = 12; }},
+      {{"comment", [](Write& o) { o.comment = "by the test"; }, " jpg jp2 j2k "}},
+      {{"ratios that rise", [](Write& o) { o.ratios = kRates, o.ratioCount = 2; }, " "}},
+      {{"psnrs that fall", [](Write& o) { o.psnrs = kRatios, o.psnrCount = 2; }, " "}},
+      {{"layers of another number", [](Write& o) { o.ratios = kRatios, o.ratioCount = 3, o.layers = 2; }, " "}},
+      {{"ratio and psnr", [](Write& o) { o.psnrs = kRates, o.psnrCount = 1, o.ratio = 12; }, " "}},
+      {{"psnr without loss", [](Write& o) { o.psnrs = kRates, o.psnrCount = 1, o.lossless = 1; }, " "}},
+      {{"psnr of a region", [](Write& o) { o.psnrs = kRates, o.psnrCount = 1, o.roiWidth = o.roiHeight = 9; }, " "}},
+      {{"psnr for the eye", [](Write& o) { o.psnrs = kRates, o.psnrCount = 1, o.visual = 1; }, " "}},
+      {{"visual alone", [](Write& o) { o.visual = 1; }, " "}},
+      {{"an odd number of precincts", [](Write& o) { o.precincts = kPrecincts, o.precinctCount = 3; }, " "}},
+      {{"precincts of any size", [](Write& o) { o.precincts = kSizes, o.precinctCount = 2; }, " "}},
+      {{"more precincts than levels",
+        [](Write& o) { o.precincts = kPrecincts, o.precinctCount = 4, o.levelsPlus1 = 1; }, " "}},
+      {{"no precincts", [](Write& o) { o.precinctCount = 2; }, " "}},
+      {{"no ratios", [](Write& o) { o.ratioCount = 2; }, " "}},
+      {{"a region without height", [](Write& o) { o.roiWidth = 20; }, " "}},
+      {{"a place without a region", [](Write& o) { o.roiX = 20; }, " "}},
+      {{"a region outside", [](Write& o) { o.roiX = 1000, o.roiWidth = o.roiHeight = 20; }, " "}},
       {{"two kinds of scans", [=](Write& o) { o.scans = script, o.progressive = 1; }, " "}},
   };
   for (const int mode : {1, 2, 4, 8, 16, 32})
@@ -177,7 +213,8 @@ std::vector<WriteCase> writeCases() {
   return cases;
 }
 
-const char* const kFormats[] = {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pam", "pbm", "pgx", "raw", "rawl"};
+const char* const kFormats[] = {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm",
+                                "pam", "pbm", "pgx", "bmp", "tif", "raw", "rawl"};
 
 TEST(Options, OfWritingChangeTheFileOrAreRefused) {
   const Pixels colour = picture(moxcRgb, 100, 75), grey = picture(moxcGrey, 100, 75);
@@ -310,12 +347,17 @@ TEST(Options, OfReadingChangeThePictureOrAreRefused) {
   moxcWriteOptionsInit(&layered);
   layered.ratio = 4;
   layered.layers = 5;
+  layered.tileWidth = layered.tileHeight = 64;
   const std::vector<Option<Read>> options = {
-      {"reduce", [](Read& o) { o.reduce = 1; }, kJpeg2000},   {"layers", [](Read& o) { o.layers = 1; }, kJpeg2000},
-      {"nosmooth", [](Read& o) { o.nosmooth = 1; }, " jpg "}, {"fastMcu", [](Read& o) { o.fastMcu = 1; }, " jpg "},
+      {"reduce", [](Read& o) { o.reduce = 1; }, " jpg jp2 j2k "},
+      {"tile", [](Read& o) { o.tilePlus1 = 2; }, kJpeg2000},
+      {"region", [](Read& o) { o.regionX = 3, o.regionWidth = 50; }, " jpg jp2 j2k png ppm pgm pgx "},
+      {"layers", [](Read& o) { o.layers = 1; }, kJpeg2000},
+      {"nosmooth", [](Read& o) { o.nosmooth = 1; }, " jpg "},
+      {"fastMcu", [](Read& o) { o.fastMcu = 1; }, " jpg "},
       {"picture", [](Read& o) { o.picture = 2; }, " jpg "},
   };
-  for (const char* const format : {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pam", "pgx"}) {
+  for (const char* const format : {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pam", "pgx", "bmp", "tif"}) {
     const bool isJpeg2000 = listed(kJpeg2000, format);
     const Pixels grey = picture(moxcGrey, 120, 90);
     const bool isGrey = std::string(format) == "pgm" || std::string(format) == "pgx";
@@ -443,6 +485,9 @@ TEST(Options, OfReadingHaveRanges) {
       {"nosmooth", [](Read& o) { o.nosmooth = 2; }},     {"fastMcu", [](Read& o) { o.fastMcu = -1; }},
       {"components", [](Read& o) { o.components = 2; }}, {"reduce", [](Read& o) { o.reduce = 6; }},
       {"picture", [](Read& o) { o.picture = -1; }},      {"upsample", [](Read& o) { o.upsample = 2; }},
+      {"regionX", [](Read& o) { o.regionX = -1; }},      {"regionHeight", [](Read& o) { o.regionHeight = -1; }},
+      {"region", [](Read& o) { o.regionX = 20; }},       {"tilePlus1", [](Read& o) { o.tilePlus1 = 65536; }},
+      {"tile", [](Read& o) { o.tilePlus1 = 2; }},        {"tile", [](Read& o) { o.tilePlus1 = o.regionX = 1; }},
   };
   for (const auto& [name, set] : cases) {
     Read reading;

@@ -1,4 +1,4 @@
-// PNG, PNM and PGX files: round trips at every depth, files cut at every byte, memory, cancelling.
+// PNG, PNM, PAM, PBM, PGX, BMP and TIFF files: round trips at every depth, files cut at every byte, memory, cancelling.
 #include <gtest/gtest.h>
 #include <png.h>
 
@@ -80,6 +80,18 @@ std::vector<File> manyFiles() {
     for (Plane& plane : odd.planes) plane.maxval = maxval;
     add("pnm", odd);
   }
+  for (const int bits : {1, 5, 8, 9, 16}) {
+    for (int planes = 1; planes <= 4; ++planes)
+      add("pam", layout(planes < 3 ? Colour::grey : Colour::rgb, planes, bits));
+    add("pam", layout(Colour::unknown, 5, bits));
+  }
+  add("pbm", layout(Colour::grey, 1, 1));
+  for (const int planes : {1, 3, 4}) add("bmp", layout(planes < 3 ? Colour::grey : Colour::rgb, planes, 8));
+  for (const int bits : {8, 16}) {
+    for (int planes = 1; planes <= 4; ++planes)
+      add("tif", layout(planes < 3 ? Colour::grey : Colour::rgb, planes, bits));
+    add("tif", layout(Colour::unknown, 5, bits));
+  }
   for (const int bits : {1, 7, 8, 9, 16, 17, 24, 31}) {
     add("pgx", pgxLayout(bits, false));
     if (bits > 1) add("pgx", pgxLayout(bits, true));
@@ -117,6 +129,7 @@ int rowsOf(const std::string& warning) {
 // there, the others are black.
 TEST(Files, CutAtEveryByteKeepsTheRowsBefore) {
   for (const File& file : manyFiles()) {
+    if (std::string(file.format) == "bmp") continue;  // begins with the last row
     const std::string name = std::string(file.format) + " of " + std::to_string(file.picture.planes[0].bits) + " bits";
     ::test::GuardedMemory memory(file.bytes.size());
     int refused = 0, last = 0;

@@ -10,11 +10,12 @@ using namespace std::string_literals;
 
 TEST(Table, Names) {
   EXPECT_EQ(formatNames(true), "jpg, jp2 or j2k");
-  EXPECT_EQ(formatNames(false), "png, ppm, pgm, pnm, pam, pbm, pgx, raw or rawl");
+  EXPECT_EQ(formatNames(false), "png, ppm, pgm, pnm, pam, pbm, pgx, bmp, tif, raw or rawl");
   EXPECT_EQ(formatNamed("JPEG"), formatNamed("jpg"));
   EXPECT_EQ(formatNamed("J2C"), formatNamed("j2k"));
   EXPECT_EQ(formatNamed(""), nullptr);
-  EXPECT_EQ(formatNamed("tif"), nullptr);
+  EXPECT_EQ(formatNamed("tiff"), formatNamed("tif"));
+  EXPECT_EQ(formatNamed("gif"), nullptr);
   EXPECT_EQ(formatOfPath("a.b/c.PNG"), formatNamed("png"));
   EXPECT_EQ(formatOfPath("a.png/c"), nullptr);
   EXPECT_EQ(formatOfPath("png"), nullptr);
@@ -44,10 +45,13 @@ TEST(Table, Recognition) {
   EXPECT_EQ(recognised("P1\n"), formatNamed("pbm"));
   EXPECT_EQ(recognised("P7\n"), formatNamed("pam"));
   EXPECT_EQ(recognised("PG ML"), formatNamed("pgx"));
+  EXPECT_EQ(recognised("BM\x9a\0\0\0\0\0\0\0\x36\0\0\0\x28\0\0\0"s), formatNamed("bmp"));
+  EXPECT_EQ(recognised("II*\0\x8\0\0\0"s), formatNamed("tif"));
+  EXPECT_EQ(recognised("MM\0+\0\x8\0\0"s), formatNamed("tif"));
 }
 
 TEST(Table, WhatIsNotRecognised) {
-  const std::string unknown = "unrecognised format (not JPEG, JPEG 2000, PNG, PPM, PGM, PAM, PBM or PGX)";
+  const std::string unknown = "unrecognised format (not JPEG, JPEG 2000, PNG, PPM, PGM, PAM, PBM, PGX, BMP or TIFF)";
   const std::pair<std::string, std::string> cases[] = {
       {"", "the file is empty"},
       {"P", unknown},
@@ -55,9 +59,9 @@ TEST(Table, WhatIsNotRecognised) {
       {"PX", unknown},
       {"P7 332\n", unknown},
       {std::string(20, '\0'), unknown},
-      {"II*\0"s, "TIFF files are not supported"},
-      {"MM\0*"s, "TIFF files are not supported"},
-      {"BM\x9a\0\0\0\0\0\0\0\x36\0\0\0"s, "BMP files are not supported"},
+      {"II*\0"s, unknown},
+      {"IM*\0\0\0\0\0"s, unknown},
+      {"BM\x9a\0\0\0\0\0\0\0\x36\0\0\0\x29\0\0\1"s, unknown},
       {"GIF89a", "GIF files are not supported"},
       {"RIFF\x24\0\0\0WEBPVP8 "s, "WebP files are not supported"},
   };
@@ -72,7 +76,7 @@ TEST(Table, WhatIsNotRecognised) {
   }
 }
 
-// An endless input that is not a picture ends after its first bytes.
+// An endless input that is not a picture ends after the bytes that a JPEG picture is looked for in.
 TEST(Table, RecognitionReadsFewBytes) {
   std::size_t given = 0;
   Input endless = Input::callback([&](std::uint8_t* to, std::size_t size) {
@@ -81,7 +85,7 @@ TEST(Table, RecognitionReadsFewBytes) {
     return size;
   });
   EXPECT_THROW(recognise(endless), Problem);
-  EXPECT_EQ(given, kSniffed);
+  EXPECT_EQ(given, kSearched);
 }
 
 // Each option, alone: refused by name unless the format lists it.
@@ -108,8 +112,9 @@ TEST(Table, OptionsThatHaveNoEffectAreRefused) {
       {"nosmooth", {.nosmooth = true}},
       {"fastMcu", {.fastMcu = true}},
       {"components", {.components = true}},
+      {"tile", {.tile = 0}},
   };
-  std::vector<std::pair<const char*, WriteOptions>> writing(21);
+  std::vector<std::pair<const char*, WriteOptions>> writing(31);
   std::size_t at = 0;
   const auto add = [&](const char* name) -> WriteOptions& {
     writing[at].first = name;
@@ -126,8 +131,8 @@ TEST(Table, OptionsThatHaveNoEffectAreRefused) {
   add("lossless").lossless = true;
   add("predictor").predictor = 1;
   add("point").point = 1;
-  add("ratio").ratio = 2;
-  add("bpp").bpp = 0.5;
+  add("ratio").ratio = {2};
+  add("bpp").bpp = {0.5};
   add("levels").levels = 0;
   add("block").blockWidth = 4;
   add("block").blockHeight = 4;
@@ -136,10 +141,21 @@ TEST(Table, OptionsThatHaveNoEffectAreRefused) {
   add("progression").progression = j2k::Order{};
   add("layers").layers = 1;
   add("modes").modes = 1;
+  add("psnr").psnr = {40};
+  add("precincts").precincts = {{64, 64}};
+  add("sop").sop = true;
+  add("eph").eph = true;
+  add("plt").plt = true;
+  add("tlm").tlm = true;
+  add("tileParts").tileParts = j2k::Division::layers;
+  add("roi").roi = {0, 0, 8, 8};
+  add("visual").visual = true;
+  add("comment").comment = "text";
   ASSERT_EQ(at, writing.size());
   for (const Format* format : formats()) {
     EXPECT_NO_THROW(checkOptions(*format, ReadOptions{}));
     EXPECT_NO_THROW(checkOptions(*format, ReadOptions{.native = true}));
+    EXPECT_NO_THROW(checkOptions(*format, ReadOptions{.region = {1, 1, 1, 1}}));
     EXPECT_NO_THROW(checkOptions(*format, WriteOptions{}));
     for (const auto& [name, options] : reading) expectChecked(*format, name, options, format->readOptions);
     for (const auto& [name, options] : writing) expectChecked(*format, name, options, format->writeOptions);

@@ -13,7 +13,7 @@ import moxj
 import numpy
 from support import *
 
-LOSSLESS = {"jp2": {}, "j2k": {}, "png": {}, "ppm": {}, "pgm": {}, "pam": {}, "pgx": {}, "jpg": {"lossless": True}}
+LOSSLESS = {**dict.fromkeys(("jp2", "j2k", "png", "ppm", "pgm", "pam", "tif", "pgx"), {}), "jpg": {"lossless": True}}
 
 
 class Types(PictureTest):
@@ -346,8 +346,8 @@ class Files(PictureTest):
 
     def test_formats(self):
         formats = {each.name: each for each in moxj.formats()}
-        self.assertEqual(set(formats), {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pam", "pbm", "pgx", "raw",
-                                        "rawl"})
+        self.assertEqual(set(formats), {"jpg", "jp2", "j2k", "png", "ppm", "pgm", "pnm", "pam", "pbm", "pgx", "bmp",
+                                        "tif", "raw", "rawl"})
         self.assertIn("jpeg", formats["jpg"].extensions)
         self.assertEqual([name for name in formats if formats[name].coded], ["jpg", "jp2", "j2k"])
         for name in formats:
@@ -444,7 +444,11 @@ class Options(PictureTest):
                 "j2k": [{"ratio": 8}, {"bpp": 2.5}, {"levels": 2}, {"levels": 0}, {"block": (32, 16)}, {"block": 32},
                         {"tile": (50, 40)}, {"tile": 32}, {"progression": "rpcl"}, {"layers": 3, "ratio": 8},
                         {"modes": ["bypass", "reset"]}, {"modes": "causal,segsym"}, {"modes": ["termall"]},
-                        {"modes": ["pterm"]}]}.items():
+                        {"modes": ["pterm"]}, {"ratio": [30, 10, 1]}, {"bpp": (0.5, 3)}, {"psnr": 35},
+                        {"psnr": [30, 0]},
+                        {"precincts": [(64, 64), 32]}, {"sop": True}, {"eph": True}, {"plt": True}, {"tlm": True},
+                        {"tile_parts": "resolutions"}, {"roi": (5, 5, 20, 20)}, {"ratio": 8, "visual": True},
+                        {"comment": "by the test"}]}.items():
             files = [moxj.encode(array, format), *(moxj.encode(array, format, **each) for each in options)]
             self.assertEqual(len(set(files)), len(files), format)
             for file in files:
@@ -463,6 +467,18 @@ class Options(PictureTest):
         self.assertSame(moxj.decode(j2k, threads=3), whole)
         for option in {"smooth": False}, {"fast_mcu": True}:
             self.assertFalse(numpy.array_equal(moxj.decode(jpg, **option), moxj.decode(jpg)), option)
+
+    def test_regions(self):
+        array = smooth(70, 90)
+        tiled = moxj.encode(array, "jp2", tile=(40, 30))
+        for file in moxj.encode(array, "jpg"), tiled, moxj.encode(array, "png"):
+            whole = moxj.decode(file)
+            self.assertSame(moxj.decode(file, region=(13, 21, 40, 30)), whole[21:51, 13:53])
+            part = numpy.zeros((30, 40, 3), numpy.uint8)
+            moxj.decode(file, region=(13, 21, 40, 30), out=part)
+            self.assertSame(part, whole[21:51, 13:53])
+        self.assertSame(moxj.decode(tiled, tile=4), moxj.decode(tiled)[30:60, 40:80])
+        self.assertEqual(moxj.decode(moxj.encode(array, "jpg"), reduce=3).shape, (9, 12, 3))
 
     def test_metadata_of_what_is_read(self):
         blocks = moxj.metadata(moxj.encode(noise((5, 5)), "jpg"))

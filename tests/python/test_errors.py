@@ -53,7 +53,7 @@ class Kinds(PictureTest):
                 ("ppm", "lossless", True), ("jp2", "fast_mcu", True), ("jpg", "levels", 0):
             with self.raises(moxj.BadOption, option + " ", option=option):
                 moxj.encode(self.array, format, **{option: value})
-        for option, value in ("reduce", 1), ("layers", 2):
+        for option, value in ("reduce", 4), ("layers", 2), ("tile", 0), ("region", (10000, 0, 1, 1)):
             with self.raises(moxj.BadOption, option=option):
                 moxj.decode(self.jpg, **{option: value})
         for option in {"smooth": False}, {"fast_mcu": True}:

@@ -12,8 +12,8 @@ import zlib
 MOXJ = os.environ["MOXJ"]
 
 OK, USAGE, REFUSED, INCOMPLETE, LIMIT, OUTPUT = range(6)
-PLAIN = "png, ppm, pgm, pnm, pam, pbm, pgx, raw or rawl"
-UNRECOGNISED = "unrecognised format (not JPEG, JPEG 2000, PNG, PPM, PGM, PAM, PBM or PGX)"
+PLAIN = "png, ppm, pgm, pnm, pam, pbm, pgx, bmp, tif, raw or rawl"
+UNRECOGNISED = "unrecognised format (not JPEG, JPEG 2000, PNG, PPM, PGM, PAM, PBM, PGX, BMP or TIFF)"
 
 
 class ToolTest(unittest.TestCase):

@@ -395,7 +395,8 @@ class OptionsOfInputs(ToolTest):
         self.expect(OK, "encode", "a.ppm", "a.jp2")
 
     def test_each_option(self):
-        for option, good, bad in ((("--reduce", "1"), "a.jp2", {"a.jpg": "JPEG", "a.ppm": "PPM/PGM"}),
+        for option, good, bad in ((("--reduce", "1"), "a.jp2", {"a.ppm": "PPM/PGM"}),
+                                  (("--tile", "0"), "a.jp2", {"a.jpg": "JPEG", "a.ppm": "PPM/PGM"}),
                                   (("--layers", "1"), "a.jp2", {"a.jpg": "JPEG", "a.ppm": "PPM/PGM"}),
                                   (("--nosmooth",), "a.jpg", {"a.jp2": "JPEG 2000", "a.ppm": "PPM/PGM"}),
                                   (("--fast-mcu",), "a.jpg", {"a.jp2": "JPEG 2000", "a.ppm": "PPM/PGM"})):
@@ -408,8 +409,8 @@ class OptionsOfInputs(ToolTest):
 
     def test_each_file_of_a_batch(self):
         os.rename(self.path("a.jp2"), self.path("b.jp2"))
-        self.expect(REFUSED, "decode", "a.jpg", "b.jp2", "--output-dir", "out", "--reduce", "1", "--format", "ppm",
-                    error="moxj: a.jpg: --reduce is not for JPEG files\n")
+        self.expect(REFUSED, "decode", "a.jpg", "b.jp2", "--output-dir", "out", "--layers", "1", "--format", "ppm",
+                    error="moxj: a.jpg: --layers is not for JPEG files\n")
         self.assertEqual(self.files("out"), ["b.ppm"])
 
     def test_limits_hold_for_compare(self):

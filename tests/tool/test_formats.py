@@ -205,8 +205,7 @@ class Refused(ToolTest):
             self.refused(data, UNRECOGNISED)
 
     def test_known_formats_that_are_not_supported(self):
-        for data, name in ((b"GIF89a", "GIF"), (b"GIF87a" + bytes(99), "GIF"), (b"II*\0" + bytes(9), "TIFF"),
-                           (b"MM\0*" + bytes(9), "TIFF"), (b"BM\x9a\0\0\0\0\0\0\0\x36\0\0\0", "BMP"),
+        for data, name in ((b"GIF89a", "GIF"), (b"GIF87a" + bytes(99), "GIF"),
                            (b"RIFF\x24\0\0\0WEBPVP8 ", "WebP")):
             self.refused(data, name + " files are not supported")
 

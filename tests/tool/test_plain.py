@@ -69,7 +69,7 @@ class PlainTest(ToolTest):
         """Cut at every byte, and with bytes changed at random: one line, or a picture."""
         source = random.Random(seed)
         cases = [file[:length] for length in range(3, min(len(file), limit))]
-        for _ in range(150):
+        for _ in range(100):
             data = bytearray(file)
             for _ in range(source.randint(1, 4)):
                 data[source.randrange(min(len(data), limit))] = source.choice((0, 1, 255, source.randrange(256)))
@@ -251,6 +251,328 @@ class Pbm(PlainTest):
             made = subprocess.run(command, input=self.converted(pnm(picture, 1), "out.pbm"), stdout=subprocess.PIPE,
                                   check=True).stdout
             self.assertEqual(self.converted(made, "out.pbm"), pbm(picture))
+
+
+# ---- BMP ---------------------------------------------------------------------------------------------------------
+
+
+def bmp(width, height, bits, rows, size=40, compression=0, palette=None, masks=(), extra=b"", top_down=False,
+        resolution=(0, 0)):
+    """`rows`: the bytes of the rows from the top, or the run lengths. `extra`: the rest of a header above 40 bytes."""
+    if isinstance(rows, list):
+        padded = [row + bytes(-len(row) % 4) for row in rows]
+        rows = b"".join(padded if top_down else reversed(padded))
+    entries = b"".join(bytes(reversed(colour)) + (b"" if size == 12 else b"\0") for colour in palette or [])
+    if size == 12:
+        header = struct.pack("<IHHHH", 12, width, height, 1, bits)
+    else:
+        header = struct.pack("<IiiHHIIiiII", size, width, -height if top_down else height, 1, bits, compression,
+                             len(rows), *resolution, len(palette or []), 0)
+        header += struct.pack("<%dI" % len(masks), *masks) + extra
+        assert len(header) == size or (size == 40 and len(header) == 40 + 4 * len(masks))
+    offset = 14 + len(header) + len(entries)
+    return b"BM" + struct.pack("<IHHI", offset + len(rows), 0, 0, offset) + header + entries + rows
+
+
+def bits_of(values, bits):
+    text = "".join(format(value, "0%db" % bits) for value in values)
+    text += "0" * (-len(text) % 8)
+    return bytes(int(text[i:i + 8], 2) for i in range(0, len(text), 8))
+
+
+def rows_of(picture):
+    width, height, channels, samples = picture
+    return [samples[y * width * channels:(y + 1) * width * channels] for y in range(height)]
+
+
+def bgr(row):
+    return bytes(row[i - i % 3 + 2 - i % 3] for i in range(len(row)))
+
+
+def repeated(value, bits, to=8):
+    """A field of few bits as a sample: its bits again and again."""
+    text = format(value, "0%db" % bits) * to
+    return int(text[:to], 2)
+
+
+def bmp24(picture, **options):
+    return bmp(*picture[:2], 24, [bgr(row) for row in rows_of(picture)], **options)
+
+
+class Bmp(PlainTest):
+    COLOURS = [(i * 7 % 256, i * 31 % 256, 255 - i) for i in range(256)]
+
+    def test_colours_come_back(self):
+        for size in (1, 1), (2, 2), (3, 5), (101, 43):
+            picture = noise(*size, 3)
+            for options in {}, {"size": 12}, {"top_down": True}, {"size": 108, "extra": bytes(68)}:
+                self.assertEqual(self.converted(bmp24(picture, **options), "out.ppm"), pnm(picture))
+            self.assertEqual(self.converted(pnm(picture), "out.bmp"), bmp24(picture))
+            grey = noise(*size, 1)
+            made = self.converted(pnm(grey), "out.bmp")
+            self.assertEqual(made, bmp(*size, 8, [bytes(row) for row in rows_of(grey)],
+                                       palette=[(i, i, i) for i in range(256)]))
+            self.assertEqual(self.converted(made, "out.pgm"), pnm(grey))
+
+    def test_palettes(self):
+        for bits in 1, 2, 4, 8:
+            for size in (1, 1), (9, 4), (33, 17):
+                for options in {}, {"size": 12}, {"top_down": True}, {"size": 64, "extra": bytes(24)}:
+                    if options.get("size") == 12 and bits == 2:
+                        continue
+                    picture = noise(*size, 1, maxval=(1 << bits) - 1)
+                    palette = self.COLOURS[:1 << bits]
+                    rows = [bits_of(row, bits) for row in rows_of(picture)]
+                    file = bmp(*size, bits, rows, palette=palette, **options)
+                    expected = (*size, 3, [value for index in picture[3] for value in palette[index]])
+                    self.assertEqual(self.converted(file, "out.ppm"), pnm(expected), (bits, size, options))
+        # Grey, whatever the order.
+        picture = noise(9, 4, 1, maxval=15)
+        file = bmp(9, 4, 4, [bits_of(row, 4) for row in rows_of(picture)], palette=[(255 - i,) * 3 for i in range(16)])
+        self.assertEqual(self.converted(file, "out.pnm"), pnm((9, 4, 1, [255 - value for value in picture[3]])))
+
+    def test_colours_that_the_palette_does_not_have(self):
+        file = bmp(4, 1, 8, [bytes([0, 1, 2, 3])], palette=[(9, 8, 7), (1, 2, 3)])
+        made = self.incomplete(file, "pixels have colours that the palette does not have")
+        self.assertEqual(made, pnm((4, 1, 3, [9, 8, 7, 1, 2, 3] + [0] * 6)))
+
+    def test_words(self):
+        """Of 16 and 32 bits, with fields of any size and order."""
+        for bits, masks in ((16, None), (16, (0xF800, 0x07E0, 0x001F)), (16, (0x001F, 0x03E0, 0x7C00)),
+                            (16, (0xF00, 0xF0, 0xF)), (16, (0xE0, 0x1C, 0x3)), (32, None),
+                            (32, (0xFF, 0xFF00, 0xFF0000)), (32, (0xFF000000, 0xFF0000, 0xFF00)),
+                            (32, (0x3FF00000, 0xFFC00, 0x3FF)), (32, (0xFFFF0000, 0xFF00, 0xFF))):
+            fields = masks or ((0x7C00, 0x3E0, 0x1F) if bits == 16 else (0xFF0000, 0xFF00, 0xFF))
+            counts = [bin(mask).count("1") for mask in fields]
+            depth = max(8, *counts)
+            source = random.Random(bits)
+            pixels = [[source.getrandbits(bits) for _ in range(13)] for _ in range(7)]
+            rows = [b"".join(struct.pack("<H" if bits == 16 else "<I", word) for word in row) for row in pixels]
+            samples = [repeated((word & mask) // (mask & -mask), count, depth)
+                       for row in pixels for word in row for mask, count in zip(fields, counts)]
+            for options in {}, {"size": 108, "extra": bytes(52)}:
+                if options and not masks:
+                    continue
+                given = tuple(masks or ()) + ((0,) if options else ())
+                file = bmp(13, 7, bits, rows, compression=3 if masks else 0, masks=given, **options)
+                self.assertEqual(self.converted(file, "out.ppm"), pnm((13, 7, 3, samples), (1 << depth) - 1),
+                                 (bits, masks, options))
+
+    def test_opacity(self):
+        for tuple_type, channels in ("RGB_ALPHA", 4), ("GRAYSCALE_ALPHA", 2):
+            picture = noise(13, 7, channels)
+            colours = [row for row in rows_of(picture)]
+            expected = [b"".join(bytes([row[i + 2], row[i + 1], row[i], row[i + 3]] if channels == 4 else
+                                       [row[i]] * 3 + [row[i + 1]]) for i in range(0, len(row), channels))
+                        for row in colours]
+            made = self.converted(pam(picture, tuple_type), "out.bmp")
+            masks = (0xFF0000, 0xFF00, 0xFF, 0xFF000000)
+            self.assertEqual(made, bmp(13, 7, 32, expected, size=108, compression=3, masks=masks,
+                                       extra=b"BGRs" + bytes(48)))
+            back = parse_any_png(self.converted(made, "out.png"))
+            if channels == 4:
+                self.assertEqual(back, (13, 7, RGB_ALPHA, 8, picture[3]))
+            else:
+                self.assertEqual(back[4][::4], picture[3][::2])
+                self.assertEqual(back[4][3::4], picture[3][1::2])
+        # Four masks after a header of 40 bytes.
+        words = [[source for source in (0x7FFF, 0x8000, 0xFFFF, 0)]]
+        file = bmp(4, 1, 16, [struct.pack("<4H", *words[0])], compression=6, masks=(0x7C00, 0x3E0, 0x1F, 0x8000))
+        self.assertEqual(parse_any_png(self.converted(file, "out.png")),
+                         (4, 1, RGB_ALPHA, 8, [255, 255, 255, 0, 0, 0, 0, 255, 255, 255, 255, 255, 0, 0, 0, 0]))
+
+    def test_run_lengths(self):
+        palette = self.COLOURS
+        # 3 x 2: a run, an absolute part (padded to even), the end of a row, another row with a jump.
+        runs = bytes([2, 5, 1, 7, 0, 0, 0, 3, 1, 2, 3, 0, 0, 1])
+        self.assertEqual(self.converted(bmp(3, 2, 8, runs, compression=1, palette=palette), "out.ppm"),
+                         pnm((3, 2, 3, [v for i in (1, 2, 3, 5, 5, 7) for v in palette[i]])))
+        runs = bytes([0, 2, 1, 1, 1, 9, 0, 1])
+        self.assertEqual(self.converted(bmp(3, 2, 8, runs, compression=1, palette=palette), "out.ppm"),
+                         pnm((3, 2, 3, [v for i in (0, 9, 0, 0, 0, 0) for v in palette[i]])))
+        runs = bytes([5, 0x12, 0, 0, 0, 5, 0x34, 0x56, 0x70, 0, 0, 1])
+        self.assertEqual(self.converted(bmp(5, 2, 4, runs, compression=2, palette=palette[:16]), "out.ppm"),
+                         pnm((5, 2, 3, [v for i in (3, 4, 5, 6, 7, 1, 2, 1, 2, 1) for v in palette[i]])))
+        # Without the end, all the same.
+        runs = bytes([3, 5, 0, 0, 3, 6])
+        self.assertEqual(self.converted(bmp(3, 2, 8, runs, compression=1, palette=palette), "out.ppm"),
+                         pnm((3, 2, 3, [v for i in (6, 6, 6, 5, 5, 5) for v in palette[i]])))
+        made = self.incomplete(bmp(3, 3, 8, runs, compression=1, palette=palette),
+                               "the file ends after 2 of 3 rows, counted from the bottom")
+        self.assertEqual(made, pnm((3, 3, 3, [0] * 9 + [v for i in (6, 6, 6, 5, 5, 5) for v in palette[i]])))
+        # Pixels to the right of the picture are padding, rows above it are damage.
+        runs = bytes([4, 5, 0, 0, 4, 6, 0, 1])
+        self.assertEqual(self.converted(bmp(3, 2, 8, runs, compression=1, palette=palette), "out.ppm"),
+                         pnm((3, 2, 3, [v for i in (6, 6, 6, 5, 5, 5) for v in palette[i]])))
+        runs = bytes([3, 5, 0, 0, 3, 6, 0, 0, 1, 6, 0, 1])
+        self.incomplete(bmp(3, 2, 8, runs, compression=1, palette=palette), "the run lengths are damaged")
+
+    def test_resolution_and_profile(self):
+        picture = noise(3, 2, 3)
+        file = bmp24(picture, resolution=(11811, 5906))
+        self.write("in.bmp", file)
+        text = self.expect(OK, "info", "in.bmp").decode()
+        self.assertIn("BMP, 24 bits a pixel\n", text)
+        self.assertIn("299.999 x 150.012 dpi", text)
+        self.assertEqual(self.converted(file, "out.bmp"), file)
+        self.assertIn(b"pHYs" + struct.pack(">IIB", 11811, 5906, 1), self.converted(file, "out.png"))
+        self.assertEqual(self.converted(file, "out.bmp", "--strip"), bmp24(picture))
+
+    def test_refused(self):
+        picture = noise(3, 2, 3)
+        good = bmp24(picture)
+
+        def changed(at, form, value):
+            return good[:at] + struct.pack(form, value) + good[at + struct.calcsize(form):]
+
+        for file, cause in ((good[:30], "the file ends in its header"), (good[:54], "no rows follow the header"),
+                            (changed(18, "<i", 0), "the picture has no pixels"),
+                            (changed(22, "<i", 0), "the picture has no pixels"),
+                            (changed(18, "<i", -3), "the picture has a negative width"),
+                            (changed(28, "<H", 3), "BMP files of compression 0 with 3 bits are not supported"),
+                            (changed(30, "<I", 1), "BMP files of compression 1 with 24 bits are not supported"),
+                            (changed(30, "<I", 4), "BMP files that wrap a JPEG file are not supported"),
+                            (changed(30, "<I", 5), "BMP files that wrap a PNG file are not supported"),
+                            (bmp(1, 1, 8, [b"\0"]), "the palette is missing"),
+                            (bmp(1, 1, 16, [b"\0\0"], compression=3, masks=(5, 2, 8)), "a colour mask has gaps"),
+                            (bmp(1, 1, 16, [b"\0\0"], compression=3, masks=(1, 2, 0x10000)),
+                             "a colour mask has more bits than the pixels")):
+            self.refused(file, cause)
+        self.write("in", changed(18, "<i", 1 << 30))
+        self.expect(LIMIT, "decode", "in", "out.ppm", error=re.compile("more than the limit"))
+        self.write("in", changed(22, "<i", -(1 << 31)))
+        self.expect(LIMIT, "decode", "in", "out.ppm", error=re.compile("more than the limit"))
+
+    def test_damage(self):
+        picture = noise(9, 7, 3)
+        file = bmp24(picture)
+        made = self.incomplete(file[:-28 - 5], "the file ends after 5 of 7 rows, counted from the bottom")
+        self.assertEqual(made, pnm((9, 7, 3, [0] * 54 + picture[3][54:])))
+        made = self.incomplete(bmp24(picture, top_down=True)[:-28 - 5], "the file ends after 5 of 7 rows")
+        self.assertEqual(made, pnm((9, 7, 3, picture[3][:-54] + [0] * 54)))
+        grey = noise(9, 7, 1)
+        runs = b"".join(bytes([0, 9]) + bytes(row) + b"\0\0\0" for row in rows_of(grey)) + b"\0\1"
+        masks = (0xFF0000, 0xFF00, 0xFF, 0xFF000000)
+        self.damaged(file, limit=90)
+        self.damaged(bmp(9, 7, 8, runs, compression=1, palette=self.COLOURS[:40]), limit=300)
+        self.damaged(bmp(9, 7, 32, [bytes(range(36))] * 7, size=108, compression=3, masks=masks, extra=bytes(52)))
+
+    @unittest.skipUnless(shutil.which("bmptopnm") and shutil.which("convert"), "needs netpbm and ImageMagick")
+    def test_other_programs(self):
+        picture = smooth(37, 21, 3)
+        made = self.converted(pnm(picture), "out.bmp")
+        for command in ["bmptopnm", "-quiet"], ["convert", "bmp:-", "ppm:-"]:
+            read = subprocess.run(command, input=made, stdout=subprocess.PIPE, check=True).stdout
+            self.assertEqual(self.converted(read, "out.ppm"), pnm(picture), command)
+        self.write("in.ppm", pnm(picture))
+        rgba = pam(noise(37, 21, 4), "RGB_ALPHA")
+        read = subprocess.run(["convert", "bmp:-", "pam:-"], input=self.converted(rgba, "out.bmp"),
+                              stdout=subprocess.PIPE, check=True).stdout
+        self.assertEqual(self.converted(read, "out.pam"), rgba)
+        for options in (["-colors", "200", "-compress", "RLE"], ["-colors", "200"], ["-colors", "13"], ["-monochrome"],
+                        ["-define", "bmp:subtype=RGB565"], ["-define", "bmp:subtype=RGB555"], ["bmp2:"], ["bmp3:"]):
+            target = options.pop() + "x.bmp" if options[-1].endswith(":") else "x.bmp"
+            subprocess.run(["convert", "in.ppm", *options, target], cwd=self.directory, check=True)
+            subprocess.run(["convert", "x.bmp", "-depth", "8", "x.ppm"], cwd=self.directory, check=True)
+            self.assertEqual(self.converted(self.read("x.bmp"), "out.ppm"), self.read("x.ppm"), options)
+
+
+# ---- Every format into every format --------------------------------------------------------------------------------
+
+
+class Matrix(PlainTest):
+    """Pictures of every kind go from format to format; what a format cannot hold is lost as documented."""
+
+    # Colours, opacity, depths; the extra options of the tool.
+    FORMATS = {
+        "png": ("grey rgb", True, (8, 16), []),
+        "ppm": ("rgb", False, None, []),
+        "pgm": ("grey", False, None, []),
+        "pnm": ("grey rgb", False, None, []),
+        "pam": ("grey rgb cmyk", True, None, []),
+        "pbm": ("grey", False, (1,), []),
+        "pgx": ("grey", False, None, []),
+        "bmp": ("grey rgb", True, (8,), []),
+        "tif": ("grey rgb cmyk", True, (8, 16), []),
+        "jp2": ("grey rgb", True, None, []),
+        "j2k": ("grey rgb", True, None, []),
+        "jpg": ("grey rgb", False, tuple(range(2, 17)), ["--lossless"]),
+    }
+
+    @staticmethod
+    def lost(kind, picture, bits, name):
+        """What is left in a format."""
+        colours, opacity, depths, _ = Matrix.FORMATS[name]
+        width, height, channels, samples = picture
+        pixels = [samples[i:i + channels] for i in range(0, len(samples), channels)]
+        kind, alpha = kind
+        if depths:
+            to = next((depth for depth in depths if depth >= bits), depths[-1])
+            _, _, _, samples = scaled(picture, (1 << bits) - 1, (1 << to) - 1)
+            wide = [samples[i:i + channels] for i in range(0, len(samples), channels)]
+        else:
+            to, wide = bits, pixels
+        if kind == "rgb" and kind not in colours.split():  # the luminance, before the depth changes
+            grey = [[(19595 * p[0] + 38470 * p[1] + 7471 * p[2] + 32768) >> 16] + p[3:] for p in pixels]
+            flat = (width, height, 1, [value for p in grey for value in p])
+            values = scaled(flat, (1 << bits) - 1, (1 << to) - 1)[3]
+            wide = [values[i:i + 1 + alpha] for i in range(0, len(values), 1 + alpha)]
+            kind = "grey"
+        elif kind == "grey" and kind not in colours.split():
+            wide = [p[:1] * 3 + p[1:] for p in wide]
+            kind = "rgb"
+        count = {"grey": 1, "rgb": 3, "cmyk": 4}[kind]
+        alpha = alpha and opacity
+        if name == "bmp" and alpha and kind == "grey":
+            wide = [p[:1] * 3 + p[1:] for p in wide]
+            kind, count = "rgb", 3
+        wide = [p[:count + alpha] for p in wide]
+        return (kind, alpha), (width, height, count + alpha, [value for p in wide for value in p]), to
+
+    @staticmethod
+    def as_pam(kind, picture, bits):
+        name = {"grey": "GRAYSCALE" if bits > 1 else "BLACKANDWHITE", "rgb": "RGB", "cmyk": "CMYK"}[kind[0]]
+        return pam(picture, name + ("_ALPHA" if kind[1] else ""), (1 << bits) - 1)
+
+    @staticmethod
+    def holds(name, kind, bits):
+        """PGX has one component, and lossless JPEG at least two bits; others are refused. A codestream does not say
+        which component is opacity."""
+        return not (name == "pgx" and kind != ("grey", False) or name == "jpg" and bits == 1 or
+                    name == "j2k" and kind[1])
+
+    def make(self, source, name, options):
+        command = "encode" if name in ("jp2", "j2k", "jpg") else "decode"
+        return self.moxj(command, source, "made." + name, "--quiet", *options)
+
+    def test_every_pair(self):
+        for kind, bits in ((("grey", False), 1), (("grey", False), 8), (("rgb", False), 16), (("rgb", False), 5),
+                           (("rgb", True), 8), (("grey", True), 16), (("cmyk", False), 8), (("cmyk", False), 16)):
+            channels = {"grey": 1, "rgb": 3, "cmyk": 4}[kind[0]] + kind[1]
+            start = noise(19, 11, channels, bits, (1 << bits) - 1)
+            self.write("start.pam", self.as_pam(kind, start, bits))
+            names = [name for name in self.FORMATS if kind[0] != "cmyk" or "cmyk" in self.FORMATS[name][0]]
+            for first in names:
+                if not self.holds(first, kind, bits):
+                    continue
+                result = self.make("start.pam", first, self.FORMATS[first][3])
+                self.assertEqual((result.returncode, result.stderr), (OK, ""), (kind, bits, first))
+                os.rename(self.path("made." + first), self.path("first"))
+                after, depth = self.lost(kind, start, bits, first)[:2], self.lost(kind, start, bits, first)[2]
+                for second in names:
+                    if not self.holds(second, after[0], depth):
+                        continue
+                    with self.subTest(kind=kind, bits=bits, first=first, second=second):
+                        result = self.make("first", second, self.FORMATS[second][3])
+                        self.assertEqual((result.returncode, result.stderr), (OK, ""))
+                        expected = self.lost(*after, depth, second)
+                        self.expect(OK, "decode", "made." + second, "end.pam")
+                        made, wanted = self.read("end.pam"), self.as_pam(*expected)
+                        if after[0][0] == "rgb" and expected[0][0] == "grey" and expected[2] == 8:
+                            self.assertEqual(len(made), len(wanted))  # luminance of 8 bits has the library's rounding
+                            self.assertLessEqual(max(abs(a - b) for a, b in zip(made, wanted)), 1)
+                        else:
+                            self.assertEqual(made, wanted)
 
 
 if __name__ == "__main__":

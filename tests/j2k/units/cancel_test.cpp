@@ -75,7 +75,7 @@ TEST(Jpeg2000Cancel, TilesAndSizes) {
   for (const double ratio : {0.0, 1.0, 6.0}) {
     EncodeOptions options;
     options.lossless = ratio == 0;
-    if (ratio > 0) options.ratio = ratio;
+    if (ratio > 0) options.goals = {Goals::ratio, {ratio}};
     options.layers = 3;
     options.tileWidth = options.tileHeight = 60;
     EXPECT_GE(cancelEverywhere([&](const Progress& progress) {

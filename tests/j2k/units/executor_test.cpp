@@ -112,7 +112,7 @@ TEST(Executors, AReportEndsTheList) {
 TEST(Executors, TheCodecUsesThem) {
   const Picture original = picture(300, 200, 3, 8);
   EncodeOptions options;
-  options.ratio = 3;
+  options.goals = {Goals::ratio, {3}};
   options.blockWidth = options.blockHeight = 16;
   const File expected = test::encoded(original, options);
   for (const Executor& executor : kExecutors) {

@@ -63,7 +63,7 @@ TEST(Road, ThroughEveryFormatAndBack) {
 
 TEST(Road, NotesComeInOrderAndOnce) {
   WriteOptions writing;
-  writing.ratio = 1;
+  writing.ratio = {1};
   const Converted made = converted(written(picture(50, 40, 4, 16), "jp2"), "jpg");
   EXPECT_EQ(made.outcome.notes, (Notes{"samples of 16 bits reduced to 8", "transparency dropped"}));
   // The reader's file is cut: the picture is incomplete, the writer has a note of its own.
@@ -105,8 +105,8 @@ TEST(Road, OptionsOutOfTheirRangeAreRefused) {
   EXPECT_EQ(refused([](WriteOptions& o) { o.levels = 33; }), "levels 33 is not a whole number from 0 to 32");
   EXPECT_EQ(refused([](WriteOptions& o) { o.layers = 101; }), "layers 101 is not a whole number from 1 to 100");
   EXPECT_EQ(refused([](WriteOptions& o) { o.modes = 64; }), "modes 64 is not a whole number from 0 to 63");
-  EXPECT_EQ(refused([](WriteOptions& o) { o.ratio = 0.5; }), "ratio is not a number from 1 to 1000000");
-  EXPECT_EQ(refused([](WriteOptions& o) { o.bpp = -1; }), "bpp is not a number from 0.000001 to 1000000");
+  EXPECT_EQ(refused([](WriteOptions& o) { o.ratio = {0.5}; }), "ratio is not a number from 1 to 1000000");
+  EXPECT_EQ(refused([](WriteOptions& o) { o.bpp = {-1}; }), "bpp is not a number from 0.000001 to 1000000");
   EXPECT_EQ(refused([](WriteOptions& o) { o.tileWidth = -5; }), "tile has a negative size");
   for (const auto& [width, height] : {std::pair(3, 4), std::pair(128, 64), std::pair(2048, 2)})
     EXPECT_NE(refused([&, w = width, h = height](WriteOptions& o) { o.blockWidth = w, o.blockHeight = h; }), "");

@@ -20,7 +20,7 @@ Picture drawing(int width, int height) {
 }
 
 File sized(const Picture& picture, EncodeOptions options, std::uint64_t bytes, std::vector<std::string>& notes) {
-  options.bitsPerPixel = (static_cast<double>(bytes) + 0.5) * 8 / picture.width / picture.height;
+  options.goals = {Goals::bitsPerPixel, {(static_cast<double>(bytes) + 0.5) * 8 / picture.width / picture.height}};
   Work work({}, {}, 2);
   return encoded(picture, options, work, &notes);
 }
@@ -47,7 +47,7 @@ TEST(Jpeg2000Size, FromTheLosslessSizeOnFilesAreLossless) {
 TEST(Jpeg2000Size, RatioOfOne) {
   const Picture original = picture(150, 100, 3, 8);
   EncodeOptions options;
-  options.ratio = 1;
+  options.goals = {Goals::ratio, {1}};
   std::vector<std::string> notes;
   Work work;
   EXPECT_TRUE(test::equalSamples(test::decoded(encoded(original, options, work, &notes)), original));
@@ -62,7 +62,7 @@ TEST(Jpeg2000Size, RatioOfOne) {
 
 TEST(Jpeg2000Size, TooSmallForTheHeaders) {
   EncodeOptions options;
-  options.ratio = 10000;
+  options.goals = {Goals::ratio, {10000}};
   try {
     encoded(picture(100, 100, 3, 8), options);
     FAIL();

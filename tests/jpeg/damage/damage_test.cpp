@@ -94,6 +94,8 @@ void decodeOne(const File& file, const DecodeOptions& options, Outcomes& outcome
     EXPECT_NE(std::string(problem.what()), "");
     if (liesInFile(problem.kind)) {
       ++outcomes.refused;
+    } else if (problem.kind == Kind::badOption && options.region.given()) {
+      ++outcomes.refused;
     } else {
       EXPECT_EQ(problem.kind, Kind::limit) << problem.what();
       ++outcomes.limit;
@@ -119,7 +121,13 @@ TEST(Damage, EveryFileEndsWithAPictureOrAReason) {
   Outcomes outcomes;
   for (int i = 0; i < kFiles; ++i) {
     const File file = test::damaged(files[i % files.size()], random, 2, 640);
-    decodeOne(file, {.smooth = i % 3 != 0, .fastMcu = i % 4 == 0, .inks = i % 5 == 0, .native = i % 7 == 0}, outcomes);
+    DecodeOptions options{.smooth = i % 3 != 0, .fastMcu = i % 4 == 0, .inks = i % 5 == 0, .native = i % 7 == 0};
+    decodeOne(file, options, outcomes);
+    options.fastMcu = false;
+    options.region = {i % 40, i % 31, 1 + i % 60, 1 + i % 50};
+    options.reduce = i % 4;
+    Outcomes ofRegions;
+    decodeOne(file, options, ofRegions);
     recodeOne(file, {.transform = transformOf(1 + i % 8),
                      .crop = {.x = i % 3 * 13, .y = i % 5 * 7},
                      .trim = i % 7 == 0,

@@ -9,7 +9,7 @@ namespace moxj::cli {
 namespace {
 
 TEST(Formats, Lists) {
-  EXPECT_EQ(formatNames(false), "png, ppm, pgm, pnm, pam, pbm, pgx, raw or rawl");
+  EXPECT_EQ(formatNames(false), "png, ppm, pgm, pnm, pam, pbm, pgx, bmp, tif, raw or rawl");
   EXPECT_EQ(formatNames(true), "jpg, jp2 or j2k");
   EXPECT_STREQ(formatOf("jp2").label, "JPEG 2000");
   EXPECT_STREQ(formatOf("pgx").name, "pgx");

@@ -1,0 +1,107 @@
+// Codes tiles, chooses what of them is written, and writes the file.
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "j2k/j2k.h"
+#include "j2k/packetwriter.h"
+#include "j2k/ratecontrol.h"
+#include "j2k/tileencoder.h"
+#include "j2k/tileprogress.h"
+
+namespace moxj::j2k {
+
+// Rows of a picture: the planes have the samples from these rows on, counted in samples of each plane.
+struct PictureRows {
+  const Picture& picture;
+  std::vector<Coord> first;
+};
+
+// Runs a step. If memory does not suffice for one tile, it may for several.
+template <class Step>
+void adviseTiles(const EncodeOptions& options, const Step& step) {
+  try {
+    step();
+  } catch (Problem& problem) {
+    const bool tiled = options.tileWidth > 0 || options.tileHeight > 0;
+    if (problem.setting == Setting::maxMemory && !tiled) problem.setting = Setting::maxMemoryOrTiles;
+    throw;
+  }
+}
+
+class Encoder {
+ public:
+  // The layout is that of the picture. All references must outlive the encoder.
+  Encoder(const Picture& layout, const EncodeOptions& options, Work& work, const Progress& progress);
+  ~Encoder();
+
+  // Codes all tiles and chooses what is written. False as soon as the code-blocks exceed `maxBytes`.
+  bool code(const Picture& picture, const std::function<void()>& loaded, std::uint64_t maxBytes = UINT64_MAX);
+  // The same choice with other values of the goals.
+  void chooseAgain(const std::vector<double>& goals);
+  void write(Output& output);
+  // To be called after the last write().
+  void finish() { progress_.finish(); }
+
+  // The steps of code(), for tiles whose samples come one after the other. In their order:
+  Tile& addTile();
+  void encodeTile(const PictureRows& rows, const std::function<void()>& loaded);
+  // A block of a tile that is encoded elsewhere, and what is to be done with it when it is coded.
+  CodedBlock& addBlock() { return coded_.emplace_back(); }
+  void charge(CodedBlock& coded);
+  void choose();
+  // Limits the memory for coded blocks by leaving out the passes that gain least per byte, so that `reserve` bytes are
+  // left for the next ones. Only with a goal.
+  void economise(std::uint64_t reserve = 0);
+
+  // Whether tiles need not wait for each other: writeTile() writes the tile that was added last, and forgets it.
+  static bool writesDirectly(const EncodeOptions& options);
+  void writeStart(Output& output);
+  void writeTile(Output& output);
+  void writeEnd(Output& output);
+
+  const Siz& siz() const { return siz_; }
+  std::span<const std::unique_ptr<BlockEncoder>> blockEncoders() const { return encoders_; }
+  // The size that a goal asks for.
+  std::uint64_t wantedSize(double goal) const;
+  // False if what was coded does not give the PSNR that is wanted.
+  bool reached() const { return reached_; }
+  // If a size was requested: that of the file without truncation.
+  std::uint64_t wholeSize() const { return wholeSize_; }
+  // What the metadata add to the file; a requested size is that of the picture without them.
+  std::uint64_t metadataBytes() const { return metadataBytes_; }
+
+ private:
+  void writeHeaders();
+  void writeBoxes();
+  Bytes lengths();  // TLM
+  void chooseLayers();
+  void chooseLayer(RateControl& control, int layer, double goal);
+  std::vector<ComponentGroup> groups(std::vector<int>& groupOf) const;
+  std::uint64_t sizeOf(int layers);
+
+  const Picture& picture_;
+  const EncodeOptions& options_;
+  std::vector<double> goals_;
+  Work& job_;
+  Siz siz_;
+  TileParams params_;
+  TileProgress progress_;
+  std::vector<std::unique_ptr<BlockEncoder>> encoders_;  // for each worker
+  Coord next_ = 0;                                       // tile
+  std::deque<Tile> tiles_;
+  std::deque<CodedBlock> coded_;
+  std::deque<PacketWriter> writers_;
+  Bytes header_;
+  std::uint64_t wholeSize_ = 0, metadataBytes_ = 0;
+  CodedSize size_;
+  bool reached_ = true;
+  std::uint64_t charged_ = 0;  // for coded blocks
+  double leastSlope_ = 0;      // of passes that are kept
+};
+
+}  // namespace moxj::j2k
