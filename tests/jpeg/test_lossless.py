@@ -119,7 +119,8 @@ class Exact(LosslessTest):
             for name in "in", "x":
                 self.expect(support.OK, "decode", name + ".jpg", name + ".pgm", "--components")
                 note = "inks converted to RGB by a simple formula: the colours are approximate"
-                self.expect(support.OK, "decode", name + ".jpg", name + ".ppm", error=f"moxj: {name}.jpg: note: {note}\n")
+                self.expect(support.OK, "decode", name + ".jpg", name + ".ppm",
+                            error=f"moxj: {name}.jpg: note: {note}\n")
             for ink in range(4):
                 self.assertEqual(self.read(f"x_{ink}.pgm"), self.read(f"in_{ink}.pgm"))
             self.assertEqual(self.read("x.ppm"), self.read("in.ppm"))
