@@ -395,7 +395,8 @@ class Reader : public RowSource {
     limits.maxMemory -= std::min(limits.maxMemory, work_.budget.used());
     Work work(limits);
     PictureCollector collector(&work.budget);
-    const Outcome outcome = jpeg::decode({file.data(), file.size()}, {.inks = true, .components = true}, collector, work);
+    const Outcome outcome =
+        jpeg::decode({file.data(), file.size()}, {.inks = true, .components = true}, collector, work);
     const Picture& picture = collector.picture();
     const bool fits = static_cast<int>(picture.planes.size()) == facts_.samplesOfChunk() && picture.width >= width &&
                       picture.height >= band.height && picture.planes[0].bits == facts_.bits && !facts_.isSigned();
