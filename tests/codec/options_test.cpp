@@ -351,7 +351,7 @@ TEST(Options, OfReadingChangeThePictureOrAreRefused) {
   const std::vector<Option<Read>> options = {
       {"reduce", [](Read& o) { o.reduce = 1; }, " jpg jp2 j2k "},
       {"tile", [](Read& o) { o.tilePlus1 = 2; }, kJpeg2000},
-      {"region", [](Read& o) { o.regionX = 3, o.regionWidth = 50; }, " jpg jp2 j2k png ppm pgm pgx "},
+      {"region", [](Read& o) { o.regionX = 3, o.regionWidth = 50; }, " jpg jp2 j2k png ppm pgm pam pgx bmp tif "},
       {"layers", [](Read& o) { o.layers = 1; }, kJpeg2000},
       {"nosmooth", [](Read& o) { o.nosmooth = 1; }, " jpg "},
       {"fastMcu", [](Read& o) { o.fastMcu = 1; }, " jpg "},
