@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "formats/formats.h"
+#include "j2k/bands.h"
 #include "j2k/boxes.h"
 #include "j2k/j2k.h"
 #include "j2k/metadata.h"
@@ -32,7 +33,9 @@ class Reader : public RowSource {
   Reader(Input& input, const j2k::DecodeOptions& options, Work& work) : input_(input), options_(options), work_(work) {}
 
   Outcome push(RowSink& sink) override {
-    j2k::Decoded decoded = j2k::decode(input_.all(maxFileBytes(work_.limits)), options_, work_);
+    const ByteSpan file = input_.all(maxFileBytes(work_.limits));
+    if (std::optional<Outcome> outcome = j2k::decodeInBands(sink, file, options_, work_)) return std::move(*outcome);
+    j2k::Decoded decoded = j2k::decode(file, options_, work_);
     if (options_.upsample) upsample(decoded.picture);
     pushPicture(decoded.picture, sink, work_.progress);
     return std::move(static_cast<Outcome&>(decoded));

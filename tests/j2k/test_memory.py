@@ -57,6 +57,18 @@ class MemoryTest(support.ToolTest):
                     self.assertLessEqual(size, WIDTH * HEIGHT * 3 / 20)
                     self.assertGreater(size, WIDTH * HEIGHT * 3 / 20 * 0.95)
 
+    def test_reading(self):
+        """Band by band, whether in one tile or in many; the file itself is mapped."""
+        for name, limit, *options in (("one", 32, "--ratio", "8"), ("tiles", 16, "--tile", "256x256")):
+            with self.subTest(name):
+                self.expect(support.OK, "encode", "in.ppm", f"{name}.jp2", "--quiet", *options)
+                self.run_within(limit * MIB, "decode", f"{name}.jp2", f"{name}.ppm",
+                                mapped=os.path.getsize(self.path(f"{name}.jp2")))
+                self.expect(support.OK, "decode", f"{name}.jp2", "whole.ppm", "--quiet")
+                self.assertEqual(self.read(f"{name}.ppm"), self.read("whole.ppm"))
+                if name == "tiles":
+                    self.assertEqual(self.read("whole.ppm"), self.read("in.ppm"))
+
 
 if __name__ == "__main__":
     unittest.main()
