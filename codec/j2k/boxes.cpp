@@ -313,7 +313,9 @@ Bytes colourSpecification(int method, ByteSpan profile, std::uint32_t space) {
 
 // A profile of inks is not among those of JP2, so it follows the enumerated colour space, for readers that know more.
 void writeColour(Bytes& header, const Picture& picture) {
-  const MetadataBlock* const block = picture.metadata ? picture.metadata->find(MetadataKind::icc) : nullptr;
+  // A profile describes RGB or grey, never the YCbCr of such a picture.
+  const bool described = picture.metadata && picture.colour != Colour::ycbcr;
+  const MetadataBlock* const block = described ? picture.metadata->find(MetadataKind::icc) : nullptr;
   const ByteSpan profile = block ? block->span() : ByteSpan();
   const bool inks = picture.colour == Colour::cmyk;
   if (block && !inks) return box(header, "colr", colourSpecification(kRestrictedIcc, profile, 0));

@@ -43,6 +43,17 @@ TEST(Jpeg2000YCbCr, StaysAsItIsInBoxes) {
   }
 }
 
+// The profile of an RGB picture would make other colours of it.
+TEST(Jpeg2000YCbCr, HasNoProfile) {
+  Picture original = ycbcr(1, 1);
+  Metadata metadata;
+  const std::uint8_t bytes[128] = {};
+  metadata.add(MetadataKind::icc, "", bytes);
+  original.metadata = std::make_shared<const Metadata>(metadata);
+  const File file = test::encoded(original, test::lossless());
+  EXPECT_EQ(test::decoded(file).colour, Colour::ycbcr);
+}
+
 // A codestream without boxes would be taken for RGB.
 TEST(Jpeg2000YCbCr, BecomesRgbInACodestream) {
   const Picture found = test::decoded(written(ycbcr(2, 2), "j2k"));
