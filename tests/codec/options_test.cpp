@@ -468,7 +468,9 @@ TEST(Options, UpsampleChangesThePictureOrIsRefused) {
     Picture picture;
     const Report report;
     EXPECT_EQ(expected, moxcDecode(&from, &reading, nullptr, nullptr, &picture.picture, report)) << report.text();
-    if (expected != moxcOk) EXPECT_STREQ("upsample", moxcReportOption(report));
+    if (expected != moxcOk) {
+      EXPECT_STREQ("upsample", moxcReportOption(report));
+    }
     return picture.picture ? std::pair(picture.pixels().width, picture.pixels().height) : std::pair(0, 0);
   };
   EXPECT_EQ(std::pair(20, 15), sizeOf(file, false, moxcOk));

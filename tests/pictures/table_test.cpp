@@ -25,7 +25,9 @@ TEST(Table, Names) {
     EXPECT_TRUE(format->create && format->holds) << format->label;
     const bool isRead = format->label != "raw";
     EXPECT_EQ(isRead, format->describe && format->open) << format->label;
-    if (!isRead) EXPECT_EQ(format->sniff, nullptr);
+    if (!isRead) {
+      EXPECT_EQ(format->sniff, nullptr);
+    }
   }
 }
 

@@ -174,7 +174,7 @@ TEST(Region, IsTheCutOfTheWhole) {
         for (const int planes : {1, 3}) {
           EncodeOptions options;
           options.lossless = lossless;
-          if (!lossless) options.bitsPerPixel = 10;
+          if (!lossless) options.goals = {Goals::bitsPerPixel, {10}};
           options.levels = number % 6;
           options.order = static_cast<Order>(number % 5);
           options.layers = 1 + number % 3;
@@ -199,7 +199,7 @@ TEST(Region, OfSubsampledComponents) {
     for (const bool lossless : {true, false}) {
       EncodeOptions options;
       options.lossless = lossless;
-      if (!lossless) options.bitsPerPixel = 12;
+      if (!lossless) options.goals = {Goals::bitsPerPixel, {12}};
       options.levels = 2;
       options.tileWidth = options.tileHeight = tile;
       const File file = encoded(sampled(75, 58, {{1, 1}, {2, 2}, {3, 1}}), options);

@@ -64,8 +64,15 @@ TEST(Values, Names) {
   EXPECT_EQ(progression, moxcCprl);
   EXPECT_NE(useProgression("lrcp", progression), "");
   MoxcSample sample = moxcSampleDefault;
-  EXPECT_EQ(useSampling("4:2:2", sample), "");
+  std::string factors;
+  EXPECT_EQ(useSampling("4:2:2", sample, factors), "");
   EXPECT_EQ(sample, moxcSample422);
+  EXPECT_EQ(factors, "");
+  EXPECT_EQ(useSampling("2x1,1x1,1x1", sample, factors), "");
+  EXPECT_EQ(sample, moxcSampleDefault);
+  EXPECT_EQ(factors, "2x1,1x1,1x1");
+  for (const char* text : {"", "5x1", "2x1,", "4:2:1", "1x1,1x1,1x1,1x1,1x1"})
+    EXPECT_NE(useSampling(text, sample, factors), "") << text;
 }
 
 }  // namespace
