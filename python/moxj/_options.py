@@ -102,7 +102,7 @@ def fields_of(given, names):
         elif name == "quality" and isinstance(value, (list, tuple)) and value:
             fields["qualities"] = ",".join(str(operator.index(each)) for each in value)
         elif name in _CHOICES:
-            fields[name] = number_of(name, value, _CHOICES[name])
+            fields[_FIELDS.get(name, name)] = number_of(name, value, _CHOICES[name])
         elif name == "levels":
             if not 0 <= value <= 32:
                 raise bad_option(name, f"must be 0 to 32, not {value}")

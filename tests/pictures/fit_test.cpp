@@ -109,7 +109,7 @@ TEST(Fit, LayoutsAndNotes) {
       {layout(Colour::ycck, 4, 8), holdsOf("png"), rgb, 3, none, 8, 255, {kInksByFormula}},
       {layout(Colour::ycck, 4, 8), holdsOf("jp2"), Colour::cmyk, 4, none, 8, 255, {}},
       {layout(Colour::cmyk, 4, 8), holdsOf("jpg"), Colour::cmyk, 4, none, 8, 255, {}},
-      {layout(Colour::cmyk, 5, 8, straight), holdsOf("jp2"), Colour::cmyk, 4, none, 8, 255, {opaque}},
+      {layout(Colour::cmyk, 5, 8, straight), holdsOf("jp2"), Colour::cmyk, 5, straight, 8, 255, {}},
       {layout(Colour::cmyk, 4, 8), holdsOf("j2k"), rgb, 3, none, 8, 255, {kInksByFormula}},
       // Planes without a meaning.
       {layout(unknown, 1, 8), holdsOf("png"), grey, 1, none, 8, 255, {}},

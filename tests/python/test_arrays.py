@@ -6,6 +6,7 @@ import io
 import mmap
 import struct
 import unittest
+import warnings
 import weakref
 import zlib
 
@@ -350,9 +351,12 @@ class Files(PictureTest):
                                         "tif", "raw", "rawl"})
         self.assertIn("jpeg", formats["jpg"].extensions)
         self.assertEqual([name for name in formats if formats[name].coded], ["jpg", "jp2", "j2k"])
+        black = numpy.zeros((5, 6), numpy.uint8)
         for name in formats:
-            grey = noise((5, 6))
-            self.assertEqual(moxj.probe(moxj.encode(grey, name)), "pnm" if name in ("ppm", "pgm") else name)
+            found = {"ppm": "pnm", "pgm": "pnm", "raw": None, "rawl": None}.get(name, name)
+            with warnings.catch_warnings():
+                warnings.simplefilter("ignore", moxj.NoteWarning)  # a bitmap has samples of one bit
+                self.assertEqual(moxj.probe(moxj.encode(black, name)), found)
         self.assertIsNone(moxj.probe(b"no picture"))
 
     def test_convert(self):

@@ -235,9 +235,12 @@ class OnTerminal(ToolTest):
         for arguments, name in ((("encode", "in.ppm", "out.jp2"), "in.ppm"),
                                 (("decode", "in.jp2", "out.ppm"), "in.jp2"),
                                 (("decode", "in.jpg", "out.png"), "in.jpg"),
-                                (("compare", "in.ppm", "in.ppm"), "compare")):
+                                (("compare", "in.ppm", "other.ppm"), "compare")):
             for side in 1500, 3000, 6000:
                 self.write("in.ppm", b"P6 %d %d 255\n" % (side, side) + random.Random(1).randbytes(side * side * 3))
+                if name == "compare":
+                    self.write("other.ppm",
+                               b"P6 %d %d 255\n" % (side, side) + random.Random(2).randbytes(side * side * 3))
                 if name in ("in.jp2", "in.jpg"):
                     self.expect(OK, "encode", "in.ppm", name, *["--lossless=1"] * (name == "in.jpg"))
                 percentages = self.percentages(name, *arguments)

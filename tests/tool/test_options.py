@@ -203,7 +203,8 @@ class Options(ToolTest):
         status, _, errors, made = given
         if effect is REFUSES:
             self.assertIn(status, (USAGE, REFUSED))
-            self.assertRegex(errors, r"\Amoxj: [^\n]*%s\b[^\n]*\n\Z" % case.arguments[0])
+            names = "|".join(word for word in case.arguments if word.startswith("--"))
+            self.assertRegex(errors, r"\Amoxj: [^\n]*(%s)\b[^\n]*\n\Z" % names)
             self.assertTrue(set(made.values()) == {b"old"}, list(made))
         elif effect is RUN:
             self.assertEqual(status, OK, errors)

@@ -135,8 +135,8 @@ class Regions(ToolTest):
         self.expect(OK, "encode", "big.ppm", "big.jp2")
         self.expect(OK, "encode", "big.ppm", "big.jpg", "--progressive")
         for name in "big.jp2", "big.jpg":
-            self.expect(LIMIT, "decode", name, "out.ppm", "--max-memory", "5M", error=re.compile("max-memory"))
-            self.expect(OK, "decode", name, "out.ppm", "--max-memory", "5M", "--region", "700,300,100,100")
+            self.expect(LIMIT, "decode", name, "out.ppm", "--max-memory", "3M", error=re.compile("max-memory"))
+            self.expect(OK, "decode", name, "out.ppm", "--max-memory", "3M", "--region", "700,300,100,100")
         self.expect(LIMIT, "decode", "big.jp2", "out.ppm", "--max-pixels", "10000", error=re.compile("max-pixels"))
         self.expect(OK, "decode", "big.jp2", "out.ppm", "--max-pixels", "10000", "--region", "700,300,100,100")
 
