@@ -44,8 +44,12 @@ class Reader : public RowSource {
  private:
   // Every component gets the size of the picture.
   void upsample(Picture& picture) {
-    const Holds fullSize = {
-        .opacity = true, .anyMaxval = true, .isSigned = true, .mixedDepths = true, .metadata = {.silent = true}};
+    const Holds fullSize = {.opacity = true,
+                            .premultiplied = true,
+                            .anyMaxval = true,
+                            .isSigned = true,
+                            .mixedDepths = true,
+                            .metadata = {.silent = true}};
     std::vector<std::string> notes;
     Picture made = fitted(picture, fullSize, notes, work_.budget);
     if (made.owner != picture.owner) work_.budget.release(picture.bytes());
@@ -85,6 +89,7 @@ Holds holds(const WriteOptions&) {
   if (boxes) held.colours.insert(held.colours.begin() + 1, {Colour::ycbcr, Colour::cmyk});
   held.inks = Inks::plain;
   held.opacity = true;
+  held.premultiplied = boxes;
   held.maxPlanes = j2k::kMaxWrittenComponents;
   held.maxBits = 31;  // the writer refuses what it cannot write: scaling would lose bits of a lossless file
   held.isSigned = held.subsampled = held.mixedDepths = true;

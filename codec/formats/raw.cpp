@@ -68,6 +68,7 @@ std::unique_ptr<RowSink> create(Output& output, const WriteOptions&, Work& work,
 
 Holds holds(const WriteOptions&) {
   return {.opacity = true,
+          .premultiplied = true,
           .anyMaxval = true,
           .isSigned = true,
           .subsampled = true,

@@ -27,6 +27,7 @@ constinit const Format kTiffFormat = {
         [](const WriteOptions&) {
           return Holds{.colours = {Colour::unknown, Colour::cmyk, Colour::grey, Colour::rgb},
                        .opacity = true,
+                       .premultiplied = true,
                        .maxPlanes = kMaxPlanes,
                        .depths = {8, 16},
                        .isSigned = true,

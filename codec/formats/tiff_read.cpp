@@ -19,6 +19,7 @@
 #include "formats/tiff_facts.h"
 #include "formats/tiff_metadata.h"
 #include "jpeg/jpeg.h"
+#include "pictures/opacity.h"
 
 namespace moxj::tiff {
 
@@ -468,22 +469,6 @@ class Reader : public RowSource {
         });
       });
     }
-  }
-
-  static void divideByOpacity(const Picture& band) {
-    const Plane& opacity = band.planes.back();
-    for (std::size_t i = 0; i + 1 < band.planes.size(); ++i) {
-      for (int y = 0; y < band.height; ++y) {
-        visitRow(opacity, y, [&]<class Type>(const Type* alpha) {
-          Type* sample = band.planes[i].row<Type>(y);
-          for (int x = 0; x < band.width; ++x, sample += opacity.pixelStep, alpha += opacity.pixelStep)
-            *sample = static_cast<Type>(divided(*sample, *alpha, opacity.maxval));
-        });
-      }
-    }
-  }
-  static std::int64_t divided(std::int64_t sample, std::int64_t opacity, std::int64_t max) {
-    return opacity <= 0 ? 0 : std::clamp<std::int64_t>((sample * max + opacity / 2) / opacity, 0, max);
   }
 
   Input& input_;

@@ -95,7 +95,7 @@ void ComponentWindow::reconstruct(int resolution) {
   Level& low = levels_[static_cast<std::size_t>(resolution) - 1];
   if (level.made.empty()) return;
   const auto x = low.needed.x0 - low.made.x0, y = low.needed.y0 - low.made.y0;
-  for (int row = 0; row < height(low.needed); ++row)
+  for (int row = 0; row < height(low.needed) && low.needed.width() > 0; ++row)  // a lower resolution may be empty
     std::memcpy(level.plane.row(row), low.plane.row(static_cast<int>(y) + row) + x,
                 static_cast<std::size_t>(low.needed.width()) * 4);
   low.plane = {};

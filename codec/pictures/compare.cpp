@@ -18,12 +18,19 @@ namespace {
 // ---- Equal layouts -------------------------------------------------------------------------------------------------
 
 constexpr int kMinBits = 8;
-constexpr std::size_t kMaxColours = 4;  // of a picture without a known meaning that counts as grey or RGB
+// Planes of what counts as grey, RGB or inks, opacity included.
+constexpr std::size_t kMaxGreys = 2, kMaxColours = 4, kMaxInks = 5;
+
+// Whether there are more planes than the colours explain: none of them may be left out.
+bool hasFurtherPlanes(const Picture& picture) {
+  const bool inks = picture.colour == Colour::cmyk || picture.colour == Colour::ycck;
+  return picture.planes.size() > (picture.colour == Colour::grey ? kMaxGreys : inks ? kMaxInks : kMaxColours);
+}
 
 bool isPlanes(const Picture& picture) {
-  return picture.colour == Colour::unknown
-             ? picture.planes.size() > kMaxColours
-             : picture.colour != Colour::grey && picture.colour != Colour::rgb && picture.colour != Colour::ycbcr;
+  const bool mayBecomeRgb = picture.colour == Colour::unknown || picture.colour == Colour::grey ||
+                            picture.colour == Colour::rgb || picture.colour == Colour::ycbcr;
+  return !mayBecomeRgb || hasFurtherPlanes(picture);
 }
 
 int bitsOf(const Picture& picture) {
@@ -43,7 +50,8 @@ Pair pairOf(const Picture& a, const Picture& b, Budget& budget) {
   holds.metadata.silent = true;
   holds.opacity = true;
   holds.depths = {std::max(bitsOf(a), bitsOf(b))};
-  const bool planes = a.colour == b.colour && isPlanes(a) && isPlanes(b);
+  const bool further = hasFurtherPlanes(a) || hasFurtherPlanes(b);
+  const bool planes = further || (a.colour == b.colour && isPlanes(a) && isPlanes(b));
   if (planes && (a.planes.size() != b.planes.size() || a.opacity != b.opacity))
     fail(Kind::badOption,
          std::to_string(b.planes.size()) + " components, but the first picture has " + std::to_string(a.planes.size()));

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/library.h"
+#include "pictures/opacity.h"
 
 namespace moxj {
 
@@ -117,7 +118,7 @@ Converter::Converter(const Picture& from, Conversion conversion, Budget& budget)
       scales_.emplace_back(source(i), planes[i]);
       keepsSamples_ = keepsSamples_ && sameSamples(source(i), planes[i]);
     }
-    keepsSamples_ = keepsSamples_ && !conversion_.invertsInks(from);
+    keepsSamples_ = keepsSamples_ && !conversion_.invertsInks(from) && !conversion_.divides;
     keepsPlanes_ = keepsSamples_ && sources.size() == from.planes.size();
     return;
   }
@@ -153,6 +154,11 @@ Picture Converter::view(const Picture& band) const {
 }
 
 void Converter::convert(const Picture& from, const Picture& to) {
+  convertSamples(from, to);
+  if (conversion_.divides) divideByOpacity(to);
+}
+
+void Converter::convertSamples(const Picture& from, const Picture& to) {
   if (conversion_.convertsColours())
     return isLuminanceOfBytes(to) ? luminanceOfBytes(from, to) : convertColours(from, to);
   if (isRepetitionOfBytes() && to.interleaved()) {

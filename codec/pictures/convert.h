@@ -17,6 +17,7 @@ struct Conversion {
   bool inks = false;         // the first four planes taken are CMYK or YCCK; `to` says whether inks are inverted
   bool inksToRgb = false;    // then
   bool rgbToGrey = false;    // then
+  bool divides = false;      // last: colours are divided by the opacity
   bool expands = false;      // planes are up-sampled to the size of the picture
   std::int32_t workMax = 0;
 
@@ -38,6 +39,7 @@ class Converter {
   void convert(const Picture& from, const Picture& to);
 
  private:
+  void convertSamples(const Picture& from, const Picture& to);
   void convertPlane(const Picture& from, const Picture& to, std::size_t plane);
   void orientInks(const Picture& from, int width);
   void convertColours(const Picture& from, const Picture& to);

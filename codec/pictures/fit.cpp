@@ -260,7 +260,8 @@ Conversion conversionOf(const Picture& from, const Holds& holds, Notes& notes) {
   conversion.to.owner = nullptr;
   conversion.to.wanted = {};
   conversion.to.colour = colour;
-  conversion.to.opacity = meaning.opacity;
+  conversion.divides = meaning.opacity == Opacity::premultiplied && !holds.premultiplied;
+  conversion.to.opacity = conversion.divides ? Opacity::straight : meaning.opacity;
   conversion.to.inverted = invertedFor(from, meaning.colour, colour, holds);
   conversion.sources = meaning.planes;
   planColours(conversion, meaning.colour, colour);

@@ -21,6 +21,7 @@ struct Holds {
   std::vector<Colour> colours = {};  // empty: any. Otherwise a picture of another model is converted to the last one
                                      // that is possible: to RGB, to grey or, from grey, to RGB
   bool opacity = false;              // otherwise it is dropped, with a note
+  bool premultiplied = false;        // otherwise colours that were multiplied by the opacity are divided by it
   int maxPlanes = 0;                 // opacity included; 0: any number
   int minBits = 1, maxBits = 31;     // other depths are scaled, with a note where bits are lost
   std::vector<int> depths = {};  // not empty: only these, ascending; the next larger is taken, otherwise the largest

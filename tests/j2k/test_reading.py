@@ -679,6 +679,27 @@ class ReadingTest(peers.PeerTest):
             kind = support.parse_any_png(self.read("x.png"))[2]
             self.assertEqual(kind in (support.RGB_ALPHA, support.GREY_ALPHA), opacity or count in (4, 5), channels)
 
+    def test_premultiplied_opacity(self):
+        """Colours are divided by the opacity, unless the output says that they are not."""
+        samples = support.noise(6, 5, 4)[3]
+        planes = [samples[c * 30:c * 30 + 30] for c in range(4)]
+        planes[3][:3] = [0, 1, 255]
+        self.write("in.raw", bytes(sample for plane in planes for sample in plane))
+        self.peer_encode("opj", "in.raw", "in.j2k", "-F", "6,5,4,8,u", "-n", "1", "-mct", "0")
+        channels = cs.cdef((0, 0, 1), (1, 0, 2), (2, 0, 3), (3, 2, 0))
+        self.write("x.jp2", cs.jp2(self.read("in.j2k"), cs.ihdr(6, 5, 4), cs.colr(16), channels))
+        expected = []
+        for *colours, opacity in zip(*planes):
+            expected += [min((c * 255 + opacity // 2) // opacity, 255) if opacity else 0 for c in colours] + [opacity]
+        for name in "x.pam", "x.png":
+            self.expect(support.OK, "decode", "x.jp2", name)
+            self.expect(support.OK, "decode", name, "same.pam")
+            self.assertEqual(list(self.read("same.pam").split(b"ENDHDR\n", 1)[1]), expected)
+        self.expect(support.OK, "encode", "x.jp2", "y.jp2")
+        self.assertIn(channels, self.read("y.jp2"))
+        self.expect(support.OK, "decode", "y.jp2", "y.raw")
+        self.assertEqual(self.read("y.raw"), self.read("in.raw"))
+
     # ---- Raw ------------------------------------------------------------------------------------------------------
 
     def test_raw_files(self):

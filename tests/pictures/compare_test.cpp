@@ -130,6 +130,19 @@ TEST(Compare, PlanesAndInks) {
   EXPECT_THROW(compare(five, six, work), Problem);
 }
 
+TEST(Compare, PlanesThatColoursDoNotExplainCountToo) {
+  Work work;
+  for (const Colour colour : {Colour::rgb, Colour::unknown, Colour::grey}) {
+    const Picture five = filled(Picture::layout(15, 14, 5, 8, colour));
+    const Picture other = filled(Picture::layout(15, 14, 5, 8, colour));
+    test::set(other.planes[4], 3, 2, five.planes[4].at(3, 2) ^ 1);
+    EXPECT_EQ(compare(five, other, work).all.max, 1u);
+    EXPECT_EQ(compare(five, filled(Picture::layout(15, 14, 5, 8, Colour::unknown)), work).channels.size(), 5u);
+    EXPECT_THROW(compare(five, filled(layout(Colour::rgb, 3, 8, 15, 14)), work), Problem);
+    EXPECT_THROW(compare(filled(layout(Colour::grey, 1, 8, 15, 14)), five, work), Problem);
+  }
+}
+
 TEST(Compare, PicturesOfOtherSizesAreRefused) {
   const std::pair<int, int> sizes[] = {{2, 3}, {3, 3}, {2, 2}};
   for (const auto& [width, height] : sizes) {
