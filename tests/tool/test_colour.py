@@ -259,6 +259,24 @@ class ProfileTest(ColourTest):
         self.assertEqual(len(made), 1)
         self.assertEqual(made, {self.converted(data, "png", "png", "--srgb")})
 
+    def test_of_a_region(self):
+        """Whether the reader cuts or the rows are cut after it, it is the cut of the whole."""
+        width, height, (x, y, w, h) = 90, 70, (13, 21, 40, 30)
+        profile = colours.rgb_profile(b"P3", *RGB_PROFILES["P3"][:2])
+        data = with_chunks(png(width, height, RGB, 8, colours_of(width * height, 8)), iccp(profile))
+        for source in "png", "jpg", "jp2", "tif":
+            file = data if source == "png" else self.converted(data, "png", source)
+            for options in (), ("--reduce", "1"):
+                if options and source not in ("jpg", "jp2"):
+                    continue
+                whole = parse_any_png(self.converted(file, source, "png", "--srgb", *options))
+                part = parse_any_png(self.converted(file, source, "png", "--srgb", *options,
+                                                    "--region", f"{x},{y},{w},{h}"))
+                left, top, right, bottom = (-(-at // (2 if options else 1)) for at in (x, y, x + w, y + h))
+                rows = [whole[4][row * whole[0] * 3:][left * 3:right * 3] for row in range(top, bottom)]
+                self.assertEqual(part[:2], (right - left, bottom - top), (source, options))
+                self.assertEqual(part[4], sum(rows, []), (source, options))
+
 
 class DamagedProfileTest(ColourTest):
     def test_dropped_with_a_note(self):
@@ -673,6 +691,10 @@ class InkTest(ColourTest):
             for i in range(4):
                 self.assertEqual(list(inks[i::4]), [255 - value for value in planes[i]])
         self.assertEqual(self.converted(self.converted(pam, "pam", "jp2"), "jp2", "pam"), pam)
+        self.assertEqual(self.converted(self.converted(pam, "pam", "tif"), "tif", "pam"), pam)
+        for target in "jpg", "jp2":
+            self.assertEqual(self.converted(self.converted(pam, "pam", "tif"), "tif", target),
+                             self.converted(pam, "pam", target))
 
     def test_inks_become_rgb_with_srgb(self):
         """Also where the output would hold inks."""
