@@ -45,32 +45,74 @@ Workers::~Workers() {
   for (std::thread& thread : threads_) thread.join();
 }
 
+bool Workers::nested() const { return poolOfThread == this; }
+
 void Workers::run(std::size_t tasks, const Task& task, const Report& report) {
   if (tasks == 0) return;
-  const bool nested = poolOfThread == this;
-  const std::size_t wanted = nested ? 0 : std::min(tasks, static_cast<std::size_t>(count_)) - 1;
+  const bool inTask = nested();
+  const std::size_t wanted = inTask ? 0 : std::min(tasks, static_cast<std::size_t>(count_)) - 1;
   if (wanted > 0 && executor_) return runWithExecutor(tasks, task, report);
-  if (wanted > threads_.size()) startThreads(wanted);
-  const std::size_t helpers = std::min(wanted, threads_.size());
   Job job(task, report, 0, tasks);
-  if (helpers == 0)
-    workOn(job, nested ? numberOfThread : 0);
-  else
-    runWithThreads(job, helpers);
+  const bool published = publish(job, wanted);
+  workOn(job, inTask ? numberOfThread : 0);
+  if (published) retire(job);
   if (job.failure) std::rethrow_exception(job.failure);
   if (report) report(tasks);
 }
 
-void Workers::runWithThreads(Job& job, std::size_t helpers) {
+bool Workers::publish(Job& job, std::size_t helpers) {
+  if (helpers > threads_.size()) startThreads(helpers);
+  helpers = std::min(helpers, threads_.size());
+  if (helpers == 0) return false;
   {
     const std::lock_guard lock(mutex_);
-    job_ = &job;
+    jobs_.push_back(&job);
   }
   for (std::size_t i = 0; i < helpers; ++i) called_.notify_one();
-  workOn(job, 0);
+  return true;
+}
+
+// Waits for the threads that are at work on the job.
+void Workers::retire(Job& job) {
   std::unique_lock lock(mutex_);
-  job_ = nullptr;
+  std::erase(jobs_, &job);
   left_.wait(lock, [&] { return job.helpers == 0; });
+}
+
+bool Workers::Batch::start(std::size_t tasks, Task task) {
+  task_ = std::move(task);
+  job_.emplace(task_, report_, 0, tasks);
+  const bool alone = workers_.executor_ || workers_.nested();
+  const std::size_t helpers = alone ? 0 : std::min(tasks, static_cast<std::size_t>(workers_.count_) - 1);
+  published_ = workers_.publish(*job_, helpers);
+  return published_;
+}
+
+void Workers::Batch::finish(Batch* other) {
+  if (!job_) return;
+  Job& job = *job_;
+  if (workers_.executor_ && !workers_.nested() && job.end > 1 && workers_.count_ > 1) {
+    const std::size_t loops = std::min(static_cast<std::size_t>(workers_.count_), job.end);
+    workers_.executor_(static_cast<int>(loops), [&](int loop) { workers_.workOn(job, loop); });
+  }
+  const int worker = workers_.nested() ? numberOfThread : 0;
+  workers_.workOn(job, worker);
+  if (published_) {
+    while (other && other->published_ && job.done < job.end && workers_.workOnce(*other->job_, worker)) {
+    }
+    workers_.retire(job);
+  }
+  published_ = false;
+  const std::exception_ptr failure = job.failure;
+  job_.reset();
+  if (failure) std::rethrow_exception(failure);
+}
+
+void Workers::Batch::abandon() {
+  if (!job_) return;
+  job_->next = job_->end;
+  if (published_) workers_.retire(*job_);
+  job_.reset();
 }
 
 // The calling thread may only wait for the executor, so it could not report progress before the end: with a report, the
@@ -105,9 +147,13 @@ void Workers::startThreads(std::size_t wanted) {
 void Workers::help(int worker) {
   std::unique_lock lock(mutex_);
   for (;;) {
-    called_.wait(lock, [&] { return ending_ || (job_ && job_->next < job_->end); });
+    auto found = jobs_.end();
+    called_.wait(lock, [&] {
+      found = std::ranges::find_if(jobs_, [](const Job* job) { return job->next < job->end; });
+      return ending_ || found != jobs_.end();
+    });
     if (ending_) return;
-    Job& job = *job_;
+    Job& job = **found;
     ++job.helpers;
     lock.unlock();
     workOn(job, worker);
@@ -117,19 +163,25 @@ void Workers::help(int worker) {
 }
 
 void Workers::workOn(Job& job, int worker) {
+  while (workOnce(job, worker)) {
+  }
+}
+
+bool Workers::workOnce(Job& job, int worker) {
+  const std::size_t index = job.next++;
+  if (index >= job.end) return false;
   const AtWork atWork(this, worker);
   const bool reports = job.report && std::this_thread::get_id() == job.caller;
-  for (std::size_t index; (index = job.next++) < job.end;) {
-    try {
-      job.task(worker, index);
-      const std::size_t done = ++job.done;
-      if (reports && done < job.end) job.report(done);
-    } catch (...) {
-      if (job.report) job.next = job.end;
-      const std::lock_guard lock(mutex_);
-      if (!job.failure) job.failure = std::current_exception();
-    }
+  try {
+    job.task(worker, index);
+    const std::size_t done = ++job.done;
+    if (reports && done < job.end) job.report(done);
+  } catch (...) {
+    if (job.report) job.next = job.end;
+    const std::lock_guard lock(mutex_);
+    if (!job.failure) job.failure = std::current_exception();
   }
+  return true;
 }
 
 }  // namespace moxj

@@ -7,6 +7,7 @@
 #include <exception>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -21,6 +22,8 @@ using Executor = std::function<void(int tasks, const std::function<void(int inde
 // executor no threads are started: each forEach() hands it at most `count` loops over the tasks that are left.
 class Workers {
  public:
+  class Batch;
+
   // Gets the number of tasks that are done.
   using Report = std::function<void(std::size_t done)>;
 
@@ -57,12 +60,15 @@ class Workers {
     std::exception_ptr failure;  // guarded by mutex_
   };
 
+  bool nested() const;  // the current thread runs a task of this pool
   void run(std::size_t tasks, const Task& task, const Report& report);
-  void runWithThreads(Job& job, std::size_t helpers);
   void runWithExecutor(std::size_t tasks, const Task& task, const Report& report);
+  bool publish(Job& job, std::size_t helpers);  // false: there are no threads for it
+  void retire(Job& job);
   void startThreads(std::size_t wanted);
   void help(int worker);
   void workOn(Job& job, int worker);
+  bool workOnce(Job& job, int worker);  // false: no task is left
 
   int count_;
   Executor executor_;
@@ -70,8 +76,36 @@ class Workers {
   std::vector<std::thread> threads_;
   std::mutex mutex_;
   std::condition_variable called_, left_;
-  Job* job_ = nullptr;
+  std::vector<Job*> jobs_;  // that are published; guarded by mutex_
   bool ending_ = false;
+};
+
+// A list of tasks that the threads of a pool begin at once, while the thread that started it does something else. With
+// an executor, or without threads, all of them run in finish().
+class Workers::Batch {
+ public:
+  using Task = Workers::Task;
+
+  explicit Batch(Workers& workers) : workers_(workers) {}
+  ~Batch() { abandon(); }
+  Batch(const Batch&) = delete;
+  Batch& operator=(const Batch&) = delete;
+
+  // Tasks are started in the order of their indices. The last list must be finished. False if no thread can begin: all
+  // tasks run in finish().
+  bool start(std::size_t tasks, Task task);
+  // Works on what is left, then on the tasks of `other`, if it is given, until all tasks have ended; rethrows the first
+  // exception.
+  void finish(Batch* other = nullptr);
+
+ private:
+  void abandon();  // starts no more tasks, and waits for those that run
+
+  Workers& workers_;
+  Task task_;
+  Report report_;  // none
+  std::optional<Job> job_;
+  bool published_ = false;
 };
 
 // A counter that threads can wait on until it reaches 0.

@@ -201,6 +201,7 @@ class CommentSink : public RowSink {
   }
   void rows(const Picture& band) override { next_->rows(band); }
   void end() override { next_->end(); }
+  int rowsWanted() const override { return next_->rowsWanted(); }
 
  private:
   std::unique_ptr<RowSink> next_;

@@ -95,12 +95,13 @@ class Reader : public RowSource {
       picture.planes[i].pixelStep = static_cast<int>(picture.planes.size());
       picture.planes[i].step = static_cast<std::ptrdiff_t>(layout.rowBytes());
     }
-    const int rows = rowsOfBand(layout);
+    const int rows = std::min(std::max(rowsOfBand(layout), sink.rowsWanted()), layout.height);
     work_.budget.charge(static_cast<std::uint64_t>(rows), layout.rowBytes());  // of the file, in use at a time
     for (int y = 0; y < layout.height; y += rows) {
       const Picture band = picture.band(y, rows);
-      sink.rows(band);
-      input_.discard(static_cast<std::size_t>(band.row(band.height) - file_.data()));
+      sink.stayingRows(band);
+      // The sink may be at work on these rows, not on those before them.
+      input_.discard(static_cast<std::size_t>(band.row(0) - file_.data()));
       reportProgress(work_.progress, y, layout.height);
     }
     sink.end();

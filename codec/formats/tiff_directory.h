@@ -58,17 +58,10 @@ struct Entry {
 };
 
 struct Directory {
-  struct Child;
-
   std::vector<Entry> entries;
-  std::vector<Child> children;
+  std::vector<std::pair<std::uint16_t, Directory>> children;  // by the tag of their offset
 
   const Entry* find(std::uint16_t tag) const;
-};
-
-struct Directory::Child {
-  std::uint16_t tag;  // of its offset in the parent
-  Directory directory;
 };
 
 // ---- Reading -------------------------------------------------------------------------------------------------------

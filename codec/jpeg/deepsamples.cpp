@@ -34,7 +34,8 @@ int DeepSamples::rowsOf(const FrameComponent& c) const {
   return std::min(8 * c.vertical, c.height - 8 * c.vertical * mcuRow_);
 }
 
-void DeepSamples::loadRow(const Picture& band, int first) {
+void DeepSamples::loadRow(const Picture& band, int first, int mcuRow) {
+  mcuRow_ = mcuRow;
   if (components_) {
     for (std::size_t i = 0; i < strips_.size(); ++i) {
       const Plane& plane = band.planes[i];
@@ -48,7 +49,6 @@ void DeepSamples::loadRow(const Picture& band, int first) {
     for (std::size_t i = 0; i < strips_.size(); ++i) reduce(i, rows);
   }
   for (std::size_t i = 0; i < strips_.size(); ++i) pad(i);
-  ++mcuRow_;
 }
 
 // The last sample of each row is repeated.

@@ -17,8 +17,8 @@ class DeepSamples {
   // `layout` is that of the rows: grey, RGB, or the components of the frame themselves.
   DeepSamples(const Picture& layout, const Frame& frame, ColourModel model, Budget& budget);
 
-  // Loads the next MCU row, which begins at row `first` of the band and lies within it.
-  void loadRow(const Picture& band, int first);
+  // Loads an MCU row, which begins at row `first` of the band and lies within it.
+  void loadRow(const Picture& band, int first, int mcuRow);
 
   const std::uint16_t* block(int component, int x, int y) const {
     const Strip& strip = strips_[component];
@@ -42,9 +42,9 @@ class DeepSamples {
 
   const Frame frame_;
   const ColourModel model_;
-  const bool colour_;          // the rows are RGB
-  const bool components_;      // the rows are the components
-  int mcuRow_ = 0;             // the next one
+  const bool colour_;      // the rows are RGB
+  const bool components_;  // the rows are the components
+  int mcuRow_ = 0;
   std::vector<Strip> whole_;   // the planes of the rows
   std::vector<Strip> strips_;  // of each component
 };

@@ -1,5 +1,5 @@
-// The JPEG encoder. A baseline file with the Annex K tables is written in one pass, one MCU row at a time, as the rows
-// come. For optimal tables or several scans, the coefficients of the whole picture are computed first.
+// The JPEG encoder. A baseline file with the Annex K tables is written in one pass, a few MCU rows at a time, as the
+// rows come. For optimal tables or several scans, the coefficients of the whole picture are computed first.
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -9,16 +9,11 @@
 
 #include "jpeg/coefficientwriter.h"
 #include "jpeg/colour.h"
-#include "jpeg/deepdct.h"
-#include "jpeg/deepsamples.h"
-#include "jpeg/fastmcu.h"
 #include "jpeg/frame.h"
 #include "jpeg/jpeg.h"
-#include "jpeg/library.h"
 #include "jpeg/markers.h"
 #include "jpeg/metadata.h"
-#include "jpeg/samplestrips.h"
-#include "jpeg/scanwriter.h"
+#include "jpeg/rowencoder.h"
 #include "jpeg/writer.h"
 
 namespace moxj::jpeg {
@@ -150,22 +145,6 @@ Frame frameFor(const Picture& layout, const EncodeOptions& options) {
   return frame;
 }
 
-// A table of Annex K at some quality: as the file stores it, and as the transform needs it.
-struct Quantiser {
-  Steps steps;
-  std::array<Mox16u, 64> reciprocals;
-
-  Quantiser(const Steps& annexK, int quality) {
-    std::array<Mox8u, 64> raw;
-    for (int position = 0; position < 64; ++position) raw[position] = static_cast<Mox8u>(annexK[kZigZag[position]]);
-    require(moxiQuantFwdRawTableInit_JPEG_8u(raw.data(), quality), "quality scaling");
-    require(moxiQuantFwdTableInit_JPEG_8u16u(raw.data(), reciprocals.data()), "a quantisation table");
-    for (int position = 0; position < 64; ++position) steps[kZigZag[position]] = raw[position];
-  }
-};
-
-using Quantisers = std::vector<Quantiser>;
-
 int qualityOf(const EncodeOptions& options, std::size_t component) {
   if (options.qualities.empty()) return options.quality;
   return options.qualities[std::min(component, options.qualities.size() - 1)];
@@ -185,193 +164,6 @@ Quantisers quantisersFor(Frame& frame, ColourModel model, const EncodeOptions& o
   }
   return quantisers;
 }
-
-// Computes quantised coefficients from the samples of each component.
-class StripSource {
- public:
-  StripSource(const Picture& layout, const Frame& frame, ColourModel model, const Quantisers& quantisers,
-              Budget& budget)
-      : frame_(frame), quantisers_(quantisers), strips_(layout, frame, model, budget) {}
-
-  void beginRow(const Picture& band, int first) { strips_.loadRow(band, first); }
-  void beginMcu(int) {}
-  // Transforms a block of an MCU (the one with number `index`); `x` counts the blocks of the whole row.
-  void transform(const ScanGeometry::Block& block, int, int x, Mox16s* coefficients) const {
-    const int table = frame_.components[block.component].quantTable;
-    moxiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(strips_.block(block.component, x, block.dy), strips_.step(block.component),
-                                        coefficients, quantisers_[table].reciprocals.data());
-  }
-
- private:
-  const Frame& frame_;
-  const Quantisers& quantisers_;
-  SampleStrips strips_;
-};
-
-// Computes them from samples of more than 8 bits.
-class DeepSource {
- public:
-  DeepSource(const Picture& layout, const Frame& frame, ColourModel model, const Quantisers& quantisers, Budget& budget)
-      : frame_(frame), quantisers_(quantisers), samples_(layout, frame, model, budget) {}
-
-  void beginRow(const Picture& band, int first) { samples_.loadRow(band, first); }
-  void beginMcu(int) {}
-  void transform(const ScanGeometry::Block& block, int, int x, Mox16s* coefficients) const {
-    const int table = frame_.components[block.component].quantTable;
-    transformDeep(samples_.block(block.component, x, block.dy), samples_.step(block.component), frame_.precision,
-                  quantisers_[static_cast<std::size_t>(table)].steps, coefficients);
-  }
-
- private:
-  const Frame& frame_;
-  const Quantisers& quantisers_;
-  DeepSamples samples_;
-};
-
-// Computes them from the pixels of each MCU.
-class FastSource {
- public:
-  FastSource(const Picture&, const Frame& frame, ColourModel model, const Quantisers& quantisers, Budget&)
-      : frame_(frame), quantisers_(quantisers), source_(frame, model) {}
-
-  void beginRow(const Picture& band, int first) { source_.beginRow(band, first); }
-  void beginMcu(int mcu) { source_.load(mcu); }
-  void transform(const ScanGeometry::Block& block, int index, int, Mox16s* coefficients) const {
-    const int table = frame_.components[block.component].quantTable;
-    moxiDCTQuantFwd8x8_JPEG_16s_C1(source_.block(index), coefficients, quantisers_[table].reciprocals.data());
-  }
-
- private:
-  const Frame& frame_;
-  const Quantisers& quantisers_;
-  McuSource source_;
-};
-
-// Blocks are transformed in groups and then coded. Entropy coding has many unpredictable branches, and each
-// misprediction would discard the work the processor has already begun on the next transform.
-constexpr int kBlocksAtOnce = 24;
-
-// A group of MCUs in a row.
-struct Run {
-  int row, first, end;
-  bool real[kBlocksAtOnce];  // false: a padding block, which only completes an MCU
-};
-
-template <class Source, class Sink>
-void transform(const Frame& frame, const ScanGeometry& geometry, Run& run, Source& source, Sink& sink) {
-  int index = 0;
-  for (int mcu = run.first; mcu < run.end; ++mcu) {
-    source.beginMcu(mcu);
-    int ofMcu = 0;
-    for (const ScanGeometry::Block& block : geometry.blocks) {
-      const FrameComponent& c = frame.components[block.component];
-      const int x = mcu * block.across + block.dx, y = run.row * block.down + block.dy;
-      run.real[index] = x < c.blocksWide && y < c.blocksHigh;
-      if (run.real[index]) source.transform(block, ofMcu, x, sink.place(index, block, x, y));
-      ++ofMcu;
-      ++index;
-    }
-  }
-}
-
-template <class Sink>
-void put(const ScanGeometry& geometry, const Run& run, Sink& sink) {
-  int index = 0;
-  for (int mcu = run.first; mcu < run.end; ++mcu) {
-    sink.beginMcu();
-    for (const ScanGeometry::Block& block : geometry.blocks) {
-      sink.put(index, block, run.real[index]);
-      ++index;
-    }
-  }
-}
-
-ScanHeader allComponents(const Frame& frame) {
-  ScanHeader all;
-  for (int i = 0; i < static_cast<int>(frame.components.size()); ++i) all.components.push_back({i, 0, 0});
-  return all;
-}
-
-class RowCoder {
- public:
-  virtual ~RowCoder() = default;
-  // Codes the next MCU row, whose pixels begin at row `first` of the band and lie within it.
-  virtual void code(const Picture& band, int first) = 0;
-};
-
-// Computes the blocks of all MCUs. The sink has three members:
-//   Mox16s* place(int index, const ScanGeometry::Block& block, int x, int y)
-//                    returns the destination of the coefficients of block `index` of a run
-//   beginMcu()
-//   put(int index, const ScanGeometry::Block& block, bool real)
-//                    called when the coefficients are stored; not `real`: a padding block
-template <class Source, class Sink>
-class RowCoderOf final : public RowCoder {
- public:
-  RowCoderOf(const Picture& layout, const Frame& frame, ColourModel model, const Quantisers& quantisers,
-             const Sink& sink, Budget& budget)
-      : frame_(frame),
-        geometry_(frame, allComponents(frame)),
-        source_(layout, frame, model, quantisers, budget),
-        sink_(sink),
-        mcusAtOnce_(kBlocksAtOnce / static_cast<int>(geometry_.blocks.size())) {}
-
-  void code(const Picture& band, int first) override {
-    source_.beginRow(band, first);
-    for (int mcu = 0; mcu < geometry_.mcusWide; mcu += mcusAtOnce_) {
-      Run run{row_, mcu, std::min(mcu + mcusAtOnce_, geometry_.mcusWide), {}};
-      transform(frame_, geometry_, run, source_, sink_);
-      put(geometry_, run, sink_);
-    }
-    ++row_;
-  }
-
- private:
-  const Frame& frame_;
-  const ScanGeometry geometry_;
-  Source source_;
-  Sink sink_;
-  const int mcusAtOnce_;
-  int row_ = 0;
-};
-
-// Selects the source.
-template <class Sink>
-std::unique_ptr<RowCoder> rowCoder(bool fast, const Picture& layout, const Frame& frame, ColourModel model,
-                                   const Quantisers& quantisers, const Sink& sink, Budget& budget) {
-  if (frame.precision > 8)
-    return std::make_unique<RowCoderOf<DeepSource, Sink>>(layout, frame, model, quantisers, sink, budget);
-  if (fast && mcuFunctionsFor(frame, model))
-    return std::make_unique<RowCoderOf<FastSource, Sink>>(layout, frame, model, quantisers, sink, budget);
-  return std::make_unique<RowCoderOf<StripSource, Sink>>(layout, frame, model, quantisers, sink, budget);
-}
-
-// Writes the blocks to the single scan of a file.
-struct ScanSink {
-  ScanWriter& writer;
-  alignas(64) Mox16s blocks[kBlocksAtOnce][64];
-
-  Mox16s* place(int index, const ScanGeometry::Block&, int, int) { return blocks[index]; }
-  void beginMcu() { writer.beginMcu(); }
-  void put(int index, const ScanGeometry::Block& block, bool real) {
-    Mox16s* const coefficients = blocks[index];
-    if (!real) {  // cheapest to code
-      std::memset(coefficients, 0, sizeof blocks[index]);
-      coefficients[0] = writer.lastDc(block.selector);
-    }
-    writer.put<ScanKind::sequential>(block.selector, coefficients);
-  }
-};
-
-struct CoefficientSink {
-  Coefficients& coefficients;
-
-  Mox16s* place(int, const ScanGeometry::Block& block, int x, int y) {
-    return coefficients.block(block.component, x, y);
-  }
-  void beginMcu() {}
-  void put(int, const ScanGeometry::Block&, bool) {}
-};
 
 // Chrominance uses Huffman tables 1, the other components tables 0.
 void selectTables(ColourModel model, std::vector<ScanHeader>& scans) {
@@ -421,16 +213,26 @@ class Encoder final : public RowSink {
   Encoder(Output& output, const EncodeOptions& options, Work& work) : options_(options), work_(work), writer_(output) {}
 
   void begin(const Picture& layout) override;
-  void rows(const Picture& band) override;
+  void rows(const Picture& band) override {
+    take(band);
+    coder_->finish();
+  }
+  void stayingRows(const Picture& band) override { take(band); }
   void end() override;
+  int rowsWanted() const override { return coder_->rowsAtOnce() * frame_.mcuHeight(); }
 
  private:
+  RowCoding rowCoding() const { return {layout_, frame_, model_, quantisers_, options_.fastMcu}; }
+  void take(const Picture& band);
   void writeHeader();
   void beginScan();
   bool canCode(const Picture& band) const;
-  int rowsOfNext() const { return std::min(frame_.mcuHeight(), frame_.height - mcuRow_ * frame_.mcuHeight()); }
-  void code(const Picture& band, int first);
+  // Of the next MCU rows.
+  int rowsOf(int mcuRows) const { return std::min(mcuRows * frame_.mcuHeight(), frame_.height - top()); }
+  int top() const { return mcuRow_ * frame_.mcuHeight(); }
+  int codeInPlace(const Picture& band, int first);
   int keep(const Picture& band, int first);
+  void startKept();
 
   const EncodeOptions options_;
   Work& work_;
@@ -440,12 +242,12 @@ class Encoder final : public RowSink {
   ColourModel model_ = ColourModel::unknown;
   Coding coding_;
   Picture layout_;
-  std::optional<ScanWriter> scan_;              // of a file that is written as the rows come
-  std::unique_ptr<Coefficients> coefficients_;  // of all others
-  std::unique_ptr<RowCoder> coder_;
-  Picture mcuRows_;  // the rows of an MCU row that have come, if it is not complete
-  int kept_ = 0;     // their number
-  int mcuRow_ = 0;   // the next one
+  std::unique_ptr<Coefficients> coefficients_;  // of files that are not written as the rows come
+  // Rows that have come, and are not as many as are coded at once: the next ones, and those that are being coded.
+  Picture keptRows_[2];
+  int kept_ = 0;    // the number of the next ones
+  int mcuRow_ = 0;  // the next one
+  std::unique_ptr<RowEncoder> coder_;
 };
 
 void Encoder::begin(const Picture& layout) {
@@ -459,8 +261,7 @@ void Encoder::begin(const Picture& layout) {
   writeHeader();
   if (frame_.process == marker::sof0 && coding_.scans.size() == 1 && !coding_.optimal) return beginScan();
   coefficients_ = std::make_unique<Coefficients>(frame_, work_.budget);
-  coder_ =
-      rowCoder(options_.fastMcu, layout_, frame_, model_, quantisers_, CoefficientSink{*coefficients_}, work_.budget);
+  coder_ = coefficientEncoder(rowCoding(), *coefficients_, work_);
 }
 
 void Encoder::writeHeader() {
@@ -479,8 +280,7 @@ void Encoder::beginScan() {
   writeTables(writer_, coding_.scans[0]);
   if (restartInterval != 0) writer_.restartInterval(restartInterval);
   writer_.scan(frame_, coding_.scans[0]);
-  scan_.emplace(writer_, ScanKind::sequential, coding_.scans[0], kAnnexKCodes, restartInterval);
-  coder_ = rowCoder(options_.fastMcu, layout_, frame_, model_, quantisers_, ScanSink{*scan_, {}}, work_.budget);
+  coder_ = scanEncoder(rowCoding(), writer_, coding_.scans[0], restartInterval, work_);
 }
 
 // Whole MCU rows are coded in place, if the samples are laid out so that they can be.
@@ -490,47 +290,60 @@ bool Encoder::canCode(const Picture& band) const {
          std::ranges::all_of(band.planes, [](const Plane& plane) { return plane.pixelStep == 1; });
 }
 
-void Encoder::rows(const Picture& band) {
+void Encoder::take(const Picture& band) {
   const bool inPlace = canCode(band);
   for (int at = 0; at < band.height;) {
     if (mcuRow_ == frame_.mcusHigh) fail(Kind::internal, "more rows than the picture has");
-    const int wanted = rowsOfNext();
-    if (inPlace && kept_ == 0 && band.height - at >= wanted) {
-      code(band, at);
-      at += wanted;
-      continue;
-    }
-    at += keep(band, at);
-    if (kept_ < wanted) continue;
-    kept_ = 0;
-    code(mcuRows_, 0);
+    const int coded = inPlace && kept_ == 0 ? codeInPlace(band, at) : 0;
+    at += coded > 0 ? coded : keep(band, at);
   }
 }
 
-void Encoder::code(const Picture& band, int first) {
-  coder_->code(band, first);
-  ++mcuRow_;
+// Begins with as many MCU rows of the band as there are, or as are coded at once. Returns the number of rows.
+int Encoder::codeInPlace(const Picture& band, int first) {
+  const bool last = band.height - first >= frame_.height - top();
+  const int there = last ? frame_.mcusHigh - mcuRow_ : (band.height - first) / frame_.mcuHeight();
+  const int count = std::min(there, coder_->rowsAtOnce());
+  // One row alone would not keep several threads busy.
+  if (count == 0 || (count == 1 && !last && coder_->rowsAtOnce() > 1)) return 0;
+  const int rows = rowsOf(count);
+  coder_->start(band, first, mcuRow_, count);
+  mcuRow_ += count;
+  return rows;
 }
 
-// Copies rows of the band until the MCU row is complete. Returns their number.
+// Copies rows of the band until there are as many MCU rows as are coded at once. Returns their number.
 int Encoder::keep(const Picture& band, int first) {
-  if (!mcuRows_.hasSamples()) {
-    mcuRows_ = layout_;
-    mcuRows_.height = frame_.mcuHeight();
-    for (Plane& plane : mcuRows_.planes) plane.height = ceilDiv(frame_.mcuHeight(), plane.dy);
-    mcuRows_.allocate(&work_.budget);
+  Picture& rows = keptRows_[0];
+  if (!rows.hasSamples()) {
+    rows = layout_;
+    rows.height = coder_->rowsAtOnce() * frame_.mcuHeight();
+    for (Plane& plane : rows.planes) plane.height = ceilDiv(rows.height, plane.dy);
+    rows.allocate(&work_.budget);
   }
-  const int count = std::min(rowsOfNext() - kept_, band.height - first);
-  copyRows(band, first, mcuRows_, kept_, count);
+  const int wanted = rowsOf(coder_->rowsAtOnce());
+  const int count = std::min(wanted - kept_, band.height - first);
+  copyRows(band, first, rows, kept_, count);
   kept_ += count;
+  if (kept_ == wanted) startKept();
   return count;
+}
+
+// If several are coded at once, the next ones come meanwhile.
+void Encoder::startKept() {
+  const int count = ceilDiv(kept_, frame_.mcuHeight());
+  coder_->start(keptRows_[0], 0, mcuRow_, count);
+  if (coder_->rowsAtOnce() > 1) std::swap(keptRows_[0], keptRows_[1]);
+  mcuRow_ += count;
+  kept_ = 0;
 }
 
 void Encoder::end() {
   if (mcuRow_ != frame_.mcusHigh) fail(Kind::internal, "fewer rows than the picture has");
-  if (scan_) {
-    scan_->end();
-  } else {
+  coder_->finish();
+  coder_->end();
+  if (coefficients_) {
+    coder_.reset();
     fillMcus(frame_, *coefficients_);
     writeScans(writer_, frame_, *coefficients_, coding_, work_.progress);
   }

@@ -41,11 +41,10 @@ const McuFunctions* mcuFunctionsFor(const Frame& frame, ColourModel model) {
 McuSource::McuSource(const Frame& frame, ColourModel model)
     : frame_(frame), functions_(mcuFunctionsFor(frame, model)), layout_(frame) {}
 
-void McuSource::beginRow(const Picture& band, int first) {
+void McuSource::beginRow(const Picture& band, int first, int row) {
   top_ = band.row(first);
   step_ = band.planes[0].step;
-  rows_ = std::min(frame_.mcuHeight(), frame_.height - mcuRow_ * frame_.mcuHeight());
-  ++mcuRow_;
+  rows_ = std::min(frame_.mcuHeight(), frame_.height - row * frame_.mcuHeight());
 }
 
 void McuSource::load(int mcu) {

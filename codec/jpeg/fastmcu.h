@@ -48,8 +48,8 @@ class McuSource {
   // Needs mcuFunctionsFor(frame, model).
   McuSource(const Frame& frame, ColourModel model);
 
-  // The next MCU row begins at row `first` of the band, which must outlive it.
-  void beginRow(const Picture& band, int first);
+  // MCU row `row` begins at row `first` of the band, which must outlive it.
+  void beginRow(const Picture& band, int first, int row);
   void load(int mcu);
   const Mox16s* block(int index) const { return blocks_ + std::ptrdiff_t{64} * index; }
 
@@ -60,7 +60,6 @@ class McuSource {
   const std::uint8_t* top_ = nullptr;  // the first row of the MCU row
   std::ptrdiff_t step_ = 0;
   int rows_ = 0;  // that belong to the picture
-  int mcuRow_ = 0;
   std::array<Mox8u, 16 * 16 * 4> edge_;
   alignas(64) Mox16s blocks_[10 * 64];
 };

@@ -64,6 +64,7 @@ class MetadataSink : public RowSink {
   void rows(const Picture& band) override { next_.rows(band); }
   void end() override { next_.end(); }
   bool takesWhole() const override { return next_.takesWhole(); }
+  int rowsWanted() const override { return next_.rowsWanted(); }
 
   // Set before begin().
   std::shared_ptr<const Metadata> metadata;

@@ -58,7 +58,8 @@ SampleStrips::SampleStrips(const Picture& layout, const Frame& frame, ColourMode
   }
 }
 
-void SampleStrips::loadRow(const Picture& band, int first) {
+void SampleStrips::loadRow(const Picture& band, int first, int mcuRow) {
+  mcuRow_ = mcuRow;
   if (components_) {
     loadComponents(band, first);
   } else {
@@ -71,7 +72,6 @@ void SampleStrips::loadRow(const Picture& band, int first) {
     for (int y = 0; y < has; ++y) padRow(strip.row(y), c.width, strip.paddedWidth);
     for (int y = has; y % 8 != 0; ++y) std::memcpy(strip.row(y), strip.row(has - 1), strip.paddedWidth);
   }
-  ++mcuRow_;
 }
 
 void SampleStrips::loadPixels(const Picture& band, int first, int rows) {

@@ -19,8 +19,8 @@ class SampleStrips {
   // frame.
   SampleStrips(const Picture& layout, const Frame& frame, ColourModel model, Budget& budget);
 
-  // Loads the next MCU row, which begins at row `first` of the band and lies within it.
-  void loadRow(const Picture& band, int first);
+  // Loads an MCU row, which begins at row `first` of the band and lies within it.
+  void loadRow(const Picture& band, int first, int mcuRow);
 
   // The first sample of a block in the loaded MCU row. `x` counts the blocks of the whole row, `y` those of the MCU
   // row.
@@ -68,7 +68,7 @@ class SampleStrips {
   const bool components_;  // the rows are the components, or have their samples
   const bool rgb_;         // rows and components are RGB
   const Reduction reduction_;
-  int mcuRow_ = 0;  // the next one
+  int mcuRow_ = 0;
   std::vector<Strip> strips_;
   std::vector<Strip> whole_;                     // before a reduction by boxes
   std::vector<std::uint8_t> chrominance_[2][2];  // before that of chrominance: [component][row]

@@ -73,4 +73,20 @@ void ScanWriter::end() {
   file_.resize(start_);
 }
 
+void ScanWriter::begin(const LastDc& lastDc) {
+  start_ = file_.size();
+  position_ = room_ = 0;
+  for (std::size_t i = 0; i < coders_.size(); ++i) coders_[i].lastDc = lastDc[i];
+}
+
+// A refining DC scan codes a coefficient of 0 as one bit.
+void ScanWriter::cut() {
+  static constexpr Mox16s kZero[64] = {};
+  if (room_ - position_ < kMaxMcuBytes) makeRoom();
+  require(
+      moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(kZero, file_.data() + start_, room_, &position_, 0, state_.get(), 0),
+      "the end of a segment");
+  end();
+}
+
 }  // namespace moxj::jpeg

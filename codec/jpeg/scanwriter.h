@@ -14,6 +14,9 @@ namespace moxj::jpeg {
 // The codes of each table index: [table class][index].
 using Codes = std::array<std::array<HuffmanCode, 2>, 2>;
 
+// The DC values of the last blocks, by selector.
+using LastDc = std::array<Mox16s, 4>;
+
 class ScanWriter {
  public:
   ScanWriter(Writer& writer, ScanKind kind, const ScanHeader& scan, const Codes& codes, int restartInterval);
@@ -37,6 +40,12 @@ class ScanWriter {
   Mox16s lastDc(int selector) const { return coders_[selector].lastDc; }
 
   void end();
+
+  // For parts of a scan that are joined later (SegmentJoiner), without restart intervals: begins a segment after blocks
+  // with these values,
+  void begin(const LastDc& lastDc);
+  // and ends it, with a 0 and 1-bits up to a whole byte. Scans of DC coefficients only, or of all coefficients.
+  void cut();
 
  private:
   // An MCU has at most 10 blocks of 64 values. Each value takes a code of at most 16 bits and at most 16 more bits, and

@@ -292,9 +292,9 @@ Conversion conversionOf(const Picture& from, const Holds& holds, Notes& notes) {
 // ---- The sink ------------------------------------------------------------------------------------------------------
 
 // Bands begin at rows that all planes have.
-int rowsAtOnce(const Picture& from, const Picture& to) {
+int rowsAtOnce(const Picture& from, const Picture& to, int wanted) {
   const int multiple = rowMultiple(from);
-  return std::min(ceilDiv(rowsOfBand(to), multiple) * multiple, to.height);
+  return std::min(ceilDiv(std::max(rowsOfBand(to), wanted), multiple) * multiple, to.height);
 }
 
 class FittingSink : public RowSink {
@@ -316,6 +316,11 @@ class FittingSink : public RowSink {
     next_->begin(converter_->to());
   }
 
+  void stayingRows(const Picture& band) override {
+    if (!converter_->canView(band)) return rows(band);
+    next_->stayingRows(converter_->view(band));
+  }
+
   void rows(const Picture& band) override {
     if (converter_->canView(band)) return next_->rows(converter_->view(band));
     if (!buffer_.hasSamples()) allocateBuffer();
@@ -329,11 +334,12 @@ class FittingSink : public RowSink {
 
   void end() override { next_->end(); }
   bool takesWhole() const override { return next_->takesWhole(); }
+  int rowsWanted() const override { return next_->rowsWanted(); }
 
  private:
   void allocateBuffer() {
     buffer_ = converter_->to();
-    buffer_ = buffer_.band(0, rowsAtOnce(layout_, buffer_));
+    buffer_ = buffer_.band(0, rowsAtOnce(layout_, buffer_, next_->rowsWanted()));
     buffer_.allocate(&budget_);
   }
 

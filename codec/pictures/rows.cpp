@@ -72,13 +72,23 @@ void PictureCollector::rows(const Picture& band) {
   filled_ += band.height;
 }
 
-void pushBands(const Picture& picture, RowSink& sink, const Progress& progress) {
+namespace {
+
+template <class Give>
+void giveBands(const Picture& picture, RowSink& sink, const Progress& progress, const Give& give) {
   if (sink.takesWhole()) return sink.rows(picture);
-  const int multiple = rowMultiple(picture), rows = ceilDiv(rowsOfBand(picture), multiple) * multiple;
+  const int multiple = rowMultiple(picture);
+  const int rows = ceilDiv(std::max(rowsOfBand(picture), sink.rowsWanted()), multiple) * multiple;
   for (int y = 0; y < picture.height; y += rows) {
-    sink.rows(picture.band(y, rows));
+    give(picture.band(y, rows));
     reportProgress(progress, std::min(y + rows, picture.height), picture.height);
   }
+}
+
+}  // namespace
+
+void pushBands(const Picture& picture, RowSink& sink, const Progress& progress) {
+  giveBands(picture, sink, progress, [&](const Picture& band) { sink.rows(band); });
 }
 
 void pushPicture(const Picture& picture, RowSink& sink, const Progress& progress) {
@@ -86,7 +96,7 @@ void pushPicture(const Picture& picture, RowSink& sink, const Progress& progress
   for (Plane& plane : layout.planes) plane.samples = nullptr;
   layout.owner = nullptr;
   sink.begin(layout);
-  pushBands(picture, sink, progress);
+  giveBands(picture, sink, progress, [&](const Picture& band) { sink.stayingRows(band); });
   sink.end();
 }
 

@@ -16,10 +16,15 @@ class RowSink {
   // The next rows, one band; valid only during the call. A band has any number of rows. If planes are sub-sampled, all
   // bands but the last have a multiple of each dy.
   virtual void rows(const Picture& band) = 0;
+  // The same for rows that stay valid until end() has returned.
+  virtual void stayingRows(const Picture& band) { rows(band); }
   // Once, after the last row.
   virtual void end() = 0;
   // Whether a picture in memory had better come as one band, which is shared or copied as a whole. Asked after begin().
   virtual bool takesWhole() const { return false; }
+  // How many rows of a picture in memory had better come as one band: 0 or less than rowsOfBand() for any number. Asked
+  // after begin().
+  virtual int rowsWanted() const { return 0; }
 };
 
 // Gives a picture to a sink: begin(), all rows, end(). Rows that cannot be decoded are given too, black or grey.

@@ -42,7 +42,7 @@ void checkStrips(const Picture& picture, int horizontal, int vertical) {
   const ColourModel model = frame.components.size() == 1 ? ColourModel::grey : ColourModel::ycbcr;
   SampleStrips strips(picture, frame, model, budget);
   for (int mcuRow = 0; mcuRow < frame.mcusHigh; ++mcuRow) {
-    strips.loadRow(picture, mcuRow * frame.mcuHeight());
+    strips.loadRow(picture, mcuRow * frame.mcuHeight(), mcuRow);
     for (std::size_t i = 0; i < frame.components.size(); ++i) {
       const FrameComponent& c = frame.components[i];
       const std::vector<File> full = converted(picture, static_cast<int>(i));

@@ -5,6 +5,7 @@
 #include <sys/resource.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <set>
 #include <stdexcept>
@@ -90,6 +91,87 @@ TEST(Workers, TasksWithinATaskStayOnTheirWorker) {
     });
   });
   EXPECT_EQ(runs, 120);
+}
+
+TEST(Batches, EveryTaskRunsOnce) {
+  for (const int threads : {1, 2, 5}) {
+    Workers workers(threads);
+    Workers::Batch first(workers), second(workers);
+    for (const std::size_t tasks : {1u, 2u, 7u, 100u}) {
+      std::vector<std::atomic<int>> runs(tasks), others(tasks), between(tasks);
+      first.start(tasks, [&](int worker, std::size_t index) {
+        EXPECT_LT(worker, threads);
+        ++runs[index];
+      });
+      second.start(tasks, [&](int, std::size_t index) { ++others[index]; });
+      workers.forEach(tasks, [&](int, std::size_t index) { ++between[index]; });
+      second.finish();
+      first.finish();
+      for (std::size_t i = 0; i < tasks; ++i) EXPECT_EQ(runs[i] + others[i] + between[i], 3);
+    }
+  }
+}
+
+// Without the one that started it.
+TEST(Batches, ThreadsBeginAtOnce) {
+  Workers workers(2);
+  Workers::Batch batch(workers);
+  std::atomic<bool> begun = false;
+  ASSERT_TRUE(batch.start(1, [&](int, std::size_t) {
+    begun = true;
+    begun.notify_all();
+  }));
+  begun.wait(false);
+  batch.finish();
+}
+
+TEST(Batches, ExceptionsReachTheCaller) {
+  for (const int threads : {1, 3}) {
+    Workers workers(threads);
+    Workers::Batch batch(workers);
+    std::atomic<int> runs = 0;
+    batch.start(20, [&](int, std::size_t index) {
+      ++runs;
+      if (index == 5) throw std::runtime_error("five");
+    });
+    EXPECT_THROW(batch.finish(), std::runtime_error);
+    EXPECT_EQ(runs, 20);
+    batch.finish();  // there is nothing left
+  }
+}
+
+TEST(Batches, WithoutThreadsTheTasksRunAtTheEnd) {
+  const auto inOrder = [](int tasks, const std::function<void(int)>& task) {
+    for (int i = 0; i < tasks; ++i) task(i);
+  };
+  for (const Executor& executor : {Executor(), Executor(inOrder)}) {
+    Workers workers(executor ? 3 : 1, executor);
+    Workers::Batch batch(workers), other(workers);
+    int runs = 0;
+    EXPECT_FALSE(batch.start(5, [&](int, std::size_t) { ++runs; }));
+    EXPECT_FALSE(other.start(5, [&](int, std::size_t) { ++runs; }));
+    EXPECT_EQ(runs, 0);
+    batch.finish(&other);
+    EXPECT_EQ(runs, 5);
+    other.finish();
+    EXPECT_EQ(runs, 10);
+  }
+}
+
+TEST(Batches, TheEndWaitsForTasksThatRun) {
+  for (const int threads : {1, 3}) {
+    Workers workers(threads);
+    std::atomic<int> begun = 0, ended = 0;
+    {
+      Workers::Batch batch(workers);
+      batch.start(50, [&](int, std::size_t) {
+        ++begun;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        ++ended;
+      });
+    }
+    EXPECT_EQ(begun, ended);
+  }
 }
 
 // In a process of its own, which has no room for the stacks of so many threads.
