@@ -263,13 +263,13 @@ MOXC_API MoxcKind moxcProbe(const MoxcSource* source, const char** format, MoxcR
  *   Exif          yes   yes  yes   no   yes
  *   XMP           yes   yes  yes   no   yes
  *   IPTC          yes   yes  yes   no   yes
- *   comments      yes   yes  yes   no   no
+ *   comments      yes   yes  yes   no   yes
  *   others        APPn  no   no    no   uuid and xml boxes
  *   resolution    yes   yes  yes   yes  yes
  *
- * Other formats and codestreams without boxes have none. What is lost is noted; of files without metadata only what
- * changes how the picture looks: a profile that is not sRGB, and the Exif orientation. An ICC profile is dropped if it
- * does not describe the colours of the output. Blocks that are damaged are left out, with a note. */
+ * Codestreams without boxes have comments alone, other formats none. What is lost is noted; of files without metadata
+ * only what changes how the picture looks: a profile that is not sRGB, and the Exif orientation. An ICC profile is
+ * dropped if it does not describe the colours of the output. Blocks that are damaged are left out, with a note. */
 
 typedef enum {
   moxcIcc = 0,     /* an ICC profile */

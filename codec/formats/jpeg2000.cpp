@@ -80,10 +80,12 @@ std::unique_ptr<RowSource> open(Input& input, const ReadOptions& options, Work& 
 template <bool boxes>
 Holds holds(const WriteOptions&) {
   Holds held;
-  if (boxes)
+  if (boxes) {
     held.metadata = {.block = j2k::hasPlaceFor, .ratio = false, .restrictedProfiles = true};
-  else
+  } else {
     held.metadata = HeldMetadata::none();
+    held.metadata.block = j2k::hasPlaceInCodestream;
+  }
   held.colours = {Colour::unknown, Colour::grey, Colour::rgb};
   // A codestream does not say either.
   if (boxes) held.colours.insert(held.colours.begin() + 1, {Colour::ycbcr, Colour::cmyk});

@@ -14,6 +14,7 @@
 
 #include "base/bigendian.h"
 #include "formats/text.h"
+#include "pictures/comments.h"
 #include "pictures/exif.h"
 #include "pictures/imageresources.h"
 
@@ -30,37 +31,6 @@ constexpr std::size_t kMaxRatio = 64;  // of a compressed text to its chunk
 constexpr int kMaxChunks = 200000;     // of a file
 
 ByteSpan bytesOf(std::string_view text) { return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}; }
-
-// ---- Latin-1 and UTF-8 ---------------------------------------------------------------------------------------------
-
-std::string utf8Of(std::string_view latin1) {
-  std::string text;
-  for (const char c : latin1) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x80) text += static_cast<char>(0xC0 | byte >> 6);
-    text += static_cast<char>(byte < 0x80 ? byte : 0x80 | (byte & 0x3F));
-  }
-  return text;
-}
-
-// None if the text has other characters. Bytes that are not UTF-8 are taken for Latin-1.
-std::optional<std::string> latin1Of(std::string_view text) {
-  std::string latin1;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    if (byte < 0x80) {
-      latin1 += text[i];
-      continue;
-    }
-    const std::size_t more = byte >= 0xF0 ? 3 : byte >= 0xE0 ? 2 : 1;
-    if (byte < 0xC2 || byte > 0xF4 || i + more >= text.size()) return std::string(text);
-    for (std::size_t j = 1; j <= more; ++j)
-      if ((text[i + j] & 0xC0) != 0x80) return std::string(text);
-    if (byte > 0xC3) return std::nullopt;
-    latin1 += static_cast<char>(byte << 6 | (text[++i] & 0x3F));
-  }
-  return latin1;
-}
 
 // ---- Raw profiles --------------------------------------------------------------------------------------------------
 

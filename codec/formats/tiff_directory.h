@@ -58,10 +58,17 @@ struct Entry {
 };
 
 struct Directory {
+  struct Child;
+
   std::vector<Entry> entries;
-  std::vector<std::pair<std::uint16_t, Directory>> children;  // by the tag of their offset
+  std::vector<Child> children;
 
   const Entry* find(std::uint16_t tag) const;
+};
+
+struct Directory::Child {
+  std::uint16_t tag;  // of its offset in the parent
+  Directory directory;
 };
 
 // ---- Reading -------------------------------------------------------------------------------------------------------

@@ -49,8 +49,8 @@ Directory exifDirectory(const File& file, const Directory& first) {
     };
     std::erase_if(child.entries, unusable);
     std::erase_if(below.entries, unusable);
-    if (!below.entries.empty()) child.children.emplace_back(kInteroperabilityDirectory, std::move(below));
-    if (!child.entries.empty()) exif.children.emplace_back(tag, std::move(child));
+    if (!below.entries.empty()) child.children.push_back({kInteroperabilityDirectory, std::move(below)});
+    if (!child.entries.empty()) exif.children.push_back({tag, std::move(child)});
   }
   return exif;
 }

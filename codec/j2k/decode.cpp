@@ -209,6 +209,8 @@ class Decoder {
       if (const std::string problem = applyBoxes(boxes_, picture_, job_.budget); !problem.empty())
         decoded.incomplete(problem);
     decoded.picture = std::move(picture_);
+    for (const MarkerSegment& segment : stream_.header)
+      if (segment.marker == marker::com) boxes_.metadata.takeComment(segment.body);
     decoded.picture.metadata = boxes_.metadata.metadata(job_.budget);
     if (problems_ == 0 && !stream_.problem.empty()) stream_.note(stream_.problem);
     decoded.notes = boxes_.notes;

@@ -165,6 +165,9 @@ void Encoder::writeHeaders() {
   if (!header_.empty()) return;
   if (options_.boxes) writeBoxes();
   writeMainHeader(header_, siz_, params_, options_);
+  const std::size_t before = header_.size();
+  writeComments(header_, picture_.metadata.get());
+  metadataBytes_ += header_.size() - before;
 }
 
 void Encoder::writeStart(Output& output) {

@@ -43,13 +43,15 @@ std::string detailOf(const MarkerSegment& segment, const Siz& siz) {
 }  // namespace
 
 Info inspect(ByteSpan file, Budget& budget) {
-  const Boxes boxes = readBoxes(file);
+  Boxes boxes = readBoxes(file);
   const Codestream stream = parseCodestream(boxes.codestream);
   Info info;
   info.boxed = boxes.boxed;
   info.colour = boxes.colourName;
   if (boxes.palette) info.palette = static_cast<int>(boxes.palette->columns[0].values.size());
   info.boxes = boxes.list;
+  for (const MarkerSegment& segment : stream.header)
+    if (segment.marker == marker::com) boxes.metadata.takeComment(segment.body);
   info.metadata = boxes.metadata.metadata(budget);
   info.siz = stream.siz;
   const Rect shown = shownRect(stream.siz);

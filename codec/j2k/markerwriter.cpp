@@ -7,6 +7,7 @@
 #include "base/bigendian.h"
 #include "base/problem.h"
 #include "j2k/syntax.h"
+#include "pictures/comments.h"
 
 namespace moxj::j2k {
 
@@ -127,6 +128,13 @@ void writeMainHeader(Bytes& file, const Siz& siz, const TileParams& params, cons
   for (std::size_t c = 0; c < siz.components.size(); ++c)
     if (params.shift[c] > 0) writeRgn(file, c, params.shift[c]);
   if (!options.comment.empty()) writeCom(file, options.comment);
+}
+
+void writeComments(Bytes& file, const Metadata* metadata) {
+  if (!metadata) return;
+  for (const MetadataBlock& block : metadata->blocks)
+    if (block.kind == MetadataKind::comment)
+      writeCom(file, headingOf(block) + std::string(block.bytes.begin(), block.bytes.end()));
 }
 
 std::uint64_t tlmSize(std::uint64_t tileParts) {

@@ -7,11 +7,15 @@
 #include "base/bytes.h"
 #include "j2k/j2k.h"
 #include "j2k/params.h"
+#include "pictures/metadata.h"
 
 namespace moxj::j2k {
 
 // Everything from SOC on but TLM.
 void writeMainHeader(Bytes& file, const Siz& siz, const TileParams& params, const EncodeOptions& options);
+
+// The comments of a picture, whose metadata may be null: the end of the main header.
+void writeComments(Bytes& file, const Metadata* metadata);
 
 inline constexpr std::size_t kTilePartHeader = 14;  // SOT and SOD
 

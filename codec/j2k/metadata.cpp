@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "base/bigendian.h"
+#include "pictures/comments.h"
 #include "pictures/exif.h"
 #include "pictures/icc.h"
 
@@ -78,6 +79,18 @@ void BoxMetadata::takeXml(ByteSpan body) { blocks.push_back({MetadataKind::other
 
 void BoxMetadata::takeProfile(ByteSpan profile) { blocks.push_back({MetadataKind::icc, "", profile}); }
 
+// Registered text is Latin-1; other comments are binary data, which many writers use for text too.
+void BoxMetadata::takeComment(ByteSpan body) {
+  constexpr int kBinary = 0, kLatin = 1;
+  if (body.size() <= 2) return;
+  const int registration = body[0] << 8 | body[1];
+  const ByteSpan text = body.subspan(2);
+  const bool control = std::ranges::any_of(
+      text, [](std::uint8_t c) { return (c < ' ' && c != '\n' && c != '\r' && c != '\t') || c == 0x7F; });
+  if (!control && (registration == kLatin || registration == kBinary))
+    comments.push_back({text, registration == kLatin});
+}
+
 void BoxMetadata::takeResolution(ByteSpan body, bool capture) {
   constexpr std::size_t kBytes = 10;
   if (body.size() < kBytes || (captured_ && !capture)) return;
@@ -99,6 +112,15 @@ std::shared_ptr<const Metadata> BoxMetadata::metadata(Budget& budget) const {
     budget.charge(1, block.bytes.size() + sizeof(MetadataBlock));
     made.add(block.kind, block.name, block.bytes);
   }
+  for (const Comment& comment : comments) {
+    budget.charge(comment.latin ? 2 : 1, comment.text.size() + sizeof(MetadataBlock));
+    if (!comment.latin) {
+      made.add(MetadataKind::comment, "", comment.text);
+      continue;
+    }
+    const std::string text = utf8Of({reinterpret_cast<const char*>(comment.text.data()), comment.text.size()});
+    made.add(MetadataKind::comment, "", {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+  }
   made.horizontalResolution = horizontalResolution;
   made.verticalResolution = verticalResolution;
   if (made.empty()) return nullptr;
@@ -114,7 +136,13 @@ Colour colourOf(const BoxMetadata& metadata) {
   return Colour::unknown;
 }
 
+bool hasPlaceInCodestream(const MetadataBlock& block) {
+  constexpr std::size_t kMaxText = 65531;
+  return block.kind == MetadataKind::comment && headingOf(block).size() + block.bytes.size() <= kMaxText;
+}
+
 bool hasPlaceFor(const MetadataBlock& block) {
+  if (block.kind == MetadataKind::comment) return hasPlaceInCodestream(block);
   if (block.bytes.size() > INT32_MAX) return false;
   if (block.kind == MetadataKind::other) return block.name == "uuid" || block.name == "xml";
   return block.kind == MetadataKind::icc || knownOf(block.kind) != nullptr;

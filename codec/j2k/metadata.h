@@ -1,4 +1,5 @@
-// Metadata in boxes of JP2 files: colr (Annex I.5.3.3), res (I.5.3.7), xml and uuid boxes (I.7).
+// Metadata in boxes of JP2 files, colr (Annex I.5.3.3), res (I.5.3.7), xml and uuid boxes (I.7), and comments in COM
+// segments of codestreams (A.9.2).
 #pragma once
 
 #include <algorithm>
@@ -20,7 +21,12 @@ struct BoxMetadata {
     const char* name = "";
     ByteSpan bytes;
   };
+  struct Comment {
+    ByteSpan text;
+    bool latin = false;  // Latin-1, otherwise UTF-8
+  };
   std::vector<Block> blocks;
+  std::vector<Comment> comments;
   double horizontalResolution = 0, verticalResolution = 0;  // samples per metre
   std::vector<std::string> notes;                           // about what is damaged
 
@@ -28,6 +34,8 @@ struct BoxMetadata {
   void takeUuid(ByteSpan body);
   void takeXml(ByteSpan body);
   void takeProfile(ByteSpan profile);
+  // A COM segment of the main header, if it is text.
+  void takeComment(ByteSpan body);
   // A resc (capture) or resd (display) box; the first is preferred.
   void takeResolution(ByteSpan body, bool capture);
 
@@ -45,8 +53,9 @@ struct BoxMetadata {
 // The colours that a profile is for; unknown without one.
 Colour colourOf(const BoxMetadata& metadata);
 
-// Whether a JP2 file has a place for the block.
+// Whether a JP2 file has a place for the block; a codestream alone, for a comment.
 bool hasPlaceFor(const MetadataBlock& block);
+bool hasPlaceInCodestream(const MetadataBlock& block);
 
 // Boxes of a JP2 file, complete. In the jp2h box: resolution. After it: all others.
 void writeResolution(Bytes& header, const Metadata* metadata);

@@ -12,6 +12,7 @@
 #include "base/bigendian.h"
 #include "base/problem.h"
 #include "jpeg/markers.h"
+#include "pictures/comments.h"
 #include "pictures/exif.h"
 #include "pictures/imageresources.h"
 #include "pictures/metadata_fit.h"
@@ -193,11 +194,6 @@ void writeIptc(Writer& writer, ByteSpan data) {
   const Bytes resource = iptcResource(data);
   for (std::size_t at = 0; at < resource.size(); at += kMaxPart)
     writer.application(kApp13, bytesOf(kResources), {resource.data() + at, std::min(kMaxPart, resource.size() - at)});
-}
-
-// The keyword that a comment has in other formats, unless it says nothing.
-std::string headingOf(const MetadataBlock& comment) {
-  return comment.name.empty() || comment.name == "Comment" ? "" : comment.name + ": ";
 }
 
 void write(Writer& writer, const MetadataBlock& block) {

@@ -231,6 +231,13 @@ def blocks_of_jp2(data):
             blocks[UUIDS.get(body[:16], "uuid")] = body[16:]
         if name == b"xml ":
             blocks["xml"] = body
+        if name == b"jp2c":
+            at = 2
+            while body[at:at + 2] != b"\xff\x90":
+                length = struct.unpack(">H", body[at + 2:at + 4])[0]
+                if body[at:at + 2] == b"\xff\x64":
+                    blocks["comment"] = body[at + 6:at + 2 + length]
+                at += 2 + length
     return blocks
 
 
@@ -238,6 +245,12 @@ def with_boxes(data, *boxes):
     """Before the codestream."""
     at = data.index(b"jp2c") - 4
     return data[:at] + b"".join(boxes) + data[at:]
+
+
+def with_comment(data, registration, text):
+    """At the end of the main header of a codestream."""
+    at = data.index(b"\xff\x90\0\x0a")
+    return data[:at] + struct.pack(">HHH", 0xFF64, len(text) + 4, registration) + text + data[at:]
 
 
 BLOCKS_OF = {"jpg": blocks_of_jpeg, "png": blocks_of_png, "jp2": blocks_of_jp2}
@@ -279,7 +292,7 @@ class MetadataTest(ToolTest):
 class Matrix(MetadataTest):
     icc, exif = icc_of(b"Display P3"), exif_of(1, thumbnail=b"\xff\xd8\xff\xd9")
     blocks = {"icc": icc, "exif": exif, "xmp": XMP, "iptc": IPTC, "comment": COMMENT}
-    lost = {"png": set(), "jp2": {"comment"}, "jpg": set()}
+    lost = {"png": set(), "jp2": set(), "jpg": set()}
 
     def source(self, extension):
         data = self.made(extension)
@@ -300,6 +313,7 @@ class Matrix(MetadataTest):
         start = data.index(b"jp2h") - 4
         data = data[:start] + box(b"jp2h", data[start + 8:colour] + header) + data[colour + 15:]
         uuids = {name: identifier for identifier, name in UUIDS.items()}
+        data = with_comment(data, 1, COMMENT)
         return with_boxes(data, *(box(b"uuid", uuids[name] + self.blocks[name]) for name in ("exif", "xmp", "iptc")))
 
     def test_every_kind_travels_where_there_is_a_place(self):
@@ -333,15 +347,14 @@ class Matrix(MetadataTest):
     def test_the_picture_is_the_same(self):
         for source in "jpg", "png", "jp2":
             plain, described = self.made(source), self.source(source)
-            for target in "ppm", "j2k":
+            for target in ["ppm"], ["j2k", "--strip=comment"]:
                 error = note("ICC profile 'Display P3' dropped: colours will look different")
-                self.assertEqual(self.converted(plain, target), self.converted(described, target, error=error))
+                self.assertEqual(self.converted(plain, *target), self.converted(described, *target, error=error))
 
     @unittest.skipUnless(EXIFTOOL, "exiftool is not installed")
     def test_exiftool_reads_them(self):
         for target in "jpg", "png", "jp2":
-            lost = {"jpg": "", "png": "", "jp2": note("metadata dropped: comment")}
-            self.write("made." + target, self.converted(self.source("jpg"), target, error=lost[target]))
+            self.write("made." + target, self.converted(self.source("jpg"), target))
             command = [EXIFTOOL, "-j", "-n", self.path("made." + target)]
             result = subprocess.run(command, capture_output=True, check=True)
             tags = json.loads(result.stdout)[0]
@@ -360,6 +373,15 @@ class Matrix(MetadataTest):
             if target == "jp2":
                 density = tags["CaptureXResolution"] * 10 ** tags["CaptureXResolutionUnit"]
                 self.assertAlmostEqual(density, 11811.02, delta=1)
+
+
+    @unittest.skipUnless(EXIFTOOL, "exiftool is not installed")
+    def test_exiftool_reads_the_comments_of_a_codestream(self):
+        """Not those of a JP2 file, in which it does not look at the codestream."""
+        error = note("ICC profile 'Display P3' dropped: colours will look different")
+        self.write("made.j2k", self.converted(self.source("jpg"), "j2k", error=error))
+        result = subprocess.run([EXIFTOOL, "-s3", "-Comment", self.path("made.j2k")], capture_output=True, check=True)
+        self.assertEqual(result.stdout.decode(), COMMENT.decode() + "\n")
 
 
 class Profiles(MetadataTest):
@@ -873,6 +895,21 @@ class Jp2(MetadataTest):
         self.assertIn(geo, made)
         self.converted(data, "jpg", error=note("metadata dropped: GeoJP2 box, XML box, uuid box"))
         self.converted(data, "ppm")
+
+    def test_comments(self):
+        """Text, registered as Latin-1 or not, but no binary data; with the keyword of PNG before it."""
+        for extension in "jp2", "j2k":
+            plain = self.made(extension)
+            for registration, text, expected in ((1, b"caf\xe9", "café".encode()), (0, "Größe Ω".encode(), None),
+                                                 (1, b"two\nlines", None), (0, b"\0\1\2", b""), (7, b"text", b"")):
+                made = self.converted(with_comment(plain, registration, text), "jpg")
+                found = blocks_of_jpeg(made).get("comment", b"")
+                self.assertEqual(found, text if expected is None else expected)
+            data = with_chunks(self.made("png"), chunk(b"tEXt", b"Title\0caf\xe9"))
+            made = self.converted(data, extension)
+            self.assertIn(b"\xff\x64\0\x10\0\0" + "Title: café".encode(), made)
+        long = with_segments(self.made("jpg"), segment(0xFE, b"x" * 65533))
+        self.converted(long, "jp2", error=note("metadata dropped: comment"))
 
     def test_boxes_after_the_codestream(self):
         data = self.made("jp2")

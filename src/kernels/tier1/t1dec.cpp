@@ -6,8 +6,7 @@
 // then visits only the members of that set. Which members follow still depends on every decision, as a coefficient that
 // becomes significant brings its neighbours into the significance propagation pass and takes the next column out of run
 // mode; that is a shift and a mask of the set (bitslice.h). Refinement needs no such care: its contexts are all known
-// at the start, the decisions become a set, and the values change by vectors (t1dec_avx512.h) or one by one
-// (t1dec_words.h).
+// at the start, and the values change by vectors (t1dec_avx512.h, t1dec_avx2.h) or one by one (t1dec_words.h).
 //
 // The MQ decoder keeps its registers in machine registers through a pass (mq_loop.h).
 #if defined(MOX_TARGET_IS_scalar)

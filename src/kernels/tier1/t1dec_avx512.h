@@ -40,9 +40,10 @@ int refinementContexts(const Part& c, uint64_t coded, uint8_t* contexts) {
   return static_cast<int>(_mm_popcnt_u64(coded));
 }
 
-// Stores the refined coefficients' new bits, which come in the order of the scan.
-void refine(const DecodePass& pass, const Part& c, uint64_t coded, uint64_t bits) {
-  const uint64_t ones = _pdep_u64(bits, coded);
+// Stores the refined coefficients' new bits: `decisions` has a byte for each, in the order of the scan.
+void refine(const DecodePass& pass, const Part& c, uint64_t coded, const uint8_t* decisions) {
+  const __m512i all = _mm512_maskz_expand_epi8(coded, _mm512_loadu_si512(decisions));
+  const uint64_t ones = _mm512_test_epi8_mask(all, all);
   const __m512i kept = _mm512_set1_epi32(static_cast<int>(pass.kept)),
                 half = _mm512_set1_epi32(static_cast<int>(pass.half));
   for (int row = 0; row < 4; row++) {

@@ -15,6 +15,9 @@ namespace {
 using namespace tier1;
 using slice::kTop;
 
+// Bytes of coefficients may be read and written up to this many past the last.
+inline constexpr int kCodeSlack = 8;
+
 // Sixteen columns of a stripe. Sets of their coefficients are words with four bits a column.
 struct Part {
   FlagWord* flags;

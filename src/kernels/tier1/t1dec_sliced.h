@@ -4,8 +4,13 @@
 #include "kernels/tier1/mq_loop.h"
 #if defined(MOX_TARGET_IS_avx512) && defined(__x86_64__)  // it extracts and counts bits of 64-bit words
 #include "kernels/tier1/t1dec_avx512.h"
+#elif defined(MOX_TARGET_IS_avx2)
+#include "kernels/tier1/t1dec_avx2.h"
 #else
 #include "kernels/tier1/t1dec_words.h"
+namespace mox::MOX_TARGET {
+using namespace words;
+}
 #endif
 
 namespace mox::MOX_TARGET {
@@ -86,11 +91,10 @@ void refinement(DecodePass& pass) {
   forEachPart<false>(pass, [&](const Part& c) {
     const uint64_t coded = c.valid & having(c, kSelf) & ~having(c, kVisited);
     if (coded == 0) return;
-    uint8_t contexts[64];
-    const int count = refinementContexts(c, coded, contexts);
-    uint64_t bits = 0;
-    for (int k = 0; k < count; k++) bits |= static_cast<uint64_t>(source.refinement(contexts[k])) << k;
-    refine(pass, c, coded, bits);
+    uint8_t codes[kChunkSize + kCodeSlack];  // contexts, each replaced by the decision in it
+    const int count = refinementContexts(c, coded, codes);
+    for (int k = 0; k < count; k++) codes[k] = static_cast<uint8_t>(source.refinement(codes[k]));
+    refine(pass, c, coded, codes);
     mark<true>(c, coded, kRefined);
   });
 }

@@ -1,4 +1,4 @@
-// The flags and values of a part in 64-bit words, a column each. The same interface as t1dec_avx512.h.
+// The flags and values of a part in 64-bit words, a column each. The same interface as t1dec_avx512.h and t1dec_avx2.h.
 #pragma once
 
 #include "kernels/tier1/t1dec_part.h"
@@ -6,6 +6,7 @@
 
 namespace mox::MOX_TARGET {
 namespace {
+namespace words {
 
 // The coefficients with at least one of the flags.
 uint64_t having(const Part& c, uint32_t flags) {
@@ -41,13 +42,14 @@ int refinementContexts(const Part& c, uint64_t coded, uint8_t* contexts) {
   return count;
 }
 
-// Stores the refined coefficients' new bits, which come in the order of the scan.
-void refine(const DecodePass& pass, const Part& c, uint64_t coded, uint64_t bits) {
-  for (; coded; coded &= coded - 1, bits >>= 1) {
+// Stores the refined coefficients' new bits: `decisions` has a byte for each, in the order of the scan.
+void refine(const DecodePass& pass, const Part& c, uint64_t coded, const uint8_t* decisions) {
+  for (; coded; coded &= coded - 1) {
     char* const p = placeOf(c, std::countr_zero(coded));
-    store32(p, (load32(p) & pass.kept) | (-static_cast<uint32_t>(bits & 1) & pass.one) | pass.half);
+    store32(p, (load32(p) & pass.kept) | (-static_cast<uint32_t>(*decisions++) & pass.one) | pass.half);
   }
 }
 
+}  // namespace words
 }  // namespace
 }  // namespace mox::MOX_TARGET

@@ -5,6 +5,8 @@
 #include "kernels/tier1/t1enc.h"
 #if defined(MOX_TARGET_IS_avx512) && defined(__x86_64__)  // it deposits and counts bits of 64-bit words
 #include "kernels/tier1/t1enc_avx512.h"
+#elif defined(MOX_TARGET_IS_avx2)
+#include "kernels/tier1/t1enc_avx2.h"
 #else
 #include "kernels/tier1/t1enc_words.h"
 #endif
