@@ -1,7 +1,11 @@
 // Quantises, calls the library's code-block encoder, and computes the points at which a block may be truncated.
+//
+// A bit-plane counts for a slope if the last part of the hull of the planes before it is steep enough: what it would add
+// is not as steep as a rule. So if only slopes above some value are wanted, only those planes have to be coded.
 #include "j2k/blockencoder.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdlib>
 
@@ -39,31 +43,133 @@ std::int32_t spareOf(int pass, const TileComponent& component) {
 // Estimated cost of a block in packet headers, in bytes.
 constexpr double kHeader = 1.5;
 
-// The upper convex hull of distortion reduction over rate.
-void makeHull(CodedBlock& coded) {
-  std::vector<HullPoint>& hull = coded.hull;
-  const auto rate = [&](int passes) {
-    return passes == 0 ? 0.0 : coded.passes[static_cast<std::size_t>(passes) - 1].end + kHeader;
-  };
-  const auto gain = [&](int passes) {
-    return passes == 0 ? 0.0 : coded.passes[static_cast<std::size_t>(passes) - 1].distortion;
-  };
-  for (int passes = 1; passes <= static_cast<int>(coded.passes.size()); ++passes) {
+// A bit-plane counts for slopes below this multiple of that of the last part of the hull of the planes before it.
+constexpr double kReach = 2.5;
+
+// A possible end of a block's data.
+struct End {
+  double rate = 0, gain = 0;
+};
+
+End endAfter(const CodedBlock& coded, int passes) {
+  if (passes == 0) return {};
+  const Pass& last = coded.passes[static_cast<std::size_t>(passes) - 1];
+  return {last.end + kHeader, last.distortion};
+}
+
+// 0 if nothing is gained.
+double slopeBetween(const End& from, const End& to) {
+  const double bytes = to.rate - from.rate, gain = to.gain - from.gain;
+  if (gain <= 0) return 0;
+  return bytes > 0 ? gain / bytes : HUGE_VAL;
+}
+
+// The upper convex hull of distortion reduction over rate, as far as its passes have been added.
+class Hull {
+ public:
+  explicit Hull(const CodedBlock& coded) : coded_(coded) {}
+
+  void add(int passes) {
     for (;;) {
-      const int before = hull.empty() ? 0 : hull.back().passes;
-      const double bytes = rate(passes) - rate(before), distortion = gain(passes) - gain(before);
-      if (distortion <= 0) break;
-      const double slope = bytes > 0 ? distortion / bytes : HUGE_VAL;
-      if (hull.empty() || slope < hull.back().slope) {
-        hull.push_back({passes, slope});
-        break;
-      }
-      hull.pop_back();
+      const double slope = slopeTo(endAfter(coded_, passes));
+      if (slope <= 0) return;
+      if (slope < lastSlope()) return points_.push_back({passes, slope});
+      if (points_.empty()) return points_.push_back({passes, slope});
+      points_.pop_back();
     }
   }
+
+  // Adds passes of which only a bound is known: no end with more gain or less bytes. Leaves the points that are on the
+  // hull in any case, for division rounds monotonically. Returns a bound of the slope of the last part.
+  double addBound(const End& bound) {
+    double slope = 0;
+    while ((slope = slopeTo(bound)) >= lastSlope() && !points_.empty()) points_.pop_back();
+    return slope > 0 ? slope : lastSlope();
+  }
+
+  const std::vector<HullPoint>& points() const { return points_; }
+  double lastSlope() const { return points_.empty() ? HUGE_VAL : points_.back().slope; }
+
+ private:
+  double slopeTo(const End& end) const {
+    return slopeBetween(endAfter(coded_, points_.empty() ? 0 : points_.back().passes), end);
+  }
+
+  const CodedBlock& coded_;
+  std::vector<HullPoint> points_;
+};
+
+bool endsPlane(int passes) { return passes % 3 == 1; }
+
+// The points of CodedBlock::hull, from the hulls of more and more planes.
+class Choices {
+ public:
+  explicit Choices(CodedBlock& coded) : coded_(coded) {}
+
+  // `last`: the slope of the last part of the hull; 0: no more planes.
+  void addPlane(const Hull& hull, double last) {
+    const double next = std::min(limit_, last * kReach);
+    for (const HullPoint& point : hull.points()) {
+      const double slope = std::min(point.slope, limit_);
+      if (slope <= next || point.passes <= taken()) continue;
+      if (!coded_.hull.empty() && coded_.hull.back().slope == slope) coded_.hull.pop_back();
+      coded_.hull.push_back({point.passes, slope});
+    }
+    limit_ = next;
+  }
+  double limit() const { return limit_; }
+
+ private:
+  int taken() const { return coded_.hull.empty() ? 0 : coded_.hull.back().passes; }
+
+  CodedBlock& coded_;
+  double limit_ = HUGE_VAL;  // of the slopes for which the next plane counts
+};
+
+// `planes`: whether to distinguish them.
+void makeHull(CodedBlock& coded, bool all, bool planes) {
+  Hull hull(coded);
+  Choices choices(coded);
+  const int known = static_cast<int>(coded.passes.size());
+  for (int passes = 1; passes <= known; ++passes) {
+    hull.add(passes);
+    if (planes && endsPlane(passes) && passes < coded.codedPasses) choices.addPlane(hull, hull.lastSlope());
+  }
+  if (all) return choices.addPlane(hull, 0);
+  const bool bounded = known < coded.codedPasses;
+  choices.addPlane(hull, bounded ? hull.addBound({coded.bytes + kHeader, coded.gain}) : hull.lastSlope());
+  coded.floor = choices.limit();
+}
+
+// The lowest bit-plane that is coded at first if the points above a slope are wanted. The last pass of a plane gains
+// about twice the square of its step per byte.
+int planeFor(double slope, double weight) {
+  constexpr double kGain = 2;
+  if (slope <= 0) return 0;
+  return std::max(static_cast<int>(std::floor(std::log2(slope / (kReach * kGain * weight)) / 2)), 0);
+}
+
+// How far the data of an open segment is the same if more passes follow. Its end is written when the last bits are
+// known: until then it may change by the bytes of the coder's registers, and lose bytes that a decoder supplies.
+std::uint32_t settledBytes(const CodedBlock& coded) {
+  constexpr std::uint32_t kRegisters = 6;
+  auto end = static_cast<std::uint32_t>(coded.data.size());
+  end -= std::min(end, kRegisters);
+  while (end > 0 && (coded.data[end - 1] == 0xFF || coded.data[end - 1] == 0x7F)) --end;
+  return end;
 }
 
 }  // namespace
+
+int passesAt(const CodedBlock& coded, double slope) {
+  Hull hull(coded);
+  const int known = static_cast<int>(coded.passes.size());
+  for (int passes = 1; passes <= known; ++passes) {
+    hull.add(passes);
+    if (endsPlane(passes) && hull.lastSlope() * kReach < slope) return passes;
+  }
+  return coded.codedPasses;
+}
 
 BlockEncoder::BlockEncoder(int width, int height) {
   MoxJ2KEncodeState* state = nullptr;
@@ -73,35 +179,65 @@ BlockEncoder::BlockEncoder(int width, int height) {
 
 CodedBlock BlockEncoder::encode(const Coefficients& from, const Block& block, const Band& band,
                                 const TileComponent& component, const BlockJob& job) {
-  const CodingStyle& coding = component.coding;
   const int fraction = fractionOf(component);
   load(from, block, band, component, fraction);
   if (!job.region.empty()) shift(job.region, block, component.shift, fraction);
-  const int options = coderOptions(coding.modes) | (coding.reversible ? moxJ2KExactLast : 0);
+  const std::uint32_t bits = component.coding.reversible ? 0 : magnitudeBits(block, fraction);
+  int lowest = job.slope > 0 ? std::min(planeFor(job.slope, job.weight) + fraction, planesOf(block) - 1) : 0;
+  for (;; --lowest) {
+    CodedBlock coded = encodePlanes(block, band, component, job, std::max(lowest, fraction));
+    coded.magnitudeBits = bits;
+    if (coded.isComplete() || coded.floor < job.slope) return coded;
+  }
+}
+
+int BlockEncoder::planesOf(const Block& block) const {
+  std::uint32_t all = 0;
+  for (int i = 0; i < block.width * block.height; ++i)
+    all |= static_cast<std::uint32_t>(coefficients_[static_cast<std::size_t>(i)]);
+  return std::bit_width(all & ~kSign);
+}
+
+// From one row of four. The exponents of numbers in floating point are found for several at once.
+std::uint32_t BlockEncoder::magnitudeBits(const Block& block, int fraction) const {
+  constexpr int kRows = 4;
+  constexpr int kMantissa = 23, kBefore = 126;  // the exponent of 1/2, which has no bits
+  std::int32_t sum = 0;
+  for (int y = 0; y < block.height; y += kRows) {
+    const std::int32_t* const row = coefficients_.data() + std::ptrdiff_t{y} * block.width;
+    for (int x = 0; x < block.width; ++x) {
+      const auto number = static_cast<float>((row[x] & 0x7FFFFFFF) >> fraction);
+      sum += std::max((std::bit_cast<std::int32_t>(number) >> kMantissa) - kBefore, 0);
+    }
+  }
+  return static_cast<std::uint32_t>(sum * block.height / ceilDiv(block.height, kRows));
+}
+
+CodedBlock BlockEncoder::encodePlanes(const Block& block, const Band& band, const TileComponent& component,
+                                      const BlockJob& job, int lowest) {
+  const CodingStyle& coding = component.coding;
+  const int fraction = fractionOf(component);
+  const bool all = lowest == fraction;
+  const int options = coderOptions(coding.modes) | (coding.reversible && all ? moxJ2KExactLast : 0);
   std::int32_t planes = 0, passes = 0, segments = 0;
   require(moxiEncodeLoadCodeBlock_JPEG2K_32s_C1R(coefficients_.data(), block.width * 4, block.width, block.height,
-                                                 state_.get(), coderBand(band.orientation), kMagnitudeBits - fraction,
+                                                 state_.get(), coderBand(band.orientation), kMagnitudeBits - lowest,
                                                  coding.modes & pterm ? moxJ2KTermPredictable : moxJ2KTermShortest, 0,
                                                  options, &planes, &passes, &segments),
           "the encoding of a code-block");
   CodedBlock coded;
   if (job.measured) coded.error = uncoded(block, fraction) * job.weight;
-  if (passes == 0) return coded;
+  if (planes <= fraction) return coded;
   coded.bitPlanes = planes - fraction;
   if (coded.bitPlanes > band.bitPlanes + component.shift)
     fail(Kind::unsupported, "coefficients exceed the range of their sub-band");
+  coded.codedPasses = passes;
   fetchData(coded);
-  std::uint32_t start = 0;
-  for (std::int32_t segment = 0; segment < segments; ++segment) {
-    std::int32_t length = 0;
-    require(moxiEncodeGetTermPassLen_JPEG2K(state_.get(), segment, &length), "the length of a segment");
-    coded.segmentStarts.push_back(start);
-    start += static_cast<std::uint32_t>(length);
-  }
-  coded.segmentStarts.push_back(start);
-  recordPasses(coded, passes, component, job.weight);
+  findSegments(coded, segments);
+  // Distortions are in squares of the step of the lowest plane.
+  recordPasses(coded, passes, component, std::ldexp(job.weight, 2 * (lowest - fraction)), all);
   if (job.measured) coded.error += coded.passes.back().distortion;
-  makeHull(coded);
+  makeHull(coded, all, !job.measured);
   return coded;
 }
 
@@ -151,6 +287,17 @@ double BlockEncoder::uncoded(const Block& block, int fraction) const {
   return std::ldexp(sum, -2 * fraction);
 }
 
+void BlockEncoder::findSegments(CodedBlock& coded, int segments) {
+  std::uint32_t start = 0;
+  for (std::int32_t segment = 0; segment < segments; ++segment) {
+    std::int32_t length = 0;
+    require(moxiEncodeGetTermPassLen_JPEG2K(state_.get(), segment, &length), "the length of a segment");
+    coded.segmentStarts.push_back(start);
+    start += static_cast<std::uint32_t>(length);
+  }
+  coded.segmentStarts.push_back(start);
+}
+
 void BlockEncoder::fetchData(CodedBlock& coded) {
   std::int32_t more = 1;
   while (more != 0) {
@@ -162,9 +309,13 @@ void BlockEncoder::fetchData(CodedBlock& coded) {
 
 // The end of a pass is clamped to its codeword segment and never follows a byte of 0xFF: together with the next byte
 // of the codestream, the 0xFF could look like a marker. A decoder does not miss it, because it reads 0xFF past the end
-// of a segment.
-void BlockEncoder::recordPasses(CodedBlock& coded, int passes, const TileComponent& component, double weight) {
+// of a segment. If further passes may follow in the segment, those are left out whose end is not settled yet.
+void BlockEncoder::recordPasses(CodedBlock& coded, int passes, const TileComponent& component, double weight,
+                                bool all) {
   const int modes = component.coding.modes;
+  const bool open = !all && segmentLength(0, modes) > passes;
+  const std::uint32_t settled = open ? settledBytes(coded) : 0;
+  bool leftOut = false;
   std::uint32_t segment = 0, min = 0;
   int left = segmentLength(0, modes);
   for (int pass = 0; pass < passes; ++pass, --left) {
@@ -176,7 +327,10 @@ void BlockEncoder::recordPasses(CodedBlock& coded, int passes, const TileCompone
     double distortion = 0;
     require(moxiEncodeGetRate_JPEG2K(state_.get(), pass, &rate), "the rate of a pass");
     require(moxiEncodeGetDist_JPEG2K(state_.get(), pass, &distortion), "the distortion of a pass");
-    const bool last = left == 1 || pass + 1 == passes;
+    coded.gain = std::max(coded.gain, distortion * weight);
+    leftOut |= open && static_cast<std::uint32_t>(rate) >= settled;
+    if (leftOut) continue;
+    const bool last = left == 1 || (all && pass + 1 == passes);
     std::uint32_t end = last ? coded.segmentStarts[segment + 1]
                              : static_cast<std::uint32_t>(std::max(rate - spareOf(pass, component), 0));
     end = std::clamp(end, min, coded.segmentStarts[segment + 1]);
@@ -184,6 +338,11 @@ void BlockEncoder::recordPasses(CodedBlock& coded, int passes, const TileCompone
     coded.passes.push_back({end, segment, distortion * weight});
     min = end;
   }
+  // A pass that is left out ends less than kBack bytes before the settled ones: the rate of the last one, which includes
+  // the registers, is not less than the bytes so far, and it may be reduced by a byte of 0xFF, twice, and by kSpare.
+  constexpr std::uint32_t kBack = 4;
+  coded.bytes = leftOut ? std::max(settled - std::min(settled, kBack), min) : min;
+  if (!all) coded.data.resize(min);
 }
 
 }  // namespace moxj::j2k

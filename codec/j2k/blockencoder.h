@@ -18,19 +18,32 @@ struct Pass {
 // A point of the convex hull of distortion over rate.
 struct HullPoint {
   int passes = 0;
-  double slope = 0;  // reduction of distortion per byte since the previous point
+  double slope = 0;  // reduction of distortion per byte since the previous point; less where a bit-plane ends
 };
 
+// All passes of a block, or those down to some bit-plane, whose bytes are the same either way.
 struct CodedBlock {
+  static constexpr double kComplete = -1;
+
   int bitPlanes = 0;
   int component = 0;
-  double error = 0;  // the picture's squared error if no pass is taken, if it was measured
+  std::uint32_t magnitudeBits = 0;  // of all coefficients, without leading zeros
+  double error = 0;                 // the picture's squared error if no pass is taken, if it was measured
   std::vector<std::uint8_t> data;
   std::vector<std::uint32_t> segmentStarts;
   std::vector<Pass> passes;
   std::vector<HullPoint> hull;      // in order of decreasing slope
+  double floor = kComplete;         // `hull` has all points that are steeper
+  int codedPasses = 0;              // `passes`, and those whose end is not known
+  std::uint32_t bytes = 0;          // all passes take at least so many
+  double gain = 0;                  // the coded passes reduce the error by this at most
   std::vector<std::uint8_t> taken;  // for each layer: the number of passes in it and the layers before
+
+  bool isComplete() const { return floor == kComplete; }
 };
+
+// The number of passes of the bit-planes that count for a slope, which may not all be known. The floor must be below it.
+int passesAt(const CodedBlock& coded, double slope);
 
 // Where the coefficients of a block are; rows lie `step` bytes apart.
 struct Coefficients {
@@ -42,6 +55,7 @@ struct BlockJob {
   double weight = 1;      // of the squared error of one quantiser step: the picture's squared error that it causes
   bool measured = false;  // whether CodedBlock::error is wanted
   Rect region = {};       // of interest, in coefficients of the block
+  double slope = 0;       // CodedBlock::floor has to be less; 0: all passes are wanted
 };
 
 // One per thread.
@@ -60,8 +74,13 @@ class BlockEncoder {
             int fraction);
   void shift(const Rect& region, const Block& block, int bits, int fraction);
   double uncoded(const Block& block, int fraction) const;
+  CodedBlock encodePlanes(const Block& block, const Band& band, const TileComponent& component, const BlockJob& job,
+                          int lowest);
+  int planesOf(const Block& block) const;
+  std::uint32_t magnitudeBits(const Block& block, int fraction) const;
   void fetchData(CodedBlock& coded);
-  void recordPasses(CodedBlock& coded, int passes, const TileComponent& component, double weight);
+  void findSegments(CodedBlock& coded, int segments);
+  void recordPasses(CodedBlock& coded, int passes, const TileComponent& component, double weight, bool all);
 
   std::unique_ptr<MoxJ2KEncodeState, Release> state_;
   std::vector<std::int32_t> coefficients_ = std::vector<std::int32_t>(4096);

@@ -13,7 +13,7 @@ namespace moxj::j2k {
 
 namespace {
 
-// A requested size may suffice for the lossless file if it is at least this fraction of the 9/7 file without
+// A requested size may suffice for the lossless file if it is at least this fraction of the estimated 9/7 file without
 // truncation: 1/2 for text and other drawings, about 1 for photographs.
 constexpr std::uint64_t kLosslessFrom = 2;
 

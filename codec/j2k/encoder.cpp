@@ -3,7 +3,10 @@
 #include "j2k/encoder.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <unordered_set>
+#include <utility>
 
 #include "base/problem.h"
 #include "j2k/boxes.h"
@@ -46,6 +49,16 @@ void truncate(CodedBlock& coded, double slope) {
   cut(coded.data, passes == 0 ? 0 : coded.passes[passes - 1].end);
   cut(coded.passes, passes);
   cut(coded.hull, points);
+  coded.bytes = passes == 0 ? 0 : coded.passes[passes - 1].end;
+}
+
+std::uint64_t costOf(const CodedBlock& coded) { return costOf(coded, coded.passes.size(), coded.hull.size()); }
+
+// The bytes of a block in a file of this slope.
+double bytesAt(const CodedBlock& coded, double slope) {
+  constexpr double kHeader = 2;
+  const std::size_t passes = passesOf(coded, steepPoints(coded, slope));
+  return passes == 0 ? 0 : coded.passes[passes - 1].end + kHeader;
 }
 
 }  // namespace
@@ -66,15 +79,22 @@ Encoder::~Encoder() = default;
 
 bool Encoder::code(const Picture& picture, const std::function<void()>& loaded, std::uint64_t maxBytes) {
   size_.max = maxBytes;
-  const std::vector<Coord> top(picture.planes.size());
+  rows_.emplace(picture, std::vector<Coord>(picture.planes.size()));
+  const bool parts = codesParts(picture);
   const Coord tiles = siz_.tiles();
   for (Coord index = 0; index < tiles; ++index) {
     addTile();
-    encodeTile({picture, top}, index + 1 == tiles ? loaded : nullptr);
+    if (parts)
+      encodePart();
+    else
+      encodeTile(*rows_, index + 1 == tiles ? loaded : nullptr);
     if (size_.exceeded()) return false;
     progress_.tileDone(index);
   }
   choose();
+  if (parts && loaded) loaded();
+  forgetSamples();
+  rows_.reset();
   return true;
 }
 
@@ -88,25 +108,137 @@ void Encoder::choose() {
   chooseLayers();
 }
 
-void Encoder::encodeTile(const PictureRows& rows, const std::function<void()>& loaded) {
-  Tile& tile = tiles_.back();
+std::uint64_t Encoder::planeBytes(const Tile& tile) const {
   std::uint64_t bytes = 0;
+  for (const TileComponent& component : tile.components)
+    bytes += TilePlane::bytes(component.rect.width(), component.rect.height());
+  return bytes;
+}
+
+std::vector<TilePlane> Encoder::loadPlanes(const Tile& tile, const PictureRows& rows) {
   std::vector<Window> windows;
   for (std::size_t c = 0; c < tile.components.size(); ++c) {
     const Rect& rect = tile.components[c].rect;
-    bytes += TilePlane::bytes(rect.width(), rect.height());
     windows.push_back({static_cast<int>(rect.x0), static_cast<int>(rect.y0 - rows.first[c])});
   }
-  job_.budget.charge(1, bytes);
   std::vector<TilePlane> planes;
   for (const TileComponent& component : tile.components)
     planes.emplace_back(static_cast<int>(component.rect.width()), static_cast<int>(component.rect.height()));
   loadTile(rows.picture, tile, windows, planes, job_.workers);
+  return planes;
+}
+
+void Encoder::encodeTile(const PictureRows& rows, const std::function<void()>& loaded) {
+  Tile& tile = tiles_.back();
+  const std::uint64_t bytes = planeBytes(tile);
+  job_.budget.charge(1, bytes);
+  std::vector<TilePlane> planes = loadPlanes(tile, rows);
   if (loaded) loaded();
   const std::size_t first = coded_.size();
   TileEncoder(tile, siz_, options_, planes, coded_, job_.workers, encoders_, size_).run(progress_, next_ - 1);
   job_.budget.release(bytes);
   for (std::size_t i = first; i < coded_.size(); ++i) charge(coded_[i]);
+}
+
+// Codes the passes that the wanted size will probably have room for, and those that show which these are. Blocks of the
+// first tile that are coded as a whole give a first estimate of the slope, the tiles before it one for each further
+// tile.
+void Encoder::encodePart() {
+  constexpr double kNear = 0.8, kFar = 0.5;  // of slopes from the same tile and from others
+  const std::size_t first = coded_.size(), index = firstBlock_.size();
+  firstBlock_.push_back(first);
+  loadSamples(index);
+  std::unordered_set<const CodedBlock*> sampled;
+  if (index == 0) {
+    const std::vector<TileEncoder::Sample> sample = tileEncoder_->sample();
+    for (const TileEncoder::Sample& one : sample) sampled.insert(one.coded);
+    tileEncoder_->runSome({[&](const CodedBlock& coded) { return sampled.contains(&coded); }, 0}, progress_, next_ - 1);
+    slope_ = estimateSlope(0, sample) * kNear;
+  } else if (std::has_single_bit(index)) {
+    slope_ = estimateSlope(first, {}) * kFar;
+  }
+  tileEncoder_->runSome({[&](const CodedBlock& coded) { return !sampled.contains(&coded); }, slope_}, progress_,
+                        next_ - 1);
+  for (std::size_t i = first; i < coded_.size(); ++i) charge(coded_[i]);
+  if (siz_.tiles() > 1) forgetSamples();
+}
+
+// The slope at which the first `known` blocks, or a sample of them, have the bytes that the largest layer leaves for
+// their part of the picture.
+double Encoder::estimateSlope(std::size_t known, std::span<const TileEncoder::Sample> sample) const {
+  constexpr int kSteps = 40;
+  double share = 0;
+  for (const Tile& tile : tiles_) {
+    if (sample.empty() && &tile == &tiles_.back()) continue;
+    share += static_cast<double>(tile.rect.width()) * static_cast<double>(tile.rect.height());
+  }
+  share /= static_cast<double>(siz_.image.width()) * static_cast<double>(siz_.image.height());
+  const double wanted = static_cast<double>(wantedSize(goals_.back())) * share;
+  const auto bytes = [&](double slope) {
+    double sum = 0;
+    for (std::size_t i = 0; i < known; ++i) sum += bytesAt(coded_[i], slope);
+    for (const TileEncoder::Sample& one : sample) sum += bytesAt(*one.coded, slope) * one.share;
+    return sum;
+  };
+  double low = 0x1p-64, high = 0x1p96;
+  for (int step = 0; step < kSteps && high / low > 1.001; ++step) {
+    const double slope = std::sqrt(low * high);
+    (bytes(slope) > wanted ? low : high) = slope;
+  }
+  return low;
+}
+
+// Whether passes that a requested size has no room for are left out. Not if it has room for most of them, or if memory
+// is short: the samples stay until the choice is made.
+bool Encoder::codesParts(const Picture& picture) const {
+  constexpr double kLeast = 6;
+  const Goals& goals = options_.goals;
+  if (options_.codeAll || size_.max != UINT64_MAX || !goals.given() || goals.kind == Goals::psnr) return false;
+  double bits = 0;
+  for (const Plane& p : picture_.planes) bits += static_cast<double>(p.width) * p.height * p.bits;
+  const auto leavesOut = [&](double goal) {
+    return goal != Goals::kEverything && static_cast<double>(wantedSize(goal)) * kLeast * 8 <= bits;
+  };
+  if (!std::ranges::all_of(goals_, leavesOut)) return false;
+  std::uint64_t planes = 0;
+  for (const ComponentSize& size : siz_.components)
+    planes += TilePlane::bytes(ceilDiv(siz_.tileWidth, size.dx), ceilDiv(siz_.tileHeight, size.dy));
+  return planes + 2 * picture.bytes() <= job_.budget.left();
+}
+
+void Encoder::codeMore(std::span<CodedBlock* const> blocks, double slope) {
+  const std::unordered_set<const CodedBlock*> wanted(blocks.begin(), blocks.end());
+  const auto isWanted = [&](const CodedBlock& coded) { return wanted.contains(&coded); };
+  std::uint64_t before = 0, after = 0;
+  for (const CodedBlock* coded : blocks) before += costOf(*coded);
+  for (std::size_t i = 0; i < tiles_.size(); ++i) {
+    const auto begin = coded_.begin() + static_cast<std::ptrdiff_t>(firstBlock_[i]);
+    const auto end =
+        i + 1 < tiles_.size() ? coded_.begin() + static_cast<std::ptrdiff_t>(firstBlock_[i + 1]) : coded_.end();
+    if (std::none_of(begin, end, isWanted)) continue;
+    if (!tileEncoder_) loadSamples(i);
+    tileEncoder_->runSome({isWanted, slope}, progress_, static_cast<Coord>(i));
+    if (tiles_.size() > 1) forgetSamples();
+  }
+  for (const CodedBlock* coded : blocks) after += costOf(*coded);
+  job_.budget.release(before);
+  job_.budget.charge(1, after);
+  charged_ = charged_ - before + after;
+}
+
+// For a tile that is to be coded, or some blocks of it again.
+void Encoder::loadSamples(std::size_t index) {
+  Tile& tile = tiles_[index];
+  sampleBytes_ = planeBytes(tile);
+  job_.budget.charge(1, sampleBytes_);
+  planes_ = loadPlanes(tile, *rows_);
+  tileEncoder_ = std::make_unique<TileEncoder>(tile, siz_, options_, planes_, coded_, job_.workers, encoders_, size_);
+}
+
+void Encoder::forgetSamples() {
+  tileEncoder_.reset();
+  planes_.clear();
+  job_.budget.release(std::exchange(sampleBytes_, 0));
 }
 
 void Encoder::charge(CodedBlock& coded) {
@@ -219,6 +351,12 @@ std::uint64_t Encoder::wantedSize(double goal) const {
   return static_cast<std::uint64_t>(std::min(bytes, 1e18));
 }
 
+std::uint64_t Encoder::wholeSize() const {
+  std::uint64_t bits = 0;
+  for (const CodedBlock& coded : coded_) bits += coded.magnitudeBits;
+  return bits / 8;
+}
+
 // The component transform mixes the first three components.
 std::vector<ComponentGroup> Encoder::groups(std::vector<int>& groupOf) const {
   std::vector<ComponentGroup> groups;
@@ -245,7 +383,6 @@ void Encoder::chooseLayer(RateControl& control, int layer, double goal) {
   const std::uint64_t wanted = wantedSize(goal);
   if (!control.fill(layer, wanted) && layer == options_.layers - 1)
     fail(Kind::limit, std::to_string(wanted) + " bytes are too few for the headers");
-  wholeSize_ = control.wholeSize();
 }
 
 // With one goal, the last layer has what it asks for, or everything. The layers before it get smaller by equal ratios,
@@ -253,13 +390,15 @@ void Encoder::chooseLayer(RateControl& control, int layer, double goal) {
 void Encoder::chooseLayers() {
   std::vector<CodedBlock*> blocks;
   for (CodedBlock& block : coded_) blocks.push_back(&block);
-  RateControl control(std::move(blocks), [this](int layers) { return sizeOf(layers); });
+  RateControl control(
+      std::move(blocks), [this](int layers) { return sizeOf(layers); },
+      [this](std::span<CodedBlock* const> some, double slope) { codeMore(some, slope); });
   const int last = options_.layers - 1;
+  const bool sized = options_.goals.kind == Goals::ratio || options_.goals.kind == Goals::bitsPerPixel;
   if (goals_.size() > 1) {
     for (int layer = 0; layer <= last; ++layer) chooseLayer(control, layer, goals_[static_cast<std::size_t>(layer)]);
     return;
   }
-  const bool sized = options_.goals.kind == Goals::ratio || options_.goals.kind == Goals::bitsPerPixel;
   const double goal = options_.goals.given() ? goals_[0] : Goals::kEverything;
   std::uint64_t wanted = 0;
   if (sized) {
@@ -275,7 +414,6 @@ void Encoder::chooseLayers() {
     const auto maxSize = static_cast<std::uint64_t>(static_cast<double>(wanted) * std::exp2(-halvings));
     if (!control.fill(layer, maxSize) && layer == last)
       fail(Kind::limit, std::to_string(wanted) + " bytes are too few for the headers");
-    wholeSize_ = control.wholeSize();
   }
 }
 

@@ -4,6 +4,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -70,8 +71,8 @@ class Encoder {
   std::uint64_t wantedSize(double goal) const;
   // False if what was coded does not give the PSNR that is wanted.
   bool reached() const { return reached_; }
-  // If a size was requested: that of the file without truncation.
-  std::uint64_t wholeSize() const { return wholeSize_; }
+  // An estimate of the size without truncation, from the coefficients.
+  std::uint64_t wholeSize() const;
   // What the metadata add to the file; a requested size is that of the picture without them.
   std::uint64_t metadataBytes() const { return metadataBytes_; }
 
@@ -83,6 +84,14 @@ class Encoder {
   void chooseLayer(RateControl& control, int layer, double goal);
   std::vector<ComponentGroup> groups(std::vector<int>& groupOf) const;
   std::uint64_t sizeOf(int layers);
+  std::uint64_t planeBytes(const Tile& tile) const;
+  std::vector<TilePlane> loadPlanes(const Tile& tile, const PictureRows& rows);
+  void encodePart();
+  double estimateSlope(std::size_t known, std::span<const TileEncoder::Sample> sample) const;
+  bool codesParts(const Picture& picture) const;
+  void codeMore(std::span<CodedBlock* const> blocks, double slope);
+  void loadSamples(std::size_t index);
+  void forgetSamples();
 
   const Picture& picture_;
   const EncodeOptions& options_;
@@ -97,11 +106,18 @@ class Encoder {
   std::deque<CodedBlock> coded_;
   std::deque<PacketWriter> writers_;
   Bytes header_;
-  std::uint64_t wholeSize_ = 0, metadataBytes_ = 0;
+  std::uint64_t metadataBytes_ = 0;
   CodedSize size_;
   bool reached_ = true;
   std::uint64_t charged_ = 0;  // for coded blocks
   double leastSlope_ = 0;      // of passes that are kept
+  // For codeMore(): the samples, or a single tile after its transform.
+  std::optional<PictureRows> rows_;
+  std::vector<TilePlane> planes_;
+  std::unique_ptr<TileEncoder> tileEncoder_;
+  std::uint64_t sampleBytes_ = 0;
+  std::vector<std::size_t> firstBlock_;  // of each tile, in coded_
+  double slope_ = 0;                     // an estimate
 };
 
 }  // namespace moxj::j2k

@@ -70,6 +70,7 @@ struct EncodeOptions {
   InterestRegion roi = {};   // its coefficients are shifted above all others (max-shift); empty: none
   bool visual = false;       // distortions are weighted by the sensitivity of the eye
   std::string comment = {};  // COM; empty: none
+  bool codeAll = false;      // all passes before some are chosen: the file is the same, for tests
 };
 
 // Whether the planes have the sizes that follow from their sub-sampling, as encode() needs them.

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <vector>
 
 #include "j2k/blockencoder.h"
@@ -19,9 +20,14 @@ struct ComponentGroup {
 
 class RateControl {
  public:
-  // `sizeOf(layers)` is the size of the whole file with the first `layers` layers.
-  RateControl(std::vector<CodedBlock*> blocks, std::function<std::uint64_t(int layers)> sizeOf)
-      : blocks_(std::move(blocks)), sizeOf_(std::move(sizeOf)) {}
+  // The size of the whole file with the first `layers` layers.
+  using SizeOf = std::function<std::uint64_t(int layers)>;
+  // Codes more of blocks, until their CodedBlock::floor is below the slope; 0: all of them. Every choice is that of
+  // blocks of which all was coded at once.
+  using CodeMore = std::function<void(std::span<CodedBlock* const> blocks, double slope)>;
+
+  RateControl(std::vector<CodedBlock*> blocks, SizeOf sizeOf, CodeMore codeMore)
+      : blocks_(std::move(blocks)), sizeOf_(std::move(sizeOf)), codeMore_(std::move(codeMore)) {}
 
   void takeAll(int layer);
   // Takes as much as fits into a file of `maxSize` bytes. False if not even an empty layer fits.
@@ -29,18 +35,21 @@ class RateControl {
   // Takes no more than a picture of `psnr` dB needs, by the measured errors of the blocks. False if all that there is
   // does not give it. groupOf: the group of each component.
   bool reach(int layer, double psnr, const std::vector<ComponentGroup>& groups, const std::vector<int>& groupOf);
-  // The size of the file that fill() would have made if nothing had to be truncated.
-  std::uint64_t wholeSize() const { return wholeSize_; }
 
  private:
+  class Rest;
   void takeSlope(int layer, double slope);
-  void fillRest(int layer, std::uint64_t maxSize, std::uint64_t size);
+  bool isKnown(double slope) const;
+  void know(double slope);
+  std::uint64_t bytesTaken(int layer) const;
+  std::uint64_t bound() const;
+  void fillRest(int layer, double slope, std::uint64_t maxSize, std::uint64_t size);
   std::pair<double, double> slopes() const;
   double psnr(int layer, const std::vector<ComponentGroup>& groups, const std::vector<int>& groupOf) const;
 
   std::vector<CodedBlock*> blocks_;
-  std::function<std::uint64_t(int)> sizeOf_;
-  std::uint64_t wholeSize_ = 0;
+  SizeOf sizeOf_;
+  CodeMore codeMore_;
 };
 
 }  // namespace moxj::j2k

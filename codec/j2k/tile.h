@@ -42,7 +42,7 @@ struct Block {
   std::vector<CodewordSegment> segments;
   std::vector<Chunk> chunks;
   // Encoder.
-  const CodedBlock* coded = nullptr;
+  CodedBlock* coded = nullptr;
 };
 
 enum Orientation : int { ll = 0, hl = 1, lh = 2, hh = 3 };

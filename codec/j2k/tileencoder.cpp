@@ -45,7 +45,8 @@ TileEncoder::TileEncoder(Tile& tile, const Siz& siz, const EncodeOptions& option
       encoders_(encoders),
       size_(size),
       left_(planes.size()),
-      blocks_(planes.size()) {
+      blocks_(planes.size()),
+      transformed_(planes.size()) {
   for (std::size_t c = 0; c < planes.size(); ++c) {
     left_[c].set(1);
     tasks_.push_back({c, nullptr, nullptr, {}, nullptr});
@@ -70,28 +71,86 @@ void TileEncoder::addBlocks(std::size_t c, const ComponentJobs& jobs, std::deque
       for (PrecinctBand& part : precinct.bands) {
         const Band& band = resolution.bands[static_cast<std::size_t>(part.band)];
         for (Block& block : part.blocks) {
-          block.coded = &coded.emplace_back();
-          tasks_.push_back({c, &block, &band, jobs.of(block, band), &coded.back()});
+          if (!block.coded) block.coded = &coded.emplace_back();
+          tasks_.push_back({c, &block, &band, jobs.of(block, band), block.coded});
         }
       }
 }
 
-void TileEncoder::work(int worker, const Task& task) {
-  TilePlane& plane = planes_[task.component];
-  const TileComponent& component = tile_.components[task.component];
-  if (task.block == nullptr) {
-    const std::unique_ptr<Countdown, void (*)(Countdown*)> done(&left_[task.component],
-                                                                [](Countdown* c) { c->done(); });
-    transformForward(plane, component);
-    return;
-  }
+void TileEncoder::transform(const Task& task) {
+  const std::unique_ptr<Countdown, void (*)(Countdown*)> done(&left_[task.component], [](Countdown* c) { c->done(); });
+  transformForward(planes_[task.component], tile_.components[task.component]);
+}
+
+void TileEncoder::encode(int worker, const Task& task, double slope) {
   left_[task.component].wait();
-  if (size_.exceeded()) return;
+  TilePlane& plane = planes_[task.component];
   const Coefficients from = {plane.row(task.block->y) + task.block->x, plane.step()};
-  *task.coded = encoders_[static_cast<std::size_t>(worker)]->encode(from, *task.block, *task.band, component, task.job);
+  BlockJob job = task.job;
+  job.slope = slope;
+  std::vector<std::uint8_t> taken = std::move(task.coded->taken);
+  *task.coded = encoders_[static_cast<std::size_t>(worker)]->encode(from, *task.block, *task.band,
+                                                                    tile_.components[task.component], job);
+  task.coded->taken = std::move(taken);
   task.coded->component = static_cast<int>(task.component);
+}
+
+void TileEncoder::work(int worker, const Task& task) {
+  if (task.block == nullptr) return transform(task);
+  if (size_.exceeded()) return left_[task.component].wait();
+  encode(worker, task, 0);
   size_.bytes += task.coded->data.size();
-  if (--blocks_[task.component] == 0) plane = {};  // gives its memory to the blocks of the next component
+  if (--blocks_[task.component] == 0)
+    planes_[task.component] = {};  // gives its memory to the blocks of the next component
+}
+
+void TileEncoder::runSome(const Choice& choice, TileProgress& progress, Coord index) {
+  std::vector<bool> needed(planes_.size());
+  std::vector<const Task*> tasks;
+  for (const Task& task : tasks_) {
+    if (!task.block || !choice.wanted(*task.coded)) continue;
+    needed[task.component] = true;
+    tasks.push_back(&task);
+  }
+  std::vector<const Task*> transforms;
+  for (std::size_t c = 0; c < planes_.size(); ++c) {
+    if (needed[c] && !transformed_[c]) transforms.push_back(&tasks_[c]);
+    transformed_[c] = transformed_[c] || needed[c];
+  }
+  tasks.insert(tasks.begin(), transforms.begin(), transforms.end());
+  workers_.forEach(
+      tasks.size(),
+      [&](int worker, std::size_t i) {
+        tasks[i]->block ? encode(worker, *tasks[i], choice.slope) : transform(*tasks[i]);
+      },
+      progress.within(index, tasks_.size()));
+}
+
+// One block of 17 from each resolution of a component, in the order of the blocks, or the middle one of fewer.
+std::vector<TileEncoder::Sample> TileEncoder::sample() const {
+  constexpr std::size_t kOf = 17;
+  std::vector<Sample> sample;
+  const auto area = [](const Task& task) { return task.block->width * task.block->height; };
+  const auto resolutionOf = [](const Task& task) { return (task.band->index + 2) / 3; };
+  for (std::size_t begin = 0, end; begin < tasks_.size(); begin = end) {
+    const auto alike = [&](const Task& task) {
+      return task.block && task.component == tasks_[begin].component &&
+             resolutionOf(task) == resolutionOf(tasks_[begin]);
+    };
+    end = begin + 1;
+    if (!tasks_[begin].block) continue;
+    while (end < tasks_.size() && alike(tasks_[end])) ++end;
+    const std::size_t first = sample.size(), count = end - begin;
+    double all = 0, sampled = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+      all += area(tasks_[begin + i]);
+      if (i % kOf != std::min(kOf, count) / 2) continue;
+      sampled += area(tasks_[begin + i]);
+      sample.push_back({tasks_[begin + i].coded, 1});
+    }
+    for (std::size_t i = first; i < sample.size(); ++i) sample[i].share = all / sampled;
+  }
+  return sample;
 }
 
 }  // namespace moxj::j2k

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <span>
 #include <vector>
@@ -42,11 +43,28 @@ class ComponentJobs {
 
 class TileEncoder {
  public:
+  // Adds the blocks of a tile that is new to `coded`.
   TileEncoder(Tile& tile, const Siz& siz, const EncodeOptions& options, std::span<TilePlane> planes,
               std::deque<CodedBlock>& coded, Workers& workers, std::span<const std::unique_ptr<BlockEncoder>> encoders,
               CodedSize& size);
 
+  // Transforms the samples and codes all blocks as a whole. The planes are freed as soon as possible.
   void run(TileProgress& progress, Coord index);
+
+  // Codes some blocks, down to passes of this slope, and transforms their components before if that has not been done.
+  // The planes stay.
+  struct Choice {
+    std::function<bool(const CodedBlock& coded)> wanted;
+    double slope = 0;
+  };
+  void runSome(const Choice& choice, TileProgress& progress, Coord index);
+
+  // A part of the blocks from all bands, to estimate the others from.
+  struct Sample {
+    const CodedBlock* coded;
+    double share;  // coefficients of blocks for which it stands, over its own
+  };
+  std::vector<Sample> sample() const;
 
  private:
   struct Task {
@@ -59,6 +77,8 @@ class TileEncoder {
 
   void addBlocks(std::size_t c, const ComponentJobs& jobs, std::deque<CodedBlock>& coded);
   void work(int worker, const Task& task);
+  void transform(const Task& task);
+  void encode(int worker, const Task& task, double slope);
 
   Tile& tile_;
   std::span<TilePlane> planes_;
@@ -68,6 +88,7 @@ class TileEncoder {
   std::vector<Countdown> left_;                   // of each component: 0 after its transform
   std::vector<std::atomic<std::size_t>> blocks_;  // of each component, that are not coded yet
   std::vector<Task> tasks_;
+  std::vector<bool> transformed_;  // each component, for runSome()
 };
 
 }  // namespace moxj::j2k

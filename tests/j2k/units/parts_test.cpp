@@ -1,0 +1,111 @@
+// A file of a requested size does not depend on how much of its code-blocks is coded before the passes are chosen.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "j2k/support.h"
+
+namespace moxj::j2k {
+namespace {
+
+using test::encoded;
+using test::File;
+
+enum Kind { waves, noise, drawing, mixed };
+
+// Pictures whose blocks differ: smooth and busy parts, edges, empty areas.
+Picture pictureOf(Kind kind, int width, int height, int planes = 3, int bits = 8) {
+  Picture picture = Picture::layout(width, height, planes, bits, planes < 3 ? Colour::grey : Colour::rgb);
+  picture.allocate();
+  std::mt19937 random(kind + 1);
+  for (std::size_t c = 0; c < picture.planes.size(); ++c)
+    for (int y = 0; y < height; ++y)
+      visitRow(picture.planes[c], y, [&](auto* row) {
+        for (int x = 0; x < width; ++x) {
+          const double wave = 0.4 + 0.2 * std::sin(x * 0.05 + static_cast<double>(c)) + 0.2 * std::cos(y * x * 0.0007);
+          const double grain = static_cast<double>(random() % 1024) / 1024;
+          const bool line = (x / 7 + y / 11) % 5 == 0 || (x * y) % 97 < 4;
+          const double value = kind == waves     ? wave + 0.05 * grain
+                               : kind == noise   ? grain
+                               : kind == drawing ? (line ? 0.1 : 0.9)
+                               : x > width / 2   ? wave + (y > height / 2 ? 0.3 * (grain - 0.5) : 0)
+                                                 : (line ? 0.2 : 0.7);
+          row[std::ptrdiff_t{x} * picture.planes[c].pixelStep] = static_cast<std::remove_pointer_t<decltype(row)>>(
+              std::clamp(value, 0.0, 1.0) * std::ldexp(1, bits) - (value >= 1));
+        }
+      });
+  return picture;
+}
+
+EncodeOptions to(double ratio) {
+  EncodeOptions options;
+  options.goals = {Goals::ratio, {ratio}};
+  return options;
+}
+
+void expectSame(const Picture& picture, EncodeOptions options, int threads = 1) {
+  options.codeAll = false;
+  Work work({}, {}, threads);
+  const File parts = encoded(picture, options, work);
+  options.codeAll = true;
+  EXPECT_TRUE(parts == encoded(picture, options));
+}
+
+TEST(Jpeg2000Parts, Pictures) {
+  for (const Kind kind : {waves, noise, drawing, mixed})
+    for (const auto& [width, height] : {std::pair(1, 1), std::pair(40, 30), std::pair(200, 333), std::pair(700, 500)})
+      for (const double ratio : {5.0, 6.0, 8.0, 10.0, 17.0, 40.0, 100.0, 300.0}) {
+        SCOPED_TRACE(std::to_string(kind) + ", " + std::to_string(width) + ", " + std::to_string(ratio));
+        if (width * height * 3 < 1000 * ratio) continue;  // too little for the headers
+        expectSame(pictureOf(kind, width, height), to(ratio), width % 3);
+      }
+}
+
+TEST(Jpeg2000Parts, Depths) {
+  for (const int bits : {1, 4, 8, 12, 16, 24})
+    for (const int planes : {1, 3}) {
+      SCOPED_TRACE(std::to_string(bits) + ", " + std::to_string(planes));
+      for (const double ratio : {10.0, 40.0}) expectSame(pictureOf(mixed, 300, 280, planes, bits), to(ratio));
+      for (const double bpp : {0.1, 0.7}) {
+        EncodeOptions options;
+        options.goals = {Goals::bitsPerPixel, {bpp}};
+        expectSame(pictureOf(waves, 300, 280, planes, bits), options);
+      }
+    }
+}
+
+TEST(Jpeg2000Parts, Options) {
+  const Picture busy = pictureOf(mixed, 390, 410), smooth = pictureOf(waves, 390, 410);
+  const auto check = [&](const char* name, const std::function<void(EncodeOptions&)>& set) {
+    SCOPED_TRACE(name);
+    for (const double ratio : {7.0, 12.0, 50.0})
+      for (const bool reversible : {false, true}) {
+        EncodeOptions options = to(ratio);
+        options.lossless = reversible;
+        set(options);
+        expectSame(busy, options);
+        expectSame(smooth, options);
+      }
+  };
+  check("none", [](EncodeOptions&) {});
+  for (const int modes : {int{bypass}, int{reset}, int{termall}, int{causal}, int{pterm}, int{segsym}, bypass | termall,
+                          bypass | segsym, reset | causal | pterm, int{allModes}})
+    check(("modes " + std::to_string(modes)).c_str(), [=](EncodeOptions& o) { o.modes = modes; });
+  for (const int layers : {2, 5, 20})
+    check(("layers " + std::to_string(layers)).c_str(), [=](EncodeOptions& o) { o.layers = layers; });
+  check("ratios", [](EncodeOptions& o) { o.layers = 3, o.goals.values = {60, 30, 11}; });
+  check("to the end", [](EncodeOptions& o) { o.layers = 2, o.goals.values = {30, Goals::kEverything}; });
+  for (const auto& [width, height] : {std::pair(4, 4), std::pair(16, 64), std::pair(4, 1024), std::pair(32, 32)})
+    check(("blocks " + std::to_string(width)).c_str(),
+          [w = width, h = height](EncodeOptions& o) { o.blockWidth = w, o.blockHeight = h; });
+  for (const int levels : {0, 1, 8}) check("levels", [=](EncodeOptions& o) { o.levels = levels; });
+  check("precincts", [](EncodeOptions& o) { o.precincts = {{64, 64}, {32, 32}}, o.order = Order::pcrl; });
+  check("tiles", [](EncodeOptions& o) { o.tileWidth = 128, o.tileHeight = 100; });
+  check("wide tiles", [](EncodeOptions& o) { o.tileHeight = 200, o.tlm = o.plt = true; });
+  check("markers", [](EncodeOptions& o) { o.sop = o.eph = o.plt = o.tlm = true, o.tileParts = Division::layers; });
+  check("region", [](EncodeOptions& o) { o.roi = {100, 90, 77, 120}; });
+  check("visual", [](EncodeOptions& o) { o.visual = true; });
+}
+
+}  // namespace
+}  // namespace moxj::j2k
