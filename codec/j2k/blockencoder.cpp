@@ -201,7 +201,7 @@ int BlockEncoder::planesOf(const Block& block) const {
 // From one row of four. The exponents of numbers in floating point are found for several at once.
 std::uint32_t BlockEncoder::magnitudeBits(const Block& block, int fraction) const {
   constexpr int kRows = 4;
-  constexpr int kMantissa = 23, kBefore = 126;  // the exponent of 1/2, which has no bits
+  constexpr int kMantissa = 23, kBefore = 124;
   std::int32_t sum = 0;
   for (int y = 0; y < block.height; y += kRows) {
     const std::int32_t* const row = coefficients_.data() + std::ptrdiff_t{y} * block.width;
