@@ -1,7 +1,7 @@
 // Quantises, calls the library's code-block encoder, and computes the points at which a block may be truncated.
 //
-// A bit-plane counts for a slope if the last part of the hull of the planes before it is steep enough: what it would add
-// is not as steep as a rule. So if only slopes above some value are wanted, only those planes have to be coded.
+// A bit-plane counts for a slope if the last part of the hull of the planes before it is steep enough: its own passes
+// are less steep as a rule. So if only slopes above some value are wanted, only those planes have to be coded.
 #include "j2k/blockencoder.h"
 
 #include <algorithm>
@@ -338,8 +338,8 @@ void BlockEncoder::recordPasses(CodedBlock& coded, int passes, const TileCompone
     coded.passes.push_back({end, segment, distortion * weight});
     min = end;
   }
-  // A pass that is left out ends less than kBack bytes before the settled ones: the rate of the last one, which includes
-  // the registers, is not less than the bytes so far, and it may be reduced by a byte of 0xFF, twice, and by kSpare.
+  // A pass that is left out ends at most kBack bytes before the end of the settled ones: the rate of the last one
+  // includes the registers and is not less than the bytes so far; two bytes of 0xFF and kSpare may be taken off.
   constexpr std::uint32_t kBack = 4;
   coded.bytes = leftOut ? std::max(settled - std::min(settled, kBack), min) : min;
   if (!all) coded.data.resize(min);

@@ -42,7 +42,7 @@ struct CodedBlock {
   bool isComplete() const { return floor == kComplete; }
 };
 
-// The number of passes of the bit-planes that count for a slope, which may not all be known. The floor must be below it.
+// The number of passes of the bit-planes that count for a slope above the floor. Not all of them may be known.
 int passesAt(const CodedBlock& coded, double slope);
 
 // Where the coefficients of a block are; rows lie `step` bytes apart.
