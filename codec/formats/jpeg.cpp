@@ -61,7 +61,10 @@ class Reader : public RowSource {
       : input_(input), options_(options), work_(work) {}
 
   Outcome push(RowSink& sink) override {
-    return jpeg::decode(input_.all(maxFileBytes(work_.limits)), options_, sink, work_);
+    const ByteSpan file = input_.all(maxFileBytes(work_.limits));
+    jpeg::DecodeOptions options = options_;
+    options.passed = [&](const std::uint8_t* end) { input_.discard(static_cast<std::size_t>(end - file.data())); };
+    return jpeg::decode(file, options, sink, work_);
   }
 
  private:

@@ -5,12 +5,14 @@
 // and painted at once. Otherwise the coefficients of all scans are collected first.
 #include <algorithm>
 #include <array>
+#include <deque>
 #include <exception>
 #include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 
+#include "jpeg/aheadreader.h"
 #include "jpeg/arithmeticreader.h"
 #include "jpeg/codedpicture.h"
 #include "jpeg/coefficients.h"
@@ -25,6 +27,7 @@
 #include "jpeg/planepainter.h"
 #include "jpeg/progression.h"
 #include "jpeg/scanreader.h"
+#include "jpeg/stripgroups.h"
 #include "jpeg/strips.h"
 #include "jpeg/syntax.h"
 #include "jpeg/view.h"
@@ -34,6 +37,13 @@
 namespace moxj::jpeg {
 
 namespace {
+
+// Smaller pictures are decoded before another thread has begun.
+constexpr std::int64_t kMinPixels = std::int64_t{1} << 19;
+// The coefficients of a group of MCU rows.
+constexpr std::size_t kGroupBytes = std::size_t{640} << 10;
+constexpr std::size_t kMaxRowsOfGroup = 16;
+constexpr int kGroupsUnderWay = 3;
 
 // Refuses, by name, the processes and forms that are not supported.
 void requireSupported(const Frame& frame) {
@@ -99,8 +109,8 @@ class Decoder {
       noteInks(model);
       pushSamples(view_.frame, model, *samples_, options_, *sink_, work_);
     } else {
-      if (!painter_) paintCoefficients();
-      painter_->finish();
+      if (!painting()) paintCoefficients();
+      groups_ ? groups_->finish() : painter_->finish();
     }
     freeMemory();
     sink_->end();
@@ -151,8 +161,21 @@ class Decoder {
   void readBlocks(Reader&& reader, const ScanHeader& scan, std::size_t offset);
   template <class Reader>
   void collect(Reader& reader, const ScanHeader& scan, std::size_t offset);
-  std::unique_ptr<Painter> makePainter();
+  bool painting() const { return painter_ || groups_; }
+  void makePainter();
+  int rowsOfGroup() const;
+  void painted(int row, std::size_t position);
+  template <class Reader>
+  void paintRows(Reader& reader, std::size_t offset);
+  template <class Reader>
+  void paintGroups(Reader& reader, std::size_t offset);
+  template <class Reader>
+  void paintAhead(AheadReader<Reader>& ahead, std::size_t offset);
+  template <class Reader>
+  void paintSteps(Reader& reader, std::size_t offset, std::deque<GroupOfRows>& groups);
+  void paintGroup(int place, const GroupOfRows& group, std::size_t index);
   void paintCoefficients();
+  void paintCoefficientGroups(int end);
   void freeMemory();
   void describe() {
     if (view_.cuts()) sink_->wanted = view_.wanted;
@@ -195,7 +218,9 @@ class Decoder {
   int scans_ = 0;
   bool hasEoi_ = false;
   std::unique_ptr<Coefficients> coefficients_;
+  // One of them, when there is something to paint: the latter for several threads.
   std::unique_ptr<Painter> painter_;
+  std::unique_ptr<StripGroups> groups_;
   std::optional<Picture> samples_;  // of a lossless frame
   std::uint64_t sampleBytes_ = 0;   // charged for them
   std::int64_t goodMcus_ = 0;
@@ -209,7 +234,7 @@ void Decoder::readSegments() {
       takeFrame(*segment);
     } else if (segment->marker == marker::sos) {
       readScan(*segment);
-      if (painter_) break;
+      if (painting()) break;
     } else if (segment->marker == marker::eoi) {
       hasEoi_ = true;
       break;
@@ -287,17 +312,88 @@ void Decoder::readBlocks(Reader&& reader, const ScanHeader& scan, std::size_t of
   for (const ScanHeader::Selector& selector : scan.components) read_[selector.component].read = true;
 
   if (!progressive() && !keep_ && scan.components.size() == frame_->components.size()) {
-    painter_ = makePainter();
-    PainterSink sink{ViewPainter(*painter_, *frame_, view_), {}};
-    for (int row = 0; row < view_.endRow && !reader.exhausted(); ++row) {
-      reader.readRow(sink);
-      if (row >= view_.firstRow) painter_->finishRow();
-      reportProgress(work_.progress, row + 1, view_.endRow);
-    }
+    makePainter();
+    groups_ ? paintGroups(reader, offset) : paintRows(reader, offset);
   } else {
     collect(reader, scan, offset);
   }
   finishScan(reader, rowsOf(scan, reader), offset);
+}
+
+// The MCU rows before this one, whose data end at this position of the file.
+void Decoder::painted(int row, std::size_t position) {
+  if (options_.passed) options_.passed(file_.data() + position);
+  reportProgress(work_.progress, row, view_.endRow);
+}
+
+template <class Reader>
+void Decoder::paintRows(Reader& reader, std::size_t offset) {
+  PainterSink sink{ViewPainter(*painter_, *frame_, view_), {}};
+  for (int row = 0; row < view_.endRow && !reader.exhausted(); ++row) {
+    reader.readRow(sink);
+    if (row >= view_.firstRow) painter_->finishRow();
+    painted(row + 1, offset + reader.position());
+  }
+}
+
+template <class Reader>
+void Decoder::paintGroups(Reader& reader, std::size_t offset) {
+  NoSink nothing;
+  for (int row = 0; row < view_.firstRow && !reader.exhausted(); ++row) {
+    reader.readRow(nothing);
+    painted(row + 1, offset + reader.position());
+  }
+  std::deque<GroupOfRows> groups;
+  for (int i = 0; i < kGroupsUnderWay; ++i)
+    groups.push_back({GroupBlocks(*frame_, view_, groups_->rowsOfGroup(), work_.budget)});
+  AheadReader ahead(reader, view_.firstRow, view_.endRow, groups_->rowsOfGroup(), groups, work_.workers);
+  ahead.start() ? paintAhead(ahead, offset) : paintSteps(reader, offset, groups);
+}
+
+void Decoder::paintGroup(int place, const GroupOfRows& group, std::size_t index) {
+  groups_->paint(place, static_cast<int>(index),
+                 [&](int component, int x, int y) { return group.blocks.block(component, x, y); });
+}
+
+template <class Reader>
+void Decoder::paintAhead(AheadReader<Reader>& ahead, std::size_t offset) {
+  int row = view_.firstRow;
+  while (const GroupOfRows* const group = ahead.next()) {
+    const int place = groups_->begin(group->rows);
+    work_.workers.forEach(static_cast<std::size_t>(group->rows),
+                          [&](int, std::size_t index) { paintGroup(place, *group, index); });
+    row += group->rows;
+    const std::size_t end = offset + group->position;
+    ahead.release();
+    groups_->push(place);
+    painted(row, end);
+  }
+}
+
+// The threads of an executor come for one list of tasks after the other: while they paint a group, one of them reads
+// the next.
+template <class Reader>
+void Decoder::paintSteps(Reader& reader, std::size_t offset, std::deque<GroupOfRows>& groups) {
+  const auto rowsFrom = [&](int row) { return std::min(groups_->rowsOfGroup(), view_.endRow - row); };
+  int row = view_.firstRow;
+  readGroup(reader, row, rowsFrom(row), groups[0]);
+  for (std::size_t at = 0; groups[at].rows > 0; at = 1 - at) {
+    const GroupOfRows& group = groups[at];
+    row += group.rows;
+    const int place = groups_->begin(group.rows);
+    std::exception_ptr failure;
+    work_.workers.forEach(static_cast<std::size_t>(group.rows) + 1, [&](int, std::size_t index) {
+      if (index > 0) return paintGroup(place, group, index - 1);
+      try {
+        readGroup(reader, row, rowsFrom(row), groups[1 - at]);
+      } catch (...) {
+        failure = std::current_exception();
+      }
+    });
+    groups_->push(place);
+    if (failure) std::rethrow_exception(failure);
+    painted(row, offset + group.position);
+  }
 }
 
 // Whether a scan has coefficients that a reduced picture is made of. (A scan of some AC coefficients can only be passed
@@ -390,21 +486,42 @@ void Decoder::collect(Reader& reader, const ScanHeader& scan, std::size_t offset
   }
 }
 
-std::unique_ptr<Painter> Decoder::makePainter() {
+// MCU rows that are painted side by side; 0 if one thread does all the work.
+int Decoder::rowsOfGroup() const {
+  const Frame& frame = view_.frame;
+  const int threads = std::min(work_.workers.count(), frame.mcusHigh);
+  if (threads == 1 || std::int64_t{frame.width} * frame.height < kMinPixels) return 0;
+  const std::size_t rowBytes = GroupBlocks::bytesOfRow(*frame_, view_);
+  const auto rows = static_cast<int>(std::clamp<std::size_t>(kGroupBytes / rowBytes, 1, kMaxRowsOfGroup));
+  const int group = std::min(std::max(rows, threads / 2), frame.mcusHigh);
+  // What is under way is to be a small part of the memory.
+  return static_cast<std::uint64_t>(group) * rowBytes * kGroupsUnderWay < work_.budget.left() / 8 ? group : 0;
+}
+
+void Decoder::makePainter() {
   describe();
   std::vector<Steps> steps;
   for (std::size_t i = 0; i < frame_->components.size(); ++i) steps.push_back(read_[i].steps);
   const ColourModel model = colourModelOf(*frame_, tables_);
   noteInks(model);
-  if (frame_->precision > 8) return std::make_unique<DeepPainter>(view_, model, steps, options_, *sink_, work_);
-  if (options_.native && PlanePainter::canPaint(view_.frame, model))
-    return std::make_unique<PlanePainter>(view_, model, steps, *sink_, work_.budget);
+  if (frame_->precision > 8) {
+    painter_ = std::make_unique<DeepPainter>(view_, model, steps, options_, *sink_, work_);
+    return;
+  }
+  if (options_.native && PlanePainter::canPaint(view_.frame, model)) {
+    painter_ = std::make_unique<PlanePainter>(view_, model, steps, *sink_, work_.budget);
+    return;
+  }
   DecodeOptions options = options_;
   options.inks = model == ColourModel::unknown ? options_.components : options_.inks || options_.native;
   const bool fast = options.fastMcu && (model == ColourModel::ycbcr || options.inks);
-  if (fast && mcuFunctionsFor(*frame_, model))
-    return std::make_unique<McuPainter>(view_.frame, model, std::move(steps), *sink_, work_.budget);
-  return std::make_unique<Strips>(view_, model, steps, options, *sink_, work_.budget);
+  if (fast && mcuFunctionsFor(*frame_, model)) {
+    painter_ = std::make_unique<McuPainter>(view_.frame, model, std::move(steps), *sink_, work_.budget);
+  } else if (const int rows = rowsOfGroup(); rows > 0) {
+    groups_ = std::make_unique<StripGroups>(*frame_, view_, model, steps, options, *sink_, rows, work_);
+  } else {
+    painter_ = std::make_unique<Strips>(view_, model, steps, options, *sink_, work_.budget);
+  }
 }
 
 bool Decoder::allRead() const {
@@ -424,17 +541,20 @@ bool Decoder::allFinished() const {
 // A sink that has kept the rows may need the memory in its end(). It may also have kept the samples.
 void Decoder::freeMemory() {
   painter_.reset();
+  groups_.reset();
   coefficients_.reset();
   if (samples_ && samples_->owner.use_count() == 1) work_.budget.release(sampleBytes_);
   samples_.reset();
 }
 
 void Decoder::paintCoefficients() {
-  painter_ = makePainter();
+  makePainter();
   int mcuRows = 0;
   for (const ReadComponent& component : read_) mcuRows = std::max(mcuRows, component.mcuRows);
+  const int end = std::min(mcuRows, view_.endRow);
+  if (groups_) return paintCoefficientGroups(end);
   ViewPainter painter(*painter_, *frame_, view_);
-  for (int row = view_.firstRow; row < std::min(mcuRows, view_.endRow); ++row) {
+  for (int row = view_.firstRow; row < end; ++row) {
     for (int i = 0; i < static_cast<int>(frame_->components.size()); ++i) {
       const FrameComponent& c = frame_->components[i];
       for (int y = row * c.vertical; y < (row + 1) * c.vertical; ++y) {
@@ -445,6 +565,32 @@ void Decoder::paintCoefficients() {
     painter_->finishRow();
     reportProgress(work_.progress, row + 1, view_.endRow);
   }
+}
+
+// While a group is painted, the rows of the one before go to the sink.
+void Decoder::paintCoefficientGroups(int end) {
+  std::array<Workers::Batch, 2> batches{Workers::Batch(work_.workers), Workers::Batch(work_.workers)};
+  const auto complete = [&](int place, int row, Workers::Batch* later) {
+    batches[static_cast<std::size_t>(place)].finish(later);
+    groups_->push(place);
+    reportProgress(work_.progress, row, view_.endRow);
+  };
+  int before = -1;  // the place of that group
+  for (int row = view_.firstRow; row < end;) {
+    const int count = std::min(groups_->rowsOfGroup(), end - row);
+    const int place = groups_->begin(count);
+    Workers::Batch& batch = batches[static_cast<std::size_t>(place)];
+    batch.start(static_cast<std::size_t>(count), [this, place, row](int, std::size_t index) {
+      groups_->paint(place, static_cast<int>(index), [&](int component, int x, int y) {
+        const FrameComponent& c = frame_->components[static_cast<std::size_t>(component)];
+        return coefficients_->block(component, view_.firstColumn * c.horizontal + x, row * c.vertical + y);
+      });
+    });
+    if (before >= 0) complete(before, row, &batch);
+    before = place;
+    row += count;
+  }
+  if (before >= 0) complete(before, end, nullptr);
 }
 
 }  // namespace

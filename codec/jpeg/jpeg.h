@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -89,6 +90,8 @@ struct DecodeOptions {
   // Width and height are divided by 2^reduce, rounded up: 0 to 3; not of lossless files, and not with fastMcu. A region
   // has the pixels (x, y) for which (x, y) * 2^reduce lies in it. View and BlockInverse define the samples.
   int reduce = 0;
+  // Called, by the calling thread, with the end of the bytes that will hardly be read again.
+  std::function<void(const std::uint8_t* end)> passed = {};
 };
 
 // Up to 64 KiB before the SOI marker of a file are passed over, with a note, also by transcode() and inspect().

@@ -106,6 +106,181 @@ TEST(Threads, SmallPicturesAreCodedByOne) {
   }
 }
 
+// ---- Reading -------------------------------------------------------------------------------------------------------
+
+struct Result {
+  Decoded decoded;
+  std::string failure;
+  int bands = 0;
+};
+
+Result resultOf(const File& file, const DecodeOptions& options, Work& work) {
+  Result result;
+  Collector collector;
+  try {
+    static_cast<Outcome&>(result.decoded) = decode(file, options, collector, work);
+    result.decoded.picture = collector.picture;
+  } catch (const Problem& problem) {
+    result.failure = problem.what();
+  }
+  result.bands = collector.bands;
+  return result;
+}
+
+void expectSameResult(const Result& a, const Result& b) {
+  EXPECT_EQ(a.failure, b.failure);
+  EXPECT_EQ(a.decoded.complete, b.decoded.complete);
+  EXPECT_EQ(a.decoded.warning, b.decoded.warning);
+  EXPECT_EQ(a.decoded.notes, b.decoded.notes);
+  const Picture &one = a.decoded.picture, &other = b.decoded.picture;
+  ASSERT_EQ(one.planes.size(), other.planes.size());
+  ASSERT_EQ(one.width, other.width);
+  ASSERT_EQ(one.height, other.height);
+  if (!one.interleaved()) return expectSame(one, other);
+  for (int y = 0; y < one.height; ++y) ASSERT_EQ(std::memcmp(one.row(y), other.row(y), one.rowBytes()), 0) << y;
+}
+
+// As by one thread, with the library's threads and the caller's.
+void expectSameByAll(const File& file, const DecodeOptions& options = {}) {
+  Work alone;
+  const Result expected = resultOf(file, options, alone);
+  for (const int threads : {2, 3, 7}) {
+    SCOPED_TRACE(std::to_string(threads) + " threads");
+    Work work({}, {}, threads);
+    expectSameResult(expected, resultOf(file, options, work));
+  }
+  SCOPED_TRACE("the caller's threads");
+  Work work({}, {}, 3, Counted());
+  expectSameResult(expected, resultOf(file, options, work));
+}
+
+TEST(Threads, DecodersGiveTheSamePicture) {
+  const Picture picture = testPicture(kWidth, kHeight, 3);
+  for (const auto& [name, options] : kForms) {
+    SCOPED_TRACE(name);
+    expectSameByAll(fileOf(picture, options));
+  }
+}
+
+TEST(Threads, DecodersGiveTheSameParts) {
+  const Picture picture = testPicture(2 * kWidth, kHeight * 5 / 4, 3);
+  const std::map<std::string, DecodeOptions> views = {
+      {"repeated", {.smooth = false}},
+      {"MCU by MCU", {.fastMcu = true}},
+      {"planes", {.native = true}},
+      {"halves", {.reduce = 1}},
+      {"region", {.region = {333, 100, 1700, 444}}},
+      {"region below", {.region = {0, 300, 0, 0}}},
+      {"half of a region", {.region = {17, 19, 2000, 600}, .reduce = 1}},
+  };
+  for (const char* const form : {"4:2:0", "4:4:0", "grey", "factors", "progressive", "restart within rows"}) {
+    const File file = fileOf(picture, kForms.at(form));
+    for (const auto& [name, options] : views) {
+      SCOPED_TRACE(std::string(form) + ", " + name);
+      expectSameByAll(file, options);
+    }
+  }
+}
+
+TEST(Threads, DamageIsTheSame) {
+  const Picture picture = testPicture(kWidth, kHeight, 3);
+  for (const char* const form : {"4:2:0", "grey", "restart within rows", "restart at each row", "restart across rows",
+                                 "progressive", "optimised"}) {
+    const File file = fileOf(picture, kForms.at(form));
+    std::uint32_t seed = 7;
+    const auto random = [&](std::size_t below) {
+      seed = seed * 1664525 + 1013904223;
+      return (seed >> 8) % below;
+    };
+    for (int round = 0; round < 16; ++round) {
+      SCOPED_TRACE(std::string(form) + ", round " + std::to_string(round));
+      File damaged = file;
+      if (round % 3 == 0) damaged.resize(random(file.size()));
+      const std::size_t headers = 700;
+      for (int i = 0; i < round % 5 && damaged.size() > headers + 1; ++i)
+        damaged[headers + random(damaged.size() - headers)] = static_cast<std::uint8_t>(random(256));
+      if (round % 7 == 4) {
+        const auto at = damaged.begin() + static_cast<std::ptrdiff_t>(headers + random(damaged.size() / 2));
+        damaged.erase(at, at + static_cast<std::ptrdiff_t>(random(damaged.size() / 3)));
+      }
+      expectSameByAll(damaged);
+    }
+  }
+}
+
+TEST(Threads, SmallPicturesAreDecodedByOne) {
+  const File file = fileOf(testPicture(512, 512, 3));
+  const Counted executor;
+  Work work({}, {}, 8, executor);
+  resultOf(file, {}, work);
+  EXPECT_EQ(*executor.calls, 0);
+}
+
+TEST(Threads, DecodersUseTheCallersThreads) {
+  const Picture picture = testPicture(kWidth, kHeight, 3);
+  for (const char* const form : {"4:2:0", "progressive"}) {
+    const Counted executor;
+    Work work({}, {}, 3, executor);
+    resultOf(fileOf(picture, kForms.at(form)), {}, work);
+    EXPECT_GT(*executor.calls, 0) << form;
+  }
+}
+
+// Between any two groups of rows.
+TEST(Threads, DecodersCanBeCancelled) {
+  const Picture picture = testPicture(kWidth, kHeight, 3);
+  for (const char* const form : {"4:2:0", "progressive"}) {
+    const File file = fileOf(picture, kForms.at(form));
+    for (int calls = 1; calls < 3; ++calls) {
+      int left = calls;
+      const std::thread::id caller = std::this_thread::get_id();
+      Work work(
+          {},
+          [&](std::uint64_t done, std::uint64_t total) {
+            EXPECT_LE(done, total);
+            EXPECT_EQ(std::this_thread::get_id(), caller);
+            return --left > 0;
+          },
+          3);
+      EXPECT_EQ(resultOf(file, {}, work).failure, "cancelled");
+      EXPECT_EQ(left, 0);
+    }
+  }
+}
+
+TEST(Threads, SinksThatFailEndTheWork) {
+  struct Full : Collector {
+    void rows(const Picture&) override { fail(Kind::output, "full"); }
+  };
+  const Picture picture = testPicture(kWidth, kHeight, 3);
+  for (const char* const form : {"4:2:0", "progressive"}) {
+    const File file = fileOf(picture, kForms.at(form));
+    Full sink;
+    Work work({}, {}, 3);
+    EXPECT_THROW(decode(file, {}, sink, work), Problem) << form;
+  }
+}
+
+// From file to file: reader and writer share the threads.
+TEST(Threads, ReaderAndWriterShareThem) {
+  const Picture picture = testPicture(kWidth, kHeight, 3);
+  const File file = fileOf(picture, {.quality = 95});
+  const auto codedAgain = [&](Work& work) {
+    MemoryOutput output;
+    const std::unique_ptr<RowSink> writer = encoder(output, {}, work);
+    decode(file, {}, *writer, work);
+    return bytesOf(output);
+  };
+  Work alone;
+  const File expected = codedAgain(alone);
+  for (const int threads : {2, 3, 7}) {
+    Work work({}, {}, threads);
+    EXPECT_EQ(codedAgain(work), expected) << threads;
+  }
+  Work work({}, {}, 3, Counted());
+  EXPECT_EQ(codedAgain(work), expected);
+}
+
 // What cannot be coded is reported as by one thread, and what is under way when the output fails ends.
 TEST(Threads, FailuresReachTheCaller) {
   struct Full : Output {
