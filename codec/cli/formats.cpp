@@ -32,11 +32,13 @@ MoxcFormat formatOf(const std::string& name) {
   return formatAt(index);
 }
 
-std::string formatNames(bool coded) {
+std::string formatNames(bool coded) { return listOf(formatNameList(coded)); }
+
+std::vector<std::string> formatNameList(bool coded) {
   std::vector<std::string> names;
   for (std::size_t index = 0; index < moxcFormatCount(); ++index)
     if (const MoxcFormat format = formatAt(index); (format.coded != 0) == coded) names.push_back(format.name);
-  return listOf(names);
+  return names;
 }
 
 // Of the formats that are read, each once, without those that stand for two formats.

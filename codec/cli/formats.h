@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "moxcodec.h"
 
@@ -12,6 +13,7 @@ MoxcFormat formatOf(const std::string& name);
 
 // "jpg, jp2 or j2k": the compressed formats, which `encode` writes, or those of plain samples, which `decode` writes.
 std::string formatNames(bool coded);
+std::vector<std::string> formatNameList(bool coded);
 
 // "JPEG, JPEG 2000, PNG ... or PGX": what is read.
 std::string formatLabels();

@@ -45,19 +45,49 @@ constexpr CommandText kCommands[] = {
      "name - means standard input.\n"},
 };
 
-constexpr std::string_view kNotes = R"(Examples:
-  moxj encode photo.png photo.jpg --quality 90      PNG, PPM or another format to JPEG
+constexpr std::string_view kExamples =
+    R"(  moxj encode photo.png photo.jpg --quality 90      PNG, PPM or another format to JPEG
   moxj encode photo.png photo.jp2                   lossless JPEG 2000 (smaller: --ratio 20)
   moxj decode photo.jpg photo.png                   JPEG or JPEG 2000 to PNG
   moxj encode *.png --output-dir jpegs              many files, several in parallel
   moxj transcode photo.jpg small.jpg --progressive  the same picture in a smaller file
   moxj info photo.jpg                               format, tables and segments
   moxj compare photo.png photo.jpg                  PSNR, largest difference and SSIM
-'moxj COMMAND --help' shows the options of a command.
-
-Exit status: 0 success, 1 wrong command line, 2 input refused, 3 incomplete picture (the part that
-could be decoded is written), 4 limit exceeded, 5 output cannot be written, 6 internal error.
 )";
+
+constexpr StatusText kStatuses[] = {
+    {0, "success"},        {1, "wrong command line"},
+    {2, "input refused"},  {3, "incomplete picture (the part that could be decoded is written)"},
+    {4, "limit exceeded"}, {5, "output cannot be written"},
+    {6, "internal error"},
+};
+
+constexpr GeneralText kGeneral = {"encodes, decodes, inspects and compares JPEG and JPEG 2000 files", kExamples,
+                                  kStatuses};
+
+constexpr std::size_t kHelpWidth = 100;
+
+// "Exit status: 0 success, 1 ...", in lines.
+std::string statusList() {
+  std::string text = "Exit status:";
+  std::size_t begin = 0;  // of the line
+  for (const StatusText& status : kStatuses) {
+    std::string words = " " + std::to_string(status.status) + " " + std::string(status.meaning);
+    words += &status == std::end(kStatuses) - 1 ? "." : ",";
+    for (std::size_t at = 0; at < words.size();) {
+      const std::size_t next = std::min(words.find(' ', at + 1), words.size());
+      const std::string word = words.substr(at, next - at);
+      if (text.size() - begin + word.size() > kHelpWidth) {
+        begin = text.size() + 1;
+        text.append("\n").append(word, 1);
+      } else {
+        text += word;
+      }
+      at = next;
+    }
+  }
+  return text + "\n";
+}
 
 std::string entry(std::string_view name, std::string_view value, std::string_view help) {
   std::string line = "  ";
@@ -80,15 +110,18 @@ std::string optionsOf(const CommandText& command, Group group, std::string_view 
 
 std::span<const CommandText> commands() { return kCommands; }
 
+const GeneralText& generalText() { return kGeneral; }
+
 std::string generalHelp() {
-  std::string text =
-      "moxj encodes, decodes, inspects and compares JPEG and JPEG 2000 files.\n"
-      "Usage: moxj COMMAND FILES [OPTIONS]\n\nCommands:\n";
+  std::string text = "moxj " + std::string(kGeneral.purpose) + ".\n";
+  text += "Usage: moxj COMMAND FILES [OPTIONS]\n\nCommands:\n";
   for (const CommandText& command : kCommands) text += entry(command.name, command.files, command.help);
   text += "\nOptions:\n";
   text += entry("-h, --help", "", "Show this help");
   text += entry("-V, --version", "", "Show the version");
-  return text.append("\n").append(kNotes);
+  text.append("\nExamples:\n").append(kExamples);
+  text += "'moxj COMMAND --help' shows the options of a command.\n\n";
+  return text + statusList();
 }
 
 std::string helpOf(const CommandText& command) {

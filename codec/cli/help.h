@@ -21,6 +21,19 @@ struct CommandText {
 
 std::span<const CommandText> commands();
 
+struct StatusText {
+  int status;
+  std::string_view meaning;
+};
+
+// What --help says without a command.
+struct GeneralText {
+  std::string_view purpose, examples;
+  std::span<const StatusText> statuses;
+};
+
+const GeneralText& generalText();
+
 std::string generalHelp();
 std::string helpOf(const CommandText& command);
 

@@ -44,6 +44,7 @@ LAYERS = {
     "codec/formats": ["codec/jpeg", "codec/j2k", *ENGINE],
     "codec/api": ["codec/formats", "codec/jpeg", "codec/j2k", *ENGINE, *CODEC],
     "codec/cli": [*CODEC, "include/moxcore.h"],
+    "pages": ["codec/cli", *CODEC],
     "examples": ["include"],
 }
 # Compiled once for every processor, these may not even reach a folder through headers of others.

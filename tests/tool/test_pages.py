@@ -1,0 +1,105 @@
+#!/usr/bin/env python3
+"""Manual pages and completions: the same options as --help, and no complaints of the programs that read them."""
+
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import unittest
+
+from support import *
+
+PAGES = pathlib.Path(os.environ["PAGES"])
+COMMANDS = ["encode", "decode", "transcode", "info", "compare"]
+
+
+def helped(command):
+    """The options that --help shows: their names, and the text beside them."""
+    text = subprocess.run([MOXJ, command, "--help"], capture_output=True, text=True, check=True).stdout
+    return dict(re.findall(r"^  (?:-h, )?(-[-\w]+)(?: [^ ]+)?  +(.*)$", text, re.M))
+
+
+def unescaped(text):
+    return re.sub(r"\\f.|\\&", "", text).replace("\\-", "-").replace("\\e", "\\")
+
+
+class Manual(unittest.TestCase):
+    def test_same_options_as_help(self):
+        for command in COMMANDS:
+            page = (PAGES / f"moxj-{command}.1").read_text(encoding="utf-8")
+            found = dict(re.findall(r"^\.TP\n(.*)\n(.*)\.$", page, re.M))
+            found = {unescaped(names).split(", ")[-1].split(" ")[0]: unescaped(words) for names, words in found.items()}
+            with self.subTest(command):
+                self.assertEqual(found, helped(command))
+                self.assertGreaterEqual(len(found), 2)
+
+    def test_overview_names_commands_and_statuses(self):
+        page = (PAGES / "moxj.1").read_text(encoding="utf-8")
+        general = subprocess.run([MOXJ, "--help"], capture_output=True, text=True, check=True).stdout
+        statuses = re.sub(r"\s+", " ", general.partition("Exit status: ")[2]).strip(" .").split(", ")
+        for status in statuses:
+            number, _, meaning = status.partition(" ")
+            self.assertIn(f".TP\n\\fB{number}\\fR\n{meaning}.\n", page)
+        for command in COMMANDS:
+            self.assertIn(f".BR moxj\\-{command} (1)", page)
+
+    @unittest.skipUnless(shutil.which("groff"), "needs groff")
+    def test_groff_has_no_complaints(self):
+        pages = sorted(PAGES.glob("*.1"))
+        self.assertEqual(len(pages), 1 + len(COMMANDS))
+        for page in pages:
+            done = subprocess.run(["groff", "-man", "-Tutf8", "-ww", "-rLL=78n", page], capture_output=True, text=True)
+            with self.subTest(page.name):
+                self.assertEqual((done.returncode, done.stderr), (0, ""))
+                self.assertIn("SYNOPSIS", re.sub("\x1b\\[[0-9;]*m|.\b", "", done.stdout))
+
+
+class Bash(unittest.TestCase):
+    def completed(self, *words):
+        script = f"""source '{PAGES}/moxj.bash'
+            COMP_WORDS=({' '.join(f"'{word}'" for word in words)}); COMP_CWORD={len(words) - 1}
+            _moxj; printf '%s\\n' "${{COMPREPLY[@]}}" """
+        done = subprocess.run(["bash", "-uc", script], capture_output=True, text=True)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        return done.stdout.split()
+
+    def test_completes(self):
+        self.assertEqual(self.completed("moxj", "en"), ["encode"])
+        self.assertEqual(self.completed("moxj", "encode", "--qu"), ["--quality", "--quiet"])
+        self.assertEqual(self.completed("moxj", "encode", "--format", ""), ["jpg", "jp2", "j2k"])
+        self.assertEqual(self.completed("moxj", "encode", "--progression", "R"), ["RLCP", "RPCL"])
+        self.assertEqual(self.completed("moxj", "transcode", "--flip", ""), ["h", "v"])
+        self.assertEqual(self.completed("moxj", "encode", "--ratio", "2"), [])
+        self.assertEqual(self.completed("moxj", "help", "co"), ["compare"])
+
+    def test_every_option(self):
+        for command in COMMANDS:
+            self.assertEqual(set(self.completed("moxj", command, "-")), set(helped(command)))
+
+
+class OtherShells(unittest.TestCase):
+    def test_every_option(self):
+        for name, spelled in ("_moxj", lambda option: f"'{option}["), ("moxj.fish", None):
+            text = (PAGES / name).read_text(encoding="utf-8")
+            for command in COMMANDS:
+                for option in helped(command):
+                    kind = "-l" if option.startswith("--") else "-s" if len(option) == 2 else "-o"
+                    line = f"__fish_seen_subcommand_from {command}' {kind} {option.lstrip('-')} "
+                    self.assertIn(spelled(option) if spelled else line, text, f"{name}: {command}")
+
+    def check(self, shell, name):
+        if not shutil.which(shell):
+            self.skipTest(f"needs {shell}")
+        done = subprocess.run([shell, "-n", PAGES / name], capture_output=True, text=True)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+
+    def test_zsh(self):
+        self.check("zsh", "_moxj")
+
+    def test_fish(self):
+        self.check("fish", "moxj.fish")
+
+
+if __name__ == "__main__":
+    unittest.main()
