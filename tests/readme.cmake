@@ -1,7 +1,8 @@
-# The README's examples in C, built and run: the one of the library, which is a whole program, and the lines of the file
-# codec, in a program that has no photograph.
+# Examples in C of the documents, built and run: the lines of the file codec in the README, in a program that has no
+# photograph, and the example of the library, which is a whole program.
 set(readme ${PROJECT_SOURCE_DIR}/README.md)
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${readme})
+set(library ${PROJECT_SOURCE_DIR}/docs/library.md)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${readme} ${library})
 file(READ ${readme} text)
 if(TARGET moxcodec-shared)
   string(FIND "${text}" "```c\nMoxcSource" start)
@@ -16,6 +17,7 @@ if(TARGET moxcodec-shared)
   target_link_libraries(readme_codec PRIVATE moxcodec-shared)
   add_test(NAME readme-codec COMMAND readme_codec)
 endif()
+file(READ ${library} text)
 string(FIND "${text}" "```c\n#include" start)
 math(EXPR start "${start} + 5")
 string(SUBSTRING "${text}" ${start} -1 text)

@@ -1,0 +1,84 @@
+#!/usr/bin/env python3
+"""Checks the Markdown files of the project: links lead somewhere, and the options that tables for users of other tools
+name exist. usage: check.py links | options MOXJ | --self"""
+
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+
+
+def documents(root):
+    return [path for path in sorted(root.rglob("*.md")) if not {"build", ".git", "demo-output"} & set(path.parts)]
+
+
+def without_code(text):
+    return re.sub(r"`[^`\n]*`", "", re.sub(r"^```.*?^```", "", text, flags=re.M | re.S))
+
+
+def anchors(path):
+    """The names of a document's headings, as renderers of Markdown make them."""
+    text = re.sub(r"^```.*?^```", "", path.read_text(encoding="utf-8"), flags=re.M | re.S)
+    headings = re.findall(r"^#+ +(.*?)\s*$", text, re.M)
+    return {re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-") for heading in headings}
+
+
+def broken_links(root):
+    for path in documents(root):
+        for target in re.findall(r"\]\(([^)\s]+)\)", without_code(path.read_text(encoding="utf-8"))):
+            if re.match(r"[a-z]+:", target):
+                continue
+            name, _, anchor = target.partition("#")
+            file = (path.parent / name).resolve() if name else path
+            if not file.exists():
+                yield f"{path.relative_to(root)}: {target}: there is no such file"
+            elif anchor and anchor not in anchors(file):
+                yield f"{path.relative_to(root)}: {target}: there is no such heading"
+
+
+def unknown_options(text, help_of):
+    """Of each section "## tool: `moxj COMMAND ..." the options in the second column that the command does not have."""
+    for section in re.split(r"^## ", text, flags=re.M)[1:]:
+        command = re.match(r".*?`moxj (\w+)", section)
+        if not command:
+            continue
+        known = set(re.findall(r"^  (?:-h, )?(-[-\w]+)", help_of(command[1]), re.M))
+        for row in re.findall(r"^\|[^|]*\|([^|]*)\|", section, re.M):
+            for option in re.findall(r"`(--?[a-z][-\w]*)", row):
+                if option not in known:
+                    yield f"{command[1]} has no option {option}"
+
+
+def self_test():
+    with tempfile.TemporaryDirectory() as folder:
+        root = pathlib.Path(folder)
+        links = "[x](b.md) [y](#one-two) `[z](none)` [w](c.md#no) [v](https://e.org)"
+        (root / "a.md").write_text(f"# One: `two`\n{links}\n")
+        (root / "c.md").write_text("[u](a.md#one-two)\n```\n# no\n```\n")
+        assert list(broken_links(root)) == ["a.md: b.md: there is no such file",
+                                            "a.md: c.md#no: there is no such heading"]
+    text = "## x: `moxj encode`\n| a | `--good`, `--bad` | |\n| a | `-o` | |\n## y\n| a | `--other` | |\n"
+    assert list(unknown_options(text, lambda command: "  --good N  help\n  -o FILE  help\n")) == [
+        "encode has no option --bad"]
+
+
+def main():
+    if sys.argv[1:] == ["--self"]:
+        return self_test()
+    if sys.argv[1:] == ["links"]:
+        complaints = list(broken_links(ROOT))
+    elif len(sys.argv) == 3 and sys.argv[1] == "options":
+        text = (ROOT / "docs/from-other-tools.md").read_text(encoding="utf-8")
+        complaints = list(unknown_options(text, lambda command: subprocess.run(
+            [sys.argv[2], command, "--help"], capture_output=True, text=True, check=True).stdout))
+    else:
+        sys.exit(__doc__)
+    print("\n".join(complaints))
+    sys.exit(1 if complaints else 0)
+
+
+if __name__ == "__main__":
+    main()
