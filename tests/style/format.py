@@ -11,7 +11,8 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
-FORMATTED = ["src", "include", "core", "codec", "tests", "fuzz", "bench", "examples", "python"]  # C and C++ in these
+# C and C++ in these folders.
+FORMATTED = ["src", "include", "core", "codec", "pages", "tests", "fuzz", "bench", "examples", "python"]
 C_SUFFIXES = {".c", ".h", ".cpp", ".hpp"}
 OTHER_SUFFIXES = {".cmake", ".py", ".pyi", ".in", ".map", ".sh"}  # files without a suffix are scripts
 NOT_OURS = {"build", "__pycache__"}  # and whatever begins with a dot, but .ci
