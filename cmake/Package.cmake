@@ -1,7 +1,5 @@
-# The Debian package and the archive that cpack makes.
-set(CPACK_GENERATOR DEB TGZ)
+# The archive that cpack makes; Debian packages are made by scripts/packages.
+set(CPACK_GENERATOR TGZ)
 set(CPACK_PACKAGE_CONTACT "the libmoxj maintainers <maintainers@example.org>")
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_PACKAGE_NAME libmoxj)
 include(CPack)

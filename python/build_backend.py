@@ -1,7 +1,7 @@
 """Builds the package with CMake; what pip calls (PEP 517). Needs nothing but Python's own library.
 
 The variable CMAKE_ARGS is given to CMake, such as -DMOXJ_BUNDLE=ON, which builds the library in even where one is
-installed. MOXJ_BUILD_DIR names a directory for the build, which is kept; cpack makes the Debian package there."""
+installed. MOXJ_BUILD_DIR names a directory for the build, which is kept."""
 
 import base64
 import hashlib
@@ -20,7 +20,7 @@ import zipfile
 ROOT = pathlib.Path(__file__).resolve().parent
 PROJECT = tomllib.loads((ROOT / "pyproject.toml").read_text(encoding="utf-8"))["project"]
 SOURCES = ["pyproject.toml", "README.md", "CMakeLists.txt", "build_backend.py", "moxj/*.py", "moxj/*.pyi",
-           "moxj/py.typed", "src/*", "Package.cmake"]
+           "moxj/py.typed", "src/*", "Install.cmake"]
 
 
 def version():
