@@ -317,9 +317,13 @@ MOX_INLINE Step stepLong(Window& in, Source& source, const DecodeSpec& table, Mo
   return symbol == kZeroRun ? putZeros(dst, cursor) : put(dst, cursor, symbol, value);
 }
 
-// The next symbol of the block.
+// The next symbol of the block. A refill follows the lookup, which does not wait for it: two short codes and their
+// values leave at least kLookup bits of the window before.
+static_assert(2 * (kLookup + kMaxValueBits) + kLookup <= 56);
+template <bool Refill>
 MOX_INLINE Step step(Window& in, Source& source, const DecodeSpec& table, Mox16s* dst, uint64_t& cursor, End& end) {
   const ShortCode code(table, in.bits);
+  if (Refill && !in.refill(source)) return Step::refused;
   if (!code.found()) [[unlikely]] {
     const Step now = stepLong(in, source, table, dst, cursor);
     if (now == Step::done) end = {HeldRows::held(in.heldRow), 0};
@@ -369,9 +373,8 @@ MOX_INLINE bool decodeFast(Window& in, Source& source, Mox16s* dst, Mox16s lastD
   cursor = cursorAt(1);
   // Two symbols a refill, the first time the difference and a coefficient.
   Step now;
-  while ((now = step(in, source, acTable, dst, cursor, end)) == Step::more) {
-    if (!in.refill(source)) return false;
-    now = step(in, source, acTable, dst, cursor, end);
+  while ((now = step<false>(in, source, acTable, dst, cursor, end)) == Step::more) {
+    now = step<true>(in, source, acTable, dst, cursor, end);
     if (now != Step::more) break;
   }
   // The plain reader has never loaded more than the window. Its last load is at the second value, at most 8 + 15 + 8
