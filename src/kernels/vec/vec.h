@@ -136,6 +136,9 @@ inline constexpr bool kHasMaskedStore32 = kIsa == Isa::avx2;
 // storeHalvesInterleaved(low, high, a, b, c): their lower halves to `low`, their upper halves to `high`.
 inline constexpr bool kHasInterleaved = kIsa == Isa::neon;
 
+// Shuffles of VMax are quick within its 128-bit blocks only.
+inline constexpr bool kShufflesInBlocks = kIsa == Isa::avx2;
+
 // truncate32(a): floats to integers toward zero; out of range and NaN become -2^31.
 inline constexpr bool kHasTruncate32 = kIsa >= Isa::sse2 && kIsa <= Isa::avx512;
 

@@ -3,6 +3,7 @@
 // An element is a vector of one lane.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -143,8 +144,25 @@ template <class X>
 struct LowHigh {
   X low, high;
 };
+
+// Where lanes cross the 128-bit blocks of a vector at a cost, each half of the pairs is loaded into a block of its own,
+// and the shuffles stay within the blocks.
+template <class X>
+inline constexpr bool kInBlocks = kShufflesInBlocks && sizeof(X) == sizeof(VMax);
+constexpr int evenLanesInBlocks(int i, int lanes) {
+  const int inBlock = lanes / 2, half = inBlock / 2;  // the first half of a block is taken from a, the second from b
+  return i / inBlock * inBlock + i % half * 2 + (i % inBlock < half ? 0 : lanes);
+}
+constexpr int oddLanesInBlocks(int i, int lanes) { return evenLanesInBlocks(i, lanes) + 1; }
+
 template <class X>
 MOX_INLINE EvenOdd<X> takeApart(const void* row, ptrdiff_t i) {
+  if constexpr (kInBlocks<X>) {
+    const Lane<X>* const first = element(static_cast<const Lane<X>*>(row), i);
+    const X a = std::bit_cast<X>(loadApart<VMax>(first, sizeof(X)));
+    const X b = std::bit_cast<X>(loadApart<VMax>(bytesAfter(first, sizeof(X) / 2), sizeof(X)));
+    return {shuffled<evenLanesInBlocks>(a, b), shuffled<oddLanesInBlocks>(a, b)};
+  }
   const X a = at<X>(row, i), b = at<X>(row, i + kLanes<X>);
   return {shuffled<evenLanes>(a, b), shuffled<oddLanes>(a, b)};
 }

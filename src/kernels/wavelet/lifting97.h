@@ -65,16 +65,15 @@ template <class W>
 MOX_INLINE constexpr Like<Mox32s, W> truncated(W v) {
   using S = Like<Mox32s, W>;
   const W bound = all<W>(2147483648.0f);
-  const auto upTo2To31 = [&] {
-    if constexpr (kIsVector<W> && kHasTruncate32) {
-      using V = std::conditional_t<sizeof(W) == V128::kBytes, V128, VMax>;
-      return std::bit_cast<S>(truncate32(std::bit_cast<V>(v)));
-    } else {
-      const W low = v > -bound ? v : -bound;
-      return converted<Mox32s>(v >= bound ? -bound : low);
-    }
-  };
-  return v > bound ? all<S>(INT32_MAX) : upTo2To31();
+  if constexpr (kIsVector<W> && kHasTruncate32) {
+    using V = std::conditional_t<sizeof(W) == V128::kBytes, V128, VMax>;
+    const S within = std::bit_cast<S>(truncate32(std::bit_cast<V>(v)));  // -2^31 where `v` is out of range
+    // V512 compares into a mask and selects by it. Elsewhere turning all bits of -2^31 is quicker than to select.
+    return V::kBytes == 64 ? (v > bound ? all<S>(INT32_MAX) : within) : within ^ (v > bound);
+  } else {
+    const W low = v > -bound ? v : -bound;
+    return v > bound ? all<S>(INT32_MAX) : converted<Mox32s>(v >= bound ? -bound : low);
+  }
 }
 static_assert(truncated(-1.9f) == -1 && truncated(1.9f) == 1 && truncated(2147483648.0f) == INT32_MIN);
 static_assert(truncated(2147483904.0f) == INT32_MAX && truncated(-2147483904.0f) == INT32_MIN);
