@@ -3,10 +3,10 @@
 
 #include <vector>
 
-#include "base/progress.h"
 #include "jpeg/coefficients.h"
 #include "jpeg/frame.h"
 #include "jpeg/writer.h"
+#include "pictures/work.h"
 
 namespace moxj::jpeg {
 
@@ -27,10 +27,9 @@ struct Coding {
 };
 
 // Writes everything from the tables of the first scan to the data of the last, and reports the progress in MCU rows of
-// all passes. The table selectors of the scans are 0 or 1. Padding blocks are written as they are: call fillMcus()
-// first.
-void writeScans(Writer& writer, const Frame& frame, const Coefficients& coefficients, const Coding& coding,
-                const Progress& progress);
+// all passes. Several threads code progressive scans side by side, or the rows of a sequential scan. The selectors of
+// tables are 0 or 1. Padding blocks are written as they are: call fillMcus() first.
+void writeScans(Writer& writer, const Frame& frame, const Coefficients& coefficients, const Coding& coding, Work& work);
 
 // Sets the padding blocks, which only complete MCUs at the edges, to what is cheapest to code: no AC coefficients and
 // the DC coefficient of the preceding block.

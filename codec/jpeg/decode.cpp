@@ -26,6 +26,7 @@
 #include "jpeg/metadata.h"
 #include "jpeg/planepainter.h"
 #include "jpeg/progression.h"
+#include "jpeg/scanpart.h"
 #include "jpeg/scanreader.h"
 #include "jpeg/stripgroups.h"
 #include "jpeg/strips.h"
@@ -38,8 +39,6 @@ namespace moxj::jpeg {
 
 namespace {
 
-// Smaller pictures are decoded before another thread has begun.
-constexpr std::int64_t kMinPixels = std::int64_t{1} << 19;
 // The coefficients of a group of MCU rows.
 constexpr std::size_t kGroupBytes = std::size_t{640} << 10;
 constexpr std::size_t kMaxRowsOfGroup = 16;
@@ -490,7 +489,7 @@ void Decoder::collect(Reader& reader, const ScanHeader& scan, std::size_t offset
 int Decoder::rowsOfGroup() const {
   const Frame& frame = view_.frame;
   const int threads = std::min(work_.workers.count(), frame.mcusHigh);
-  if (threads == 1 || std::int64_t{frame.width} * frame.height < kMinPixels) return 0;
+  if (threads == 1 || !isWorthThreads(frame)) return 0;
   const std::size_t rowBytes = GroupBlocks::bytesOfRow(*frame_, view_);
   const auto rows = static_cast<int>(std::clamp<std::size_t>(kGroupBytes / rowBytes, 1, kMaxRowsOfGroup));
   const int group = std::min(std::max(rows, threads / 2), frame.mcusHigh);

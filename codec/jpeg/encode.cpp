@@ -345,7 +345,7 @@ void Encoder::end() {
   if (coefficients_) {
     coder_.reset();
     fillMcus(frame_, *coefficients_);
-    writeScans(writer_, frame_, *coefficients_, coding_, work_.progress);
+    writeScans(writer_, frame_, *coefficients_, coding_, work_);
   }
   writer_.marker(marker::eoi);
   writer_.flush();

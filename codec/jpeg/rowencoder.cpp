@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "base/input.h"
+#include "jpeg/scanpart.h"
 #include "jpeg/scanwriter.h"
 #include "jpeg/segmentjoiner.h"
 
@@ -23,8 +23,6 @@ namespace moxj::jpeg {
 
 namespace {
 
-// Smaller pictures are coded before another thread has begun.
-constexpr std::int64_t kMinPixels = std::int64_t{1} << 19;
 // The pixels of a group of rows, if the rows are not too long.
 constexpr std::size_t kGroupBytes = std::size_t{3} << 20;
 constexpr int kMinRowsOfThread = 2, kMaxRowsOfThread = 4;
@@ -32,7 +30,7 @@ constexpr int kMinRowsOfThread = 2, kMaxRowsOfThread = 4;
 int rowsOfGroup(const RowCoding& coding, const Work& work) {
   const Frame& frame = coding.frame;
   const int threads = std::min(work.workers.count(), frame.mcusHigh);
-  if (threads == 1 || std::int64_t{frame.width} * frame.height < kMinPixels) return 1;
+  if (threads == 1 || !isWorthThreads(frame)) return 1;
   const std::uint64_t rowBytes = coding.layout.bytes() / static_cast<std::uint64_t>(frame.mcusHigh) + 1;
   const auto rows = static_cast<int>(std::min<std::uint64_t>(kGroupBytes / rowBytes, std::uint64_t{1} << 16));
   const int group = std::clamp(rows, kMinRowsOfThread * threads, kMaxRowsOfThread * threads);
@@ -230,45 +228,11 @@ class CoefficientSinks {
   Sink sink_;
 };
 
-// A part of a scan: segments that restart markers divide.
-class Part {
- public:
-  Part(const ScanHeader& scan) : writer_(bytes_), scan_(writer_, ScanKind::sequential, scan, kAnnexKCodes, 0) {}
-
-  void begin(const LastDc& lastDc) {
-    bytes_.bytes.clear();
-    ends_.clear();
-    scan_.begin(lastDc);
-  }
-  void beginMcu() { scan_.beginMcu(); }
-  void put(int selector, const Mox16s* coefficients) { scan_.put<ScanKind::sequential>(selector, coefficients); }
-  Mox16s lastDc(int selector) const { return scan_.lastDc(selector); }
-  void endSegment() {
-    scan_.cut();
-    writer_.flush();
-    ends_.push_back(bytes_.bytes.size());
-    scan_.begin({});
-  }
-  void appendTo(SegmentJoiner& joiner) const {
-    std::size_t begin = 0;
-    for (const std::size_t end : ends_) {
-      if (begin > 0) joiner.restart();
-      joiner.append({bytes_.bytes.data() + begin, end - begin});
-      begin = end;
-    }
-  }
-
- private:
-  MemoryOutput bytes_;
-  Writer writer_;
-  ScanWriter scan_;
-  std::vector<std::size_t> ends_;
-};
-
 // The blocks of an MCU row: those of its first MCU, and the code of the others.
 class PartSink {
  public:
-  PartSink(const ScanHeader& scan, int restartInterval) : part_(scan), restartInterval_(restartInterval) {}
+  PartSink(const ScanHeader& scan, int restartInterval)
+      : part_(scan, kAnnexKCodes), restartInterval_(restartInterval) {}
 
   void begin(std::int64_t mcu) {
     mcu_ = 0;
@@ -349,7 +313,7 @@ class PartSinks {
  public:
   using Sink = PartSink;
   PartSinks(Writer& writer, const Frame& frame, const ScanHeader& scan, int restartInterval, int rowsAtOnce)
-      : mcusWide_(frame.mcusWide), restartInterval_(restartInterval), joiner_(writer), seam_(scan) {
+      : mcusWide_(frame.mcusWide), restartInterval_(restartInterval), joiner_(writer), seam_(scan, kAnnexKCodes) {
     for (int i = 0; i < 2 * rowsAtOnce; ++i) sinks_.emplace_back(scan, restartInterval);
   }
 

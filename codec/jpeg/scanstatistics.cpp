@@ -54,6 +54,19 @@ void ScanStatistics::restart() {
   lastDc_.fill(0);
 }
 
+// The counters wrap, as those of the library do.
+void ScanStatistics::add(const ScanStatistics& part) {
+  for (std::size_t kind = 0; kind < counts_.size(); ++kind) {
+    for (std::size_t index = 0; index < counts_[kind].size(); ++index) {
+      for (std::size_t symbol = 0; symbol < counts_[kind][index].size(); ++symbol) {
+        std::int32_t& sum = counts_[kind][index][symbol];
+        sum = static_cast<std::int32_t>(static_cast<std::uint32_t>(sum) +
+                                        static_cast<std::uint32_t>(part.counts_[kind][index][symbol]));
+      }
+    }
+  }
+}
+
 void ScanStatistics::end() {
   flushRun();
   const auto hasCategory16 = [](const SymbolCounts& counts) { return counts[kMaxCategory + 1] != 0; };

@@ -21,6 +21,14 @@ class ScanStatistics {
  public:
   ScanStatistics(ScanKind kind, const ScanHeader& scan, int restartInterval);
 
+  // Of a sequential scan, from a later MCU on.
+  void beginAt(const LastDc& lastDc, int mcusToRestart) {
+    lastDc_ = lastDc;
+    mcusToRestart_ = mcusToRestart;
+  }
+  // Adds the symbols of another part of the scan. Before end().
+  void add(const ScanStatistics& part);
+
   void beginMcu() {
     if (restartInterval_ != 0 && mcusToRestart_-- == 0) restart();
   }
@@ -50,7 +58,7 @@ class ScanStatistics {
   const ScanKind kind_;
   const ScanHeader scan_;
   std::array<std::array<SymbolCounts, 2>, 2> counts_{};  // [table class][index]
-  std::array<Mox16s, 4> lastDc_{};
+  LastDc lastDc_{};
   EncodeState state_;
   int restartInterval_;
   int mcusToRestart_;

@@ -120,7 +120,7 @@ void transcodeTo(Output& output, CodedPicture& picture, const TranscodeOptions& 
   writeSegments(writer, picture, options, change);
   for (std::size_t i = 0; i < tables.size(); ++i) writer.steps(static_cast<int>(i), tables[i]);
   writer.frame(frame);
-  writeScans(writer, frame, *picture.coefficients, coding, work.progress);
+  writeScans(writer, frame, *picture.coefficients, coding, work);
   writer.marker(marker::eoi);
   writer.flush();
 }

@@ -94,6 +94,11 @@ void Writer::copy(const MarkerSegment& copied) {
   pending_.append(copied.body);
 }
 
+void Writer::data(ByteSpan coded) {
+  flush();
+  output_.write(coded);
+}
+
 void Writer::application(int code, ByteSpan prefix, ByteSpan body) {
   segment(code, static_cast<int>(prefix.size() + body.size()));
   pending_.append(prefix);

@@ -38,6 +38,7 @@ class Writer {
   void restartInterval(int mcus);
   void scan(const Frame& frame, const ScanHeader& scan);
   void copy(const MarkerSegment& segment);
+  void data(ByteSpan coded);                                   // of a scan
   void application(int code, ByteSpan prefix, ByteSpan body);  // APPn or COM
 
  private:

@@ -43,6 +43,11 @@ const std::map<std::string, EncodeOptions> kForms = {
     {"optimised, scans", {.script = parseScript("0; 1 2;", "")}},
     {"progressive", {.progressive = true}},
     {"progressive, restart", {.restart = 50, .progressive = true}},
+    {"progressive, 4:4:4", {.quality = 95, .sampling = Sampling::s444, .progressive = true}},
+    {"progressive, grey", {.grayscale = true, .progressive = true}},
+    {"optimised, grey", {.grayscale = true, .optimize = true}},
+    {"optimised, restart across rows", {.restart = 69 * 2 + 5, .optimize = true}},
+    {"optimised, restart at each MCU", {.restart = 1, .optimize = true}},
     {"coarse", {.quality = 1}},
 };
 

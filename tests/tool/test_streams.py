@@ -78,6 +78,35 @@ class Memory(Large):
         self.assertLess(self.peak("decode", "p.jpg", "x.ppm"), 3 * WIDTH * HEIGHT + LIMIT_BYTES)
 
 
+@unittest.skipIf(os.environ.get("SANITIZERS"), "sanitizers take memory of their own")
+class BaselineMemory(Memory):
+    """108 megapixels from and to PPM, with one thread and two. Not in other ways: Memory has these."""
+
+    SIZE = 12000, 9000
+    LIMIT = 16 << 20
+
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.mkdtemp(prefix="tool-test-")
+        cls.addClassCleanup(shutil.rmtree, folder)
+        cls.ppm, cls.jpg = os.path.join(folder, "huge.ppm"), os.path.join(folder, "huge.jpg")
+        width, height = cls.SIZE
+        grain = random.Random(5).randbytes(3 * width)
+        row = bytes(x // 40 % 128 + grain[x] % 128 for x in range(3 * width))  # 40 MB of JPEG
+        with open(cls.ppm, "wb") as file:
+            file.write(b"P6\n%d %d\n255\n" % (width, height))
+            file.writelines(row[shift:] + row[:shift] for shift in (3 * (y * 7 % width) for y in range(height)))
+        subprocess.run([MOXJ, "encode", cls.ppm, cls.jpg], check=True)
+
+    def test_from_file_to_file(self):
+        for threads in "1", "2":
+            for command, source, output in ("encode", self.ppm, "x.jpg"), ("decode", self.jpg, "x.ppm"):
+                with self.subTest(command=command, threads=threads):
+                    self.assertLess(self.peak(command, source, output, "--threads", threads), self.LIMIT)
+
+    test_through_pipes = test_a_progressive_file_takes_its_coefficients_alone = None
+
+
 class Streaming(Large):
     def cpu(self, process):
         """Seconds."""
