@@ -370,8 +370,14 @@ std::vector<ComponentGroup> Encoder::groups(std::vector<int>& groupOf) const {
   return groups;
 }
 
+// The layers before this one are chosen.
+void Encoder::beginLayer(int layer) {
+  for (PacketWriter& writer : writers_) writer.settle(layer);
+}
+
 // Fills a layer as a value of the goals says.
 void Encoder::chooseLayer(RateControl& control, int layer, double goal) {
+  beginLayer(layer);
   if (goal == Goals::kEverything) return control.takeAll(layer);
   if (options_.goals.kind == Goals::psnr) {
     std::vector<int> groupOf;
@@ -412,6 +418,7 @@ void Encoder::chooseLayers() {
     if (layer == last && !sized) return chooseLayer(control, layer, goal);
     const double halvings = last == 0 ? 0 : (last - layer) * std::min(1.0, 8.0 / last);
     const auto maxSize = static_cast<std::uint64_t>(static_cast<double>(wanted) * std::exp2(-halvings));
+    beginLayer(layer);
     if (!control.fill(layer, maxSize) && layer == last)
       fail(Kind::limit, std::to_string(wanted) + " bytes are too few for the headers");
   }

@@ -81,6 +81,7 @@ class Encoder {
   void writeBoxes();
   Bytes lengths();  // TLM
   void chooseLayers();
+  void beginLayer(int layer);
   void chooseLayer(RateControl& control, int layer, double goal);
   std::vector<ComponentGroup> groups(std::vector<int>& groupOf) const;
   std::uint64_t sizeOf(int layers);

@@ -3,6 +3,9 @@
 
 #include <algorithm>
 #include <bit>
+#include <numeric>
+#include <tuple>
+#include <utility>
 
 #include "base/bigendian.h"
 #include "base/problem.h"
@@ -90,6 +93,7 @@ Precinct& PacketWriter::precinctOf(const PacketPlace& place) {
 // number of its empty bit-planes.
 void PacketWriter::restart(int layers) {
   packets_ = 0;
+  settled_ = -1;
   for (TileComponent& component : tile_.components)
     for (Resolution& resolution : component.resolutions)
       for (Precinct& precinct : resolution.precincts)
@@ -220,7 +224,7 @@ void PacketWriter::write(int layers, Output& output, Budget& budget) {
   const bool small = expected <= kBuffer;
   std::vector<Bytes> headers(parts.size());
   if (!small) {
-    restart(layers);
+    measureAll(layers);
     for (std::size_t i = 0; i < parts.size(); ++i) {
       const std::uint64_t packetBytes = measure(parts[i], layers).packets;
       headers[i] = headerOf(i, parts.size(), packetBytes);
@@ -250,30 +254,110 @@ void PacketWriter::write(int layers, Output& output, Budget& budget) {
 }
 
 PacketWriter::PartSize PacketWriter::measure(const Part& part, int layers) {
-  const std::uint64_t markers = (options_.sop ? 6 : 0) + (options_.eph ? 2 : 0);
   PartSize size;
   lengths_.clear();
   for (std::size_t at = part.begin; at < part.end; ++at) {
     if (order_[at].layer >= layers) continue;
-    scratch_.clear();
-    std::uint64_t packet = writeHeader(order_[at], scratch_);
-    packet += scratch_.size() + markers;
-    size.packets += packet;
-    if (options_.plt) lengths_.push_back(static_cast<std::uint32_t>(packet));
+    size.packets += sizes_[at];
+    if (options_.plt) lengths_.push_back(sizes_[at]);
   }
   size.header = kTilePartHeader + pltSize(lengths_);
   return size;
 }
 
+// Codes the header of a packet for its size. The state of the headers becomes that after the packet, or stays.
+std::uint32_t PacketWriter::codePacket(const PacketPlace& place, bool keep) {
+  Precinct& precinct = precinctOf(place);
+  struct State {
+    TagTree inclusion, zeroPlanes;
+    std::vector<std::pair<bool, std::int8_t>> blocks;
+  };
+  std::vector<State> before;
+  for (PrecinctBand& band : precinct.bands) {
+    if (!keep) {
+      State& state = before.emplace_back(State{band.inclusion, band.zeroPlanes, {}});
+      for (const Block& block : band.blocks) state.blocks.emplace_back(block.included, block.lengthBits);
+    }
+    band.inclusion.forgetUnknown();
+    for (int i = 0; i < static_cast<int>(band.blocks.size()); ++i) {
+      const Block& block = band.blocks[static_cast<std::size_t>(i)];
+      if (block.included) continue;
+      const bool now = block.coded->taken[static_cast<std::size_t>(place.layer)] > 0;
+      band.inclusion.set(i, place.layer + (now ? 0 : 1));
+    }
+    band.inclusion.make();
+  }
+  scratch_.clear();
+  const std::uint64_t body = writeHeader(place, scratch_);
+  for (std::size_t b = 0; b < before.size(); ++b) {
+    PrecinctBand& band = precinct.bands[b];
+    band.inclusion = std::move(before[b].inclusion);
+    band.zeroPlanes = std::move(before[b].zeroPlanes);
+    for (std::size_t i = 0; i < band.blocks.size(); ++i)
+      std::tie(band.blocks[i].included, band.blocks[i].lengthBits) = before[b].blocks[i];
+  }
+  return static_cast<std::uint32_t>(body + scratch_.size() + (options_.sop ? 6 : 0) + (options_.eph ? 2 : 0));
+}
+
+// The sizes of the packets of a layer. A packet whose blocks have the same passes as before is not coded again.
+void PacketWriter::codeLayer(int layer, bool keep) {
+  for (LayerPacket& packet : layer_) {
+    const PacketPlace& place = order_[packet.at];
+    std::vector<std::uint8_t> taken;
+    for (const PrecinctBand& band : precinctOf(place).bands)
+      for (const Block& block : band.blocks) taken.push_back(block.coded->taken[static_cast<std::size_t>(layer)]);
+    if (!keep && sizes_[packet.at] != 0 && taken == packet.taken) continue;
+    sizes_[packet.at] = codePacket(place, keep);
+    packet.taken = std::move(taken);
+  }
+}
+
+void PacketWriter::settle(int layers) {
+  if (settled_ < 0 || layers != settled_ + 1) {
+    restart(0);
+    settled_ = 0;
+    settledBytes_ = 0;
+    byLayer_.resize(order_.size());
+    std::iota(byLayer_.begin(), byLayer_.end(), 0);
+    std::ranges::stable_sort(byLayer_, {}, [&](std::uint32_t at) { return order_[at].layer; });
+    sizes_.assign(order_.size(), 0);
+    findLayer(0);
+  }
+  while (settled_ < layers) {
+    codeLayer(settled_, true);
+    for (const LayerPacket& packet : layer_) settledBytes_ += sizes_[packet.at];
+    findLayer(++settled_);
+  }
+}
+
+// The packets of the next layer.
+void PacketWriter::findLayer(int layer) {
+  const auto layerOf = [&](std::uint32_t at) { return order_[at].layer; };
+  layer_.clear();
+  for (const std::uint32_t at : std::ranges::equal_range(byLayer_, layer, {}, layerOf)) layer_.push_back({at, {}});
+}
+
 std::uint64_t PacketWriter::size(int layers) {
-  restart(layers);
-  std::uint64_t size = 0;
-  for (const Part& part : partsOf(layers)) size += measure(part, layers).all();
+  if (settled_ != layers - 1) settle(layers - 1);
+  codeLayer(layers - 1, false);
+  if (options_.plt || options_.tileParts != Division::whole) {
+    std::uint64_t size = 0;
+    for (const Part& part : partsOf(layers)) size += measure(part, layers).all();
+    return size;
+  }
+  std::uint64_t size = kTilePartHeader + settledBytes_;
+  for (const LayerPacket& packet : layer_) size += sizes_[packet.at];
   return size;
 }
 
+// Of all layers, whose passes are chosen.
+void PacketWriter::measureAll(int layers) {
+  settled_ = -1;
+  settle(layers);
+}
+
 std::vector<std::uint32_t> PacketWriter::partSizes(int layers) {
-  restart(layers);
+  measureAll(layers);
   std::vector<std::uint32_t> sizes;
   for (const Part& part : partsOf(layers)) {
     const std::uint64_t size = measure(part, layers).all();

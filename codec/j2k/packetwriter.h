@@ -17,6 +17,9 @@ class PacketWriter {
   // `tile` is the number of the tile.
   PacketWriter(Tile& tile, Coord number, const Siz& siz, const EncodeOptions& options, Budget& budget);
 
+  // The passes of the first `layers` layers are chosen: size() of one more layer codes the headers of that layer alone.
+  void settle(int layers);
+
   // All of these are about the packets of the first `layers` layers, with the passes in CodedBlock::taken.
 
   void write(int layers, Output& output, Budget& budget);
@@ -41,6 +44,10 @@ class PacketWriter {
   bool beginsPart(const PacketPlace& before, const PacketPlace& place) const;
   PartSize measure(const Part& part, int layers);
   void restart(int layers);
+  void codeLayer(int layer, bool keep);
+  std::uint32_t codePacket(const PacketPlace& place, bool keep);
+  void findLayer(int layer);
+  void measureAll(int layers);
   std::uint64_t bodyBytes(int layers) const;
   Bytes headerOf(std::size_t part, std::size_t parts, std::uint64_t packetBytes) const;
   void writePacket(const PacketPlace& place, Bytes& file);
@@ -55,6 +62,16 @@ class PacketWriter {
   int packets_ = 0;  // written so far, for SOP
   Bytes scratch_;
   std::vector<std::uint32_t> lengths_;  // of the packets of a part
+  // For size(): the headers of the first settled_ layers are coded, and what is known of the next one.
+  struct LayerPacket {
+    std::uint32_t at;                 // in order_
+    std::vector<std::uint8_t> taken;  // of its blocks, when its size was found
+  };
+  int settled_ = -1;
+  std::vector<std::uint32_t> sizes_;    // of the packets in order_
+  std::vector<std::uint32_t> byLayer_;  // their numbers, ordered by layer
+  std::uint64_t settledBytes_ = 0;      // of the packets of the settled layers
+  std::vector<LayerPacket> layer_;
 };
 
 }  // namespace moxj::j2k

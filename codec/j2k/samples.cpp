@@ -2,7 +2,8 @@
 #include "j2k/samples.h"
 
 #include <algorithm>
-#include <cstring>
+#include <bit>
+#include <cmath>
 
 #include "base/library.h"
 #include "j2k/deepwavelet.h"
@@ -14,10 +15,19 @@ namespace {
 
 int levelShift(const TileComponent& component) { return component.isSigned ? 0 : 1 << (component.bits - 1); }
 
+// The usual steps are constants for the compiler.
+template <class Row>
+void withStep(int pixelStep, const Row& row) {
+  if (pixelStep == 1) return row(std::integral_constant<std::ptrdiff_t, 1>());
+  if (pixelStep == 3) return row(std::integral_constant<std::ptrdiff_t, 3>());
+  row(static_cast<std::ptrdiff_t>(pixelStep));
+}
+
 template <class From, class To>
 void loadRow(const From* from, int pixelStep, int count, int shift, To* to) {
-  for (int x = 0; x < count; ++x)
-    to[x] = static_cast<To>(static_cast<std::int32_t>(from[std::ptrdiff_t{x} * pixelStep]) - shift);
+  withStep(pixelStep, [=](auto step) {
+    for (int x = 0; x < count; ++x) to[x] = static_cast<To>(static_cast<std::int32_t>(from[x * step]) - shift);
+  });
 }
 
 template <class To>
@@ -30,8 +40,10 @@ void loadRow(const Plane& plane, const Window& window, int y, int count, int shi
 template <class To>
 void storeRow(const std::int32_t* from, int count, int shift, std::int32_t min, std::int32_t max, int pixelStep,
               To* to) {
-  for (int x = 0; x < count; ++x)
-    to[std::ptrdiff_t{x} * pixelStep] = static_cast<To>(std::clamp(from[x], min - shift, max - shift) + shift);
+  withStep(pixelStep, [=](auto step) {
+    for (int x = 0; x < count; ++x)
+      to[x * step] = static_cast<To>(std::clamp(from[x], min - shift, max - shift) + shift);
+  });
 }
 
 // Stores what lies in the plane.
@@ -50,14 +62,12 @@ void storeRow(const std::int32_t* from, const TileComponent& component, const Pl
 void toFixed(float* values, int count, float scale) {
   for (int x = 0; x < count; ++x) {
     const float value = values[x] * scale;
-    const std::int32_t fixed = static_cast<std::int32_t>(value < 0 ? value - 0.5f : value + 0.5f);
-    std::memcpy(values + x, &fixed, 4);
+    values[x] = std::bit_cast<float>(static_cast<std::int32_t>(value + std::copysign(0.5f, value)));
   }
 }
 void toFloat(std::int32_t* values, int count, float scale) {
   for (int x = 0; x < count; ++x) {
-    const float value = static_cast<float>(values[x]) * scale;
-    std::memcpy(values + x, &value, 4);
+    values[x] = std::bit_cast<std::int32_t>(static_cast<float>(values[x]) * scale);
   }
 }
 // To the nearest integer.
@@ -65,8 +75,7 @@ void toWhole(float* values, int count) {
   constexpr float kMaxValue = 1 << 30;
   for (int x = 0; x < count; ++x) {
     const float value = std::clamp(values[x], -kMaxValue, kMaxValue);
-    const std::int32_t whole = static_cast<std::int32_t>(value < 0 ? value - 0.5f : value + 0.5f);
-    std::memcpy(values + x, &whole, 4);
+    values[x] = std::bit_cast<float>(static_cast<std::int32_t>(value + std::copysign(0.5f, value)));
   }
 }
 

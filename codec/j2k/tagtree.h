@@ -29,6 +29,12 @@ class TagTree {
   void set(int leaf, int value) { nodes_[static_cast<std::size_t>(leaf)].value = value; }
   void make();
 
+  // Encoder: prepares for other values where they have not been coded.
+  void forgetUnknown() {
+    for (Node& node : nodes_)
+      if (!node.known) node.value = INT_MAX;
+  }
+
   // Encoder: prepares the tree for other values.
   void clear() {
     for (Node& node : nodes_) node.value = INT_MAX, node.low = 0, node.known = false;
