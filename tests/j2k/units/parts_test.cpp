@@ -3,6 +3,7 @@
 
 #include <cmath>
 
+#include "j2k/blockencoder.h"
 #include "j2k/support.h"
 
 namespace moxj::j2k {
@@ -49,6 +50,67 @@ void expectSame(const Picture& picture, EncodeOptions options, int threads = 1) 
   const File parts = encoded(picture, options, work);
   options.codeAll = true;
   EXPECT_TRUE(parts == encoded(picture, options));
+}
+
+// What is known of a block that is coded in part is what all of it shows.
+void expectPart(const CodedBlock& part, const CodedBlock& all) {
+  EXPECT_EQ(part.bitPlanes, all.bitPlanes);
+  ASSERT_LE(part.passes.size(), all.passes.size());
+  ASSERT_LE(part.data.size(), all.data.size());
+  EXPECT_TRUE(std::equal(part.data.begin(), part.data.end(), all.data.begin()));
+  for (std::size_t i = 0; i < all.passes.size(); ++i) {
+    if (i < part.passes.size()) {
+      EXPECT_EQ(part.passes[i].end, all.passes[i].end) << i;
+      EXPECT_EQ(part.passes[i].segment, all.passes[i].segment) << i;
+      EXPECT_EQ(part.passes[i].distortion, all.passes[i].distortion) << i;
+    } else {
+      EXPECT_LE(part.bytes, all.passes[i].end) << i;
+    }
+    if (static_cast<int>(i) < part.codedPasses && !part.isComplete()) {
+      EXPECT_LE(all.passes[i].distortion, part.gain);
+    }
+  }
+  const auto choice = [](const CodedBlock& coded, double slope) {
+    int passes = 0;
+    for (const HullPoint& point : coded.hull)
+      if (point.slope >= slope) passes = point.passes;
+    return passes;
+  };
+  for (const HullPoint& point : all.hull) {
+    if (point.slope <= part.floor) continue;
+    EXPECT_EQ(choice(part, point.slope), choice(all, point.slope)) << point.slope;
+  }
+}
+
+TEST(Jpeg2000Parts, Blocks) {
+  std::mt19937 random(5);
+  const auto below = [&](unsigned count) { return static_cast<int>(random() % count); };
+  BlockEncoder encoder(64, 64);
+  for (int i = 0; i < 10000; ++i) {
+    SCOPED_TRACE(i);
+    Block block;
+    block.width = static_cast<std::int16_t>(1 + below(i % 3 == 0 ? 64 : 8));
+    block.height = static_cast<std::int16_t>(1 + below(i % 5 == 0 ? 64 : 8));
+    TileComponent component;
+    component.coding.reversible = below(2) == 0;
+    component.coding.modes = below(3) == 0 ? below(allModes + 1) : 0;
+    Band band;
+    band.orientation = static_cast<Orientation>(below(4));
+    band.bitPlanes = 20;
+    const unsigned height = 1u << (1 + below(12)), rare = 1u << below(7);
+    std::vector<std::int32_t> values;
+    for (int k = 0; k < block.width * block.height; ++k)
+      values.push_back((random() % rare == 0 ? below(height) : below(height) >> below(12)) * (below(2) * 2 - 1) *
+                       (component.coding.reversible ? 1 : 1 << 13));
+    const Coefficients from = {values.data(), std::ptrdiff_t{4} * block.width};
+    const CodedBlock all = encoder.encode(from, block, band, component, {.weight = 1.25});
+    for (const double slope : {0.1, 3.0, 40.0, 700.0, 9000.0, 3e5}) {
+      const CodedBlock part = encoder.encode(from, block, band, component, {.weight = 1.25, .slope = slope});
+      EXPECT_LT(part.floor, slope);
+      expectPart(part, all);
+    }
+    if (HasFailure()) return;
+  }
 }
 
 TEST(Jpeg2000Parts, Pictures) {
