@@ -34,7 +34,7 @@ ByteSpan bytesOf(std::string_view text) { return {reinterpret_cast<const std::ui
 
 // ---- Raw profiles --------------------------------------------------------------------------------------------------
 
-// A block as text: a line break, its name, its size and, in lines, two hexadecimal digits for each byte.
+// A block as text: a line break, a line with its name, its size and, in lines, two hexadecimal digits for each byte.
 std::optional<std::vector<std::uint8_t>> rawProfileOf(std::string_view text) {
   constexpr std::string_view kSpace = " \n\r\t";
   const auto word = [&] {
@@ -44,7 +44,8 @@ std::optional<std::vector<std::uint8_t>> rawProfileOf(std::string_view text) {
     text.remove_prefix(end);
     return found;
   };
-  word();
+  text.remove_prefix(std::min(text.find_first_not_of(kSpace), text.size()));
+  text.remove_prefix(std::min(text.find('\n'), text.size()));
   const std::string_view number = word();
   std::size_t size = 0;
   const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), size);

@@ -97,10 +97,10 @@ std::uint64_t File::number(const Entry* entry, std::size_t index) const {
   return at(entry->value, index * static_cast<std::size_t>(size), size);
 }
 
-double File::rational(const Entry* entry) const {
+double File::rational(const Entry* entry, std::size_t index) const {
   if (!entry || entry->type != kRational) return 0;
-  const auto numerator = static_cast<double>(at(entry->value, 0, 4)),
-             denominator = static_cast<double>(at(entry->value, 4, 4));
+  const auto numerator = static_cast<double>(at(entry->value, 8 * index, 4)),
+             denominator = static_cast<double>(at(entry->value, 8 * index + 4, 4));
   return denominator > 0 ? numerator / denominator : 0;
 }
 

@@ -16,6 +16,7 @@ enum Tag : std::uint16_t {
   kBitsPerSample = 258,
   kCompression = 259,
   kPhotometric = 262,
+  kDocumentName = 269,
   kImageDescription = 270,
   kMake = 271,
   kModel = 272,
@@ -32,18 +33,28 @@ enum Tag : std::uint16_t {
   kDateTime = 306,
   kArtist = 315,
   kHostComputer = 316,
+  kWhitePoint = 318,
+  kPrimaries = 319,
   kColourMap = 320,
   kInkSet = 332,
   kExtraSamples = 338,
   kSampleFormat = 339,
   kJpegTables = 347,
   kXmp = 700,
+  kRating = 18246,
+  kRatingPercent = 18249,
   kCopyright = 33432,
   kIptc = 33723,
   kExifDirectory = 34665,
   kIccProfile = 34675,
   kGpsDirectory = 34853,
-  kInteroperabilityDirectory = 40965
+  kXpTitle = 40091,
+  kXpComment = 40092,
+  kXpAuthor = 40093,
+  kXpKeywords = 40094,
+  kXpSubject = 40095,
+  kInteroperabilityDirectory = 40965,
+  kPrintImageMatching = 50341
 };
 enum Type : std::uint16_t { kByte = 1, kAscii = 2, kShort = 3, kLong = 4, kRational = 5, kUndefined = 7, kLong8 = 16 };
 
@@ -87,7 +98,7 @@ class File {
   // A whole number of an entry; 0 if there is none.
   std::uint64_t number(const Entry* entry, std::size_t index = 0) const;
   // The quotient of a rational number; 0 if there is none.
-  double rational(const Entry* entry) const;
+  double rational(const Entry* entry, std::size_t index = 0) const;
 
  private:
   File(ByteSpan bytes, bool little, bool big) : bytes_(bytes), little_(little), big_(big) {}

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <span>
 #include <string>
 
 #include "pictures/exif.h"
@@ -17,16 +18,50 @@ namespace {
 constexpr double kMetresPerInch = 0.0254, kCentimetresPerMetre = 100;
 enum Unit : std::uint64_t { kNoUnit = 1, kInch = 2, kCentimetre = 3 };
 
-// What Exif data take from the first directory, besides their own directories.
-constexpr std::uint16_t kExifTags[] = {kMake,     kModel,  kOrientation,  kSoftware,
-                                       kDateTime, kArtist, kHostComputer, kCopyright};
+constexpr bool isIn(std::span<const std::uint16_t> tags, std::uint16_t tag) {
+  return std::ranges::find(tags, tag) != tags.end();
+}
 
-bool isExifTag(std::uint16_t tag) { return std::ranges::find(kExifTags, tag) != std::end(kExifTags); }
+// What Exif data take from the first directory of a file, besides their own directories.
+bool isExifTag(std::uint16_t tag) {
+  constexpr std::uint16_t kTags[] = {kMake,       kModel,         kOrientation,  kSoftware,          kDateTime,
+                                     kArtist,     kHostComputer,  kCopyright,    kWhitePoint,        kPrimaries,
+                                     kRating,     kRatingPercent, kXpTitle,      kXpComment,         kXpAuthor,
+                                     kXpKeywords, kXpSubject,     kDocumentName, kPrintImageMatching};
+  return isIn(kTags, tag);
+}
+
+// The place and the form of samples, and what is metadata of another kind.
+bool isOfTheFile(std::uint16_t tag) {
+  struct Range {
+    std::uint16_t first, last;
+  };
+  constexpr Range kRanges[] = {{0, 266},       {273, 273},     {277, 281},     {284, 284},     {288, 293},
+                               {297, 301},     {317, 317},     {320, 700},     {32932, 33431}, {33434, 33549},
+                               {33723, 33723}, {34016, 34033}, {34377, 34377}, {34665, 34675}, {34732, 34732},
+                               {34853, 34853}, {34908, 34911}, {37439, 37439}};
+  return std::ranges::any_of(kRanges, [&](const Range& range) { return range.first <= tag && tag <= range.last; });
+}
+
+bool isResolution(std::uint16_t tag) { return tag == kXResolution || tag == kYResolution || tag == kResolutionUnit; }
+
+// What only some programs know, with no place in other formats.
+bool isPrivate(std::uint16_t tag) { return tag >= 0x8000 && !isExifTag(tag) && !isOfTheFile(tag); }
+
+bool isGeoTiff(std::uint16_t tag) {
+  constexpr std::uint16_t kTags[] = {33550, 33920, 33922, 34264, 34735, 34736, 34737, 42112, 42113};
+  return isIn(kTags, tag);
+}
 
 bool isWanted(std::uint16_t tag) {
-  constexpr std::uint16_t kOthers[] = {kImageDescription, kXResolution, kYResolution, kResolutionUnit, kXmp, kIptc,
-                                       kExifDirectory,    kIccProfile,  kGpsDirectory};
-  return isExifTag(tag) || std::ranges::find(kOthers, tag) != std::end(kOthers);
+  constexpr std::uint16_t kOthers[] = {kImageDescription, kXmp, kIptc, kExifDirectory, kIccProfile, kGpsDirectory};
+  return isExifTag(tag) || isResolution(tag) || isPrivate(tag) || isIn(kOthers, tag);
+}
+
+// Of the first directory of Exif data. Tags of DNG would make the file one.
+bool isWantedOfExif(std::uint16_t tag) {
+  const bool dng = tag >= 50706 && tag <= 51200;
+  return (!isOfTheFile(tag) && !dng) || tag == kExifDirectory || tag == kGpsDirectory;
 }
 
 // ---- Exif ----------------------------------------------------------------------------------------------------------
@@ -34,12 +69,12 @@ bool isWanted(std::uint16_t tag) {
 // Types of BigTIFF alone have no place in Exif data.
 bool isClassic(const Entry& entry) { return entry.type < kLong8; }
 
-// The directories of Exif data within a file or Exif data.
-Directory exifDirectory(const File& file, const Directory& first) {
+// The directories of Exif data within a file or Exif data, with these entries of the first one.
+Directory exifDirectory(const File& file, const Directory& first, bool (*wanted)(std::uint16_t tag)) {
   Directory exif;
   for (const Entry& entry : first.entries) {
     const bool bad = entry.tag == kOrientation && (file.number(&entry) < 1 || file.number(&entry) > 8);
-    if (isExifTag(entry.tag) && isClassic(entry) && !bad) exif.entries.push_back(entry);
+    if (wanted(entry.tag) && isClassic(entry) && !bad) exif.entries.push_back(entry);
   }
   for (const std::uint16_t tag : {kExifDirectory, kGpsDirectory}) {
     Directory child = file.child(first, tag);
@@ -55,8 +90,19 @@ Directory exifDirectory(const File& file, const Directory& first) {
   return exif;
 }
 
+// Some writers put the primaries of sRGB into every file.
+bool areOfSrgb(const File& file, const Entry& entry) {
+  constexpr double kWhite[] = {0.3127, 0.3290}, kColours[] = {0.64, 0.33, 0.30, 0.60, 0.15, 0.06};
+  std::span<const double> expected = kColours;
+  if (entry.tag == kWhitePoint) expected = kWhite;
+  for (std::size_t i = 0; i < expected.size(); ++i)
+    if (std::abs(file.rational(&entry, i) - expected[i]) > 0.005) return false;
+  return true;
+}
+
 bool saysNothing(const File& file, const Directory& exif) {
   return exif.children.empty() && std::ranges::all_of(exif.entries, [&](const Entry& entry) {
+           if (entry.tag == kWhitePoint || entry.tag == kPrimaries) return areOfSrgb(file, entry);
            return entry.tag == kOrientation && file.number(&entry) == 1;
          });
 }
@@ -87,6 +133,23 @@ void takeResolution(const File& file, const Directory& first, Metadata& metadata
   metadata.horizontalResolution = x * perMetre;
   metadata.verticalResolution = y * perMetre;
   metadata.ratioOnly = unit == kNoUnit;
+}
+
+// As one block for GeoTIFF and one for all others, so that their loss is noted.
+void takePrivate(const Directory& first, Metadata& metadata, Budget& budget) {
+  constexpr int kMaxNamed = 8;
+  int named = 0;
+  MetadataBlock geo = {MetadataKind::other, "GeoTIFF tags", {}}, others = {MetadataKind::other, "TIFF tags", {}};
+  for (const Entry& entry : first.entries) {
+    if (!isPrivate(entry.tag)) continue;
+    budget.charge(1, entry.value.size());
+    MetadataBlock& block = isGeoTiff(entry.tag) ? geo : others;
+    block.bytes.insert(block.bytes.end(), entry.value.begin(), entry.value.end());
+    if (!isGeoTiff(entry.tag) && named++ < kMaxNamed) block.name += ' ' + std::to_string(entry.tag);
+  }
+  if (named > kMaxNamed) others.name += " ...";
+  for (MetadataBlock* const block : {&geo, &others})
+    if (!block->bytes.empty()) metadata.blocks.push_back(std::move(*block));
 }
 
 bool isWhole(double number) { return std::abs(number - std::round(number)) < 1e-6 * number; }
@@ -125,7 +188,7 @@ Metadata metadataOf(const File& file, Budget& budget) {
     metadata.add(kind, "", bytes);
   };
   if (const Entry* const profile = first.find(kIccProfile)) add(MetadataKind::icc, profile->value);
-  const Directory exif = exifDirectory(file, first);
+  const Directory exif = exifDirectory(file, first, isExifTag);
   if (!saysNothing(file, exif)) {
     budget.charge(1, serialisedSize(exif, false));
     const Bytes bytes = serialised(exif, file.little(), false);
@@ -138,6 +201,7 @@ Metadata metadataOf(const File& file, Budget& budget) {
     const std::string text = textOf(*description);
     if (!text.empty()) add(MetadataKind::comment, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
   }
+  takePrivate(first, metadata, budget);
   takeResolution(file, first, metadata);
   return metadata;
 }
@@ -155,27 +219,32 @@ bool wantsLittle(const Metadata* metadata) {
 void addMetadata(Directory& directory, const Metadata* metadata, bool little) {
   if (!metadata) return;
   const Values values(little);
-  std::string comments;
+  std::string text;
+  const auto addText = [&](const std::string& more) { text.append(text.empty() ? "" : "\n").append(more); };
+  const MetadataBlock* const exif = metadata->find(MetadataKind::exif);
+  if (const std::optional<File> file = exif ? File::of(exif->span()) : std::nullopt) {
+    Directory found = exifDirectory(*file, file->first(isWantedOfExif), isWantedOfExif);
+    for (Entry& entry : found.entries) {
+      if (entry.tag == kImageDescription)
+        addText(textOf(entry));
+      else if (!isOfTheFile(entry.tag) && !(isResolution(entry.tag) && metadata->hasResolution()))
+        directory.entries.push_back(std::move(entry));
+    }
+    for (auto& child : found.children) directory.children.push_back(std::move(child));
+  }
   for (const MetadataBlock& block : metadata->blocks) {
     if (block.kind == MetadataKind::icc)
       directory.entries.push_back(Values::bytes(kIccProfile, kUndefined, block.span()));
     if (block.kind == MetadataKind::xmp) directory.entries.push_back(Values::bytes(kXmp, kByte, block.span()));
     if (block.kind == MetadataKind::iptc) directory.entries.push_back(Values::bytes(kIptc, kUndefined, block.span()));
-    if (block.kind == MetadataKind::comment)
-      comments.append(comments.empty() ? "" : "\n").append(block.bytes.begin(), block.bytes.end());
+    if (block.kind == MetadataKind::comment) addText({block.bytes.begin(), block.bytes.end()});
   }
-  if (!comments.empty()) {
-    comments += '\0';
-    directory.entries.push_back(Values::bytes(
-        kImageDescription, kAscii, {reinterpret_cast<const std::uint8_t*>(comments.data()), comments.size()}));
+  if (!text.empty()) {
+    text += '\0';
+    directory.entries.push_back(
+        Values::bytes(kImageDescription, kAscii, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}));
   }
   if (metadata->hasResolution()) addResolution(*metadata, values, directory);
-  const MetadataBlock* const exif = metadata->find(MetadataKind::exif);
-  if (const std::optional<File> file = exif ? File::of(exif->span()) : std::nullopt) {
-    Directory found = exifDirectory(*file, file->first(isWanted));
-    for (Entry& entry : found.entries) directory.entries.push_back(std::move(entry));
-    for (auto& child : found.children) directory.children.push_back(std::move(child));
-  }
 }
 
 }  // namespace moxj::tiff

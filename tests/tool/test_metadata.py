@@ -854,7 +854,9 @@ class Png(MetadataTest):
             for made in chunk(b"tEXt", key + b"\0" + text), chunk(b"zTXt", key + b"\0\0" + zlib.compress(text)):
                 found = blocks_of_jpeg(self.converted(with_chunks(self.made("png"), made), "jpg"))
                 self.assertEqual(found, expected, kind)
-        key, text = raw_profile(b"iptc", IPTC)
+        key, text = raw_profile(b"iptc", IPTC)  # exiftool's name has a space
+        made = chunk(b"tEXt", key + b"\0" + text.replace(b"\niptc\n", b"\nIPTC profile\n"))
+        self.assertEqual(blocks_of_jpeg(self.converted(with_chunks(self.made("png"), made), "jpg")), {"iptc": IPTC})
         for bad in text[:-3] + b"\n", text.replace(b"1c", b"1g"), text.replace(b" 25\n", b" 26\n"), b"\niptc\n", b"":
             data = with_chunks(self.made("png"), chunk(b"tEXt", key + b"\0" + bad))
             result = self.moxj("encode", "-", "-", stdin=data)

@@ -19,7 +19,7 @@ WIDTH, HEIGHT, BITS, COMPRESSION, PHOTOMETRIC, OFFSETS, SAMPLES, ROWS, COUNTS, P
 DESCRIPTION, MAKE, ORIENTATION, X_RESOLUTION, Y_RESOLUTION, UNIT = 270, 271, 274, 282, 283, 296
 PALETTE_COLOURS, TILE_WIDTH, TILE_HEIGHT, TILE_OFFSETS, TILE_COUNTS, INK_SET, EXTRA, FORMAT = (320, 322, 323, 324, 325,
                                                                                                332, 338, 339)
-TABLES, SUBSAMPLING, XMP, IPTC, EXIF, ICC = 347, 530, 700, 33723, 34665, 34675
+PRIMARIES, TABLES, SUBSAMPLING, XMP, IPTC, EXIF, ICC = 319, 347, 530, 700, 33723, 34665, 34675
 PROFILE_SIGNATURE = b"acsp"
 
 
@@ -410,6 +410,49 @@ class Tiff(PlainTest):
                 text = self.expect(OK, "info", "up.tif").decode()
                 self.assertIn("%d x %d pixels" % size, text)
                 self.expect(OK, "decode", "up.tif", "up.ppm")
+
+    def test_nothing_of_exif_data_is_lost(self):
+        """Neither its description and resolution, nor tags that say nothing to TIFF."""
+        tags = {DESCRIPTION: (ASCII, b"of Exif\0"), X_RESOLUTION: (RATIONAL, [(300, 1)]),
+                Y_RESOLUTION: (RATIONAL, [(300, 1)]), UNIT: (SHORT, [2]), 40091: (BYTE, "title\0".encode("utf-16-le")),
+                18246: (SHORT, [4]), PRIMARIES: (RATIONAL, [(n, 1000) for n in (680, 320, 265, 690, 150, 60)]),
+                WIDTH: (LONG, [12345]), PHOTOMETRIC: (SHORT, [6])}
+        exif = b"Exif\0\0" + tiff(tags, [])
+        comment = b"\xff\xfe\0\x0ba comment"
+        self.write("in.ppm", b"P6 8 8 255\n" + bytes(range(192)))
+        self.expect(OK, "encode", "in.ppm", "plain.jpg")
+        plain = self.read("plain.jpg")
+        segments = b"\xff\xe1" + struct.pack(">H", len(exif) + 2) + exif + comment
+        self.write("in.jpg", plain[:2] + segments + plain[20:])
+        self.expect(OK, "decode", "in.jpg", "out.tif")
+        made = self.read("out.tif")
+        for part in b"of Exif\na comment\0", tags[40091][1], struct.pack("<HHII", 18246, SHORT, 1, 4):
+            self.assertIn(part, made)
+        self.assertNotIn(struct.pack("<HHII", WIDTH, LONG, 1, 12345), made)
+        self.assertIn("300 x 300 dpi", self.expect(OK, "info", "out.tif").decode())
+        self.expect(OK, "encode", "out.tif", "back.jpg")
+        back = self.read("back.jpg")
+        for part in b"of Exif\na comment", tags[40091][1], struct.pack("<HHII", 18246, SHORT, 1, 4):
+            self.assertIn(part, back)
+        self.assertIn(struct.pack("<HH", PRIMARIES, RATIONAL), back)
+
+    def test_tags_without_a_place_are_noted(self):
+        tags = {33550: (RATIONAL, [(1, 1)]), 34735: (SHORT, [1, 1, 0, 0]), 50838: (LONG, [7, 8]), 65000: (ASCII, b"x\0")}
+        self.write("in.tif", of_picture(noise(6, 4, 3), 2, tags=tags))
+        lost = "moxj: in.tif: note: metadata dropped: GeoTIFF tags, TIFF tags 50838 65000\n"
+        for name in "out.jpg", "out.jp2":
+            self.expect(OK, "encode", "in.tif", name, error=lost)
+        for name in "out.tif", "out.png":
+            self.expect(OK, "decode", "in.tif", name, error=lost)
+        self.expect(OK, "decode", "in.tif", "out.ppm")
+        self.expect(OK, "decode", "in.tif", "out.png", "--strip")
+
+    def test_primaries_of_srgb_say_nothing(self):
+        tags = {318: (RATIONAL, [(3127, 10000), (3290, 10000)]),
+                PRIMARIES: (RATIONAL, [(n, 100) for n in (64, 33, 30, 60, 15, 6)])}
+        self.write("in.tif", of_picture(noise(6, 4, 3), 2, tags=tags))
+        self.expect(OK, "encode", "in.tif", "out.jpg")
+        self.assertNotIn(b"Exif", self.read("out.jpg"))
 
     def test_pixel_ratio(self):
         tags = {X_RESOLUTION: (RATIONAL, [(2, 1)]), Y_RESOLUTION: (RATIONAL, [(1, 1)]), UNIT: (SHORT, [1])}
