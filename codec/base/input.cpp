@@ -171,6 +171,10 @@ void Input::discard(std::size_t count) {
   state.discarded = end;
 }
 
+void Input::forget() {
+  if (state_->mapped != MAP_FAILED) madvise(state_->mapped, state_->mappable, MADV_DONTNEED);
+}
+
 ByteSpan Input::all(std::uint64_t maxBytes) {
   State& state = *state_;
   if (state.source) {

@@ -41,6 +41,8 @@ class Input {
 
   // The same, but only if nothing has to be copied: empty if the input is neither in memory nor a regular file.
   ByteSpan inPlace();
+  // What of a mapped file is in memory is not needed for now.
+  void forget();
   // The first `count` bytes that inPlace() gave will not be used again: they no longer take memory of the process.
   void discard(std::size_t count);
 

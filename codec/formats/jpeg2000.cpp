@@ -34,7 +34,9 @@ class Reader : public RowSource {
 
   Outcome push(RowSink& sink) override {
     const ByteSpan file = input_.all(maxFileBytes(work_.limits));
-    if (std::optional<Outcome> outcome = j2k::decodeInBands(sink, file, options_, work_)) return std::move(*outcome);
+    const auto forget = [this] { input_.forget(); };
+    if (std::optional<Outcome> outcome = j2k::decodeInBands(sink, file, options_, work_, forget))
+      return std::move(*outcome);
     j2k::Decoded decoded = j2k::decode(file, options_, work_);
     if (options_.upsample) upsample(decoded.picture);
     pushPicture(decoded.picture, sink, work_.progress);

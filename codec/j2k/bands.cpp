@@ -47,8 +47,16 @@ Coord rowsOfBands(const Siz& siz, const DecodeOptions& options, const Budget& bu
 
 class Bands {
  public:
-  Bands(RowSink& sink, ByteSpan file, const DecodeOptions& options, Work& work, const Siz& siz, Coord rows)
-      : sink_(sink), file_(file), options_(options), work_(work), siz_(siz), rows_(rows), progress_(work.progress) {}
+  Bands(RowSink& sink, ByteSpan file, const DecodeOptions& options, Work& work, const Siz& siz, Coord rows,
+        const std::function<void()>& pause)
+      : sink_(sink),
+        file_(file),
+        options_(options),
+        work_(work),
+        siz_(siz),
+        rows_(rows),
+        pause_(pause),
+        progress_(work.progress) {}
 
   Outcome run() {
     const Coord height = siz_.image.height(), count = ceilDiv(height, rows_);
@@ -60,6 +68,7 @@ class Bands {
       const std::uint64_t before = work_.budget.used();
       push(part);
       work_.budget.restore(before);
+      if (pause_) pause_();
     }
     work_.progress = progress_;
     sink_.end();
@@ -118,6 +127,7 @@ class Bands {
   Work& work_;
   const Siz& siz_;
   Coord rows_;
+  const std::function<void()>& pause_;
   const Progress progress_;
   Picture layout_;
   Outcome outcome_;
@@ -126,13 +136,14 @@ class Bands {
 
 }  // namespace
 
-std::optional<Outcome> decodeInBands(RowSink& sink, ByteSpan file, const DecodeOptions& options, Work& work) {
+std::optional<Outcome> decodeInBands(RowSink& sink, ByteSpan file, const DecodeOptions& options, Work& work,
+                                     const std::function<void()>& pause) {
   const Siz siz = parseCodestream(readBoxes(file).codestream).siz;
   const Coord rows = rowsOfBands(siz, options, work.budget);
   if (rows >= siz.image.height()) return std::nullopt;
   const Rect shown = reducedRect(siz.image, options.reduce);
   work.limits.check(static_cast<std::uint64_t>(shown.width()), static_cast<std::uint64_t>(shown.height()));
-  return Bands(sink, file, options, work, siz, rows).run();
+  return Bands(sink, file, options, work, siz, rows, pause).run();
 }
 
 }  // namespace moxj::j2k

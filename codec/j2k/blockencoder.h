@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "base/library.h"
@@ -30,6 +31,7 @@ struct CodedBlock {
   std::uint32_t magnitudeBits = 0;  // of all coefficients, without leading zeros
   double error = 0;                 // the picture's squared error if no pass is taken, if it was measured
   std::vector<std::uint8_t> data;
+  std::optional<std::uint64_t> stored;  // instead of `data`: where its bytes are in Encoder's temporary file
   std::vector<std::uint32_t> segmentStarts;
   std::vector<Pass> passes;
   std::vector<HullPoint> hull;      // in order of decreasing slope

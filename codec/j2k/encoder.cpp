@@ -18,10 +18,12 @@ namespace moxj::j2k {
 
 namespace {
 
-// What a block costs in memory if it has so many passes.
+// What a block costs in memory if it has so many passes. Each of its five vectors has a header of the allocator, and
+// small ones are rounded up.
 std::uint64_t costOf(const CodedBlock& coded, std::size_t passes, std::size_t hull) {
-  const std::uint64_t data = passes == 0 ? 0 : coded.passes[passes - 1].end;
-  return sizeof coded + data + passes * sizeof(Pass) + hull * sizeof(HullPoint) + coded.taken.size();
+  const std::uint64_t data = passes == 0 || coded.stored ? 0 : coded.passes[passes - 1].end;
+  constexpr std::uint64_t kAllocations = 5 * 16 + 64;
+  return sizeof coded + kAllocations + data + passes * sizeof(Pass) + hull * sizeof(HullPoint) + coded.taken.size();
 }
 
 // The points of the hull that are at least as steep.
@@ -103,7 +105,7 @@ Tile& Encoder::addTile() { return tiles_.emplace_back(makeTile(siz_, params_, ne
 void Encoder::choose() {
   writeHeaders();
   for (Tile& tile : tiles_)
-    writers_.emplace_back(tile, next_ - static_cast<Coord>(tiles_.size() - writers_.size()), siz_, options_,
+    writers_.emplace_back(tile, next_ - static_cast<Coord>(tiles_.size() - writers_.size()), siz_, options_, scratch_,
                           job_.budget);
   chooseLayers();
 }
@@ -246,9 +248,12 @@ void Encoder::charge(CodedBlock& coded) {
   coded.taken.assign(static_cast<std::size_t>(options_.layers), 0);
   // Without a choice of passes nobody asks for their gains.
   if (writesDirectly(options_)) cut(coded.hull, 0);
+  coded.passes.shrink_to_fit();
+  coded.hull.shrink_to_fit();
   const std::uint64_t cost = costOf(coded, coded.passes.size(), coded.hull.size());
   job_.budget.charge(1, cost);
   charged_ += cost;
+  if (!coded.passes.empty()) data_ += coded.passes.back().end;
 }
 
 // Of the memory that nothing else takes or will take, a quarter stays free. If the blocks so far take more than the
@@ -289,6 +294,23 @@ void Encoder::economise(std::uint64_t reserve) {
   charged_ = cost;
 }
 
+// What economise() truncates must not be stored. The bytes stay in memory as long as they take at most three quarters
+// of what nothing else takes or will take.
+void Encoder::store(std::uint64_t reserve) {
+  constexpr std::uint64_t kWorthwhile = std::uint64_t{64} << 10;
+  const std::uint64_t free = job_.budget.left() + data_, share = (free - std::min(reserve, free)) / 4 * 3;
+  if ((options_.goals.given() && !options_.lossless) || data_ <= std::max(share, kWorthwhile)) return;
+  if (!scratch_.open()) return;  // the memory may still suffice
+  for (CodedBlock& coded : coded_) {
+    if (coded.data.empty() || coded.taken.empty()) continue;
+    coded.stored = scratch_.append(coded.data);
+    cut(coded.data, 0);
+  }
+  job_.budget.release(data_);
+  charged_ -= std::min(data_, charged_);
+  data_ = 0;
+}
+
 bool Encoder::writesDirectly(const EncodeOptions& options) {
   return !options.goals.given() && options.layers == 1 && !options.tlm;
 }
@@ -309,10 +331,10 @@ void Encoder::writeStart(Output& output) {
 
 void Encoder::writeTile(Output& output) {
   for (CodedBlock& coded : coded_) coded.taken[0] = static_cast<std::uint8_t>(coded.passes.size());
-  PacketWriter(tiles_.back(), next_ - 1, siz_, options_, job_.budget).write(1, output, job_.budget);
+  PacketWriter(tiles_.back(), next_ - 1, siz_, options_, scratch_, job_.budget).write(1, output, job_.budget);
   tiles_.clear();
   coded_.clear();
-  charged_ = 0;
+  charged_ = data_ = 0;
 }
 
 void Encoder::writeEnd(Output& output) {

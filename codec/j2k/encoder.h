@@ -8,6 +8,7 @@
 #include <span>
 #include <vector>
 
+#include "base/scratchfile.h"
 #include "j2k/j2k.h"
 #include "j2k/packetwriter.h"
 #include "j2k/ratecontrol.h"
@@ -58,6 +59,8 @@ class Encoder {
   // Limits the memory for coded blocks by leaving out the passes that gain least per byte, so that `reserve` bytes are
   // left for the next ones. Only with a goal.
   void economise(std::uint64_t reserve = 0);
+  // The same for files without loss: moves the bytes of the blocks into a temporary file.
+  void store(std::uint64_t reserve = 0);
 
   // Whether tiles need not wait for each other: writeTile() writes the tile that was added last, and forgets it.
   static bool writesDirectly(const EncodeOptions& options);
@@ -111,7 +114,9 @@ class Encoder {
   CodedSize size_;
   bool reached_ = true;
   std::uint64_t charged_ = 0;  // for coded blocks
-  double leastSlope_ = 0;      // of passes that are kept
+  std::uint64_t data_ = 0;     // of that, for bytes that could be stored
+  ScratchFile scratch_;
+  double leastSlope_ = 0;  // of passes that are kept
   // For codeMore(): the samples, or a single tile after its transform.
   std::optional<PictureRows> rows_;
   std::vector<TilePlane> planes_;

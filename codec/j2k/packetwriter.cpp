@@ -63,7 +63,8 @@ void putLengths(HeaderWriter& bits, Block& block, int from, int to) {
   });
 }
 
-constexpr std::size_t kMaxParts = 255;  // of a tile
+constexpr std::size_t kMaxParts = 255;                                           // of a tile
+constexpr std::uint64_t kBuffer = std::uint64_t{4} << 20, kChunk = kBuffer / 8;  // for what is written at once
 
 // SOP, with the number of the packet in its tile.
 void putStart(Bytes& file, int number) {
@@ -75,8 +76,9 @@ void putStart(Bytes& file, int number) {
 
 }  // namespace
 
-PacketWriter::PacketWriter(Tile& tile, Coord number, const Siz& siz, const EncodeOptions& options, Budget& budget)
-    : tile_(tile), number_(static_cast<int>(number)), options_(options) {
+PacketWriter::PacketWriter(Tile& tile, Coord number, const Siz& siz, const EncodeOptions& options,
+                           const ScratchFile& scratch, Budget& budget)
+    : tile_(tile), number_(static_cast<int>(number)), options_(options), scratch_(scratch) {
   forEachPacket(tile, siz, budget, [&](const PacketPlace& place) {
     order_.push_back(place);
     return true;
@@ -147,22 +149,30 @@ std::uint64_t PacketWriter::writeHeader(const PacketPlace& place, Bytes& header)
   return body;
 }
 
-void PacketWriter::writeBodies(const PacketPlace& place, Bytes& file) {
+// With an output, what is complete of a large packet goes there.
+void PacketWriter::writeBodies(const PacketPlace& place, Bytes& file, Output* output) {
   for (const PrecinctBand& band : precinctOf(place).bands)
     for (const Block& block : band.blocks) {
       const CodedBlock& coded = *block.coded;
-      forEachPiece(
-          coded, takenBefore(coded, place.layer), coded.taken[static_cast<std::size_t>(place.layer)],
-          [&](int, std::uint32_t begin, std::uint32_t end) { file.append(coded.data.data() + begin, end - begin); });
+      forEachPiece(coded, takenBefore(coded, place.layer), coded.taken[static_cast<std::size_t>(place.layer)],
+                   [&](int, std::uint32_t begin, std::uint32_t end) {
+                     if (!coded.stored) return file.append(coded.data.data() + begin, end - begin);
+                     const std::size_t at = file.size();
+                     file.resize(at + end - begin);
+                     scratch_.read(*coded.stored + begin, file.data() + at, end - begin);
+                   });
+      if (!output || file.size() < kChunk) continue;
+      output->write({file.data(), file.size()});
+      file.clear();
     }
 }
 
-void PacketWriter::writePacket(const PacketPlace& place, Bytes& file) {
+void PacketWriter::writePacket(const PacketPlace& place, Bytes& file, Output* output) {
   if (options_.sop) putStart(file, packets_);
   ++packets_;
   writeHeader(place, file);
   if (options_.eph) ByteWriter(file).u16(marker::eph);
-  writeBodies(place, file);
+  writeBodies(place, file, output);
 }
 
 bool PacketWriter::beginsPart(const PacketPlace& before, const PacketPlace& place) const {
@@ -218,7 +228,6 @@ Bytes PacketWriter::headerOf(std::size_t part, std::size_t parts, std::uint64_t 
 // The header of a tile-part has its size. A small tile waits for it in memory; of a large one all packet headers are
 // coded twice, first for the size alone.
 void PacketWriter::write(int layers, Output& output, Budget& budget) {
-  constexpr std::uint64_t kBuffer = std::uint64_t{4} << 20, kChunk = kBuffer / 8;
   const std::vector<Part> parts = partsOf(layers);
   const std::uint64_t expected = bodyBytes(layers) * 17 / 16;  // packet headers included
   const bool small = expected <= kBuffer;
@@ -241,11 +250,8 @@ void PacketWriter::write(int layers, Output& output, Budget& budget) {
     for (std::size_t at = parts[i].begin; at < parts[i].end; ++at) {
       if (order_[at].layer >= layers) continue;
       const std::size_t before = packets.size();
-      writePacket(order_[at], packets);
-      if (options_.plt) lengths_.push_back(static_cast<std::uint32_t>(packets.size() - before));
-      if (small || packets.size() < kChunk) continue;
-      output.write({packets.data(), packets.size()});
-      packets.clear();
+      writePacket(order_[at], packets, small ? nullptr : &output);
+      if (small && options_.plt) lengths_.push_back(static_cast<std::uint32_t>(packets.size() - before));
     }
     if (small) headers[i] = headerOf(i, parts.size(), packets.size());
     output.write(small ? ByteSpan{headers[i].data(), headers[i].size()} : ByteSpan{}, {packets.data(), packets.size()});
@@ -287,8 +293,8 @@ std::uint32_t PacketWriter::codePacket(const PacketPlace& place, bool keep) {
     }
     band.inclusion.make();
   }
-  scratch_.clear();
-  const std::uint64_t body = writeHeader(place, scratch_);
+  packetHeader_.clear();
+  const std::uint64_t body = writeHeader(place, packetHeader_);
   for (std::size_t b = 0; b < before.size(); ++b) {
     PrecinctBand& band = precinct.bands[b];
     band.inclusion = std::move(before[b].inclusion);
@@ -296,7 +302,7 @@ std::uint32_t PacketWriter::codePacket(const PacketPlace& place, bool keep) {
     for (std::size_t i = 0; i < band.blocks.size(); ++i)
       std::tie(band.blocks[i].included, band.blocks[i].lengthBits) = before[b].blocks[i];
   }
-  return static_cast<std::uint32_t>(body + scratch_.size() + (options_.sop ? 6 : 0) + (options_.eph ? 2 : 0));
+  return static_cast<std::uint32_t>(body + packetHeader_.size() + (options_.sop ? 6 : 0) + (options_.eph ? 2 : 0));
 }
 
 // The sizes of the packets of a layer. A packet whose blocks have the same passes as before is not coded again.

@@ -6,6 +6,7 @@
 #include "base/budget.h"
 #include "base/bytes.h"
 #include "base/input.h"
+#include "base/scratchfile.h"
 #include "j2k/j2k.h"
 #include "j2k/packetorder.h"
 #include "j2k/tile.h"
@@ -14,8 +15,9 @@ namespace moxj::j2k {
 
 class PacketWriter {
  public:
-  // `tile` is the number of the tile.
-  PacketWriter(Tile& tile, Coord number, const Siz& siz, const EncodeOptions& options, Budget& budget);
+  // `number` is that of the tile; `scratch` has what is stored of its code-blocks.
+  PacketWriter(Tile& tile, Coord number, const Siz& siz, const EncodeOptions& options, const ScratchFile& scratch,
+               Budget& budget);
 
   // The passes of the first `layers` layers are chosen: size() of one more layer codes the headers of that layer alone.
   void settle(int layers);
@@ -50,17 +52,18 @@ class PacketWriter {
   void measureAll(int layers);
   std::uint64_t bodyBytes(int layers) const;
   Bytes headerOf(std::size_t part, std::size_t parts, std::uint64_t packetBytes) const;
-  void writePacket(const PacketPlace& place, Bytes& file);
+  void writePacket(const PacketPlace& place, Bytes& file, Output* output);
   std::uint64_t writeHeader(const PacketPlace& place, Bytes& header);  // returns the size of the body
-  void writeBodies(const PacketPlace& place, Bytes& file);
+  void writeBodies(const PacketPlace& place, Bytes& file, Output* output);
   Precinct& precinctOf(const PacketPlace& place);
 
   Tile& tile_;
   int number_;
   const EncodeOptions& options_;
+  const ScratchFile& scratch_;
   std::vector<PacketPlace> order_;
   int packets_ = 0;  // written so far, for SOP
-  Bytes scratch_;
+  Bytes packetHeader_;
   std::vector<std::uint32_t> lengths_;  // of the packets of a part
   // For size(): the headers of the first settled_ layers are coded, and what is known of the next one.
   struct LayerPacket {

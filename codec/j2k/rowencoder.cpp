@@ -1,6 +1,7 @@
 // Two ways to do without the whole picture. With several tiles, the rows of a row of tiles are collected, and its tiles
 // are coded when the last of them has come. A single tile is transformed in strips, and a row of code-blocks is coded
-// when the rows of its band are there. What stays is the code-blocks, or nothing if a tile can be written at once.
+// when the rows of its band are there. What stays is the code-blocks, or nothing if a tile can be written at once;
+// their bytes move into a temporary file if memory runs out.
 #include <algorithm>
 #include <cstring>
 #include <map>
@@ -37,6 +38,10 @@ class TileRows {
       reserve_ += 2 * TilePlane::bytes(ceilDiv(siz.tileWidth, size.dx), ceilDiv(siz.tileHeight, size.dy));
     begin(0);
   }
+
+  TileRows(const TileRows&) = delete;
+  TileRows& operator=(const TileRows&) = delete;
+  ~TileRows() { work_.budget.release(buffer_.bytes()); }
 
   void rows(const Picture& band) {
     std::vector<Coord> used(band.planes.size());
@@ -101,6 +106,7 @@ class TileRows {
         work_.budget.restore(before);
       } else {
         encoder_.economise(reserve_);
+        encoder_.store(reserve_);
       }
     }
     ++next_;
@@ -162,8 +168,13 @@ class TileStrips {
         work_(work),
         tile_(encoder.addTile()),
         rows_(std::max(kRows / rowMultiple(layout), 1) * rowMultiple(layout)) {
+    const std::uint64_t before = work.budget.used();
     for (std::size_t c = 0; c < tile_.components.size(); ++c) addComponent(c);
+    charged_ = work.budget.used() - before;
   }
+  TileStrips(const TileStrips&) = delete;
+  TileStrips& operator=(const TileStrips&) = delete;
+  ~TileStrips() { work_.budget.release(charged_); }
 
   void rows(const Picture& band) {
     for (int y = 0; y < band.height; y += rows_) chunk(band.band(y, std::min(rows_, band.height - y)));
@@ -229,6 +240,7 @@ class TileStrips {
     for (const BandRows::Member& member : members) encoder_.charge(*member.coded);
     rows.drop();
     encoder_.economise();
+    encoder_.store();
   }
 
   const EncodeOptions& options_;
@@ -236,6 +248,7 @@ class TileStrips {
   Work& work_;
   Tile& tile_;
   int rows_;
+  std::uint64_t charged_ = 0;
   std::vector<std::unique_ptr<ComponentJobs>> jobs_;
   std::vector<std::vector<std::unique_ptr<BandRows>>> bands_;  // of each component, by Band::index
   std::vector<std::unique_ptr<StripTransform>> transforms_;
@@ -272,8 +285,13 @@ struct RowEncoder::State {
 };
 
 void RowEncoder::State::finish() {
+  constexpr std::uint64_t kWriting = std::uint64_t{8} << 20;  // for what chooses and writes packets
+  const bool single = strips.has_value();
+  tiles.reset();
+  strips.reset();
+  encoder.store(kWriting);
   if (direct) {
-    if (strips) encoder.writeTile(output);
+    if (single) encoder.writeTile(output);
     return encoder.writeEnd(output);
   }
   encoder.choose();

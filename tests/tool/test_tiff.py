@@ -437,7 +437,8 @@ class Tiff(PlainTest):
         self.assertIn(struct.pack("<HH", PRIMARIES, RATIONAL), back)
 
     def test_tags_without_a_place_are_noted(self):
-        tags = {33550: (RATIONAL, [(1, 1)]), 34735: (SHORT, [1, 1, 0, 0]), 50838: (LONG, [7, 8]), 65000: (ASCII, b"x\0")}
+        tags = {33550: (RATIONAL, [(1, 1)]), 34735: (SHORT, [1, 1, 0, 0]), 50838: (LONG, [7, 8]),
+                65000: (ASCII, b"x\0")}
         self.write("in.tif", of_picture(noise(6, 4, 3), 2, tags=tags))
         lost = "moxj: in.tif: note: metadata dropped: GeoTIFF tags, TIFF tags 50838 65000\n"
         for name in "out.jpg", "out.jp2":
