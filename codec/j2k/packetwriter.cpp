@@ -302,7 +302,8 @@ std::uint32_t PacketWriter::codePacket(const PacketPlace& place, bool keep) {
     for (std::size_t i = 0; i < band.blocks.size(); ++i)
       std::tie(band.blocks[i].included, band.blocks[i].lengthBits) = before[b].blocks[i];
   }
-  return static_cast<std::uint32_t>(body + packetHeader_.size() + (options_.sop ? 6 : 0) + (options_.eph ? 2 : 0));
+  const std::uint64_t size = body + packetHeader_.size() + (options_.sop ? 6 : 0) + (options_.eph ? 2 : 0);
+  return static_cast<std::uint32_t>(std::min<std::uint64_t>(size, UINT32_MAX));  // then its tile-part is too large
 }
 
 // The sizes of the packets of a layer. A packet whose blocks have the same passes as before is not coded again.
