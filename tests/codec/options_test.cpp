@@ -412,9 +412,9 @@ TEST(Options, OrientTurnsThePicture) {
 // Each kind that a format has a place for. In others there is nothing to drop.
 TEST(Options, StripDropsMetadata) {
   const std::pair<std::int32_t, std::string> kinds[] = {
-      {moxcStripAll, " jpg jp2 png "}, {moxcStripIcc, " jpg png "},      {moxcStripExif, " jpg jp2 png "},
-      {moxcStripXmp, " jpg jp2 png "}, {moxcStripIptc, " jpg jp2 png "}, {moxcStripComment, " jpg png "},
-      {moxcStripOther, " jpg "},       {moxcStripResolution, " "}};
+      {moxcStripAll, " jpg jp2 j2k png "}, {moxcStripIcc, " jpg png "},      {moxcStripExif, " jpg jp2 png "},
+      {moxcStripXmp, " jpg jp2 png "},     {moxcStripIptc, " jpg jp2 png "}, {moxcStripComment, " jpg jp2 j2k png "},
+      {moxcStripOther, " jpg "},           {moxcStripResolution, " "}};
   const Bytes file = described(picture(moxcRgb, 40, 30), "jpg");
   const MoxcSource from = source(file);
   for (const auto& [strip, formats] : kinds) {

@@ -135,14 +135,14 @@ class RoundTrips(ToolTest):
         found = {each.pop("SourceFile"): each for each in json.loads(result.stdout)}
         self.assertEqual(found.keys(), trips.keys())
         for name, (source, target, upright) in trips.items():
-            tags, lost = found[name], TARGETS[target][4]
+            tags = found[name]
             density = (11811, 5906)[upright and source.orientation > 4]
             expected = {"Orientation": 1 if upright else source.orientation, "Make": "Maker", "Format": "image/jpeg",
                         "Caption-Abstract": "A caption .", "Comment": metadata.COMMENT.decode()}
             if "icc" in source.blocks:
                 expected["ProfileDescription"] = {"GRAY": "Grey"}.get(source.icc()[16:20].decode()) or (
                     "Display P3" if source.profile == "wide" else "sRGB")
-            if "comment" in lost:
+            if target == "jp2":  # exiftool does not look into codestreams
                 del expected["Comment"]
             if target == "png":
                 expected["PixelsPerUnitX"] = density
