@@ -95,7 +95,7 @@ def _parser():
         for limit in "max-pixels", "max-memory", "max-scans":
             each.add_argument("--" + limit, type=int, metavar="N", help="refuse more")
         if name != "info":
-            each.add_argument("--threads", type=int, default=1, metavar="N", help="threads, used by JPEG and JPEG 2000 (1)")
+            each.add_argument("--threads", type=int, default=1, metavar="N", help="threads (1)")
     return parser
 
 
