@@ -205,7 +205,7 @@ constexpr Option kOptions[] = {
      [](S& s, Text text) { return useScaled(text, 1000, kMaxPixels, s.limits.maxPixels); }},
     {kReaders, "--max-memory", "N[k|M|G]", "Memory limit in bytes; k, M, G: powers of 1024; default 1G",
      [](S& s, Text text) { return useScaled(text, 1024, kMaxMemory, s.limits.maxMemory); }},
-    {kPixelReaders, "--threads", "N", "Threads per picture, used by JPEG and JPEG 2000; default one per processor",
+    {kPixelReaders, "--threads", "N", "Threads per picture; default one per processor",
      [](S& s, Text text) { return useNumber(text, 1, kMaxThreads, s.threads); }},
     {kReaders, "--quiet", "", "Print warnings and errors only, no notes and no progress",
      [](S& s, Text) { return given(s.quiet); }},
