@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Checks the Markdown files of the project: links lead somewhere, and the options that tables for users of other tools
-name exist. usage: check.py links | options MOXJ | --self"""
+"""Checks the Markdown files of the project: links lead somewhere, code blocks can be run, and the options that tables
+for users of other tools name exist. usage: check.py links | options MOXJ | --self"""
 
 import pathlib
 import re
@@ -39,6 +39,18 @@ def broken_links(root):
                 yield f"{path.relative_to(root)}: {target}: there is no such heading"
 
 
+def unrun_code(root):
+    """Code blocks that tests/documents/run.py would not find: indented, or without a known language."""
+    for path in documents(root):
+        text = path.read_text(encoding="utf-8")
+        for match in re.finditer(r"^```(\S*)[^\n]*\n.*?^```", text, re.M | re.S):
+            if match[1] not in {"c", "python", "sh", "cmake", "output", "text"}:
+                yield f"{path.relative_to(root)}: a code block of the language '{match[1]}'"
+        plain = re.sub(r"^```.*?^```", "", text, flags=re.M | re.S)
+        if re.search(r"(?:^|\n\n)(?![-*0-9 ])[^\n]+(?:\n[^\n]+)*\n\n    \S", plain):
+            yield f"{path.relative_to(root)}: an indented code block: fence it, with its language"
+
+
 def unknown_options(text, help_of):
     """Of each section "## tool: `moxj COMMAND ..." the options in the second column that the command does not have."""
     for section in re.split(r"^## ", text, flags=re.M)[1:]:
@@ -60,6 +72,10 @@ def self_test():
         (root / "c.md").write_text("[u](a.md#one-two)\n```\n# no\n```\n")
         assert list(broken_links(root)) == ["a.md: b.md: there is no such file",
                                             "a.md: c.md#no: there is no such heading"]
+        (root / "a.md").write_text("- list\n\n    of it\n\ntext\n\n```sh\nx\n```\n")
+        (root / "c.md").write_text("text\n\n    x\n\n```\ny\n```\n")
+        assert list(unrun_code(root)) == ["c.md: a code block of the language ''",
+                                          "c.md: an indented code block: fence it, with its language"]
     text = "## x: `moxj encode`\n| a | `--good`, `--bad` | |\n| a | `-o` | |\n## y\n| a | `--other` | |\n"
     assert list(unknown_options(text, lambda command: "  --good N  help\n  -o FILE  help\n")) == [
         "encode has no option --bad"]
@@ -69,7 +85,7 @@ def main():
     if sys.argv[1:] == ["--self"]:
         return self_test()
     if sys.argv[1:] == ["links"]:
-        complaints = list(broken_links(ROOT))
+        complaints = [*broken_links(ROOT), *unrun_code(ROOT)]
     elif len(sys.argv) == 3 and sys.argv[1] == "options":
         text = (ROOT / "docs/from-other-tools.md").read_text(encoding="utf-8")
         complaints = list(unknown_options(text, lambda command: subprocess.run(
