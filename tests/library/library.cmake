@@ -10,6 +10,15 @@ foreach(what names needs data headers)
   set_tests_properties(library-${what} PROPERTIES ENVIRONMENT "${library_environment}")
 endforeach()
 
+# The interfaces beside what they were, on the processor that the files were recorded on.
+find_program(MOXJ_ABIDW abidw)
+mark_as_advanced(MOXJ_ABIDW)
+if(MOXJ_ABIDW AND MOXJ_X86_64 AND TARGET moxcodec-shared)
+  add_test(NAME library-abi COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/abi/check $<TARGET_FILE:moxj-shared>
+    $<TARGET_FILE:moxcore-shared> $<TARGET_FILE:moxcodec-shared>)
+  set_tests_properties(library-abi PROPERTIES ENVIRONMENT "${library_environment}")
+endif()
+
 # The objects as the build links them, for other linkers. Bytecode for link-time optimisation is not for all of these.
 if(NOT CMAKE_CROSSCOMPILING AND NOT CMAKE_INTERPROCEDURAL_OPTIMIZATION AND NOT CMAKE_CXX_FLAGS MATCHES "-flto")
   foreach(target IN LISTS MOXJ_TARGETS ITEMS frame)
