@@ -1,8 +1,9 @@
 # What machine the build is for: its kernel targets, and the options that every object of the libraries shares.
 include(CheckCXXSourceCompiles)
 
-if(WIN32 OR APPLE)
-  message(FATAL_ERROR "libmoxj is for systems with ELF files (Linux): its kernels are isolated by tools for these")
+if(APPLE OR (WIN32 AND NOT (MINGW AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")))
+  message(FATAL_ERROR
+    "libmoxj's kernels are isolated by tools for ELF files (Linux), or by those of MinGW-w64 with g++ (Windows)")
 endif()
 if(NOT CMAKE_NM OR NOT CMAKE_OBJCOPY)
   message(FATAL_ERROR "libmoxj needs nm and objcopy (GNU's or LLVM's) to isolate its kernels")
@@ -48,6 +49,13 @@ set(MOXJ_TARGET_OPTIONS_avx2 -mavx2 -mbmi -mbmi2 -mlzcnt -mpopcnt)
 # The AVX-512 headers of g++ 12 use undefined values on purpose and are warned about.
 set(MOXJ_TARGET_OPTIONS_avx512 ${MOXJ_TARGET_OPTIONS_avx2} -mavx512f -mavx512bw -mavx512dq -mavx512vl -mavx512vnni
   -mavx512vbmi -mavx512vbmi2 -Wno-uninitialized $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
+
+if(WIN32)
+  # The stack is aligned to 16 bytes only, and g++ stores whole vectors there with aligned moves.
+  foreach(target avx2 avx512)
+    list(APPEND MOXJ_TARGET_OPTIONS_${target} -Wa,-muse-unaligned-vector-move)
+  endforeach()
+endif()
 
 set(MOXJ_LIBRARY_OPTIONS -fno-exceptions -fno-rtti -fno-math-errno)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")

@@ -34,7 +34,7 @@ void forEachRow(MoxRoiSize roi, const Row& row) {
     for (int y = 0; y < roi.height; y++) row(y);
     return;
   }
-  const int32_t wanted = threads_omp_of_n_mox;
+  [[maybe_unused]] const int32_t wanted = threads_omp_of_n_mox;
 #pragma omp parallel for schedule(static) num_threads(wanted < 1 ? 1 : wanted)
   for (int y = 0; y < roi.height; y++) row(y);
 }
