@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Checks the Markdown files of the project: links lead somewhere, code blocks can be run, and the options that tables
-for users of other tools name exist. usage: check.py links | options MOXJ | --self"""
+for users of other tools name exist. usage: check.py links | options MOXJ | formats MOXJ | --self"""
 
 import pathlib
 import re
@@ -64,6 +64,38 @@ def unknown_options(text, help_of):
                     yield f"{command[1]} has no option {option}"
 
 
+def table_of_formats(text):
+    """The first table of docs/formats.md: (label, extensions, whether it is read, whether it is written)."""
+    for row in re.findall(r"^\| ([^|]+) \| ((?:`\.\w+` ?)+)\| ([^|]+) \| ([^|]+) \|$", text, re.M):
+        yield row[0].split(",")[0], re.findall(r"\.(\w+)", row[1]), row[2] != "-", row[3] != "-"
+
+
+def wrong_formats(text, moxj, folder):
+    """Where the table differs from what the tool does and says: each extension is written, and read again."""
+    table = list(table_of_formats(text))
+    helps = {command: moxj(command, "--help").stdout for command in ("encode", "decode")}
+    read = set(re.split(r", | or ", re.search(r"Reads ([^;]*);", helps["decode"])[1].replace("\n", " ")))
+    written = {name for text in helps.values()
+               for name in re.split(r", | or ", re.search(r"writes ([^.]*)\.", text)[1].replace("\n", " "))}
+    if read != {label for label, _, reads, _ in table if reads and " or " not in label}:
+        yield f"read are {sorted(read)}"
+    if written != {extensions[0] for _, extensions, _, writes in table if writes}:
+        yield f"written are {sorted(written)}"
+    picture = folder / "grey.pgm"
+    picture.write_bytes(b"P5 9 7 255\n" + bytes(63))
+    for label, extensions, reads, _ in table:
+        for extension in extensions:
+            file = folder / f"out.{extension}"
+            command = "encode" if label.startswith("JPEG") else "decode"
+            if moxj(command, picture, file).returncode != 0:
+                yield f".{extension}: not written"
+            described = re.match(r"format +(.*)", moxj("info", file).stdout)
+            if bool(described) != reads:
+                yield f".{extension}: {'not ' if reads else ''}read"
+            elif reads and not any(described[1].startswith(name) for name in label.split(" or ")):
+                yield f".{extension}: is {described[1]}"
+
+
 def self_test():
     with tempfile.TemporaryDirectory() as folder:
         root = pathlib.Path(folder)
@@ -76,6 +108,11 @@ def self_test():
         (root / "c.md").write_text("text\n\n    x\n\n```\ny\n```\n")
         assert list(unrun_code(root)) == ["c.md: a code block of the language ''",
                                           "c.md: an indented code block: fence it, with its language"]
+        table = "| format | | | |\n| A, x | `.a` `.b` | yes | - |\n| B or A | `.c` | - | yes |\n"
+        assert list(table_of_formats(table)) == [("A", ["a", "b"], True, False), ("B or A", ["c"], False, True)]
+        answer = subprocess.CompletedProcess([], 0, "Reads A; writes c or d.\nformat A\n", "")
+        assert list(wrong_formats(table, lambda *words: answer, root)) == ["written are ['c', 'd']", ".a: not read",
+                                                                           ".b: not read"]
     text = "## x: `moxj encode`\n| a | `--good`, `--bad` | |\n| a | `-o` | |\n## y\n| a | `--other` | |\n"
     assert list(unknown_options(text, lambda command: "  --good N  help\n  -o FILE  help\n")) == [
         "encode has no option --bad"]
@@ -86,6 +123,11 @@ def main():
         return self_test()
     if sys.argv[1:] == ["links"]:
         complaints = [*broken_links(ROOT), *unrun_code(ROOT)]
+    elif len(sys.argv) == 3 and sys.argv[1] == "formats":
+        with tempfile.TemporaryDirectory() as folder:
+            complaints = list(wrong_formats(
+                (ROOT / "docs/formats.md").read_text(encoding="utf-8"), lambda *words: subprocess.run(
+                    [sys.argv[2], *words], capture_output=True, text=True, check=False), pathlib.Path(folder)))
     elif len(sys.argv) == 3 and sys.argv[1] == "options":
         text = (ROOT / "docs/from-other-tools.md").read_text(encoding="utf-8")
         complaints = list(unknown_options(text, lambda command: subprocess.run(

@@ -4,6 +4,7 @@ add_test(NAME documents-links COMMAND sh -c "${check} links")
 add_test(NAME documents-self COMMAND sh -c "${check} --self")
 if(TARGET moxj)
   add_test(NAME documents-options COMMAND sh -c "${check} options $<TARGET_FILE:moxj>")
+  add_test(NAME documents-formats COMMAND sh -c "${check} formats $<TARGET_FILE:moxj>")
 endif()
 
 if(NOT TARGET moxj OR MOXJ_SANITIZE OR CMAKE_CROSSCOMPILING OR MOXJ_MACHINE_OPTIONS)
