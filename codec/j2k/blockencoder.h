@@ -34,12 +34,13 @@ struct CodedBlock {
   std::optional<std::uint64_t> stored;  // instead of `data`: where its bytes are in Encoder's temporary file
   std::vector<std::uint32_t> segmentStarts;
   std::vector<Pass> passes;
-  std::vector<HullPoint> hull;      // in order of decreasing slope
-  double floor = kComplete;         // `hull` has all points that are steeper
-  int codedPasses = 0;              // `passes`, and those whose end is not known
-  std::uint32_t bytes = 0;          // all passes take at least so many
-  double gain = 0;                  // the coded passes reduce the error by this at most
-  std::vector<std::uint8_t> taken;  // for each layer: the number of passes in it and the layers before
+  std::vector<HullPoint> hull;            // in order of decreasing slope
+  double floor = kComplete;               // `hull` has all points that are steeper
+  int codedPasses = 0;                    // `passes`, and those whose end is not known
+  std::uint32_t bytes = 0;                // all passes take at least so many
+  double gain = 0;                        // the coded passes reduce the error by this at most
+  std::vector<std::uint8_t> taken;        // for each layer: the number of passes in it and the layers before
+  std::uint8_t* packetChanged = nullptr;  // to be set when passes of the layer that is being chosen change
 
   bool isComplete() const { return floor == kComplete; }
 };

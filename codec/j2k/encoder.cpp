@@ -81,7 +81,7 @@ Encoder::~Encoder() = default;
 
 bool Encoder::code(const Picture& picture, const std::function<void()>& loaded, std::uint64_t maxBytes) {
   size_.max = maxBytes;
-  rows_.emplace(picture, std::vector<Coord>(picture.planes.size()));
+  rows_.emplace(PictureRows{picture, std::vector<Coord>(picture.planes.size())});
   const bool parts = codesParts(picture);
   const Coord tiles = siz_.tiles();
   for (Coord index = 0; index < tiles; ++index) {
@@ -106,7 +106,7 @@ void Encoder::choose() {
   writeHeaders();
   for (Tile& tile : tiles_)
     writers_.emplace_back(tile, next_ - static_cast<Coord>(tiles_.size() - writers_.size()), siz_, options_, scratch_,
-                          job_.budget);
+                          job_.budget, job_.workers);
   chooseLayers();
 }
 
@@ -331,7 +331,8 @@ void Encoder::writeStart(Output& output) {
 
 void Encoder::writeTile(Output& output) {
   for (CodedBlock& coded : coded_) coded.taken[0] = static_cast<std::uint8_t>(coded.passes.size());
-  PacketWriter(tiles_.back(), next_ - 1, siz_, options_, scratch_, job_.budget).write(1, output, job_.budget);
+  PacketWriter(tiles_.back(), next_ - 1, siz_, options_, scratch_, job_.budget, job_.workers)
+      .write(1, output, job_.budget);
   tiles_.clear();
   coded_.clear();
   charged_ = data_ = 0;
@@ -356,6 +357,9 @@ void Encoder::writeBoxes() {
 std::uint64_t Encoder::sizeOf(int layers) {
   constexpr std::uint64_t kEnd = 2;
   progress_.poll();
+  std::size_t blocks = 0;
+  for (const PacketWriter& writer : writers_) blocks += writer.blocksToCode();
+  if (blocks >= PacketWriter::kWorthwhile) forEachWriter([&](PacketWriter& writer) { writer.size(layers); });
   std::uint64_t size = header_.size() - metadataBytes_ + kEnd;
   std::uint64_t parts = 0;
   for (PacketWriter& writer : writers_) {
@@ -394,7 +398,13 @@ std::vector<ComponentGroup> Encoder::groups(std::vector<int>& groupOf) const {
 
 // The layers before this one are chosen.
 void Encoder::beginLayer(int layer) {
-  for (PacketWriter& writer : writers_) writer.settle(layer);
+  forEachWriter([&](PacketWriter& writer) { writer.settle(layer); });
+}
+
+// Side by side; a single tile does its own work in parallel.
+void Encoder::forEachWriter(const std::function<void(PacketWriter& writer)>& work) {
+  if (writers_.size() == 1) return work(writers_[0]);
+  job_.workers.forEach(writers_.size(), [&](int, std::size_t i) { work(writers_[i]); });
 }
 
 // Fills a layer as a value of the goals says.
@@ -420,7 +430,7 @@ void Encoder::chooseLayers() {
   for (CodedBlock& block : coded_) blocks.push_back(&block);
   RateControl control(
       std::move(blocks), [this](int layers) { return sizeOf(layers); },
-      [this](std::span<CodedBlock* const> some, double slope) { codeMore(some, slope); });
+      [this](std::span<CodedBlock* const> some, double slope) { codeMore(some, slope); }, job_.workers);
   const int last = options_.layers - 1;
   const bool sized = options_.goals.kind == Goals::ratio || options_.goals.kind == Goals::bitsPerPixel;
   if (goals_.size() > 1) {

@@ -85,6 +85,7 @@ class Encoder {
   Bytes lengths();  // TLM
   void chooseLayers();
   void beginLayer(int layer);
+  void forEachWriter(const std::function<void(PacketWriter& writer)>& work);
   void chooseLayer(RateControl& control, int layer, double goal);
   std::vector<ComponentGroup> groups(std::vector<int>& groupOf) const;
   std::uint64_t sizeOf(int layers);

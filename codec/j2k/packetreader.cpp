@@ -108,7 +108,7 @@ class Reader {
     int lengthBits = block.lengthBits;
     while (bits.bit())
       if (++lengthBits > kMaxLengthBits) throw Damage{"has an invalid packet header"};
-    block.lengthBits = static_cast<std::int8_t>(lengthBits);
+    block.lengthBits = static_cast<std::uint8_t>(lengthBits);
     while (passes > 0) {
       const int count = std::min(passes, segmentLength(block.passes, modes));
       const int width = lengthBits + std::bit_width(static_cast<unsigned>(count)) - 1;

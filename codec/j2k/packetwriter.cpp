@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <functional>
 #include <numeric>
 #include <tuple>
 #include <utility>
@@ -57,7 +58,7 @@ void putLengths(HeaderWriter& bits, Block& block, int from, int to) {
     needed = std::max(needed, static_cast<int>(std::bit_width(end - begin)) - static_cast<int>(widthOf(passes)));
   });
   bits.unary(needed - block.lengthBits);
-  block.lengthBits = static_cast<std::int8_t>(needed);
+  block.lengthBits = static_cast<std::uint8_t>(needed);
   forEachPiece(*block.coded, from, to, [&](int passes, std::uint32_t begin, std::uint32_t end) {
     bits.bits(end - begin, needed + static_cast<int>(widthOf(passes)));
   });
@@ -65,6 +66,12 @@ void putLengths(HeaderWriter& bits, Block& block, int from, int to) {
 
 constexpr std::size_t kMaxParts = 255;                                           // of a tile
 constexpr std::uint64_t kBuffer = std::uint64_t{4} << 20, kChunk = kBuffer / 8;  // for what is written at once
+
+std::size_t blocksOf(const Precinct& precinct) {
+  std::size_t blocks = 0;
+  for (const PrecinctBand& band : precinct.bands) blocks += band.blocks.size();
+  return blocks;
+}
 
 // SOP, with the number of the packet in its tile.
 void putStart(Bytes& file, int number) {
@@ -77,15 +84,15 @@ void putStart(Bytes& file, int number) {
 }  // namespace
 
 PacketWriter::PacketWriter(Tile& tile, Coord number, const Siz& siz, const EncodeOptions& options,
-                           const ScratchFile& scratch, Budget& budget)
-    : tile_(tile), number_(static_cast<int>(number)), options_(options), scratch_(scratch) {
+                           const ScratchFile& scratch, Budget& budget, Workers& workers)
+    : tile_(tile), number_(static_cast<int>(number)), options_(options), scratch_(scratch), workers_(workers) {
   forEachPacket(tile, siz, budget, [&](const PacketPlace& place) {
     order_.push_back(place);
     return true;
   });
 }
 
-Precinct& PacketWriter::precinctOf(const PacketPlace& place) {
+Precinct& PacketWriter::precinctOf(const PacketPlace& place) const {
   return tile_.components[static_cast<std::size_t>(place.component)]
       .resolutions[static_cast<std::size_t>(place.resolution)]
       .precincts[place.precinct];
@@ -272,11 +279,11 @@ PacketWriter::PartSize PacketWriter::measure(const Part& part, int layers) {
 }
 
 // Codes the header of a packet for its size. The state of the headers becomes that after the packet, or stays.
-std::uint32_t PacketWriter::codePacket(const PacketPlace& place, bool keep) {
+std::uint32_t PacketWriter::codePacket(const PacketPlace& place, bool keep, Bytes& header) {
   Precinct& precinct = precinctOf(place);
   struct State {
     TagTree inclusion, zeroPlanes;
-    std::vector<std::pair<bool, std::int8_t>> blocks;
+    std::vector<std::pair<bool, std::uint8_t>> blocks;
   };
   std::vector<State> before;
   for (PrecinctBand& band : precinct.bands) {
@@ -293,8 +300,7 @@ std::uint32_t PacketWriter::codePacket(const PacketPlace& place, bool keep) {
     }
     band.inclusion.make();
   }
-  packetHeader_.clear();
-  const std::uint64_t body = writeHeader(place, packetHeader_);
+  const std::uint64_t body = writeHeader(place, header);
   for (std::size_t b = 0; b < before.size(); ++b) {
     PrecinctBand& band = precinct.bands[b];
     band.inclusion = std::move(before[b].inclusion);
@@ -302,59 +308,89 @@ std::uint32_t PacketWriter::codePacket(const PacketPlace& place, bool keep) {
     for (std::size_t i = 0; i < band.blocks.size(); ++i)
       std::tie(band.blocks[i].included, band.blocks[i].lengthBits) = before[b].blocks[i];
   }
-  const std::uint64_t size = body + packetHeader_.size() + (options_.sop ? 6 : 0) + (options_.eph ? 2 : 0);
+  const std::uint64_t size = body + header.size() + (options_.sop ? 6 : 0) + (options_.eph ? 2 : 0);
   return static_cast<std::uint32_t>(std::min<std::uint64_t>(size, UINT32_MAX));  // then its tile-part is too large
 }
 
-// The sizes of the packets of a layer. A packet whose blocks have the same passes as before is not coded again.
-void PacketWriter::codeLayer(int layer, bool keep) {
-  for (LayerPacket& packet : layer_) {
-    const PacketPlace& place = order_[packet.at];
-    std::vector<std::uint8_t> taken;
-    for (const PrecinctBand& band : precinctOf(place).bands)
-      for (const Block& block : band.blocks) taken.push_back(block.coded->taken[static_cast<std::size_t>(layer)]);
-    if (!keep && sizes_[packet.at] != 0 && taken == packet.taken) continue;
-    sizes_[packet.at] = codePacket(place, keep);
-    packet.taken = std::move(taken);
+std::size_t PacketWriter::blocksToCode() const {
+  std::size_t blocks = 0;
+  for (std::size_t i = 0; i < layer_.size(); ++i)
+    if (changed_[i]) blocks += blocksOf(precinctOf(order_[layer_[i]]));
+  return blocks;
+}
+
+// The sizes of the packets of the next layer that have changed, or of all of them when the state of the headers becomes
+// that after this layer. Precincts do not depend on each other.
+void PacketWriter::codeLayer(bool keep) {
+  std::vector<std::uint32_t> packets;
+  for (const std::uint32_t i : largestFirst_)
+    if (keep || changed_[i]) packets.push_back(i);
+  const auto code = [&](int, std::size_t task) {
+    Bytes header;
+    const std::uint32_t at = layer_[packets[task]];
+    sizes_[at] = codePacket(order_[at], keep, header);
+  };
+  for (const std::uint32_t i : packets) layerBytes_ -= sizes_[layer_[i]];
+  if (packets.size() > 1 && (keep ? allBlocks_ : blocksToCode()) >= kWorthwhile)
+    workers_.forEach(packets.size(), code);
+  else
+    for (std::size_t task = 0; task < packets.size(); ++task) code(0, task);
+  for (const std::uint32_t i : packets) {
+    layerBytes_ += sizes_[layer_[i]];
+    changed_[i] = false;
   }
 }
 
 void PacketWriter::settle(int layers) {
-  if (settled_ < 0 || layers != settled_ + 1) {
-    restart(0);
-    settled_ = 0;
-    settledBytes_ = 0;
-    byLayer_.resize(order_.size());
-    std::iota(byLayer_.begin(), byLayer_.end(), 0);
-    std::ranges::stable_sort(byLayer_, {}, [&](std::uint32_t at) { return order_[at].layer; });
-    sizes_.assign(order_.size(), 0);
-    findLayer(0);
-  }
+  if (settled_ < 0 || layers != settled_ + 1) begin();
   while (settled_ < layers) {
-    codeLayer(settled_, true);
-    for (const LayerPacket& packet : layer_) settledBytes_ += sizes_[packet.at];
-    findLayer(++settled_);
+    codeLayer(true);
+    settledBytes_ += layerBytes_;
+    beginLayer(settled_ + 1);
   }
 }
 
-// The packets of the next layer.
-void PacketWriter::findLayer(int layer) {
-  const auto layerOf = [&](std::uint32_t at) { return order_[at].layer; };
-  layer_.clear();
-  for (const std::uint32_t at : std::ranges::equal_range(byLayer_, layer, {}, layerOf)) layer_.push_back({at, {}});
+// Before the first layer.
+void PacketWriter::begin() {
+  restart(0);
+  settledBytes_ = 0;
+  byLayer_.resize(order_.size());
+  std::iota(byLayer_.begin(), byLayer_.end(), 0);
+  std::ranges::stable_sort(byLayer_, {}, [&](std::uint32_t at) { return order_[at].layer; });
+  sizes_.assign(order_.size(), 0);
+  changed_.resize(order_.size() / static_cast<std::size_t>(tile_.style.layers));
+  beginLayer(0);
+  allBlocks_ = 0;
+  for (std::size_t i = 0; i < layer_.size(); ++i) {
+    Precinct& precinct = precinctOf(order_[layer_[i]]);
+    allBlocks_ += blocksOf(precinct);
+    for (PrecinctBand& band : precinct.bands)
+      for (Block& block : band.blocks) block.coded->packetChanged = &changed_[i];
+  }
+  largestFirst_.resize(layer_.size());
+  std::iota(largestFirst_.begin(), largestFirst_.end(), 0);
+  std::ranges::stable_sort(largestFirst_, std::greater(),
+                           [&](std::uint32_t i) { return blocksOf(precinctOf(order_[layer_[i]])); });
+}
+
+void PacketWriter::beginLayer(int layer) {
+  const std::size_t packets = changed_.size();
+  layer_ =
+      std::span(byLayer_).subspan(static_cast<std::size_t>(layer) * packets, layer < tile_.style.layers ? packets : 0);
+  settled_ = layer;
+  layerBytes_ = 0;
+  std::ranges::fill(changed_, std::uint8_t{true});
 }
 
 std::uint64_t PacketWriter::size(int layers) {
   if (settled_ != layers - 1) settle(layers - 1);
-  codeLayer(layers - 1, false);
+  codeLayer(false);
   if (options_.plt || options_.tileParts != Division::whole) {
     std::uint64_t size = 0;
     for (const Part& part : partsOf(layers)) size += measure(part, layers).all();
     return size;
   }
-  std::uint64_t size = kTilePartHeader + settledBytes_;
-  for (const LayerPacket& packet : layer_) size += sizes_[packet.at];
-  return size;
+  return kTilePartHeader + settledBytes_ + layerBytes_;
 }
 
 // Of all layers, whose passes are chosen.

@@ -1,12 +1,14 @@
 // Writes the tile-parts of a tile from its encoded code-blocks (B.9, B.10).
 #pragma once
 
+#include <span>
 #include <vector>
 
 #include "base/budget.h"
 #include "base/bytes.h"
 #include "base/input.h"
 #include "base/scratchfile.h"
+#include "base/workers.h"
 #include "j2k/j2k.h"
 #include "j2k/packetorder.h"
 #include "j2k/tile.h"
@@ -17,10 +19,14 @@ class PacketWriter {
  public:
   // `number` is that of the tile; `scratch` has what is stored of its code-blocks.
   PacketWriter(Tile& tile, Coord number, const Siz& siz, const EncodeOptions& options, const ScratchFile& scratch,
-               Budget& budget);
+               Budget& budget, Workers& workers);
 
   // The passes of the first `layers` layers are chosen: size() of one more layer codes the headers of that layer alone.
   void settle(int layers);
+  // The code-blocks of packets of the next layer whose headers size() has to code. Several threads do so from this
+  // number on.
+  std::size_t blocksToCode() const;
+  static constexpr std::size_t kWorthwhile = 512;
 
   // All of these are about the packets of the first `layers` layers, with the passes in CodedBlock::taken.
 
@@ -46,35 +52,36 @@ class PacketWriter {
   bool beginsPart(const PacketPlace& before, const PacketPlace& place) const;
   PartSize measure(const Part& part, int layers);
   void restart(int layers);
-  void codeLayer(int layer, bool keep);
-  std::uint32_t codePacket(const PacketPlace& place, bool keep);
-  void findLayer(int layer);
+  void codeLayer(bool keep);
+  std::uint32_t codePacket(const PacketPlace& place, bool keep, Bytes& header);
+  void begin();
+  void beginLayer(int layer);
   void measureAll(int layers);
   std::uint64_t bodyBytes(int layers) const;
   Bytes headerOf(std::size_t part, std::size_t parts, std::uint64_t packetBytes) const;
   void writePacket(const PacketPlace& place, Bytes& file, Output* output);
   std::uint64_t writeHeader(const PacketPlace& place, Bytes& header);  // returns the size of the body
   void writeBodies(const PacketPlace& place, Bytes& file, Output* output);
-  Precinct& precinctOf(const PacketPlace& place);
+  Precinct& precinctOf(const PacketPlace& place) const;
 
   Tile& tile_;
   int number_;
   const EncodeOptions& options_;
   const ScratchFile& scratch_;
+  Workers& workers_;
   std::vector<PacketPlace> order_;
-  int packets_ = 0;  // written so far, for SOP
-  Bytes packetHeader_;
+  int packets_ = 0;                     // written so far, for SOP
   std::vector<std::uint32_t> lengths_;  // of the packets of a part
-  // For size(): the headers of the first settled_ layers are coded, and what is known of the next one.
-  struct LayerPacket {
-    std::uint32_t at;                 // in order_
-    std::vector<std::uint8_t> taken;  // of its blocks, when its size was found
-  };
+  // For size(): the headers of the first settled_ layers are coded, and the sizes of the next one's packets are known
+  // where they have not changed. Each layer has a packet of every precinct, in the same order.
   int settled_ = -1;
-  std::vector<std::uint32_t> sizes_;    // of the packets in order_
-  std::vector<std::uint32_t> byLayer_;  // their numbers, ordered by layer
-  std::uint64_t settledBytes_ = 0;      // of the packets of the settled layers
-  std::vector<LayerPacket> layer_;
+  std::vector<std::uint32_t> sizes_;                 // of the packets in order_
+  std::vector<std::uint32_t> byLayer_;               // their numbers, ordered by layer
+  std::uint64_t settledBytes_ = 0, layerBytes_ = 0;  // of the settled layers, of the next one
+  std::span<const std::uint32_t> layer_;             // of byLayer_: the packets of the next layer
+  std::vector<std::uint8_t> changed_;                // whether each of them is to be coded
+  std::vector<std::uint32_t> largestFirst_;          // their numbers in layer_
+  std::size_t allBlocks_ = 0;
 };
 
 }  // namespace moxj::j2k

@@ -5,9 +5,11 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <vector>
 
+#include "base/workers.h"
 #include "j2k/blockencoder.h"
 
 namespace moxj::j2k {
@@ -26,8 +28,8 @@ class RateControl {
   // blocks of which all was coded at once.
   using CodeMore = std::function<void(std::span<CodedBlock* const> blocks, double slope)>;
 
-  RateControl(std::vector<CodedBlock*> blocks, SizeOf sizeOf, CodeMore codeMore)
-      : blocks_(std::move(blocks)), sizeOf_(std::move(sizeOf)), codeMore_(std::move(codeMore)) {}
+  RateControl(std::vector<CodedBlock*> blocks, SizeOf sizeOf, CodeMore codeMore, Workers& workers)
+      : blocks_(std::move(blocks)), sizeOf_(std::move(sizeOf)), codeMore_(std::move(codeMore)), workers_(workers) {}
 
   void takeAll(int layer);
   // Takes as much as fits into a file of `maxSize` bytes. False if not even an empty layer fits.
@@ -38,11 +40,16 @@ class RateControl {
 
  private:
   class Rest;
+  class Bracket;
   void takeSlope(int layer, double slope);
-  bool isKnown(double slope) const;
   void know(double slope);
-  std::uint64_t bytesTaken(int layer) const;
   std::uint64_t bound() const;
+  // The passes by the least slope that was found to fit, and the size with them.
+  struct Filled {
+    double slope;
+    std::uint64_t size;
+  };
+  std::optional<Filled> fillBySlope(int layer, std::uint64_t maxSize);
   void fillRest(int layer, double slope, std::uint64_t maxSize, std::uint64_t size);
   std::pair<double, double> slopes() const;
   double psnr(int layer, const std::vector<ComponentGroup>& groups, const std::vector<int>& groupOf) const;
@@ -50,6 +57,7 @@ class RateControl {
   std::vector<CodedBlock*> blocks_;
   SizeOf sizeOf_;
   CodeMore codeMore_;
+  Workers& workers_;
 };
 
 }  // namespace moxj::j2k

@@ -35,7 +35,7 @@ struct Block {
   bool wanted = true;  // by the decoder
   // State of the packet headers.
   bool included = false;
-  std::int8_t lengthBits = 3;  // Lblock
+  std::uint8_t lengthBits = 3;  // Lblock
   std::int16_t zeroPlanes = 0;
   std::int16_t passes = 0;
   // Decoder: the data so far. More passes may be added to the last segment.

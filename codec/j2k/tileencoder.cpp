@@ -88,11 +88,12 @@ void TileEncoder::encode(int worker, const Task& task, double slope) {
   const Coefficients from = {plane.row(task.block->y) + task.block->x, plane.step()};
   BlockJob job = task.job;
   job.slope = slope;
-  std::vector<std::uint8_t> taken = std::move(task.coded->taken);
-  *task.coded = encoders_[static_cast<std::size_t>(worker)]->encode(from, *task.block, *task.band,
-                                                                    tile_.components[task.component], job);
-  task.coded->taken = std::move(taken);
-  task.coded->component = static_cast<int>(task.component);
+  CodedBlock coded = encoders_[static_cast<std::size_t>(worker)]->encode(from, *task.block, *task.band,
+                                                                         tile_.components[task.component], job);
+  coded.component = static_cast<int>(task.component);
+  coded.taken = std::move(task.coded->taken);
+  coded.packetChanged = task.coded->packetChanged;
+  *task.coded = std::move(coded);
 }
 
 void TileEncoder::work(int worker, const Task& task) {

@@ -76,8 +76,12 @@ void expectPart(const CodedBlock& part, const CodedBlock& all) {
       if (point.slope >= slope) passes = point.passes;
     return passes;
   };
-  for (const HullPoint& point : all.hull) {
+  for (std::size_t i = 0; i < all.hull.size(); ++i) {
+    const HullPoint& point = all.hull[i];
     if (point.slope <= part.floor) continue;
+    ASSERT_LT(i, part.hull.size());
+    EXPECT_EQ(part.hull[i].passes, point.passes);
+    EXPECT_EQ(part.hull[i].slope, point.slope);
     EXPECT_EQ(choice(part, point.slope), choice(all, point.slope)) << point.slope;
   }
 }
