@@ -6,10 +6,12 @@ import pathlib
 import re
 import shutil
 import subprocess
+import sys
 import unittest
 
 from support import *
 
+SOURCE = pathlib.Path(__file__).resolve().parents[2]
 PAGES = pathlib.Path(os.environ["PAGES"])
 COMMANDS = ["encode", "decode", "transcode", "info", "compare"]
 
@@ -53,6 +55,45 @@ class Manual(unittest.TestCase):
             with self.subTest(page.name):
                 self.assertEqual((done.returncode, done.stderr), (0, ""))
                 self.assertIn("SYNOPSIS", re.sub("\x1b\\[[0-9;]*m|.\b", "", done.stdout))
+
+
+class Functions(unittest.TestCase):
+    """Section 3, made from the headers."""
+
+    def setUp(self):
+        self.folder = PAGES / "man3"
+        if not self.folder.is_dir():
+            self.skipTest("they were not made")
+
+    def test_every_function_has_a_page(self):
+        exported = set((SOURCE / "tests/exports.txt").read_text(encoding="utf-8").split())
+        for name in ("libmoxcodec5", "libmoxcore5"):
+            symbols = (SOURCE / f"debian/{name}.symbols").read_text(encoding="utf-8")
+            exported |= set(re.findall(r"^ (mox\w+)@", symbols, re.M))
+        self.assertGreater(len(exported), 240)
+        for name in exported:
+            with self.subTest(name):
+                alias = (self.folder / f"{name}.3").read_text(encoding="utf-8")
+                page = re.fullmatch(r"\.so man3/(.*)\n", alias)[1]
+                text = (self.folder / page).read_text(encoding="utf-8")
+                self.assertIn(f"\n{name}", text.partition(".SH SYNOPSIS")[0])
+                self.assertRegex(text, rf"\b{name}\(")
+
+    def test_types_and_options_are_there(self):
+        text = "".join(path.read_text(encoding="utf-8") for path in self.folder.iterdir())
+        for word in ("moxStatusContextMismatch", "MOXJ_J2K_OPTIONS", "moxJ2KKeepMidpoint", "int32_t restartInRows;"):
+            self.assertIn(word, text)
+        self.assertNotRegex(text, "MOXJ_API|__declspec|extern \"C\"")
+
+    @unittest.skipUnless(shutil.which("groff"), "needs groff")
+    def test_groff_has_no_complaints(self):
+        pages = [path for path in self.folder.iterdir() if not path.read_text(encoding="utf-8").startswith(".so")]
+        self.assertGreater(len(pages), 30)
+        done = subprocess.run(["groff", "-man", "-Tutf8", "-ww", "-rLL=78n", *pages], capture_output=True, text=True)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+
+    def test_parser(self):
+        subprocess.run([sys.executable, "-B", SOURCE / "pages/headers.py", "--self"], check=True)
 
 
 class Bash(unittest.TestCase):
