@@ -29,8 +29,9 @@ class Item:
 
 
 class Section:
-    def __init__(self, title):
+    def __init__(self, title, is_part=False):
         self.title, self.items = title, []
+        self.is_part = is_part  # of the header: it has the sections that follow
 
     def functions(self):
         return [name for item in self.items for name in item.functions()]
@@ -84,13 +85,14 @@ def parse(text):
     while at < len(lines):
         banner = BANNER.match(lines[at])
         if banner:
-            sections.append(Section(banner[1]))
+            sections.append(Section(banner[1], lines[at].startswith("/* ==")))
             at += 1
         elif lines[at].startswith("/*"):
             comment, at = comment_at(lines, at)
             declarations, at = declarations_at(lines, at)
             if introduction is None:
                 introduction = comment
+                sections[-1].items.append(Item([], declarations))
             else:
                 sections[-1].items.append(Item(comment, declarations))
         elif not lines[at].strip():
@@ -174,7 +176,7 @@ def man_text(comment):
         elif kind == "list":
             text += "".join(f".TP 26\n\\fB{escaped(term)}\\fR\n{escaped(words)}\n" for term, words in what)
         elif kind == "bullets":
-            text += "".join(f".IP \\[bu] 2\n{escaped(words)}\n" for words in what)
+            text += "".join(f".IP \\- 2\n{escaped(words)}\n" for words in what)
         else:
             text += lines_as_they_are(what)
     return text
@@ -296,11 +298,14 @@ def doxygen_declaration(declaration):
 def doxygen(header):
     introduction, sections = parse(header.read_text(encoding="utf-8"))
     library = header.stem
-    out = [f"/** @file {header.name}\n{doxygen_text(introduction)}*/"]
+    out = [f"/** @file {header.name}\n{doxygen_text(introduction)}*/", f"/** @defgroup {library} {header.name} */"]
+    parent = library
     for section in sections:
         if section.title:
-            out.append(f"/** @defgroup {page_name(library, section.title).replace('-', '_')} {header.name}: "
-                       f"{for_doxygen(section.title)}\n")
+            name = page_name(library, section.title).replace("-", "_")
+            out.append(f"/** @defgroup {name} {for_doxygen(section.title)}\n")
+            out.append(f"@ingroup {library if section.is_part else parent}\n")
+            parent = name if section.is_part else parent
             out += [doxygen_text(item.comment) for item in section.items if not item.declarations]
             out.append("@{ */")
         for item in section.items:

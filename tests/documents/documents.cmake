@@ -7,6 +7,14 @@ if(TARGET moxj)
   add_test(NAME documents-formats COMMAND sh -c "${check} formats $<TARGET_FILE:moxj>")
 endif()
 
+# The site: no warning of Doxygen, no link that leads nowhere.
+add_test(NAME documents-site-self COMMAND sh -c
+  "exec ${Python3_EXECUTABLE} -B ${PROJECT_SOURCE_DIR}/scripts/python/site.py --self")
+add_test(NAME documents-site COMMAND sh -c
+  "command -v doxygen >/dev/null || { echo skipped: needs doxygen; exit 0; }
+   exec ${PROJECT_SOURCE_DIR}/scripts/site ${CMAKE_CURRENT_BINARY_DIR}/site")
+set_tests_properties(documents-site PROPERTIES SKIP_REGULAR_EXPRESSION "^skipped")
+
 if(NOT TARGET moxj OR MOXJ_SANITIZE OR CMAKE_CROSSCOMPILING OR MOXJ_MACHINE_OPTIONS)
   return()  # the examples are built as their readers build them
 endif()
