@@ -28,8 +28,13 @@ struct FoundBox {
   std::size_t start;
 };
 
-// The boxes in a sequence of bytes. The last one may be truncated.
-std::vector<FoundBox> boxesIn(ByteSpan bytes, std::size_t offset) {
+// The boxes in a sequence of bytes. The last one may be truncated, and what follows an invalid length is not read; where
+// `name` says what the sequence is, both are refused.
+std::vector<FoundBox> boxesIn(ByteSpan bytes, std::size_t offset, const char* name = nullptr) {
+  const auto check = [&](bool ok) {
+    if (name && !ok) fail(Kind::damaged, std::string("a box in ") + name + " has an invalid length");
+    return ok;
+  };
   std::vector<FoundBox> found;
   for (std::size_t at = 0; bytes.size() - at >= 8;) {
     ByteReader in(bytes.subspan(at), "a box");
@@ -37,13 +42,13 @@ std::vector<FoundBox> boxesIn(ByteSpan bytes, std::size_t offset) {
     const ByteSpan type = in.take(4);
     std::size_t header = 8;
     if (length == 1) {
-      if (in.left() < 8) break;
+      if (!check(in.left() >= 8)) break;
       length = std::uint64_t{in.u32()} << 32;
       length |= in.u32();
       header = 16;
     }
-    if (length == 0 || length > bytes.size() - at) length = bytes.size() - at;
-    if (length < header) break;
+    if (length == 0 || !check(length <= bytes.size() - at)) length = bytes.size() - at;
+    if (!check(length >= header)) break;
     found.push_back({std::string(type.begin(), type.end()), offset + at + header,
                      bytes.subspan(at + header, static_cast<std::size_t>(length) - header), offset + at});
     at += static_cast<std::size_t>(length);
@@ -59,7 +64,7 @@ class Reader {
     for (const FoundBox& box : boxesIn(file, 0)) {
       list(box);
       if (box.type == "jp2h")
-        for (const FoundBox& inner : boxesIn(box.body, box.offset)) readHeaderBox(inner);
+        for (const FoundBox& inner : boxesIn(box.body, box.offset, "the JP2 header")) readHeaderBox(inner);
       if (box.type == "uuid") boxes_.metadata.takeUuid(box.body);
       if (box.type == "xml ") boxes_.metadata.takeXml(box.body);
       if (box.type == "jp2c" && boxes_.codestream.empty()) {

@@ -23,6 +23,38 @@ Rect bandRect(const Rect& rect, Orientation orientation, int levels) {
           ceilShift(rect.y1 - dy, levels)};
 }
 
+// What a tag tree allocates for a node: two values.
+constexpr std::uint64_t kTreeNode = 16;
+
+// The cells of a grid from 0 that an area touches; they are 2^wide by 2^high.
+std::uint64_t cells(const Rect& rect, int wide, int high) {
+  if (rect.empty()) return 0;
+  return static_cast<std::uint64_t>((ceilShift(rect.x1, wide) - (rect.x0 >> wide)) *
+                                    (ceilShift(rect.y1, high) - (rect.y0 >> high)));
+}
+
+// The precincts, and the code-blocks in each of their bands. All are made before a packet is read, and small ones are
+// many: this is what they need at least, known before the first is made.
+std::uint64_t leastBytes(const TileComponent& component) {
+  const CodingStyle& coding = component.coding;
+  std::uint64_t bytes = 0;
+  for (int r = 0; r <= coding.levels; ++r) {
+    const std::uint8_t size = coding.precincts[static_cast<std::size_t>(r)];
+    const int wide = size & 15, high = size >> 4;
+    const Rect rect = reducedRect(component.rect, coding.levels - r);
+    if (rect.empty() || (r > 0 && (wide == 0 || high == 0))) continue;  // the latter are refused later
+    const int bands = r == 0 ? 1 : 3;
+    bytes += cells(rect, wide, high) * (sizeof(Precinct) + bands * sizeof(PrecinctBand));
+    // Blocks end where precincts do, which are half as large in the bands.
+    const int w = std::min(coding.blockWidthLog, wide - (r > 0)), h = std::min(coding.blockHeightLog, high - (r > 0));
+    for (int o = r == 0 ? ll : hl; o <= (r == 0 ? ll : hh); ++o) {
+      const Rect band = bandRect(component.rect, static_cast<Orientation>(o), coding.levels - (r == 0 ? 0 : r - 1));
+      bytes += cells(band, w, h) * (sizeof(Block) + 2 * kTreeNode);
+    }
+  }
+  return bytes;
+}
+
 // Lays out a component. Charges the budget before each allocation.
 class ComponentMaker {
  public:
@@ -97,7 +129,6 @@ class ComponentMaker {
     const Coord bx = part.x0 >> w, by = part.y0 >> h;
     const auto blocksWide = static_cast<std::uint64_t>(ceilShift(part.x1, w) - bx);
     const auto blocksHigh = static_cast<std::uint64_t>(ceilShift(part.y1, h) - by);
-    constexpr std::uint64_t kTreeNode = 16;
     budget_.charge(blocksWide * blocksHigh, sizeof(Block));
     budget_.charge(TagTree::maxNodes(blocksWide, blocksHigh), 2 * kTreeNode);
     made.blocksWide = static_cast<int>(blocksWide);
@@ -167,6 +198,7 @@ Tile makeTile(const Siz& siz, const TileParams& params, Coord index, Budget& bud
   if (tile.progressions.empty()) tile.progressions.push_back({.order = params.style.order});
   budget.charge(siz.components.size(), sizeof(TileComponent));
   tile.components.resize(siz.components.size());
+  const std::uint64_t before = budget.used();
   for (std::size_t c = 0; c < siz.components.size(); ++c) {
     TileComponent& component = tile.components[c];
     component.rect = componentRect(tile.rect, siz.components[c]);
@@ -174,8 +206,11 @@ Tile makeTile(const Siz& siz, const TileParams& params, Coord index, Budget& bud
     component.isSigned = siz.components[c].isSigned;
     component.coding = params.coding[c];
     component.shift = params.shift[c];
-    ComponentMaker(component, params.quantisation[c], budget).make();
+    budget.charge(1, leastBytes(component));
   }
+  budget.restore(before);
+  for (std::size_t c = 0; c < siz.components.size(); ++c)
+    ComponentMaker(tile.components[c], params.quantisation[c], budget).make();
   return tile;
 }
 
