@@ -28,8 +28,8 @@ struct FoundBox {
   std::size_t start;
 };
 
-// The boxes in a sequence of bytes. The last one may be truncated, and what follows an invalid length is not read; where
-// `name` says what the sequence is, both are refused.
+// The boxes in a sequence of bytes. The last one may be truncated, and what follows an invalid length is not read.
+// Where `name` says what the sequence is, both are refused.
 std::vector<FoundBox> boxesIn(ByteSpan bytes, std::size_t offset, const char* name = nullptr) {
   const auto check = [&](bool ok) {
     if (name && !ok) fail(Kind::damaged, std::string("a box in ") + name + " has an invalid length");

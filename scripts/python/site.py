@@ -2,9 +2,9 @@
 """Makes the site: the Markdown files, the reference of the headers and of the Python package, by Doxygen.
 usage: site.py FOLDER | --self          FOLDER/html is the site
 
-Doxygen gets copies of the documents: with an anchor for each heading, links as references to its pages, and signs that
-it would take for commands escaped. The headers come from pages/headers.py. Any warning of Doxygen is an error, and so is
-a link inside the site that leads nowhere."""
+Doxygen gets copies of the documents: with an anchor for each heading, links as references to its pages, and signs
+that it would take for commands escaped. The headers come from pages/headers.py. Any warning of Doxygen is an error, and
+so is a link inside the site that leads nowhere."""
 
 import ast
 import html
