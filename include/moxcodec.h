@@ -691,6 +691,16 @@ MOXC_API MoxcKind moxcCompare(const MoxcSource* a, const MoxcSource* b, const Mo
 /* That of the library in use, such as "5.1.0". MOXJ_VERSION of moxj.h has that of the headers. */
 MOXC_API const char* moxcVersion(void);
 
+/* Another library that the codec uses. */
+typedef struct {
+  const char* name;    /* "libpng" */
+  const char* purpose; /* "PNG files" */
+  const char* version; /* of the library in use, which may be loaded to ask it; NULL: it cannot be loaded */
+} MoxcLibrary;
+
+/* Library number `index`, counted from 0: 1 if there is one, otherwise 0. The texts stay valid. */
+MOXC_API int moxcLibrary(size_t index, MoxcLibrary* library);
+
 #ifdef __cplusplus
 }
 #endif

@@ -32,6 +32,11 @@
  * 1: a waiting thread of OpenMP spins after each call, which with g++'s takes some 8 ms of processor time (none if the
  * environment variable OMP_WAIT_POLICY is passive).
  *
+ * Targets. When the library is loaded, it chooses kernels for the instruction sets of the processor. The environment
+ * variable MOXJ_TARGET (scalar, sse2, sse41, avx2, avx512 or neon) lowers that choice, for tests and measurements, to a
+ * target that is built in and that the processor runs. Any other value leaves the choice as it is, and so does a
+ * program with more privileges than its user (set-user-ID). The results are the same bits.
+ *
  * fork(). OpenMP's threads do not survive it. In the child of a process that has shared rows before, a call that would
  * share rows hangs (seen with g++'s OpenMP): the child must call exec, or set the count to 1 first. All other
  * functions are unaffected.

@@ -59,7 +59,8 @@ std::string seeAlso(std::string_view without) {
 std::string commandPage(const cli::CommandText& command) {
   const std::string name(command.name);
   const auto usage = [&](std::string_view files) {
-    return "\\fBmoxj " + name + "\\fR \\fI" + plain(files) + "\\fR [\\fIOPTIONS\\fR]\n";
+    const std::string names = files.empty() ? "" : "\\fI" + plain(files) + "\\fR ";
+    return "\\fBmoxj " + name + "\\fR " + names + "[\\fIOPTIONS\\fR]\n";
   };
   std::string text = head("moxj-" + name, command.help) + usage(command.files);
   const bool converts = command.command != cli::Command::info && command.maxFiles > 2;
@@ -84,7 +85,8 @@ std::string overview() {
             ", see\n.BR moxj\\-" + std::string(command.name) + " (1).\n";
   text +=
       ".SH OPTIONS\n.TP\n\\fB\\-h\\fR, \\fB\\-\\-help\\fR\nShow the commands.\n"
-      ".TP\n\\fB\\-V\\fR, \\fB\\-\\-version\\fR\nShow the version.\n";
+      ".TP\n\\fB\\-V\\fR, \\fB\\-\\-version\\fR\nShow the version, the targets of the library and the libraries in "
+      "use; with \\fB\\-\\-json\\fR, as JSON.\n";
   text += ".SH EXAMPLES\n.nf\n" + plain(general.examples) + ".fi\n";
   text += ".SH EXIT STATUS\n";
   for (const cli::StatusText& status : general.statuses)

@@ -3,6 +3,7 @@
 
 #include "cli/formats.h"
 #include "cli/peers.h"
+#include "cli/target_choice.h"
 #include "pages.h"
 
 namespace moxj::pages {
@@ -19,6 +20,7 @@ std::vector<cli::Option> shownOptions(const cli::CommandText& command) {
 
 std::vector<std::string> wordsOf(const cli::Option& option, const cli::CommandText& command) {
   if (option.name == "--format") return cli::formatNameList(command.command == cli::Command::encode);
+  if (option.name == "--target") return cli::targetNames();
   if (option.name == "--progression") return {"LRCP", "RLCP", "RPCL", "PCRL", "CPRL"};
   std::vector<std::string> words;
   if (option.value.find('|') == option.value.npos || option.value.find_first_of("[,N") != option.value.npos) return {};

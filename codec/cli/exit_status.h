@@ -19,7 +19,8 @@ enum class ExitStatus {
   incomplete = 3,  // the input is truncated or damaged; the part of the picture that could be decoded was written
   limit = 4,       // the input needs more than a limit allows
   output = 5,      // the output cannot be written
-  internal = 6     // a bug
+  internal = 6,    // a bug
+  failed = 7       // a test or a comparison of measurements has failed
 };
 
 // The command line is wrong.

@@ -43,6 +43,10 @@ constexpr CommandText kCommands[] = {
      "channel, opacity included, and for all. The formats may differ. Samples are compared at the larger\n"
      "depth of the two files, whose largest value (255 for 8 bits) is the peak of the PSNR. The file\n"
      "name - means standard input.\n"},
+    {Command::selftest, "selftest", "", 0, 0, "Check every function of the library on this processor",
+     "Runs each function on fixed inputs and compares the checksums of its results, on every target: the\n"
+     "sets of instructions that the library has kernels for. Prints a line for each target: whether it\n"
+     "passed, which functions differ, or why it was not run.\n"},
 };
 
 constexpr std::string_view kExamples =
@@ -53,13 +57,14 @@ constexpr std::string_view kExamples =
   moxj transcode photo.jpg small.jpg --progressive  the same picture in a smaller file
   moxj info photo.jpg                               format, tables and segments
   moxj compare photo.png photo.jpg                  PSNR, largest difference and SSIM
+  moxj selftest                                     every function gives the right bits here
 )";
 
 constexpr StatusText kStatuses[] = {
     {0, "success"},        {1, "wrong command line"},
     {2, "input refused"},  {3, "incomplete picture (the part that could be decoded is written)"},
     {4, "limit exceeded"}, {5, "output cannot be written"},
-    {6, "internal error"},
+    {6, "internal error"}, {7, "a selftest that failed"},
 };
 
 constexpr GeneralText kGeneral = {"encodes, decodes, inspects and compares JPEG and JPEG 2000 files", kExamples,
@@ -118,7 +123,7 @@ std::string generalHelp() {
   for (const CommandText& command : kCommands) text += entry(command.name, command.files, command.help);
   text += "\nOptions:\n";
   text += entry("-h, --help", "", "Show this help");
-  text += entry("-V, --version", "", "Show the version");
+  text += entry("-V, --version", "[--json]", "Show the version, the targets of the library and libraries in use");
   text.append("\nExamples:\n").append(kExamples);
   text += "'moxj COMMAND --help' shows the options of a command.\n\n";
   return text + statusList();
@@ -126,7 +131,8 @@ std::string generalHelp() {
 
 std::string helpOf(const CommandText& command) {
   std::string text(command.help);
-  text.append("\nUsage: moxj ").append(command.name).append(" ").append(command.files).append(" [OPTIONS]\n");
+  text.append("\nUsage: moxj ").append(command.name).append(command.files.empty() ? "" : " ").append(command.files);
+  text += " [OPTIONS]\n";
   if (command.command != Command::info && command.maxFiles > 2)
     text.append("       moxj ").append(command.name).append(" IN... --output-dir DIR [OPTIONS]\n");
   text += optionsOf(command, Group::general, "Options");

@@ -12,7 +12,7 @@ constexpr unsigned kEncode = setOf(Command::encode);
 constexpr unsigned kDecode = setOf(Command::decode);
 constexpr unsigned kTranscode = setOf(Command::transcode);
 constexpr unsigned kConversions = kEncode | kDecode | kTranscode;
-constexpr unsigned kShows = setOf(Command::info) | setOf(Command::compare);
+constexpr unsigned kShows = setOf(Command::info) | setOf(Command::compare) | setOf(Command::selftest);
 constexpr unsigned kPixelReaders = kEncode | kDecode | setOf(Command::compare);
 constexpr unsigned kReaders = kConversions | setOf(Command::compare);
 
@@ -40,34 +40,34 @@ Complaint useScans(const std::string& text, Settings& settings) {
 }
 
 Complaint useRestarts(const std::string& text, Settings& settings) {
-  const Complaint complaint = useRestart(text, settings.writing.restart, settings.writing.restartInRows);
+  Complaint complaint = useRestart(text, settings.writing.restart, settings.writing.restartInRows);
   settings.transcoding.restart = settings.writing.restart;
   settings.transcoding.restartInRows = settings.writing.restartInRows;
   return complaint;
 }
 
 Complaint useStripping(const std::string& text, Settings& settings) {
-  const Complaint complaint = useStrip(text, settings.writing.strip);
+  Complaint complaint = useStrip(text, settings.writing.strip);
   settings.transcoding.strip = settings.writing.strip;
   return complaint;
 }
 
 Complaint usePicture(const std::string& text, Settings& settings) {
-  const Complaint complaint = useNumber(text, 1, INT32_MAX, settings.reading.picture);
+  Complaint complaint = useNumber(text, 1, INT32_MAX, settings.reading.picture);
   settings.transcoding.picture = settings.reading.picture;
   return complaint;
 }
 
 Complaint useTileNumber(const std::string& text, Settings& settings) {
   int tile = 0;
-  const Complaint complaint = useNumber(text, 0, kMaxTile, tile);
+  Complaint complaint = useNumber(text, 0, kMaxTile, tile);
   settings.reading.tilePlus1 = tile + 1;
   return complaint;
 }
 
 Complaint useLevels(const std::string& text, Settings& settings) {
   int levels = 0;
-  const Complaint complaint = useNumber(text, 0, kMaxLevels, levels);
+  Complaint complaint = useNumber(text, 0, kMaxLevels, levels);
   settings.writing.levelsPlus1 = levels + 1;
   return complaint;
 }
@@ -207,6 +207,9 @@ constexpr Option kOptions[] = {
      [](S& s, Text text) { return useScaled(text, 1024, kMaxMemory, s.limits.maxMemory); }},
     {kPixelReaders, "--threads", "N", "Threads per picture; default one per processor",
      [](S& s, Text text) { return useNumber(text, 1, kMaxThreads, s.threads); }},
+    {setOf(Command::selftest), "--target", "NAME[,NAME...]", "Only these: scalar, sse2, sse41, avx2, avx512, neon",
+     [](S& s, Text text) { return useWords(text, s.targets); }},
+    {setOf(Command::selftest), "--quiet", "", "No progress", [](S& s, Text) { return given(s.quiet); }},
     {kReaders, "--quiet", "", "Print warnings and errors only, no notes and no progress",
      [](S& s, Text) { return given(s.quiet); }},
 };

@@ -12,6 +12,7 @@
 #include "cli/help.h"
 #include "cli/option_table.h"
 #include "cli/peers.h"
+#include "cli/version.h"
 
 namespace moxj::cli {
 
@@ -41,10 +42,10 @@ class Parser {
         settings_.files.push_back(optarg);
       else if (found == 'h')
         return Answer{helpOf(command_)};
-      else if (found >= kFirstOption && !std::string_view(spelled).starts_with("---"))
+      else if (spelled && found >= kFirstOption && !std::string_view(spelled).starts_with("---"))
         useOption(optionOf(found), count, words);
       else
-        refuse(found, spelled);
+        refuse(found, spelled ? spelled : "");
     }
     settings_.files.insert(settings_.files.end(), words + optind, words + count);  // after "--"
     placeOutput();
@@ -156,8 +157,8 @@ class Parser {
     const std::size_t count = settings_.files.size(), max = command_.maxFiles;
     if (count < command_.minFiles) misuse("missing file name");
     if (count > max)
-      misuse("unexpected argument " + quoted(settings_.files[max]) + "; " + std::string(command_.name) +
-             " takes two files");
+      misuse("unexpected argument " + quoted(settings_.files[max]) + "; " + std::string(command_.name) + " takes " +
+             (max == 0 ? "no" : "two") + " files");
   }
 
   void checkSizes() const {
@@ -207,6 +208,12 @@ const CommandText& commandNamed(std::string_view name) {
   return *command;
 }
 
+Answer versionAnswer(const std::vector<std::string>& words) {
+  if (words.empty()) return Answer{versionText()};
+  if (words[0] == "--json" && words.size() == 1) return Answer{versionJson()};
+  throw Misuse("unexpected argument " + quoted(words[words[0] == "--json"]) + " (see moxj --help)");
+}
+
 }  // namespace
 
 std::variant<Settings, Answer> parseCommandLine(int argc, char** argv) {
@@ -214,7 +221,7 @@ std::variant<Settings, Answer> parseCommandLine(int argc, char** argv) {
   const std::string_view first = argv[1];
   if (first == "--help" || first == "-h" || (first == "help" && argc == 2)) return Answer{generalHelp()};
   if (first == "help") return Answer{helpOf(commandNamed(argv[2]))};
-  if (first == "--version" || first == "-V") return Answer{std::string("moxj ") + moxcVersion() + "\n"};
+  if (first == "--version" || first == "-V") return versionAnswer({argv + 2, argv + argc});
   return Parser(commandNamed(first)).parse(argc - 1, argv + 1);
 }
 

@@ -13,7 +13,7 @@
 
 namespace moxj::cli {
 
-enum class Command { encode, decode, transcode, info, compare };
+enum class Command { encode, decode, transcode, info, compare, selftest };
 
 struct Settings {
   Settings() {
@@ -44,6 +44,7 @@ struct Settings {
   std::string factors, qualities;  // of components, empty for none; become those of the options
   MoxcLimits limits = {};
   Existing existing = Existing::replaced;  // outputs
+  std::vector<std::string> targets;        // of selftest; empty: all
   bool json = false;
   bool quiet = false;
 };

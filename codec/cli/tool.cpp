@@ -2,12 +2,14 @@
 #include "cli/tool.h"
 
 #include <exception>
+#include <string_view>
 
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/options.h"
 #include "cli/output.h"
 #include "cli/threads.h"
+#include "cli/worker.h"
 
 namespace moxj::cli {
 
@@ -21,6 +23,8 @@ ExitStatus run(const Settings& settings, Console& console) {
       return runInfo(settings, console);
     case Command::compare:
       return runCompare(settings, console);
+    case Command::selftest:
+      return runSelftest(settings, console);
     default:
       return runConversion(settings, console);
   }
@@ -41,6 +45,7 @@ ExitStatus answerOrRun(int argc, char** argv) {
 
 int runTool(int argc, char** argv) {
   try {
+    if (argc > 1 && std::string_view(argv[1]) == kWorkerWord) return runWorker({argv + 2, argv + argc});
     return static_cast<int>(answerOrRun(argc, argv));
   } catch (const std::exception& exception) {
     const Ending ending = endingOf(exception);

@@ -134,6 +134,12 @@ Complaint useReals(std::string_view text, double min, double max, std::vector<do
   return "";
 }
 
+Complaint useWords(std::string_view text, std::vector<std::string>& words) {
+  const std::vector<std::string_view> parts = wordsOf(text);
+  words.assign(parts.begin(), parts.end());
+  return std::ranges::find(words, "") == words.end() ? "" : "is not a list of names";
+}
+
 Complaint useQuality(const std::string& text, std::int32_t& quality, std::string& list) {
   list.clear();
   quality = 0;

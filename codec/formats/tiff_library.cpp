@@ -39,7 +39,7 @@ bool loadAll(void* from, Library& library) {
          load(from, "TIFFTileSize64", library.tileSize) && load(from, "TIFFReadScanline", library.readScanline) &&
          load(from, "TIFFReadEncodedStrip", library.readStrip) && load(from, "TIFFReadEncodedTile", library.readTile) &&
          load(from, "TIFFGetStrileOffset", library.chunkOffset) &&
-         load(from, "TIFFGetStrileByteCount", library.chunkBytes);
+         load(from, "TIFFGetStrileByteCount", library.chunkBytes) && load(from, "TIFFGetVersion", library.version);
 }
 
 struct Loaded {
@@ -58,6 +58,14 @@ const Library& library() {
   if (!loaded.complete)
     fail(Kind::unsupported, std::string("TIFF files need ") + kName + ", version 4.5 or later, which cannot be loaded");
   return loaded.functions;
+}
+
+// The text is "LIBTIFF, Version 4.5.0", and more lines.
+std::string libraryVersion() {
+  const std::string text = library().version();
+  const std::size_t begin = text.find_first_of("0123456789");
+  if (begin == std::string::npos) return "of unknown version";
+  return text.substr(begin, text.find_first_not_of("0123456789.", begin) - begin);
 }
 
 Session::Session(ByteSpan file, std::uint64_t maxBytes, Strips strips) : library_(library()), bytes_(file) {

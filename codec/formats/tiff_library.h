@@ -34,10 +34,14 @@ struct Library {
   decltype(&TIFFReadEncodedTile) readTile;
   decltype(&TIFFGetStrileOffset) chunkOffset;
   decltype(&TIFFGetStrileByteCount) chunkBytes;
+  decltype(&TIFFGetVersion) version;
 };
 
 // Throws Problem (unsupported) if it cannot be loaded.
 const Library& library();
+
+// "4.5.0". Throws like library().
+std::string libraryVersion();
 
 // Whether large strips of samples that are not compressed appear as several.
 enum class Strips { asWritten, divided };

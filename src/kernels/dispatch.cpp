@@ -11,37 +11,44 @@ MOX_DECLARE(neon);
 namespace mox {
 namespace {
 
-bool always(const cpu::Processor&) { return true; }
-
+// In the order of the rules.
 constexpr Target kTargets[] = {
-    {"scalar", &mox_kernels_scalar, always},
+    {"scalar", &mox_kernels_scalar},
 #if defined(MOX_HAVE_sse2)
-    {"sse2", &mox_kernels_sse2, cpu::runsSse2},
+    {"sse2", &mox_kernels_sse2},
 #endif
 #if defined(MOX_HAVE_sse41)
-    {"sse41", &mox_kernels_sse41, cpu::runsSse41},
+    {"sse41", &mox_kernels_sse41},
 #endif
 #if defined(MOX_HAVE_avx2)
-    {"avx2", &mox_kernels_avx2, cpu::runsAvx2},
+    {"avx2", &mox_kernels_avx2},
 #endif
 #if defined(MOX_HAVE_avx512)
-    {"avx512", &mox_kernels_avx512, cpu::runsAvx512},
+    {"avx512", &mox_kernels_avx512},
 #endif
 #if defined(MOX_HAVE_neon)
-    {"neon", &mox_kernels_neon, always},
+    {"neon", &mox_kernels_neon},
 #endif
 };
 
+consteval bool isInOrder() {
+  for (int i = 0; i < choice::kCount; i++)
+    for (const char *a = kTargets[i].name, *b = choice::kRules[i].name; *a || *b; a++, b++)
+      if (*a != *b) return false;
+  return sizeof kTargets / sizeof kTargets[0] == choice::kCount;
+}
+static_assert(isInOrder());
+
 }  // namespace
 
-TargetList targets() { return {kTargets, static_cast<int>(sizeof kTargets / sizeof kTargets[0])}; }
+bool Target::runsHere() const { return choice::kRules[this - kTargets].runsOn(cpu::ask()); }
+
+TargetList targets() { return {kTargets, choice::kCount}; }
 
 constinit const Kernels* kernels::active = &mox_kernels_scalar;
 
-__attribute__((constructor)) static void chooseBest() {
-  const cpu::Processor here = cpu::ask();
-  for (const Target& target : targets())
-    if (target.runsOn(here)) kernels::active = target.kernels;
+__attribute__((constructor)) static void chooseTarget() {
+  kernels::active = kTargets[choice::choose(cpu::ask(), choice::wanted())].kernels;
 }
 
 }  // namespace mox

@@ -1,7 +1,7 @@
 // The choice of a target's kernels, made once when the library is loaded.
 #pragma once
 
-#include "kernels/cpu.h"
+#include "kernels/choice.h"
 #include "kernels/kernels.h"
 
 namespace mox {
@@ -9,8 +9,7 @@ namespace mox {
 struct Target {
   const char* name;
   const Kernels* kernels;
-  bool (*runsOn)(const cpu::Processor&);  // whether such a processor can execute the target's code
-  bool runsHere() const { return runsOn(cpu::ask()); }
+  bool runsHere() const;
 };
 
 // The targets in this build, from the scalar definition to the best.

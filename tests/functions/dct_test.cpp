@@ -7,7 +7,7 @@
 
 #include "kernels/dct/dct.h"
 #include "moxj.h"
-#include "support/blocks.h"
+#include "proof/blocks.h"
 #include "support/checks.h"
 #include "support/guarded.h"
 #include "support/targets.h"

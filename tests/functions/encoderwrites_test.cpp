@@ -6,8 +6,8 @@
 #include <functional>
 #include <vector>
 
+#include "proof/huffman.h"
 #include "support/guarded.h"
-#include "support/huffman.h"
 #include "support/targets.h"
 
 namespace test {

@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "moxj.h"
+#include "proof/huffman.h"
 #include "support/checks.h"
 #include "support/guarded.h"
-#include "support/huffman.h"
 #include "support/targets.h"
 
 namespace test {

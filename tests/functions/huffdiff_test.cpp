@@ -9,8 +9,8 @@
 
 #include "kernels/entropy/huffdec.h"
 #include "kernels/entropy/huffenc.h"
+#include "proof/huffman.h"
 #include "support/guarded.h"
-#include "support/huffman.h"
 #include "support/targets.h"
 
 namespace test {

@@ -5,10 +5,10 @@
 #include <vector>
 
 #include "moxj.h"
+#include "proof/huffman.h"
 #include "support/checks.h"
 #include "support/failing_malloc.h"
 #include "support/guarded.h"
-#include "support/huffman.h"
 
 namespace test {
 namespace {

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "kernels/entropy/losslesscode.h"
+#include "proof/huffman.h"
 #include "support/checks.h"
 #include "support/guarded.h"
-#include "support/huffman.h"
 #include "support/targets.h"
 
 namespace test {

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "moxj.h"
+#include "proof/random.h"
 #include "support/checks.h"
-#include "support/random.h"
 #include "support/targets.h"
 
 namespace test {

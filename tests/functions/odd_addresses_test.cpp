@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "moxj.h"
-#include "support/random.h"
+#include "proof/random.h"
 #include "support/targets.h"
 
 namespace test {

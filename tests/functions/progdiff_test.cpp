@@ -9,8 +9,8 @@
 
 #include "kernels/entropy/progdec.h"
 #include "kernels/entropy/progenc.h"
+#include "proof/progressive.h"
 #include "support/guarded.h"
-#include "support/progressive.h"
 #include "support/targets.h"
 
 namespace test {

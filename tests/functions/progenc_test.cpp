@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "moxj.h"
+#include "proof/progressive.h"
 #include "support/bits.h"
 #include "support/checks.h"
 #include "support/guarded.h"
-#include "support/progressive.h"
 #include "support/targets.h"
 
 namespace test {

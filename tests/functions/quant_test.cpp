@@ -8,9 +8,9 @@
 #include "kernels/dct/quant.h"
 #include "kernels/entropy/zigzag.h"
 #include "moxj.h"
+#include "proof/random.h"
 #include "support/checks.h"
 #include "support/guarded.h"
-#include "support/random.h"
 #include "support/targets.h"
 
 namespace test {

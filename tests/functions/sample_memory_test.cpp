@@ -6,8 +6,8 @@
 
 #include "moxcore.h"
 #include "moxj.h"
+#include "proof/random.h"
 #include "support/guarded.h"
-#include "support/random.h"
 #include "support/targets.h"
 
 namespace test {

@@ -6,9 +6,9 @@
 
 #include "moxcore.h"
 #include "moxj.h"
+#include "proof/random.h"
 #include "support/checks.h"
 #include "support/guarded.h"
-#include "support/random.h"
 #include "support/targets.h"
 
 namespace test {

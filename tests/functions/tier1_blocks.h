@@ -10,8 +10,8 @@
 
 #include "functions/tier1_reference.h"
 #include "moxj.h"
+#include "proof/random.h"
 #include "support/guarded.h"
-#include "support/random.h"
 
 namespace test {
 

@@ -7,8 +7,8 @@
 
 #include "functions/wavelet_reference.h"
 #include "moxj.h"
+#include "proof/random.h"
 #include "support/guarded.h"
-#include "support/random.h"
 #include "support/targets.h"
 
 namespace test {

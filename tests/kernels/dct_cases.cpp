@@ -1,6 +1,6 @@
 #include "kernels/dct/dct.h"
 
-#include "support/blocks.h"
+#include "proof/blocks.h"
 #include "support/kernel_case.h"
 
 namespace test {

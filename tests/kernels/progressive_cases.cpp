@@ -1,8 +1,8 @@
 #include "kernels/entropy/progdec.h"
 #include "kernels/entropy/progenc.h"
+#include "proof/progressive.h"
 #include "support/coder_cases.h"
 #include "support/kernel_case.h"
-#include "support/progressive.h"
 
 namespace test {
 namespace {

@@ -1,6 +1,6 @@
 #include "kernels/dct/quant.h"
 
-#include "support/blocks.h"
+#include "proof/blocks.h"
 #include "support/kernel_case.h"
 
 namespace test {

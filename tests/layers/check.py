@@ -14,6 +14,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 INTERFACE = ["include/moxj.h", "include/moxcore.h"]
 CODEC = ["include/moxcodec.h"]
 SHARED = ["src/kernels/bytes.h"]  # access to memory at any address, for all of src
+CHOICE = ["src/kernels/choice.h", "src/kernels/cpu.h"]  # which target is chosen
 ENGINE = ["codec/pictures", "codec/base", *INTERFACE]
 
 # The layers, the lowest first: a folder, or the files directly in it (/*), or one file, and what it may include besides
@@ -22,13 +23,18 @@ LAYERS = {
     "include": [],
     "core": INTERFACE,
     "src/kernels/bytes.h": INTERFACE,
+    "src/kernels/cpu.h": [],
+    "src/kernels/choice.h": ["src/kernels/cpu.h"],
     "src/kernels/vec": [*SHARED, *INTERFACE],
     "src/kernels/dct": ["src/kernels/vec", *SHARED, *INTERFACE],
     "src/kernels/colour": ["src/kernels/vec", *SHARED, *INTERFACE],
     "src/kernels/entropy": ["src/kernels/vec", "src/kernels/dct/fixed.h", *SHARED, *INTERFACE],
     "src/kernels/tier1": ["src/kernels/vec", *SHARED, *INTERFACE],
     "src/kernels/wavelet": ["src/kernels/vec", *SHARED, *INTERFACE],
-    "src/kernels/*": [f"src/kernels/{family}" for family in ("colour", "dct", "entropy", "tier1", "wavelet")],
+    "src/kernels/*": [
+        *CHOICE,
+        *[f"src/kernels/{family}" for family in ("colour", "dct", "entropy", "tier1", "wavelet")],
+    ],
     "src/frame": [*SHARED, *INTERFACE],
     "src/exports": [
         "src/frame",
@@ -43,14 +49,16 @@ LAYERS = {
     "codec/j2k": ENGINE,
     "codec/formats": ["codec/jpeg", "codec/j2k", *ENGINE],
     "codec/api": ["codec/formats", "codec/jpeg", "codec/j2k", *ENGINE, *CODEC],
-    "codec/cli": [*CODEC, "include/moxcore.h"],
+    "proof/targets.cpp": ["proof/targets.h", *CHOICE],  # what is chosen, which no function tells
+    "proof": INTERFACE,
+    "codec/cli": [*CODEC, "include/moxcore.h", "proof"],
     "pages": ["codec/cli", *CODEC],
     "examples": ["include"],
 }
 # Compiled once for every processor, these may not even reach a folder through headers of others.
 OUT_OF_REACH = {"src/exports": "src/kernels/vec", "src/frame": "src/kernels/vec"}
 
-SEARCHED = ["include", "src", "codec"]  # where #include "..." looks, besides the file's own folder
+SEARCHED = ["include", "src", "codec", "."]  # where #include "..." looks, besides the file's own folder
 INCLUDE = re.compile(r'\s*#\s*include\s*"([^"]+)"')
 
 
@@ -88,7 +96,7 @@ def reached(root, path):
 
 
 def sources(root):
-    for folder in ("include", "core", "src", "codec", "examples"):
+    for folder in ("include", "core", "src", "proof", "codec", "examples"):
         yield from sorted(p.relative_to(root) for p in (root / folder).rglob("*") if p.suffix in (".h", ".c", ".cpp"))
 
 
@@ -133,6 +141,11 @@ UPWARD = [
     ("codec/cli", "codec/base"),
     ("codec/cli", "codec/formats"),
     ("codec/cli", "src/frame"),
+    ("codec/cli", "src/kernels"),
+    ("proof", "src/kernels"),
+    ("proof/golden", "src/kernels/entropy"),
+    ("proof", "codec/cli"),
+    ("codec/formats", "proof"),
 ]
 
 
@@ -140,7 +153,7 @@ def self_check():
     """Fails unless each planted arrow is reported with file and line, also one through another header."""
     with tempfile.TemporaryDirectory() as directory:
         root = pathlib.Path(directory)
-        for folder in ("include", "core", "src", "codec", "examples"):
+        for folder in ("include", "core", "src", "proof", "codec", "examples"):
             shutil.copytree(ROOT / folder, root / folder)
 
         def report_of(files):
@@ -159,7 +172,8 @@ def self_check():
         for folder, target in UPWARD:
             headers = sorted(p for p in (root / target).iterdir() if p.suffix == ".h")
             header = next(p for p in headers if p.relative_to(root).as_posix() not in SHARED)
-            relative = header.relative_to(root / target.split("/")[0])
+            top = target.split("/")[0]
+            relative = header.relative_to(root if top == "proof" else root / top)
             expect(f"{folder}/planted.cpp:2", {f"{folder}/planted.cpp": f'\n#include "{relative}"\n'})
         expect("src/exports/planted.cpp:1", {
             "src/exports/planted.cpp": '#include "kernels/dct/planted.h"\n',

@@ -12,7 +12,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 # C and C++ in these folders.
-FORMATTED = ["src", "include", "core", "codec", "pages", "tests", "fuzz", "bench", "examples", "python"]
+FORMATTED = ["src", "include", "core", "codec", "pages", "proof", "tests", "fuzz", "bench", "examples", "python"]
 C_SUFFIXES = {".c", ".h", ".cpp", ".hpp"}
 OTHER_SUFFIXES = {".cmake", ".py", ".pyi", ".in", ".map", ".sh"}  # files without a suffix are scripts
 NOT_OURS = {"build", "__pycache__"}  # and whatever begins with a dot, but .ci

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "support/huffman.h"
+#include "proof/huffman.h"
 
 namespace test {
 

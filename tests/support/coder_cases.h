@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "moxj.h"
+#include "proof/huffman.h"
 #include "support/feed.h"
-#include "support/huffman.h"
 
 namespace test {
 

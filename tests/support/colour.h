@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "moxj.h"
+#include "proof/random.h"
 #include "support/guarded.h"
-#include "support/random.h"
 
 namespace test {
 

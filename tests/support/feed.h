@@ -6,8 +6,8 @@
 #include <memory>
 #include <vector>
 
+#include "proof/random.h"
 #include "support/guarded.h"
-#include "support/random.h"
 
 namespace test {
 

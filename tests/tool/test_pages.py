@@ -13,7 +13,7 @@ from support import *
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 PAGES = pathlib.Path(os.environ["PAGES"])
-COMMANDS = ["encode", "decode", "transcode", "info", "compare"]
+COMMANDS = ["encode", "decode", "transcode", "info", "compare", "selftest"]
 
 
 def helped(command):
@@ -113,6 +113,7 @@ class Bash(unittest.TestCase):
         self.assertEqual(self.completed("moxj", "transcode", "--flip", ""), ["h", "v"])
         self.assertEqual(self.completed("moxj", "encode", "--ratio", "2"), [])
         self.assertEqual(self.completed("moxj", "help", "co"), ["compare"])
+        self.assertEqual(self.completed("moxj", "selftest", "--target", "s"), ["scalar", "sse2", "sse41"])
 
     def test_every_option(self):
         for command in COMMANDS:

@@ -33,7 +33,7 @@ constexpr std::uint64_t kMaxBytes = std::uint64_t{256} << 20;
   use(cmsCloseProfile) use(cmsGetColorSpace) use(cmsGetPCS) use(cmsGetDeviceClass) use(cmsIsTag)        \
   use(cmsReadTag) use(cmsIsMatrixShaper) use(cmsEvalToneCurveFloat) use(cmsBuildParametricToneCurve)    \
   use(cmsFreeToneCurve) use(cmsCreate_sRGBProfileTHR) use(cmsCreateGrayProfileTHR) use(cmsD50_xyY)      \
-  use(cmsCreateTransformTHR) use(cmsDeleteTransform) use(cmsDoTransform)
+  use(cmsCreateTransformTHR) use(cmsDeleteTransform) use(cmsDoTransform) use(cmsGetEncodedCMMversion)
 // clang-format on
 
 struct Library {
@@ -266,6 +266,12 @@ struct ColourTransform::State {
 
 ColourTransform::ColourTransform(std::unique_ptr<State> state) : state_(std::move(state)) {}
 ColourTransform::~ColourTransform() = default;
+
+// 2140 is 2.14.
+std::string lcmsVersion() {
+  const int version = lcms().cmsGetEncodedCMMversion(), minor = version % 1000 / 10, patch = version % 10;
+  return std::to_string(version / 1000) + "." + std::to_string(minor) + (patch ? "." + std::to_string(patch) : "");
+}
 
 std::unique_ptr<ColourTransform> ColourTransform::from(ByteSpan profile, const Layout& layout, Budget& budget) {
   auto state = std::make_unique<State>(layout, budget);

@@ -4,6 +4,7 @@
 #include <array>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "base/budget.h"
@@ -11,6 +12,9 @@
 #include "pictures/picture.h"
 
 namespace moxj {
+
+// "2.14". Throws Problem (unsupported) if lcms2 cannot be loaded.
+std::string lcmsVersion();
 
 // An RGB profile of three curves and a matrix.
 struct MatrixProfile {

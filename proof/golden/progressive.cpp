@@ -1,7 +1,7 @@
+#include "proof/progressive.h"
 #include "moxj.h"
-#include "support/golden_huffman.h"
-#include "support/huffman.h"
-#include "support/progressive.h"
+#include "proof/golden_huffman.h"
+#include "proof/huffman.h"
 
 namespace test {
 namespace {
@@ -86,7 +86,7 @@ void optimalTable(Digest& digest, Random& random) {
   }
 }
 
-const AddGoldenCases cases{
+const GoldenCase kCases[] = {
     {"moxiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1", encode<Kind::dcFirst>},
     {"moxiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1", encode<Kind::dcRefine>},
     {"moxiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1", encode<Kind::acFirst>},
@@ -102,4 +102,7 @@ const AddGoldenCases cases{
 };
 
 }  // namespace
+
+GoldenCases progressiveGolden() { return kCases; }
+
 }  // namespace test

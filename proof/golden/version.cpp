@@ -1,9 +1,12 @@
+#include <cstring>
+
 #include "moxj.h"
-#include "support/golden.h"
+#include "proof/golden.h"
 
 namespace test {
+namespace {
 
-static const AddGoldenCases cases{
+const GoldenCase kCases[] = {
     {"moxjGetLibVersion",
      [](Digest& digest, Random&) {
        const MoxLibraryVersion& v = *moxjGetLibVersion();
@@ -12,5 +15,9 @@ static const AddGoldenCases cases{
        for (const char* text : {v.name, v.version, v.buildDate}) digest.bytes(text, std::strlen(text) + 1);
      }},
 };
+
+}  // namespace
+
+GoldenCases versionGolden() { return kCases; }
 
 }  // namespace test

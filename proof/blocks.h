@@ -3,9 +3,8 @@
 
 #include <algorithm>
 
-#include "kernels/dct/quant.h"
 #include "moxj.h"
-#include "support/random.h"
+#include "proof/huffman.h"
 
 namespace test {
 
@@ -17,8 +16,10 @@ inline void realisticSteps(Random& random, Mox16u* steps) {
 }
 
 inline void realisticReciprocals(Random& random, Mox16u* reciprocals) {
+  Mox8u steps[64];  // in zig-zag order
   realisticSteps(random, reciprocals);
-  for (int i = 0; i < 64; i++) reciprocals[i] = mox::definition::reciprocal(static_cast<Mox8u>(reciprocals[i]));
+  for (int i = 0; i < 64; i++) steps[i] = static_cast<Mox8u>(reciprocals[kNatural[i]]);
+  moxiQuantFwdTableInit_JPEG_8u16u(steps, reciprocals);
 }
 
 // Quantised coefficients: a DC coefficient, a few decreasing AC coefficients, and mostly rows and columns of zeros.

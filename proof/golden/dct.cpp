@@ -1,7 +1,6 @@
-#include "kernels/dct/quant.h"
 #include "moxj.h"
-#include "support/blocks.h"
-#include "support/golden.h"
+#include "proof/blocks.h"
+#include "proof/golden.h"
 
 namespace test {
 namespace {
@@ -84,7 +83,7 @@ void derivedTable(Digest& digest, Random& random) {
   }
 }
 
-const AddGoldenCases cases{
+const GoldenCase kCases[] = {
     {"moxiQuantFwdRawTableInit_JPEG_8u", rawTable},
     {"moxiQuantFwdTableInit_JPEG_8u16u", derivedTable<moxiQuantFwdTableInit_JPEG_8u16u>},
     {"moxiQuantInvTableInit_JPEG_8u16u", derivedTable<moxiQuantInvTableInit_JPEG_8u16u>},
@@ -99,4 +98,7 @@ const AddGoldenCases cases{
 };
 
 }  // namespace
+
+GoldenCases dctGolden() { return kCases; }
+
 }  // namespace test

@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "moxj.h"
-#include "support/golden.h"
+#include "proof/golden.h"
 
 namespace test {
 namespace {
@@ -130,7 +130,7 @@ void lift(Digest& digest, Random& random) {
   liftRows<T, Function>(digest, random, std::make_index_sequence<Rows>());
 }
 
-const AddGoldenCases cases{
+const GoldenCase kCases[] = {
     {"moxiWTFwdColLift_B53_JPEG2K_16s_C1", lift<Mox16s, moxiWTFwdColLift_B53_JPEG2K_16s_C1, 6>},
     {"moxiWTFwdColLift_B53_JPEG2K_32s_C1", lift<Mox32s, moxiWTFwdColLift_B53_JPEG2K_32s_C1, 6>},
     {"moxiWTFwdColLift_D97_JPEG2K_16s_C1", lift<Mox16s, moxiWTFwdColLift_D97_JPEG2K_16s_C1, 8>},
@@ -184,4 +184,7 @@ const AddGoldenCases cases{
 };
 
 }  // namespace
+
+GoldenCases waveletGolden() { return kCases; }
+
 }  // namespace test

@@ -1,5 +1,5 @@
 #include "moxj.h"
-#include "support/golden.h"
+#include "proof/golden.h"
 
 namespace test {
 namespace {
@@ -42,7 +42,7 @@ void converted(MoxStatus (*function)(const Mox16s* const*, Sample*, int32_t), Di
 #function, [](Digest & digest, Random & random) { converted(function, digest, random); } \
   }
 
-const AddGoldenCases cases{
+const GoldenCase kCases[] = {
     GOLDEN(moxiBGR555ToYCbCr411LS_MCU_16u16s_C3P3R), GOLDEN(moxiBGR555ToYCbCr422LS_MCU_16u16s_C3P3R),
     GOLDEN(moxiBGR555ToYCbCr444LS_MCU_16u16s_C3P3R), GOLDEN(moxiBGR565ToYCbCr411LS_MCU_16u16s_C3P3R),
     GOLDEN(moxiBGR565ToYCbCr422LS_MCU_16u16s_C3P3R), GOLDEN(moxiBGR565ToYCbCr444LS_MCU_16u16s_C3P3R),
@@ -67,4 +67,7 @@ const AddGoldenCases cases{
 #undef GOLDEN
 
 }  // namespace
+
+GoldenCases mcuGolden() { return kCases; }
+
 }  // namespace test

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "moxj.h"
-#include "support/huffman.h"
+#include "proof/huffman.h"
 
 namespace test {
 

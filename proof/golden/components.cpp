@@ -1,5 +1,5 @@
 #include "moxj.h"
-#include "support/golden.h"
+#include "proof/golden.h"
 
 namespace test {
 namespace {
@@ -57,7 +57,7 @@ void toPixels(Digest& digest, Random& random) {
   }
 }
 
-const AddGoldenCases cases{
+const GoldenCase kCases[] = {
     {"moxiRCTFwd_JPEG2K_16s_C3P3R", toPlanes<Mox16s, moxiRCTFwd_JPEG2K_16s_C3P3R>},
     {"moxiRCTFwd_JPEG2K_32s_C3P3R", toPlanes<Mox32s, moxiRCTFwd_JPEG2K_32s_C3P3R>},
     {"moxiICTFwd_JPEG2K_32f_C3P3R", toPlanes<Mox32f, moxiICTFwd_JPEG2K_32f_C3P3R>},
@@ -77,4 +77,7 @@ const AddGoldenCases cases{
 };
 
 }  // namespace
+
+GoldenCases componentsGolden() { return kCases; }
+
 }  // namespace test

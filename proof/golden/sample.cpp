@@ -1,5 +1,5 @@
 #include "moxj.h"
-#include "support/golden.h"
+#include "proof/golden.h"
 
 namespace test {
 namespace {
@@ -43,7 +43,7 @@ void twoRows(Digest& digest, Random& random) {
   }
 }
 
-const AddGoldenCases cases{
+const GoldenCase kCases[] = {
     {"moxiSampleDownH2V1_JPEG_8u_C1R", region<moxiSampleDownH2V1_JPEG_8u_C1R, 4, 2>},
     {"moxiSampleDownH2V2_JPEG_8u_C1R", region<moxiSampleDownH2V2_JPEG_8u_C1R, 4, 4>},
     {"moxiSampleUpH2V1_JPEG_8u_C1R", region<moxiSampleUpH2V1_JPEG_8u_C1R, 1, 2>},
@@ -55,4 +55,7 @@ const AddGoldenCases cases{
 };
 
 }  // namespace
+
+GoldenCases sampleGolden() { return kCases; }
+
 }  // namespace test

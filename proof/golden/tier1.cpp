@@ -1,5 +1,5 @@
 #include "moxj.h"
-#include "support/golden.h"
+#include "proof/golden.h"
 
 namespace test {
 namespace {
@@ -74,7 +74,7 @@ void sizes(Digest& digest, Random&) {
     }
 }
 
-const AddGoldenCases cases{
+const GoldenCase kCases[] = {
     {"moxiEncodeInitAlloc_JPEG2K",
      [](Digest& digest, Random&) {
        State state = nullptr;
@@ -216,4 +216,7 @@ const AddGoldenCases cases{
 };
 
 }  // namespace
+
+GoldenCases tier1Golden() { return kCases; }
+
 }  // namespace test

@@ -1,6 +1,6 @@
 #include "moxj.h"
-#include "support/golden_huffman.h"
-#include "support/huffman.h"
+#include "proof/golden_huffman.h"
+#include "proof/huffman.h"
 
 namespace test {
 namespace {
@@ -80,7 +80,7 @@ void statistics(Digest& digest, Random& random) {
   digest.value(counts);
 }
 
-const AddGoldenCases cases{
+const GoldenCase kCases[] = {
     {"moxiDiffPredFirstRow_JPEG_16s_C1", firstRows<moxiDiffPredFirstRow_JPEG_16s_C1>},
     {"moxiDiffPredRow_JPEG_16s_C1", rows<moxiDiffPredRow_JPEG_16s_C1>},
     {"moxiReconstructPredFirstRow_JPEG_16s_C1", firstRows<moxiReconstructPredFirstRow_JPEG_16s_C1>},
@@ -91,4 +91,7 @@ const AddGoldenCases cases{
 };
 
 }  // namespace
+
+GoldenCases losslessGolden() { return kCases; }
+
 }  // namespace test

@@ -5,11 +5,11 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
-#include <initializer_list>
+#include <span>
 #include <type_traits>
 #include <vector>
 
-#include "support/random.h"
+#include "proof/random.h"
 
 namespace test {
 
@@ -50,16 +50,33 @@ struct GoldenCase {
   void (*run)(Digest& digest, Random& random);
 };
 
-inline std::vector<GoldenCase>& goldenCases() {
-  static std::vector<GoldenCase> cases;
-  return cases;
-}
+using GoldenCases = std::span<const GoldenCase>;
+GoldenCases colourGolden();
+GoldenCases componentsGolden();
+GoldenCases dctGolden();
+GoldenCases huffmanGolden();
+GoldenCases losslessGolden();
+GoldenCases mcuGolden();
+GoldenCases progressiveGolden();
+GoldenCases sampleGolden();
+GoldenCases shiftGolden();
+GoldenCases tier1Golden();
+GoldenCases versionGolden();
+GoldenCases waveletGolden();
 
-struct AddGoldenCases {
-  AddGoldenCases(std::initializer_list<GoldenCase> added) {
-    goldenCases().insert(goldenCases().end(), added.begin(), added.end());
-  }
+// All of them, one for each exported function.
+std::vector<GoldenCase> goldenCases();
+
+// The checksum of a function on the target in use.
+uint64_t checksumOf(const GoldenCase& golden);
+
+struct Checksum {
+  const char* function;
+  uint64_t sum;
 };
+
+// Those of golden/checksums.txt, compiled in.
+std::span<const Checksum> expectedChecksums();
 
 // A vector of seeded values: any patterns, with runs of extremes.
 template <class T>

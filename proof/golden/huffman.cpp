@@ -1,6 +1,6 @@
+#include "proof/huffman.h"
 #include "moxj.h"
-#include "support/golden_huffman.h"
-#include "support/huffman.h"
+#include "proof/golden_huffman.h"
 
 namespace test {
 namespace {
@@ -24,9 +24,9 @@ template <class Object, auto Init>
 void table(Digest& digest, Random& random) {
   for (int i = 0; i < 20; i++) {
     const RawTable raw = i == 0 ? typicalDC() : seededTable(random, i);
-    uint8_t object[sizeof(Object)];
+    uint8_t object[LayoutOf<Object>::kSize];
     digest.value(Init(raw.bits, raw.values, reinterpret_cast<Object*>(object)));
-    digestObject(digest, *reinterpret_cast<Object*>(object));
+    digestObject(digest, reinterpret_cast<const Object*>(object));
   }
 }
 
@@ -35,14 +35,14 @@ void allocatedTable(Digest& digest, Random& random) {
   const RawTable raw = seededTable(random, 1);
   Object* object = nullptr;
   digest.value(InitAlloc(raw.bits, raw.values, &object));
-  digestObject(digest, *object);
+  digestObject(digest, object);
   digest.value(Free(object));
   digest.value(Free(nullptr));
 }
 
 template <class Object, auto Init>
 void state(Digest& digest, Random& random) {
-  uint8_t object[sizeof(Object)];
+  uint8_t object[LayoutOf<Object>::kSize];
   for (uint8_t& b : object) b = random.any<uint8_t>();
   digest.value(Init(reinterpret_cast<Object*>(object)));
   digestWholeState<Object>(digest, object);
@@ -52,7 +52,7 @@ template <class Object, auto InitAlloc, auto Free>
 void allocatedState(Digest& digest, Random&) {
   Object* object = nullptr;
   digest.value(InitAlloc(&object));
-  digestObject(digest, *object);
+  digestObject(digest, object);
   digest.value(Free(object));
   digest.value(Free(nullptr));
 }
@@ -151,7 +151,7 @@ void decodeDirect(Digest& digest, Random& random) {
   }
 }
 
-const AddGoldenCases cases{
+const GoldenCase kCases[] = {
     {"moxiEncodeHuffmanSpecGetBufSize_JPEG_8u", size<moxiEncodeHuffmanSpecGetBufSize_JPEG_8u>},
     {"moxiDecodeHuffmanSpecGetBufSize_JPEG_8u", size<moxiDecodeHuffmanSpecGetBufSize_JPEG_8u>},
     {"moxiEncodeHuffmanStateGetBufSize_JPEG_8u", size<moxiEncodeHuffmanStateGetBufSize_JPEG_8u>},
@@ -188,4 +188,7 @@ const AddGoldenCases cases{
 };
 
 }  // namespace
+
+GoldenCases huffmanGolden() { return kCases; }
+
 }  // namespace test

@@ -1,7 +1,7 @@
 #include <array>
 
 #include "moxj.h"
-#include "support/golden.h"
+#include "proof/golden.h"
 
 namespace test {
 namespace {
@@ -58,7 +58,7 @@ using Words = Image<Mox16u, 1, 1>;
 #define GOLDEN(function, src, dst) \
   { #function, converted < src, dst, function> }
 
-const AddGoldenCases cases{
+const GoldenCase kCases[] = {
     GOLDEN(moxiRGBToYCbCr_JPEG_8u_P3R, Planes3, Planes3),
     GOLDEN(moxiRGBToYCbCr_JPEG_8u_C3P3R, Pixels3, Planes3),
     GOLDEN(moxiBGRToYCbCr_JPEG_8u_C3P3R, Pixels3, Planes3),
@@ -85,4 +85,7 @@ const AddGoldenCases cases{
 #undef GOLDEN
 
 }  // namespace
+
+GoldenCases colourGolden() { return kCases; }
+
 }  // namespace test
