@@ -299,7 +299,9 @@ def doxygen(header):
     introduction, sections = parse(header.read_text(encoding="utf-8"))
     library = header.stem
     out = [f"/** @file {header.name}\n{doxygen_text(introduction)}*/", f"/** @defgroup {library} {header.name} */"]
-    parent = library
+    parent, has_sections = library, any(section.title for section in sections)
+    if not has_sections:
+        out.append(f"/** @addtogroup {library}\n@{{ */")
     for section in sections:
         if section.title:
             name = page_name(library, section.title).replace("-", "_")
@@ -314,7 +316,7 @@ def doxygen(header):
                 documented = comment and not declaration.startswith(("#if", "#endif", "#else", "}"))
                 out += [f"/** {comment}*/"] if documented else []
                 out += [doxygen_declaration(declaration)]
-        if section.title:
+        if section.title or not has_sections:
             out.append("/** @} */")
     return "\n".join(out) + "\n"
 

@@ -104,6 +104,7 @@ class Document:
             return f"\x00{len(kept) - 1}\x00"
 
         text = re.sub(r"(?<!`)`([^`\n]+)`", lambda code: keep(f"<code>{self.entities(code[1])}</code>"), text)
+        text = re.sub(r"!\[([^\]]+)\]\(([^)\s]+)\)", lambda image: keep(self.image(image[1], image[2])), text)
         text = re.sub(r"\[([^\]]+)\]\(([^)\s]+)\)", lambda link: keep(self.link(link[1], link[2])), text)
         text = re.sub(r"<br>", lambda _: keep("<br>"), text)
         text = re.sub(r"\\([|*])", lambda sign: keep(sign[0]), text)
@@ -129,7 +130,13 @@ class Document:
         code = re.sub(r"[\\@#%|$]", lambda sign: "\\" + sign[0], code)
         return html.escape(code, quote=False).replace("--", "\\--")
 
+    def image(self, text, target):
+        path = os.path.relpath((ROOT / self.name).parent / target, ROOT)
+        self.files.add(path)
+        return f'<img src="files/{path}" alt="{text}">'
+
     def link(self, text, target):
+        text = " ".join(text.split())
         if re.match(r"[a-z]+:", target):
             return f"[{text}]({target})"
         name, _, anchor = target.partition("#")
@@ -284,6 +291,7 @@ def self_test():
         assert list(broken_links(folder)) == ["a.html: b.html#y: there is no such anchor",
                                               "a.html: c.html: there is no such file"]
     assert files == {"examples"}
+    assert document.rewritten("![a](speed.svg)") == '<img src="files/docs/speed.svg" alt="a">'
     assert page_of("src/kernels/README.md") == "src-kernels-map" and page_of("README.md") == "index"
 
 

@@ -7,6 +7,9 @@ if(TARGET moxj)
   add_test(NAME documents-formats COMMAND sh -c "${check} formats $<TARGET_FILE:moxj>")
 endif()
 
+add_test(NAME documents-plot COMMAND sh -c
+  "exec ${Python3_EXECUTABLE} -B ${PROJECT_SOURCE_DIR}/scripts/python/plot.py --check")
+
 # The site: no warning of Doxygen, no link that leads nowhere.
 add_test(NAME documents-site-self COMMAND sh -c
   "exec ${Python3_EXECUTABLE} -B ${PROJECT_SOURCE_DIR}/scripts/python/site.py --self")
