@@ -165,10 +165,13 @@ void checkWritable(const Picture& layout, const EncodeOptions& options) {
   const InterestRegion& roi = options.roi;
   if (!roi.empty() && (roi.x >= layout.width || roi.y >= layout.height)) failOption("roi", "lies outside the picture");
   const int max = options.lossless ? kMaxLosslessBits : kMaxLossyBits;
-  for (const Plane& plane : layout.planes)
+  for (const Plane& plane : layout.planes) {
+    if (options.lossless && plane.bits > kMaxTransformedBits && options.levels > 0)
+      failOption("levels", "must be 0 for samples of more than " + std::to_string(kMaxTransformedBits) + " bits");
     if (plane.bits > max)
       fail(Kind::unsupported, "samples of " + std::to_string(plane.bits) + " bits: at most " + std::to_string(max) +
                                   " can be written to JPEG 2000 " + (options.lossless ? "without" : "with") + " loss");
+  }
 }
 
 std::vector<std::string> encode(const Picture& picture, const EncodeOptions& options, Work& work, Output& output,

@@ -23,9 +23,9 @@ namespace moxj::j2k {
 // ---- Writing ----------------------------------------------------------------------------------------------------
 
 inline constexpr int kMaxWrittenComponents = 16;
-// What block coders and single-precision wavelets of our own and of other decoders carry: coefficients of at most 30
-// magnitude bits without loss, and samples of 24 bits in the 9/7 wavelet.
-inline constexpr int kMaxLosslessBits = 27, kMaxLossyBits = 24;
+// What block coders and wavelets of our own and of other decoders carry: coefficients of at most 31 magnitude bits, to
+// which wavelet and component transform add some, and samples of 24 bits in the 9/7 wavelet.
+inline constexpr int kMaxLosslessBits = 31, kMaxTransformedBits = 27, kMaxLossyBits = 24;
 
 // What the quality layers are to have: a size (as a ratio or in bits per pixel) or a PSNR. One value is that of the
 // last layer, several are those of all layers.

@@ -27,6 +27,7 @@ constexpr int kMinPrecinctLog = 2;
 bool canTransform(const Picture& picture) {
   if (picture.planes.size() < 3 || picture.colour != Colour::rgb) return false;
   const Plane& first = picture.planes[0];
+  if (first.bits > kMaxTransformedBits) return false;
   return std::all_of(picture.planes.begin(), picture.planes.begin() + 3, [&](const Plane& p) {
     return p.width == first.width && p.height == first.height && p.bits == first.bits && p.isSigned == first.isSigned;
   });
@@ -36,7 +37,7 @@ int gainOf(Orientation orientation) { return orientation == ll ? 0 : orientation
 
 Quantisation quantisationOf(int bits, bool reversible, bool transformed, int levels, bool shifted) {
   Quantisation quantisation;
-  quantisation.guardBits = kGuardBits;
+  quantisation.guardBits = bits > kMaxTransformedBits ? 1 : kGuardBits;  // nothing is added to samples that are coded
   quantisation.kind = reversible ? Quantisation::none : Quantisation::expounded;
   const double base = std::ldexp(kBaseStep, std::max(bits - kMaxFineBits, 0));
   for (int index = 0; index <= 3 * levels; ++index) {

@@ -2,6 +2,7 @@
 and kinds of pictures, and JP2 boxes."""
 
 import json
+import random
 import re
 import struct
 import unittest
@@ -122,6 +123,23 @@ class FilesTest(peers.PeerTest):
         self.peer_encode("opj", "in.raw", "offset.j2k", "-F", "59,39,4,8,u@1x1:2x2:2x2:1x1", "-mct", "0", "-d", "1,1")
         self.expect(support.OK, "encode", "offset.j2k", "again.j2k")
         self.assertEqual({one[2:4] for one in self.moxj_planes("again.j2k")}, {(59, 39)})
+
+    def test_samples_that_leave_no_room_for_a_transform(self):
+        """28 to 31 bits, with all extremes: no wavelet and no component transform."""
+        random_ = random.Random(5)
+        for bits in range(28, 32):
+            for signed in (False, True):
+                low, high = (-(1 << bits - 1), (1 << bits - 1) - 1) if signed else (0, (1 << bits) - 1)
+                values = [random_.choice((low, high, random_.randint(low, high))) for _ in range(70 * 9)]
+                self.write("in.pgx", peers.pgx(bits, signed, 70, 9, values))
+                self.expect(support.REFUSED, "encode", "in.pgx", "no.j2k",
+                            error="moxj: in.pgx: --levels must be 0 for samples of more than 27 bits\n")
+                for options in ((), ("--layers", "3"), ("--modes", "bypass"), ("--tile", "32x32")):
+                    self.expect(support.OK, "encode", "in.pgx", "out.j2k", "--levels", "0", *options)
+                    self.expect(support.OK, "decode", "out.j2k", "out.pgx")
+                    self.assertEqual(peers.parse_pgx(self.read("out.pgx")), (bits, signed, 70, 9, values))
+                if bits < 31:  # it takes 30 magnitude bits, and the lowest sample of 31 bits has 31
+                    self.assertEqual(self.peer_planes("opj", "out.j2k"), [(bits, signed, 70, 9, values)])
 
     def test_every_depth_through_pgx_and_pnm(self):
         for bits in range(1, 17):
