@@ -105,7 +105,7 @@ def parse(text):
 
 # ---- Comments -------------------------------------------------------------------------------------------------------
 
-TERM = re.compile(r"^ {2,}(\S+(?: \S+)*) {2,}(\S.*)$")
+TERM = re.compile(r"^ *(\S+(?: \S+)*) {2,}(\S.*)$")
 
 
 def is_plain(line):
@@ -121,7 +121,7 @@ def list_of(block):
     terms, column = [], None
     for line in block:
         term = TERM.match(line)
-        if term and not re.search(r"\S {3,}\S", term[2]) and column in (None, term.start(2)):
+        if term and "  " not in term[2] and column in (None, term.start(2)):
             terms.append([term[1], term[2]])
             column = term.start(2)
         elif column and len(line) - len(line.lstrip()) == column:
@@ -174,7 +174,10 @@ def man_text(comment):
         if kind == "text":
             text += ".PP\n" + escaped(what) + "\n"
         elif kind == "list":
-            text += "".join(f".TP 26\n\\fB{escaped(term)}\\fR\n{escaped(words)}\n" for term, words in what)
+            width = max(len(term) for term, _ in what) + 3
+            text += ".sp\n.PD 0\n"
+            text += "".join(f".TP {width}\n\\fB{escaped(term)}\\fR\n{escaped(words)}\n" for term, words in what)
+            text += ".PD\n"
         elif kind == "bullets":
             text += "".join(f".IP \\- 2\n{escaped(words)}\n" for words in what)
         else:
@@ -342,6 +345,9 @@ extern "C" {
  *
  *   a  b  c
  *   1    2
+ *
+ * size   in bytes,
+ *        or more
  *   - one
  *     of two
  *   - two
@@ -370,7 +376,8 @@ def self_test():
     assert [len(item.declarations) for item in things.items] == [2, 1, 0, 2]
     found = list(nodes(things.items[0].comment))
     assert found == [("text", "About both, in words."), ("list", [["moxBad", "is null, or empty"]]),
-                     ("as it is", ["  a  b  c", "  1    2"]), ("bullets", ["one of two", "two"])], found
+                     ("as it is", ["  a  b  c", "  1    2"]), ("list", [["size", "in bytes, or more"]]),
+                     ("bullets", ["one of two", "two"])], found
     assert shown("MOXC_INLINE int moxThree(int a) {\n  return a;\n}") == "int moxThree(int a);"
     assert shown("MOXJ_API int moxFour(\n    int a); /* or */") == "int moxFour( int a);\n    /* or */"
     assert for_doxygen("*pDst is a_b, not < c") == "`*pDst` is a_b, not `<` c"
