@@ -106,6 +106,8 @@ class Document:
         text = re.sub(r"(?<!`)`([^`\n]+)`", lambda code: keep(f"<code>{self.entities(code[1])}</code>"), text)
         text = re.sub(r"!\[([^\]]+)\]\(([^)\s]+)\)", lambda image: keep(self.image(image[1], image[2])), text)
         text = re.sub(r"\[([^\]]+)\]\(([^)\s]+)\)", lambda link: keep(self.link(link[1], link[2])), text)
+        # Doxygen takes ** beside code for itself.
+        text = re.sub(r"\*\*(\S(?:[^*\n]|\n(?!\n))*)\*\*", lambda bold: f"{keep('<b>')}{bold[1]}{keep('</b>')}", text)
         text = re.sub(r"<br>", lambda _: keep("<br>"), text)
         text = re.sub(r"\\([|*])", lambda sign: keep(sign[0]), text)
         text = text.replace("@", "@@").replace("&", "&amp;").replace("<", "&lt;").replace(">", "&gt;")
@@ -291,6 +293,7 @@ def self_test():
         assert list(broken_links(folder)) == ["a.html: b.html#y: there is no such anchor",
                                               "a.html: c.html: there is no such file"]
     assert files == {"examples"}
+    assert document.rewritten("**`x` y\nz.** *") == "<b><code>x</code> y\nz.</b> *"
     assert document.rewritten("![a](speed.svg)") == '<img src="files/docs/speed.svg" alt="a">'
     assert page_of("src/kernels/README.md") == "src-kernels-map" and page_of("README.md") == "index"
 
