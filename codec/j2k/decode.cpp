@@ -1,19 +1,18 @@
-// The JPEG 2000 decoder: decodes the tiles of a codestream one after the other, the code-blocks of each in parallel. Of
-// a region, only the tiles and code-blocks that it needs.
+// The JPEG 2000 decoder: many small tiles of a codestream are decoded side by side, others one after the other, the
+// code-blocks of each in parallel. Of a region, only the tiles and code-blocks that it needs.
 #include <algorithm>
-#include <cstring>
-#include <memory>
+#include <new>
 #include <numeric>
+#include <optional>
 #include <utility>
 
 #include "base/library.h"
 #include "base/workers.h"
 #include "j2k/blockdecoder.h"
 #include "j2k/boxes.h"
-#include "j2k/componentwindow.h"
 #include "j2k/j2k.h"
-#include "j2k/samples.h"
 #include "j2k/syntax.h"
+#include "j2k/tiledecoder.h"
 #include "j2k/tileprogress.h"
 #include "pictures/region.h"
 
@@ -21,129 +20,8 @@ namespace moxj::j2k {
 
 namespace {
 
-constexpr int kMaxBits = 31, kMaxLossyBits = 24;      // 9/7 in single precision and fixed point has no more
+constexpr int kMaxBits = 31;
 constexpr Coord kMaxTileComponents = Coord{1} << 20;  // each costs time, even if it has no samples
-constexpr const char* kNoHighThroughput = "high-throughput block coding (ISO/IEC 15444-15) is not supported";
-
-bool hasTooFewSteps(const TileParams& params) {
-  for (std::size_t c = 0; c < params.coding.size(); ++c) {
-    const Quantisation& quantisation = params.quantisation[c];
-    if (quantisation.count < (quantisation.kind == Quantisation::derived ? 1 : 3 * params.coding[c].levels + 1))
-      return true;
-  }
-  return false;
-}
-
-// Empty if no component is too deep for its wavelet.
-std::string tooDeep(const Siz& siz, const TileParams& params) {
-  for (std::size_t c = 0; c < params.coding.size(); ++c)
-    if (!params.coding[c].reversible && siz.components[c].bits > kMaxLossyBits)
-      return "samples of " + std::to_string(siz.components[c].bits) + " bits with the 9/7 wavelet";
-  return "";
-}
-
-// Whether a code-block has more bit-planes than the library decodes, such as a region of interest of deep samples.
-bool hasDeepBlocks(const Tile& tile) {
-  for (const TileComponent& component : tile.components)
-    for (const Resolution& resolution : component.resolutions)
-      for (const Precinct& precinct : resolution.precincts)
-        for (const PrecinctBand& part : precinct.bands)
-          for (const Block& block : part.blocks)
-            if (block.wanted && block.passes > 0 &&
-                BlockDecoder::isTooDeep(block, resolution.bands[static_cast<std::size_t>(part.band)], component))
-              return true;
-  return false;
-}
-
-bool usesHighThroughput(const TileParams& params) {
-  return std::ranges::any_of(params.coding, [](const CodingStyle& style) { return style.modes & kHighThroughput; });
-}
-
-// Decodes the code-blocks of a tile and runs its transforms. The transform of a component waits for its blocks. It
-// comes in the task list after the blocks of the next component, so that there is other work in the meantime.
-class TileDecoder {
- public:
-  TileDecoder(const Tile& tile, Workers& workers, std::span<ComponentWindow> windows, std::span<BlockDecoder> decoders)
-      : tile_(tile), workers_(workers), windows_(windows), decoders_(decoders), left_(windows.size()) {}
-
-  // False if the data of a block could not be decoded.
-  bool run(TileProgress& progress, Coord index) {
-    for (std::size_t c = 0; c < windows_.size(); ++c) {
-      const std::size_t before = tasks_.size();
-      addBlocks(c);
-      left_[c].set(tasks_.size() - before);
-      if (c > 0) tasks_.push_back({c - 1, nullptr, 0, nullptr});
-    }
-    tasks_.push_back({windows_.size() - 1, nullptr, 0, nullptr});
-    workers_.forEach(
-        tasks_.size(), [&](int worker, std::size_t task) { work(worker, tasks_[task]); },
-        progress.within(index, tasks_.size()));
-    return good_;
-  }
-
- private:
-  struct Task {
-    std::size_t component;
-    const Block* block;  // null: the transform
-    int resolution;
-    const Band* band;
-  };
-
-  void addBlocks(std::size_t c) {
-    const TileComponent& component = tile_.components[c];
-    for (int r = 0; r < windows_[c].resolutions(); ++r) {
-      const Resolution& resolution = component.resolutions[static_cast<std::size_t>(r)];
-      for (const Precinct& precinct : resolution.precincts)
-        for (const PrecinctBand& part : precinct.bands)
-          for (const Block& block : part.blocks)
-            if (block.wanted) tasks_.push_back({c, &block, r, &resolution.bands[static_cast<std::size_t>(part.band)]});
-    }
-  }
-
-  void work(int worker, const Task& task) {
-    ComponentWindow& window = windows_[task.component];
-    if (task.block == nullptr) {
-      left_[task.component].wait();
-      if (!window.transform()) good_ = false;
-      return;
-    }
-    // Counts down even if decode() throws: otherwise the transform would wait forever.
-    const std::unique_ptr<Countdown, void (*)(Countdown*)> done(&left_[task.component],
-                                                                [](Countdown* c) { c->done(); });
-    BlockDecoder& decoder = decoders_[static_cast<std::size_t>(worker)];
-    const TileComponent& component = tile_.components[task.component];
-    if (!decoder.decode(*task.block, *task.band, component, window.placeOf(task.resolution, *task.band))) good_ = false;
-  }
-
-  const Tile& tile_;
-  Workers& workers_;
-  std::span<ComponentWindow> windows_;
-  std::span<BlockDecoder> decoders_;
-  std::vector<Task> tasks_;
-  std::vector<Countdown> left_;
-  std::atomic<bool> good_ = true;
-};
-
-// Marks the blocks and precincts that the windows of the components need.
-void markWanted(Tile& tile, const std::vector<ComponentWindow>& windows) {
-  for (std::size_t c = 0; c < windows.size(); ++c) {
-    std::vector<Resolution>& resolutions = tile.components[c].resolutions;
-    for (int r = 0; r < static_cast<int>(resolutions.size()); ++r) {
-      Resolution& resolution = resolutions[static_cast<std::size_t>(r)];
-      for (Precinct& precinct : resolution.precincts) {
-        precinct.wanted = false;
-        for (PrecinctBand& part : precinct.bands) {
-          const Band& band = resolution.bands[static_cast<std::size_t>(part.band)];
-          const Rect area = r < windows[c].resolutions() ? windows[c].areaOf(r, band) : Rect();
-          for (Block& block : part.blocks) {
-            block.wanted = !intersection(band.rectOf(block), area).empty();
-            precinct.wanted |= block.wanted;
-          }
-        }
-      }
-    }
-  }
-}
 
 class Decoder {
  public:
@@ -160,15 +38,10 @@ class Decoder {
     const TileParts parts = sortParts(stream_);
     const std::vector<Coord> tiles = wantedTiles();
     if (tiles.size() > 1) picture_.clear();  // for tiles that are missing
+    const TileDecoder decoder(stream_, parts, options_, shown_, partly(), picture_);
     TileProgress progress(job_.progress, static_cast<Coord>(tiles.size()));
-    for (std::size_t i = 0; i < tiles.size(); ++i) {
-      const auto found = parts.of.find(static_cast<int>(tiles[i]));
-      if (found == parts.of.end())
-        noteProblem(tiles[i], "is missing");
-      else
-        decodeTile(tiles[i], static_cast<Coord>(i), parts, found->second, progress);
-      progress.tileDone(static_cast<Coord>(i));
-    }
+    decodesSideBySide(decoder, tiles.size()) ? sideBySide(decoder, tiles, progress)
+                                             : oneAfterTheOther(decoder, tiles, progress);
     if (packets_ == 0) fail(Kind::damaged, whyNothing());
     return finish();
   }
@@ -181,22 +54,13 @@ class Decoder {
   Rect shownSamples(const ComponentSize& size, const Region& pixels) const;
   Rect ownSamples(const ComponentSize& size, const Rect& area) const;
   std::vector<Coord> wantedTiles() const;
-  void decodeTile(Coord index, Coord place, const TileParts& parts, const std::vector<const TilePart*>& ofTile,
-                  TileProgress& progress);
-  void checkTile(const Tile& tile) const;
-  void checkTransform(Tile& tile, Coord index);
-  void checkParts(const std::vector<const TilePart*>& ofTile, const PacketsRead& read, Coord index);
-  static void widenForTransform(const std::vector<Rect>& wholes, std::vector<Rect>& rects);
-  std::vector<ComponentWindow> windowsFor(const Tile& tile) const;
-  std::vector<Window> placesOf(const std::vector<ComponentWindow>& windows) const;
+  bool decodesSideBySide(const TileDecoder& decoder, std::size_t tiles) const;
+  void sideBySide(const TileDecoder& decoder, const std::vector<Coord>& tiles, TileProgress& progress);
+  void oneAfterTheOther(const TileDecoder& decoder, const std::vector<Coord>& tiles, TileProgress& progress);
+  void take(Coord tile, const TileFindings& findings);
 
   bool partly() const { return options_.region.given() || options_.tile; }
   const char* optionOfPart() const { return options_.tile ? "tile" : "region"; }
-
-  void noteProblem(Coord tile, const std::string& what) {
-    if (problems_++ == 0) warning_ = "tile " + std::to_string(tile) + " " + what;
-  }
-  void note(Coord tile, const std::string& what) { stream_.note("tile " + std::to_string(tile) + " " + what); }
 
   std::string whyNothing() const {
     if (!stream_.problem.empty()) return stream_.problem;
@@ -353,107 +217,53 @@ std::vector<Coord> Decoder::wantedTiles() const {
   return tiles;
 }
 
-void Decoder::checkTile(const Tile& tile) const {
-  for (const TileComponent& component : tile.components)
-    if (component.coding.levels < options_.reduce)
-      failOption("reduce", std::to_string(options_.reduce) + ": the picture has " +
-                               std::to_string(component.coding.levels) + " levels");
+void Decoder::take(Coord tile, const TileFindings& findings) {
+  packets_ += findings.packets;
+  for (const std::string& note : findings.notes) stream_.note(note);
+  for (const std::string& problem : findings.problems)
+    if (problems_++ == 0) warning_ = "tile " + std::to_string(tile) + " " + problem;
 }
 
-// A transform that cannot have been made is left out. With fewer than three components there is no doubt about that.
-void Decoder::checkTransform(Tile& tile, Coord index) {
-  if (!tile.style.transform) return;
-  const auto differs = [&](const TileComponent& c) {
-    const TileComponent& first = tile.components[0];
-    return c.rect.width() != first.rect.width() || c.rect.height() != first.rect.height() ||
-           c.coding.reversible != first.coding.reversible;
-  };
-  if (tile.components.size() < 3)
-    stream_.note("a component transform of " + std::to_string(tile.components.size()) + " components, left out");
-  else if (differs(tile.components[1]) || differs(tile.components[2]))
-    noteProblem(index, "has a component transform of components that differ");
-  else
-    return;
-  tile.style.transform = false;
-}
-
-// Numbers and lengths of tile-parts that are wrong do no harm if the packets are all there.
-void Decoder::checkParts(const std::vector<const TilePart*>& ofTile, const PacketsRead& read, Coord index) {
-  if (!read.problem.empty()) return noteProblem(index, read.problem);
-  if (!read.exact && std::ranges::any_of(ofTile, &TilePart::guessed))
-    return noteProblem(index, "has a tile-part of wrong length");
-  if (const std::string what = misnumbered(ofTile); !what.empty()) note(index, what);
-  if (!read.exact) note(index, "has bytes after its last packet");
-}
-
-// A component transform needs the same part of three components.
-void Decoder::widenForTransform(const std::vector<Rect>& wholes, std::vector<Rect>& rects) {
-  Rect all{INT64_MAX, INT64_MAX, 0, 0};
-  for (std::size_t c = 0; c < 3; ++c)
-    if (!rects[c].empty())
-      all = {std::min(all.x0, rects[c].x0 - wholes[c].x0), std::min(all.y0, rects[c].y0 - wholes[c].y0),
-             std::max(all.x1, rects[c].x1 - wholes[c].x0), std::max(all.y1, rects[c].y1 - wholes[c].y0)};
-  if (all.empty()) return;
-  for (std::size_t c = 0; c < 3; ++c)
-    rects[c] = {wholes[c].x0 + all.x0, wholes[c].y0 + all.y0, wholes[c].x0 + all.x1, wholes[c].y0 + all.y1};
-}
-
-std::vector<ComponentWindow> Decoder::windowsFor(const Tile& tile) const {
-  std::vector<Rect> wholes, rects;
-  for (std::size_t c = 0; c < tile.components.size(); ++c) {
-    wholes.push_back(reducedRect(tile.components[c].rect, options_.reduce));
-    rects.push_back(intersection(wholes[c], shown_[c]));
+void Decoder::oneAfterTheOther(const TileDecoder& decoder, const std::vector<Coord>& tiles, TileProgress& progress) {
+  for (std::size_t i = 0; i < tiles.size(); ++i) {
+    const auto place = static_cast<Coord>(i);
+    take(tiles[i], decoder.decode(tiles[i], job_.budget, job_.workers, decoders_, &progress, place));
+    progress.tileDone(place);
   }
-  if (tile.style.transform) widenForTransform(wholes, rects);
-  std::vector<ComponentWindow> windows;
-  for (std::size_t c = 0; c < tile.components.size(); ++c)
-    windows.emplace_back(tile.components[c], tile.components[c].coding.levels + 1 - options_.reduce, rects[c]);
-  return windows;
 }
 
-std::vector<Window> Decoder::placesOf(const std::vector<ComponentWindow>& windows) const {
-  std::vector<Window> places;
-  for (std::size_t c = 0; c < windows.size(); ++c) {
-    const Rect& rect = windows[c].wanted();
-    places.push_back({static_cast<int>(rect.x0 - shown_[c].x0), static_cast<int>(rect.y0 - shown_[c].y0)});
-  }
-  return places;
+// Many tiles, so that it makes no difference which thread ends first; small ones, so that progress is reported often
+// enough; and memory for several.
+bool Decoder::decodesSideBySide(const TileDecoder& decoder, std::size_t tiles) const {
+  constexpr std::size_t kTilesOfAThread = 8;
+  constexpr Coord kMaxPixels = Coord{1} << 20;
+  const auto threads = static_cast<std::size_t>(job_.workers.count());
+  if (threads == 1 || tiles < kTilesOfAThread * threads) return false;
+  const Siz& siz = stream_.siz;
+  return siz.tileWidth <= kMaxPixels && siz.tileHeight <= kMaxPixels / siz.tileWidth &&
+         decoder.sampleBytes() <= job_.budget.left() / threads / 4;
 }
 
-void Decoder::decodeTile(Coord index, Coord place, const TileParts& parts, const std::vector<const TilePart*>& ofTile,
-                         TileProgress& progress) {
-  const std::uint64_t before = job_.budget.used();
-  TileParams params;
-  try {
-    params = paramsOf(stream_, ofTile);
-  } catch (const Problem& problem) {
-    return noteProblem(index, problem.what());
-  }
-  if (hasTooFewSteps(params)) noteProblem(index, "has fewer quantiser steps than bands");
-  if (const std::string deep = tooDeep(stream_.siz, params); !deep.empty())
-    return noteProblem(index, "has " + deep + ", which are not supported");
-  if (usesHighThroughput(params)) return noteProblem(index, std::string("is coded otherwise: ") + kNoHighThroughput);
-  Tile tile = makeTile(stream_.siz, params, index, job_.budget);
-  checkTile(tile);
-  checkTransform(tile, index);
-  std::vector<ComponentWindow> windows = windowsFor(tile);
-  if (partly() || options_.reduce > 0) markWanted(tile, windows);
-  const PacketSource source = packetsOf(parts, ofTile);
-  const PacketsRead read = readPackets(tile, stream_.siz, source, {options_.layers, partly()}, job_.budget);
-  packets_ += read.packets;
-  checkParts(ofTile, read, index);
-  for (ComponentWindow& window : windows) {
-    job_.budget.charge(1, window.bytes());
-    window.allocate();
-  }
-  TileDecoder decoder(tile, job_.workers, windows, decoders_);
-  if (!decoder.run(progress, place) && read.problem.empty())
-    noteProblem(index, hasDeepBlocks(tile) ? "has code-blocks of more than 31 bit-planes, which are not supported"
-                                           : "has damaged code-blocks");
-  std::vector<TilePlane> planes;
-  for (ComponentWindow& window : windows) planes.push_back(window.takeSamples());
-  storeTile(planes, tile, placesOf(windows), picture_, job_.workers);
-  job_.budget.restore(before);
+// Each thread has a tile and its share of the memory. A tile for which that does not suffice, or that cannot be decoded
+// for another reason, is decoded again with all that there is: so what is reported is what one thread would report.
+void Decoder::sideBySide(const TileDecoder& decoder, const std::vector<Coord>& tiles, TileProgress& progress) {
+  const std::uint64_t share = job_.budget.left() / static_cast<std::uint64_t>(job_.workers.count());
+  std::vector<std::optional<TileFindings>> found(tiles.size());
+  job_.workers.forEach(
+      tiles.size(),
+      [&](int, std::size_t i) {
+        try {
+          Budget budget(share);
+          found[i] = decoder.decode(tiles[i], budget, job_.workers, decoders_);
+        } catch (const Problem&) {
+        } catch (const std::bad_alloc&) {
+        }
+      },
+      [&](std::size_t done) {
+        if (done > 0) progress.tileDone(static_cast<Coord>(done) - 1);
+      });
+  for (std::size_t i = 0; i < tiles.size(); ++i)
+    take(tiles[i], found[i] ? *found[i] : decoder.decode(tiles[i], job_.budget, job_.workers, decoders_));
 }
 
 }  // namespace

@@ -2,6 +2,10 @@
 // in each step.
 #include <gtest/gtest.h>
 
+#include <random>
+#include <set>
+#include <string>
+
 #include "j2k/support.h"
 
 namespace moxj::j2k {
@@ -51,6 +55,51 @@ TEST(Jpeg2000Threads, ThePictureIsTheSame) {
       EXPECT_TRUE(test::equalSamples(decode(expected, {}, reading).picture, samples));
     }
   }
+}
+
+// What decoding gives and says, as text.
+struct Result {
+  Picture picture;
+  std::string said;
+};
+
+Result decodedBy(int threads, const File& file, const DecodeOptions& options, std::uint64_t memory) {
+  Work work({.maxMemory = memory}, {}, threads);
+  try {
+    Decoded decoded = decode(file, options, work);
+    Result result{std::move(decoded.picture), decoded.warning};
+    for (const std::string& note : decoded.notes) result.said += "; " + note;
+    return result;
+  } catch (const Problem& problem) {
+    return {{}, problem.what()};
+  }
+}
+
+// Tiles that are decoded side by side: the first problem is that of the first tile, whichever thread finds one first,
+// and a tile that needs more than a thread's share of the memory gets all of it.
+TEST(Jpeg2000Threads, ManyTilesAreTheSameWithDamageAndLittleMemory) {
+  const Picture original = picture(260, 200, 3, 8);
+  EncodeOptions options = with({Goals::ratio, {5}}, 3);
+  options.tileWidth = options.tileHeight = 32;
+  const File good = test::encoded(original, options);
+  std::mt19937 random(7);
+  std::set<std::string> said;
+  for (int i = 0; i < 60; ++i) {
+    File file = good;
+    for (int k = 0; k < i; ++k) file[100 + random() % (file.size() - 100)] = static_cast<std::uint8_t>(random());
+    if (i % 10 == 9) file.resize(file.size() * 3 / 4);
+    const DecodeOptions how = {.reduce = i % 3 == 2 ? 1 : 0};
+    for (const std::uint64_t memory : {std::uint64_t{1} << 30, std::uint64_t{400} << 10, std::uint64_t{200} << 10}) {
+      const Result one = decodedBy(1, file, how, memory);
+      said.insert(one.said);
+      for (const int threads : {2, 3, 7}) {
+        const Result several = decodedBy(threads, file, how, memory);
+        EXPECT_EQ(several.said, one.said) << i;
+        EXPECT_TRUE(test::equalSamples(several.picture, one.picture)) << i;
+      }
+    }
+  }
+  EXPECT_GT(said.size(), 20u);  // there is something to compare
 }
 
 }  // namespace
