@@ -7,6 +7,7 @@ that it would take for commands escaped. The headers come from pages/headers.py.
 so is a link inside the site that leads nowhere."""
 
 import ast
+import functools
 import html
 import html.parser
 import os
@@ -75,6 +76,16 @@ def page_of(document):
     return re.sub(r"\W+", "-", name.lower())
 
 
+@functools.cache
+def functions():
+    """The names of all functions in the headers."""
+    names = set()
+    for header in HEADERS:
+        text = (ROOT / "include" / header).read_text(encoding="utf-8")
+        names |= set(re.findall(r"^MOX\w+ .*?\b(mox\w+)\(", text, re.M))
+    return names
+
+
 def title_of(document):
     return re.match("# (.*)", (ROOT / document).read_text(encoding="utf-8"))[1].replace("`", "")
 
@@ -103,7 +114,7 @@ class Document:
             kept.append(made)
             return f"\x00{len(kept) - 1}\x00"
 
-        text = re.sub(r"(?<!`)`([^`\n]+)`", lambda code: keep(f"<code>{self.entities(code[1])}</code>"), text)
+        text = re.sub(r"(?<!`)`([^`\n]+)`", lambda code: keep(self.inline(code[1])), text)
         text = re.sub(r"!\[([^\]]+)\]\(([^)\s]+)\)", lambda image: keep(self.image(image[1], image[2])), text)
         text = re.sub(r"\[([^\]]+)\]\(([^)\s]+)\)", lambda link: keep(self.link(link[1], link[2])), text)
         # Doxygen takes ** beside code for itself.
@@ -125,6 +136,12 @@ class Document:
         if anchor == "index":
             return f"{match[1]} {plain}"  # the main page has its name
         return f"{match[1]} {self.entities(html.unescape(plain))} {{#{anchor}}}"
+
+    def inline(self, code):
+        """Code in a line; the name of a function leads to its reference."""
+        if code in functions():
+            return f'<code>@ref {code} "{code}"</code>'
+        return f"<code>{self.entities(code)}</code>"
 
     @staticmethod
     def entities(code):
@@ -292,6 +309,7 @@ def self_test():
         (folder / "b.html").write_text('<a href="https://example.org/d">d</a>')
         assert list(broken_links(folder)) == ["a.html: b.html#y: there is no such anchor",
                                               "a.html: c.html: there is no such file"]
+    assert document.rewritten("`moxcDecode` `moxc`") == '<code>@ref moxcDecode "moxcDecode"</code> <code>moxc</code>'
     assert files == {"examples"}
     assert document.rewritten("**`x` y\nz.** *") == "<b><code>x</code> y\nz.</b> *"
     assert document.rewritten("![a](speed.svg)") == '<img src="files/docs/speed.svg" alt="a">'
