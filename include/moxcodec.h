@@ -117,7 +117,9 @@ MOXC_API const char* moxcReportNote(const MoxcReport* report, size_t index); /* 
 typedef struct {
   size_t structSize;
   uint64_t maxPixels; /* width x height; 0: 268435456 */
-  uint64_t maxMemory; /* bytes that a call may hold, counted before they are allocated; 0: 1073741824 */
+  uint64_t maxMemory; /* bytes that a call may hold, counted before they are allocated; 0: 1073741824. The code of a
+                       * JPEG 2000 picture in one tile without loss that does not fit goes into a temporary file without
+                       * a name, in TMPDIR or /var/tmp */
   int32_t maxScans;   /* of a JPEG file; 0: 500 */
 } MoxcLimits;
 
@@ -563,6 +565,8 @@ typedef struct {
   const char* qualities; /* JPEG, instead of `quality`: of each component, such as "90,80"; the last is that of all
                           * further ones */
   int32_t depth;         /* JPEG: bits per sample: 8, the default, or 12, extended sequential or progressive */
+  /* BMP */
+  int32_t words; /* 565 or 555: 16-bit words (moxcRgb565, moxcRgb555); 0: 8 bits a sample */
 } MoxcWriteOptions;
 
 /* No option given. */

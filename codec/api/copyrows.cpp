@@ -9,7 +9,7 @@
 #include <type_traits>
 
 #include "api/report.h"
-#include "base/library.h"
+#include "pictures/words.h"
 
 namespace moxj::api {
 
@@ -133,73 +133,7 @@ bool reordered(const MoxcPixels& from, const Picture& to) {
   return from.sampleSize == 1 ? rows(std::uint8_t{}) : from.sampleSize == 2 ? rows(std::uint16_t{}) : false;
 }
 
-// ---- Words --------------------------------------------------------------------------------------------------------
-
-// A sample becomes the field whose sample is nearest, the larger of two that are equally near; a field becomes a sample
-// by repeating its upper bits. The library's conversions from YCbCr to words follow the same rule.
-constexpr unsigned sampleOf(unsigned field, int bits) { return field << (8 - bits) | field >> (2 * bits - 8); }
-constexpr unsigned fieldOf(unsigned sample, int bits) {
-  unsigned field = sample >> (8 - bits);
-  const unsigned last = (1u << bits) - 1;
-  const auto distance = [&](unsigned f) {
-    const unsigned value = sampleOf(f, bits);
-    return value > sample ? value - sample : sample - value;
-  };
-  if (field > 0 && distance(field - 1) < distance(field)) --field;
-  if (field < last && distance(field + 1) <= distance(field)) ++field;
-  return field;
-}
-
-template <int Bits>
-constexpr std::array<std::uint8_t, 256> kFields = [] {
-  std::array<std::uint8_t, 256> fields{};
-  for (unsigned sample = 0; sample < 256; ++sample) fields[sample] = static_cast<std::uint8_t>(fieldOf(sample, Bits));
-  return fields;
-}();
-
-template <int GreenBits>
-std::uint16_t packed(std::uint8_t red, std::uint8_t green, std::uint8_t blue) {
-  return static_cast<std::uint16_t>(kFields<5>[red] << (5 + GreenBits) | kFields<GreenBits>[green] << 5 |
-                                    kFields<5>[blue]);
-}
-
-template <int GreenBits>
-void packRows(const Picture& from, const MoxcPixels& to) {
-  const Channel red = channelOf(from.planes[0]), green = channelOf(from.planes[1]), blue = channelOf(from.planes[2]);
-  for (int y = 0; y < to.height; ++y) {
-    const std::uint8_t *r = red.row(y), *g = green.row(y), *b = blue.row(y);
-    std::uint8_t* word = static_cast<std::uint8_t*>(to.planes[0].samples) + to.planes[0].step * y;
-    for (int x = 0; x < to.width; ++x, word += 2, r += red.pixelStep, g += green.pixelStep, b += blue.pixelStep)
-      store(word, packed<GreenBits>(*r, *g, *b));
-  }
-}
-
-template <int GreenBits>
-void unpackRows(const MoxcPixels& from, const Picture& to) {
-  const Channel red = channelOf(to.planes[0]), green = channelOf(to.planes[1]), blue = channelOf(to.planes[2]);
-  for (int y = 0; y < from.height; ++y) {
-    std::uint8_t *r = red.row(y), *g = green.row(y), *b = blue.row(y);
-    const std::uint8_t* at = static_cast<const std::uint8_t*>(from.planes[0].samples) + from.planes[0].step * y;
-    for (int x = 0; x < from.width; ++x, at += 2, r += red.pixelStep, g += green.pixelStep, b += blue.pixelStep) {
-      const unsigned word = load<std::uint16_t>(at);
-      *r = static_cast<std::uint8_t>(sampleOf(word >> (5 + GreenBits) & 31, 5));
-      *g = static_cast<std::uint8_t>(sampleOf(word >> 5 & ((1u << GreenBits) - 1), GreenBits));
-      *b = static_cast<std::uint8_t>(sampleOf(word & 31, 5));
-    }
-  }
-}
-
-// The steps of these functions are 32-bit numbers, so they get one row at a time.
-void ycbcrToWords(const Picture& from, const MoxcPixels& to) {
-  const auto convert =
-      to.layout == moxcRgb565 ? moxiYCbCrToBGR565_JPEG_8u16u_P3C3R : moxiYCbCrToBGR555_JPEG_8u16u_P3C3R;
-  for (int y = 0; y < to.height; ++y) {
-    const Mox8u* const planes[3] = {from.planes[0].row<Mox8u>(y), from.planes[1].row<Mox8u>(y),
-                                    from.planes[2].row<Mox8u>(y)};
-    auto* const row = static_cast<std::uint8_t*>(to.planes[0].samples) + to.planes[0].step * y;
-    require(convert(planes, 1, reinterpret_cast<Mox16u*>(row), 1, {to.width, 1}), "the conversion to words");
-  }
-}
+Words wordsOf(MoxcLayout layout) { return layout == moxcRgb565 ? Words::rgb565 : Words::rgb555; }
 
 // ---- All layouts --------------------------------------------------------------------------------------------------
 
@@ -208,7 +142,7 @@ bool inRange(const std::uint8_t* from, int pixelStep, int width, std::int32_t mi
   const std::ptrdiff_t step = pixelStep * std::ptrdiff_t{sizeof(Type)};
   bool good = true;
   for (int x = 0; x < width; ++x, from += step) {
-    const std::int32_t value = load<Type>(from);
+    const Type value = load<Type>(from);
     good &= value >= min && value <= max;
   }
   return good;
@@ -253,8 +187,9 @@ MoxcPixels pixelsOf(const Picture& band, const MoxcPixels& shape) {
 
 void copyRows(const Picture& from, const MoxcPixels& to) {
   if (isWords(to.layout)) {
-    if (from.colour == Colour::ycbcr) return ycbcrToWords(from, to);
-    return to.layout == moxcRgb565 ? packRows<6>(from, to) : packRows<5>(from, to);
+    auto* row = static_cast<std::uint8_t*>(to.planes[0].samples);
+    for (int y = 0; y < to.height; ++y, row += to.planes[0].step) packWords(from, y, wordsOf(to.layout), row);
+    return;
   }
   if (!isPlanar(to.layout) && sameBytes(from, to)) {
     std::uint8_t* row = static_cast<std::uint8_t*>(to.planes[0].samples);
@@ -286,22 +221,16 @@ void checkSamples(const MoxcPixels& pixels) {
 }
 
 void copyRows(const MoxcPixels& from, const Picture& to) {
-  if (isWords(from.layout)) return from.layout == moxcRgb565 ? unpackRows<6>(from, to) : unpackRows<5>(from, to);
+  if (isWords(from.layout)) {
+    const auto* row = static_cast<const std::uint8_t*>(from.planes[0].samples);
+    for (int y = 0; y < from.height; ++y, row += from.planes[0].step) unpackWords(row, wordsOf(from.layout), to, y);
+    return;
+  }
   checkSamples(from);
   if (reordered(from, to)) return;
   for (std::size_t i = 0; i < to.planes.size(); ++i) {
     copyChannel(channelOf(from, static_cast<int>(i)), channelOf(to.planes[i]));
     if (to.inverted) invert(channelOf(to.planes[i]), to.planes[i].maxval);
-  }
-}
-
-void wordsToYCbCr(const MoxcPixels& from, const Picture& to) {
-  const auto convert =
-      from.layout == moxcRgb565 ? moxiBGR565ToYCbCr_JPEG_16u8u_C3P3R : moxiBGR555ToYCbCr_JPEG_16u8u_C3P3R;
-  for (int y = 0; y < from.height; ++y) {
-    Mox8u* const planes[3] = {to.planes[0].row<Mox8u>(y), to.planes[1].row<Mox8u>(y), to.planes[2].row<Mox8u>(y)};
-    const auto* const row = static_cast<const std::uint8_t*>(from.planes[0].samples) + from.planes[0].step * y;
-    require(convert(reinterpret_cast<const Mox16u*>(row), 1, planes, 1, {from.width, 1}), "the conversion of words");
   }
 }
 

@@ -10,14 +10,12 @@ namespace moxj::api {
 // picture has no opacity; inks become 0 for no ink.
 void copyRows(const Picture& from, const MoxcPixels& to);
 
-// The other way: to a picture that layoutOf() describes. Throws BadArgument for samples beyond the maximum value.
+// The other way: to a picture that layoutOf() describes, or of words to planes of YCbCr. Throws BadArgument for samples
+// beyond the maximum value.
 void copyRows(const MoxcPixels& from, const Picture& to);
 
 // Throws BadArgument for samples beyond the maximum value.
 void checkSamples(const MoxcPixels& pixels);
-
-// Words to three planes of YCbCr.
-void wordsToYCbCr(const MoxcPixels& from, const Picture& to);
 
 // Whether the bytes of a band are what the pixels describe: then the pixels of the band need no copy.
 bool sameBytes(const Picture& band, const MoxcPixels& pixels);

@@ -124,7 +124,7 @@ struct MoxcEncoder {
 
   // A view of the caller's memory where the road can take it as it is, otherwise a copy.
   Picture bandOf(const MoxcPixels& part, const std::shared_ptr<void>& owner) {
-    Picture view = viewOf(part, owner);
+    Picture view = viewOf(part, owner, fit_->takesBgr());
     if (view.hasSamples() && !picture_.inverted) {
       checkSamples(part);
       return view;
@@ -135,11 +135,8 @@ struct MoxcEncoder {
       const bool planar = isPlanar(layout_.layout) || copy_.colour == Colour::ycbcr;
       planar ? allocatePlanes(copy_, &run_.work.budget) : copy_.allocate(&run_.work.budget);
     }
-    const Picture band = copy_.band(0, part.height);
-    if (picture_.colour == Colour::ycbcr && isWords(layout_.layout))
-      wordsToYCbCr(part, band);
-    else
-      copyRows(part, band);
+    Picture band = copy_.band(0, part.height);
+    copyRows(part, band);
     return band;
   }
 

@@ -261,6 +261,8 @@ WriteOptions writeOptionsOf(const MoxcWriteOptions* options) {
   checkBlock(write);
   if (write.depth != 0 && write.depth != 8 && write.depth != 12)
     failOption("depth", "is " + std::to_string(write.depth) + ", not 8 or 12");
+  if (write.words != 0 && write.words != 555 && write.words != 565)
+    failOption("words", "is " + std::to_string(write.words) + ", not 555 or 565");
   checkTogether(write);
   WriteOptions to;
   to.quality = write.quality;
@@ -301,6 +303,7 @@ WriteOptions writeOptionsOf(const MoxcWriteOptions* options) {
   to.qualities = listOf("qualities", write.qualities, "90,80", parseQuality);
   to.depth = write.depth;
   to.cmyk = write.cmyk;
+  if (write.words) to.words = write.words == 565 ? Words::rgb565 : Words::rgb555;
   return to;
 }
 

@@ -266,8 +266,8 @@ void allocatePlanes(Picture& picture, Budget* budget) {
   picture.owner = owners;
 }
 
-Picture viewOf(const MoxcPixels& pixels, const std::shared_ptr<void>& owner) {
-  const bool reordered = pixels.layout == moxcBgr || pixels.layout == moxcBgra || isWords(pixels.layout);
+Picture viewOf(const MoxcPixels& pixels, const std::shared_ptr<void>& owner, bool bgr) {
+  const bool reordered = (pixels.layout == moxcBgr && !bgr) || pixels.layout == moxcBgra || isWords(pixels.layout);
   Picture picture;
   if (reordered) return picture;
   picture = layoutOf(pixels);

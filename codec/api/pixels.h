@@ -86,8 +86,8 @@ Channel channelOf(const MoxcPixels& pixels, int index);
 // Problem (limit, noMemory).
 void allocatePlanes(Picture& picture, Budget* budget);
 
-// A view of pixels as a picture, if their memory is what the road takes: element types, alignment, order. `owner` may
-// be null. Otherwise a picture without planes.
-Picture viewOf(const MoxcPixels& pixels, const std::shared_ptr<void>& owner);
+// A view of pixels as a picture, if their memory is what the road takes: element types, alignment, order. `bgr`: also
+// three samples with blue first. `owner` may be null. Otherwise a picture without planes.
+Picture viewOf(const MoxcPixels& pixels, const std::shared_ptr<void>& owner, bool bgr);
 
 }  // namespace moxj::api

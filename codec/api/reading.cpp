@@ -7,7 +7,6 @@
 #include "api/checks.h"
 #include "api/source.h"
 #include "api/structs.h"
-#include "jpeg/jpeg.h"
 
 namespace moxj::api {
 
@@ -78,11 +77,10 @@ class ChosenByPicture : public RowSink {
   std::unique_ptr<RowSink> fitting_;
 };
 
-// Whether a file is JPEG whose planes of YCbCr can become words directly: none is sub-sampled.
-bool hasFullPlanes(Input& input, const Limits& limits) {
-  if (recognise(input).names[0] != "jpg") return false;
-  const jpeg::Info info = jpeg::inspect(input.all(maxFileBytes(limits)));
-  return info.supported && info.precision == 8 && info.colourModel == "YCbCr" && info.sampling == "4:4:4";
+// Whether a file is JPEG whose planes of YCbCr can become words directly.
+bool isFullJpeg(Input& input, Work& work) {
+  const Format& format = recognise(input);
+  return format.names[0] == "jpg" && format.hasFullYcbcr(input, work);
 }
 
 }  // namespace
@@ -113,7 +111,7 @@ Outcome readPixels(const MoxcSource* source, const ReadOptions& options, PixelSi
   if (wish.layout == moxcYCbCr || wish.layout == moxcCmyk) reading.native = true;
   // Not of a region: it would be cut before the words are made.
   const bool direct = isWords(wish.layout) && !options.fastMcu && !options.region.given();
-  if (direct && hasFullPlanes(input, work.limits)) {
+  if (direct && isFullJpeg(input, work)) {
     reading.native = true;
     holds.colours.insert(holds.colours.begin(), Colour::ycbcr);
   }

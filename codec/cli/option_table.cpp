@@ -178,6 +178,8 @@ constexpr Option kOptions[] = {
      [](S& s, Text text) { return useFormat(text, s); }},
     {kDecode, "--format", "NAME", "Output format, whatever the extension (pnm: ppm or pgm); see below",
      [](S& s, Text text) { return useFormat(text, s); }},
+    {kDecode, "--words", "555|565", "BMP of 16 bits a pixel, 5 or 6 of green",
+     [](S& s, Text text) { return useWords(text, s.writing.words); }},
     {kDecode, "--nosmooth", "", "Upsample by repeating samples instead of interpolating",
      [](S& s, Text) { return given(s.reading.nosmooth); }, Of::jpeg},
     {kEncode | kDecode, "--region", "X,Y,W,H", "Only these pixels of the picture, before it is reduced or turned",

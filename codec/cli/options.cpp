@@ -53,6 +53,7 @@ class Parser {
     checkSizes();
     checkProcess();
     checkTransform();
+    if (settings_.writing.words && settings_.reading.components) misuse("--words and --components cannot be combined");
     if (settings_.reading.tilePlus1 && settings_.reading.regionWidth) misuse("--tile and --region cannot be combined");
     return settings_;
   }

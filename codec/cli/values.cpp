@@ -167,6 +167,10 @@ Complaint useSampling(std::string_view text, MoxcSample& sample, std::string& li
   return "";
 }
 
+Complaint useWords(std::string_view text, std::int32_t& words) {
+  return parseNumber(text, 555, 565, words) && (words == 555 || words == 565) ? "" : "is not 555 or 565";
+}
+
 Complaint useDepth(std::string_view text, std::int32_t& depth) {
   return parseNumber(text, 8, 12, depth) && (depth == 8 || depth == 12) ? "" : "is not 8 or 12";
 }

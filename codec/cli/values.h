@@ -44,6 +44,7 @@ Complaint useQuality(const std::string& text, std::int32_t& quality, std::string
 // A name, or a list of factors for each component.
 Complaint useSampling(std::string_view text, MoxcSample& sample, std::string& list);
 Complaint useDepth(std::string_view text, std::int32_t& depth);
+Complaint useWords(std::string_view text, std::int32_t& words);
 // "N" or "NB"
 Complaint useRestart(std::string_view text, std::int32_t& restart, std::int32_t& inRows);
 // "P" or "P,T"

@@ -21,6 +21,7 @@ constexpr std::size_t kFileHeader = 14;
 constexpr std::uint32_t kCore = 12, kInfo = 40, kMaxOs2 = 64, kV4 = 108, kV5 = 124;
 constexpr std::uint32_t kEmbeddedProfile = 0x4D424544, kLinkedProfile = 0x4C494E4B;
 constexpr int kMaxFieldBits = 16;
+constexpr std::string_view kWriteOptions[] = {"words"};
 enum Compression : std::uint32_t { kNone, kRle8, kRle4, kFields, kJpeg, kPng, kAlphaFields };
 
 // Little-endian numbers at offsets. Fields that a short header does not have are 0.
@@ -218,6 +219,14 @@ Description describe(Input& input, Work& work) {
   return describePlain(std::move(facts), kindOf(header), file.size());
 }
 
+bool hasFullYcbcr(Input& input, Work& work) {
+  std::vector<std::string> notes;
+  const std::uint64_t used = work.budget.used();
+  const Header header = readHeader(input.all(maxFileBytes(work.limits)), work, notes);
+  work.budget.restore(used);
+  return header.words() != Words::none;
+}
+
 // A profile describes red, green and blue: a grey picture has them too.
 bool hasPlaceFor(const MetadataBlock& block) {
   if (block.kind != MetadataKind::icc) return false;
@@ -239,8 +248,21 @@ int Header::depth() const {
   return depth;
 }
 
+Words Header::words() const {
+  const auto fieldsAre = [&](Field red, Field green) {
+    const auto same = [](const Field& a, const Field& b) { return a.shift == b.shift && a.bits == b.bits; };
+    return bits == 16 && same(fields[0], red) && same(fields[1], green) && same(fields[2], {0, 5}) && !hasOpacity();
+  };
+  return fieldsAre({10, 5}, {5, 5}) ? Words::rgb555 : fieldsAre({11, 5}, {5, 6}) ? Words::rgb565 : Words::none;
+}
+
 Header readHeader(ByteSpan file, Work& work, std::vector<std::string>& notes) {
   return HeaderReader(file, work, notes).read();
+}
+
+void swapIfBigEndian(std::uint8_t* words, std::size_t bytes) {
+  if constexpr (std::endian::native == std::endian::big)
+    for (std::size_t i = 0; i + 1 < bytes; i += 2) std::swap(words[i], words[i + 1]);
 }
 
 }  // namespace bmp
@@ -252,16 +274,24 @@ constinit const Format kBmpFormat = {
     .names = {"bmp", "dib"},
     .sniff = bmp::isBmp,
     .describe = bmp::describe,
-    .open = [](Input& input, const ReadOptions&, Work& work) { return bmp::reader(input, work); },
-    .create = [](Output& output, const WriteOptions&, Work& work,
-                 std::vector<std::string>&) { return bmp::writer(output, work); },
+    .open = [](Input& input, const ReadOptions& options,
+               Work& work) { return bmp::reader(input, options.native, work); },
+    .hasFullYcbcr = bmp::hasFullYcbcr,
+    .create = [](Output& output, const WriteOptions& options, Work& work,
+                 std::vector<std::string>& notes) { return bmp::writer(output, options.words, work, notes); },
     .holds =
-        [](const WriteOptions&) {
-          return Holds{.colours = {Colour::grey, Colour::rgb},
-                       .opacity = true,
-                       .depths = {8},
-                       .metadata = {.block = bmp::hasPlaceFor, .ratio = false}};
+        [](const WriteOptions& options) {
+          Holds holds{.colours = {Colour::grey, Colour::rgb},
+                      .opacity = true,
+                      .depths = {8},
+                      .metadata = {.block = bmp::hasPlaceFor, .ratio = false}};
+          if (options.words == Words::none) return holds;
+          holds.colours = {Colour::rgb};
+          if (options.native) holds.colours.insert(holds.colours.begin(), Colour::ycbcr);
+          holds.opacity = false;
+          return holds;
         },
+    .writeOptions = bmp::kWriteOptions,
 };
 
 }  // namespace moxj

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "formats/formats.h"
+#include "pictures/words.h"
 
 namespace moxj::bmp {
 
@@ -29,6 +30,8 @@ struct Header {
 
   bool greyPalette() const;
   bool hasOpacity() const { return fields[3].bits != 0; }
+  // The kind of the words that pixels of 16 bits are; others have fields of their own.
+  Words words() const;
   // Of the samples that the pixels become.
   int depth() const;
   std::uint64_t rowBytes() const {
@@ -40,10 +43,14 @@ struct Header {
 Header readHeader(ByteSpan file, Work& work, std::vector<std::string>& notes);
 
 // Grey if all colours of a palette are, otherwise RGB, with opacity if there is a mask for it. Rows that are missing
-// are black.
-std::unique_ptr<RowSource> reader(Input& input, Work& work);
+// are black. `native`: words become YCbCr.
+std::unique_ptr<RowSource> reader(Input& input, bool native, Work& work);
 
 // From the bottom up, which all programs can read: grey as a palette of 256, RGB of 24 bits and, with opacity, 32 bits.
-std::unique_ptr<RowSink> writer(Output& output, Work& work);
+// Words: RGB, or planes of YCbCr, of 16 bits; `notes` gets what they lose.
+std::unique_ptr<RowSink> writer(Output& output, Words words, Work& work, std::vector<std::string>& notes);
+
+// Words in a file have the lowest byte first: makes it the order of the machine, and the other way.
+void swapIfBigEndian(std::uint8_t* words, std::size_t bytes);
 
 }  // namespace moxj::bmp

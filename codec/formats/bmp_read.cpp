@@ -99,7 +99,7 @@ std::uint32_t sampleOf(std::uint32_t word, const Field& field, int depth) {
 
 class Reader : public RowSource {
  public:
-  Reader(Input& input, Work& work) : input_(input), work_(work) {}
+  Reader(Input& input, bool native, Work& work) : input_(input), native_(native), work_(work) {}
 
   Outcome push(RowSink& sink) override {
     file_ = input_.all(maxFileBytes(work_.limits));
@@ -108,28 +108,74 @@ class Reader : public RowSource {
     findRows(outcome);
     const Picture layout = layoutOf();
     prepare();
-    Picture buffer = layout.band(0, rowsOfBand(layout));
-    buffer.allocate(&work_.budget);
     sink.begin(layout);
-    for (int y = 0; y < layout.height; y += buffer.height) {
-      const Picture band = buffer.band(0, std::min(buffer.height, layout.height - y));
-      for (int i = 0; i < band.height; ++i) load(y + i, band.row(i), band.planes.size());
-      sink.rows(band);
-      reportProgress(work_.progress, y, layout.height);
-    }
+    if (header_.bits == 24 && given_ == header_.height && sink.takesBgr())
+      pushStayingBands(viewOf(layout), sink, work_.progress);
+    else
+      pushLoaded(layout, sink);
     sink.end();
     if (beyondPalette_) outcome.incomplete("pixels have colours that the palette does not have");
     return outcome;
   }
 
  private:
+  bool isYcbcr() const { return native_ && header_.words() != Words::none; }
+
   Picture layoutOf() const {
     const bool grey = header_.greyPalette();
-    Picture layout = Picture::layout(header_.width, header_.height, (grey ? 1 : 3) + header_.hasOpacity(),
-                                     header_.depth(), grey ? Colour::grey : Colour::rgb);
+    Picture layout =
+        Picture::layout(header_.width, header_.height, (grey ? 1 : 3) + header_.hasOpacity(), header_.depth(),
+                        grey        ? Colour::grey
+                        : isYcbcr() ? Colour::ycbcr
+                                    : Colour::rgb);
     if (header_.hasOpacity()) layout.opacity = Opacity::straight;
     layout.metadata = header_.metadata;
     return layout;
+  }
+
+  // The pixels in the file itself, which nothing writes to.
+  Picture viewOf(const Picture& layout) const {
+    Picture view = layout;
+    auto* const top = const_cast<std::uint8_t*>(bytesOf(0));
+    const auto step = static_cast<std::ptrdiff_t>(rowBytes_);
+    for (std::size_t i = 0; i < 3; ++i) {
+      Plane& plane = view.planes[i];
+      plane.samples = top + 2 - i;
+      plane.pixelStep = 3;
+      plane.step = header_.topDown ? step : -step;
+    }
+    return view;
+  }
+
+  void pushLoaded(const Picture& layout, RowSink& sink) {
+    const Picture buffer = bufferFor(layout);
+    for (int y = 0; y < layout.height; y += buffer.height) {
+      const Picture band = buffer.band(0, std::min(buffer.height, layout.height - y));
+      for (int i = 0; i < band.height; ++i)
+        isYcbcr() ? loadYcbcr(y + i, band, i) : load(y + i, band.row(i), band.planes.size());
+      sink.rows(band);
+      reportProgress(work_.progress, y, layout.height);
+    }
+  }
+
+  // Planes of YCbCr are below each other.
+  Picture bufferFor(const Picture& layout) {
+    Picture buffer = layout.band(0, rowsOfBand(layout));
+    if (!isYcbcr()) {
+      buffer.allocate(&work_.budget);
+      return buffer;
+    }
+    Picture planes = Picture::layout(layout.width, 3 * buffer.height, 1, 8, Colour::grey);
+    planes.allocate(&work_.budget);
+    for (int i = 0; i < 3; ++i) {
+      Plane& plane = buffer.planes[static_cast<std::size_t>(i)];
+      plane.samples = planes.row(i * buffer.height);
+      plane.step = planes.planes[0].step;
+    }
+    buffer.owner = planes.owner;
+    work_.budget.charge(1, rowBytes_);
+    words_.resize(static_cast<std::size_t>(rowBytes_));
+    return buffer;
   }
 
   // ---- Rows --------------------------------------------------------------------------------------------------------
@@ -213,6 +259,15 @@ class Reader : public RowSource {
     }
   }
 
+  // A row that is missing is black, as a word of 0 is.
+  void loadYcbcr(int y, const Picture& band, int row) {
+    const std::uint8_t* const from = bytesOf(y);
+    const std::size_t size = std::size_t{2} * static_cast<std::size_t>(header_.width);
+    from ? static_cast<void>(std::memcpy(words_.data(), from, size)) : words_.assign(words_.size(), 0);
+    swapIfBigEndian(words_.data(), size);
+    unpackWords(words_.data(), header_.words(), band, row);
+  }
+
   template <class Type>
   void loadWords(const std::uint8_t* from, Type* to, std::size_t channels) const {
     const int size = header_.bits / 8, depth = header_.depth();
@@ -224,6 +279,7 @@ class Reader : public RowSource {
   }
 
   Input& input_;
+  const bool native_;
   Work& work_;
   ByteSpan file_;
   Header header_;
@@ -231,12 +287,15 @@ class Reader : public RowSource {
   std::uint64_t rowBytes_ = 0;
   int given_ = 0;                      // rows
   std::vector<std::uint8_t> indices_;  // of run lengths
+  std::vector<std::uint8_t> words_;    // of a row that becomes YCbCr
   std::array<std::array<std::uint8_t, 3>, 256> colours_ = {};
   bool beyondPalette_ = false;
 };
 
 }  // namespace
 
-std::unique_ptr<RowSource> reader(Input& input, Work& work) { return std::make_unique<Reader>(input, work); }
+std::unique_ptr<RowSource> reader(Input& input, bool native, Work& work) {
+  return std::make_unique<Reader>(input, native, work);
+}
 
 }  // namespace moxj::bmp

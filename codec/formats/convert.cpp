@@ -11,7 +11,7 @@
 
 namespace moxj {
 
-extern const Format kJpegFormat;
+extern const Format kJpegFormat, kBmpFormat;
 
 namespace {
 
@@ -59,6 +59,18 @@ ReadOptions readingFor(const Format& from, const ReadOptions& reading, const For
   return options;
 }
 
+// Words of a BMP file and a JPEG file without sub-sampling become each other through YCbCr, by the library's functions
+// for it. Not of a part of the picture, whose columns these functions would round as those of another picture.
+bool goesThroughYcbcr(const Format& from, Input& input, const ReadOptions& reading, const Format& to,
+                      const WriteOptions& writing, Work& work) {
+  if (reading.region.given() || reading.orient || reading.srgb || reading.fastMcu) return false;
+  const bool plain = !writing.lossless && !writing.grayscale && !writing.rgb && !writing.fastMcu && writing.depth != 12;
+  const bool takes = &to == &kBmpFormat
+                         ? &from == &kJpegFormat && writing.words != Words::none
+                         : &from == &kBmpFormat && &to == &kJpegFormat && writing.sample == Subsampling::s444 && plain;
+  return takes && from.hasFullYcbcr(input, work);
+}
+
 // One plane as a grey picture of its own size.
 Picture greyOf(const Picture& picture, std::size_t plane) {
   Picture grey = picture;
@@ -102,9 +114,14 @@ Outcome convert(Input& input, const ReadOptions& reading, const Format& to, cons
   checkOptions(to, writing);
   const Format& from = recogniseFor(input, reading);
   std::vector<std::string> writerNotes;
-  const std::unique_ptr<RowSink> writer = to.create(output, writing, work, writerNotes);
-  const ReadOptions options = readingFor(from, reading, to, writing);
-  Outcome outcome = pushFitted(from, input, options, holdsFor(to, writing), *writer, work);
+  ReadOptions options = readingFor(from, reading, to, writing);
+  WriteOptions asWritten = writing;
+  if (goesThroughYcbcr(from, input, reading, to, writing, work)) {
+    options.native = asWritten.native = true;
+    asWritten.sample = Subsampling::none;  // the planes have their own
+  }
+  const std::unique_ptr<RowSink> writer = to.create(output, asWritten, work, writerNotes);
+  Outcome outcome = pushFitted(from, input, options, holdsFor(to, asWritten), *writer, work);
   addNotes(outcome, writerNotes);
   return outcome;
 }

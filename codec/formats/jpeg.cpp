@@ -87,6 +87,11 @@ std::unique_ptr<RowSource> open(Input& input, const ReadOptions& options, Work& 
   return std::make_unique<Reader>(input, decoding, work);
 }
 
+bool hasFullYcbcr(Input& input, Work& work) {
+  const jpeg::Info info = jpeg::inspect(input.all(maxFileBytes(work.limits)));
+  return info.supported && info.precision == 8 && info.colourModel == "YCbCr" && info.sampling == "4:4:4";
+}
+
 // ---- Writing ----------------------------------------------------------------------------------------------------
 
 void checkRange(std::string_view option, int value, int max) {
@@ -205,6 +210,7 @@ class CommentSink : public RowSink {
   void rows(const Picture& band) override { next_->rows(band); }
   void end() override { next_->end(); }
   int rowsWanted() const override { return next_->rowsWanted(); }
+  bool takesBgr() const override { return next_->takesBgr(); }
 
  private:
   std::unique_ptr<RowSink> next_;
@@ -238,6 +244,7 @@ const Format kJpegFormat = {.label = "JPEG",
                             .search = hasJpeg,
                             .describe = describeJpeg,
                             .open = open,
+                            .hasFullYcbcr = hasFullYcbcr,
                             .cuts = true,
                             .create = create,
                             .holds = holds,

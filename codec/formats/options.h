@@ -10,6 +10,7 @@
 #include "jpeg/script.h"
 #include "pictures/metadata.h"
 #include "pictures/picture.h"
+#include "pictures/words.h"
 
 namespace moxj {
 
@@ -22,7 +23,8 @@ struct ReadOptions {
   bool orient = false;      // turns the pixels as the Exif orientation says; of files without one, nothing
   int picture = 0;          // JPEG: of several in a file, from 1
   bool upsample = false;    // JPEG 2000: all components at the size of the reference grid
-  bool native = false;      // JPEG: also YCbCr as it is coded, not up-sampled (not an option of a file: never refused)
+  bool native = false;      // JPEG: also YCbCr as it is coded, not up-sampled; BMP: YCbCr of words (not an option of a
+                            // file: never refused)
   Region region = {};       // of the picture before it is reduced or turned (of all formats: never refused)
   std::optional<int> tile = {};  // JPEG 2000: this tile alone
   bool inks = false;             // inks as they are (not an option of a file: never refused)
@@ -58,7 +60,7 @@ struct WriteOptions {
   int layers = 0;
   int modes = 0;
   MetadataSet strip = {};  // metadata that is not wanted (of all formats, which may have none)
-  bool native = false;     // JPEG: planes of YCbCr as they are (not an option of a file: never refused)
+  bool native = false;  // JPEG, and BMP of words: planes of YCbCr as they are (not an option of a file: never refused)
   // JPEG 2000
   std::vector<double> psnr;                  // as ratio
   std::vector<j2k::PrecinctSize> precincts;  // from the highest resolution down
@@ -69,6 +71,8 @@ struct WriteOptions {
   // both
   std::string comment;
   bool cmyk = false;  // JPEG: inks as they are; otherwise they become YCCK
+  // BMP
+  Words words = Words::none;  // instead of bytes
 };
 
 // An option by the name of its field, which is also its name on a command line (fastMcu: --fast-mcu).

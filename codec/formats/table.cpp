@@ -106,6 +106,7 @@ constexpr OptionField<WriteOptions> kWriteFields[] = {
     {"qualities", [](const WriteOptions& options) { return !options.qualities.empty(); }},
     {"depth", isSet<&WriteOptions::depth, WriteOptions>},
     {"cmyk", isSet<&WriteOptions::cmyk, WriteOptions>},
+    {"words", isSet<&WriteOptions::words, WriteOptions>},
 };
 
 template <class Options>

@@ -219,12 +219,12 @@ void writeScansSideBySide(Writer& writer, const Scans& scans, Work& work) {
   }
 }
 
-// Whether there is room for the data of all scans, which take less than the coefficients.
-bool canWriteSideBySide(const Frame& frame, const Work& work) {
+// Of the data of all scans, which take less than the coefficients.
+std::uint64_t maxDataBytes(const Frame& frame) {
   std::uint64_t bytes = 0;
   for (const FrameComponent& c : frame.components)
     bytes += static_cast<std::uint64_t>(c.paddedWide) * static_cast<std::uint64_t>(c.paddedHigh) * 64 * sizeof(Mox16s);
-  return bytes <= work.budget.left();
+  return bytes;
 }
 
 // A sequential scan: groups of MCU rows, each row a task.
@@ -339,8 +339,12 @@ void writeScans(Writer& writer, const Frame& frame, const Coefficients& coeffici
   Rows rows(work.progress, rowsOf(frame, coding));
   const Scans scans{frame, coefficients, coding, rows};
   const bool threads = work.workers.count() > 1 && isWorthThreads(frame);
-  if (threads && frame.progressive() && canWriteSideBySide(frame, work)) {
+  // Another half of the memory is left for an output that keeps the file.
+  const std::uint64_t dataBytes = maxDataBytes(frame);
+  if (threads && frame.progressive() && dataBytes <= work.budget.left() / 2) {
+    work.budget.charge(1, dataBytes);
     writeScansSideBySide(writer, scans, work);
+    work.budget.release(dataBytes);
   } else {
     HeaderWriter headers(writer, scans);
     for (const ScanHeader& scan : coding.scans) {

@@ -220,6 +220,7 @@ class Encoder final : public RowSink {
   void stayingRows(const Picture& band) override { take(band); }
   void end() override;
   int rowsWanted() const override { return coder_->rowsAtOnce() * frame_.mcuHeight(); }
+  bool takesBgr() const override { return layout_.colour == Colour::rgb && frame_.precision == 8; }
 
  private:
   RowCoding rowCoding() const { return {layout_, frame_, model_, quantisers_, options_.fastMcu}; }
@@ -285,7 +286,7 @@ void Encoder::beginScan() {
 
 // Whole MCU rows are coded in place, if the samples are laid out so that they can be.
 bool Encoder::canCode(const Picture& band) const {
-  if (isYcbcr(layout_) || band.interleaved()) return true;
+  if (isYcbcr(layout_) || band.interleaved() || (takesBgr() && band.interleavedBgr())) return true;
   return isCmyk(layout_) && !options_.fastMcu &&
          std::ranges::all_of(band.planes, [](const Plane& plane) { return plane.pixelStep == 1; });
 }

@@ -12,12 +12,15 @@ namespace moxj::jpeg {
 
 namespace {
 
-constexpr McuFunctions k444{moxiRGBToYCbCr444LS_MCU_8u16s_C3P3R, moxiYCbCr444ToRGBLS_MCU_16s8u_P3C3R};
-constexpr McuFunctions k422{moxiRGBToYCbCr422LS_MCU_8u16s_C3P3R, moxiYCbCr422ToRGBLS_MCU_16s8u_P3C3R};
-constexpr McuFunctions k420{moxiRGBToYCbCr411LS_MCU_8u16s_C3P3R, moxiYCbCr411ToRGBLS_MCU_16s8u_P3C3R};
-constexpr McuFunctions kInks444{moxiCMYKToYCCK444LS_MCU_8u16s_C4P4R, moxiYCCK444ToCMYKLS_MCU_16s8u_P4C4R};
-constexpr McuFunctions kInks422{moxiCMYKToYCCK422LS_MCU_8u16s_C4P4R, moxiYCCK422ToCMYKLS_MCU_16s8u_P4C4R};
-constexpr McuFunctions kInks420{moxiCMYKToYCCK411LS_MCU_8u16s_C4P4R, moxiYCCK411ToCMYKLS_MCU_16s8u_P4C4R};
+constexpr McuFunctions k444{moxiRGBToYCbCr444LS_MCU_8u16s_C3P3R, moxiBGRToYCbCr444LS_MCU_8u16s_C3P3R,
+                            moxiYCbCr444ToRGBLS_MCU_16s8u_P3C3R};
+constexpr McuFunctions k422{moxiRGBToYCbCr422LS_MCU_8u16s_C3P3R, moxiBGRToYCbCr422LS_MCU_8u16s_C3P3R,
+                            moxiYCbCr422ToRGBLS_MCU_16s8u_P3C3R};
+constexpr McuFunctions k420{moxiRGBToYCbCr411LS_MCU_8u16s_C3P3R, moxiBGRToYCbCr411LS_MCU_8u16s_C3P3R,
+                            moxiYCbCr411ToRGBLS_MCU_16s8u_P3C3R};
+constexpr McuFunctions kInks444{moxiCMYKToYCCK444LS_MCU_8u16s_C4P4R, nullptr, moxiYCCK444ToCMYKLS_MCU_16s8u_P4C4R};
+constexpr McuFunctions kInks422{moxiCMYKToYCCK422LS_MCU_8u16s_C4P4R, nullptr, moxiYCCK422ToCMYKLS_MCU_16s8u_P4C4R};
+constexpr McuFunctions kInks420{moxiCMYKToYCCK411LS_MCU_8u16s_C4P4R, nullptr, moxiYCCK411ToCMYKLS_MCU_16s8u_P4C4R};
 
 constexpr std::uint8_t kEmptySample = 128;
 
@@ -42,28 +45,33 @@ McuSource::McuSource(const Frame& frame, ColourModel model)
     : frame_(frame), functions_(mcuFunctionsFor(frame, model)), layout_(frame) {}
 
 void McuSource::beginRow(const Picture& band, int first, int row) {
-  top_ = band.row(first);
+  bgr_ = band.interleavedBgr();
+  top_ = bgr_ ? band.planes[2].row<std::uint8_t>(first) : band.row(first);
   step_ = band.planes[0].step;
   rows_ = std::min(frame_.mcuHeight(), frame_.height - row * frame_.mcuHeight());
 }
 
 void McuSource::load(int mcu) {
   const int wide = frame_.mcuWidth(), high = frame_.mcuHeight(), channels = layout_.channels();
-  const int left = mcu * wide;
+  const int left = mcu * wide, inside = std::min(wide, frame_.width - left);
   const std::array<Mox16s*, 4> to = layout_.pointers(blocks_);
+  const auto toBlocks = bgr_ ? functions_->bgrToBlocks : functions_->toBlocks;
   const bool stepFits = step_ > 0 && step_ <= std::numeric_limits<std::int32_t>::max();
-  if (left + wide <= frame_.width && rows_ == high && stepFits) {
-    require(functions_->toBlocks(top_ + std::ptrdiff_t{channels} * left, static_cast<std::int32_t>(step_), to.data()),
+  if (inside == wide && rows_ == high && stepFits) {
+    require(toBlocks(top_ + std::ptrdiff_t{channels} * left, static_cast<std::int32_t>(step_), to.data()),
             "the colour conversion of an MCU");
     return;
   }
+  const auto channelCount = static_cast<std::size_t>(channels);
   for (int dy = 0; dy < high; ++dy) {
-    const std::uint8_t* const from = top_ + step_ * std::min(dy, rows_ - 1);
-    for (int dx = 0; dx < wide; ++dx)
-      std::memcpy(&edge_[channels * (dy * wide + dx)],
-                  from + std::ptrdiff_t{channels} * std::min(left + dx, frame_.width - 1), channels);
+    const std::uint8_t* const from = top_ + step_ * std::min(dy, rows_ - 1) + std::ptrdiff_t{channels} * left;
+    Mox8u* const row = edge_.data() + std::ptrdiff_t{channels} * dy * wide;
+    std::memcpy(row, from, channelCount * static_cast<std::size_t>(inside));
+    for (Mox8u* at = row + std::ptrdiff_t{channels} * inside; at < row + std::ptrdiff_t{channels} * wide;
+         at += channels)
+      std::memcpy(at, at - channels, channelCount);
   }
-  require(functions_->toBlocks(edge_.data(), channels * wide, to.data()), "the colour conversion of an MCU");
+  require(toBlocks(edge_.data(), channels * wide, to.data()), "the colour conversion of an MCU");
 }
 
 McuPainter::McuPainter(const Frame& frame, ColourModel model, std::vector<Steps> steps, RowSink& sink, Budget& budget)
@@ -75,7 +83,8 @@ McuPainter::McuPainter(const Frame& frame, ColourModel model, std::vector<Steps>
   const std::size_t rows = static_cast<std::size_t>(frame.mcuHeight());
   const RowPainter pixels(model, frame.width, true);
   band_ = pixels.layout(std::min(frame.height, frame.mcuHeight()));
-  const auto rowBytes = static_cast<std::size_t>(layout_.channels() * frame.mcuWidth() * frame.mcusWide);
+  const std::size_t rowBytes = static_cast<std::size_t>(layout_.channels()) *
+                               static_cast<std::size_t>(frame.mcuWidth()) * static_cast<std::size_t>(frame.mcusWide);
   band_.allocate(&budget, rowBytes, rows);
   sink.begin(pixels.layout(frame.height));
 }

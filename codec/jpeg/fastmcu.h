@@ -16,6 +16,7 @@ namespace moxj::jpeg {
 // The library's functions for one kind of sampling.
 struct McuFunctions {
   MoxStatus (*toBlocks)(const Mox8u* pixels, std::int32_t step, Mox16s* const blocks[]);
+  MoxStatus (*bgrToBlocks)(const Mox8u* pixels, std::int32_t step, Mox16s* const blocks[]);  // null for inks
   MoxStatus (*toPixels)(const Mox16s* const blocks[], Mox8u* pixels, std::int32_t step);
 };
 
@@ -57,6 +58,7 @@ class McuSource {
   const Frame frame_;
   const McuFunctions* functions_;
   const McuBlocks layout_;
+  bool bgr_ = false;                   // the rows have blue first
   const std::uint8_t* top_ = nullptr;  // the first row of the MCU row
   std::ptrdiff_t step_ = 0;
   int rows_ = 0;  // that belong to the picture

@@ -60,6 +60,7 @@ SampleStrips::SampleStrips(const Picture& layout, const Frame& frame, ColourMode
 
 void SampleStrips::loadRow(const Picture& band, int first, int mcuRow) {
   mcuRow_ = mcuRow;
+  bgr_ = band.interleavedBgr();
   if (components_) {
     loadComponents(band, first);
   } else {
@@ -81,7 +82,7 @@ void SampleStrips::loadPixels(const Picture& band, int first, int rows) {
 }
 
 void SampleStrips::loadRow(const Picture& band, int y, std::vector<Strip>& to, int rowOfStrips) const {
-  if (to.size() == 1) return loadGrey(band.row(y), to[0].row(rowOfStrips));
+  if (to.size() == 1) return loadGrey(pixelsOf(band, y), to[0].row(rowOfStrips));
   std::uint8_t* rows[4] = {};
   for (std::size_t i = 0; i < to.size(); ++i) rows[i] = to[i].row(rowOfStrips);
   loadColour(band, y, rows);
@@ -112,13 +113,14 @@ void SampleStrips::loadGrey(const std::uint8_t* pixels, std::uint8_t* to) const 
   for (int x = 0; x < frame_.width; x += kPixelsOfOneThread) {
     const MoxRoiSize size{std::min(frame_.width - x, kPixelsOfOneThread), 1};
     const std::uint8_t* const from = pixels + std::ptrdiff_t{3} * x;
-    require(moxiRGBToY_JPEG_8u_C3C1R(from, 3 * size.width, to + x, size.width, size), "colour conversion");
+    const auto convert = bgr_ ? moxiBGRToY_JPEG_8u_C3C1R : moxiRGBToY_JPEG_8u_C3C1R;
+    require(convert(from, 3 * size.width, to + x, size.width, size), "colour conversion");
   }
 }
 
 void SampleStrips::loadColour(const Picture& band, int y, std::uint8_t* const to[4]) const {
   if (ycck_) return loadYcck(band, y, to);
-  rgb_ ? splitRgb(band.row(y), to) : loadRgb(band.row(y), to);
+  rgb_ ? splitRgb(pixelsOf(band, y), to) : loadRgb(pixelsOf(band, y), to);
 }
 
 void SampleStrips::loadRgb(const std::uint8_t* pixels, std::uint8_t* const to[3]) const {
@@ -126,13 +128,14 @@ void SampleStrips::loadRgb(const std::uint8_t* pixels, std::uint8_t* const to[3]
     const MoxRoiSize size{std::min(frame_.width - x, kPixelsOfOneThread), 1};
     const std::uint8_t* const from = pixels + std::ptrdiff_t{3} * x;
     Mox8u* const at[3] = {to[0] + x, to[1] + x, to[2] + x};
-    require(moxiRGBToYCbCr_JPEG_8u_C3P3R(from, 3 * size.width, at, size.width, size), "colour conversion");
+    const auto convert = bgr_ ? moxiBGRToYCbCr_JPEG_8u_C3P3R : moxiRGBToYCbCr_JPEG_8u_C3P3R;
+    require(convert(from, 3 * size.width, at, size.width, size), "colour conversion");
   }
 }
 
 void SampleStrips::splitRgb(const std::uint8_t* pixels, std::uint8_t* const to[3]) const {
   for (int x = 0; x < frame_.width; ++x) {
-    for (int colour = 0; colour < 3; ++colour) to[colour][x] = pixels[3 * x + colour];
+    for (int colour = 0; colour < 3; ++colour) to[colour][x] = pixels[3 * x + (bgr_ ? 2 - colour : colour)];
   }
 }
 

@@ -56,6 +56,10 @@ class SampleStrips {
   void loadRgb(const std::uint8_t* pixels, std::uint8_t* const to[3]) const;
   void loadYcck(const Picture& band, int y, std::uint8_t* const to[4]) const;
   void splitRgb(const std::uint8_t* pixels, std::uint8_t* const to[3]) const;
+  // The first byte of a row of RGB or BGR.
+  const std::uint8_t* pixelsOf(const Picture& band, int y) const {
+    return bgr_ ? band.planes[2].row<std::uint8_t>(y) : band.row(y);
+  }
   void loadSubsampled(const Picture& band, int first, int rows);
   void loadBoxes(const Picture& band, int first, int rows);
   void reduce(std::size_t component, int rows);
@@ -68,6 +72,7 @@ class SampleStrips {
   const bool components_;  // the rows are the components, or have their samples
   const bool rgb_;         // rows and components are RGB
   const Reduction reduction_;
+  bool bgr_ = false;  // the rows of this band have blue first
   int mcuRow_ = 0;
   std::vector<Strip> strips_;
   std::vector<Strip> whole_;                     // before a reduction by boxes

@@ -32,6 +32,8 @@ class Converter {
   Converter(const Picture& from, Conversion conversion, Budget& budget);
 
   const Picture& to() const { return conversion_.to; }
+  // Whether there is nothing to do.
+  bool keepsPlanes() const { return keepsPlanes_; }
   // Whether a band can be passed on as view() of it, without copying samples.
   bool canView(const Picture& band) const;
   Picture view(const Picture& band) const;

@@ -335,6 +335,7 @@ class FittingSink : public RowSink {
   void end() override { next_->end(); }
   bool takesWhole() const override { return next_->takesWhole(); }
   int rowsWanted() const override { return next_->rowsWanted(); }
+  bool takesBgr() const override { return converter_->keepsPlanes() && !turning_ && !cutting_ && next_->takesBgr(); }
 
  private:
   void allocateBuffer() {

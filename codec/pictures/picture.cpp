@@ -146,14 +146,15 @@ bool Picture::uniform() const {
   });
 }
 
-bool Picture::interleaved() const {
+bool Picture::interleavedFrom(std::size_t first) const {
   if (!uniform()) return false;
   const int count = static_cast<int>(planes.size());
+  const std::ptrdiff_t size = first == 0 ? sizeOf(planes[0].element) : -sizeOf(planes[0].element);
   std::ptrdiff_t place = 0;
   for (const Plane& plane : planes) {
     if (plane.pixelStep != count || plane.step != planes[0].step || plane.samples - planes[0].samples != place)
       return false;
-    place += sizeOf(plane.element);
+    place += size;
   }
   return true;
 }

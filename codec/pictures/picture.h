@@ -127,7 +127,9 @@ struct Picture {
   // Whether all planes have the size of the picture, the same depth and element type.
   bool uniform() const;
   // Uniform, with samples in the order of the planes, without gaps between the pixels of a row.
-  bool interleaved() const;
+  bool interleaved() const { return interleavedFrom(0); }
+  // Three planes of the same kind with blue first and red last in a pixel.
+  bool interleavedBgr() const { return planes.size() == 3 && interleavedFrom(2); }
   // The bytes of a row of an interleaved picture.
   std::size_t rowBytes() const {
     return static_cast<std::size_t>(width) * planes.size() * static_cast<std::size_t>(sizeOf(planes[0].element));
@@ -137,6 +139,10 @@ struct Picture {
 
   // Rows `first` to `first + count - 1`, which share the samples. `first` must be a multiple of every dy.
   Picture band(int first, int count) const;
+
+ private:
+  // `first` is the plane of the first sample of a pixel: 0, or the last of all.
+  bool interleavedFrom(std::size_t first) const;
 };
 
 // Checked before memory is allocated for a picture.

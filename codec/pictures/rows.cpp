@@ -91,12 +91,16 @@ void pushBands(const Picture& picture, RowSink& sink, const Progress& progress) 
   giveBands(picture, sink, progress, [&](const Picture& band) { sink.rows(band); });
 }
 
+void pushStayingBands(const Picture& picture, RowSink& sink, const Progress& progress) {
+  giveBands(picture, sink, progress, [&](const Picture& band) { sink.stayingRows(band); });
+}
+
 void pushPicture(const Picture& picture, RowSink& sink, const Progress& progress) {
   Picture layout = picture;
   for (Plane& plane : layout.planes) plane.samples = nullptr;
   layout.owner = nullptr;
   sink.begin(layout);
-  giveBands(picture, sink, progress, [&](const Picture& band) { sink.stayingRows(band); });
+  pushStayingBands(picture, sink, progress);
   sink.end();
 }
 

@@ -25,6 +25,8 @@ class RowSink {
   // How many rows of a picture in memory had better come as one band: 0 or less than rowsOfBand() for any number. Asked
   // after begin().
   virtual int rowsWanted() const { return 0; }
+  // Whether bands of RGB may have blue first (Picture::interleavedBgr). Asked after begin().
+  virtual bool takesBgr() const { return false; }
 };
 
 // Gives a picture to a sink: begin(), all rows, end(). Rows that cannot be decoded are given too, black or grey.
@@ -59,6 +61,8 @@ int rowMultiple(const Picture& layout);
 // Gives the rows of a picture in memory to a sink, after begin(): as one band if the sink takes it, otherwise in
 // several, with progress.
 void pushBands(const Picture& picture, RowSink& sink, const Progress& progress);
+// The same for a picture that stays valid until end() has returned.
+void pushStayingBands(const Picture& picture, RowSink& sink, const Progress& progress);
 
 // The same with begin() and end().
 void pushPicture(const Picture& picture, RowSink& sink, const Progress& progress = {});

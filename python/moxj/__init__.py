@@ -315,8 +315,8 @@ def encode(array, format=None, *, to=None, layout=None, bits=None, max_value=Non
            restart_in_rows=False, lossless=False, predictor=None, point=None, ratio=None, bpp=None, levels=None,
            block=None, tile=None, progression=None, layers=None, modes=None, psnr=None, precincts=None, sop=False,
            eph=False, plt=False, tlm=False, tile_parts=None, roi=None, visual=False, comment=None, cmyk=False,
-           rgb=False, depth=None, icc=None, exif=None, xmp=None, resolution=None, metadata=(), strip=False, threads=1,
-           limits=None, progress=None):
+           rgb=False, depth=None, words=None, icc=None, exif=None, xmp=None, resolution=None, metadata=(), strip=False,
+           threads=1, limits=None, progress=None):
     """Encodes an array as a file.
 
     array      (height, width): grey; (height, width, 1 to 4): grey, grey and opacity, RGB, RGBA; or a list of 1 to 16
@@ -362,6 +362,8 @@ def encode(array, format=None, *, to=None, layout=None, bits=None, max_value=Non
     roi            (x, y, width, height): a region of interest, coded before everything else
     visual         spend the bytes where the eye sees them
 
+    words          BMP: 565 or 555, pixels of 16 bits
+
     comment        a text for a comment segment (JPEG and JPEG 2000)
 
     icc, exif, xmp   metadata as bytes
@@ -395,7 +397,7 @@ def convert(source, format=None, *, to=None, reading=None, quality=None, sample=
             lossless=False, predictor=None, point=None, ratio=None, bpp=None, levels=None, block=None, tile=None,
             progression=None, layers=None, modes=None, psnr=None, precincts=None, sop=False, eph=False, plt=False,
             tlm=False, tile_parts=None, roi=None, visual=False, comment=None, cmyk=False, rgb=False, depth=None,
-            strip=False, threads=1, limits=None, progress=None):
+            words=None, strip=False, threads=1, limits=None, progress=None):
     """Writes a file as one of another format, with its metadata. PNG, PPM, PGM and baseline JPEG go through in strips,
     so that even large pictures need little memory.
 

@@ -16,7 +16,7 @@ _FIELDS = {"fast_mcu": "fastMcu", "restart_in_rows": "restartInRows", "tile_part
 WRITE_OPTIONS = ("quality", "sample", "grayscale", "progressive", "scans", "optimize", "fast_mcu", "restart",
                  "restart_in_rows", "lossless", "predictor", "point", "ratio", "bpp", "levels", "block", "tile",
                  "progression", "layers", "modes", "psnr", "precincts", "sop", "eph", "plt", "tlm", "tile_parts",
-                 "roi", "visual", "comment", "strip", "cmyk", "rgb", "depth")
+                 "roi", "visual", "comment", "strip", "cmyk", "rgb", "depth", "words")
 READ_OPTIONS = ("reduce", "layers", "smooth", "fast_mcu", "components", "orient", "picture", "upsample",
                 "region", "tile", "srgb")
 TRANSCODE_OPTIONS = ("optimize", "progressive", "scans", "sequential", "strip", "restart", "restart_in_rows",

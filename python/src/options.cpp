@@ -54,7 +54,8 @@ constexpr Field<MoxcWriteOptions> kWriteFields[]{{"quality", &MoxcWriteOptions::
                                                  {"visual", &MoxcWriteOptions::visual},
                                                  {"rgb", &MoxcWriteOptions::rgb},
                                                  {"depth", &MoxcWriteOptions::depth},
-                                                 {"cmyk", &MoxcWriteOptions::cmyk}};
+                                                 {"cmyk", &MoxcWriteOptions::cmyk},
+                                                 {"words", &MoxcWriteOptions::words}};
 
 constexpr Field<MoxcTranscodeOptions> kTranscodeFields[]{{"optimize", &MoxcTranscodeOptions::optimize},
                                                          {"progressive", &MoxcTranscodeOptions::progressive},

@@ -292,6 +292,50 @@ TEST(Layouts, WordsBecomeJpeg) {
   }
 }
 
+// BMP files of words become JPEG as the words do, and JPEG becomes BMP as it becomes words.
+TEST(Layouts, WordsOfBmpAreTheCallers) {
+  MoxcWriteOptions full, asWords;
+  moxcWriteOptionsInit(&full);
+  full.sample = moxcSample444;
+  for (const auto& [layout, number] : {std::pair(moxcRgb565, 565), std::pair(moxcRgb555, 555)}) {
+    moxcWriteOptionsInit(&asWords);
+    asWords.words = number;
+    const Pixels words = picture(layout, 45, 30, 16);
+    clearUnused(words);
+    const Bytes file = encode(words, "bmp", &asWords);
+    EXPECT_EQ(encode(words, "jpg", &full), convert(file, "jpg", &full));
+    EXPECT_EQ(encode(words, "jpg"), convert(file, "jpg"));
+    const Pixels back = blank(layout, 45, 30, 16), wanted = blank(layout, 45, 30, 16);
+    decodeInto(file, back);
+    EXPECT_EQ(0, distance(words, back));
+    for (const Bytes& jpeg : {encode(picture(moxcRgb, 45, 30), "jpg", &full), encode(picture(moxcRgb, 45, 30), "jpg"),
+                              encode(picture(moxcGrey, 45, 30), "jpg")}) {
+      decodeInto(jpeg, wanted);
+      decodeInto(convert(jpeg, "bmp", &asWords), back);
+      EXPECT_EQ(0, distance(wanted, back));
+    }
+  }
+}
+
+// Pixels with blue first become the same JPEG file as those with red first, from any memory.
+TEST(Layouts, JpegOfBlueFirst) {
+  MoxcWriteOptions options;
+  moxcWriteOptionsInit(&options);
+  for (const Rows rows : {Rows::tight, Rows::padded, Rows::upward}) {
+    const Pixels rgb = picture(moxcRgb, 45, 30), bgr = blank(moxcBgr, 45, 30, 8, 1, false, rows);
+    for (int y = 0; y < 30; ++y)
+      for (int x = 0; x < 3 * 45; ++x) store(bgr.at(0, y, x), 1, rgb.value(0, y, x - x % 3 + 2 - x % 3));
+    for (const MoxcSample sample : {moxcSampleDefault, moxcSample444, moxcSample411})
+      for (const int grayscale : {0, 1})
+        for (const int fastMcu : {0, 1}) {
+          options.sample = sample;
+          options.grayscale = grayscale;
+          options.fastMcu = fastMcu;
+          EXPECT_EQ(encode(rgb, "jpg", &options), encode(bgr, "jpg", &options)) << sample << grayscale << fastMcu;
+        }
+  }
+}
+
 // Planes of the same size stay apart, whichever way they are copied.
 TEST(Layouts, EqualPlanesStayApart) {
   Pixels planes;

@@ -114,6 +114,42 @@ class ReadTest(DeepTest):
                 self.assertLess(max(difference), 3.5, (factors, options))
                 self.assertLess(sum(difference) / len(difference), 0.6, (factors, options))
 
+    def test_reduced_pictures_are_those_of_8_bits(self):
+        """Of the same coefficients, with steps 16 times as large."""
+        for factors in ((1, 1), (2, 1), (1, 2), (2, 2), (4, 1)):
+            components = [cf.Component(1, *factors), cf.Component(2, 1, 1), cf.Component(3, 1, 1)]
+            self.write("eight.jpg", cf.jpeg((61, 43), components, step=1, process=0xC1))
+            twelve = deep(cf.jpeg((61, 43), components, step=16, process=0xC1))
+            for reduce in "1", "2", "3":
+                options = ("--reduce", reduce)
+                eight = support.parse_pnm(self.expect(support.OK, "decode", "eight.jpg", "-", *options))
+                picture = self.decoded(twelve, *options)
+                self.assertEqual(picture[:3], eight[:3])
+                difference = [abs(a / 16 - b) for a, b in zip(picture[3], eight[3])]
+                self.assertLess(max(difference), 3.5, (factors, reduce))
+                self.assertLess(sum(difference) / len(difference), 0.6, (factors, reduce))
+
+    def test_regions_are_cuts_of_the_whole(self):
+        """At every resolution, exactly."""
+        size = (61, 43)
+        for factors in (((1, 1),), ((1, 1),) * 3, ((2, 1), (1, 1), (1, 1)), ((2, 2), (1, 1), (1, 1)),
+                        ((1, 2), (1, 1), (1, 1)), ((4, 1), (1, 1), (1, 1)), ((2, 2), (1, 2), (2, 1))):
+            components = [cf.Component(i + 1, *factor) for i, factor in enumerate(factors)]
+            self.write("x.jpg", deep(cf.jpeg(size, components, step=200, process=0xC1, restart=3)))
+            self.expect(support.OK, "transcode", "x.jpg", "p.jpg", "--progressive")
+            for name, *options in ("x.jpg",), ("x.jpg", "--nosmooth"), ("p.jpg",):
+                for reduce in range(4):
+                    arguments = ["decode", name, "-", "--reduce", str(reduce), *options]
+                    (width, _, channels, samples), _ = support.parse_deep_pnm(self.expect(support.OK, *arguments))
+                    for x, y, wide, high in (0, 0, *size), (13, 21, 40, 9), (56, 40, 5, 3), (8, 0, 8, 43), (1, 7, 9, 9):
+                        left, right, top, bottom = (-(-at >> reduce) for at in (x, x + wide, y, y + high))
+                        cut = [samples[channels * (row * width + left):channels * (row * width + right)]
+                               for row in range(top, bottom)]
+                        part = self.expect(support.OK, *arguments, "--region", f"{x},{y},{wide},{high}")
+                        self.assertEqual(support.parse_deep_pnm(part),
+                                         ((right - left, bottom - top, channels, sum(cut, [])), MAXVAL),
+                                         (factors, name, options, reduce, x, y))
+
     def test_transcoding(self):
         """Sequential to progressive and back: the same coefficients."""
         components = [cf.Component(1, 2, 2), cf.Component(2, 1, 1), cf.Component(3, 1, 1)]

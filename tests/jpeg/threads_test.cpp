@@ -90,6 +90,32 @@ TEST(Threads, EncodersWriteTheSameBytes) {
   }
 }
 
+// The scans of a progressive file are coded side by side where there is room for them and as much again.
+TEST(Threads, ScansSideBySideCountAsMemory) {
+  struct Watching : MemoryOutput {
+    explicit Watching(const Budget& watched) : budget(watched) {}
+    void write(ByteSpan first, ByteSpan second) override {
+      most = std::max(most, budget.used());
+      MemoryOutput::write(first, second);
+    }
+    const Budget& budget;
+    std::uint64_t most = 0;
+  };
+  const Picture picture = testPicture(kWidth, kHeight, 3);
+  const File expected = fileOf(picture, {.quality = 100, .progressive = true});
+  constexpr std::uint64_t kCoefficients = std::uint64_t{kWidth} * kHeight * 3;  // bytes of 4:2:0, without padding
+  for (const auto& [limit, sideBySide] : {std::pair(std::uint64_t{1} << 30, true), {3 * kCoefficients, false}}) {
+    Limits limits;
+    limits.maxMemory = limit;
+    Work work(limits, {}, 3);
+    Watching output(work.budget);
+    const std::unique_ptr<RowSink> sink = encoder(output, {.quality = 100, .progressive = true}, work);
+    pushPicture(picture, *sink);
+    EXPECT_EQ(bytesOf(output), expected);
+    EXPECT_EQ(output.most - work.budget.used() >= kCoefficients, sideBySide) << output.most;
+  }
+}
+
 TEST(Threads, EncodersUseTheCallersThreads) {
   const Picture picture = testPicture(kWidth, kHeight, 3);
   const File expected = fileOf(picture);

@@ -85,6 +85,8 @@ COMMANDS = {
     "decode": (DECODED, [
         Case("--fast-mcu", "C R R R R R"),
         Case("--nosmooth", "C R R R R R"),
+        Case("--words 565", "C C C C C C", output="out.bmp"),
+        Case("--words 565", "R R R R R R"),
         Case("--region 3,2,20,10", "C C C C C C"),
         Case("--reduce 1", "C C C R R R"),
         Case("--tile 0", "R - - R R R"),
@@ -177,7 +179,7 @@ class Options(ToolTest):
         for name in set(self.files()) - self.sources:
             path = self.path(name)
             shutil.rmtree(path) if os.path.isdir(path) else os.remove(path)
-        for name in "out.jpg", "out.jp2", "out.j2k", "out.pnm", "out.pgx":
+        for name in "out.jpg", "out.jp2", "out.j2k", "out.pnm", "out.pgx", "out.bmp":
             self.write(name, b"old")
         result = self.moxj(*arguments)
         made = {}

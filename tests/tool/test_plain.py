@@ -381,6 +381,64 @@ class Bmp(PlainTest):
         self.assertEqual(parse_any_png(self.converted(file, "out.png")),
                          (4, 1, RGB_ALPHA, 8, [255, 255, 255, 0, 0, 0, 0, 255, 255, 255, 255, 255, 0, 0, 0, 0]))
 
+    # The counts of bits, compression and masks of the two kinds of words.
+    KINDS = {"555": ((5, 5, 5), 0, ()), "565": ((5, 6, 5), 3, (0xF800, 0x7E0, 0x1F))}
+
+    def test_words_are_written(self):
+        """A sample becomes the nearest field, the larger of two; nothing is noted if nothing is lost."""
+        for kind, (counts, compression, masks) in self.KINDS.items():
+            note = "moxj: in: note: samples reduced to %s bits\n" % {"555": "5", "565": "5, 6 and 5"}[kind]
+            for size in (1, 1), (2, 3), (101, 43):
+                picture, rows, seen = noise(*size, 3), [], []
+                nearest = [[min(range(1 << count), key=lambda f: (abs(repeated(f, count) - value), -f))
+                            for value in range(256)] for count in counts]
+                for row in rows_of(picture):
+                    fields = [nearest[i % 3][value] for i, value in enumerate(row)]
+                    seen += [repeated(field, counts[i % 3]) for i, field in enumerate(fields)]
+                    rows.append(b"".join(struct.pack("<H", r << counts[1] + 5 | g << 5 | b)
+                                         for r, g, b in zip(*[iter(fields)] * 3)))
+                expected = bmp(*size, 16, rows, compression=compression, masks=masks)
+                made = self.converted(pnm(picture), "out.bmp", "--words", kind, error=note)
+                self.assertEqual(made, expected)
+                self.assertEqual(self.converted(made, "out.ppm"), pnm((*size, 3, seen)))
+                self.assertEqual(self.converted(made, "out.bmp", "--words", kind), made)
+                grey = self.converted(pnm((*size, 1, [0, 255] * (size[0] * size[1]))), "out.bmp", "--words", kind)
+                self.assertEqual(grey[28:30], b"\x10\0")
+        self.write("in.bmp", made)
+        self.assertIn(b"BMP, 16 bits a pixel", self.expect(OK, "info", "in.bmp"))
+        for value in "", "8", "556", "565x", "0565 ":
+            self.expect(USAGE, "decode", "in.bmp", "out.bmp", "--words=" + value, error=re.compile("is not 555 or 565"))
+        self.expect(USAGE, "decode", "in.bmp", "out.pgx", "--words", "565", "--components",
+                    error=re.compile("--words and --components cannot be combined"))
+
+    @unittest.skipUnless(shutil.which("convert"), "needs ImageMagick")
+    def test_other_programs_read_words(self):
+        self.write("in.ppm", pnm(smooth(37, 21, 3)))
+        for kind in self.KINDS:
+            self.expect(OK, "decode", "in.ppm", "in.bmp", "--words", kind, "--quiet")
+            self.expect(OK, "decode", "in.bmp", "out.ppm")
+            ours = parse_pnm(self.read("out.ppm"))
+            command = ["convert", "bmp:-", "-depth", "8", "ppm:-"]
+            read = subprocess.run(command, input=self.read("in.bmp"), stdout=subprocess.PIPE, check=True).stdout
+            self.assertEqual(parse_pnm(read), ours, kind)
+
+    def test_jpeg_of_rows_with_blue_first(self):
+        """The same file as of the same picture with red first, whatever it is coded as."""
+        for size in (1, 1), (17, 9), (101, 43):
+            picture = smooth(*size, 3)
+            self.write("in.ppm", pnm(picture))
+            cut = bmp24(picture)[:-(-size[0] * 3 % 4) or None]  # without the padding of the last row
+            for i, file in enumerate((bmp24(picture), bmp24(picture, top_down=True), cut)):
+                self.write("in.bmp", file)
+                for options in ("", "--sample 4:4:4", "--sample 4:2:2", "--sample 2x1,1x2,1x1", "--grayscale", "--rgb",
+                                "--progressive", "--fast-mcu", "--fast-mcu --sample 4:4:4", "--threads 2", "--depth 12",
+                                "--fast-mcu --sample 4:2:2", "--lossless", "--region 0,0,1,1", "--comment x", "--srgb"):
+                    made = []
+                    for source in "in.bmp", "in.ppm":
+                        self.expect(OK, "encode", source, "out.jpg", *options.split())
+                        made.append(self.read("out.jpg"))
+                    self.assertEqual(*made, (size, i, options))
+
     def test_run_lengths(self):
         palette = self.COLOURS
         # 3 x 2: a run, an absolute part (padded to even), the end of a row, another row with a jump.
