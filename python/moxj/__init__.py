@@ -17,7 +17,7 @@ Arrays have the shape (height, width) or (height, width, channels); sizes are in
 `bits` significant bits. The interpreter lock is released while the codec works, so threads run side by side. Failures
 raise a subclass of moxj.Error.
 
-`threads` is the number of threads that one call may use (JPEG 2000 does); the result does not depend on it.
+`threads` is the number of threads that one call may use (JPEG and JPEG 2000 do); the result does not depend on it.
 `progress(done, total)` is called at a moderate rate in the thread that called; what it raises ends the call and comes
 out of it. What it returns has no meaning. Ctrl-C ends every call.
 """
