@@ -202,6 +202,9 @@ def run(text, name):
     if missing:
         print("skipped: needs Python's", ", ".join(missing))
         return None
+    if not shutil.which("pkg-config") and any(language == "c" or "pkg-config" in text for language, _, text in blocks):
+        print("skipped: needs pkg-config")
+        return None
     with tempfile.TemporaryDirectory(prefix="moxj-document-") as path:
         folder = Folder(pathlib.Path(path))
         folder.prepare()
