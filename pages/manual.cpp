@@ -63,8 +63,7 @@ std::string commandPage(const cli::CommandText& command) {
     return "\\fBmoxj " + name + "\\fR " + names + "[\\fIOPTIONS\\fR]\n";
   };
   std::string text = head("moxj-" + name, command.help) + usage(command.files);
-  const bool converts = command.command != cli::Command::info && command.maxFiles > 2;
-  if (converts) text += ".br\n" + usage("IN... --output-dir DIR");
+  if (cli::converts(command)) text += ".br\n" + usage("IN... --output-dir DIR");
   text += ".SH DESCRIPTION\n" + plain(command.help) + ".\n";
   if (command.command == cli::Command::encode || command.command == cli::Command::decode)
     text += "Reads " + plain(cli::formatLabels()) + ";\nwrites " +

@@ -11,6 +11,7 @@ namespace moxj::cli {
 ExitStatus runConversion(const Settings& settings, Console& console);
 ExitStatus runInfo(const Settings& settings, Console& console);
 ExitStatus runCompare(const Settings& settings, Console& console);
+ExitStatus runBench(const Settings& settings, Console& console);
 ExitStatus runSelftest(const Settings& settings, Console& console);
 
 }  // namespace moxj::cli

@@ -47,6 +47,11 @@ constexpr CommandText kCommands[] = {
      "Runs each function on fixed inputs and compares the checksums of its results, on every target: the\n"
      "sets of instructions that the library has kernels for. Prints a line for each target: whether it\n"
      "passed, which functions differ, or why it was not run.\n"},
+    {Command::bench, "bench", "[FILE...]", 0, SIZE_MAX, "Time every family of functions on this processor",
+     "Prints nanoseconds per pixel, sample or coefficient on every target, the sets of instructions that\n"
+     "the library has kernels for, and memcpy of as many bytes as the roof. With files: how long decoding\n"
+     "and encoding them take, from memory to memory, and the functions only with --family. Each figure is\n"
+     "the median of 7 interleaved rounds. With --compare the exit status is 7 if something is slower.\n"},
 };
 
 constexpr std::string_view kExamples =
@@ -58,13 +63,14 @@ constexpr std::string_view kExamples =
   moxj info photo.jpg                               format, tables and segments
   moxj compare photo.png photo.jpg                  PSNR, largest difference and SSIM
   moxj selftest                                     every function gives the right bits here
+  moxj bench                                        their speed
 )";
 
 constexpr StatusText kStatuses[] = {
     {0, "success"},        {1, "wrong command line"},
     {2, "input refused"},  {3, "incomplete picture (the part that could be decoded is written)"},
     {4, "limit exceeded"}, {5, "output cannot be written"},
-    {6, "internal error"}, {7, "a selftest that failed"},
+    {6, "internal error"}, {7, "a selftest or a comparison of times failed"},
 };
 
 constexpr GeneralText kGeneral = {"encodes, decodes, inspects and compares JPEG and JPEG 2000 files", kExamples,
@@ -117,6 +123,11 @@ std::span<const CommandText> commands() { return kCommands; }
 
 const GeneralText& generalText() { return kGeneral; }
 
+bool converts(const CommandText& command) {
+  const unsigned conversions = setOf(Command::encode) | setOf(Command::decode) | setOf(Command::transcode);
+  return conversions & setOf(command.command);
+}
+
 std::string generalHelp() {
   std::string text = "moxj " + std::string(kGeneral.purpose) + ".\n";
   text += "Usage: moxj COMMAND FILES [OPTIONS]\n\nCommands:\n";
@@ -133,8 +144,7 @@ std::string helpOf(const CommandText& command) {
   std::string text(command.help);
   text.append("\nUsage: moxj ").append(command.name).append(command.files.empty() ? "" : " ").append(command.files);
   text += " [OPTIONS]\n";
-  if (command.command != Command::info && command.maxFiles > 2)
-    text.append("       moxj ").append(command.name).append(" IN... --output-dir DIR [OPTIONS]\n");
+  if (converts(command)) text.append("       moxj ").append(command.name).append(" IN... --output-dir DIR [OPTIONS]\n");
   text += optionsOf(command, Group::general, "Options");
   text += entry("-h, --help", "", "Show this help");
   text += optionsOf(command, Group::jpeg, "JPEG options");

@@ -21,6 +21,9 @@ struct CommandText {
 
 std::span<const CommandText> commands();
 
+// Whether it writes files, and takes --output-dir.
+bool converts(const CommandText& command);
+
 struct StatusText {
   int status;
   std::string_view meaning;

@@ -12,9 +12,13 @@ constexpr unsigned kEncode = setOf(Command::encode);
 constexpr unsigned kDecode = setOf(Command::decode);
 constexpr unsigned kTranscode = setOf(Command::transcode);
 constexpr unsigned kConversions = kEncode | kDecode | kTranscode;
-constexpr unsigned kShows = setOf(Command::info) | setOf(Command::compare) | setOf(Command::selftest);
+constexpr unsigned kShows =
+    setOf(Command::info) | setOf(Command::compare) | setOf(Command::selftest) | setOf(Command::bench);
 constexpr unsigned kPixelReaders = kEncode | kDecode | setOf(Command::compare);
 constexpr unsigned kReaders = kConversions | setOf(Command::compare);
+
+constexpr unsigned kBench = setOf(Command::bench);
+constexpr unsigned kProofs = kBench | setOf(Command::selftest);
 
 // For options without a value.
 Complaint given(std::int32_t& field) {
@@ -209,9 +213,19 @@ constexpr Option kOptions[] = {
      [](S& s, Text text) { return useScaled(text, 1024, kMaxMemory, s.limits.maxMemory); }},
     {kPixelReaders, "--threads", "N", "Threads per picture; default one per processor",
      [](S& s, Text text) { return useNumber(text, 1, kMaxThreads, s.threads); }},
-    {setOf(Command::selftest), "--target", "NAME[,NAME...]", "Only these: scalar, sse2, sse41, avx2, avx512, neon",
+    {kBench, "--family", "NAME[,NAME...]", "Only these families of functions, as the table names them",
+     [](S& s, Text text) { return useWords(text, s.families); }},
+    {kBench, "--seconds", "S", "Time to spend, on all measurements together; default 10",
+     [](S& s, Text text) { return useReal(text, 0.01, 86400, s.seconds); }},
+    {kBench, "--threads", "N", "Threads that do the same at once, or that code each file; default 1",
+     [](S& s, Text text) { return useNumber(text, 1, kMaxThreads, s.threads); }},
+    {kBench, "--compare", "FILE", "Compare with an earlier measurement, made with --json",
+     [](S& s, Text text) { return s.comparedWith = text, Complaint(text.empty() ? "is not a file name" : ""); }},
+    {kBench, "--threshold", "PERCENT", "With --compare: how much slower is too slow; default 10",
+     [](S& s, Text text) { return useReal(text, 0, 100000, s.threshold); }},
+    {kProofs, "--target", "NAME[,NAME...]", "Only these: scalar, sse2, sse41, avx2, avx512, neon",
      [](S& s, Text text) { return useWords(text, s.targets); }},
-    {setOf(Command::selftest), "--quiet", "", "No progress", [](S& s, Text) { return given(s.quiet); }},
+    {kProofs, "--quiet", "", "No progress", [](S& s, Text) { return given(s.quiet); }},
     {kReaders, "--quiet", "", "Print warnings and errors only, no notes and no progress",
      [](S& s, Text) { return given(s.quiet); }},
 };

@@ -13,7 +13,7 @@
 
 namespace moxj::cli {
 
-enum class Command { encode, decode, transcode, info, compare, selftest };
+enum class Command { encode, decode, transcode, info, compare, selftest, bench };
 
 struct Settings {
   Settings() {
@@ -44,7 +44,11 @@ struct Settings {
   std::string factors, qualities;  // of components, empty for none; become those of the options
   MoxcLimits limits = {};
   Existing existing = Existing::replaced;  // outputs
-  std::vector<std::string> targets;        // of selftest; empty: all
+  std::vector<std::string> targets;        // of selftest and bench; empty: all
+  std::vector<std::string> families;       // of bench; empty: all, unless there are files
+  std::string comparedWith;                // a measurement; empty: none
+  double threshold = 10;                   // percent
+  double seconds = 10;                     // of a measurement
   bool json = false;
   bool quiet = false;
 };

@@ -25,6 +25,8 @@ ExitStatus run(const Settings& settings, Console& console) {
       return runCompare(settings, console);
     case Command::selftest:
       return runSelftest(settings, console);
+    case Command::bench:
+      return runBench(settings, console);
     default:
       return runConversion(settings, console);
   }

@@ -134,6 +134,11 @@ Complaint useReals(std::string_view text, double min, double max, std::vector<do
   return "";
 }
 
+Complaint useReal(std::string_view text, double min, double max, double& target) {
+  if (parseNumber(text, min, max, target)) return "";
+  return "is not a number from " + shortest(min) + " to " + shortest(max);
+}
+
 Complaint useWords(std::string_view text, std::vector<std::string>& words) {
   const std::vector<std::string_view> parts = wordsOf(text);
   words.assign(parts.begin(), parts.end());

@@ -36,6 +36,7 @@ Complaint useScaled(std::string_view text, std::uint64_t thousand, std::uint64_t
 // A number, or several with commas between them, of which the last may be 0 or the word "lossless".
 Complaint useReals(std::string_view text, double min, double max, std::vector<double>& target);
 
+Complaint useReal(std::string_view text, double min, double max, double& target);
 // Words with commas between them.
 Complaint useWords(std::string_view text, std::vector<std::string>& words);
 

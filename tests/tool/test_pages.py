@@ -13,7 +13,7 @@ from support import *
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 PAGES = pathlib.Path(os.environ["PAGES"])
-COMMANDS = ["encode", "decode", "transcode", "info", "compare", "selftest"]
+COMMANDS = ["encode", "decode", "transcode", "info", "compare", "selftest", "bench"]
 
 
 def helped(command):
