@@ -8,7 +8,8 @@ usage: scripts/report [OPTIONS]
   --seconds S      for the functions; default 60
   --quick          few points and short measurements: to try it
 
-PSNR and SSIM are ffmpeg's (filters psnr and ssim), and djpeg and opj_decompress decode the files: none of it is our own.
+PSNR and SSIM are ffmpeg's (filters psnr and ssim), and djpeg and opj_decompress decode the files: nothing is judged by
+our own code.
 """
 
 import argparse
@@ -170,8 +171,8 @@ def functions(measured):
 
 
 def files(results):
-    return table(["", "moxj, ms", "peer", "ms", "moxj is faster"], [
-        [r["form"], f"{r['moxj'] * 1e3:.1f}", r["peer_name"], f"{r['peer'] * 1e3:.1f}", f"{r['ratio']:.2f} times"]
+    return table(["", "moxj, ms", "peer", "ms", "peer / moxj"], [
+        [r["form"], f"{r['moxj'] * 1e3:.1f}", r["peer_name"], f"{r['peer'] * 1e3:.1f}", f"{r['ratio']:.2f}"]
         for r in results])
 
 

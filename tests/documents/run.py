@@ -32,7 +32,9 @@ NOT_RUN = {
     r"scripts/install-deps .*": "installs packages; the other scripts call it",
     r"(cmake --preset|cmake --build|ctest --test-dir) .*": "stages of scripts/test",
     r"cmake --install .*": "tests/install",
-    r"scripts/(test|check|mutate|fuzz|packages|bench|compare-speed|bench-python|demo|conformance|site)\b.*":
+    r"scripts/(test|check|mutate|fuzz|packages|bench|compare-speed|bench-python|demo|conformance)\b.*":
+        "take long, or run this test",
+    r"scripts/(site|report|release)\b.*":
         "take long, or run this test",
     r"pip install \./python": "tests/python/test_install.py",
     r"sudo apt install .*": "installs packages",
