@@ -685,7 +685,9 @@ typedef struct {
 } MoxcComparison;
 
 /* Compares two files of the same size at the larger depth of both. A grey picture beside one in colour is compared as
- * colour; a picture without opacity beside one with it counts as opaque. The reports are about reading a and b; what
+ * colour, inks beside inks as inks and beside other colours as RGB, with a note; a picture without opacity beside one
+ * with it counts as opaque. Planes that the colours do not explain are compared one by one, if both pictures have as
+ * many (otherwise moxcBadOption). The reports are about reading a and b; what
  * fails is in the report of the file that caused it. Both reports may be NULL, or the same. */
 MOXC_API MoxcKind moxcCompare(const MoxcSource* a, const MoxcSource* b, const MoxcRun* run, MoxcComparison* comparison,
     MoxcReport* reportA, MoxcReport* reportB);

@@ -30,11 +30,23 @@ const char* nameOf(std::string_view name) {
 
 Outcome readFor(const MoxcSource* source, PictureCollector& collector, Work& work) {
   Holds holds;
-  holds.colours = {Colour::unknown, Colour::grey, Colour::rgb};
+  holds.colours = {Colour::unknown, Colour::cmyk, Colour::grey, Colour::rgb};
   holds.metadata.silent = true;
   holds.opacity = holds.anyMaxval = holds.isSigned = true;
+  ReadOptions options;
+  options.inks = true;
   Input input = inputOf(source);
-  return read(input, {}, holds, collector, work);
+  return read(input, options, holds, collector, work);
+}
+
+// Beside other colours, inks become RGB: not silently.
+Picture withoutInks(const Picture& picture, const Picture& other, Outcome& outcome, Work& work) {
+  if (picture.colour != Colour::cmyk || other.colour == Colour::cmyk || hasFurtherPlanes(other)) return picture;
+  Holds holds;
+  holds.colours = {Colour::rgb};
+  holds.metadata.silent = true;
+  holds.opacity = holds.anyMaxval = holds.isSigned = true;
+  return fitted(picture, holds, outcome.notes, work.budget);
 }
 
 MoxcDifference differenceOf(const Difference& from) { return {from.meanSquare, from.psnr, from.ssim, from.max}; }
@@ -93,8 +105,11 @@ MoxcKind moxcCompare(const MoxcSource* a, const MoxcSource* b, const MoxcRun* ru
   kind = guarded(reportB, [&] {
     pictureB.emplace(&job->work.budget);
     moxj::Outcome outcome = readFor(b, *pictureB, job->work);
-    const moxj::Picture &first = pictureA->picture(), &second = pictureB->picture();
-    give(shapesOf(first, second), comparison, "comparison");
+    const moxj::Picture &givenA = pictureA->picture(), &givenB = pictureB->picture();
+    give(shapesOf(givenA, givenB), comparison, "comparison");
+    const moxj::Picture first =
+        withoutInks(givenA, givenB, reportA && !sameReport ? reportA->outcome : outcomeA, job->work);
+    const moxj::Picture second = withoutInks(givenB, givenA, outcome, job->work);
     give(comparisonOf(moxj::compare(first, second, job->work), first, second), comparison, "comparison");
     job->complete();
     // The outcome of both in one report.

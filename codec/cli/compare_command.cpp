@@ -68,6 +68,7 @@ CallError mismatchOf(MoxcKind kind, const MoxcReport* report, const MoxcComparis
   CallError error = errorOf(kind, report);
   const MoxcShape &a = comparison.a, &b = comparison.b;
   if (kind != moxcBadOption || b.width == 0) return error;
+  if (sizeOf(a) == sizeOf(b) && a.channels == b.channels) return error;
   error.text = sizeOf(a) != sizeOf(b)
                    ? sizeOf(b) + " pixels, but " + first + " has " + sizeOf(a)
                    : std::to_string(b.channels) + " components, but " + first + " has " + std::to_string(a.channels);

@@ -331,8 +331,8 @@ void Encoder::writeStart(Output& output) {
 
 void Encoder::writeTile(Output& output) {
   for (CodedBlock& coded : coded_) coded.taken[0] = static_cast<std::uint8_t>(coded.passes.size());
-  PacketWriter(tiles_.back(), next_ - 1, siz_, options_, scratch_, job_.budget, job_.workers)
-      .write(1, output, job_.budget);
+  PacketWriter writer(tiles_.back(), next_ - 1, siz_, options_, scratch_, job_.budget, job_.workers);
+  writer.write(1, output, job_.budget, progress_.within(next_ - 1, writer.packetCount()));
   tiles_.clear();
   coded_.clear();
   charged_ = data_ = 0;
@@ -474,8 +474,10 @@ Bytes Encoder::lengths() {
 void Encoder::write(Output& output) {
   const Bytes tlm = options_.tlm ? lengths() : Bytes();
   output.write({header_.data(), header_.size()}, {tlm.data(), tlm.size()});
+  Coord tile = 0;
   for (PacketWriter& writer : writers_) {
-    writer.write(options_.layers, output, job_.budget);
+    writer.write(options_.layers, output, job_.budget, progress_.within(tile, writer.packetCount()));
+    progress_.tileDone(tile++);
     progress_.poll();
   }
   writeEnd(output);

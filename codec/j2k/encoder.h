@@ -46,6 +46,8 @@ class Encoder {
   // The same choice with other values of the goals.
   void chooseAgain(const std::vector<double>& goals);
   void write(Output& output);
+  // The steps that follow report from 0 again.
+  void restartProgress() { progress_.restart(); }
   // To be called after the last write().
   void finish() { progress_.finish(); }
 

@@ -234,7 +234,7 @@ Bytes PacketWriter::headerOf(std::size_t part, std::size_t parts, std::uint64_t 
 
 // The header of a tile-part has its size. A small tile waits for it in memory; of a large one all packet headers are
 // coded twice, first for the size alone.
-void PacketWriter::write(int layers, Output& output, Budget& budget) {
+void PacketWriter::write(int layers, Output& output, Budget& budget, const Workers::Report& report) {
   const std::vector<Part> parts = partsOf(layers);
   const std::uint64_t expected = bodyBytes(layers) * 17 / 16;  // packet headers included
   const bool small = expected <= kBuffer;
@@ -258,6 +258,7 @@ void PacketWriter::write(int layers, Output& output, Budget& budget) {
       if (order_[at].layer >= layers) continue;
       const std::size_t before = packets.size();
       writePacket(order_[at], packets, small ? nullptr : &output);
+      if (report) report(at + 1);
       if (small && options_.plt) lengths_.push_back(static_cast<std::uint32_t>(packets.size() - before));
     }
     if (small) headers[i] = headerOf(i, parts.size(), packets.size());

@@ -30,7 +30,9 @@ class PacketWriter {
 
   // All of these are about the packets of the first `layers` layers, with the passes in CodedBlock::taken.
 
-  void write(int layers, Output& output, Budget& budget);
+  // `report` gets how many of packetCount() are done.
+  void write(int layers, Output& output, Budget& budget, const Workers::Report& report = {});
+  std::size_t packetCount() const { return order_.size(); }
   // The number of bytes that write() would give.
   std::uint64_t size(int layers);
   // The size of each tile-part.

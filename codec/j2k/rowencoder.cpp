@@ -262,7 +262,7 @@ struct RowEncoder::State {
         options(given),
         work(job),
         output(to),
-        encoder(layout, options, job, silent),
+        encoder(layout, options, job, progress),
         direct(Encoder::writesDirectly(options)) {
     if (direct) encoder.writeStart(output);
     if (encoder.siz().tiles() > 1)
@@ -277,7 +277,7 @@ struct RowEncoder::State {
   const EncodeOptions options;
   Work& work;
   Output& output;
-  const Progress silent;  // the source of the rows reports
+  Progress progress;  // none before finish(): the source of the rows reports
   Encoder encoder;
   const bool direct;
   std::optional<TileRows> tiles;
@@ -290,14 +290,20 @@ void RowEncoder::State::finish() {
   tiles.reset();
   strips.reset();
   encoder.store(kWriting);
+  if (single || !direct) {
+    progress = work.progress;
+    encoder.restartProgress();
+  }
   if (direct) {
     if (single) encoder.writeTile(output);
-    return encoder.writeEnd(output);
+    encoder.writeEnd(output);
+    return encoder.finish();
   }
   encoder.choose();
   if (!encoder.reached())
     fail(Kind::limit, "the requested PSNR needs more memory, or a lossless file", Setting::maxMemory);
   encoder.write(output);
+  encoder.finish();
 }
 
 bool RowEncoder::isBetter(const Picture& layout, const EncodeOptions& options, const Budget& budget) {

@@ -25,6 +25,8 @@ class TileProgress {
     return [this, tile, tasks](std::size_t done) { reach(firstPart(tile) + done * (partsOfTile_ - 1) / tasks); };
   }
   void tileDone(Coord tile) { reach(firstPart(tile + 1)); }
+  // For a step that reports from 0 again.
+  void restart() { reached_ = 0; }
   // Only asks whether to go on.
   void poll() { reportProgress(progress_, reached_, total_); }
   void finish() { reach(total_); }

@@ -21,11 +21,7 @@ constexpr int kMinBits = 8;
 // Planes of what counts as grey, RGB or inks, opacity included.
 constexpr std::size_t kMaxGreys = 2, kMaxColours = 4, kMaxInks = 5;
 
-// Whether there are more planes than the colours explain: none of them may be left out.
-bool hasFurtherPlanes(const Picture& picture) {
-  const bool inks = picture.colour == Colour::cmyk || picture.colour == Colour::ycck;
-  return picture.planes.size() > (picture.colour == Colour::grey ? kMaxGreys : inks ? kMaxInks : kMaxColours);
-}
+bool areInks(const Picture& picture) { return picture.colour == Colour::cmyk; }
 
 bool isPlanes(const Picture& picture) {
   const bool mayBecomeRgb = picture.colour == Colour::unknown || picture.colour == Colour::grey ||
@@ -51,11 +47,18 @@ Pair pairOf(const Picture& a, const Picture& b, Budget& budget) {
   holds.opacity = true;
   holds.depths = {std::max(bitsOf(a), bitsOf(b))};
   const bool further = hasFurtherPlanes(a) || hasFurtherPlanes(b);
-  const bool planes = further || (a.colour == b.colour && isPlanes(a) && isPlanes(b));
-  if (planes && (a.planes.size() != b.planes.size() || a.opacity != b.opacity))
+  const bool inks = !further && areInks(a) && areInks(b);
+  const bool planes = further || (!inks && a.colour == b.colour && isPlanes(a) && isPlanes(b));
+  if (planes && a.planes.size() != b.planes.size())
     fail(Kind::badOption,
          std::to_string(b.planes.size()) + " components, but the first picture has " + std::to_string(a.planes.size()));
-  if (!planes) {
+  if (planes && a.opacity != b.opacity)
+    fail(Kind::badOption, b.opacity == Opacity::none ? "no opacity, which the first picture has"
+                                                     : "opacity, which the first picture does not have");
+  if (inks) {
+    holds.colours = {Colour::cmyk};
+    holds.inks = Inks::plain;
+  } else if (!planes) {
     holds.colours = {Colour::grey, Colour::rgb};
     if (fit(a, holds, notes).colour != fit(b, holds, notes).colour) holds.colours = {Colour::rgb};
   }
@@ -295,6 +298,11 @@ class Comparer {
 };
 
 }  // namespace
+
+bool hasFurtherPlanes(const Picture& picture) {
+  const bool inks = picture.colour == Colour::cmyk || picture.colour == Colour::ycck;
+  return picture.planes.size() > (picture.colour == Colour::grey ? kMaxGreys : inks ? kMaxInks : kMaxColours);
+}
 
 Comparison compare(const Picture& a, const Picture& b, Work& work) {
   if (a.width != b.width || a.height != b.height)

@@ -27,8 +27,12 @@ struct Comparison {
   Difference all;  // over the samples of all channels; its SSIM is the mean over the channels
 };
 
-// Grey beside colour is compared as colour, a picture without opacity beside one with it counts as opaque. Throws
-// Problem (badOption) if the sizes or the numbers of planes differ.
+// Whether there are more planes than the colours explain: none of them may be left out.
+bool hasFurtherPlanes(const Picture& picture);
+
+// Grey beside colour is compared as colour, inks beside inks as inks, a picture without opacity beside one with it
+// counts as opaque. Planes that the colours do not explain are compared one by one. Throws Problem (badOption) if the
+// sizes, or then the numbers of planes, differ.
 //
 // SSIM is the mean of the structural similarity index over all positions of its window inside the picture, with the
 // usual constants: a Gaussian window of 11 x 11 samples with standard deviation 1.5, K1 = 0.01, K2 = 0.03, the peak of

@@ -215,6 +215,50 @@ class Compare(DepthTest):
         self.assertEqual([line.split()[0] for line in text], ["red", "green", "blue", "opacity", "all"])
         self.assertEqual({line.index("PSNR") for line in text}, {8})
 
+    def pam(self, channels, kind, samples, size=(12, 12)):
+        header = "P7\nWIDTH %d\nHEIGHT %d\nDEPTH %d\nMAXVAL 255\n%sENDHDR\n"
+        kind = f"TUPLTYPE {kind}\n" if kind else ""
+        return (header % (*size, channels, kind)).encode() + bytes(samples)
+
+    def test_inks(self):
+        """Beside inks as they are, beside colours as RGB, with a note."""
+        rich, black = self.pam(4, "CMYK", [255, 255, 255, 0] * 144), self.pam(4, "CMYK", [0, 0, 0, 255] * 144)
+        got = self.compare(rich, black)
+        self.assertEqual({name: facts["max"] for name, facts in got["channels"].items()},
+                         {"cyan": 255, "magenta": 255, "yellow": 255, "black": 255})
+        inks = noise(12, 12, 4)[3]
+        opaque = [value for i in range(144) for value in (*inks[4 * i:4 * i + 4], 255 - (i == 7))]
+        for a, b in ((self.pam(4, "CMYK", inks), self.pam(5, "CMYK_ALPHA", opaque)),
+                     (self.pam(5, "CMYK_ALPHA", opaque), self.pam(4, "CMYK", inks))):
+            self.assertEqual({name: facts["max"] for name, facts in self.compare(a, b)["channels"].items()},
+                             {"cyan": 0, "magenta": 0, "yellow": 0, "black": 0, "opacity": 1})
+        # Those of JPEG files are inverted in the file.
+        self.write("in.pam", self.pam(4, "CMYK", inks))
+        self.expect(OK, "encode", "in.pam", "in.jpg", "--lossless")
+        self.assertIsNone(self.compare(self.read("in.pam"), self.read("in.jpg"))["all"]["psnr"])
+        formula = "inks converted to RGB by a simple formula: the colours are approximate"
+        self.expect(OK, "decode", "in.pam", "in.ppm", "--quiet")
+        for name, pair in ("a", ("in.pam", "in.ppm")), ("b", ("in.ppm", "in.pam")):
+            got = self.compare(*map(self.read, pair), error=note(formula, name))
+            self.assertEqual((list(got["channels"]), got["all"]["max"]), (["red", "green", "blue"], 0))
+
+    def test_planes_that_colours_do_not_explain(self):
+        samples = noise(12, 12, 5)[3]
+        other = samples[:-1] + [samples[-1] ^ 4]
+        got = self.compare(self.pam(5, "", samples), self.pam(5, "", other))
+        self.assertEqual([facts["max"] for facts in got["channels"].values()], [0, 0, 0, 0, 4])
+        self.assertEqual(list(got["channels"])[4], "plane 4")
+        self.write("five", self.pam(5, "", samples))
+        self.write("rgba", self.pam(4, "RGB_ALPHA", samples[:576]))
+        self.write("inks", self.pam(5, "CMYK_ALPHA", samples))
+        self.write("small", self.pam(5, "", samples[:5], size=(1, 1)))
+        for a, b, cause in (("five", "rgba", "4 components, but five has 5"),
+                            ("rgba", "five", "5 components, but rgba has 4"),
+                            ("five", "inks", "opacity, which the first picture does not have"),
+                            ("inks", "five", "no opacity, which the first picture has"),
+                            ("five", "small", "1 x 1 pixels, but five has 12 x 12")):
+            self.expect(REFUSED, "compare", a, b, error=f"moxj: {b}: {cause}\n")
+
     def test_without_opacity_is_opaque(self):
         rgb = noise(12, 12, 3)
         opaque = [v for i in range(144) for v in (*rgb[3][3 * i:3 * i + 3], 255)]

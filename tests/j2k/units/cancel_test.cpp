@@ -86,6 +86,31 @@ TEST(Jpeg2000Cancel, TilesAndSizes) {
   }
 }
 
+// Of a picture that comes by rows, what follows the last row: choosing and writing.
+TEST(Jpeg2000Cancel, TheLastStepsOfRows) {
+  const Picture original = picture(160, 120, 3, 8);
+  struct Case {
+    double ratio;
+    int tile, min;
+  };
+  for (const auto& [ratio, tile, min] : {Case{0, 0, 15}, {6, 0, 30}, {6, 60, 15}}) {
+    EncodeOptions options;
+    options.blockWidth = options.blockHeight = 16;
+    options.lossless = ratio == 0;
+    if (ratio > 0) options.goals = {Goals::ratio, {ratio}};
+    options.tileWidth = options.tileHeight = tile;
+    EXPECT_GE(cancelEverywhere([&](const Progress& progress) {
+                MemoryOutput output;
+                Work work({}, progress, 2);
+                RowEncoder encoder(original, options, work, output);
+                encoder.rows(original);
+                encoder.finish();
+              }).calls,
+              min)
+        << ratio << ", " << tile;
+  }
+}
+
 // Many tiles do not report too often.
 TEST(Jpeg2000Cancel, ManyTiles) {
   const Picture original = picture(256, 256, 1, 8);
