@@ -451,6 +451,10 @@ class Bmp(PlainTest):
         runs = bytes([5, 0x12, 0, 0, 0, 5, 0x34, 0x56, 0x70, 0, 0, 1])
         self.assertEqual(self.converted(bmp(5, 2, 4, runs, compression=2, palette=palette[:16]), "out.ppm"),
                          pnm((5, 2, 3, [v for i in (3, 4, 5, 6, 7, 1, 2, 1, 2, 1) for v in palette[i]])))
+        # What follows an absolute part begins at a whole word.
+        runs = bytes([0, 3, 1, 2, 3, 0, 0, 0, 3, 9, 0, 1])
+        self.assertEqual(self.converted(bmp(3, 2, 8, runs, compression=1, palette=palette), "out.ppm"),
+                         pnm((3, 2, 3, [v for i in (9, 9, 9, 1, 2, 3) for v in palette[i]])))
         # Without the end, all the same.
         runs = bytes([3, 5, 0, 0, 3, 6])
         self.assertEqual(self.converted(bmp(3, 2, 8, runs, compression=1, palette=palette), "out.ppm"),
