@@ -34,6 +34,7 @@ def rows(seed):
     return made
 
 
+@unittest.skipIf(os.environ.get("SANITIZERS"), "sanitizers take memory of their own")
 class MemoryTest(support.ToolTest):
     def setUp(self):
         super().setUp()
