@@ -7,6 +7,7 @@
 #include "api/checks.h"
 #include "api/source.h"
 #include "api/structs.h"
+#include "formats/convert.h"
 
 namespace moxj::api {
 
@@ -78,9 +79,9 @@ class ChosenByPicture : public RowSink {
 };
 
 // Whether a file is JPEG whose planes of YCbCr can become words directly.
-bool isFullJpeg(Input& input, Work& work) {
+bool isFullJpeg(Input& input, const ReadOptions& options, Work& work) {
   const Format& format = recognise(input);
-  return format.names[0] == "jpg" && format.hasFullYcbcr(input, work);
+  return format.names[0] == "jpg" && givesFullYcbcr(format, input, options, work);
 }
 
 }  // namespace
@@ -109,9 +110,7 @@ Outcome readPixels(const MoxcSource* source, const ReadOptions& options, PixelSi
   ReadOptions reading = options;
   Holds holds = holdsFor(wish);
   if (wish.layout == moxcYCbCr || wish.layout == moxcCmyk) reading.native = true;
-  // Not of a region: it would be cut before the words are made.
-  const bool direct = isWords(wish.layout) && !options.fastMcu && !options.region.given();
-  if (direct && isFullJpeg(input, work)) {
+  if (isWords(wish.layout) && isFullJpeg(input, options, work)) {
     reading.native = true;
     holds.colours.insert(holds.colours.begin(), Colour::ycbcr);
   }

@@ -60,15 +60,14 @@ ReadOptions readingFor(const Format& from, const ReadOptions& reading, const For
 }
 
 // Words of a BMP file and a JPEG file without sub-sampling become each other through YCbCr, by the library's functions
-// for it. Not of a part of the picture, whose columns these functions would round as those of another picture.
+// for it.
 bool goesThroughYcbcr(const Format& from, Input& input, const ReadOptions& reading, const Format& to,
                       const WriteOptions& writing, Work& work) {
-  if (reading.region.given() || reading.orient || reading.srgb || reading.fastMcu) return false;
   const bool plain = !writing.lossless && !writing.grayscale && !writing.rgb && !writing.fastMcu && writing.depth != 12;
   const bool takes = &to == &kBmpFormat
                          ? &from == &kJpegFormat && writing.words != Words::none
                          : &from == &kBmpFormat && &to == &kJpegFormat && writing.sample == Subsampling::s444 && plain;
-  return takes && from.hasFullYcbcr(input, work);
+  return takes && !reading.orient && givesFullYcbcr(from, input, reading, work);
 }
 
 // One plane as a grey picture of its own size.
@@ -104,6 +103,12 @@ void writeGrey(const Picture& grey, const Format& to, const WriteOptions& writin
 }
 
 }  // namespace
+
+bool givesFullYcbcr(const Format& format, Input& input, const ReadOptions& options, Work& work) {
+  const bool first = options.picture <= 1;  // what hasFullYcbcr() looks at
+  if (!first || options.region.given() || options.srgb || options.fastMcu) return false;
+  return format.hasFullYcbcr && format.hasFullYcbcr(input, work);
+}
 
 Outcome read(Input& input, const ReadOptions& options, const Holds& holds, RowSink& sink, Work& work) {
   return pushFitted(recogniseFor(input, options), input, options, holds, sink, work);

@@ -11,6 +11,10 @@ namespace moxj {
 // complete has a picture with missing parts. Throws Problem.
 Outcome read(Input& input, const ReadOptions& options, const Holds& holds, RowSink& sink, Work& work);
 
+// Whether ReadOptions::native gives planes of YCbCr of 8 bits and full size that may become words as they are. Not of a
+// part of the picture, whose columns would be rounded as those of another picture, nor of colours that are converted.
+bool givesFullYcbcr(const Format& format, Input& input, const ReadOptions& options, Work& work);
+
 // Reads a picture of any format and writes it in another one.
 Outcome convert(Input& input, const ReadOptions& reading, const Format& to, const WriteOptions& writing, Output& output,
                 Work& work);

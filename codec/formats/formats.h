@@ -39,7 +39,7 @@ struct Format {
   Description (*describe)(Input& input, Work& work) = nullptr;
   // A reader; the input outlives it. The header may be read here or in push(). Null: files of this format are not read.
   std::unique_ptr<RowSource> (*open)(Input& input, const ReadOptions& options, Work& work) = nullptr;
-  // Whether ReadOptions::native gives planes of YCbCr of 8 bits and full size. Null: never.
+  // Whether ReadOptions::native gives planes of YCbCr of 8 bits and full size, of the first picture. Null: never.
   bool (*hasFullYcbcr)(Input& input, Work& work) = nullptr;
   bool cuts = false;  // the reader knows regions: it gives little more, and says what is wanted (Picture::wanted)
   // A writer, which gets only what holds() allows. `notes` outlives it.

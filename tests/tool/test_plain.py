@@ -411,6 +411,20 @@ class Bmp(PlainTest):
         self.expect(USAGE, "decode", "in.bmp", "out.pgx", "--words", "565", "--components",
                     error=re.compile("--words and --components cannot be combined"))
 
+    def test_words_of_each_picture_of_a_file(self):
+        """The pictures of joined JPEG files become words by their own sampling, not by that of the first one."""
+        self.write("in.ppm", pnm(smooth(37, 21, 3)))
+        files = []
+        for sample in "4:4:4", "4:2:0":
+            self.expect(OK, "encode", "in.ppm", "one.jpg", "--sample", sample)
+            files.append(self.read("one.jpg"))
+        for one, other in files, files[::-1]:
+            self.write("one.jpg", other)
+            self.write("two.jpg", one + other)
+            self.expect(OK, "decode", "one.jpg", "one.bmp", "--words", "565", "--quiet")
+            self.expect(OK, "decode", "two.jpg", "two.bmp", "--words", "565", "--picture", "2", "--quiet")
+            self.assertEqual(self.read("two.bmp")[54:], self.read("one.bmp")[54:])
+
     @unittest.skipUnless(shutil.which("convert"), "needs ImageMagick")
     def test_other_programs_read_words(self):
         self.write("in.ppm", pnm(smooth(37, 21, 3)))
