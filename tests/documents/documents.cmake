@@ -28,13 +28,9 @@ set_tests_properties(documents-install PROPERTIES FIXTURES_SETUP documents_prefi
 
 # An interpreter that has NumPy, if there is one.
 set(interpreter ${Python3_EXECUTABLE})
-foreach(candidate ${Python3_EXECUTABLE} /usr/bin/python3)
-  execute_process(COMMAND ${candidate} -c "import numpy" RESULT_VARIABLE without_numpy OUTPUT_QUIET ERROR_QUIET)
-  if(without_numpy EQUAL 0)
-    set(interpreter ${candidate})
-    break()
-  endif()
-endforeach()
+if(MOXJ_NUMPY_PYTHON)
+  set(interpreter ${MOXJ_NUMPY_PYTHON})
+endif()
 
 function(add_document_test name argument)
   add_test(NAME ${name} COMMAND ${interpreter} -B ${CMAKE_CURRENT_SOURCE_DIR}/documents/run.py ${argument})
