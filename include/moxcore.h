@@ -36,6 +36,8 @@ extern "C" {
  *
  * A program that defines the variable itself, with a value other than 0, keeps that value.
  *
+ * If the system cannot start a thread, g++'s OpenMP runtime ends the process with a message.
+ *
  * Results never depend on it. It is one word without a lock: set it before, not during, calls from other threads.
  */
 extern MOXCORE_API int32_t threads_omp_of_n_mox;

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <string_view>
 
 #include "cli/commands.h"
 #include "cli/input.h"
@@ -12,7 +13,7 @@ namespace moxj::cli {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using Json = nlohmann::json;
 
 // With a newline at the end.
 std::string lines(const char* text) {
@@ -43,28 +44,37 @@ std::optional<std::string> describe(const std::string& path, const Settings& set
   }
 }
 
-// The same object with the name of the file as its first member.
-Json named(const std::string& path, const std::string& json) {
-  Json object = {{"file", path}};
-  object.update(Json::parse(json));
-  return object;
+// The same object with the name of the file as its first member, as an item of a list. The text is not parsed: the
+// destructors of a parsed object allocate, and would end the process where memory is short. A file name need not be
+// valid UTF-8.
+std::string named(const std::string& path, std::string_view json) {
+  constexpr std::string_view kOpened = "{\n";
+  std::string item = "  {\n    \"file\": " + Json(path).dump(-1, ' ', false, Json::error_handler_t::replace);
+  if (!json.starts_with(kOpened)) return item + "\n  }";
+  json.remove_prefix(kOpened.size());
+  json.remove_suffix(1);
+  item += ",\n";
+  for (const char c : json) {
+    if (item.back() == '\n') item += "  ";
+    item += c;
+  }
+  return item;
 }
 
 ExitStatus describeAll(const Settings& settings, Console& console) {
   std::vector<ExitStatus> statuses;
-  Json list = Json::array();
+  std::string list;
   bool first = true;
   for (const std::string& path : settings.files) {
     const std::optional<std::string> text = describe(path, settings, console, statuses.emplace_back());
     if (!text) continue;
     if (settings.json)
-      list.push_back(named(path, *text));
+      list += (first ? "\n" : ",\n") + named(path, *text);
     else
       writeText((first ? "" : "\n") + ("file: " + displayName(path, true)) + "\n" + *text);
     first = false;
   }
-  // A file name need not be valid UTF-8.
-  if (settings.json) writeText(list.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
+  if (settings.json) writeText(first ? "[]\n" : "[" + list + "\n]\n");
   return firstOf(statuses);
 }
 

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <memory>
+#include <new>
 #include <system_error>
 
 #include "cli/console.h"
@@ -24,7 +25,9 @@ struct Close {
 std::string readText(const std::string& path) {
   const std::string name = displayName(path, true);
   const auto check = [&](bool failed) {
-    if (failed) throw Failure(ExitStatus::refused, "cannot be read: " + std::system_category().message(errno), name);
+    if (!failed) return;
+    if (errno == ENOMEM) throw std::bad_alloc();
+    throw Failure(ExitStatus::refused, "cannot be read: " + std::system_category().message(errno), name);
   };
   const std::unique_ptr<std::FILE, Close> file(path == "-" ? stdin : std::fopen(path.c_str(), "rbe"));
   check(!file);

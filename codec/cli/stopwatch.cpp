@@ -53,37 +53,66 @@ double Stopwatch::measureOne(double seconds, double (*clock)()) {
   return (clock() - begin) / static_cast<double>(count) * 1e9;
 }
 
+namespace {
+
+// Threads that wait for `begun` and work until `ended`. They are joined however the block is left, also when one of them
+// cannot be started.
+class Helpers {
+ public:
+  ~Helpers() { join(); }
+  template <class Work>
+  void start(const Work& work) {
+    threads_.emplace_back([this, work] {
+      ++ready_;
+      while (!begun) std::this_thread::yield();
+      work();
+    });
+  }
+  void begin() {
+    while (ready_ < threads_.size()) std::this_thread::yield();
+    begun = true;
+  }
+  void join() {
+    ended = begun = true;
+    for (std::thread& thread : threads_) thread.join();
+    threads_.clear();
+  }
+
+  std::atomic<bool> begun = false, ended = false;
+
+ private:
+  std::atomic<std::size_t> ready_ = 0;
+  std::vector<std::thread> threads_;
+};
+
+}  // namespace
+
 double Stopwatch::measureMany(double seconds, int threads) {
-  std::atomic<int> ready = 0;
-  std::atomic<bool> begun = false, ended = false, failed = false;
+  std::atomic<bool> failed = false;
   std::atomic<long> count = 0;
   std::vector<std::exception_ptr> failures(static_cast<std::size_t>(threads));
-  std::vector<std::thread> helpers;
-  helpers.reserve(failures.size());
+  Helpers helpers;
   for (std::size_t i = 0; i < failures.size(); ++i)
-    helpers.emplace_back([&, i] {
-      ++ready;
-      while (!begun) std::this_thread::yield();
+    helpers.start([&, i] {
       try {
-        while (!ended) {
+        while (!helpers.ended) {
           runMany(runs_[i], batch_);
-          if (!ended) count += batch_;
+          if (!helpers.ended) count += batch_;
         }
       } catch (...) {
         failures[i] = std::current_exception();
         failed = true;
       }
     });
-  while (ready < threads) std::this_thread::yield();
+  helpers.begin();
   const double begin = elapsedTime();
-  begun = true;
   // A run may take longer than the time that is given.
   do std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
   while (count == 0 && !failed);
-  ended = true;
+  helpers.ended = true;
   const double time = elapsedTime() - begin;
   const long done = count;
-  for (std::thread& helper : helpers) helper.join();
+  helpers.join();
   for (const std::exception_ptr& failure : failures)
     if (failure) std::rethrow_exception(failure);
   return time / static_cast<double>(done) * 1e9;

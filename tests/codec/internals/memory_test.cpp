@@ -1,99 +1,144 @@
-// Each allocation of each function fails once: the answer is moxcNoMemory, nothing leaks, and the next call works. The
-// program is linked so that the library's calls of malloc and its like come here first; C++'s operator new does anyway.
-#include <cstdlib>
+// Each allocation of each function fails once: the answer is moxcNoMemory, nothing leaks, and the next call works.
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <functional>
-#include <new>
 
 #include "support.h"
-
-namespace {
-
-long countdown = -1;  // allocations that succeed before one fails; -1: all do
-long allocations = 0;
-
-bool failsNow() {
-  if (countdown < 0) return false;
-  ++allocations;
-  return countdown-- == 0;
-}
-
-}  // namespace
-
-extern "C" {
-void* __real_malloc(std::size_t);
-void* __real_calloc(std::size_t, std::size_t);
-void* __real_realloc(void*, std::size_t);
-int __real_posix_memalign(void**, std::size_t, std::size_t);
-void* __real_aligned_alloc(std::size_t, std::size_t);
-void* __wrap_malloc(std::size_t size) { return failsNow() ? nullptr : __real_malloc(size); }
-void* __wrap_calloc(std::size_t count, std::size_t size) { return failsNow() ? nullptr : __real_calloc(count, size); }
-void* __wrap_realloc(void* old, std::size_t size) { return failsNow() ? nullptr : __real_realloc(old, size); }
-int __wrap_posix_memalign(void** to, std::size_t alignment, std::size_t size) {
-  return failsNow() ? 12 : __real_posix_memalign(to, alignment, size);
-}
-void* __wrap_aligned_alloc(std::size_t alignment, std::size_t size) {
-  return failsNow() ? nullptr : __real_aligned_alloc(alignment, size);
-}
-}
-
-void* operator new(std::size_t size) {
-  void* const made = failsNow() ? nullptr : __real_malloc(size ? size : 1);
-  if (!made) throw std::bad_alloc();
-  return made;
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return failsNow() ? nullptr : __real_malloc(size ? size : 1);
-}
-void operator delete(void* bytes) noexcept { std::free(bytes); }
-void operator delete(void* bytes, std::size_t) noexcept { std::free(bytes); }
+#include "support/failures.h"
 
 namespace {
 
 using namespace codec;
+using test::Extent;
+using test::Failures;
+using test::Resource;
 
 struct Call {
   std::string name;
   std::function<MoxcKind(MoxcReport*)> run;
+  std::function<void()> prepare = [] {};
+  std::function<void(MoxcKind)> check = [](MoxcKind) {};
 };
 
-// Runs a call until it gets through without a failure. A call that does without some memory succeeds earlier.
-void failEachAllocation(const Call& call) {
-  SCOPED_TRACE(call.name);
+// A call that does without some memory may also succeed.
+void failEachAllocation(const Call& call, Extent extent) {
   const Report report;
-  ASSERT_EQ(moxcOk, call.run(report)) << report.text();
+  call.prepare();
+  ASSERT_EQ(moxcOk, call.run(report)) << report.text();  // also loads what is loaded once
+  long requests = 0;
+  call.prepare();
+  {
+    const Failures none(Resource::memory, Failures::kNone);
+    call.run(report);
+    requests = none.requests();
+  }
   int failures = 0;
-  for (long after = 0;; ++after) {
-    allocations = 0;
-    countdown = after;
-    const MoxcKind kind = call.run(report);
-    const bool reached = countdown < 0;
-    countdown = -1;
-    if (!reached) {
-      EXPECT_EQ(moxcOk, kind) << report.text();
-      break;
+  const long tested = extent == Extent::one ? 32 : 8;
+  for (long number = 0; number < requests; number = test::nextRequest(call.name, requests, number, tested)) {
+    MoxcKind kind = moxcOk;
+    call.prepare();
+    {
+      const Failures failing(Resource::memory, number, extent);
+      kind = call.run(report);
     }
+    call.check(kind);
     if (kind == moxcOk) continue;
     ++failures;
-    EXPECT_EQ(moxcNoMemory, kind) << "allocation " << after << ": " << report.text();
-    EXPECT_EQ(kind, moxcReportKind(report));
-    EXPECT_NE("", report.text());
-    if (testing::Test::HasFailure()) break;
+    ASSERT_EQ(moxcNoMemory, kind) << "allocation " << number << " of " << requests << ": " << report.text();
+    ASSERT_EQ(kind, moxcReportKind(report));
+    ASSERT_NE("", report.text());
   }
   EXPECT_LT(0, failures);
 }
 
+void failEachAllocation(const Call& call) {
+  for (const Extent extent : {Extent::one, Extent::allFurther}) {
+    SCOPED_TRACE(call.name + (extent == Extent::one ? "" : ", and all further ones"));
+    failEachAllocation(call, extent);
+  }
+}
+
+// What a command of the system prints; empty if there is no such command.
+Bytes outputOf(const std::string& command) {
+  Bytes bytes;
+  std::FILE* const pipe = popen((command + " 2>/dev/null").c_str(), "r");
+  for (int c; pipe && (c = std::fgetc(pipe)) != EOF;) bytes.push_back(static_cast<std::uint8_t>(c));
+  if (pipe) pclose(pipe);
+  return bytes;
+}
+
+std::string saved(const std::string& name, const Bytes& file) {
+  const std::string path = testing::TempDir() + name;
+  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(file.data()), std::ssize(file));
+  return path;
+}
+
 struct Inputs {
-  Pixels rgb = picture(moxcRgb, 24, 18), deep = picture(moxcRgba, 24, 18, 16), bgr = picture(moxcBgr, 24, 18);
-  Bytes jpeg = encode(rgb, "jpg"), png = encode(deep, "png"), jp2 = encode(deep, "jp2"), ppm = encode(rgb, "ppm"),
-        pgx = encode(picture(moxcGrey, 24, 18), "pgx"), progressive, lossless;
+  struct File {
+    std::string name;
+    Bytes bytes;
+  };
+
+  Pixels rgb = picture(moxcRgb, 24, 18), deep = picture(moxcRgba, 24, 18, 16), bgr = picture(moxcBgr, 24, 18),
+         grey = picture(moxcGrey, 24, 18), bits = picture(moxcGrey, 24, 18, 1), twelve = picture(moxcRgb, 24, 18, 12);
+  std::vector<File> files;
+
   Inputs() {
+    using Options = MoxcWriteOptions;
+    add("jpg", rgb, "jpg");
+    add("progressive", rgb, "jpg", [](Options& options) { options.progressive = 1; });
+    add("lossless", rgb, "jpg", [](Options& options) { options.lossless = 1; });
+    add("12 bits", twelve, "jpg", [](Options& options) { options.depth = 12; });
+    arithmetic();
+    add("jp2", deep, "jp2");
+    add("tiles", rgb, "j2k", [](Options& options) {
+      options.levelsPlus1 = 3;
+      options.tileWidth = options.tileHeight = 16;
+      options.sop = options.eph = 1;
+    });
+    add("png", deep, "png");
+    for (const char* const format : {"ppm", "pam", "bmp"}) add(format, rgb, format);
+    for (const char* const format : {"pgm", "pgx"}) add(format, grey, format);
+    add("pbm", bits, "pbm");
+    add("tif", rgb, "tif");
+  }
+
+  const Bytes& named(const std::string& name) const {
+    for (const File& file : files)
+      if (file.name == name) return file.bytes;
+    static const Bytes none;
+    return none;
+  }
+
+ private:
+  // With metadata, where the format has a place for it.
+  void add(const char* name, const Pixels& pixels, const char* format,
+           const std::function<void(MoxcWriteOptions&)>& choose = {}) {
+    static constexpr char kComment[] = "a comment that is too long for the object of a short string";
+    static constexpr char kXmp[] = "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF/></x:xmpmeta>";
+    static constexpr char kExif[] = "MM\0*\0\0\0\10\0\1\1\22\0\3\0\0\0\1\0\6\0\0\0\0\0";
+    const MoxcMetadata blocks[] = {{moxcComment, "key", kComment, sizeof kComment - 1},
+                                   {moxcXmp, "", kXmp, sizeof kXmp - 1},
+                                   {moxcExif, "", kExif, sizeof kExif}};
     MoxcWriteOptions options;
     moxcWriteOptionsInit(&options);
-    options.progressive = 1;
-    progressive = encode(rgb, "jpg", &options);
-    moxcWriteOptionsInit(&options);
-    options.lossless = 1;
-    lossless = encode(rgb, "jpg", &options);
+    if (choose) choose(options);
+    void* bytes = nullptr;
+    std::size_t count = 0;
+    const MoxcTarget target = moxcMemoryTarget(&bytes, &count);
+    const Report report;
+    ASSERT_EQ(moxcOk, moxcEncode(&pixels.pixels, format, &options, blocks, 3, &target, nullptr, report))
+        << name << ": " << report.text();
+    files.push_back({name, taken(bytes, count)});
+  }
+  void arithmetic() {
+    const std::string path = saved("codec-memory-test.jpg", files[0].bytes);
+    for (const std::string options : {"", " -progressive"}) {
+      Bytes coded = outputOf("jpegtran -arithmetic" + options + " " + path);
+      if (!coded.empty()) files.push_back({"arithmetic" + options, std::move(coded)});
+    }
+    std::filesystem::remove(path);
   }
 };
 
@@ -111,28 +156,21 @@ MoxcKind toMemory(Make&& make) {
 class Memory : public testing::Test {
  protected:
   const Inputs in;
-  const std::vector<std::pair<const char*, const Bytes*>> files = {{"jpg", &in.jpeg},
-                                                                   {"progressive", &in.progressive},
-                                                                   {"lossless", &in.lossless},
-                                                                   {"png", &in.png},
-                                                                   {"jp2", &in.jp2},
-                                                                   {"ppm", &in.ppm},
-                                                                   {"pgx", &in.pgx}};
 };
 
 TEST_F(Memory, IsMissingWhenProbing) {
-  for (const auto& [name, file] : files)
-    failEachAllocation({name, [&, file = file](MoxcReport* report) {
-                          const MoxcSource from = source(*file);
+  for (const auto& [name, file] : in.files)
+    failEachAllocation({name, [&, &file = file](MoxcReport* report) {
+                          const MoxcSource from = source(file);
                           const char* format = nullptr;
                           return moxcProbe(&from, &format, report);
                         }});
 }
 
 TEST_F(Memory, IsMissingWhenDescribing) {
-  for (const auto& [name, file] : files)
-    failEachAllocation({name, [&, file = file](MoxcReport* report) {
-                          const MoxcSource from = source(*file);
+  for (const auto& [name, file] : in.files)
+    failEachAllocation({name, [&, &file = file](MoxcReport* report) {
+                          const MoxcSource from = source(file);
                           MoxcDescription* description = nullptr;
                           const MoxcKind kind = moxcDescribe(&from, nullptr, &description, report);
                           moxcDescriptionFree(description);
@@ -141,10 +179,10 @@ TEST_F(Memory, IsMissingWhenDescribing) {
 }
 
 TEST_F(Memory, IsMissingWhenDecoding) {
-  for (const auto& [name, file] : files) {
+  for (const auto& [name, file] : in.files) {
     for (const MoxcLayout layout : {static_cast<MoxcLayout>(0), moxcBgra, moxcRgb565, moxcGrey}) {
-      failEachAllocation({name, [&, file = file](MoxcReport* report) {
-                            const MoxcSource from = source(*file);
+      failEachAllocation({name, [&, &file = file](MoxcReport* report) {
+                            const MoxcSource from = source(file);
                             MoxcWanted wanted = sized<MoxcWanted>();
                             wanted.layout = layout;
                             MoxcPicture* picture = nullptr;
@@ -158,18 +196,18 @@ TEST_F(Memory, IsMissingWhenDecoding) {
 
 TEST_F(Memory, IsMissingWhenDecodingIntoTheCallersMemory) {
   const Pixels to = blank(moxcRgba, 24, 18);
-  for (const auto& [name, file] : files)
-    failEachAllocation({name, [&, file = file](MoxcReport* report) {
-                          const MoxcSource from = source(*file);
+  for (const auto& [name, file] : in.files)
+    failEachAllocation({name, [&, &file = file](MoxcReport* report) {
+                          const MoxcSource from = source(file);
                           return moxcDecodeInto(&from, nullptr, &to.pixels, nullptr, report);
                         }});
 }
 
 TEST_F(Memory, IsMissingWhenDecodingRows) {
   const auto ignore = [](void*, const MoxcPixels*, int32_t, int32_t) { return 0; };
-  for (const auto& [name, file] : files)
-    failEachAllocation({name, [&, file = file](MoxcReport* report) {
-                          const MoxcSource from = source(*file);
+  for (const auto& [name, file] : in.files)
+    failEachAllocation({name, [&, &file = file](MoxcReport* report) {
+                          const MoxcSource from = source(file);
                           MoxcWanted wanted = sized<MoxcWanted>();
                           wanted.layout = moxcBgr;
                           return moxcDecodeRows(&from, nullptr, &wanted, ignore, nullptr, nullptr, report);
@@ -177,25 +215,33 @@ TEST_F(Memory, IsMissingWhenDecodingRows) {
 }
 
 TEST_F(Memory, IsMissingWhenEncoding) {
-  MoxcWriteOptions plain, progressive, lossless, layered;
-  for (MoxcWriteOptions* options : {&plain, &progressive, &lossless, &layered}) moxcWriteOptionsInit(options);
+  MoxcWriteOptions plain, progressive, lossless, layered, quality;
+  for (MoxcWriteOptions* options : {&plain, &progressive, &lossless, &layered, &quality}) moxcWriteOptionsInit(options);
   progressive.progressive = 1;
+  progressive.comment = "a comment that is too long for the object of a short string";
   lossless.lossless = 1;
   layered.ratio = 3;
   layered.layers = 2;
-  const std::tuple<const char*, const MoxcWriteOptions*> uses[] = {
-      {"jpg", &plain}, {"jpg", &progressive}, {"jpg", &lossless}, {"jp2", &plain}, {"j2k", &layered},
-      {"png", &plain}, {"ppm", &plain},       {"pgm", &plain},    {"pgx", &plain}};
+  layered.tileWidth = layered.tileHeight = 16;
+  const double psnrs[] = {30, 40};
+  quality.psnrs = psnrs;
+  quality.psnrCount = 2;
+  const std::tuple<const char*, const char*, const MoxcWriteOptions*> uses[] = {
+      {"jpg", "jpg", &plain},         {"progressive", "jpg", &progressive},
+      {"lossless", "jpg", &lossless}, {"jp2", "jp2", &plain},
+      {"layers", "j2k", &layered},    {"quality", "jp2", &quality},
+      {"png", "png", &plain},         {"ppm", "ppm", &plain},
+      {"pgm", "pgm", &plain},         {"pam", "pam", &plain},
+      {"bmp", "bmp", &plain},         {"tif", "tif", &plain}};
   const MoxcMetadata block = {moxcComment, "key", "text", 4};
-  for (const auto& [format, options] : uses) {
-    if (std::string(format) == "pgx") continue;
+  for (const auto& [name, format, options] : uses) {
     for (const Pixels* const pixels : {&in.rgb, &in.bgr}) {
-      failEachAllocation({format, [&, format = format, options = options](MoxcReport* report) {
+      failEachAllocation({name, [&, format = format, options = options](MoxcReport* report) {
                             return toMemory([&](const MoxcTarget& target) {
                               return moxcEncode(&pixels->pixels, format, options, &block, 1, &target, nullptr, report);
                             });
                           }});
-      failEachAllocation({format, [&, format = format, options = options](MoxcReport* report) {
+      failEachAllocation({name, [&, format = format, options = options](MoxcReport* report) {
                             return toMemory([&](const MoxcTarget& target) {
                               MoxcEncoder* encoder = nullptr;
                               MoxcKind kind = moxcEncoderOpen(&pixels->pixels, format, options, nullptr, 0, &target,
@@ -211,11 +257,11 @@ TEST_F(Memory, IsMissingWhenEncoding) {
 }
 
 TEST_F(Memory, IsMissingWhenConverting) {
-  for (const auto& [name, file] : files)
-    for (const char* const format : {"jpg", "jp2", "png", "pnm"})
-      failEachAllocation({std::string(name) + " to " + format, [&, file = file](MoxcReport* report) {
+  for (const auto& [name, file] : in.files)
+    for (const char* const format : {"jpg", "jp2", "png", "pnm", "tif", "bmp"})
+      failEachAllocation({std::string(name) + " to " + format, [&, &file = file](MoxcReport* report) {
                             return toMemory([&](const MoxcTarget& target) {
-                              const MoxcSource from = source(*file);
+                              const MoxcSource from = source(file);
                               return moxcConvert(&from, nullptr, format, nullptr, &target, nullptr, report);
                             });
                           }});
@@ -228,7 +274,7 @@ TEST_F(Memory, IsMissingWhenWritingPlanes) {
   };
   failEachAllocation({"planes", [&](MoxcReport* report) {
                         Outputs outputs;
-                        const MoxcSource from = source(in.jp2);
+                        const MoxcSource from = source(in.named("jp2"));
                         const auto open = [](void* context, int32_t index, int32_t, MoxcTarget* target) {
                           Outputs& to = *static_cast<Outputs*>(context);
                           *target = moxcMemoryTarget(&to.bytes[index], &to.counts[index]);
@@ -248,7 +294,7 @@ TEST_F(Memory, IsMissingWhenTranscoding) {
        {static_cast<const MoxcTranscodeOptions*>(nullptr), &std::as_const(progressive)})
     failEachAllocation({"transcode", [&](MoxcReport* report) {
                           return toMemory([&](const MoxcTarget& target) {
-                            const MoxcSource from = source(in.jpeg);
+                            const MoxcSource from = source(in.named("jpg"));
                             return moxcTranscode(&from, options, &target, nullptr, report);
                           });
                         }});
@@ -256,32 +302,63 @@ TEST_F(Memory, IsMissingWhenTranscoding) {
 
 TEST_F(Memory, IsMissingWhenComparing) {
   failEachAllocation({"compare", [&](MoxcReport* report) {
-                        const MoxcSource a = source(in.png), b = source(in.jpeg);
+                        const MoxcSource a = source(in.named("png")), b = source(in.named("jpg"));
                         MoxcComparison comparison = sized<MoxcComparison>();
                         return moxcCompare(&a, &b, nullptr, &comparison, report, report);
                       }});
 }
 
+// Each file beside a JPEG file with other pixels, so that depth, opacity and colours are brought together.
+TEST_F(Memory, IsMissingWhenComparingFormats) {
+  for (const auto& [name, file] : in.files)
+    failEachAllocation({name, [&, &file = file](MoxcReport* report) {
+                          const MoxcSource a = source(file), b = source(in.named("jpg"));
+                          MoxcComparison comparison = sized<MoxcComparison>();
+                          return moxcCompare(&a, &b, nullptr, &comparison, report, report);
+                        }});
+}
+
 TEST_F(Memory, IsMissingForAReport) {
-  countdown = 0;
-  MoxcReport* const report = moxcReportNew();
-  countdown = -1;
+  MoxcReport* report = nullptr;
+  {
+    const Failures failing(Resource::memory, 0);
+    report = moxcReportNew();
+  }
   EXPECT_EQ(nullptr, report);
 }
 
-// Files and streams.
+Bytes contentOf(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// A file that cannot be completed leaves the old one as it is, and nothing beside it.
 TEST_F(Memory, IsMissingForFiles) {
-  const std::string path = testing::TempDir() + "codec-memory-test.png";
-  failEachAllocation({"file", [&](MoxcReport* report) {
-                        const MoxcTarget target = moxcFileTarget(path.c_str());
-                        const MoxcKind kind =
-                            moxcEncode(&in.rgb.pixels, "png", nullptr, nullptr, 0, &target, nullptr, report);
-                        if (kind != moxcOk) return kind;
-                        const MoxcSource from = moxcFileSource(path.c_str());
-                        const Pixels& to = in.rgb;
-                        return moxcDecodeInto(&from, nullptr, &to.pixels, nullptr, report);
-                      }});
-  std::remove(path.c_str());
+  namespace fs = std::filesystem;
+  const fs::path folder = fs::path(testing::TempDir()) / "codec-memory-test";
+  const std::string path = folder / "picture", old = "the old file";
+  for (const char* const format : {"png", "jpg", "jp2", "ppm", "tif"}) {
+    const auto prepare = [&] {
+      fs::create_directories(folder);
+      std::ofstream(path) << old;
+    };
+    const auto check = [&](MoxcKind kind) {
+      EXPECT_EQ(kind != moxcOk, contentOf(path) == Bytes(old.begin(), old.end()));
+      EXPECT_EQ(1, std::distance(fs::directory_iterator(folder), {}));
+    };
+    const auto run = [&](MoxcReport* report) {
+      const MoxcTarget target = moxcFileTarget(path.c_str());
+      return moxcEncode(&in.rgb.pixels, format, nullptr, nullptr, 0, &target, nullptr, report);
+    };
+    failEachAllocation({format, run, prepare, check});
+    prepare();
+    ASSERT_EQ(moxcOk, run(nullptr));
+    failEachAllocation({format, [&](MoxcReport* report) {
+                          const MoxcSource from = moxcFileSource(path.c_str());
+                          return moxcDecodeInto(&from, nullptr, &in.rgb.pixels, nullptr, report);
+                        }});
+  }
+  fs::remove_all(folder);
 }
 
 }  // namespace
