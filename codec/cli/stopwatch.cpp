@@ -55,8 +55,8 @@ double Stopwatch::measureOne(double seconds, double (*clock)()) {
 
 namespace {
 
-// Threads that wait for `begun` and work until `ended`. They are joined however the block is left, also when one of them
-// cannot be started.
+// Threads that wait for `begun` and work until `ended`. They are joined however the block is left, also when one of
+// them cannot be started.
 class Helpers {
  public:
   ~Helpers() { join(); }
