@@ -32,7 +32,7 @@ Outcome readFor(const MoxcSource* source, PictureCollector& collector, Work& wor
   Holds holds;
   holds.colours = {Colour::unknown, Colour::cmyk, Colour::grey, Colour::rgb};
   holds.metadata.silent = true;
-  holds.opacity = holds.anyMaxval = holds.isSigned = true;
+  holds.opacity = holds.anyMaxval = holds.isSigned = holds.otherInks = true;
   ReadOptions options;
   options.inks = true;
   Input input = inputOf(source);

@@ -55,6 +55,7 @@ class Parser {
     checkTransform();
     if (settings_.writing.words && settings_.reading.components) misuse("--words and --components cannot be combined");
     if (settings_.reading.tilePlus1 && settings_.reading.regionWidth) misuse("--tile and --region cannot be combined");
+    if (settings_.reading.reduce && settings_.reading.fastMcu) misuse("--reduce and --fast-mcu cannot be combined");
     return settings_;
   }
 

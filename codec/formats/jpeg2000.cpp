@@ -92,6 +92,7 @@ Holds holds(const WriteOptions&) {
   // A codestream does not say either.
   if (boxes) held.colours.insert(held.colours.begin() + 1, {Colour::ycbcr, Colour::cmyk});
   held.inks = Inks::plain;
+  held.otherInks = !boxes;
   held.opacity = true;
   held.premultiplied = boxes;
   held.maxPlanes = j2k::kMaxWrittenComponents;

@@ -181,6 +181,7 @@ constinit const Format kPamFormat = {
                        .maxPlanes = static_cast<int>(kMaxDepth),
                        .maxBits = 16,
                        .anyMaxval = true,
+                       .otherInks = true,
                        .metadata = HeldMetadata::none()};
         },
 };

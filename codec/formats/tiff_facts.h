@@ -35,6 +35,7 @@ struct Facts {
   bool isSigned() const { return format == SAMPLEFORMAT_INT; }
   bool palette() const { return photometric == PHOTOMETRIC_PALETTE; }
   bool ycbcr() const { return photometric == PHOTOMETRIC_YCBCR; }
+  bool otherInks() const { return photometric == PHOTOMETRIC_SEPARATED && colour != Colour::cmyk; }
   bool jpeg() const { return compression == COMPRESSION_JPEG; }
   std::uint32_t chunksAcross() const { return (width - 1) / chunkWidth + 1; }
   std::uint32_t chunksDown() const { return (height - 1) / chunkHeight + 1; }

@@ -19,6 +19,7 @@
 #include "formats/tiff_facts.h"
 #include "formats/tiff_metadata.h"
 #include "jpeg/jpeg.h"
+#include "pictures/colourspace/space.h"
 #include "pictures/opacity.h"
 
 namespace moxj::tiff {
@@ -170,6 +171,11 @@ class Reader : public RowSource {
                          : sample == facts_.opacity                    ? facts_.samples - 1
                                                                        : sample - 1);
     layout_ = raw_;
+    if (facts_.otherInks() && !options_.components) {
+      static const auto inks = std::make_shared<const ColourSpace>(
+          ColourSpace{.kind = ColourSpace::Kind::unusable, .name = "inks other than CMYK", .note = {}});
+      layout_.space = inks;
+    }
     if (expandsPalette()) {
       palette_ = paletteOf(facts_, *session_);
       layout_ = Picture::layout(width, height, 3, palette_.bits, Colour::rgb);

@@ -155,6 +155,7 @@ class Decoder {
   void skipScan(const ScanHeader& scan, std::size_t offset);
   bool isNeeded(const ScanHeader& scan) const;
   int rowsOf(const ScanHeader& scan, const EntropyReader& reader) const;
+  void countBlocks(const ScanHeader& scan, const EntropyReader& reader);
   void finishScan(EntropyReader& reader, int rows, std::size_t offset);
   template <class Reader>
   void readBlocks(Reader&& reader, const ScanHeader& scan, std::size_t offset);
@@ -215,6 +216,7 @@ class Decoder {
   std::array<ReadComponent, 4> read_;
   Progression progression_;
   int scans_ = 0;
+  std::uint64_t blocks_ = 0;  // of all scans of a progressive file
   bool hasEoi_ = false;
   std::unique_ptr<Coefficients> coefficients_;
   // One of them, when there is something to paint: the latter for several threads.
@@ -308,6 +310,7 @@ void Decoder::readScan(const MarkerSegment& segment) {
 
 template <class Reader>
 void Decoder::readBlocks(Reader&& reader, const ScanHeader& scan, std::size_t offset) {
+  countBlocks(scan, reader);
   for (const ScanHeader::Selector& selector : scan.components) read_[selector.component].read = true;
 
   if (!progressive() && !keep_ && scan.components.size() == frame_->components.size()) {
@@ -412,6 +415,23 @@ int Decoder::rowsOf(const ScanHeader& scan, const EntropyReader& reader) const {
   const bool interleaved = scan.components.size() > 1;
   const int blockRows = interleaved ? 1 : frame_->components[scan.components[0].component].vertical;
   return std::min(view_.endRow * blockRows, reader.geometry().mcusHigh);
+}
+
+// A few bytes make a scan that visits every block, or in arithmetic coding every coefficient.
+void Decoder::countBlocks(const ScanHeader& scan, const EntropyReader& reader) {
+  if (!progressive()) return;
+  constexpr int kCoefficientsOfBlock = 8;  // that take as long as a block without any
+  const ScanGeometry& geometry = reader.geometry();
+  const auto blocksOfRow = static_cast<std::uint64_t>(geometry.mcusWide) * geometry.blocks.size();
+  const int weight =
+      frame_->arithmetic() ? ceilDiv(scan.spectralEnd - scan.spectralStart + 1, kCoefficientsOfBlock) : 1;
+  blocks_ += blocksOfRow * static_cast<std::uint64_t>(rowsOf(scan, reader)) * static_cast<std::uint64_t>(weight);
+  const std::uint64_t limit = work_.limits.maxBlocks();
+  if (blocks_ > limit) {
+    fail(Kind::limit,
+         std::to_string(scans_) + " scans have more than the limit of " + std::to_string(limit) + " blocks",
+         Setting::maxPixels);
+  }
 }
 
 // `rows` of the scan that begins at `offset` have been decoded, or fewer if there are no more.

@@ -109,8 +109,23 @@ bool keepsAllPlanes(const Picture& from, const Holds& holds) {
   return !explained && holdsColour(holds, Colour::unknown);
 }
 
+[[noreturn]] void failColours(const Picture& picture, Colour from, const Holds& holds) {
+  const ColourSpace* const space = picture.space.get();
+  const std::string name = space && !space->name.empty() ? space->name : nameOf(from);
+  const bool convertible =
+      (from == Colour::lab || from == Colour::special) && space && space->kind != ColourSpace::Kind::unusable;
+  fail(Kind::unsupported, name + " cannot be written as " + nameOf(holds.colours.back()) +
+                              (convertible ? "; the option srgb converts it" : ""));
+}
+
+// Planes without a colour model that are known to be no colours.
+bool areOtherInks(const Picture& picture) {
+  return picture.colour == Colour::unknown && picture.space && picture.space->kind == ColourSpace::Kind::unusable;
+}
+
 // What is left of the picture, before colours are converted.
 Meaning heldPlanes(const Picture& from, const Holds& holds, Notes& notes) {
+  if (areOtherInks(from) && !holds.otherInks && !holds.colours.empty()) failColours(from, from.colour, holds);
   const std::size_t count = from.planes.size();
   Meaning meaning{from.colour, from.opacity, firstPlanes(static_cast<int>(count))};
   if (!keepsAllPlanes(from, holds)) meaning = meaningOf(from);
@@ -119,6 +134,8 @@ Meaning heldPlanes(const Picture& from, const Holds& holds, Notes& notes) {
   if (dropsOpacity) dropOpacity(meaning);
   if (dropsOpacity && (!leavesOut || from.opacity != Opacity::none)) notes.push_back("transparency dropped");
   if (leavesOut) notes.push_back(onlyTheFirst(meaning.planes.size(), count, holds.opacity ? "written" : "used"));
+  if (from.opacity == Opacity::none && meaning.opacity != Opacity::none)
+    notes.push_back("a component of unknown meaning is taken as opacity");
   const std::size_t maxPlanes = static_cast<std::size_t>(holds.maxPlanes);
   if (maxPlanes != 0 && meaning.planes.size() == maxPlanes + 1 && meaning.opacity != Opacity::none) {
     notes.push_back("transparency dropped");
@@ -140,15 +157,6 @@ bool areInks(Colour colour) { return colour == Colour::cmyk || colour == Colour:
 bool canBecome(Colour from, Colour to) {
   if (to == Colour::rgb) return from == Colour::grey || from == Colour::ycbcr || areInks(from);
   return to == Colour::grey && (from == Colour::rgb || from == Colour::ycbcr || areInks(from));
-}
-
-[[noreturn]] void failColours(const Picture& picture, Colour from, const Holds& holds) {
-  const ColourSpace* const space = picture.space.get();
-  const std::string name = space && !space->name.empty() ? space->name : nameOf(from);
-  const bool convertible =
-      (from == Colour::lab || from == Colour::special) && space && space->kind != ColourSpace::Kind::unusable;
-  fail(Kind::unsupported, name + " cannot be written as " + nameOf(holds.colours.back()) +
-                              (convertible ? "; the option srgb converts it" : ""));
 }
 
 Colour targetColour(const Picture& picture, Colour from, const Holds& holds) {

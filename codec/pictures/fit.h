@@ -31,6 +31,7 @@ struct Holds {
   bool mixedDepths = false;      // planes may differ in depth; otherwise they all get the largest one
   bool upright = false;          // pictures with another Exif orientation than 1 are turned
   Inks inks = Inks::any;         // those of CMYK
+  bool otherInks = false;        // planes of inks other than CMYK; otherwise they are refused
   HeldMetadata metadata = {};    // other metadata is dropped, with notes
 };
 

@@ -1,6 +1,7 @@
 // The picture: planes of samples, each with its own size, depth and sign, and what they mean.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -149,7 +150,10 @@ struct Picture {
 struct Limits {
   std::uint64_t maxPixels = 268435456;               // width x height
   std::uint64_t maxMemory = std::uint64_t{1} << 30;  // bytes that a conversion may hold
-  int maxScans = 500;                                // of a JPEG file: each costs as much time as the whole picture
+  int maxScans = 500;                                // of a JPEG file
+
+  // In all scans of a progressive JPEG file: of the largest picture, a component may have 64 scans.
+  std::uint64_t maxBlocks() const { return std::max(maxPixels, std::uint64_t{1} << 22); }
 
   // Throws Problem (limit) if the picture has more pixels than allowed.
   void check(std::uint64_t width, std::uint64_t height) const;

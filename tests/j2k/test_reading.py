@@ -515,6 +515,10 @@ class ReadingTest(peers.PeerTest):
         header = stream.parts[0].header
         (_, body), = [one for one in header if one[0] == cs.POC]
         self.check(stream.bytes(), expected)
+        first, second = stream.parts
+        first.header, second.header = [(cs.POC, body[:7])], [(cs.POC, body[7:])]
+        self.check(stream.bytes(), expected)
+        first.header, second.header = header, []
         header[:] = [(cs.POC, body[:7]), (cs.POC, body[7:])]
         self.check(stream.bytes(), expected, by=[])
         header.clear()
@@ -538,6 +542,19 @@ class ReadingTest(peers.PeerTest):
             of_tile = [expected[y // 32 * 2 + x // 32][c][4][y * 64 + x] for y in range(64) for x in range(64)]
             planes.append((8, False, 64, 64, of_tile))
         self.check(mixed.bytes(), planes, bound=1)
+
+    def test_what_counts_for_a_component_of_a_tile(self):
+        """COC and QCC of the tile, then its COD and QCD, then COC and QCC of the main header."""
+        stream = self.stream("-n", "3", "-t", "50,40")
+        expected = self.planes_of(stream.bytes())
+        style, steps = stream.body(cs.COD), stream.body(cs.QCD)
+        stream.insert(cs.COC, bytes([1, 0, 5]) + style[6:])
+        stream.insert(cs.QCC, bytes([1, steps[0] ^ 0x20]) + steps[1:] + steps[1:7])
+        for header in ([(cs.COC, bytes([1, 0]) + style[5:]), (cs.QCC, bytes([1]) + steps)],
+                       [(cs.COD, style), (cs.QCD, steps)]):
+            for part in stream.parts:
+                part.header = header
+            self.check(stream.bytes(), expected)
 
     # ---- High throughput ------------------------------------------------------------------------------------------
 

@@ -1,5 +1,6 @@
 """Progressive files, scans and tables of all kinds, compared with cjpeg, djpeg and jpegtran."""
 
+import pathlib
 import re
 import struct
 import unittest
@@ -133,6 +134,32 @@ class ReadTest(ProgressiveTest):
         self.expect(
             support.LIMIT, "decode", "y.jpg", "-", error="moxj: y.jpg: more than the limit of 500 scans (--max-scans)\n"
         )
+
+    def test_the_number_of_blocks_is_limited(self):
+        """Refinements of a few bytes, each of which visits 65536 blocks."""
+        limit = "--max-pixels", str(1 << 22)
+        flat = b"P5\n2048 2048\n255\n" + bytes([90]) * (1 << 22)
+        for options, count in ([], 64), (["-arithmetic"], 10):
+            file = self.cjpeg(flat, "-progressive", *options)
+            scans = [match.start() for match in re.finditer(rb"\xff\xda", file)] + [len(file) - 2]
+            self.assertEqual(len(scans), 7)
+            self.write("x.jpg", file)
+            self.expect(support.OK, "decode", "x.jpg", "-", *limit)
+            last = file[scans[-2]:scans[-1]]
+            self.write("x.jpg", file[:-2] + last * (count - 6) + b"\xff\xd9")
+            self.expect(support.INCOMPLETE, "decode", "x.jpg", "-", *limit,
+                        error="moxj: x.jpg: warning: scan 7 is out of sequence\n")
+            self.write("x.jpg", file[:-2] + last * (count - 5) + b"\xff\xd9")
+            for command, output in ("decode", "x.pgm"), ("transcode", "y.jpg"):
+                self.expect(support.LIMIT, command, "x.jpg", output, *limit,
+                            error=f"moxj: x.jpg: {count + 1} scans have more than the limit of 4194304 blocks "
+                            "(--max-pixels)\n")
+                self.assertFalse(pathlib.Path(self.path(output)).exists())
+            # Rows and coefficients that are not needed do not count.
+            self.expect(support.INCOMPLETE, "decode", "x.jpg", "-", "--region", "0,0,2048,1024", *limit,
+                        error=re.compile("out of sequence"))
+            self.expect(support.INCOMPLETE, "decode", "x.jpg", "-", "--reduce", "3", *limit,
+                        error=re.compile("out of sequence"))
 
     def test_the_number_of_pixels_is_limited(self):
         file = bytearray(self.cjpeg(support.pnm(pictures.generated(40, 40, 3, 4)), "-progressive"))

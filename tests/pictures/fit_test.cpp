@@ -67,7 +67,8 @@ struct Case {
 TEST(Fit, LayoutsAndNotes) {
   const auto none = Opacity::none, straight = Opacity::straight;
   const auto grey = Colour::grey, rgb = Colour::rgb, ycbcr = Colour::ycbcr, unknown = Colour::unknown;
-  const std::string opaque = "transparency dropped", dull = "colour dropped";
+  const std::string opaque = "transparency dropped", dull = "colour dropped",
+                    guessed = "a component of unknown meaning is taken as opacity";
   const std::vector<Case> cases = {
       // Nothing is lost.
       {layout(rgb, 3, 8), holdsOf("png"), rgb, 3, none, 8, 255, {}},
@@ -113,12 +114,19 @@ TEST(Fit, LayoutsAndNotes) {
       {layout(Colour::cmyk, 4, 8), holdsOf("j2k"), rgb, 3, none, 8, 255, {kInksByFormula}},
       // Planes without a meaning.
       {layout(unknown, 1, 8), holdsOf("png"), grey, 1, none, 8, 255, {}},
-      {layout(unknown, 2, 8), holdsOf("png"), grey, 2, straight, 8, 255, {}},
+      {layout(unknown, 2, 8), holdsOf("png"), grey, 2, straight, 8, 255, {guessed}},
       {layout(unknown, 2, 8), holdsOf("pgm"), grey, 1, none, 8, 255, {opaque}},
       {layout(unknown, 3, 8), holdsOf("png"), rgb, 3, none, 8, 255, {}},
-      {layout(unknown, 4, 8), holdsOf("png"), rgb, 4, straight, 8, 255, {}},
+      {layout(unknown, 4, 8), holdsOf("png"), rgb, 4, straight, 8, 255, {guessed}},
       {layout(unknown, 4, 8), bytesOnly(), rgb, 3, none, 8, 255, {opaque}},
-      {layout(unknown, 5, 8), holdsOf("png"), rgb, 4, straight, 8, 255, {"only the first 4 of 5 components written"}},
+      {layout(unknown, 5, 8),
+       holdsOf("png"),
+       rgb,
+       4,
+       straight,
+       8,
+       255,
+       {"only the first 4 of 5 components written", guessed}},
       {layout(unknown, 5, 8), bytesOnly(), rgb, 3, none, 8, 255, {"only the first 3 of 5 components used"}},
       {layout(unknown, 5, 8),
        Holds{.maxPlanes = 4},

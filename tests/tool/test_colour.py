@@ -377,6 +377,18 @@ class LibraryTest(ColourTest):
                     "loaded\n")
         self.assertNotIn("other.ppm", self.files())
 
+    def test_components_of_unknown_meaning(self):
+        samples = b"P7\nWIDTH 3\nHEIGHT 2\nDEPTH 5\nMAXVAL 255\nENDHDR\n" + bytes(range(30))
+        self.write("in.pam", samples)
+        self.expect(OK, "decode", "in.pam", "out.pam", "--srgb",
+                    error="moxj: in.pam: note: components of unknown meaning are not converted to sRGB\n")
+        self.assertEqual(self.read("out.pam"), samples)
+        # The components of a codestream are taken for RGB.
+        self.write("rgb.ppm", b"P6\n3 2\n255\n" + bytes(range(18)))
+        self.expect(OK, "encode", "rgb.ppm", "rgb.j2k")
+        self.expect(OK, "decode", "rgb.j2k", "out.ppm", "--srgb")
+        self.assertEqual(self.read("out.ppm"), self.read("rgb.ppm"))
+
     def test_not_with_components(self):
         self.write("in.png", png(10, 10, RGB, 8, colours_of(100, 8)))
         self.expect(USAGE, "decode", "in.png", "out.pgm", "--srgb", "--components",

@@ -81,6 +81,8 @@ class Regions(ToolTest):
                     error="moxj: a.jpg: --tile is not for JPEG files\n")
         self.expect(USAGE, "decode", "t.jp2", "out.ppm", "--tile", "0", "--region", "0,0,9,9",
                     error="moxj: --tile and --region cannot be combined (see moxj decode --help)\n")
+        self.expect(USAGE, "decode", "in.jpg", "out.ppm", "--reduce", "1", "--fast-mcu",
+                    error="moxj: --reduce and --fast-mcu cannot be combined (see moxj decode --help)\n")
 
     def test_regions_that_are_refused(self):
         for text in "1,2,3", "1,2,3,4,5", "1,2,0,4", "-1,2,3,4", "a", "1,2,3,", "":

@@ -195,6 +195,22 @@ class Tiff(PlainTest):
         inks = noise(9, 6, 3)
         self.assertEqual(self.converted(of_picture(inks, 5, tags={INK_SET: (SHORT, [2])}), "out.pam"), pam(inks, ""))
 
+    def test_inks_other_than_cmyk_are_never_shown_as_colours(self):
+        for channels in 1, 3, 4, 6:
+            inks = noise(9, 6, channels)
+            file = of_picture(inks, 5, tags={INK_SET: (SHORT, [2])})
+            self.assertEqual(self.converted(file, "out.pam"), pam(inks, ""))
+            for command, output, wanted in (("decode", "out.png", "RGB"), ("decode", "out.ppm", "RGB"),
+                                            ("decode", "out.pgm", "grey"), ("decode", "out.tif", "RGB"),
+                                            ("encode", "out.jpg", "RGB"), ("encode", "out.jp2", "RGB")):
+                self.expect(REFUSED, command, "in", output,
+                            error=f"moxj: in: inks other than CMYK cannot be written as {wanted}\n")
+            self.expect(OK, "encode", "in", "out.j2k")
+            self.expect(OK, "decode", "in", "part.pgm", "--components")
+            names = [f"part_{i}.pgm" for i in range(channels)]
+            self.assertEqual([self.read(name) for name in names],
+                             [pnm((9, 6, 1, inks[3][i::channels])) for i in range(channels)])
+
     def test_palettes(self):
         source = random.Random(3)
         for bits in 1, 2, 4, 8:

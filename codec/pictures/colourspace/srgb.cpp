@@ -115,6 +115,7 @@ class SrgbSink : public RowSink {
   SrgbSink(RowSink& next, Notes& notes, Work& work) : next_(next), notes_(notes), work_(work) {}
 
   void begin(const Picture& layout) override {
+    if (layout.colour == Colour::unknown) note("components of unknown meaning are not converted to sRGB");
     if (layout.colour == Colour::unknown || cannotBeShown(layout)) return next_.begin(layout);
     Picture picture = layout;
     picture.metadata = withoutProfile(layout);
