@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <bit>
 #include <climits>
+#include <cmath>
 #include <cstring>
 #include <optional>
 
@@ -83,7 +84,7 @@ class YccConverter {
   }
   // What is not a number is black.
   static std::uint8_t rounded(double value) {
-    return value > 0 ? static_cast<std::uint8_t>(std::min(value, 255.0) + 0.5) : std::uint8_t{0};
+    return value > 0 ? static_cast<std::uint8_t>(std::lround(std::min(value, 255.0))) : std::uint8_t{0};
   }
 
   double coefficients_[3] = {0.299, 0.587, 0.114}, levels_[6] = {0, 255, 128, 255, 128, 255};
@@ -429,8 +430,8 @@ class Reader : public RowSource {
   }
 
   void clear(const Picture& band, int x, int width, int sample) const {
-    for (int i = 0; i < facts_.samplesOfChunk(); ++i) {
-      const Plane& plane = band.planes[static_cast<std::size_t>(planeOf_[static_cast<std::size_t>(sample + i)])];
+    for (int of = sample; of < sample + facts_.samplesOfChunk(); ++of) {
+      const Plane& plane = band.planes[static_cast<std::size_t>(planeOf_[static_cast<std::size_t>(of)])];
       for (int y = 0; y < band.height; ++y)
         visitRow(plane, y, [&](auto* row) {
           for (int column = x; column < x + width; ++column) row[std::ptrdiff_t{column} * plane.pixelStep] = 0;

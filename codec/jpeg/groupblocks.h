@@ -29,7 +29,7 @@ class GroupBlocks {
     budget.charge(blocks, sizeof(Block));
     memory_.resize(blocks * sizeof(Block) + alignof(Block));
     const auto address = reinterpret_cast<std::uintptr_t>(memory_.data());
-    blocks_ = reinterpret_cast<Block*>((address + alignof(Block) - 1) / alignof(Block) * alignof(Block));
+    blocks_ = reinterpret_cast<Block*>(memory_.data() + (0 - address) % alignof(Block));
   }
 
   static std::size_t bytesOfRow(const Frame& whole, const View& view) {
