@@ -128,7 +128,7 @@ int scanBlock(MoxJ2KEncodeState& state, const Block& block) {
   const Layout layout(block.width, block.height);
   Chunk* const chunks = state.chunks + layout.stride + 1;
   std::memset(state.chunks, 0, layout.chunks);
-  const uint32_t all = arrange(block.src, block.srcStep, block.width, block.height, state.coefficients, chunks);
+  const uint32_t all = kernels.arrange(block.src, block.srcStep, block.width, block.height, state.coefficients, chunks);
   const int planes = std::bit_width(all & 0x7FFFFFFF);
 
   ScanPass scan{.chunks = chunks,

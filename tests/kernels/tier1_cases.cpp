@@ -32,7 +32,7 @@ void scan(const Tier1EncodeKernels& kernels, Feed& f, int n, Subband subband, bo
   size_t* const counts = f.out<size_t>(18);
   std::fill(chunks, chunks + all, Chunk{});
   Chunk* const first = chunks + stride + 1;
-  arrange(src, 4 * n, n, kHeight, coefficients, first);
+  kernels.arrange(src, 4 * n, n, kHeight, coefficients, first);
   ScanPass pass{first, windows, n, kHeight, subband, causal, causal, symbols, 0};
   int i = 0;
   const auto run = [&](void (*kernel)(ScanPass&)) {

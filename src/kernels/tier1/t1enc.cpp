@@ -16,8 +16,17 @@
 #endif
 
 namespace mox::MOX_TARGET {
+namespace {
+
+uint32_t arrange(const Mox32s* src, int32_t srcStep, int32_t width, int32_t height, uint32_t* coefficients,
+                 Chunk* chunks) {
+  return arrangeBlock(src, srcStep, width, height, coefficients, chunks, gather);
+}
+
+}  // namespace
 
 const Tier1EncodeKernels tier1EncodeKernels = {
+    .arrange = arrange,
     .window = window,
     .significance = {significance<false>, significance<true>},
     .refinement = refinement,

@@ -27,36 +27,59 @@ struct ScanPass {
   uint32_t distortion;  // summed modulo 2^32
 };
 
-// Gathers a block into chunks of 64 coefficients in the order of the scan, with zeros outside the block, and the signs
-// into `chunks`. Returns the OR of all words.
-inline uint32_t arrange(const Mox32s* src, int32_t srcStep, int32_t width, int32_t height, uint32_t* coefficients,
-                        Chunk* chunks) {
+// The rows of a stripe in a chunk, at any address.
+struct ChunkRows {
+  const char* row[4];
+
+  uint32_t at(int x, int y) const {
+    uint32_t value;
+    std::memcpy(&value, row[y] + sizeof value * x, sizeof value);
+    return value;
+  }
+};
+
+// What a chunk tells of its coefficients: the OR of all words, and a bit for each negative one.
+struct Gathered {
+  uint32_t all;
+  uint64_t negative;
+};
+
+// Gathers the first columns of a chunk in the order of the scan; the rest are left as they are.
+inline Gathered gatherColumns(const ChunkRows& rows, int columns, uint32_t* coefficients) {
+  Gathered gathered{0, 0};
+  for (int x = 0; x < columns; x++)
+    for (int y = 0; y < 4; y++) {
+      const uint32_t value = rows.at(x, y);
+      coefficients[4 * x + y] = value;
+      gathered.all |= value;
+      gathered.negative |= uint64_t{value >> 31} << (4 * x + y);
+    }
+  return gathered;
+}
+
+// The kernel `arrange`, by a function that gathers the sixteen columns of a whole chunk.
+template <class Whole>
+uint32_t arrangeBlock(const Mox32s* src, int32_t srcStep, int32_t width, int32_t height, uint32_t* coefficients,
+                      Chunk* chunks, const Whole& whole) {
   static constexpr Mox32s kZeros[kChunkColumns] = {};
   uint32_t all = 0;
   for (int y = 0; y < height; y += 4, chunks += chunksOf(width) + 2) {
     for (size_t k = 0; k < chunksOf(width); k++, coefficients += kChunkSize) {
       const int columns = std::min(width - static_cast<int>(k) * kChunkColumns, kChunkColumns);
-      if (columns < kChunkColumns) std::memset(coefficients, 0, kChunkSize * sizeof *coefficients);
-      const char* lines[4];
-      for (int row = 0; row < 4; row++)
-        lines[row] = y + row >= height
-                         ? reinterpret_cast<const char*>(kZeros)
-                         : reinterpret_cast<const char*>(src) + static_cast<ptrdiff_t>(y + row) * srcStep +
-                               sizeof(Mox32s) * kChunkColumns * k;
-      uint64_t negative = 0;
-      for (int x = 0; x < columns; x++) {
-        uint64_t signs = 0;
-#pragma GCC unroll 4
-        for (int row = 0; row < 4; row++) {
-          uint32_t value;
-          std::memcpy(&value, lines[row] + sizeof value * x, sizeof value);
-          coefficients[4 * x + row] = value;
-          all |= value;
-          signs |= value >> 31 << row;
-        }
-        negative |= signs << 4 * x;
+      ChunkRows rows;
+      for (int i = 0; i < 4; i++)
+        rows.row[i] = y + i >= height ? reinterpret_cast<const char*>(kZeros)
+                                      : reinterpret_cast<const char*>(src) + static_cast<ptrdiff_t>(y + i) * srcStep +
+                                            sizeof(Mox32s) * kChunkColumns * k;
+      Gathered gathered;
+      if (columns == kChunkColumns) {
+        gathered = whole(rows, coefficients);
+      } else {
+        std::memset(coefficients, 0, kChunkSize * sizeof *coefficients);
+        gathered = gatherColumns(rows, columns, coefficients);
       }
-      chunks[k].negative = negative;
+      chunks[k].negative = gathered.negative;
+      all |= gathered.all;
     }
   }
   return all;
@@ -65,6 +88,10 @@ inline uint32_t arrange(const Mox32s* src, int32_t srcStep, int32_t width, int32
 }  // namespace tier1
 
 struct Tier1EncodeKernels {
+  // Gathers a block into chunks of 64 coefficients in the order of the scan, with zeros outside the block, and the signs
+  // into `chunks`, whose stripes are chunksOf(width) + 2 apart. Returns the OR of all words.
+  uint32_t (*arrange)(const Mox32s* src, int32_t srcStep, int32_t width, int32_t height, uint32_t* coefficients,
+                      tier1::Chunk* chunks);
   // The windows of `count` coefficients, a multiple of 64.
   void (*window)(const uint32_t* coefficients, size_t count, int plane, uint8_t* windows);
   void (*significance[2])(tier1::ScanPass& pass);  // [raw]

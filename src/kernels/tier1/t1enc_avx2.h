@@ -7,8 +7,8 @@
 #include <array>
 #include <bit>
 
-#include "kernels/tier1/bitslice.h"
 #include "kernels/tier1/selection.h"
+#include "kernels/tier1/t1enc.h"
 
 namespace mox::MOX_TARGET {
 namespace {
@@ -106,7 +106,38 @@ uint8_t* appendBroken(uint8_t* out, Bytes significance, uint64_t coded, const By
   return out;
 }
 
-// ---- Windows
+// ---- Coefficients and windows
+
+// The rows of eight columns, turned into eight columns of four: each row is put into such an order that unpacking,
+// which works on blocks of 128 bits, leaves neighbouring columns in neighbouring blocks.
+Gathered gather(const ChunkRows& rows, uint32_t* coefficients) {
+  const __m256i order = _mm256_setr_epi32(0, 2, 4, 6, 1, 3, 5, 7);
+  __m256i any = _mm256_setzero_si256();
+  uint64_t negative = 0;
+#pragma GCC unroll 2
+  for (int x = 0; x < kChunkColumns; x += 8) {
+    const auto row = [&](int y) {
+      return _mm256_permutevar8x32_epi32(loadHalf(rows.row[y] + sizeof(uint32_t) * x), order);
+    };
+    const __m256i row0 = row(0), row1 = row(1), row2 = row(2), row3 = row(3);
+    const __m256i low01 = _mm256_unpacklo_epi32(row0, row1), high01 = _mm256_unpackhi_epi32(row0, row1);
+    const __m256i low23 = _mm256_unpacklo_epi32(row2, row3), high23 = _mm256_unpackhi_epi32(row2, row3);
+    const __m256i columns[] = {_mm256_unpacklo_epi64(low01, low23), _mm256_unpackhi_epi64(low01, low23),
+                               _mm256_unpacklo_epi64(high01, high23), _mm256_unpackhi_epi64(high01, high23)};
+#pragma GCC unroll 4
+    for (int i = 0; i < 4; i++) {
+      const int first = 4 * x + 8 * i;
+      storeHalf(coefficients + first, columns[i]);
+      negative |= static_cast<uint64_t>(_mm256_movemask_ps(_mm256_castsi256_ps(columns[i]))) << first;
+    }
+    any = _mm256_or_si256(any, _mm256_or_si256(_mm256_or_si256(row0, row1), _mm256_or_si256(row2, row3)));
+  }
+  alignas(kHalf) uint32_t lane[8];
+  _mm256_store_si256(reinterpret_cast<__m256i*>(lane), any);
+  uint32_t all = 0;
+  for (const uint32_t each : lane) all |= each;
+  return {all, negative};
+}
 
 // The decisions of a bit-plane: the top bits of the windows.
 uint64_t decisionsOf(const uint8_t* windows) {

@@ -4,7 +4,7 @@
 
 #include <immintrin.h>
 
-#include "kernels/tier1/bitslice.h"
+#include "kernels/tier1/t1enc.h"
 
 namespace mox::MOX_TARGET {
 namespace {
@@ -71,6 +71,26 @@ uint8_t* appendBroken(uint8_t* out, Bytes significance, uint64_t coded, const By
                  places(broken, 0) | places(firsts, 1) | places(coded | firsts, 2) | places(fresh, 3));
   }
   return out;
+}
+
+// The rows of sixteen columns, turned into sixteen columns of four: each row is put into such an order that unpacking,
+// which works on blocks of 128 bits, leaves neighbouring columns in neighbouring blocks.
+Gathered gather(const ChunkRows& rows, uint32_t* coefficients) {
+  const __m512i order = _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
+  const auto row = [&](int y) { return _mm512_permutexvar_epi32(order, load64(rows.row[y])); };
+  const __m512i row0 = row(0), row1 = row(1), row2 = row(2), row3 = row(3);
+  const __m512i low01 = _mm512_unpacklo_epi32(row0, row1), high01 = _mm512_unpackhi_epi32(row0, row1);
+  const __m512i low23 = _mm512_unpacklo_epi32(row2, row3), high23 = _mm512_unpackhi_epi32(row2, row3);
+  const __m512i columns[] = {_mm512_unpacklo_epi64(low01, low23), _mm512_unpackhi_epi64(low01, low23),
+                             _mm512_unpacklo_epi64(high01, high23), _mm512_unpackhi_epi64(high01, high23)};
+  uint64_t negative = 0;
+#pragma GCC unroll 4
+  for (int i = 0; i < 4; i++) {
+    _mm512_storeu_si512(coefficients + 16 * i, columns[i]);
+    negative |= uint64_t{_mm512_movepi32_mask(columns[i])} << 16 * i;
+  }
+  const __m512i any = _mm512_or_si512(_mm512_or_si512(row0, row1), _mm512_or_si512(row2, row3));
+  return {static_cast<uint32_t>(_mm512_reduce_or_epi32(any)), negative};
 }
 
 // The decisions of a bit-plane: the top bits of the windows.

@@ -79,6 +79,10 @@ class ScannedBlock {
   const bool raw_;
 };
 
+Gathered gather(const ChunkRows& rows, uint32_t* coefficients) {
+  return gatherColumns(rows, kChunkColumns, coefficients);
+}
+
 void window(const uint32_t* coefficients, size_t count, int plane, uint8_t* windows) {
   for (size_t i = 0; i < count; i++) windows[i] = windowOf(coefficients[i], plane);
 }
