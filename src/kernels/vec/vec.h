@@ -132,6 +132,10 @@ inline constexpr bool kHasMaskedStore8 = kIsa == Isa::avx512;
 // storeFirst32(p, a, n): VMax: the first n 32-bit lanes, all of them from kBytes / 4 on; no other byte is touched.
 inline constexpr bool kHasMaskedStore32 = kIsa == Isa::avx2;
 
+// storePast(p, a): VMax, at a multiple of kBytes: a store past the caches, which does not fetch the line first.
+// pastStored() after the last one: it makes them visible to other threads in order, as ordinary stores are.
+inline constexpr bool kHasStorePast = kHas256;
+
 // loadInterleaved(p, v), storeInterleaved(p, a, b, c[, d]): 3 or 4 vectors whose bytes are interleaved in memory;
 // storeHalvesInterleaved(low, high, a, b, c): their lower halves to `low`, their upper halves to `high`.
 inline constexpr bool kHasInterleaved = kIsa == Isa::neon;
@@ -187,6 +191,9 @@ template <class V>
 void storeFirst(void* p, V a, int n);
 template <class V>
 void storeFirst32(void* p, V a, int n);
+template <class V>
+void storePast(void* p, V a);
+void pastStored();
 
 uint64_t depositBits(uint64_t from, uint64_t mask);
 uint64_t extractBits(uint64_t from, uint64_t mask);

@@ -16,6 +16,8 @@ MOX_INLINE V256 load<V256>(const void* p) {
   return {_mm256_loadu_si256(static_cast<const __m256i*>(p))};
 }
 MOX_INLINE void store(void* p, V256 a) { _mm256_storeu_si256(static_cast<__m256i*>(p), a.r); }
+MOX_INLINE void storePast(void* p, V256 a) { _mm256_stream_si256(static_cast<__m256i*>(p), a.r); }
+MOX_INLINE void pastStored() { _mm_sfence(); }
 template <>
 MOX_INLINE V256 zero<V256>() {
   return {_mm256_setzero_si256()};

@@ -17,6 +17,7 @@ MOX_INLINE V512 load<V512>(const void* p) {
   return {_mm512_loadu_si512(static_cast<const __m512i*>(p))};
 }
 MOX_INLINE void store(void* p, V512 a) { _mm512_storeu_si512(static_cast<__m512i*>(p), a.r); }
+MOX_INLINE void storePast(void* p, V512 a) { _mm512_stream_si512(static_cast<__m512i*>(p), a.r); }
 template <>
 MOX_INLINE V512 zero<V512>() {
   return {_mm512_setzero_si512()};

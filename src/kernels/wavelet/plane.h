@@ -10,10 +10,13 @@
 //   forwardLine, inverseLine          a line of kShortest samples or more
 //   forwardColumns, inverseColumns    kShortest rows or more, from a RowPipeline
 //   forwardPair, inversePair          lines of two samples, where kShortest is 3
+//   kPastCaches                       whether large results of a sweep out of place go past the caches (past.h): it pays
+//                                     where the sweep waits for memory
 #pragma once
 
 #include <cstring>
 
+#include "kernels/vec/past.h"
 #include "kernels/wavelet/columns.h"
 
 namespace mox::MOX_TARGET {
@@ -197,6 +200,14 @@ struct Level {
            !(roi.y & roi.height & 1);
   }
 
+  // Whether it then goes past the caches: large, and the buffer has room for a second ring.
+  static bool goesPast(const MoxRect& roi) {
+    constexpr ptrdiff_t kLongRow = 1024;
+    const ptrdiff_t row = roi.width * static_cast<ptrdiff_t>(sizeof(T));
+    return Filter::kPastCaches && row >= kLongRow && roi.height >= 4 * kRing &&
+           int64_t{row} * roi.height >= kBytesPastCaches;
+  }
+
   // The rows in the pipeline, each starting at a cache line if the buffer has room for that.
   static Plane<T> ring(const MoxRect& roi, Mox8u* buffer) {
     constexpr ptrdiff_t kLine = 64;
@@ -213,12 +224,19 @@ struct Level {
     Subbands<T> bands;
     Line row;
     Sorting sorting;
+    bool past;
     const T* in(ptrdiff_t i) const { return src.row(i); }
     T* state(ptrdiff_t i) const { return ring.row(i & (kRing - 1)); }
     void need(ptrdiff_t) const {}
     void done(ptrdiff_t i) const {
       const ptrdiff_t y = sorting.sorted(i);
-      Filter::template forwardLine<Edges::mirrored>(state(i), bands.low(y), bands.high(y), row);
+      T* const low = past ? ring.row(kRing) : bands.low(y);
+      T* const high = past ? ring.row(kRing + 1) : bands.high(y);
+      Filter::template forwardLine<Edges::mirrored>(state(i), low, high, row);
+      if (past) {
+        copyPast(bands.low(y), low, static_cast<size_t>(row.lows()) * sizeof(T));
+        copyPast(bands.high(y), high, static_cast<size_t>(row.highs()) * sizeof(T));
+      }
     }
   };
   struct InverseSweep {
@@ -226,17 +244,25 @@ struct Level {
     Plane<T> ring, dst;
     Line row;
     Sorting sorting;
+    bool past;
     mutable ptrdiff_t ready = 0;
     const T* in(ptrdiff_t i) const { return ring.row(i & (kRing - 1)); }
-    T* state(ptrdiff_t i) const { return dst.row(i); }
+    T* state(ptrdiff_t i) const { return past ? ring.row(kRing + (i & (kRing - 1))) : dst.row(i); }
     void need(ptrdiff_t last) const {
       for (; ready <= std::min(last, sorting.column.count - 1); ready++) {
         const ptrdiff_t y = sorting.sorted(ready);
         Filter::template inverseLine<Edges::mirrored>(bands.low(y), bands.high(y), ring.row(ready & (kRing - 1)), row);
       }
     }
-    void done(ptrdiff_t) const {}
+    void done(ptrdiff_t i) const {
+      if (past) copyPast(dst.row(i), state(i), static_cast<size_t>(row.count) * sizeof(T));
+    }
   };
+
+  static void finish(bool past) {
+    if constexpr (kHasStorePast)
+      if (past) pastStored();
+  }
 
   static void forward(const T* src, int32_t srcStep, const MoxRect& roi, T* const dst[4], const int32_t dstStep[4],
                       Mox8u* buffer) {
@@ -244,8 +270,9 @@ struct Level {
     const Plane<T> copy = bufferPlane(roi, buffer);
     const Subbands<T> bands(dst, dstStep, roi);
     if (sweeps(roi)) {
-      const ForwardSweep rows{from, ring(roi, buffer), bands, across(roi), {down(roi)}};
-      return Filter::template forwardColumns<Edges::mirrored>(rows, down(roi), roi.width);
+      const ForwardSweep rows{from, ring(roi, buffer), bands, across(roi), {down(roi)}, goesPast(roi)};
+      Filter::template forwardColumns<Edges::mirrored>(rows, down(roi), roi.width);
+      return finish(rows.past);
     }
     for (ptrdiff_t y = 0; y < roi.height; y++)
       std::memcpy(copy.row(y), from.row(y), static_cast<size_t>(roi.width) * sizeof(T));
@@ -263,8 +290,9 @@ struct Level {
     const Plane<T> to{dst, dstStep}, copy = bufferPlane(roi, buffer);
     const Subbands<const T> bands(src, srcStep, roi);
     if (sweeps(roi)) {
-      const InverseSweep rows{bands, ring(roi, buffer), to, across(roi), {down(roi)}};
-      return Filter::template inverseColumns<Edges::mirrored>(rows, down(roi), roi.width);
+      const InverseSweep rows{bands, ring(roi, buffer), to, across(roi), {down(roi)}, goesPast(roi)};
+      Filter::template inverseColumns<Edges::mirrored>(rows, down(roi), roi.width);
+      return finish(rows.past);
     }
     for (ptrdiff_t y = 0; y < roi.height; y++) {
       T* const row = copy.row(y);

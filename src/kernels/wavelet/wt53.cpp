@@ -102,6 +102,7 @@ struct Filter53 {
   template <class X>
   using Inverse = Inverse53<A, X>;
   static constexpr ptrdiff_t kShortest = 3;  // shorter lines are special cases
+  static constexpr bool kPastCaches = kHasStorePast;
 
   template <Edges How>
   static void forwardLine(const T* src, T* low, T* high, Line line) {
@@ -148,6 +149,8 @@ struct Filter53 {
         if (column.has(e - 1, 0))
           alongRow<T>(rows.state(e - 1), width, A::template undoPredict<T>, in(e - 1), state(e - 2), state(e));
       }
+      if (column.has(e - 1, 0)) rows.done(e - 1);
+      if (column.has(e, 0)) rows.done(e);
     }
   }
 

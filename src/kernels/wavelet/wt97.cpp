@@ -137,6 +137,7 @@ struct Filter97 {
   template <class X>
   using Inverse = Inverse97<A, X>;
   static constexpr ptrdiff_t kShortest = 2;
+  static constexpr bool kPastCaches = kHasStorePast && VMax::kBytes == 64;  // in narrower vectors arithmetic limits it
 
   // The lifting steps as operations on elements.
   static constexpr auto predict = [](T odd, T a, T b) -> W { return A::predict(odd, a, b); };
@@ -248,6 +249,8 @@ struct Filter97 {
                   width);
       else
         inverseEdge(rows, column, e, width);
+      if (column.has(e - 4, 0)) rows.done(e - 4);
+      if (column.has(e - 3, 0)) rows.done(e - 3);
     }
   }
 
