@@ -1,4 +1,4 @@
-// Exported functions beside what libjpeg-turbo offers of the same through its public interfaces: one thread, alternately,
+// Exported functions beside what libjpeg-turbo offers of the same through its public interfaces: one thread, in turns,
 // processor time. usage: peer_bench PPM; a line for each row: name, item, nanoseconds of both, ratio, agreement.
 //
 //   colour    its conversions between pixels and planes (tjEncodeYUVPlanes, tjDecodeYUVPlanes)

@@ -88,8 +88,8 @@ uint32_t arrangeBlock(const Mox32s* src, int32_t srcStep, int32_t width, int32_t
 }  // namespace tier1
 
 struct Tier1EncodeKernels {
-  // Gathers a block into chunks of 64 coefficients in the order of the scan, with zeros outside the block, and the signs
-  // into `chunks`, whose stripes are chunksOf(width) + 2 apart. Returns the OR of all words.
+  // Gathers a block into chunks of 64 coefficients in the order of the scan, with zeros outside the block, and the
+  // signs into `chunks`, whose stripes are chunksOf(width) + 2 apart. Returns the OR of all words.
   uint32_t (*arrange)(const Mox32s* src, int32_t srcStep, int32_t width, int32_t height, uint32_t* coefficients,
                       tier1::Chunk* chunks);
   // The windows of `count` coefficients, a multiple of 64.

@@ -1,5 +1,5 @@
-// Copies past the caches, for results that are larger than they are: an ordinary store fetches the line that it is about
-// to overwrite, which is half of the memory traffic of such a result. What is read again soon should stay in the caches.
+// Copies past the caches, for results that are larger than they are: an ordinary store fetches the line that it is
+// about to overwrite, which is half of the memory traffic of such a result.
 #pragma once
 
 #include <algorithm>

@@ -10,8 +10,8 @@
 //   forwardLine, inverseLine          a line of kShortest samples or more
 //   forwardColumns, inverseColumns    kShortest rows or more, from a RowPipeline
 //   forwardPair, inversePair          lines of two samples, where kShortest is 3
-//   kPastCaches                       whether large results of a sweep out of place go past the caches (past.h): it pays
-//                                     where the sweep waits for memory
+//   kPastCaches                       whether large results of a sweep out of place go past the caches (past.h): where
+//                                     the sweep waits for memory
 #pragma once
 
 #include <cstring>
