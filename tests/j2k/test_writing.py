@@ -185,6 +185,7 @@ class WritingTest(peers.PeerTest):
         self.write("in.ppm", support.pnm(support.smooth(220, 220, 3)))
         found = self.stream("--tile", "2x4", "--levels", "0", "--tile-parts", "C", "--tlm")
         self.assertEqual([len(body) for body in found.bodies(TLM)][:2], [2 + 6 * 10921, 2 + 6 * (110 * 55 * 3 - 10921)])
+        self.assertEqual([body[0] for body in found.bodies(TLM)][:2], [0, 1])
         entries = [struct.unpack_from(">HI", body, at) for body in found.bodies(TLM) for at in range(2, len(body), 6)]
         self.assertEqual(entries, [(part.tile, part.length) for part in found.parts])
         found = self.stream("--precincts", "4,4", "--block", "4x4", "--layers", "20", "--plt")

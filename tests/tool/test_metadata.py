@@ -941,6 +941,16 @@ class Info(MetadataTest):
     icc, exif = Matrix.icc, exif_of(6, ">", thumbnail=b"12345")
     blocks = {**Matrix.blocks, "exif": exif}
 
+    def test_the_date_is_that_of_the_exposure(self):
+        """Not that of the last change."""
+        changed, taken = b"2024:05:17 10:20:30\0", b"2023:01:02 03:04:05\0"
+        first = struct.pack("<H", 2) + struct.pack("<HHII", 0x0132, 2, 20, 56) + \
+            struct.pack("<HHII", 0x8769, 4, 1, 38) + bytes(4)
+        details = struct.pack("<H", 1) + struct.pack("<HHII", 0x9003, 2, 20, 76) + bytes(4)
+        exif = b"II*\0\x08\0\0\0" + first + details + changed + taken
+        self.write("in.png", with_chunks(png_of(smooth(4, 4, 3)), chunk(b"eXIf", exif)))
+        self.assertIn("date          2023:01:02 03:04:05\n", self.expect(OK, "info", "in.png").decode())
+
     def test_facts(self):
         for extension in "jpg", "png", "jp2":
             self.write("in", Matrix.source(self, extension))

@@ -97,6 +97,19 @@ def tiles(picture, bits, width, height, order="<"):
     return made
 
 
+def longs(file, tag):
+    """The numbers of a tag in the first directory of a file with the low byte first."""
+    at, = struct.unpack_from("<I", file, 4)
+    for i in range(struct.unpack_from("<H", file, at)[0]):
+        entry = at + 2 + 12 * i
+        found, kind, count = struct.unpack_from("<HHI", file, entry)
+        if found == tag:
+            assert kind == LONG, kind
+            return list(struct.unpack_from(f"<{count}I", file, entry + 8 if count == 1 else
+                                           struct.unpack_from("<I", file, entry + 8)[0]))
+    return []
+
+
 def plane(picture, index):
     width, height, channels, samples = picture
     return width, height, 1, samples[index::channels]
@@ -132,7 +145,11 @@ class Tiff(PlainTest):
                     made = self.converted(file, "out.tif")
                     self.assertEqual(self.converted(made, "out.pam"), file)
                     self.assertTrue(made.startswith(b"II*\0"))
-                    self.assertTrue(made.endswith(b"".join(strips(picture, bits))))
+                    samples = b"".join(strips(picture, bits))
+                    self.assertTrue(made.endswith(samples))
+                    counts, offsets = longs(made, COUNTS), longs(made, OFFSETS)
+                    self.assertEqual(offsets, [len(made) - sum(counts[i:]) for i in range(len(counts))])
+                    self.assertEqual(sum(counts), len(samples))
 
     def test_tiles_and_planes(self):
         for bits in 4, 8, 16:
@@ -387,6 +404,18 @@ class Tiff(PlainTest):
         tags[WIDTH] = (LONG, [40])
         self.damaged(tiff(tags, tiles(wide, 8, 16, 16), ">", tiled=True), limit=600, seed=6)
         self.damaged(of_picture(picture, 2, rows=3, big=True), seed=7)
+
+    def test_damage_ends_with_its_strip(self):
+        picture = noise(16, 12, 3)
+        row = 16 * 3
+        packed = [b"".join(b"\x2f" + strip[i:i + row] for i in range(0, len(strip), row))
+                  for strip in strips(picture, 8, 4)]
+        packed[1] = packed[1][:row + 9]
+        tags = {**facts(picture, 2, 8, 4), COMPRESSION: (SHORT, [32773])}
+        self.write("in", tiff(tags, packed))
+        made = self.expect(INCOMPLETE, "decode", "in", "-",
+                           error=re.compile(r"\Amoxj: in: warning: .*after 5 of 12 rows\n"))
+        self.assertEqual(parse_pnm(made)[3], picture[3][:5 * row] + [0] * 3 * row + picture[3][8 * row:])
 
     # ---- Metadata ------------------------------------------------------------------------------------------------
 

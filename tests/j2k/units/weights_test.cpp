@@ -48,6 +48,15 @@ TEST(Jpeg2000Region, NeedsTheseCoefficients) {
   }
 }
 
+TEST(Jpeg2000Visual, EachDirectionHasItsSubSampling) {
+  const ComponentSize wide{.dx = 2, .dy = 1}, whole;
+  const auto weightOf = [](Orientation orientation, const ComponentSize& size) {
+    return visualWeight(Vision::luminance, orientation, 1, size);
+  };
+  EXPECT_GT(weightOf(hl, wide), weightOf(hl, whole));
+  EXPECT_EQ(weightOf(lh, wide), weightOf(lh, whole));
+}
+
 TEST(Jpeg2000Visual, FineAndColouredDetailsWeighLess) {
   const ComponentSize whole, half{.dx = 2, .dy = 2};
   for (const Orientation orientation : {hl, lh, hh}) {
