@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "jpeg/jpeg.h"
+#include "structure.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace moxj;
@@ -48,4 +49,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   } catch (const Problem&) {
   }
   return 0;
+}
+
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t maxSize,
+                                               unsigned seed) {
+  return fuzz::mutate(data, size, maxSize, seed);
 }

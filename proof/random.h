@@ -11,15 +11,15 @@ namespace test {
 class Random {
  public:
   explicit Random(uint64_t seed) : state_(seed) {}
+  // Numbers made of given bytes, as long as there are any: a fuzzer chooses them.
+  Random(uint64_t seed, const uint8_t* bytes, size_t count) : state_(seed), bytes_(bytes), left_(count) {}
 
-  uint64_t bits() {  // splitmix64
-    uint64_t z = state_ += 0x9E3779B97F4A7C15u;
-    z = (z ^ z >> 30) * 0xBF58476D1CE4E5B9u;
-    z = (z ^ z >> 27) * 0x94D049BB133111EBu;
-    return z ^ z >> 31;
+  uint64_t bits(size_t bytes = sizeof(uint64_t)) { return left_ > 0 ? given(bytes) : next(); }
+
+  int below(int bound) {
+    const uint64_t number = left_ > 0 ? given(bound <= 256 ? 1 : 4) : next() >> 32;
+    return static_cast<int>(static_cast<uint32_t>(number) % static_cast<uint32_t>(bound));
   }
-
-  int below(int bound) { return static_cast<int>(static_cast<uint32_t>(bits() >> 32) % static_cast<uint32_t>(bound)); }
   int between(int low, int high) { return low + below(high - low + 1); }
   bool oneIn(int n) { return below(n) == 0; }
 
@@ -27,7 +27,7 @@ class Random {
   template <class T>
   T any() {
     static_assert(std::is_integral_v<T>);
-    return static_cast<T>(bits());
+    return static_cast<T>(bits(sizeof(T)));
   }
 
   // The ends of the type's range and the values next to them, 0 and its neighbours.
@@ -40,7 +40,21 @@ class Random {
   }
 
  private:
+  uint64_t next() {  // splitmix64
+    uint64_t z = state_ += 0x9E3779B97F4A7C15u;
+    z = (z ^ z >> 30) * 0xBF58476D1CE4E5B9u;
+    z = (z ^ z >> 27) * 0x94D049BB133111EBu;
+    return z ^ z >> 31;
+  }
+  uint64_t given(size_t count) {
+    uint64_t value = 0;
+    for (; count > 0 && left_ > 0; count--, left_--) value = value << 8 | *bytes_++;
+    return value;
+  }
+
   uint64_t state_;
+  const uint8_t* bytes_ = nullptr;
+  size_t left_ = 0;
 };
 
 // The contents of a test's inputs.

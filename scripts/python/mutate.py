@@ -1,9 +1,11 @@
 """Shows that the tests detect mistakes: applies each small change of scripts/mutations.toml separately to a copy of
 the sources, builds, runs the suite, and demands that it fails.
 
-usage: scripts/mutate [--check] [TEXT...]
-  TEXT     only mutations whose family, kind or file contains one of the texts
-  --check  only look whether every mutation still fits the sources"""
+usage: scripts/mutate [--check] [--target TARGET] [TEXT...]
+  TEXT             only mutations whose family, kind or file contains one of the texts
+  --check          only look whether every mutation still fits the sources
+  --target TARGET  with the kernels of this target beside the scalar definition, and only mutants of the library;
+                   default avx2, sse2 or neon, and for code that a single target has, that one"""
 
 import os
 import pathlib
@@ -15,11 +17,12 @@ import tomllib
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 TREE = ROOT / "build/mutate/tree"
-BUILD = ROOT / "build/mutate/build"
+BUILDS = ROOT / "build/mutate"
 NOT_SOURCES = {".git", "demo-output", "__pycache__"}  # and build directories
 KINDS = ["constant", "tail", "shift", "order"]
 # What is built and run for a mutant of the library and of the tool, most likely detectors first.
 LIBRARY_STEPS = [
+    ("target_test", "^target-"),
     ("kernel_test", "^kernels$"),
     ("function_test", "^functions"),
     ("golden_test", "^golden$"),
@@ -72,21 +75,27 @@ def copy_sources():
             target.chmod((ROOT / name).stat().st_mode)
 
 
-def vector_target():
-    if os.uname().machine == "aarch64":
-        return "neon"
-    return "avx2" if re.search(r"\bavx2\b", pathlib.Path("/proc/cpuinfo").read_text()) else "sse2"
+def runs_here(target):
+    flags = {"sse41": "sse4_1", "avx512": "avx512_vbmi2"}.get(target, target)
+    machine = os.uname().machine
+    if target == "neon" or machine == "aarch64":
+        return (target == "neon") == (machine == "aarch64")
+    return re.search(rf"\b{flags}\b", pathlib.Path("/proc/cpuinfo").read_text()) is not None
+
+
+def usual_target():
+    return next(target for target in ("neon", "avx2", "sse2") if runs_here(target))
 
 
 def run(*command):
-    environment = os.environ | {"CCACHE_DIR": str(BUILD.parent / "ccache"), "CTEST_PARALLEL_LEVEL": str(os.cpu_count()),
+    environment = os.environ | {"CCACHE_DIR": str(BUILDS / "ccache"), "CTEST_PARALLEL_LEVEL": str(os.cpu_count()),
                                 "GTEST_FAIL_FAST": "1"}
     done = subprocess.run(command, env=environment, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
                           errors="replace", stdin=subprocess.DEVNULL)
     return done.returncode == 0, done.stdout
 
 
-def configure():
+def configure(target):
     have_ccache = run("sh", "-c", "command -v ccache")[0]
     ok, output = run(
         "cmake",
@@ -95,8 +104,8 @@ def configure():
         "--preset",
         "release",
         "-B",
-        BUILD,
-        f"-DMOXJ_TARGETS=scalar;{vector_target()}",
+        BUILDS / target,
+        f"-DMOXJ_TARGETS=scalar;{target}",
         "-DCMAKE_CXX_FLAGS_RELEASE=-O1",
         f"-DCMAKE_CXX_COMPILER_LAUNCHER={'ccache' if have_ccache else ''}",
     )
@@ -110,17 +119,17 @@ def steps_for(file):
     return J2K_STEPS if file.startswith("codec/j2k/") else JPEG_STEPS
 
 
-def caught_by(steps):
+def caught_by(steps, build):
     """The test that fails, or a static assertion, and the step in which it was run; two times None if all tests pass. A
     mutant that does not build for another reason is an error."""
     for step in steps:
         target, tests = step
-        ok, output = run("cmake", "--build", BUILD, "-j", str(os.cpu_count()), "--target", target)
+        ok, output = run("cmake", "--build", build, "-j", str(os.cpu_count()), "--target", target)
         if not ok:
             if "static assertion failed" in output:
                 return "a static assertion", None
             sys.exit(f"The mutant does not compile:\n{output[-3000:]}")
-        test = ["ctest", "--test-dir", BUILD, "--stop-on-failure", "--timeout", str(TIMEOUT), "--output-on-failure"]
+        test = ["ctest", "--test-dir", build, "--stop-on-failure", "--timeout", str(TIMEOUT), "--output-on-failure"]
         ok, output = run(*test, "-R", tests, "-E", LEFT_OUT, "--no-tests=error")
         # Only a repeated failure counts: a flaky test proves nothing.
         if not ok and not run(*test, "--rerun-failed")[0]:
@@ -129,40 +138,67 @@ def caught_by(steps):
     return None, None
 
 
-def main():
-    arguments = sys.argv[1:]
-    if {"-h", "--help"} & set(arguments):
+def arguments():
+    """Texts, the target that is asked for or None, and whether only to check."""
+    words = sys.argv[1:]
+    if {"-h", "--help"} & set(words):
         sys.exit(__doc__)
-    mutations = load([a for a in arguments if a != "--check"])
-    if "--check" in arguments:
+    target = None
+    if "--target" in words:
+        at = words.index("--target")
+        if at + 1 == len(words) or not runs_here(words[at + 1]):
+            sys.exit("--target needs a target that runs here")
+        target = words[at + 1]
+        del words[at : at + 2]
+    return [word for word in words if word != "--check"], target, "--check" in words
+
+
+def with_targets(mutations, wanted):
+    """The target of each; without those of other targets than the wanted one, and of targets that do not run here."""
+    usual = wanted or usual_target()
+    chosen = [(m.get("target", usual), m) for m in mutations if not wanted or m["file"].startswith("src/")]
+    left_out = [m for target, m in chosen if not runs_here(target) or (wanted and target != wanted)]
+    if left_out:
+        print(f"{len(left_out)} mutations of other targets are left out")
+    return sorted(((t, m) for t, m in chosen if m not in left_out), key=lambda pair: pair[0])
+
+
+def main():
+    texts, wanted, check = arguments()
+    mutations = load(texts)
+    if check:
         return print(f"{len(mutations)} mutations fit the sources")
     start = time.monotonic()
     copy_sources()
-    configure()
-    survivors = 0
-    sound = {None}  # the steps whose tests pass without a mutation
-    print(f"{'family':20} {'kind':9} {'file':28} {'s':>4}  caught by")
-    for m in mutations:
+    survivors = count = 0
+    configured = None
+    print(f"{'family':20} {'kind':9} {'target':7} {'file':28} {'s':>4}  caught by")
+    for name, m in with_targets(mutations, wanted):
+        build = BUILDS / name
+        if name != configured:
+            configure(name)
+            configured = name
+            sound = {None}  # the steps whose tests pass without a mutation
         began = time.monotonic()
         target = TREE / m["file"]
         original = target.read_text()
         target.write_text(places(m["find"]).sub(lambda _: m["replace"], original))
         try:
-            catcher, step = caught_by(steps_for(m["file"]))
+            catcher, step = caught_by(steps_for(m["file"]), build)
         finally:
             target.write_text(original)
         if step not in sound:
-            if failing := caught_by([step])[0]:
+            if failing := caught_by([step], build)[0]:
                 sys.exit(f"Without any mutation {failing} fails")
             sound.add(step)
+        count += 1
         survivors += catcher is None
         print(
-            f"{m['family']:20} {m['kind']:9} {m['file']:28} {time.monotonic() - began:4.0f}  {catcher or 'NOTHING'}",
+            f"{m['family']:20} {m['kind']:9} {name:7} {m['file']:28} {time.monotonic() - began:4.0f}  "
+            f"{catcher or 'NOTHING'}",
             flush=True,
         )
-    print(
-        f"{len(mutations) - survivors} of {len(mutations)} mutants caught in {(time.monotonic() - start) / 60:.0f} min"
-    )
+    print(f"{count - survivors} of {count} mutants caught in {(time.monotonic() - start) / 60:.0f} min")
     sys.exit(1 if survivors else 0)
 
 

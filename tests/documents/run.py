@@ -34,7 +34,7 @@ NOT_RUN = {
     r"cmake --install .*": "tests/install",
     r"scripts/(test|check|mutate|fuzz|packages|bench|compare-speed|bench-python|demo|conformance)\b.*":
         "take long, or run this test",
-    r"scripts/(site|report|release)\b.*":
+    r"scripts/(site|report|release|coverage)\b.*":
         "take long, or run this test",
     r"pip install \./python": "tests/python/test_install.py",
     r"sudo apt install .*": "installs packages",

@@ -23,8 +23,9 @@ class Feed {
     int offset = 0;
   };
 
-  void begin(uint64_t seed, Filling filling, Layout layout) {
-    random_ = Random(seed);
+  void begin(uint64_t seed, Filling filling, Layout layout) { begin(Random(seed), filling, layout); }
+  void begin(const Random& random, Filling filling, Layout layout) {
+    random_ = random;
     filling_ = filling;
     layout_ = layout;
     next_ = 0;
