@@ -88,6 +88,10 @@ struct Collector : RowSink {
       ASSERT_EQ(plane.element, target.element);
       for (int y = 0; y < plane.height; ++y) {
         visitRow(plane, y, [&]<class Sample>(const Sample* row) {
+          if (plane.pixelStep == 1 && target.pixelStep == 1) {
+            std::copy_n(row, plane.width, target.row<Sample>(y));
+            return;
+          }
           for (std::ptrdiff_t x = 0; x < plane.width; ++x)
             target.row<Sample>(y)[x * target.pixelStep] = row[x * plane.pixelStep];
         });

@@ -142,16 +142,20 @@ TEST(Jpeg2000Parts, Depths) {
 
 TEST(Jpeg2000Parts, Options) {
   const Picture busy = pictureOf(mixed, 390, 410), smooth = pictureOf(waves, 390, 410);
+  // Each option with a third of the combinations; three options that follow one another have all of them.
+  int turn = 0;
   const auto check = [&](const char* name, const std::function<void(EncodeOptions&)>& set) {
     SCOPED_TRACE(name);
     for (const double ratio : {7.0, 12.0, 50.0})
-      for (const bool reversible : {false, true}) {
-        EncodeOptions options = to(ratio);
-        options.lossless = reversible;
-        set(options);
-        expectSame(busy, options);
-        expectSame(smooth, options);
-      }
+      for (const bool reversible : {false, true})
+        for (const Picture* const picture : {&busy, &smooth}) {
+          if (turn++ % 3 != 0) continue;
+          EncodeOptions options = to(ratio);
+          options.lossless = reversible;
+          set(options);
+          expectSame(*picture, options);
+        }
+    ++turn;
   };
   check("none", [](EncodeOptions&) {});
   for (const int modes : {int{bypass}, int{reset}, int{termall}, int{causal}, int{pterm}, int{segsym}, bypass | termall,
