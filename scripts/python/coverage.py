@@ -3,6 +3,7 @@
 usage: coverage.py SUMMARY.json [--files]     --files: also each file below the goal of its folder"""
 
 import json
+import os
 import pathlib
 import sys
 
@@ -23,8 +24,7 @@ def main(summary, files):
     data = json.loads(pathlib.Path(summary).read_text())["data"][0]["files"]
     folders = {name: [] for name in GOALS}
     for file in data:
-        path = pathlib.Path(file["filename"])
-        relative = str(path.relative_to(root)) if path.is_relative_to(root) else str(path)
+        relative = os.path.relpath(root / "build/coverage" / file["filename"], root)
         for name in folders:
             if relative.startswith(name + "/"):
                 folders[name].append({"name": relative, "summary": file["summary"]})

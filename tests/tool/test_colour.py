@@ -286,7 +286,8 @@ class DamagedProfileTest(ColourTest):
         cases = {
             "ICC profile dropped: it is damaged": [b"", good[:100], b"x" * 200, good[:36] + b"nope" + good[40:]],
             "ICC profile 'P3' dropped: it cannot be used": [
-                good[:12] + b"link" + good[16:], good[:20] + b"RGB " + good[24:], good.replace(b"gTRC", b"xTRC")],
+                good[:12] + b"link" + good[16:], good[:20] + b"RGB " + good[24:],
+                good[:20] + b"\xACYZ " + good[24:], good.replace(b"gTRC", b"xTRC")],
             "ICC profile dropped: it describes grey, which the picture is not": [
                 colours.grey_profile(b"", colours.gamma_curve(2))],
         }

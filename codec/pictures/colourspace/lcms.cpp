@@ -30,19 +30,25 @@ constexpr std::uint64_t kMaxBytes = std::uint64_t{256} << 20;
 // clang-format off
 #define MOXJ_LCMS_FUNCTIONS(use)                                                                        \
   use(cmsCreateContext) use(cmsDeleteContext) use(cmsGetContextUserData) use(cmsOpenProfileFromMemTHR)  \
-  use(cmsCloseProfile) use(cmsGetColorSpace) use(cmsGetPCS) use(cmsGetDeviceClass) use(cmsIsTag)        \
+  use(cmsCloseProfile) use(cmsIsTag)                                                                    \
   use(cmsReadTag) use(cmsIsMatrixShaper) use(cmsEvalToneCurveFloat) use(cmsBuildParametricToneCurve)    \
   use(cmsFreeToneCurve) use(cmsCreate_sRGBProfileTHR) use(cmsCreateGrayProfileTHR) use(cmsD50_xyY)      \
   use(cmsCreateTransformTHR) use(cmsDeleteTransform) use(cmsDoTransform) use(cmsGetEncodedCMMversion)
+#define MOXJ_LCMS_SIGNATURES(use) use(cmsGetColorSpace) use(cmsGetPCS) use(cmsGetDeviceClass)
 // clang-format on
 
 struct Library {
+  // Those of a damaged profile are no values of the enumerations that lcms2 declares.
+#define MOXJ_MEMBER(name) cmsUInt32Number (*name)(cmsHPROFILE) = nullptr;
+  MOXJ_LCMS_SIGNATURES(MOXJ_MEMBER)
+#undef MOXJ_MEMBER
 #define MOXJ_MEMBER(name) decltype(&::name) name = nullptr;
   MOXJ_LCMS_FUNCTIONS(MOXJ_MEMBER)
 #undef MOXJ_MEMBER
   Library() {
     const SharedObject object("liblcms2.so.2", "the colours cannot be converted to sRGB");
 #define MOXJ_FIND(name) object.find(#name, name);
+    MOXJ_LCMS_SIGNATURES(MOXJ_FIND)
     MOXJ_LCMS_FUNCTIONS(MOXJ_FIND)
 #undef MOXJ_FIND
   }
@@ -171,16 +177,16 @@ std::vector<std::uint8_t> withoutChains(ByteSpan profile) {
   return bytes;
 }
 
-cmsColorSpaceSignature signatureOf(Colour colour) {
+cmsUInt32Number signatureOf(Colour colour) {
   return colour == Colour::grey ? cmsSigGrayData : colour == Colour::cmyk ? cmsSigCmykData : cmsSigRgbData;
 }
 
 // A profile of a device or a colour space, for pixels of these colours.
 bool isUsable(const Profile& profile, Colour colour) {
-  const cmsProfileClassSignature kind = lcms().cmsGetDeviceClass(profile.get());
+  const cmsUInt32Number kind = lcms().cmsGetDeviceClass(profile.get());
   const bool known = kind == cmsSigInputClass || kind == cmsSigDisplayClass || kind == cmsSigOutputClass ||
                      kind == cmsSigColorSpaceClass;
-  const cmsColorSpaceSignature connection = lcms().cmsGetPCS(profile.get());
+  const cmsUInt32Number connection = lcms().cmsGetPCS(profile.get());
   return known && lcms().cmsGetColorSpace(profile.get()) == signatureOf(colour) &&
          (connection == cmsSigXYZData || connection == cmsSigLabData);
 }
