@@ -116,7 +116,8 @@ MOXC_API const char* moxcReportNote(const MoxcReport* report, size_t index); /* 
 
 typedef struct {
   size_t structSize;
-  uint64_t maxPixels; /* width x height, and blocks in all scans of a progressive JPEG file; 0: 268435456 */
+  uint64_t maxPixels; /* width x height, and blocks in all scans of a progressive JPEG file, of which 4194304 are always
+                       * allowed; 0: 268435456 */
   uint64_t maxMemory; /* bytes that a call may hold, counted before they are allocated; 0: 1073741824. The code of a
                        * JPEG 2000 picture in one tile without loss that does not fit goes into a temporary file without
                        * a name, in TMPDIR or /var/tmp */

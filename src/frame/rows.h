@@ -25,10 +25,10 @@ constexpr bool worthThreads(MoxRoiSize roi) {
 }
 
 // Calls `row(y)` for every row of the region. Above kSerialPixels the rows are divided in contiguous blocks among as
-// many threads as the core library's variable asks for at this moment; one thread is the caller, without OpenMP, whose
-// parallel regions cost some 0.4 us even then. Rows are independent, so the result is the same
-// for any number of threads. Inside a caller's own parallel region OpenMP runs them on the calling thread. OpenMP's
-// threads do not survive fork(): if a process has called this, a child of it must not.
+// many threads as the core library's variable asks for at this moment. For one thread no parallel region is started: it
+// would cost some 0.4 us. Rows are independent, so the result is the same for any number of threads. Inside a caller's
+// own parallel region OpenMP runs them on the calling thread. OpenMP's threads do not survive fork(): if a process has
+// called this with several threads, a child of it must not.
 template <class Row>
 void forEachRow(MoxRoiSize roi, const Row& row) {
   const int32_t wanted = threads_omp_of_n_mox;

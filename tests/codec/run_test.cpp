@@ -142,17 +142,6 @@ MoxcKind decodeOnce(const Bytes& file, MoxcLayout layout, const MoxcRun* run, Mo
   return kind;
 }
 
-template <class Make>
-MoxcKind toMemory(Make&& make) {
-  void* bytes = nullptr;
-  std::size_t count = 0;
-  const MoxcTarget target = moxcMemoryTarget(&bytes, &count);
-  const MoxcKind kind = make(target);
-  EXPECT_EQ(kind == moxcOk, bytes != nullptr);
-  moxcFree(bytes);
-  return kind;
-}
-
 std::vector<Call> calls(const Inputs& in) {
   std::vector<Call> all;
   const auto add = [&](const std::string& name, auto run) { all.push_back({name, run}); };

@@ -53,6 +53,19 @@ void setNumber(Enum& to, int number) {
   std::memcpy(&to, &number, sizeof number);
 }
 
+// Lets `make` write a file into memory. Success without a file, or a file without success, is moxcInternal. Allocates
+// nothing itself.
+template <class Make>
+MoxcKind toMemory(Make&& make) {
+  void* bytes = nullptr;
+  std::size_t count = 0;
+  const MoxcTarget target = moxcMemoryTarget(&bytes, &count);
+  const MoxcKind kind = make(target);
+  if ((kind == moxcOk) != (bytes != nullptr)) return moxcInternal;
+  moxcFree(bytes);
+  return kind;
+}
+
 // ---- Samples ------------------------------------------------------------------------------------------------------
 
 inline int channelsInMemory(MoxcLayout layout) { return layout == moxcPlanes ? 1 : moxcChannels(layout); }

@@ -1,30 +1,14 @@
 // The sink that cuts pictures.
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "base/problem.h"
 #include "pictures/region.h"
+#include "support.h"
 
 namespace moxj {
 namespace {
 
-Picture pictureOf(int width, int height, std::initializer_list<std::pair<int, int>> sampling, int bits) {
-  Picture picture;
-  picture.width = width;
-  picture.height = height;
-  for (const auto& [dx, dy] : sampling)
-    picture.planes.push_back(Plane::of((width + dx - 1) / dx, (height + dy - 1) / dy, bits, false, dx, dy));
-  picture.allocate();
-  std::mt19937 random(1);
-  for (const Plane& plane : picture.planes)
-    for (int y = 0; y < plane.height; ++y)
-      visitRow(plane, y, [&](auto* row) {
-        for (std::ptrdiff_t x = 0; x < plane.width; ++x)
-          row[x * plane.pixelStep] = static_cast<std::remove_pointer_t<decltype(row)>>(random() % (1u << bits));
-      });
-  return picture;
-}
+using test::sampledPicture;
 
 Picture cutOf(const Picture& picture, const Region& region, int bandRows) {
   Budget budget(1 << 20);
@@ -59,7 +43,7 @@ TEST(Cutting, GivesTheSamePixels) {
                                  {{1, 1}, {2, 2}, {2, 2}},
                                  {{1, 1}, {3, 1}, {1, 4}},
                                  {{4, 4}}}) {
-      const Picture whole = pictureOf(41, 29, sampling, bits);
+      const Picture whole = sampledPicture(41, 29, sampling, bits);
       for (const Region& region : regions)
         for (const int rows : {4, 12, 29}) {
           SCOPED_TRACE(testing::Message() << region.x << "," << region.y << " bands of " << rows);
@@ -70,7 +54,7 @@ TEST(Cutting, GivesTheSamePixels) {
 }
 
 TEST(Cutting, KeepsSubsamplingWherePossible) {
-  const Picture whole = pictureOf(40, 30, {{1, 1}, {2, 2}}, 8);
+  const Picture whole = sampledPicture(40, 30, {{1, 1}, {2, 2}}, 8);
   EXPECT_EQ(cutOf(whole, {4, 6, 11, 9}, 30).planes[1].dx, 2);
   EXPECT_EQ(cutOf(whole, {4, 6, 11, 9}, 30).planes[1].width, 6);
   EXPECT_EQ(cutOf(whole, {5, 6, 11, 9}, 30).planes[1].dx, 1);

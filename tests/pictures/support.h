@@ -7,8 +7,11 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <initializer_list>
 #include <random>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "base/input.h"
@@ -20,6 +23,24 @@ namespace moxj::test {
 inline void set(const Plane& plane, int x, int y, std::int32_t value) {
   visitRow(plane, y,
            [&]<class Type>(Type* row) { row[std::ptrdiff_t{x} * plane.pixelStep] = static_cast<Type>(value); });
+}
+
+// Random samples; each plane has a sample for so many columns and rows of pixels.
+inline Picture sampledPicture(int width, int height, std::initializer_list<std::pair<int, int>> sampling, int bits) {
+  Picture picture;
+  picture.width = width;
+  picture.height = height;
+  for (const auto& [dx, dy] : sampling)
+    picture.planes.push_back(Plane::of((width + dx - 1) / dx, (height + dy - 1) / dy, bits, false, dx, dy));
+  picture.allocate();
+  std::mt19937 random(1);
+  for (const Plane& plane : picture.planes)
+    for (int y = 0; y < plane.height; ++y)
+      visitRow(plane, y, [&](auto* row) {
+        for (std::ptrdiff_t x = 0; x < plane.width; ++x)
+          row[x * plane.pixelStep] = static_cast<std::remove_pointer_t<decltype(row)>>(random() % (1u << bits));
+      });
+  return picture;
 }
 
 // Random samples from the minimum to the maximum value; both occur.

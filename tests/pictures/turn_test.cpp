@@ -3,32 +3,14 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
+#include "support.h"
 
 namespace moxj {
 namespace {
 
-struct Sampling {
-  int dx, dy;
-};
-
-// Planes whose last samples are as large as the others.
-Picture pictureOf(int width, int height, std::initializer_list<Sampling> sampling, int bits) {
-  Picture picture;
-  picture.width = width;
-  picture.height = height;
-  for (const auto& [dx, dy] : sampling)
-    picture.planes.push_back(Plane::of(width / dx, height / dy, bits, false, dx, dy));
-  picture.allocate();
-  std::mt19937 random(1);
-  for (const Plane& plane : picture.planes)
-    for (int y = 0; y < plane.height; ++y)
-      visitRow(plane, y, [&](auto* row) {
-        for (std::ptrdiff_t x = 0; x < plane.width; ++x)
-          row[x * plane.pixelStep] = static_cast<std::remove_pointer_t<decltype(row)>>(random() % (1u << bits));
-      });
-  return picture;
-}
+// Samplings divide the sizes below, so that the last samples are as large as the others.
+using test::sampledPicture;
+using Samplings = std::initializer_list<std::pair<int, int>>;
 
 Picture turnedPicture(const Picture& picture, int orientation) {
   Budget budget(std::uint64_t{1} << 30);
@@ -61,14 +43,11 @@ void expectTurned(const Picture& from, const Picture& to, int orientation) {
 }
 
 TEST(Turning, MovesPixelsAsExifDefines) {
-  for (const auto& sampling : {std::initializer_list<Sampling>{{1, 1}},
-                               {{1, 1}, {1, 1}, {1, 1}},
-                               {{1, 1}, {2, 2}, {2, 2}},
-                               {{1, 1}, {2, 1}, {1, 4}},
-                               {{4, 2}}})
+  for (const auto& sampling :
+       {Samplings{{1, 1}}, {{1, 1}, {1, 1}, {1, 1}}, {{1, 1}, {2, 2}, {2, 2}}, {{1, 1}, {2, 1}, {1, 4}}, {{4, 2}}})
     for (const int bits : {8, 12})
       for (int orientation = 2; orientation <= 8; ++orientation) {
-        const Picture from = pictureOf(40, 28, sampling, bits);
+        const Picture from = sampledPicture(40, 28, sampling, bits);
         expectTurned(from, turnedPicture(from, orientation), orientation);
       }
 }
@@ -77,7 +56,7 @@ TEST(Turning, MovesPixelsAsExifDefines) {
 TEST(Turning, GivesBandsOfWholeSamples) {
   for (int orientation = 2; orientation <= 8; ++orientation) {
     for (const auto& [width, height] : {std::pair{60000, 48}, {48, 60000}, {320, 480}}) {
-      const Picture from = pictureOf(width, height, {{1, 1}, {2, 4}, {4, 2}}, 8);
+      const Picture from = sampledPicture(width, height, {{1, 1}, {2, 4}, {4, 2}}, 8);
       expectTurned(from, turnedPicture(from, orientation), orientation);
     }
   }

@@ -38,7 +38,7 @@ struct ChunkRows {
   }
 };
 
-// What a chunk tells of its coefficients: the OR of all words, and a bit for each negative one.
+// What is known of a chunk after gathering: the OR of all words, and a bit for each negative one.
 struct Gathered {
   uint32_t all;
   uint64_t negative;
@@ -47,13 +47,17 @@ struct Gathered {
 // Gathers the first columns of a chunk in the order of the scan; the rest are left as they are.
 inline Gathered gatherColumns(const ChunkRows& rows, int columns, uint32_t* coefficients) {
   Gathered gathered{0, 0};
-  for (int x = 0; x < columns; x++)
+  for (int x = 0; x < columns; x++) {
+    uint64_t signs = 0;
+#pragma GCC unroll 4
     for (int y = 0; y < 4; y++) {
       const uint32_t value = rows.at(x, y);
       coefficients[4 * x + y] = value;
       gathered.all |= value;
-      gathered.negative |= uint64_t{value >> 31} << (4 * x + y);
+      signs |= value >> 31 << y;
     }
+    gathered.negative |= signs << 4 * x;
+  }
   return gathered;
 }
 

@@ -93,19 +93,7 @@ uint8_t* appendBroken(uint8_t* out, const Bytes& significance, uint64_t coded, c
 }
 
 Gathered gather(const ChunkRows& rows, uint32_t* coefficients) {
-  Gathered gathered{0, 0};
-  for (int x = 0; x < kChunkColumns; x++) {
-    uint64_t signs = 0;
-#pragma GCC unroll 4
-    for (int y = 0; y < 4; y++) {
-      const uint32_t value = rows.at(x, y);
-      coefficients[4 * x + y] = value;
-      gathered.all |= value;
-      signs |= value >> 31 << y;
-    }
-    gathered.negative |= signs << 4 * x;
-  }
-  return gathered;
+  return gatherColumns(rows, kChunkColumns, coefficients);
 }
 
 // The decisions of a bit-plane: the top bits of the windows.

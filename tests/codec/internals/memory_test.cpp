@@ -142,17 +142,6 @@ struct Inputs {
   }
 };
 
-template <class Make>
-MoxcKind toMemory(Make&& make) {
-  void* bytes = nullptr;
-  std::size_t count = 0;
-  const MoxcTarget target = moxcMemoryTarget(&bytes, &count);
-  const MoxcKind kind = make(target);
-  if ((kind == moxcOk) != (bytes != nullptr)) return moxcInternal;
-  moxcFree(bytes);
-  return kind;
-}
-
 class Memory : public testing::Test {
  protected:
   const Inputs in;
