@@ -1,9 +1,12 @@
 #!/usr/bin/env python3
 """Checks the Markdown files of the project: links lead somewhere, code blocks can be run, and the options that tables
-for users of other tools name exist. usage: check.py links | options MOXJ | formats MOXJ | --self"""
+for users of other tools name exist. usage: check.py links [FOLDER] | package | options MOXJ | formats MOXJ | --self
+
+"package" checks the links of what debian/moxj-doc.install selects, in the folders where it goes."""
 
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -12,7 +15,8 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 
 def documents(root):
-    return [path for path in sorted(root.rglob("*.md")) if not {"build", ".git", "demo-output"} & set(path.parts)]
+    return [path for path in sorted(root.rglob("*.md"))
+            if not {"build", ".git", "demo-output"} & set(path.relative_to(root).parts)]
 
 
 def without_code(text):
@@ -37,6 +41,27 @@ def broken_links(root):
                 yield f"{path.relative_to(root)}: {target}: there is no such file"
             elif anchor and anchor not in anchors(file):
                 yield f"{path.relative_to(root)}: {target}: there is no such heading"
+
+
+def install(root, rules, folder):
+    """Copies files as dh_install does: each line of the rules names some, and the folder for them."""
+    for line in rules.splitlines():
+        *names, target = line.split()
+        for source in (source for name in names for source in root.glob(name)):
+            copy = folder / target / source.name
+            copy.parent.mkdir(parents=True, exist_ok=True)
+            if source.is_dir():
+                shutil.copytree(source, copy, ignore=shutil.ignore_patterns("__pycache__"))
+            else:
+                shutil.copy(source, copy)
+
+
+def broken_links_of_package():
+    rules = (ROOT / "debian/moxj-doc.install").read_text(encoding="utf-8")
+    with tempfile.TemporaryDirectory() as folder:
+        root = pathlib.Path(folder).resolve()
+        install(ROOT, rules, root)
+        yield from broken_links(root)
 
 
 def unrun_code(root):
@@ -98,12 +123,18 @@ def wrong_formats(text, moxj, folder):
 
 def self_test():
     with tempfile.TemporaryDirectory() as folder:
-        root = pathlib.Path(folder)
+        root = pathlib.Path(folder).resolve() / "build"  # of what is below it, not of where it is
+        root.mkdir()
         links = "[x](b.md) [y](#one-two) `[z](none)` [w](c.md#no) [v](https://e.org)"
         (root / "a.md").write_text(f"# One: `two`\n{links}\n")
         (root / "c.md").write_text("[u](a.md#one-two)\n```\n# no\n```\n")
         assert list(broken_links(root)) == ["a.md: b.md: there is no such file",
                                             "a.md: c.md#no: there is no such heading"]
+        (root / "b.md").write_text("")
+        install(root, "b.md doc\n*c.md doc/lower\n", root / "package")
+        assert list(broken_links(root / "package")) == [
+            "doc/lower/c.md: a.md#one-two: there is no such file"], list(broken_links(root / "package"))
+        shutil.rmtree(root / "package")
         (root / "a.md").write_text("- list\n\n    of it\n\ntext\n\n```sh\nx\n```\n")
         (root / "c.md").write_text("text\n\n    x\n\n```\ny\n```\n")
         assert list(unrun_code(root)) == ["c.md: a code block of the language ''",
@@ -123,6 +154,11 @@ def main():
         return self_test()
     if sys.argv[1:] == ["links"]:
         complaints = [*broken_links(ROOT), *unrun_code(ROOT)]
+    elif len(sys.argv) == 3 and sys.argv[1] == "links":
+        root = pathlib.Path(sys.argv[2]).resolve()
+        complaints = list(broken_links(root)) if documents(root) else [f"{root}: there are no documents"]
+    elif sys.argv[1:] == ["package"]:
+        complaints = list(broken_links_of_package())
     elif len(sys.argv) == 3 and sys.argv[1] == "formats":
         with tempfile.TemporaryDirectory() as folder:
             complaints = list(wrong_formats(

@@ -1,6 +1,7 @@
 # The documents: links, options of the tool, and every example, run with an installed copy.
 set(check "exec ${Python3_EXECUTABLE} -B ${CMAKE_CURRENT_SOURCE_DIR}/documents/check.py")
 add_test(NAME documents-links COMMAND sh -c "${check} links")
+add_test(NAME documents-package COMMAND sh -c "${check} package")
 add_test(NAME documents-self COMMAND sh -c "${check} --self")
 if(TARGET moxj)
   add_test(NAME documents-options COMMAND sh -c "${check} options $<TARGET_FILE:moxj>")

@@ -12,3 +12,6 @@ set_tests_properties(install PROPERTIES ENVIRONMENT "${install_environment}")
 add_test(NAME install-parents COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/install/parents)
 set_tests_properties(install-parents PROPERTIES ENVIRONMENT
   "${install_environment};CXX=${CMAKE_CXX_COMPILER}")
+
+add_test(NAME install-rpath COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/install/rpath)
+set_tests_properties(install-rpath PROPERTIES ENVIRONMENT "${install_environment}")

@@ -33,7 +33,8 @@ class Report(ToolTest):
         for text in "PSNR", "SSIM", "grk_compress", "dct: forward", "libjpeg-turbo", "Grok", "threads", "times memcpy":
             self.assertIn(text, page)
         self.assertEqual(page.count("<svg"), 2)
-        self.assertEqual(page.count('src="data:image/png'), 6)
+        self.assertEqual(page.count('width="320" src="data:image/png'), 6)  # no larger than the picture, twice
+        self.assertIn("Made by --quick", page)
         self.assertEqual(re.findall(r'(?:src|href)="(?!data:|#)([^"]*)"', page.replace("xlink:", "")), [])
         for drawing in re.findall(r"<svg.*?</svg>", page, re.S):
             xml.dom.minidom.parseString(drawing)
