@@ -13,7 +13,7 @@ namespace moxj::jpeg {
 
 // Missing blocks are as those of ScanReader. Arithmetic-coded data do not show every damage: what is decoded after it
 // may be wrong up to the end of the restart interval.
-class ArithmeticReader : public EntropyReader {
+class ArithmeticReader final : public EntropyReader {
  public:
   ArithmeticReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data);
 

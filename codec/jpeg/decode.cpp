@@ -27,6 +27,7 @@
 #include "jpeg/planepainter.h"
 #include "jpeg/progression.h"
 #include "jpeg/scanpart.h"
+#include "jpeg/scanpipeline.h"
 #include "jpeg/scanreader.h"
 #include "jpeg/stripgroups.h"
 #include "jpeg/strips.h"
@@ -43,6 +44,10 @@ namespace {
 constexpr std::size_t kGroupBytes = std::size_t{640} << 10;
 constexpr std::size_t kMaxRowsOfGroup = 16;
 constexpr int kGroupsUnderWay = 3;
+
+// Of scans side by side.
+constexpr int kPartsOfScan = 48;
+constexpr std::size_t kMaxScansSideBySide = 64;
 
 // Refuses, by name, the processes and forms that are not supported.
 void requireSupported(const Frame& frame) {
@@ -92,16 +97,20 @@ struct PainterSink {
   void end(int component, int x, int y, const Mox16s* coefficients) { painter.put(component, x, y, coefficients); }
 };
 
+// How the scans of a file are decoded if their coefficients are collected.
+enum class ScanOrder { sideBySide, inSequence };
+
 class Decoder {
  public:
   // A decoder of coefficients needs no sink.
-  Decoder(ByteSpan file, const DecodeOptions& options, RowSink* sink, Work& work)
-      : file_(file), walker_(file), options_(options), work_(work) {
+  Decoder(ByteSpan file, const DecodeOptions& options, RowSink* sink, Work& work, ScanOrder order)
+      : file_(file), walker_(file), options_(options), work_(work), order_(order) {
     if (sink) sink_.emplace(*sink);
   }
 
-  Outcome run() {
-    read();
+  // Both return nothing if the scans have to be decoded in sequence. Then the sink has not been called.
+  std::optional<Outcome> run() {
+    if (!read()) return std::nullopt;
     if (lossless()) {
       describe();
       const ColourModel model = colourModelOf(*frame_, tables_);
@@ -118,9 +127,9 @@ class Decoder {
   }
 
   // Coefficients instead of a picture.
-  CodedPicture runCoded() {
+  std::optional<CodedPicture> runCoded() {
     keep_ = true;
-    read();
+    if (!read()) return std::nullopt;
     if (lossless()) fail(Kind::unsupported, "a lossless JPEG has no coefficients");
     CodedPicture coded{{},    *frame_, {}, std::move(coefficients_), colourModelOf(*frame_, tables_), std::move(kept_),
                        tail()};
@@ -133,14 +142,20 @@ class Decoder {
   }
 
  private:
-  void read() {
+  bool read() {
     try {
       readSegments();
+      if (pipeline_ && !decodeScans()) return false;
     } catch (const Problem& problem) {
+      if (pipeline_ && problem.kind != Kind::cancelled) return false;
       if (goodMcus_ == 0 || !liesInFile(problem.kind)) throw;
       damaged(problem.what());
+    } catch (const std::bad_alloc&) {
+      if (!pipeline_) throw;
+      return false;
     }
     if (goodMcus_ == 0) fail(Kind::damaged, outcome_.complete ? "the file has no picture" : outcome_.warning);
+    return true;
   }
   void readSegments();
   void keep(const MarkerSegment& segment) {
@@ -154,11 +169,20 @@ class Decoder {
   void readLossless(const ScanHeader& scan, std::size_t offset);
   void skipScan(const ScanHeader& scan, std::size_t offset);
   bool isNeeded(const ScanHeader& scan) const;
+  int rowsOfMcuRow(const ScanHeader& scan) const;
   int rowsOf(const ScanHeader& scan, const EntropyReader& reader) const;
   void countBlocks(const ScanHeader& scan, const EntropyReader& reader);
   void finishScan(EntropyReader& reader, int rows, std::size_t offset);
   template <class Reader>
-  void readBlocks(Reader&& reader, const ScanHeader& scan, std::size_t offset);
+  void readScanOf(const ScanHeader& scan, std::size_t offset);
+  template <class Reader>
+  void readBlocks(Reader& reader, const ScanHeader& scan, std::size_t offset);
+  bool startsPipeline(const ScanHeader& scan) const;
+  template <class Reader>
+  void queueScan(const ScanHeader& scan, std::size_t offset);
+  bool decodeScans();
+  void makeCoefficients();
+  void collected(const ScanHeader& scan, int rows);
   template <class Reader>
   void collect(Reader& reader, const ScanHeader& scan, std::size_t offset);
   bool painting() const { return painter_ || groups_; }
@@ -201,6 +225,7 @@ class Decoder {
   const DecodeOptions options_;
   std::optional<MetadataSink> sink_;
   Work& work_;
+  const ScanOrder order_;
   bool keep_ = false;
   std::vector<MarkerSegment> kept_;  // APPn and COM before the picture
   std::size_t dataEnd_ = 0;          // of the last scan
@@ -219,6 +244,7 @@ class Decoder {
   std::uint64_t blocks_ = 0;  // of all scans of a progressive file
   bool hasEoi_ = false;
   std::unique_ptr<Coefficients> coefficients_;
+  std::unique_ptr<ScanPipeline> pipeline_;  // of scans side by side
   // One of them, when there is something to paint: the latter for several threads.
   std::unique_ptr<Painter> painter_;
   std::unique_ptr<StripGroups> groups_;
@@ -300,16 +326,20 @@ void Decoder::readScan(const MarkerSegment& segment) {
   checkScan(scan);
   if (lossless()) return readLossless(scan, segment.end);
   if (!isNeeded(scan)) return skipScan(scan, segment.end);
-  const ByteSpan data = file_.subspan(segment.end);
-  if (frame_->arithmetic()) {
-    readBlocks(ArithmeticReader(*frame_, scan, tables_, data), scan, segment.end);
-  } else {
-    readBlocks(ScanReader(*frame_, scan, tables_, data), scan, segment.end);
-  }
+  frame_->arithmetic() ? readScanOf<ArithmeticReader>(scan, segment.end) : readScanOf<ScanReader>(scan, segment.end);
 }
 
 template <class Reader>
-void Decoder::readBlocks(Reader&& reader, const ScanHeader& scan, std::size_t offset) {
+void Decoder::readScanOf(const ScanHeader& scan, std::size_t offset) {
+  if (!pipeline_ && startsPipeline(scan))
+    pipeline_ = std::make_unique<ScanPipeline>(ceilDiv(view_.endRow, kPartsOfScan));
+  if (pipeline_) return queueScan<Reader>(scan, offset);
+  Reader reader(*frame_, scan, tables_, file_.subspan(offset));
+  readBlocks(reader, scan, offset);
+}
+
+template <class Reader>
+void Decoder::readBlocks(Reader& reader, const ScanHeader& scan, std::size_t offset) {
   countBlocks(scan, reader);
   for (const ScanHeader::Selector& selector : scan.components) read_[selector.component].read = true;
 
@@ -410,11 +440,14 @@ void Decoder::skipScan(const ScanHeader& scan, std::size_t offset) {
   walker_.seek(dataEnd_);
 }
 
+// The MCU rows of a scan that are in one of the frame.
+int Decoder::rowsOfMcuRow(const ScanHeader& scan) const {
+  return scan.components.size() > 1 ? 1 : frame_->components[scan.components[0].component].vertical;
+}
+
 // The MCU rows of a scan that are decoded: nothing needs those below the view.
 int Decoder::rowsOf(const ScanHeader& scan, const EntropyReader& reader) const {
-  const bool interleaved = scan.components.size() > 1;
-  const int blockRows = interleaved ? 1 : frame_->components[scan.components[0].component].vertical;
-  return std::min(view_.endRow * blockRows, reader.geometry().mcusHigh);
+  return std::min(view_.endRow * rowsOfMcuRow(scan), reader.geometry().mcusHigh);
 }
 
 // A few bytes make a scan that visits every block, or in arithmetic coding every coefficient.
@@ -483,26 +516,71 @@ void Decoder::checkScan(const ScanHeader& scan) {
   if (progressive() && !progression_.take(scan)) damaged("scan " + std::to_string(scans_) + " is out of sequence");
 }
 
+void Decoder::makeCoefficients() {
+  if (coefficients_) return;
+  Frame upTo = *frame_;
+  upTo.height = std::min(upTo.height, view_.endRow * upTo.mcuHeight());
+  upTo.layOut();
+  coefficients_ = std::make_unique<Coefficients>(upTo, work_.budget);
+}
+
+// The first `rows` MCU rows of a scan have been decoded.
+void Decoder::collected(const ScanHeader& scan, int rows) {
+  for (const ScanHeader::Selector& selector : scan.components) {
+    int& mcuRows = read_[selector.component].mcuRows;
+    mcuRows = std::max(mcuRows, ceilDiv(rows, rowsOfMcuRow(scan)));
+  }
+}
+
 template <class Reader>
 void Decoder::collect(Reader& reader, const ScanHeader& scan, std::size_t offset) {
-  if (!coefficients_) {
-    Frame upTo = *frame_;
-    upTo.height = std::min(upTo.height, view_.endRow * upTo.mcuHeight());
-    upTo.layOut();
-    coefficients_ = std::make_unique<Coefficients>(upTo, work_.budget);
-  }
-  const bool interleaved = scan.components.size() > 1;
+  makeCoefficients();
   CoefficientSink sink{*coefficients_};
   const int rows = rowsOf(scan, reader);
   for (int row = 0; row < rows && !reader.exhausted(); ++row) {
     reader.readRow(sink);
-    for (const ScanHeader::Selector& selector : scan.components) {
-      const int blockRows = interleaved ? 1 : frame_->components[selector.component].vertical;
-      int& mcuRows = read_[selector.component].mcuRows;
-      mcuRows = std::max(mcuRows, row / blockRows + 1);
-    }
+    collected(scan, row + 1);
     reportProgress(work_.progress, offset, file_.size());
   }
+}
+
+bool Decoder::startsPipeline(const ScanHeader& scan) const {
+  const bool severalScans = progressive() || scan.components.size() < frame_->components.size();
+  return order_ == ScanOrder::sideBySide && severalScans && isWorthThreads(*frame_);
+}
+
+// An undamaged scan ends at the next marker that is no restart marker.
+template <class Reader>
+void Decoder::queueScan(const ScanHeader& scan, std::size_t offset) {
+  if (pipeline_->size() == kMaxScansSideBySide) fail(Kind::limit, "too many scans to be decoded side by side");
+  makeCoefficients();
+  const auto reader = std::make_shared<Reader>(*frame_, scan, tables_, file_.subspan(offset));
+  countBlocks(scan, *reader);
+  skipScan(scan, offset);
+  pipeline_->add({.header = scan,
+                  .reader = reader,
+                  .readRow = [this, own = reader.get()] { own->readRow(CoefficientSink{*coefficients_}); },
+                  .rows = rowsOf(scan, *reader),
+                  .rowsOfMcuRow = rowsOfMcuRow(scan),
+                  .offset = offset,
+                  .end = dataEnd_});
+}
+
+// Decodes what is queued. False if there is any damage: the report and what is decoded after it depend on the sequence.
+bool Decoder::decodeScans() {
+  if (!hasEoi_ || !outcome_.complete) return false;
+  const auto report = [&](std::size_t parts, std::size_t of) { reportProgress(work_.progress, parts, of); };
+  if (!pipeline_->run(work_.workers, report)) return false;
+  const std::size_t end = dataEnd_;
+  for (std::size_t i = 0; i < pipeline_->size(); ++i) {
+    ScanPipeline::Scan& scan = (*pipeline_)[i];
+    finishScan(*scan.reader, scan.rows, scan.offset);
+    if (!outcome_.complete || dataEnd_ != scan.end) return false;
+    collected(scan.header, scan.rows);
+  }
+  dataEnd_ = end;
+  pipeline_.reset();
+  return true;
 }
 
 // MCU rows that are painted side by side; 0 if one thread does all the work.
@@ -612,12 +690,24 @@ void Decoder::paintCoefficientGroups(int end) {
   if (before >= 0) complete(before, end, nullptr);
 }
 
+// Only undamaged scans are decoded side by side. Otherwise a second decoder starts again.
+template <class Decode>
+auto decodeInEitherOrder(Work& work, const Decode& decode) {
+  if (work.workers.count() > 1) {
+    const std::uint64_t used = work.budget.used();
+    if (auto result = decode(ScanOrder::sideBySide)) return std::move(*result);
+    work.budget.restore(used);
+  }
+  return std::move(*decode(ScanOrder::inSequence));
+}
+
 }  // namespace
 
 CodedPicture readCoefficients(ByteSpan file, int picture, Work& work) {
   const LocatedPicture located = locatePicture(file, picture);
   try {
-    CodedPicture coded = Decoder(located.bytes, {}, nullptr, work).runCoded();
+    CodedPicture coded = decodeInEitherOrder(
+        work, [&](ScanOrder order) { return Decoder(located.bytes, {}, nullptr, work, order).runCoded(); });
     if (!located.note.empty()) coded.notes.insert(coded.notes.begin(), located.note);
     return coded;
   } catch (const std::bad_alloc&) {
@@ -628,7 +718,8 @@ CodedPicture readCoefficients(ByteSpan file, int picture, Work& work) {
 Outcome decode(ByteSpan file, const DecodeOptions& options, RowSink& sink, Work& work) {
   const LocatedPicture located = locatePicture(file, options.picture);
   try {
-    Outcome outcome = Decoder(located.bytes, options, &sink, work).run();
+    Outcome outcome = decodeInEitherOrder(
+        work, [&](ScanOrder order) { return Decoder(located.bytes, options, &sink, work, order).run(); });
     if (!located.note.empty()) outcome.notes.insert(outcome.notes.begin(), located.note);
     return outcome;
   } catch (const std::bad_alloc&) {

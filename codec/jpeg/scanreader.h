@@ -9,7 +9,7 @@
 namespace moxj::jpeg {
 
 // Missing blocks have all coefficients 0 or, in a progressive file, those of the earlier scans.
-class ScanReader : public EntropyReader {
+class ScanReader final : public EntropyReader {
  public:
   // Throws Problem if a table that the scan needs is missing or invalid.
   ScanReader(const Frame& frame, const ScanHeader& scan, const Tables& tables, ByteSpan data);
