@@ -58,24 +58,49 @@ constexpr Option kPeerOptions[] = {
      [](S& s, Text text) { return useCopy(text, s); }},
 };
 
-// Names that look like an option but are none.
-struct Doubtful {
+// Names of other tools that are no options here: what to use instead.
+struct Counterpart {
+  unsigned commands;
   std::string_view name, use;
 };
-constexpr Doubtful kDoubtful[] = {
-    {"-r", "--restart, --ratio or --reduce"},
-    {"-q", "--quality (JPEG), or --ratio or --bpp (JPEG 2000)"},
-    {"-p", "--progressive (JPEG) or --progression (JPEG 2000)"},
-    {"-n", "--levels, which is one less than the number of resolutions"},
-    {"-b", "--block WxH"},
-    {"-t", "--tile WxH"},
-    {"-l", "--layers"},
-    {"-M", "--modes with names"},
-    {"-I", "--ratio or --bpp, which are lossy"},
-    {"-maxmemory", "--max-memory, which counts bytes"},
-    {"-nooverwrite", "--no-clobber"},
-    {"-scale", "--reduce"},
-    {"-version", "moxj --version"},
+constexpr unsigned kEvery = ~0u;
+constexpr Counterpart kCounterparts[] = {
+    {kEncode, "-r", "--restart (JPEG) or --ratio (JPEG 2000)"},
+    {kTranscode, "-r", "--restart"},
+    {kEncode, "-q", "--quality (JPEG) or --psnr (JPEG 2000)"},
+    {kEncode, "-p", "--progressive (JPEG) or --progression (JPEG 2000)"},
+    {kTranscode, "-p", "--progressive"},
+    {kEncode, "-precision", "--depth"},
+    {kEncode, "-n", "--levels, which is one less than the number of resolutions"},
+    {kEncode, "-b", "--block WxH"},
+    {kEncode, "-t", "--tile WxH"},
+    {kEncode, "-c", "--precincts W,H"},
+    {kEncode, "-M", "--modes with names"},
+    {kEncode, "-I", "--ratio or --bpp, which are lossy"},
+    {kEncode, "-SOP", "--sop"},
+    {kEncode, "-EPH", "--eph"},
+    {kEncode, "-PLT", "--plt"},
+    {kEncode, "-TLM", "--tlm"},
+    {kEncode, "-TP", "--tile-parts"},
+    {kEncode, "-ROI", "--roi X,Y,W,H"},
+    {kEncode, "-C", "--comment"},
+    {kEncode | kDecode, "-ImgDir", "--output-dir, with the inputs by name"},
+    {kEncode | kDecode, "-OutFor", "--format"},
+    {kDecode, "-l", "--layers"},
+    {kDecode, "-t", "--tile"},
+    {kDecode, "-c", "--components"},
+    {kDecode, "-split-pnm", "--components"},
+    {kDecode, "-d", "--region X,Y,W,H"},
+    {kDecode, "-crop", "--region X,Y,W,H"},
+    {kDecode, "-skip", "--region X,Y,W,H"},
+    {kDecode, "-scale", "--reduce"},
+    {kDecode, "-force-rgb", "--srgb"},
+    {kDecode, "-grayscale", "--format pgm"},
+    {kDecode, "-pnm", "--format pnm"},
+    {kDecode, "-bmp", "--format bmp"},
+    {kEvery, "-maxmemory", "--max-memory, which counts bytes"},
+    {kEvery, "-nooverwrite", "--no-clobber"},
+    {kEvery, "-version", "moxj --version"},
 };
 
 // Whether one is the beginning of the other, without dashes and signs between words.
@@ -93,9 +118,16 @@ bool begins(std::string_view name, std::string_view option) {
 
 std::span<const Option> peerOptions() { return kPeerOptions; }
 
+std::string counterpartOf(std::string_view name, Command command) {
+  for (const Counterpart& counterpart : kCounterparts)
+    if (counterpart.name == name && (counterpart.commands & setOf(command)))
+      return "use " + std::string(counterpart.use);
+  return "";
+}
+
 std::string suggestionFor(std::string_view name, Command command) {
-  const auto doubtful = std::ranges::find(kDoubtful, name, &Doubtful::name);
-  if (doubtful != std::end(kDoubtful)) return "use " + std::string(doubtful->use);
+  std::string counterpart = counterpartOf(name, command);
+  if (!counterpart.empty()) return counterpart;
   std::vector<std::string_view> found;
   for (const std::span<const Option> table : {options(), peerOptions()})
     for (const Option& option : table)

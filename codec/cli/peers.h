@@ -13,8 +13,11 @@ namespace moxj::cli {
 // options of option_table.h.
 std::span<const Option> peerOptions();
 
-// What to use instead of a name, which may lack a dash or its end; empty if nothing comes close. Names that mean
-// something else elsewhere, or count in another unit, are never guessed.
+// What to use instead of a name of another tool; empty if there is nothing.
+std::string counterpartOf(std::string_view name, Command command);
+
+// The same, or else the options that a name begins, with or without its dash; empty if nothing comes close. Names that
+// mean something else elsewhere, or count in another unit, are never guessed.
 std::string suggestionFor(std::string_view name, Command command);
 
 }  // namespace moxj::cli

@@ -8,6 +8,7 @@
 
 #include "cli/console.h"
 #include "cli/formats.h"
+#include "cli/peers.h"
 
 namespace moxj::cli {
 
@@ -52,7 +53,10 @@ constexpr std::string_view kOfComponents[] = {"pgx", "pgm", "raw", "rawl"};
 void checkOptions(std::string_view format, const Settings& settings) {
   if (settings.command != Command::decode) {
     const std::string& unused = isJpeg(format) ? settings.onlyJpeg2000 : settings.onlyJpeg;
-    if (!unused.empty()) misuse(unused + " is not for " + formatOf(std::string(format)).label + " files");
+    const std::string counterpart = counterpartOf(unused, settings.command);
+    if (!unused.empty())
+      misuse(unused + " is not for " + formatOf(std::string(format)).label + " files" +
+             (counterpart.empty() ? "" : "; " + counterpart));
   } else if (settings.reading.components && std::ranges::find(kOfComponents, format) == std::end(kOfComponents)) {
     misuse("--components writes PGX, PGM or raw files");
   } else if (settings.reading.components && settings.reading.srgb) {

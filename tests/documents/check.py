@@ -76,17 +76,27 @@ def unrun_code(root):
             yield f"{path.relative_to(root)}: an indented code block: fence it, with its language"
 
 
-def unknown_options(text, help_of):
-    """Of each section "## tool: `moxj COMMAND ..." the options in the second column that the command does not have."""
+def tables_of_options(text):
+    """Of each row in a section "## tool: `moxj COMMAND IN OUT.x`": (command, OUT.x, options of the tool, ours)."""
     for section in re.split(r"^## ", text, flags=re.M)[1:]:
-        command = re.match(r".*?`moxj (\w+)", section)
-        if not command:
-            continue
-        known = set(re.findall(r"^  (?:-h, )?(-[-\w]+)", help_of(command[1]), re.M))
-        for row in re.findall(r"^\|[^|]*\|([^|]*)\|", section, re.M):
-            for option in re.findall(r"`(--?[a-z][-\w]*)", row):
-                if option not in known:
-                    yield f"{command[1]} has no option {option}"
+        command = re.match(r".*?`moxj (\w+) [^`]*?(OUT[.\w]*)", section)
+        for theirs, ours in re.findall(r"^\|([^|]*)\|([^|]*)\|", section, re.M) if command else ():
+            yield (command[1], command[2], *(re.findall(r"`(--?[A-Za-z][-\w]*)", cell) for cell in (theirs, ours)))
+
+
+def wrong_options(text, moxj):
+    """Options in the second column that a command does not have; and in the first, those that it refuses without a hint
+    at their counterpart."""
+    for command, output, theirs, ours in tables_of_options(text):
+        known = re.findall(r"^  (?:-h, )?(-[-\w]+)", moxj(command, "--help").stdout, re.M)
+        for option in ours:
+            if option not in known:
+                yield f"{command} has no option {option}"
+        for option in theirs if ours else ():
+            answer = moxj(command, "absent", output, option, "9").stderr
+            refused = re.search("unknown option|is not for", answer)
+            if refused and not any(re.search(name + r"\b", answer) for name in ours):
+                yield f"{command} {option}: {answer.strip()}"
 
 
 def table_of_formats(text):
@@ -144,9 +154,11 @@ def self_test():
         answer = subprocess.CompletedProcess([], 0, "Reads A; writes c or d.\nformat A\n", "")
         assert list(wrong_formats(table, lambda *words: answer, root)) == ["written are ['c', 'd']", ".a: not read",
                                                                            ".b: not read"]
-    text = "## x: `moxj encode`\n| a | `--good`, `--bad` | |\n| a | `-o` | |\n## y\n| a | `--other` | |\n"
-    assert list(unknown_options(text, lambda command: "  --good N  help\n  -o FILE  help\n")) == [
-        "encode has no option --bad"]
+    text = ("## x: `moxj encode IN OUT.y`\n| `-a` | `--good`, `--bad` | |\n| `-b`, `c` | `-o` | |\n| `-d` | | |\n"
+            "## y\n| `-a` | `--other` | |\n")
+    answer = subprocess.CompletedProcess([], 1, "  --good N  help\n  -o FILE  help\n", "unknown option; use --good x\n")
+    assert list(wrong_options(text, lambda *words: answer)) == [
+        "encode has no option --bad", "encode -b: unknown option; use --good x"]
 
 
 def main():
@@ -159,15 +171,16 @@ def main():
         complaints = list(broken_links(root)) if documents(root) else [f"{root}: there are no documents"]
     elif sys.argv[1:] == ["package"]:
         complaints = list(broken_links_of_package())
-    elif len(sys.argv) == 3 and sys.argv[1] == "formats":
-        with tempfile.TemporaryDirectory() as folder:
-            complaints = list(wrong_formats(
-                (ROOT / "docs/formats.md").read_text(encoding="utf-8"), lambda *words: subprocess.run(
-                    [sys.argv[2], *words], capture_output=True, text=True, check=False), pathlib.Path(folder)))
-    elif len(sys.argv) == 3 and sys.argv[1] == "options":
-        text = (ROOT / "docs/from-other-tools.md").read_text(encoding="utf-8")
-        complaints = list(unknown_options(text, lambda command: subprocess.run(
-            [sys.argv[2], command, "--help"], capture_output=True, text=True, check=True).stdout))
+    elif len(sys.argv) == 3 and sys.argv[1] in ("formats", "options"):
+        def moxj(*words):
+            return subprocess.run([sys.argv[2], *words], capture_output=True, text=True, check=False)
+
+        if sys.argv[1] == "formats":
+            with tempfile.TemporaryDirectory() as folder:
+                complaints = list(wrong_formats(
+                    (ROOT / "docs/formats.md").read_text(encoding="utf-8"), moxj, pathlib.Path(folder)))
+        else:
+            complaints = list(wrong_options((ROOT / "docs/from-other-tools.md").read_text(encoding="utf-8"), moxj))
     else:
         sys.exit(__doc__)
     print("\n".join(complaints))

@@ -31,12 +31,13 @@ LANGUAGES = {"c", "python", "sh", "cmake", "output", "text"}
 NOT_RUN = {
     r"scripts/install-deps .*": "installs packages; the other scripts call it",
     r"(cmake --preset|cmake --build|ctest --test-dir) .*": "stages of scripts/test",
-    r"cmake --install .*": "tests/install",
+    r"(sudo )?cmake --install .*": "tests/install",
+    r"ldconfig": "for root",
     r"scripts/(test|check|mutate|fuzz|packages|bench|compare-speed|bench-python|demo|conformance)\b.*":
         "take long, or run this test",
     r"scripts/(site|report|release|coverage)\b.*":
         "take long, or run this test",
-    r"pip install \./python": "tests/python/test_install.py",
+    r"(env/bin/)?pip install \./python|python3 -m venv .*": "tests/python/test_install.py",
     r"sudo apt install .*": "installs packages",
 }
 

@@ -170,16 +170,18 @@ class CommandLine(ToolTest):
                  "unknown option '-maxmemory'; use --max-memory, which counts bytes"),
                 (("encode", "a", "b.jp2", "-n", "6"),
                  "unknown option '-n'; use --levels, which is one less than the number of resolutions"),
-                (("decode", "a", "b.png", "-q", "6"),
-                 "unknown option '-q'; use --quality (JPEG), or --ratio or --bpp (JPEG 2000)"),
+                (("decode", "a", "b.png", "-d", "0,0,9,9"), "unknown option '-d'; use --region X,Y,W,H"),
+                (("decode", "a", "b.png", "-p", "8"), "unknown option '-p'"),
                 (("encode", "a", "b.jpg", "-Quality", "9"), "unknown option '-Quality'"),
                 (("encode", "a", "b.jpg", "-o", "c"), "unexpected argument 'b.jpg'; -o names the output"),
                 (("encode", "-o", "c"), "missing file name"),
                 (("encode", "a", "-o", "c.jpg", "--output-dir", "d"), "-o and --output-dir cannot be combined")):
             self.expect(USAGE, *arguments, error="moxj: %s (see moxj %s --help)\n" % (cause, arguments[0]))
         # The same letter for the other format.
-        for letter, output, label in (("-q", "b.jp2", "JPEG 2000"), ("-r", "b.jpg", "JPEG")):
-            self.expect(USAGE, "encode", "a", output, letter, "9", error=f"moxj: {letter} is not for {label} files\n")
+        for letter, output, label, instead in (("-q", "b.jp2", "JPEG 2000", "--quality (JPEG) or --psnr (JPEG 2000)"),
+                                               ("-r", "b.jpg", "JPEG", "--restart (JPEG) or --ratio (JPEG 2000)")):
+            self.expect(USAGE, "encode", "a", output, letter, "9",
+                        error=f"moxj: {letter} is not for {label} files; use {instead}\n")
 
     def test_values_out_of_range(self):
         for option, values in {
