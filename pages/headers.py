@@ -216,10 +216,14 @@ def page_name(library, title):
     return library + "-" + re.sub(r"[^a-z0-9]+", "-", re.sub(r"\(.*?\)|, Annex.*", "", title).lower()).strip("-")
 
 
+LONGEST_TITLE = 26  # stands left and right of "Library Functions" in a line of 80 columns
+
+
 def page(name, purpose, names, body, version, also):
     purpose = purpose[0].lower() + purpose[1:] if purpose[1:2].islower() else purpose
     also = ",\n".join(f".BR {escaped(other)} (3)" for other in also)
-    return (f'.TH {escaped(name.upper())} 3 "" "moxj {version}" "Library Functions"\n.nh\n.ad l\n.SH NAME\n'
+    title = name if len(name) <= LONGEST_TITLE else name.partition("-")[0]
+    return (f'.TH {escaped(title.upper())} 3 "" "moxj {version}" "Library Functions"\n.nh\n.ad l\n.SH NAME\n'
             + ",\n".join(map(escaped, names)) + f" \\- {escaped(purpose)}\n{body}.SH SEE ALSO\n{also}\n")
 
 

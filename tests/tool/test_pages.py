@@ -91,6 +91,10 @@ class Functions(unittest.TestCase):
         self.assertGreater(len(pages), 30)
         done = subprocess.run(["groff", "-man", "-Tutf8", "-ww", "-rLL=78n", *pages], capture_output=True, text=True)
         self.assertEqual((done.returncode, done.stderr), (0, ""))
+        for page in pages:  # nothing in the first line stands over something else
+            shown = subprocess.run(["groff", "-man", "-Tascii", "-P-c", "-rLL=78n", page], capture_output=True, text=True)
+            with self.subTest(page.name):
+                self.assertRegex(shown.stdout.lstrip(), r"\A([A-Z0-9-]+\(3\)) +Library Functions +\1\n")
 
     def test_parser(self):
         subprocess.run([sys.executable, "-B", SOURCE / "pages/headers.py", "--self"], check=True)
