@@ -92,7 +92,8 @@ class Functions(unittest.TestCase):
         done = subprocess.run(["groff", "-man", "-Tutf8", "-ww", "-rLL=78n", *pages], capture_output=True, text=True)
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         for page in pages:  # nothing in the first line stands over something else
-            shown = subprocess.run(["groff", "-man", "-Tascii", "-P-c", "-rLL=78n", page], capture_output=True, text=True)
+            shown = subprocess.run(["groff", "-man", "-Tascii", "-P-c", "-rLL=78n", page], capture_output=True,
+                                   text=True)
             with self.subTest(page.name):
                 self.assertRegex(shown.stdout.lstrip(), r"\A([A-Z0-9-]+\(3\)) +Library Functions +\1\n")
 
