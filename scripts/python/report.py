@@ -270,10 +270,12 @@ def main():
     parser.add_argument("--quick", action="store_true")
     arguments = parser.parse_args()
     arguments.seconds = arguments.seconds or (0.1 if arguments.quick else 60)
-    needed = [arguments.moxj, "cjpeg", "djpeg", "opj_decompress", "ffmpeg"]
-    missing = [name for name in needed if not shutil.which(name)]
+    if not shutil.which(arguments.moxj):
+        sys.exit(f"report: there is no {arguments.moxj}; cmake --preset release && cmake --build build/release "
+                 "makes it, --moxj names another one")
+    missing = [name for name in ("cjpeg", "djpeg", "opj_decompress", "ffmpeg") if not shutil.which(name)]
     if missing:
-        sys.exit(f"report: {', '.join(missing)} not found (scripts/install-deps report, cmake --build)")
+        sys.exit(f"report: {', '.join(missing)} not found; scripts/install-deps report installs them")
     with tempfile.TemporaryDirectory() as work:
         text = page(arguments, pathlib.Path(work))
     arguments.output.mkdir(parents=True, exist_ok=True)

@@ -39,6 +39,17 @@ class Report(ToolTest):
         for drawing in re.findall(r"<svg.*?</svg>", page, re.S):
             xml.dom.minidom.parseString(drawing)
 
+    def test_no_tool(self):
+        done = subprocess.run([ROOT / "scripts/report", "--quick", "--moxj", self.path("none")], capture_output=True,
+                              text=True)
+        self.assertEqual(done.returncode, 1)
+        self.assertRegex(done.stderr, r"\Areport: there is no \S*none; cmake --preset [^\n]*\n\Z")
+        self.write("small.ppm", b"P6\n8 8\n255\n" + bytes(192))
+        done = subprocess.run([ROOT / "scripts/compare-speed", "--moxj", self.path("none"), "--picture",
+                               self.path("small.ppm")], capture_output=True, text=True)
+        self.assertEqual(done.returncode, 1)
+        self.assertRegex(done.stderr, r"\Acompare-speed: there is no \S*none; moxj is made by [^\n]*\n\Z")
+
 
 if __name__ == "__main__":
     unittest.main()
