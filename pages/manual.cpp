@@ -75,6 +75,19 @@ std::string commandPage(const cli::CommandText& command) {
   return text + seeAlso(name);
 }
 
+// Lines of a command and, two spaces or more after it, what it does.
+std::string examples(std::string_view lines) {
+  std::string text = ".SH EXAMPLES\n";
+  while (!lines.empty()) {
+    const std::string_view line = lines.substr(0, lines.find('\n'));
+    lines.remove_prefix(line.size() + 1);
+    const std::size_t start = line.find_first_not_of(' '), end = line.find("  ", start);
+    text += ".TP\n\\fB" + plain(line.substr(start, end - start)) + "\\fR\n" +
+            plain(line.substr(line.find_first_not_of(' ', end))) + "\n";
+  }
+  return text;
+}
+
 std::string overview() {
   const cli::GeneralText& general = cli::generalText();
   std::string text = head("moxj", general.purpose) + "\\fBmoxj\\fR \\fICOMMAND FILES\\fR [\\fIOPTIONS\\fR]\n";
@@ -86,7 +99,7 @@ std::string overview() {
       ".SH OPTIONS\n.TP\n\\fB\\-h\\fR, \\fB\\-\\-help\\fR\nShow the commands.\n"
       ".TP\n\\fB\\-V\\fR, \\fB\\-\\-version\\fR\nShow the version, the targets of the library and the libraries in "
       "use; with \\fB\\-\\-json\\fR, as JSON.\n";
-  text += ".SH EXAMPLES\n.nf\n" + plain(general.examples) + ".fi\n";
+  text += examples(general.examples);
   text += ".SH EXIT STATUS\n";
   for (const cli::StatusText& status : general.statuses)
     text += ".TP\n\\fB" + std::to_string(status.status) + "\\fR\n" + plain(status.meaning) + ".\n";

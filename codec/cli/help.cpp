@@ -57,7 +57,7 @@ constexpr CommandText kCommands[] = {
 constexpr std::string_view kExamples =
     R"(  moxj encode photo.png photo.jpg --quality 90      PNG, PPM or another format to JPEG
   moxj encode photo.png photo.jp2                   lossless JPEG 2000 (smaller: --ratio 20)
-  moxj decode photo.jpg photo.png                   JPEG or JPEG 2000 to PNG
+  moxj decode photo.jpg decoded.png                 JPEG or JPEG 2000 to PNG
   moxj encode *.png --output-dir jpegs              many files, several in parallel
   moxj transcode photo.jpg small.jpg --progressive  the same picture in a smaller file
   moxj info photo.jpg                               format, tables and segments

@@ -54,7 +54,9 @@ class Manual(unittest.TestCase):
             done = subprocess.run(["groff", "-man", "-Tutf8", "-ww", "-rLL=78n", page], capture_output=True, text=True)
             with self.subTest(page.name):
                 self.assertEqual((done.returncode, done.stderr), (0, ""))
-                self.assertIn("SYNOPSIS", re.sub("\x1b\\[[0-9;]*m|.\b", "", done.stdout))
+                text = re.sub("\x1b\\[[0-9;]*m|.\b", "", done.stdout)
+                self.assertIn("SYNOPSIS", text)
+                self.assertLessEqual(max(map(len, text.splitlines())), 78)
 
 
 class Functions(unittest.TestCase):
