@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "jpeg/aheadreader.h"
@@ -19,6 +20,7 @@
 #include "jpeg/colour.h"
 #include "jpeg/deeppainter.h"
 #include "jpeg/fastmcu.h"
+#include "jpeg/intervalpainter.h"
 #include "jpeg/jpeg.h"
 #include "jpeg/locate.h"
 #include "jpeg/lossless.h"
@@ -192,11 +194,13 @@ class Decoder {
   template <class Reader>
   void paintRows(Reader& reader, std::size_t offset);
   template <class Reader>
-  void paintGroups(Reader& reader, std::size_t offset);
+  void paintGroups(Reader& reader, const ScanHeader& scan, std::size_t offset);
+  bool paintsIntervals() const;
+  int paintIntervals(ScanReader& reader, const ScanHeader& scan, std::size_t offset);
   template <class Reader>
-  void paintAhead(AheadReader<Reader>& ahead, std::size_t offset);
+  void paintAhead(AheadReader<Reader>& ahead, int row, std::size_t offset);
   template <class Reader>
-  void paintSteps(Reader& reader, std::size_t offset, std::deque<GroupOfRows>& groups);
+  void paintSteps(Reader& reader, int row, std::size_t offset, std::deque<GroupOfRows>& groups);
   void paintGroup(int place, const GroupOfRows& group, std::size_t index);
   void paintCoefficients();
   void paintCoefficientGroups(int end);
@@ -345,7 +349,7 @@ void Decoder::readBlocks(Reader& reader, const ScanHeader& scan, std::size_t off
 
   if (!progressive() && !keep_ && scan.components.size() == frame_->components.size()) {
     makePainter();
-    groups_ ? paintGroups(reader, offset) : paintRows(reader, offset);
+    groups_ ? paintGroups(reader, scan, offset) : paintRows(reader, offset);
   } else {
     collect(reader, scan, offset);
   }
@@ -369,17 +373,36 @@ void Decoder::paintRows(Reader& reader, std::size_t offset) {
 }
 
 template <class Reader>
-void Decoder::paintGroups(Reader& reader, std::size_t offset) {
+void Decoder::paintGroups(Reader& reader, const ScanHeader& scan, std::size_t offset) {
   NoSink nothing;
-  for (int row = 0; row < view_.firstRow && !reader.exhausted(); ++row) {
+  int row = 0;
+  while (row < view_.firstRow && !reader.exhausted()) {
     reader.readRow(nothing);
-    painted(row + 1, offset + reader.position());
+    painted(++row, offset + reader.position());
+  }
+  row = view_.firstRow;
+  if constexpr (std::is_same_v<Reader, ScanReader>) {
+    if (paintsIntervals()) row = paintIntervals(reader, scan, offset);
+    if (row == view_.endRow) return;
   }
   std::deque<GroupOfRows> groups;
   for (int i = 0; i < kGroupsUnderWay; ++i)
     groups.push_back({GroupBlocks(*frame_, view_, groups_->rowsOfGroup(), work_.budget)});
-  AheadReader ahead(reader, view_.firstRow, view_.endRow, groups_->rowsOfGroup(), groups, work_.workers);
-  ahead.start() ? paintAhead(ahead, offset) : paintSteps(reader, offset, groups);
+  AheadReader ahead(reader, row, view_.endRow, groups_->rowsOfGroup(), groups, work_.workers);
+  ahead.start() ? paintAhead(ahead, row, offset) : paintSteps(reader, row, offset, groups);
+}
+
+// If a group of rows has several tasks, which need no more memory than one thread that decodes for all.
+bool Decoder::paintsIntervals() const {
+  const int rows = IntervalPainter::rowsOfTask(*frame_, tables_.restartInterval), group = groups_->rowsOfGroup();
+  const bool fits = rows > 0 && group / rows > 1 && rows * work_.workers.count() <= group * kGroupsUnderWay;
+  return fits && view_.firstRow == 0 && (rows == 1 || view_.endRow == frame_->mcusHigh);
+}
+
+// Returns the first row that has not been painted.
+int Decoder::paintIntervals(ScanReader& reader, const ScanHeader& scan, std::size_t offset) {
+  IntervalPainter painter(*frame_, view_, scan, tables_, file_.subspan(offset), *groups_, work_);
+  return painter.run(reader, [&](int row, std::size_t position) { painted(row, offset + position); });
 }
 
 void Decoder::paintGroup(int place, const GroupOfRows& group, std::size_t index) {
@@ -388,8 +411,7 @@ void Decoder::paintGroup(int place, const GroupOfRows& group, std::size_t index)
 }
 
 template <class Reader>
-void Decoder::paintAhead(AheadReader<Reader>& ahead, std::size_t offset) {
-  int row = view_.firstRow;
+void Decoder::paintAhead(AheadReader<Reader>& ahead, int row, std::size_t offset) {
   while (const GroupOfRows* const group = ahead.next()) {
     const int place = groups_->begin(group->rows);
     work_.workers.forEach(static_cast<std::size_t>(group->rows),
@@ -405,9 +427,8 @@ void Decoder::paintAhead(AheadReader<Reader>& ahead, std::size_t offset) {
 // The threads of an executor come for one list of tasks after the other: while they paint a group, one of them reads
 // the next.
 template <class Reader>
-void Decoder::paintSteps(Reader& reader, std::size_t offset, std::deque<GroupOfRows>& groups) {
-  const auto rowsFrom = [&](int row) { return std::min(groups_->rowsOfGroup(), view_.endRow - row); };
-  int row = view_.firstRow;
+void Decoder::paintSteps(Reader& reader, int row, std::size_t offset, std::deque<GroupOfRows>& groups) {
+  const auto rowsFrom = [&](int first) { return std::min(groups_->rowsOfGroup(), view_.endRow - first); };
   readGroup(reader, row, rowsFrom(row), groups[0]);
   for (std::size_t at = 0; groups[at].rows > 0; at = 1 - at) {
     const GroupOfRows& group = groups[at];

@@ -28,6 +28,29 @@ EntropyReader::EntropyReader(const Frame& frame, const ScanHeader& scan, const T
   }
 }
 
+void EntropyReader::begin(ByteSpan data, int row, int restart) {
+  data_ = data;
+  windowStart_ = 0;
+  position_ = 0;
+  row_ = row;
+  goodMcus_ = 0;
+  mcusToRestart_ = restartInterval_;
+  nextRestart_ = restart % 8;
+  exhausted_ = false;
+  damage_.clear();
+  resume();
+}
+
+void EntropyReader::continueAt(std::size_t position, int row) {
+  windowStart_ = position;
+  position_ = 0;
+  marker_ = 0;
+  row_ = row;
+  goodMcus_ = std::int64_t{row} * geometry_.mcusWide;
+  mcusToRestart_ = 0;
+  nextRestart_ = static_cast<int>((goodMcus_ / restartInterval_ + 7) % 8);
+}
+
 void EntropyReader::moveWindow() {
   windowStart_ += position_;
   position_ = 0;

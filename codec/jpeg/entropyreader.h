@@ -26,6 +26,13 @@ class EntropyReader {
   // To be called after the last row. The offset in `data` of the marker that ends the scan, or the size of `data`.
   std::size_t end();
 
+  // Reads other data: that of the MCU rows from this one on, which begins with a restart interval. The marker at the
+  // end of the interval has the number `restart`, modulo 8.
+  void begin(ByteSpan data, int row, int restart);
+  // The MCU rows before this one have been read by others, without damage. Its data, if there is any, begins with the
+  // restart marker at this position.
+  void continueAt(std::size_t position, int row);
+
  protected:
   // `data` extends from the first byte of the scan to the end of the file. A segment may end with a number of bytes
   // that no unit needs.

@@ -94,6 +94,12 @@ int StripGroups::begin(int count) {
   return place;
 }
 
+void StripGroups::rewind(int row) {
+  mcuRow_ = row;
+  for (std::atomic<int>& transformed : transformed_)
+    if (transformed >= row) transformed = -1;
+}
+
 int StripGroups::endOf(int row) const {
   if (row < 0) return 0;
   return row + 1 == frame_.mcusHigh ? frame_.height : (row + 1) * frame_.mcuHeight() - rowsLate_;

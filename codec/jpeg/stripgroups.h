@@ -50,6 +50,8 @@ class StripGroups {
     transformed(row);
     if (!straight_) paintRows(group, row);
   }
+  // The groups from this row on, which have not been pushed, are begun again.
+  void rewind(int row);
   // The rows of a group that is complete go to the sink.
   void push(int place);
   // Ends the picture. Missing MCU rows are painted as if all their blocks were empty.

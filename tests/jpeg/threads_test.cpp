@@ -4,6 +4,7 @@
 #include <memory>
 #include <thread>
 
+#include "jpeg/intervalpainter.h"
 #include "support.h"
 
 namespace moxj::jpeg {
@@ -35,6 +36,7 @@ const std::map<std::string, EncodeOptions> kForms = {
     {"MCU by MCU", {.fastMcu = true}},
     {"restart at each MCU", {.restart = 1}},
     {"restart within rows", {.restart = 7}},
+    {"restart in parts of rows", {.restart = 23}},
     {"restart at each row", {.restart = 1, .restartInRows = true}},
     {"restart across rows", {.restart = 69 * 3 + 1}},
     {"restart after rows", {.restart = 3, .restartInRows = true}},
@@ -201,10 +203,12 @@ TEST(Threads, DecodersGiveTheSameParts) {
       {"planes", {.native = true}},
       {"halves", {.reduce = 1}},
       {"region", {.region = {333, 100, 1700, 444}}},
+      {"region above", {.region = {0, 0, 700, 400}}},
       {"region below", {.region = {0, 300, 0, 0}}},
       {"half of a region", {.region = {17, 19, 2000, 600}, .reduce = 1}},
   };
-  for (const char* const form : {"4:2:0", "4:4:0", "grey", "factors", "progressive", "restart within rows"}) {
+  for (const char* const form :
+       {"4:2:0", "4:4:0", "grey", "factors", "progressive", "restart within rows", "restart at each row"}) {
     const File file = fileOf(picture, kForms.at(form));
     for (const auto& [name, options] : views) {
       SCOPED_TRACE(std::string(form) + ", " + name);
@@ -216,7 +220,7 @@ TEST(Threads, DecodersGiveTheSameParts) {
 TEST(Threads, DamageIsTheSame) {
   const Picture picture = testPicture(kWidth, kHeight, 3);
   for (const char* const form : {"4:2:0", "grey", "restart within rows", "restart at each row", "restart across rows",
-                                 "progressive", "optimised"}) {
+                                 "restart after rows", "progressive", "optimised"}) {
     const File file = fileOf(picture, kForms.at(form));
     std::uint32_t seed = 7;
     const auto random = [&](std::size_t below) {
@@ -237,6 +241,45 @@ TEST(Threads, DamageIsTheSame) {
       expectSameByAll(damaged);
     }
   }
+}
+
+// Rows with intervals of their own are decoded by any thread, unless a marker or an interval is wrong.
+TEST(Threads, RestartIntervalsAreTheSame) {
+  const Picture picture = testPicture(kWidth, kHeight, 3);
+  for (const char* const form : {"restart at each row", "restart after rows"}) {
+    const File file = fileOf(picture, kForms.at(form));
+    std::vector<std::size_t> markers;
+    for (std::size_t at = Layout(file).dataBegin; (at = findMarker(file, at)) + 4 < file.size(); at += 2)
+      markers.push_back(at);
+    ASSERT_GE(markers.size(), 10u);
+    for (const std::size_t number : {std::size_t{0}, markers.size() - 2}) {
+      SCOPED_TRACE(std::string(form) + ", marker " + std::to_string(number));
+      const std::size_t at = markers[number], next = markers[number + 1];
+      File other = file, reserved = file, first = file;
+      other[at + 1] ^= 3;
+      reserved[at + 1] = 0x05;
+      std::swap(first[next - 1], first[next - 2]);
+      std::fill(first.begin() + at + 2, first.begin() + at + 12, std::uint8_t{0xFE});
+      expectSameByAll(other);
+      expectSameByAll(reserved);
+      expectSameByAll(first);
+      expectSameByAll(without(file, at, at + 2));
+      expectSameByAll(without(file, at, next));
+      expectSameByAll(without(file, next - 3, next));
+      expectSameByAll(withInserted(file, at, {0x12, 0x34}));
+      expectSameByAll(withInserted(file, at, {0xFF, 0xFF}));
+      expectSameByAll(withInserted(file, at, {0xFF, marker::rst0}));
+      expectSameByAll(withInserted(file, at, {0xFF, marker::com, 0, 2}));
+      expectSameByAll(without(file, next - 3, file.size()));
+    }
+  }
+}
+
+TEST(Threads, RowsThatBeginWithIntervals) {
+  Frame frame;
+  frame.mcusWide = 12;
+  for (const auto& [interval, rows] : {std::pair{0, 0}, {1, 1}, {6, 1}, {12, 1}, {24, 2}, {60, 5}, {5, 0}, {18, 0}})
+    EXPECT_EQ(IntervalPainter::rowsOfTask(frame, interval), rows) << interval;
 }
 
 TEST(Threads, SmallPicturesAreDecodedByOne) {
