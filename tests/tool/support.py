@@ -10,6 +10,7 @@ import unittest
 import zlib
 
 MOXJ = os.environ["MOXJ"]
+SHORT = "MOX_TEST_SHORT" in os.environ  # fewer of many similar cases
 
 OK, USAGE, REFUSED, INCOMPLETE, LIMIT, OUTPUT = range(6)
 PLAIN = "png, ppm, pgm, pnm, pam, pbm, pgx, bmp, tif, raw or rawl"
