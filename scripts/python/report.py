@@ -32,7 +32,8 @@ import matplotlib
 from PIL import Image
 
 matplotlib.use("svg")
-matplotlib.rcParams.update({"svg.hashsalt": "moxj", "font.size": 9, "axes.grid": True, "grid.alpha": 0.3})
+matplotlib.rcParams.update({"svg.hashsalt": "moxj", "font.size": 9, "axes.grid": True, "axes.axisbelow": True,
+                            "grid.alpha": 0.3})
 from matplotlib import pyplot  # noqa: E402
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
@@ -168,6 +169,8 @@ def functions(measured):
     figure, axis = pyplot.subplots(figsize=(11, 0.2 * len(rows) + 1))
     axis.barh(names, [row["nanoseconds"]["scalar"] / row["nanoseconds"][best] for row in rows], color="#1f77b4")
     axis.invert_yaxis()
+    axis.margins(y=0.01)
+    axis.grid(visible=False, axis="y")
     axis.set(xlabel=f"times as fast on {best} as on scalar")
     return svg(figure) + table(
         ["function", "item", *(f"{t}, ns" for t in targets), "GB/s", "times memcpy"],
