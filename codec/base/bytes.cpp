@@ -28,11 +28,10 @@ void* allocateHugePages(std::size_t count) {
   return bytes;
 }
 
-// Requests all pages that lie entirely within the memory. A kernel without this request maps them one by one later.
-void populate(void* bytes, std::size_t count) {
-  const std::size_t begin = (reinterpret_cast<std::uintptr_t>(bytes) + kPage - 1) / kPage * kPage;
-  const std::size_t end = (reinterpret_cast<std::uintptr_t>(bytes) + count) / kPage * kPage;
-  madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);
+// For the pages that lie entirely within the memory.
+void advise(void* bytes, std::size_t count, std::size_t page, int advice) {
+  const std::size_t before = (0 - reinterpret_cast<std::uintptr_t>(bytes)) % page;
+  if (count > before) madvise(static_cast<std::uint8_t*>(bytes) + before, (count - before) / page * page, advice);
 }
 
 }  // namespace
@@ -45,11 +44,16 @@ void* allocateBytes(std::size_t count, Filling filling) {
   const bool huge = count >= (whole ? kHugeIfWhole : kHugeIfPartly);
   void* const bytes = huge ? allocateHugePages(count) : std::malloc(std::max(count, std::size_t{1}));
   if (bytes == nullptr) throw std::bad_alloc();
-  if (whole && !huge && count >= kMappedByHeap) populate(bytes, count);
+  // A kernel without this request maps the pages one by one later.
+  if (whole && !huge && count >= kMappedByHeap) advise(bytes, count, kPage, MADV_POPULATE_WRITE);
   return bytes;
 }
 
 void freeBytes(void* bytes) noexcept { std::free(bytes); }
+
+void preferHugePages(void* bytes, std::size_t count) {
+  if (count >= kHugeIfPartly) advise(bytes, count, kHugePage, MADV_HUGEPAGE);
+}
 
 void Bytes::reserve(std::size_t count) {
   if (count <= capacity_) return;

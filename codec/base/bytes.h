@@ -16,6 +16,8 @@ enum class Filling { partly, whole };  // how much of the memory will be written
 
 void* allocateBytes(std::size_t count, Filling filling);  // throws std::bad_alloc
 void freeBytes(void* bytes) noexcept;
+// Asks for huge pages in memory that is to be written for the first time, if it is large.
+void preferHugePages(void* bytes, std::size_t count);
 
 // The bytes of a file under construction: a vector whose new elements are uninitialised and which grows by memcpy.
 // (std::vector does neither well, even with a custom allocator.) Throws std::bad_alloc.

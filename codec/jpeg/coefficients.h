@@ -8,12 +8,13 @@
 #include <vector>
 
 #include "base/budget.h"
+#include "base/bytes.h"
 #include "jpeg/frame.h"
 #include "moxj.h"
 
 namespace moxj::jpeg {
 
-// Blocks are 0 until they are written. Memory is used only for pages that are written (calloc).
+// Blocks are 0 until they are written. Memory is used only for pages that are written (calloc), huge ones if large.
 class Coefficients {
  public:
   // Charged to the budget first, which must outlive them. Throws Problem (limit) or std::bad_alloc.
@@ -26,6 +27,7 @@ class Coefficients {
       plane.blocksWide = c.paddedWide;
       plane.samples.reset(static_cast<Mox16s*>(std::calloc(blocks, 64 * sizeof(Mox16s))));
       if (!plane.samples) throw std::bad_alloc();
+      preferHugePages(plane.samples.get(), blocks * 64 * sizeof(Mox16s));
     }
   }
   ~Coefficients() { budget_.release(charged_); }
