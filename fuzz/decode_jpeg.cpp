@@ -1,52 +1,81 @@
-// Decodes arbitrary bytes as JPEG, and transcodes them: the result must be a complete picture, a partial one or a
-// Problem.
+// Decodes arbitrary bytes as JPEG, whole or in part, or transcodes them: the result must be a complete picture, a
+// partial one or a Problem. The last four bytes choose which, and the options.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
+#include "base/problem.h"
+#include "formats/convert.h"
 #include "jpeg/jpeg.h"
 #include "structure.h"
+#include "trailer.h"
+
+namespace {
+
+using namespace moxj;
+
+ReadOptions optionsOf(fuzz::Trailer& in) {
+  ReadOptions options{.nosmooth = in.oneIn(2),
+                      .fastMcu = in.oneIn(3),
+                      .components = in.oneIn(5),
+                      .orient = in.oneIn(3),
+                      .picture = in.oneIn(7) ? 1 : 0,
+                      .native = in.oneIn(3)};
+  if (in.oneIn(3)) options.region = {in.upTo(22), in.upTo(16), in.upTo(30), in.upTo(9)};
+  if (!options.fastMcu && in.oneIn(3)) options.reduce = in.upTo(3);
+  options.srgb = !options.components && in.oneIn(4);
+  return options;
+}
+
+void decode(fuzz::Trailer& in, Work& work) {
+  Input input = Input::memory(in.file);
+  PictureCollector collector;
+  const Outcome outcome = read(input, optionsOf(in), fuzz::heldBy(in), collector, work);
+  if (outcome.complete != outcome.warning.empty()) std::abort();
+}
+
+void describe(fuzz::Trailer& in, Work& work) {
+  Input input = Input::memory(in.file);
+  recognise(input).describe(input, work);
+}
+
+// What the transcoder writes must be complete.
+void transcode(fuzz::Trailer& in, Work& work) {
+  using Process = jpeg::TranscodeOptions::Process;
+  constexpr Process kProcesses[] = {Process::asInput, Process::sequential, Process::progressive};
+  jpeg::TranscodeOptions options{.process = kProcesses[in.upTo(2)],
+                                 .optimize = in.oneIn(2),
+                                 .strip = in.oneIn(3) ? MetadataSet::all() : MetadataSet(),
+                                 .restart = in.oneIn(3) ? 1 + in.upTo(3) : 0,
+                                 .orient = in.oneIn(4)};
+  options.restartInRows = options.restart != 0 && in.oneIn(2);
+  if (!options.orient && in.oneIn(2)) options.geometry.transform = jpeg::transformOf(1 + in.upTo(7));
+  if (in.oneIn(4)) options.geometry.crop = {in.upTo(30), in.upTo(30), in.upTo(20), in.upTo(20)};
+  options.geometry.trim = in.oneIn(4);
+  options.geometry.grayscale = in.oneIn(6);
+  options.picture = in.oneIn(7) ? 1 : 0;
+  MemoryOutput made;
+  jpeg::transcode(in.file, options, made, work);
+  PictureCollector collector;
+  fuzz::Job job({.maxPixels = 1 << 22, .maxMemory = 1 << 28});
+  if (!jpeg::decode({made.bytes.data(), made.bytes.size()}, {}, collector, job.work).complete) std::abort();
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace moxj;
-  const ByteSpan file(data, size);
-  const Limits limits{.maxPixels = 1 << 18, .maxScans = 20};
-  for (const int way : {0, 1, 2, 3}) {
-    jpeg::DecodeOptions options{.smooth = size % 2 == 0,
-                                .fastMcu = size % 3 == 0,
-                                .inks = size % 5 == 0,
-                                .native = way % 2 == 1,
-                                .picture = static_cast<int>(size % 7 == 0)};
-    if (way >= 2) {
-      options.region = {static_cast<int>(size % 23), static_cast<int>(size % 17), 1 + static_cast<int>(size % 31), 9};
-      options.reduce = static_cast<int>(size % 4);
-    }
-    try {
-      PictureCollector collector;
-      Work work(limits);
-      const Outcome outcome = jpeg::decode(file, options, collector, work);
-      if (outcome.complete != outcome.warning.empty()) std::abort();
-    } catch (const Problem&) {
-    }
-  }
+  fuzz::Trailer in(data, size);
   try {
-    using Process = jpeg::TranscodeOptions::Process;
-    MemoryOutput made;
-    Work work(limits), other;
-    const jpeg::Geometry geometry{.transform = jpeg::transformOf(static_cast<int>(1 + size % 8)),
-                                  .crop = {.x = static_cast<int>(size % 3 * 9)},
-                                  .trim = size % 5 == 0,
-                                  .grayscale = size % 7 == 0};
-    const Process process = size % 2 ? Process::progressive : Process::sequential;
-    jpeg::transcode(file, {.process = process, .geometry = geometry}, made, work);
-    // The output of the transcoder must be complete.
-    PictureCollector collector;
-    if (!jpeg::decode({made.bytes.data(), made.bytes.size()}, {}, collector, other).complete) std::abort();
-  } catch (const Problem&) {
-  }
-  try {
-    jpeg::inspect(file);
-  } catch (const Problem&) {
+    fuzz::Job job(in);
+    const int way = in.upTo(7);
+    if (way < 5)
+      decode(in, job.work);
+    else if (way < 7)
+      transcode(in, job.work);
+    else
+      describe(in, job.work);
+  } catch (const Problem& problem) {
+    if (problem.kind == Kind::internal) std::abort();
   }
   return 0;
 }

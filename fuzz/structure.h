@@ -10,6 +10,8 @@
 #include <random>
 #include <vector>
 
+#include "trailer.h"
+
 extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t maxSize);
 
 namespace fuzz {
@@ -151,11 +153,18 @@ class File {
   std::vector<Part> parts_;
 };
 
+// The trailer stays, or is all that changes.
 inline std::size_t mutate(std::uint8_t* data, std::size_t size, std::size_t maxSize, unsigned seed) {
-  if (seed % 4 == 0) return LLVMFuzzerMutate(data, size, maxSize);
-  File file(data, size);
-  file.mutate(seed / 4, maxSize);
-  const Bytes bytes = file.bytes();
+  if (seed % 4 == 0 || size < kTrailer) return LLVMFuzzerMutate(data, size, maxSize);
+  const std::uint8_t* const trailer = data + size - kTrailer;
+  if (seed / 4 % 8 == 0) {
+    LLVMFuzzerMutate(data + size - kTrailer, kTrailer, kTrailer);
+    return size;
+  }
+  File file(data, size - kTrailer);
+  file.mutate(seed / 32, maxSize);
+  Bytes bytes = file.bytes();
+  bytes.insert(bytes.end(), trailer, trailer + kTrailer);
   if (bytes.empty() || bytes.size() > maxSize) return LLVMFuzzerMutate(data, size, maxSize);
   std::memcpy(data, bytes.data(), bytes.size());
   return bytes.size();

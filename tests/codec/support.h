@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "sized.h"
+
 namespace codec {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -38,13 +40,6 @@ struct Picture {
   }
   MoxcPicture* picture = nullptr;
 };
-
-template <class Struct>
-Struct sized() {
-  Struct made = {};
-  made.structSize = sizeof made;
-  return made;
-}
 
 // Any number in an enumeration, as a program in C can have it.
 template <class Enum>

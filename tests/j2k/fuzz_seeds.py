@@ -28,6 +28,15 @@ def seeds(data):
     palette = cs.pclr([[1, 2, 250], [-3, 9, 100]], [(8, 0), (12, 1)])
     mapping, order = cs.cmap((0, 1, 0), (1, 1, 1), (2, 0, 0)), cs.cdef((0, 0, 2), (1, 0, 1), (2, 1, 0))
     yield "boxes.jp2", cs.jp2(data, cs.ihdr(*size, 3), cs.colr(method=4, body=b""), cs.colr(), palette, mapping, order)
+    # Colour spaces by number, 14 with ranges and illuminant; premultiplied opacity; a length of 8 bytes.
+    for space in (0, 1, 3, 4, 9, 11, 12, 13, 14, 17, 18, 20, 21, 24, 99):
+        yield f"colour{space}.jp2", cs.jp2(data, cs.ihdr(*size, 3), cs.colr(space))
+    lab = struct.pack(">8I", 14, 100, 0, 170, 128, 200, 96, 0x43540000 + 6500)
+    yield "lab.jp2", cs.jp2(data, cs.ihdr(*size, 3), cs.colr(body=lab))
+    opacity = cs.cdef((0, 0, 1), (1, 0, 2), (2, 2, 0))
+    yield "premultiplied.jp2", cs.jp2(data, cs.ihdr(*size, 3), cs.colr(17), opacity)
+    yield "long.jp2", cs.jp2(data, cs.ihdr(*size, 3), cs.colr(), after=cs.box(b"uuid", bytes(20), extended=True))
+    yield "unmapped.jp2", cs.jp2(data, cs.ihdr(*size, 3), cs.colr(), palette)
     yield "palette.jp2", cs.jp2(data, cs.ihdr(*size, 3), cs.colr(), palette, before=cs.FILE_TYPE, length=0)
 
 
